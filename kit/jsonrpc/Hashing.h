@@ -1,0 +1,16 @@
+// Hashing of records, consistent with their equality: a record hashes as its JSON form.
+#pragma once
+
+#include "kit/jsonrpc/Codec.h"
+
+namespace VostelMCPKit {
+
+template <class T>
+concept HasCodingKeys = requires(const T& record, KeyWriter& writer) { T::codingKeys(record, writer); };
+
+} // namespace VostelMCPKit
+
+template <VostelMCPKit::HasCodingKeys Record>
+struct std::hash<Record> {
+    std::size_t operator()(const Record& record) const noexcept { return VostelMCPKit::encode(record).hash(); }
+};

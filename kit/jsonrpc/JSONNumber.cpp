@@ -1,0 +1,97 @@
+#include "kit/jsonrpc/JSONNumber.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fast_float/fast_float.h>
+#include <tuple>
+
+namespace VostelMCPKit {
+
+namespace {
+
+/// Far beyond every exponent that matters, near enough that sums of a few cannot overflow.
+constexpr std::int64_t exponentCeiling = 1'000'000'000'000'000;
+
+/// A decimal number taken apart: (-1)^negative * digits * 10^exponent, the digits without zeros at either end.
+struct Decimal {
+    bool negative = false;
+    std::string_view leading;
+    std::string_view trailing;
+    std::int64_t exponent = 0;
+};
+
+std::int64_t parseExponent(std::string_view text) {
+    const bool negative = text.starts_with('-');
+    if (negative || text.starts_with('+')) text.remove_prefix(1);
+    std::int64_t magnitude = 0;
+    for (const char digit : text) magnitude = std::min(magnitude * 10 + (digit - '0'), exponentCeiling);
+    return negative ? -magnitude : magnitude;
+}
+
+Decimal takeApart(std::string_view token) {
+    Decimal number;
+    number.negative = token.starts_with('-');
+    if (number.negative) token.remove_prefix(1);
+    if (const auto mark = token.find_first_of("eE"); mark != token.npos) {
+        number.exponent = parseExponent(token.substr(mark + 1));
+        token = token.substr(0, mark);
+    }
+    const auto point = std::min(token.find('.'), token.size());
+    number.leading = token.substr(0, point);
+    if (point < token.size()) number.trailing = token.substr(point + 1);
+
+    number.trailing = number.trailing.substr(0, number.trailing.find_last_not_of('0') + 1);
+    number.exponent -= static_cast<std::int64_t>(number.trailing.size());
+    if (number.trailing.empty()) {
+        const auto kept = number.leading.find_last_not_of('0') + 1;
+        number.exponent += static_cast<std::int64_t>(number.leading.size() - kept);
+        number.leading = number.leading.substr(0, kept);
+    }
+    number.leading.remove_prefix(std::min(number.leading.find_first_not_of('0'), number.leading.size()));
+    if (number.leading.empty()) {
+        number.trailing.remove_prefix(std::min(number.trailing.find_first_not_of('0'), number.trailing.size()));
+    }
+    return number;
+}
+
+std::optional<std::int64_t> integer(const Decimal& number) {
+    const std::size_t digits = number.leading.size() + number.trailing.size();
+    if (digits == 0) return 0;
+    // The digits end in no zero, so a negative exponent always leaves a fraction. 19 digits hold every 64-bit integer.
+    if (number.exponent < 0 || number.exponent > 18 || digits > 19 - static_cast<std::size_t>(number.exponent)) {
+        return std::nullopt;
+    }
+    char text[20];
+    char* end = text;
+    if (number.negative) *end++ = '-';
+    end = std::copy(number.leading.begin(), number.leading.end(), end);
+    end = std::copy(number.trailing.begin(), number.trailing.end(), end);
+    end = std::fill_n(end, number.exponent, '0');
+    std::int64_t value = 0;
+    if (std::from_chars(text, end, value).ec != std::errc{}) return std::nullopt;
+    return value;
+}
+
+} // namespace
+
+std::optional<MCPValue> numberFromDecimal(std::string_view token) {
+    if (const auto value = integer(takeApart(token))) return MCPValue{*value};
+    double value = 0;
+    std::ignore = fast_float::from_chars(token.data(), token.data() + token.size(), value);
+    if (!std::isfinite(value)) return std::nullopt;
+    return MCPValue{value};
+}
+
+void appendDecimal(double value, Bytes& out) {
+    // The longest plain text is that of -1.2345678901234567e-05; 32 bytes hold every form.
+    constexpr std::size_t longest = 32;
+    char* begin = out.room(longest);
+    const double magnitude = std::fabs(value);
+    const bool plain = magnitude == 0 || (magnitude >= 1e-5 && magnitude < 1e16);
+    const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
+    const auto written = std::to_chars(begin, begin + longest, value, format);
+    out.grow(static_cast<std::size_t>(written.ptr - begin));
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,21 @@
+// The rules that turn the decimal text of a JSON number into an integer or a double, and a double back into text.
+#pragma once
+
+#include "kit/jsonrpc/MCPValue.h"
+#include "kit/support/Bytes.h"
+
+#include <optional>
+#include <string_view>
+
+namespace VostelMCPKit {
+
+/// The value of `token`, which follows the number grammar of RFC 8259. Decided exactly, from the decimal text: a value
+/// that is integral and fits 64 signed bits is an integer in any notation, every other one the nearest double. Absent
+/// for a value beyond the doubles.
+[[nodiscard]] std::optional<MCPValue> numberFromDecimal(std::string_view token);
+
+/// Appends the shortest text that reads back as `value`, which is finite: plain for 1e-5 <= |value| < 1e16, with an
+/// exponent otherwise ("1e+16"), and without a fraction when the value is integral.
+void appendDecimal(double value, Bytes& out);
+
+} // namespace VostelMCPKit

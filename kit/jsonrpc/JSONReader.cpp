@@ -1,0 +1,271 @@
+#include "kit/jsonrpc/JSONReader.h"
+
+#include "kit/jsonrpc/JSONNumber.h"
+#include "kit/jsonrpc/JSONText.h"
+#include "kit/support/Unicode.h"
+
+#include <string>
+#include <vector>
+
+namespace VostelMCPKit {
+
+namespace {
+
+/// One reading. Finished values wait on a stack of their own until the array or object around them closes, so the depth
+/// of the text costs memory in proportion and no machine stack.
+class Reader final {
+public:
+    explicit Reader(std::string_view text) : start_{text.data()}, at_{start_}, end_{start_ + text.size()} {}
+
+    std::expected<MCPValue, DecodingError> read() {
+        if (readValues()) skipSpace();
+        if (!error_ && at_ != end_) fail();
+        if (error_) return std::unexpected(*std::move(error_));
+        return std::move(values_.back());
+    }
+
+private:
+    struct Container {
+        std::size_t firstValue;
+        bool isObject;
+    };
+
+    /// Reads one value with everything in it. All the bool functions of this class are false after a failure.
+    bool readValues() {
+        do {
+            skipSpace();
+            if (!readScalarOrOpening()) return false;
+        } while (advance());
+        return !error_;
+    }
+
+    /// After a value or an opening: closes what ends here. True when another value follows.
+    bool advance() {
+        if (std::exchange(opened_, false)) {
+            skipSpace();
+            if (!next(containers_.back().isObject ? '}' : ']')) {
+                return !containers_.back().isObject || readName();
+            }
+            close();
+        }
+        while (!containers_.empty()) {
+            skipSpace();
+            const bool isObject = containers_.back().isObject;
+            if (next(',')) {
+                if (!isObject) return true;
+                skipSpace();
+                return readName();
+            }
+            if (!next(isObject ? '}' : ']')) return fail();
+            close();
+        }
+        return false;
+    }
+
+    void close() {
+        const Container container = containers_.back();
+        containers_.pop_back();
+        const std::span content = std::span{values_}.subspan(container.firstValue);
+        MCPValue value = container.isObject ? MCPValue::takingObject(content) : MCPValue::takingArray(content);
+        values_.resize(container.firstValue);
+        values_.push_back(std::move(value));
+    }
+
+    bool readScalarOrOpening() {
+        if (at_ == end_) return fail();
+        switch (*at_) {
+        case '{':
+        case '[':
+            containers_.push_back({values_.size(), *at_ == '{'});
+            ++at_;
+            return opened_ = true;
+        case '"':
+            ++at_;
+            return readString();
+        case 't':
+            return readWord("true", true);
+        case 'f':
+            return readWord("false", false);
+        case 'n':
+            return readWord("null", nullptr);
+        default:
+            return readNumber();
+        }
+    }
+
+    bool readName() {
+        if (!next('"')) return fail();
+        if (!readString()) return false;
+        skipSpace();
+        return next(':') || fail();
+    }
+
+    bool readWord(std::string_view word, MCPValue value) {
+        if (!rest().starts_with(word)) return fail();
+        at_ += word.size();
+        values_.push_back(std::move(value));
+        return true;
+    }
+
+    /// Reads a string whose opening quotation mark has been taken.
+    bool readString() {
+        std::string_view plain;
+        if (!readPlain(plain)) return false;
+        if (next('"')) {
+            values_.emplace_back(plain);
+            return true;
+        }
+        unescaped_.assign(plain);
+        while (!next('"')) {
+            if (!next('\\')) return fail(); // a control character, or the end
+            if (!readEscape() || !readPlain(plain)) return false;
+            unescaped_ += plain;
+        }
+        values_.emplace_back(std::string_view{unescaped_});
+        return true;
+    }
+
+    /// Takes the bytes that stand for themselves.
+    bool readPlain(std::string_view& plain) {
+        plain = rest().substr(0, plainPrefix(rest()));
+        if (!isValidUTF8(plain)) return fail();
+        at_ += plain.size();
+        return true;
+    }
+
+    /// Reads an escape whose backslash has been taken.
+    bool readEscape() {
+        if (at_ == end_) return fail();
+        switch (*at_++) {
+        case '"':
+            unescaped_ += '"';
+            return true;
+        case '\\':
+            unescaped_ += '\\';
+            return true;
+        case '/':
+            unescaped_ += '/';
+            return true;
+        case 'b':
+            unescaped_ += '\b';
+            return true;
+        case 'f':
+            unescaped_ += '\f';
+            return true;
+        case 'n':
+            unescaped_ += '\n';
+            return true;
+        case 'r':
+            unescaped_ += '\r';
+            return true;
+        case 't':
+            unescaped_ += '\t';
+            return true;
+        case 'u':
+            return readCodePoint();
+        default:
+            --at_;
+            return fail();
+        }
+    }
+
+    bool readCodePoint() {
+        std::uint32_t unit = 0;
+        if (!readHex(unit)) return false;
+        if (unit >= 0xD800 && unit <= 0xDFFF) {
+            std::uint32_t low = 0;
+            if (unit > 0xDBFF || !next('\\') || !next('u')) return fail();
+            if (!readHex(low)) return false;
+            if (low < 0xDC00 || low > 0xDFFF) return fail();
+            unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
+        }
+        appendUTF8(unit, unescaped_);
+        return true;
+    }
+
+    bool readHex(std::uint32_t& unit) {
+        for (int digit = 0; digit < 4; ++digit, ++at_) {
+            if (at_ == end_) return fail();
+            unit <<= 4;
+            if (*at_ >= '0' && *at_ <= '9') {
+                unit |= static_cast<std::uint32_t>(*at_ - '0');
+            } else if ((*at_ | 0x20) >= 'a' && (*at_ | 0x20) <= 'f') {
+                unit |= static_cast<std::uint32_t>((*at_ | 0x20) - 'a' + 10);
+            } else {
+                return fail();
+            }
+        }
+        return true;
+    }
+
+    bool readNumber() {
+        const char* first = at_;
+        const bool negative = next('-');
+        std::uint64_t magnitude = 0;
+        const char* digits = at_;
+        for (; at_ != end_ && isDigit(*at_); ++at_) magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0');
+        const auto count = at_ - digits;
+        if (count == 0) return fail();
+        if (count > 1 && *digits == '0') {
+            at_ = digits + 1;
+            return fail();
+        }
+        const bool hasFraction = next('.');
+        if (hasFraction && !skipDigits()) return false;
+        const bool hasExponent = next('e') || next('E');
+        if (hasExponent) {
+            if (!next('+')) next('-');
+            if (!skipDigits()) return false;
+        }
+        // Eighteen digits cannot have overflowed.
+        if (!hasFraction && !hasExponent && count <= 18) {
+            const auto value = static_cast<std::int64_t>(magnitude);
+            values_.emplace_back(negative ? -value : value);
+            return true;
+        }
+        auto value = numberFromDecimal({first, at_});
+        if (!value) return fail(DecodingError::DataCorrupted{{}, "Значение не является допустимым JSON"});
+        values_.push_back(*std::move(value));
+        return true;
+    }
+
+    bool skipDigits() {
+        if (at_ == end_ || !isDigit(*at_)) return fail();
+        while (at_ != end_ && isDigit(*at_)) ++at_;
+        return true;
+    }
+
+    void skipSpace() {
+        while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) ++at_;
+    }
+
+    bool next(char expected) {
+        if (at_ == end_ || *at_ != expected) return false;
+        ++at_;
+        return true;
+    }
+
+    static bool isDigit(char character) { return character >= '0' && character <= '9'; }
+    [[nodiscard]] std::string_view rest() const { return {at_, end_}; }
+
+    bool fail() { return fail(DecodingError::NotJSON{static_cast<std::size_t>(at_ - start_)}); }
+    bool fail(auto reason) {
+        error_ = DecodingError{std::move(reason)};
+        return false;
+    }
+
+    const char* start_;
+    const char* at_;
+    const char* end_;
+    bool opened_ = false;
+    std::optional<DecodingError> error_;
+    std::vector<MCPValue> values_;
+    std::vector<Container> containers_;
+    std::string unescaped_;
+};
+
+} // namespace
+
+std::expected<MCPValue, DecodingError> readJSON(std::string_view text) { return Reader{text}.read(); }
+
+} // namespace VostelMCPKit

@@ -1,0 +1,17 @@
+// The one reader of JSON text (RFC 8259): stdin lines, socket frames, configuration files.
+#pragma once
+
+#include "kit/jsonrpc/DecodingError.h"
+#include "kit/jsonrpc/MCPValue.h"
+
+#include <expected>
+#include <string_view>
+
+namespace VostelMCPKit {
+
+/// Reads the one JSON value that `text` holds, white space around it allowed. Values nest to any depth. Of repeated
+/// keys in one object the last one wins. Fails on anything outside the grammar, on text that is not UTF-8, on half a
+/// surrogate pair, and on a number beyond the doubles. Thread-safe; keeps no state between calls.
+[[nodiscard]] std::expected<MCPValue, DecodingError> readJSON(std::string_view text);
+
+} // namespace VostelMCPKit

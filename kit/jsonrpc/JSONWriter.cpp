@@ -1,0 +1,121 @@
+#include "kit/jsonrpc/JSONWriter.h"
+
+#include "kit/jsonrpc/JSONNumber.h"
+#include "kit/jsonrpc/JSONText.h"
+
+#include <charconv>
+#include <cmath>
+#include <vector>
+
+namespace VostelMCPKit {
+
+namespace {
+
+void writeEscape(char byte, Bytes& out) {
+    switch (byte) {
+    case '"':
+        return out.append("\\\"");
+    case '\\':
+        return out.append("\\\\");
+    case '\b':
+        return out.append("\\b");
+    case '\f':
+        return out.append("\\f");
+    case '\n':
+        return out.append("\\n");
+    case '\r':
+        return out.append("\\r");
+    case '\t':
+        return out.append("\\t");
+    default:
+        out.append("\\u00");
+        out.append("0123456789abcdef"[byte >> 4]);
+        out.append("0123456789abcdef"[byte & 0x0F]);
+    }
+}
+
+void writeString(std::string_view text, Bytes& out) {
+    out.append('"');
+    for (;;) {
+        const std::size_t plain = plainPrefix(text);
+        out.append(text.substr(0, plain));
+        if (plain == text.size()) break;
+        writeEscape(text[plain], out);
+        text.remove_prefix(plain + 1);
+    }
+    out.append('"');
+}
+
+void writeInteger(std::int64_t value, Bytes& out) {
+    constexpr std::size_t longest = 20;
+    char* begin = out.room(longest);
+    out.grow(static_cast<std::size_t>(std::to_chars(begin, begin + longest, value).ptr - begin));
+}
+
+/// An array or object that is being written.
+struct Container {
+    std::span<const MCPValue> elements;
+    std::span<const MCPValue::Member> members;
+    bool isObject;
+    bool isFirst = true;
+
+    [[nodiscard]] bool isFinished() const { return isObject ? members.empty() : elements.empty(); }
+};
+
+} // namespace
+
+std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) {
+    const std::size_t before = out.size();
+    std::vector<Container> containers;
+    for (const MCPValue* next = &value;;) {
+        switch (next->kind()) {
+        case MCPValue::Kind::Bool:
+            out.append(*next->asBool() ? "true" : "false");
+            break;
+        case MCPValue::Kind::Int:
+            writeInteger(*next->asInt(), out);
+            break;
+        case MCPValue::Kind::Double:
+            if (!std::isfinite(*next->asDouble())) {
+                out.truncate(before);
+                return std::unexpected(EncodingError{});
+            }
+            appendDecimal(*next->asDouble(), out);
+            break;
+        case MCPValue::Kind::String:
+            writeString(*next->asString(), out);
+            break;
+        case MCPValue::Kind::Array:
+            out.append('[');
+            containers.push_back({*next->asArray(), {}, /*isObject=*/false});
+            break;
+        case MCPValue::Kind::Object:
+            out.append('{');
+            containers.push_back({{}, *next->asObject(), /*isObject=*/true});
+            break;
+        case MCPValue::Kind::Null:
+            out.append("null");
+            break;
+        }
+        while (!containers.empty() && containers.back().isFinished()) {
+            out.append(containers.back().isObject ? '}' : ']');
+            containers.pop_back();
+        }
+        if (containers.empty()) return {};
+
+        Container& around = containers.back();
+        if (!std::exchange(around.isFirst, false)) out.append(',');
+        if (around.isObject) {
+            const MCPValue::Member& member = around.members.front();
+            around.members = around.members.subspan(1);
+            writeString(member.key(), out);
+            out.append(':');
+            next = &member.value;
+        } else {
+            next = &around.elements.front();
+            around.elements = around.elements.subspan(1);
+        }
+    }
+}
+
+} // namespace VostelMCPKit

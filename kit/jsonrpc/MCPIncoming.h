@@ -1,0 +1,43 @@
+// What one line of standard input turned out to be. Its cases have no text form of their own; they list their fields
+// for the sake of hashing.
+#pragma once
+
+#include "kit/jsonrpc/MCPMessages.h"
+
+#include <variant>
+#include <vector>
+
+namespace VostelMCPKit {
+
+struct MCPIncoming {
+    /// A JSON array; its elements are kept as they are and not examined.
+    struct Batch {
+        std::vector<MCPValue> elements;
+        static void codingKeys(auto& self, auto& key) { key("elements", self.elements); }
+        bool operator==(const Batch&) const = default;
+    };
+    /// The line could not be used; the error is the one to send back.
+    struct Malformed {
+        MCPError error;
+        static void codingKeys(auto& self, auto& key) { key("error", self.error); }
+        bool operator==(const Malformed&) const = default;
+    };
+    /// Nothing but white space.
+    struct Empty {
+        static void codingKeys(auto&, auto&) {}
+        bool operator==(const Empty&) const = default;
+    };
+
+    std::variant<MCPRequest, MCPNotification, Batch, Malformed, Empty> is;
+
+    bool operator==(const MCPIncoming&) const = default;
+};
+
+} // namespace VostelMCPKit
+
+template <>
+struct std::hash<VostelMCPKit::MCPIncoming> {
+    std::size_t operator()(const VostelMCPKit::MCPIncoming& incoming) const noexcept {
+        return std::hash<decltype(incoming.is)>{}(incoming.is);
+    }
+};

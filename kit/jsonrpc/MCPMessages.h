@@ -1,0 +1,70 @@
+// The JSON-RPC 2.0 messages exchanged with the AI client.
+//
+// Deliberate: reading is lenient about `jsonrpc`, whose text is never checked, and turns missing params into JSON null;
+// it is strict about the identifier and about a response carrying either a result or an error.
+#pragma once
+
+#include "kit/jsonrpc/Hashing.h"
+#include "kit/jsonrpc/MCPError.h"
+#include "kit/jsonrpc/MCPRequestID.h"
+
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace VostelMCPKit {
+
+/// A message that expects a response.
+struct MCPRequest {
+    MCPRequestID id;
+    std::string method;
+    std::optional<MCPValue> params;
+
+    static void codingKeys(auto& self, auto& key) {
+        key.constant("jsonrpc", "2.0");
+        key("id", self.id);
+        key("method", self.method);
+        key.absentAsNull("params", self.params);
+    }
+
+    bool operator==(const MCPRequest&) const = default;
+};
+
+/// A message without identifier, which is never answered.
+struct MCPNotification {
+    std::string method;
+    std::optional<MCPValue> params;
+
+    static void codingKeys(auto& self, auto& key) {
+        key.constant("jsonrpc", "2.0");
+        key("method", self.method);
+        key.absentAsNull("params", self.params);
+    }
+
+    bool operator==(const MCPNotification&) const = default;
+};
+
+struct MCPResponse {
+    using Outcome = std::variant<MCPValue, MCPError>;
+
+    MCPRequestID id;
+    Outcome outcome;
+
+    [[nodiscard]] static MCPResponse result(MCPRequestID id, MCPValue value) {
+        return {std::move(id), std::move(value)};
+    }
+    [[nodiscard]] static MCPResponse failure(MCPRequestID id, MCPError error) {
+        return {std::move(id), std::move(error)};
+    }
+
+    static void codingKeys(auto& self, auto& key) {
+        key.constant("jsonrpc", "2.0");
+        key("id", self.id);
+        key.exactlyOne("result", "error", self.outcome,
+                       "Ответ обязан нести либо result, либо error, но не оба и не ни одного");
+    }
+
+    bool operator==(const MCPResponse&) const = default;
+};
+
+} // namespace VostelMCPKit

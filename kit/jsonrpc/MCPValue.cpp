@@ -1,0 +1,309 @@
+#include "kit/jsonrpc/MCPValue.h"
+
+#include "kit/support/Unicode.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <new>
+
+namespace VostelMCPKit {
+
+/// What copies of a long string, an array or an object share. The payload follows in the same allocation: the bytes of
+/// a string, the elements of an array, or the names and values of an object's members in turn.
+struct MCPValue::Block {
+    union {
+        std::atomic<std::size_t> references;
+        /// Once the last reference is gone: the next block whose elements wait for their release.
+        Block* nextDead;
+    };
+    /// Bytes of a string; values of an array or an object, which has two for each member.
+    std::size_t count;
+
+    static Block* allocate(std::size_t count, std::size_t bytesEach) {
+        if (count > (SIZE_MAX - sizeof(Block)) / bytesEach) std::abort();
+        void* memory = std::malloc(sizeof(Block) + count * bytesEach);
+        if (memory == nullptr) std::abort();
+        return new (memory) Block{{1}, count};
+    }
+    char* bytes() { return reinterpret_cast<char*>(this + 1); }
+    MCPValue* values() { return std::launder(reinterpret_cast<MCPValue*>(this + 1)); }
+
+    [[nodiscard]] bool dropReference() {
+        // A sole owner needs no atomic write: nobody else can take a reference meanwhile.
+        return references.load(std::memory_order_acquire) == 1 ||
+               references.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    }
+};
+
+MCPValue::MCPValue(std::string_view text) {
+    if (text.size() <= static_cast<std::size_t>(Tag::longestInline)) {
+        if (!text.empty()) std::memcpy(storage_.bytes, text.data(), text.size());
+        setTag(static_cast<Tag>(text.size()));
+        return;
+    }
+    Block* block = Block::allocate(text.size(), 1);
+    std::memcpy(block->bytes(), text.data(), text.size());
+    set(Tag::string, block);
+}
+
+MCPValue MCPValue::array(std::span<const MCPValue> elements) {
+    Block* block = Block::allocate(elements.size(), sizeof(MCPValue));
+    std::uninitialized_copy(elements.begin(), elements.end(), block->values());
+    return adopting(Tag::array, block);
+}
+
+MCPValue MCPValue::takingArray(std::span<MCPValue> elements) {
+    Block* block = Block::allocate(elements.size(), sizeof(MCPValue));
+    std::uninitialized_move(elements.begin(), elements.end(), block->values());
+    return adopting(Tag::array, block);
+}
+
+MCPValue MCPValue::object(std::initializer_list<std::pair<std::string_view, MCPValue>> members) {
+    std::vector<Member> list;
+    list.reserve(members.size());
+    for (const auto& [key, value] : members) list.push_back({key, value});
+    MCPValue result = object(std::move(list));
+    if (result.asObject()->size() != members.size()) std::abort();
+    return result;
+}
+
+MCPValue MCPValue::object(std::vector<Member> members) {
+    static_assert(sizeof(Member) == 2 * sizeof(MCPValue));
+    return takingObject({reinterpret_cast<MCPValue*>(members.data()), 2 * members.size()});
+}
+
+MCPValue MCPValue::takingObject(std::span<MCPValue> keysAndValues) {
+    std::span<Member> members{reinterpret_cast<Member*>(keysAndValues.data()), keysAndValues.size() / 2};
+    const auto notAscending = [](const Member& left, const Member& right) {
+        return keyOrder(left.key(), right.key()) >= 0;
+    };
+    // Most texts come from a writer like ours, so the members usually stand in order already.
+    if (std::adjacent_find(members.begin(), members.end(), notAscending) != members.end()) {
+        std::stable_sort(members.begin(), members.end(),
+                         [](const Member& left, const Member& right) { return keyOrder(left.key(), right.key()) < 0; });
+        std::size_t kept = 0;
+        for (std::size_t next = 1; next < members.size(); ++next) {
+            if (members[kept].key() != members[next].key()) ++kept;
+            if (kept != next) members[kept] = std::move(members[next]);
+        }
+        members = members.first(kept + 1);
+    }
+    return adopting(Tag::object, takingArray(keysAndValues.first(2 * members.size())).detach());
+}
+
+MCPValue::Block* MCPValue::detach() {
+    Block* block = get<Block*>();
+    setTag(Tag::null);
+    return block;
+}
+
+MCPValue::Kind MCPValue::kind() const {
+    switch (tag()) {
+    case Tag::array:
+        return Kind::Array;
+    case Tag::object:
+        return Kind::Object;
+    case Tag::boolean:
+        return Kind::Bool;
+    case Tag::integer:
+        return Kind::Int;
+    case Tag::real:
+        return Kind::Double;
+    case Tag::null:
+        return Kind::Null;
+    default:
+        return Kind::String;
+    }
+}
+
+std::optional<bool> MCPValue::asBool() const {
+    if (tag() != Tag::boolean) return std::nullopt;
+    return get<bool>();
+}
+
+std::optional<std::int64_t> MCPValue::asInt() const {
+    if (tag() != Tag::integer) return std::nullopt;
+    return get<std::int64_t>();
+}
+
+std::optional<double> MCPValue::asDouble() const {
+    if (tag() == Tag::integer) return static_cast<double>(get<std::int64_t>());
+    if (tag() != Tag::real) return std::nullopt;
+    return get<double>();
+}
+
+std::optional<std::string_view> MCPValue::asString() const {
+    if (tag() <= Tag::longestInline) return std::string_view{storage_.bytes, static_cast<std::size_t>(tag())};
+    if (tag() != Tag::string) return std::nullopt;
+    auto* block = get<Block*>();
+    return std::string_view{block->bytes(), block->count};
+}
+
+std::optional<std::span<const MCPValue>> MCPValue::asArray() const {
+    if (tag() != Tag::array) return std::nullopt;
+    return elements();
+}
+
+std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const {
+    if (tag() != Tag::object) return std::nullopt;
+    return std::span{reinterpret_cast<const Member*>(elements().data()), elements().size() / 2};
+}
+
+const MCPValue* MCPValue::operator[](std::string_view key) const {
+    const auto members = asObject();
+    if (!members) return nullptr;
+    const auto found = std::lower_bound(members->begin(), members->end(), key, [](const Member& member, auto wanted) {
+        return keyOrder(member.key(), wanted) < 0;
+    });
+    return found != members->end() && found->key() == key ? &found->value : nullptr;
+}
+
+/// The values one level below an array or an object, names included.
+std::span<const MCPValue> MCPValue::elements() const {
+    if (tag() != Tag::array && tag() != Tag::object) return {};
+    auto* block = get<Block*>();
+    return {block->values(), block->count};
+}
+
+/// Equality of everything but the elements.
+bool MCPValue::equalsShallowly(const MCPValue& other) const {
+    if (kind() != other.kind()) return false;
+    switch (kind()) {
+    case Kind::Bool:
+        return get<bool>() == other.get<bool>();
+    case Kind::Int:
+        return get<std::int64_t>() == other.get<std::int64_t>();
+    case Kind::Double:
+        return get<double>() == other.get<double>();
+    case Kind::String:
+        return *asString() == *other.asString();
+    case Kind::Array:
+    case Kind::Object:
+        return elements().size() == other.elements().size();
+    case Kind::Null:
+        return true;
+    }
+    return false;
+}
+
+bool operator==(const MCPValue& left, const MCPValue& right) {
+    using Elements = std::span<const MCPValue>;
+    if (!left.equalsShallowly(right)) return false;
+    std::vector<std::pair<Elements, Elements>> pending{{left.elements(), right.elements()}};
+    while (!pending.empty()) {
+        const auto [ours, theirs] = pending.back();
+        pending.pop_back();
+        for (std::size_t index = 0; index < ours.size(); ++index) {
+            if (!ours[index].equalsShallowly(theirs[index])) return false;
+            if (!ours[index].elements().empty()) {
+                pending.emplace_back(ours[index].elements(), theirs[index].elements());
+            }
+        }
+    }
+    return true;
+}
+
+std::size_t MCPValue::hash() const {
+    std::size_t combined = 0;
+    const auto mix = [&combined](std::size_t part) {
+        combined ^= part + 0x9e3779b97f4a7c15U + (combined << 6) + (combined >> 2);
+    };
+    const auto mixShallowly = [&mix](const MCPValue& value) {
+        mix(static_cast<std::size_t>(value.kind()));
+        switch (value.kind()) {
+        case Kind::Bool:
+            return mix(value.get<bool>());
+        case Kind::Int:
+            return mix(std::hash<std::int64_t>{}(value.get<std::int64_t>()));
+        case Kind::Double:
+            return mix(std::hash<double>{}(value.get<double>()));
+        case Kind::String:
+            return mix(std::hash<std::string_view>{}(*value.asString()));
+        case Kind::Array:
+        case Kind::Object:
+            return mix(value.elements().size());
+        case Kind::Null:
+            return;
+        }
+    };
+    mixShallowly(*this);
+    std::vector<std::span<const MCPValue>> pending{elements()};
+    while (!pending.empty()) {
+        const auto values = pending.back();
+        pending.pop_back();
+        for (const MCPValue& value : values) {
+            mixShallowly(value);
+            if (!value.elements().empty()) pending.push_back(value.elements());
+        }
+    }
+    return combined;
+}
+
+void MCPValue::retain() const { get<Block*>()->references.fetch_add(1, std::memory_order_relaxed); }
+
+void MCPValue::release() const {
+    Block* dead = get<Block*>();
+    if (!dead->dropReference()) return;
+    if (tag() == Tag::string) return std::free(dead);
+    dead->nextDead = nullptr;
+    while (dead != nullptr) {
+        Block* block = dead;
+        dead = block->nextDead;
+        for (const MCPValue& value : std::span{block->values(), block->count}) {
+            if (!value.isShared()) continue;
+            Block* child = value.get<Block*>();
+            if (!child->dropReference()) continue;
+            if (value.tag() == Tag::string) {
+                std::free(child);
+            } else {
+                child->nextDead = dead;
+                dead = child;
+            }
+        }
+        std::free(block);
+    }
+}
+
+namespace {
+
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+/// Takes the run of digits off the front of `text` and returns it without leading zeros.
+std::string_view takeDigits(std::string_view& text) {
+    const auto end = std::find_if_not(text.begin(), text.end(), isDigit);
+    std::string_view run{text.begin(), end};
+    text.remove_prefix(run.size());
+    run.remove_prefix(std::min(run.find_first_not_of('0'), run.size()));
+    return run;
+}
+
+int sign(auto ordering) { return ordering < 0 ? -1 : (ordering > 0 ? 1 : 0); }
+
+int compareIgnoringCase(std::string_view left, std::string_view right) {
+    while (!left.empty() && !right.empty()) {
+        if (isDigit(left.front()) && isDigit(right.front())) {
+            const auto ours = takeDigits(left);
+            const auto theirs = takeDigits(right);
+            if (ours.size() != theirs.size()) return ours.size() < theirs.size() ? -1 : 1;
+            if (const int order = ours.compare(theirs); order != 0) return order;
+            continue;
+        }
+        const char32_t ours = takeFolded(left);
+        const char32_t theirs = takeFolded(right);
+        if (ours != theirs) return ours < theirs ? -1 : 1;
+    }
+    return sign(static_cast<int>(!left.empty()) - static_cast<int>(!right.empty()));
+}
+
+} // namespace
+
+int keyOrder(std::string_view left, std::string_view right) {
+    if (const int order = compareIgnoringCase(left, right); order != 0) return sign(order);
+    // Bytes of UTF-8 sort like the code points they stand for.
+    return sign(left.compare(right));
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,162 @@
+// The one dynamic JSON value of the system: params, results, schemas, tool arguments, progress tokens.
+//
+// A value is 16 bytes. Booleans, numbers and strings of up to 15 bytes stand in the value itself; longer strings,
+// arrays and objects stand in one immutable block that all copies of the value share:
+//
+//     byte   0 ........................ 14   15
+//     short  the string's bytes              its length, 0 to 15
+//     other  payload or block pointer        the kind, 16 and above
+//
+// Copying is therefore cheap at any size, and a value may cross threads freely. Objects keep their members in output
+// order (see keyOrder): writing needs no sorting, equality goes member by member, and a key is found by search.
+// Nothing here recurses, so values may nest to any depth on the smallest stack.
+#pragma once
+
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace VostelMCPKit {
+
+/// Where `left` stands against `right` among the keys of a written object: letter case ignored (simple folding to lower
+/// case), runs of digits compared by their value, ties broken by plain code point comparison. Zero only for equal keys.
+[[nodiscard]] int keyOrder(std::string_view left, std::string_view right);
+
+class MCPValue final {
+public:
+    // In upper camel because `bool`, `int` and `double` are words of the language.
+    enum class Kind : std::uint8_t { Bool, Int, Double, String, Array, Object, Null };
+    struct Member;
+
+    MCPValue() noexcept { setTag(Tag::null); }
+    MCPValue(std::nullptr_t) noexcept : MCPValue() {}
+    /// Exactly bool: a pointer or a number that would convert to bool is refused by the compiler.
+    template <std::same_as<bool> Boolean>
+    MCPValue(Boolean value) noexcept {
+        set(Tag::boolean, value);
+    }
+    template <class Integer>
+        requires(std::signed_integral<Integer> && !std::same_as<Integer, char>)
+    MCPValue(Integer value) noexcept {
+        set(Tag::integer, static_cast<std::int64_t>(value));
+    }
+    /// A number that is not finite can be held and compared, but not written.
+    template <std::floating_point Floating>
+    MCPValue(Floating value) noexcept {
+        set(Tag::real, static_cast<double>(value));
+    }
+    /// The text is UTF-8; the JSON reader has checked it, any other caller vouches for it.
+    MCPValue(std::string_view text);
+    MCPValue(const std::string& text) : MCPValue(std::string_view{text}) {}
+    MCPValue(const char* text) : MCPValue(std::string_view{text}) {}
+
+    [[nodiscard]] static MCPValue array(std::span<const MCPValue> elements);
+    [[nodiscard]] static MCPValue array(std::initializer_list<MCPValue> elements) {
+        return array(std::span{elements.begin(), elements.size()});
+    }
+    /// Members in any order. Two equal keys are a programming error and end the process.
+    [[nodiscard]] static MCPValue object(std::initializer_list<std::pair<std::string_view, MCPValue>> members);
+    /// Members in any order; of several members with one key the last one wins.
+    [[nodiscard]] static MCPValue object(std::vector<Member> members);
+    /// Takes the elements out of `elements`; for the reader, which builds values in place.
+    [[nodiscard]] static MCPValue takingArray(std::span<MCPValue> elements);
+    /// Takes alternating keys (strings) and values out of `keysAndValues`; of equal keys the last one wins.
+    [[nodiscard]] static MCPValue takingObject(std::span<MCPValue> keysAndValues);
+
+    MCPValue(const MCPValue& other) noexcept : storage_(other.storage_) {
+        if (isShared()) retain();
+    }
+    MCPValue(MCPValue&& other) noexcept : storage_(other.storage_) { other.setTag(Tag::null); }
+    MCPValue& operator=(MCPValue other) noexcept {
+        std::swap(storage_, other.storage_);
+        return *this;
+    }
+    ~MCPValue() {
+        if (isShared()) release();
+    }
+
+    [[nodiscard]] Kind kind() const;
+    [[nodiscard]] bool isNull() const { return tag() == Tag::null; }
+
+    // Each accessor is absent when the value is of another kind. Views live as long as this value.
+    [[nodiscard]] std::optional<bool> asBool() const;
+    /// Deliberate: a double is never an integer, not even an integral one, while every number can be read as a double.
+    [[nodiscard]] std::optional<std::int64_t> asInt() const;
+    [[nodiscard]] std::optional<double> asDouble() const;
+    [[nodiscard]] std::optional<std::string_view> asString() const;
+    [[nodiscard]] std::optional<std::span<const MCPValue>> asArray() const;
+    /// In output order, each key once.
+    [[nodiscard]] std::optional<std::span<const Member>> asObject() const;
+
+    /// The member named `key`; null when this is no object or has no such member. A member that holds JSON null is
+    /// found. Lives as long as this value.
+    [[nodiscard]] const MCPValue* operator[](std::string_view key) const;
+
+    /// Same kind and same payload: the integer 1 is not the double 1.0; doubles compare as IEEE 754 numbers.
+    friend bool operator==(const MCPValue& left, const MCPValue& right);
+    /// Consistent with equality.
+    [[nodiscard]] std::size_t hash() const;
+
+private:
+    enum class Tag : std::uint8_t { longestInline = 15, string, array, object, boolean, integer, real, null };
+    struct Block;
+
+    struct alignas(8) Storage {
+        char bytes[16];
+    };
+
+    [[nodiscard]] Tag tag() const { return static_cast<Tag>(storage_.bytes[15]); }
+    void setTag(Tag tag) { storage_.bytes[15] = static_cast<char>(tag); }
+    template <class Payload>
+    void set(Tag tag, Payload payload) {
+        std::memcpy(storage_.bytes, &payload, sizeof payload);
+        setTag(tag);
+    }
+    template <class Payload>
+    [[nodiscard]] Payload get() const {
+        Payload payload;
+        std::memcpy(&payload, storage_.bytes, sizeof payload);
+        return payload;
+    }
+    [[nodiscard]] bool isShared() const {
+        return static_cast<unsigned>(tag()) - static_cast<unsigned>(Tag::string) <= 2;
+    }
+    [[nodiscard]] static MCPValue adopting(Tag tag, Block* block) {
+        MCPValue value;
+        value.set(tag, block);
+        return value;
+    }
+    [[nodiscard]] std::span<const MCPValue> elements() const;
+    [[nodiscard]] bool equalsShallowly(const MCPValue& other) const;
+    void retain() const;
+    void release() const;
+    /// Hands over the reference; this value becomes null.
+    [[nodiscard]] Block* detach();
+
+    Storage storage_;
+};
+
+/// One member of an object.
+struct MCPValue::Member {
+    /// Always a string.
+    MCPValue name;
+    MCPValue value;
+
+    [[nodiscard]] std::string_view key() const { return *name.asString(); }
+};
+
+} // namespace VostelMCPKit
+
+template <>
+struct std::hash<VostelMCPKit::MCPValue> {
+    std::size_t operator()(const VostelMCPKit::MCPValue& value) const noexcept { return value.hash(); }
+};

@@ -1,0 +1,54 @@
+#include "kit/support/UUID.h"
+
+namespace VostelMCPKit {
+
+namespace {
+
+bool isHyphenPosition(std::size_t position) {
+    return position == 8 || position == 13 || position == 18 || position == 23;
+}
+
+int hexDigit(char character) {
+    if (character >= '0' && character <= '9') return character - '0';
+    if (character >= 'a' && character <= 'f') return character - 'a' + 10;
+    if (character >= 'A' && character <= 'F') return character - 'A' + 10;
+    return -1;
+}
+
+} // namespace
+
+UUID UUID::fromRandom(std::array<std::uint8_t, 16> random) {
+    random[6] = static_cast<std::uint8_t>((random[6] & 0x0F) | 0x40);
+    random[8] = static_cast<std::uint8_t>((random[8] & 0x3F) | 0x80);
+    return {random};
+}
+
+std::optional<UUID> UUID::parse(std::string_view text) {
+    if (text.size() != 36) return std::nullopt;
+    UUID result;
+    std::size_t digits = 0;
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        if (isHyphenPosition(position)) {
+            if (text[position] != '-') return std::nullopt;
+            continue;
+        }
+        const int digit = hexDigit(text[position]);
+        if (digit < 0) return std::nullopt;
+        std::uint8_t& byte = result.bytes[digits++ / 2];
+        byte = static_cast<std::uint8_t>(byte << 4 | digit);
+    }
+    return result;
+}
+
+std::string UUID::text() const {
+    std::string result;
+    result.reserve(36);
+    for (const std::uint8_t byte : bytes) {
+        if (isHyphenPosition(result.size())) result += '-';
+        result += "0123456789ABCDEF"[byte >> 4];
+        result += "0123456789ABCDEF"[byte & 0x0F];
+    }
+    return result;
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,96 @@
+#include "kit/support/Unicode.h"
+
+#include <cstdint>
+#include <cstring>
+#include <utf8proc.h>
+
+namespace VostelMCPKit {
+
+namespace {
+
+struct Decoded {
+    utf8proc_int32_t codePoint;
+    std::size_t length;
+};
+
+/// The first code point of `text`; a byte that begins no valid sequence is negative and one byte long.
+Decoded firstCodePoint(std::string_view text) {
+    utf8proc_int32_t codePoint = -1;
+    const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                         static_cast<utf8proc_ssize_t>(text.size()), &codePoint);
+    if (length <= 0) return {-1, 1};
+    return {codePoint, static_cast<std::size_t>(length)};
+}
+
+std::size_t asciiPrefix(std::string_view text) {
+    std::size_t length = 0;
+    for (std::uint64_t word; text.size() - length >= sizeof word; length += sizeof word) {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if ((word & 0x8080808080808080U) != 0) break;
+    }
+    while (length < text.size() && static_cast<signed char>(text[length]) >= 0) ++length;
+    return length;
+}
+
+bool isWhiteSpace(utf8proc_int32_t codePoint) {
+    if (codePoint < 0) return false;
+    if ((codePoint >= '\t' && codePoint <= '\r') || codePoint == 0x85) return true;
+    const auto category = utf8proc_category(codePoint);
+    return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+}
+
+} // namespace
+
+bool isValidUTF8(std::string_view bytes) {
+    for (;;) {
+        bytes.remove_prefix(asciiPrefix(bytes));
+        if (bytes.empty()) return true;
+        const auto [codePoint, length] = firstCodePoint(bytes);
+        if (codePoint < 0) return false;
+        bytes.remove_prefix(length);
+    }
+}
+
+void appendUTF8(char32_t codePoint, std::string& out) {
+    utf8proc_uint8_t bytes[4];
+    const auto length = utf8proc_encode_char(static_cast<utf8proc_int32_t>(codePoint), bytes);
+    out.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+}
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty()) {
+        const auto [codePoint, length] = firstCodePoint(text);
+        if (!isWhiteSpace(codePoint)) break;
+        text.remove_prefix(length);
+    }
+    while (!text.empty()) {
+        std::size_t start = text.size() - 1;
+        while (start > 0 && text.size() - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0U) == 0x80) {
+            --start;
+        }
+        const auto [codePoint, length] = firstCodePoint(text.substr(start));
+        if (!isWhiteSpace(codePoint)) break;
+        text.remove_suffix(text.size() - start);
+    }
+    return text;
+}
+
+char32_t takeFolded(std::string_view& text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    if (first < 0x80) {
+        text.remove_prefix(1);
+        return first >= 'A' && first <= 'Z' ? first + ('a' - 'A') : first;
+    }
+    const auto [codePoint, length] = firstCodePoint(text);
+    text.remove_prefix(length);
+    if (codePoint < 0) return first;
+
+    // utf8proc offers the full folding; where that is one code point it is also the simple one. The few characters
+    // that fold to several (U+1E9E to "ss") have their simple folding in the lower-case mapping.
+    utf8proc_int32_t folded[4];
+    int boundClass = UTF8PROC_BOUNDCLASS_START;
+    const auto count = utf8proc_decompose_char(codePoint, folded, 4, UTF8PROC_CASEFOLD, &boundClass);
+    return static_cast<char32_t>(count == 1 ? folded[0] : utf8proc_tolower(codePoint));
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,19 @@
+// Reading a tagged union: one lambda per case, so that the compiler finds the missing one.
+#pragma once
+
+#include <variant>
+
+namespace VostelMCPKit {
+
+template <class... Cases>
+struct Overloaded : Cases... {
+    using Cases::operator()...;
+};
+
+template <class Variant, class... Cases>
+decltype(auto) match(Variant&& variant, Cases&&... cases) {
+    return std::visit(Overloaded<std::decay_t<Cases>...>{std::forward<Cases>(cases)...},
+                      std::forward<Variant>(variant));
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,55 @@
+// One tool as the AI client sees it in the answer to tools/list.
+#pragma once
+
+#include "kit/jsonrpc/Hashing.h"
+#include "kit/tools/MCPSchema.h"
+
+#include <optional>
+#include <string>
+
+namespace VostelMCPKit {
+
+/// The behaviour hints of MCP. Deliberate: a tool that says nothing counts as destructive and open, as MCP wants it.
+struct MCPToolAnnotations {
+    /// The tool changes nothing.
+    bool readOnlyHint = false;
+    /// The tool may delete or overwrite the user's data.
+    bool destructiveHint = true;
+    /// Repeating a call with the same arguments has no further effect.
+    bool idempotentHint = false;
+    /// The tool reaches outside the machine.
+    bool openWorldHint = true;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("readOnlyHint", self.readOnlyHint);
+        key("destructiveHint", self.destructiveHint);
+        key("idempotentHint", self.idempotentHint);
+        key("openWorldHint", self.openWorldHint);
+    }
+
+    bool operator==(const MCPToolAnnotations&) const = default;
+};
+
+struct MCPTool {
+    std::string name;
+    /// The text that the model reads.
+    std::string description;
+    MCPSchema inputSchema;
+    std::optional<MCPSchema> outputSchema;
+    MCPToolAnnotations annotations;
+    /// A call is carried out only after the user confirms it in the application.
+    bool requiresUserInteraction = false;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("name", self.name);
+        key("description", self.description);
+        key("inputSchema", self.inputSchema);
+        key("outputSchema", self.outputSchema);
+        key.absentAsDefault("annotations", self.annotations);
+        key.nested("_meta", "anthropic/requiresUserInteraction", self.requiresUserInteraction);
+    }
+
+    bool operator==(const MCPTool&) const = default;
+};
+
+} // namespace VostelMCPKit

@@ -1,0 +1,49 @@
+// Why the two sides of the socket cannot understand each other.
+#pragma once
+
+#include "kit/jsonrpc/Hashing.h"
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+namespace VostelMCPKit {
+
+// The cases have no member initialisers: a nested type with them cannot be the first case of a variant beside it.
+struct MCPWireError {
+    /// `helper` is the version that vostel-mcp sent, `app` the application's own.
+    struct VersionMismatch {
+        static constexpr std::string_view kind = "versionMismatch";
+        std::int64_t helper;
+        std::int64_t app;
+
+        static void codingKeys(auto& self, auto& key) {
+            key("helper", self.helper);
+            key("app", self.app);
+        }
+        bool operator==(const VersionMismatch&) const = default;
+    };
+    /// A frame's header announced `declared` bytes, more than `limit`.
+    struct FrameTooLarge {
+        static constexpr std::string_view kind = "frameTooLarge";
+        std::int64_t declared;
+        std::int64_t limit;
+
+        static void codingKeys(auto& self, auto& key) {
+            key("declared", self.declared);
+            key("limit", self.limit);
+        }
+        bool operator==(const FrameTooLarge&) const = default;
+    };
+
+    std::variant<VersionMismatch, FrameTooLarge> is;
+
+    /// A sentence for the user.
+    [[nodiscard]] std::string description() const;
+
+    static void codingKeys(auto& self, auto& key) { key.oneOf("kind", self.is); }
+
+    bool operator==(const MCPWireError&) const = default;
+};
+
+} // namespace VostelMCPKit

@@ -1,0 +1,105 @@
+// The records spoken over the socket between vostel-mcp and the application. Each frame carries one JSON document: an
+// inbound frame on the way to the application, an outbound frame on the way back. The directions are the application's
+// point of view; both sides build from these definitions.
+#pragma once
+
+#include "kit/jsonrpc/Hashing.h"
+#include "kit/wire/MCPClientInfo.h"
+#include "kit/wire/MCPWireError.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace VostelMCPKit {
+
+/// One tool call.
+struct MCPWireRequest {
+    static constexpr std::string_view kind = "request";
+    std::int64_t protocolVersion = 0;
+    MCPClientInfo clientInfo;
+    std::string tool;
+    MCPValue arguments;
+    /// The wire id of the call: an upper-case UUID. The client's JSON-RPC id never crosses the socket.
+    std::string requestID;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("protocolVersion", self.protocolVersion);
+        key("clientInfo", self.clientInfo);
+        key("tool", self.tool);
+        key("arguments", self.arguments);
+        key("requestID", self.requestID);
+    }
+
+    bool operator==(const MCPWireRequest&) const = default;
+};
+
+/// The client gave up on a call; the application stops its work.
+struct MCPWireCancellation {
+    static constexpr std::string_view kind = "cancellation";
+    std::int64_t protocolVersion = 0;
+    std::string requestID;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("protocolVersion", self.protocolVersion);
+        key("requestID", self.requestID);
+    }
+
+    bool operator==(const MCPWireCancellation&) const = default;
+};
+
+/// Interim progress of a running call.
+struct MCPWireProgress {
+    static constexpr std::string_view kind = "progress";
+    std::string requestID;
+    /// The share of the work that is done, 0 to 1.
+    double fraction = 0;
+    std::optional<std::string> message;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("requestID", self.requestID);
+        key("fraction", self.fraction);
+        key("message", self.message);
+    }
+
+    bool operator==(const MCPWireProgress&) const = default;
+};
+
+/// The end of a call.
+struct MCPWireResponse {
+    static constexpr std::string_view kind = "response";
+    /// The complete tools/call result, or why the application refused the call as such.
+    using Outcome = std::variant<MCPValue, MCPWireError>;
+
+    std::string requestID;
+    Outcome outcome;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("requestID", self.requestID);
+        key.exactlyOne("result", "error", self.outcome,
+                       "Ответ провода обязан нести либо result, либо error, но не оба и не ни одного");
+    }
+
+    bool operator==(const MCPWireResponse&) const = default;
+};
+
+/// What the application receives.
+struct MCPWireInboundFrame {
+    std::variant<MCPWireRequest, MCPWireCancellation> is;
+
+    static void codingKeys(auto& self, auto& key) { key.oneOf("kind", "payload", self.is); }
+
+    bool operator==(const MCPWireInboundFrame&) const = default;
+};
+
+/// What vostel-mcp receives.
+struct MCPWireOutboundFrame {
+    std::variant<MCPWireProgress, MCPWireResponse> is;
+
+    static void codingKeys(auto& self, auto& key) { key.oneOf("kind", "payload", self.is); }
+
+    bool operator==(const MCPWireOutboundFrame&) const = default;
+};
+
+} // namespace VostelMCPKit

@@ -1,0 +1,34 @@
+#include "kit/wire/MCPWireFraming.h"
+
+#include <cstdlib>
+#include <limits>
+
+namespace VostelMCPKit::MCPWireFraming {
+
+void writeHeader(std::size_t length, char* destination) {
+    if (length > std::numeric_limits<std::uint32_t>::max()) std::abort();
+    for (std::size_t byte = 0; byte < headerLength; ++byte) {
+        destination[byte] = static_cast<char>(length >> 8 * (headerLength - 1 - byte) & 0xFF);
+    }
+}
+
+Bytes encode(std::string_view payload) {
+    Bytes frame;
+    writeHeader(payload.size(), frame.room(headerLength + payload.size()));
+    frame.grow(headerLength);
+    frame.append(payload);
+    return frame;
+}
+
+std::expected<std::optional<Frame>, MCPWireError> extractFrame(std::string_view buffer) {
+    if (buffer.size() < headerLength) return std::nullopt;
+    std::uint32_t length = 0;
+    for (const char byte : buffer.substr(0, headerLength)) length = length << 8 | static_cast<unsigned char>(byte);
+    if (length > maxFrameLength) {
+        return std::unexpected(MCPWireError{MCPWireError::FrameTooLarge{length, maxFrameLength}});
+    }
+    if (buffer.size() - headerLength < length) return std::nullopt;
+    return Frame{buffer.substr(headerLength, length), buffer.substr(headerLength + length)};
+}
+
+} // namespace VostelMCPKit::MCPWireFraming
