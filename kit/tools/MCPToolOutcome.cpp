@@ -1,0 +1,28 @@
+#include "kit/tools/MCPToolOutcome.h"
+
+#include "kit/support/match.h"
+
+namespace VostelMCPKit {
+
+std::string MCPDenial::description() const {
+    return match(is, [](const Disabled& disabled) {
+        return "This action was denied: the tool is currently disabled (" + disabled.reason + ").";
+    });
+}
+
+} // namespace VostelMCPKit
+
+std::size_t
+std::hash<VostelMCPKit::MCPToolOutcome>::operator()(const VostelMCPKit::MCPToolOutcome& outcome) const noexcept {
+    using namespace VostelMCPKit;
+    const auto hashOf = [&](const MCPValue& first, const MCPValue& second) {
+        return MCPValue::array({static_cast<std::int64_t>(outcome.is.index()), first, second}).hash();
+    };
+    return match(
+        outcome.is, [&](const MCPToolOutcome::Text& ran) { return hashOf(ran.text, ran.structured.value_or(nullptr)); },
+        [&](const MCPToolOutcome::AwaitingConfirmation& awaiting) {
+            return hashOf(awaiting.id.text(), awaiting.summary);
+        },
+        [&](const MCPDenial& denial) { return hashOf(denial.description(), nullptr); },
+        [&](const MCPToolError& error) { return hashOf(error.message, nullptr); });
+}

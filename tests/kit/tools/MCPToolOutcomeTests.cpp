@@ -1,0 +1,44 @@
+#include "kit/tools/MCPToolOutcome.h"
+#include "kit/tools/MCPYouTubeAvailability.h"
+
+#include <gtest/gtest.h>
+
+namespace VostelMCPKit {
+namespace {
+
+TEST(MCPToolOutcome, ADenialNamesItsReason) {
+    EXPECT_EQ(MCPDenial{MCPDenial::Disabled{"reading history is turned off"}}.description(),
+              "This action was denied: the tool is currently disabled (reading history is turned off).");
+    EXPECT_EQ(MCPDenial{MCPDenial::Disabled{""}}.description(),
+              "This action was denied: the tool is currently disabled ().");
+}
+
+TEST(MCPToolOutcome, OutcomesAreEqualAndHashEquallyOnlyWithCaseAndPayload) {
+    const UUID one = *UUID::parse("00000000-0000-0000-0000-000000000001");
+    const UUID two = *UUID::parse("00000000-0000-0000-0000-000000000002");
+    const MCPToolOutcome all[] = {
+        {MCPToolOutcome::Text{"a", {}}},
+        {MCPToolOutcome::Text{"b", {}}},
+        {MCPToolOutcome::Text{"a", MCPValue{1}}},
+        {MCPToolOutcome::AwaitingConfirmation{one, "a"}},
+        {MCPToolOutcome::AwaitingConfirmation{two, "a"}},
+        {MCPToolOutcome::AwaitingConfirmation{one, "b"}},
+        {MCPDenial{MCPDenial::Disabled{"a"}}},
+        {MCPDenial{MCPDenial::Disabled{"b"}}},
+        {MCPToolError{"a"}},
+        {MCPToolError{"b"}},
+    };
+    for (const MCPToolOutcome& left : all) {
+        for (const MCPToolOutcome& right : all) {
+            SCOPED_TRACE(::testing::Message() << (&left - all) << " against " << (&right - all));
+            const MCPToolOutcome copy = right;
+            EXPECT_EQ(left == copy, &left == &right);
+            EXPECT_EQ(std::hash<MCPToolOutcome>{}(left) == std::hash<MCPToolOutcome>{}(copy), &left == &right);
+        }
+    }
+}
+
+TEST(MCPYouTubeAvailability, TheVideoLinkToolIsOffered) { EXPECT_TRUE(MCPYouTubeAvailability::isAvailable); }
+
+} // namespace
+} // namespace VostelMCPKit
