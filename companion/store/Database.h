@@ -1,0 +1,188 @@
+// A thin layer over SQLite's C interface: one connection, its statements, its transactions.
+//
+// A commit is on the disk when it returns (write-ahead log, synchronous=FULL), so whatever was acknowledged after it
+// survives a kill and a power cut. Several processes may share one file: each waits up to five seconds for another's
+// write to end.
+#pragma once
+
+#include "companion/store/DatabaseError.h"
+
+#include <chrono>
+#include <concepts>
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace vostel_companion {
+
+/// A moment as the database keeps it.
+using Moment = std::chrono::sys_time<std::chrono::milliseconds>;
+/// A length or position in sound.
+using Seconds = std::chrono::duration<double>;
+
+/// One connection. One thread at a time: whoever shares it between threads takes turns.
+class Database final {
+public:
+    struct Closer {
+        void operator()(sqlite3* connection) const;
+    };
+
+    /// Opens the file at `path`, creating it for its owner alone, or a database in memory for ":memory:". A file that
+    /// is damaged is reported and left alone. The schema is the caller's business.
+    [[nodiscard]] static std::expected<Database, DatabaseError> open(const std::string& path);
+
+    [[nodiscard]] sqlite3* connection() const { return connection_.get(); }
+    /// The last failure of this connection, as an error of ours.
+    [[nodiscard]] DatabaseError lastError() const;
+    /// Rows changed by the last INSERT, UPDATE or DELETE.
+    [[nodiscard]] std::int64_t changes() const;
+    [[nodiscard]] std::int64_t lastInsertedRow() const;
+    [[nodiscard]] bool isInTransaction() const;
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+    /// Runs statements that take no values and give no rows.
+    [[nodiscard]] std::expected<void, DatabaseError> execute(const char* sql);
+
+    // Deliberate: movable, so that open() can return one; it is still never copied.
+    Database(Database&&) = default;
+    Database& operator=(Database&&) = default;
+
+private:
+    Database(std::unique_ptr<sqlite3, Closer> connection, std::string path)
+        : connection_(std::move(connection)), path_(std::move(path)) {}
+
+    std::unique_ptr<sqlite3, Closer> connection_;
+    std::string path_;
+};
+
+/// One prepared statement, used in the scope that made it. The first failure (a bad statement, a value that does not
+/// fit) is kept and comes out of the operation that runs the statement.
+class Statement final {
+public:
+    /// `sql` must be one statement.
+    Statement(Database& database, std::string_view sql);
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    /// Gives all parameters in their order. Texts must outlive the run. May follow a finished run.
+    template <class... Values>
+    Statement& bind(const Values&... values) {
+        rewind();
+        (bindNext(values), ...);
+        return *this;
+    }
+
+    /// Moves to the next row; false behind the last one.
+    [[nodiscard]] std::expected<bool, DatabaseError> step();
+    /// Runs to the end.
+    [[nodiscard]] std::expected<void, DatabaseError> run();
+
+    /// What `read` makes of each row.
+    template <class Read>
+    [[nodiscard]] auto all(Read read)
+        -> std::expected<std::vector<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
+        std::vector<std::invoke_result_t<Read, const Statement&>> rows;
+        for (;;) {
+            auto row = step();
+            if (!row) return std::unexpected(std::move(row.error()));
+            if (!*row) return rows;
+            rows.push_back(read(*this));
+        }
+    }
+    /// What `read` makes of the first row, if there is one.
+    template <class Read>
+    [[nodiscard]] auto first(Read read)
+        -> std::expected<std::optional<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
+        auto row = step();
+        if (!row) return std::unexpected(std::move(row.error()));
+        if (!*row) return std::nullopt;
+        return read(*this);
+    }
+
+    // The columns of the current row.
+    [[nodiscard]] bool isNull(int column) const;
+    [[nodiscard]] std::int64_t integer(int column) const;
+    [[nodiscard]] double real(int column) const;
+    [[nodiscard]] std::string text(int column) const;
+    [[nodiscard]] bool boolean(int column) const { return integer(column) != 0; }
+    [[nodiscard]] Moment moment(int column) const { return Moment{std::chrono::milliseconds{integer(column)}}; }
+    [[nodiscard]] Seconds seconds(int column) const { return Seconds{real(column)}; }
+    [[nodiscard]] std::optional<std::string> optionalText(int column) const;
+    [[nodiscard]] std::optional<double> optionalReal(int column) const;
+    [[nodiscard]] std::optional<Seconds> optionalSeconds(int column) const;
+
+private:
+    void rewind();
+    void bindNext(std::int64_t value);
+    void bindNext(double value);
+    void bindNext(std::string_view value);
+    void bindNext(std::nullopt_t);
+    void bindNext(const std::string& value) { bindNext(std::string_view{value}); }
+    void bindNext(const char* value) { bindNext(std::string_view{value}); }
+    void bindNext(std::same_as<bool> auto value) { bindNext(std::int64_t{value}); }
+    void bindNext(std::same_as<int> auto value) { bindNext(std::int64_t{value}); }
+    void bindNext(Moment value) { bindNext(std::int64_t{value.time_since_epoch().count()}); }
+    void bindNext(Seconds value) { bindNext(value.count()); }
+    template <class Value>
+    void bindNext(const std::optional<Value>& value) {
+        if (value) {
+            bindNext(*value);
+        } else {
+            bindNext(std::nullopt);
+        }
+    }
+    /// Keeps the first failure.
+    void check(int code);
+
+    Database& database_;
+    sqlite3_stmt* statement_ = nullptr;
+    int nextParameter_ = 1;
+    std::optional<DatabaseError> failure_;
+};
+
+/// Undoes everything since its beginning unless it was committed. Inside another transaction it is part of that one.
+class Transaction final {
+public:
+    enum class Kind {
+        /// A steady view of the data for several reads.
+        reading,
+        /// Takes the write lock at once, so that what was read cannot change before it is written.
+        writing
+    };
+
+    explicit Transaction(Database& database) : database_(database) {}
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    [[nodiscard]] std::expected<void, DatabaseError> begin(Kind kind);
+    [[nodiscard]] std::expected<void, DatabaseError> commit();
+
+private:
+    Database& database_;
+    bool isOutermost_ = false;
+};
+
+/// Runs `work` in a transaction and commits when it succeeded. `work` returns an expected whose error type can be made
+/// from a DatabaseError.
+template <class Work>
+[[nodiscard]] auto inTransaction(Database& database, Transaction::Kind kind, Work work) -> std::invoke_result_t<Work> {
+    Transaction transaction{database};
+    if (auto begun = transaction.begin(kind); !begun) return std::unexpected(std::move(begun.error()));
+    auto result = work();
+    if (!result) return result;
+    if (auto committed = transaction.commit(); !committed) return std::unexpected(std::move(committed.error()));
+    return result;
+}
+
+} // namespace vostel_companion

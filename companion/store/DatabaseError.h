@@ -1,0 +1,49 @@
+// Why the companion's database could not do what it was asked.
+#pragma once
+
+#include <string>
+#include <variant>
+
+namespace vostel_companion {
+
+struct DatabaseError {
+    /// SQLite refused: its extended result code and its own words (disk full, busy for too long, read-only, ...).
+    struct Refused {
+        int code = 0;
+        std::string reason;
+        bool operator==(const Refused&) const = default;
+    };
+    /// The file is no database any more. It is left exactly as it is.
+    struct Damaged {
+        std::string path;
+        std::string reason;
+        bool operator==(const Damaged&) const = default;
+    };
+    /// Written by a later release, whose data this one could only harm.
+    struct NewerSchema {
+        std::string path;
+        int found = 0;
+        int known = 0;
+        bool operator==(const NewerSchema&) const = default;
+    };
+    /// A sound database of some other application.
+    struct Foreign {
+        std::string path;
+        bool operator==(const Foreign&) const = default;
+    };
+    /// The file could not be created or opened; `number` is the errno.
+    struct Inaccessible {
+        std::string path;
+        int number = 0;
+        bool operator==(const Inaccessible&) const = default;
+    };
+
+    std::variant<Refused, Damaged, NewerSchema, Foreign, Inaccessible> is;
+
+    /// One full sentence for the user.
+    [[nodiscard]] std::string description() const;
+
+    bool operator==(const DatabaseError&) const = default;
+};
+
+} // namespace vostel_companion

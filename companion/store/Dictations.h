@@ -1,0 +1,48 @@
+// The history of live dictation.
+#pragma once
+
+#include "companion/store/Listing.h"
+
+#include <optional>
+#include <string>
+
+namespace vostel_companion {
+
+struct Dictation {
+    enum class Outcome { delivered, notDelivered, pending };
+
+    Moment date;
+    /// As it was pasted: after the vocabulary rules.
+    std::string text;
+    Outcome outcome = Outcome::pending;
+    /// Present only when the text was not delivered.
+    std::optional<std::string> failureReason;
+    std::optional<std::string> targetApplication;
+    /// How long the person spoke.
+    std::optional<Seconds> duration;
+
+    bool operator==(const Dictation&) const = default;
+};
+
+/// The tools' word for `outcome`.
+[[nodiscard]] const char* name(Dictation::Outcome outcome);
+
+/// Uses the database on the caller's thread.
+class Dictations final {
+public:
+    /// Names a stored dictation within this database.
+    enum class Number : std::int64_t {};
+
+    explicit Dictations(Database& database) : database_(database) {}
+
+    [[nodiscard]] std::expected<Number, DatabaseError> add(const Dictation& dictation);
+    /// Settles a pending dictation; false when it is not pending (any more). No reason means that it was delivered.
+    [[nodiscard]] std::expected<bool, DatabaseError> settle(Number number,
+                                                            const std::optional<std::string>& failureReason);
+    [[nodiscard]] std::expected<Page<Dictation>, DatabaseError> list(const Listing& listing);
+
+private:
+    Database& database_;
+};
+
+} // namespace vostel_companion

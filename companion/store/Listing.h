@@ -1,0 +1,79 @@
+// What the list tools ask for and what they get: the newest entries of a window of time, and how many there are in all.
+#pragma once
+
+#include "companion/store/Database.h"
+#include "companion/store/Moments.h"
+
+#include <cstdint>
+#include <expected>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vostel_companion {
+
+/// An argument of a list tool that means nothing.
+struct ListingError {
+    enum class Argument { limit, since, until };
+    Argument argument = Argument::limit;
+
+    /// One full sentence for the AI client.
+    [[nodiscard]] std::string description() const;
+
+    bool operator==(const ListingError&) const = default;
+};
+
+struct Listing {
+    static constexpr std::int64_t defaultLimit = 50;
+    static constexpr std::int64_t mostEntries = 500;
+
+    /// Between 1 and mostEntries.
+    std::int64_t limit = defaultLimit;
+    /// Both ends belong to the window; an absent one is open.
+    std::optional<Moment> since;
+    std::optional<Moment> until;
+
+    /// Reads the arguments as they came. A limit above the maximum is the maximum: the counters of the page tell the
+    /// client that there is more.
+    [[nodiscard]] static std::expected<Listing, ListingError> parse(std::optional<std::int64_t> limit,
+                                                                    std::optional<std::string_view> since,
+                                                                    std::optional<std::string_view> until,
+                                                                    const LocalMidnight& localMidnight);
+
+    bool operator==(const Listing&) const = default;
+};
+
+/// The newest entries of a window, newest first; of entries of one moment the one added last comes first.
+template <class Entry>
+struct Page {
+    std::vector<Entry> entries;
+    /// All entries of the window, before the limit.
+    std::int64_t totalCount = 0;
+
+    bool operator==(const Page&) const = default;
+};
+
+/// Reads one page of `table`, which dates its rows in the indexed column `date`; count and entries come from one steady
+/// view of the data.
+template <class Read>
+[[nodiscard]] auto readPage(Database& database, const Listing& listing, const std::string& table,
+                            const std::string& columns, Read read)
+    -> std::expected<Page<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
+    using Result = std::expected<Page<std::invoke_result_t<Read, const Statement&>>, DatabaseError>;
+    const std::string window = " FROM " + table + " WHERE date BETWEEN ? AND ?";
+    const Moment since = listing.since.value_or(Moment::min());
+    const Moment until = listing.until.value_or(Moment::max());
+    return inTransaction(database, Transaction::Kind::reading, [&]() -> Result {
+        Statement count{database, "SELECT count(*)" + window};
+        const auto total = count.bind(since, until).first([](const Statement& row) { return row.integer(0); });
+        if (!total) return std::unexpected(total.error());
+
+        Statement select{database, "SELECT " + columns + window + " ORDER BY date DESC, rowid DESC LIMIT ?"};
+        auto entries = select.bind(since, until, listing.limit).all(read);
+        if (!entries) return std::unexpected(std::move(entries.error()));
+        return {{std::move(*entries), total->value_or(0)}};
+    });
+}
+
+} // namespace vostel_companion

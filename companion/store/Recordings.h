@@ -1,0 +1,96 @@
+// Recorded calls: two tracks that become one transcript of spoken turns.
+//
+//     recording    -> transcribing | failed
+//     transcribing -> ready | failed
+#pragma once
+
+#include "companion/store/Listing.h"
+#include "kit/support/UUID.h"
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vostel_companion {
+
+struct RecordingLine {
+    /// The microphone is the user, the system's sound is everyone else on the call.
+    enum class Track { microphone, system };
+    Track track = Track::microphone;
+    /// The label of the track, as people read it.
+    std::string speaker;
+    std::string text;
+    /// From the start of the call.
+    Seconds startTime{0};
+    Seconds endTime{0};
+
+    bool operator==(const RecordingLine&) const = default;
+};
+
+/// The tools' word for `track`.
+[[nodiscard]] const char* name(RecordingLine::Track track);
+
+/// One turn per line, each after its speaker: "Me: good morning".
+[[nodiscard]] std::string plainText(std::span<const RecordingLine> lines);
+
+struct RecordingSummary {
+    enum class State { recording, transcribing, ready, failed };
+
+    VostelMCPKit::UUID id;
+    Moment startedAt;
+    /// Absent while the call is still being recorded.
+    std::optional<Seconds> duration;
+    State state = State::recording;
+    /// Present only when the state is failed.
+    std::optional<std::string> failureReason;
+    /// 0 to 1; present only while transcribing.
+    std::optional<double> progress;
+    std::optional<std::string> language;
+    std::int64_t lineCount = 0;
+    /// The opening lines of the transcript, with their speakers.
+    std::string preview;
+
+    bool operator==(const RecordingSummary&) const = default;
+};
+
+/// The tools' word for `state`.
+[[nodiscard]] const char* name(RecordingSummary::State state);
+
+struct Recording {
+    RecordingSummary summary;
+    /// In the order in which they were spoken.
+    std::vector<RecordingLine> lines;
+
+    bool operator==(const Recording&) const = default;
+};
+
+/// Uses the database on the caller's thread. A change that does not fit the recording's state, or names none, changes
+/// nothing and answers false.
+class Recordings final {
+public:
+    static constexpr std::size_t previewLength = 200;
+
+    explicit Recordings(Database& database) : database_(database) {}
+
+    [[nodiscard]] std::expected<void, DatabaseError> begin(const VostelMCPKit::UUID& id, Moment startedAt);
+    [[nodiscard]] std::expected<bool, DatabaseError> beginTranscribing(const VostelMCPKit::UUID& id, Seconds duration);
+    /// Each call waits for the disk: a few times per second at the most. Beyond 0 to 1 it is taken as the nearer end.
+    [[nodiscard]] std::expected<bool, DatabaseError> reportProgress(const VostelMCPKit::UUID& id, double progress);
+    /// Stores the lines, ordered by their start, and makes the recording ready.
+    [[nodiscard]] std::expected<bool, DatabaseError>
+    finish(const VostelMCPKit::UUID& id, const std::optional<std::string>& language, std::vector<RecordingLine> lines);
+    [[nodiscard]] std::expected<bool, DatabaseError> fail(const VostelMCPKit::UUID& id, const std::string& reason);
+    /// Fails whatever is unfinished and which nobody works on any more, because its process has died; says how many.
+    [[nodiscard]] std::expected<std::size_t, DatabaseError>
+    failAbandoned(const std::function<bool(const VostelMCPKit::UUID&)>& isWorkedOn, const std::string& reason);
+
+    [[nodiscard]] std::expected<Page<RecordingSummary>, DatabaseError> list(const Listing& listing);
+    [[nodiscard]] std::expected<std::optional<Recording>, DatabaseError> find(const VostelMCPKit::UUID& id);
+
+private:
+    Database& database_;
+};
+
+} // namespace vostel_companion

@@ -1,0 +1,185 @@
+#include "companion/store/Schema.h"
+
+#include <array>
+
+namespace vostel_companion {
+
+namespace {
+
+/// Marks the file as ours ("Vstl").
+constexpr std::int64_t applicationID = 0x5673746C;
+
+// Moments are milliseconds since 1970 UTC, lengths of sound are seconds. What the lists show (counts, previews) is
+// written once, with the text, so that listing never reads whole transcripts; long texts come last in their rows for
+// the same reason.
+constexpr const char* firstSchema = R"sql(
+CREATE TABLE settings (
+    id INTEGER PRIMARY KEY CHECK (id = 1),
+    reading INTEGER NOT NULL CHECK (reading IN (0, 1))
+) STRICT;
+INSERT INTO settings (id, reading) VALUES (1, 0);
+
+CREATE TABLE vocabulary (
+    key TEXT NOT NULL PRIMARY KEY,
+    word TEXT NOT NULL,
+    replacement TEXT NOT NULL
+) STRICT, WITHOUT ROWID;
+
+CREATE TABLE dictations (
+    id INTEGER PRIMARY KEY,
+    date INTEGER NOT NULL,
+    outcome TEXT NOT NULL CHECK (outcome IN ('delivered', 'notDelivered', 'pending')),
+    failureReason TEXT CHECK (failureReason IS NULL OR outcome = 'notDelivered'),
+    targetApplication TEXT,
+    duration REAL,
+    text TEXT NOT NULL
+) STRICT;
+CREATE INDEX dictationsByDate ON dictations (date);
+
+CREATE TABLE transcripts (
+    number INTEGER PRIMARY KEY,
+    id TEXT NOT NULL UNIQUE,
+    date INTEGER NOT NULL,
+    sourceKind TEXT NOT NULL CHECK (sourceKind IN ('file', 'link')),
+    sourceValue TEXT NOT NULL,
+    duration REAL,
+    language TEXT,
+    characterCount INTEGER NOT NULL,
+    preview TEXT NOT NULL,
+    text TEXT NOT NULL
+) STRICT;
+CREATE INDEX transcriptsByDate ON transcripts (date);
+
+CREATE TABLE transcriptSegments (
+    transcript INTEGER NOT NULL REFERENCES transcripts (number) ON DELETE CASCADE,
+    position INTEGER NOT NULL,
+    startTime REAL NOT NULL,
+    endTime REAL NOT NULL,
+    text TEXT NOT NULL,
+    PRIMARY KEY (transcript, position)
+) STRICT, WITHOUT ROWID;
+
+CREATE TABLE recordings (
+    number INTEGER PRIMARY KEY,
+    id TEXT NOT NULL UNIQUE,
+    date INTEGER NOT NULL,
+    duration REAL,
+    state TEXT NOT NULL CHECK (state IN ('recording', 'transcribing', 'ready', 'failed')),
+    failureReason TEXT CHECK (failureReason IS NULL OR state = 'failed'),
+    progress REAL CHECK (progress IS NULL OR (state = 'transcribing' AND progress BETWEEN 0 AND 1)),
+    language TEXT,
+    lineCount INTEGER NOT NULL,
+    preview TEXT NOT NULL
+) STRICT;
+CREATE INDEX recordingsByDate ON recordings (date);
+
+CREATE TABLE recordingLines (
+    recording INTEGER NOT NULL REFERENCES recordings (number) ON DELETE CASCADE,
+    position INTEGER NOT NULL,
+    track TEXT NOT NULL CHECK (track IN ('microphone', 'system')),
+    speaker TEXT NOT NULL,
+    startTime REAL NOT NULL,
+    endTime REAL NOT NULL,
+    text TEXT NOT NULL,
+    PRIMARY KEY (recording, position)
+) STRICT, WITHOUT ROWID;
+
+CREATE TABLE confirmations (
+    id TEXT NOT NULL PRIMARY KEY,
+    tool TEXT NOT NULL,
+    argumentsKey TEXT NOT NULL,
+    createdAt INTEGER NOT NULL,
+    ttl REAL NOT NULL,
+    decision TEXT CHECK (decision IN ('confirmed', 'denied')),
+    isPerformed INTEGER NOT NULL DEFAULT 0 CHECK (isPerformed IN (0, 1)),
+    UNIQUE (tool, argumentsKey)
+) STRICT;
+
+CREATE TABLE confirmationItems (
+    confirmation TEXT NOT NULL REFERENCES confirmations (id) ON DELETE CASCADE,
+    position INTEGER NOT NULL,
+    item TEXT NOT NULL,
+    removed TEXT,
+    PRIMARY KEY (confirmation, position)
+) STRICT, WITHOUT ROWID;
+)sql";
+
+constexpr std::array<const char*, 1> migrations = {firstSchema};
+
+std::expected<std::int64_t, DatabaseError> readInteger(Database& database, const char* sql) {
+    Statement statement{database, sql};
+    auto value = statement.first([](const Statement& row) { return row.integer(0); });
+    if (!value) return std::unexpected(std::move(value.error()));
+    return value->value_or(0);
+}
+
+/// The version of the schema, 0 for a new file; an error when this release must not touch the file.
+std::expected<std::size_t, DatabaseError> findVersion(Database& database, Migrations known) {
+    const auto found = readInteger(database, "PRAGMA user_version");
+    if (!found) return std::unexpected(found.error());
+    const auto owner = readInteger(database, "PRAGMA application_id");
+    if (!owner) return std::unexpected(owner.error());
+    const auto tables = readInteger(database, "SELECT count(*) FROM sqlite_schema");
+    if (!tables) return std::unexpected(tables.error());
+
+    const bool isNew = *owner == 0 && *found == 0 && *tables == 0;
+    if (!isNew && *owner != applicationID) {
+        return std::unexpected(DatabaseError{DatabaseError::Foreign{database.path()}});
+    }
+    if (*found < 0) {
+        return std::unexpected(
+            DatabaseError{DatabaseError::Damaged{database.path(), "its schema version is negative"}});
+    }
+    if (*found > static_cast<std::int64_t>(known.size())) {
+        return std::unexpected(DatabaseError{
+            DatabaseError::NewerSchema{database.path(), static_cast<int>(*found), static_cast<int>(known.size())}});
+    }
+    return static_cast<std::size_t>(*found);
+}
+
+std::expected<void, DatabaseError> applyMissing(Database& database, Migrations known) {
+    const auto version = findVersion(database, known);
+    if (!version) return std::unexpected(version.error());
+    for (const char* const migration : known.subspan(*version)) {
+        if (auto done = database.execute(migration); !done) return done;
+    }
+    // Pragmas take no parameters.
+    const std::string marks = "PRAGMA application_id = " + std::to_string(applicationID) +
+                              "; PRAGMA user_version = " + std::to_string(known.size());
+    return database.execute(marks.c_str());
+}
+
+} // namespace
+
+Migrations schemaMigrations() { return migrations; }
+
+std::expected<void, DatabaseError> migrate(Database& database, Migrations known) {
+    const auto version = findVersion(database, known);
+    if (!version) return std::unexpected(version.error());
+    if (*version == known.size()) return {};
+    // Asked again inside: another process may have come first.
+    return inTransaction(database, Transaction::Kind::writing, [&] { return applyMissing(database, known); });
+}
+
+std::expected<Database, DatabaseError> openStore(const std::string& path) {
+    auto database = Database::open(path);
+    if (!database) return database;
+    if (auto done = migrate(*database, schemaMigrations()); !done) return std::unexpected(std::move(done.error()));
+    // Only now, when the file is known to be ours: the mode is written into the file.
+    if (auto set = database->execute("PRAGMA journal_mode = WAL"); !set) {
+        return std::unexpected(std::move(set.error()));
+    }
+    return database;
+}
+
+std::expected<void, DatabaseError> checkIntegrity(Database& database) {
+    Statement check{database, "PRAGMA quick_check(1)"};
+    auto report = check.first([](const Statement& row) { return row.text(0); });
+    if (!report) return std::unexpected(std::move(report.error()));
+    if (const std::string reason = report->value_or("no answer"); reason != "ok") {
+        return std::unexpected(DatabaseError{DatabaseError::Damaged{database.path(), reason}});
+    }
+    return {};
+}
+
+} // namespace vostel_companion

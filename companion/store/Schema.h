@@ -1,0 +1,27 @@
+// The shape of the companion's database and how older files come to have it.
+#pragma once
+
+#include "companion/store/Database.h"
+
+#include <span>
+
+namespace vostel_companion {
+
+/// The SQL that takes a database from one version of its schema to the next: the first one from nothing to version 1.
+/// A released migration is never changed; a new one is put behind it.
+using Migrations = std::span<const char* const>;
+
+/// The migrations of this release.
+[[nodiscard]] Migrations schemaMigrations();
+
+/// Brings the database to the last version, in one transaction: it either has the new schema or is as it was. Refuses
+/// a newer schema and another application's database; neither is changed.
+[[nodiscard]] std::expected<void, DatabaseError> migrate(Database& database, Migrations migrations);
+
+/// Opens the companion's database (":memory:" for one in memory) and brings it up to date.
+[[nodiscard]] std::expected<Database, DatabaseError> openStore(const std::string& path);
+
+/// Reads every page. For the start of a program that stays: a damaged file is better found before it is written to.
+[[nodiscard]] std::expected<void, DatabaseError> checkIntegrity(Database& database);
+
+} // namespace vostel_companion

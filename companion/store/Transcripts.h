@@ -1,0 +1,74 @@
+// The transcripts of files and links.
+#pragma once
+
+#include "companion/store/Listing.h"
+#include "companion/store/TimedText.h"
+#include "kit/support/UUID.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vostel_companion {
+
+struct TranscriptSource {
+    enum class Kind { file, link };
+    Kind kind = Kind::file;
+    /// The path as it was then, or the URL.
+    std::string value;
+
+    bool operator==(const TranscriptSource&) const = default;
+};
+
+/// The tools' word for `kind`: "file" or "link".
+[[nodiscard]] const char* name(TranscriptSource::Kind kind);
+
+struct TranscriptSummary {
+    VostelMCPKit::UUID id;
+    Moment date;
+    TranscriptSource source;
+    /// Of the source media.
+    std::optional<Seconds> duration;
+    std::optional<std::string> language;
+    /// In user-perceived characters.
+    std::int64_t characterCount = 0;
+    /// The opening characters of the text.
+    std::string preview;
+
+    bool operator==(const TranscriptSummary&) const = default;
+};
+
+struct Transcript {
+    TranscriptSummary summary;
+    std::string text;
+    std::vector<TimedText> segments;
+
+    bool operator==(const Transcript&) const = default;
+};
+
+/// Uses the database on the caller's thread.
+class Transcripts final {
+public:
+    static constexpr std::size_t previewLength = 200;
+
+    struct New {
+        Moment date;
+        TranscriptSource source;
+        std::optional<Seconds> duration;
+        std::optional<std::string> language;
+        std::string text;
+        std::vector<TimedText> segments;
+    };
+
+    explicit Transcripts(Database& database) : database_(database) {}
+
+    /// Text and segments are stored together or not at all. Bytes that are no UTF-8 are replaced by U+FFFD.
+    [[nodiscard]] std::expected<void, DatabaseError> add(const VostelMCPKit::UUID& id, const New& transcript);
+    [[nodiscard]] std::expected<Page<TranscriptSummary>, DatabaseError> list(const Listing& listing);
+    [[nodiscard]] std::expected<std::optional<Transcript>, DatabaseError> find(const VostelMCPKit::UUID& id);
+
+private:
+    Database& database_;
+};
+
+} // namespace vostel_companion
