@@ -1,0 +1,37 @@
+#pragma once
+
+#include "bench/driver/Workouts.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vostel_bench {
+
+/// The figures of all rounds for one row. Round r of a comparison ran ours, theirs, theirs, ours; its ratio is that of
+/// the two means.
+struct Measured {
+    Row row;
+    std::vector<double> ours;
+    std::vector<double> theirs;
+    /// One per round. Empty when the goal is for our own figure.
+    std::vector<double> ratios;
+
+    /// What the goal is compared with: the median ratio, or our own median when there is none.
+    [[nodiscard]] double judged() const;
+    bool operator==(const Measured&) const = default;
+};
+
+/// The one table and the one file that a run leaves behind.
+namespace Report {
+
+void printHeader();
+void print(const Measured& measured);
+
+/// The machine, and every figure of every round. A file that cannot be written fails the run.
+void write(const std::filesystem::path& file, const std::vector<Measured>& all, int rounds);
+
+} // namespace Report
+
+} // namespace vostel_bench

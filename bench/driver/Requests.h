@@ -1,0 +1,27 @@
+#pragma once
+
+#include "bench/workload/Workload.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vostel_bench {
+
+/// Lines that are ready to be written, so that nothing is built while the clock runs.
+struct Requests {
+    std::string lines;
+    /// Where each line ends in `lines`.
+    std::vector<std::size_t> ends;
+
+    void add(std::string_view line);
+
+    static Requests initialize(std::uint64_t id);
+    static Requests listTools(std::uint64_t id);
+    /// `count` calls with ids from `firstID` on. A tool that reports progress gets its call's id as the token.
+    static Requests call(const Workload::Tool& tool, std::uint64_t firstID, std::size_t count);
+};
+
+} // namespace vostel_bench

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "bench/driver/Session.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vostel_bench {
+
+/// What a row of the table should reach.
+struct Goal {
+    enum class Kind { atMost, atLeast, none };
+    Kind kind = Kind::none;
+    double value = 0;
+
+    [[nodiscard]] bool isMetBy(double measured) const;
+    bool operator==(const Goal&) const = default;
+};
+
+enum class Unit { microseconds, milliseconds, mebibytes, perSecond, count };
+
+/// One row: a figure that a workout gives and the goal for its ratio, ours to the other server's.
+struct Row {
+    std::string name;
+    Unit unit = Unit::count;
+    Goal goal;
+
+    bool operator==(const Row&) const = default;
+};
+
+/// Does the work once and returns a figure for each row.
+using Block = std::function<std::vector<double>()>;
+
+/// A piece of work that both servers do in turns.
+struct Workout {
+    std::string name;
+    std::vector<Row> rows;
+    /// Against the plain relay instead of the peer.
+    bool againstRelay = false;
+    /// Starts and warms up what the blocks need; a block may be run many times.
+    std::function<Block(const Launch&, Inbox&)> prepare;
+};
+
+/// All of them, in the order of the table.
+std::vector<Workout> allWorkouts();
+
+} // namespace vostel_bench
