@@ -27,6 +27,7 @@ public:
     ~Bytes() { std::free(data_); }
 
     [[nodiscard]] const char* data() const { return data_; }
+    [[nodiscard]] char* data() { return data_; }
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] bool empty() const { return size_ == 0; }
     [[nodiscard]] std::string_view text() const { return {data_, size_}; }

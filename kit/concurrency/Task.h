@@ -1,0 +1,153 @@
+// Task<T>: an asynchronous operation as a coroutine, started when it is awaited.
+//
+// A task runs on the executor of its awaiter until it enters an actor (see Actor.h); when it ends, the awaiter goes on
+// where it was, on its own executor. An executor that runs a piece at once, inside post, costs no stack: a task that
+// has ended by the time its awaiter suspends simply lets the awaiter go on.
+//
+// Two rules keep coroutines safe. They take their parameters by value and are members or functions, never lambdas with
+// captures. And the operand of co_await is a plain call on names, a name or std::move(name): g++ 12 destroys the
+// temporaries of anything richer twice.
+#pragma once
+
+#include "kit/concurrency/Executor.h"
+
+#include <atomic>
+#include <coroutine>
+#include <exception>
+#include <optional>
+#include <utility>
+
+namespace VostelMCPKit {
+
+/// What every coroutine of the program has: the executor that its next piece runs on.
+struct TaskContext {
+    Executor* executor = nullptr;
+};
+
+template <class T>
+class [[nodiscard]] Task;
+
+namespace task_detail {
+
+class Promise : public TaskContext {
+public:
+    struct FinalAwaiter {
+        bool await_ready() const noexcept { return false; }
+        template <class P>
+        void await_suspend(std::coroutine_handle<P> ended) const noexcept {
+            ended.promise().handBack();
+        }
+        void await_resume() const noexcept {}
+    };
+
+    std::suspend_always initial_suspend() const noexcept { return {}; }
+    FinalAwaiter final_suspend() const noexcept { return {}; }
+    /// We throw nothing; running out of memory is the end of the process.
+    void unhandled_exception() const noexcept { std::terminate(); }
+
+    /// Runs the task `self` up to its first real suspension. True when the awaiter has to wait for it.
+    bool begin(std::coroutine_handle<> self, std::coroutine_handle<> awaiter, Executor* awaiterExecutor) {
+        executor = awaiterExecutor;
+        awaiter_ = awaiter;
+        awaiterExecutor_ = awaiterExecutor;
+        self.resume();
+        return !arrived_.exchange(true, std::memory_order_acq_rel);
+    }
+
+private:
+    /// The end of the task and the suspension of its awaiter meet here; whoever comes second lets the awaiter go on.
+    void handBack() noexcept {
+        if (!arrived_.exchange(true, std::memory_order_acq_rel)) return;
+        if (awaiterExecutor_ == executor) {
+            awaiter_.resume();
+        } else {
+            awaiterExecutor_->post(awaiter_);
+        }
+    }
+
+    std::coroutine_handle<> awaiter_;
+    Executor* awaiterExecutor_ = nullptr;
+    std::atomic<bool> arrived_ = false;
+};
+
+template <class T>
+class ValuePromise : public Promise {
+public:
+    Task<T> get_return_object();
+    void return_value(T value) { value_.emplace(std::move(value)); }
+    T take() { return *std::move(value_); }
+
+private:
+    std::optional<T> value_;
+};
+
+template <>
+class ValuePromise<void> : public Promise {
+public:
+    Task<void> get_return_object();
+    void return_void() const noexcept {}
+    void take() const noexcept {}
+};
+
+} // namespace task_detail
+
+/// Owns the coroutine; awaited at most once. Destroying it before it is awaited drops the operation.
+template <class T>
+class [[nodiscard]] Task final {
+public:
+    using promise_type = task_detail::ValuePromise<T>;
+
+    explicit Task(std::coroutine_handle<promise_type> coroutine) : coroutine_{coroutine} {}
+    Task(Task&& other) noexcept : coroutine_{std::exchange(other.coroutine_, nullptr)} {}
+    Task& operator=(Task&&) = delete;
+    ~Task() {
+        if (coroutine_) coroutine_.destroy();
+    }
+
+    bool await_ready() const noexcept { return false; }
+    template <class P>
+    bool await_suspend(std::coroutine_handle<P> awaiter) {
+        return coroutine_.promise().begin(coroutine_, awaiter, awaiter.promise().executor);
+    }
+    T await_resume() { return coroutine_.promise().take(); }
+
+private:
+    std::coroutine_handle<promise_type> coroutine_;
+};
+
+namespace task_detail {
+
+template <class T>
+Task<T> ValuePromise<T>::get_return_object() {
+    return Task<T>{std::coroutine_handle<ValuePromise>::from_promise(*this)};
+}
+
+inline Task<void> ValuePromise<void>::get_return_object() {
+    return Task<void>{std::coroutine_handle<ValuePromise>::from_promise(*this)};
+}
+
+/// A coroutine that nobody awaits and that frees itself at its end.
+struct Detached {
+    struct promise_type : TaskContext {
+        Detached get_return_object() { return {std::coroutine_handle<promise_type>::from_promise(*this)}; }
+        std::suspend_always initial_suspend() const noexcept { return {}; }
+        std::suspend_never final_suspend() const noexcept { return {}; }
+        void return_void() const noexcept {}
+        void unhandled_exception() const noexcept { std::terminate(); }
+    };
+
+    static Detached running(Task<void> task) { co_await std::move(task); }
+
+    std::coroutine_handle<promise_type> coroutine;
+};
+
+} // namespace task_detail
+
+/// Starts `task` on `executor`; nobody waits for its end.
+inline void start(Task<void> task, Executor& executor) {
+    const auto detached = task_detail::Detached::running(std::move(task));
+    detached.coroutine.promise().executor = &executor;
+    executor.post(detached.coroutine);
+}
+
+} // namespace VostelMCPKit

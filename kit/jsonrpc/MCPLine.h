@@ -1,0 +1,19 @@
+// A message as one line of the stdio transport.
+#pragma once
+
+#include "kit/jsonrpc/Codec.h"
+#include "kit/jsonrpc/JSONWriter.h"
+
+#include <expected>
+
+namespace VostelMCPKit {
+
+/// Appends the JSON text of `message` and a line feed to `out`; nothing when the message cannot be written.
+template <class Message>
+[[nodiscard]] std::expected<void, EncodingError> appendLine(const Message& message, Bytes& out) {
+    if (auto written = writeJSON(encode(message), out); !written) return written;
+    out.append('\n');
+    return {};
+}
+
+} // namespace VostelMCPKit

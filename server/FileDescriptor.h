@@ -1,0 +1,31 @@
+// Owns one open file descriptor.
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace vostel_mcp {
+
+/// Closes its descriptor. Moved, never copied.
+class FileDescriptor final {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int number) : number_{number} {}
+    FileDescriptor(FileDescriptor&& other) noexcept : number_{std::exchange(other.number_, -1)} {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        FileDescriptor taken{std::move(other)};
+        std::swap(number_, taken.number_);
+        return *this;
+    }
+    ~FileDescriptor() {
+        if (number_ >= 0) close(number_);
+    }
+
+    /// Negative when nothing is owned.
+    [[nodiscard]] int number() const { return number_; }
+
+private:
+    int number_ = -1;
+};
+
+} // namespace vostel_mcp

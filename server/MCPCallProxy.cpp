@@ -1,0 +1,145 @@
+#include "server/MCPCallProxy.h"
+
+#include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/jsonrpc/MCPLine.h"
+#include "kit/wire/MCPWireVersionLogic.h"
+
+namespace vostel_mcp {
+
+using namespace VostelMCPKit;
+
+namespace {
+
+const MCPValue* member(const std::optional<MCPValue>& params, std::string_view key) {
+    return params ? (*params)[key] : nullptr;
+}
+
+std::optional<MCPValue> progressToken(const MCPRequest& request) {
+    const MCPValue* meta = member(request.params, "_meta");
+    const MCPValue* token = meta != nullptr ? (*meta)["progressToken"] : nullptr;
+    if (token == nullptr) return std::nullopt;
+    return *token;
+}
+
+/// The external key that a notifications/cancelled names; absent when its requestId is no possible id.
+std::optional<std::string> cancelledKey(const MCPNotification& notification) {
+    const MCPValue* id = member(notification.params, "requestId");
+    if (id == nullptr) return std::nullopt;
+    const auto decoded = decode<MCPRequestID>(*id);
+    if (!decoded) return std::nullopt;
+    return decoded->text();
+}
+
+MCPResponse response(MCPRequestID id, std::expected<MCPWireResponse, MCPSocketClient::Failure> outcome) {
+    if (!outcome) return MCPResponse::failure(std::move(id), MCPError::internalError(outcome.error().description()));
+    if (const auto* error = std::get_if<MCPWireError>(&outcome->outcome)) {
+        return MCPResponse::failure(std::move(id), MCPError::internalError(error->description()));
+    }
+    return MCPResponse::result(std::move(id), std::get<MCPValue>(std::move(outcome->outcome)));
+}
+
+} // namespace
+
+Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo) {
+    if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
+        if (request->method == MCPDispatchLogic::applicationMethod) {
+            co_await startCall(std::move(*request), std::move(clientInfo));
+        }
+    } else if (auto* notification = std::get_if<MCPNotification>(&incoming.is)) {
+        if (notification->method == MCPDispatchLogic::applicationNotification) {
+            auto key = cancelledKey(*notification);
+            if (key) co_await cancelCall(*std::move(key));
+        }
+    }
+}
+
+Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo) {
+    const MCPValue* name = member(request.params, "name");
+    if (name == nullptr || !name->asString()) {
+        auto error = MCPError::invalidParams("tools/call requires params.name");
+        auto refusal = MCPResponse::failure(std::move(request.id), std::move(error));
+        co_return co_await write(std::move(refusal));
+    }
+    const MCPValue* arguments = member(request.params, "arguments");
+    MCPWireRequest wireRequest{
+        .protocolVersion = wireProtocolVersion,
+        .clientInfo = std::move(clientInfo),
+        .tool = std::string{*name->asString()},
+        .arguments = arguments != nullptr ? *arguments : MCPValue::object({}),
+        .requestID = {},
+    };
+    CallIdentity call{.requestID = request.id, .wireID = {}, .externalKey = request.id.text()};
+    auto token = progressToken(request);
+    // Large arguments are held by the wire request alone from here on.
+    request = {};
+
+    co_await isolated();
+    call.wireID = registry_.registerCall(call.externalKey, std::move(token), uses_.makeUUID());
+    wireRequest.requestID = call.wireID;
+    auto cancellation = std::make_shared<std::atomic<bool>>(false);
+    tasks_.insert_or_assign(call.externalKey, cancellation);
+    start(run(weak_from_this(), uses_, std::move(call), std::move(wireRequest), std::move(cancellation)), uses_.calls);
+}
+
+Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Uses uses, CallIdentity call,
+                             MCPWireRequest request, TaskCancellation cancellation) {
+    Executor& calls = uses.calls;
+    MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPWireProgress> reports) {
+        start(relay(weakProxy, std::move(reports)), calls);
+    };
+    auto outcome = co_await uses.socketClient.send(std::move(request), std::move(progress));
+    const auto proxy = weakProxy.lock();
+    if (!proxy) co_return;
+    const bool mayAnswer = co_await proxy->mayAnswer(call.wireID, std::move(cancellation));
+    if (mayAnswer) {
+        auto answer = response(call.requestID, std::move(outcome));
+        co_await proxy->write(std::move(answer));
+    }
+    co_await proxy->finish(std::move(call));
+}
+
+Task<bool> MCPCallProxy::mayAnswer(std::string wireID, TaskCancellation cancellation) {
+    co_await isolated();
+    co_return !*cancellation && registry_.shouldSendResponse(wireID);
+}
+
+Task<void> MCPCallProxy::finish(CallIdentity call) {
+    co_await isolated();
+    tasks_.erase(call.externalKey);
+    registry_.finish(call.wireID);
+}
+
+/// Runs wherever its awaiter runs; only the writer's own turn is isolated. What cannot be written is dropped.
+Task<void> MCPCallProxy::write(MCPResponse response) {
+    Bytes line;
+    if (!appendLine(response, line)) co_return;
+    response = {};
+    std::ignore = co_await uses_.standardOutput.send(std::move(line));
+}
+
+Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vector<MCPWireProgress> progress) {
+    const auto proxy = weakProxy.lock();
+    if (proxy) co_await proxy->forward(std::move(progress));
+}
+
+Task<void> MCPCallProxy::forward(std::vector<MCPWireProgress> progress) {
+    co_await isolated();
+    Bytes lines;
+    for (const MCPWireProgress& report : progress) {
+        const auto notification = registry_.progressNotification(report.requestID, report.fraction, report.message);
+        if (notification) std::ignore = appendLine(*notification, lines);
+    }
+    if (!lines.empty()) std::ignore = co_await uses_.standardOutput.send(std::move(lines));
+}
+
+Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
+    co_await isolated();
+    auto wireID = registry_.wireID(externalKey);
+    if (!wireID) co_return;
+    registry_.cancel(*wireID);
+    if (const auto task = tasks_.find(externalKey); task != tasks_.end()) *task->second = true;
+    // The loop that handed us the message must not wait for a socket.
+    start(uses_.socketClient.cancel(*std::move(wireID)), uses_.calls);
+}
+
+} // namespace vostel_mcp

@@ -1,0 +1,72 @@
+// Forwards the client's tool calls to the application, relays progress, writes each call's response when it comes, and
+// carries cancellations through.
+#pragma once
+
+#include "kit/concurrency/Actor.h"
+#include "kit/jsonrpc/MCPIncoming.h"
+#include "kit/stdio/MCPStdoutWriter.h"
+#include "kit/wire/MCPCancellationRegistry.h"
+#include "server/MCPSocketClient.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace vostel_mcp {
+
+/// An actor. Its calls run on after it is gone, but then they write nothing more.
+class MCPCallProxy final : public VostelMCPKit::Actor, public std::enable_shared_from_this<MCPCallProxy> {
+public:
+    /// What the proxy uses; all of it outlives the proxy and its calls.
+    struct Uses {
+        MCPSocketClient& socketClient;
+        VostelMCPKit::MCPStdoutWriter& standardOutput;
+        /// Where calls run between their blocking operations: off the proxy, so that a large result keeps nobody
+        /// waiting.
+        VostelMCPKit::Executor& calls;
+        VostelMCPKit::UUIDSource makeUUID;
+    };
+
+    MCPCallProxy(VostelMCPKit::Executor& executor, Uses uses) : Actor{executor}, uses_{std::move(uses)} {}
+
+    /// Starts the call of a tools/call request, or cancels the call that a notifications/cancelled names; every other
+    /// message is ignored. Returns once that has begun.
+    [[nodiscard]] VostelMCPKit::Task<void> handle(VostelMCPKit::MCPIncoming incoming,
+                                                  VostelMCPKit::MCPClientInfo clientInfo);
+
+    /// Relays progress reports to the client, all in one write.
+    [[nodiscard]] VostelMCPKit::Task<void> forward(std::vector<VostelMCPKit::MCPWireProgress> progress);
+
+private:
+    /// Set when the call's task is cancelled; read by the task.
+    using TaskCancellation = std::shared_ptr<std::atomic<bool>>;
+
+    /// What a call's task knows of its call.
+    struct CallIdentity {
+        VostelMCPKit::MCPRequestID requestID;
+        std::string wireID;
+        /// The request id as text. Deliberate: the number 5 and the string "5" name the same call.
+        std::string externalKey;
+    };
+
+    VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo);
+    VostelMCPKit::Task<void> cancelCall(std::string externalKey);
+    VostelMCPKit::Task<bool> mayAnswer(std::string wireID, TaskCancellation cancellation);
+    VostelMCPKit::Task<void> finish(CallIdentity call);
+    VostelMCPKit::Task<void> write(VostelMCPKit::MCPResponse response);
+
+    /// The life of one call. Holds the proxy weakly while the application works.
+    static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Uses uses, CallIdentity call,
+                                        VostelMCPKit::MCPWireRequest request, TaskCancellation cancellation);
+    static VostelMCPKit::Task<void> relay(std::weak_ptr<MCPCallProxy> weakProxy,
+                                          std::vector<VostelMCPKit::MCPWireProgress> progress);
+
+    const Uses uses_;
+    VostelMCPKit::MCPCancellationRegistry registry_;
+    /// The running call of each external key, so that it can be cancelled.
+    std::unordered_map<std::string, TaskCancellation> tasks_;
+};
+
+} // namespace vostel_mcp

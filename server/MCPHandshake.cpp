@@ -1,0 +1,54 @@
+#include "server/MCPHandshake.h"
+
+#include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/jsonrpc/MCPLine.h"
+
+namespace vostel_mcp {
+
+using namespace VostelMCPKit;
+
+Task<void> MCPHandshake::serve() {
+    for (;;) {
+        auto line = co_await lines_.next();
+        if (!line) co_return;
+        co_await handle(*std::move(line));
+    }
+}
+
+Task<void> MCPHandshake::handle(std::string line) {
+    MCPIncoming incoming = MCPDispatchLogic::classify(line);
+    // A line may be many megabytes long, and the message holds all of it that counts.
+    std::string{}.swap(line);
+    if (const auto* request = std::get_if<MCPRequest>(&incoming.is); request && request->method == "initialize") {
+        if (auto info = MCPDispatchLogic::clientInfo(*request)) clientInfo_ = *std::move(info);
+    }
+    MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable_);
+    incoming = {};
+    if (auto* reply = std::get_if<MCPHelperRoute::Reply>(&route.is)) {
+        co_await write(std::move(reply->response));
+    } else if (const auto* error = std::get_if<MCPHelperRoute::ReplyWithoutID>(&route.is)) {
+        auto message = MCPDispatchLogic::frameWithoutID(error->error);
+        co_await write(std::move(message));
+    } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
+        co_await forward(std::move(message->incoming));
+    }
+}
+
+Task<void> MCPHandshake::forward(MCPIncoming incoming) {
+    if (forwarding_) co_return co_await (*forwarding_)->handle(std::move(incoming), clientInfo_);
+    const auto* request = std::get_if<MCPRequest>(&incoming.is);
+    if (request == nullptr) co_return;
+    auto error = MCPError::internalError(forwarding_.error().errorDescription());
+    auto failure = MCPResponse::failure(request->id, std::move(error));
+    co_await write(std::move(failure));
+}
+
+/// A message that cannot be written is dropped, and so is a failure to write it: nobody is left to tell.
+template <class Message>
+Task<void> MCPHandshake::write(Message message) {
+    Bytes line;
+    if (!appendLine(message, line)) co_return;
+    std::ignore = co_await standardOutput_.send(std::move(line));
+}
+
+} // namespace vostel_mcp

@@ -1,0 +1,45 @@
+// The server loop: takes one line after the other, answers what the server answers by itself, and hands the rest to the
+// call proxy.
+#pragma once
+
+#include "kit/concurrency/Task.h"
+#include "kit/connect/MCPConnectLogic.h"
+#include "kit/stdio/MCPStdoutWriter.h"
+#include "kit/wire/MCPClientInfo.h"
+#include "server/LineChannel.h"
+#include "server/MCPCallProxy.h"
+
+#include <expected>
+#include <memory>
+
+namespace vostel_mcp {
+
+class MCPHandshake final {
+public:
+    /// The proxy, or the error that kept it from being built, which then answers every call.
+    using Forwarding = std::expected<std::shared_ptr<MCPCallProxy>, VostelMCPKit::ConnectError>;
+
+    MCPHandshake(LineChannel& lines, VostelMCPKit::MCPStdoutWriter& standardOutput, Forwarding forwarding,
+                 bool youTubeAvailable)
+        : lines_{lines}, standardOutput_{standardOutput}, forwarding_{std::move(forwarding)},
+          youTubeAvailable_{youTubeAvailable} {}
+
+    /// Ends with the lines. A line is handled completely, its reply written, before the next one is looked at; calls
+    /// that still run are left alone.
+    [[nodiscard]] VostelMCPKit::Task<void> serve();
+
+private:
+    VostelMCPKit::Task<void> handle(std::string line);
+    VostelMCPKit::Task<void> forward(VostelMCPKit::MCPIncoming incoming);
+    template <class Message>
+    VostelMCPKit::Task<void> write(Message message);
+
+    LineChannel& lines_;
+    VostelMCPKit::MCPStdoutWriter& standardOutput_;
+    const Forwarding forwarding_;
+    const bool youTubeAvailable_;
+    /// Replaced by each initialize that says who the client is.
+    VostelMCPKit::MCPClientInfo clientInfo_{"unknown client", std::nullopt};
+};
+
+} // namespace vostel_mcp

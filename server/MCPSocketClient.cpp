@@ -1,0 +1,189 @@
+#include "server/MCPSocketClient.h"
+
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/support/match.h"
+#include "kit/wire/MCPWireFraming.h"
+#include "kit/wire/MCPWireVersionLogic.h"
+#include "server/UnixSocket.h"
+
+#include <sys/socket.h>
+
+namespace vostel_mcp {
+
+using namespace VostelMCPKit;
+
+namespace {
+
+using Failure = MCPSocketClient::Failure;
+using Response = std::expected<MCPWireResponse, Failure>;
+
+constexpr ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
+constexpr ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
+constexpr std::size_t readLength = 65'536;
+
+Failure failure(auto reason) { return Failure{std::move(reason)}; }
+
+std::expected<void, Failure> writeFrame(int socket, MCPWireInboundFrame frame) {
+    Bytes bytes;
+    std::ignore = bytes.room(MCPWireFraming::headerLength);
+    bytes.grow(MCPWireFraming::headerLength);
+    if (const auto written = writeJSON(encode(frame), bytes); !written) {
+        return std::unexpected(failure(written.error()));
+    }
+    // What the frame was made of is not needed while it is being written, which may take long.
+    frame = {};
+    const std::size_t length = bytes.size() - MCPWireFraming::headerLength;
+    MCPWireFraming::writeHeader(length, bytes.data());
+    if (const auto written = UnixSocket::writeAll(socket, bytes.span()); !written) {
+        return std::unexpected(failure(written.error()));
+    }
+    return {};
+}
+
+/// Cuts the application's side of the conversation into frames, reading when no whole one is pending.
+class FrameReader final {
+public:
+    explicit FrameReader(int socket) : socket_{socket} {}
+
+    /// The next frame; absent when more bytes must be read first.
+    std::expected<std::optional<MCPWireOutboundFrame>, Failure> nextPending() {
+        const auto cut = MCPWireFraming::extractFrame(pending_.text().substr(consumed_));
+        if (!cut) return std::unexpected(failure(cut.error()));
+        if (!*cut) return std::nullopt;
+        consumed_ = pending_.size() - (*cut)->remainder.size();
+        const auto value = readJSON((*cut)->payload);
+        if (!value) return std::unexpected(failure(value.error()));
+        auto frame = decode<MCPWireOutboundFrame>(*value);
+        if (!frame) return std::unexpected(failure(std::move(frame.error())));
+        return *std::move(frame);
+    }
+
+    /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
+    std::expected<void, Failure> read() {
+        pending_.removePrefix(std::exchange(consumed_, 0));
+        const ssize_t count = recv(socket_, pending_.room(readLength), readLength, 0);
+        if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
+        pending_.grow(static_cast<std::size_t>(count));
+        return {};
+    }
+
+private:
+    const int socket_;
+    Bytes pending_;
+    std::size_t consumed_ = 0;
+};
+
+/// The whole conversation of one call. Blocks until the response, which is the first one on the connection.
+Response exchange(FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress) {
+    const auto written = writeFrame(socket.number(), MCPWireInboundFrame{std::move(request)});
+    if (!written) return std::unexpected(written.error());
+
+    FrameReader reader{socket.number()};
+    std::vector<MCPWireProgress> reports;
+    for (;;) {
+        auto frame = reader.nextPending();
+        if (frame && *frame) {
+            if (auto* report = std::get_if<MCPWireProgress>(&(*frame)->is)) {
+                reports.push_back(std::move(*report));
+                continue;
+            }
+        }
+        // Nothing more is pending, or the exchange ends: what was reported comes first.
+        if (!reports.empty()) progress(std::exchange(reports, {}));
+        if (!frame) return std::unexpected(std::move(frame.error()));
+        if (*frame) return std::get<MCPWireResponse>(std::move((*frame)->is));
+        if (const auto read = reader.read(); !read) return std::unexpected(read.error());
+    }
+}
+
+} // namespace
+
+std::string MCPSocketClient::Failure::description() const {
+    return match(
+        is,
+        [](ClientError) { return std::string{"Vostel closed the connection before it answered. Please try again."}; },
+        [](const ConnectError& error) { return error.errorDescription(); },
+        [](const PosixError& error) { return "Vostel could not be reached: " + error.systemText() + "."; },
+        [](const MCPWireError& error) { return error.description(); },
+        [](const DecodingError& error) {
+            return "Vostel sent an answer that could not be read: " + error.description() + ".";
+        },
+        [](EncodingError) {
+            return std::string{"The call could not be sent because it holds a number without value."};
+        });
+}
+
+std::expected<std::unique_ptr<MCPSocketClient>, ConnectError>
+MCPSocketClient::make(const std::filesystem::path& applicationSupportDirectory, MCPAppLauncher launcher,
+                      System system) {
+    std::string path = MCPConnectLogic::socketPath(applicationSupportDirectory);
+    if (auto fits = MCPConnectLogic::validateSocketPathLength(path); !fits) {
+        return std::unexpected(std::move(fits.error()));
+    }
+    return std::unique_ptr<MCPSocketClient>{
+        new MCPSocketClient{std::move(path), std::move(launcher), std::move(system)}};
+}
+
+MCPSocketClient::MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system)
+    : socketPath_{std::move(socketPath)}, launcher_{std::move(launcher)}, system_{std::move(system)} {}
+
+Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress) {
+    auto socket = co_await connectOnce();
+    if (!socket) {
+        // Whatever kept us from connecting, the cure is the same: the application must run.
+        socket = co_await launchAndWait();
+        if (!socket) co_return std::unexpected(std::move(socket.error()));
+    }
+    auto work = [&] { return exchange(*std::move(socket), std::move(request), progress); };
+    OnOwnThread exchanging{system_.startThread, socketClientThread, work};
+    Response response = co_await exchanging;
+    if (!response) co_return response;
+    const auto* error = std::get_if<MCPWireError>(&response->outcome);
+    // Deliberate: a version mismatch is a failure of the call here, an oversized frame stays inside the response.
+    if (error != nullptr && std::holds_alternative<MCPWireError::VersionMismatch>(error->is)) {
+        co_return std::unexpected(failure(*error));
+    }
+    co_return response;
+}
+
+Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce() {
+    auto work = [this]() -> Connected {
+        auto socket = system_.connect(socketPath_);
+        if (!socket) return std::unexpected(failure(socket.error()));
+        return *std::move(socket);
+    };
+    OnOwnThread connecting{system_.startThread, socketClientThread, work};
+    co_return co_await connecting;
+}
+
+Task<MCPSocketClient::Connected> MCPSocketClient::launchAndWait() {
+    auto launched = co_await launcher_.launchHostApplication();
+    if (!launched) co_return std::unexpected(failure(std::move(launched.error())));
+    auto work = [this] { return waitForSocket(); };
+    OnOwnThread waiting{system_.startThread, socketPollThread, work};
+    co_return co_await waiting;
+}
+
+MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
+    const auto start = system_.now();
+    for (;;) {
+        if (auto socket = system_.connect(socketPath_)) return *std::move(socket);
+        const std::chrono::duration<double> elapsed = system_.now() - start;
+        if (!MCPConnectLogic::shouldContinuePolling(elapsed, MCPConnectLogic::pollingCeiling)) {
+            return std::unexpected(failure(ConnectError{ConnectError::TimedOutWaitingForApp{elapsed}}));
+        }
+        system_.sleep(MCPConnectLogic::pollingInterval);
+    }
+}
+
+Task<void> MCPSocketClient::cancel(std::string requestID) {
+    auto socket = co_await connectOnce();
+    if (!socket) co_return;
+    auto work = [&] {
+        return writeFrame(socket->number(), {MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
+    };
+    OnOwnThread writing{system_.startThread, socketClientThread, work};
+    std::ignore = co_await writing;
+}
+
+} // namespace vostel_mcp

@@ -1,0 +1,77 @@
+// Carries one tool call to the application and brings back its progress and its response, over a connection of its own.
+// When nobody listens it launches the application, once per call, and waits for the socket to appear.
+//
+// Everything that blocks runs on a thread of its own, so that the coroutines never do. The client holds no state beside
+// its construction: one instance serves any number of calls at once.
+#pragma once
+
+#include "kit/jsonrpc/DecodingError.h"
+#include "kit/jsonrpc/JSONWriter.h"
+#include "kit/wire/MCPWireFrames.h"
+#include "server/FileDescriptor.h"
+#include "server/MCPAppLauncher.h"
+#include "server/OwnThread.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace vostel_mcp {
+
+class MCPSocketClient final {
+public:
+    /// The application closed the connection, or reading failed, before a response had arrived.
+    enum class ClientError { connectionClosedUnexpectedly };
+
+    /// Why a call brought no response.
+    struct Failure {
+        std::variant<ClientError, VostelMCPKit::ConnectError, VostelMCPKit::PosixError, VostelMCPKit::MCPWireError,
+                     VostelMCPKit::DecodingError, VostelMCPKit::EncodingError>
+            is;
+
+        /// A sentence for the user.
+        [[nodiscard]] std::string description() const;
+
+        bool operator==(const Failure&) const = default;
+    };
+
+    /// Receives the progress reports of a call in order, all those of one read together. Called on the thread of the
+    /// exchange, which goes on when it returns: a slow client slows the application down, not our memory up.
+    using Progress = std::function<void(std::vector<VostelMCPKit::MCPWireProgress>)>;
+
+    /// What the client needs of the system; a test brings its own.
+    struct System {
+        std::function<std::expected<FileDescriptor, VostelMCPKit::PosixError>(const std::string& path)> connect;
+        ThreadStarter startThread;
+        std::function<std::chrono::steady_clock::time_point()> now;
+        std::function<void(std::chrono::duration<double>)> sleep;
+    };
+
+    /// Fails when the socket's path does not fit a socket address.
+    [[nodiscard]] static std::expected<std::unique_ptr<MCPSocketClient>, VostelMCPKit::ConnectError>
+    make(const std::filesystem::path& applicationSupportDirectory, MCPAppLauncher launcher, System system);
+
+    [[nodiscard]] VostelMCPKit::Task<std::expected<VostelMCPKit::MCPWireResponse, Failure>>
+    send(VostelMCPKit::MCPWireRequest request, Progress progress);
+
+    /// Tells the application that the client gave up on a call. Never launches it and reports nothing.
+    [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID);
+
+private:
+    using Connected = std::expected<FileDescriptor, Failure>;
+
+    MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system);
+
+    VostelMCPKit::Task<Connected> connectOnce();
+    VostelMCPKit::Task<Connected> launchAndWait();
+    Connected waitForSocket() const;
+
+    const std::string socketPath_;
+    const MCPAppLauncher launcher_;
+    const System system_;
+};
+
+} // namespace vostel_mcp

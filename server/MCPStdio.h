@@ -1,0 +1,24 @@
+// The standard streams of the process.
+#pragma once
+
+#include "kit/support/PosixError.h"
+#include "server/LineChannel.h"
+#include "server/OwnThread.h"
+
+#include <cstdint>
+#include <expected>
+#include <span>
+
+namespace vostel_mcp::MCPStdio {
+
+/// Starts the one thread that reads `descriptor` to its end and publishes every complete line to `lines`, which
+/// outlives it. Bytes behind the last line feed are dropped: a message counts only once its line feed has arrived.
+[[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startReadingLines(int descriptor, LineChannel& lines,
+                                                                              const ThreadStarter& startThread);
+
+/// One write to `descriptor`, retried while interrupted: the bytes that it took, or the system's error. A descriptor
+/// that somebody has made non-blocking is waited for.
+[[nodiscard]] std::expected<std::int64_t, VostelMCPKit::PosixError> attemptWrite(int descriptor,
+                                                                                 std::span<const std::byte> bytes);
+
+} // namespace vostel_mcp::MCPStdio

@@ -1,0 +1,129 @@
+#include "server/OwnThread.h"
+
+#include "server/platform/Platform.h"
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace vostel_mcp {
+
+namespace {
+
+using VostelMCPKit::PosixError;
+
+constexpr std::size_t stackSize = 1'048'576;
+/// Enough for a burst of calls; 64 kept stacks hold well under 1 MiB of touched memory.
+constexpr std::size_t keptStacks = 64;
+
+std::size_t pageSize() {
+    static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return size;
+}
+
+/// The memory of one stack, with a page below it that no overflow can cross unseen.
+struct Stack {
+    char* mapping = nullptr;
+
+    [[nodiscard]] static std::expected<Stack, PosixError> map() {
+        void* mapping =
+            mmap(nullptr, stackSize + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapping == MAP_FAILED) return std::unexpected(PosixError{errno});
+        mprotect(mapping, pageSize(), PROT_NONE);
+        return Stack{static_cast<char*>(mapping)};
+    }
+    [[nodiscard]] char* lowest() const { return mapping + pageSize(); }
+    void unmap() const { munmap(mapping, stackSize + pageSize()); }
+};
+
+struct EndedThread {
+    pthread_t thread;
+    Stack stack;
+};
+
+/// The threads that are about to end or have ended, whose stacks can serve again once they are joined.
+class EndedThreads final {
+public:
+    /// Called by each thread as its last act.
+    void add(EndedThread ended) {
+        const std::lock_guard lock{mutex_};
+        ended_.push_back(ended);
+    }
+
+    /// A stack that no thread uses, kept or new.
+    std::expected<Stack, PosixError> takeStack() {
+        std::vector<EndedThread> surplus;
+        std::optional<EndedThread> reused;
+        {
+            const std::lock_guard lock{mutex_};
+            if (!ended_.empty()) {
+                reused = ended_.back();
+                ended_.pop_back();
+            }
+            while (ended_.size() > keptStacks) {
+                surplus.push_back(ended_.back());
+                ended_.pop_back();
+            }
+        }
+        // A thread in the list has nothing left to do, so joining it takes a moment at most.
+        for (const EndedThread& ended : surplus) {
+            pthread_join(ended.thread, nullptr);
+            ended.stack.unmap();
+        }
+        if (!reused) return Stack::map();
+        pthread_join(reused->thread, nullptr);
+        return reused->stack;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<EndedThread> ended_;
+};
+
+/// Never destroyed: threads may still be ending when the process leaves.
+EndedThreads& endedThreads() {
+    static auto* threads = new EndedThreads;
+    return *threads;
+}
+
+struct Start {
+    ThreadName name;
+    std::function<void()> body;
+    Stack stack;
+};
+
+void* runThread(void* argument) {
+    const std::unique_ptr<Start> start{static_cast<Start*>(argument)};
+    nameThisThread(start->name);
+    start->body();
+    start->body = nullptr;
+    endedThreads().add({pthread_self(), start->stack});
+    return nullptr;
+}
+
+} // namespace
+
+std::expected<void, PosixError> startOwnThread(ThreadName name, std::function<void()> body) {
+    const auto stack = endedThreads().takeStack();
+    if (!stack) return std::unexpected(stack.error());
+    auto start = std::make_unique<Start>(name, std::move(body), *stack);
+
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack->lowest(), stackSize);
+    pthread_t thread;
+    const int failure = pthread_create(&thread, &attributes, runThread, start.get());
+    pthread_attr_destroy(&attributes);
+    if (failure != 0) {
+        stack->unmap();
+        return std::unexpected(PosixError{failure});
+    }
+    std::ignore = start.release();
+    return {};
+}
+
+} // namespace vostel_mcp

@@ -1,0 +1,67 @@
+// Threads for blocking work: one for each operation, named, with a stack of 1 MiB.
+//
+// Mapping a stack and faulting in its first pages is most of what starting a thread costs, so the stacks of ended
+// threads are kept for the next ones, up to a small number.
+#pragma once
+
+#include "kit/concurrency/Task.h"
+#include "kit/support/PosixError.h"
+
+#include <expected>
+#include <functional>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+namespace vostel_mcp {
+
+/// Which thread: `reverseDNS` names it on macOS, `suffix` on Linux, whose names end after 15 bytes.
+struct ThreadName {
+    const char* reverseDNS;
+    const char* suffix;
+};
+
+/// Starts a thread that runs `body` and ends. Fails when the system has no room for another thread.
+using ThreadStarter =
+    std::function<std::expected<void, VostelMCPKit::PosixError>(ThreadName, std::function<void()> body)>;
+
+/// The real thing. Thread-safe.
+[[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startOwnThread(ThreadName name, std::function<void()> body);
+
+/// Awaited: runs `work` on a thread of its own and resumes the awaiter, on its executor, with what it returned. `work`
+/// returns a std::expected whose error can be made from the PosixError of a thread that could not be started.
+/// The thread posts back exactly once, as its last act. Stays where it is: name it, then await it.
+template <class Work>
+class OnOwnThread final {
+public:
+    OnOwnThread(const ThreadStarter& startThread, ThreadName name, Work work)
+        : startThread_{startThread}, name_{name}, work_{std::move(work)} {}
+    OnOwnThread(OnOwnThread&&) = delete;
+
+    bool await_ready() const noexcept { return false; }
+    template <class P>
+    bool await_suspend(std::coroutine_handle<P> awaiter) {
+        awaiter_ = awaiter;
+        executor_ = awaiter.promise().executor;
+        const auto started = startThread_(name_, [this] {
+            result_.emplace(work_());
+            executor_->post(awaiter_);
+        });
+        if (started) return true;
+        result_.emplace(std::unexpected(typename Result::error_type{started.error()}));
+        return false;
+    }
+    auto await_resume() { return *std::move(result_); }
+
+private:
+    using Result = std::invoke_result_t<Work>;
+
+    const ThreadStarter& startThread_;
+    const ThreadName name_;
+    Work work_;
+    std::optional<Result> result_;
+    std::coroutine_handle<> awaiter_;
+    VostelMCPKit::Executor* executor_ = nullptr;
+};
+
+} // namespace vostel_mcp

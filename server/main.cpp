@@ -1,0 +1,67 @@
+// vostel-mcp: lends the tools of the Vostel application to an AI client that speaks MCP over standard input and output.
+// This page builds everything and hands each object what it uses; the ways of a message begin in MCPHandshake.
+
+#include "kit/tools/MCPYouTubeAvailability.h"
+#include "kit/wire/MCPWireVersionLogic.h"
+#include "server/LineChannel.h"
+#include "server/MCPCallProxy.h"
+#include "server/MCPHandshake.h"
+#include "server/MCPStdio.h"
+#include "server/MainExecutor.h"
+#include "server/SerialExecutor.h"
+#include "server/UnixSocket.h"
+#include "server/platform/Platform.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <unistd.h>
+
+using namespace vostel_mcp;
+using namespace VostelMCPKit;
+
+namespace {
+
+UUID randomUUID() {
+    std::array<std::uint8_t, 16> random;
+    // Only a request for more than 256 bytes, or a system without randomness, could fail.
+    if (getentropy(random.data(), random.size()) != 0) std::abort();
+    return UUID::fromRandom(random);
+}
+
+} // namespace
+
+int main() {
+    keepIdleMemorySmall();
+    std::setvbuf(stderr, nullptr, _IONBF, 0);
+    std::fprintf(stderr, "vostel-mcp wire protocol v%lld\n", static_cast<long long>(wireProtocolVersion));
+
+    MainExecutor mainThread;
+    SerialExecutor proxyTurn;
+    SerialExecutor outputTurn;
+    CallerExecutor calls;
+    LineChannel lines;
+    MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); }};
+
+    auto socketClient = MCPSocketClient::make(applicationSupportDirectory(), {ownExecutable(), openWithoutActivating},
+                                              {
+                                                  .connect = UnixSocket::connect,
+                                                  .startThread = startOwnThread,
+                                                  .now = std::chrono::steady_clock::now,
+                                                  .sleep = [](auto pause) { std::this_thread::sleep_for(pause); },
+                                              });
+    MCPHandshake::Forwarding forwarding = nullptr;
+    if (socketClient) {
+        forwarding = std::make_shared<MCPCallProxy>(
+            proxyTurn, MCPCallProxy::Uses{**socketClient, standardOutput, calls, randomUUID});
+    } else {
+        forwarding = std::unexpected(socketClient.error());
+    }
+
+    MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable};
+    if (MCPStdio::startReadingLines(STDIN_FILENO, lines, startOwnThread)) mainThread.run(handshake.serve());
+
+    // Deliberate: calls that still run are neither awaited nor cancelled. Their threads use the objects above, so
+    // nothing is destroyed.
+    std::_Exit(EXIT_SUCCESS);
+}

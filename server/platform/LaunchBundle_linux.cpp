@@ -1,0 +1,94 @@
+#include "server/platform/LaunchBundle_linux.h"
+
+#include "server/FileDescriptor.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vostel_mcp {
+
+namespace {
+
+using VostelMCPKit::PosixError;
+
+/// The life of the launched process up to its own program. Only async-signal-safe calls: other threads of the parent
+/// may have held locks at the fork. Does not return.
+[[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int report) {
+    if (setsid() < 0 || chdir("/") != 0) _exit(errno);
+    // The second fork leaves the first child, which ends at once, as the only one to reap.
+    if (const pid_t child = fork(); child != 0) _exit(child < 0 ? 1 : 0);
+
+    const int null = open("/dev/null", O_RDWR);
+    for (int stream = 0; stream <= 2; ++stream) dup2(null, stream);
+    // All other descriptors vanish with the exec, the report among them: its end tells the parent of success.
+    close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    std::signal(SIGPIPE, SIG_DFL);
+
+    execv(executable, arguments);
+    const int failure = errno;
+    std::ignore = write(report, &failure, sizeof failure);
+    _exit(127);
+}
+
+} // namespace
+
+std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle) {
+    const std::string executable = bundleExecutable(bundle).string();
+    if (access(executable.c_str(), X_OK) != 0) return std::unexpected(PosixError{errno});
+
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return std::unexpected(PosixError{errno});
+    const FileDescriptor reading{ends[0]};
+    FileDescriptor writing{ends[1]};
+    char* const arguments[] = {const_cast<char*>(executable.c_str()), nullptr};
+    const pid_t child = fork();
+    if (child < 0) return std::unexpected(PosixError{errno});
+    if (child == 0) becomeApplication(executable.c_str(), arguments, writing.number());
+    writing = FileDescriptor{};
+
+    int failure = 0;
+    ssize_t count = 0;
+    do {
+        count = read(reading.number(), &failure, sizeof failure);
+    } while (count < 0 && errno == EINTR);
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {}
+    if (count == sizeof failure) return std::unexpected(PosixError{failure});
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return std::unexpected(PosixError{EIO});
+    return {};
+}
+
+std::filesystem::path bundleExecutable(const std::filesystem::path& bundle) {
+    std::ifstream file{bundle / "Contents" / "Info.plist", std::ios::binary};
+    const std::string propertyList{std::istreambuf_iterator<char>{file}, {}};
+    std::string name = executableName(propertyList);
+    if (name.empty()) name = bundle.stem();
+    return bundle / "Contents" / "MacOS" / name;
+}
+
+std::string executableName(std::string_view inPropertyList) {
+    constexpr std::string_view key = "<key>CFBundleExecutable</key>";
+    constexpr std::string_view opening = "<string>";
+    constexpr std::string_view closing = "</string>";
+    const auto keyStart = inPropertyList.find(key);
+    if (keyStart == inPropertyList.npos) return {};
+    std::string_view rest = inPropertyList.substr(keyStart + key.size());
+    rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r\n"), rest.size()));
+    if (!rest.starts_with(opening)) return {};
+    rest.remove_prefix(opening.size());
+    const std::string_view name = rest.substr(0, rest.find(closing));
+    // A name with markup or a slash in it is none that we would run.
+    if (name.size() == rest.size() || name.find_first_of("/&<") != name.npos || name == "." || name == "..") return {};
+    return std::string{name};
+}
+
+} // namespace vostel_mcp
