@@ -1,0 +1,87 @@
+#include "kit/tools/MCPOutputLimit.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+
+namespace VostelMCPKit {
+namespace {
+
+using MCPOutputLimit::shape;
+
+std::string repeat(std::string_view piece, std::size_t times) {
+    std::string text;
+    text.reserve(piece.size() * times);
+    while (times-- > 0) text += piece;
+    return text;
+}
+
+MCPValue record(std::int64_t originalLength) {
+    return MCPValue::object({{"truncated", true}, {"shownLength", 500'000}, {"originalLength", originalLength}});
+}
+
+TEST(MCPOutputLimit, TheNoticeSaysHowMuchIsShownAndWhereTheRestIs) {
+    EXPECT_EQ(MCPOutputLimit::truncationNotice(500'000, 600'000, "/tmp/P.txt"),
+              "\n\n[TRUNCATED: showing first 500000 of 600000 characters.] Full transcript saved at: /tmp/P.txt");
+    EXPECT_EQ(MCPOutputLimit::truncationNotice(1, 2, std::nullopt),
+              "\n\n[TRUNCATED: showing first 1 of 2 characters.] Full transcript was not yet saved to disk.");
+    EXPECT_EQ(MCPOutputLimit::truncationNotice(1, 2, ""),
+              "\n\n[TRUNCATED: showing first 1 of 2 characters.] Full transcript saved at: ");
+}
+
+TEST(MCPOutputLimit, TextUpToTheLimitIsUnchangedAndLongerTextIsCutBetweenCharacters) {
+    struct Row {
+        const char* when;
+        std::string_view character;
+    };
+    const Row rows[] = {
+        {"one byte each", "a"},
+        {"Cyrillic, two bytes each", "ж"},
+        {"line ends of two bytes", "\r\n"},
+        {"a letter with two marks", "е\u0301\u0308"},
+        {"an emoji with a skin tone", "👍🏽"},
+        {"a family of four", "👨‍👩‍👧‍👦"},
+        {"a flag", "🇺🇦"},
+        {"a Hangul syllable in three parts", "\u1100\u1161\u11A8"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const std::string full = repeat(row.character, 500'000);
+        const MCPOutputLimit::Shaped unchanged = shape(full, "/tmp/P.txt");
+        EXPECT_TRUE(unchanged.text == full);
+        EXPECT_EQ(unchanged.structuredContent, std::nullopt);
+
+        const MCPOutputLimit::Shaped cut = shape(full + std::string{row.character}, std::nullopt);
+        EXPECT_TRUE(cut.text == full + "\n\n[TRUNCATED: showing first 500000 of 500001 characters.]" +
+                                    " Full transcript was not yet saved to disk.");
+        EXPECT_EQ(cut.structuredContent, record(500'001));
+    }
+}
+
+TEST(MCPOutputLimit, AMarkBehindTheLastCharacterShownBelongsToIt) {
+    const std::string full = repeat("a", 499'999) + "e";
+    EXPECT_TRUE(shape(full + "\u0301", std::nullopt).text == full + "\u0301");
+    EXPECT_TRUE(shape(full + "\u0301b", std::nullopt).text.starts_with(full + "\u0301\n\n[TRUNCATED"));
+    EXPECT_TRUE(shape(repeat("a", 499'999) + "\r\n", std::nullopt).text == repeat("a", 499'999) + "\r\n");
+}
+
+TEST(MCPOutputLimit, ACutTextNamesTheFileThatHoldsTheWhole) {
+    const MCPOutputLimit::Shaped cut = shape(repeat("a", 600'000), "/home/u/T \"1\".txt");
+    EXPECT_TRUE(cut.text == repeat("a", 500'000) + "\n\n[TRUNCATED: showing first 500000 of 600000 characters.]" +
+                                " Full transcript saved at: /home/u/T \"1\".txt");
+    EXPECT_EQ(cut.structuredContent, MCPValue::object({{"truncated", true},
+                                                       {"shownLength", 500'000},
+                                                       {"originalLength", 600'000},
+                                                       {"transcriptPath", "/home/u/T \"1\".txt"}}));
+}
+
+TEST(MCPOutputLimit, ShapingMovesAnUnchangedTextInsteadOfCopyingIt) {
+    std::string text = repeat("a", 1'000);
+    const char* const data = text.data();
+    EXPECT_EQ(shape(std::move(text), std::nullopt).text.data(), data);
+}
+
+TEST(MCPOutputLimit, EmptyTextIsUnchanged) { EXPECT_EQ(shape("", "/tmp/P.txt"), (MCPOutputLimit::Shaped{"", {}})); }
+
+} // namespace
+} // namespace VostelMCPKit
