@@ -1,0 +1,47 @@
+// The executor of tests: nothing runs until the test says so, and then on the test's own thread.
+#pragma once
+
+#include "kit/concurrency/Task.h"
+
+#include <deque>
+#include <optional>
+
+namespace vostel_tests {
+
+class ManualExecutor final : public VostelMCPKit::Executor {
+public:
+    void post(std::coroutine_handle<> piece) override { pieces_.push_back(piece); }
+
+    /// Runs what is posted, and what that posts, until nothing is left.
+    void drain() {
+        while (step()) {}
+    }
+
+    /// Runs one piece; false when none waits.
+    bool step() {
+        if (pieces_.empty()) return false;
+        const auto piece = pieces_.front();
+        pieces_.pop_front();
+        piece.resume();
+        return true;
+    }
+
+    /// Runs `task` on this executor until nothing is left to run; absent when it has not ended by then.
+    template <class T>
+    std::optional<T> run(VostelMCPKit::Task<T> task) {
+        std::optional<T> result;
+        start(storing(std::move(task), &result), *this);
+        drain();
+        return result;
+    }
+
+private:
+    template <class T>
+    static VostelMCPKit::Task<void> storing(VostelMCPKit::Task<T> task, std::optional<T>* result) {
+        result->emplace(co_await std::move(task));
+    }
+
+    std::deque<std::coroutine_handle<>> pieces_;
+};
+
+} // namespace vostel_tests
