@@ -51,6 +51,16 @@ bool isValidUTF8(std::string_view bytes) {
     }
 }
 
+std::string repairedUTF8(std::string_view bytes) {
+    std::string repaired;
+    while (!bytes.empty()) {
+        const auto [codePoint, length] = firstCodePoint(bytes);
+        repaired += codePoint < 0 ? std::string_view{"\uFFFD"} : bytes.substr(0, length);
+        bytes.remove_prefix(length);
+    }
+    return repaired;
+}
+
 void appendUTF8(char32_t codePoint, std::string& out) {
     utf8proc_uint8_t bytes[4];
     const auto length = utf8proc_encode_char(static_cast<utf8proc_int32_t>(codePoint), bytes);

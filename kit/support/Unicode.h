@@ -9,6 +9,9 @@ namespace VostelMCPKit {
 /// Whether every byte belongs to a well-formed UTF-8 sequence (RFC 3629: no surrogates, nothing overlong).
 [[nodiscard]] bool isValidUTF8(std::string_view bytes);
 
+/// `bytes` with U+FFFD in place of every byte that belongs to no well-formed sequence.
+[[nodiscard]] std::string repairedUTF8(std::string_view bytes);
+
 /// Appends the UTF-8 form of `codePoint`, which is no surrogate.
 void appendUTF8(char32_t codePoint, std::string& out);
 
