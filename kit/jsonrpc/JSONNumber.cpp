@@ -73,12 +73,41 @@ std::optional<std::int64_t> integer(const Decimal& number) {
     return value;
 }
 
+/// Infinite for a value beyond the doubles.
+double nearestDouble(std::string_view token) {
+    double value = 0;
+    std::ignore = fast_float::from_chars(token.data(), token.data() + token.size(), value);
+    return value;
+}
+
+/// Writes a value of at most three decimals, as times of speech are; zero when `value` is none. Such a decimal, when it
+/// reads back as `value`, is the shortest one: below 2^40 the doubles lie so close together that no other decimal with
+/// three places or fewer reads back the same.
+std::size_t writeThousandths(double value, char* out) {
+    constexpr double ceiling = 1'099'511'627'776.0;
+    if (!(value > 0 && value < ceiling)) return 0;
+    auto thousandths = static_cast<std::int64_t>(value * 1000 + 0.5);
+    if (static_cast<double>(thousandths) / 1000 != value) return 0;
+    char* end = std::to_chars(out, out + 20, thousandths / 1000).ptr;
+    if (const auto fraction = static_cast<int>(thousandths % 1000); fraction != 0) {
+        *end++ = '.';
+        *end++ = static_cast<char>('0' + fraction / 100);
+        if (fraction % 100 != 0) *end++ = static_cast<char>('0' + fraction / 10 % 10);
+        if (fraction % 10 != 0) *end++ = static_cast<char>('0' + fraction % 10);
+    }
+    return static_cast<std::size_t>(end - out);
+}
+
 } // namespace
 
 std::optional<MCPValue> numberFromDecimal(std::string_view token) {
-    if (const auto value = integer(takeApart(token))) return MCPValue{*value};
-    double value = 0;
-    std::ignore = fast_float::from_chars(token.data(), token.data() + token.size(), value);
+    // A token that ends in another digit than zero and has a point but no exponent is no integer: most doubles.
+    const bool isPlainFraction =
+        token.back() != '0' && token.find_first_of("eE") == token.npos && token.find('.') != token.npos;
+    if (!isPlainFraction) {
+        if (const auto value = integer(takeApart(token))) return MCPValue{*value};
+    }
+    const double value = nearestDouble(token);
     if (!std::isfinite(value)) return std::nullopt;
     return MCPValue{value};
 }
@@ -87,6 +116,7 @@ void appendDecimal(double value, Bytes& out) {
     // The longest plain text is that of -1.2345678901234567e-05; 32 bytes hold every form.
     constexpr std::size_t longest = 32;
     char* begin = out.room(longest);
+    if (const auto length = writeThousandths(value, begin)) return out.grow(length);
     const double magnitude = std::fabs(value);
     const bool plain = magnitude == 0 || (magnitude >= 1e-5 && magnitude < 1e16);
     const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;

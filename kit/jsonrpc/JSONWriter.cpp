@@ -3,6 +3,7 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <vector>
@@ -35,9 +36,16 @@ void writeEscape(char byte, Bytes& out) {
 }
 
 void writeString(std::string_view text, Bytes& out) {
+    std::size_t plain = plainPrefix(text);
+    if (plain == text.size()) {
+        char* room = out.room(plain + 2);
+        room[0] = '"';
+        std::copy(text.begin(), text.end(), room + 1);
+        room[plain + 1] = '"';
+        return out.grow(plain + 2);
+    }
     out.append('"');
-    for (;;) {
-        const std::size_t plain = plainPrefix(text);
+    for (;; plain = plainPrefix(text)) {
         out.append(text.substr(0, plain));
         if (plain == text.size()) break;
         writeEscape(text[plain], out);

@@ -301,6 +301,12 @@ int compareIgnoringCase(std::string_view left, std::string_view right) {
 } // namespace
 
 int keyOrder(std::string_view left, std::string_view right) {
+    // Two keys that first differ in plain lower-case letters, as nearly all do, compare by these alone.
+    const auto isPlain = [](char character) { return (character >= 'a' && character <= 'z') || character == '_'; };
+    const auto [ours, theirs] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+    if (ours != left.end() && theirs != right.end() && isPlain(*ours) && isPlain(*theirs)) {
+        return *ours < *theirs ? -1 : 1;
+    }
     if (const int order = compareIgnoringCase(left, right); order != 0) return sign(order);
     // Bytes of UTF-8 sort like the code points they stand for.
     return sign(left.compare(right));
