@@ -1,0 +1,51 @@
+// One conversation with vostel-mcp as an AI client would hold it, shown to a person line by line.
+#pragma once
+
+#include "kit/jsonrpc/MCPMessages.h"
+#include "kit/support/PosixError.h"
+
+#include <cstdio>
+#include <expected>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+
+namespace vostel_companion {
+
+/// Runs the server as a child process for as long as it lives; standard output shows what is said. Not thread-safe.
+class Conversation final {
+public:
+    /// Starts `server` with this process's environment.
+    [[nodiscard]] static std::expected<std::unique_ptr<Conversation>, VostelMCPKit::PosixError>
+    begin(const std::string& server);
+
+    Conversation(const Conversation&) = delete;
+    Conversation& operator=(const Conversation&) = delete;
+    /// Closes the server's input and waits for its end.
+    ~Conversation();
+
+    /// Sends a request and waits for its response, showing both, and the progress in between. Fails with a sentence
+    /// when the server ends or answers with an error.
+    [[nodiscard]] std::expected<VostelMCPKit::MCPValue, std::string> ask(std::string_view method,
+                                                                         VostelMCPKit::MCPValue params);
+    void notify(std::string_view method);
+
+    /// Calls a tool with a progress token.
+    [[nodiscard]] std::expected<VostelMCPKit::MCPValue, std::string> call(std::string_view tool,
+                                                                          VostelMCPKit::MCPValue arguments);
+
+private:
+    Conversation(pid_t server, std::FILE* input, std::FILE* output) : server_{server}, input_{input}, output_{output} {}
+
+    template <class Message>
+    void say(const Message& message);
+    std::expected<VostelMCPKit::MCPValue, std::string> hear();
+
+    const pid_t server_;
+    std::FILE* const input_;
+    std::FILE* const output_;
+    std::int64_t lastID_ = 0;
+};
+
+} // namespace vostel_companion
