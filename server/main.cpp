@@ -12,8 +12,10 @@
 #include "server/UnixSocket.h"
 #include "server/platform/Platform.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -29,10 +31,21 @@ UUID randomUUID() {
     return UUID::fromRandom(random);
 }
 
+/// Each call in flight holds a descriptor, and some systems start a process with room for only 256.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    const rlim_t wanted = 8192;
+    if (limit.rlim_cur >= wanted) return;
+    limit.rlim_cur = std::min(wanted, limit.rlim_max);
+    std::ignore = setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 } // namespace
 
 int main() {
     keepIdleMemorySmall();
+    raiseDescriptorLimit();
     std::setvbuf(stderr, nullptr, _IONBF, 0);
     std::fprintf(stderr, "vostel-mcp wire protocol v%lld\n", static_cast<long long>(wireProtocolVersion));
 
