@@ -1,6 +1,6 @@
 #include "companion/store/Dictations.h"
 
-#include "companion/store/UserText.h"
+#include "kit/support/Unicode.h"
 
 namespace vostel_companion {
 
@@ -37,8 +37,8 @@ const char* name(Dictation::Outcome outcome) {
 std::expected<Dictations::Number, DatabaseError> Dictations::add(const Dictation& dictation) {
     Statement insert{database_, "INSERT INTO dictations (date, text, outcome, failureReason, targetApplication, "
                                 "duration) VALUES (?, ?, ?, ?, ?, ?)"};
-    insert.bind(dictation.date, repairedUTF8(dictation.text), name(dictation.outcome), dictation.failureReason,
-                dictation.targetApplication, dictation.duration);
+    insert.bind(dictation.date, VostelMCPKit::repairedUTF8(dictation.text), name(dictation.outcome),
+                dictation.failureReason, dictation.targetApplication, dictation.duration);
     if (auto done = insert.run(); !done) return std::unexpected(std::move(done.error()));
     return Number{database_.lastInsertedRow()};
 }

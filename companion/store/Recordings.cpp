@@ -1,6 +1,7 @@
 #include "companion/store/Recordings.h"
 
-#include "companion/store/UserText.h"
+#include "kit/support/Unicode.h"
+#include "kit/tools/CharacterCount.h"
 
 #include <algorithm>
 
@@ -8,6 +9,7 @@ namespace vostel_companion {
 
 namespace {
 
+using VostelMCPKit::repairedUTF8;
 using VostelMCPKit::UUID;
 using State = RecordingSummary::State;
 using Track = RecordingLine::Track;
@@ -83,7 +85,9 @@ std::expected<bool, DatabaseError> Recordings::beginTranscribing(const UUID& id,
 
 std::expected<bool, DatabaseError> Recordings::reportProgress(const UUID& id, double progress) {
     Statement update{database_, "UPDATE recordings SET progress = ? WHERE id = ? AND state = 'transcribing'"};
-    return runUpdate(database_, update.bind(std::clamp(progress, 0.0, 1.0), id.text()));
+    // Not clamp, which would keep what is not a number.
+    const double share = progress > 0 ? std::min(progress, 1.0) : 0;
+    return runUpdate(database_, update.bind(share, id.text()));
 }
 
 std::expected<bool, DatabaseError> Recordings::finish(const UUID& id, const std::optional<std::string>& language,
@@ -99,8 +103,8 @@ std::expected<bool, DatabaseError> Recordings::finish(const UUID& id, const std:
     return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<bool, DatabaseError> {
         Statement update{database_, "UPDATE recordings SET state = 'ready', progress = NULL, language = ?, "
                                     "lineCount = ?, preview = ? WHERE id = ? AND state = 'transcribing'"};
-        update.bind(language, static_cast<std::int64_t>(lines.size()), openingCharacters(text, previewLength),
-                    id.text());
+        update.bind(language, static_cast<std::int64_t>(lines.size()),
+                    text.substr(0, VostelMCPKit::countCharacters(text, previewLength).prefixBytes), id.text());
         const auto isUpdated = runUpdate(database_, update);
         if (!isUpdated || !*isUpdated) return isUpdated;
 

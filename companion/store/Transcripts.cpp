@@ -1,11 +1,13 @@
 #include "companion/store/Transcripts.h"
 
-#include "companion/store/UserText.h"
+#include "kit/support/Unicode.h"
+#include "kit/tools/CharacterCount.h"
 
 namespace vostel_companion {
 
 namespace {
 
+using VostelMCPKit::repairedUTF8;
 using VostelMCPKit::UUID;
 
 constexpr const char* summaryColumns = "id, date, sourceKind, sourceValue, duration, language, characterCount, preview";
@@ -27,14 +29,14 @@ const char* name(TranscriptSource::Kind kind) { return kind == TranscriptSource:
 
 std::expected<void, DatabaseError> Transcripts::add(const UUID& id, const New& transcript) {
     const std::string text = repairedUTF8(transcript.text);
-    const auto characters = static_cast<std::int64_t>(characterCount(text));
+    const auto count = VostelMCPKit::countCharacters(text, previewLength);
     return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
         Statement insert{database_, "INSERT INTO transcripts (id, date, sourceKind, sourceValue, duration, language, "
                                     "characterCount, preview, text) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"};
         auto done = insert
                         .bind(id.text(), transcript.date, name(transcript.source.kind),
                               repairedUTF8(transcript.source.value), transcript.duration, transcript.language,
-                              characters, openingCharacters(text, previewLength), text)
+                              static_cast<std::int64_t>(count.characters), text.substr(0, count.prefixBytes), text)
                         .run();
         if (!done) return done;
 
@@ -42,7 +44,7 @@ std::expected<void, DatabaseError> Transcripts::add(const UUID& id, const New& t
         Statement insertSegment{database_, "INSERT INTO transcriptSegments (transcript, position, startTime, endTime, "
                                            "text) VALUES (?, ?, ?, ?, ?)"};
         std::int64_t position = 0;
-        for (const TimedText& segment : transcript.segments) {
+        for (const TranscriptSegment& segment : transcript.segments) {
             insertSegment.bind(number, position++, segment.startTime, segment.endTime, repairedUTF8(segment.text));
             if (auto stored = insertSegment.run(); !stored) return stored;
         }
@@ -54,18 +56,18 @@ std::expected<Page<TranscriptSummary>, DatabaseError> Transcripts::list(const Li
     return readPage(database_, listing, "transcripts", summaryColumns, readSummary);
 }
 
-std::expected<std::optional<Transcript>, DatabaseError> Transcripts::find(const UUID& id) {
-    using Result = std::expected<std::optional<Transcript>, DatabaseError>;
+std::expected<std::optional<StoredTranscript>, DatabaseError> Transcripts::find(const UUID& id) {
+    using Result = std::expected<std::optional<StoredTranscript>, DatabaseError>;
     return inTransaction(database_, Transaction::Kind::reading, [&]() -> Result {
         Statement select{database_, std::string{"SELECT "} + summaryColumns + ", text FROM transcripts WHERE id = ?"};
         auto found = select.bind(id.text()).first(
-            [](const Statement& row) { return Transcript{readSummary(row), row.text(8), {}}; });
+            [](const Statement& row) { return StoredTranscript{readSummary(row), row.text(8), {}}; });
         if (!found || !*found) return found;
 
         Statement selectSegments{database_, "SELECT text, startTime, endTime FROM transcriptSegments WHERE transcript "
                                             "= (SELECT number FROM transcripts WHERE id = ?) ORDER BY position"};
         auto segments = selectSegments.bind(id.text()).all(
-            [](const Statement& row) { return TimedText{row.text(0), row.seconds(1), row.seconds(2)}; });
+            [](const Statement& row) { return TranscriptSegment{row.text(0), row.seconds(1), row.seconds(2)}; });
         if (!segments) return std::unexpected(std::move(segments.error()));
         (*found)->segments = std::move(*segments);
         return found;

@@ -1,8 +1,8 @@
 // The transcripts of files and links.
 #pragma once
 
+#include "companion/speech/Transcript.h"
 #include "companion/store/Listing.h"
-#include "companion/store/TimedText.h"
 #include "kit/support/UUID.h"
 
 #include <optional>
@@ -38,12 +38,12 @@ struct TranscriptSummary {
     bool operator==(const TranscriptSummary&) const = default;
 };
 
-struct Transcript {
+struct StoredTranscript {
     TranscriptSummary summary;
     std::string text;
-    std::vector<TimedText> segments;
+    std::vector<TranscriptSegment> segments;
 
-    bool operator==(const Transcript&) const = default;
+    bool operator==(const StoredTranscript&) const = default;
 };
 
 /// Uses the database on the caller's thread.
@@ -57,7 +57,7 @@ public:
         std::optional<Seconds> duration;
         std::optional<std::string> language;
         std::string text;
-        std::vector<TimedText> segments;
+        std::vector<TranscriptSegment> segments;
     };
 
     explicit Transcripts(Database& database) : database_(database) {}
@@ -65,7 +65,7 @@ public:
     /// Text and segments are stored together or not at all. Bytes that are no UTF-8 are replaced by U+FFFD.
     [[nodiscard]] std::expected<void, DatabaseError> add(const VostelMCPKit::UUID& id, const New& transcript);
     [[nodiscard]] std::expected<Page<TranscriptSummary>, DatabaseError> list(const Listing& listing);
-    [[nodiscard]] std::expected<std::optional<Transcript>, DatabaseError> find(const VostelMCPKit::UUID& id);
+    [[nodiscard]] std::expected<std::optional<StoredTranscript>, DatabaseError> find(const VostelMCPKit::UUID& id);
 
 private:
     Database& database_;

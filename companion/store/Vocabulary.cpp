@@ -1,6 +1,5 @@
 #include "companion/store/Vocabulary.h"
 
-#include "companion/store/UserText.h"
 #include "companion/store/WordForm.h"
 #include "kit/support/Unicode.h"
 
@@ -33,7 +32,7 @@ std::expected<std::vector<VocabularyAddition>, DatabaseError> Vocabulary::add(st
         std::vector<VocabularyAddition> additions;
         for (const VocabularyRule& given : rules) {
             const VocabularyRule rule{normalizedWord(given.word),
-                                      repairedUTF8(VostelMCPKit::trimmed(given.replacement))};
+                                      VostelMCPKit::repairedUTF8(VostelMCPKit::trimmed(given.replacement))};
             if (rule.word.empty() || rule.replacement.size() > longestReplacement) {
                 additions.push_back({given, Outcome::skipped});
                 continue;

@@ -71,17 +71,17 @@ std::string VocabularyMatcher::apply(std::string_view text) const {
     return result;
 }
 
-std::vector<TimedText> VocabularyMatcher::apply(std::span<const TimedText> segments) const {
+std::vector<TranscriptSegment> VocabularyMatcher::apply(std::span<const TranscriptSegment> segments) const {
     std::string text;
     std::vector<std::size_t> ends;
-    for (const TimedText& segment : segments) {
+    for (const TranscriptSegment& segment : segments) {
         if (!ends.empty()) text += ' ';
         text += segment.text;
         ends.push_back(text.size());
     }
     const std::vector<Match> matches = find(text);
 
-    std::vector<TimedText> result;
+    std::vector<TranscriptSegment> result;
     auto match = matches.begin();
     for (std::size_t first = 0; first < segments.size();) {
         std::size_t last = first;

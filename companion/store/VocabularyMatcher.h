@@ -5,7 +5,7 @@
 // of folded characters, so one pass over the text serves all of them.
 #pragma once
 
-#include "companion/store/TimedText.h"
+#include "companion/speech/Transcript.h"
 #include "companion/store/Vocabulary.h"
 
 #include <cstdint>
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] std::string apply(std::string_view text) const;
     /// Applies the rules across the segments, as if one space stood between them. Segments that one match joins become
     /// one, from the start of the first to the end of the last.
-    [[nodiscard]] std::vector<TimedText> apply(std::span<const TimedText> segments) const;
+    [[nodiscard]] std::vector<TranscriptSegment> apply(std::span<const TranscriptSegment> segments) const;
 
 private:
     /// Bytes of a text, and what comes in their place.

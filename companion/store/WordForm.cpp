@@ -18,22 +18,23 @@ constexpr char32_t replacementCharacter = 0xFFFD;
 /// What matters about a character for the edges of words.
 enum class WordClass { letter, digit, connector, extension, midWord, other };
 
-char32_t takeCodePoint(std::string_view& text) {
+struct Character {
+    char32_t codePoint;
+    bool isWhiteSpace;
+};
+
+/// Takes the first character off `text`, which is not empty.
+Character take(std::string_view& text) {
     utf8proc_int32_t codePoint = 0;
     const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
                                          static_cast<utf8proc_ssize_t>(text.size()), &codePoint);
-    text.remove_prefix(length > 0 ? static_cast<std::size_t>(length) : 1);
-    return length > 0 ? static_cast<char32_t>(codePoint) : replacementCharacter;
+    const std::string_view bytes = text.substr(0, length > 0 ? static_cast<std::size_t>(length) : 1);
+    text.remove_prefix(bytes.size());
+    return {length > 0 ? static_cast<char32_t>(codePoint) : replacementCharacter, VostelMCPKit::trimmed(bytes).empty()};
 }
 
 utf8proc_category_t categoryOf(char32_t codePoint) {
     return utf8proc_category(static_cast<utf8proc_int32_t>(codePoint));
-}
-
-bool isWhiteSpace(char32_t codePoint) {
-    if ((codePoint >= '\t' && codePoint <= '\r') || codePoint == 0x85) return true;
-    const auto category = categoryOf(codePoint);
-    return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
 }
 
 bool isJoiner(char32_t codePoint) { return codePoint == 0x200C || codePoint == 0x200D; }
@@ -62,12 +63,15 @@ bool isUnseparatedScript(char32_t codePoint) {
 }
 
 WordClass classOf(char32_t codePoint) {
-    if (isJoiner(codePoint)) return WordClass::extension;
-    switch (categoryOf(codePoint)) {
-    case UTF8PROC_CATEGORY_MN:
-    case UTF8PROC_CATEGORY_MC:
-    case UTF8PROC_CATEGORY_ME:
+    switch (utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->boundclass) {
+    case UTF8PROC_BOUNDCLASS_EXTEND:
+    case UTF8PROC_BOUNDCLASS_SPACINGMARK:
+    case UTF8PROC_BOUNDCLASS_ZWJ:
         return WordClass::extension;
+    default:
+        break;
+    }
+    switch (categoryOf(codePoint)) {
     case UTF8PROC_CATEGORY_LU:
     case UTF8PROC_CATEGORY_LL:
     case UTF8PROC_CATEGORY_LT:
@@ -136,10 +140,10 @@ std::vector<FoldedCharacter> folded(std::string_view text) {
     };
     for (std::string_view rest = text; !rest.empty();) {
         const auto begin = static_cast<std::uint32_t>(text.size() - rest.size());
-        const char32_t codePoint = takeCodePoint(rest);
+        const auto [codePoint, isWhiteSpace] = take(rest);
         utf8proc_int32_t parts[32];
         utf8proc_ssize_t count = 1;
-        if (isWhiteSpace(codePoint)) {
+        if (isWhiteSpace) {
             if (!result.empty() && result.back().codePoint == ' ') continue;
             parts[0] = ' ';
         } else if (codePoint == 0x2019) {
@@ -196,8 +200,8 @@ std::string normalizedWord(std::string_view word) {
     bool isUsable = false;
     bool isSpaceDue = false;
     while (!word.empty()) {
-        const char32_t codePoint = takeCodePoint(word);
-        if (isWhiteSpace(codePoint)) {
+        const auto [codePoint, isWhiteSpace] = take(word);
+        if (isWhiteSpace) {
             isSpaceDue = !kept.empty();
             continue;
         }

@@ -1,0 +1,285 @@
+#include "companion/store/Confirmations.h"
+
+#include "companion/store/Vocabulary.h"
+#include "companion/store/WordForm.h"
+#include "kit/support/match.h"
+
+#include <algorithm>
+#include <set>
+
+namespace vostel_companion {
+
+namespace {
+
+using VostelMCPKit::UUID;
+using VostelMCPKit::MCPConfirmationLogic::Decision;
+using VostelMCPKit::MCPConfirmationLogic::Request;
+using VostelMCPKit::MCPConfirmationLogic::Status;
+using RemoveModel = ConfirmableAction::RemoveModel;
+using RemoveWords = ConfirmableAction::RemoveWords;
+
+constexpr std::size_t mostWordsInSummary = 10;
+constexpr const char* confirmedName = "confirmed";
+constexpr const char* deniedName = "denied";
+
+const char* toolOf(const ConfirmableAction& action) {
+    return std::holds_alternative<RemoveWords>(action.is) ? "vocabulary_remove" : "model_remove";
+}
+
+std::vector<std::string> itemsOf(const ConfirmableAction& action) {
+    return VostelMCPKit::match(
+        action.is, [](const RemoveWords& removal) { return removal.words; },
+        [](const RemoveModel& removal) { return std::vector{removal.identifier}; });
+}
+
+ConfirmableAction makeAction(std::string_view tool, std::vector<std::string> items) {
+    if (tool == "model_remove") return {RemoveModel{items.empty() ? std::string{} : std::move(items.front())}};
+    return {RemoveWords{std::move(items)}};
+}
+
+/// The action with its words in their normal form, each once, in the order of their first appearance.
+ConfirmableAction normalized(const ConfirmableAction& action) {
+    const auto* const removal = std::get_if<RemoveWords>(&action.is);
+    if (removal == nullptr) return action;
+    RemoveWords result;
+    std::set<std::string> keys;
+    for (const std::string& given : removal->words) {
+        std::string word = normalizedWord(given);
+        if (!word.empty() && keys.insert(wordKey(word)).second) result.words.push_back(std::move(word));
+    }
+    return {std::move(result)};
+}
+
+/// What two calls that ask for the same have in common. Lengths keep the words apart whatever they contain.
+std::string argumentsKey(const ConfirmableAction& action) {
+    std::vector<std::string> items = itemsOf(action);
+    if (std::holds_alternative<RemoveWords>(action.is)) std::ranges::transform(items, items.begin(), wordKey);
+    std::ranges::sort(items);
+    std::string key;
+    for (const std::string& item : items) key += std::to_string(item.size()) + ":" + item;
+    return key;
+}
+
+std::optional<Decision> decisionNamed(const std::optional<std::string>& text) {
+    if (!text) return std::nullopt;
+    return *text == confirmedName ? Decision::confirmed : Decision::denied;
+}
+
+} // namespace
+
+std::string ConfirmableAction::summary() const {
+    return VostelMCPKit::match(
+        is,
+        [](const RemoveWords& removal) {
+            const std::size_t shown = std::min(removal.words.size(), mostWordsInSummary);
+            std::string text =
+                removal.words.size() == 1 ? "Remove the vocabulary rule for " : "Remove the vocabulary rules for ";
+            for (std::size_t index = 0; index < shown; ++index) {
+                if (index > 0) text += ", ";
+                text += '"' + removal.words[index] + '"';
+            }
+            if (shown < removal.words.size()) {
+                text += " and " + std::to_string(removal.words.size() - shown) + " more";
+            }
+            return text;
+        },
+        [](const RemoveModel& removal) {
+            return "Remove the speech recognition model \"" + removal.identifier + "\" from disk";
+        });
+}
+
+std::expected<ConfirmationReport, ConfirmationError> Confirmations::ask(const ConfirmableAction& given) {
+    const ConfirmableAction action = normalized(given);
+    if (itemsOf(action).empty()) return std::unexpected(ConfirmationError::NoWords{});
+    auto finished = finishInterrupted("tool = ? AND argumentsKey = ?", toolOf(action), argumentsKey(action));
+    if (!finished) return std::unexpected(std::move(finished.error()));
+    return inTransaction(database_, Transaction::Kind::writing, [&] { return report(action); });
+}
+
+std::expected<ConfirmationReport, ConfirmationError> Confirmations::report(const ConfirmableAction& action) {
+    if (auto done = forgetOld(); !done) return std::unexpected(std::move(done.error()));
+    auto found = load("tool = ? AND argumentsKey = ?", toolOf(action), argumentsKey(action));
+    if (!found) return std::unexpected(std::move(found.error()));
+    if (found->empty()) return create(action);
+
+    Stored& stored = found->front();
+    const Request& request = stored.confirmation.request;
+    Status status = VostelMCPKit::MCPConfirmationLogic::status(request, now_());
+    // Deliberate: a confirmed removal that another process is just about to perform is still pending, since the text of
+    // a confirmed one says that it has been performed.
+    if (status == Status::confirmed && !stored.isPerformed) status = Status::pending;
+    if (status != Status::pending) {
+        Statement forget{database_, "DELETE FROM confirmations WHERE id = ?"};
+        if (auto done = forget.bind(request.id.text()).run(); !done) return std::unexpected(std::move(done.error()));
+    }
+    return ConfirmationReport{std::move(stored.confirmation), status, /*isNew=*/false, std::move(stored.removed)};
+}
+
+std::expected<ConfirmationReport, ConfirmationError> Confirmations::create(const ConfirmableAction& action) {
+    if (const auto* const removal = std::get_if<RemoveModel>(&action.is)) {
+        auto removable = models_.checkRemovable(removal->identifier);
+        if (!removable) return std::unexpected(std::move(removable.error()));
+    }
+    const Moment createdAt = std::chrono::floor<Moment::duration>(now_());
+    const Request request{newID_(), createdAt, timeToLive, std::nullopt};
+    Statement insert{database_,
+                     "INSERT INTO confirmations (id, tool, argumentsKey, createdAt, ttl) VALUES (?, ?, ?, ?, ?)"};
+    insert.bind(request.id.text(), toolOf(action), argumentsKey(action), createdAt, Seconds{timeToLive});
+    if (auto done = insert.run(); !done) return std::unexpected(std::move(done.error()));
+
+    Statement insertItem{database_, "INSERT INTO confirmationItems (confirmation, position, item) VALUES (?, ?, ?)"};
+    std::int64_t position = 0;
+    for (const std::string& item : itemsOf(action)) {
+        auto done = insertItem.bind(request.id.text(), position++, item).run();
+        if (!done) return std::unexpected(std::move(done.error()));
+    }
+    return ConfirmationReport{{request, action}, Status::pending, /*isNew=*/true, {}};
+}
+
+std::expected<std::vector<std::string>, ConfirmationError> Confirmations::answer(const UUID& id, Decision decision) {
+    auto decided = inTransaction(database_, Transaction::Kind::writing, [&] { return decide(id, decision); });
+    if (!decided) return std::unexpected(std::move(decided.error()));
+    if (decision == Decision::confirmed && !decided->isPerformed) return removeModel(id);
+    return std::move(decided->removed);
+}
+
+std::expected<Confirmations::Stored, ConfirmationError> Confirmations::decide(const UUID& id, Decision decision) {
+    auto found = load("id = ?", id.text());
+    if (!found) return std::unexpected(std::move(found.error()));
+    if (found->empty()) return std::unexpected(ConfirmationError::NotFound{});
+    Stored& stored = found->front();
+    if (stored.confirmation.request.decision) return std::unexpected(ConfirmationError::AlreadyAnswered{});
+    if (VostelMCPKit::MCPConfirmationLogic::status(stored.confirmation.request, now_()) != Status::pending) {
+        return std::unexpected(ConfirmationError::Expired{});
+    }
+    Statement update{database_, "UPDATE confirmations SET decision = ? WHERE id = ?"};
+    update.bind(decision == Decision::confirmed ? confirmedName : deniedName, id.text());
+    if (auto done = update.run(); !done) return std::unexpected(std::move(done.error()));
+
+    const auto* const removal = std::get_if<RemoveWords>(&stored.confirmation.action.is);
+    if (decision == Decision::denied || removal == nullptr) return stored;
+
+    Vocabulary vocabulary{database_};
+    std::vector<std::optional<std::string>> removed;
+    for (const std::string& word : removal->words) {
+        auto spelling = vocabulary.remove({&word, 1});
+        if (!spelling) return std::unexpected(std::move(spelling.error()));
+        removed.emplace_back();
+        if (spelling->empty()) continue;
+        removed.back() = spelling->front();
+        stored.removed.push_back(std::move(spelling->front()));
+    }
+    if (auto done = storeOutcome(id, removed); !done) return std::unexpected(std::move(done.error()));
+    stored.isPerformed = true;
+    return stored;
+}
+
+std::expected<std::vector<std::string>, ConfirmationError> Confirmations::removeModel(const UUID& id) {
+    auto lock = models_.lock();
+    if (!lock) return std::unexpected(std::move(lock.error()));
+    // Read again under the lock: another process may have finished it.
+    const auto found = load("id = ? AND decision = 'confirmed'", id.text());
+    if (!found) return std::unexpected(found.error());
+    if (found->empty()) return std::unexpected(ConfirmationError::NotFound{});
+    const Stored& stored = found->front();
+    const auto* const removal = std::get_if<RemoveModel>(&stored.confirmation.action.is);
+    if (stored.isPerformed || removal == nullptr) return stored.removed;
+
+    const auto isRemoved = models_.takeAway(removal->identifier, id);
+    if (!isRemoved) return std::unexpected(isRemoved.error());
+    std::vector<std::string> removed;
+    if (*isRemoved) removed.push_back(removal->identifier);
+    auto done = inTransaction(database_, Transaction::Kind::writing, [&] {
+        return storeOutcome(id, {*isRemoved ? std::optional{removal->identifier} : std::nullopt});
+    });
+    if (!done) return std::unexpected(std::move(done.error()));
+    models_.deleteTaken(id);
+    return removed;
+}
+
+std::expected<std::vector<OpenConfirmation>, ConfirmationError> Confirmations::open() {
+    const auto undecided =
+        inTransaction(database_, Transaction::Kind::reading, [&] { return load("decision IS NULL"); });
+    if (!undecided) return std::unexpected(undecided.error());
+    std::vector<OpenConfirmation> open;
+    for (const Stored& stored : *undecided) {
+        const Status status = VostelMCPKit::MCPConfirmationLogic::status(stored.confirmation.request, now_());
+        if (status == Status::pending) open.push_back(stored.confirmation);
+    }
+    return open;
+}
+
+std::expected<void, ConfirmationError> Confirmations::recover() {
+    if (auto finished = finishInterrupted("TRUE"); !finished) return finished;
+    if (auto done = models_.deleteLeftovers(); !done) return std::unexpected(std::move(done.error()));
+    return {};
+}
+
+template <class... Values>
+std::expected<void, ConfirmationError> Confirmations::finishInterrupted(const std::string& condition,
+                                                                        const Values&... values) {
+    const auto interrupted = load("decision = 'confirmed' AND NOT isPerformed AND " + condition, values...);
+    if (!interrupted) return std::unexpected(interrupted.error());
+    for (const Stored& stored : *interrupted) {
+        auto removed = removeModel(stored.confirmation.request.id);
+        if (!removed) return std::unexpected(std::move(removed.error()));
+    }
+    return {};
+}
+
+template <class... Values>
+std::expected<std::vector<Confirmations::Stored>, DatabaseError> Confirmations::load(const std::string& condition,
+                                                                                     const Values&... values) {
+    Statement select{database_, "SELECT id, createdAt, ttl, decision, isPerformed, tool FROM confirmations WHERE " +
+                                    condition + " ORDER BY createdAt, rowid"};
+    auto found = select.bind(values...).all([](const Statement& row) {
+        const Request request{UUID::parse(row.text(0)).value_or(UUID{}), row.moment(1), row.seconds(2),
+                              decisionNamed(row.optionalText(3))};
+        return Stored{{request, makeAction(row.text(5), {})}, row.boolean(4), {}};
+    });
+    if (!found) return found;
+    for (Stored& stored : *found) {
+        if (auto done = loadItems(stored); !done) return std::unexpected(std::move(done.error()));
+    }
+    return found;
+}
+
+std::expected<void, DatabaseError> Confirmations::loadItems(Stored& stored) {
+    struct Item {
+        std::string item;
+        std::optional<std::string> removed;
+    };
+    Statement select{database_, "SELECT item, removed FROM confirmationItems WHERE confirmation = ? ORDER BY position"};
+    auto rows = select.bind(stored.confirmation.request.id.text()).all([](const Statement& row) {
+        return Item{row.text(0), row.optionalText(1)};
+    });
+    if (!rows) return std::unexpected(std::move(rows.error()));
+    std::vector<std::string> items;
+    for (Item& row : *rows) {
+        items.push_back(std::move(row.item));
+        if (row.removed) stored.removed.push_back(*std::move(row.removed));
+    }
+    stored.confirmation.action = makeAction(toolOf(stored.confirmation.action), std::move(items));
+    return {};
+}
+
+std::expected<void, DatabaseError> Confirmations::storeOutcome(const UUID& id,
+                                                               const std::vector<std::optional<std::string>>& removed) {
+    Statement update{database_, "UPDATE confirmations SET isPerformed = 1 WHERE id = ?"};
+    if (auto done = update.bind(id.text()).run(); !done) return done;
+    Statement updateItem{database_, "UPDATE confirmationItems SET removed = ? WHERE confirmation = ? AND position = ?"};
+    std::int64_t position = 0;
+    for (const auto& item : removed) {
+        if (auto done = updateItem.bind(item, id.text(), position++).run(); !done) return done;
+    }
+    return {};
+}
+
+std::expected<void, DatabaseError> Confirmations::forgetOld() {
+    // What was confirmed and not performed is still owed.
+    Statement forget{database_, "DELETE FROM confirmations WHERE createdAt <= ? AND NOT (decision IS 'confirmed' AND "
+                                "NOT isPerformed)"};
+    return forget.bind(std::chrono::floor<Moment::duration>(now_() - outcomeLifetime)).run();
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,412 @@
+#include "companion/store/Confirmations.h"
+#include "companion/store/Vocabulary.h"
+#include "tests/companion/store/ModelFixture.h"
+
+namespace vostel_companion {
+
+namespace {
+
+using namespace std::chrono_literals;
+using VostelMCPKit::UUID;
+using VostelMCPKit::MCPConfirmationLogic::Decision;
+using VostelMCPKit::MCPConfirmationLogic::Status;
+using RemoveModel = ConfirmableAction::RemoveModel;
+using RemoveWords = ConfirmableAction::RemoveWords;
+using Words = std::vector<std::string>;
+
+const ConfirmableAction removeGerman{RemoveModel{"de"}};
+
+struct Fixture {
+    ModelFixture places;
+    Database database = openInMemory();
+    std::chrono::system_clock::time_point now{std::chrono::sys_days{std::chrono::year{2026} / 8 / 30}};
+    std::uint8_t lastID = 0;
+    Confirmations confirmations{database, places.models, [this] { return now; }, [this] { return uuid(++lastID); }};
+    Vocabulary vocabulary{database};
+
+    Fixture() {
+        const std::vector<VocabularyRule> rules = {{"GitHub", ""}, {"Vostel", ""}, {"kept", ""}};
+        EXPECT_TRUE(vocabulary.add(rules));
+    }
+
+    ConfirmationReport ask(const ConfirmableAction& action) {
+        auto report = confirmations.ask(action);
+        if (!report) {
+            ADD_FAILURE() << report.error().description();
+            return {};
+        }
+        return *std::move(report);
+    }
+    ConfirmationReport askWords(Words words) { return ask({RemoveWords{std::move(words)}}); }
+
+    Words wordsLeft() {
+        Words words;
+        for (const VocabularyRule& rule : vocabulary.list().value_or(std::vector<VocabularyRule>{})) {
+            words.push_back(rule.word);
+        }
+        return words;
+    }
+
+    /// As if the program had died right after it stored the confirmation.
+    void storeConfirmationOnly(const UUID& id) {
+        Statement update{database, "UPDATE confirmations SET decision = 'confirmed' WHERE id = ?"};
+        ASSERT_TRUE(update.bind(id.text()).run());
+    }
+
+    void install() { ASSERT_TRUE(places.models.install("de", {})); }
+    [[nodiscard]] bool isInstalled() const { return places.models.installedFolder("de").has_value(); }
+    [[nodiscard]] std::size_t takenCount() const {
+        std::size_t count = 0;
+        for (const std::string& name : places.contents()) {
+            if (name.starts_with(".removed/") && name.find('/', 9) == std::string::npos) ++count;
+        }
+        return count;
+    }
+};
+
+} // namespace
+
+TEST(Confirmations, TheFirstCallMakesARequestAndDoesNothing) {
+    Fixture fixture;
+    const ConfirmationReport report = fixture.askWords({" github ", "Unknown"});
+    EXPECT_EQ(report.status, Status::pending);
+    EXPECT_TRUE(report.isNew);
+    EXPECT_EQ(report.confirmation.request,
+              (VostelMCPKit::MCPConfirmationLogic::Request{uuid(1), fixture.now, 300s, std::nullopt}));
+    EXPECT_EQ(report.confirmation.action, ConfirmableAction{(RemoveWords{{"github", "Unknown"}})});
+    EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
+}
+
+TEST(Confirmations, ARepeatedCallFindsTheSameRequest) {
+    struct Row {
+        const char* when;
+        Words words;
+    };
+    const Row rows[] = {
+        {"the same words", {"github", "vostel"}},      {"another order", {"vostel", "github"}},
+        {"another letter case", {"GITHUB", "Vostel"}}, {"words repeated", {"github", "vostel", "Github", "vostel"}},
+        {"white space", {" github", "vostel\n"}},      {"words without text", {"github", "", "vostel", "?!"}},
+    };
+    Fixture fixture;
+    const UUID id = fixture.askWords({"github", "vostel"}).confirmation.request.id;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const ConfirmationReport report = fixture.askWords(row.words);
+        EXPECT_EQ(report.status, Status::pending);
+        EXPECT_FALSE(report.isNew);
+        EXPECT_EQ(report.confirmation.request.id, id);
+    }
+}
+
+TEST(Confirmations, AnotherSetOfWordsIsAnotherRequest) {
+    Fixture fixture;
+    fixture.install();
+    const std::vector<ConfirmableAction> actions = {
+        {RemoveWords{{"a", "b"}}}, {RemoveWords{{"a"}}},    {RemoveWords{{"b"}}},  {RemoveWords{{"ab"}}},
+        {RemoveWords{{"a b"}}},    {RemoveWords{{"a1:b"}}}, {RemoveWords{{"de"}}}, {RemoveModel{"de"}},
+    };
+    std::set<std::string> ids;
+    for (const ConfirmableAction& action : actions) ids.insert(fixture.ask(action).confirmation.request.id.text());
+    EXPECT_EQ(ids.size(), actions.size());
+}
+
+TEST(Confirmations, AConfirmedActionIsPerformedAndItsOutcomeToldOnce) {
+    Fixture fixture;
+    const UUID id = fixture.askWords({"VOSTEL", "unknown", "github"}).confirmation.request.id;
+    EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), (Words{"Vostel", "GitHub"}));
+    EXPECT_EQ(fixture.wordsLeft(), Words{"kept"});
+
+    const ConfirmationReport report = fixture.askWords({"github", "vostel", "unknown"});
+    EXPECT_EQ(report.status, Status::confirmed);
+    EXPECT_EQ(report.confirmation.request.id, id);
+    EXPECT_EQ(report.removed, (Words{"Vostel", "GitHub"}));
+
+    const ConfirmationReport next = fixture.askWords({"github", "vostel", "unknown"});
+    EXPECT_EQ(next.status, Status::pending);
+    EXPECT_TRUE(next.isNew);
+    EXPECT_EQ(next.confirmation.request.id, uuid(2));
+}
+
+TEST(Confirmations, ADeniedActionIsNotPerformedAndThatIsToldOnce) {
+    Fixture fixture;
+    const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+    EXPECT_EQ(fixture.confirmations.answer(id, Decision::denied), Words{});
+    EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
+    const ConfirmationReport report = fixture.askWords({"github"});
+    EXPECT_EQ(report.status, Status::denied);
+    EXPECT_EQ(report.removed, Words{});
+    EXPECT_TRUE(fixture.askWords({"github"}).isNew);
+}
+
+TEST(Confirmations, ARequestExpiresAtItsDeadlineAndThatIsToldOnce) {
+    Fixture fixture;
+    const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+    fixture.now += 299'999ms;
+    EXPECT_EQ(fixture.askWords({"github"}).status, Status::pending);
+    fixture.now += 1ms;
+    EXPECT_EQ(fixture.askWords({"github"}).status, Status::expired);
+    EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed),
+              std::unexpected(ConfirmationError{ConfirmationError::NotFound{}}));
+    EXPECT_TRUE(fixture.askWords({"github"}).isNew);
+    EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
+}
+
+TEST(Confirmations, AnAnswerThatComesTooLateDoesNothing) {
+    for (const Decision decision : {Decision::confirmed, Decision::denied}) {
+        Fixture fixture;
+        const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+        fixture.now += 300s;
+        EXPECT_EQ(fixture.confirmations.answer(id, decision),
+                  std::unexpected(ConfirmationError{ConfirmationError::Expired{}}));
+        EXPECT_EQ(fixture.askWords({"github"}).status, Status::expired);
+        EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
+    }
+}
+
+TEST(Confirmations, AnAnswerInTimeIsToldHoweverLateTheClientAsks) {
+    Fixture fixture;
+    const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+    ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
+    fixture.now += 23h;
+    EXPECT_EQ(fixture.askWords({"github"}).status, Status::confirmed);
+}
+
+TEST(Confirmations, AnOutcomeNobodyAskedForIsForgottenAfterADay) {
+    Fixture fixture;
+    const UUID confirmed = fixture.askWords({"github"}).confirmation.request.id;
+    std::ignore = fixture.askWords({"vostel"});
+    ASSERT_TRUE(fixture.confirmations.answer(confirmed, Decision::confirmed));
+    fixture.now += 24h;
+    EXPECT_TRUE(fixture.askWords({"github"}).isNew);
+    EXPECT_TRUE(fixture.askWords({"vostel"}).isNew);
+}
+
+TEST(Confirmations, TheFirstAnswerStands) {
+    Fixture fixture;
+    const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+    ASSERT_TRUE(fixture.confirmations.answer(id, Decision::denied));
+    const auto second = fixture.confirmations.answer(id, Decision::confirmed);
+    EXPECT_EQ(second, std::unexpected(ConfirmationError{ConfirmationError::AlreadyAnswered{}}));
+    EXPECT_EQ(second.error().description(), "This request has been answered already.");
+    EXPECT_EQ(fixture.askWords({"github"}).status, Status::denied);
+}
+
+TEST(Confirmations, ARuleAddedAgainAfterItsRemovalStays) {
+    Fixture fixture;
+    const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+    ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
+    ASSERT_TRUE(fixture.vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
+    EXPECT_FALSE(fixture.confirmations.answer(id, Decision::confirmed));
+    EXPECT_EQ(fixture.askWords({"github"}).removed, Words{"GitHub"});
+    EXPECT_TRUE(fixture.confirmations.recover());
+    EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
+}
+
+TEST(Confirmations, AnUnknownIdIsSaidSo) {
+    Fixture fixture;
+    const auto answered = fixture.confirmations.answer(uuid(99), Decision::confirmed);
+    ASSERT_FALSE(answered);
+    EXPECT_EQ(answered.error().description(), "No request with this id is waiting for an answer.");
+}
+
+TEST(Confirmations, WordsWithoutTextAreNoRequest) {
+    Fixture fixture;
+    for (const Words& words : {Words{}, Words{""}, Words{" ", "?!"}}) {
+        const auto report = fixture.confirmations.ask({RemoveWords{words}});
+        ASSERT_FALSE(report);
+        EXPECT_EQ(report.error().description(), "None of the words has usable text, so there is nothing to remove.");
+    }
+}
+
+TEST(Confirmations, OpenRequestsAreListedOldestFirst) {
+    Fixture fixture;
+    fixture.install();
+    const UUID late = fixture.askWords({"late"}).confirmation.request.id;
+    fixture.now += 200s;
+    const UUID first = fixture.askWords({"first"}).confirmation.request.id;
+    const UUID denied = fixture.askWords({"denied"}).confirmation.request.id;
+    fixture.now += 50s;
+    const UUID second = fixture.ask(removeGerman).confirmation.request.id;
+    ASSERT_TRUE(fixture.confirmations.answer(denied, Decision::denied));
+
+    const auto ids = [&] {
+        std::vector<UUID> found;
+        const auto open = fixture.confirmations.open();
+        EXPECT_TRUE(open);
+        for (const OpenConfirmation& confirmation : *open) found.push_back(confirmation.request.id);
+        return found;
+    };
+    EXPECT_EQ(ids(), (std::vector{late, first, second}));
+    fixture.now += 50s;
+    EXPECT_EQ(ids(), (std::vector{first, second}));
+    EXPECT_EQ(fixture.confirmations.open()->back().action, removeGerman);
+}
+
+TEST(Confirmations, TheSummarySaysWhatWouldBeDone) {
+    Words many;
+    for (int number = 1; number <= 12; ++number) many.push_back(std::to_string(number));
+    struct Row {
+        const char* when;
+        ConfirmableAction action;
+        const char* summary;
+    };
+    const Row rows[] = {
+        {"one word", {RemoveWords{{"GitHub"}}}, "Remove the vocabulary rule for \"GitHub\""},
+        {"two words", {RemoveWords{{"a", "b c"}}}, "Remove the vocabulary rules for \"a\", \"b c\""},
+        {"many words",
+         {RemoveWords{many}},
+         "Remove the vocabulary rules for \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", \"10\" and 2 "
+         "more"},
+        {"a model", removeGerman, "Remove the speech recognition model \"de\" from disk"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(row.action.summary(), row.summary);
+    }
+}
+
+TEST(Confirmations, ConfirmedModelsAreRemovedFromDisk) {
+    Fixture fixture;
+    fixture.install();
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    EXPECT_TRUE(fixture.isInstalled());
+    EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), Words{"de"});
+    EXPECT_FALSE(fixture.isInstalled());
+    EXPECT_EQ(fixture.takenCount(), 0U);
+    const ConfirmationReport report = fixture.ask(removeGerman);
+    EXPECT_EQ(report.status, Status::confirmed);
+    EXPECT_EQ(report.removed, Words{"de"});
+}
+
+TEST(Confirmations, AModelThatIsNotInstalledIsConfirmedAndNothingRemoved) {
+    Fixture fixture;
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), Words{});
+    const ConfirmationReport report = fixture.ask(removeGerman);
+    EXPECT_EQ(report.status, Status::confirmed);
+    EXPECT_EQ(report.removed, Words{});
+}
+
+TEST(Confirmations, TheOutcomeIsToldThoughTheCatalogueHasForgottenTheModel) {
+    Fixture fixture;
+    fixture.install();
+    std::filesystem::remove(fixture.places.folder / "models.json");
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
+    EXPECT_EQ(fixture.ask(removeGerman).removed, Words{"de"});
+}
+
+TEST(Confirmations, ModelsThatCannotBeRemovedAreNoRequest) {
+    Fixture fixture;
+    const auto systems = fixture.confirmations.ask({RemoveModel{"en-us"}});
+    ASSERT_FALSE(systems);
+    EXPECT_EQ(systems.error().description(), "The model en-us belongs to the system and cannot be removed by Vostel.");
+    const auto unknown = fixture.confirmations.ask({RemoveModel{"../german"}});
+    ASSERT_FALSE(unknown);
+    EXPECT_EQ(unknown.error().description(), "Vostel knows no speech recognition model with this identifier.");
+    EXPECT_TRUE(fixture.confirmations.open()->empty());
+}
+
+TEST(Confirmations, ACrashBeforeTheModelIsTakenIsMadeGoodByWhoeverComesNext) {
+    for (const bool isAtStart : {true, false}) {
+        SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
+        Fixture fixture;
+        fixture.install();
+        const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+        ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
+
+        if (isAtStart) {
+            ASSERT_TRUE(fixture.confirmations.recover());
+            EXPECT_FALSE(fixture.isInstalled());
+        }
+        const ConfirmationReport report = fixture.ask(removeGerman);
+        EXPECT_EQ(report.status, Status::confirmed);
+        EXPECT_EQ(report.removed, Words{"de"});
+        EXPECT_FALSE(fixture.isInstalled());
+        EXPECT_EQ(fixture.takenCount(), 0U);
+    }
+}
+
+TEST(Confirmations, ACrashAfterTheModelIsTakenDoesNotTakeItsSuccessor) {
+    for (const bool isAtStart : {true, false}) {
+        SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
+        Fixture fixture;
+        fixture.install();
+        const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+        ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
+        ASSERT_EQ(fixture.places.models.takeAway("de", id), true);
+        fixture.install();
+
+        if (isAtStart) {
+            ASSERT_TRUE(fixture.confirmations.recover());
+        }
+        const ConfirmationReport report = fixture.ask(removeGerman);
+        EXPECT_EQ(report.status, Status::confirmed);
+        EXPECT_EQ(report.removed, Words{"de"});
+        EXPECT_TRUE(fixture.isInstalled());
+        EXPECT_EQ(fixture.takenCount(), 0U);
+    }
+}
+
+TEST(Confirmations, ACrashBeforeTheTakenModelIsDeletedLeavesNothingBehind) {
+    Fixture fixture;
+    fixture.install();
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    ASSERT_EQ(fixture.places.models.takeAway("de", id), true);
+    ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
+    ASSERT_TRUE(fixture.database.execute("UPDATE confirmations SET isPerformed = 1"));
+    EXPECT_EQ(fixture.takenCount(), 1U);
+    ASSERT_TRUE(fixture.confirmations.recover());
+    EXPECT_EQ(fixture.takenCount(), 0U);
+}
+
+TEST(Confirmations, WhatIsOwedIsNotForgotten) {
+    Fixture fixture;
+    fixture.install();
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
+    fixture.now += 48h;
+    std::ignore = fixture.askWords({"another"});
+    ASSERT_TRUE(fixture.confirmations.recover());
+    EXPECT_FALSE(fixture.isInstalled());
+}
+
+TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
+    Fixture fixture;
+    fixture.install();
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    const auto obstacle = fixture.places.folder / "models/.removed";
+    writeText(obstacle, "a file where the folder should be");
+    EXPECT_FALSE(fixture.confirmations.answer(id, Decision::confirmed));
+    EXPECT_FALSE(fixture.confirmations.ask(removeGerman));
+    EXPECT_TRUE(fixture.isInstalled());
+
+    std::filesystem::remove(obstacle);
+    const ConfirmationReport report = fixture.ask(removeGerman);
+    EXPECT_EQ(report.status, Status::confirmed);
+    EXPECT_EQ(report.removed, Words{"de"});
+    EXPECT_FALSE(fixture.isInstalled());
+}
+
+TEST(Confirmations, AnotherProcessMayAnswer) {
+    const TemporaryFolder folder;
+    const ModelFixture places;
+    auto server = openStore(folder / "store.sqlite");
+    auto command = openStore(folder / "store.sqlite");
+    ASSERT_TRUE(server && command);
+    const auto now = [] { return std::chrono::system_clock::time_point{}; };
+    Confirmations asked{*server, places.models, now, [] { return uuid(1); }};
+    Confirmations answered{*command, places.models, now, [] { return uuid(2); }};
+    Vocabulary vocabulary{*server};
+    ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
+    const ConfirmableAction action{RemoveWords{{"github"}}};
+    ASSERT_TRUE(asked.ask(action));
+    ASSERT_EQ(answered.open()->size(), 1U);
+    ASSERT_TRUE(answered.answer(uuid(1), Decision::confirmed));
+    const auto report = asked.ask(action);
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->status, Status::confirmed);
+    EXPECT_EQ(vocabulary.list(), std::vector<VocabularyRule>{});
+}
+
+} // namespace vostel_companion

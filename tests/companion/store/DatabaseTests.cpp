@@ -1,0 +1,161 @@
+#include "companion/store/Database.h"
+#include "tests/companion/store/StoreFixture.h"
+
+#include <cerrno>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+namespace vostel_companion {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+Database openEmpty() {
+    auto database = Database::open(":memory:");
+    EXPECT_TRUE(database.has_value());
+    return *std::move(database);
+}
+
+std::expected<int, DatabaseError> countRows(Database& database) {
+    Statement count{database, "SELECT count(*) FROM numbers"};
+    auto found = count.first([](const Statement& row) { return static_cast<int>(row.integer(0)); });
+    if (!found) return std::unexpected(found.error());
+    return found->value_or(-1);
+}
+
+} // namespace
+
+TEST(Database, EveryKindOfValueComesBackAsItWasBound) {
+    Database database = openEmpty();
+    Statement select{database, "SELECT ?, ?, ?, ?, ?, ?, ?, ?"};
+    const std::string withNul{"a\0b", 3};
+    select.bind(std::int64_t{-5}, 2.5, withNul, true, at(1234), Seconds{1.5}, std::optional<std::string>{},
+                std::string_view{});
+    const auto row = select.step();
+    ASSERT_EQ(row, true);
+    EXPECT_EQ(select.integer(0), -5);
+    EXPECT_EQ(select.real(1), 2.5);
+    EXPECT_EQ(select.text(2), withNul);
+    EXPECT_TRUE(select.boolean(3));
+    EXPECT_EQ(select.moment(4), at(1234));
+    EXPECT_EQ(select.seconds(5), Seconds{1.5});
+    EXPECT_EQ(select.optionalText(6), std::nullopt);
+    EXPECT_EQ(select.optionalText(7), "");
+    EXPECT_EQ(select.step(), false);
+}
+
+TEST(Database, AStatementRunsAgainWithOtherValues) {
+    Database database = openEmpty();
+    ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
+    Statement insert{database, "INSERT INTO numbers VALUES (?)"};
+    ASSERT_TRUE(insert.bind(1).run());
+    ASSERT_TRUE(insert.bind(2).run());
+    EXPECT_EQ(countRows(database), 2);
+    EXPECT_EQ(database.changes(), 1);
+}
+
+TEST(Database, ABadStatementIsAnErrorOfItsRun) {
+    Database database = openEmpty();
+    Statement bad{database, "SELEKT ?"};
+    const auto done = bad.bind(1).run();
+    ASSERT_FALSE(done);
+    const auto* const refused = std::get_if<DatabaseError::Refused>(&done.error().is);
+    ASSERT_NE(refused, nullptr);
+    EXPECT_EQ(refused->code, SQLITE_ERROR);
+    EXPECT_EQ(done.error().description(), "Vostel's database could not be used: near \"SELEKT\": syntax error.");
+}
+
+TEST(Database, TooManyValuesAreAnErrorOfTheRun) {
+    Database database = openEmpty();
+    Statement select{database, "SELECT ?"};
+    EXPECT_FALSE(select.bind(1, 2).run());
+}
+
+TEST(Database, AValueOfTheWrongTypeIsRefusedByItsColumn) {
+    Database database = openEmpty();
+    ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
+    Statement insert{database, "INSERT INTO numbers VALUES (?)"};
+    EXPECT_FALSE(insert.bind("three").run());
+}
+
+TEST(Database, ATransactionWhoseWorkFailsLeavesNothing) {
+    Database database = openEmpty();
+    ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
+    const auto done = inTransaction(database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        if (auto inserted = database.execute("INSERT INTO numbers VALUES (1)"); !inserted) return inserted;
+        return database.execute("INSERT INTO nothing VALUES (1)");
+    });
+    EXPECT_FALSE(done);
+    EXPECT_FALSE(database.isInTransaction());
+    EXPECT_EQ(countRows(database), 0);
+}
+
+TEST(Database, AnInnerTransactionIsPartOfTheOuterOne) {
+    Database database = openEmpty();
+    ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
+    const auto insert = [&] { return database.execute("INSERT INTO numbers VALUES (1)"); };
+    const auto outer = inTransaction(database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        if (auto inner = inTransaction(database, Transaction::Kind::writing, insert); !inner) return inner;
+        EXPECT_TRUE(database.isInTransaction());
+        return database.execute("INSERT INTO nothing VALUES (1)");
+    });
+    EXPECT_FALSE(outer);
+    EXPECT_EQ(countRows(database), 0);
+}
+
+TEST(Database, AReferenceToNothingIsRefused) {
+    Database database = openEmpty();
+    ASSERT_TRUE(database.execute("CREATE TABLE parents (id INTEGER PRIMARY KEY) STRICT;"
+                                 "CREATE TABLE numbers (value INTEGER REFERENCES parents (id)) STRICT"));
+    EXPECT_FALSE(database.execute("INSERT INTO numbers VALUES (7)"));
+}
+
+TEST(Database, ANewFileIsForItsOwnerAloneAndSoAreItsLogs) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "store.sqlite";
+    auto database = openStore(path);
+    ASSERT_TRUE(database && database->execute("CREATE TABLE numbers (value INTEGER)"));
+    for (const char* const suffix : {"", "-wal", "-shm"}) {
+        SCOPED_TRACE(suffix);
+        struct stat file{};
+        ASSERT_EQ(::stat((path + suffix).c_str(), &file), 0);
+        EXPECT_EQ(file.st_mode & 0777U, 0600U);
+    }
+}
+
+TEST(Database, AFolderThatIsMissingIsSaidSo) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "no/such/store.sqlite";
+    const auto database = Database::open(path);
+    ASSERT_FALSE(database);
+    EXPECT_EQ(database.error(), (DatabaseError{DatabaseError::Inaccessible{path, ENOENT}}));
+    EXPECT_EQ(database.error().description(),
+              "Vostel's database " + path + " could not be opened: No such file or directory.");
+}
+
+TEST(Database, TwoConnectionsSeeEachOthersCommits) {
+    const TemporaryFolder folder;
+    auto first = openStore(folder / "store.sqlite");
+    auto second = openStore(folder / "store.sqlite");
+    ASSERT_TRUE(first && second);
+    ASSERT_TRUE(first->execute("CREATE TABLE numbers (value INTEGER) STRICT; INSERT INTO numbers VALUES (1)"));
+    EXPECT_EQ(countRows(*second), 1);
+}
+
+TEST(Database, AReadingTransactionKeepsItsViewWhileOthersWrite) {
+    const TemporaryFolder folder;
+    auto reader = openStore(folder / "store.sqlite");
+    auto writer = openStore(folder / "store.sqlite");
+    ASSERT_TRUE(reader && writer);
+    ASSERT_TRUE(writer->execute("CREATE TABLE numbers (value INTEGER) STRICT"));
+    const auto seen = inTransaction(*reader, Transaction::Kind::reading, [&]() -> std::expected<int, DatabaseError> {
+        EXPECT_EQ(countRows(*reader), 0);
+        EXPECT_TRUE(writer->execute("INSERT INTO numbers VALUES (1)"));
+        return countRows(*reader);
+    });
+    EXPECT_EQ(seen, 0);
+    EXPECT_EQ(countRows(*reader), 1);
+}
+
+} // namespace vostel_companion

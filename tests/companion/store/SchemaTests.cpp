@@ -1,0 +1,224 @@
+#include "companion/store/Schema.h"
+#include "companion/store/Transcripts.h"
+#include "tests/companion/store/StoreFixture.h"
+
+#include <array>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vostel_companion {
+
+namespace {
+
+std::string readOne(Database& database, std::string_view sql) {
+    Statement select{database, sql};
+    const auto found = select.first([](const Statement& row) { return row.text(0); });
+    return found ? found->value_or("nothing") : found.error().description();
+}
+
+bool isDamaged(const DatabaseError& error) { return std::holds_alternative<DatabaseError::Damaged>(error.is); }
+
+/// A sound store with enough in it to fill many pages.
+void fillStore(const std::string& path) {
+    auto database = openStore(path);
+    ASSERT_TRUE(database);
+    Transcripts transcripts{*database};
+    for (std::uint8_t number = 0; number < 40; ++number) {
+        ASSERT_TRUE(transcripts.add(uuid(number), {at(number), {}, {}, {}, std::string(3000, 'x'), {}}));
+    }
+}
+
+} // namespace
+
+TEST(Schema, ANewDatabaseHasTheLastVersionAndOurMark) {
+    Database database = openInMemory();
+    EXPECT_EQ(readOne(database, "PRAGMA user_version"), std::to_string(schemaMigrations().size()));
+    EXPECT_EQ(readOne(database, "PRAGMA application_id"), "1450407020");
+    EXPECT_EQ(readOne(database, "PRAGMA foreign_keys"), "1");
+    EXPECT_EQ(readOne(database, "PRAGMA synchronous"), "2");
+}
+
+TEST(Schema, AFileKeepsAWriteAheadLog) {
+    const TemporaryFolder folder;
+    auto database = openStore(folder / "store.sqlite");
+    ASSERT_TRUE(database);
+    EXPECT_EQ(readOne(*database, "PRAGMA journal_mode"), "wal");
+}
+
+TEST(Schema, EveryTableIsStrict) {
+    Database database = openInMemory();
+    EXPECT_EQ(readOne(database, "SELECT group_concat(name) FROM pragma_table_list WHERE schema = 'main' AND "
+                                "type = 'table' AND NOT strict AND name NOT LIKE 'sqlite_%'"),
+              "");
+}
+
+TEST(Schema, OnlyTheMissingMigrationsRun) {
+    auto database = Database::open(":memory:");
+    ASSERT_TRUE(database);
+    const std::array one = {"CREATE TABLE first (value INTEGER)"};
+    const std::array two = {"this one has run and is not run again", "CREATE TABLE second (value INTEGER)"};
+    ASSERT_TRUE(migrate(*database, one));
+    ASSERT_TRUE(migrate(*database, two));
+    EXPECT_EQ(readOne(*database, "PRAGMA user_version"), "2");
+    EXPECT_EQ(readOne(*database, "SELECT group_concat(name) FROM sqlite_schema"), "first,second");
+}
+
+TEST(Schema, AMigrationThatFailsLeavesTheDatabaseAsItWas) {
+    auto database = Database::open(":memory:");
+    ASSERT_TRUE(database);
+    const std::array one = {"CREATE TABLE first (value INTEGER)"};
+    const std::array three = {one[0], "CREATE TABLE second (value INTEGER)", "nonsense"};
+    ASSERT_TRUE(migrate(*database, one));
+    EXPECT_FALSE(migrate(*database, three));
+    EXPECT_EQ(readOne(*database, "PRAGMA user_version"), "1");
+    EXPECT_EQ(readOne(*database, "SELECT group_concat(name) FROM sqlite_schema"), "first");
+}
+
+TEST(Schema, ANewerSchemaIsRefusedAndNotTouched) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "store.sqlite";
+    {
+        auto database = openStore(path);
+        ASSERT_TRUE(database);
+        ASSERT_TRUE(database->execute("PRAGMA user_version = 99"));
+    }
+    const std::string before = readText(path);
+    const auto refused = openStore(path);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().description(), "Vostel's database " + path +
+                                                 " was written by a newer version of Vostel (schema 99, this version "
+                                                 "knows 1); please update Vostel.");
+    EXPECT_EQ(readText(path), before);
+}
+
+TEST(Schema, AnotherApplicationsDatabaseIsRefusedAndNotTouched) {
+    struct Row {
+        const char* when;
+        const char* sql;
+    };
+    const Row rows[] = {
+        {"it has tables and no mark", "CREATE TABLE photos (name TEXT)"},
+        {"it has a mark of its own", "PRAGMA application_id = 7"},
+        {"it has a version of its own", "PRAGMA user_version = 1"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const TemporaryFolder folder;
+        const std::string path = folder / "store.sqlite";
+        {
+            auto other = Database::open(path);
+            ASSERT_TRUE(other && other->execute(row.sql));
+        }
+        const std::string before = readText(path);
+        const auto refused = openStore(path);
+        ASSERT_FALSE(refused);
+        EXPECT_EQ(refused.error(), (DatabaseError{DatabaseError::Foreign{path}}));
+        EXPECT_EQ(refused.error().description(),
+                  "The file " + path + " is a database of another application, so Vostel does not touch it.");
+        EXPECT_EQ(readText(path), before);
+    }
+}
+
+TEST(Schema, AFileThatIsNoDatabaseIsReportedAndNotTouched) {
+    struct Row {
+        const char* when;
+        std::string content;
+    };
+    const Row rows[] = {
+        {"a text", "Dear diary, " + std::string(2000, '.')},
+        {"a short text", "hello"},
+        {"zeros", std::string(8192, '\0')},
+        {"only the beginning of a header", "SQLite format 3"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const TemporaryFolder folder;
+        const std::string path = folder / "store.sqlite";
+        writeText(path, row.content);
+        const auto database = openStore(path);
+        ASSERT_FALSE(database);
+        EXPECT_TRUE(isDamaged(database.error())) << database.error().description();
+        EXPECT_EQ(readText(path), row.content);
+    }
+}
+
+TEST(Schema, ADamagedFileIsReported) {
+    struct Row {
+        const char* when;
+        void (*damage)(std::string& content);
+    };
+    const Row rows[] = {
+        {"its second half is missing", [](std::string& content) { content.resize(content.size() / 2); }},
+        {"its header is gone", [](std::string& content) { content.replace(0, 100, 100, '\0'); }},
+        {"its schema page is overwritten", [](std::string& content) { content.replace(100, 3996, 3996, '\xAA'); }},
+        {"a page in the middle is overwritten",
+         [](std::string& content) { content.replace(content.size() / 8192 * 4096, 4096, 4096, '\xAA'); }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const TemporaryFolder folder;
+        const std::string path = folder / "store.sqlite";
+        ASSERT_NO_FATAL_FAILURE(fillStore(path));
+        std::string content = readText(path);
+        row.damage(content);
+        writeText(path, content);
+
+        auto database = openStore(path);
+        std::optional<DatabaseError> error;
+        if (!database) {
+            error = database.error();
+        } else if (auto sound = checkIntegrity(*database); !sound) {
+            error = sound.error();
+        }
+        ASSERT_TRUE(error);
+        EXPECT_TRUE(isDamaged(*error)) << error->description();
+        EXPECT_EQ(readText(path), content);
+    }
+}
+
+TEST(Schema, ASoundFilePassesTheCheck) {
+    const TemporaryFolder folder;
+    ASSERT_NO_FATAL_FAILURE(fillStore(folder / "store.sqlite"));
+    auto database = openStore(folder / "store.sqlite");
+    ASSERT_TRUE(database);
+    EXPECT_TRUE(checkIntegrity(*database));
+}
+
+TEST(Schema, AnEmptyFileBesideALogIsDamageAndTheLogIsKept) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "store.sqlite";
+    writeText(path, "");
+    writeText(path + "-wal", "committed pages");
+    const auto database = openStore(path);
+    ASSERT_FALSE(database);
+    EXPECT_TRUE(isDamaged(database.error()));
+    EXPECT_EQ(readText(path + "-wal"), "committed pages");
+}
+
+TEST(Schema, AnEmptyFileAloneIsANewDatabase) {
+    const TemporaryFolder folder;
+    writeText(folder / "store.sqlite", "");
+    EXPECT_TRUE(openStore(folder / "store.sqlite"));
+}
+
+TEST(Schema, ProcessesThatOpenANewFileAtOnceAllSucceed) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "store.sqlite";
+    std::vector<pid_t> children;
+    for (int count = 0; count < 8; ++count) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) ::_exit(openStore(path) ? 0 : 1);
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    auto database = openStore(path);
+    ASSERT_TRUE(database);
+    EXPECT_TRUE(checkIntegrity(*database));
+}
+
+} // namespace vostel_companion

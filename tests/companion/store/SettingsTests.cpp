@@ -1,0 +1,25 @@
+#include "companion/store/Settings.h"
+#include "tests/companion/store/StoreFixture.h"
+
+namespace vostel_companion {
+
+TEST(Settings, ReadingIsOffUntilTheUserTurnsItOn) {
+    Database database = openInMemory();
+    EXPECT_EQ(loadSettings(database), Settings{.isReadingAllowed = false});
+}
+
+TEST(Settings, WhatTheUserChoseIsKept) {
+    const TemporaryFolder folder;
+    for (const bool choice : {true, false}) {
+        {
+            auto database = openStore(folder / "store.sqlite");
+            ASSERT_TRUE(database);
+            ASSERT_TRUE(saveSettings(*database, {.isReadingAllowed = choice}));
+        }
+        auto database = openStore(folder / "store.sqlite");
+        ASSERT_TRUE(database);
+        EXPECT_EQ(loadSettings(*database), Settings{.isReadingAllowed = choice});
+    }
+}
+
+} // namespace vostel_companion
