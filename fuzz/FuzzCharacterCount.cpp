@@ -1,0 +1,40 @@
+#include "fuzz/fuzz.h"
+#include "kit/tools/CharacterCount.h"
+
+#include <utf8proc.h>
+
+using namespace VostelMCPKit;
+
+namespace {
+
+/// The slow and plain way: every code point is looked at.
+CharacterCount countPlainly(std::string_view text, std::size_t prefixCharacters) {
+    CharacterCount count{0, text.size()};
+    utf8proc_int32_t previous = 0;
+    utf8proc_int32_t state = 0;
+    for (std::size_t offset = 0; offset < text.size();) {
+        utf8proc_int32_t codePoint = 0;
+        auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + offset),
+                                       static_cast<utf8proc_ssize_t>(text.size() - offset), &codePoint);
+        if (length < 1) {
+            length = 1;
+            codePoint = 0xFFFD;
+        }
+        if (offset == 0 || utf8proc_grapheme_break_stateful(previous, codePoint, &state)) {
+            if (count.characters++ == prefixCharacters) count.prefixBytes = offset;
+        }
+        previous = codePoint;
+        offset += static_cast<std::size_t>(length);
+    }
+    return count;
+}
+
+} // namespace
+
+/// The first byte says how many characters to ask for.
+void check(std::string_view text) {
+    if (text.empty()) return;
+    const auto choice = static_cast<unsigned char>(text.front());
+    text.remove_prefix(1);
+    require(countCharacters(text, choice) == countPlainly(text, choice), "the fast count is the plain one");
+}

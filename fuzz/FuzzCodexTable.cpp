@@ -1,0 +1,29 @@
+#include "fuzz/fuzz.h"
+#include "kit/clients/MCPClientConfigLogic.h"
+
+#include <utility>
+
+using namespace VostelMCPKit;
+using namespace MCPClientConfigLogic;
+
+/// As a configuration file; then its lines as a command and its arguments, written and read back.
+void check(std::string_view text) {
+    if (const auto table = parseCodexTable(entryName, text)) {
+        require(text.contains("[mcp_servers.vostel]"), "a table that is read is there");
+    }
+
+    MCPClientEntry entry;
+    entry.command = '/' + std::string{text.substr(0, text.find('\n'))};
+    for (std::string_view rest = text; rest.contains('\n');) {
+        rest.remove_prefix(rest.find('\n') + 1);
+        std::string argument{rest.substr(0, rest.find('\n'))};
+        // Commas part arguments even in quotes, which is meant.
+        std::erase(argument, ',');
+        entry.args.push_back(std::move(argument));
+    }
+    const std::string snippet = codexSnippetText(entry);
+    require(parseCodexTable(entryName, snippet) == CodexTable{entry.command, entry.args}, "an entry reads back");
+    require(parseCodexTable(entryName, "a = 1\r\n" + snippet + "\n[b]\ncommand = \"c\"") ==
+                CodexTable{entry.command, entry.args},
+            "an entry reads back from among others");
+}

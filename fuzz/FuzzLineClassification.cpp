@@ -1,0 +1,55 @@
+#include "fuzz/fuzz.h"
+#include "kit/jsonrpc/MCPDispatchLogic.h"
+
+#include <tuple>
+
+using namespace VostelMCPKit;
+
+namespace {
+
+MCPIncoming classifyAgain(const MCPValue& message) { return MCPDispatchLogic::classify(written(message)); }
+
+} // namespace
+
+void check(std::string_view line) {
+    const MCPIncoming incoming = MCPDispatchLogic::classify(line);
+    require(MCPDispatchLogic::classify(" \t" + std::string{line} + "\r\n") == incoming,
+            "white space around is nothing");
+    const std::hash<MCPIncoming> hash;
+    require(hash(incoming) == hash(MCPDispatchLogic::classify(line)), "equal lines hash equally");
+
+    match(
+        incoming.is,
+        [](const MCPRequest& request) {
+            const MCPIncoming again = classifyAgain(encode(request));
+            const auto* same = std::get_if<MCPRequest>(&again.is);
+            require(same != nullptr && same->id == request.id && same->method == request.method,
+                    "a request that is written is the same request");
+        },
+        [](const MCPNotification& notification) {
+            const MCPIncoming again = classifyAgain(encode(notification));
+            const auto* same = std::get_if<MCPNotification>(&again.is);
+            require(same != nullptr && same->method == notification.method,
+                    "a notification that is written is the same notification");
+        },
+        [](const MCPIncoming::Batch& batch) {
+            const MCPIncoming again = classifyAgain(encode(batch.elements));
+            const auto* same = std::get_if<MCPIncoming::Batch>(&again.is);
+            require(same != nullptr && same->elements.size() == batch.elements.size(), "a batch keeps its elements");
+        },
+        [&](const MCPIncoming::Malformed& malformed) {
+            const bool isJSON = readJSON(line).has_value();
+            const MCPError error =
+                isJSON ? MCPError::invalidRequest("Invalid Request") : MCPError::parseError("Parse error");
+            // White space beyond that of JSON may stand around the text, so text that is no JSON can be either.
+            require(malformed.error == error || (!isJSON && malformed.error.message == "Invalid Request"),
+                    "a malformed line is no JSON or no message");
+        },
+        [&](const MCPIncoming::Empty&) { require(!readJSON(line), "an empty line holds no value"); });
+
+    // The answers the server gives by itself can always be written.
+    if (const auto response = MCPDispatchLogic::handshakeResponse(incoming, /*youTubeAvailable=*/true)) {
+        std::ignore = written(encode(*response));
+    }
+    std::ignore = MCPDispatchLogic::route(incoming, /*youTubeAvailable=*/false);
+}

@@ -1,0 +1,63 @@
+#include "fuzz/fuzz.h"
+#include "kit/wire/MCPWireFrames.h"
+#include "kit/wire/MCPWireFraming.h"
+
+#include <utility>
+
+using namespace VostelMCPKit;
+
+namespace {
+
+template <class Frame>
+void decodeAndEncode(const MCPValue& value) {
+    const auto frame = decode<Frame>(value);
+    if (!frame) {
+        require(!frame.error().description().empty(), "a failure says why");
+        return;
+    }
+    const std::string text = written(encode(*frame));
+    const auto again = decode<Frame>(readBack(text));
+    require(again.has_value(), "a frame that was encoded can be decoded");
+    require(written(encode(*again)) == text, "a frame comes back as it was");
+}
+
+void checkPayload(std::string_view payload) {
+    const auto value = readJSON(payload);
+    if (!value) return;
+    decodeAndEncode<MCPWireOutboundFrame>(*value);
+    decodeAndEncode<MCPWireInboundFrame>(*value);
+}
+
+void checkStream(std::string_view buffer) {
+    for (;;) {
+        const auto cut = MCPWireFraming::extractFrame(buffer);
+        if (!cut) {
+            require(buffer.size() >= MCPWireFraming::headerLength, "only a whole header can be refused");
+            return;
+        }
+        if (!*cut) return;
+        const auto [payload, remainder] = **cut;
+        const std::size_t length = MCPWireFraming::headerLength + payload.size();
+        require(length + remainder.size() == buffer.size(), "a frame and its remainder are the whole buffer");
+        require(MCPWireFraming::encode(payload).text() == buffer.substr(0, length),
+                "a frame is written as it was read");
+        // A frame that comes in pieces is the same frame, and never one too early.
+        for (std::size_t arrived = 0; arrived < length; arrived += 1 + length / 16) {
+            const auto early = MCPWireFraming::extractFrame(buffer.substr(0, arrived));
+            require(early.has_value() && !early->has_value(), "half a frame is none");
+        }
+        checkPayload(payload);
+        buffer = remainder;
+    }
+}
+
+} // namespace
+
+void check(std::string_view text) {
+    checkStream(text);
+    // A header that fits is hard to find by chance.
+    checkPayload(text);
+    Bytes framed = MCPWireFraming::encode(text);
+    framed.append(text);
+    checkStream(framed.text());
+}
