@@ -1,3 +1,5 @@
+// Whether what a server wrote is what it should have written: a fast wrong answer ends the run. Nothing here runs on
+// the clock. The order of keys is left open; everything else is compared to the byte.
 #pragma once
 
 #include "bench/workload/Workload.h"
@@ -7,8 +9,6 @@
 #include <string>
 #include <string_view>
 
-/// Whether what a server wrote is what it should have written: a fast wrong answer ends the run. Nothing here runs on
-/// the clock. The order of keys is left open; everything else is compared to the byte.
 namespace vostel_bench::Answers {
 
 /// One answer of `result` to each id from `firstID` on, `count` in all, in any order.

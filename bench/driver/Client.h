@@ -1,3 +1,4 @@
+// What a client does with a server: greet it, call its tools, look at every answer.
 #pragma once
 
 #include "bench/driver/Session.h"

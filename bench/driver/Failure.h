@@ -1,3 +1,4 @@
+// The one way in which a run ends early.
 #pragma once
 
 #include <string_view>

@@ -1,10 +1,10 @@
+// What a server costs while nobody asks anything of it.
 #pragma once
 
 #include "bench/driver/Session.h"
 
 namespace vostel_bench {
 
-/// What a server costs while nobody asks anything of it.
 struct Footprint {
     double residentMiB = 0;
     /// Resident again some time after a transcript of 16 MiB has passed through.

@@ -1,3 +1,4 @@
+// What the system knows about a running process. Linux only: it reads /proc.
 #pragma once
 
 #include <chrono>
@@ -5,7 +6,6 @@
 #include <cstdint>
 #include <sys/types.h>
 
-/// What the system knows about a running process. Linux only: it reads /proc.
 namespace vostel_bench::ProcessFigures {
 
 /// User and system time of all threads, those that ended included, to the nanosecond.

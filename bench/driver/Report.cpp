@@ -66,7 +66,7 @@ std::string padded(std::string text, std::size_t width) {
 }
 
 void printColumns(const std::array<std::string, 7>& columns) {
-    constexpr std::array<std::size_t, 7> widths = {42, 13, 13, 9, 17, 9, 3};
+    constexpr std::array<std::size_t, 7> widths = {42, 13, 13, 9, 18, 9, 3};
     std::string line;
     for (std::size_t index = 0; index < columns.size(); ++index) line += padded(columns[index], widths[index]);
     std::puts(line.c_str());

@@ -1,3 +1,4 @@
+// What a run leaves behind: one table and one file.
 #pragma once
 
 #include "bench/driver/Workouts.h"
@@ -23,7 +24,6 @@ struct Measured {
     bool operator==(const Measured&) const = default;
 };
 
-/// The one table and the one file that a run leaves behind.
 namespace Report {
 
 void printHeader();

@@ -1,3 +1,4 @@
+// The lines that are written to a server.
 #pragma once
 
 #include "bench/workload/Workload.h"

@@ -1,3 +1,4 @@
+// A server in a process of its own, and the pipes to talk to it.
 #pragma once
 
 #include "bench/driver/Requests.h"

@@ -1,3 +1,4 @@
+// What many figures come down to.
 #pragma once
 
 #include <vector>

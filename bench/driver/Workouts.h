@@ -1,3 +1,4 @@
+// What is measured: each piece of work, the rows of the table that it fills, and their goals.
 #pragma once
 
 #include "bench/driver/Session.h"

@@ -1,3 +1,4 @@
+// The application's side of the socket, for measuring: it answers from memory and is never the slower side.
 #pragma once
 
 #include "bench/workload/Workload.h"

@@ -1,3 +1,5 @@
+// What the driver asks for and the stub application answers. Both build from the same functions, so that each can tell
+// whether the bytes went through the server unharmed.
 #pragma once
 
 #include <chrono>
@@ -6,8 +8,6 @@
 #include <string_view>
 #include <vector>
 
-/// What the driver asks for and the stub application answers. Both build from the same functions, so that each can tell
-/// whether the bytes went through the server unharmed.
 namespace vostel_bench::Workload {
 
 /// The result of a tool call as JSON text: compact and with sorted keys, just as the server writes it.

@@ -1,0 +1,64 @@
+#include "kit/concurrency/Actor.h"
+#include "server/OwnThread.h"
+#include "server/SerialExecutor.h"
+
+#include <atomic>
+#include <benchmark/benchmark.h>
+#include <cstdint>
+#include <tuple>
+
+using namespace VostelMCPKit;
+using namespace vostel_mcp;
+
+namespace {
+
+class Counter final : public Actor {
+public:
+    explicit Counter(Executor& executor) : Actor{executor} {}
+
+    Task<std::int64_t> next() {
+        co_await isolated();
+        co_return ++count_;
+    }
+
+private:
+    std::int64_t count_ = 0;
+};
+
+Task<void> callRepeatedly(Counter& counter, benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(co_await counter.next());
+}
+
+/// Into an actor and back out of it.
+void ExecutorHop(benchmark::State& state) {
+    CallerExecutor outside;
+    SerialExecutor inside;
+    Counter counter{inside};
+    start(callRepeatedly(counter, state), outside);
+}
+BENCHMARK(ExecutorHop);
+
+using Answered = std::expected<int, PosixError>;
+
+Task<void> workOnce(const ThreadStarter& starter, std::atomic<bool>& done) {
+    auto work = []() -> Answered { return 1; };
+    OnOwnThread working{starter, {"benchmark", "benchmark"}, work};
+    std::ignore = co_await working;
+    done = true;
+    done.notify_one();
+}
+
+/// A thread of its own for one operation, and word back to the one who waits.
+void OwnThreadRoundTrip(benchmark::State& state) {
+    const ThreadStarter starter = startOwnThread;
+    CallerExecutor caller;
+    std::atomic<bool> done = false;
+    for (auto _ : state) {
+        done = false;
+        start(workOnce(starter, done), caller);
+        done.wait(false);
+    }
+}
+BENCHMARK(OwnThreadRoundTrip)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+} // namespace

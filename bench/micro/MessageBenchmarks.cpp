@@ -1,0 +1,92 @@
+#include "bench/workload/Workload.h"
+#include "kit/jsonrpc/Codec.h"
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/jsonrpc/MCPLine.h"
+#include "kit/wire/MCPCancellationRegistry.h"
+#include "kit/wire/MCPWireFrames.h"
+#include "kit/wire/MCPWireFraming.h"
+
+#include <benchmark/benchmark.h>
+#include <cstdint>
+#include <string>
+
+using namespace VostelMCPKit;
+using namespace vostel_bench;
+
+namespace {
+
+std::string callLine(std::string_view arguments) {
+    return R"({"jsonrpc":"2.0","id":7,"method":"tools/call","params":{"name":"transcribe_file","arguments":)" +
+           std::string{arguments} + "}}";
+}
+
+void classifyLine(benchmark::State& state, const std::string& line) {
+    for (auto _ : state) {
+        auto incoming = MCPDispatchLogic::classify(line);
+        benchmark::DoNotOptimize(incoming);
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(line.size()));
+}
+
+void ClassifyCall(benchmark::State& state) { classifyLine(state, callLine(Workload::smallArgumentsJSON)); }
+BENCHMARK(ClassifyCall);
+
+void ClassifyLargeCall(benchmark::State& state) { classifyLine(state, callLine(Workload::largeArgumentsJSON())); }
+BENCHMARK(ClassifyLargeCall)->Unit(benchmark::kMicrosecond);
+
+void ClassifyMalformed(benchmark::State& state) { classifyLine(state, R"({"jsonrpc":"2.0","id":7,"method":)"); }
+BENCHMARK(ClassifyMalformed);
+
+void AnswerToolList(benchmark::State& state) {
+    const MCPRequest request{.id = {7}, .method = "tools/list", .params = {}};
+    for (auto _ : state) {
+        Bytes line;
+        benchmark::DoNotOptimize(appendLine(MCPDispatchLogic::handshakeResponse(request, true), line));
+        benchmark::DoNotOptimize(line.data());
+    }
+}
+BENCHMARK(AnswerToolList)->Unit(benchmark::kMicrosecond);
+
+std::string progressPayload(std::string_view requestID) {
+    return R"({"kind":"progress","payload":{"fraction":0.)" + Workload::progressDigits(1, 3) + R"(,"requestID":")" +
+           std::string{requestID} + "\"}}";
+}
+
+/// As many frames as one read of 64 KiB brings.
+void CutFrames(benchmark::State& state) {
+    const Bytes frame = MCPWireFraming::encode(progressPayload(UUID{}.text()));
+    std::string received;
+    while (received.size() < 65'536) received += frame.text();
+    for (auto _ : state) {
+        std::string_view rest = received;
+        while (!rest.empty()) {
+            const auto cut = MCPWireFraming::extractFrame(rest);
+            benchmark::DoNotOptimize((*cut)->payload.data());
+            rest = (*cut)->remainder;
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(received.size() / frame.size()));
+}
+BENCHMARK(CutFrames)->Unit(benchmark::kMicrosecond);
+
+/// One report from the payload of its frame to the line for the client.
+void RelayProgress(benchmark::State& state) {
+    MCPCancellationRegistry registry;
+    const std::string wireID = registry.registerCall("7", MCPValue{7}, UUID{});
+    const std::string payload = progressPayload(wireID);
+    Bytes lines;
+    for (auto _ : state) {
+        const auto value = readJSON(payload);
+        const auto frame = decode<MCPWireOutboundFrame>(*value);
+        const auto& progress = std::get<MCPWireProgress>(frame->is);
+        const auto notification =
+            registry.progressNotification(progress.requestID, progress.fraction, progress.message);
+        benchmark::DoNotOptimize(appendLine(*notification, lines));
+        lines.truncate(0);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(RelayProgress);
+
+} // namespace
