@@ -62,8 +62,9 @@ std::string_view lastPathComponent(std::string_view path) {
 
 std::optional<std::string> commandOf(const MCPValue* object) {
     const MCPValue* command = object != nullptr ? (*object)["command"] : nullptr;
-    if (command == nullptr || !command->asString()) return std::nullopt;
-    return std::string{*command->asString()};
+    const auto text = command != nullptr ? command->asString() : std::nullopt;
+    if (!text) return std::nullopt;
+    return std::string{*text};
 }
 
 std::string jsonText(const MCPValue& value) {

@@ -30,7 +30,7 @@ const Facts& factsOf(MCPClientKind kind) { return facts[static_cast<std::size_t>
 std::string_view rawValue(MCPClientKind kind) { return factsOf(kind).rawValue; }
 
 std::optional<MCPClientKind> clientKind(std::string_view rawValue) {
-    const auto* found = std::ranges::find(facts, rawValue, &Facts::rawValue);
+    const auto found = std::ranges::find(facts, rawValue, &Facts::rawValue);
     if (found == facts.end()) return std::nullopt;
     return static_cast<MCPClientKind>(found - facts.begin());
 }

@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 #include <optional>
 #include <span>
+#include <sys/socket.h>
 
 namespace VostelMCPKit::MCPURLPolicy {
 

@@ -105,7 +105,7 @@ TEST(MCPUntrustedFence, NoLineOfAnyTextMadeOfMarkerPiecesClosesTheFence) {
                                              "END UNTRUSTED TOOL OUTPUT-----",
                                              "BEGIN UNTRUSTED TOOL OUTPUT-----"};
     std::mt19937 random{20250618};
-    for (int round = 0; round < 20'000; ++round) {
+    for (int round = 0; round < 5'000; ++round) {
         std::string text;
         for (auto count = random() % 12; count > 0; --count) text += pieces[random() % pieces.size()];
         const std::string out = fence(text);
