@@ -6,6 +6,7 @@
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "server/UnixSocket.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace vostel_mcp {
@@ -40,6 +41,12 @@ std::expected<void, Failure> writeFrame(int socket, MCPWireInboundFrame frame) {
     return {};
 }
 
+/// Returns when a read would not block, or would fail: the read then tells.
+void waitUntilReadable(int socket) {
+    pollfd readable{socket, POLLIN, 0};
+    std::ignore = poll(&readable, 1, /*timeout=*/-1);
+}
+
 /// Cuts the application's side of the conversation into frames, reading when no whole one is pending.
 class FrameReader final {
 public:
@@ -61,6 +68,8 @@ public:
     /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
     std::expected<void, Failure> read() {
         pending_.removePrefix(std::exchange(consumed_, 0));
+        // A call that waits for its answer holds no room for it yet: a thousand may be waiting.
+        if (pending_.empty()) waitUntilReadable(socket_);
         const ssize_t count = recv(socket_, pending_.room(readLength), readLength, 0);
         if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
         pending_.grow(static_cast<std::size_t>(count));

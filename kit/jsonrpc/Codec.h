@@ -108,6 +108,8 @@ struct Codec<std::vector<Element>> {
 /// Collects the members of one record. Its words are those of KeyReader, which says what each means when read.
 class KeyWriter final {
 public:
+    KeyWriter() { members_.reserve(8); }
+
     template <class T>
     void operator()(std::string_view key, const T& field) {
         add(key, encode(field));

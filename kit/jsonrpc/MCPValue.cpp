@@ -38,6 +38,23 @@ struct MCPValue::Block {
     }
 };
 
+namespace {
+
+/// Stable: of equal keys the one that came last stays last.
+void sortByKey(std::span<MCPValue::Member> members) {
+    const auto isBefore = [](const MCPValue::Member& left, const MCPValue::Member& right) {
+        return keyOrder(left.key(), right.key()) < 0;
+    };
+    // The library's stable sort allocates, which costs more than sorting the few members of a message.
+    constexpr std::size_t few = 12;
+    if (members.size() > few) return std::stable_sort(members.begin(), members.end(), isBefore);
+    for (auto next = members.begin(); next != members.end(); ++next) {
+        std::rotate(std::upper_bound(members.begin(), next, *next, isBefore), next, next + 1);
+    }
+}
+
+} // namespace
+
 MCPValue::MCPValue(std::string_view text) {
     if (text.size() <= static_cast<std::size_t>(Tag::longestInline)) {
         if (!text.empty()) std::memcpy(storage_.bytes, text.data(), text.size());
@@ -82,8 +99,7 @@ MCPValue MCPValue::takingObject(std::span<MCPValue> keysAndValues) {
     };
     // Most texts come from a writer like ours, so the members usually stand in order already.
     if (std::adjacent_find(members.begin(), members.end(), notAscending) != members.end()) {
-        std::stable_sort(members.begin(), members.end(),
-                         [](const Member& left, const Member& right) { return keyOrder(left.key(), right.key()) < 0; });
+        sortByKey(members);
         std::size_t kept = 0;
         for (std::size_t next = 1; next < members.size(); ++next) {
             if (members[kept].key() != members[next].key()) ++kept;

@@ -2,12 +2,11 @@
 
 #include "server/FileDescriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +15,15 @@ namespace vostel_mcp {
 namespace {
 
 using VostelMCPKit::PosixError;
+
+/// What a property list of a bundle holds at most; empty when the file cannot be read.
+std::string beginningOf(const std::filesystem::path& file) {
+    const FileDescriptor descriptor{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    std::string content(65'536, '\0');
+    const ssize_t count = read(descriptor.number(), content.data(), content.size());
+    content.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return content;
+}
 
 /// The life of the launched process up to its own program. Only async-signal-safe calls: other threads of the parent
 /// may have held locks at the fork. Does not return.
@@ -68,9 +76,7 @@ std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle
 }
 
 std::filesystem::path bundleExecutable(const std::filesystem::path& bundle) {
-    std::ifstream file{bundle / "Contents" / "Info.plist", std::ios::binary};
-    const std::string propertyList{std::istreambuf_iterator<char>{file}, {}};
-    std::string name = executableName(propertyList);
+    std::string name = executableName(beginningOf(bundle / "Contents" / "Info.plist"));
     if (name.empty()) name = bundle.stem();
     return bundle / "Contents" / "MacOS" / name;
 }
