@@ -32,6 +32,8 @@ std::string beginningOf(const std::filesystem::path& file) {
     // The second fork leaves the first child, which ends at once, as the only one to reap.
     if (const pid_t child = fork(); child != 0) _exit(child < 0 ? 1 : 0);
 
+    // Where a standard stream of ours is closed, the report has taken its number.
+    report = fcntl(report, F_DUPFD_CLOEXEC, 3);
     const int null = open("/dev/null", O_RDWR);
     for (int stream = 0; stream <= 2; ++stream) dup2(null, stream);
     // All other descriptors vanish with the exec, the report among them: its end tells the parent of success.
@@ -92,8 +94,10 @@ std::string executableName(std::string_view inPropertyList) {
     if (!rest.starts_with(opening)) return {};
     rest.remove_prefix(opening.size());
     const std::string_view name = rest.substr(0, rest.find(closing));
-    // A name with markup or a slash in it is none that we would run.
-    if (name.size() == rest.size() || name.find_first_of("/&<") != name.npos || name == "." || name == "..") return {};
+    // A name with markup, a slash or a NUL in it is none that we would run.
+    constexpr std::string_view refused{"/&<\0", 4};
+    if (name.size() == rest.size() || name.find_first_of(refused) != name.npos || name == "." || name == "..")
+        return {};
     return std::string{name};
 }
 
