@@ -1,0 +1,71 @@
+// The server below its loop, with fakes at every edge: the application, its launcher, threads, time, standard output.
+#pragma once
+
+#include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "server/MCPCallProxy.h"
+#include "server/SerialExecutor.h"
+#include "tests/support/FakeApplication.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/FakeLauncher.h"
+#include "tests/support/FakeThreads.h"
+#include "tests/support/RecordingOutput.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vostel_tests {
+
+/// Everything runs on the test's own thread: what the proxy does at once, what blocks when the test runs its thread.
+struct Forwarding {
+    FakeThreads threads{FakeThreads::Run::whenAsked};
+    FakeApplication application;
+    FakeLauncher launcher;
+    FakeClock clock;
+    RecordingOutput output;
+    vostel_mcp::SerialExecutor proxyTurn;
+    vostel_mcp::SerialExecutor outputTurn;
+    vostel_mcp::CallerExecutor calls;
+    VostelMCPKit::MCPStdoutWriter standardOutput{outputTurn, output.attempt()};
+    std::unique_ptr<vostel_mcp::MCPSocketClient> client =
+        *vostel_mcp::MCPSocketClient::make("/home/me/Library/Application Support", launcher.launcher(),
+                                           {application.connector(), threads.starter(), clock.now(), clock.sleep()});
+    std::shared_ptr<vostel_mcp::MCPCallProxy> proxy = std::make_shared<vostel_mcp::MCPCallProxy>(
+        proxyTurn, vostel_mcp::MCPCallProxy::Uses{*client, standardOutput, calls, [this] { return nextUUID(); }});
+
+    Forwarding() = default;
+    Forwarding(const Forwarding&) = delete;
+    /// Lets what still runs come to its end.
+    ~Forwarding() {
+        launcher.letGo();
+        threads.runAll();
+    }
+
+    /// Hands one line to the proxy, as the server loop does.
+    void handle(std::string_view line) {
+        start(proxy->handle(VostelMCPKit::MCPDispatchLogic::classify(line), {"Some Client", "1.2"}), calls);
+    }
+
+    /// The wire id of the call that was registered as the `number`-th, counted from one.
+    [[nodiscard]] static std::string wireID(int number) { return uuid(number).text(); }
+    /// The frame of a response of the application, on whose content nothing depends.
+    [[nodiscard]] static std::string answer(std::string_view result) {
+        return frame(R"({"kind":"response","payload":{"requestID":"any","result":)" + std::string{result} + "}}");
+    }
+    [[nodiscard]] static std::string cancellation(int number) {
+        return frame(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":")" + wireID(number) +
+                     "\"}}");
+    }
+
+private:
+    [[nodiscard]] static VostelMCPKit::UUID uuid(int number) {
+        VostelMCPKit::UUID uuid;
+        uuid.bytes[15] = static_cast<std::uint8_t>(number);
+        return uuid;
+    }
+    VostelMCPKit::UUID nextUUID() { return uuid(++registered_); }
+
+    int registered_ = 0;
+};
+
+} // namespace vostel_tests

@@ -1,0 +1,82 @@
+#include "server/MCPAppLauncher.h"
+#include "tests/support/FakeLauncher.h"
+#include "tests/support/ManualExecutor.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_mcp {
+namespace {
+
+using VostelMCPKit::ConnectError;
+
+constexpr const char* helper = "/Applications/Vostel.app/Contents/MacOS/vostel-mcp";
+
+TEST(MCPAppLauncher, OpensTheBundleAroundTheExecutable) {
+    vostel_tests::ManualExecutor executor;
+    vostel_tests::FakeLauncher fake;
+    const MCPAppLauncher launcher{helper, fake.open()};
+    const auto launched = executor.run(launcher.launchHostApplication());
+    ASSERT_TRUE(launched);
+    EXPECT_TRUE(launched->has_value());
+    EXPECT_EQ(fake.opened(), std::vector<std::filesystem::path>{"/Applications/Vostel.app"});
+}
+
+TEST(MCPAppLauncher, WithoutABundleAroundItNothingIsOpened) {
+    struct Row {
+        const char* when;
+        std::optional<std::filesystem::path> executable;
+    };
+    const Row rows[] = {
+        {"the executable is unknown", std::nullopt},
+        {"a build folder", "/home/me/vostel/build/server/vostel-mcp"},
+        {"one level short", "/Applications/Vostel.app/Contents/vostel-mcp"},
+        {"one level deep", "/Applications/Vostel.app/Contents/MacOS/helpers/vostel-mcp"},
+        {"another letter case", "/Applications/Vostel.APP/Contents/MacOS/vostel-mcp"},
+        {"nothing but the extension", "/Applications/.app/Contents/MacOS/vostel-mcp"},
+        {"too few levels", "/vostel-mcp"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        vostel_tests::ManualExecutor executor;
+        vostel_tests::FakeLauncher fake;
+        const MCPAppLauncher launcher{row.executable, fake.open()};
+        const auto launched = executor.run(launcher.launchHostApplication());
+        ASSERT_TRUE(launched);
+        ASSERT_FALSE(launched->has_value());
+        EXPECT_EQ(launched->error(), ConnectError{ConnectError::LaunchServicesUnavailable{}});
+        EXPECT_TRUE(fake.opened().empty());
+    }
+}
+
+TEST(MCPAppLauncher, WhateverGoesWrongTheUserIsToldToOpenTheApplication) {
+    vostel_tests::ManualExecutor executor;
+    vostel_tests::FakeLauncher fake;
+    fake.fail();
+    const MCPAppLauncher launcher{helper, fake.open()};
+    const auto launched = executor.run(launcher.launchHostApplication());
+    ASSERT_TRUE(launched);
+    ASSERT_FALSE(launched->has_value());
+    EXPECT_EQ(launched->error().errorDescription(),
+              "Vostel could not be launched automatically. Please open Vostel yourself and try again.");
+}
+
+TEST(MCPAppLauncher, WaitsUntilTheOpeningHasEnded) {
+    vostel_tests::ManualExecutor executor;
+    vostel_tests::FakeLauncher fake;
+    fake.hold();
+    const MCPAppLauncher launcher{helper, fake.open()};
+    bool ended = false;
+    auto watch = [](const MCPAppLauncher& watched, bool& flag) -> VostelMCPKit::Task<void> {
+        std::ignore = co_await watched.launchHostApplication();
+        flag = true;
+    };
+    start(watch(launcher, ended), executor);
+    executor.drain();
+    EXPECT_FALSE(ended);
+    fake.letGo();
+    executor.drain();
+    EXPECT_TRUE(ended);
+}
+
+} // namespace
+} // namespace vostel_mcp

@@ -1,0 +1,496 @@
+#include "tests/server/Forwarding.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_mcp {
+namespace {
+
+using vostel_tests::Forwarding;
+using vostel_tests::frame;
+using vostel_tests::ScriptedPeer;
+
+using Lines = std::vector<std::string>;
+
+/// A tools/call whose id and further params are given as JSON.
+std::string call(const std::string& id, const std::string& params = R"("arguments":{})") {
+    return R"({"jsonrpc":"2.0","id":)" + id + R"(,"method":"tools/call","params":{"name":"transcribe_file",)" + params +
+           "}}";
+}
+
+std::string cancel(const std::string& id) {
+    return R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":)" + id + "}}";
+}
+
+std::string progressFrame(int number, const std::string& fraction, const std::string& more = {}) {
+    return frame(R"({"kind":"progress","payload":{"fraction":)" + fraction + R"(,"requestID":")" +
+                 Forwarding::wireID(number) + "\"" + more + "}}");
+}
+
+std::string result(const std::string& id, const std::string& value) {
+    return R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":)" + value + "}";
+}
+
+std::string error(const std::string& code, const std::string& message, const std::string& id = "1") {
+    return R"({"error":{"code":)" + code + R"(,"message":")" + message + R"("},"id":)" + id + R"(,"jsonrpc":"2.0"})";
+}
+
+class MCPCallProxyTest : public testing::Test, protected Forwarding {
+protected:
+    /// The arguments that the application receives for a call with these params.
+    std::string forwardedArguments(const std::string& params) {
+        ScriptedPeer& peer = application.answers({answer("{}")});
+        handle(call("1", params));
+        threads.runAll();
+        const std::string request = peer.received();
+        const std::string before = R"({"kind":"request","payload":{"arguments":)";
+        const std::string behind = R"(,"clientInfo":{"name":"Some Client","version":"1.2"},)";
+        const auto end = request.find(behind);
+        if (request.substr(4, before.size()) != before || end == request.npos) return "unexpected: " + request;
+        return request.substr(4 + before.size(), end - 4 - before.size());
+    }
+};
+
+TEST_F(MCPCallProxyTest, ACallReachesTheApplicationUnderAWireIDAndComesBackUnderItsOwn) {
+    ScriptedPeer& peer = application.answers({answer(R"({"content":[],"isError":false})")});
+    handle(call(R"("abc")", R"("arguments":{"path":"/a/b.wav"})"));
+    threads.runAll();
+    EXPECT_EQ(peer.received(),
+              frame(R"({"kind":"request","payload":{"arguments":{"path":"/a/b.wav"},"clientInfo":)"
+                    R"({"name":"Some Client","version":"1.2"},"protocolVersion":4,)"
+                    R"("requestID":"00000000-0000-0000-0000-000000000001","tool":"transcribe_file"}})"));
+    EXPECT_EQ(output.takeLines(), Lines{result(R"("abc")", R"({"content":[],"isError":false})")});
+}
+
+TEST_F(MCPCallProxyTest, TheResultIsPassedOnUnread) {
+    const std::string results[] = {"null", "7", R"("text")", R"([{"b":1,"a":[null]}])",
+                                   R"({"content":"not even an array","unknown":1.5})"};
+    for (const std::string& value : results) {
+        SCOPED_TRACE(value);
+        application.answers({answer(value)});
+        handle(call("1"));
+        threads.runAll();
+        const std::string sorted = value == results[3] ? R"([{"a":[null],"b":1}])" : value;
+        EXPECT_EQ(output.takeLines(), Lines{result("1", sorted)});
+    }
+}
+
+TEST_F(MCPCallProxyTest, ACallWithoutAStringForItsNameIsRefusedAtOnce) {
+    struct Row {
+        const char* when;
+        std::string params;
+    };
+    const Row rows[] = {
+        {"no params", ""},
+        {"null", R"(,"params":null)"},
+        {"an array", R"(,"params":["name"])"},
+        {"no name", R"(,"params":{"arguments":{"name":"x"}})"},
+        {"the name is null", R"(,"params":{"name":null})"},
+        {"the name is a number", R"(,"params":{"name":7})"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        handle(R"({"jsonrpc":"2.0","id":1,"method":"tools/call")" + row.params + "}");
+        EXPECT_EQ(output.takeLines(), Lines{error("-32602", "tools/call requires params.name")});
+        EXPECT_EQ(threads.waitingCount(), 0U);
+    }
+}
+
+TEST_F(MCPCallProxyTest, ArgumentsAreForwardedWhateverTheirTypeAndMissingOnesAsAnEmptyObject) {
+    struct Row {
+        const char* when;
+        std::string params;
+        std::string forwarded;
+    };
+    const Row rows[] = {
+        {"missing", R"("other":1)", "{}"},
+        {"null", R"("arguments":null)", "null"},
+        {"an object", R"("arguments":{"path":"/a"})", R"({"path":"/a"})"},
+        {"an array", R"("arguments":[1,2.5])", "[1,2.5]"},
+        {"a string", R"("arguments":"a")", R"("a")"},
+        {"false", R"("arguments":false)", "false"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(forwardedArguments(row.params), row.forwarded);
+    }
+}
+
+TEST_F(MCPCallProxyTest, ProgressCarriesTheTokenAsTheClientGaveIt) {
+    for (const std::string token : {"7", "1.5", R"("t1")", "true", "null", "[1,\"a\"]", R"({"a":{}})"}) {
+        SCOPED_TRACE(token);
+        Forwarding forwarding;
+        forwarding.application.answers({progressFrame(1, "0.5"), Forwarding::answer("{}")});
+        forwarding.handle(call("1", R"("_meta":{"progressToken":)" + token + "}"));
+        forwarding.threads.runAll();
+        EXPECT_EQ(forwarding.output.takeLines(),
+                  (Lines{R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":0.5,)"
+                         R"("progressToken":)" +
+                             token + R"(,"total":1}})",
+                         result("1", "{}")}));
+    }
+}
+
+TEST_F(MCPCallProxyTest, WithoutATokenThereIsOnlyTheResponse) {
+    struct Row {
+        const char* when;
+        std::string params;
+    };
+    const Row rows[] = {
+        {"no _meta", R"("arguments":{"_meta":{"progressToken":7}})"},
+        {"_meta is null", R"("_meta":null)"},
+        {"_meta is a string", R"("_meta":"progressToken")"},
+        {"_meta is an array", R"("_meta":["progressToken",7])"},
+        {"_meta holds none", R"("_meta":{"token":7})"},
+        {"the token stands in params", R"("progressToken":7)"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        Forwarding forwarding;
+        forwarding.application.answers({progressFrame(1, "0.5"), Forwarding::answer("{}")});
+        forwarding.handle(call("1", row.params));
+        forwarding.threads.runAll();
+        EXPECT_EQ(forwarding.output.takeLines(), Lines{result("1", "{}")});
+    }
+}
+
+TEST_F(MCPCallProxyTest, ProgressComesInItsOrderBeforeTheResponseAndThatOfOneReadInOneWrite) {
+    application.answers({progressFrame(1, "0.25", R"(,"message":"a quarter")") + progressFrame(1, "0.5"),
+                         progressFrame(1, "1") + answer("{}")});
+    handle(call("1", R"("_meta":{"progressToken":7})"));
+    threads.runAll();
+    EXPECT_EQ(output.writes(), 3U);
+    EXPECT_EQ(output.takeLines(),
+              (Lines{R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"message":"a quarter",)"
+                     R"("progress":0.25,"progressToken":7,"total":1}})",
+                     R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":0.5,)"
+                     R"("progressToken":7,"total":1}})",
+                     R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":1,)"
+                     R"("progressToken":7,"total":1}})",
+                     result("1", "{}")}));
+}
+
+TEST_F(MCPCallProxyTest, ProgressOfACallThatNobodyMadeIsDropped) {
+    application.answers({progressFrame(9, "0.5") + answer("{}")});
+    handle(call("1", R"("_meta":{"progressToken":7})"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
+}
+
+TEST_F(MCPCallProxyTest, EveryFailureIsAnInternalErrorWithASentenceForTheUser) {
+    struct Row {
+        const char* when;
+        std::function<void(Forwarding&)> arrange;
+        std::string message;
+    };
+    const auto answering = [](std::string piece, ScriptedPeer::Ending ending = ScriptedPeer::Ending::endOfStream) {
+        return [piece, ending](Forwarding& f) { f.application.answers({piece}, ending); };
+    };
+    const Row rows[] = {
+        {"the application speaks another version",
+         answering(frame(R"({"kind":"response","payload":{"requestID":"any","error":)"
+                         R"({"kind":"versionMismatch","helper":4,"app":5}}})")),
+         "Vostel MCP wire protocol mismatch (helper v4, app v5). Restart the Vostel MCP server — quit and relaunch "
+         "your AI client so it spawns vostel-mcp again."},
+        {"the application refused an oversized frame",
+         answering(frame(R"({"kind":"response","payload":{"requestID":"any","error":)"
+                         R"({"kind":"frameTooLarge","declared":70000000,"limit":67108864}}})")),
+         "Vostel MCP frame of 70000000 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"the application cannot be launched", [](Forwarding& f) { f.launcher.fail(); },
+         "Vostel could not be launched automatically. Please open Vostel yourself and try again."},
+        {"the application never listens", [](Forwarding&) {},
+         "Vostel did not become ready within 120 seconds after launch. Please open Vostel yourself and try again."},
+        {"the connection closes first", answering(progressFrame(1, "0.5")),
+         "Vostel closed the connection before it answered. Please try again."},
+        {"the application has died", answering("", ScriptedPeer::Ending::gone),
+         "Vostel could not be reached: Broken pipe."},
+        {"the application sends an oversized frame", answering({"\x04\0\0\x01", 4}),
+         "Vostel MCP frame of 67108865 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"no JSON", answering(frame("{\"kind\":?}")),
+         "Vostel sent an answer that could not be read: it is not valid JSON at byte 8."},
+        {"a frame of the other direction", answering(frame(R"({"kind":"request","payload":{}})")), "*"},
+        {"a response with a result and an error",
+         answering(frame(R"({"kind":"response","payload":{"requestID":"any","result":1,"error":null}})")),
+         "Vostel sent an answer that could not be read: Ответ провода обязан нести либо result, либо error, но не оба "
+         "и не ни одного."},
+        {"no thread for the exchange",
+         [](Forwarding& f) {
+             f.application.answers({});
+             f.threads.haveNoRoomFrom(/*count=*/2, EAGAIN);
+         },
+         "Vostel could not be reached: Resource temporarily unavailable."},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        Forwarding forwarding;
+        row.arrange(forwarding);
+        forwarding.handle(call("1"));
+        forwarding.threads.runAll();
+        const Lines lines = forwarding.output.takeLines();
+        if (row.message == "*") {
+            ASSERT_EQ(lines.size(), 1U);
+            EXPECT_TRUE(lines[0].starts_with(R"({"error":{"code":-32603,"message":"Vostel sent an answer that could )"
+                                             "not be read: "))
+                << lines[0];
+        } else {
+            EXPECT_EQ(lines, Lines{error("-32603", row.message)});
+        }
+        EXPECT_EQ(forwarding.threads.waitingCount(), 0U);
+    }
+}
+
+TEST_F(MCPCallProxyTest, AFailureConcernsItsOwnCallAlone) {
+    application.answers({});
+    application.answers({answer("{}")});
+    handle(call("1"));
+    handle(call("2"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(),
+              (Lines{error("-32603", "Vostel closed the connection before it answered. Please try again."),
+                     result("2", "{}")}));
+}
+
+TEST_F(MCPCallProxyTest, ResponsesComeInTheOrderInWhichCallsEnd) {
+    constexpr int count = 64;
+    Lines expected;
+    for (int number = 1; number <= count; ++number) {
+        const std::string id = std::to_string(number);
+        application.answers({answer(id)});
+        handle(call(id));
+        threads.runNewest();
+        expected.insert(expected.begin(), result(id, id));
+    }
+    ASSERT_EQ(threads.waitingCount(), 64U);
+    while (threads.waitingCount() > 0) threads.runNewest();
+    EXPECT_EQ(output.takeLines(), expected);
+}
+
+TEST_F(MCPCallProxyTest, ACallCancelledBeforeItConnectsIsNeverAnswered) {
+    application.answers({answer("{}")});
+    ScriptedPeer& second = application.answers({});
+    handle(call("1"));
+    handle(cancel("1"));
+    threads.runAll();
+    EXPECT_EQ(second.received(), cancellation(1));
+    EXPECT_TRUE(second.clientHasClosed());
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPCallProxyTest, ACallCancelledWhileTheApplicationIsOpenedWaitsOnAndIsNeverAnswered) {
+    launcher.hold();
+    application.refuses(2);
+    ScriptedPeer& peer = application.answers({answer("{}")});
+    handle(call("1"));
+    threads.runNext();
+    ASSERT_EQ(launcher.opened().size(), 1U);
+    handle(cancel("1"));
+    threads.runAll();
+    EXPECT_EQ(launcher.opened().size(), 1U) << "a cancellation launches nothing";
+    EXPECT_EQ(threads.waitingCount(), 0U) << "nobody listens, so the cancellation is not sent";
+
+    launcher.letGo();
+    threads.runAll();
+    EXPECT_TRUE(peer.received().contains(R"("kind":"request")"));
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPCallProxyTest, ACallCancelledWhileItWaitsForTheSocketWaitsOnAndIsNeverAnswered) {
+    application.refuses(2);
+    handle(call("1"));
+    threads.runNext();
+    ASSERT_EQ(threads.suffixes().back(), "socket-poll");
+    handle(cancel("1"));
+    threads.runNewest();
+    EXPECT_EQ(threads.suffixes(), (Lines{"socket-client", "socket-poll", "socket-client"}));
+    EXPECT_EQ(output.takeLines(), Lines{});
+
+    threads.runAll();
+    EXPECT_EQ(clock.sleeps().size(), 240U) << "the wait goes on to its end";
+    EXPECT_EQ(output.takeLines(), Lines{}) << "the time-out is not reported either";
+}
+
+TEST_F(MCPCallProxyTest, ACallCancelledWhileItRunsGetsNoMoreProgressAndNoResponse) {
+    application.answers({progressFrame(1, "0.25"), progressFrame(1, "0.5"), answer("{}")});
+    ScriptedPeer& second = application.answers({});
+    output.onWrite([this] {
+        if (output.writes() == 1) handle(cancel("1"));
+    });
+    handle(call("1", R"("_meta":{"progressToken":7})"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(),
+              Lines{R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":0.25,)"
+                    R"("progressToken":7,"total":1}})"});
+    EXPECT_EQ(second.received(), cancellation(1));
+}
+
+TEST_F(MCPCallProxyTest, AFailureAfterTheCancellationIsNotReported) {
+    application.answers({});
+    application.answers({});
+    handle(call("1"));
+    threads.runNext();
+    handle(cancel("1"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPCallProxyTest, ACancellationAfterTheAnswerDoesNothing) {
+    application.answers({answer("{}")});
+    handle(call("1"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
+    handle(cancel("1"));
+    EXPECT_EQ(threads.waitingCount(), 0U);
+    EXPECT_EQ(application.attempts(), 1U);
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPCallProxyTest, ASecondCancellationOfACallThatStillRunsIsSentAgain) {
+    application.answers({answer("{}")});
+    handle(call("1"));
+    threads.runNext();
+    for (int time = 0; time < 2; ++time) {
+        ScriptedPeer& peer = application.answers({});
+        handle(cancel("1"));
+        threads.runNewest();
+        threads.runNewest();
+        EXPECT_EQ(peer.received(), cancellation(1));
+    }
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPCallProxyTest, ANumberAndAStringOfTheSameTextNameTheSameCall) {
+    struct Row {
+        std::string made, cancelled;
+    };
+    const Row rows[] = {{R"("5")", "5"}, {"5", R"("5")"}, {"5", "5.0"}, {R"("-0")", R"("-0")"}, {"-0", "0"}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.made + " cancelled as " + row.cancelled);
+        Forwarding forwarding;
+        forwarding.application.answers({Forwarding::answer("{}")});
+        ScriptedPeer& second = forwarding.application.answers({});
+        forwarding.handle(call(row.made));
+        forwarding.handle(cancel(row.cancelled));
+        forwarding.threads.runAll();
+        EXPECT_EQ(second.received(), Forwarding::cancellation(1));
+        EXPECT_EQ(forwarding.output.takeLines(), Lines{});
+    }
+}
+
+TEST_F(MCPCallProxyTest, ACancellationThatNamesNoRunningCallWritesAndSendsNothing) {
+    const std::string params[] = {
+        "",
+        R"(,"params":null)",
+        R"(,"params":[1])",
+        R"(,"params":{})",
+        R"(,"params":{"id":1})",
+        R"(,"params":{"requestId":2})",
+        R"(,"params":{"requestId":"one"})",
+        R"(,"params":{"requestId":true})",
+        R"(,"params":{"requestId":null})",
+        R"(,"params":{"requestId":1.5})",
+        R"(,"params":{"requestId":1e30})",
+        R"(,"params":{"requestId":[1]})",
+        R"(,"params":{"requestId":{"requestId":1}})",
+    };
+    application.answers({answer("{}")});
+    handle(call("1"));
+    threads.runNext();
+    for (const std::string& given : params) {
+        SCOPED_TRACE(given);
+        handle(R"({"jsonrpc":"2.0","method":"notifications/cancelled")" + given + "}");
+        EXPECT_EQ(threads.waitingCount(), 1U);
+        EXPECT_EQ(application.attempts(), 1U);
+    }
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
+}
+
+TEST_F(MCPCallProxyTest, EveryOtherMessageIsIgnored) {
+    const std::string lines[] = {
+        R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})",
+        R"({"jsonrpc":"2.0","method":"tools/call","params":{"name":"transcribe_file"}})",
+        R"({"jsonrpc":"2.0","id":1,"method":"notifications/cancelled","params":{"requestId":1}})",
+        R"({"jsonrpc":"2.0","method":"notifications/initialized"})",
+        "[]",
+        "{",
+        "",
+    };
+    for (const std::string& line : lines) {
+        SCOPED_TRACE(line);
+        handle(line);
+        EXPECT_EQ(threads.waitingCount(), 0U);
+        EXPECT_EQ(output.takeLines(), Lines{});
+    }
+}
+
+TEST_F(MCPCallProxyTest, OfTwoCallsUnderOneIDACancellationReachesTheNewer) {
+    application.answers({answer(R"("older")")});
+    application.answers({answer(R"("newer")")});
+    ScriptedPeer& third = application.answers({});
+    handle(call("1"));
+    threads.runNewest();
+    handle(call("1"));
+    threads.runNewest();
+    handle(cancel("1"));
+    threads.runNewest();
+    threads.runAll();
+    EXPECT_EQ(third.received(), cancellation(2));
+    EXPECT_EQ(output.takeLines(), Lines{result("1", R"("older")")});
+}
+
+TEST_F(MCPCallProxyTest, OfTwoCallsUnderOneIDTheEndOfEitherHidesTheOtherFromCancellations) {
+    application.answers({answer(R"("older")")});
+    application.answers({answer(R"("newer")")});
+    handle(call("1"));
+    threads.runNewest();
+    handle(call("1"));
+    threads.runNewest();
+    threads.runNext();
+    ASSERT_EQ(output.takeLines(), Lines{result("1", R"("older")")});
+    handle(cancel("1"));
+    EXPECT_EQ(threads.waitingCount(), 1U) << "only the exchange of the newer call";
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{result("1", R"("newer")")});
+}
+
+TEST_F(MCPCallProxyTest, AnIDCanBeUsedAgainAfterItsCallHasEnded) {
+    for (int number = 1; number <= 2; ++number) {
+        application.answers({answer("{}")});
+        ScriptedPeer& second = application.answers({});
+        handle(call("1"));
+        threads.runNext();
+        handle(cancel("1"));
+        threads.runAll();
+        EXPECT_EQ(second.received(), cancellation(number));
+        EXPECT_EQ(output.takeLines(), Lines{});
+    }
+    application.answers({answer("{}")});
+    handle(call("1"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
+}
+
+TEST_F(MCPCallProxyTest, ACallThatOutlivesTheProxyWritesNothing) {
+    ScriptedPeer& peer = application.answers({progressFrame(1, "0.5"), answer("{}")});
+    handle(call("1", R"("_meta":{"progressToken":7})"));
+    threads.runNext();
+    proxy.reset();
+    threads.runAll();
+    EXPECT_TRUE(peer.clientHasClosed());
+    EXPECT_EQ(output.writes(), 0U);
+}
+
+TEST_F(MCPCallProxyTest, AResponseThatCannotBeWrittenIsDroppedAndTheCallEnds) {
+    output.nextWrite(std::unexpected(VostelMCPKit::PosixError{EPIPE}));
+    for (int time = 0; time < 2; ++time) {
+        application.answers({answer("{}")});
+        handle(call("1"));
+        threads.runAll();
+    }
+    EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
+    handle(cancel("1"));
+    EXPECT_EQ(threads.waitingCount(), 0U) << "both calls have ended";
+}
+
+} // namespace
+} // namespace vostel_mcp

@@ -1,0 +1,257 @@
+#include "server/MCPHandshake.h"
+#include "tests/server/Forwarding.h"
+#include "tests/support/ManualExecutor.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_mcp {
+namespace {
+
+using namespace VostelMCPKit;
+using vostel_tests::Forwarding;
+using vostel_tests::ManualExecutor;
+using vostel_tests::ScriptedPeer;
+
+using Lines = std::vector<std::string>;
+
+const std::string call = R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"list_models"}})";
+const std::string ping = R"({"jsonrpc":"2.0","id":7,"method":"ping"})";
+const std::string pong = R"({"error":{"code":-32601,"message":"Method not found: ping"},"id":7,"jsonrpc":"2.0"})";
+const std::string cancelled = R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":1}})";
+
+std::string initialize(const std::string& params, const std::string& id = R"("id":0,)") {
+    return R"({"jsonrpc":"2.0",)" + id + R"("method":"initialize","params":)" + params + "}";
+}
+
+/// The server loop on an executor that the test drains, above the fakes.
+class MCPHandshakeTest : public testing::Test, protected Forwarding {
+protected:
+    void TearDown() override {
+        lines.finish();
+        mainThread.drain();
+    }
+
+    void serve(MCPHandshake& handshake) {
+        start(watching(handshake, &ended), mainThread);
+        mainThread.drain();
+    }
+    /// What is written while the loop takes this input.
+    Lines take(Lines input) {
+        lines.push(std::move(input));
+        mainThread.drain();
+        return output.takeLines();
+    }
+    /// Who the application is told to be calling.
+    std::string forwardedClientInfo() {
+        ScriptedPeer& peer = application.answers({answer("{}")});
+        std::ignore = take({call});
+        threads.runAll();
+        std::ignore = output.takeLines();
+        const std::string request = peer.received();
+        const std::string key = R"("clientInfo":)";
+        const auto begin = request.find(key) + key.size();
+        return request.substr(begin, request.find('}', begin) + 1 - begin);
+    }
+
+    ManualExecutor mainThread;
+    LineChannel lines;
+    bool ended = false;
+
+private:
+    static Task<void> watching(MCPHandshake& handshake, bool* ended) {
+        co_await handshake.serve();
+        *ended = true;
+    }
+};
+
+TEST_F(MCPHandshakeTest, BeforeAnyInitializeTheClientIsUnknown) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    EXPECT_EQ(forwardedClientInfo(), R"({"name":"unknown client"})");
+}
+
+TEST_F(MCPHandshakeTest, TheLastInitializeThatSaysSoTellsWhoTheClientIs) {
+    struct Row {
+        const char* when;
+        std::string line;
+        std::string identity;
+    };
+    const Row rows[] = {
+        {"name and version", initialize(R"({"clientInfo":{"name":"A","version":"1"}})"),
+         R"({"name":"A","version":"1"})"},
+        {"a later one replaces it whole", initialize(R"({"clientInfo":{"name":"B"}})"), R"({"name":"B"})"},
+        {"a version that is no string is none", initialize(R"({"clientInfo":{"name":"C","version":2}})"),
+         R"({"name":"C"})"},
+        {"without client information it stays", initialize(R"({"protocolVersion":"2025-06-18"})"), R"({"name":"C"})"},
+        {"without a name it stays", initialize(R"({"clientInfo":{"version":"9"}})"), R"({"name":"C"})"},
+        {"with a name that is no string it stays", initialize(R"({"clientInfo":{"name":7}})"), R"({"name":"C"})"},
+        {"a notification does not count", initialize(R"({"clientInfo":{"name":"D"}})", /*id=*/""), R"({"name":"C"})"},
+        {"another method does not count",
+         R"({"jsonrpc":"2.0","id":1,"method":"Initialize","params":{"clientInfo":{"name":"D"}}})", R"({"name":"C"})"},
+    };
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        std::ignore = take({row.line});
+        EXPECT_EQ(forwardedClientInfo(), row.identity);
+    }
+}
+
+TEST_F(MCPHandshakeTest, RepliesComeInTheOrderOfTheirRequestsAndSilenceStaysSilent) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    const Lines replies = take({
+        initialize(R"({"protocolVersion":"2024-11-05"})"),
+        R"({"jsonrpc":"2.0","method":"notifications/initialized"})",
+        "",
+        "  \r",
+        ping,
+        "not JSON",
+        R"({"jsonrpc":"2.0","id":null,"method":"ping"})",
+        "[]",
+        R"({"jsonrpc":"2.0","method":"tools/call","params":{"name":"list_models"}})",
+        R"({"jsonrpc":"2.0","id":"d","method":"server/discover"})" + std::string{"\r"},
+    });
+    EXPECT_EQ(
+        replies,
+        (Lines{
+            R"({"id":0,"jsonrpc":"2.0","result":{"capabilities":{"tools":{"listChanged":false}},)"
+            R"("protocolVersion":"2024-11-05","serverInfo":{"name":"vostel-mcp","version":"4"}}})",
+            pong,
+            R"({"error":{"code":-32700,"message":"Parse error"},"id":null,"jsonrpc":"2.0"})",
+            R"({"error":{"code":-32600,"message":"Invalid Request"},"id":null,"jsonrpc":"2.0"})",
+            R"({"error":{"code":-32600,"message":"Batch requests are not supported"},"id":null,"jsonrpc":"2.0"})",
+            R"({"id":"d","jsonrpc":"2.0","result":{"versions":["2024-11-05","2025-03-26","2025-06-18","2025-11-25"]}})",
+        }));
+    EXPECT_EQ(threads.waitingCount(), 0U);
+    EXPECT_FALSE(ended);
+}
+
+TEST_F(MCPHandshakeTest, TheToolForVideoLinksIsListedWhenItIsAvailable) {
+    for (const bool available : {true, false}) {
+        SCOPED_TRACE(available);
+        LineChannel other;
+        ManualExecutor executor;
+        MCPHandshake handshake{other, standardOutput, proxy, available};
+        other.push({R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})"});
+        other.finish();
+        start(handshake.serve(), executor);
+        executor.drain();
+        const Lines replies = output.takeLines();
+        ASSERT_EQ(replies.size(), 1U);
+        EXPECT_EQ(replies[0].contains(R"("name":"transcribe_url")"), available);
+        EXPECT_TRUE(replies[0].contains(R"("name":"transcribe_file")"));
+    }
+}
+
+TEST_F(MCPHandshakeTest, TheNextLineIsNotLookedAtBeforeTheReplyToThisOneIsWritten) {
+    ManualExecutor slowOutput;
+    MCPStdoutWriter slowWriter{slowOutput, output.attempt()};
+    MCPHandshake handshake{lines, slowWriter, proxy, true};
+    serve(handshake);
+    EXPECT_EQ(take({ping, call}), Lines{});
+    EXPECT_EQ(threads.waitingCount(), 0U);
+    slowOutput.drain();
+    EXPECT_EQ(output.takeLines(), Lines{pong});
+    EXPECT_EQ(threads.waitingCount(), 0U);
+    mainThread.drain();
+    EXPECT_EQ(threads.waitingCount(), 1U) << "now the call has begun";
+}
+
+TEST_F(MCPHandshakeTest, ALongCallDoesNotDelayTheReplyToALaterRequest) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    application.answers({answer("{}")});
+    EXPECT_EQ(take({call, ping}), Lines{pong});
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{R"({"id":1,"jsonrpc":"2.0","result":{}})"});
+}
+
+TEST_F(MCPHandshakeTest, ACancellationReachesTheCallProxy) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    application.answers({answer("{}")});
+    ScriptedPeer& second = application.answers({});
+    EXPECT_EQ(take({call, cancelled}), Lines{});
+    threads.runAll();
+    EXPECT_EQ(second.received(), cancellation(1));
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPHandshakeTest, WhenForwardingCannotBeSetUpEveryCallIsToldSoAndTheRestWorks) {
+    const ConnectError tooLong{ConnectError::SocketPathTooLong{"/long", 104, 103}};
+    MCPHandshake handshake{lines, standardOutput, std::unexpected(tooLong), true};
+    serve(handshake);
+    const std::string refusal =
+        R"({"error":{"code":-32603,"message":"Vostel MCP socket path '/long' is 104 bytes, over the 103-byte sun_path )"
+        R"(limit. Shorten your macOS username or home directory path."},"id":1,"jsonrpc":"2.0"})";
+    EXPECT_EQ(take({call}), Lines{refusal});
+    EXPECT_EQ(take({R"({"jsonrpc":"2.0","id":1,"method":"tools/call"})"}), Lines{refusal})
+        << "its params do not matter";
+    EXPECT_EQ(take({cancelled}), Lines{});
+    EXPECT_EQ(take({ping}), Lines{pong});
+    EXPECT_TRUE(take({initialize("{}")}).at(0).contains(R"("protocolVersion":"2025-06-18")"));
+    EXPECT_TRUE(take({R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})"}).at(0).contains(R"("tools":[{)"));
+    EXPECT_EQ(take({call}), Lines{refusal});
+}
+
+TEST_F(MCPHandshakeTest, AReplyThatCannotBeWrittenIsDroppedAndTheLoopGoesOn) {
+    struct Row {
+        const char* when;
+        vostel_tests::RecordingOutput::Written outcome;
+    };
+    const Row rows[] = {
+        {"a system error", std::unexpected(PosixError{EIO})},
+        {"no progress", 0},
+        {"a negative count", -1},
+    };
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        output.nextWrite(row.outcome);
+        EXPECT_EQ(take({initialize("{}"), ping}), Lines{pong});
+    }
+}
+
+TEST_F(MCPHandshakeTest, AReplyIsFinishedWhenOnlyAPartOfItIsTakenAtATime) {
+    output.nextWrite(3);
+    output.nextWrite(1);
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    EXPECT_EQ(take({ping}), Lines{pong});
+    EXPECT_EQ(output.writes(), 3U);
+}
+
+TEST_F(MCPHandshakeTest, WhatWasWrittenBeforeAFailureStaysWritten) {
+    output.nextWrite(3);
+    output.nextWrite(std::unexpected(PosixError{EIO}));
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    EXPECT_EQ(take({ping}), Lines{"unfinished: " + pong.substr(0, 3)});
+    EXPECT_EQ(output.writes(), 2U);
+}
+
+TEST_F(MCPHandshakeTest, TheEndOfInputEndsTheLoopAndLeavesRunningCallsAlone) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    EXPECT_EQ(take({call, ping}), Lines{pong});
+    lines.finish();
+    mainThread.drain();
+    EXPECT_TRUE(ended);
+    EXPECT_EQ(threads.waitingCount(), 1U) << "neither awaited nor cancelled";
+    EXPECT_EQ(output.takeLines(), Lines{});
+}
+
+TEST_F(MCPHandshakeTest, NoMessageEndsTheLoop) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    serve(handshake);
+    std::ignore =
+        take({R"({"jsonrpc":"2.0","id":1,"method":"shutdown"})", R"({"jsonrpc":"2.0","method":"exit"})", "\x04"});
+    EXPECT_FALSE(ended);
+    EXPECT_EQ(take({ping}), Lines{pong});
+}
+
+} // namespace
+} // namespace vostel_mcp

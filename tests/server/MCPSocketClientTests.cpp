@@ -1,0 +1,365 @@
+#include "kit/wire/MCPWireVersionLogic.h"
+#include "server/MCPSocketClient.h"
+#include "tests/support/FakeApplication.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/FakeLauncher.h"
+#include "tests/support/FakeThreads.h"
+#include "tests/support/ManualExecutor.h"
+#include "tests/support/SignalTicks.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace vostel_mcp {
+namespace {
+
+using namespace VostelMCPKit;
+using namespace vostel_tests;
+using namespace std::literals;
+
+using Failure = MCPSocketClient::Failure;
+using Response = std::expected<MCPWireResponse, Failure>;
+
+constexpr const char* applicationSupport = "/home/me/Library/Application Support";
+
+std::string progressFrame(const std::string& fraction) {
+    return frame(R"({"kind":"progress","payload":{"fraction":)" + fraction + R"(,"requestID":"A"}})");
+}
+
+std::string responseFrame(const std::string& resultOrError, const std::string& requestID = "A") {
+    return frame(R"({"kind":"response","payload":{"requestID":")" + requestID + "\"," + resultOrError + "}}");
+}
+
+const std::string answer = responseFrame(R"("result":"done")");
+const MCPWireResponse answered{"A", MCPValue{"done"}};
+
+Failure connectFailure(auto reason) { return Failure{ConnectError{reason}}; }
+
+/// Threads run at once, on the thread of the test.
+class MCPSocketClientTest : public testing::Test {
+protected:
+    std::unique_ptr<MCPSocketClient> makeClient(const std::string& directory = applicationSupport) {
+        auto made = MCPSocketClient::make(directory, launcher.launcher(),
+                                          {application.connector(), threads.starter(), clock.now(), clock.sleep()});
+        return made ? *std::move(made) : nullptr;
+    }
+
+    Response send(MCPValue arguments = MCPValue::object({})) {
+        const auto client = makeClient();
+        MCPWireRequest request{wireProtocolVersion, {"Some Client", std::nullopt}, "list_models", arguments, "A"};
+        auto response = executor.run(client->send(std::move(request), [this](auto reports) { take(reports); }));
+        EXPECT_TRUE(response) << "the call hangs";
+        return *std::move(response);
+    }
+
+    void cancel() {
+        struct Ended {};
+        const auto client = makeClient();
+        auto cancelling = [](MCPSocketClient& with) -> Task<Ended> {
+            co_await with.cancel("A");
+            co_return Ended{};
+        };
+        EXPECT_TRUE(executor.run(cancelling(*client))) << "the cancellation hangs";
+    }
+
+    ManualExecutor executor;
+    FakeThreads threads{FakeThreads::Run::atOnce};
+    FakeApplication application;
+    FakeLauncher launcher;
+    FakeClock clock;
+    /// The fractions reported, those that came together in one list.
+    std::vector<std::vector<double>> progress;
+
+private:
+    void take(const std::vector<MCPWireProgress>& reports) {
+        progress.emplace_back();
+        for (const MCPWireProgress& report : reports) progress.back().push_back(report.fraction);
+    }
+};
+
+TEST_F(MCPSocketClientTest, WithTheApplicationRunningACallConnectsOnceAndLaunchesNothing) {
+    ScriptedPeer& peer = application.answers({answer});
+    EXPECT_EQ(send(MCPValue::object({{"limit", 3}})), Response{answered});
+    EXPECT_EQ(application.paths(),
+              std::vector<std::string>{"/home/me/Library/Application Support/com.vostel.vostel/mcp.sock"});
+    EXPECT_TRUE(launcher.opened().empty());
+    EXPECT_EQ(peer.received(),
+              frame(R"({"kind":"request","payload":{"arguments":{"limit":3},"clientInfo":{"name":"Some Client"},)"
+                    R"("protocolVersion":4,"requestID":"A","tool":"list_models"}})"));
+    EXPECT_TRUE(peer.clientHasClosed());
+}
+
+TEST_F(MCPSocketClientTest, EveryBlockingOperationHasANamedThreadOfItsOwn) {
+    application.refuses(1);
+    application.answers({answer});
+    EXPECT_EQ(send(), Response{answered});
+    EXPECT_EQ(threads.suffixes(), (std::vector<std::string>{"socket-client", "socket-poll", "socket-client"}));
+    EXPECT_EQ(threads.reverseDNSNames(),
+              (std::vector<std::string>{"com.vostel.vostel-mcp.socket-client", "com.vostel.vostel-mcp.socket-poll",
+                                        "com.vostel.vostel-mcp.socket-client"}));
+}
+
+TEST_F(MCPSocketClientTest, CannotBeMadeWhenTheSocketPathDoesNotFit) {
+    // "/com.vostel.vostel/mcp.sock" takes 27 of the 103 bytes.
+    EXPECT_TRUE(makeClient("/" + std::string(75, 'a')));
+    for (const std::string& name : {std::string(76, 'a'), std::string(74, 'a') + "é"}) {
+        const auto made = MCPSocketClient::make("/" + name, {}, {});
+        ASSERT_FALSE(made);
+        const ConnectError::SocketPathTooLong tooLong{"/" + name + "/com.vostel.vostel/mcp.sock", 104, 103};
+        EXPECT_EQ(made.error(), ConnectError{tooLong});
+    }
+}
+
+TEST_F(MCPSocketClientTest, WhateverKeepsItFromConnectingTheApplicationIsLaunched) {
+    for (const int code : {ENOENT, ECONNREFUSED, EACCES, EMFILE}) {
+        SCOPED_TRACE(code);
+        application.refuses(1, code);
+        application.answers({answer});
+        EXPECT_EQ(send(), Response{answered});
+    }
+    EXPECT_EQ(launcher.opened(), std::vector<std::filesystem::path>(4, "/Applications/Vostel.app"))
+        << "once in each call";
+    EXPECT_TRUE(clock.sleeps().empty()) << "the socket was there at the first look";
+}
+
+TEST_F(MCPSocketClientTest, AFailedLaunchFailsTheCallWithoutPolling) {
+    launcher.fail();
+    EXPECT_EQ(send(), Response{std::unexpected(connectFailure(ConnectError::LaunchServicesUnavailable{}))});
+    EXPECT_EQ(application.attempts(), 1U);
+    EXPECT_TRUE(clock.sleeps().empty());
+}
+
+TEST_F(MCPSocketClientTest, AfterTheLaunchItLooksForTheSocketEveryHalfSecond) {
+    application.refuses(1 + 3);
+    application.answers({answer});
+    EXPECT_EQ(send(), Response{answered});
+    EXPECT_EQ(clock.sleeps(), std::vector<FakeClock::Seconds>(3, 0.5s));
+    EXPECT_EQ(launcher.opened().size(), 1U);
+}
+
+TEST_F(MCPSocketClientTest, ItGivesUpAfterExactlyTwoMinutes) {
+    const Response response = send();
+    ASSERT_FALSE(response);
+    EXPECT_EQ(response.error(), connectFailure(ConnectError::TimedOutWaitingForApp{120s}));
+    EXPECT_EQ(
+        response.error().description(),
+        "Vostel did not become ready within 120 seconds after launch. Please open Vostel yourself and try again.");
+    EXPECT_EQ(clock.sleeps(), std::vector<FakeClock::Seconds>(240, 0.5s));
+    EXPECT_EQ(application.attempts(), 1U + 241U);
+    EXPECT_EQ(launcher.opened().size(), 1U);
+}
+
+TEST_F(MCPSocketClientTest, TheSocketMayAppearAtTheLastLook) {
+    application.refuses(1 + 240);
+    application.answers({answer});
+    EXPECT_EQ(send(), Response{answered});
+    EXPECT_EQ(clock.sleeps().size(), 240U);
+}
+
+TEST_F(MCPSocketClientTest, TheTimeOutNamesTheMeasuredSecondsWithoutTheirFraction) {
+    MCPSocketClient::System system{[this](const std::string&) -> std::expected<FileDescriptor, PosixError> {
+                                       clock.pass(1.75s);
+                                       return std::unexpected(PosixError{ECONNREFUSED});
+                                   },
+                                   threads.starter(), clock.now(), clock.sleep()};
+    const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(), std::move(system));
+    const auto response = executor.run(client->send({}, [](auto) {}));
+    ASSERT_TRUE(response);
+    ASSERT_FALSE(*response);
+    // 1.75 s for each attempt, 0.5 s between two: the 54th look ends after 121 s.
+    EXPECT_EQ(response->error(), connectFailure(ConnectError::TimedOutWaitingForApp{121s}));
+    EXPECT_EQ(clock.sleeps().size(), 53U);
+
+    const ConnectError almost{ConnectError::TimedOutWaitingForApp{120.999s}};
+    EXPECT_TRUE(almost.errorDescription().contains(" 120 seconds")) << almost.errorDescription();
+}
+
+TEST_F(MCPSocketClientTest, FramesAreFoundHoweverTheyAreCut) {
+    const std::string first = progressFrame("0.25");
+    const std::string second = progressFrame("1");
+    struct Row {
+        const char* when;
+        std::vector<std::string> reads;
+        std::vector<std::vector<double>> progress;
+    };
+    const Row rows[] = {
+        {"no progress", {answer}, {}},
+        {"one frame in each read", {first, second, answer}, {{0.25}, {1}}},
+        {"all in one read", {first + second + answer}, {{0.25, 1}}},
+        {"the response with the last report", {first, second + answer}, {{0.25}, {1}}},
+        {"split inside a header", {first + second.substr(0, 3), second.substr(3) + answer}, {{0.25}, {1}}},
+        {"split behind a header", {first + second.substr(0, 4), second.substr(4) + answer}, {{0.25}, {1}}},
+        {"split at every byte", splitAtEveryByte(first + answer), {{0.25}}},
+        {"a frame behind the response is not looked at", {answer + first, second}, {}},
+        {"garbage behind the response neither", {answer + "\xFF\xFF\xFF\xFF"}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        progress.clear();
+        ScriptedPeer& peer = application.answers(row.reads);
+        EXPECT_EQ(send(), Response{answered});
+        EXPECT_EQ(progress, row.progress);
+        EXPECT_TRUE(peer.clientHasClosed());
+    }
+}
+
+TEST_F(MCPSocketClientTest, AFrameLongerThanOneReadIsPutTogether) {
+    const std::string text(100'000, 'x');
+    const std::string bytes = responseFrame(R"("result":")" + text + "\"");
+    application.answers({bytes.substr(0, 65'536), bytes.substr(65'536)});
+    EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPValue{text}}}));
+}
+
+TEST_F(MCPSocketClientTest, TheFirstResponseIsTheAnswerWhateverItsRequestID) {
+    application.answers({responseFrame(R"("result":"not ours")", "B") + answer});
+    EXPECT_EQ(send(), (Response{MCPWireResponse{"B", MCPValue{"not ours"}}}));
+}
+
+TEST_F(MCPSocketClientTest, AVersionMismatchFailsTheCallWhileAnOversizedFrameStaysInsideTheResponse) {
+    application.answers({responseFrame(R"("error":{"kind":"versionMismatch","helper":4,"app":5})")});
+    EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPWireError{MCPWireError::VersionMismatch{4, 5}}})});
+
+    application.answers({responseFrame(R"("error":{"kind":"frameTooLarge","declared":9,"limit":8})")});
+    EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPWireError{MCPWireError::FrameTooLarge{9, 8}}}}));
+}
+
+TEST_F(MCPSocketClientTest, AFaultOfTheConversationFailsTheCallAndClosesTheConnection) {
+    constexpr auto closed = MCPSocketClient::ClientError::connectionClosedUnexpectedly;
+    using Oversized = MCPWireError::FrameTooLarge;
+    using NotJSON = DecodingError::NotJSON;
+    struct Row {
+        const char* when;
+        std::vector<std::string> reads;
+        Failure failure;
+    };
+    const Row rows[] = {
+        {"closed at once", {}, {closed}},
+        {"closed inside a header", {answer.substr(0, 3)}, {closed}},
+        {"closed inside a payload", {answer.substr(0, answer.size() - 1)}, {closed}},
+        {"closed after progress", {progressFrame("0.5")}, {closed}},
+        {"one byte over the limit", {"\x04\0\0\x01"s}, {MCPWireError{Oversized{67'108'865, 67'108'864}}}},
+        {"the length has no sign", {"\xFF\xFF\xFF\xFF"}, {MCPWireError{Oversized{4'294'967'295, 67'108'864}}}},
+        {"a greeting of another protocol", {"HTTP/1.1 200 OK"}, {MCPWireError{Oversized{0x48545450, 67'108'864}}}},
+        {"an empty frame", {"\0\0\0\0"s}, {DecodingError{NotJSON{0}}}},
+        {"no JSON", {frame("{]")}, {DecodingError{NotJSON{1}}}},
+        {"no UTF-8", {frame("\"\xC3(\"")}, {DecodingError{NotJSON{1}}}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        ScriptedPeer& peer = application.answers(row.reads);
+        const Response response = send();
+        ASSERT_FALSE(response);
+        EXPECT_EQ(response.error(), row.failure) << response.error().description();
+        EXPECT_TRUE(peer.clientHasClosed());
+    }
+    EXPECT_EQ(application.attempts(), std::size(rows)) << "nothing is tried again";
+    EXPECT_TRUE(launcher.opened().empty());
+}
+
+TEST_F(MCPSocketClientTest, AnAnswerThatIsNoOutboundFrameCouldNotBeRead) {
+    const std::string payloads[] = {
+        "null",
+        "[]",
+        "{}",
+        R"({"kind":"response"})",
+        R"({"kind":7,"payload":{}})",
+        R"({"kind":"request","payload":{"requestID":"A","result":1}})",
+        R"({"kind":"response","payload":{"result":1}})",
+        R"({"kind":"response","payload":{"requestID":"A"}})",
+        R"({"kind":"response","payload":{"requestID":"A","result":1,"error":{}}})",
+        R"({"kind":"response","payload":{"requestID":"A","error":{"kind":"other"}}})",
+        R"({"kind":"progress","payload":{"requestID":"A","fraction":"0.5"}})",
+        R"({"kind":"progress","payload":{"requestID":"A","fraction":1e400}})",
+    };
+    for (const std::string& payload : payloads) {
+        SCOPED_TRACE(payload);
+        application.answers({frame(payload) + answer});
+        const Response response = send();
+        ASSERT_FALSE(response);
+        EXPECT_TRUE(std::holds_alternative<DecodingError>(response.error().is));
+        EXPECT_TRUE(response.error().description().starts_with("Vostel sent an answer that could not be read: "));
+        EXPECT_TRUE(response.error().description().ends_with("."));
+    }
+}
+
+TEST_F(MCPSocketClientTest, WhatWasReportedBeforeAFaultComesFirst) {
+    application.answers({progressFrame("0.5") + frame("garbage")});
+    const Response response = send();
+    ASSERT_FALSE(response);
+    EXPECT_EQ(progress, (std::vector<std::vector<double>>{{0.5}}));
+}
+
+TEST_F(MCPSocketClientTest, AnApplicationThatHasDiedIsAPosixErrorAndNoSignal) {
+    application.answers({}, ScriptedPeer::Ending::gone);
+    const Response response = send();
+    ASSERT_FALSE(response);
+    EXPECT_EQ(response.error(), Failure{PosixError{EPIPE}});
+    EXPECT_EQ(response.error().description(), "Vostel could not be reached: Broken pipe.");
+}
+
+TEST_F(MCPSocketClientTest, AnInterruptedReadIsDeliberatelyNotRetried) {
+    const ScriptedPeer& peer = application.answers({}, ScriptedPeer::Ending::silence);
+    const SignalTicks ticks{[&](int tick) {
+        if (tick == 5) peer.sendPiece(answer);
+    }};
+    EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPSocketClient::ClientError::connectionClosedUnexpectedly})});
+}
+
+TEST_F(MCPSocketClientTest, AThreadThatCannotBeStartedFailsItsCallAlone) {
+    struct Row {
+        const char* when;
+        std::size_t thread;
+        std::size_t refused;
+    };
+    const Row rows[] = {{"for the wait", 2, 1}, {"for the exchange", 2, 0}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        FakeThreads few{FakeThreads::Run::atOnce};
+        few.haveNoRoomFrom(row.thread, EAGAIN);
+        FakeApplication listening;
+        listening.refuses(row.refused);
+        ScriptedPeer& peer = listening.answers({answer});
+        const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(),
+                                                   {listening.connector(), few.starter(), clock.now(), clock.sleep()});
+        const auto response = executor.run(client->send({}, [](auto) {}));
+        ASSERT_TRUE(response);
+        EXPECT_EQ(*response, Response{std::unexpected(Failure{PosixError{EAGAIN}})});
+        EXPECT_EQ(peer.received(), "");
+        EXPECT_EQ(peer.clientHasClosed(), row.refused == 0) << "when it was ever connected";
+    }
+}
+
+TEST_F(MCPSocketClientTest, ACallThatHoldsANumberWithoutValueIsNotSent) {
+    ScriptedPeer& peer = application.answers({answer});
+    const Response response = send(MCPValue::object({{"limit", std::numeric_limits<double>::infinity()}}));
+    ASSERT_FALSE(response);
+    EXPECT_EQ(response.error(), Failure{EncodingError{}});
+    EXPECT_EQ(peer.received(), "");
+    EXPECT_TRUE(peer.clientHasClosed());
+}
+
+TEST_F(MCPSocketClientTest, ACancellationIsOneFrameOnAConnectionOfItsOwn) {
+    ScriptedPeer& peer = application.answers({});
+    cancel();
+    EXPECT_EQ(peer.received(), frame(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"A"}})"));
+    EXPECT_TRUE(peer.clientHasClosed());
+    EXPECT_EQ(threads.suffixes(), (std::vector<std::string>{"socket-client", "socket-client"}));
+}
+
+TEST_F(MCPSocketClientTest, ACancellationDoesNotLaunchTheApplication) {
+    cancel();
+    EXPECT_EQ(application.attempts(), 1U);
+    EXPECT_TRUE(launcher.opened().empty());
+    EXPECT_TRUE(clock.sleeps().empty());
+}
+
+TEST_F(MCPSocketClientTest, ACancellationThatCannotBeSentIsForgotten) {
+    application.answers({}, ScriptedPeer::Ending::gone);
+    cancel();
+    threads.haveNoRoomFrom(/*count=*/1, EAGAIN);
+    cancel();
+    EXPECT_EQ(application.attempts(), 1U);
+}
+
+} // namespace
+} // namespace vostel_mcp

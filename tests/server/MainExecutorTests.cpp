@@ -1,0 +1,62 @@
+#include "kit/concurrency/Actor.h"
+#include "server/MainExecutor.h"
+#include "server/SerialExecutor.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace vostel_mcp {
+namespace {
+
+using VostelMCPKit::Task;
+
+/// Something that lives on an executor.
+class Place final : public VostelMCPKit::Actor {
+public:
+    explicit Place(VostelMCPKit::Executor& executor) : Actor{executor} {}
+
+    Task<std::thread::id> thread() {
+        co_await isolated();
+        co_return std::this_thread::get_id();
+    }
+    Task<void> count(int* counter) {
+        co_await isolated();
+        ++*counter;
+    }
+};
+
+TEST(MainExecutor, ATaskRunsOnTheCallingThreadUntilItHasEnded) {
+    MainExecutor mainThread;
+    std::thread::id ranOn;
+    auto task = [](std::thread::id* out) -> Task<void> {
+        *out = std::this_thread::get_id();
+        co_return;
+    };
+    mainThread.run(task(&ranOn));
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(MainExecutor, WhatOtherThreadsPostRunsOnTheThreadThatRunsIt) {
+    MainExecutor mainThread;
+    Place place{mainThread};
+    CallerExecutor caller;
+    int counter = 0;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&] {
+            for (int time = 0; time < 1000; ++time) start(place.count(&counter), caller);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(counter, 0);
+
+    std::thread::id ranOn;
+    auto asking = [](Place& asked, std::thread::id* out) -> Task<void> { *out = co_await asked.thread(); };
+    mainThread.run(asking(place, &ranOn));
+    EXPECT_EQ(counter, 4000);
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+} // namespace
+} // namespace vostel_mcp

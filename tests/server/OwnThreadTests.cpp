@@ -1,0 +1,213 @@
+#include "kit/concurrency/Actor.h"
+#include "server/MainExecutor.h"
+#include "server/OwnThread.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <pthread.h>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+/// The error of the next pthread_create; zero while it works.
+std::atomic<int> nextThreadFails = 0;
+
+} // namespace
+
+// The linker sends the server's calls of pthread_create here.
+extern "C" int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                                     void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) {
+    if (const int failure = nextThreadFails.exchange(0)) return failure;
+    return __real_pthread_create(thread, attributes, body, argument);
+}
+
+namespace vostel_mcp {
+namespace {
+
+using VostelMCPKit::PosixError;
+using VostelMCPKit::Task;
+
+constexpr ThreadName name{"com.vostel.vostel-mcp.test", "test-thread"};
+
+/// Counts down as threads come to their end; the waiter sleeps until the last one has.
+class Countdown final {
+public:
+    explicit Countdown(int count) : count_{count} {}
+
+    void arrive() {
+        const std::lock_guard lock{mutex_};
+        if (--count_ == 0) reached_.notify_all();
+    }
+    void wait() {
+        std::unique_lock lock{mutex_};
+        reached_.wait(lock, [this] { return count_ == 0; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable reached_;
+    int count_;
+};
+
+/// Runs `body` on a thread of its own and waits for its end.
+void runOnOwnThread(const std::function<void()>& body) {
+    Countdown end{1};
+    ASSERT_TRUE(startOwnThread(name, [&] {
+        body();
+        end.arrive();
+    }));
+    end.wait();
+}
+
+std::size_t threadCount() {
+    const std::filesystem::directory_iterator tasks{"/proc/self/task"};
+    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+std::vector<std::string> mappings() {
+    std::ifstream file{"/proc/self/maps"};
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+}
+
+/// The mappings of at least one thread stack and its guard, by what they all are: inaccessible pages below 1 MiB.
+std::size_t guardedStackCount() {
+    struct Range {
+        std::uintptr_t begin = 0, end = 0;
+        std::string access;
+    };
+    Range below;
+    std::size_t count = 0;
+    for (const std::string& line : mappings()) {
+        Range range;
+        char dash = 0;
+        std::istringstream{line} >> std::hex >> range.begin >> dash >> range.end >> range.access;
+        const bool guard = below.access == "---p" && below.end == range.begin;
+        if (guard && range.access == "rw-p" && range.end - range.begin == 1'048'576) ++count;
+        below = range;
+    }
+    return count;
+}
+
+TEST(OwnThread, CarriesItsNameOnAStackOfOneMebibyteWithAGuardBelow) {
+    std::string seenName(16, '\0');
+    std::size_t size = 0;
+    std::string belowStack;
+    runOnOwnThread([&] {
+        pthread_getname_np(pthread_self(), seenName.data(), seenName.size());
+        pthread_attr_t attributes;
+        ASSERT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+        void* lowest = nullptr;
+        pthread_attr_getstack(&attributes, &lowest, &size);
+        pthread_attr_destroy(&attributes);
+        std::ostringstream end;
+        end << '-' << std::hex << reinterpret_cast<std::uintptr_t>(lowest) << ' ';
+        for (const std::string& line : mappings()) {
+            if (line.contains(end.str())) belowStack = line;
+        }
+    });
+    EXPECT_EQ(std::string{seenName.c_str()}, "test-thread");
+    EXPECT_EQ(size, 1'048'576U);
+    EXPECT_TRUE(belowStack.contains(" ---p ")) << belowStack;
+}
+
+TEST(OwnThread, TenThousandStartsOneAfterTheOtherLeaveNoThreadAndNoMappingBehind) {
+    runOnOwnThread([] {});
+    const std::size_t threadsBefore = threadCount();
+    const std::size_t mappingsBefore = mappings().size();
+    std::atomic<int> ran = 0;
+    for (int start = 0; start < 10'000; ++start) {
+        runOnOwnThread([&] { ++ran; });
+    }
+    EXPECT_EQ(ran, 10'000);
+    // The last one may still be on its way out.
+    EXPECT_LE(threadCount(), threadsBefore + 1);
+    EXPECT_LE(mappings().size(), mappingsBefore + 50) << "each leaked stack would be two";
+}
+
+TEST(OwnThread, TwoHundredAtOnceLeaveNoThreadAndOnlyTheKeptStacksBehind) {
+    constexpr int count = 200;
+    runOnOwnThread([] {});
+    const std::size_t threadsBefore = threadCount();
+    {
+        Countdown running{count};
+        Countdown released{1};
+        Countdown ended{count};
+        for (int start = 0; start < count; ++start) {
+            ASSERT_TRUE(startOwnThread(name, [&] {
+                running.arrive();
+                released.wait();
+                ended.arrive();
+            }));
+        }
+        running.wait();
+        EXPECT_GE(threadCount(), static_cast<std::size_t>(count));
+        EXPECT_GE(guardedStackCount(), static_cast<std::size_t>(count));
+        released.arrive();
+        ended.wait();
+    }
+    // Every later start clears away what the burst has left, once its threads have come to their very end.
+    for (int start = 0; start < 1000 && guardedStackCount() > 65; ++start) runOnOwnThread([] {});
+    EXPECT_LE(guardedStackCount(), 65U);
+    EXPECT_LE(threadCount(), threadsBefore + 1);
+}
+
+TEST(OwnThread, AThreadThatCannotBeStartedIsReportedAndItsBodyNeverRuns) {
+    runOnOwnThread([] {});
+    const auto body = std::make_shared<int>(0);
+    for (int time = 0; time < 200; ++time) {
+        nextThreadFails = EAGAIN;
+        const auto started = startOwnThread(name, [body] { ++*body; });
+        ASSERT_FALSE(started);
+        EXPECT_EQ(started.error(), PosixError{EAGAIN});
+    }
+    EXPECT_EQ(*body, 0);
+    EXPECT_EQ(body.use_count(), 1) << "nothing of the body is kept";
+    EXPECT_LE(guardedStackCount(), 65U);
+    runOnOwnThread([&] { ++*body; });
+    EXPECT_EQ(*body, 1) << "the next start works";
+}
+
+using Answer = std::expected<std::thread::id, PosixError>;
+
+/// The thread that work on a thread of its own ran on.
+Task<void> ask(const ThreadStarter& starter, Answer* answer, std::thread::id* resumedOn) {
+    auto work = []() -> Answer { return std::this_thread::get_id(); };
+    OnOwnThread asking{starter, name, work};
+    *answer = co_await asking;
+    *resumedOn = std::this_thread::get_id();
+}
+
+TEST(OwnThread, TheAwaiterGetsTheResultOnItsOwnExecutor) {
+    MainExecutor mainThread;
+    const ThreadStarter starter = startOwnThread;
+    Answer answer;
+    std::thread::id resumedOn;
+    mainThread.run(ask(starter, &answer, &resumedOn));
+    ASSERT_TRUE(answer);
+    EXPECT_NE(*answer, std::this_thread::get_id());
+    EXPECT_EQ(resumedOn, std::this_thread::get_id());
+}
+
+TEST(OwnThread, TheAwaiterGetsTheFailureToStart) {
+    MainExecutor mainThread;
+    const ThreadStarter starter = startOwnThread;
+    Answer answer;
+    std::thread::id resumedOn;
+    nextThreadFails = ENOMEM;
+    mainThread.run(ask(starter, &answer, &resumedOn));
+    EXPECT_EQ(answer, Answer{std::unexpected(PosixError{ENOMEM})});
+    EXPECT_EQ(resumedOn, std::this_thread::get_id());
+}
+
+} // namespace
+} // namespace vostel_mcp

@@ -1,0 +1,151 @@
+#include "kit/concurrency/Actor.h"
+#include "server/SerialExecutor.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <latch>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vostel_mcp {
+namespace {
+
+using VostelMCPKit::Task;
+
+using Events = std::vector<std::string>;
+
+/// An actor that would notice company.
+class Visited final : public VostelMCPKit::Actor {
+public:
+    explicit Visited(VostelMCPKit::Executor& executor) : Actor{executor} {}
+
+    Task<void> visit() {
+        co_await isolated();
+        noteVisit();
+    }
+    /// A visit here, one there, and one here again.
+    Task<void> visitAndVisit(Visited& other) {
+        co_await isolated();
+        noteVisit();
+        co_await other.visit();
+        noteVisit();
+    }
+
+    /// No atomic: only the isolation keeps threads apart.
+    int visits = 0;
+    bool hadCompany = false;
+
+private:
+    void noteVisit() {
+        if (inside_.exchange(true)) hadCompany = true;
+        ++visits;
+        inside_ = false;
+    }
+
+    std::atomic<bool> inside_ = false;
+};
+
+/// Notes when it begins, ends and what it posted in between.
+class Noting final : public VostelMCPKit::Actor {
+public:
+    Noting(VostelMCPKit::Executor& executor, std::string name, Events& events)
+        : Actor{executor}, name_{std::move(name)}, events_{events} {}
+
+    Task<void> note() {
+        co_await isolated();
+        events_.push_back(name_);
+    }
+    Task<void> noteAround(Noting& other, VostelMCPKit::Executor& executor) {
+        co_await isolated();
+        events_.push_back(name_ + " begins");
+        start(other.note(), executor);
+        events_.push_back(name_ + " ends");
+    }
+
+private:
+    const std::string name_;
+    Events& events_;
+};
+
+void onThreads(int count, const std::function<void()>& body) {
+    std::latch ready{count};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < count; ++number) {
+        threads.emplace_back([&] {
+            ready.arrive_and_wait();
+            body();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST(SerialExecutor, OnePieceAtATimeRunsHoweverManyThreadsPost) {
+    SerialExecutor turn;
+    CallerExecutor caller;
+    Visited actor{turn};
+    onThreads(8, [&] {
+        for (int time = 0; time < 2000; ++time) start(actor.visit(), caller);
+    });
+    EXPECT_EQ(actor.visits, 8 * 2000);
+    EXPECT_FALSE(actor.hadCompany);
+}
+
+TEST(SerialExecutor, ActorsThatCallEachOtherFromManyThreadsNeverLockEachOtherOut) {
+    SerialExecutor turn;
+    SerialExecutor otherTurn;
+    CallerExecutor caller;
+    Visited actor{turn};
+    Visited other{otherTurn};
+    onThreads(8, [&] {
+        for (int time = 0; time < 500; ++time) {
+            start(actor.visitAndVisit(other), caller);
+            start(other.visitAndVisit(actor), caller);
+        }
+    });
+    EXPECT_EQ(actor.visits, 8 * 500 * 3);
+    EXPECT_EQ(other.visits, 8 * 500 * 3);
+    EXPECT_FALSE(actor.hadCompany || other.hadCompany);
+}
+
+TEST(SerialExecutor, APieceRunsOnTheThreadThatPostsItBeforePostReturns) {
+    SerialExecutor turn;
+    CallerExecutor caller;
+    Events events;
+    Noting noting{turn, "a", events};
+    start(noting.note(), caller);
+    EXPECT_EQ(events, Events{"a"});
+}
+
+TEST(SerialExecutor, APieceThatIsPostedWithinAnotherWaitsForItsEnd) {
+    SerialExecutor turn;
+    SerialExecutor otherTurn;
+    CallerExecutor caller;
+    Events events;
+    Noting outer{turn, "outer", events};
+    Noting same{turn, "inner", events};
+    Noting elsewhere{otherTurn, "elsewhere", events};
+    start(outer.noteAround(same, caller), caller);
+    EXPECT_EQ(events, (Events{"outer begins", "outer ends", "inner"}));
+    events.clear();
+    start(outer.noteAround(elsewhere, caller), caller);
+    EXPECT_EQ(events, (Events{"outer begins", "outer ends", "elsewhere"}));
+}
+
+TEST(CallerExecutor, ChainsOfAnyLengthTakeNoStack) {
+    CallerExecutor caller;
+    SerialExecutor turn;
+    SerialExecutor otherTurn;
+    Visited actor{turn};
+    Visited other{otherTurn};
+    // Each round ends two tasks and changes executors four times.
+    auto manyRounds = [](Visited& one, Visited& two) -> Task<void> {
+        for (int round = 0; round < 30'000; ++round) co_await one.visitAndVisit(two);
+    };
+    start(manyRounds(actor, other), caller);
+    EXPECT_EQ(actor.visits, 2 * 30'000);
+    EXPECT_EQ(other.visits, 30'000);
+}
+
+} // namespace
+} // namespace vostel_mcp

@@ -1,0 +1,56 @@
+// The application as its client meets it: whether somebody listens, and what each connection brings.
+#pragma once
+
+#include "kit/support/PosixError.h"
+#include "tests/support/ScriptedPeer.h"
+
+#include <cerrno>
+#include <deque>
+#include <expected>
+#include <functional>
+#include <list>
+
+namespace vostel_tests {
+
+class FakeApplication final {
+public:
+    FakeApplication() = default;
+    FakeApplication(const FakeApplication&) = delete;
+
+    /// Script: one attempt to connect that succeeds and meets this peer.
+    ScriptedPeer& answers(const std::vector<std::string>& pieces,
+                          ScriptedPeer::Ending ending = ScriptedPeer::Ending::endOfStream) {
+        ScriptedPeer& peer = peers_.emplace_back(pieces, ending);
+        script_.push_back([&peer] { return peer.takeClientEnd(); });
+        return peer;
+    }
+    /// Script: so many attempts that fail.
+    void refuses(std::size_t attempts, int code = ENOENT) {
+        script_.insert(script_.end(), attempts, [code] { return std::unexpected(VostelMCPKit::PosixError{code}); });
+    }
+
+    /// Stands in for the connect of the system; nobody listens behind the end of the script.
+    [[nodiscard]] auto connector() {
+        return [this](const std::string& path) { return connect(path); };
+    }
+
+    [[nodiscard]] std::size_t attempts() const { return paths_.size(); }
+    [[nodiscard]] const std::vector<std::string>& paths() const { return paths_; }
+
+private:
+    using Connected = std::expected<vostel_mcp::FileDescriptor, VostelMCPKit::PosixError>;
+
+    Connected connect(const std::string& path) {
+        paths_.push_back(path);
+        if (script_.empty()) return std::unexpected(VostelMCPKit::PosixError{ENOENT});
+        const auto outcome = std::move(script_.front());
+        script_.pop_front();
+        return outcome();
+    }
+
+    std::deque<std::function<Connected()>> script_;
+    std::list<ScriptedPeer> peers_;
+    std::vector<std::string> paths_;
+};
+
+} // namespace vostel_tests

@@ -1,0 +1,89 @@
+// The application's end of one connection: a script of what it sends, then the end of the stream.
+#pragma once
+
+#include "server/FileDescriptor.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <vector>
+
+namespace vostel_tests {
+
+/// A frame around `payload`, written without the code under test.
+[[nodiscard]] inline std::string frame(std::string_view payload) {
+    std::string bytes;
+    for (const int shift : {24, 16, 8, 0}) bytes += static_cast<char>(payload.size() >> shift & 0xFF);
+    return bytes.append(payload);
+}
+
+/// One piece for each byte.
+[[nodiscard]] inline std::vector<std::string> splitAtEveryByte(std::string_view bytes) {
+    std::vector<std::string> pieces;
+    for (const char byte : bytes) pieces.emplace_back(1, byte);
+    return pieces;
+}
+
+class ScriptedPeer final {
+public:
+    enum class Ending {
+        /// Nothing more will come.
+        endOfStream,
+        /// The stream stays open, as far as the client can tell.
+        silence,
+        /// The application has died: its end is closed before the client writes.
+        gone,
+    };
+
+    /// Deliberate: a socket that keeps message boundaries, so that each piece is what one read of the client's gives,
+    /// and no second thread is needed to hand them out one by one. Everything is sent here and now; a script of more
+    /// than 250 pieces would not fit.
+    explicit ScriptedPeer(const std::vector<std::string>& pieces, Ending ending = Ending::endOfStream) {
+        int ends[2];
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) std::abort();
+        applicationEnd_ = vostel_mcp::FileDescriptor{ends[0]};
+        clientEnd_ = vostel_mcp::FileDescriptor{ends[1]};
+        for (const std::string& piece : pieces) sendPiece(piece);
+        if (ending == Ending::endOfStream) shutdown(number(), SHUT_WR);
+        if (ending == Ending::gone) applicationEnd_ = {};
+    }
+
+    /// What a connect gives to the client; once.
+    [[nodiscard]] vostel_mcp::FileDescriptor takeClientEnd() { return std::move(clientEnd_); }
+
+    /// May be called from a signal handler.
+    void sendPiece(std::string_view piece) const {
+        if (send(number(), piece.data(), piece.size(), MSG_DONTWAIT) != static_cast<ssize_t>(piece.size())) {
+            std::abort();
+        }
+    }
+
+    /// Everything that the client has written since the last call.
+    [[nodiscard]] std::string received() {
+        std::string bytes;
+        for (;;) {
+            std::string piece(1 << 18, '\0');
+            const ssize_t count = recv(number(), piece.data(), piece.size(), MSG_DONTWAIT);
+            // A client that closes without having read everything resets the connection.
+            if (count == 0 || (count < 0 && errno == ECONNRESET)) clientClosed_ = true;
+            if (count <= 0) return bytes;
+            bytes.append(piece, 0, static_cast<std::size_t>(count));
+        }
+    }
+
+    [[nodiscard]] bool clientHasClosed() {
+        std::ignore = received();
+        return clientClosed_;
+    }
+
+private:
+    [[nodiscard]] int number() const { return applicationEnd_.number(); }
+
+    vostel_mcp::FileDescriptor applicationEnd_;
+    vostel_mcp::FileDescriptor clientEnd_;
+    bool clientClosed_ = false;
+};
+
+} // namespace vostel_tests
