@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>

@@ -1,0 +1,1 @@
+#error "macOS has no <malloc.h>"
