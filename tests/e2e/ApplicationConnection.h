@@ -1,0 +1,49 @@
+// One connection on the application's side of the socket, played by a test.
+#pragma once
+
+#include "server/FileDescriptor.h"
+#include "tests/e2e/Patience.h"
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+namespace vostel_tests {
+
+/// The bytes of a frame around `payload`.
+[[nodiscard]] std::string framed(std::string_view payload);
+
+/// Whatever takes longer than patience fails the test.
+class ApplicationConnection final {
+public:
+    explicit ApplicationConnection(vostel_mcp::FileDescriptor socket) : socket_{std::move(socket)} {}
+
+    /// The next `count` bytes; fewer when the server ends before.
+    [[nodiscard]] std::string read(std::size_t count);
+    /// The payload of the next frame.
+    [[nodiscard]] std::string readFrame();
+    /// Writes bytes as they are.
+    void write(std::string_view bytes);
+    void close() { socket_ = {}; }
+    /// Waits until the server closes its end; all that it still writes is lost.
+    void expectClosedByServer();
+
+private:
+    vostel_mcp::FileDescriptor socket_;
+};
+
+/// A tools/call that has arrived at the application.
+struct ReceivedCall {
+    ApplicationConnection connection;
+    std::string requestID;
+    /// The payload of the request's frame.
+    nlohmann::json request;
+
+    /// The payload of the frame that ends this call; `result` is JSON text.
+    [[nodiscard]] std::string response(std::string_view result) const;
+    /// The payload of a progress frame of this call; `fraction` is JSON text.
+    [[nodiscard]] std::string progress(std::string_view fraction) const;
+    void answer(std::string_view result) { connection.write(framed(response(result))); }
+};
+
+} // namespace vostel_tests

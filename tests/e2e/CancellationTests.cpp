@@ -1,0 +1,184 @@
+// notifications/cancelled before, during and after its call.
+
+#include "tests/e2e/Stage.h"
+
+#include <map>
+
+namespace vostel_tests {
+
+using nlohmann::json;
+
+TEST(Cancellation, TheApplicationIsToldOnAConnectionOfItsOwnAndTheClientHearsNothingMore) {
+    Stage stage;
+    stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
+    ReceivedCall call = stage.application.nextCall();
+    stage.server.send(cancelled("1"));
+    ApplicationConnection connection = stage.application.accept();
+    EXPECT_EQ(connection.readFrame(),
+              R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":")" + call.requestID + R"("}})");
+    connection.expectClosedByServer();
+
+    call.connection.write(framed(call.progress("0.5")));
+    call.answer("{}");
+    call.connection.expectClosedByServer();
+    stage.server.expectSilence();
+    stage.expectServing();
+}
+
+TEST(Cancellation, ACallThatFailsAfterItsCancellationFailsInSilence) {
+    Stage stage;
+    stage.server.send(toolsCall("1"));
+    ReceivedCall call = stage.application.nextCall();
+    stage.server.send(cancelled("1"));
+    EXPECT_EQ(stage.application.nextCancellation(), (json{{"protocolVersion", 4}, {"requestID", call.requestID}}));
+    call.connection.close();
+    stage.server.expectSilence();
+    stage.expectServing();
+}
+
+TEST(Cancellation, NumbersAndStringsOfTheSameTextNameTheSameCall) {
+    struct Row {
+        const char* called;
+        const char* cancelled;
+    };
+    const Row rows[] = {{"5", "5"}, {R"("5")", "5"}, {"5", R"("5")"}, {"5", "5.0"}, {R"("a b")", R"("a\u0020b")"}};
+    Stage stage;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string{row.called} + " cancelled as " + row.cancelled);
+        stage.server.send(toolsCall(row.called));
+        ReceivedCall call = stage.application.nextCall();
+        stage.server.send(cancelled(row.cancelled));
+        EXPECT_EQ(stage.application.nextCancellation().at("requestID"), call.requestID);
+        call.answer("{}");
+        call.connection.expectClosedByServer();
+        stage.server.expectSilence();
+    }
+}
+
+TEST(Cancellation, WhatNamesNoCallInFlightIsSilentlyDropped) {
+    Stage stage;
+    stage.server.send(toolsCall("5"));
+    ReceivedCall call = stage.application.nextCall();
+    for (const char* id : {"6", R"("05")", "true", "null", "5.5", "[5]", "{}"}) stage.server.send(cancelled(id));
+    stage.server.send(R"({"jsonrpc":"2.0","method":"notifications/cancelled"})");
+    stage.server.send(R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"id":5}})");
+    stage.server.send(R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":[5]})");
+    stage.expectServing();
+    stage.application.expectNobody();
+    call.answer("{}");
+    EXPECT_EQ(stage.server.line(), resultLine("5", "{}"));
+}
+
+TEST(Cancellation, OneThatComesBeforeItsCallDoesNotWaitForIt) {
+    Stage stage;
+    stage.server.send(cancelled("1"));
+    stage.server.send(toolsCall("1"));
+    stage.application.nextCall().answer("{}");
+    EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
+    stage.application.expectNobody();
+}
+
+TEST(Cancellation, OneThatComesAfterTheAnswerReachesNobody) {
+    Stage stage;
+    stage.server.send(toolsCall("1"));
+    stage.application.nextCall().answer("{}");
+    EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
+    // The call is forgotten just after its answer was written; a second call and its answer lie between.
+    stage.server.send(toolsCall("2"));
+    stage.application.nextCall().answer("{}");
+    EXPECT_EQ(stage.server.line(), resultLine("2", "{}"));
+    stage.server.send(cancelled("1"));
+    stage.expectServing();
+    stage.application.expectNobody();
+}
+
+TEST(Cancellation, OneCallAmongManyIsCancelledAlone) {
+    Stage stage;
+    std::map<int, ReceivedCall> calls;
+    for (int id = 0; id < 8; ++id) {
+        stage.server.send(toolsCall(std::to_string(id)));
+        calls.emplace(id, stage.application.nextCall());
+    }
+    stage.server.send(cancelled("3"));
+    EXPECT_EQ(stage.application.nextCancellation().at("requestID"), calls.at(3).requestID);
+    for (auto& [id, call] : calls) {
+        call.answer("{}");
+        if (id != 3) {
+            EXPECT_EQ(stage.server.line(), resultLine(std::to_string(id), "{}"));
+        }
+    }
+    calls.at(3).connection.expectClosedByServer();
+    stage.server.expectSilence();
+}
+
+TEST(Cancellation, RacingWithTheAnswerItLeavesOneAnswerOrNone) {
+    constexpr int count = sanitized ? 100 : 500;
+    Stage stage;
+    std::vector<std::string> expected;
+    for (int id = 0; id < count; ++id) {
+        const std::string number = std::to_string(id);
+        stage.server.send(toolsCall(number));
+        ReceivedCall call = stage.application.nextCallPastCancellations();
+        const bool answerFirst = id % 2 == 0;
+        if (answerFirst) call.answer(number);
+        stage.server.send(cancelled(number));
+        if (!answerFirst) call.answer(number);
+    }
+    stage.server.send(toolsCall(R"("last")"));
+    stage.application.nextCallPastCancellations().answer("{}");
+
+    std::map<std::string, int> answers;
+    bool last = false;
+    while (!last) {
+        const std::string line = stage.server.line();
+        ASSERT_NE(line, "");
+        last = line == resultLine(R"("last")", "{}");
+        if (last) break;
+        const std::string id = json::parse(line).at("id").dump();
+        EXPECT_EQ(line, resultLine(id, id));
+        EXPECT_EQ(++answers[id], 1);
+    }
+    // An answer that lost its race by a moment may come behind the last one's.
+    stage.server.closeInput();
+    EXPECT_EQ(stage.server.waitForEnd(), Ending{});
+    for (std::size_t start = 0, end = 0; (end = stage.server.unreadOutput().find('\n', start)) != std::string::npos;
+         start = end + 1) {
+        const std::string id = json::parse(stage.server.unreadOutput().substr(start, end - start)).at("id").dump();
+        EXPECT_EQ(++answers[id], 1);
+    }
+    EXPECT_EQ(stage.server.errorText(), "vostel-mcp wire protocol v4\n");
+}
+
+TEST(Cancellation, AClientThatDoesNotReadIsWaitedForWithoutHoldingUpCallsAndCancellations) {
+    const std::string text(1'048'576, 'x');
+    Stage stage;
+    stage.server.send(toolsCall("1"));
+    stage.application.nextCall().answer('"' + text + '"');
+    // From here on the server waits for us to read, with the larger part of its line in hand.
+    stage.server.expectOutputToBegin();
+
+    stage.server.send(toolsCall("2", R"(,"_meta":{"progressToken":7})"));
+    ReceivedCall second = stage.application.nextCall();
+    second.connection.write(framed(second.progress("0.5")));
+    stage.server.send(toolsCall("3"));
+    ReceivedCall third = stage.application.nextCall();
+    stage.server.send(cancelled("3"));
+    EXPECT_EQ(stage.application.nextCancellation().at("requestID"), third.requestID);
+    third.answer("{}");
+    third.connection.expectClosedByServer();
+    for (int id = 10; id < 74; ++id) {
+        stage.server.send(toolsCall(std::to_string(id)));
+        stage.application.nextCall().answer("{}");
+    }
+
+    EXPECT_TRUE(stage.server.line() == resultLine("1", '"' + text + '"'));
+    std::vector<std::string> lines;
+    for (int index = 0; index < 65; ++index) lines.push_back(stage.server.line());
+    for (int id = 10; id < 74; ++id) {
+        EXPECT_EQ(std::ranges::count(lines, resultLine(std::to_string(id), "{}")), 1) << id;
+    }
+    second.answer("{}");
+    EXPECT_EQ(stage.server.line(), resultLine("2", "{}"));
+}
+
+} // namespace vostel_tests

@@ -1,0 +1,102 @@
+// What many calls leave behind.
+
+#include "tests/e2e/Stage.h"
+
+namespace vostel_tests {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr int groupSize = 8;
+
+/// As many calls at once, one for each way that a call can take. Ids begin with `first`.
+void makeGroup(Stage& stage, int first) {
+    std::vector<ReceivedCall> calls;
+    for (int id = first; id < first + groupSize; ++id) {
+        stage.server.send(toolsCall(std::to_string(id),
+                                    R"(,"arguments":{"text":"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"},)"
+                                    R"("_meta":{"progressToken":"a token longer than most"})"));
+        calls.push_back(stage.application.nextCall());
+    }
+    calls[0].connection.write(framed(calls[0].progress("0.5")) + framed(calls[0].response(R"({"content":[]})")));
+    calls[1].connection.write(framed(R"({"kind":"response","payload":{"requestID":"","error":)"
+                                     R"({"kind":"versionMismatch","helper":4,"app":5}}})"));
+    calls[2].connection.close();
+    calls[3].connection.write(framed("{"));
+    calls[4].connection.write("\xff\xff\xff\xff");
+    calls[5].answer('"' + std::string(2000, 'x') + '"');
+    calls[6].answer("{}");
+    stage.server.send(cancelled(std::to_string(first + 7)));
+    EXPECT_EQ(stage.application.nextCancellation().at("requestID"), calls[7].requestID);
+    calls[7].connection.close();
+
+    std::vector<int> answers(groupSize, 0);
+    for (int line = 0; line < groupSize; ++line) {
+        const json message = json::parse(stage.server.line());
+        if (message.contains("id")) ++answers.at(static_cast<std::size_t>(message.at("id").get<int>() - first));
+    }
+    EXPECT_EQ(answers, (std::vector<int>{1, 1, 1, 1, 1, 1, 1, 0}));
+}
+
+/// Threads and descriptors of the last calls go a moment after their answers.
+template <class Condition>
+bool soon(Stage& stage, Condition holds) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        stage.expectServing();
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(Endurance, TenThousandCallsLeaveNoDescriptorThreadOrMemory) {
+    constexpr int warmUp = 400;
+    constexpr int count = sanitized ? 1'600 : 10'000;
+    Stage stage;
+    stage.expectServing();
+    const std::size_t descriptors = stage.server.descriptorCount();
+    const std::size_t threads = stage.server.threadCount();
+    for (int id = 0; id < warmUp; id += groupSize) makeGroup(stage, id);
+    const std::size_t residentKiB = stage.server.residentKiB();
+    for (int id = 0; id < count && !testing::Test::HasFailure(); id += groupSize) makeGroup(stage, id);
+
+    EXPECT_TRUE(soon(stage, [&] { return stage.server.descriptorCount() == descriptors; }))
+        << stage.server.descriptorCount() << " instead of " << descriptors;
+    EXPECT_TRUE(soon(stage, [&] { return stage.server.threadCount() == threads; }))
+        << stage.server.threadCount() << " instead of " << threads;
+    // 100 bytes that every call left behind would be seen; a sanitizer keeps what was freed for a while.
+    const std::size_t boundKiB = sanitized ? 32 * 1024 : 1000;
+    EXPECT_LE(stage.server.residentKiB(), residentKiB + boundKiB);
+}
+
+TEST(Endurance, TheMemoryOfLargeResultsGoesBackToTheSystem) {
+    if (sanitized) GTEST_SKIP() << "a sanitizer keeps what was freed";
+    Stage stage;
+    stage.expectServing();
+    const std::string result = '"' + std::string(16'777'216, 'x') + '"';
+    for (int round = 0; round < 3; ++round) {
+        stage.server.send(toolsCall("1"));
+        stage.application.nextCall().answer(result);
+        EXPECT_TRUE(stage.server.line() == resultLine("1", result));
+    }
+    EXPECT_TRUE(soon(stage, [&] { return stage.server.residentKiB() < 8 * 1024; })) << stage.server.residentKiB();
+}
+
+TEST(Endurance, AThousandWaitingCallsGiveTheirThreadsBack) {
+    constexpr int count = sanitized ? 200 : 1000;
+    Stage stage;
+    stage.expectServing();
+    const std::size_t threads = stage.server.threadCount();
+    for (int id = 0; id < count; ++id) stage.server.send(toolsCall(std::to_string(id)));
+    std::vector<ReceivedCall> calls;
+    for (int index = 0; index < count; ++index) calls.push_back(stage.application.nextCall());
+    EXPECT_GE(stage.server.threadCount(), threads + count);
+    for (ReceivedCall& call : calls) call.answer("{}");
+    for (int index = 0; index < count; ++index) EXPECT_TRUE(json::parse(stage.server.line()).contains("result"));
+    EXPECT_TRUE(soon(stage, [&] { return stage.server.threadCount() == threads; })) << stage.server.threadCount();
+}
+
+} // namespace vostel_tests

@@ -1,0 +1,85 @@
+#include "tests/e2e/FakeApplication.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace vostel_tests {
+
+using nlohmann::json;
+using vostel_mcp::FileDescriptor;
+
+namespace {
+
+/// The call that a fresh connection brings; none when it brings something else.
+std::optional<ReceivedCall> receiveCall(ApplicationConnection connection) {
+    const json frame = json::parse(connection.readFrame(), nullptr, /*allow_exceptions=*/false);
+    if (!frame.is_object() || frame.value("kind", "") != "request") return std::nullopt;
+    json request = frame.value("payload", json::object());
+    std::string requestID = request.value("requestID", "");
+    return ReceivedCall{std::move(connection), std::move(requestID), std::move(request)};
+}
+
+} // namespace
+
+std::filesystem::path socketPath(const std::filesystem::path& home) {
+    return home / "Library" / "Application Support" / "com.vostel.vostel" / "mcp.sock";
+}
+
+FileDescriptor listenAt(const std::filesystem::path& path, int backlog) {
+    std::filesystem::create_directories(path.parent_path());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    EXPECT_LT(path.native().size(), sizeof address.sun_path);
+    std::memcpy(address.sun_path, path.c_str(), path.native().size());
+    FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    EXPECT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
+    EXPECT_EQ(listen(listener.number(), backlog), 0) << path;
+    return listener;
+}
+
+std::optional<ApplicationConnection> acceptFrom(const FileDescriptor& listener, std::chrono::milliseconds limit) {
+    if (!waitUntilReady(listener.number(), POLLIN, limit)) return std::nullopt;
+    FileDescriptor connection{accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC)};
+    if (connection.number() < 0) return std::nullopt;
+    return ApplicationConnection{std::move(connection)};
+}
+
+FakeApplication::FakeApplication(const std::filesystem::path& home, int backlog)
+    : path_{socketPath(home)}, listener_{listenAt(path_, backlog)} {}
+
+FakeApplication::~FakeApplication() { std::filesystem::remove(path_); }
+
+ApplicationConnection FakeApplication::accept() {
+    auto connection = acceptFrom(listener_, patience);
+    if (connection) return *std::move(connection);
+    ADD_FAILURE() << "the server does not connect";
+    return ApplicationConnection{FileDescriptor{}};
+}
+
+ReceivedCall FakeApplication::nextCall() {
+    auto call = receiveCall(accept());
+    if (call) return *std::move(call);
+    ADD_FAILURE() << "the server sends no call";
+    return {ApplicationConnection{FileDescriptor{}}, {}, {}};
+}
+
+ReceivedCall FakeApplication::nextCallPastCancellations() {
+    for (;;) {
+        if (auto call = receiveCall(accept())) return *std::move(call);
+    }
+}
+
+json FakeApplication::nextCancellation() {
+    ApplicationConnection connection = accept();
+    const json frame = json::parse(connection.readFrame(), nullptr, /*allow_exceptions=*/false);
+    EXPECT_EQ(frame.value("kind", ""), "cancellation") << frame;
+    EXPECT_EQ(connection.read(1), "") << "a cancellation is the only frame of its connection";
+    return frame.value("payload", json::object());
+}
+
+void FakeApplication::expectNobody() { EXPECT_FALSE(acceptFrom(listener_, silence).has_value()); }
+
+} // namespace vostel_tests

@@ -1,0 +1,46 @@
+// The application as a test plays it: it listens where the server looks, and every connection is the test's to script.
+#pragma once
+
+#include "server/FileDescriptor.h"
+#include "tests/e2e/ApplicationConnection.h"
+
+#include <filesystem>
+#include <string>
+
+namespace vostel_tests {
+
+/// Where an application of the user with this home folder listens.
+[[nodiscard]] std::filesystem::path socketPath(const std::filesystem::path& home);
+
+/// A listening socket at `path`, made with the folders above it.
+[[nodiscard]] vostel_mcp::FileDescriptor listenAt(const std::filesystem::path& path, int backlog);
+
+/// The next connection to `listener`; none when `limit` passes first.
+[[nodiscard]] std::optional<ApplicationConnection> acceptFrom(const vostel_mcp::FileDescriptor& listener,
+                                                              std::chrono::milliseconds limit);
+
+class FakeApplication final {
+public:
+    /// Listens from here on. `backlog`: how many connections may wait to be accepted.
+    explicit FakeApplication(const std::filesystem::path& home, int backlog = 128);
+    /// Quits: the socket is gone, connections that were accepted live on.
+    ~FakeApplication();
+    FakeApplication(const FakeApplication&) = delete;
+    FakeApplication& operator=(const FakeApplication&) = delete;
+
+    [[nodiscard]] ApplicationConnection accept();
+    /// The next connection, which must bring a call.
+    [[nodiscard]] ReceivedCall nextCall();
+    /// The next connection that brings a call. Cancellations that come before it are taken and forgotten.
+    [[nodiscard]] ReceivedCall nextCallPastCancellations();
+    /// The payload of the next connection's only frame, which must be a cancellation.
+    [[nodiscard]] nlohmann::json nextCancellation();
+    /// Fails the test when a connection comes while we look.
+    void expectNobody();
+
+private:
+    std::filesystem::path path_;
+    vostel_mcp::FileDescriptor listener_;
+};
+
+} // namespace vostel_tests

@@ -1,0 +1,136 @@
+// The application's bytes: whole frames in any pieces, and everything that is none.
+
+#include "tests/e2e/Stage.h"
+
+namespace vostel_tests {
+
+namespace {
+
+constexpr const char* closedEarly = "Vostel closed the connection before it answered. Please try again.";
+
+std::string unreadable(std::string_view reason) {
+    return "Vostel sent an answer that could not be read: " + std::string{reason} + ".";
+}
+
+std::string errorFrame(std::string_view error) {
+    return framed(R"({"kind":"response","payload":{"requestID":"","error":)" + std::string{error} + "}}");
+}
+
+} // namespace
+
+TEST(Frame, PiecesOfAnySizeMakeTheSameLines) {
+    Stage stage;
+    for (const std::size_t size : {1U, 2U, 3U, 4U, 5U, 7U, 64U, 100'000U}) {
+        SCOPED_TRACE(size);
+        stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":"t"})"));
+        ReceivedCall call = stage.application.nextCall();
+        const std::string bytes =
+            framed(call.progress("0.25")) + framed(call.progress("0.5")) + framed(call.response(R"({"text":"é"})"));
+        for (std::size_t start = 0; start < bytes.size(); start += size)
+            call.connection.write(bytes.substr(start, size));
+        for (const char* fraction : {"0.25", "0.5"}) {
+            EXPECT_EQ(stage.server.line(),
+                      R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":)" +
+                          std::string{fraction} + R"(,"progressToken":"t","total":1}})");
+        }
+        EXPECT_EQ(stage.server.line(), resultLine("1", R"({"text":"é"})"));
+    }
+}
+
+TEST(Frame, TheFirstResponseEndsTheCallWhateverItsIdAndWhateverFollows) {
+    Stage stage;
+    stage.server.send(toolsCall("1"));
+    ReceivedCall call = stage.application.nextCall();
+    call.connection.write(framed(R"({"kind":"response","payload":{"requestID":"somebody else","result":null}})") +
+                          framed(call.response("2")) + "garbage");
+    EXPECT_EQ(stage.server.line(), resultLine("1", "null"));
+    call.connection.expectClosedByServer();
+}
+
+TEST(Frame, WhatIsNoAnswerFailsTheCallWithASentence) {
+    struct Row {
+        const char* when;
+        std::string bytes;
+        std::string message;
+    };
+    const Row rows[] = {
+        {"nothing", "", closedEarly},
+        {"half a header", std::string(2, '\0'), closedEarly},
+        {"half a frame", framed(R"({"kind":"response"})").substr(0, 10), closedEarly},
+        {"progress, then nothing", framed(R"({"kind":"progress","payload":{"requestID":"","fraction":1}})"),
+         closedEarly},
+        {"an empty frame", framed(""), unreadable("it is not valid JSON at byte 0")},
+        {"words", framed("hello"), unreadable("it is not valid JSON at byte 0")},
+        {"bytes that are no UTF-8", framed("\"\xff\""), unreadable("it is not valid JSON at byte 1")},
+        {"no object", framed("[]"), unreadable("it is not an object")},
+        {"no kind", framed(R"({"payload":{}})"), unreadable("the key 'kind' is missing")},
+        {"no payload", framed(R"({"kind":"response"})"), unreadable("the key 'payload' is missing")},
+        {"no result and no error", framed(R"({"kind":"response","payload":{"requestID":""}})"),
+         unreadable("Ответ провода обязан нести либо result, либо error, но не оба и не ни одного")},
+        {"a result and an error",
+         framed(R"({"kind":"response","payload":{"requestID":"","result":null,"error":null}})"),
+         unreadable("Ответ провода обязан нести либо result, либо error, но не оба и не ни одного")},
+        {"a length one beyond the limit", std::string{"\x04\0\0\x01", 4},
+         "Vostel MCP frame of 67108865 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"the longest length", "\xff\xff\xff\xff",
+         "Vostel MCP frame of 4294967295 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"text where a frame should be", "HTTP/1.1 400 Bad Request\r\n\r\n",
+         "Vostel MCP frame of 1213486160 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"the refusal of an oversized frame",
+         errorFrame(R"({"kind":"frameTooLarge","declared":70000000,"limit":67108864})"),
+         "Vostel MCP frame of 70000000 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"the refusal of the version", errorFrame(R"({"kind":"versionMismatch","helper":4,"app":5})"),
+         "Vostel MCP wire protocol mismatch (helper v4, app v5). Restart the Vostel MCP server — quit and relaunch "
+         "your "
+         "AI client so it spawns vostel-mcp again."},
+    };
+    Stage stage;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        stage.server.send(toolsCall("1"));
+        ReceivedCall call = stage.application.nextCall();
+        call.connection.write(row.bytes);
+        call.connection.close();
+        EXPECT_EQ(stage.server.line(), internalErrorLine("1", row.message));
+    }
+    stage.expectServing();
+}
+
+TEST(Frame, AnUnknownKindIsNoAnswer) {
+    Stage stage;
+    for (const char* kind : {R"("request")", R"("Response")", "1", "null"}) {
+        SCOPED_TRACE(kind);
+        stage.server.send(toolsCall("1"));
+        ReceivedCall call = stage.application.nextCall();
+        call.connection.write(framed(std::string{R"({"kind":)"} + kind + R"(,"payload":{"requestID":"","result":1}})"));
+        const std::string line = stage.server.line();
+        EXPECT_TRUE(
+            line.starts_with(R"({"error":{"code":-32603,"message":"Vostel sent an answer that could not be read: )"))
+            << line;
+        EXPECT_TRUE(line.ends_with(R"(."},"id":1,"jsonrpc":"2.0"})")) << line;
+    }
+}
+
+TEST(Frame, AnOversizedHeaderIsRefusedWithoutWaitingForItsBytes) {
+    Stage stage;
+    stage.server.send(toolsCall("1"));
+    ReceivedCall call = stage.application.nextCall();
+    call.connection.write({"\x04\0\0\x01", 4});
+    EXPECT_EQ(
+        stage.server.line(),
+        internalErrorLine("1", "Vostel MCP frame of 67108865 bytes exceeds the 67108864-byte limit and was rejected."));
+    call.connection.expectClosedByServer();
+}
+
+TEST(Frame, TheLongestFrameIsAccepted) {
+    Stage stage;
+    stage.server.send(toolsCall("1"));
+    ReceivedCall call = stage.application.nextCall();
+    const std::string head = R"({"kind":"response","payload":{"requestID":"","result":")";
+    const std::string tail = R"("}})";
+    const std::string text(67'108'864 - head.size() - tail.size(), 'x');
+    call.connection.write(framed(head + text + tail));
+    EXPECT_TRUE(stage.server.line() == resultLine("1", '"' + text + '"'));
+}
+
+} // namespace vostel_tests

@@ -1,0 +1,225 @@
+#include "tests/e2e/ServerProcess.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace vostel_tests {
+
+using vostel_mcp::FileDescriptor;
+
+namespace {
+
+struct Stream {
+    FileDescriptor ours;
+    FileDescriptor theirs;
+};
+
+enum class Flow { toServer, fromServer };
+
+Stream makeStream(Flow flow, bool nonBlockingSocket) {
+    int ends[2] = {-1, -1};
+    if (nonBlockingSocket) {
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+    } else {
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    }
+    Stream stream{FileDescriptor{ends[flow == Flow::toServer ? 1 : 0]},
+                  FileDescriptor{ends[flow == Flow::toServer ? 0 : 1]}};
+    fcntl(stream.ours.number(), F_SETFL, fcntl(stream.ours.number(), F_GETFL) | O_NONBLOCK);
+    return stream;
+}
+
+std::vector<std::string> environmentFor(const ServerProcess::Setting& setting) {
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        if (!std::string_view{*variable}.starts_with("HOME=")) variables.emplace_back(*variable);
+    }
+    if (setting.home) variables.push_back("HOME=" + *setting.home);
+    variables.insert(variables.end(), setting.environment.begin(), setting.environment.end());
+    return variables;
+}
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (std::string& text : texts) result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+pid_t spawn(const ServerProcess::Setting& setting, const std::array<int, 3>& streams) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (int number = 0; number < 3; ++number) {
+        posix_spawn_file_actions_adddup2(&actions, streams[static_cast<std::size_t>(number)], number);
+    }
+    posix_spawn_file_actions_addchdir_np(&actions, setting.workingFolder.c_str());
+    // The tests ignore the broken-pipe signal; the server starts with its default action.
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+
+    std::vector<std::string> arguments = setting.arguments;
+    arguments.insert(arguments.begin(), setting.executable);
+    std::vector<std::string> environment = environmentFor(setting);
+    pid_t processID = -1;
+    const int failure = posix_spawn(&processID, setting.executable.c_str(), &actions, &attributes,
+                                    pointers(arguments).data(), pointers(environment).data());
+    EXPECT_EQ(failure, 0) << setting.executable << ": " << std::strerror(failure);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return failure == 0 ? processID : -1;
+}
+
+/// Appends what is there to be read; false at the end of the stream.
+bool readAvailable(int descriptor, std::string& text) {
+    char bytes[65'536];
+    const ssize_t count = read(descriptor, bytes, sizeof bytes);
+    if (count > 0) text.append(bytes, static_cast<std::size_t>(count));
+    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
+} // namespace
+
+ServerProcess::ServerProcess(const Setting& setting) {
+    std::signal(SIGPIPE, SIG_IGN);
+    Stream input = makeStream(Flow::toServer, setting.streamsAreNonBlockingSockets);
+    Stream output = makeStream(Flow::fromServer, setting.streamsAreNonBlockingSockets);
+    Stream error = makeStream(Flow::fromServer, false);
+    processID_ = spawn(setting, {input.theirs.number(), output.theirs.number(), error.theirs.number()});
+    input_ = std::move(input.ours);
+    output_ = std::move(output.ours);
+    error_ = std::move(error.ours);
+}
+
+ServerProcess::~ServerProcess() {
+    if (processID_ < 0 || ending_) return;
+    closeInput();
+    EXPECT_EQ(waitForEnd(), (Ending{.exitStatus = 0}));
+    EXPECT_EQ(errorText_, "vostel-mcp wire protocol v4\n");
+    EXPECT_EQ(pendingOutput_, "") << "lines that the test did not expect";
+}
+
+void ServerProcess::write(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(input_.number(), bytes.data(), bytes.size());
+        if (count > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EAGAIN && errno != EINTR) {
+            return fail("the server's standard input is closed");
+        } else if (!waitUntilReady(input_.number(), POLLOUT, patience_)) {
+            return fail("the server does not read its standard input");
+        }
+    }
+}
+
+void ServerProcess::send(std::string_view line) {
+    std::string bytes{line};
+    bytes += '\n';
+    write(bytes);
+}
+
+std::string ServerProcess::line() {
+    for (;;) {
+        const auto end = pendingOutput_.find('\n', searchedOutput_);
+        if (end != std::string::npos) {
+            std::string line = pendingOutput_.substr(0, end);
+            pendingOutput_.erase(0, end + 1);
+            searchedOutput_ = 0;
+            return line;
+        }
+        searchedOutput_ = pendingOutput_.size();
+        if (!readOutput(patience_)) {
+            fail("the server writes no line");
+            return {};
+        }
+    }
+}
+
+void ServerProcess::expectOutputToBegin() {
+    if (pendingOutput_.empty() && !waitUntilReady(output_.number(), POLLIN, patience_)) {
+        fail("the server writes nothing");
+    }
+}
+
+void ServerProcess::expectSilence() {
+    const bool spoke = !pendingOutput_.empty() || readOutput(silence);
+    EXPECT_FALSE(spoke) << pendingOutput_;
+}
+
+Ending ServerProcess::waitForEnd() {
+    if (ending_) return *ending_;
+    // Standard error is open exactly as long as the process lives.
+    const auto deadline = std::chrono::steady_clock::now() + patience_;
+    bool outputIsOpen = output_.number() >= 0;
+    for (bool errorIsOpen = true; errorIsOpen;) {
+        std::array<pollfd, 2> streams{
+            {{error_.number(), POLLIN, 0}, {outputIsOpen ? output_.number() : -1, POLLIN, 0}}};
+        const auto rest = deadline - std::chrono::steady_clock::now();
+        const auto limit = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
+        const int ready = poll(streams.data(), streams.size(), /*timeout=*/limit > 0 ? static_cast<int>(limit) : 0);
+        if (ready == 0) {
+            fail("the server does not end");
+            kill(processID_, SIGKILL);
+            break;
+        }
+        if (streams[0].revents != 0) errorIsOpen = readAvailable(error_.number(), errorText_);
+        if (streams[1].revents != 0) outputIsOpen = readAvailable(output_.number(), pendingOutput_);
+    }
+    while (outputIsOpen && waitUntilReady(output_.number(), POLLIN, std::chrono::milliseconds{0})) {
+        outputIsOpen = readAvailable(output_.number(), pendingOutput_);
+    }
+    int status = 0;
+    waitpid(processID_, &status, 0);
+    ending_ = WIFSIGNALED(status) ? Ending{.signal = WTERMSIG(status)} : Ending{.exitStatus = WEXITSTATUS(status)};
+    return *ending_;
+}
+
+std::size_t ServerProcess::descriptorCount() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator{information("fd")}, {}));
+}
+
+std::size_t ServerProcess::threadCount() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator{information("task")}, {}));
+}
+
+std::size_t ServerProcess::residentKiB() const {
+    std::ifstream status{information("status")};
+    for (std::string word; status >> word;) {
+        std::size_t kibibytes = 0;
+        if (word == "VmRSS:" && status >> kibibytes) return kibibytes;
+    }
+    ADD_FAILURE() << "the system does not tell the memory of process " << processID_;
+    return 0;
+}
+
+void ServerProcess::fail(std::string_view what) {
+    ADD_FAILURE() << what;
+    patience_ = {};
+}
+
+bool ServerProcess::readOutput(std::chrono::milliseconds limit) {
+    return waitUntilReady(output_.number(), POLLIN, limit) && readAvailable(output_.number(), pendingOutput_);
+}
+
+std::filesystem::path ServerProcess::information(std::string_view name) const {
+    return std::filesystem::path{"/proc"} / std::to_string(processID_) / name;
+}
+
+} // namespace vostel_tests

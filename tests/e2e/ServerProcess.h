@@ -1,0 +1,90 @@
+// The real server as an AI client has it: a child process behind three streams.
+#pragma once
+
+#include "server/FileDescriptor.h"
+#include "tests/e2e/Patience.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace vostel_tests {
+
+/// How a process ended; a signal of 0 means by itself.
+struct Ending {
+    int exitStatus = 0;
+    int signal = 0;
+
+    bool operator==(const Ending&) const = default;
+};
+
+/// Whatever takes longer than patience fails the test, and from then on nothing is waited for.
+///
+/// The destructor closes standard input and expects what every conversation must end with: exit status 0, no line that
+/// the test did not read, and nothing on standard error beyond the start-up line (a sanitizer would speak there).
+class ServerProcess final {
+public:
+    struct Setting {
+        /// Left unset in the server's environment when absent.
+        std::optional<std::string> home;
+        std::filesystem::path executable = VOSTEL_MCP;
+        std::vector<std::string> arguments = {};
+        /// More variables, each NAME=value.
+        std::vector<std::string> environment = {};
+        std::filesystem::path workingFolder = "/";
+        /// Standard input and output are non-blocking sockets, as some clients have them, instead of pipes.
+        bool streamsAreNonBlockingSockets = false;
+    };
+
+    explicit ServerProcess(const Setting& setting);
+    ~ServerProcess();
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    /// Writes bytes to standard input as they are.
+    void write(std::string_view bytes);
+    /// Writes a line and its line feed.
+    void send(std::string_view line);
+    void closeInput() { input_ = {}; }
+    void closeOutput() { output_ = {}; }
+
+    /// The next line of standard output without its line feed; empty when none comes.
+    [[nodiscard]] std::string line();
+    /// Waits until something of a next line is there to be read.
+    void expectOutputToBegin();
+    /// Fails the test when a line comes while we look.
+    void expectSilence();
+
+    /// Waits for the end of the process, which somebody else brings about.
+    Ending waitForEnd();
+    /// What was written to standard error; complete once the process has ended.
+    [[nodiscard]] const std::string& errorText() const { return errorText_; }
+    /// What was written to standard output and not read as a line; complete once the process has ended.
+    [[nodiscard]] const std::string& unreadOutput() const { return pendingOutput_; }
+
+    [[nodiscard]] pid_t processID() const { return processID_; }
+    [[nodiscard]] std::size_t descriptorCount() const;
+    [[nodiscard]] std::size_t threadCount() const;
+    [[nodiscard]] std::size_t residentKiB() const;
+
+private:
+    void fail(std::string_view what);
+    [[nodiscard]] bool readOutput(std::chrono::milliseconds limit);
+    [[nodiscard]] std::filesystem::path information(std::string_view name) const;
+
+    vostel_mcp::FileDescriptor input_;
+    vostel_mcp::FileDescriptor output_;
+    vostel_mcp::FileDescriptor error_;
+    pid_t processID_ = -1;
+    std::string pendingOutput_;
+    std::size_t searchedOutput_ = 0;
+    std::string errorText_;
+    std::optional<Ending> ending_;
+    std::chrono::milliseconds patience_ = patience;
+};
+
+} // namespace vostel_tests

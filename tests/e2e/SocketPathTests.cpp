@@ -1,0 +1,90 @@
+// Where the server looks for the application.
+
+#include "tests/e2e/Stage.h"
+
+namespace vostel_tests {
+
+using nlohmann::json;
+
+namespace {
+
+/// A home folder below `base` whose socket's path has this many bytes.
+std::filesystem::path homeWithSocketPathOf(std::size_t bytes, const std::filesystem::path& base) {
+    const std::size_t rest = bytes - socketPath(base / "x").native().size() + 1;
+    return base / std::string(rest, 'h');
+}
+
+std::string tooLong(const std::filesystem::path& home) {
+    const std::string path = socketPath(home);
+    return "Vostel MCP socket path '" + path + "' is " + std::to_string(path.size()) +
+           " bytes, over the 103-byte sun_path limit. Shorten your macOS username or home directory path.";
+}
+
+/// Makes the server see a password database whose only home folder is `home`.
+std::vector<std::string> passwordDatabase(const std::filesystem::path& home) {
+    return {"LD_PRELOAD=" FAKE_PASSWORD_DATABASE, "FAKE_HOME=" + home.native(),
+            // The sanitizer wants to be loaded first; here it need not be.
+            "ASAN_OPTIONS=verify_asan_link_order=0"};
+}
+
+} // namespace
+
+TEST(SocketPath, OneOf103BytesIsReached) {
+    TemporaryFolder folder;
+    const auto home = homeWithSocketPathOf(103, folder.path());
+    ASSERT_EQ(socketPath(home).native().size(), 103U);
+    FakeApplication application{home};
+    ServerProcess server{{.home = home}};
+    server.send(toolsCall("1"));
+    application.nextCall().answer("{}");
+    EXPECT_EQ(server.line(), resultLine("1", "{}"));
+}
+
+TEST(SocketPath, ALongerOneFailsEveryCallAndNothingElse) {
+    TemporaryFolder folder;
+    const std::filesystem::path homes[] = {homeWithSocketPathOf(104, folder.path()), "/" + std::string(199, 'x'),
+                                           // 25 characters, 50 bytes.
+                                           "/home/ééééééééééééééééééééééééééé"};
+    for (const auto& home : homes) {
+        SCOPED_TRACE(home);
+        ServerProcess server{{.home = home}};
+        server.send(R"({"jsonrpc":"2.0","id":1,"method":"initialize"})");
+        EXPECT_TRUE(json::parse(server.line()).contains("result"));
+        for (const char* id : {"2", "3"}) {
+            server.send(toolsCall(id));
+            EXPECT_EQ(server.line(), internalErrorLine(id, tooLong(home)));
+        }
+        server.send(cancelled("2"));
+        server.send(R"({"jsonrpc":"2.0","id":4,"method":"tools/list"})");
+        EXPECT_EQ(json::parse(server.line()).at("result").at("tools").size(), 12U);
+    }
+}
+
+TEST(SocketPath, WithoutAnAbsoluteHOMEThePasswordDatabaseDecides) {
+    struct Row {
+        const char* when;
+        std::optional<std::string> home;
+    };
+    const Row rows[] = {{"unset", std::nullopt}, {"empty", ""}, {"relative", "elsewhere"}, {"with a tilde", "~"}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        TemporaryFolder home;
+        FakeApplication application{home.path()};
+        ServerProcess server{{.home = row.home, .environment = passwordDatabase(home.path())}};
+        server.send(toolsCall("1"));
+        application.nextCall().answer("{}");
+        EXPECT_EQ(server.line(), resultLine("1", "{}"));
+    }
+}
+
+TEST(SocketPath, AnAbsoluteHOMEWinsOverThePasswordDatabase) {
+    TemporaryFolder home;
+    TemporaryFolder other;
+    FakeApplication application{home.path()};
+    ServerProcess server{{.home = home.path(), .environment = passwordDatabase(other.path())}};
+    server.send(toolsCall("1"));
+    application.nextCall().answer("{}");
+    EXPECT_EQ(server.line(), resultLine("1", "{}"));
+}
+
+} // namespace vostel_tests

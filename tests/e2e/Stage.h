@@ -1,0 +1,25 @@
+// What most tests begin with: a server and the application that it finds running.
+#pragma once
+
+#include "tests/e2e/FakeApplication.h"
+#include "tests/e2e/Messages.h"
+#include "tests/e2e/ServerProcess.h"
+#include "tests/e2e/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_tests {
+
+struct Stage {
+    TemporaryFolder home;
+    FakeApplication application{home.path()};
+    ServerProcess server{{.home = home.path()}};
+
+    /// The server answers, and nothing else stands before its answer.
+    void expectServing() {
+        server.send(ping(R"("still there?")"));
+        EXPECT_EQ(server.line(), pingReply(R"("still there?")"));
+    }
+};
+
+} // namespace vostel_tests
