@@ -1,4 +1,5 @@
 // Never compiled: what script/check-co-await lets pass, however much it looks like something else.
+// clang-format off: the samples include expressions over several lines.
 Task<void> accepted() {
     co_await plain();
     co_await std::move(named);

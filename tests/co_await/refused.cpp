@@ -1,4 +1,5 @@
 // Never compiled: what script/check-co-await refuses. Each line that it must name says so.
+// clang-format off: the samples include expressions over several lines.
 Task<void> refused() {
     co_await Value{1};                        // refused
     co_await call({1, 2});                    // refused
