@@ -15,7 +15,11 @@ namespace {
 /// of the text costs memory in proportion and no machine stack.
 class Reader final {
 public:
-    explicit Reader(std::string_view text) : start_{text.data()}, at_{start_}, end_{start_ + text.size()} {}
+    explicit Reader(std::string_view text) : start_{text.data()}, at_{start_}, end_{start_ + text.size()} {
+        // Room for a message of the usual size, so that reading one allocates little beside its values.
+        values_.reserve(32);
+        containers_.reserve(8);
+    }
 
     std::expected<MCPValue, DecodingError> read() {
         if (readValues()) skipSpace();
@@ -127,10 +131,11 @@ private:
 
     /// Takes the bytes that stand for themselves.
     bool readPlain(std::string_view& plain) {
-        plain = rest().substr(0, plainPrefix(rest()));
-        if (!isValidUTF8(plain)) return fail();
-        at_ += plain.size();
-        return true;
+        const PlainRun run = plainRun(rest());
+        plain = rest().substr(0, run.length);
+        const std::size_t valid = run.isASCII ? plain.size() : validUTF8Prefix(plain);
+        at_ += valid;
+        return valid == plain.size() || fail();
     }
 
     /// Reads an escape whose backslash has been taken.

@@ -41,15 +41,17 @@ bool isWhiteSpace(utf8proc_int32_t codePoint) {
 
 } // namespace
 
-bool isValidUTF8(std::string_view bytes) {
-    for (;;) {
-        bytes.remove_prefix(asciiPrefix(bytes));
-        if (bytes.empty()) return true;
-        const auto [codePoint, length] = firstCodePoint(bytes);
-        if (codePoint < 0) return false;
-        bytes.remove_prefix(length);
+std::size_t validUTF8Prefix(std::string_view bytes) {
+    for (std::string_view rest = bytes;;) {
+        rest.remove_prefix(asciiPrefix(rest));
+        if (rest.empty()) return bytes.size();
+        const auto [codePoint, length] = firstCodePoint(rest);
+        if (codePoint < 0) return bytes.size() - rest.size();
+        rest.remove_prefix(length);
     }
 }
+
+bool isValidUTF8(std::string_view bytes) { return validUTF8Prefix(bytes) == bytes.size(); }
 
 std::string repairedUTF8(std::string_view bytes) {
     std::string repaired;
@@ -96,11 +98,12 @@ char32_t takeFolded(std::string_view& text) {
     if (codePoint < 0) return first;
 
     // utf8proc offers the full folding; where that is one code point it is also the simple one. The few characters
-    // that fold to several (U+1E9E to "ss") have their simple folding in the lower-case mapping.
+    // that fold to several (U+1E9E to "ss") have their simple folding in the lower-case mapping; U+0130 has none.
     utf8proc_int32_t folded[4];
     int boundClass = UTF8PROC_BOUNDCLASS_START;
     const auto count = utf8proc_decompose_char(codePoint, folded, 4, UTF8PROC_CASEFOLD, &boundClass);
-    return static_cast<char32_t>(count == 1 ? folded[0] : utf8proc_tolower(codePoint));
+    if (count == 1) return static_cast<char32_t>(folded[0]);
+    return static_cast<char32_t>(codePoint == 0x130 ? codePoint : utf8proc_tolower(codePoint));
 }
 
 } // namespace VostelMCPKit

@@ -8,6 +8,8 @@ namespace VostelMCPKit {
 
 /// Whether every byte belongs to a well-formed UTF-8 sequence (RFC 3629: no surrogates, nothing overlong).
 [[nodiscard]] bool isValidUTF8(std::string_view bytes);
+/// How many of the bytes, from the first on, are well-formed; the offset of the first byte that is not.
+[[nodiscard]] std::size_t validUTF8Prefix(std::string_view bytes);
 
 /// `bytes` with U+FFFD in place of every byte that belongs to no well-formed sequence.
 [[nodiscard]] std::string repairedUTF8(std::string_view bytes);
