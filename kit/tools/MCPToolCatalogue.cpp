@@ -176,9 +176,8 @@ MCPTool transcriptsList() {
                  {"preview", text("Opening characters of the text. Present in list results; call again with id for the "
                                   "whole thing.")},
                  {"text", text("The full text. Present only when id was passed.")},
-                 {"segments",
-                  MCPSchema::array(object({{"text", text()}, {"startTime", segmentStart()}, {"endTime", segmentEnd()}}),
-                                   "Segments with timestamps. Present only when id was passed.")},
+                 {"segments", MCPSchema::array(object({{"startTime", segmentStart()}, {"endTime", segmentEnd()}}),
+                                               "Segments with timestamps. Present only when id was passed.")},
              }))},
             {"returnedCount", returnedCount()},
             {"totalCount", totalCount()},
