@@ -1,0 +1,147 @@
+#include "kit/jsonrpc/JSONWriter.h"
+#include "kit/jsonrpc/MCPLine.h"
+#include "kit/jsonrpc/MCPMessages.h"
+#include "tests/support/JSON.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+
+namespace VostelMCPKit {
+namespace {
+
+using vostel_tests::json;
+using vostel_tests::written;
+
+TEST(JSONWriter, WritesEachKindOfValueCompactly) {
+    struct Row {
+        const char* when;
+        MCPValue value;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"null", nullptr, "null"},
+        {"true", true, "true"},
+        {"false", false, "false"},
+        {"an integer", -7, "-7"},
+        {"an integral double", 2.0, "2"},
+        {"a double", 0.25, "0.25"},
+        {"an empty string", "", "\"\""},
+        {"an empty array", MCPValue::array({}), "[]"},
+        {"an empty object", MCPValue::object({}), "{}"},
+        {"a slash, and members in order", MCPValue::object({{"b", 1}, {"a", "x/y"}}), R"({"a":"x/y","b":1})"},
+        {"an array of every kind",
+         MCPValue::array({nullptr, true, 1, 1.5, "s", MCPValue::array({}), MCPValue::object({})}),
+         R"([null,true,1,1.5,"s",[],{}])"},
+        {"members in order at every level",
+         MCPValue::object({{"z", MCPValue::array({MCPValue::object({{"b", 1}, {"a", 2}})})},
+                           {"y", MCPValue::object({{"d", nullptr}, {"c", false}})}}),
+         R"({"y":{"c":false,"d":null},"z":[{"a":2,"b":1}]})"},
+        {"containers that close one behind the other",
+         MCPValue::array({MCPValue::array({MCPValue::object({{"a", MCPValue::array({})}})}), 1}), R"([[{"a":[]}],1])"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(written(row.value), row.expected);
+    }
+}
+
+TEST(JSONWriter, EscapesQuotationMarkBackslashAndControlsAndNothingElse) {
+    const std::string_view controls[32] = {
+        R"(\u0000)", R"(\u0001)", R"(\u0002)", R"(\u0003)", R"(\u0004)", R"(\u0005)", R"(\u0006)", R"(\u0007)",
+        R"(\b)",     R"(\t)",     R"(\n)",     R"(\u000b)", R"(\f)",     R"(\r)",     R"(\u000e)", R"(\u000f)",
+        R"(\u0010)", R"(\u0011)", R"(\u0012)", R"(\u0013)", R"(\u0014)", R"(\u0015)", R"(\u0016)", R"(\u0017)",
+        R"(\u0018)", R"(\u0019)", R"(\u001a)", R"(\u001b)", R"(\u001c)", R"(\u001d)", R"(\u001e)", R"(\u001f)"};
+    // Every byte at every place of an eight-byte step and behind it.
+    for (unsigned byte = 0; byte < 0x80; ++byte) {
+        std::string expected{static_cast<char>(byte)};
+        if (byte < 0x20) expected = controls[byte];
+        if (byte == '"') expected = R"(\")";
+        if (byte == '\\') expected = R"(\\)";
+        for (std::size_t before = 0; before <= 9; ++before) {
+            const std::string around(before, 'a');
+            EXPECT_EQ(written(MCPValue{around + static_cast<char>(byte) + around}),
+                      "\"" + around + expected + around + "\"")
+                << byte;
+        }
+    }
+}
+
+TEST(JSONWriter, WritesEverythingBeyondASCIIAsItIs) {
+    struct Row {
+        const char* when;
+        std::string text;
+    };
+    const Row rows[] = {
+        {"two bytes", "é"},
+        {"three bytes", "€"},
+        {"four bytes", "😀"},
+        {"DEL", "\x7F"},
+        {"the next-line control", "\xC2\x85"},
+        {"the line separators", "\xE2\x80\xA8\xE2\x80\xA9"},
+        {"a byte order mark", "\xEF\xBB\xBF"},
+        {"no character", "\xEF\xBF\xBF"},
+        {"a dash and quotation marks of print", "“a — b”"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(written(MCPValue{row.text}), "\"" + row.text + "\"");
+        EXPECT_EQ(written(MCPValue::object({{row.text, row.text}})), "{\"" + row.text + "\":\"" + row.text + "\"}");
+    }
+}
+
+TEST(JSONWriter, EscapesKeysLikeValues) {
+    EXPECT_EQ(written(MCPValue::object({{"a\"\\\n\x01/", 1}})), R"({"a\"\\\n\u0001/":1})");
+}
+
+TEST(JSONWriter, NeverWritesARawLineBreak) {
+    std::string all;
+    for (int byte = 0; byte < 0x80; ++byte) all += static_cast<char>(byte);
+    const std::string text = written(MCPValue::array({all, MCPValue::object({{all, all}})}));
+    EXPECT_EQ(text.find_first_of("\n\r"), text.npos);
+    EXPECT_EQ(json(text), MCPValue::array({all, MCPValue::object({{all, all}})}));
+}
+
+TEST(JSONWriter, RefusesANumberThatIsNotFiniteAndWritesNothing) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+    struct Row {
+        const char* when;
+        MCPValue value;
+    };
+    const Row rows[] = {
+        {"not a number", notANumber},
+        {"infinite", infinity},
+        {"negative and infinite", -infinity},
+        {"behind other elements", MCPValue::array({1, "two", notANumber})},
+        {"deep inside", MCPValue::object({{"a", MCPValue::array({MCPValue::object({{"b", infinity}})})}, {"z", 1}})},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        Bytes out{"before"};
+        EXPECT_EQ(writeJSON(row.value, out), (std::expected<void, EncodingError>{std::unexpected(EncodingError{})}));
+        EXPECT_EQ(out.text(), "before");
+    }
+}
+
+TEST(JSONWriter, AppendsToWhatIsThere) {
+    Bytes out{"a"};
+    EXPECT_TRUE(writeJSON(MCPValue::array({1}), out));
+    EXPECT_TRUE(writeJSON("b", out));
+    EXPECT_EQ(out.text(), "a[1]\"b\"");
+}
+
+TEST(MCPLine, IsTheTextOfTheMessageAndALineFeed) {
+    Bytes out{"first\n"};
+    EXPECT_TRUE(appendLine(MCPResponse::result(1, "a\nb"), out));
+    EXPECT_EQ(out.text(), "first\n{\"id\":1,\"jsonrpc\":\"2.0\",\"result\":\"a\\nb\"}\n");
+}
+
+TEST(MCPLine, AMessageThatCannotBeWrittenLeavesNothing) {
+    Bytes out{"first\n"};
+    EXPECT_FALSE(appendLine(MCPResponse::result(1, std::numeric_limits<double>::quiet_NaN()), out));
+    EXPECT_EQ(out.text(), "first\n");
+}
+
+} // namespace
+} // namespace VostelMCPKit

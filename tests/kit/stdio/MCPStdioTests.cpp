@@ -1,0 +1,209 @@
+#include "kit/stdio/MCPLineBuffer.h"
+#include "kit/stdio/MCPStdoutWriter.h"
+#include "tests/support/ManualExecutor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace VostelMCPKit {
+namespace {
+
+using vostel_tests::ManualExecutor;
+using Lines = std::vector<std::string>;
+
+TEST(MCPLineBuffer, ReturnsTheLinesThatEachChunkCompletes) {
+    struct Row {
+        const char* when;
+        std::vector<std::string_view> chunks;
+        std::vector<Lines> expected;
+    };
+    const Row rows[] = {
+        {"a line in three chunks", {"ab", "c\nd", "\n"}, {{}, {"abc"}, {"d"}}},
+        {"two line feeds", {"\n\n"}, {{"", ""}}},
+        {"a carriage return is kept", {"x\r\n"}, {{"x\r"}}},
+        {"a lone carriage return ends no line", {"x\ry", "\n"}, {{}, {"x\ry"}}},
+        {"an empty chunk changes nothing", {"ab", "", "\n"}, {{}, {}, {"ab"}}},
+        {"an empty chunk at the start", {""}, {{}}},
+        {"several lines and the start of another", {"a\nb\nc\nd"}, {{"a", "b", "c"}}},
+        {"a line feed alone behind a pending line", {"a", "\n", "\n"}, {{}, {"a"}, {""}}},
+        {"a character cut between two chunks", {"\xC3", "\xA9\n"}, {{}, {"é"}}},
+        {"ill-formed bytes drop their line alone", {"a\n\xFF\nb\n"}, {{"a", "b"}}},
+        {"an overlong line feed is no line feed", {"a\xC0\x8A\nb\n"}, {{"b"}}},
+        {"ill-formed bytes that came in an earlier chunk", {"a\xE2\x82", "z\nb\n"}, {{}, {"b"}}},
+        {"a character cut by the line feed", {"\xE2\x82\n\xAC\nb\n"}, {{"b"}}},
+        {"other line separators are characters",
+         {"a\xE2\x80\xA8"
+          "b\vc\fd\xC2\x85\n"},
+         {{"a\xE2\x80\xA8"
+           "b\vc\fd\xC2\x85"}}},
+        {"NUL is a character", {std::string_view{"a\0b\n", 4}}, {{std::string{"a\0b", 3}}}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        MCPLineBuffer buffer;
+        std::vector<Lines> lines;
+        for (const auto chunk : row.chunks) lines.push_back(buffer.append(chunk));
+        EXPECT_EQ(lines, row.expected);
+    }
+}
+
+TEST(MCPLineBuffer, CutsTheSameLinesWhateverTheChunks) {
+    const std::string text = "{\"a\":1}\n\n\xFFx\nпривет\r\n" + std::string(300, 'z') + "\nrest";
+    const Lines expected{"{\"a\":1}", "", "привет\r", std::string(300, 'z')};
+    for (std::size_t length = 1; length <= text.size(); ++length) {
+        MCPLineBuffer buffer;
+        Lines lines;
+        for (std::size_t offset = 0; offset < text.size(); offset += length) {
+            for (std::string& line : buffer.append(std::string_view{text}.substr(offset, length))) {
+                lines.push_back(std::move(line));
+            }
+        }
+        EXPECT_EQ(lines, expected) << length;
+    }
+}
+
+TEST(MCPLineBuffer, KeepsALineOfManyMebibytesUntilItsLineFeedArrives) {
+    MCPLineBuffer buffer;
+    const std::string chunk(65'536, 'a');
+    for (int count = 0; count < 512; ++count) ASSERT_TRUE(buffer.append(chunk).empty());
+    const Lines lines = buffer.append("\n");
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].size(), 512 * chunk.size());
+}
+
+TEST(MCPLineBuffer, CopiesArePlainValues) {
+    MCPLineBuffer buffer;
+    EXPECT_TRUE(buffer.append("a").empty());
+    MCPLineBuffer copy = buffer;
+    EXPECT_EQ(copy.append("b\n"), Lines{"ab"});
+    EXPECT_EQ(buffer.append("c\n"), Lines{"ac"});
+}
+
+/// A write operation that takes `step` bytes at a time and then plays the given failures. Objects to being entered
+/// twice.
+struct FakeOutput {
+    using Answer = std::expected<std::int64_t, PosixError>;
+
+    std::string written;
+    std::vector<std::size_t> offered;
+    std::size_t step = 1'000'000;
+    /// Answers with this instead of writing, once so many bytes are out.
+    std::optional<std::pair<std::size_t, Answer>> failure;
+    bool busy = false;
+
+    MCPStdoutWriter::AttemptWrite attemptWrite() {
+        return [this](std::span<const std::byte> bytes) -> Answer {
+            EXPECT_FALSE(std::exchange(busy, true));
+            EXPECT_FALSE(bytes.empty());
+            offered.push_back(bytes.size());
+            busy = false;
+            if (failure && written.size() >= failure->first) return failure->second;
+            const std::size_t count = std::min(step, bytes.size());
+            written.append(reinterpret_cast<const char*>(bytes.data()), count);
+            return static_cast<std::int64_t>(count);
+        };
+    }
+};
+
+using Sent = std::expected<void, MCPWriteError>;
+
+TEST(MCPStdoutWriter, OffersTheRestUntilEveryByteIsOut) {
+    struct Row {
+        const char* when;
+        std::string data;
+        std::size_t step;
+        std::vector<std::size_t> offered;
+    };
+    const Row rows[] = {
+        {"all at once", "0123456789", 10, {10}},
+        {"three at a time", "0123456789", 3, {10, 7, 4, 1}},
+        {"one at a time", "abc", 1, {3, 2, 1}},
+        {"nothing, without asking", "", 1, {}},
+        {"a NUL inside", std::string{"a\0b", 3}, 2, {3, 1}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        ManualExecutor executor;
+        FakeOutput output;
+        output.step = row.step;
+        MCPStdoutWriter writer{executor, output.attemptWrite()};
+        const auto sent = executor.run(writer.send(Bytes{row.data}));
+        ASSERT_TRUE(sent);
+        EXPECT_EQ(*sent, Sent{});
+        EXPECT_EQ(output.written, row.data);
+        EXPECT_EQ(output.offered, row.offered);
+    }
+}
+
+TEST(MCPStdoutWriter, EndsAtTheFirstFailureAndLeavesWhatIsWritten) {
+    struct Row {
+        const char* when;
+        FakeOutput::Answer answer;
+        MCPWriteError expected;
+    };
+    const Row rows[] = {
+        {"nothing written", 0, MCPStdioError::noProgress},
+        {"a negative count", -1, MCPStdioError::noProgress},
+        {"a closed pipe", std::unexpected(PosixError{EPIPE}), PosixError{EPIPE}},
+        {"a closed descriptor", std::unexpected(PosixError{EBADF}), PosixError{EBADF}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        ManualExecutor executor;
+        FakeOutput output;
+        output.step = 3;
+        output.failure.emplace(6, row.answer);
+        MCPStdoutWriter writer{executor, output.attemptWrite()};
+        EXPECT_EQ(executor.run(writer.send(Bytes{"0123456789"})), Sent{std::unexpected(row.expected)});
+        EXPECT_EQ(output.written, "012345");
+        EXPECT_EQ(output.offered, (std::vector<std::size_t>{10, 7, 4}));
+
+        output.failure.reset();
+        EXPECT_EQ(executor.run(writer.send(Bytes{"again"})), Sent{});
+        EXPECT_EQ(output.written, "012345again");
+    }
+}
+
+Task<void> sendAll(MCPStdoutWriter* writer, std::vector<std::string> messages) {
+    for (const std::string& message : messages) {
+        Bytes bytes{message};
+        const auto sent = co_await writer->send(std::move(bytes));
+        EXPECT_TRUE(sent);
+    }
+}
+
+TEST(MCPStdoutWriter, TwoSendersNeverInterleave) {
+    ManualExecutor senders;
+    ManualExecutor own;
+    FakeOutput output;
+    output.step = 7;
+    MCPStdoutWriter writer{own, output.attemptWrite()};
+    const std::string first = std::string(1'000, 'a') + "\n";
+    const std::string second = std::string(1'000, 'b') + "\n";
+    start(sendAll(&writer, {first, first}), senders);
+    start(sendAll(&writer, {second, second}), senders);
+
+    EXPECT_TRUE(output.offered.empty());
+    while (senders.step() || own.step()) {}
+    EXPECT_EQ(output.written, first + second + first + second);
+}
+
+TEST(MCPStdoutWriter, WritesOnlyOnItsOwnExecutor) {
+    ManualExecutor senders;
+    ManualExecutor own;
+    FakeOutput output;
+    MCPStdoutWriter writer{own, output.attemptWrite()};
+    start(sendAll(&writer, {"x"}), senders);
+    senders.drain();
+    EXPECT_EQ(output.written, "");
+    EXPECT_TRUE(own.step());
+    EXPECT_EQ(output.written, "x");
+    EXPECT_FALSE(own.step());
+    EXPECT_TRUE(senders.step());
+}
+
+} // namespace
+} // namespace VostelMCPKit

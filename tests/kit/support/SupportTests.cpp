@@ -1,0 +1,171 @@
+#include "kit/support/Bytes.h"
+#include "kit/support/PosixError.h"
+#include "kit/support/UUID.h"
+#include "kit/support/match.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <type_traits>
+
+namespace VostelMCPKit {
+namespace {
+
+static_assert(!std::is_copy_constructible_v<Bytes> && !std::is_copy_assignable_v<Bytes>);
+static_assert(std::is_nothrow_move_constructible_v<Bytes> && std::is_nothrow_move_assignable_v<Bytes>);
+
+TEST(Bytes, StartEmpty) {
+    Bytes bytes;
+    EXPECT_TRUE(bytes.empty());
+    EXPECT_EQ(bytes.size(), 0U);
+    EXPECT_EQ(bytes.text(), "");
+    EXPECT_TRUE(bytes.span().empty());
+    bytes.append("");
+    bytes.removePrefix(0);
+    bytes.truncate(0);
+    EXPECT_EQ(bytes, Bytes{});
+    EXPECT_EQ(bytes, Bytes{""});
+}
+
+TEST(Bytes, KeepWhatIsAppendedThroughEveryGrowth) {
+    Bytes bytes;
+    std::string expected;
+    for (int round = 0; round < 2'000; ++round) {
+        const std::string piece(static_cast<std::size_t>(round % 37), static_cast<char>(round));
+        bytes.append(piece);
+        bytes.append(static_cast<char>(round + 1));
+        expected += piece;
+        expected += static_cast<char>(round + 1);
+    }
+    EXPECT_EQ(bytes.text(), expected);
+    EXPECT_FALSE(bytes.empty());
+    const auto span = bytes.span();
+    EXPECT_TRUE(std::equal(span.begin(), span.end(), expected.begin(), expected.end(),
+                           [](std::byte left, char right) { return left == static_cast<std::byte>(right); }));
+}
+
+TEST(Bytes, RoomIsTakenIntoTheContentByGrowing) {
+    Bytes bytes{"ab"};
+    char* room = bytes.room(1'000);
+    std::fill_n(room, 3, 'c');
+    EXPECT_EQ(bytes.text(), "ab");
+    bytes.grow(3);
+    EXPECT_EQ(bytes.text(), "abccc");
+    bytes.data()[0] = 'x';
+    EXPECT_EQ(std::as_const(bytes).data()[0], 'x');
+}
+
+TEST(Bytes, DoNotMoveWithinWhatIsReserved) {
+    Bytes bytes{"a"};
+    bytes.reserve(1'000);
+    const char* before = bytes.data();
+    bytes.append(std::string(999, 'b'));
+    EXPECT_EQ(bytes.data(), before);
+    bytes.reserve(10);
+    EXPECT_EQ(bytes.size(), 1'000U);
+}
+
+TEST(Bytes, LoseThePrefixOrTheRest) {
+    Bytes bytes{"abcdef"};
+    bytes.removePrefix(2);
+    EXPECT_EQ(bytes.text(), "cdef");
+    bytes.truncate(3);
+    EXPECT_EQ(bytes.text(), "cde");
+    bytes.removePrefix(3);
+    EXPECT_TRUE(bytes.empty());
+    bytes.append("again");
+    EXPECT_EQ(bytes.text(), "again");
+}
+
+TEST(Bytes, LeaveNothingBehindWhenMoved) {
+    Bytes source{"content"};
+    Bytes target{std::move(source)};
+    EXPECT_EQ(target.text(), "content");
+    EXPECT_TRUE(source.empty()); // NOLINT(bugprone-use-after-move): a moved-from buffer is empty and usable.
+    source.append("new");
+    target = std::move(source);
+    EXPECT_EQ(target.text(), "new");
+    EXPECT_TRUE(source.empty()); // NOLINT(bugprone-use-after-move)
+    Bytes& same = target;
+    target = std::move(same);
+    EXPECT_EQ(target.text(), "new");
+}
+
+TEST(Bytes, CompareByContent) {
+    EXPECT_EQ(Bytes{"ab"}, Bytes{"ab"});
+    EXPECT_NE(Bytes{"ab"}, Bytes{"ac"});
+    EXPECT_NE(Bytes{"ab"}, Bytes{"abc"});
+}
+
+TEST(UUID, IsReadInEitherLetterCaseAndWrittenInUpperCase) {
+    struct Row {
+        const char* when;
+        std::string_view text;
+        std::optional<std::string> expected;
+    };
+    const Row rows[] = {
+        {"upper case", "0A1B2C3D-4E5F-6789-ABCD-EF0123456789", "0A1B2C3D-4E5F-6789-ABCD-EF0123456789"},
+        {"lower case", "0a1b2c3d-4e5f-6789-abcd-ef0123456789", "0A1B2C3D-4E5F-6789-ABCD-EF0123456789"},
+        {"all zeros", "00000000-0000-0000-0000-000000000000", "00000000-0000-0000-0000-000000000000"},
+        {"all ones", "FfFfFfFf-FfFf-FfFf-FfFf-FfFfFfFfFfFf", "FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF"},
+        {"nothing", "", {}},
+        {"a digit too few", "0A1B2C3D-4E5F-6789-ABCD-EF012345678", {}},
+        {"a digit too many", "0A1B2C3D-4E5F-6789-ABCD-EF01234567890", {}},
+        {"a letter that is no digit", "0A1B2C3D-4E5F-6789-ABCD-EF012345678G", {}},
+        {"a sign for a digit", "+A1B2C3D-4E5F-6789-ABCD-EF0123456789", {}},
+        {"a space for a digit", " A1B2C3D-4E5F-6789-ABCD-EF0123456789", {}},
+        {"no hyphens", "0A1B2C3D4E5F6789ABCDEF01234567890000", {}},
+        {"a hyphen in the wrong place", "0A1B2C3-D4E5F-6789-ABCD-EF0123456789", {}},
+        {"braces", "{A1B2C3D-4E5F-6789-ABCD-EF0123456789}", {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const auto uuid = UUID::parse(row.text);
+        EXPECT_EQ(uuid ? std::optional{uuid->text()} : std::nullopt, row.expected);
+    }
+}
+
+TEST(UUID, ItsTextHoldsTheBytesInOrder) {
+    UUID uuid;
+    for (std::size_t index = 0; index < 16; ++index) uuid.bytes[index] = static_cast<std::uint8_t>(index * 0x11);
+    EXPECT_EQ(uuid.text(), "00112233-4455-6677-8899-AABBCCDDEEFF");
+    EXPECT_EQ(UUID::parse(uuid.text()), uuid);
+}
+
+TEST(UUID, RandomBytesKeepAllButTheBitsOfVersionAndVariant) {
+    std::array<std::uint8_t, 16> random{};
+    EXPECT_EQ(UUID::fromRandom(random).text(), "00000000-0000-4000-8000-000000000000");
+    random.fill(0xFF);
+    EXPECT_EQ(UUID::fromRandom(random).text(), "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
+}
+
+TEST(PosixError, TellsTheSystemsTextForItsNumber) {
+    EXPECT_EQ(PosixError{ENOENT}.systemText(), "No such file or directory");
+    EXPECT_EQ(PosixError{ECONNREFUSED}.systemText(), "Connection refused");
+    EXPECT_EQ(PosixError{EPIPE}, PosixError{EPIPE});
+    EXPECT_NE(PosixError{EPIPE}, PosixError{ENOENT});
+}
+
+TEST(Match, PicksTheLambdaOfTheCase) {
+    using Either = std::variant<int, std::string>;
+    const auto describe = [](const Either& either) {
+        return match(
+            either, [](int number) { return "number " + std::to_string(number); },
+            [](const std::string& text) { return "text " + text; });
+    };
+    EXPECT_EQ(describe(7), "number 7");
+    EXPECT_EQ(describe("x"), "text x");
+}
+
+TEST(Match, LetsALambdaChangeOrMoveOutTheCase) {
+    std::variant<int, std::string> either = "x";
+    match(either, [](int&) {}, [](std::string& text) { text += "y"; });
+    const std::string moved =
+        match(std::move(either), [](int) { return std::string{}; }, [](std::string&& text) { return std::move(text); });
+    EXPECT_EQ(moved, "xy");
+}
+
+} // namespace
+} // namespace VostelMCPKit

@@ -1,0 +1,175 @@
+#include "kit/support/Unicode.h"
+
+#include <gtest/gtest.h>
+
+namespace VostelMCPKit {
+namespace {
+
+std::string utf8(char32_t codePoint) {
+    std::string text;
+    appendUTF8(codePoint, text);
+    return text;
+}
+
+TEST(Unicode, CodePointsAreWrittenInOneToFourBytes) {
+    struct Row {
+        const char* when;
+        char32_t codePoint;
+        std::string bytes;
+    };
+    const Row rows[] = {
+        {"NUL", 0, std::string(1, '\0')},
+        {"the last of one byte", 0x7F, "\x7F"},
+        {"the first of two", 0x80, "\xC2\x80"},
+        {"the last of two", 0x7FF, "\xDF\xBF"},
+        {"the first of three", 0x800, "\xE0\xA0\x80"},
+        {"below the surrogates", 0xD7FF, "\xED\x9F\xBF"},
+        {"above the surrogates", 0xE000, "\xEE\x80\x80"},
+        {"the last of three", 0xFFFF, "\xEF\xBF\xBF"},
+        {"the first of four", 0x10000, "\xF0\x90\x80\x80"},
+        {"the very last", 0x10FFFF, "\xF4\x8F\xBF\xBF"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(utf8(row.codePoint), row.bytes);
+        EXPECT_TRUE(isValidUTF8(row.bytes));
+    }
+}
+
+TEST(Unicode, IllFormedBytesAreFoundAtEveryPositionOfAText) {
+    struct Row {
+        const char* when;
+        std::string bytes;
+    };
+    const Row rows[] = {
+        {"a continuation byte alone", "\x80"},
+        {"the last continuation byte alone", "\xBF"},
+        {"two bytes for ASCII", "\xC0\x80"},
+        {"two bytes for DEL", "\xC1\xBF"},
+        {"overlong in three bytes", "\xE0\x9F\xBF"},
+        {"overlong in four bytes", "\xF0\x8F\xBF\xBF"},
+        {"the first surrogate", "\xED\xA0\x80"},
+        {"the last surrogate", "\xED\xBF\xBF"},
+        {"beyond the last code point", "\xF4\x90\x80\x80"},
+        {"a lead byte of no code point", "\xF5\x80\x80\x80"},
+        {"a byte that never occurs", "\xFE"},
+        {"the other byte that never occurs", "\xFF"},
+        {"two bytes cut short", "\xC3"},
+        {"three bytes cut short", "\xE2\x82"},
+        {"four bytes cut short", "\xF0\x9F\x98"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        for (std::size_t position = 0; position <= 20; ++position) {
+            std::string text(20, 'a');
+            text.insert(position, row.bytes);
+            EXPECT_FALSE(isValidUTF8(text)) << position;
+            EXPECT_EQ(validUTF8Prefix(text), position);
+            text = std::string(position, 'a') + "é€😀" + row.bytes;
+            EXPECT_FALSE(isValidUTF8(text)) << position;
+            EXPECT_EQ(validUTF8Prefix(text), text.size() - row.bytes.size());
+        }
+    }
+}
+
+TEST(Unicode, WellFormedTextIsValidAtEveryLength) {
+    for (std::size_t before = 0; before <= 9; ++before) {
+        for (std::size_t after = 0; after <= 9; ++after) {
+            const std::string text = std::string(before, 'a') + "é€😀\xEF\xBF\xBF" + std::string(after, '\0');
+            EXPECT_TRUE(isValidUTF8(text)) << before << " " << after;
+            EXPECT_EQ(validUTF8Prefix(text), text.size());
+        }
+    }
+}
+
+TEST(Unicode, WhiteSpaceOfEveryKindIsTrimmedFromBothEnds) {
+    const char32_t whiteSpace[] = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,   0xA0,   0x1680,
+                                   0x2000, 0x2001, 0x2002, 0x2003, 0x2004, 0x2005, 0x2006, 0x2007, 0x2008,
+                                   0x2009, 0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+    std::string all;
+    for (const char32_t codePoint : whiteSpace) {
+        const std::string space = utf8(codePoint);
+        EXPECT_EQ(trimmed(space), "") << static_cast<unsigned>(codePoint);
+        EXPECT_EQ(trimmed(space + "a" + space + "b" + space), "a" + space + "b") << static_cast<unsigned>(codePoint);
+        all += space;
+    }
+    EXPECT_EQ(trimmed(all), "");
+    EXPECT_EQ(trimmed(all + "€" + all), "€");
+}
+
+TEST(Unicode, NothingButWhiteSpaceIsTrimmed) {
+    struct Row {
+        const char* when;
+        std::string text;
+    };
+    const Row rows[] = {
+        {"nothing", ""},
+        {"backspace and shift out, beside the white controls", "\x08 \x0E"},
+        {"the four separators of files, groups, records and units", "\x1C\x1D\x1E\x1F"},
+        {"NUL", std::string(1, '\0')},
+        {"zero-width space", utf8(0x200B)},
+        {"word joiner", utf8(0x2060)},
+        {"Mongolian vowel separator", utf8(0x180E)},
+        {"byte order mark", utf8(0xFEFF)},
+        {"a letter whose last byte is that of a no-break space", "à"},
+        {"a letter whose last byte is that of a next-line control", "Å"},
+        {"a letter whose last bytes are those of a line separator", "\xF0\x92\x80\xA8"},
+        {"a stray last byte of white space", "\xA0"},
+        {"a stray first byte of white space", "\xC2"},
+        {"half an ideographic space", "\xE3\x80"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(trimmed(row.text), row.text);
+        EXPECT_EQ(trimmed(" \t" + row.text + "\r\n"), row.text);
+    }
+}
+
+TEST(Unicode, LetterCaseFoldsCodePointByCodePoint) {
+    struct Row {
+        const char* when;
+        char32_t codePoint;
+        char32_t folded;
+    };
+    const Row rows[] = {
+        {"a capital letter", 'A', 'a'},
+        {"the last capital letter", 'Z', 'z'},
+        {"a small letter", 'm', 'm'},
+        {"before the capital letters", '@', '@'},
+        {"behind the capital letters", '[', '['},
+        {"a digit", '7', '7'},
+        {"an accented capital letter", 0xC9, 0xE9},
+        {"the multiplication sign among the capital letters", 0xD7, 0xD7},
+        {"a Greek capital letter", 0x03A3, 0x03C3},
+        {"a sigma at the end of a word", 0x03C2, 0x03C3},
+        {"a Cyrillic capital letter", 0x042F, 0x044F},
+        {"sharp s, which only full folding takes apart", 0xDF, 0xDF},
+        {"capital sharp s", 0x1E9E, 0xDF},
+        {"capital I with a dot, which only full and Turkic folding change", 0x0130, 0x0130},
+        {"the Kelvin sign", 0x212A, 'k'},
+        {"the Angstrom sign", 0x212B, 0xE5},
+        {"a title-case digraph", 0x01C5, 0x01C6},
+        {"a Greek letter with its iota beside it", 0x1F88, 0x1F80},
+        {"a ligature", 0xFB00, 0xFB00},
+        {"a small Cherokee letter, which folds upwards", 0xAB70, 0x13A0},
+        {"a capital letter beyond the first plane", 0x10400, 0x10428},
+        {"an emoji", 0x1F600, 0x1F600},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const std::string text = utf8(row.codePoint) + "rest";
+        std::string_view rest = text;
+        EXPECT_EQ(takeFolded(rest), row.folded);
+        EXPECT_EQ(rest, "rest");
+    }
+}
+
+TEST(Unicode, AByteThatIsNoUTF8FoldsToItself) {
+    std::string_view text = "\xFF\x41";
+    EXPECT_EQ(takeFolded(text), char32_t{0xFF});
+    EXPECT_EQ(takeFolded(text), char32_t{'a'});
+    EXPECT_TRUE(text.empty());
+}
+
+} // namespace
+} // namespace VostelMCPKit

@@ -1,0 +1,56 @@
+#include "kit/tools/MCPSchema.h"
+#include "tests/support/JSON.h"
+
+#include <gtest/gtest.h>
+
+namespace VostelMCPKit {
+namespace {
+
+using vostel_tests::decoded;
+using vostel_tests::json;
+using vostel_tests::written;
+
+TEST(MCPSchema, EachBuilderGivesItsShape) {
+    struct Row {
+        const char* when;
+        MCPValue schema;
+        const char* expected;
+    };
+    const MCPValue text = MCPSchema::property("string");
+    const Row rows[] = {
+        {"a property", MCPSchema::property("integer"), R"({"type":"integer"})"},
+        {"a property with its description", MCPSchema::property("string", "A \"word\"."),
+         R"({"description":"A \"word\".","type":"string"})"},
+        {"a property with an empty description", MCPSchema::property("string", ""),
+         R"({"description":"","type":"string"})"},
+        {"an object of nothing", MCPSchema::object({}, {}, /*additionalProperties=*/false),
+         R"({"additionalProperties":false,"properties":{},"type":"object"})"},
+        {"an object that requires nothing", MCPSchema::object({{"b", text}, {"a", text}}, {}, false),
+         R"({"additionalProperties":false,"properties":{"a":{"type":"string"},"b":{"type":"string"}},"type":"object"})"},
+        {"an object that requires in the given order",
+         MCPSchema::object({{"a", text}, {"b", text}}, {"b", "a"}, /*additionalProperties=*/true),
+         R"({"additionalProperties":true,"properties":{"a":{"type":"string"},"b":{"type":"string"}},)"
+         R"("required":["b","a"],"type":"object"})"},
+        {"an array", MCPSchema::array(text), R"({"items":{"type":"string"},"type":"array"})"},
+        {"an array with its description", MCPSchema::array(text, "Words."),
+         R"({"description":"Words.","items":{"type":"string"},"type":"array"})"},
+        {"a string with allowed values", MCPSchema::string("Where.", {"link", "file"}),
+         R"({"description":"Where.","enum":["link","file"],"type":"string"})"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(written(row.schema), row.expected);
+    }
+}
+
+TEST(MCPSchema, IsTheBareDocumentInJSON) {
+    for (const char* text : {R"({"type":"string"})", "true", "null", "[]", "7"}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(written(MCPSchema{json(text)}), text);
+        EXPECT_EQ(decoded<MCPSchema>(text), MCPSchema{json(text)});
+    }
+    EXPECT_NE(MCPSchema{true}, MCPSchema{false});
+}
+
+} // namespace
+} // namespace VostelMCPKit

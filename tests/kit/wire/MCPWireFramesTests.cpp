@@ -1,0 +1,262 @@
+#include "kit/wire/MCPWireFrames.h"
+#include "tests/support/JSON.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace VostelMCPKit {
+namespace {
+
+using vostel_tests::decoded;
+using vostel_tests::written;
+
+constexpr const char* badOutcome = "Ответ провода обязан нести либо result, либо error, но не оба и не ни одного";
+
+/// A record and its exact text, in both directions.
+template <class Record>
+struct Row {
+    const char* when;
+    Record record;
+    const char* text;
+};
+
+template <class Record>
+void expectBothWays(std::initializer_list<Row<Record>> rows) {
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(written(row.record), row.text);
+        EXPECT_EQ(decoded<Record>(row.text), row.record);
+    }
+}
+
+/// Texts that are not of the record, each with what the reader finds.
+struct BadRow {
+    const char* when;
+    const char* text;
+    DecodingError expected;
+};
+
+template <class Record>
+void expectRefused(std::initializer_list<BadRow> rows) {
+    for (const BadRow& row : rows) {
+        SCOPED_TRACE(row.when);
+        const auto record = decoded<Record>(row.text);
+        ASSERT_FALSE(record);
+        EXPECT_EQ(record.error(), row.expected) << record.error().description();
+    }
+}
+
+using Missing = DecodingError::KeyNotFound;
+using Mismatch = DecodingError::TypeMismatch;
+using Corrupted = DecodingError::DataCorrupted;
+const DecodingError unknownKind{Corrupted{"kind", "the key 'kind' holds an unknown value"}};
+
+TEST(MCPClientInfo, LeavesOutAVersionThatIsAbsent) {
+    expectBothWays<MCPClientInfo>({
+        {"name and version", {"c", "1.0"}, R"({"name":"c","version":"1.0"})"},
+        {"name alone", {"c", {}}, R"({"name":"c"})"},
+        {"empty", {"", ""}, R"({"name":"","version":""})"},
+    });
+    EXPECT_EQ(decoded<MCPClientInfo>(R"({"name":"c","version":null,"title":1})"), (MCPClientInfo{"c", {}}));
+    expectRefused<MCPClientInfo>({
+        {"no name", R"({"version":"1"})", {Missing{"name"}}},
+        {"a null name", R"({"name":null})", {Mismatch{"name", "a string"}}},
+        {"a number as version", R"({"name":"c","version":1})", {Mismatch{"version", "a string"}}},
+        {"a string", R"("c")", {Mismatch{"", "an object"}}},
+    });
+}
+
+TEST(MCPWireRequest, CarriesTheCall) {
+    expectBothWays<MCPWireRequest>({
+        {"arguments",
+         {4, {"c", "1"}, "transcribe_file", MCPValue::object({{"path", "/a"}}), "0A"},
+         R"({"arguments":{"path":"/a"},"clientInfo":{"name":"c","version":"1"},"protocolVersion":4,"requestID":"0A",)"
+         R"("tool":"transcribe_file"})"},
+        {"null arguments",
+         {-1, {"", {}}, "", nullptr, ""},
+         R"({"arguments":null,"clientInfo":{"name":""},"protocolVersion":-1,"requestID":"","tool":""})"},
+    });
+    expectRefused<MCPWireRequest>({
+        {"no version",
+         R"({"clientInfo":{"name":"c"},"tool":"t","arguments":{},"requestID":"r"})",
+         {Missing{"protocolVersion"}}},
+        {"a fractional version",
+         R"({"protocolVersion":4.5,"clientInfo":{"name":"c"},"tool":"t","arguments":{},"requestID":"r"})",
+         {Mismatch{"protocolVersion", "an integer"}}},
+        {"no client", R"({"protocolVersion":4,"tool":"t","arguments":{},"requestID":"r"})", {Missing{"clientInfo"}}},
+        {"a client that is null",
+         R"({"protocolVersion":4,"clientInfo":null,"tool":"t","arguments":{},"requestID":"r"})",
+         {Mismatch{"clientInfo", "an object"}}},
+        {"no tool",
+         R"({"protocolVersion":4,"clientInfo":{"name":"c"},"arguments":{},"requestID":"r"})",
+         {Missing{"tool"}}},
+        {"no arguments",
+         R"({"protocolVersion":4,"clientInfo":{"name":"c"},"tool":"t","requestID":"r"})",
+         {Missing{"arguments"}}},
+        {"a number as id",
+         R"({"protocolVersion":4,"clientInfo":{"name":"c"},"tool":"t","arguments":{},"requestID":7})",
+         {Mismatch{"requestID", "a string"}}},
+    });
+}
+
+TEST(MCPWireCancellation, NamesTheCall) {
+    expectBothWays<MCPWireCancellation>({{"a call", {4, "0A"}, R"({"protocolVersion":4,"requestID":"0A"})"}});
+    expectRefused<MCPWireCancellation>({
+        {"no version", R"({"requestID":"r"})", {Missing{"protocolVersion"}}},
+        {"no id", R"({"protocolVersion":4})", {Missing{"requestID"}}},
+        {"a string as version",
+         R"({"protocolVersion":"4","requestID":"r"})",
+         {Mismatch{"protocolVersion", "an integer"}}},
+    });
+}
+
+TEST(MCPWireProgress, LeavesOutAMessageThatIsAbsent) {
+    expectBothWays<MCPWireProgress>({
+        {"a message", {"r", 0.25, "half"}, R"({"fraction":0.25,"message":"half","requestID":"r"})"},
+        {"no message", {"r", 0.5, {}}, R"({"fraction":0.5,"requestID":"r"})"},
+        {"the end, without a fraction", {"r", 1.0, {}}, R"({"fraction":1,"requestID":"r"})"},
+        {"the start", {"r", 0.0, ""}, R"({"fraction":0,"message":"","requestID":"r"})"},
+    });
+    EXPECT_EQ(decoded<MCPWireProgress>(R"({"requestID":"r","fraction":1,"message":null,"x":0})"),
+              (MCPWireProgress{"r", 1.0, {}}));
+    expectRefused<MCPWireProgress>({
+        {"no id", R"({"fraction":1})", {Missing{"requestID"}}},
+        {"no fraction", R"({"requestID":"r"})", {Missing{"fraction"}}},
+        {"a string as fraction", R"({"requestID":"r","fraction":"1"})", {Mismatch{"fraction", "a number"}}},
+        {"a number as message", R"({"requestID":"r","fraction":1,"message":1})", {Mismatch{"message", "a string"}}},
+    });
+}
+
+TEST(MCPWireResponse, CarriesEitherAResultOrAnError) {
+    const DecodingError corrupted{Corrupted{"result", badOutcome}};
+    expectBothWays<MCPWireResponse>({
+        {"a result", {"r", MCPValue::object({{"isError", false}})}, R"({"requestID":"r","result":{"isError":false}})"},
+        {"a null result", {"r", MCPValue{}}, R"({"requestID":"r","result":null})"},
+        {"a version mismatch",
+         {"r", MCPWireError{MCPWireError::VersionMismatch{4, 5}}},
+         R"({"error":{"app":5,"helper":4,"kind":"versionMismatch"},"requestID":"r"})"},
+        {"a frame that is too large",
+         {"r", MCPWireError{MCPWireError::FrameTooLarge{70'000'000, 67'108'864}}},
+         R"({"error":{"declared":70000000,"kind":"frameTooLarge","limit":67108864},"requestID":"r"})"},
+    });
+    expectRefused<MCPWireResponse>({
+        {"both", R"({"requestID":"r","result":1,"error":{"kind":"versionMismatch","helper":4,"app":5}})", corrupted},
+        {"both, null", R"({"requestID":"r","result":null,"error":null})", corrupted},
+        {"neither", R"({"requestID":"r"})", corrupted},
+        {"no id", R"({"result":1})", {Missing{"requestID"}}},
+        {"a null error", R"({"requestID":"r","error":null})", {Mismatch{"error", "an object"}}},
+        {"an error of unknown kind", R"({"requestID":"r","error":{"kind":"x"}})", unknownKind},
+    });
+}
+
+TEST(MCPWireError, ReadsTheKeysOfItsKindAndNoOthers) {
+    expectBothWays<MCPWireError>({
+        {"versions", {MCPWireError::VersionMismatch{4, -1}}, R"({"app":-1,"helper":4,"kind":"versionMismatch"})"},
+        {"sizes", {MCPWireError::FrameTooLarge{2, 1}}, R"({"declared":2,"kind":"frameTooLarge","limit":1})"},
+    });
+    EXPECT_EQ(decoded<MCPWireError>(R"({"kind":"versionMismatch","helper":4,"app":5,"declared":"x","limit":null})"),
+              (MCPWireError{MCPWireError::VersionMismatch{4, 5}}));
+    expectRefused<MCPWireError>({
+        {"no kind", R"({"helper":4,"app":5})", {Missing{"kind"}}},
+        {"another letter case", R"({"kind":"VersionMismatch","helper":4,"app":5})", unknownKind},
+        {"the keys of the other kind", R"({"kind":"frameTooLarge","helper":4,"app":5})", {Missing{"declared"}}},
+        {"a fraction", R"({"kind":"versionMismatch","helper":4,"app":5.5})", {Mismatch{"app", "an integer"}}},
+    });
+}
+
+TEST(MCPWireError, EachKindHasItsSentence) {
+    struct Described {
+        const char* when;
+        MCPWireError error;
+        const char* expected;
+    };
+    const Described rows[] = {
+        {"a large frame",
+         {MCPWireError::FrameTooLarge{70'000'000, 67'108'864}},
+         "Vostel MCP frame of 70000000 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"the largest frame",
+         {MCPWireError::FrameTooLarge{4'294'967'295, 67'108'864}},
+         "Vostel MCP frame of 4294967295 bytes exceeds the 67108864-byte limit and was rejected."},
+        {"another version",
+         {MCPWireError::VersionMismatch{4, 5}},
+         "Vostel MCP wire protocol mismatch (helper v4, app v5). Restart the Vostel MCP server \xE2\x80\x94 quit and "
+         "relaunch your AI client so it spawns vostel-mcp again."},
+    };
+    for (const Described& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(row.error.description(), row.expected);
+    }
+}
+
+TEST(MCPWireInboundFrame, NamesTheKindOfItsPayload) {
+    expectBothWays<MCPWireInboundFrame>({
+        {"a request",
+         {MCPWireRequest{4, {"c", {}}, "t", MCPValue::object({}), "R"}},
+         R"({"kind":"request","payload":{"arguments":{},"clientInfo":{"name":"c"},"protocolVersion":4,)"
+         R"("requestID":"R","tool":"t"}})"},
+        {"a cancellation",
+         {MCPWireCancellation{4, "R"}},
+         R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"R"}})"},
+    });
+    EXPECT_EQ(decoded<MCPWireInboundFrame>(
+                  R"({"x":1,"payload":{"requestID":"R","protocolVersion":4},"kind":"cancellation"})"),
+              (MCPWireInboundFrame{MCPWireCancellation{4, "R"}}));
+    expectRefused<MCPWireInboundFrame>({
+        {"a kind of the other direction", R"({"kind":"progress","payload":{"requestID":"R","fraction":1}})",
+         unknownKind},
+        {"no kind", R"({"payload":{}})", {Missing{"kind"}}},
+        {"no payload", R"({"kind":"request"})", {Missing{"payload"}}},
+        {"the payload of another kind",
+         R"({"kind":"request","payload":{"protocolVersion":4,"requestID":"R"}})",
+         {Missing{"clientInfo"}}},
+    });
+}
+
+TEST(MCPWireOutboundFrame, NamesTheKindOfItsPayload) {
+    expectBothWays<MCPWireOutboundFrame>({
+        {"progress",
+         {MCPWireProgress{"R", 0.5, {}}},
+         R"({"kind":"progress","payload":{"fraction":0.5,"requestID":"R"}})"},
+        {"a response",
+         {MCPWireResponse{"R", MCPValue::array({})}},
+         R"({"kind":"response","payload":{"requestID":"R","result":[]}})"},
+        {"a refusal",
+         {MCPWireResponse{"R", MCPWireError{MCPWireError::VersionMismatch{4, 5}}}},
+         R"({"kind":"response","payload":{"error":{"app":5,"helper":4,"kind":"versionMismatch"},"requestID":"R"}})"},
+    });
+    expectRefused<MCPWireOutboundFrame>({
+        {"a kind of the other direction", R"({"kind":"request","payload":{"requestID":"R","result":1}})", unknownKind},
+        {"a null kind", R"({"kind":null,"payload":{}})", {Mismatch{"kind", "a string"}}},
+        {"an unknown kind before a bad payload", R"({"kind":"","payload":7})", unknownKind},
+        {"a payload that is no object", R"({"kind":"response","payload":[]})", {Mismatch{"payload", "an object"}}},
+        {"both outcomes",
+         R"({"kind":"response","payload":{"requestID":"R","result":1,"error":1}})",
+         {Corrupted{"result", badOutcome}}},
+        {"no object", "7", {Mismatch{"", "an object"}}},
+    });
+}
+
+TEST(MCPWireFrames, CompareByEveryField) {
+    const MCPWireRequest request{4, {"c", {}}, "t", 1, "r"};
+    EXPECT_EQ(request, MCPWireRequest{request});
+    for (const MCPWireRequest& other :
+         {MCPWireRequest{5, {"c", {}}, "t", 1, "r"}, MCPWireRequest{4, {"d", {}}, "t", 1, "r"},
+          MCPWireRequest{4, {"c", "1"}, "t", 1, "r"}, MCPWireRequest{4, {"c", {}}, "u", 1, "r"},
+          MCPWireRequest{4, {"c", {}}, "t", 2, "r"}, MCPWireRequest{4, {"c", {}}, "t", 1, "s"}}) {
+        EXPECT_NE(request, other);
+    }
+    const MCPWireProgress progress{"r", 0.5, "m"};
+    for (const MCPWireProgress& other :
+         {MCPWireProgress{"s", 0.5, "m"}, MCPWireProgress{"r", 0.6, "m"}, MCPWireProgress{"r", 0.5, {}}}) {
+        EXPECT_NE(progress, other);
+    }
+    EXPECT_NE((MCPWireCancellation{4, "r"}), (MCPWireCancellation{4, "s"}));
+    EXPECT_NE((MCPWireCancellation{4, "r"}), (MCPWireCancellation{5, "r"}));
+    EXPECT_NE((MCPWireResponse{"r", 1}), (MCPWireResponse{"r", 2}));
+    EXPECT_NE((MCPWireResponse{"r", 1}), (MCPWireResponse{"r", MCPWireError{MCPWireError::VersionMismatch{4, 5}}}));
+    EXPECT_NE((MCPWireError{MCPWireError::VersionMismatch{4, 5}}), (MCPWireError{MCPWireError::FrameTooLarge{4, 5}}));
+    EXPECT_NE((MCPWireInboundFrame{request}), (MCPWireInboundFrame{MCPWireCancellation{4, "r"}}));
+}
+
+} // namespace
+} // namespace VostelMCPKit

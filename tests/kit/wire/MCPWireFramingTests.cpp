@@ -1,0 +1,177 @@
+#include "kit/wire/MCPWireFraming.h"
+#include "kit/wire/MCPWireVersionLogic.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace VostelMCPKit {
+namespace {
+
+using namespace std::string_view_literals;
+using MCPWireFraming::extractFrame;
+using MCPWireFraming::Frame;
+
+TEST(MCPWireFraming, ItsConstantsAreThoseOfTheProtocol) {
+    EXPECT_EQ(MCPWireFraming::headerLength, 4U);
+    EXPECT_EQ(MCPWireFraming::maxFrameLength, 67'108'864U);
+    EXPECT_EQ(MCPWireFraming::maxFrameLength, 0x4000000U);
+    EXPECT_EQ(wireProtocolVersion, 4);
+}
+
+TEST(MCPWireFraming, AFrameIsItsLengthAndItsPayload) {
+    struct Row {
+        const char* when;
+        std::string payload;
+        std::string_view header;
+    };
+    const Row rows[] = {
+        {"nothing", "", "\0\0\0\0"sv},
+        {"one byte", "a", "\0\0\0\x01"sv},
+        {"bytes of any value", std::string{"\xFF\0\n\x80", 4}, "\0\0\0\x04"sv},
+        {"the last length of one byte", std::string(255, 'a'), "\0\0\0\xFF"sv},
+        {"the first length of two bytes", std::string(256, 'a'), "\0\0\x01\0"sv},
+        {"a length of three bytes", std::string(0x012345, 'a'), "\0\x01\x23\x45"sv},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(MCPWireFraming::encode(row.payload).text(), std::string{row.header} + row.payload);
+        const Bytes bytes = MCPWireFraming::encode(row.payload);
+        const auto frame = extractFrame(bytes.text());
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(*frame, (Frame{row.payload, ""}));
+    }
+}
+
+TEST(MCPWireFraming, AHeaderIsWrittenForAnyLengthOf32Bits) {
+    struct Row {
+        const char* when;
+        std::size_t length;
+        std::string_view header;
+    };
+    const Row rows[] = {
+        {"the most that a reader accepts", 67'108'864, "\x04\0\0\0"sv},
+        {"more than a reader accepts", 67'108'865, "\x04\0\0\x01"sv},
+        {"every byte its own", 0x01020304, "\x01\x02\x03\x04"sv},
+        {"the most of all", 0xFFFFFFFF, "\xFF\xFF\xFF\xFF"sv},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        char header[6] = "-----";
+        MCPWireFraming::writeHeader(row.length, header + 1);
+        EXPECT_EQ((std::string_view{header, 6}), "-" + std::string{row.header} + std::string(1, '\0'));
+    }
+}
+
+TEST(MCPWireFramingDeathTest, ALengthBeyond32BitsEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    char header[4];
+    EXPECT_DEATH(MCPWireFraming::writeHeader(std::size_t{1} << 32, header), "");
+}
+
+TEST(MCPWireFraming, CutsTheFirstFrameOffOnceItIsComplete) {
+    struct Row {
+        const char* when;
+        std::string_view buffer;
+        std::optional<Frame> expected;
+    };
+    const Row rows[] = {
+        {"nothing", ""sv, {}},
+        {"three bytes", "\0\0\0"sv, {}},
+        {"a header alone", "\0\0\0\x05"sv, {}},
+        {"a byte too few",
+         "\0\0\0\x05"
+         "abcd"sv,
+         {}},
+        {"just enough",
+         "\0\0\0\x05"
+         "abcde"sv,
+         Frame{"abcde", ""}},
+        {"a byte of the next",
+         "\0\0\0\x05"
+         "abcde\0"sv,
+         Frame{"abcde", "\0"sv}},
+        {"an empty frame", "\0\0\0\0"sv, Frame{"", ""}},
+        {"an empty frame and another", "\0\0\0\0\0\0\0\x01x"sv, Frame{"", "\0\0\0\x01x"sv}},
+        {"the most that is accepted, still on its way", "\x04\0\0\0x"sv, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const auto frame = extractFrame(row.buffer);
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(*frame, row.expected);
+    }
+}
+
+TEST(MCPWireFraming, RefusesALengthBeyondTheLimitAtTheHeader) {
+    struct Row {
+        const char* when;
+        std::string_view buffer;
+        std::int64_t declared;
+    };
+    const Row rows[] = {
+        {"one too many, nothing behind", "\x04\0\0\x01"sv, 67'108'865},
+        {"one too many, something behind", "\x04\0\0\x01{}"sv, 67'108'865},
+        {"a length that is not negative", "\x80\0\0\0"sv, 2'147'483'648},
+        {"the largest length", "\xFF\xFF\xFF\xFF"sv, 4'294'967'295},
+        {"text in place of a header", "HTTP"sv, 1'213'486'160},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const auto frame = extractFrame(row.buffer);
+        ASSERT_FALSE(frame);
+        EXPECT_EQ(frame.error(), (MCPWireError{MCPWireError::FrameTooLarge{row.declared, 67'108'864}}));
+    }
+}
+
+TEST(MCPWireFraming, AcceptsAFrameOfExactlyTheLimit) {
+    const Bytes bytes = MCPWireFraming::encode(std::string(67'108'864, 'a'));
+    const auto frame = extractFrame(bytes.text());
+    ASSERT_TRUE(frame && *frame);
+    EXPECT_EQ((*frame)->payload.size(), 67'108'864U);
+    EXPECT_EQ((*frame)->payload.data(), bytes.data() + 4);
+    EXPECT_TRUE((*frame)->remainder.empty());
+}
+
+TEST(MCPWireFraming, FramesComeOutInOrderWhateverThePieces) {
+    const std::vector<std::string> payloads{"first", "", "{\"a\":1}", std::string(300, 'x'), "last"};
+    std::string stream;
+    for (const std::string& payload : payloads) stream += MCPWireFraming::encode(payload).text();
+    for (std::size_t length = 1; length <= stream.size(); ++length) {
+        std::vector<std::string> found;
+        std::string buffer;
+        for (std::size_t offset = 0; offset < stream.size(); offset += length) {
+            buffer += stream.substr(offset, length);
+            for (;;) {
+                const auto frame = extractFrame(buffer);
+                ASSERT_TRUE(frame);
+                if (!*frame) break;
+                found.emplace_back((*frame)->payload);
+                buffer = std::string{(*frame)->remainder};
+            }
+        }
+        EXPECT_EQ(found, payloads) << length;
+        EXPECT_TRUE(buffer.empty());
+    }
+}
+
+TEST(MCPWireVersionLogic, AnyDifferenceIsAMismatch) {
+    struct Row {
+        const char* when;
+        std::int64_t requestVersion;
+        std::int64_t knownVersion;
+    };
+    const Row rows[] = {
+        {"a newer application", 4, 5}, {"an older application", 4, 3}, {"no version", 0, 4}, {"a negative one", -4, 4}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const auto checked = MCPWireVersionLogic::validate(row.requestVersion, row.knownVersion);
+        ASSERT_FALSE(checked);
+        EXPECT_EQ(checked.error(), (MCPWireError{MCPWireError::VersionMismatch{row.requestVersion, row.knownVersion}}));
+    }
+    EXPECT_TRUE(MCPWireVersionLogic::validate(4, 4));
+    EXPECT_TRUE(MCPWireVersionLogic::validate(5, 5));
+}
+
+} // namespace
+} // namespace VostelMCPKit
