@@ -36,7 +36,7 @@ void writeEscape(char byte, Bytes& out) {
 }
 
 void writeString(std::string_view text, Bytes& out) {
-    std::size_t plain = plainPrefix(text);
+    std::size_t plain = plainRun(text).length;
     if (plain == text.size()) {
         char* room = out.room(plain + 2);
         room[0] = '"';
@@ -45,7 +45,7 @@ void writeString(std::string_view text, Bytes& out) {
         return out.grow(plain + 2);
     }
     out.append('"');
-    for (;; plain = plainPrefix(text)) {
+    for (;; plain = plainRun(text).length) {
         out.append(text.substr(0, plain));
         if (plain == text.size()) break;
         writeEscape(text[plain], out);
@@ -75,6 +75,7 @@ struct Container {
 std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) {
     const std::size_t before = out.size();
     std::vector<Container> containers;
+    containers.reserve(8);
     for (const MCPValue* next = &value;;) {
         switch (next->kind()) {
         case MCPValue::Kind::Bool:

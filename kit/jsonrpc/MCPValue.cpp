@@ -171,9 +171,15 @@ std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const {
 const MCPValue* MCPValue::operator[](std::string_view key) const {
     const auto members = asObject();
     if (!members) return nullptr;
-    const auto found = std::lower_bound(members->begin(), members->end(), key, [](const Member& member, auto wanted) {
-        return keyOrder(member.key(), wanted) < 0;
-    });
+    // Among few keys a look at each costs less than ordering them.
+    constexpr std::size_t few = 16;
+    auto found = members->begin();
+    if (members->size() <= few) {
+        found = std::ranges::find(*members, key, &Member::key);
+    } else {
+        found = std::lower_bound(members->begin(), members->end(), key,
+                                 [](const Member& member, auto wanted) { return keyOrder(member.key(), wanted) < 0; });
+    }
     return found != members->end() && found->key() == key ? &found->value : nullptr;
 }
 
@@ -298,6 +304,16 @@ std::string_view takeDigits(std::string_view& text) {
 
 int sign(auto ordering) { return ordering < 0 ? -1 : (ordering > 0 ? 1 : 0); }
 
+constexpr int endOfKey = 0;
+constexpr int notPlain = -1;
+
+/// Where a letter or the underscore stands when the letter case is ignored; every other byte needs a closer look.
+int plainRank(char character) {
+    if ((character >= 'a' && character <= 'z') || character == '_') return character;
+    if (character >= 'A' && character <= 'Z') return character + ('a' - 'A');
+    return notPlain;
+}
+
 int compareIgnoringCase(std::string_view left, std::string_view right) {
     while (!left.empty() && !right.empty()) {
         if (isDigit(left.front()) && isDigit(right.front())) {
@@ -317,12 +333,13 @@ int compareIgnoringCase(std::string_view left, std::string_view right) {
 } // namespace
 
 int keyOrder(std::string_view left, std::string_view right) {
-    // Two keys that first differ in plain lower-case letters, as nearly all do, compare by these alone.
-    const auto isPlain = [](char character) { return (character >= 'a' && character <= 'z') || character == '_'; };
+    // Two keys that first differ in a letter, or where one of them ends, compare by that alone. Nearly all do: only
+    // digits look back at what stands before them, and only letters that differ in case look on.
     const auto [ours, theirs] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
-    if (ours != left.end() && theirs != right.end() && isPlain(*ours) && isPlain(*theirs)) {
-        return *ours < *theirs ? -1 : 1;
-    }
+    const int ourRank = ours == left.end() ? endOfKey : plainRank(*ours);
+    const int theirRank = theirs == right.end() ? endOfKey : plainRank(*theirs);
+    if (ourRank != theirRank && ourRank != notPlain && theirRank != notPlain) return ourRank < theirRank ? -1 : 1;
+    if (ourRank == endOfKey && theirRank == endOfKey) return 0;
     if (const int order = compareIgnoringCase(left, right); order != 0) return sign(order);
     // Bytes of UTF-8 sort like the code points they stand for.
     return sign(left.compare(right));

@@ -33,9 +33,13 @@ MCPCancellationRegistry::progressNotification(const std::string& requestID, doub
     const Call& call = found->second;
     if (call.cancelled || !call.progressToken) return std::nullopt;
 
-    std::vector<MCPValue::Member> params{
-        {"progressToken", *call.progressToken}, {"progress", fraction}, {"total", 1.0}};
+    // In key order, which an object need not then look for: reports can come by the hundred thousand.
+    std::vector<MCPValue::Member> params;
+    params.reserve(4);
     if (message) params.push_back({"message", *message});
+    params.push_back({"progress", fraction});
+    params.push_back({"progressToken", *call.progressToken});
+    params.push_back({"total", 1.0});
     return MCPNotification{"notifications/progress", MCPValue::object(std::move(params))};
 }
 
