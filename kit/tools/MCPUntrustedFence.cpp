@@ -56,7 +56,7 @@ void appendEscapingMarkers(std::string& out, std::string_view text) {
             const std::size_t start = after - endMarker.size();
             if (start >= copied) {
                 out.append(text, copied, start - copied);
-            } else if (start + 1 == endOfLastBegin && copied == endOfLastBegin) {
+            } else if (start + 1 == endOfLastBegin) {
                 // The last dash of an escaped begin marker stands alone again, so an end marker can start with it.
                 out.pop_back();
             } else {
