@@ -1,0 +1,66 @@
+// Long audio, cut into stretches of speech that the recogniser takes one at a time.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+namespace vostel_companion {
+
+/// A stretch of speech within a recording.
+struct Utterance {
+    /// Where it begins, in samples from the beginning of the recording.
+    std::size_t start = 0;
+    std::vector<std::int16_t> samples;
+
+    bool operator==(const Utterance&) const = default;
+};
+
+/// Leaves out what is not speech, and cuts in pauses as long as there are any. An utterance that runs on without one is
+/// cut at its quietest moment, so memory and the wait for the first words stay bounded. For one thread at a time.
+class UtteranceSplitter final {
+public:
+    static constexpr std::size_t sampleRate = 16000;
+    /// The detector judges 10 ms at a time.
+    static constexpr std::size_t frameSize = sampleRate / 100;
+    /// Kept before the detector's first speech frame, because it notices the beginning of a word late.
+    static constexpr std::size_t lead = 30 * frameSize;
+    /// From here on the next pause ends the utterance. Shorter ones are joined over their pauses: the recogniser
+    /// adapts to the voice within one utterance, and needs some of it for that.
+    static constexpr std::size_t comfortable = 500 * frameSize;
+    /// A pause that ends an utterance however short it is.
+    static constexpr std::size_t longPause = 150 * frameSize;
+    static constexpr std::size_t longest = 1500 * frameSize;
+
+    /// `isSpeech` is shown every frame of `frameSize` samples, in order.
+    explicit UtteranceSplitter(std::function<bool(std::span<const std::int16_t>)> isSpeech);
+    UtteranceSplitter(const UtteranceSplitter&) = delete;
+    UtteranceSplitter& operator=(const UtteranceSplitter&) = delete;
+
+    /// Takes the next samples and returns the utterances that they complete.
+    [[nodiscard]] std::vector<Utterance> push(std::span<const std::int16_t> samples);
+    /// The last utterance, when one is under way at the end of the recording.
+    [[nodiscard]] std::vector<Utterance> finish();
+
+    /// The sample up to which everything was handed out or left out.
+    [[nodiscard]] std::size_t position() const { return pending_.start; }
+
+private:
+    void takeFrame(std::vector<Utterance>& done);
+    [[nodiscard]] Utterance cut(std::size_t size);
+    void drop(std::size_t size);
+    [[nodiscard]] std::size_t quietestMoment() const;
+
+    const std::function<bool(std::span<const std::int16_t>)> isSpeech_;
+    /// Everything not handed out yet; `start` is the position of its first sample.
+    Utterance pending_;
+    /// How many of the pending samples the detector has seen.
+    std::size_t judged_ = 0;
+    /// The end of the last speech frame among the pending samples; zero when there is none.
+    std::size_t speechEnd_ = 0;
+};
+
+} // namespace vostel_companion

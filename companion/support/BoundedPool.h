@@ -1,0 +1,97 @@
+// A few expensive things, shared by many jobs.
+#pragma once
+
+#include "companion/support/Cancellation.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace vostel_companion {
+
+/// Lends out at most `limit` things at a time, makes them on demand and keeps them for the next borrower. Borrowers
+/// beyond the limit wait in the order in which they came. Thread-safe; outlives its leases.
+template <class Thing, class Error>
+class BoundedPool final {
+public:
+    using Make = std::function<std::expected<std::unique_ptr<Thing>, Error>()>;
+
+    /// The right to use one thing until destroyed.
+    class Lease final {
+    public:
+        Lease(BoundedPool& pool, std::unique_ptr<Thing> thing) : pool_{&pool}, thing_{std::move(thing)} {}
+        Lease(Lease&& other) noexcept = default;
+        Lease& operator=(Lease&&) = delete;
+        ~Lease() {
+            if (thing_) pool_->giveBack(std::move(thing_));
+        }
+
+        Thing& operator*() const { return *thing_; }
+        Thing* operator->() const { return thing_.get(); }
+
+    private:
+        BoundedPool* pool_;
+        std::unique_ptr<Thing> thing_;
+    };
+
+    /// `make` is called from borrowers' threads, several at once.
+    BoundedPool(std::size_t limit, Make make) : limit_{std::max<std::size_t>(limit, 1)}, make_{std::move(make)} {}
+    BoundedPool(const BoundedPool&) = delete;
+    BoundedPool& operator=(const BoundedPool&) = delete;
+
+    /// Waits for a turn. No lease when `cancellation` came first; an error when the thing could not be made.
+    [[nodiscard]] std::expected<std::optional<Lease>, Error> borrow(Cancellation& cancellation) {
+        const Cancellation::Listener listener{cancellation, [this] { wakeAll(); }};
+        std::unique_lock lock{mutex_};
+        const std::size_t ticket = nextTicket_++;
+        waiting_.push_back(ticket);
+        turn_.wait(lock, [&] { return cancellation.isCancelled() || (waiting_.front() == ticket && lent_ < limit_); });
+        std::erase(waiting_, ticket);
+        turn_.notify_all();
+        if (cancellation.isCancelled()) return std::nullopt;
+
+        ++lent_;
+        if (!idle_.empty()) {
+            std::unique_ptr<Thing> thing = std::move(idle_.back());
+            idle_.pop_back();
+            return Lease{*this, std::move(thing)};
+        }
+        lock.unlock();
+        auto made = make_();
+        if (made) return Lease{*this, *std::move(made)};
+        giveBack(nullptr);
+        return std::unexpected(std::move(made.error()));
+    }
+
+private:
+    void giveBack(std::unique_ptr<Thing> thing) {
+        const std::lock_guard lock{mutex_};
+        --lent_;
+        if (thing) idle_.push_back(std::move(thing));
+        turn_.notify_all();
+    }
+
+    void wakeAll() {
+        const std::lock_guard lock{mutex_};
+        turn_.notify_all();
+    }
+
+    const std::size_t limit_;
+    const Make make_;
+    std::mutex mutex_;
+    std::condition_variable turn_;
+    std::deque<std::size_t> waiting_;
+    std::size_t nextTicket_ = 0;
+    std::size_t lent_ = 0;
+    std::vector<std::unique_ptr<Thing>> idle_;
+};
+
+} // namespace vostel_companion

@@ -1,0 +1,130 @@
+#include "companion/transcription/Transcriber.h"
+
+#include "companion/audio/AudioSource.h"
+#include "companion/speech/LanguageHint.h"
+#include "companion/speech/SpeechDetector.h"
+#include "companion/speech/UtteranceSplitter.h"
+#include "companion/support/InQuotes.h"
+#include "kit/support/match.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <utility>
+
+namespace vostel_companion {
+
+namespace {
+
+using Progress = std::function<void(double)>;
+
+TranscriptionError unusable(const std::string& path, const AudioError& why) {
+    if (std::holds_alternative<AudioError::Cancelled>(why.is)) return {TranscriptionError::Cancelled{}};
+    return {TranscriptionError::UnusableFile{path, why}};
+}
+
+TranscriptionError failed(const SpeechError& why) {
+    if (why.is == SpeechError::Kind::cancelled) return {TranscriptionError::Cancelled{}};
+    return {why};
+}
+
+/// One recording on its way through the splitter and the recogniser.
+class Recording final {
+public:
+    Recording(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation, const Progress& progress)
+        : source_{source}, decoder_{decoder}, cancellation_{cancellation}, progress_{progress} {}
+    Recording(const Recording&) = delete;
+    Recording& operator=(const Recording&) = delete;
+
+    std::expected<Transcription, TranscriptionError> run(const std::string& path) {
+        decoder_.startRecording();
+        while (true) {
+            const auto samples = source_.read();
+            if (!samples) return std::unexpected(unusable(path, samples.error()));
+            if (samples->empty()) break;
+            read_ += samples->size();
+            if (auto taken = recognise(splitter_.push(*samples)); !taken) return std::unexpected(failed(taken.error()));
+            report(splitter_.position());
+        }
+        if (auto taken = recognise(splitter_.finish()); !taken) return std::unexpected(failed(taken.error()));
+        progress_(1.0);
+        return Transcription{std::move(transcript_),
+                             std::chrono::duration<double>{static_cast<double>(read_) / AudioSource::sampleRate}};
+    }
+
+private:
+    std::expected<void, SpeechError> recognise(const std::vector<Utterance>& utterances) {
+        for (const Utterance& utterance : utterances) {
+            const auto consumed = [&](double share) {
+                report(utterance.start +
+                       static_cast<std::size_t>(share * static_cast<double>(utterance.samples.size())));
+            };
+            auto words = decoder_.decode(utterance, cancellation_, consumed);
+            if (!words) return std::unexpected(words.error());
+            std::ranges::move(*words, std::back_inserter(transcript_.segments));
+        }
+        return {};
+    }
+
+    /// Reading runs ahead of recognising, so what counts is how far the recogniser has come in what was read.
+    void report(std::size_t position) {
+        const double exact = source_.consumed() * static_cast<double>(position) / static_cast<double>(read_);
+        const double share = std::floor(exact * 1000) / 1000; // nobody reads more digits
+        if (share <= reported_) return;
+        reported_ = share;
+        progress_(share);
+    }
+
+    AudioSource& source_;
+    SpeechDecoder& decoder_;
+    const Cancellation& cancellation_;
+    const Progress& progress_;
+
+    SpeechDetector detector_;
+    UtteranceSplitter splitter_{[this](std::span<const std::int16_t> frame) { return detector_.isSpeech(frame); }};
+    Transcript transcript_;
+    std::size_t read_ = 0;
+    double reported_ = 0;
+};
+
+} // namespace
+
+std::string TranscriptionError::description() const {
+    return VostelMCPKit::match(
+        is,
+        [](const RelativePath& relative) {
+            return "The path " + inQuotes(relative.path) +
+                   " is relative; transcribe_file needs the absolute path of the file.";
+        },
+        [](const UnknownLanguage& unknown) {
+            return "The language " + inQuotes(unknown.language) +
+                   " is unknown; pass an ISO 639-1 code such as 'en', or leave it out.";
+        },
+        [](const UnusableFile& file) { return file.why.description(file.path); },
+        [](const SpeechError& error) { return error.description(); },
+        [](const Cancelled&) { return std::string{"The transcription was cancelled."}; });
+}
+
+Transcriber::Transcriber(std::string modelFolder, std::size_t jobs)
+    : decoders_{jobs, [folder = std::move(modelFolder)] { return SpeechDecoder::load(folder); }} {}
+
+std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const std::string& path,
+                                                                         const std::string& language,
+                                                                         Cancellation& cancellation,
+                                                                         const Progress& progress) {
+    if (!path.starts_with('/')) return std::unexpected(TranscriptionError{TranscriptionError::RelativePath{path}});
+    if (!isLanguageHint(language))
+        return std::unexpected(TranscriptionError{TranscriptionError::UnknownLanguage{language}});
+    // A path with a NUL inside would be opened as another, shorter one.
+    if (path.contains('\0'))
+        return std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{path, {AudioError::Missing{}}}});
+
+    auto source = AudioSource::open(path, cancellation);
+    if (!source) return std::unexpected(unusable(path, source.error()));
+    auto decoder = decoders_.borrow(cancellation);
+    if (!decoder) return std::unexpected(failed(decoder.error()));
+    if (!*decoder) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
+    return Recording{*source, ***decoder, cancellation, progress}.run(path);
+}
+
+} // namespace vostel_companion
