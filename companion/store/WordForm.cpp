@@ -33,6 +33,8 @@ Character take(std::string_view& text) {
     return {length > 0 ? static_cast<char32_t>(codePoint) : replacementCharacter, VostelMCPKit::trimmed(bytes).empty()};
 }
 
+bool isASCIILetter(char32_t codePoint) { return (codePoint | 0x20U) >= 'a' && (codePoint | 0x20U) <= 'z'; }
+
 utf8proc_category_t categoryOf(char32_t codePoint) {
     return utf8proc_category(static_cast<utf8proc_int32_t>(codePoint));
 }
@@ -63,6 +65,9 @@ bool isUnseparatedScript(char32_t codePoint) {
 }
 
 WordClass classOf(char32_t codePoint) {
+    // Most of what is recognised.
+    if (isASCIILetter(codePoint)) return WordClass::letter;
+    if (codePoint == ' ') return WordClass::other;
     switch (utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->boundclass) {
     case UTF8PROC_BOUNDCLASS_EXTEND:
     case UTF8PROC_BOUNDCLASS_SPACINGMARK:
@@ -131,15 +136,28 @@ std::vector<FoldedCharacter> folded(std::string_view text) {
     result.reserve(text.size());
     // Where the marks of the current character begin, which canonical equivalence lets stand in any order.
     std::size_t marks = 0;
+    const auto combiningClassOf = [](char32_t codePoint) {
+        return utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->combining_class;
+    };
     const auto sortMarks = [&] {
-        const auto combiningClass = [](const FoldedCharacter& mark) {
-            return utf8proc_get_property(static_cast<utf8proc_int32_t>(mark.codePoint))->combining_class;
-        };
+        if (result.size() - marks < 2) return;
         std::ranges::stable_sort(std::next(result.begin(), static_cast<std::ptrdiff_t>(marks)), result.end(), {},
-                                 combiningClass);
+                                 [&](const FoldedCharacter& mark) { return combiningClassOf(mark.codePoint); });
+    };
+    const auto append = [&](char32_t codePoint, std::uint32_t begin, int combiningClass) {
+        if (combiningClass == 0) {
+            sortMarks();
+            marks = result.size() + 1;
+        }
+        result.push_back({codePoint, begin});
     };
     for (std::string_view rest = text; !rest.empty();) {
         const auto begin = static_cast<std::uint32_t>(text.size() - rest.size());
+        if (const auto first = static_cast<unsigned char>(rest.front()); isASCIILetter(first)) {
+            append(first | 0x20U, begin, /*combiningClass=*/0);
+            rest.remove_prefix(1);
+            continue;
+        }
         const auto [codePoint, isWhiteSpace] = take(rest);
         utf8proc_int32_t parts[32];
         utf8proc_ssize_t count = 1;
@@ -156,14 +174,11 @@ std::vector<FoldedCharacter> folded(std::string_view text) {
                                             &boundClass);
         }
         for (utf8proc_ssize_t part = 0; part < count; ++part) {
-            if (utf8proc_get_property(parts[part])->combining_class == 0) {
-                if (result.size() - marks > 1) sortMarks();
-                marks = result.size() + 1;
-            }
-            result.push_back({static_cast<char32_t>(parts[part]), begin});
+            const auto character = static_cast<char32_t>(parts[part]);
+            append(character, begin, combiningClassOf(character));
         }
     }
-    if (result.size() > marks + 1) sortMarks();
+    sortMarks();
     return result;
 }
 
