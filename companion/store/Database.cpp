@@ -92,7 +92,7 @@ std::expected<bool, DatabaseError> Statement::step() {
     const int code = sqlite3_step(statement_);
     if (code == SQLITE_ROW) return true;
     if (code == SQLITE_DONE) return false;
-    check(code);
+    failure_ = database_.lastError();
     return std::unexpected(*failure_);
 }
 

@@ -2,6 +2,9 @@
 #include "companion/store/Vocabulary.h"
 #include "tests/companion/store/ModelFixture.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace vostel_companion {
 
 namespace {
@@ -63,6 +66,28 @@ struct Fixture {
         return count;
     }
 };
+
+std::chrono::system_clock::time_point atNoTime() { return {}; }
+
+enum class Result { success, other, broken };
+
+/// Runs `work` in several processes at once.
+int countOfSuccesses(const std::function<Result(std::uint8_t)>& work) {
+    std::vector<pid_t> children;
+    for (std::uint8_t number = 1; number <= 6; ++number) {
+        children.push_back(::fork());
+        if (children.back() == 0) ::_exit(static_cast<int>(work(number)));
+    }
+    int successes = 0;
+    for (const pid_t child : children) {
+        int status = 0;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status));
+        EXPECT_NE(WEXITSTATUS(status), static_cast<int>(Result::broken));
+        if (WEXITSTATUS(status) == static_cast<int>(Result::success)) ++successes;
+    }
+    return successes;
+}
 
 } // namespace
 
@@ -394,9 +419,8 @@ TEST(Confirmations, AnotherProcessMayAnswer) {
     auto server = openStore(folder / "store.sqlite");
     auto command = openStore(folder / "store.sqlite");
     ASSERT_TRUE(server && command);
-    const auto now = [] { return std::chrono::system_clock::time_point{}; };
-    Confirmations asked{*server, places.models, now, [] { return uuid(1); }};
-    Confirmations answered{*command, places.models, now, [] { return uuid(2); }};
+    Confirmations asked{*server, places.models, atNoTime, [] { return uuid(1); }};
+    Confirmations answered{*command, places.models, atNoTime, [] { return uuid(2); }};
     Vocabulary vocabulary{*server};
     ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
     const ConfirmableAction action{RemoveWords{{"github"}}};
@@ -407,6 +431,44 @@ TEST(Confirmations, AnotherProcessMayAnswer) {
     ASSERT_TRUE(report);
     EXPECT_EQ(report->status, Status::confirmed);
     EXPECT_EQ(vocabulary.list(), std::vector<VocabularyRule>{});
+}
+
+TEST(Confirmations, ProcessesThatAskAtOnceMakeOneRequest) {
+    const ModelFixture places;
+    const std::string path = places.folder / "store.sqlite";
+    ASSERT_TRUE(openStore(path));
+    EXPECT_EQ(countOfSuccesses([&](std::uint8_t number) {
+                  auto database = openStore(path);
+                  if (!database) return Result::broken;
+                  Confirmations confirmations{*database, places.models, atNoTime, [&] { return uuid(number); }};
+                  const auto report = confirmations.ask({RemoveWords{{"github"}}});
+                  if (!report) return Result::broken;
+                  return report->isNew ? Result::success : Result::other;
+              }),
+              1);
+}
+
+TEST(Confirmations, OfSeveralAnswersAtOnceOneIsTakenAndTheActionPerformedOnce) {
+    const ModelFixture places;
+    const std::string path = places.folder / "store.sqlite";
+    {
+        auto database = openStore(path);
+        ASSERT_TRUE(database);
+        Vocabulary vocabulary{*database};
+        ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
+        Confirmations confirmations{*database, places.models, atNoTime, [] { return uuid(1); }};
+        ASSERT_TRUE(confirmations.ask({RemoveWords{{"github"}}}));
+    }
+    EXPECT_EQ(countOfSuccesses([&](std::uint8_t) {
+                  auto database = openStore(path);
+                  if (!database) return Result::broken;
+                  Confirmations confirmations{*database, places.models, atNoTime, [] { return uuid(9); }};
+                  const auto removed = confirmations.answer(uuid(1), Decision::confirmed);
+                  if (removed) return *removed == Words{"GitHub"} ? Result::success : Result::broken;
+                  const bool isRefused = removed.error() == ConfirmationError{ConfirmationError::AlreadyAnswered{}};
+                  return isRefused ? Result::other : Result::broken;
+              }),
+              1);
 }
 
 } // namespace vostel_companion
