@@ -173,6 +173,8 @@ TEST(JSONReader, NamesTheByteAtWhichATextStopsBeingJSON) {
         {"the end amid the digits", R"("\u00)", 5},
         {"a low surrogate alone", R"("\uDC00")", 7},
         {"the last low surrogate alone", R"("\uDFFF ")", 7},
+        {"two low surrogates", R"("\uDC00\uDC00")", 7},
+        {"a pair in the wrong order", R"("\uDE00\uD83D")", 7},
         {"a high surrogate alone", R"("\uD800")", 7},
         {"a high surrogate before a letter", R"("\uD800x")", 7},
         {"a high surrogate before another escape", R"("\uD800\n")", 8},
