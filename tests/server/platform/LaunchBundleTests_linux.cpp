@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <map>
@@ -232,6 +233,8 @@ TEST(LaunchBundle, AnIgnoredChildSignalDoesNotHideSuccessOrFailure) {
 TEST(LaunchBundle, AFailureIsKnownEvenWhenStandardStreamsAreClosed) {
     Bundle bundle;
     bundle.writeExecutable("Small", "hello");
+    // Some sanitizers write out what is buffered when a forked child leaves.
+    std::fflush(nullptr);
     const FileDescriptor savedInput{fcntl(0, F_DUPFD_CLOEXEC, 10)};
     const FileDescriptor savedOutput{fcntl(1, F_DUPFD_CLOEXEC, 10)};
     const FileDescriptor savedError{fcntl(2, F_DUPFD_CLOEXEC, 10)};
