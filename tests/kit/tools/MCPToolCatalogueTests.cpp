@@ -48,8 +48,9 @@ Names names(const std::vector<MCPTool>& tools) {
 
 Names strings(const MCPValue* array) {
     Names result;
-    if (array == nullptr || !array->asArray()) return result;
-    for (const MCPValue& element : *array->asArray()) result.emplace_back(element.asString().value_or("?"));
+    const auto elements = array != nullptr ? array->asArray() : std::nullopt;
+    if (!elements) return result;
+    for (const MCPValue& element : *elements) result.emplace_back(element.asString().value_or("?"));
     return result;
 }
 
@@ -137,7 +138,8 @@ TEST(MCPToolCatalogue, EachToolHasItsHintsItsFlagAndItsRequiredArguments) {
     };
     const auto propertyNames = [](const MCPSchema& schema) {
         Names result;
-        for (const auto& member : *(*schema.value["properties"]).asObject()) result.emplace_back(member.key());
+        const auto members = *schema.value["properties"]->asObject();
+        for (const auto& member : members) result.emplace_back(member.key());
         return result;
     };
     const auto tools = MCPToolCatalogue::tools(/*youTubeAvailable=*/true);
@@ -164,7 +166,8 @@ std::vector<MCPValue> allSchemas(const MCPValue& root) {
         const MCPValue schema = found[index];
         if (schema["items"] != nullptr) found.push_back(*schema["items"]);
         if (schema["properties"] == nullptr) continue;
-        for (const auto& member : *schema["properties"]->asObject()) found.push_back(member.value);
+        const auto members = *schema["properties"]->asObject();
+        for (const auto& member : members) found.push_back(member.value);
     }
     return found;
 }
