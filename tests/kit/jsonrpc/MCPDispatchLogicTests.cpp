@@ -1,5 +1,6 @@
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/tools/MCPToolCatalogue.h"
+#include "tests/support/Distinct.h"
 #include "tests/support/JSON.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@ namespace {
 
 using namespace MCPDispatchLogic;
 using vostel_tests::decoded;
+using vostel_tests::expectDistinct;
 using vostel_tests::json;
 using vostel_tests::written;
 using Batch = MCPIncoming::Batch;
@@ -292,17 +294,6 @@ TEST(MCPDispatchLogic, TheClientIsWhoItSaysWhenItNamesItself) {
 TEST(MCPDispatchLogic, TheForwardedNamesAreThoseOfTheProtocol) {
     EXPECT_EQ(applicationMethod, "tools/call");
     EXPECT_EQ(applicationNotification, "notifications/cancelled");
-}
-
-template <class Value>
-void expectDistinct(const std::vector<Value>& values) {
-    const std::hash<Value> hash;
-    for (std::size_t left = 0; left < values.size(); ++left) {
-        for (std::size_t right = 0; right < values.size(); ++right) {
-            EXPECT_EQ(values[left] == values[right], left == right) << left << " " << right;
-            EXPECT_EQ(hash(values[left]) == hash(Value{values[right]}), left == right) << left << " " << right;
-        }
-    }
 }
 
 TEST(MCPIncoming, ComparesAndHashesCaseAndPayload) {

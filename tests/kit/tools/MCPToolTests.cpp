@@ -1,4 +1,5 @@
 #include "kit/tools/MCPTool.h"
+#include "tests/support/Distinct.h"
 #include "tests/support/JSON.h"
 
 #include <gtest/gtest.h>
@@ -124,13 +125,7 @@ TEST(MCPToolAnnotations, CompareAndHashByEveryHint) {
     for (unsigned bits = 0; bits < 16; ++bits) {
         all.push_back({(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0});
     }
-    const std::hash<MCPToolAnnotations> hash;
-    for (std::size_t left = 0; left < all.size(); ++left) {
-        for (std::size_t right = 0; right < all.size(); ++right) {
-            EXPECT_EQ(all[left] == all[right], left == right);
-            EXPECT_EQ(hash(all[left]) == hash(all[right]), left == right);
-        }
-    }
+    vostel_tests::expectDistinct(all);
 }
 
 } // namespace
