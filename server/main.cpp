@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <sys/random.h>
 #include <sys/resource.h>
 #include <thread>
@@ -32,6 +33,16 @@ UUID randomUUID() {
     return UUID::fromRandom(random);
 }
 
+/// A client may start us with a standard stream closed. The first socket would then take its number, and replies would
+/// go to the application.
+void occupyStandardStreams() {
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) close(descriptor);
+}
+
 /// Each call in flight holds a descriptor, and some systems start a process with room for only 256.
 void raiseDescriptorLimit() {
     rlimit limit{};
@@ -45,6 +56,7 @@ void raiseDescriptorLimit() {
 } // namespace
 
 int main() {
+    occupyStandardStreams();
     keepIdleMemorySmall();
     raiseDescriptorLimit();
     std::setvbuf(stderr, nullptr, _IONBF, 0);
