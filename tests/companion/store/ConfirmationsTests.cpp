@@ -69,22 +69,42 @@ struct Fixture {
 
 std::chrono::system_clock::time_point atNoTime() { return {}; }
 
-enum class Result { success, other, broken };
+constexpr int contestedWords = 30;
 
-/// Runs `work` in several processes at once.
-int countOfSuccesses(const std::function<Result(std::uint8_t)>& work) {
+std::string contestedWord(int number) { return "word" + std::to_string(number); }
+
+/// Lets several processes begin at once, each with the store at `path`; all of their successes, which `work` returns. A
+/// process in which anything else goes wrong returns nothing.
+int countOfSuccesses(const std::string& path, const ModelStore& models,
+                     const std::function<std::optional<int>(Confirmations&)>& work) {
+    int barrier[2];
+    EXPECT_EQ(::pipe(barrier), 0);
     std::vector<pid_t> children;
-    for (std::uint8_t number = 1; number <= 6; ++number) {
+    for (std::uint8_t process = 1; process <= 4; ++process) {
         children.push_back(::fork());
-        if (children.back() == 0) ::_exit(static_cast<int>(work(number)));
+        if (children.back() != 0) continue;
+        ::close(barrier[1]);
+        auto database = openStore(path);
+        if (!database) ::_exit(255);
+        std::uint8_t request = 0;
+        Confirmations confirmations{*database, models, atNoTime, [&] {
+                                        UUID id = uuid(++request);
+                                        id.bytes.front() = process;
+                                        return id;
+                                    }};
+        char nothing = 0;
+        if (::read(barrier[0], &nothing, 1) != 0) ::_exit(255);
+        ::_exit(work(confirmations).value_or(255));
     }
+    ::close(barrier[0]);
+    ::close(barrier[1]);
     int successes = 0;
     for (const pid_t child : children) {
         int status = 0;
         EXPECT_EQ(::waitpid(child, &status, 0), child);
         EXPECT_TRUE(WIFEXITED(status));
-        EXPECT_NE(WEXITSTATUS(status), static_cast<int>(Result::broken));
-        if (WEXITSTATUS(status) == static_cast<int>(Result::success)) ++successes;
+        EXPECT_NE(WEXITSTATUS(status), 255);
+        successes += WEXITSTATUS(status);
     }
     return successes;
 }
@@ -385,6 +405,21 @@ TEST(Confirmations, ACrashBeforeTheTakenModelIsDeletedLeavesNothingBehind) {
     EXPECT_EQ(fixture.takenCount(), 0U);
 }
 
+TEST(Confirmations, ARemovalThatAnotherProcessIsAboutToPerformIsStillPending) {
+    Fixture fixture;
+    fixture.install();
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    std::ignore = fixture.askWords({"old"});
+    // The answer arrives in the middle of the next call, right after it has looked for what it has to finish.
+    ASSERT_TRUE(fixture.database.execute("UPDATE confirmations SET createdAt = 0 WHERE tool = 'vocabulary_remove';"
+                                         "CREATE TEMP TRIGGER answer AFTER DELETE ON main.confirmations BEGIN "
+                                         "UPDATE confirmations SET decision = 'confirmed'; END"));
+    const ConfirmationReport report = fixture.ask(removeGerman);
+    EXPECT_EQ(report.status, Status::pending);
+    EXPECT_EQ(report.confirmation.request.id, id);
+    EXPECT_EQ(report.confirmation.request.decision, Decision::confirmed);
+}
+
 TEST(Confirmations, WhatIsOwedIsNotForgotten) {
     Fixture fixture;
     fixture.install();
@@ -437,38 +472,47 @@ TEST(Confirmations, ProcessesThatAskAtOnceMakeOneRequest) {
     const ModelFixture places;
     const std::string path = places.folder / "store.sqlite";
     ASSERT_TRUE(openStore(path));
-    EXPECT_EQ(countOfSuccesses([&](std::uint8_t number) {
-                  auto database = openStore(path);
-                  if (!database) return Result::broken;
-                  Confirmations confirmations{*database, places.models, atNoTime, [&] { return uuid(number); }};
-                  const auto report = confirmations.ask({RemoveWords{{"github"}}});
-                  if (!report) return Result::broken;
-                  return report->isNew ? Result::success : Result::other;
-              }),
-              1);
+    const auto ask = [](Confirmations& confirmations) -> std::optional<int> {
+        int made = 0;
+        for (int number = 0; number < contestedWords; ++number) {
+            const auto report = confirmations.ask({RemoveWords{{contestedWord(number)}}});
+            if (!report) return std::nullopt;
+            if (report->isNew) ++made;
+        }
+        return made;
+    };
+    EXPECT_EQ(countOfSuccesses(path, places.models, ask), contestedWords);
 }
 
 TEST(Confirmations, OfSeveralAnswersAtOnceOneIsTakenAndTheActionPerformedOnce) {
     const ModelFixture places;
     const std::string path = places.folder / "store.sqlite";
+    std::vector<UUID> requests;
     {
         auto database = openStore(path);
         ASSERT_TRUE(database);
         Vocabulary vocabulary{*database};
-        ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
-        Confirmations confirmations{*database, places.models, atNoTime, [] { return uuid(1); }};
-        ASSERT_TRUE(confirmations.ask({RemoveWords{{"github"}}}));
+        Confirmations confirmations{*database, places.models, atNoTime,
+                                    [&] { return uuid(static_cast<std::uint8_t>(requests.size())); }};
+        for (int number = 0; number < contestedWords; ++number) {
+            ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{contestedWord(number), ""}}));
+            const auto report = confirmations.ask({RemoveWords{{contestedWord(number)}}});
+            ASSERT_TRUE(report);
+            requests.push_back(report->confirmation.request.id);
+        }
     }
-    EXPECT_EQ(countOfSuccesses([&](std::uint8_t) {
-                  auto database = openStore(path);
-                  if (!database) return Result::broken;
-                  Confirmations confirmations{*database, places.models, atNoTime, [] { return uuid(9); }};
-                  const auto removed = confirmations.answer(uuid(1), Decision::confirmed);
-                  if (removed) return *removed == Words{"GitHub"} ? Result::success : Result::broken;
-                  const bool isRefused = removed.error() == ConfirmationError{ConfirmationError::AlreadyAnswered{}};
-                  return isRefused ? Result::other : Result::broken;
-              }),
-              1);
+    const auto answer = [&](Confirmations& confirmations) -> std::optional<int> {
+        int performed = 0;
+        for (const UUID& id : requests) {
+            const auto removed = confirmations.answer(id, Decision::confirmed);
+            const bool isRefused =
+                !removed && removed.error() == ConfirmationError{ConfirmationError::AlreadyAnswered{}};
+            if (!isRefused && (!removed || removed->size() != 1)) return std::nullopt;
+            if (removed) ++performed;
+        }
+        return performed;
+    };
+    EXPECT_EQ(countOfSuccesses(path, places.models, answer), contestedWords);
 }
 
 } // namespace vostel_companion

@@ -29,6 +29,7 @@ TEST(VocabularyMatcher, ARuleReplacesItsExactWordForm) {
         {"every place", {{"a", "b"}}, "a c a a", "b c b b"},
         {"letter case ignored", {{"VoStell", "Vostel"}}, "VOSTELL vostell", "Vostel Vostel"},
         {"not within a word", {{"cat", "dog"}}, "concatenate cats cat's", "concatenate cats cat's"},
+        {"not at the end of a word", {{"cat", "dog"}}, "bobcat \u043Bcat", "bobcat \u043Bcat"},
         {"beside punctuation", {{"cat", "dog"}}, "(cat), \"cat\"; cat.", "(dog), \"dog\"; dog."},
         {"in a compound with a hyphen", {{"cat", "dog"}}, "cat-flap", "dog-flap"},
         {"not within a domain", {{"example", "x"}}, "example.com example.", "example.com x."},
