@@ -208,6 +208,7 @@ TEST(Actor, ItsOwnOperationsDoNotQueueAgain) {
     EXPECT_EQ(recorder.lines, (Trace{"a begins", "a inside", "a ends"}));
     EXPECT_TRUE(own.step());
     EXPECT_FALSE(own.step());
+    callers.drain();
 }
 
 TEST(Actor, SerialisesThePiecesBetweenSuspensionsNotWholeOperations) {
