@@ -203,7 +203,8 @@ bool CallServer::handleFrame(ConnectionID id, Connection& connection, std::strin
     if (!value) return false;
     if (const auto refusal = versionRefusal(*value)) {
         const auto bytes = encodedFrame({*refusal});
-        return !connection.call && bytes && sendFrame(connection.socket.number(), *bytes, atOnce) == Sending::sent;
+        if (!connection.call && bytes) std::ignore = sendFrame(connection.socket.number(), *bytes, atOnce);
+        return false;
     }
     auto frame = decode<MCPWireInboundFrame>(*value);
     if (!frame) return false;
@@ -230,7 +231,8 @@ bool CallServer::startCall(ConnectionID id, Connection& connection, MCPWireReque
     if (!started) {
         const Bytes busy = encodedAnswer(
             requestID, failedOutcome("Vostel is busy with too many calls at the moment; please try again later."));
-        return sendFrame(connection.socket.number(), busy, atOnce) == Sending::sent;
+        std::ignore = sendFrame(connection.socket.number(), busy, atOnce);
+        return false;
     }
     ++running_;
     connection.call = cancellation;
@@ -255,26 +257,24 @@ void CallServer::hangUp(ConnectionID id, Connection& connection) {
     }
     connection.abandoned = true;
     connection.received = {};
-    connection.call->cancel();
-    // The call's thread may be waiting for the peer.
+    // First, because the call's thread may be waiting for the peer, and must not answer one that broke the protocol.
     ::shutdown(connection.socket.number(), SHUT_RDWR);
+    connection.call->cancel();
 }
 
 void CallServer::takeFinished() {
     std::array<char, 256> ignored;
     while (::read(wakeReader_.number(), ignored.data(), ignored.size()) > 0) {}
-    std::vector<Finished> finished;
+    std::vector<ConnectionID> finished;
     {
         const std::lock_guard lock{mutex_};
         finished.swap(finished_);
     }
-    for (const Finished& end : finished) {
-        Connection& connection = connections_.at(end.connection);
+    for (const ConnectionID id : finished) {
+        const Connection& connection = connections_.at(id);
         registry_.remove(connection.requestID, connection.call);
-        connection.call.reset();
+        connections_.erase(id);
         --running_;
-        connection.deadline = std::chrono::steady_clock::now() + limits_.frame;
-        if (connection.abandoned || !end.answered || stopping_) connections_.erase(end.connection);
     }
 }
 
@@ -300,11 +300,12 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
     const MCPToolOutcome outcome = tool == tools_.end()
                                        ? failedOutcome("There is no tool named " + inQuotes(request.tool) + ".")
                                        : tool->second(ToolCall{request.arguments, *cancellation, progress});
-    const bool answered = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answer) == Sending::sent;
+    // Whether or not it arrives, the connection ends with it.
+    std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answer);
 
     // Once the loop has taken the end of the last call, the server may be gone: nothing is touched afterwards.
     const std::lock_guard lock{mutex_};
-    finished_.push_back({id, answered});
+    finished_.push_back(id);
     wake();
 }
 

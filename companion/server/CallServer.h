@@ -2,8 +2,8 @@
 //
 // One thread waits for all connections at once: it accepts them, cuts what they send into frames, finds the calls that
 // cancellations name, and notices callers that hang up. Each call runs on a thread of its own, which writes the call's
-// progress and its answer. A connection carries one call at a time; a peer that breaks the protocol, dawdles, or does
-// not read costs its own connection and nothing else.
+// progress and its answer. A connection carries one call and ends with its answer; a peer that breaks the protocol,
+// dawdles, or does not read costs its own connection and nothing else.
 #pragma once
 
 #include "companion/server/CallRegistry.h"
@@ -75,11 +75,6 @@ private:
         std::shared_ptr<Cancellation> call;
         std::string requestID;
     };
-    struct Finished {
-        ConnectionID connection;
-        bool answered;
-    };
-
     CallServer(ListeningSocket socket, const ToolTable& tools, vostel_mcp::ThreadStarter startThread, Limits limits,
                vostel_mcp::FileDescriptor wakeReader, vostel_mcp::FileDescriptor wakeWriter);
 
@@ -123,7 +118,7 @@ private:
 
     std::mutex mutex_;
     /// Guarded by `mutex_`.
-    std::vector<Finished> finished_;
+    std::vector<ConnectionID> finished_;
 };
 
 } // namespace vostel_companion

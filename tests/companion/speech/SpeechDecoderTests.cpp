@@ -1,0 +1,84 @@
+#include "companion/speech/SpeechDecoder.h"
+#include "tests/companion/support/SoundFile.h"
+#include "tests/e2e/TemporaryFolder.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace vostel_companion {
+
+using vostel_tests::samplesOf;
+using vostel_tests::spoken;
+
+namespace {
+
+std::unique_ptr<SpeechDecoder> loaded() { return SpeechDecoder::load(VOSTEL_MODEL_FOLDER).value(); }
+
+std::string words(const std::vector<TranscriptSegment>& segments) { return Transcript{segments}.text(); }
+
+void ignore(double) {}
+
+} // namespace
+
+TEST(SpeechDecoder, HearsTheWordsOfAnUtteranceAndWhenTheyWereSpoken) {
+    const auto decoder = loaded();
+    decoder->startRecording();
+    const Cancellation never;
+    std::vector<double> shares;
+    // As if the utterance began at second 100.
+    const auto heard =
+        decoder->decode({1'600'000, samplesOf(spoken("0930"))}, never, [&](double share) { shares.push_back(share); });
+    ASSERT_TRUE(heard);
+    EXPECT_EQ(words(*heard), "he might even have been made amiable himself");
+    double before = 100;
+    for (const TranscriptSegment& segment : *heard) {
+        EXPECT_GE(segment.startTime.count(), before) << segment.text;
+        EXPECT_GT(segment.endTime, segment.startTime) << segment.text;
+        before = segment.endTime.count();
+    }
+    EXPECT_LE(before, 103.3);
+    ASSERT_GT(shares.size(), 5U);
+    EXPECT_TRUE(std::ranges::is_sorted(shares));
+    EXPECT_LE(shares.back(), 1);
+}
+
+TEST(SpeechDecoder, TooLittleSoundHasNoWords) {
+    const auto decoder = loaded();
+    decoder->startRecording();
+    const Cancellation never;
+    for (const std::size_t length : {0U, 1U, 100U, 410U, 1600U}) {
+        SCOPED_TRACE(length);
+        const auto heard = decoder->decode({0, std::vector<std::int16_t>(length)}, never, ignore);
+        ASSERT_TRUE(heard);
+        EXPECT_EQ(words(*heard), "");
+    }
+}
+
+TEST(SpeechDecoder, ACancelledUtteranceStopsSoonAndTheDecoderIsFitForTheNext) {
+    const auto decoder = loaded();
+    decoder->startRecording();
+    Cancellation cancellation;
+    int reports = 0;
+    const auto heard = decoder->decode({0, samplesOf(spoken("0930"))}, cancellation, [&](double) {
+        ++reports;
+        cancellation.cancel();
+    });
+    ASSERT_FALSE(heard);
+    EXPECT_EQ(heard.error(), SpeechError{SpeechError::Kind::cancelled});
+    EXPECT_EQ(reports, 1);
+
+    const Cancellation never;
+    decoder->startRecording();
+    EXPECT_EQ(words(decoder->decode({0, samplesOf(spoken("0930"))}, never, ignore).value()),
+              "he might even have been made amiable himself");
+}
+
+TEST(SpeechDecoder, AModelThatIsNotThereIsAnError) {
+    const vostel_tests::TemporaryFolder folder;
+    const auto missing = SpeechDecoder::load(folder.path());
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.error().description(),
+              "Vostel's speech recognition model is missing or damaged; please install it again.");
+}
+
+} // namespace vostel_companion

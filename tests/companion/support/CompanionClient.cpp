@@ -1,0 +1,102 @@
+#include "tests/companion/support/CompanionClient.h"
+
+#include "kit/connect/MCPConnectLogic.h"
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/JSONWriter.h"
+#include "kit/wire/MCPWireFraming.h"
+#include "kit/wire/MCPWireVersionLogic.h"
+#include "server/UnixSocket.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+namespace vostel_tests {
+
+using namespace VostelMCPKit;
+
+namespace {
+
+std::string text(const MCPValue& value) {
+    Bytes bytes;
+    std::ignore = writeJSON(value, bytes);
+    return std::string{bytes.text()};
+}
+
+} // namespace
+
+CompanionClient::CompanionClient(const std::filesystem::path& applicationSupportDirectory) {
+    auto connected = vostel_mcp::UnixSocket::connect(MCPConnectLogic::socketPath(applicationSupportDirectory));
+    if (!connected) return;
+    socket_ = *std::move(connected);
+    const timeval patience{30, 0};
+    ::setsockopt(socket_.number(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
+void CompanionClient::request(std::string_view tool, const MCPValue& arguments, std::string requestID) {
+    sendFrame(text(encode(MCPWireInboundFrame{
+        MCPWireRequest{wireProtocolVersion, {"a test", {}}, std::string{tool}, arguments, std::move(requestID)}})));
+}
+
+void CompanionClient::cancel(std::string requestID) {
+    sendFrame(text(encode(MCPWireInboundFrame{MCPWireCancellation{wireProtocolVersion, std::move(requestID)}})));
+}
+
+void CompanionClient::sendFrame(std::string_view payload) { sendBytes(MCPWireFraming::encode(payload).text()); }
+
+void CompanionClient::sendBytes(std::string_view bytes) {
+    std::ignore = vostel_mcp::UnixSocket::writeAll(socket_.number(), std::as_bytes(std::span{bytes}));
+}
+
+void CompanionClient::hangUp() { socket_ = {}; }
+
+std::optional<MCPWireOutboundFrame> CompanionClient::next() {
+    while (true) {
+        const auto frame = MCPWireFraming::extractFrame(received_);
+        if (!frame) return std::nullopt;
+        if (*frame) {
+            const auto value = readJSON((*frame)->payload);
+            const auto decoded = value ? decode<MCPWireOutboundFrame>(*value) : typeMismatch("JSON");
+            received_ = std::string{(*frame)->remainder};
+            if (!decoded) return std::nullopt;
+            return *decoded;
+        }
+        char buffer[65'536];
+        const ssize_t count = ::recv(socket_.number(), buffer, sizeof buffer, 0);
+        if (count <= 0) return std::nullopt;
+        received_.append(buffer, static_cast<std::size_t>(count));
+    }
+}
+
+std::optional<MCPWireResponse> CompanionClient::response() {
+    while (auto frame = next()) {
+        if (auto* response = std::get_if<MCPWireResponse>(&frame->is)) return std::move(*response);
+        progress_.push_back(std::get<MCPWireProgress>(frame->is).fraction);
+    }
+    return std::nullopt;
+}
+
+bool CompanionClient::isClosed() {
+    char byte = 0;
+    const ssize_t count = ::recv(socket_.number(), &byte, 1, 0);
+    return count == 0 || (count < 0 && errno == ECONNRESET);
+}
+
+std::string textOf(const std::optional<MCPWireResponse>& response) {
+    const MCPValue* result = response ? std::get_if<MCPValue>(&response->outcome) : nullptr;
+    const MCPValue* content = result != nullptr ? (*result)["content"] : nullptr;
+    if (content == nullptr || !content->asArray() || content->asArray()->empty()) return {};
+    std::string whole{content->asArray()->front()["text"]->asString().value_or("")};
+    constexpr std::string_view begin = "-----BEGIN UNTRUSTED TOOL OUTPUT-----\n";
+    constexpr std::string_view end = "\n-----END UNTRUSTED TOOL OUTPUT-----";
+    const std::size_t fence = whole.find(begin);
+    if (fence == std::string::npos) return whole;
+    whole.erase(0, fence + begin.size());
+    return whole.substr(0, whole.size() - end.size());
+}
+
+bool isFailure(const std::optional<MCPWireResponse>& response) {
+    const MCPValue* result = response ? std::get_if<MCPValue>(&response->outcome) : nullptr;
+    return result != nullptr && *(*result)["isError"] == MCPValue{true};
+}
+
+} // namespace vostel_tests

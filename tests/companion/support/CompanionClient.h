@@ -1,0 +1,51 @@
+// The other end of the companion's socket: what vostel-mcp does there, and what it never would.
+#pragma once
+
+#include "kit/wire/MCPWireFrames.h"
+#include "server/FileDescriptor.h"
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vostel_tests {
+
+class CompanionClient final {
+public:
+    /// Connects to the socket of the companion whose Application Support folder this is.
+    explicit CompanionClient(const std::filesystem::path& applicationSupportDirectory);
+    CompanionClient(const CompanionClient&) = delete;
+    CompanionClient& operator=(const CompanionClient&) = delete;
+
+    [[nodiscard]] bool connected() const { return socket_.number() >= 0; }
+
+    void request(std::string_view tool, const VostelMCPKit::MCPValue& arguments, std::string requestID = "A");
+    void cancel(std::string requestID);
+    void sendFrame(std::string_view payload);
+    /// Raw bytes; stops early when the companion has closed the connection.
+    void sendBytes(std::string_view bytes);
+    void hangUp();
+
+    /// The next frame, waited for up to half a minute; absent when the companion closed the connection.
+    [[nodiscard]] std::optional<VostelMCPKit::MCPWireOutboundFrame> next();
+    /// The end of the call; progress before it is kept.
+    [[nodiscard]] std::optional<VostelMCPKit::MCPWireResponse> response();
+    /// Whether the companion closes the connection instead of sending anything.
+    [[nodiscard]] bool isClosed();
+
+    [[nodiscard]] const std::vector<double>& progress() const { return progress_; }
+
+private:
+    vostel_mcp::FileDescriptor socket_;
+    std::string received_;
+    std::vector<double> progress_;
+};
+
+/// The text that a response carries, without the fence; empty when it carries none.
+[[nodiscard]] std::string textOf(const std::optional<VostelMCPKit::MCPWireResponse>& response);
+[[nodiscard]] bool isFailure(const std::optional<VostelMCPKit::MCPWireResponse>& response);
+
+} // namespace vostel_tests

@@ -1,0 +1,159 @@
+#include "companion/transcription/Transcriber.h"
+#include "tests/companion/support/SoundFile.h"
+#include "tests/e2e/TemporaryFolder.h"
+
+#include <algorithm>
+#include <future>
+#include <gtest/gtest.h>
+
+namespace vostel_companion {
+
+using vostel_tests::samplesOf;
+using vostel_tests::spoken;
+using vostel_tests::TemporaryFolder;
+using vostel_tests::wav;
+using vostel_tests::writeFile;
+
+namespace {
+
+void ignore(double) {}
+
+void append(std::vector<std::int16_t>& samples, const std::vector<std::int16_t>& more) {
+    samples.insert(samples.end(), more.begin(), more.end());
+}
+
+} // namespace
+
+TEST(Transcriber, FindsTheWordsOfALongRecordingAtTheirPlaces) {
+    // Two sentences with half a minute of silence before each.
+    const std::vector<std::int16_t> silence(16'000 * 30);
+    std::vector<std::int16_t> samples = silence;
+    append(samples, samplesOf(spoken("0930")));
+    append(samples, silence);
+    append(samples, samplesOf(spoken("0880")));
+    const TemporaryFolder folder;
+    writeFile(folder.path() / "long.wav", wav(samples, 16'000));
+
+    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Cancellation cancellation;
+    std::vector<double> progress;
+    const auto done = transcriber.transcribe(folder.path() / "long.wav", "en", cancellation,
+                                             [&](double share) { progress.push_back(share); });
+    ASSERT_TRUE(done) << done.error().description();
+    const auto& segments = done->transcript.segments;
+    ASSERT_GE(segments.size(), 12U);
+    EXPECT_TRUE(done->transcript.text().starts_with("he might even have been made amiable himself "))
+        << done->transcript.text();
+    EXPECT_NEAR(segments[0].startTime.count(), 30.2, 0.2);
+    EXPECT_NEAR(segments[8].startTime.count(), 63.5, 0.2) << segments[8].text;
+    EXPECT_NEAR(done->duration.count(), 66.3, 0.1);
+
+    EXPECT_TRUE(std::ranges::is_sorted(progress));
+    EXPECT_EQ(std::ranges::adjacent_find(progress), progress.end());
+    EXPECT_GT(std::ranges::count_if(progress, [](double share) { return share > 0.46 && share < 0.5; }), 2)
+        << "the first sentence";
+    EXPECT_EQ(progress.back(), 1);
+}
+
+TEST(Transcriber, ARecordingWithoutSpeechIsNoFailure) {
+    const TemporaryFolder folder;
+    writeFile(folder.path() / "silence.wav", wav(std::vector<std::int16_t>(16'000), 16'000));
+    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Cancellation cancellation;
+    const auto done = transcriber.transcribe(folder.path() / "silence.wav", "", cancellation, ignore);
+    ASSERT_TRUE(done);
+    EXPECT_EQ(done->transcript, Transcript{});
+}
+
+TEST(Transcriber, SeveralRecordingsAtOnceDoNotDisturbEachOther) {
+    const TemporaryFolder folder;
+    auto beginning = samplesOf(spoken("0930"));
+    beginning.resize(16'000 * 13 / 10);
+    writeFile(folder.path() / "beginning.wav", wav(beginning, 16'000));
+    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 2};
+    std::vector<std::future<std::string>> texts;
+    for (int i = 0; i < 3; ++i) {
+        texts.push_back(std::async(std::launch::async, [&] {
+            Cancellation cancellation;
+            const auto done = transcriber.transcribe(folder.path() / "beginning.wav", "auto", cancellation, ignore);
+            return done ? done->transcript.text() : done.error().description();
+        }));
+    }
+    const std::string first = texts[0].get();
+    EXPECT_TRUE(first.starts_with("he ")) << first;
+    EXPECT_EQ(texts[1].get(), first);
+    EXPECT_EQ(texts[2].get(), first);
+}
+
+TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
+    const TemporaryFolder folder;
+    writeFile(folder.path() / "notes.txt", "Buy milk.\n");
+    struct Row {
+        const char* when;
+        std::string path;
+        const char* language;
+        std::string sentence;
+    };
+    const Row rows[] = {
+        {"a relative path", "meeting.m4a", "",
+         "The path 'meeting.m4a' is relative; transcribe_file needs the absolute path of the file."},
+        {"a path from the home folder", "~/meeting.m4a", "",
+         "The path '~/meeting.m4a' is relative; transcribe_file needs the absolute path of the file."},
+        {"no path", "", "", "The path '' is relative; transcribe_file needs the absolute path of the file."},
+        {"no language", "/meeting.m4a", "Klingon",
+         "The language 'Klingon' is unknown; pass an ISO 639-1 code such as 'en', or leave it out."},
+        {"a path with an end in its middle", std::string{"/etc/passwd\0.wav", 16}, "",
+         "There is no file at '/etc/passwd\uFFFD.wav'."},
+        {"no file", "/nowhere/meeting.m4a", "en", "There is no file at '/nowhere/meeting.m4a'."},
+        {"no audio", folder.path() / "notes.txt", "ru",
+         "'" + (folder.path() / "notes.txt").string() + "' is not an audio or video file that Vostel can read."},
+    };
+    Transcriber transcriber{"/nowhere", 1};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        Cancellation cancellation;
+        const auto done = transcriber.transcribe(row.path, row.language, cancellation, ignore);
+        ASSERT_FALSE(done);
+        EXPECT_EQ(done.error().description(), row.sentence);
+    }
+}
+
+TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
+    Transcriber transcriber{"/nowhere", 1};
+    Cancellation cancellation;
+    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignore);
+    ASSERT_FALSE(done);
+    EXPECT_EQ(done.error().description(),
+              "Vostel's speech recognition model is missing or damaged; please install it again.");
+}
+
+TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
+    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Cancellation cancellation;
+    double reached = 0;
+    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, [&](double share) {
+        reached = share;
+        cancellation.cancel();
+    });
+    ASSERT_FALSE(done);
+    EXPECT_EQ(done.error().description(), "The transcription was cancelled.");
+    EXPECT_LT(reached, 0.5);
+}
+
+TEST(Transcriber, ACancelledCallDoesNotWaitForItsTurn) {
+    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Cancellation first;
+    const auto outer = transcriber.transcribe(spoken("0930"), "", first, [&](double) {
+        if (first.isCancelled()) return;
+        // While the only model is in use, another call queues up and gives up.
+        Cancellation second;
+        auto inner =
+            std::async(std::launch::async, [&] { return transcriber.transcribe(spoken("0930"), "", second, ignore); });
+        second.cancel();
+        EXPECT_EQ(inner.get().error(), TranscriptionError{TranscriptionError::Cancelled{}});
+        first.cancel();
+    });
+    EXPECT_FALSE(outer);
+}
+
+} // namespace vostel_companion
