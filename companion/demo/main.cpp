@@ -53,8 +53,9 @@ int main(int argc, char** argv) {
     heading("It asks for the tools");
     const MCPValue list = answered(client.ask("tools/list", MCPValue::object({})));
     const MCPValue* tools = list["tools"];
-    if (tools == nullptr || !tools->asArray()) giveUp("The server listed no tools.");
-    for (const MCPValue& tool : *tools->asArray()) {
+    const auto listed = tools != nullptr ? tools->asArray() : std::nullopt;
+    if (!listed) giveUp("The server listed no tools.");
+    for (const MCPValue& tool : *listed) {
         const MCPValue* name = tool["name"];
         if (name != nullptr) std::printf("   %s\n", std::string{name->asString().value_or("?")}.c_str());
     }
