@@ -1,0 +1,56 @@
+// The official SDK's client, connected over standard streams to the server that VOSTEL_MCP names.
+import assert from "node:assert/strict";
+import { existsSync } from "node:fs";
+import { mkdtemp, readFile, rm } from "node:fs/promises";
+import { join } from "node:path";
+import { env } from "node:process";
+
+import { Client } from "@modelcontextprotocol/sdk/client/index.js";
+import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js";
+import Ajv from "ajv";
+
+/** The path of the server under test. Without one there is nothing to test, which is a failure. */
+export function serverPath() {
+  const path = env.VOSTEL_MCP;
+  assert.ok(path, "VOSTEL_MCP must name the server to test");
+  assert.ok(existsSync(path), `there is no server at ${path}; script/build makes it`);
+  return path;
+}
+
+export function applicationFolder(home) {
+  return join(home, "Library", "Application Support", "com.vostel.vostel");
+}
+
+/** A home folder with a short path, because that of a socket below it must be. */
+export async function makeHome() {
+  return mkdtemp("/tmp/vostel-");
+}
+
+/** Ends the application that was launched for this home folder, if any, and removes the folder. */
+export async function removeHome(home) {
+  const id = await readFile(join(applicationFolder(home), "Vostel.pid"), "utf8").catch(() => "");
+  if (id) process.kill(Number(id), "SIGTERM");
+  await rm(home, { recursive: true, force: true });
+}
+
+/** A client of a server of its own. Both end with the test, and the server has had nothing to complain of by then. */
+export async function connect(test, home) {
+  const transport = new StdioClientTransport({ command: serverPath(), env: { HOME: home }, stderr: "pipe" });
+  let errorText = "";
+  transport.stderr.setEncoding("utf8").on("data", (text) => (errorText += text));
+  const client = new Client({ name: "sdk-client-tests", version: "1.2.3" });
+  client.onerror = (error) => assert.fail(error);
+  await client.connect(transport);
+  test.after(async () => {
+    await client.close();
+    assert.equal(errorText, "vostel-mcp wire protocol v4\n");
+  });
+  return client;
+}
+
+/** What `schema` has to say against `value`; nothing when it fits. */
+export function complaints(schema, value) {
+  const validate = new Ajv({ strict: true, allErrors: true }).compile(schema);
+  validate(value);
+  return validate.errors ?? [];
+}
