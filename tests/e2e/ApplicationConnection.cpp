@@ -18,7 +18,7 @@ std::string ApplicationConnection::read(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t length = 0;
     while (length < count) {
-        if (!waitUntilReady(socket_.number(), POLLIN, patience)) {
+        if (!waitUntilReady(socket_.number(), POLLIN, patience())) {
             ADD_FAILURE() << "the server sends nothing more after " << length << " of " << count << " bytes";
             break;
         }
@@ -41,7 +41,7 @@ void ApplicationConnection::write(std::string_view bytes) {
         const ssize_t count = send(socket_.number(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
-        } else if (errno != EAGAIN || !waitUntilReady(socket_.number(), POLLOUT, patience)) {
+        } else if (errno != EAGAIN || !waitUntilReady(socket_.number(), POLLOUT, patience())) {
             ADD_FAILURE() << "the server does not read its socket";
             return;
         }
@@ -51,7 +51,7 @@ void ApplicationConnection::write(std::string_view bytes) {
 void ApplicationConnection::expectClosedByServer() {
     char bytes[4096];
     for (;;) {
-        if (!waitUntilReady(socket_.number(), POLLIN, patience)) {
+        if (!waitUntilReady(socket_.number(), POLLIN, patience())) {
             ADD_FAILURE() << "the server keeps its connection open";
             return;
         }

@@ -204,17 +204,13 @@ TEST(Conversation, AMillionLevelsOfNestingAreNoDanger) {
     constexpr std::size_t depth = 1'000'000;
     std::string objects;
     for (std::size_t level = 0; level < depth; ++level) objects += R"({"a":)";
-    const std::string open(depth, '[');
-    const std::string close(depth, ']');
     struct Row {
         const char* when;
         std::string line;
         std::string reply;
     };
     const Row rows[] = {
-        {"in params", R"({"jsonrpc":"2.0","id":1,"method":"ping","params":{"x":)" + open + close + "}}",
-         pingReply("1")},
-        {"never closed", open, parseError},
+        {"never closed", std::string(depth, '['), parseError},
         {"in objects",
          R"({"jsonrpc":"2.0","id":1,"method":"ping","params":)" + objects + "1" + std::string(depth, '}') + "}",
          pingReply("1")},

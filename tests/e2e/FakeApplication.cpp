@@ -53,7 +53,7 @@ FakeApplication::FakeApplication(const std::filesystem::path& home, int backlog)
 FakeApplication::~FakeApplication() { std::filesystem::remove(path_); }
 
 ApplicationConnection FakeApplication::accept() {
-    auto connection = acceptFrom(listener_, patience);
+    auto connection = acceptFrom(listener_, patience());
     if (connection) return *std::move(connection);
     ADD_FAILURE() << "the server does not connect";
     return ApplicationConnection{FileDescriptor{}};

@@ -126,11 +126,10 @@ TEST(Frame, TheLongestFrameIsAccepted) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
-    const std::string head = R"({"kind":"response","payload":{"requestID":"","result":")";
-    const std::string tail = R"("}})";
-    const std::string text(67'108'864 - head.size() - tail.size(), 'x');
-    call.connection.write(framed(head + text + tail));
-    EXPECT_TRUE(stage.server.line() == resultLine("1", '"' + text + '"'));
+    std::string payload = call.response(R"("the end")");
+    payload.resize(67'108'864, ' ');
+    call.connection.write(framed(payload));
+    EXPECT_EQ(stage.server.line(), resultLine("1", R"("the end")"));
 }
 
 } // namespace vostel_tests

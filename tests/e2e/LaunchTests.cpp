@@ -33,7 +33,7 @@ public:
 
     /// The next application that is launched; it lives as long as the connection.
     ApplicationConnection nextLaunch() {
-        auto connection = acceptFrom(control_, patience);
+        auto connection = acceptFrom(control_, patience());
         if (connection) return *std::move(connection);
         ADD_FAILURE() << "no application is launched";
         return ApplicationConnection{vostel_mcp::FileDescriptor{}};

@@ -1,10 +1,16 @@
 #include "tests/e2e/Patience.h"
 
+#include <gtest/gtest.h>
 #include <poll.h>
 
 namespace vostel_tests {
 
 using Clock = std::chrono::steady_clock;
+
+std::chrono::milliseconds patience() {
+    if (testing::Test::HasFailure()) return std::chrono::milliseconds{200};
+    return std::chrono::seconds{sanitized ? 60 : 20};
+}
 
 bool waitUntilReady(int descriptor, short events, std::chrono::milliseconds limit) {
     const auto deadline = Clock::now() + limit;

@@ -8,8 +8,9 @@ namespace vostel_tests {
 /// True when server and tests are built with a sanitizer, which makes them many times slower and larger.
 inline constexpr bool sanitized = VOSTEL_SANITIZED;
 
-/// The limit for what must happen. Generous, because only a failing test ever waits that long.
-inline constexpr std::chrono::milliseconds patience = std::chrono::seconds{sanitized ? 60 : 20};
+/// The limit for what must happen. Generous, because only a failing test ever waits that long; and once it has failed,
+/// short.
+[[nodiscard]] std::chrono::milliseconds patience();
 
 /// How long to look for what must not happen.
 inline constexpr std::chrono::milliseconds silence{150};

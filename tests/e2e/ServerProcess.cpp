@@ -122,9 +122,11 @@ void ServerProcess::write(std::string_view bytes) {
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno != EAGAIN && errno != EINTR) {
-            return fail("the server's standard input is closed");
-        } else if (!waitUntilReady(input_.number(), POLLOUT, patience_)) {
-            return fail("the server does not read its standard input");
+            ADD_FAILURE() << "the server's standard input is closed";
+            return;
+        } else if (!waitUntilReady(input_.number(), POLLOUT, patience())) {
+            ADD_FAILURE() << "the server does not read its standard input";
+            return;
         }
     }
 }
@@ -145,16 +147,16 @@ std::string ServerProcess::line() {
             return line;
         }
         searchedOutput_ = pendingOutput_.size();
-        if (!readOutput(patience_)) {
-            fail("the server writes no line");
+        if (!readOutput(patience())) {
+            ADD_FAILURE() << "the server writes no line";
             return {};
         }
     }
 }
 
 void ServerProcess::expectOutputToBegin() {
-    if (pendingOutput_.empty() && !waitUntilReady(output_.number(), POLLIN, patience_)) {
-        fail("the server writes nothing");
+    if (pendingOutput_.empty() && !waitUntilReady(output_.number(), POLLIN, patience())) {
+        ADD_FAILURE() << "the server writes nothing";
     }
 }
 
@@ -166,7 +168,7 @@ void ServerProcess::expectSilence() {
 Ending ServerProcess::waitForEnd() {
     if (ending_) return *ending_;
     // Standard error is open exactly as long as the process lives.
-    const auto deadline = std::chrono::steady_clock::now() + patience_;
+    const auto deadline = std::chrono::steady_clock::now() + patience();
     bool outputIsOpen = output_.number() >= 0;
     for (bool errorIsOpen = true; errorIsOpen;) {
         std::array<pollfd, 2> streams{
@@ -175,7 +177,7 @@ Ending ServerProcess::waitForEnd() {
         const auto limit = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
         const int ready = poll(streams.data(), streams.size(), /*timeout=*/limit > 0 ? static_cast<int>(limit) : 0);
         if (ready == 0) {
-            fail("the server does not end");
+            ADD_FAILURE() << "the server does not end";
             kill(processID_, SIGKILL);
             break;
         }
@@ -207,11 +209,6 @@ std::size_t ServerProcess::residentKiB() const {
     }
     ADD_FAILURE() << "the system does not tell the memory of process " << processID_;
     return 0;
-}
-
-void ServerProcess::fail(std::string_view what) {
-    ADD_FAILURE() << what;
-    patience_ = {};
 }
 
 bool ServerProcess::readOutput(std::chrono::milliseconds limit) {

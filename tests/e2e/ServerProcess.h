@@ -22,7 +22,7 @@ struct Ending {
     bool operator==(const Ending&) const = default;
 };
 
-/// Whatever takes longer than patience fails the test, and from then on nothing is waited for.
+/// Whatever takes longer than patience fails the test.
 ///
 /// The destructor closes standard input and expects what every conversation must end with: exit status 0, no line that
 /// the test did not read, and nothing on standard error beyond the start-up line (a sanitizer would speak there).
@@ -72,7 +72,6 @@ public:
     [[nodiscard]] std::size_t residentKiB() const;
 
 private:
-    void fail(std::string_view what);
     [[nodiscard]] bool readOutput(std::chrono::milliseconds limit);
     [[nodiscard]] std::filesystem::path information(std::string_view name) const;
 
@@ -84,7 +83,6 @@ private:
     std::size_t searchedOutput_ = 0;
     std::string errorText_;
     std::optional<Ending> ending_;
-    std::chrono::milliseconds patience_ = patience;
 };
 
 } // namespace vostel_tests

@@ -11,9 +11,11 @@
 namespace vostel_tests {
 
 struct Stage {
-    TemporaryFolder home;
+    /// More variables for the server.
+    std::vector<std::string> environment = {};
+    TemporaryFolder home = {};
     FakeApplication application{home.path()};
-    ServerProcess server{{.home = home.path()}};
+    ServerProcess server{{.home = home.path(), .environment = environment}};
 
     /// The server answers, and nothing else stands before its answer.
     void expectServing() {
