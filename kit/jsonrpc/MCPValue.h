@@ -151,7 +151,7 @@ struct MCPValue::Member {
     MCPValue name;
     MCPValue value;
 
-    [[nodiscard]] std::string_view key() const { return *name.asString(); }
+    [[nodiscard]] std::string_view key() const { return name.asString().value_or(std::string_view{}); }
 };
 
 } // namespace VostelMCPKit
