@@ -30,8 +30,6 @@ ConfigRange extended(std::string_view text, const CodexOutline::Lines& lines) {
     if (lines.isTable && (isLast || isFollowedByEmptyLine) && isEmptyLineBefore(text, begin)) {
         begin -= breakBefore(text, begin).size();
     }
-    // A file whose last line had no line break still has none.
-    if (isLast && !text.ends_with('\n')) begin -= breakBefore(text, begin).size();
     return {begin, end};
 }
 
@@ -40,6 +38,9 @@ std::string cut(std::string_view text, const CodexOutline& outline) {
     for (auto lines = outline.entry.rbegin(); lines != outline.entry.rend(); ++lines) {
         out = replaced(out, extended(out, *lines), "");
     }
+    // A file whose last line had no line break still has none.
+    const bool losesItsEnd = !outline.entry.empty() && outline.entry.back().range.end == text.size();
+    if (losesItsEnd && !text.ends_with('\n')) out.resize(out.size() - breakBefore(out, out.size()).size());
     return out;
 }
 

@@ -238,6 +238,10 @@ TEST(CodexConfig, RemovalTakesTheLinesOfTheEntryAndNoOthers) {
          "[mcp_servers]\na.command = \"y\"\nvostel.command = \"x\"\nvostel.args = [\n  "
          "\"z\",\n]\n# b\nc.command = \"z\"\n",
          "[mcp_servers]\na.command = \"y\"\n# b\nc.command = \"z\"\n"},
+        {"two tables at the end, which has no line break",
+         "a = 1\n[mcp_servers.vostel]\ncommand = \"x\"\n[mcp_servers.vostel.env]\nA = \"1\"", "a = 1"},
+        {"two tables apart at the end, which has no line break",
+         "a = 1\r\n\r\n[mcp_servers.vostel]\r\ncommand = \"x\"\r\n\r\n[mcp_servers.vostel.env]\r\nA = \"1\"", "a = 1"},
         {"everything", "[mcp_servers.vostel]\ncommand = \"x\"", ""},
     };
     for (const Removal& row : cases) {
