@@ -51,12 +51,13 @@ std::optional<MCPWireResponse> versionRefusal(const MCPValue& frame) {
     const MCPValue* payload = frame["payload"];
     if (kind == nullptr || payload == nullptr || kind->asString() != MCPWireRequest::kind) return std::nullopt;
     const MCPValue* version = (*payload)["protocolVersion"];
-    if (version == nullptr || !version->asInt()) return std::nullopt;
-    const auto valid = MCPWireVersionLogic::validate(*version->asInt(), wireProtocolVersion);
+    const auto number = version != nullptr ? version->asInt() : std::nullopt;
+    if (!number) return std::nullopt;
+    const auto valid = MCPWireVersionLogic::validate(*number, wireProtocolVersion);
     if (valid) return std::nullopt;
     const MCPValue* requestID = (*payload)["requestID"];
-    const bool named = requestID != nullptr && requestID->asString();
-    return MCPWireResponse{named ? std::string{*requestID->asString()} : std::string{}, valid.error()};
+    const auto name = requestID != nullptr ? requestID->asString() : std::nullopt;
+    return MCPWireResponse{std::string{name.value_or("")}, valid.error()};
 }
 
 } // namespace
@@ -75,8 +76,9 @@ CallServer::make(ListeningSocket socket, const ToolTable& tools, vostel_mcp::Thr
 
 CallServer::CallServer(ListeningSocket socket, const ToolTable& tools, vostel_mcp::ThreadStarter startThread,
                        Limits limits, FileDescriptor wakeReader, FileDescriptor wakeWriter)
-    : listening_{std::move(socket)}, tools_{tools}, startThread_{std::move(startThread)}, limits_{limits},
-      wakeReader_{std::move(wakeReader)}, wakeWriter_{std::move(wakeWriter)} {}
+    : listening_{std::make_unique<ListeningSocket>(std::move(socket))}, tools_{tools},
+      startThread_{std::move(startThread)}, limits_{limits}, wakeReader_{std::move(wakeReader)},
+      wakeWriter_{std::move(wakeWriter)} {}
 
 void CallServer::run() {
     while (!stopping_) serveOnce();
@@ -186,10 +188,11 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
             if (connection.call) return hangUp(id, connection);
             return refuse(connection, frame.error());
         }
-        if (!*frame) break;
-        if (!handleFrame(id, connection, (*frame)->payload)) return hangUp(id, connection);
+        const auto& whole = *frame;
+        if (!whole) break;
+        if (!handleFrame(id, connection, whole->payload)) return hangUp(id, connection);
         connection.deadline = std::chrono::steady_clock::now() + limits_.frame;
-        rest = (*frame)->remainder;
+        rest = whole->remainder;
     }
     if (rest.empty()) {
         connection.received = {};

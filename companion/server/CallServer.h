@@ -99,7 +99,8 @@ private:
                  const std::shared_ptr<Cancellation>& cancellation);
     void wake();
 
-    std::optional<ListeningSocket> listening_;
+    /// Null once the server stops.
+    std::unique_ptr<ListeningSocket> listening_;
     const ToolTable& tools_;
     const vostel_mcp::ThreadStarter startThread_;
     const Limits limits_;

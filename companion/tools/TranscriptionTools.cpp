@@ -27,17 +27,14 @@ MCPValue structured(const std::string& text, const Transcript& transcript) {
 }
 
 MCPToolOutcome transcribeFile(Transcriber& transcriber, const ToolCall& call) {
-    const MCPValue* path = call.arguments["path"];
-    if (path == nullptr || !path->asString())
-        return failedOutcome("transcribe_file needs 'path', the absolute path of the file, as a string.");
-    const MCPValue* language = call.arguments["language"];
-    const bool given = language != nullptr && !language->isNull();
-    if (given && !language->asString())
-        return failedOutcome("transcribe_file takes 'language' as a string, such as 'en'.");
+    const MCPValue* given = call.arguments["path"];
+    const auto path = given != nullptr ? given->asString() : std::nullopt;
+    if (!path) return failedOutcome("transcribe_file needs 'path', the absolute path of the file, as a string.");
+    const MCPValue* hint = call.arguments["language"];
+    const auto language = hint == nullptr || hint->isNull() ? std::string_view{} : hint->asString();
+    if (!language) return failedOutcome("transcribe_file takes 'language' as a string, such as 'en'.");
 
-    auto done = transcriber.transcribe(std::string{*path->asString()},
-                                       given ? std::string{*language->asString()} : std::string{}, call.cancellation,
-                                       call.progress);
+    auto done = transcriber.transcribe(std::string{*path}, std::string{*language}, call.cancellation, call.progress);
     if (!done) return failedOutcome(done.error().description());
     std::string text = done->transcript.text();
     MCPValue result = structured(text, done->transcript);

@@ -121,10 +121,11 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
 
     auto source = AudioSource::open(path, cancellation);
     if (!source) return std::unexpected(unusable(path, source.error()));
-    auto decoder = decoders_.borrow(cancellation);
-    if (!decoder) return std::unexpected(failed(decoder.error()));
-    if (!*decoder) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
-    return Recording{*source, ***decoder, cancellation, progress}.run(path);
+    auto borrowed = decoders_.borrow(cancellation);
+    if (!borrowed) return std::unexpected(failed(borrowed.error()));
+    const auto& decoder = *borrowed;
+    if (!decoder) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
+    return Recording{*source, **decoder, cancellation, progress}.run(path);
 }
 
 } // namespace vostel_companion
