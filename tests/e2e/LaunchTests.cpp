@@ -91,7 +91,7 @@ TEST(Launch, TheApplicationOfTheBundleIsStartedInTheBackgroundAndWaitedFor) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
-    ServerProcess server{{.home = folder.path(), .executable = bundle.server()}};
+    ServerProcess server{{.home = folder.path(), .executable = bundle.server(), .workingFolder = folder.path()}};
     server.send(toolsCall("1"));
 
     ApplicationConnection launched = bundle.nextLaunch();
