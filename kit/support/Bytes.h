@@ -54,7 +54,7 @@ public:
     /// Drops the first `count` bytes of the content.
     void removePrefix(std::size_t count) {
         size_ -= count;
-        if (size_ > 0) std::memmove(data_, data_ + count, size_);
+        if (count > 0 && size_ > 0) std::memmove(data_, data_ + count, size_);
     }
     /// Drops everything behind the first `size` bytes.
     void truncate(std::size_t size) { size_ = size; }
