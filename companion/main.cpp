@@ -2,8 +2,10 @@
 // is told to end. This page builds everything and hands each object what it uses.
 
 #include "companion/server/CallServer.h"
-#include "companion/tools/ComingTools.h"
-#include "companion/tools/TranscriptionTools.h"
+#include "companion/store/Recovery.h"
+#include "companion/store/Schema.h"
+#include "companion/support/RandomUUID.h"
+#include "companion/tools/Tools.h"
 #include "server/platform/Platform.h"
 
 #include <algorithm>
@@ -38,10 +40,20 @@ int main() {
     auto socket = ListeningSocket::open(vostel_mcp::applicationSupportDirectory());
     if (!socket) return fail(socket.error().description());
 
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, jobsAtOnce()};
+    // From here on this is the only one that serves. The connection stays open: the last one to close writes the whole
+    // log back into the file, which the calls' short ones need not wait for.
+    const Places places = Places::in(vostel_mcp::applicationSupportDirectory());
+    auto database = openStore(places.database());
+    if (!database) return fail(database.error().description());
+    if (auto sound = checkIntegrity(*database); !sound) return fail(sound.error().description());
+    const ModelStore models{{places.models(), places.catalogue(), VOSTEL_MODEL_FOLDER}};
+    Confirmations confirmations{*database, models, std::chrono::system_clock::now, randomUUID};
+    if (auto recovered = recoverAfterCrash(*database, places, confirmations); !recovered)
+        std::ignore = fail(recovered.error().description());
+
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce()};
     ToolTable tools;
-    addTranscriptionTools(tools, transcriber);
-    addComingTools(tools);
+    addTools(tools, {.places = places, .transcriber = transcriber, .models = models});
 
     auto server = CallServer::make(*std::move(socket), tools, vostel_mcp::startOwnThread, {});
     if (!server) return fail(server.error().description());

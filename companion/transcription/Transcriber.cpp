@@ -49,7 +49,8 @@ public:
         if (auto taken = recognise(splitter_.finish()); !taken) return std::unexpected(failed(taken.error()));
         progress_(1.0);
         return Transcription{std::move(transcript_),
-                             std::chrono::duration<double>{static_cast<double>(read_) / AudioSource::sampleRate}};
+                             std::chrono::duration<double>{static_cast<double>(read_) / AudioSource::sampleRate},
+                             std::nullopt};
     }
 
 private:
@@ -105,8 +106,8 @@ std::string TranscriptionError::description() const {
         [](const Cancelled&) { return std::string{"The transcription was cancelled."}; });
 }
 
-Transcriber::Transcriber(std::string modelFolder, std::size_t jobs)
-    : decoders_{jobs, [folder = std::move(modelFolder)] { return SpeechDecoder::load(folder); }} {}
+Transcriber::Transcriber(ChooseModel chooseModel, std::size_t jobs)
+    : chooseModel_{std::move(chooseModel)}, slots_{jobs, [] { return std::make_unique<Slot>(); }} {}
 
 std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const std::string& path,
                                                                          const std::string& language,
@@ -121,11 +122,26 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
 
     auto source = AudioSource::open(path, cancellation);
     if (!source) return std::unexpected(unusable(path, source.error()));
-    auto borrowed = decoders_.borrow(cancellation);
+    auto borrowed = slots_.borrow(cancellation);
     if (!borrowed) return std::unexpected(failed(borrowed.error()));
-    const auto& decoder = *borrowed;
-    if (!decoder) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
-    return Recording{*source, **decoder, cancellation, progress}.run(path);
+    const auto& slot = *borrowed;
+    if (!slot) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
+
+    SpeechModel model = chooseModel_(language);
+    if (auto loaded = load(**slot, model.folder); !loaded) return std::unexpected(failed(loaded.error()));
+    auto done = Recording{*source, *(*slot)->decoder, cancellation, progress}.run(path);
+    if (done) done->language = std::move(model.language);
+    return done;
+}
+
+std::expected<void, SpeechError> Transcriber::load(Slot& slot, const std::string& folder) {
+    if (slot.decoder && slot.folder == folder) return {};
+    // First, because two models at once may be more than there is memory for.
+    slot.decoder.reset();
+    auto loaded = SpeechDecoder::load(folder);
+    if (!loaded) return std::unexpected(loaded.error());
+    slot = {folder, *std::move(loaded)};
+    return {};
 }
 
 } // namespace vostel_companion

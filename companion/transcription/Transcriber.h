@@ -6,11 +6,14 @@
 #include "companion/speech/Transcript.h"
 #include "companion/support/BoundedPool.h"
 #include "companion/support/Cancellation.h"
+#include "companion/transcription/SpeechModel.h"
 
 #include <chrono>
 #include <cstddef>
 #include <expected>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -46,15 +49,20 @@ struct Transcription {
     Transcript transcript;
     /// How long the recording is.
     std::chrono::duration<double> duration{};
+    /// The language of the model that recognised it, where that is known.
+    std::optional<std::string> language;
 
     bool operator==(const Transcription&) const = default;
 };
 
-/// Transcribes up to `jobs` files at a time, further ones wait their turn; one model each, loaded on demand and kept.
-/// Thread-safe.
+/// Transcribes up to `jobs` files at a time, further ones wait their turn; one model each, loaded on demand and kept
+/// until another one is needed in its place. Thread-safe.
 class Transcriber final {
 public:
-    Transcriber(std::string modelFolder, std::size_t jobs);
+    /// Picks the model for what the caller said about the language; called on the callers' threads.
+    using ChooseModel = std::function<SpeechModel(const std::string& language)>;
+
+    Transcriber(ChooseModel chooseModel, std::size_t jobs);
     Transcriber(const Transcriber&) = delete;
     Transcriber& operator=(const Transcriber&) = delete;
 
@@ -67,7 +75,17 @@ public:
                const std::function<void(double)>& progress);
 
 private:
-    BoundedPool<SpeechDecoder, SpeechError> decoders_;
+    /// Room for one loaded model.
+    struct Slot {
+        std::string folder;
+        std::unique_ptr<SpeechDecoder> decoder;
+    };
+
+    /// Sees to it that the slot holds the model of that folder.
+    [[nodiscard]] static std::expected<void, SpeechError> load(Slot& slot, const std::string& folder);
+
+    const ChooseModel chooseModel_;
+    BoundedPool<Slot, SpeechError> slots_;
 };
 
 } // namespace vostel_companion

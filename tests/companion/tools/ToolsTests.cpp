@@ -1,6 +1,7 @@
 #include "companion/tools/ComingTools.h"
 #include "companion/tools/TranscriptionTools.h"
 #include "kit/tools/MCPToolCatalogue.h"
+#include "tests/companion/support/AlwaysModel.h"
 #include "tests/companion/support/SchemaCheck.h"
 #include "tests/companion/support/SoundFile.h"
 
@@ -29,7 +30,7 @@ std::string failure(const MCPToolOutcome& outcome) {
 } // namespace
 
 TEST(TranscribeFile, ItsResultIsWhatItsSchemaPromisesAndNothingElse) {
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     ToolTable tools;
     addTranscriptionTools(tools, transcriber);
     const MCPToolOutcome outcome =
@@ -68,7 +69,7 @@ TEST(TranscribeFile, ArgumentsOfTheWrongKindAreRefusedInOneSentence) {
         {"a relative path", MCPValue::object({{"path", "a.wav"}}),
          "The path 'a.wav' is relative; transcribe_file needs the absolute path of the file."},
     };
-    Transcriber transcriber{"/nowhere", 1};
+    Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
     ToolTable tools;
     addTranscriptionTools(tools, transcriber);
     for (const Row& row : rows) {

@@ -1,4 +1,5 @@
 #include "companion/transcription/Transcriber.h"
+#include "tests/companion/support/AlwaysModel.h"
 #include "tests/companion/support/SoundFile.h"
 #include "tests/e2e/TemporaryFolder.h"
 
@@ -34,7 +35,7 @@ TEST(Transcriber, FindsTheWordsOfALongRecordingAtTheirPlaces) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "long.wav", wav(samples, 16'000));
 
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     std::vector<double> progress;
     const auto done = transcriber.transcribe(folder.path() / "long.wav", "en", cancellation,
@@ -58,7 +59,7 @@ TEST(Transcriber, FindsTheWordsOfALongRecordingAtTheirPlaces) {
 TEST(Transcriber, ARecordingWithoutSpeechIsNoFailure) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "silence.wav", wav(std::vector<std::int16_t>(16'000), 16'000));
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     const auto done = transcriber.transcribe(folder.path() / "silence.wav", "", cancellation, ignore);
     ASSERT_TRUE(done);
@@ -70,7 +71,7 @@ TEST(Transcriber, SeveralRecordingsAtOnceDoNotDisturbEachOther) {
     auto beginning = samplesOf(spoken("0930"));
     beginning.resize(16'000 * 13 / 10);
     writeFile(folder.path() / "beginning.wav", wav(beginning, 16'000));
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 2};
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 2};
     std::vector<std::future<std::string>> texts;
     for (int i = 0; i < 3; ++i) {
         texts.push_back(std::async(std::launch::async, [&] {
@@ -108,7 +109,7 @@ TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
         {"no audio", folder.path() / "notes.txt", "ru",
          "'" + (folder.path() / "notes.txt").string() + "' is not an audio or video file that Vostel can read."},
     };
-    Transcriber transcriber{"/nowhere", 1};
+    Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
         Cancellation cancellation;
@@ -119,7 +120,7 @@ TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
 }
 
 TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
-    Transcriber transcriber{"/nowhere", 1};
+    Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
     Cancellation cancellation;
     const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignore);
     ASSERT_FALSE(done);
@@ -128,7 +129,7 @@ TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
 }
 
 TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     double reached = 0;
     const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, [&](double share) {
@@ -141,7 +142,7 @@ TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
 }
 
 TEST(Transcriber, ACancelledCallDoesNotWaitForItsTurn) {
-    Transcriber transcriber{VOSTEL_MODEL_FOLDER, 1};
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation first;
     const auto outer = transcriber.transcribe(spoken("0930"), "", first, [&](double) {
         if (first.isCancelled()) return;

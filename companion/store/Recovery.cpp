@@ -1,0 +1,45 @@
+#include "companion/store/Recovery.h"
+
+#include "companion/store/Files.h"
+#include "companion/store/Recordings.h"
+
+namespace vostel_companion {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::expected<void, ConfirmationError> failAbandonedRecordings(Database& database, const Places& places) {
+    const auto isWorkedOn = [&](const VostelMCPKit::UUID& id) { return FileLock::isHeld(places.lockOfRecording(id)); };
+    const auto done = Recordings{database}.failAbandoned(
+        isWorkedOn, "Vostel ended before the recording was transcribed, so its transcript is missing.");
+    if (!done) return std::unexpected(ConfirmationError{done.error()});
+    return {};
+}
+
+/// Of recordings that are stored: another process may be about to store the one whose lock it has just made.
+void deleteDeadLocks(Database& database, const Places& places) {
+    std::error_code failure;
+    for (fs::directory_iterator entry{places.unfinishedRecordings(), failure};
+         !failure && entry != fs::directory_iterator{}; entry.increment(failure)) {
+        const auto id = VostelMCPKit::UUID::parse(entry->path().stem().string());
+        if (!id || FileLock::isHeld(entry->path())) continue;
+        const auto stored = Recordings{database}.find(*id);
+        std::error_code ignored;
+        if (stored && *stored) fs::remove(entry->path(), ignored);
+    }
+}
+
+} // namespace
+
+std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Places& places,
+                                                         Confirmations& confirmations) {
+    std::error_code ignored;
+    fs::remove_all(places.downloads(), ignored);
+    auto failed = failAbandonedRecordings(database, places);
+    deleteDeadLocks(database, places);
+    auto recovered = confirmations.recover();
+    return failed ? recovered : failed;
+}
+
+} // namespace vostel_companion
