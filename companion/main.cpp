@@ -1,70 +1,162 @@
-// Vostel: does what the tools of vostel-mcp promise, on this machine. It has no window; it serves the socket until it
-// is told to end. This page builds everything and hands each object what it uses.
+// Vostel: does what the tools of vostel-mcp promise, on this machine. It has no window: it serves the socket until it
+// is told to end, or does what its command line says. This page gives the verbs the world that they work on.
 
-#include "companion/server/CallServer.h"
-#include "companion/store/Recovery.h"
+#include "companion/commands/AudioDuration.h"
+#include "companion/commands/ClientsVerb.h"
+#include "companion/commands/CommandLine.h"
+#include "companion/commands/DictateVerb.h"
+#include "companion/commands/EndingSignals.h"
+#include "companion/commands/ModelVerbs.h"
+#include "companion/commands/PendingVerbs.h"
+#include "companion/commands/RecordVerb.h"
+#include "companion/commands/ServeVerb.h"
+#include "companion/commands/SettingsVerbs.h"
+#include "companion/commands/TranscriptVerbs.h"
+#include "companion/commands/WordVerbs.h"
+#include "companion/server/ListeningSocket.h"
 #include "companion/store/Schema.h"
 #include "companion/support/RandomUUID.h"
-#include "companion/tools/Tools.h"
+#include "server/platform/Home.h"
 #include "server/platform/Platform.h"
 
 #include <algorithm>
-#include <csignal>
+#include <atomic>
+#include <concepts>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <thread>
+#include <unistd.h>
 
 using namespace vostel_companion;
 
 namespace {
 
-int fail(const std::string& sentence) {
-    std::fprintf(stderr, "%s\n", sentence.c_str());
-    return EXIT_FAILURE;
+bool print(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
-/// One for each core, but no more than memory is sure to have room for.
-std::size_t jobsAtOnce() { return std::clamp(std::thread::hardware_concurrency(), 1U, 4U); }
+void tell(const std::string& sentence) { std::fprintf(stderr, "%s\n", sentence.c_str()); }
+
+std::size_t terminalColumns() {
+    winsize size{};
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+std::optional<ProgressTerminal> progressTerminal() {
+    const char* kind = std::getenv("TERM");
+    // A dumb terminal cannot clear a line.
+    if (::isatty(STDERR_FILENO) == 0 || kind == nullptr || std::string_view{kind} == "dumb") return std::nullopt;
+    return ProgressTerminal{[](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); },
+                            terminalColumns, std::chrono::steady_clock::now};
+}
+
+template <class Verb>
+concept LongWork = std::same_as<Verb, Command::Dictate> || std::same_as<Verb, Command::Record> ||
+                   std::same_as<Verb, Command::InstallModel>;
+
+/// Long work is cancelled by the first signal that asks the program to end, and the program ended by the second.
+class Interruption final {
+public:
+    explicit Interruption(Cancellation& cancellation) : cancellation_{cancellation} {}
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> watch() {
+        return vostel_mcp::startOwnThread({"com.vostel.vostel.signals", "signals"}, [this] {
+            signal_ = signals_.wait();
+            cancellation_.cancel();
+            endBy(signals_.wait());
+        });
+    }
+
+    /// Zero until there was one.
+    [[nodiscard]] int signal() const { return signal_; }
+
+private:
+    Cancellation& cancellation_;
+    const EndingSignals signals_;
+    std::atomic<int> signal_ = 0;
+};
+
+Exit runOnStore(const auto& verb, Cancellation& cancellation) {
+    const auto support = vostel_mcp::applicationSupportDirectory();
+    const Places places = Places::in(support);
+    if (const auto prepared = prepareFolder(places.folder); !prepared) {
+        tell(prepared.error().description());
+        return Exit::failed;
+    }
+    auto database = openStore(places.database());
+    if (!database) {
+        tell(database.error().description());
+        return Exit::failed;
+    }
+    const ModelStore models{{places.models(), places.catalogue(), VOSTEL_MODEL_FOLDER}};
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, /*jobs=*/1};
+    std::error_code ignored;
+    World world{
+        .places = places,
+        .database = *database,
+        .models = models,
+        .transcribe =
+            [&](const std::string& path, const std::string& language, Cancellation& cancelled,
+                const std::function<void(double)>& progress) {
+                return transcriber.transcribe(path, language, cancelled, progress);
+            },
+        .measure = audioDuration,
+        .workingFolder = std::filesystem::current_path(ignored),
+        .now = std::chrono::system_clock::now,
+        .newID = randomUUID,
+        .localMidnight = systemLocalMidnight,
+        .cancellation = cancellation,
+        .print = print,
+        .tell = tell,
+        .progress = progressTerminal(),
+    };
+    return run(verb, world);
+}
+
+Exit perform(const LongWork auto& verb) {
+    // Deliberate: never destroyed, because the thread that waits for signals uses them to the end.
+    auto& cancellation = *new Cancellation;
+    auto& interruption = *new Interruption{cancellation};
+    if (const auto watching = interruption.watch(); !watching) {
+        tell("Vostel could not start: " + watching.error().systemText() + ".");
+        return Exit::failed;
+    }
+    const Exit exit = runOnStore(verb, cancellation);
+    if (interruption.signal() != 0) endBy(interruption.signal());
+    return exit;
+}
+
+Exit perform(const auto& verb) {
+    Cancellation never;
+    return runOnStore(verb, never);
+}
+
+Exit perform(const Command::Serve&) {
+    const bool hasTerminal = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
+    return serve(vostel_mcp::applicationSupportDirectory(), hasTerminal);
+}
+
+Exit perform(const Command::Clients& verb) {
+    // The server is beside this program: in the bundle both are installed together.
+    const auto self = vostel_mcp::ownExecutable().value_or("");
+    return run(verb, ClientsWorld{vostel_mcp::homeDirectory(), self.parent_path() / "vostel-mcp", print, tell});
+}
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
     ::umask(077);
-    // Taken by a thread that waits for them, so that no handler interrupts the others, which inherit this mask.
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ending, signal);
-    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-
-    auto socket = ListeningSocket::open(vostel_mcp::applicationSupportDirectory());
-    if (!socket) return fail(socket.error().description());
-
-    // From here on this is the only one that serves. The connection stays open: the last one to close writes the whole
-    // log back into the file, which the calls' short ones need not wait for.
-    const Places places = Places::in(vostel_mcp::applicationSupportDirectory());
-    auto database = openStore(places.database());
-    if (!database) return fail(database.error().description());
-    if (auto sound = checkIntegrity(*database); !sound) return fail(sound.error().description());
-    const ModelStore models{{places.models(), places.catalogue(), VOSTEL_MODEL_FOLDER}};
-    Confirmations confirmations{*database, models, std::chrono::system_clock::now, randomUUID};
-    if (auto recovered = recoverAfterCrash(*database, places, confirmations); !recovered)
-        std::ignore = fail(recovered.error().description());
-
-    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce()};
-    ToolTable tools;
-    addTools(tools, {.places = places, .transcriber = transcriber, .models = models});
-
-    auto server = CallServer::make(*std::move(socket), tools, vostel_mcp::startOwnThread, {});
-    if (!server) return fail(server.error().description());
-    const auto waiting = vostel_mcp::startOwnThread({"com.vostel.vostel.signals", "signals"}, [&] {
-        int signal = 0;
-        sigwait(&ending, &signal);
-        (*server)->stop();
-    });
-    if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
-
-    (*server)->run();
-    // Deliberate: the thread that waits for signals still uses the objects above, so nothing is destroyed.
-    std::_Exit(EXIT_SUCCESS);
+    const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    const auto command = parseCommandLine(arguments);
+    if (!command) {
+        std::fputs(command.error().text.c_str(), command.error().exit == Exit::done ? stdout : stderr);
+        return static_cast<int>(command.error().exit);
+    }
+    const Exit exit = std::visit([](const auto& verb) { return perform(verb); }, command->is);
+    if (std::ferror(stdout) == 0) return static_cast<int>(exit);
+    tell("The output could not be written.");
+    return static_cast<int>(Exit::failed);
 }

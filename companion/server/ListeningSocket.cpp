@@ -31,29 +31,6 @@ std::unexpected<ListenError> systemFailure(const std::string& attempt, int code)
     return std::unexpected(ListenError{ListenError::System{attempt, code}});
 }
 
-std::expected<void, ListenError> prepareFolder(const std::filesystem::path& folder) {
-    std::error_code failure;
-    std::filesystem::create_directories(folder.parent_path(), failure);
-    if (failure) return systemFailure("create the folder " + inQuotes(folder.parent_path().string()), failure.value());
-    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-        return systemFailure("create the folder " + inQuotes(folder.string()), errno);
-
-    // Opened first and judged then, so that it is this folder that was judged and not one that takes its place.
-    const FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
-    struct stat status{};
-    if (opened.number() < 0 || ::fstat(opened.number(), &status) != 0) {
-        if (errno == ENOTDIR || errno == ELOOP)
-            return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
-        return systemFailure("open the folder " + inQuotes(folder.string()), errno);
-    }
-    if (status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
-    // A folder of ours that others can merely look into is closed to them.
-    if ((status.st_mode & 0777) != 0700 && ::fchmod(opened.number(), 0700) != 0)
-        return systemFailure("close the folder " + inQuotes(folder.string()) + " to others", errno);
-    return {};
-}
-
 std::expected<FileDescriptor, ListenError> takeLock(const std::filesystem::path& file) {
     FileDescriptor lock{::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)};
     if (lock.number() < 0) return systemFailure("open " + inQuotes(file.string()), errno);
@@ -84,6 +61,29 @@ std::expected<void, ListenError> removeStaleSocket(const std::string& path) {
 }
 
 } // namespace
+
+std::expected<void, ListenError> prepareFolder(const std::filesystem::path& folder) {
+    std::error_code failure;
+    std::filesystem::create_directories(folder.parent_path(), failure);
+    if (failure) return systemFailure("create the folder " + inQuotes(folder.parent_path().string()), failure.value());
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        return systemFailure("create the folder " + inQuotes(folder.string()), errno);
+
+    // Opened first and judged then, so that it is this folder that was judged and not one that takes its place.
+    const FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status{};
+    if (opened.number() < 0 || ::fstat(opened.number(), &status) != 0) {
+        if (errno == ENOTDIR || errno == ELOOP)
+            return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
+        return systemFailure("open the folder " + inQuotes(folder.string()), errno);
+    }
+    if (status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
+    // A folder of ours that others can merely look into is closed to them.
+    if ((status.st_mode & 0777) != 0700 && ::fchmod(opened.number(), 0700) != 0)
+        return systemFailure("close the folder " + inQuotes(folder.string()) + " to others", errno);
+    return {};
+}
 
 std::string ListenError::description() const {
     return VostelMCPKit::match(

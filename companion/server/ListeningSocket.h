@@ -45,6 +45,10 @@ struct ListenError {
     bool operator==(const ListenError&) const = default;
 };
 
+/// Creates the application's folder, in which everything of ours is, when it is missing, and closes it to others.
+/// Refuses one that others could have prepared.
+[[nodiscard]] std::expected<void, ListenError> prepareFolder(const std::filesystem::path& folder);
+
 /// Bound and listening from `open` to the destructor, which removes the socket and then gives up the lock. Not
 /// thread-safe.
 class ListeningSocket final {

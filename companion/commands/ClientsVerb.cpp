@@ -1,0 +1,25 @@
+#include "companion/commands/ClientsVerb.h"
+
+#include "companion/support/InQuotes.h"
+#include "companion/support/Printable.h"
+
+#include <unistd.h>
+
+namespace vostel_companion {
+
+Exit run(const Command::Clients& verb, const ClientsWorld& world) {
+    if (verb.verb == ClientsVerb::install && ::access(world.helper.c_str(), X_OK) != 0) {
+        world.tell("The server " + inQuotes(world.helper.string()) +
+                   " is not there or cannot be started, so no client was connected to it.");
+        return Exit::failed;
+    }
+    const ClientsReport report = runClients({.verb = verb.verb,
+                                             .kinds = verb.kinds,
+                                             .home = world.home.string(),
+                                             .helperPath = world.helper.string(),
+                                             .force = verb.force});
+    for (const std::string& line : report.lines) world.print(printableLine(line) + "\n");
+    return static_cast<Exit>(report.exit);
+}
+
+} // namespace vostel_companion

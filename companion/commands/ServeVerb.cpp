@@ -1,0 +1,81 @@
+#include "companion/commands/ServeVerb.h"
+
+#include "companion/commands/ConfirmationTerminal.h"
+#include "companion/commands/EndingSignals.h"
+#include "companion/server/CallServer.h"
+#include "companion/store/Recovery.h"
+#include "companion/store/Schema.h"
+#include "companion/support/RandomUUID.h"
+#include "companion/tools/Tools.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+namespace vostel_companion {
+
+using vostel_mcp::startOwnThread;
+
+namespace {
+
+Exit fail(const std::string& sentence, Exit exit = Exit::failed) {
+    std::fprintf(stderr, "%s\n", sentence.c_str());
+    return exit;
+}
+
+/// One for each core, but no more than memory is sure to have room for.
+std::size_t jobsAtOnce() { return std::clamp(std::thread::hardware_concurrency(), 1U, 4U); }
+
+} // namespace
+
+Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal) {
+    const EndingSignals signals;
+
+    auto socket = ListeningSocket::open(applicationSupportDirectory);
+    if (!socket) {
+        const bool isRunning = std::holds_alternative<ListenError::AlreadyRunning>(socket.error().is);
+        return fail(socket.error().description(), isRunning ? Exit::notAsAsked : Exit::failed);
+    }
+
+    // From here on this is the only one that serves. The connection stays open: the last one to close writes the whole
+    // log back into the file, which the calls' short ones need not wait for.
+    const Places places = Places::in(applicationSupportDirectory);
+    auto database = openStore(places.database());
+    if (!database) return fail(database.error().description());
+    if (auto sound = checkIntegrity(*database); !sound) return fail(sound.error().description());
+    const ModelStore models{{places.models(), places.catalogue(), VOSTEL_MODEL_FOLDER}};
+    Confirmations confirmations{*database, models, std::chrono::system_clock::now, randomUUID};
+    if (auto recovered = recoverAfterCrash(*database, places, confirmations); !recovered)
+        std::ignore = fail(recovered.error().description());
+
+    std::unique_ptr<ConfirmationTerminal> terminal;
+    if (hasTerminal) {
+        auto made = ConfirmationTerminal::make(places, models);
+        if (!made) return fail("Vostel could not start: " + VostelMCPKit::PosixError{made.error()}.systemText() + ".");
+        terminal = *std::move(made);
+    }
+
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce()};
+    ToolTable tools;
+    ToolContext context{.places = places, .transcriber = transcriber, .models = models};
+    if (terminal) context.tellPerson = [&](const OpenConfirmation&) { terminal->wake(); };
+    addTools(tools, context);
+
+    auto server = CallServer::make(*std::move(socket), tools, startOwnThread, {});
+    if (!server) return fail(server.error().description());
+    auto waiting = startOwnThread({"com.vostel.vostel.signals", "signals"}, [&] {
+        std::ignore = signals.wait();
+        (*server)->stop();
+    });
+    if (waiting && terminal)
+        waiting = startOwnThread({"com.vostel.vostel.terminal", "terminal"}, [&] { terminal->run(); });
+    if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
+
+    (*server)->run();
+    // Deliberate: the threads that wait for signals and for the person still use the objects above, so nothing is
+    // destroyed.
+    std::_Exit(EXIT_SUCCESS);
+}
+
+} // namespace vostel_companion
