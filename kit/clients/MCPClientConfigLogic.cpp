@@ -21,7 +21,7 @@ std::string replacing(std::string_view text, std::string_view what, std::string_
     return out;
 }
 
-std::string quoted(std::string_view text) {
+std::string basicString(std::string_view text) {
     return '"' + replacing(replacing(text, R"(\)", R"(\\)"), R"(")", R"(\")") + '"';
 }
 
@@ -118,12 +118,12 @@ std::string claudeCodeSnippetText(const MCPClientEntry& entry) { return jsonText
 std::string claudeDesktopManifestText(const MCPClientEntry& entry) { return jsonText(claudeDesktopManifest(entry)); }
 
 std::string codexSnippetText(const MCPClientEntry& entry) {
-    std::string text = "[mcp_servers." + std::string{entryName} + "]\ncommand = " + quoted(entry.command) + "\n";
+    std::string text = "[mcp_servers." + std::string{entryName} + "]\ncommand = " + basicString(entry.command) + "\n";
     if (entry.args.empty()) return text;
     text += "args = [";
     const char* separator = "";
     for (const std::string& argument : entry.args) {
-        text += separator + quoted(argument);
+        text += separator + basicString(argument);
         separator = ", ";
     }
     return text + "]\n";

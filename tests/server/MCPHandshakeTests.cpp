@@ -14,7 +14,7 @@ using vostel_tests::ScriptedPeer;
 
 using Lines = std::vector<std::string>;
 
-const std::string call = R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"list_models"}})";
+const std::string someCall = R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"list_models"}})";
 const std::string ping = R"({"jsonrpc":"2.0","id":7,"method":"ping"})";
 const std::string pong = R"({"error":{"code":-32601,"message":"Method not found: ping"},"id":7,"jsonrpc":"2.0"})";
 const std::string cancelled = R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":1}})";
@@ -44,7 +44,7 @@ protected:
     /// Who the application is told to be calling.
     std::string forwardedClientInfo() {
         ScriptedPeer& peer = application.answers({answer("{}")});
-        std::ignore = take({call});
+        std::ignore = take({someCall});
         threads.runAll();
         std::ignore = output.takeLines();
         const std::string request = peer.received();
@@ -150,7 +150,7 @@ TEST_F(MCPHandshakeTest, TheNextLineIsNotLookedAtBeforeTheReplyToThisOneIsWritte
     MCPStdoutWriter slowWriter{slowOutput, output.attempt()};
     MCPHandshake handshake{lines, slowWriter, proxy, true};
     serve(handshake);
-    EXPECT_EQ(take({ping, call}), Lines{});
+    EXPECT_EQ(take({ping, someCall}), Lines{});
     EXPECT_EQ(threads.waitingCount(), 0U);
     slowOutput.drain();
     EXPECT_EQ(output.takeLines(), Lines{pong});
@@ -163,7 +163,7 @@ TEST_F(MCPHandshakeTest, ALongCallDoesNotDelayTheReplyToALaterRequest) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     application.answers({answer("{}")});
-    EXPECT_EQ(take({call, ping}), Lines{pong});
+    EXPECT_EQ(take({someCall, ping}), Lines{pong});
     threads.runAll();
     EXPECT_EQ(output.takeLines(), Lines{R"({"id":1,"jsonrpc":"2.0","result":{}})"});
 }
@@ -173,7 +173,7 @@ TEST_F(MCPHandshakeTest, ACancellationReachesTheCallProxy) {
     serve(handshake);
     application.answers({answer("{}")});
     ScriptedPeer& second = application.answers({});
-    EXPECT_EQ(take({call, cancelled}), Lines{});
+    EXPECT_EQ(take({someCall, cancelled}), Lines{});
     threads.runAll();
     EXPECT_EQ(second.received(), cancellation(1));
     EXPECT_EQ(output.takeLines(), Lines{});
@@ -186,14 +186,14 @@ TEST_F(MCPHandshakeTest, WhenForwardingCannotBeSetUpEveryCallIsToldSoAndTheRestW
     const std::string refusal =
         R"({"error":{"code":-32603,"message":"Vostel MCP socket path '/long' is 104 bytes, over the 103-byte sun_path )"
         R"(limit. Shorten your macOS username or home directory path."},"id":1,"jsonrpc":"2.0"})";
-    EXPECT_EQ(take({call}), Lines{refusal});
+    EXPECT_EQ(take({someCall}), Lines{refusal});
     EXPECT_EQ(take({R"({"jsonrpc":"2.0","id":1,"method":"tools/call"})"}), Lines{refusal})
         << "its params do not matter";
     EXPECT_EQ(take({cancelled}), Lines{});
     EXPECT_EQ(take({ping}), Lines{pong});
     EXPECT_TRUE(take({initialize("{}")}).at(0).contains(R"("protocolVersion":"2025-06-18")"));
     EXPECT_TRUE(take({R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})"}).at(0).contains(R"("tools":[{)"));
-    EXPECT_EQ(take({call}), Lines{refusal});
+    EXPECT_EQ(take({someCall}), Lines{refusal});
 }
 
 TEST_F(MCPHandshakeTest, AReplyThatCannotBeWrittenIsDroppedAndTheLoopGoesOn) {
@@ -236,7 +236,7 @@ TEST_F(MCPHandshakeTest, WhatWasWrittenBeforeAFailureStaysWritten) {
 TEST_F(MCPHandshakeTest, TheEndOfInputEndsTheLoopAndLeavesRunningCallsAlone) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
-    EXPECT_EQ(take({call, ping}), Lines{pong});
+    EXPECT_EQ(take({someCall, ping}), Lines{pong});
     lines.finish();
     mainThread.drain();
     EXPECT_TRUE(ended);

@@ -1,5 +1,6 @@
 #include "server/FileDescriptor.h"
 #include "server/MCPStdio.h"
+#include "tests/support/BytesOf.h"
 #include "tests/support/FakeThreads.h"
 #include "tests/support/ManualExecutor.h"
 #include "tests/support/SignalTicks.h"
@@ -14,6 +15,7 @@
 namespace vostel_mcp {
 namespace {
 
+using vostel_tests::bytesOf;
 using vostel_tests::FakeThreads;
 using vostel_tests::SignalTicks;
 using VostelMCPKit::PosixError;
@@ -44,8 +46,6 @@ struct Pipe {
 void makeNonBlocking(const FileDescriptor& descriptor) {
     ASSERT_EQ(fcntl(descriptor.number(), F_SETFL, fcntl(descriptor.number(), F_GETFL) | O_NONBLOCK), 0);
 }
-
-std::span<const std::byte> bytesOf(const std::string& text) { return std::as_bytes(std::span{text}); }
 
 /// Reads the descriptor to its end, on the thread of the test.
 Lines linesOf(const FileDescriptor& descriptor) {

@@ -1,4 +1,5 @@
 #include "server/UnixSocket.h"
+#include "tests/support/BytesOf.h"
 #include "tests/support/SignalTicks.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -13,6 +14,7 @@
 namespace vostel_mcp {
 namespace {
 
+using vostel_tests::bytesOf;
 using VostelMCPKit::PosixError;
 
 struct Ends {
@@ -35,8 +37,6 @@ FileDescriptor listenAt(const std::string& path) {
     EXPECT_EQ(listen(listener.number(), /*backlog=*/1), 0);
     return listener;
 }
-
-std::span<const std::byte> bytesOf(const std::string& text) { return std::as_bytes(std::span{text}); }
 
 TEST(UnixSocket, ConnectsToTheSocketThatListensAtThePath) {
     const vostel_tests::TemporaryFolder folder;

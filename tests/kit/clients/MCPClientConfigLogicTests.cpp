@@ -1,5 +1,5 @@
 #include "kit/clients/MCPClientConfigLogic.h"
-#include "kit/jsonrpc/JSONReader.h"
+#include "tests/support/JSON.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -10,16 +10,11 @@ namespace VostelMCPKit {
 namespace {
 
 using namespace MCPClientConfigLogic;
+using vostel_tests::json;
 using Status = InstallationStatus;
 using Args = std::vector<std::string>;
 
 const std::string ours = "/Applications/Vostel.app/Contents/MacOS/vostel-mcp";
-
-MCPValue json(std::string_view text) {
-    auto value = readJSON(text);
-    EXPECT_TRUE(value.has_value()) << text;
-    return value.value_or(MCPValue{});
-}
 
 TEST(MCPClientConfigLogic, AnEntryNeedsAnAbsolutePath) {
     EXPECT_EQ(makeEntry(ours, {}), (MCPClientEntry{ours, {}}));

@@ -30,7 +30,7 @@ TEST(MCPSystemResolver, ItIsTheResolverOfThePolicyUnlessAnotherIsGiven) {
     using namespace MCPURLPolicy;
     // No name of the video service can resolve with a label this long, on any machine.
     EXPECT_EQ(evaluate("https://" + std::string(64, 'a') + ".youtube.com/"),
-              Decision{Decision::Rejected{Reason::unresolvedHost}});
+              MCPURLPolicy::Decision{MCPURLPolicy::Decision::Rejected{Reason::unresolvedHost}});
 }
 
 TEST(Unicode, RepairReplacesEachByteThatIsNoUTF8) {
