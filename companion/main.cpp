@@ -24,6 +24,7 @@
 #include <concepts>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -98,11 +99,7 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
         .places = places,
         .database = *database,
         .models = models,
-        .transcribe =
-            [&](const std::string& path, const std::string& language, Cancellation& cancelled,
-                const std::function<void(double)>& progress) {
-                return transcriber.transcribe(path, language, cancelled, progress);
-            },
+        .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber),
         .measure = audioDuration,
         .workingFolder = std::filesystem::current_path(ignored),
         .now = std::chrono::system_clock::now,

@@ -15,12 +15,28 @@ using VostelMCPKit::MCPClientKind;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
 
 constexpr const char* aboutProgram =
-    "Does on this machine what the tools of vostel-mcp promise to AI clients: transcribes recordings, keeps what was "
-    "transcribed, learns words. Without a verb it serves them.";
+    "Vostel does on this machine what the tools of vostel-mcp promise to AI clients: it\n"
+    "transcribes recordings, keeps what was transcribed and learns words. Without a verb\n"
+    "it serves them.";
 
-constexpr const char* aboutExitStatus =
-    "Exit status: 0 when it was done; 1 when it was not done as asked, such as for an id that nothing has; 2 when "
-    "something failed or the command line makes no sense. Interrupted by Ctrl-C, it tidies up and ends as interrupted.";
+constexpr const char* aboutExitStatus = "Exit status:\n"
+                                        "  0  It was done.\n"
+                                        "  1  It was understood and not done, such as for an id that nothing has.\n"
+                                        "  2  Something failed, or the command line makes no sense.\n"
+                                        "Interrupted by Ctrl-C, a verb tidies up and ends as interrupted programs do.";
+
+/// Leaves out what the sentences beside an argument say already.
+class PlainHelp final : public CLI::Formatter {
+public:
+    PlainHelp() {
+        label("SUBCOMMAND", "VERB");
+        label("Positionals", "Arguments");
+    }
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string& value = option->get_option_text();
+        return value.empty() ? value : " " + value;
+    }
+};
 
 /// The names as the person may write them: letter case and hyphens do not matter.
 std::string plainName(std::string name) {
@@ -40,6 +56,8 @@ class Grammar final {
 public:
     Grammar() {
         app_.footer(aboutExitStatus);
+        app_.formatter(std::make_shared<PlainHelp>());
+        app_.set_help_flag("-h,--help", "Print this help.");
         app_.require_subcommand(0, 1);
         verb(app_, "serve", "Serve AI clients until interrupted. On a terminal it also asks for confirmations.",
              Command::Serve{});
@@ -70,7 +88,7 @@ private:
 
     /// `make` builds the command from the arguments once they are there.
     CLI::App* verb(CLI::App& parent, const char* name, const char* about, Make make) {
-        CLI::App* added = parent.add_subcommand(name, about);
+        CLI::App* added = parent.add_subcommand(name, about)->group("Verbs");
         // A verb without one of its own inside must not overwrite what that one meant.
         added->callback([this, added, make = std::move(make)] {
             if (added->get_subcommands().empty()) make_ = make;
@@ -102,7 +120,7 @@ private:
         settings->require_subcommand(0, 1);
         verb(*settings, "reading", "Let AI clients read your history, transcripts and recordings, or stop them.",
              [this] { return Command{Command::SetReading{plainName(state_) == "on"}}; })
-            ->add_option("STATE", state_, "on or off")
+            ->add_option("STATE", state_, "on or off.")
             ->required()
             ->check(CLI::IsMember({"on", "off"}, CLI::ignore_case));
     }
@@ -118,7 +136,8 @@ private:
         record->add_option("SYSTEM", system_, "The file with everyone else on the call.")->required();
         for (CLI::App* one : {dictate, record}) {
             one->add_option("--language", language_,
-                            "The language that is spoken, such as en, if a model for it is installed.");
+                            "The language that is spoken, such as en, if a model for it is installed.")
+                ->option_text("CODE");
         }
     }
 
@@ -131,12 +150,12 @@ private:
                                          return Command{Command::ListTranscripts{limit_, since_, until_}};
                                      });
         CLI::Option* id = transcripts->add_option("ID", id_, "Print this one; the beginning of its id is enough.");
-        const auto filter = [&](const char* name, auto& value, const char* about) {
-            transcripts->add_option(name, value, about)->excludes(id);
+        const auto filter = [&](const char* name, auto& value, const char* placeholder, const char* about) {
+            transcripts->add_option(name, value, about)->option_text(placeholder)->excludes(id);
         };
-        filter("--limit", limit_, "List no more than this many, 1 to 500; 50 when not given.");
-        filter("--since", since_, "Only those from this moment on: 2026-08-30, or 2026-08-30T14:05:00Z.");
-        filter("--until", until_, "Only those up to this moment.");
+        filter("--limit", limit_, "COUNT", "List no more than this many, 1 to 500; 50 when not given.");
+        filter("--since", since_, "TIME", "Only those from this moment on: 2026-08-30, or 2026-08-30T14:05:00Z.");
+        filter("--until", until_, "TIME", "Only those up to this moment.");
     }
 
     void addWords() {
@@ -167,7 +186,8 @@ private:
     }
 
     void addClients() {
-        CLI::App* clients = app_.add_subcommand("clients", "Connect AI clients to this copy of Vostel.");
+        CLI::App* clients =
+            app_.add_subcommand("clients", "Connect AI clients to this copy of Vostel.")->group("Verbs");
         clients->require_subcommand(1);
         struct Row {
             ClientsVerb verb;

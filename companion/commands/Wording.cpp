@@ -25,8 +25,4 @@ std::string localTimeText(Moment moment) {
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local)};
 }
 
-std::string countText(std::int64_t count, std::string_view thing) {
-    return std::to_string(count) + " " + std::string{thing} + (count == 1 ? "" : "s");
-}
-
 } // namespace vostel_companion

@@ -15,7 +15,4 @@ namespace vostel_companion {
 /// "2026-08-30 14:05" on the clock of the user's time zone.
 [[nodiscard]] std::string localTimeText(Moment moment);
 
-/// "1 turn", "2 turns".
-[[nodiscard]] std::string countText(std::int64_t count, std::string_view thing);
-
 } // namespace vostel_companion

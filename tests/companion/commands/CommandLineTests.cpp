@@ -1,0 +1,119 @@
+#include "companion/commands/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_companion {
+
+using VostelMCPKit::MCPClientKind;
+using VostelMCPKit::MCPConfirmationLogic::Decision;
+using Arguments = std::vector<std::string>;
+
+TEST(CommandLine, EveryVerbHasItsCommand) {
+    struct Row {
+        Arguments arguments;
+        Command command;
+    };
+    const Row rows[] = {
+        {{}, {Command::Serve{}}},
+        {{"serve"}, {Command::Serve{}}},
+        {{"pending"}, {Command::ListPending{}}},
+        {{"confirm", "3F2A"}, {Command::AnswerPending{"3F2A", Decision::confirmed}}},
+        {{"deny", "3f2a"}, {Command::AnswerPending{"3f2a", Decision::denied}}},
+        {{"settings"}, {Command::ShowSettings{}}},
+        {{"settings", "reading", "on"}, {Command::SetReading{true}}},
+        {{"settings", "reading", "OFF"}, {Command::SetReading{false}}},
+        {{"dictate", "a b.wav"}, {Command::Dictate{"a b.wav", ""}}},
+        {{"dictate", "--language", "de", "a.wav"}, {Command::Dictate{"a.wav", "de"}}},
+        {{"dictate", "--", "-a.wav"}, {Command::Dictate{"-a.wav", ""}}},
+        {{"record", "me.wav", "them.wav"}, {Command::Record{"me.wav", "them.wav", ""}}},
+        {{"record", "me.wav", "them.wav", "--language=de"}, {Command::Record{"me.wav", "them.wav", "de"}}},
+        {{"transcripts"}, {Command::ListTranscripts{}}},
+        {{"transcripts", "--limit", "3", "--since", "2026-08-30", "--until", "2026-08-31"},
+         {Command::ListTranscripts{3, "2026-08-30", "2026-08-31"}}},
+        {{"transcripts", "3F2A"}, {Command::ShowTranscript{"3F2A"}}},
+        {{"words"}, {Command::ListWords{}}},
+        {{"words", "add", "vostel"}, {Command::AddWord{"vostel", ""}}},
+        {{"words", "add", "bostel", "Vostel"}, {Command::AddWord{"bostel", "Vostel"}}},
+        {{"words", "remove", "bostel", "two words"}, {Command::RemoveWords{{"bostel", "two words"}}}},
+        {{"models"}, {Command::ListModels{}}},
+        {{"models", "install", "de"}, {Command::InstallModel{"de"}}},
+        {{"models", "remove", "de"}, {Command::RemoveModel{"de"}}},
+        {{"clients", "status"}, {Command::Clients{ClientsVerb::status, {}, false}}},
+        {{"clients", "install", "claude-code"},
+         {Command::Clients{ClientsVerb::install, {MCPClientKind::claudeCode}, false}}},
+        {{"clients", "install", "claudeDesktop", "CODEX", "codex", "--force"},
+         {Command::Clients{ClientsVerb::install, {MCPClientKind::claudeDesktop, MCPClientKind::codex}, true}}},
+        {{"clients", "remove", "--force"}, {Command::Clients{ClientsVerb::remove, {}, true}}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.arguments));
+        const auto command = parseCommandLine(row.arguments);
+        ASSERT_TRUE(command) << command.error().text;
+        EXPECT_TRUE(*command == row.command);
+    }
+}
+
+TEST(CommandLine, WhatMakesNoSenseIsNamedAndPointsToHelp) {
+    struct Row {
+        Arguments arguments;
+        std::string complaint;
+    };
+    const Row rows[] = {
+        {{"sing"}, "The following argument was not expected: sing"},
+        {{"pending", "all"}, "The following argument was not expected: all"},
+        {{"--fast"}, "The following argument was not expected: --fast"},
+        {{"confirm"}, "ID is required"},
+        {{"dictate"}, "FILE is required"},
+        {{"record", "me.wav"}, "SYSTEM is required"},
+        {{"settings", "reading"}, "STATE is required"},
+        {{"words", "remove"}, "WORD is required"},
+        {{"clients"}, "A subcommand is required"},
+        {{"clients", "install", "vim"}, "KIND: 'vim' is none of claude-code, claude-desktop and codex."},
+        {{"clients", "status", "--force"}, "The following argument was not expected: --force"},
+        {{"transcripts", "--limit", "3", "3F2A"}, "ID excludes --limit"},
+        {{"x\x1B[31m"}, "The following argument was not expected: x\xEF\xBF\xBD[31m"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.arguments));
+        const auto command = parseCommandLine(row.arguments);
+        ASSERT_FALSE(command);
+        EXPECT_EQ(command.error().text, row.complaint + "\nRun with --help for more information.\n");
+        EXPECT_EQ(command.error().exit, Exit::failed);
+    }
+}
+
+TEST(CommandLine, EveryVerbExplainsItselfAndItsExitStatus) {
+    const Arguments verbs[] = {{},
+                               {"serve"},
+                               {"pending"},
+                               {"confirm"},
+                               {"deny"},
+                               {"settings"},
+                               {"settings", "reading"},
+                               {"dictate"},
+                               {"record"},
+                               {"transcripts"},
+                               {"words"},
+                               {"words", "add"},
+                               {"words", "remove"},
+                               {"models"},
+                               {"models", "install"},
+                               {"models", "remove"},
+                               {"clients"},
+                               {"clients", "status"},
+                               {"clients", "install"},
+                               {"clients", "remove"}};
+    for (Arguments arguments : verbs) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        std::string usage = "Usage: Vostel";
+        for (const std::string& verb : arguments) usage += " " + verb;
+        arguments.emplace_back("--help");
+        const auto command = parseCommandLine(arguments);
+        ASSERT_FALSE(command);
+        EXPECT_EQ(command.error().exit, Exit::done);
+        EXPECT_NE(command.error().text.find(usage), std::string::npos) << command.error().text;
+        EXPECT_NE(command.error().text.find("\nExit status:\n  0  It was done.\n"), std::string::npos);
+    }
+}
+
+} // namespace vostel_companion

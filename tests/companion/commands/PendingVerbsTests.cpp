@@ -1,0 +1,137 @@
+#include "companion/commands/PendingVerbs.h"
+#include "companion/store/Vocabulary.h"
+#include "tests/companion/commands/VerbFixture.h"
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+using VostelMCPKit::MCPConfirmationLogic::Decision;
+using VostelMCPKit::MCPConfirmationLogic::Status;
+
+namespace {
+
+struct PendingVerbs : testing::Test, VerbFixture {
+    Confirmations confirmations{database, models.models, world.now, world.newID};
+
+    /// The status that the client is told.
+    Status ask(const std::vector<std::string>& words) {
+        const auto report = confirmations.ask({ConfirmableAction::RemoveWords{words}});
+        EXPECT_TRUE(report);
+        return report ? report->status : Status::unknown;
+    }
+    void teach(const std::string& word) {
+        const VocabularyRule rule{word, "x"};
+        ASSERT_TRUE(Vocabulary{database}.add({&rule, 1}));
+    }
+    std::size_t wordCount() { return Vocabulary{database}.list().value().size(); }
+    Exit answer(const std::string& id, Decision decision) { return run(Command::AnswerPending{id, decision}, world); }
+};
+
+const std::string firstID = "00000000-0000-0000-0000-000000000001";
+
+} // namespace
+
+TEST_F(PendingVerbs, ListWhatWaitsAndHowLong) {
+    ask({"one"});
+    time += 61s;
+    ask({"two", "three"});
+    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(takePrinted(),
+              "00000000-0000-0000-0000-000000000001  3:59 left  Remove the vocabulary rule for \"one\"\n"
+              "00000000-0000-0000-0000-000000000002  5:00 left  Remove the vocabulary rules for \"two\", "
+              "\"three\"\n");
+    EXPECT_EQ(takeTold(), "");
+}
+
+TEST_F(PendingVerbs, SayWhenNothingWaits) {
+    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "");
+    EXPECT_EQ(takeTold(), "Nothing waits for your confirmation.\n");
+}
+
+TEST_F(PendingVerbs, PrintNoClientsTextRaw) {
+    ask({"one"});
+    // The store takes such characters out of words; this one comes from elsewhere.
+    Statement smuggle{database, "UPDATE confirmationItems SET item = ?"};
+    ASSERT_TRUE(smuggle.bind(hostile).run());
+    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), firstID + "  5:00 left  Remove the vocabulary rule for \"" + harmless + "\"\n");
+}
+
+TEST_F(PendingVerbs, AConfirmedRemovalIsDoneAndItsClientIsTold) {
+    teach("One");
+    EXPECT_EQ(ask({"one"}), Status::pending);
+    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
+    EXPECT_EQ(takePrinted(), "Confirmed; removed 'One'.\n");
+    EXPECT_EQ(wordCount(), 0U);
+    EXPECT_EQ(ask({"one"}), Status::confirmed);
+}
+
+TEST_F(PendingVerbs, ADeniedRemovalIsNotDone) {
+    teach("one");
+    ask({"one"});
+    EXPECT_EQ(answer(firstID, Decision::denied), Exit::done);
+    EXPECT_EQ(takePrinted(), "Denied; nothing was removed.\n");
+    EXPECT_EQ(wordCount(), 1U);
+    EXPECT_EQ(ask({"one"}), Status::denied);
+}
+
+TEST_F(PendingVerbs, ARemovalOfNothingIsConfirmedAllTheSame) {
+    ask({"one"});
+    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
+    EXPECT_EQ(takePrinted(), "Confirmed; there was nothing left to remove.\n");
+}
+
+TEST_F(PendingVerbs, AModelIsRemovedByConfirmation) {
+    ASSERT_TRUE(models.models.install("de", {[](double) {}, [] { return false; }}));
+    ASSERT_TRUE(confirmations.ask({ConfirmableAction::RemoveModel{"de"}}));
+    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
+    EXPECT_EQ(takePrinted(), "Confirmed; removed 'de'.\n");
+    EXPECT_FALSE(std::filesystem::exists(models.installed()));
+}
+
+TEST_F(PendingVerbs, TheBeginningOfAnIDIsEnoughWhenItNamesOneRequest) {
+    struct Row {
+        const char* when;
+        std::string id;
+        Exit exit;
+        std::string printed;
+        std::string told;
+    };
+    const Row rows[] = {
+        {"nothing", "", Exit::failed, "", "'' is not the beginning of an id.\n"},
+        {"no id", "the first one", Exit::failed, "", "'the first one' is not the beginning of an id.\n"},
+        {"an id and more", firstID + "0", Exit::failed, "", "'" + firstID + "0' is not the beginning of an id.\n"},
+        {"control characters", "\x1B[2J", Exit::failed, "", "'\xEF\xBF\xBD[2J' is not the beginning of an id.\n"},
+        {"of none", "1", Exit::notAsAsked, "", "No request has an id that begins with 1.\n"},
+        {"of both", "0000", Exit::notAsAsked, "",
+         "More than one request has an id that begins with 0000; please give more of it.\n"},
+        {"of one, in lower case", "00000000-0000-0000-0000-00000000000a", Exit::done, "Denied; nothing was removed.\n",
+         ""},
+    };
+    lastID = 9;
+    ask({"one"});
+    ask({"two"});
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(answer(row.id, Decision::denied), row.exit);
+        EXPECT_EQ(takePrinted(), row.printed);
+        EXPECT_EQ(takeTold(), row.told);
+    }
+}
+
+TEST_F(PendingVerbs, AnAnswerThatComesTooLateOrTwiceChangesNothing) {
+    teach("one");
+    ask({"one"});
+    time += 300s;
+    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::notAsAsked);
+    EXPECT_EQ(takeTold(), "This request has expired, so nothing was done.\n");
+
+    ask({"two"});
+    EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::denied), Exit::done);
+    EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::confirmed), Exit::notAsAsked);
+    EXPECT_EQ(takeTold(), "This request has been answered already.\n");
+    EXPECT_EQ(wordCount(), 1U);
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,228 @@
+// The verbs that transcribe, and the one that shows what came of it.
+#include "companion/commands/DictateVerb.h"
+#include "companion/commands/RecordVerb.h"
+#include "companion/commands/TranscriptVerbs.h"
+#include "companion/store/Dictations.h"
+#include "companion/store/Files.h"
+#include "companion/store/Recordings.h"
+#include "companion/store/Transcripts.h"
+#include "companion/store/Vocabulary.h"
+#include "tests/companion/commands/VerbFixture.h"
+
+#include <cstdlib>
+#include <ctime>
+
+namespace vostel_companion {
+
+namespace {
+
+struct TranscribingVerbs : testing::Test, VerbFixture {
+    void teach(const std::string& word, const std::string& replacement) {
+        const VocabularyRule rule{word, replacement};
+        ASSERT_TRUE(Vocabulary{database}.add({&rule, 1}));
+    }
+};
+struct DictateVerb : TranscribingVerbs {
+    std::vector<Dictation> history() { return Dictations{database}.list({}).value().entries; }
+};
+struct RecordVerb : TranscribingVerbs {
+    RecordVerb() {
+        recordings["/work/me.wav"] = spokenWords({{0, "good"}, {0.5, "mourning"}, {9, "fine"}}, 10);
+        recordings["/work/them.wav"] = spokenWords({{3, "hello"}}, 30);
+    }
+    RecordingSummary summary() {
+        const auto found = Recordings{database}.find(uuid(1)).value();
+        return found ? found->summary : RecordingSummary{};
+    }
+    std::int64_t count() { return Recordings{database}.list({}).value().totalCount; }
+    Exit record() { return run(Command::Record{"me.wav", "them.wav", ""}, world); }
+};
+struct TranscriptVerbs : TranscribingVerbs {
+    TranscriptVerbs() {
+        // The list shows the times of the person's own clock.
+        ::setenv("TZ", "UTC", 1);
+        ::tzset();
+    }
+    void add(std::uint8_t id, std::int64_t seconds, const TranscriptSource& source, const std::string& text) {
+        ASSERT_TRUE(Transcripts{database}.add(uuid(id), {at(seconds * 1000), source, Seconds{83.4}, "en", text, {}}));
+    }
+};
+
+std::string idText(std::uint8_t number) { return uuid(number).text(); }
+
+} // namespace
+
+TEST_F(DictateVerb, PrintsWhatWasSaidAndAddsItToTheHistory) {
+    recordings["/work/a.wav"] = spokenWords({{0, "hello"}, {1, "world"}}, 2.5);
+    teach("world", "World");
+    EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "hello World\n");
+    EXPECT_EQ(takeTold(), "");
+    EXPECT_EQ(languages, std::vector<std::string>{"en"});
+    EXPECT_EQ(history(), (std::vector{Dictation{at(1'000'000'000'000), "hello World", Dictation::Outcome::delivered,
+                                                std::nullopt, std::nullopt, Seconds{2.5}}}));
+}
+
+TEST_F(DictateVerb, AnAbsolutePathStaysAsItIs) {
+    recordings["/else/a.wav"] = spokenWords({{0, "hello"}}, 1);
+    EXPECT_EQ(run(Command::Dictate{"/else/a.wav", ""}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "hello\n");
+}
+
+TEST_F(DictateVerb, TextThatCouldNotBePrintedWasNotDelivered) {
+    recordings["/work/a.wav"] = spokenWords({{0, "hello"}}, 1);
+    canPrint = false;
+    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
+    ASSERT_EQ(history().size(), 1U);
+    EXPECT_EQ(history().front().outcome, Dictation::Outcome::notDelivered);
+    EXPECT_EQ(history().front().failureReason, "The text could not be printed.");
+}
+
+TEST_F(DictateVerb, WhatCannotBeHeardLeavesTheHistoryAlone) {
+    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(takeTold(), "There is no file at '/work/a.wav'.\n");
+
+    recordings["/work/silence.wav"] = spokenWords({}, 1);
+    EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, world), Exit::notAsAsked);
+    EXPECT_EQ(takeTold(), "No speech was recognised in '/work/silence.wav'.\n");
+
+    duringTranscription = [&] { cancellation.cancel(); };
+    EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
+    EXPECT_EQ(takePrinted(), "");
+    EXPECT_TRUE(history().empty());
+}
+
+TEST_F(DictateVerb, AReplacementCannotDrawOnTheTerminalAndIsKeptAsItIs) {
+    recordings["/work/a.wav"] = spokenWords({{0, "hello"}}, 1);
+    teach("hello", "x\x1B[2Jy");
+    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "x\xEF\xBF\xBD[2Jy\n");
+    EXPECT_EQ(history().front().text, "x\x1B[2Jy");
+}
+
+TEST_F(RecordVerb, MakesOneCallOfTwoTracks) {
+    teach("mourning", "morning");
+    EXPECT_EQ(record(), Exit::done);
+    EXPECT_EQ(takePrinted(), "Me: good morning\nThem: hello\nMe: fine\n");
+    EXPECT_EQ(takeTold(), "");
+    const auto stored = Recordings{database}.find(uuid(1)).value();
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->summary,
+              (RecordingSummary{uuid(1), at(1'000'000'000'000), Seconds{30}, RecordingSummary::State::ready,
+                                std::nullopt, std::nullopt, "en", 3, "Me: good morning\nThem: hello\nMe: fine"}));
+    EXPECT_EQ(stored->lines[0],
+              (RecordingLine{RecordingLine::Track::microphone, "Me", "good morning", Seconds{0}, Seconds{1}}));
+    EXPECT_FALSE(std::filesystem::exists(world.places.lockOfRecording(uuid(1)))) << "nobody works on it any more";
+}
+
+TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
+    std::vector<std::optional<double>> progress;
+    duringTranscription = [&] {
+        EXPECT_EQ(summary().state, RecordingSummary::State::transcribing);
+        EXPECT_EQ(summary().duration, Seconds{30});
+        EXPECT_TRUE(FileLock::isHeld(world.places.lockOfRecording(uuid(1))));
+        progress.push_back(summary().progress);
+    };
+    EXPECT_EQ(record(), Exit::done);
+    // A quarter of the sound is the microphone's; each track is looked at in its middle.
+    EXPECT_EQ(progress, (std::vector<std::optional<double>>{0.125, 0.625}));
+}
+
+TEST_F(RecordVerb, FilesThatCannotBeHeardLeaveNoTrace) {
+    EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(takeTold(), "There is no file at '/work/nobody.wav'.\n");
+    EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(takeTold(), "There is no file at '/work/nobody.wav'.\n");
+    EXPECT_EQ(count(), 0);
+    EXPECT_TRUE(languages.empty()) << "nothing was transcribed in vain";
+}
+
+TEST_F(RecordVerb, AnInterruptedCallIsKeptAsAFailedOne) {
+    duringTranscription = [&] { cancellation.cancel(); };
+    EXPECT_EQ(record(), Exit::failed);
+    EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
+    EXPECT_EQ(summary().state, RecordingSummary::State::failed);
+    EXPECT_EQ(summary().failureReason, "The transcription was cancelled.");
+    EXPECT_FALSE(std::filesystem::exists(world.places.lockOfRecording(uuid(1))));
+}
+
+TEST_F(RecordVerb, AFileThatVanishesInBetweenFailsTheCall) {
+    duringTranscription = [&] { recordings.erase("/work/them.wav"); };
+    EXPECT_EQ(record(), Exit::failed);
+    EXPECT_EQ(summary().failureReason, "There is no file at '/work/them.wav'.");
+}
+
+TEST_F(RecordVerb, ACallInWhichNobodySpeaksIsReadyAndEmpty) {
+    recordings["/work/me.wav"] = recordings["/work/them.wav"] = spokenWords({}, 0);
+    EXPECT_EQ(record(), Exit::done);
+    EXPECT_EQ(takePrinted(), "");
+    EXPECT_EQ(takeTold(), "Nobody said anything that was recognised.\n");
+    EXPECT_EQ(summary().state, RecordingSummary::State::ready);
+    EXPECT_EQ(summary().lineCount, 0);
+}
+
+TEST_F(TranscriptVerbs, ListFilesLinksAndCallsNewestFirst) {
+    add(1, 1000, {TranscriptSource::Kind::file, "/home/me/talk.m4a"}, "First words");
+    add(2, 3000, {TranscriptSource::Kind::link, "https://youtu.be/x"}, "Second words");
+    Recordings calls{database};
+    ASSERT_TRUE(calls.begin(uuid(3), at(2'000'000)));
+    ASSERT_TRUE(calls.beginTranscribing(uuid(3), Seconds{3700}));
+    ASSERT_TRUE(calls.finish(uuid(3), "en", {{RecordingLine::Track::system, "Them", "hello", {}, {}}}));
+    EXPECT_EQ(run(Command::ListTranscripts{}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-01 00:50  1:23  https://youtu.be/x: Second words\n" + idText(3) +
+                                 "  1970-01-01 00:33  1:01:40  call: Them: hello\n" + idText(1) +
+                                 "  1970-01-01 00:16  1:23  talk.m4a: First words\n");
+    EXPECT_EQ(takeTold(), "");
+}
+
+TEST_F(TranscriptVerbs, TheLimitCountsBothKindsTogether) {
+    for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 10, {TranscriptSource::Kind::file, "/a"}, "w");
+    ASSERT_TRUE(Recordings{database}.begin(uuid(9), at(25'000)));
+    EXPECT_EQ(run(Command::ListTranscripts{2, {}, {}}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), idText(3) + "  1970-01-01 00:00  1:23  a: w\n" + idText(9) +
+                                 "  1970-01-01 00:00  -  call, still being recorded\n");
+    EXPECT_EQ(takeTold(), "2 older ones are not listed; --limit, --since and --until choose.\n");
+}
+
+TEST_F(TranscriptVerbs, AWindowOfTimeIsReadAsTheToolsReadIt) {
+    for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 86'400, {TranscriptSource::Kind::file, "/a"}, "w");
+    EXPECT_EQ(run(Command::ListTranscripts{{}, "1970-01-03", "1970-01-03T12:00:00Z"}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-03 00:00  1:23  a: w\n");
+    EXPECT_EQ(run(Command::ListTranscripts{{}, "yesterday", {}}, world), Exit::failed);
+    EXPECT_NE(takeTold(), "");
+    EXPECT_EQ(run(Command::ListTranscripts{{}, "1971-01-01", {}}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "");
+    EXPECT_EQ(takeTold(), "Nothing was transcribed yet, or nothing in that time.\n");
+}
+
+TEST_F(TranscriptVerbs, ListLinesStayShortAndHarmless) {
+    add(1, 0, {TranscriptSource::Kind::file, "/a/" + hostile + ".wav"}, hostile + "\n" + std::string(200, 'x'));
+    EXPECT_EQ(run(Command::ListTranscripts{}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), idText(1) + "  1970-01-01 00:00  1:23  " + harmless + ".wav: " + harmless + " " +
+                                 std::string(60 - 14, 'x') + "…\n");
+}
+
+TEST_F(TranscriptVerbs, OneIsPrintedWhole) {
+    add(1, 0, {TranscriptSource::Kind::file, "/a"}, "line one\nline two " + hostile);
+    Recordings calls{database};
+    ASSERT_TRUE(calls.begin(uuid(3), at(0)));
+    EXPECT_EQ(run(Command::ShowTranscript{idText(1)}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "line one\nline two " + harmless + "\n");
+
+    EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, world), Exit::notAsAsked);
+    EXPECT_EQ(takeTold(), "This call has no transcript: still being recorded\n");
+    ASSERT_TRUE(calls.beginTranscribing(uuid(3), Seconds{1}));
+    ASSERT_TRUE(calls.finish(uuid(3), "en",
+                             {{RecordingLine::Track::microphone, "Me", "hi", {}, {}},
+                              {RecordingLine::Track::system, "Them", "ho", {}, {}}}));
+    EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, world), Exit::done);
+    EXPECT_EQ(takePrinted(), "Me: hi\nThem: ho\n");
+
+    EXPECT_EQ(run(Command::ShowTranscript{"F"}, world), Exit::notAsAsked);
+    EXPECT_EQ(takeTold(), "No transcript has an id that begins with F.\n");
+    EXPECT_EQ(run(Command::ShowTranscript{"0"}, world), Exit::notAsAsked);
+    EXPECT_EQ(takeTold(), "More than one transcript has an id that begins with 0; please give more of it.\n");
+}
+
+} // namespace vostel_companion
