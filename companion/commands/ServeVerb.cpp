@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <thread>
 
 namespace vostel_companion {
@@ -58,7 +59,8 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
 
     Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce()};
     ToolTable tools;
-    ToolContext context{.places = places, .transcriber = transcriber, .models = models};
+    ToolContext context{
+        .places = places, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
     if (terminal) context.tellPerson = [&](const OpenConfirmation&) { terminal->wake(); };
     addTools(tools, context);
 

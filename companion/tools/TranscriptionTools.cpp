@@ -1,50 +1,156 @@
 #include "companion/tools/TranscriptionTools.h"
 
-#include "kit/jsonrpc/MCPValue.h"
+#include "companion/speech/LanguageHint.h"
+#include "companion/store/Transcripts.h"
+#include "companion/store/VocabularyMatcher.h"
+#include "companion/tools/Arguments.h"
+#include "companion/tools/PartedText.h"
+#include "companion/tools/Rendering.h"
+#include "companion/tools/ResultSize.h"
+#include "companion/tools/TranscriptFile.h"
+#include "kit/support/Unicode.h"
 
-#include <cmath>
-#include <utility>
+#include <algorithm>
 
 namespace vostel_companion {
 
 using VostelMCPKit::MCPToolOutcome;
 using VostelMCPKit::MCPValue;
+namespace MCPURLPolicy = VostelMCPKit::MCPURLPolicy;
 
 namespace {
 
-/// In milliseconds and no finer: recognition works in steps of ten, and short numbers keep long transcripts short.
-double seconds(std::chrono::duration<double> time) { return std::round(time.count() * 1000) / 1000; }
+/// Of the whole of a link's work, what its download counts for: it is mostly faster than recognising.
+constexpr double downloadShare = 0.25;
 
-MCPValue structured(const std::string& text, const Transcript& transcript) {
-    std::vector<MCPValue> segments;
-    segments.reserve(transcript.segments.size());
-    for (const TranscriptSegment& segment : transcript.segments) {
-        segments.push_back(MCPValue::object({{"text", segment.text},
-                                             {"startTime", seconds(segment.startTime)},
-                                             {"endTime", seconds(segment.endTime)}}));
+/// What became of a transcript after its words were recognised.
+struct Kept {
+    Transcript transcript;
+    std::optional<std::string> path;
+    /// Sentences about what could not be done.
+    std::vector<std::string> notes;
+};
+
+void applyVocabulary(Database& database, Kept& kept) {
+    const auto rules = Vocabulary{database}.list();
+    if (!rules) {
+        kept.notes.push_back("The vocabulary was not applied. " + rules.error().description());
+        return;
     }
-    return MCPValue::object({{"text", text}, {"segments", MCPValue::takingArray(segments)}});
+    kept.transcript.segments = VocabularyMatcher{*rules}.apply(kept.transcript.segments);
 }
 
-MCPToolOutcome transcribeFile(Transcriber& transcriber, const ToolCall& call) {
-    const MCPValue* given = call.arguments["path"];
-    const auto path = given != nullptr ? given->asString() : std::nullopt;
-    if (!path) return failedOutcome("transcribe_file needs 'path', the absolute path of the file, as a string.");
-    const MCPValue* hint = call.arguments["language"];
-    const auto language = hint == nullptr || hint->isNull() ? std::string_view{} : hint->asString();
-    if (!language) return failedOutcome("transcribe_file takes 'language' as a string, such as 'en'.");
+/// Applies the vocabulary, stores the transcript and saves its text as a file; each as far as it goes.
+Kept keep(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
+    Kept kept{done.transcript, std::nullopt, {}};
+    auto database = openStore(context.places.database());
+    if (database) {
+        applyVocabulary(*database, kept);
+    } else {
+        kept.notes.push_back("The vocabulary was not applied, and the transcript was not stored. " +
+                             database.error().description());
+    }
 
-    auto done = transcriber.transcribe(std::string{*path}, std::string{*language}, call.cancellation, call.progress);
+    const Moment date = std::chrono::floor<Moment::duration>(context.now());
+    const VostelMCPKit::UUID id = context.newID();
+    const std::string text = kept.transcript.text();
+    if (database) {
+        const auto stored = Transcripts{*database}.add(
+            id, {date, source, done.duration, done.language, text, kept.transcript.segments});
+        if (!stored) kept.notes.push_back("The transcript was not stored. " + stored.error().description());
+    }
+    const auto path =
+        saveTranscriptFile(context.places.transcripts(), transcriptFileName(date, titleOf(source), id), text);
+    if (path) {
+        kept.path = *path;
+    } else {
+        kept.notes.push_back("The transcript was not saved as a file. " + path.error().description());
+    }
+    return kept;
+}
+
+MCPToolOutcome outcomeOf(const Kept& kept) {
+    const std::vector<TranscriptSegment>& segments = kept.transcript.segments;
+    std::vector<std::size_t> ends;
+    for (const TranscriptSegment& segment : segments)
+        ends.push_back((ends.empty() ? 0 : ends.back() + 1) + segment.text.size());
+    PartedText text{kept.transcript.text(), std::move(ends), [&] { return kept.path; }};
+
+    return fittingOutcome(text.parts(), [&](std::size_t count) -> MCPToolOutcome {
+        std::vector<MCPValue> values;
+        values.reserve(count);
+        for (const TranscriptSegment& segment : std::span{segments}.first(count)) {
+            values.push_back(MCPValue::object({{"text", segment.text},
+                                               {"startTime", rounded(segment.startTime)},
+                                               {"endTime", rounded(segment.endTime)}}));
+        }
+        std::string words = text.shown(count);
+        MCPValue structured = MCPValue::object({{"text", words}, {"segments", MCPValue::takingArray(values)}});
+        // The notes are for the model alone: whoever reads the structured result takes its text for the words.
+        for (const std::string& note : kept.notes) words += "\n\n[" + note + "]";
+        return {MCPToolOutcome::Text{std::move(words), std::move(structured)}};
+    });
+}
+
+MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) {
+    Arguments arguments{call, "transcribe_file", {"path", "language"}};
+    const std::string path = arguments.neededText("path");
+    const std::string language = arguments.text("language").value_or("");
+    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+
+    const auto done = context.transcribe(path, language, call.cancellation, call.progress);
     if (!done) return failedOutcome(done.error().description());
-    std::string text = done->transcript.text();
-    MCPValue result = structured(text, done->transcript);
-    return {MCPToolOutcome::Text{std::move(text), std::move(result)}};
+    return outcomeOf(keep(context, *done, {TranscriptSource::Kind::file, VostelMCPKit::repairedUTF8(path)}));
+}
+
+const char* refusal(MCPURLPolicy::Reason reason) {
+    switch (reason) {
+    case MCPURLPolicy::Reason::scheme:
+        return "Vostel opens encrypted links only, which begin with https.";
+    case MCPURLPolicy::Reason::host:
+        return "Vostel opens links to YouTube videos only.";
+    case MCPURLPolicy::Reason::unresolvedHost:
+        return "The address of the link's host could not be found; please check the link and the network connection.";
+    case MCPURLPolicy::Reason::privateAddress:
+        break;
+    }
+    return "The link's host has an address inside a private network, so Vostel does not open the link.";
+}
+
+/// A failure to transcribe what a link led to; people know the link, not the file.
+std::string descriptionForLink(const TranscriptionError& error, const std::string& url) {
+    const auto* file = std::get_if<TranscriptionError::UnusableFile>(&error.is);
+    return file != nullptr ? file->why.description(url) : error.description();
+}
+
+MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
+    Arguments arguments{call, "transcribe_url", {"url", "language"}};
+    const std::string url = arguments.neededText("url");
+    const std::string language = arguments.text("language").value_or("");
+    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    // Before anything is fetched for nothing.
+    if (!isLanguageHint(language))
+        return failedOutcome(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());
+
+    const MCPURLPolicy::Decision decision = MCPURLPolicy::evaluate(url, context.resolve);
+    if (const auto* rejected = std::get_if<MCPURLPolicy::Decision::Rejected>(&decision.is))
+        return failedOutcome(refusal(rejected->reason));
+
+    const auto audio =
+        context.downloadAudio(url, call.cancellation, [&](double share) { call.progress(share * downloadShare); });
+    if (!audio) return failedOutcome(audio.error().description());
+    const auto done = context.transcribe((*audio)->path().string(), language, call.cancellation, [&](double share) {
+        call.progress(downloadShare + share * (1 - downloadShare));
+    });
+    if (!done) return failedOutcome(descriptionForLink(done.error(), url));
+    return outcomeOf(keep(context, *done, {TranscriptSource::Kind::link, url}));
 }
 
 } // namespace
 
-void addTranscriptionTools(ToolTable& tools, Transcriber& transcriber) {
-    tools["transcribe_file"] = [&transcriber](const ToolCall& call) { return transcribeFile(transcriber, call); };
+void addTranscriptionTools(ToolTable& tools, const ToolContext& context) {
+    tools["transcribe_file"] = [context](const ToolCall& call) { return transcribeFile(context, call); };
+    tools["transcribe_url"] = [context](const ToolCall& call) { return transcribeURL(context, call); };
 }
 
 } // namespace vostel_companion

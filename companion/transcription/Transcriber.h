@@ -55,6 +55,11 @@ struct Transcription {
     bool operator==(const Transcription&) const = default;
 };
 
+/// From the path of a file, and what the caller said about its language, to its words; see Transcriber::transcribe.
+using Transcribe = std::function<std::expected<Transcription, TranscriptionError>(
+    const std::string& path, const std::string& language, Cancellation& cancellation,
+    const std::function<void(double)>& progress)>;
+
 /// Transcribes up to `jobs` files at a time, further ones wait their turn; one model each, loaded on demand and kept
 /// until another one is needed in its place. Thread-safe.
 class Transcriber final {

@@ -1,0 +1,246 @@
+#include "companion/download/VideoDownloader.h"
+
+#include "companion/download/ChildProcess.h"
+#include "companion/download/VideoProxy.h"
+#include "companion/store/Files.h"
+#include "kit/tools/MCPSystemResolver.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <poll.h>
+#include <span>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+extern char** environ;
+
+namespace vostel_companion {
+
+namespace fs = std::filesystem;
+using vostel_mcp::FileDescriptor;
+
+namespace {
+
+constexpr const char* downloaderName = "yt-dlp";
+/// What a line of progress begins with, as we have yt-dlp print it.
+constexpr std::string_view progressMark = "[vostel] ";
+constexpr std::size_t longestLine = 4096;
+
+std::unexpected<DownloadError> failed(DownloadError error) { return std::unexpected(std::move(error)); }
+std::unexpected<DownloadError> systemFailed(const char* attempt, int number) {
+    return failed({DownloadError::System{attempt, number}});
+}
+
+/// Deliberate: relative folders of the path are passed over. What they mean depends on where we were started.
+std::optional<fs::path> findDownloader(std::string_view searchPath) {
+    while (!searchPath.empty()) {
+        const std::string_view folder = searchPath.substr(0, searchPath.find(':'));
+        searchPath.remove_prefix(std::min(folder.size() + 1, searchPath.size()));
+        if (!folder.starts_with('/')) continue;
+        const fs::path candidate = fs::path{folder} / downloaderName;
+        std::error_code ignored;
+        if (fs::is_regular_file(candidate, ignored) && ::access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return std::nullopt;
+}
+
+/// As the value of yt-dlp's option, where a percent sign begins a field.
+std::string outputTemplate(const fs::path& folder) {
+    std::string text;
+    for (const char c : folder.string()) text.append(c == '%' ? 2 : 1, c);
+    return text + "/audio.%(ext)s";
+}
+
+std::vector<std::string> argumentsFor(const std::string& url, const fs::path& folder, const std::string& proxy) {
+    return {
+        "--ignore-config",
+        "--no-cache-dir",
+        // Its own code alone fetches: another program would not know of the proxy.
+        "--proxy",
+        proxy,
+        "--downloader",
+        "native",
+        "--format",
+        "bestaudio[protocol^=http]/best[protocol^=http]",
+        // One video and nothing else: lists are named but not followed, except for the video that a link into a list
+        // points to.
+        "--use-extractors",
+        "youtube,youtube:tab,youtubeytbe",
+        "--no-playlist",
+        "--flat-playlist",
+        "--match-filters",
+        "!is_live & duration<?86400",
+        "--abort-on-unavailable-fragments",
+        "--retries",
+        "3",
+        "--fragment-retries",
+        "3",
+        "--extractor-retries",
+        "1",
+        "--socket-timeout",
+        "20",
+        "--fixup",
+        "never",
+        "--no-mtime",
+        "--no-warnings",
+        "--quiet",
+        "--progress",
+        "--newline",
+        "--progress-template",
+        "download:" + std::string{progressMark} + "%(progress._percent_str)s",
+        "--output",
+        outputTemplate(folder),
+        "--",
+        url,
+    };
+}
+
+/// Without the variables that name other proxies, or hosts for which none is to be used.
+std::vector<std::string> withoutProxies(std::vector<std::string> environment) {
+    std::erase_if(environment, [](const std::string& variable) {
+        std::string name = variable.substr(0, variable.find('='));
+        std::ranges::transform(name, name.begin(),
+                               [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+        return name.ends_with("_proxy");
+    });
+    return environment;
+}
+
+/// The size of everything in the folder.
+std::uintmax_t sizeOfFiles(const fs::path& folder) {
+    std::uintmax_t sum = 0;
+    std::error_code failure;
+    for (fs::recursive_directory_iterator entry{folder, failure};
+         !failure && entry != fs::recursive_directory_iterator{}; entry.increment(failure)) {
+        std::error_code ignored;
+        if (entry->is_regular_file(ignored) && !entry->is_symlink(ignored)) {
+            const std::uintmax_t size = entry->file_size(ignored);
+            if (!ignored) sum += size;
+        }
+    }
+    return sum;
+}
+
+/// The one file that came, absent when none did.
+std::optional<fs::path> fileIn(const fs::path& folder) {
+    std::error_code failure;
+    for (fs::directory_iterator entry{folder, failure}; !failure && entry != fs::directory_iterator{};
+         entry.increment(failure)) {
+        std::error_code ignored;
+        if (!entry->is_symlink(ignored) && entry->is_regular_file(ignored) && entry->path().extension() != ".part")
+            return entry->path();
+    }
+    return std::nullopt;
+}
+
+/// What yt-dlp says: how far it is, and at the end what went wrong.
+class Report final {
+public:
+    explicit Report(const std::function<void(double)>& progress) : progress_{progress} {}
+
+    /// Takes what is there to read, but not for ever when somebody writes faster.
+    void readFrom(int output) {
+        std::array<char, 65'536> piece;
+        const ssize_t count = ::read(output, piece.data(), piece.size());
+        isAtEnd_ = count == 0;
+        if (count <= 0) return;
+        for (const char c : std::span{piece}.first(static_cast<std::size_t>(count))) take(c);
+    }
+    [[nodiscard]] bool isAtEnd() const { return isAtEnd_; }
+    [[nodiscard]] const std::string& error() const { return error_; }
+
+private:
+    void take(char c) {
+        if (c == '\n' || c == '\r') {
+            takeLine();
+            line_.clear();
+        } else if (line_.size() < longestLine) {
+            line_ += c;
+        }
+    }
+    void takeLine() {
+        if (line_.starts_with("ERROR:")) error_ = line_;
+        if (!line_.starts_with(progressMark)) return;
+        const double share = std::strtod(line_.c_str() + progressMark.size(), nullptr) / 100;
+        if (!(share > reported_) || share > 1) return;
+        reported_ = share;
+        progress_(share);
+    }
+
+    const std::function<void(double)>& progress_;
+    std::string line_;
+    std::string error_;
+    double reported_ = 0;
+    bool isAtEnd_ = false;
+};
+
+} // namespace
+
+DownloadedAudio::~DownloadedAudio() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+VideoDownloader::VideoDownloader(Uses uses, Limits limits)
+    : uses_{std::move(uses)}, limits_{limits}, turns_{limits.downloadsAtOnce} {}
+
+std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
+VideoDownloader::download(const std::string& url, Cancellation& cancellation,
+                          const std::function<void(double)>& progress) {
+    const auto executable = findDownloader(uses_.searchPath);
+    if (!executable) return failed({DownloadError::DownloaderMissing{}});
+    const auto turn = turns_.wait(cancellation);
+    if (!turn) return failed({DownloadError::Cancelled{}});
+
+    constexpr const char* makeFolder = "make a folder for the download";
+    if (auto made = ensureFolder(uses_.downloads); !made) return systemFailed(makeFolder, made.error().number);
+    std::string folder = (uses_.downloads / "XXXXXX").string();
+    if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, errno);
+    auto audio = std::make_unique<DownloadedAudio>(folder);
+    const auto proxy = VideoProxy::start({uses_.resolve, uses_.startThread, 443, isPublicAddress});
+    if (!proxy) return systemFailed("open a way to the video service", proxy.error().code);
+    auto child =
+        ChildProcess::start(*executable, argumentsFor(url, folder, proxy->url()), withoutProxies(uses_.environment));
+    if (!child) return systemFailed("start yt-dlp", child.error().code);
+
+    Report report{progress};
+    const auto deadline = std::chrono::steady_clock::now() + limits_.time;
+    bool isOver = false;
+    while (!isOver) {
+        isOver = child->hasEnded();
+        pollfd output{report.isAtEnd() ? -1 : child->output(), POLLIN, 0};
+        if (!isOver) ::poll(&output, 1, static_cast<int>(limits_.look.count()));
+        report.readFrom(child->output());
+        if (cancellation.isCancelled()) return failed({DownloadError::Cancelled{}});
+        if (sizeOfFiles(folder) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
+        if (std::chrono::steady_clock::now() > deadline)
+            return failed({DownloadError::TookTooLong{std::chrono::ceil<std::chrono::minutes>(limits_.time)}});
+    }
+    if (const int status = child->end(); status != 0) return failed(downloadFailure(report.error(), status));
+    const auto file = fileIn(folder);
+    if (!file) return failed({DownloadError::NotOneFinishedVideo{}});
+    audio->setPath(*file);
+    progress(1.0);
+    return audio;
+}
+
+DownloadAudio systemDownload(const fs::path& downloads) {
+    std::vector<std::string> environment;
+    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable)
+        environment.emplace_back(*variable);
+    const char* searchPath = std::getenv("PATH");
+    const auto downloader = std::make_shared<VideoDownloader>(
+        VideoDownloader::Uses{downloads, searchPath != nullptr ? searchPath : "", std::move(environment),
+                              VostelMCPKit::resolveBySystem, vostel_mcp::startOwnThread},
+        VideoDownloader::Limits{});
+    return
+        [downloader](const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress) {
+            return downloader->download(url, cancellation, progress);
+        };
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,80 @@
+// From a link that was judged to a file with its sound, by way of yt-dlp.
+#pragma once
+
+#include "companion/download/DownloadError.h"
+#include "companion/support/Cancellation.h"
+#include "companion/support/Turns.h"
+#include "kit/tools/MCPURLPolicy.h"
+#include "server/OwnThread.h"
+
+#include <chrono>
+#include <expected>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vostel_companion {
+
+/// A file that is deleted with this object, and the folder around it.
+class DownloadedAudio final {
+public:
+    explicit DownloadedAudio(std::filesystem::path folder) : folder_{std::move(folder)} {}
+    DownloadedAudio(const DownloadedAudio&) = delete;
+    DownloadedAudio& operator=(const DownloadedAudio&) = delete;
+    ~DownloadedAudio();
+
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    void setPath(std::filesystem::path path) { path_ = std::move(path); }
+
+private:
+    std::filesystem::path folder_;
+    std::filesystem::path path_;
+};
+
+/// Fetches the sound of a link that the policy allowed. `progress` takes the share that has come, never falling.
+using DownloadAudio = std::function<std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>(
+    const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress)>;
+
+/// Runs yt-dlp for a few links at a time, further ones wait their turn. It is given nothing but a way to the video
+/// service (see VideoProxy), a folder for its file, and bounds. Thread-safe.
+class VideoDownloader final {
+public:
+    struct Limits {
+        /// Hours of good sound are some 100 MB; a video without a track of its own is larger.
+        std::uintmax_t bytes = std::uintmax_t{2} << 30;
+        std::chrono::seconds time = std::chrono::minutes{30};
+        /// Between two looks at what has come.
+        std::chrono::milliseconds look{200};
+        std::size_t downloadsAtOnce = 2;
+    };
+    struct Uses {
+        /// A folder for each download is made in it.
+        std::filesystem::path downloads;
+        /// As in the variable PATH.
+        std::string searchPath;
+        /// "NAME=value", for yt-dlp.
+        std::vector<std::string> environment;
+        VostelMCPKit::MCPURLPolicy::Resolver resolve;
+        vostel_mcp::ThreadStarter startThread;
+    };
+
+    VideoDownloader(Uses uses, Limits limits);
+    VideoDownloader(const VideoDownloader&) = delete;
+    VideoDownloader& operator=(const VideoDownloader&) = delete;
+
+    [[nodiscard]] std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
+    download(const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress);
+
+private:
+    const Uses uses_;
+    const Limits limits_;
+    Turns turns_;
+};
+
+/// The downloader with this process's environment and the system's resolver.
+[[nodiscard]] DownloadAudio systemDownload(const std::filesystem::path& downloads);
+
+} // namespace vostel_companion

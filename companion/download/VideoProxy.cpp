@@ -1,0 +1,257 @@
+#include "companion/download/VideoProxy.h"
+
+#include "server/platform/Platform.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <optional>
+#include <poll.h>
+#include <span>
+#include <sys/socket.h>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace vostel_companion {
+
+using vostel_mcp::FileDescriptor;
+using VostelMCPKit::PosixError;
+namespace MCPURLPolicy = VostelMCPKit::MCPURLPolicy;
+
+namespace {
+
+constexpr vostel_mcp::ThreadName proxyThread{"com.vostel.vostel.video-proxy", "video-proxy"};
+constexpr std::string_view mediaHost = "googlevideo.com";
+constexpr int connectionsAtOnce = 32;
+constexpr std::size_t longestHead = 8192;
+constexpr std::size_t pieceSize = 65'536;
+constexpr int headPatience = 10'000;
+constexpr int connectPatience = 10'000;
+/// For a connection on which nothing moves.
+constexpr int idlePatience = 60'000;
+
+/// What the threads share; it lives as long as the last of them.
+struct Shared {
+    VideoProxy::Uses uses;
+    FileDescriptor listener;
+    /// Readable, at its end, once the proxy stops.
+    FileDescriptor stopped;
+    std::atomic<int> connections = 0;
+};
+
+/// Waits until one of `waiting` has something for us; false when the proxy stops or time is up.
+bool wait(const Shared& shared, std::span<pollfd> waiting, int patience) {
+    std::array<pollfd, 3> all{};
+    std::ranges::copy(waiting, all.begin());
+    all[waiting.size()] = {shared.stopped.number(), POLLIN, 0};
+    const int count = ::poll(all.data(), static_cast<nfds_t>(waiting.size() + 1), patience);
+    std::ranges::copy(std::span{all}.first(waiting.size()), waiting.begin());
+    return count > 0 && all[waiting.size()].revents == 0;
+}
+
+bool wait(const Shared& shared, int socket, short events, int patience) {
+    pollfd one{socket, events, 0};
+    return wait(shared, {&one, 1}, patience);
+}
+
+bool sendAll(const Shared& shared, int socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), vostel_mcp::sendFlags);
+        if (count > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        } else if ((errno != EAGAIN && errno != EINTR) || !wait(shared, socket, POLLOUT, idlePatience)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The next bytes; none at the end or on a failure.
+std::string receive(int socket) {
+    std::string piece(pieceSize, '\0');
+    const ssize_t count = ::recv(socket, piece.data(), piece.size(), 0);
+    piece.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return piece;
+}
+
+void prepare(int socket) {
+    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+    ::fcntl(socket, F_SETFL, O_NONBLOCK);
+    vostel_mcp::suppressBrokenPipe(socket);
+}
+
+/// A request for a tunnel as it came, and the bytes behind it.
+struct Request {
+    std::string head;
+    std::string rest;
+};
+
+std::optional<Request> readRequest(const Shared& shared, int client) {
+    constexpr std::string_view end = "\r\n\r\n";
+    Request request;
+    while (true) {
+        if (const std::size_t found = request.head.find(end); found != std::string::npos) {
+            request.rest = request.head.substr(found + end.size());
+            request.head.resize(found);
+            return request;
+        }
+        if (request.head.size() > longestHead || !wait(shared, client, POLLIN, headPatience)) return std::nullopt;
+        const std::string piece = receive(client);
+        if (piece.empty()) return std::nullopt;
+        request.head += piece;
+    }
+}
+
+/// The host of "CONNECT host:443 HTTP/1.1", in lower case; absent for every other request.
+std::optional<std::string> wantedHost(std::string_view head) {
+    constexpr std::string_view method = "CONNECT ";
+    if (!head.starts_with(method)) return std::nullopt;
+    std::string_view target = head.substr(method.size(), head.find_first_of(" \r\n", method.size()) - method.size());
+    if (!target.ends_with(":443")) return std::nullopt;
+    target.remove_suffix(4);
+    std::string host{target};
+    std::ranges::transform(host, host.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return host;
+}
+
+/// Connects to a numeric address.
+FileDescriptor connectTo(const Shared& shared, const std::string& address) {
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    if (::getaddrinfo(address.c_str(), std::to_string(shared.uses.servicePort).c_str(), &hints, &list) != 0) return {};
+    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner{list, ::freeaddrinfo};
+
+    FileDescriptor socket{::socket(list->ai_family, SOCK_STREAM, 0)};
+    if (socket.number() < 0) return {};
+    prepare(socket.number());
+    if (::connect(socket.number(), list->ai_addr, list->ai_addrlen) == 0) return socket;
+    if (errno != EINPROGRESS || !wait(shared, socket.number(), POLLOUT, connectPatience)) return {};
+    int failure = 0;
+    socklen_t size = sizeof failure;
+    if (::getsockopt(socket.number(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0 || failure != 0) return {};
+    return socket;
+}
+
+/// A connection to the host at the first of its addresses that answers, once all of them were judged.
+std::expected<FileDescriptor, const char*> openTunnel(const Shared& shared, std::string_view head) {
+    const auto host = wantedHost(head);
+    if (!host || !isHostOfVideoService(*host)) return std::unexpected("403 Forbidden");
+    const std::vector<std::string> addresses = shared.uses.resolve(*host);
+    if (!std::ranges::all_of(addresses, shared.uses.isPublic)) return std::unexpected("403 Forbidden");
+    for (const std::string& address : addresses) {
+        if (FileDescriptor socket = connectTo(shared, address); socket.number() >= 0) return socket;
+    }
+    return std::unexpected("502 Bad Gateway");
+}
+
+/// Carries bytes both ways until both sides are done, or nothing moves any more.
+void relay(const Shared& shared, int client, int service) {
+    std::array<pollfd, 2> sides{pollfd{client, POLLIN, 0}, pollfd{service, POLLIN, 0}};
+    while ((sides[0].fd >= 0 || sides[1].fd >= 0) && wait(shared, sides, idlePatience)) {
+        for (std::size_t from = 0; from < 2; ++from) {
+            if (sides[from].fd < 0 || sides[from].revents == 0) continue;
+            const int to = from == 0 ? service : client;
+            const std::string piece = receive(sides[from].fd);
+            if (piece.empty()) {
+                ::shutdown(to, SHUT_WR);
+                sides[from].fd = -1; // which the system's poll passes over
+            } else if (!sendAll(shared, to, piece)) {
+                return;
+            }
+        }
+    }
+}
+
+void serve(const Shared& shared, int client) {
+    prepare(client);
+    const auto request = readRequest(shared, client);
+    if (!request) return;
+    const auto service = openTunnel(shared, request->head);
+    const std::string status = service ? "200 Connection established" : service.error();
+    if (!sendAll(shared, client, "HTTP/1.1 " + status + "\r\n\r\n") || !service) return;
+    if (sendAll(shared, service->number(), request->rest)) relay(shared, client, service->number());
+}
+
+void acceptAll(const std::shared_ptr<Shared>& shared) {
+    while (wait(*shared, shared->listener.number(), POLLIN, -1)) {
+        const auto client = std::make_shared<FileDescriptor>(::accept(shared->listener.number(), nullptr, nullptr));
+        if (client->number() < 0 || shared->connections >= connectionsAtOnce) continue;
+        ++shared->connections;
+        const auto started = shared->uses.startThread(proxyThread, [shared, client] {
+            serve(*shared, client->number());
+            --shared->connections;
+        });
+        if (!started) --shared->connections;
+    }
+}
+
+bool isWithin(std::string_view host, std::string_view domain) {
+    return host == domain || (host.ends_with(domain) && host.substr(0, host.size() - domain.size()).ends_with('.'));
+}
+
+bool isPublicIPv4(const std::array<std::uint8_t, 4>& address) {
+    const auto [a, b, c, d] = address;
+    return !MCPURLPolicy::isPrivateIPv4(address) && a != 0 && a < 224 && !(a == 100 && (b & 0xC0) == 64);
+}
+
+bool isPublicIPv6(const std::array<std::uint8_t, 16>& address) {
+    // Global unicast addresses begin with 001. In all of the others, and in those that 6to4 makes, an IPv4 address may
+    // be hidden; one that NAT64 has made is judged by it.
+    constexpr std::array<std::uint8_t, 12> translated{0x00, 0x64, 0xFF, 0x9B};
+    if (std::ranges::equal(translated, std::span{address}.first<12>()))
+        return isPublicIPv4({address[12], address[13], address[14], address[15]});
+    return (address[0] & 0xE0) == 0x20 && !(address[0] == 0x20 && address[1] == 0x02);
+}
+
+} // namespace
+
+std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
+    const auto failed = [] { return std::unexpected(PosixError{errno}); };
+    int ends[2];
+    if (::pipe(ends) != 0) return failed();
+    FileDescriptor running{ends[1]};
+    auto shared = std::make_shared<Shared>(std::move(uses), FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)},
+                                           FileDescriptor{ends[0]});
+    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    const int listener = shared->listener.number();
+    if (listener < 0) return failed();
+    prepare(listener);
+
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* const general = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    if (::bind(listener, general, size) != 0 || ::listen(listener, connectionsAtOnce) != 0 ||
+        ::getsockname(listener, general, &size) != 0)
+        return failed();
+
+    const auto startThread = shared->uses.startThread;
+    if (auto started = startThread(proxyThread, [shared] { acceptAll(shared); }); !started)
+        return std::unexpected(started.error());
+    return VideoProxy{std::move(running), "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port))};
+}
+
+bool isHostOfVideoService(std::string_view host) {
+    return isWithin(host, MCPURLPolicy::mainHost) || host == MCPURLPolicy::shortLinkHost || isWithin(host, mediaHost);
+}
+
+bool isPublicAddress(const std::string& address) {
+    std::array<std::uint8_t, 4> four;
+    std::array<std::uint8_t, 16> sixteen;
+    if (address.contains('\0')) return false;
+    if (::inet_pton(AF_INET, address.c_str(), four.data()) == 1) return isPublicIPv4(four);
+    if (::inet_pton(AF_INET6, address.c_str(), sixteen.data()) == 1) return isPublicIPv6(sixteen);
+    return false;
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,31 @@
+#include "companion/tools/ConfirmedTools.h"
+
+namespace vostel_companion {
+
+using VostelMCPKit::MCPToolOutcome;
+namespace MCPConfirmationLogic = VostelMCPKit::MCPConfirmationLogic;
+using MCPConfirmationLogic::Status;
+
+MCPToolOutcome askForConfirmation(const ToolContext& context, const ConfirmableAction& action,
+                                  const std::function<MCPToolOutcome(const std::vector<std::string>&)>& done) {
+    return withDatabase(context, [&](Database& database) -> MCPToolOutcome {
+        Confirmations confirmations{database, context.models, context.now, context.newID};
+        const auto report = confirmations.ask(action);
+        if (!report) return failedOutcome(report.error().description());
+        const OpenConfirmation& confirmation = report->confirmation;
+        if (report->isNew) context.tellPerson(confirmation);
+        switch (report->status) {
+        case Status::pending:
+            return {MCPToolOutcome::AwaitingConfirmation{confirmation.request.id, confirmation.action.summary()}};
+        case Status::confirmed:
+            return done(report->removed);
+        case Status::denied:
+        case Status::expired:
+        case Status::unknown:
+            break;
+        }
+        return failedOutcome(std::string{MCPConfirmationLogic::message(report->status)});
+    });
+}
+
+} // namespace vostel_companion

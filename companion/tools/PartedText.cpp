@@ -1,0 +1,39 @@
+#include "companion/tools/PartedText.h"
+
+#include "kit/support/Unicode.h"
+#include "kit/tools/CharacterCount.h"
+#include "kit/tools/MCPOutputLimit.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace vostel_companion {
+
+namespace MCPOutputLimit = VostelMCPKit::MCPOutputLimit;
+using VostelMCPKit::countCharacters;
+
+PartedText::PartedText(std::string text, std::vector<std::size_t> ends, SaveWhole saveWhole)
+    : text_{std::move(text)}, ends_{std::move(ends)}, saveWhole_{std::move(saveWhole)} {
+    const auto count = countCharacters(text_, MCPOutputLimit::limit);
+    characters_ = count.characters;
+    parts_ = static_cast<std::size_t>(std::ranges::upper_bound(ends_, count.prefixBytes) - ends_.begin());
+}
+
+std::string PartedText::shown(std::size_t parts) {
+    const bool isLong = characters_ > MCPOutputLimit::limit;
+    if (parts >= parts_) return MCPOutputLimit::shape(text_, isLong ? savedAt() : std::nullopt).text;
+
+    std::string_view beginning = std::string_view{text_}.substr(0, parts > 0 ? ends_[parts - 1] : 0);
+    beginning = beginning.substr(0, VostelMCPKit::validUTF8Prefix(beginning));
+    const auto shownCharacters = static_cast<std::int64_t>(countCharacters(beginning, 0).characters);
+    return std::string{beginning} +
+           MCPOutputLimit::truncationNotice(shownCharacters, static_cast<std::int64_t>(characters_), savedAt());
+}
+
+const std::optional<std::string>& PartedText::savedAt() {
+    if (!std::exchange(isSaved_, true)) savedAt_ = saveWhole_();
+    return savedAt_;
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,30 @@
+#include "companion/tools/ResultSize.h"
+
+#include "companion/tools/Tool.h"
+#include "kit/jsonrpc/Codec.h"
+#include "kit/jsonrpc/JSONWriter.h"
+#include "kit/tools/MCPCallResult.h"
+
+#include <limits>
+
+namespace vostel_companion {
+
+using namespace VostelMCPKit;
+
+std::size_t resultSize(const MCPToolOutcome& outcome) {
+    Bytes written;
+    if (!writeJSON(encode(MCPCallResult::rendering(outcome)), written)) return std::numeric_limits<std::size_t>::max();
+    return written.size();
+}
+
+MCPToolOutcome fittingOutcome(std::size_t count, const std::function<MCPToolOutcome(std::size_t)>& build) {
+    while (true) {
+        MCPToolOutcome outcome = build(count);
+        if (resultSize(outcome) <= largestResult) return outcome;
+        if (count == 0) return failedOutcome("The result is too large to be sent.");
+        // Nearly every result fits at once; for the others a quarter less is close enough to the most.
+        count = count * 3 / 4;
+    }
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,59 @@
+#include "companion/tools/TranscriptFile.h"
+
+#include "kit/support/Unicode.h"
+
+#include <ctime>
+
+namespace vostel_companion {
+
+namespace {
+
+/// In bytes: with date and id in the name, well below the 255 that file systems take.
+constexpr std::size_t longestTitle = 120;
+
+std::string localTime(Moment date) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(date));
+    std::tm local{};
+    ::localtime_r(&seconds, &local);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H.%M", &local)};
+}
+
+/// Separators of paths, what other systems forbid in names, and controls, which could deceive who looks at a list.
+bool isUnfit(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F || std::string_view{"/\\:*?\"<>|"}.find(c) != std::string_view::npos;
+}
+
+std::string fileTitle(std::string_view title) {
+    std::string name;
+    for (const char c : VostelMCPKit::repairedUTF8(title)) name += isUnfit(c) ? '-' : c;
+    name.resize(VostelMCPKit::validUTF8Prefix(std::string_view{name}.substr(0, longestTitle)));
+    return std::string{VostelMCPKit::trimmed(name)};
+}
+
+} // namespace
+
+std::string transcriptFileName(Moment date, std::string_view title, const VostelMCPKit::UUID& id) {
+    return localTime(date) + " " + fileTitle(title) + " " + id.text().substr(0, 8) + ".txt";
+}
+
+std::string titleOf(const TranscriptSource& source) {
+    const std::string_view value = source.value;
+    if (source.kind == TranscriptSource::Kind::file) return std::string{value.substr(value.rfind('/') + 1)};
+    const std::size_t scheme = value.find("://");
+    return std::string{scheme == std::string_view::npos ? value : value.substr(scheme + 3)};
+}
+
+std::expected<std::string, FileError> saveTranscriptFile(const std::filesystem::path& folder, const std::string& name,
+                                                         std::string_view text) {
+    const std::filesystem::path path = folder / name;
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(path, ignored)) return path.string();
+    if (auto made = ensureFolder(folder); !made) return std::unexpected(std::move(made.error()));
+    if (auto written = writeFileAtomically(path, std::string{text} + "\n"); !written)
+        return std::unexpected(std::move(written.error()));
+    return path.string();
+}
+
+} // namespace vostel_companion

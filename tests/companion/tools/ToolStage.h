@@ -1,0 +1,139 @@
+// All tools on a folder of their own, in a world that the test writes.
+#pragma once
+
+#include "companion/store/Settings.h"
+#include "companion/tools/Tools.h"
+#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/support/SchemaCheck.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+using namespace VostelMCPKit;
+
+/// Words with a second between the beginnings of two of them.
+inline Transcription spokenWords(std::initializer_list<const char*> words) {
+    Transcription done;
+    for (const char* word : words) {
+        const Seconds start{static_cast<double>(done.transcript.segments.size())};
+        done.transcript.segments.push_back({word, start, start + Seconds{0.5}});
+    }
+    done.duration = Seconds{static_cast<double>(words.size())};
+    done.language = "en";
+    return done;
+}
+
+/// 2026-08-30T14:05:00Z, when the test begins.
+inline constexpr std::chrono::sys_seconds testBegins{1788098700s};
+
+struct ToolStage {
+    ModelFixture fixture;
+    Places places{fixture.folder / "data"};
+    std::chrono::system_clock::time_point time = testBegins;
+    std::uint8_t lastID = 0;
+
+    /// What every file turns out to hold.
+    std::expected<Transcription, TranscriptionError> heard = spokenWords({"hello", "there"});
+    /// Paths and languages that were to be transcribed.
+    std::vector<std::pair<std::string, std::string>> transcribed;
+    /// What names resolve to.
+    std::vector<std::string> addresses = {"142.250.1.1"};
+    /// Hosts that were looked up.
+    std::vector<std::string> resolved;
+    /// What every download ends with, when not with a file.
+    std::optional<DownloadError> downloadFailure;
+    std::vector<std::string> downloaded;
+    std::vector<OpenConfirmation> told;
+    std::vector<double> progress;
+
+    ToolTable tools;
+    Cancellation cancellation;
+
+    ToolStage() {
+        std::filesystem::create_directories(places.folder);
+        addTools(tools, context());
+    }
+    ToolStage(const ToolStage&) = delete;
+    ToolStage& operator=(const ToolStage&) = delete;
+
+    ToolContext context() {
+        return {
+            .places = places,
+            .transcribe =
+                [this](const std::string& path, const std::string& language, Cancellation&,
+                       const std::function<void(double)>& report) -> std::expected<Transcription, TranscriptionError> {
+                transcribed.emplace_back(path, language);
+                report(1);
+                return heard;
+            },
+            .models = fixture.models,
+            .tellPerson = [this](const OpenConfirmation& confirmation) { told.push_back(confirmation); },
+            .now = [this] { return time; },
+            .newID = [this] { return uuid(++lastID); },
+            .localMidnight = [](std::chrono::year_month_day day) { return std::chrono::sys_days{day}; },
+            .resolve =
+                [this](const std::string& host) {
+                    resolved.push_back(host);
+                    return addresses;
+                },
+            .downloadAudio = [this](const std::string& url, Cancellation&, const std::function<void(double)>& report)
+                -> std::expected<std::unique_ptr<DownloadedAudio>, DownloadError> {
+                downloaded.push_back(url);
+                if (downloadFailure) return std::unexpected(*downloadFailure);
+                report(0.5);
+                report(1);
+                auto audio = std::make_unique<DownloadedAudio>(fixture.folder / "download");
+                audio->setPath(fixture.folder / "download/audio.webm");
+                writeText(audio->path(), "sound");
+                return audio;
+            },
+        };
+    }
+
+    [[nodiscard]] Database database() const {
+        auto opened = openStore(places.database().string());
+        if (!opened) std::abort();
+        return *std::move(opened);
+    }
+    void allowReading() const {
+        auto opened = database();
+        EXPECT_TRUE(saveSettings(opened, {.isReadingAllowed = true}));
+    }
+
+    MCPToolOutcome run(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
+        return tools.at(name)({arguments, cancellation, [this](double share) { progress.push_back(share); }});
+    }
+
+    /// The text of a tool that ran, whose structured result is what the tool's schema says; what is wrong otherwise.
+    std::string text(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
+        const MCPToolOutcome outcome = run(name, arguments);
+        const auto* done = std::get_if<MCPToolOutcome::Text>(&outcome.is);
+        if (done == nullptr) return "did not run: " + refusalOf(outcome);
+        if (!done->structured) return "has no structured result";
+        result = *done->structured;
+        const std::string wrong = vostel_tests::mismatch(result, vostel_tests::outputSchema(name));
+        return wrong.empty() ? done->text : "the result does not fit its schema: " + wrong;
+    }
+    /// The sentence of a tool that failed, was denied, or waits for the person.
+    std::string refusal(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
+        return refusalOf(run(name, arguments));
+    }
+    static std::string refusalOf(const MCPToolOutcome& outcome) {
+        if (const auto* failed = std::get_if<MCPToolError>(&outcome.is)) return failed->message;
+        if (const auto* denied = std::get_if<MCPDenial>(&outcome.is)) return denied->description();
+        if (const auto* awaiting = std::get_if<MCPToolOutcome::AwaitingConfirmation>(&outcome.is))
+            return "waits (" + awaiting->id.text() + "): " + awaiting->summary;
+        return "it ran";
+    }
+
+    /// The structured result of the last tool that `text` ran.
+    MCPValue result;
+};
+
+} // namespace vostel_companion

@@ -1,0 +1,252 @@
+#include "companion/store/Transcripts.h"
+#include "companion/store/Vocabulary.h"
+#include "companion/tools/ResultSize.h"
+#include "companion/tools/TranscriptFile.h"
+#include "tests/companion/tools/ToolStage.h"
+
+#include <cstdlib>
+#include <sys/stat.h>
+
+namespace vostel_companion {
+
+namespace {
+
+const MCPValue meeting = MCPValue::object({{"path", "/home/robin/meeting.m4a"}, {"language", "en"}});
+const MCPValue video = MCPValue::object({{"url", "https://youtu.be/abc?t=1"}});
+
+void addRules(ToolStage& stage, std::span<const VocabularyRule> rules) {
+    Database database = stage.database();
+    EXPECT_TRUE(Vocabulary{database}.add(rules));
+}
+
+std::vector<StoredTranscript> stored(ToolStage& stage) {
+    Database database = stage.database();
+    Transcripts transcripts{database};
+    std::vector<StoredTranscript> all;
+    const auto page = transcripts.list({});
+    for (const TranscriptSummary& summary : page.value().entries)
+        all.push_back(transcripts.find(summary.id).value().value());
+    return all;
+}
+
+std::vector<std::filesystem::path> files(const ToolStage& stage) {
+    std::vector<std::filesystem::path> paths;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator{stage.places.transcripts(), ignored})
+        paths.push_back(entry.path());
+    return paths;
+}
+
+} // namespace
+
+TEST(TranscribeFile, AnswersStoresAndSavesTheWords) {
+    ToolStage stage;
+    EXPECT_EQ(stage.text("transcribe_file", meeting), "hello there");
+    EXPECT_EQ(stage.result,
+              MCPValue::object(
+                  {{"text", "hello there"},
+                   {"segments",
+                    MCPValue::array({MCPValue::object({{"text", "hello"}, {"startTime", 0.0}, {"endTime", 0.5}}),
+                                     MCPValue::object({{"text", "there"}, {"startTime", 1.0}, {"endTime", 1.5}})})}}));
+    EXPECT_EQ(stage.transcribed, (std::vector<std::pair<std::string, std::string>>{{"/home/robin/meeting.m4a", "en"}}));
+
+    const auto all = stored(stage);
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].text, "hello there");
+    EXPECT_EQ(all[0].segments, stage.heard->transcript.segments);
+    EXPECT_EQ(all[0].summary, (TranscriptSummary{uuid(1),
+                                                 testBegins,
+                                                 {TranscriptSource::Kind::file, "/home/robin/meeting.m4a"},
+                                                 Seconds{2},
+                                                 "en",
+                                                 11,
+                                                 "hello there"}));
+    ASSERT_EQ(files(stage).size(), 1U);
+    EXPECT_EQ(readText(files(stage)[0]), "hello there\n");
+    EXPECT_TRUE(files(stage)[0].filename().string().ends_with(" meeting.m4a 00000000.txt")) << files(stage)[0];
+}
+
+TEST(TranscribeFile, AppliesTheVocabularyToTextAndSegmentsAlike) {
+    ToolStage stage;
+    const VocabularyRule rules[] = {{"jon dash wood", "John Dashwood"}, {"mcp", ""}, {"Hello", "Good morning"}};
+    addRules(stage, rules);
+    stage.heard = spokenWords({"hello", "jon", "dash", "wood", "MCP"});
+    EXPECT_EQ(stage.text("transcribe_file", meeting), "Good morning John Dashwood mcp");
+    const auto segments = stage.result["segments"]->asArray().value();
+    ASSERT_EQ(segments.size(), 3U);
+    EXPECT_EQ(segments[1], MCPValue::object({{"text", "John Dashwood"}, {"startTime", 1.0}, {"endTime", 3.5}}));
+    EXPECT_EQ(stored(stage)[0].text, "Good morning John Dashwood mcp");
+    EXPECT_EQ(readText(files(stage)[0]), "Good morning John Dashwood mcp\n");
+}
+
+TEST(TranscribeFile, SpeechlessSoundIsAnEmptyTranscript) {
+    ToolStage stage;
+    stage.heard = spokenWords({});
+    EXPECT_EQ(stage.text("transcribe_file", meeting), "");
+    EXPECT_EQ(stored(stage).size(), 1U);
+}
+
+TEST(TranscribeFile, AFailureIsOneSentenceAndStoresNothing) {
+    ToolStage stage;
+    stage.heard = std::unexpected(
+        TranscriptionError{TranscriptionError::UnusableFile{"/home/robin/meeting.m4a", {AudioError::Missing{}}}});
+    EXPECT_EQ(stage.refusal("transcribe_file", meeting), "There is no file at '/home/robin/meeting.m4a'.");
+    EXPECT_TRUE(stored(stage).empty());
+    EXPECT_TRUE(files(stage).empty());
+}
+
+TEST(TranscribeFile, CutsTextAndSegmentsAlikeAndNamesTheFileWithTheWhole) {
+    ToolStage stage;
+    stage.heard->transcript.segments.assign(125'000, {"four", 0s, 1s}); // 624,999 characters
+    const std::string text = stage.text("transcribe_file", meeting);
+    const std::string path = files(stage).at(0).string();
+    EXPECT_EQ(text.substr(500'000),
+              "\n\n[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript saved at: " + path);
+    EXPECT_EQ(*stage.result["text"], MCPValue{text});
+    EXPECT_EQ(stage.result["segments"]->asArray()->size(), 100'000U);
+    EXPECT_EQ(readText(path).size(), 625'000U);
+    EXPECT_EQ(stored(stage).at(0).segments.size(), 125'000U);
+}
+
+TEST(TranscribeFile, AResultStaysSmallHoweverShortTheWordsAre) {
+    ToolStage stage;
+    stage.heard->transcript.segments.assign(240'000, {"a", Seconds{12345.678}, Seconds{12345.789}});
+    const MCPToolOutcome outcome = stage.run("transcribe_file", meeting);
+    EXPECT_LE(resultSize(outcome), largestResult);
+    const auto& done = std::get<MCPToolOutcome::Text>(outcome.is);
+    EXPECT_EQ(vostel_tests::mismatch(*done.structured, vostel_tests::outputSchema("transcribe_file")), "");
+    const std::size_t segments = (*done.structured)["segments"]->asArray()->size();
+    EXPECT_EQ(segments, 135'000U) << "the most that a quarter less each time leads to";
+    EXPECT_EQ(done.text.substr(2 * segments - 1),
+              "\n\n[TRUNCATED: showing first 269999 of 479999 characters.] Full transcript saved at: " +
+                  files(stage).at(0).string());
+}
+
+TEST(TranscribeFile, AResultStaysSmallHoweverLongTheCharactersAre) {
+    ToolStage stage;
+    std::string accents = "a";
+    while (accents.size() < 4000) accents += "\u0301";
+    const VocabularyRule rules[] = {{"a", accents}};
+    addRules(stage, rules);
+    stage.heard->transcript.segments.assign(10'000, {"a", 0s, 1s}); // 40 MB
+    const MCPToolOutcome outcome = stage.run("transcribe_file", meeting);
+    EXPECT_LE(resultSize(outcome), largestResult);
+    const auto& done = std::get<MCPToolOutcome::Text>(outcome.is);
+    EXPECT_TRUE(done.text.contains(" of 19999 characters.] Full transcript saved at: "));
+    EXPECT_GT((*done.structured)["segments"]->asArray()->size(), 500U);
+}
+
+TEST(TranscribeFile, TheWordsAreAnsweredAlsoWhenNothingCanBeStored) {
+    ToolStage stage;
+    writeText(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
+    writeText(stage.places.transcripts(), "and this is a file where a folder should be");
+    EXPECT_EQ(stage.text("transcribe_file", meeting),
+              "hello there\n\n[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
+                  stage.places.database().string() +
+                  " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
+                  "move it away.]\n\n[The transcript was not saved as a file. Vostel could not use " +
+                  (stage.places.transcripts() / transcriptFileName(testBegins, "meeting.m4a", uuid(1))).string() +
+                  ": Not a directory.]");
+    EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result holds the words alone";
+}
+
+TEST(TranscribeFile, ALongTextThatCouldNotBeSavedSaysSo) {
+    ToolStage stage;
+    writeText(stage.places.transcripts(), "a file where a folder should be");
+    stage.heard->transcript.segments.assign(125'000, {"four", 0s, 1s});
+    EXPECT_TRUE(stage.text("transcribe_file", meeting)
+                    .contains("[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript was not yet "
+                              "saved to disk."));
+}
+
+TEST(TranscriptFile, ItsNameIsReadableWhateverTheSourceIsCalled) {
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+    struct Row {
+        const char* when;
+        TranscriptSource source;
+        std::string name;
+    };
+    const auto file = TranscriptSource::Kind::file;
+    const auto link = TranscriptSource::Kind::link;
+    const Row rows[] = {
+        {"a file", {file, "/a/b c.m4a"}, "2026-08-30 14.05 b c.m4a 00000000.txt"},
+        {"a link", {link, "https://youtu.be/x?t=1&a=b"}, "2026-08-30 14.05 youtu.be-x-t=1&a=b 00000000.txt"},
+        {"a way out", {file, ".."}, "2026-08-30 14.05 .. 00000000.txt"},
+        {"controls", {file, "/a\nb\x1b[2J.wav"}, "2026-08-30 14.05 a-b-[2J.wav 00000000.txt"},
+        {"not even text", {file, "/\xFF.wav"}, "2026-08-30 14.05 \uFFFD.wav 00000000.txt"},
+        {"a very long name",
+         {file, "/" + std::string(119, 'a') + "éé"},
+         "2026-08-30 14.05 " + std::string(119, 'a') + " 00000000.txt"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(transcriptFileName(testBegins, titleOf(row.source), uuid(7)), row.name);
+    }
+}
+
+TEST(TranscribeURL, TranscribesTheAudioOfTheLink) {
+    ToolStage stage;
+    EXPECT_EQ(stage.text("transcribe_url", video), "hello there");
+    EXPECT_EQ(stage.downloaded, std::vector<std::string>{"https://youtu.be/abc?t=1"});
+    EXPECT_EQ(stage.transcribed.at(0).first, (stage.fixture.folder / "download/audio.webm").string());
+    EXPECT_FALSE(std::filesystem::exists(stage.fixture.folder / "download")) << "the sound is not kept";
+    EXPECT_EQ(stage.progress, (std::vector{0.125, 0.25, 1.0}));
+    const auto all = stored(stage);
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].summary.source, (TranscriptSource{TranscriptSource::Kind::link, "https://youtu.be/abc?t=1"}));
+    EXPECT_TRUE(files(stage).at(0).filename().string().ends_with(" youtu.be-abc-t=1 00000000.txt"));
+}
+
+TEST(TranscribeURL, EachRefusedLinkHasASentenceOfItsOwn) {
+    struct Row {
+        const char* when;
+        const char* url;
+        std::vector<std::string> addresses;
+        const char* sentence;
+    };
+    const char* scheme = "Vostel opens encrypted links only, which begin with https.";
+    const char* host = "Vostel opens links to YouTube videos only.";
+    const Row rows[] = {
+        {"nothing", "", {}, scheme},
+        {"an option", "--exec=reboot", {}, scheme},
+        {"unencrypted", "http://youtu.be/abc", {}, scheme},
+        {"a file", "file:///etc/passwd", {}, scheme},
+        {"somewhere else", "https://example.com/", {}, host},
+        {"in disguise", "https://youtube.com@example.com/", {}, host},
+        {"nowhere",
+         "https://youtu.be/abc",
+         {},
+         "The address of the link's host could not be found; please check the link and the network connection."},
+        {"at home",
+         "https://youtu.be/abc",
+         {"8.8.8.8", "192.168.1.1"},
+         "The link's host has an address inside a private network, so Vostel does not open the link."},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        ToolStage stage;
+        stage.addresses = row.addresses;
+        EXPECT_EQ(stage.refusal("transcribe_url", MCPValue::object({{"url", row.url}})), row.sentence);
+        EXPECT_TRUE(stage.downloaded.empty());
+    }
+}
+
+TEST(TranscribeURL, AnImpossibleLanguageIsRefusedBeforeAnythingIsFetched) {
+    ToolStage stage;
+    EXPECT_EQ(stage.refusal("transcribe_url", MCPValue::object({{"url", "https://youtu.be/a"}, {"language", "?"}})),
+              "The language '?' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.");
+    EXPECT_TRUE(stage.resolved.empty());
+}
+
+TEST(TranscribeURL, FailuresSpeakOfTheLinkAndNotOfOurFile) {
+    ToolStage stage;
+    stage.heard = std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{"/x", {AudioError::NotAudio{}}}});
+    EXPECT_EQ(stage.refusal("transcribe_url", video),
+              "'https://youtu.be/abc?t=1' is not an audio or video file that Vostel can read.");
+    stage.downloadFailure = DownloadError{DownloadError::DownloaderMissing{}};
+    EXPECT_EQ(stage.refusal("transcribe_url", video),
+              "Transcribing links needs the program yt-dlp, which is not installed on this computer.");
+}
+
+} // namespace vostel_companion
