@@ -1,7 +1,8 @@
 #include "companion/speech/SpeechDecoder.h"
 
+#include "companion/speech/ModelFiles.h"
+
 #include <algorithm>
-#include <filesystem>
 #include <sphinxbase/cmn.h>
 #include <sphinxbase/feat.h>
 #include <string_view>
@@ -71,20 +72,13 @@ std::string SpeechError::description() const {
 
 std::expected<std::unique_ptr<SpeechDecoder>, SpeechError> SpeechDecoder::load(const std::string& modelFolder) {
     silenceSphinx();
-    const std::string acoustic = modelFolder + "/en-us";
-    const std::string language = modelFolder + "/en-us.lm.bin";
-    const std::string dictionary = modelFolder + "/cmudict-en-us.dict";
-    // The library ends the process over some files that it cannot open.
-    std::error_code ignored;
-    for (const std::string& file : {acoustic + "/mdef", acoustic + "/feat.params", language, dictionary}) {
-        if (!std::filesystem::is_regular_file(file, ignored))
-            return std::unexpected(SpeechError{SpeechError::Kind::modelUnusable});
-    }
+    const auto files = ModelFiles::in(modelFolder);
+    if (!files) return std::unexpected(SpeechError{SpeechError::Kind::modelUnusable});
 
     // One pass of the search: on the LibriVox sentences it is faster than three and makes fewer errors.
-    SphinxOptions options{cmd_ln_init(nullptr, ps_args(), /*strict=*/TRUE, "-hmm", acoustic.c_str(), "-lm",
-                                      language.c_str(), "-dict", dictionary.c_str(), "-fwdflat", "no", "-bestpath",
-                                      "no", "-remove_silence", "no", "-maxhmmpf", "5000", nullptr)};
+    SphinxOptions options{cmd_ln_init(nullptr, ps_args(), /*strict=*/TRUE, "-hmm", files->acoustic.c_str(), "-lm",
+                                      files->language.c_str(), "-dict", files->dictionary.c_str(), "-fwdflat", "no",
+                                      "-bestpath", "no", "-remove_silence", "no", "-maxhmmpf", "5000", nullptr)};
     ps_decoder_t* decoder = options ? ps_init(options.get()) : nullptr;
     if (decoder == nullptr) return std::unexpected(SpeechError{SpeechError::Kind::modelUnusable});
     return std::unique_ptr<SpeechDecoder>{new SpeechDecoder{std::move(options), decoder}};

@@ -34,8 +34,7 @@ struct SpeechError {
 /// decoders work side by side.
 class SpeechDecoder final {
 public:
-    /// `modelFolder` holds the acoustic model "en-us", the language model "en-us.lm.bin" and the dictionary
-    /// "cmudict-en-us.dict".
+    /// `modelFolder` holds the parts of one model; see ModelFiles.
     [[nodiscard]] static std::expected<std::unique_ptr<SpeechDecoder>, SpeechError>
     load(const std::string& modelFolder);
     SpeechDecoder(const SpeechDecoder&) = delete;

@@ -128,6 +128,27 @@ TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
               "Vostel's speech recognition model is missing or damaged; please install it again.");
 }
 
+TEST(Transcriber, LoadsTheModelThatTheLanguageAsksFor) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory_symlink(VOSTEL_MODEL_FOLDER "/en-us", folder.path() / "fr");
+    std::filesystem::create_symlink(VOSTEL_MODEL_FOLDER "/en-us.lm.bin", folder.path() / "fr.lm.bin");
+    writeFile(folder.path() / "fr.dict", "oui HH IY\n");
+    const Transcriber::ChooseModel choose = [&](const std::string& language) {
+        return language == "fr" ? SpeechModel{folder.path(), "fr"} : SpeechModel{VOSTEL_MODEL_FOLDER, "en"};
+    };
+    Transcriber transcriber{choose, 1};
+    Cancellation cancellation;
+    const char* sentence = "he might even have been made amiable himself";
+    const auto english = transcriber.transcribe(spoken("0930"), "", cancellation, ignore);
+    EXPECT_EQ(english->transcript.text(), sentence);
+    EXPECT_EQ(english->language, "en");
+    const auto french = transcriber.transcribe(spoken("0930"), "fr", cancellation, ignore);
+    ASSERT_TRUE(french) << french.error().description();
+    EXPECT_NE(french->transcript.text(), sentence);
+    EXPECT_EQ(french->language, "fr");
+    EXPECT_EQ(transcriber.transcribe(spoken("0930"), "en", cancellation, ignore)->transcript.text(), sentence);
+}
+
 TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;

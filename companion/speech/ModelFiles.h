@@ -1,0 +1,25 @@
+// Where in a model's folder its parts are.
+//
+//     NAME/          the acoustic model, the only folder with a file "mdef"
+//     NAME.lm.bin    the language model
+//     ANY.dict       the dictionary, the only one
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace vostel_companion {
+
+struct ModelFiles {
+    std::string acoustic;
+    std::string language;
+    std::string dictionary;
+
+    /// Absent when a part is missing, or one could be meant as well as another.
+    [[nodiscard]] static std::optional<ModelFiles> in(const std::filesystem::path& folder);
+
+    bool operator==(const ModelFiles&) const = default;
+};
+
+} // namespace vostel_companion

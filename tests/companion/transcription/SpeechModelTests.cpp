@@ -1,0 +1,26 @@
+#include "companion/transcription/SpeechModel.h"
+#include "tests/companion/store/ModelFixture.h"
+
+namespace vostel_companion {
+
+TEST(SpeechModel, IsThatOfTheLanguageWhenOneIsInstalledElseTheSystems) {
+    ModelFixture fixture;
+    const SpeechModel english{(fixture.folder / "system").string(), "en"};
+    const SpeechModel german{fixture.installed().string(), "de"};
+    EXPECT_EQ(chooseModel(fixture.models, "de"), english) << "known, but not installed";
+    ASSERT_TRUE(fixture.models.install("de", {[](double) {}, [] { return false; }}));
+    struct Row {
+        const char* hint;
+        const SpeechModel& model;
+    };
+    const Row rows[] = {{"", english},   {"auto", english}, {"AUTO", english}, {"en", english},  {"en-GB", english},
+                        {"fr", english}, {"de", german},    {"DE", german},    {"de_CH", german}};
+    for (const Row& row : rows) EXPECT_EQ(chooseModel(fixture.models, row.hint), row.model) << row.hint;
+
+    writeText(fixture.folder / "models.json", "{");
+    EXPECT_EQ(chooseModel(fixture.models, "de"), english) << "a catalogue that cannot be read is no reason to fail";
+    std::filesystem::remove_all(fixture.folder / "system");
+    EXPECT_EQ(chooseModel(fixture.models, ""), (SpeechModel{"", "en"})) << "which no folder is; loading it fails";
+}
+
+} // namespace vostel_companion
