@@ -1,5 +1,5 @@
 #include "fuzz/fuzz.h"
-#include "kit/wire/MCPWireFrames.h"
+#include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 
 #include <utility>
@@ -23,6 +23,9 @@ void decodeAndEncode(const MCPValue& value) {
 
 void checkPayload(std::string_view payload) {
     const auto value = readJSON(payload);
+    const auto frame = readOutboundFrame(payload);
+    require(frame == (value ? decode<MCPWireOutboundFrame>(*value) : std::unexpected(value.error())),
+            "a frame means what its document means");
     if (!value) return;
     decodeAndEncode<MCPWireOutboundFrame>(*value);
     decodeAndEncode<MCPWireInboundFrame>(*value);

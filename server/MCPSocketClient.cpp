@@ -1,7 +1,7 @@
 #include "server/MCPSocketClient.h"
 
-#include "kit/jsonrpc/JSONReader.h"
 #include "kit/support/match.h"
+#include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "server/UnixSocket.h"
@@ -58,9 +58,7 @@ public:
         if (!cut) return std::unexpected(failure(cut.error()));
         if (!*cut) return std::nullopt;
         consumed_ = pending_.size() - (*cut)->remainder.size();
-        const auto value = readJSON((*cut)->payload);
-        if (!value) return std::unexpected(failure(value.error()));
-        auto frame = decode<MCPWireOutboundFrame>(*value);
+        auto frame = readOutboundFrame((*cut)->payload);
         if (!frame) return std::unexpected(failure(std::move(frame.error())));
         return *std::move(frame);
     }

@@ -14,6 +14,8 @@
 #include "kit/jsonrpc/MCPValue.h"
 #include "kit/support/match.h"
 
+#include <array>
+#include <cstdlib>
 #include <expected>
 #include <string>
 #include <utility>
@@ -108,8 +110,6 @@ struct Codec<std::vector<Element>> {
 /// Collects the members of one record. Its words are those of KeyReader, which says what each means when read.
 class KeyWriter final {
 public:
-    KeyWriter() { members_.reserve(8); }
-
     template <class T>
     void operator()(std::string_view key, const T& field) {
         add(key, encode(field));
@@ -154,12 +154,21 @@ public:
             field);
     }
 
-    [[nodiscard]] MCPValue take() { return MCPValue::object(std::move(members_)); }
+    [[nodiscard]] MCPValue take() { return MCPValue::takingObject(std::span{keysAndValues_}.first(2 * count_)); }
 
 private:
-    void add(std::string_view key, MCPValue value) { members_.push_back({key, std::move(value)}); }
+    /// More than any record has.
+    static constexpr std::size_t mostMembers = 8;
 
-    std::vector<MCPValue::Member> members_;
+    void add(std::string_view key, MCPValue value) {
+        if (count_ == mostMembers) std::abort();
+        keysAndValues_[2 * count_] = key;
+        keysAndValues_[2 * count_ + 1] = std::move(value);
+        ++count_;
+    }
+
+    std::array<MCPValue, 2 * mostMembers> keysAndValues_;
+    std::size_t count_ = 0;
 };
 
 /// Fills the fields of one record from an object.

@@ -1,5 +1,7 @@
 #include "kit/wire/MCPCancellationRegistry.h"
 
+#include <array>
+
 namespace VostelMCPKit {
 
 std::string MCPCancellationRegistry::registerCall(std::string externalID, std::optional<MCPValue> progressToken,
@@ -34,13 +36,12 @@ MCPCancellationRegistry::progressNotification(const std::string& requestID, doub
     if (call.cancelled || !call.progressToken) return std::nullopt;
 
     // In key order, which an object need not then look for: reports can come by the hundred thousand.
-    std::vector<MCPValue::Member> params;
-    params.reserve(4);
-    if (message) params.push_back({"message", *message});
-    params.push_back({"progress", fraction});
-    params.push_back({"progressToken", *call.progressToken});
-    params.push_back({"total", 1.0});
-    return MCPNotification{"notifications/progress", MCPValue::object(std::move(params))};
+    std::array<MCPValue, 8> params{"message",       message ? MCPValue{*message} : MCPValue{},
+                                   "progress",      fraction,
+                                   "progressToken", *call.progressToken,
+                                   "total",         1.0};
+    return MCPNotification{"notifications/progress",
+                           MCPValue::takingObject(message ? std::span{params} : std::span{params}.subspan(2))};
 }
 
 void MCPCancellationRegistry::finish(const std::string& requestID) {

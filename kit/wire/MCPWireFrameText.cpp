@@ -1,0 +1,68 @@
+#include "kit/wire/MCPWireFrameText.h"
+
+#include "kit/jsonrpc/JSONNumber.h"
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/JSONText.h"
+#include "kit/support/Unicode.h"
+
+#include <algorithm>
+
+namespace VostelMCPKit {
+
+namespace {
+
+bool take(std::string_view& text, std::string_view expected) {
+    if (!text.starts_with(expected)) return false;
+    text.remove_prefix(expected.size());
+    return true;
+}
+
+/// Takes a share as it is usually written, 0 or 1 with or without decimals.
+bool takeFraction(std::string_view& text, double& fraction) {
+    const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+    if (!text.starts_with('0') && !text.starts_with('1')) return false;
+    auto end = text.begin() + 1;
+    if (end != text.end() && *end == '.') {
+        const auto firstDecimal = end + 1;
+        end = std::find_if_not(firstDecimal, text.end(), isDigit);
+        if (end == firstDecimal) return false;
+    }
+    const auto value = numberFromDecimal({text.begin(), end});
+    if (!value) return false;
+    fraction = *value->asDouble();
+    text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
+    return true;
+}
+
+/// Takes a string without escapes.
+bool takeString(std::string_view& text, std::string& string) {
+    if (!take(text, "\"")) return false;
+    const PlainRun run = plainRun(text);
+    const std::string_view plain = text.substr(0, run.length);
+    if (!run.isASCII && !isValidUTF8(plain)) return false;
+    string = plain;
+    text.remove_prefix(run.length);
+    return take(text, "\"");
+}
+
+/// Progress in the form in which our own encoder writes it; absent for any other text, right or wrong.
+std::optional<MCPWireProgress> readPlainProgress(std::string_view text) {
+    MCPWireProgress progress;
+    const bool isPlain = take(text, R"({"kind":"progress","payload":{"fraction":)") &&
+                         takeFraction(text, progress.fraction) &&
+                         (!take(text, R"(,"message":)") || takeString(text, progress.message.emplace())) &&
+                         take(text, R"(,"requestID":)") && takeString(text, progress.requestID) && text == "}}";
+    if (!isPlain) return std::nullopt;
+    return progress;
+}
+
+} // namespace
+
+std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string_view payload) {
+    if (auto progress = readPlainProgress(payload)) return MCPWireOutboundFrame{*std::move(progress)};
+    const auto value = readJSON(payload);
+    if (!value) return std::unexpected(value.error());
+    return decode<MCPWireOutboundFrame>(*value);
+}
+
+} // namespace VostelMCPKit

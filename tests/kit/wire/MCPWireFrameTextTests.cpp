@@ -1,0 +1,102 @@
+#include "kit/wire/MCPWireFrameText.h"
+#include "tests/support/JSON.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+namespace VostelMCPKit {
+namespace {
+
+using vostel_tests::written;
+
+/// What `payload` means by way of its document.
+std::expected<MCPWireOutboundFrame, DecodingError> readByDocument(std::string_view payload) {
+    const auto value = readJSON(payload);
+    if (!value) return std::unexpected(value.error());
+    return decode<MCPWireOutboundFrame>(*value);
+}
+
+/// Progress as our encoder writes it, with `members` as its payload.
+std::string progressText(const std::string& members) { return R"({"kind":"progress","payload":{)" + members + "}}"; }
+
+TEST(MCPWireFrameText, ReadsProgress) {
+    struct Row {
+        const char* when;
+        std::string members;
+        MCPWireProgress expected;
+    };
+    const Row rows[] = {
+        {"without a message", R"("fraction":0.5,"requestID":"0A")", {"0A", 0.5, {}}},
+        {"with a message", R"("fraction":0.125,"message":"Слушаю…","requestID":"0A")", {"0A", 0.125, "Слушаю…"}},
+        {"an empty message", R"("fraction":0,"message":"","requestID":"")", {"", 0, ""}},
+        {"finished", R"("fraction":1,"requestID":"0A")", {"0A", 1, {}}},
+        {"more than the whole", R"("fraction":1.5,"requestID":"0A")", {"0A", 1.5, {}}},
+        {"all digits", R"("fraction":0.1000000000000000055511151231257827,"requestID":"0A")", {"0A", 0.1, {}}},
+        {"an exponent", R"("fraction":5e-1,"requestID":"0A")", {"0A", 0.5, {}}},
+        {"less than nothing", R"("fraction":-0.5,"requestID":"0A")", {"0A", -0.5, {}}},
+        {"escapes", R"("fraction":0.5,"message":"a\n\"b\"","requestID":"\u0030A")", {"0A", 0.5, "a\n\"b\""}},
+        {"a null message", R"("fraction":0.5,"message":null,"requestID":"0A")", {"0A", 0.5, {}}},
+        {"another order", R"("requestID":"0A","fraction":0.5)", {"0A", 0.5, {}}},
+        {"white space", R"( "fraction" : 0.5, "requestID":"0A" )", {"0A", 0.5, {}}},
+        {"a repeated key", R"("fraction":0.5,"requestID":"0A","requestID":"0B")", {"0B", 0.5, {}}},
+        {"an unknown key", R"("fraction":0.5,"requestID":"0A","phase":2)", {"0A", 0.5, {}}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(readOutboundFrame(progressText(row.members)), MCPWireOutboundFrame{row.expected});
+    }
+}
+
+TEST(MCPWireFrameText, ReadsWhatOurEncoderWrites) {
+    const MCPWireOutboundFrame frames[] = {
+        {MCPWireProgress{"0A", 0.1, "half \t way"}},
+        {MCPWireProgress{"0A", 1e-7, {}}},
+        {MCPWireResponse{"0A", MCPValue{nullptr}}},
+        {MCPWireResponse{"0A", MCPWireError{MCPWireError::VersionMismatch{4, 5}}}},
+    };
+    for (const MCPWireOutboundFrame& frame : frames) {
+        SCOPED_TRACE(written(frame));
+        EXPECT_EQ(readOutboundFrame(written(frame)), frame);
+    }
+}
+
+TEST(MCPWireFrameText, RefusesWhatTheDocumentRefusesAndForTheSameReason) {
+    const std::string texts[] = {
+        "",
+        progressText(R"("fraction":00.5,"requestID":"0A")"),
+        progressText(R"("fraction":0.,"requestID":"0A")"),
+        progressText(R"("fraction":"0.5","requestID":"0A")"),
+        progressText(R"("fraction":0.5,"requestID":7)"),
+        progressText(R"("fraction":0.5)"),
+        progressText(R"("fraction":0.5,"message":"ends here)"),
+        progressText("\"fraction\":0.5,\"message\":\"\xC3\",\"requestID\":\"0A\""),
+        progressText("\"fraction\":0.5,\"message\":\"\n\",\"requestID\":\"0A\""),
+        progressText(R"("fraction":0.5,"requestID":"0A")") + "}",
+        progressText(R"("fraction":0.5,"requestID":"0A")").substr(0, 50),
+        R"({"kind":"notice","payload":{}})",
+    };
+    for (const std::string& text : texts) {
+        SCOPED_TRACE(text);
+        const auto frame = readOutboundFrame(text);
+        ASSERT_FALSE(frame);
+        EXPECT_EQ(frame, readByDocument(text));
+    }
+}
+
+TEST(MCPWireFrameText, MeansWhatTheDocumentMeansWhicheverByteIsDamaged) {
+    const std::string text = progressText(R"("fraction":0.25,"message":"zwölf","requestID":"0A")");
+    std::mt19937 random{7};
+    for (std::size_t damaged = 0; damaged < text.size(); ++damaged) {
+        for (int attempt = 0; attempt < 40; ++attempt) {
+            std::string other = text;
+            other[damaged] = static_cast<char>(random());
+            ASSERT_EQ(readOutboundFrame(other), readByDocument(other)) << other;
+        }
+        const std::string shorter = text.substr(0, damaged);
+        ASSERT_EQ(readOutboundFrame(shorter), readByDocument(shorter)) << shorter;
+    }
+}
+
+} // namespace
+} // namespace VostelMCPKit
