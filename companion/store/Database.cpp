@@ -25,11 +25,19 @@ DatabaseError makeError(int code, std::string reason, const std::string& path) {
 /// Creates a missing file for its owner alone: SQLite would leave the mode to the mask, and gives its log files the
 /// mode of the database.
 std::expected<void, DatabaseError> prepareFile(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, errno}});
+    // Deliberate: an existing file is never opened here. Closing any descriptor of a file gives up the locks that this
+    // process holds on it, those of its other connections included; another process would then find itself alone and
+    // delete the log under them.
+    const int created = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (created >= 0) {
+        ::close(created);
+    } else if (errno != EEXIST) {
+        return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, errno}});
+    }
+    if (::access(path.c_str(), R_OK | W_OK) != 0)
+        return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, errno}});
     struct stat file{};
-    const bool isEmpty = ::fstat(descriptor, &file) == 0 && file.st_size == 0;
-    ::close(descriptor);
+    const bool isEmpty = ::stat(path.c_str(), &file) == 0 && file.st_size == 0;
 
     // SQLite would take the empty file for a new database and delete the log, and with it everything committed there.
     struct stat log{};

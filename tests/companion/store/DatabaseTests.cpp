@@ -1,9 +1,11 @@
 #include "companion/store/Database.h"
+#include "companion/store/Settings.h"
 #include "tests/companion/store/StoreFixture.h"
 
 #include <cerrno>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 namespace vostel_companion {
 
@@ -156,6 +158,45 @@ TEST(Database, AReadingTransactionKeepsItsViewWhileOthersWrite) {
     });
     EXPECT_EQ(seen, 0);
     EXPECT_EQ(countRows(*reader), 1);
+}
+
+TEST(Database, AnotherProcessLeavesTheLogAloneWhateverConnectionsComeAndGoHere) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "Vostel.sqlite";
+    const auto addRow = [&] {
+        auto database = openStore(path);
+        return database && database->execute("INSERT INTO vocabulary VALUES (hex(randomblob(8)), 'a', 'b')");
+    };
+    // Before the database is first opened: SQLite's state does not survive a fork.
+    int asked[2];
+    int answered[2];
+    ASSERT_EQ(::pipe(asked), 0);
+    ASSERT_EQ(::pipe(answered), 0);
+    const pid_t other = ::fork();
+    if (other == 0) {
+        ::close(asked[1]);
+        for (char word = 0; ::read(asked[0], &word, 1) == 1;) {
+            word = addRow() ? 'y' : 'n';
+            if (::write(answered[1], &word, 1) != 1) break;
+        }
+        ::_exit(0);
+    }
+
+    auto staying = openStore(path);
+    ASSERT_TRUE(staying);
+    ASSERT_TRUE(loadSettings(*staying)) << "from its first use on it has the log open";
+    for (std::int64_t round = 1; round <= 3; ++round) {
+        ASSERT_TRUE(addRow());
+        char word = '?';
+        ASSERT_EQ(::write(asked[1], &word, 1), 1);
+        ASSERT_EQ(::read(answered[0], &word, 1), 1);
+        EXPECT_EQ(word, 'y');
+        EXPECT_TRUE(std::filesystem::exists(path + "-wal")) << "the other process was not the last one";
+        Statement select{*staying, "SELECT count(*) FROM vocabulary"};
+        EXPECT_EQ(select.first([](const Statement& row) { return row.integer(0); }), 2 * round);
+    }
+    for (const int end : {asked[0], asked[1], answered[0], answered[1]}) ::close(end);
+    EXPECT_EQ(::waitpid(other, nullptr, 0), other);
 }
 
 } // namespace vostel_companion
