@@ -1,10 +1,13 @@
 // A client nobody here wrote, the server in its bundle, and the companion application that it launches.
 import assert from "node:assert/strict";
+import { execFile } from "node:child_process";
+import { createHash } from "node:crypto";
 import { existsSync } from "node:fs";
-import { mkdir, readFile, writeFile } from "node:fs/promises";
+import { mkdir, readFile, readdir, writeFile } from "node:fs/promises";
 import { dirname, join } from "node:path";
 import { after, before, test } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
+import { promisify } from "node:util";
 
 import { applicationFolder, complaints, connect, makeHome, removeHome, serverPath } from "./client.mjs";
 
@@ -55,16 +58,49 @@ async function processorTime(id) {
   return Number(fields[11]) + Number(fields[12]);
 }
 
-/** The recording over and over: more speech than can be recognised while a test looks on. */
-async function writeLongRecording(path) {
+/** The recording over and over. */
+async function writeRepeated(path, count) {
   const wave = await readFile(recording);
   const start = wave.indexOf("data") + 8;
   const samples = wave.subarray(start);
-  const count = 200;
   const header = Buffer.from(wave.subarray(0, start));
   header.writeUInt32LE(start - 8 + samples.length * count, 4);
   header.writeUInt32LE(samples.length * count, start - 4);
   await writeFile(path, Buffer.concat([header, ...Array(count).fill(samples)]));
+}
+
+/** What the person's own command answers. */
+async function vostel(...words) {
+  const { stdout } = await promisify(execFile)(join(dirname(serverPath()), "Vostel"), words, { env: { HOME: home } });
+  return stdout;
+}
+
+const plain = (result) => result.content[0].text;
+
+/** The structured result of a call that succeeded, which is what the tool's schema says, and its text for the model. */
+async function succeeded(client, name, args = {}, options = undefined) {
+  const result = await client.callTool({ name, arguments: args }, undefined, options);
+  assert.notEqual(result.isError, true, plain(result));
+  const { tools } = await client.listTools();
+  const { outputSchema } = tools.find((tool) => tool.name === name);
+  assert.deepEqual(complaints(outputSchema, result.structuredContent), []);
+  const [, text] = plain(result).match(/OUTPUT-----\n([^]*)\n-----END UNTRUSTED/);
+  return { ...result.structuredContent, plain: text };
+}
+
+/** The sentence of a call that did not succeed. */
+async function refused(client, name, args = {}) {
+  const result = await client.callTool({ name, arguments: args });
+  assert.equal(result.isError, true, plain(result));
+  assert.equal(result.structuredContent, undefined);
+  return plain(result);
+}
+
+/** The id of the request that a call is waiting for. */
+function requestID(sentence) {
+  const found = sentence.match(/^This action has NOT been performed\. It is a pending request \(id ([0-9A-F-]{36})\)/);
+  assert.ok(found, sentence);
+  return found[1];
 }
 
 test("the words of a recording come back, with progress on the way", async (t) => {
@@ -123,7 +159,7 @@ test("the application serves the servers of several clients at once", async (t) 
 test("the application stops its work when the client aborts the call", async (t) => {
   const client = await connect(t, home);
   const path = join(home, "long.wav");
-  await writeLongRecording(path);
+  await writeRepeated(path, 200); // more than can be recognised while a test looks on
   const controller = new AbortController();
   let begun;
   const progress = new Promise((resolve) => (begun = resolve));
@@ -181,4 +217,200 @@ test("what cannot be transcribed is a failed result of one sentence", async (t) 
     assert.equal(result.content.length, 1, when);
     assert.match(result.content[0].text, /^\S[^\n]*\.$/, when);
   }
+});
+
+test("what was said is read back only after the user allows it", async (t) => {
+  const client = await connect(t, home);
+  await client.listTools();
+  await vostel("dictate", recording);
+  await vostel("record", recording, join(recordings, "sense_and_sensibility_01_austen_64kb-0930.wav"));
+  const { text } = await succeeded(client, "transcribe_file", { path: recording });
+
+  const tools = ["history_list", "transcripts_list", "recordings_list", "recording_get"];
+  const denial =
+    'This action was denied: the tool is currently disabled (the setting "Let agents read your history and ' +
+    'recordings" is off; the user can turn it on with the command: Vostel settings reading on).';
+  for (const name of tools) assert.equal(await refused(client, name), denial, name);
+  await vostel("settings", "reading", "on");
+
+  const history = await succeeded(client, "history_list", { limit: 1 });
+  assert.equal(history.returnedCount, 1);
+  assert.equal(history.totalCount, 1);
+  assert.equal(history.entries[0].text, text);
+
+  const transcripts = await succeeded(client, "transcripts_list", { limit: 1 });
+  assert.equal(transcripts.entries.length, 1);
+  const [summary] = transcripts.entries;
+  assert.deepEqual(summary.source, { kind: "file", value: recording });
+  assert.equal(summary.characterCount, text.length);
+  assert.equal(summary.preview, text.slice(0, 200));
+  assert.equal(summary.language, "en");
+  const [whole] = (await succeeded(client, "transcripts_list", { id: summary.id })).entries;
+  assert.equal(whole.text, text);
+  assert.ok(whole.segments.length > 10);
+  const none = await succeeded(client, "transcripts_list", { until: summary.date, since: "2999-01-01" });
+  assert.deepEqual([none.entries, none.totalCount], [[], 0]);
+  const same = await succeeded(client, "transcripts_list", { since: summary.date, until: summary.date });
+  assert.deepEqual(same.entries, [summary], "what was written finds the same entry again");
+
+  const listed = await succeeded(client, "recordings_list");
+  assert.equal(listed.totalCount, 1);
+  assert.equal(listed.recordings[0].state, "ready");
+  const call = await succeeded(client, "recording_get", { id: listed.recordings[0].id });
+  assert.equal(call.lines.length, listed.recordings[0].lineCount);
+  assert.deepEqual(new Set(call.lines.map((line) => line.track)), new Set(["microphone", "system"]));
+  assert.equal(call.text, call.lines.map((line) => `${line.speaker}: ${line.text}`).join("\n"));
+
+  const [file] = (await readdir(join(applicationFolder(home), "Transcripts"))).filter((name) =>
+    name.includes(summary.id.slice(0, 8)),
+  );
+  assert.equal(await readFile(join(applicationFolder(home), "Transcripts", file), "utf8"), `${text}\n`);
+
+  await vostel("settings", "reading", "off");
+  assert.equal(await refused(client, "history_list"), denial);
+});
+
+test("a rule changes the next transcription until the user confirms its removal", async (t) => {
+  const client = await connect(t, home);
+  await client.listTools();
+  const before = await succeeded(client, "transcribe_file", { path: recording });
+  assert.match(before.text, /john dashwood/);
+
+  const added = await succeeded(client, "vocabulary_add", {
+    rules: [
+      { word: "John Dashwood", replacement: "Mr. Dashwood" },
+      { word: "...", replacement: "dots" },
+    ],
+  });
+  assert.deepEqual(
+    added.results.map((result) => result.outcome),
+    ["added", "skipped"],
+  );
+  const taught = await succeeded(client, "transcribe_file", { path: recording });
+  assert.equal(taught.text, before.text.replaceAll("john dashwood", "Mr. Dashwood"));
+  assert.equal(taught.segments.map((segment) => segment.text).join(" "), taught.text);
+  assert.deepEqual((await succeeded(client, "vocabulary_list")).entries, [
+    { word: "John Dashwood", replacement: "Mr. Dashwood" },
+  ]);
+
+  const words = ["john dashwood", "nothing"];
+  const pending = await refused(client, "vocabulary_remove", { words });
+  const id = requestID(pending);
+  assert.ok(
+    pending.endsWith(
+      'awaiting confirmation from the user: Remove the vocabulary rules for "john dashwood", "nothing". Do not assume ' +
+        "it happened — wait for the user to confirm before treating it as complete.",
+    ),
+    pending,
+  );
+  const again = await refused(client, "vocabulary_remove", { words: ["NOTHING", "John Dashwood"] });
+  assert.equal(requestID(again), id, "the same set of words is the same request");
+  assert.match(await vostel("pending"), new RegExp(id.slice(0, 8)));
+  await vostel("confirm", id);
+  assert.deepEqual((await succeeded(client, "vocabulary_remove", { words })).removed, ["John Dashwood"]);
+  assert.deepEqual((await succeeded(client, "vocabulary_list")).entries, []);
+
+  const denied = requestID(await refused(client, "vocabulary_remove", { words }));
+  assert.notEqual(denied, id, "an outcome is told once");
+  await vostel("deny", denied);
+  assert.equal(
+    await refused(client, "vocabulary_remove", { words }),
+    "The user denied this action. It was not performed.",
+  );
+});
+
+test("a model is installed from the catalogue and removed when the user confirms", async (t) => {
+  const client = await connect(t, home);
+  await client.listTools();
+  const source = join(home, "model.bin");
+  const bytes = Buffer.alloc(5_000_000, "model");
+  await writeFile(source, bytes);
+  const sha256 = createHash("sha256").update(bytes).digest("hex");
+  const catalogue = {
+    models: [
+      { identifier: "de", displayName: "German", language: "de", source: `file://${source}`, sha256 },
+      { identifier: "fr", displayName: "French", source, sha256: sha256.replace(/./, (digit) => (digit === "0" ? "1" : "0")) },
+    ],
+  };
+  await writeFile(join(applicationFolder(home), "models.json"), JSON.stringify(catalogue));
+
+  const installed = async () =>
+    Object.fromEntries((await succeeded(client, "models_list")).models.map((model) => [model.identifier, model.installed]));
+  assert.deepEqual(await installed(), { "en-us": true, de: false, fr: false });
+  const reports = [];
+  const done = await succeeded(client, "model_install", { identifier: "de" }, { onprogress: ({ progress }) => reports.push(progress) });
+  assert.deepEqual([done.identifier, done.installed], ["de", true]);
+  assert.equal(reports.at(-1), 1);
+  assert.match(await refused(client, "model_install", { identifier: "fr" }), /^The model fr was not installed, because its SHA-256 is /);
+  assert.deepEqual(await installed(), { "en-us": true, de: true, fr: false });
+
+  const pending = await refused(client, "model_remove", { identifier: "de" });
+  const id = requestID(pending);
+  assert.equal(requestID(await refused(client, "model_remove", { identifier: "de" })), id);
+  assert.deepEqual(await installed(), { "en-us": true, de: true, fr: false });
+  await vostel("confirm", id);
+  const removed = await succeeded(client, "model_remove", { identifier: "de" });
+  assert.deepEqual([removed.identifier, removed.removed], ["de", true]);
+  assert.deepEqual(await installed(), { "en-us": true, de: false, fr: false });
+  assert.equal(
+    await refused(client, "model_remove", { identifier: "en-us" }),
+    "The model en-us belongs to the system and cannot be removed by Vostel.",
+  );
+});
+
+test("a link is judged before anything is fetched", async (t) => {
+  const client = await connect(t, home);
+  await client.listTools();
+  const refusals = [
+    ["http://www.youtube.com/watch?v=abc", "Vostel opens encrypted links only, which begin with https."],
+    ["--exec=reboot", "Vostel opens encrypted links only, which begin with https."],
+    ["https://example.com/watch?v=abc", "Vostel opens links to YouTube videos only."],
+    ["https://youtube.com@127.0.0.1/", "Vostel opens links to YouTube videos only."],
+  ];
+  for (const [url, sentence] of refusals) assert.equal(await refused(client, "transcribe_url", { url }), sentence);
+});
+
+test("every tool refuses hostile arguments in one sentence", async (t) => {
+  const client = await connect(t, home);
+  const { tools } = await client.listTools();
+  assert.equal(tools.length, 12);
+  const hostile = [
+    { surprise: 1 },
+    ...["path", "url", "id", "limit", "since", "rules", "words", "identifier"].flatMap((name) => [
+      { [name]: { $ne: null } },
+      { [name]: [[[]]] },
+      { [name]: Array(2000).fill({}) },
+      { [name]: true },
+      { [name]: -1e308 },
+    ]),
+  ];
+  await vostel("settings", "reading", "on");
+  for (const { name } of tools) {
+    for (const args of hostile) {
+      const sentence = await refused(client, name, args);
+      assert.match(sentence, /^\S[^\n]{1,400}\.$/, `${name} ${JSON.stringify(args).slice(0, 80)}`);
+    }
+  }
+});
+
+test("a transcript too long for a client is cut, and the file has the whole", async (t) => {
+  const client = await connect(t, home);
+  await client.listTools();
+  // One word becomes four thousand characters: no hours of speech are needed.
+  const replacement = "long ".repeat(800).trim();
+  const { text } = await succeeded(client, "transcribe_file", { path: recording });
+  const rules = [...new Set(text.split(" "))].map((word) => ({ word, replacement }));
+  await succeeded(client, "vocabulary_add", { rules });
+  const path = join(home, "minutes.wav");
+  await writeRepeated(path, 8);
+  const cut = await succeeded(client, "transcribe_file", { path });
+  const [, shown, full, file] = cut.text.match(
+    /\n\n\[TRUNCATED: showing first (\d+) of (\d+) characters\.\] Full transcript saved at: (.*)$/,
+  );
+  assert.equal(shown, "500000");
+  assert.equal((await readFile(file, "utf8")).length, Number(full) + 1);
+  const joined = cut.segments.map((segment) => segment.text).join(" ");
+  assert.ok(cut.text.startsWith(joined) && joined.length > 490_000, `${joined.length} characters in segments`);
+  const ids = await refused(client, "vocabulary_remove", { words: rules.map((rule) => rule.word) });
+  await vostel("confirm", requestID(ids));
 });
