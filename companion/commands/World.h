@@ -23,11 +23,6 @@
 namespace vostel_companion {
 
 struct World {
-    /// As Transcriber::transcribe.
-    using Transcribe = std::function<std::expected<Transcription, TranscriptionError>(
-        const std::string& path, const std::string& language, Cancellation& cancellation,
-        const std::function<void(double)>& progress)>;
-
     Places places;
     /// Already up to date.
     Database& database;

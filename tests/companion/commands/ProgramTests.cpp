@@ -1,0 +1,225 @@
+// The real program at work.
+#include "companion/store/Recordings.h"
+#include "companion/store/Schema.h"
+#include "tests/companion/support/CompanionClient.h"
+#include "tests/companion/support/Program.h"
+#include "tests/companion/support/SoundFile.h"
+#include "tests/e2e/TemporaryFolder.h"
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+using vostel_tests::CompanionClient;
+using vostel_tests::isFailure;
+using vostel_tests::Program;
+using vostel_tests::ProgramOnTerminal;
+using vostel_tests::spoken;
+using vostel_tests::TemporaryFolder;
+using vostel_tests::textOf;
+using VostelMCPKit::MCPValue;
+
+namespace {
+
+const std::filesystem::path vostel = VOSTEL_BUNDLE "/Vostel";
+
+struct Ran {
+    int status;
+    std::string output;
+    std::string errors;
+    bool operator==(const Ran&) const = default;
+};
+
+void PrintTo(const Ran& ran, std::ostream* out) {
+    *out << "exit " << ran.status << "\n--- output\n" << ran.output << "--- errors\n" << ran.errors;
+}
+
+Ran ran(const TemporaryFolder& home, const std::vector<std::string>& arguments) {
+    Program program{vostel, arguments, home.path()};
+    const int status = program.status();
+    return {status, program.output(), program.errors()};
+}
+
+std::filesystem::path supportIn(const TemporaryFolder& home) { return home.path() / "Library/Application Support"; }
+
+/// The answer to one call of a tool, as soon as the program listens.
+std::optional<VostelMCPKit::MCPWireResponse> called(const TemporaryFolder& home, std::string_view tool,
+                                                    const MCPValue& arguments) {
+    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    while (true) {
+        CompanionClient client{supportIn(home)};
+        if (client.connected() || std::chrono::steady_clock::now() > giveUp) {
+            client.request(tool, arguments);
+            return client.response();
+        }
+        ::poll(nullptr, 0, 5);
+    }
+}
+
+std::optional<VostelMCPKit::MCPWireResponse> removed(const TemporaryFolder& home, const std::string& word) {
+    return called(home, "vocabulary_remove", MCPValue::object({{"words", MCPValue::array({word})}}));
+}
+
+/// A recording that takes much longer than the test's patience.
+std::filesystem::path longRecording(const TemporaryFolder& home) {
+    std::vector<std::int16_t> samples;
+    const auto sentence = vostel_tests::samplesOf(spoken("0870"));
+    while (samples.size() < 16'000U * 600) samples.insert(samples.end(), sentence.begin(), sentence.end());
+    const auto file = home.path() / "long.wav";
+    vostel_tests::writeFile(file, vostel_tests::wav(samples, 16'000));
+    return file;
+}
+
+} // namespace
+
+TEST(Program, ItsVerbsWorkOnTheFolderInTheUsersHome) {
+    const TemporaryFolder home;
+    EXPECT_EQ(ran(home, {"words", "add", "bostel", "Vostel"}), (Ran{0, "added: bostel  ->  Vostel\n", ""}));
+    EXPECT_EQ(ran(home, {"words"}), (Ran{0, "bostel  ->  Vostel\n", ""}));
+    EXPECT_EQ(ran(home, {"words", "remove", "vostel"}), (Ran{1, "", "Vostel was never taught 'vostel'.\n"}));
+    EXPECT_EQ(ran(home, {"words", "sing"}),
+              (Ran{2, "", "The following argument was not expected: sing\nRun with --help for more information.\n"}));
+    const auto folder = supportIn(home) / "com.vostel.vostel";
+    EXPECT_EQ(std::filesystem::status(folder).permissions(), std::filesystem::perms::owner_all);
+    const auto ownerOnly = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+    EXPECT_EQ(std::filesystem::status(folder / "Vostel.sqlite").permissions(), ownerOnly);
+}
+
+TEST(Program, HelpNeedsNoFolder) {
+    const TemporaryFolder home;
+    EXPECT_EQ(ran(home, {"--help"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(home.path() / "Library"));
+}
+
+TEST(Program, AFolderThatOthersMayWriteToIsRefused) {
+    const TemporaryFolder home;
+    const auto folder = supportIn(home) / "com.vostel.vostel";
+    std::filesystem::create_directories(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms::all);
+    const Ran refused = ran(home, {"words"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.errors, "");
+    EXPECT_FALSE(std::filesystem::exists(folder / "Vostel.sqlite"));
+}
+
+TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
+    const TemporaryFolder home;
+    // What stands where the output should go is a device that is always full.
+    std::filesystem::create_symlink("/dev/full", home.path() / "output.txt");
+    Program program{vostel, {"models"}, home.path()};
+    EXPECT_EQ(program.status(), 2);
+    EXPECT_EQ(program.errors(), "The output could not be written.\n");
+}
+
+TEST(Program, ConnectsClientsToTheServerBesideIt) {
+    const TemporaryFolder home;
+    EXPECT_EQ(ran(home, {"clients", "status"}).status, 1);
+    EXPECT_EQ(ran(home, {"clients", "install"}).status, 0);
+    const Ran status = ran(home, {"clients", "status", "claude-code"});
+    EXPECT_EQ(status, (Ran{0, "Claude Code: up to date in " + (home.path() / ".claude.json").string() + ".\n", ""}));
+    EXPECT_FALSE(std::filesystem::exists(supportIn(home) / "com.vostel.vostel")) << "this verb needs no store";
+}
+
+TEST(Program, AConfirmationByCommandReachesTheServingProcess) {
+    const TemporaryFolder home;
+    Program serving{vostel, {}, home.path()};
+    ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
+    EXPECT_TRUE(isFailure(removed(home, "one")));
+    const std::string id = ran(home, {"pending"}).output.substr(0, 8);
+    EXPECT_EQ(ran(home, {"confirm", id}), (Ran{0, "Confirmed; removed 'one'.\n", ""}));
+    EXPECT_FALSE(isFailure(removed(home, "one")));
+    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "the client knows, so the request is forgotten";
+    serving.signal(SIGTERM);
+    EXPECT_EQ(serving.status(), 0);
+}
+
+TEST(Program, DictatesAVoiceIntoTheHistory) {
+    const TemporaryFolder home;
+    ASSERT_EQ(ran(home, {"words", "add", "amiable", "AMIABLE"}).status, 0);
+    EXPECT_EQ(ran(home, {"dictate", spoken("0930").string()}),
+              (Ran{0, "he might even have been made AMIABLE himself\n", ""}));
+    EXPECT_EQ(ran(home, {"dictate", "missing.wav"}).status, 2);
+}
+
+TEST(Program, AnInterruptedCallIsKeptAsAFailedOneAndEndsAsInterrupted) {
+    const TemporaryFolder home;
+    const auto file = longRecording(home);
+    Program recording{vostel, {"record", file.string(), file.string()}, home.path()};
+    const auto database = supportIn(home) / "com.vostel.vostel/Vostel.sqlite";
+    const auto state = [&]() -> std::optional<RecordingSummary> {
+        if (!std::filesystem::exists(database)) return std::nullopt;
+        auto store = openStore(database);
+        if (!store) return std::nullopt;
+        const auto listed = Recordings{*store}.list({});
+        return listed && !listed->entries.empty() ? std::optional{listed->entries.front()} : std::nullopt;
+    };
+    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    const auto isTranscribing = [&] {
+        const auto summary = state();
+        return summary && summary->state == RecordingSummary::State::transcribing;
+    };
+    while (!isTranscribing() && std::chrono::steady_clock::now() < giveUp) ::poll(nullptr, 0, 10);
+
+    recording.signal(SIGINT);
+    EXPECT_EQ(recording.status(), -SIGINT);
+    EXPECT_EQ(recording.errors(), "The transcription was cancelled.\n");
+    const auto summary = state();
+    ASSERT_TRUE(summary);
+    EXPECT_EQ(summary->state, RecordingSummary::State::failed);
+    EXPECT_EQ(summary->failureReason, "The transcription was cancelled.");
+}
+
+TEST(ProgramOnTerminal, AsksForConfirmationWhileItServes) {
+    const TemporaryFolder home;
+    ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
+    ASSERT_EQ(ran(home, {"words", "add", "two"}).status, 0);
+    ProgramOnTerminal program{vostel, {"serve"}, home.path()};
+    ASSERT_TRUE(program.shows("Vostel serves AI clients on this machine until you press Ctrl-C.")) << program.screen();
+
+    EXPECT_TRUE(isFailure(removed(home, "one")));
+    ASSERT_TRUE(program.shows("Remove the vocabulary rule for \"one\"")) << program.screen();
+    ASSERT_TRUE(program.shows("Do it? y/n: ")) << program.screen();
+    EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({})))) << "the question holds up nobody";
+    program.type("perhaps\n");
+    ASSERT_TRUE(program.shows("Please answer y or n: ")) << program.screen();
+    program.type("y\n");
+    ASSERT_TRUE(program.shows("Confirmed; removed 'one'.")) << program.screen();
+    EXPECT_FALSE(isFailure(removed(home, "one")));
+
+    EXPECT_TRUE(isFailure(removed(home, "two")));
+    ASSERT_TRUE(program.shows("Do it? y/n: ")) << program.screen();
+    EXPECT_EQ(ran(home, {"deny", ran(home, {"pending"}).output.substr(0, 36)}).status, 0);
+    ASSERT_TRUE(program.shows("This request no longer waits")) << program.screen();
+
+    program.type("\x04");
+    ASSERT_TRUE(program.shows("Vostel goes on serving")) << program.screen();
+    EXPECT_EQ(textOf(removed(home, "two")), "The user denied this action. It was not performed.");
+    program.type("\x03");
+    EXPECT_EQ(program.status(), 0);
+}
+
+TEST(ProgramOnTerminal, ShowsHowFarATranscriptionIs) {
+    const TemporaryFolder home;
+    ProgramOnTerminal program{vostel, {"dictate", spoken("0930").string()}, home.path()};
+    ASSERT_TRUE(program.shows("\r\x1B[KTranscribing  [                                        ]   0%"))
+        << program.screen();
+    ASSERT_TRUE(program.shows("] 100%\r\x1B[K")) << program.screen();
+    EXPECT_TRUE(program.shows("he might even have been made amiable himself\r\n")) << program.screen();
+    EXPECT_EQ(program.status(), 0);
+}
+
+TEST(ProgramOnTerminal, CtrlCEndsLongWork) {
+    const TemporaryFolder home;
+    ProgramOnTerminal program{vostel, {"dictate", longRecording(home).string()}, home.path()};
+    ASSERT_TRUE(program.shows("   1%")) << program.screen();
+    program.type("\x03");
+    EXPECT_TRUE(program.shows("The transcription was cancelled.")) << program.screen();
+    EXPECT_EQ(program.status(), -SIGINT);
+}
+
+} // namespace vostel_companion
