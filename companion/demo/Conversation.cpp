@@ -3,15 +3,9 @@
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/MCPLine.h"
 
-#include <cerrno>
-#include <cmath>
-#include <csignal>
-#include <cstdlib>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-extern char** environ;
+#include <algorithm>
+#include <cstdio>
+#include <utility>
 
 namespace vostel_companion {
 
@@ -34,39 +28,9 @@ void show(const char* arrow, std::string_view line) {
 } // namespace
 
 std::expected<std::unique_ptr<Conversation>, PosixError> Conversation::begin(const std::string& server) {
-    int toServer[2];
-    int fromServer[2];
-    if (pipe(toServer) != 0) return std::unexpected(PosixError{errno});
-    if (pipe(fromServer) != 0) return std::unexpected(PosixError{errno});
-    // A server that has ended must show as a sentence, not end the demo.
-    std::signal(SIGPIPE, SIG_IGN);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, toServer[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, fromServer[1], STDOUT_FILENO);
-    for (const int end : {toServer[0], toServer[1], fromServer[0], fromServer[1]}) {
-        posix_spawn_file_actions_addclose(&actions, end);
-    }
-    char* const arguments[] = {const_cast<char*>(server.c_str()), nullptr};
-    pid_t child = 0;
-    const int failure = posix_spawn(&child, server.c_str(), &actions, nullptr, arguments, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(toServer[0]);
-    close(fromServer[1]);
-    if (failure != 0) {
-        close(toServer[1]);
-        close(fromServer[0]);
-        return std::unexpected(PosixError{failure});
-    }
-    return std::unique_ptr<Conversation>{new Conversation{child, fdopen(toServer[1], "w"), fdopen(fromServer[0], "r")}};
-}
-
-Conversation::~Conversation() {
-    std::fclose(input_);
-    int status = 0;
-    while (waitpid(server_, &status, 0) < 0 && errno == EINTR) {}
-    std::fclose(output_);
+    auto started = Child::start({server});
+    if (!started) return std::unexpected(started.error());
+    return std::unique_ptr<Conversation>{new Conversation{*std::move(started)}};
 }
 
 std::expected<MCPValue, std::string> Conversation::ask(std::string_view method, MCPValue params) {
@@ -97,16 +61,11 @@ void Conversation::say(const Message& message) {
     Bytes line;
     if (!appendLine(message, line)) return;
     show("->", line.text());
-    std::fwrite(line.data(), 1, line.size(), input_);
-    std::fflush(input_);
+    server_->write(line.text());
 }
 
 std::expected<MCPValue, std::string> Conversation::hear() {
-    char* line = nullptr;
-    std::size_t capacity = 0;
-    const ssize_t length = getline(&line, &capacity, output_);
-    const std::string text = length > 0 ? std::string(line, static_cast<std::size_t>(length)) : std::string{};
-    std::free(line);
+    const std::string text = server_->readLine();
     if (text.empty()) return std::unexpected("The server ended without an answer.");
     show("<-", text);
     auto message = readJSON(text);

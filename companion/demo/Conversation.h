@@ -1,15 +1,16 @@
 // One conversation with vostel-mcp as an AI client would hold it, shown to a person line by line.
 #pragma once
 
+#include "companion/demo/Child.h"
 #include "kit/jsonrpc/MCPMessages.h"
 #include "kit/support/PosixError.h"
 
-#include <cstdio>
+#include <cstdint>
 #include <expected>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
+#include <utility>
 
 namespace vostel_companion {
 
@@ -22,8 +23,6 @@ public:
 
     Conversation(const Conversation&) = delete;
     Conversation& operator=(const Conversation&) = delete;
-    /// Closes the server's input and waits for its end.
-    ~Conversation();
 
     /// Sends a request and waits for its response, showing both, and the progress in between. Fails with a sentence
     /// when the server ends or answers with an error.
@@ -36,15 +35,13 @@ public:
                                                                           VostelMCPKit::MCPValue arguments);
 
 private:
-    Conversation(pid_t server, std::FILE* input, std::FILE* output) : server_{server}, input_{input}, output_{output} {}
+    explicit Conversation(std::unique_ptr<Child> server) : server_{std::move(server)} {}
 
     template <class Message>
     void say(const Message& message);
     std::expected<VostelMCPKit::MCPValue, std::string> hear();
 
-    const pid_t server_;
-    std::FILE* const input_;
-    std::FILE* const output_;
+    const std::unique_ptr<Child> server_;
     std::int64_t lastID_ = 0;
 };
 

@@ -1,13 +1,19 @@
-// Shows the main job: an AI client asks vostel-mcp for the words of a recording, and gets them.
+// Shows what the program is for: an AI client has a recording transcribed, teaches a word, sees the next transcription
+// follow it, and asks for the word to be forgotten again, which a person has to confirm.
 //
 //     vostel-demo SERVER RECORDING
 //
-// HOME is a folder made for the occasion; the server launches the application inside its own bundle.
+// HOME is a folder made for the occasion. The server launches the application inside its own bundle; its command line,
+// which stands in for the person, is the executable Vostel beside the server.
 
 #include "companion/demo/Conversation.h"
+#include "companion/demo/Rule.h"
+#include "kit/jsonrpc/JSONWriter.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <tuple>
 
 using namespace vostel_companion;
 using VostelMCPKit::MCPValue;
@@ -17,6 +23,7 @@ namespace {
 void heading(const char* text) { std::printf("\n== %s\n", text); }
 
 [[noreturn]] void giveUp(const std::string& reason) {
+    std::fflush(stdout);
     std::fprintf(stderr, "\n%s\n", reason.c_str());
     std::exit(EXIT_FAILURE);
 }
@@ -26,28 +33,63 @@ MCPValue answered(std::expected<MCPValue, std::string> answer) {
     return *std::move(answer);
 }
 
-std::string textOf(const MCPValue& result) {
-    const MCPValue* structured = result["structuredContent"];
-    const MCPValue* text = structured != nullptr ? (*structured)["text"] : nullptr;
-    if (text == nullptr || !text->asString()) giveUp("The call brought no text.");
-    return std::string{*text->asString()};
+bool isError(const MCPValue& result) {
+    const MCPValue* flag = result["isError"];
+    return flag != nullptr && flag->asBool() == true;
 }
 
-} // namespace
+/// What the application says in a sentence, which is all that a failed call brings.
+std::string sentenceIn(const MCPValue& result) {
+    const MCPValue* content = result["content"];
+    const auto blocks = content != nullptr ? content->asArray() : std::nullopt;
+    const MCPValue* text = blocks && !blocks->empty() ? (*blocks)[0]["text"] : nullptr;
+    return std::string{text != nullptr ? text->asString().value_or("") : ""};
+}
 
-int main(int argc, char** argv) {
-    if (argc != 3) giveUp("usage: vostel-demo SERVER RECORDING");
-    auto conversation = Conversation::begin(argv[1]);
-    if (!conversation) giveUp("The server could not be started: " + conversation.error().systemText() + ".");
-    Conversation& client = **conversation;
+/// The structured content of a call that succeeded.
+MCPValue contentOf(const MCPValue& result) {
+    const MCPValue* structured = result["structuredContent"];
+    if (isError(result) || structured == nullptr) giveUp(sentenceIn(result));
+    return *structured;
+}
 
+std::string transcribe(Conversation& client, const std::string& recording) {
+    const MCPValue content =
+        contentOf(answered(client.call("transcribe_file", MCPValue::object({{"path", recording}}))));
+    const MCPValue* text = content["text"];
+    return std::string{text != nullptr ? text->asString().value_or("") : ""};
+}
+
+void print(const MCPValue& content) {
+    VostelMCPKit::Bytes text;
+    std::ignore = VostelMCPKit::writeJSON(content, text);
+    std::printf("\n   %s\n", std::string{text.text()}.c_str());
+}
+
+/// Runs a verb of the application as a person would, and returns its first line.
+std::string personRuns(const std::filesystem::path& application, std::vector<std::string> arguments) {
+    std::printf("$ Vostel");
+    for (const std::string& argument : arguments) std::printf(" %s", argument.c_str());
+    std::printf("\n");
+    std::fflush(stdout);
+    arguments.insert(arguments.begin(), application.string());
+    const auto child = Child::start(arguments);
+    if (!child) giveUp("Vostel could not be started: " + child.error().systemText() + ".");
+    std::string first;
+    for (std::string line = (*child)->readLine(); !line.empty(); line = (*child)->readLine()) {
+        std::printf("%s", line.c_str());
+        if (first.empty()) first = line;
+    }
+    return first;
+}
+
+void introduce(Conversation& client) {
     heading("The client introduces itself");
-    const auto introduction = MCPValue::object({
-        {"protocolVersion", "2025-06-18"},
-        {"capabilities", MCPValue::object({})},
-        {"clientInfo", MCPValue::object({{"name", "demo"}, {"version", "1"}})},
-    });
-    answered(client.ask("initialize", introduction));
+    answered(client.ask("initialize", MCPValue::object({
+                                          {"protocolVersion", "2025-06-18"},
+                                          {"capabilities", MCPValue::object({})},
+                                          {"clientInfo", MCPValue::object({{"name", "demo"}, {"version", "1"}})},
+                                      })));
     client.notify("notifications/initialized");
 
     heading("It asks for the tools");
@@ -59,11 +101,58 @@ int main(int argc, char** argv) {
         const MCPValue* name = tool["name"];
         if (name != nullptr) std::printf("   %s\n", std::string{name->asString().value_or("?")}.c_str());
     }
+}
 
+void teach(Conversation& client, const Rule& rule, const std::string& recording, const std::string& before) {
+    heading("The client teaches a word");
+    const MCPValue rules =
+        MCPValue::array({MCPValue::object({{"word", rule.word}, {"replacement", rule.replacement}})});
+    print(contentOf(answered(client.call("vocabulary_add", MCPValue::object({{"rules", rules}})))));
+
+    heading("The next transcription follows it");
+    const std::string after = transcribe(client, recording);
+    std::printf("\n   before  %s\n   after   %s\n", before.c_str(), after.c_str());
+    if (after == before || !after.contains(rule.replacement)) giveUp("The rule was not applied.");
+}
+
+void forget(Conversation& client, const Rule& rule, const std::filesystem::path& application) {
+    const auto remove = [&] {
+        return answered(client.call("vocabulary_remove", MCPValue::object({{"words", MCPValue::array({rule.word})}})));
+    };
+    heading("The client asks for the word to be forgotten: that waits for the person");
+    const MCPValue pending = remove();
+    if (!isError(pending)) giveUp("The word was forgotten without asking.");
+    std::printf("\n   %s\n", sentenceIn(pending).c_str());
+
+    heading("The person looks, and confirms");
+    const std::string waiting = personRuns(application, {"pending"});
+    personRuns(application, {"confirm", waiting.substr(0, waiting.find(' '))});
+
+    heading("The client asks again, and is told the outcome");
+    print(contentOf(remove()));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) giveUp("usage: vostel-demo SERVER RECORDING");
+    const std::string server = argv[1];
+    const std::string recording = argv[2];
+    auto conversation = Conversation::begin(server);
+    if (!conversation) giveUp("The server could not be started: " + conversation.error().systemText() + ".");
+    Conversation& client = **conversation;
+
+    introduce(client);
     heading("It has a recording transcribed; the application is launched for it");
-    const MCPValue result = answered(client.call("transcribe_file", MCPValue::object({{"path", argv[2]}})));
+    const std::string words = transcribe(client, recording);
+    std::printf("\n   %s\n", words.c_str());
 
-    heading("The words");
-    std::printf("%s\n", textOf(result).c_str());
+    const auto rule = ruleThatChanges(words);
+    if (!rule) {
+        std::printf("No words were recognised, so there is none to teach.\n");
+        return EXIT_SUCCESS;
+    }
+    teach(client, *rule, recording, words);
+    forget(client, *rule, std::filesystem::path{server}.parent_path() / "Vostel");
     return EXIT_SUCCESS;
 }

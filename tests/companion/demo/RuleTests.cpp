@@ -1,0 +1,28 @@
+#include "companion/demo/Rule.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_companion {
+
+TEST(RuleThatChanges, IsForTheLongestWordAndCannotBeMissed) {
+    struct Row {
+        const char* when;
+        const char* text;
+        std::optional<Rule> rule;
+    };
+    const Row rows[] = {
+        {"nothing", "", std::nullopt},
+        {"spaces", "  ", std::nullopt},
+        {"one word", "hello", Rule{"hello", "HELLO"}},
+        {"the first of two long ones", "a dashwood had leisures", Rule{"dashwood", "DASHWOOD"}},
+        {"the last", "to consider", Rule{"consider", "CONSIDER"}},
+        {"capitals already", "NATO", Rule{"NATO", "[NATO]"}},
+        {"letters without ASCII capitals", "да", Rule{"да", "[да]"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(ruleThatChanges(row.text), row.rule);
+    }
+}
+
+} // namespace vostel_companion
