@@ -1,0 +1,224 @@
+// Kills the real program in the middle of its work, looks at what it left, and starts it again.
+#include "companion/store/Places.h"
+#include "companion/store/Recordings.h"
+#include "companion/store/SHA256.h"
+#include "companion/store/Schema.h"
+#include "companion/store/Transcripts.h"
+#include "companion/store/Vocabulary.h"
+#include "tests/companion/support/Application.h"
+#include "tests/companion/support/SoundFile.h"
+#include "tests/e2e/TemporaryFolder.h"
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+using namespace VostelMCPKit;
+using vostel_tests::Application;
+using vostel_tests::connected;
+using vostel_tests::isFailure;
+using vostel_tests::spoken;
+using vostel_tests::supportIn;
+using vostel_tests::TemporaryFolder;
+using vostel_tests::textOf;
+
+namespace {
+
+/// The answer to one call.
+std::optional<MCPWireResponse> call(const TemporaryFolder& home, std::string_view tool, const MCPValue& arguments) {
+    const auto client = connected(home.path());
+    client->request(tool, arguments);
+    return client->response();
+}
+
+MCPValue path(const std::filesystem::path& file) { return MCPValue::object({{"path", file.string()}}); }
+
+const MCPValue german = MCPValue::object({{"identifier", "de"}});
+
+/// The database as the dead program left it, found to be sound.
+Database soundDatabase(const TemporaryFolder& home) {
+    auto database = openStore(Places::in(supportIn(home.path())).database().string());
+    if (!database) {
+        ADD_FAILURE() << database.error().description();
+        std::abort();
+    }
+    const auto sound = checkIntegrity(*database);
+    EXPECT_TRUE(sound) << sound.error().description();
+    return *std::move(database);
+}
+
+std::size_t numberOfFiles(const std::filesystem::path& folder) {
+    std::error_code missing;
+    const std::filesystem::directory_iterator files{folder, missing};
+    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+/// Describes a model of 200 MB, most of which is a hole.
+void writeCatalogue(const TemporaryFolder& home) {
+    const std::filesystem::path source = home.path() / "model.bin";
+    vostel_tests::writeFile(source, "");
+    std::filesystem::resize_file(source, 200 << 20);
+    SHA256 sum;
+    for (int piece = 0; piece < 200; ++piece) sum.add(std::string(1 << 20, '\0'));
+    vostel_tests::writeFile(Places::in(supportIn(home.path())).catalogue(),
+                            R"({"models":[{"identifier":"de","displayName":"German","source":")" + source.string() +
+                                R"(","sha256":")" + sum.finish() + R"("}]})");
+    std::filesystem::permissions(Places::in(supportIn(home.path())).folder, std::filesystem::perms::owner_all);
+}
+
+} // namespace
+
+TEST(ApplicationCrash, EveryAcknowledgedRuleSurvives) {
+    const TemporaryFolder home;
+    std::mt19937 random{20260830};
+    std::vector<std::string> acknowledged;
+    int number = 0;
+    for (int round = 0; round < 8; ++round) {
+        SCOPED_TRACE(round);
+        Application application{home.path()};
+        ASSERT_TRUE(connected(home.path())->connected());
+        // Another moment in every round.
+        const auto delay = std::chrono::microseconds{std::uniform_int_distribution{0, 30'000}(random)};
+        std::thread killer{[&] {
+            std::this_thread::sleep_for(delay);
+            application.signal(SIGKILL);
+        }};
+        while (true) {
+            const std::string word = "word" + std::to_string(number++);
+            vostel_tests::CompanionClient client{supportIn(home.path())};
+            if (!client.connected()) break;
+            const MCPValue rule = MCPValue::object({{"word", word}, {"replacement", "x"}});
+            client.request("vocabulary_add", MCPValue::object({{"rules", MCPValue::array({rule})}}));
+            const auto answer = client.response();
+            if (!answer) break;
+            EXPECT_EQ(textOf(answer), "1 outcome.\nadded: " + word + " → x");
+            acknowledged.push_back(word);
+        }
+        killer.join();
+        EXPECT_EQ(application.exitStatus(), -SIGKILL);
+
+        Database database = soundDatabase(home);
+        const auto rules = Vocabulary{database}.list();
+        ASSERT_TRUE(rules);
+        for (const std::string& word : acknowledged)
+            EXPECT_NE(std::ranges::find(*rules, word, &VocabularyRule::word), rules->end()) << word;
+    }
+    EXPECT_GT(acknowledged.size(), 8U) << "the program had time to do something";
+}
+
+TEST(ApplicationCrash, ATranscriptIsThereWholeOrNotAtAll) {
+    const TemporaryFolder home;
+    const auto transcripts = Places::in(supportIn(home.path())).transcripts();
+    {
+        Application application{home.path()};
+        const auto client = connected(home.path());
+        client->request("transcribe_file", path(spoken("0930")));
+        ASSERT_TRUE(client->next()) << "the first progress";
+        application.signal(SIGKILL);
+        EXPECT_FALSE(client->response());
+        EXPECT_EQ(application.exitStatus(), -SIGKILL);
+        Database database = soundDatabase(home);
+        EXPECT_EQ(Transcripts{database}.list({})->totalCount, 0);
+        EXPECT_EQ(numberOfFiles(transcripts), 0U);
+    }
+    {
+        Application application{home.path()};
+        EXPECT_EQ(textOf(call(home, "transcribe_file", path(spoken("0930")))),
+                  "he might even have been made amiable himself");
+        // Acknowledged, so it must be on the disk by now.
+        application.signal(SIGKILL);
+        EXPECT_EQ(application.exitStatus(), -SIGKILL);
+    }
+    Database database = soundDatabase(home);
+    const auto stored = Transcripts{database}.list({});
+    ASSERT_EQ(stored->entries.size(), 1U);
+    EXPECT_EQ(Transcripts{database}.find(stored->entries[0].id).value()->segments.size(), 8U);
+    EXPECT_EQ(numberOfFiles(transcripts), 1U);
+}
+
+TEST(ApplicationCrash, AnInstallationThatDiedLeavesNoTraceAndCanBeRepeated) {
+    const TemporaryFolder home;
+    writeCatalogue(home);
+    const auto models = Places::in(supportIn(home.path())).models();
+    {
+        Application application{home.path()};
+        const auto client = connected(home.path());
+        client->request("model_install", german);
+        ASSERT_TRUE(client->next()) << "the first progress";
+        application.signal(SIGKILL);
+        EXPECT_EQ(application.exitStatus(), -SIGKILL);
+        EXPECT_EQ(numberOfFiles(models / ".staging"), 1U);
+        EXPECT_FALSE(std::filesystem::exists(models / "de"));
+    }
+    const Application application{home.path()};
+    ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it has recovered before it answers";
+    EXPECT_EQ(numberOfFiles(models / ".staging"), 0U);
+    EXPECT_EQ(textOf(call(home, "model_install", german)), "The model de is installed.");
+    EXPECT_EQ(std::filesystem::file_size(models / "de/model.bin"), 200U << 20);
+}
+
+TEST(ApplicationCrash, ATerminationCancelsAnInstallation) {
+    const TemporaryFolder home;
+    writeCatalogue(home);
+    Application application{home.path()};
+    const auto client = connected(home.path());
+    client->request("model_install", german);
+    ASSERT_TRUE(client->next()) << "the first progress";
+    application.signal(SIGTERM);
+    EXPECT_EQ(textOf(client->response()), "The installation was cancelled; nothing was installed.");
+    EXPECT_EQ(application.exitStatus(), 0);
+    EXPECT_EQ(application.complaints(), "");
+    EXPECT_EQ(numberOfFiles(Places::in(supportIn(home.path())).models() / ".staging"), 0U);
+    EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
+}
+
+TEST(ApplicationCrash, TheNextStartPerformsWhatWasConfirmedAndFailsWhatWasAbandoned) {
+    const TemporaryFolder home;
+    writeCatalogue(home);
+    const Places places = Places::in(supportIn(home.path()));
+    {
+        Application application{home.path()};
+        EXPECT_EQ(textOf(call(home, "model_install", german)), "The model de is installed.");
+        EXPECT_TRUE(isFailure(call(home, "model_remove", german)));
+        application.signal(SIGKILL);
+        EXPECT_EQ(application.exitStatus(), -SIGKILL);
+    }
+    UUID id;
+    id.bytes[15] = 1;
+    {
+        // As if another one had died between the person's answer and its consequence, and a third while it recorded.
+        Database database = soundDatabase(home);
+        ASSERT_TRUE(database.execute("UPDATE confirmations SET decision = 'confirmed'"));
+        ASSERT_TRUE(Recordings{database}.begin(id, Moment{1s}));
+        vostel_tests::writeFile(places.downloads() / "abc/audio.webm", "sound");
+    }
+    const Application application{home.path()};
+    ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it has recovered before it answers";
+    EXPECT_FALSE(std::filesystem::exists(places.models() / "de"));
+    EXPECT_FALSE(std::filesystem::exists(places.downloads()));
+    EXPECT_EQ(textOf(call(home, "model_remove", german)),
+              "The user confirmed this action, and it has been performed.\nThe model de was removed.");
+    Database database = soundDatabase(home);
+    EXPECT_EQ(Recordings{database}.find(id).value()->summary.state, RecordingSummary::State::failed);
+}
+
+TEST(ApplicationCrash, ADamagedDatabaseIsReportedAndLeftAsItIs) {
+    const TemporaryFolder home;
+    const std::string letter(5000, 'x');
+    const auto database = Places::in(supportIn(home.path())).database();
+    vostel_tests::writeFile(database, letter);
+    std::filesystem::permissions(database.parent_path(), std::filesystem::perms::owner_all);
+    Application application{home.path()};
+    EXPECT_EQ(application.exitStatus(), 2);
+    EXPECT_EQ(application.complaints(),
+              "Vostel's database " + database.string() +
+                  " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
+                  "move it away.\n");
+    EXPECT_EQ(std::filesystem::file_size(database), letter.size());
+    EXPECT_FALSE(std::filesystem::exists(database.parent_path() / "mcp.sock"));
+}
+
+} // namespace vostel_companion
