@@ -6,15 +6,15 @@
 namespace vostel_mcp {
 
 void LineChannel::push(std::vector<std::string> lines) {
-    const std::lock_guard lock{mutex_};
+    std::unique_lock lock{mutex_};
     std::move(lines.begin(), lines.end(), std::back_inserter(lines_));
-    if (!lines_.empty()) wakeConsumer();
+    if (!lines_.empty()) wakeConsumer(std::move(lock));
 }
 
 void LineChannel::finish() {
-    const std::lock_guard lock{mutex_};
+    std::unique_lock lock{mutex_};
     finished_ = true;
-    wakeConsumer();
+    wakeConsumer(std::move(lock));
 }
 
 VostelMCPKit::Task<std::optional<std::string>> LineChannel::next() {
@@ -36,9 +36,12 @@ bool LineChannel::waitsFor(std::coroutine_handle<> consumer, VostelMCPKit::Execu
     return true;
 }
 
-/// Called under the lock, like every notification: the consumer must not be gone before it is complete.
-void LineChannel::wakeConsumer() {
-    if (consumer_) consumerExecutor_->post(std::exchange(consumer_, nullptr));
+/// Unlocks first, so that the consumer does not wake up to a closed door. Until it is posted it cannot go away.
+void LineChannel::wakeConsumer(std::unique_lock<std::mutex> lock) {
+    const auto consumer = std::exchange(consumer_, nullptr);
+    VostelMCPKit::Executor* const executor = consumerExecutor_;
+    lock.unlock();
+    if (consumer) executor->post(consumer);
 }
 
 } // namespace vostel_mcp

@@ -36,7 +36,7 @@ private:
 
     Arrival arrival() { return {*this}; }
     bool waitsFor(std::coroutine_handle<> consumer, VostelMCPKit::Executor* executor);
-    void wakeConsumer();
+    void wakeConsumer(std::unique_lock<std::mutex> lock);
 
     std::mutex mutex_;
     std::deque<std::string> lines_;

@@ -10,6 +10,9 @@ using namespace VostelMCPKit;
 
 namespace {
 
+/// From here on, in bytes, what a response leaves in the allocator is more than a helper may idle with.
+constexpr std::size_t largeLine = 4 << 20;
+
 const MCPValue* member(const std::optional<MCPValue>& params, std::string_view key) {
     return params ? (*params)[key] : nullptr;
 }
@@ -114,7 +117,9 @@ Task<void> MCPCallProxy::write(MCPResponse response) {
     Bytes line;
     if (!appendLine(response, line)) co_return;
     response = {};
+    const bool isLarge = line.size() > largeLine;
     std::ignore = co_await uses_.standardOutput.send(std::move(line));
+    if (isLarge) uses_.releaseFreeMemory();
 }
 
 Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vector<MCPWireProgress> progress) {

@@ -9,6 +9,7 @@
 #include "server/MCPSocketClient.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -27,6 +28,8 @@ public:
         /// waiting.
         VostelMCPKit::Executor& calls;
         VostelMCPKit::UUIDSource makeUUID;
+        /// Gives what the allocator keeps back to the system; called when a large response is out. Takes milliseconds.
+        std::function<void()> releaseFreeMemory;
     };
 
     MCPCallProxy(VostelMCPKit::Executor& executor, Uses uses) : Actor{executor}, uses_{std::move(uses)} {}

@@ -3,6 +3,7 @@
 #include "server/platform/Platform.h"
 
 #include <cerrno>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <pthread.h>
@@ -60,13 +61,14 @@ public:
         std::optional<EndedThread> reused;
         {
             const std::lock_guard lock{mutex_};
+            // The oldest: the latest is probably still on its way out, and joining it would mean to wait.
             if (!ended_.empty()) {
-                reused = ended_.back();
-                ended_.pop_back();
+                reused = ended_.front();
+                ended_.pop_front();
             }
             while (ended_.size() > keptStacks) {
-                surplus.push_back(ended_.back());
-                ended_.pop_back();
+                surplus.push_back(ended_.front());
+                ended_.pop_front();
             }
         }
         // A thread in the list has nothing left to do, so joining it takes a moment at most.
@@ -81,7 +83,7 @@ public:
 
 private:
     std::mutex mutex_;
-    std::vector<EndedThread> ended_;
+    std::deque<EndedThread> ended_;
 };
 
 /// Never destroyed: threads may still be ending when the process leaves.

@@ -79,7 +79,7 @@ int main() {
     MCPHandshake::Forwarding forwarding = nullptr;
     if (socketClient) {
         forwarding = std::make_shared<MCPCallProxy>(
-            proxyTurn, MCPCallProxy::Uses{**socketClient, standardOutput, calls, randomUUID});
+            proxyTurn, MCPCallProxy::Uses{**socketClient, standardOutput, calls, randomUUID, releaseFreeMemory});
     } else {
         forwarding = std::unexpected(socketClient.error());
     }

@@ -34,5 +34,7 @@ extern const int sendFlags;
 
 /// Tells the allocator to give large blocks back to the system as soon as they are freed. Called once, at start.
 void keepIdleMemorySmall();
+/// Gives what the allocator holds of freed small blocks back to the system. Thread-safe.
+void releaseFreeMemory();
 
 } // namespace vostel_mcp

@@ -36,4 +36,6 @@ void keepIdleMemorySmall() {
     mallopt(M_ARENA_MAX, 2);
 }
 
+void releaseFreeMemory() { malloc_trim(0); }
+
 } // namespace vostel_mcp

@@ -4,6 +4,7 @@
 #import <AppKit/AppKit.h>
 #import <Foundation/Foundation.h>
 #include <cerrno>
+#include <malloc/malloc.h>
 #include <pthread.h>
 #include <sys/socket.h>
 
@@ -92,5 +93,7 @@ const int sendFlags = 0;
 
 // The system's allocator returns large blocks by itself.
 void keepIdleMemorySmall() {}
+
+void releaseFreeMemory() { malloc_zone_pressure_relief(/*every zone*/ nullptr, /*as much as possible*/ 0); }
 
 } // namespace vostel_mcp

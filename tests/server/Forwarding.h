@@ -23,6 +23,7 @@ struct Forwarding {
     FakeLauncher launcher;
     FakeClock clock;
     RecordingOutput output;
+    int memoryReleases = 0;
     vostel_mcp::SerialExecutor proxyTurn;
     vostel_mcp::SerialExecutor outputTurn;
     vostel_mcp::CallerExecutor calls;
@@ -31,7 +32,8 @@ struct Forwarding {
         *vostel_mcp::MCPSocketClient::make("/home/me/Library/Application Support", launcher.launcher(),
                                            {application.connector(), threads.starter(), clock.now(), clock.sleep()});
     std::shared_ptr<vostel_mcp::MCPCallProxy> proxy = std::make_shared<vostel_mcp::MCPCallProxy>(
-        proxyTurn, vostel_mcp::MCPCallProxy::Uses{*client, standardOutput, calls, [this] { return nextUUID(); }});
+        proxyTurn, vostel_mcp::MCPCallProxy::Uses{*client, standardOutput, calls, [this] { return nextUUID(); },
+                                                  [this] { ++memoryReleases; }});
 
     Forwarding() = default;
     Forwarding(const Forwarding&) = delete;

@@ -74,6 +74,18 @@ TEST_F(MCPCallProxyTest, TheResultIsPassedOnUnread) {
     }
 }
 
+TEST_F(MCPCallProxyTest, FreeMemoryIsReleasedOnceALargeResultIsOut) {
+    for (const auto& [length, releases] : {std::pair{1000, 0}, {5'000'000, 1}}) {
+        SCOPED_TRACE(length);
+        const std::string text = '"' + std::string(static_cast<std::size_t>(length), 'a') + '"';
+        application.answers({answer(text)});
+        handle(call("1"));
+        threads.runAll();
+        EXPECT_EQ(output.takeLines(), Lines{result("1", text)});
+        EXPECT_EQ(memoryReleases, releases);
+    }
+}
+
 TEST_F(MCPCallProxyTest, ACallWithoutAStringForItsNameIsRefusedAtOnce) {
     struct Row {
         const char* when;
