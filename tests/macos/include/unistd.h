@@ -5,4 +5,6 @@
 #include_next <unistd.h>
 #undef getentropy
 
+extern "C" int getpeereid(int socket, uid_t* user, gid_t* group);
+
 #pragma GCC poison close_range dup3 execvpe gettid pipe2
