@@ -2,6 +2,8 @@
 #include "companion/store/Transcripts.h"
 #include "tests/companion/store/StoreFixture.h"
 
+#include <initializer_list>
+
 namespace vostel_companion {
 
 using VostelMCPKit::UUID;
@@ -31,7 +33,7 @@ TEST(IDPrefix, BeginsAnIDInItsCanonicalForm) {
 TEST(IDPrefix, FindsWhatBeginsWithItUpToTwo) {
     Database database = openInMemory();
     Transcripts transcripts{database};
-    for (std::uint8_t id : {0x1A, 0x1B, 0x2C}) {
+    for (const std::uint8_t id : std::initializer_list<std::uint8_t>{0x1A, 0x1B, 0x2C}) {
         ASSERT_TRUE(transcripts.add(uuid(id), {at(0), {TranscriptSource::Kind::file, "/a"}, {}, {}, "", {}}));
     }
     const std::string start = "00000000-0000-0000-0000-0000000000";
