@@ -1,0 +1,78 @@
+#include "companion/tools/PartedText.h"
+#include "companion/tools/ResultSize.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace vostel_companion {
+
+using VostelMCPKit::MCPToolError;
+using VostelMCPKit::MCPToolOutcome;
+
+namespace {
+
+MCPToolOutcome textOf(std::size_t bytes) { return {MCPToolOutcome::Text{std::string(bytes, 'x'), std::nullopt}}; }
+
+} // namespace
+
+TEST(FittingOutcome, HasAllItemsWhenTheyFit) {
+    std::vector<std::size_t> asked;
+    const auto build = [&](std::size_t count) {
+        asked.push_back(count);
+        return textOf(count);
+    };
+    EXPECT_EQ(fittingOutcome(1000, build), textOf(1000));
+    EXPECT_EQ(fittingOutcome(0, build), textOf(0));
+    EXPECT_EQ(asked, (std::vector<std::size_t>{1000, 0}));
+}
+
+TEST(FittingOutcome, TakesAQuarterLessUntilTheRestFits) {
+    std::vector<std::size_t> asked;
+    const MCPToolOutcome outcome = fittingOutcome(20, [&](std::size_t count) {
+        asked.push_back(count);
+        return textOf(count << 20);
+    });
+    EXPECT_EQ(asked, (std::vector<std::size_t>{20, 15, 11, 8}));
+    EXPECT_LE(resultSize(outcome), largestResult);
+}
+
+TEST(FittingOutcome, IsAFailureWhenNothingFits) {
+    const auto build = [](std::size_t) { return textOf(largestResult); };
+    EXPECT_EQ(fittingOutcome(3, build), (MCPToolOutcome{MCPToolError{"The result is too large to be sent."}}));
+}
+
+TEST(ResultSize, CountsWhatTheClientIsSent) {
+    // A quotation mark and a line break take two bytes each in JSON, and the fence has its own.
+    EXPECT_EQ(resultSize({MCPToolOutcome::Text{"\"\n", std::nullopt}}), resultSize(textOf(4)));
+    EXPECT_EQ(resultSize(textOf(1000)), resultSize(textOf(0)) + 1000);
+}
+
+TEST(PartedText, ShowsAllOrTheFirstPartsAndSavesTheWholeOnlyWhenItIsCut) {
+    int saved = 0;
+    const auto save = [&] {
+        ++saved;
+        return std::optional<std::string>{"/a.txt"};
+    };
+    PartedText text{"één two three", {5, 9, 15}, save};
+    EXPECT_EQ(text.parts(), 3U);
+    EXPECT_EQ(text.shown(3), "één two three");
+    EXPECT_EQ(saved, 0);
+    EXPECT_EQ(text.shown(2),
+              "één two\n\n[TRUNCATED: showing first 7 of 13 characters.] Full transcript saved at: /a.txt");
+    EXPECT_EQ(text.shown(0), "\n\n[TRUNCATED: showing first 0 of 13 characters.] Full transcript saved at: /a.txt");
+    EXPECT_EQ(saved, 1);
+
+    PartedText unsaved{"one two", {3, 7}, [] { return std::nullopt; }};
+    EXPECT_EQ(unsaved.shown(1),
+              "one\n\n[TRUNCATED: showing first 3 of 7 characters.] Full transcript was not yet saved to disk.");
+}
+
+TEST(PartedText, EndsThatDoNotFitTheTextNeverCutACharacter) {
+    PartedText text{"één two", {1, 4, 400}, [] { return std::nullopt; }};
+    EXPECT_EQ(text.parts(), 2U);
+    EXPECT_TRUE(text.shown(1).starts_with("\n\n[TRUNCATED: showing first 0 of 7 characters.]")) << text.shown(1);
+    EXPECT_TRUE(text.shown(0).starts_with("\n\n[TRUNCATED: showing first 0 of 7 characters.]"));
+}
+
+} // namespace vostel_companion
