@@ -15,6 +15,7 @@
 #include "companion/commands/WordVerbs.h"
 #include "companion/server/ListeningSocket.h"
 #include "companion/store/Schema.h"
+#include "companion/support/Printable.h"
 #include "companion/support/RandomUUID.h"
 #include "server/platform/Home.h"
 #include "server/platform/Platform.h"
@@ -37,7 +38,8 @@ bool print(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
-void tell(const std::string& sentence) { std::fprintf(stderr, "%s\n", sentence.c_str()); }
+/// Sentences name paths and what stands in files, so they are other people's text too.
+void tell(const std::string& sentence) { std::fprintf(stderr, "%s\n", printable(sentence).c_str()); }
 
 std::size_t terminalColumns() {
     winsize size{};

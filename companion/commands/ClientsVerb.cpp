@@ -19,7 +19,15 @@ Exit run(const Command::Clients& verb, const ClientsWorld& world) {
                                              .helperPath = world.helper.string(),
                                              .force = verb.force});
     for (const std::string& line : report.lines) world.print(printableLine(line) + "\n");
-    return static_cast<Exit>(report.exit);
+    switch (report.exit) {
+    case ClientsExit::asAsked:
+        return Exit::done;
+    case ClientsExit::notAsAsked:
+        return Exit::notAsAsked;
+    case ClientsExit::failed:
+        break;
+    }
+    return Exit::failed;
 }
 
 } // namespace vostel_companion

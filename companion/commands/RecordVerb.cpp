@@ -1,6 +1,7 @@
 #include "companion/commands/RecordVerb.h"
 
 #include "companion/commands/SpokenTurns.h"
+#include "companion/speech/LanguageHint.h"
 #include "companion/store/Files.h"
 #include "companion/store/Recordings.h"
 #include "companion/store/VocabularyMatcher.h"
@@ -94,6 +95,8 @@ std::expected<Track, Exit> openTrack(const std::string& file, World& world) {
 } // namespace
 
 Exit run(const Command::Record& verb, World& world) {
+    if (!isLanguageHint(verb.language))
+        return world.failed(TranscriptionError{TranscriptionError::UnknownLanguage{verb.language}});
     const auto microphone = openTrack(verb.microphone, world);
     if (!microphone) return microphone.error();
     const auto system = openTrack(verb.system, world);

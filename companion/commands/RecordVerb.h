@@ -6,7 +6,8 @@
 
 namespace vostel_companion {
 
-/// Files that cannot be heard leave no trace; whatever fails later is kept as a failed recording with its reason.
+/// What cannot even begin, such as files without sound, leaves no trace; whatever fails later is kept as a failed
+/// recording with its reason.
 [[nodiscard]] Exit run(const Command::Record& verb, World& world);
 
 } // namespace vostel_companion

@@ -20,7 +20,7 @@ using vostel_tests::isFailure;
 using vostel_tests::Program;
 using vostel_tests::ProgramOnTerminal;
 using vostel_tests::spoken;
-using vostel_tests::TemporaryFolder;
+using Home = vostel_tests::TemporaryFolder;
 using vostel_tests::textOf;
 using VostelMCPKit::MCPValue;
 
@@ -39,16 +39,16 @@ void PrintTo(const Ran& ran, std::ostream* out) {
     *out << "exit " << ran.status << "\n--- output\n" << ran.output << "--- errors\n" << ran.errors;
 }
 
-Ran ran(const TemporaryFolder& home, const std::vector<std::string>& arguments) {
+Ran ran(const Home& home, const std::vector<std::string>& arguments) {
     Program program{vostel, arguments, home.path()};
     const int status = program.status();
     return {status, program.output(), program.errors()};
 }
 
-std::filesystem::path supportIn(const TemporaryFolder& home) { return home.path() / "Library/Application Support"; }
+std::filesystem::path supportIn(const Home& home) { return home.path() / "Library/Application Support"; }
 
 /// The answer to one call of a tool, as soon as the program listens.
-std::optional<VostelMCPKit::MCPWireResponse> called(const TemporaryFolder& home, std::string_view tool,
+std::optional<VostelMCPKit::MCPWireResponse> called(const Home& home, std::string_view tool,
                                                     const MCPValue& arguments) {
     const auto giveUp = std::chrono::steady_clock::now() + 30s;
     while (true) {
@@ -61,12 +61,12 @@ std::optional<VostelMCPKit::MCPWireResponse> called(const TemporaryFolder& home,
     }
 }
 
-std::optional<VostelMCPKit::MCPWireResponse> removed(const TemporaryFolder& home, const std::string& word) {
+std::optional<VostelMCPKit::MCPWireResponse> removed(const Home& home, const std::string& word) {
     return called(home, "vocabulary_remove", MCPValue::object({{"words", MCPValue::array({word})}}));
 }
 
 /// A recording that takes much longer than the test's patience.
-std::filesystem::path longRecording(const TemporaryFolder& home) {
+std::filesystem::path longRecording(const Home& home) {
     std::vector<std::int16_t> samples;
     const auto sentence = vostel_tests::samplesOf(spoken("0870"));
     while (samples.size() < 16'000U * 600) samples.insert(samples.end(), sentence.begin(), sentence.end());
@@ -78,7 +78,7 @@ std::filesystem::path longRecording(const TemporaryFolder& home) {
 } // namespace
 
 TEST(Program, ItsVerbsWorkOnTheFolderInTheUsersHome) {
-    const TemporaryFolder home;
+    const Home home;
     EXPECT_EQ(ran(home, {"words", "add", "bostel", "Vostel"}), (Ran{0, "added: bostel  ->  Vostel\n", ""}));
     EXPECT_EQ(ran(home, {"words"}), (Ran{0, "bostel  ->  Vostel\n", ""}));
     EXPECT_EQ(ran(home, {"words", "remove", "vostel"}), (Ran{1, "", "Vostel was never taught 'vostel'.\n"}));
@@ -91,13 +91,13 @@ TEST(Program, ItsVerbsWorkOnTheFolderInTheUsersHome) {
 }
 
 TEST(Program, HelpNeedsNoFolder) {
-    const TemporaryFolder home;
+    const Home home;
     EXPECT_EQ(ran(home, {"--help"}).status, 0);
     EXPECT_FALSE(std::filesystem::exists(home.path() / "Library"));
 }
 
 TEST(Program, AFolderThatOthersMayWriteToIsRefused) {
-    const TemporaryFolder home;
+    const Home home;
     const auto folder = supportIn(home) / "com.vostel.vostel";
     std::filesystem::create_directories(folder);
     std::filesystem::permissions(folder, std::filesystem::perms::all);
@@ -108,7 +108,7 @@ TEST(Program, AFolderThatOthersMayWriteToIsRefused) {
 }
 
 TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
-    const TemporaryFolder home;
+    const Home home;
     // What stands where the output should go is a device that is always full.
     std::filesystem::create_symlink("/dev/full", home.path() / "output.txt");
     Program program{vostel, {"models"}, home.path()};
@@ -117,7 +117,7 @@ TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
 }
 
 TEST(Program, ConnectsClientsToTheServerBesideIt) {
-    const TemporaryFolder home;
+    const Home home;
     EXPECT_EQ(ran(home, {"clients", "status"}).status, 1);
     EXPECT_EQ(ran(home, {"clients", "install"}).status, 0);
     const Ran status = ran(home, {"clients", "status", "claude-code"});
@@ -126,7 +126,7 @@ TEST(Program, ConnectsClientsToTheServerBesideIt) {
 }
 
 TEST(Program, AConfirmationByCommandReachesTheServingProcess) {
-    const TemporaryFolder home;
+    const Home home;
     Program serving{vostel, {}, home.path()};
     ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
     EXPECT_TRUE(isFailure(removed(home, "one")));
@@ -139,7 +139,7 @@ TEST(Program, AConfirmationByCommandReachesTheServingProcess) {
 }
 
 TEST(Program, DictatesAVoiceIntoTheHistory) {
-    const TemporaryFolder home;
+    const Home home;
     ASSERT_EQ(ran(home, {"words", "add", "amiable", "AMIABLE"}).status, 0);
     EXPECT_EQ(ran(home, {"dictate", spoken("0930").string()}),
               (Ran{0, "he might even have been made AMIABLE himself\n", ""}));
@@ -147,7 +147,7 @@ TEST(Program, DictatesAVoiceIntoTheHistory) {
 }
 
 TEST(Program, AnInterruptedCallIsKeptAsAFailedOneAndEndsAsInterrupted) {
-    const TemporaryFolder home;
+    const Home home;
     const auto file = longRecording(home);
     Program recording{vostel, {"record", file.string(), file.string()}, home.path()};
     const auto database = supportIn(home) / "com.vostel.vostel/Vostel.sqlite";
@@ -175,7 +175,7 @@ TEST(Program, AnInterruptedCallIsKeptAsAFailedOneAndEndsAsInterrupted) {
 }
 
 TEST(ProgramOnTerminal, AsksForConfirmationWhileItServes) {
-    const TemporaryFolder home;
+    const Home home;
     ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
     ASSERT_EQ(ran(home, {"words", "add", "two"}).status, 0);
     ProgramOnTerminal program{vostel, {"serve"}, home.path()};
@@ -204,7 +204,7 @@ TEST(ProgramOnTerminal, AsksForConfirmationWhileItServes) {
 }
 
 TEST(ProgramOnTerminal, ShowsHowFarATranscriptionIs) {
-    const TemporaryFolder home;
+    const Home home;
     ProgramOnTerminal program{vostel, {"dictate", spoken("0930").string()}, home.path()};
     ASSERT_TRUE(program.shows("\r\x1B[KTranscribing  [                                        ]   0%"))
         << program.screen();
@@ -214,7 +214,7 @@ TEST(ProgramOnTerminal, ShowsHowFarATranscriptionIs) {
 }
 
 TEST(ProgramOnTerminal, CtrlCEndsLongWork) {
-    const TemporaryFolder home;
+    const Home home;
     ProgramOnTerminal program{vostel, {"dictate", longRecording(home).string()}, home.path()};
     ASSERT_TRUE(program.shows("   1%")) << program.screen();
     program.type("\x03");

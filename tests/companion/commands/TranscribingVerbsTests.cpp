@@ -129,11 +129,14 @@ TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
     EXPECT_EQ(progress, (std::vector<std::optional<double>>{0.125, 0.625}));
 }
 
-TEST_F(RecordVerb, FilesThatCannotBeHeardLeaveNoTrace) {
+TEST_F(RecordVerb, WhatCannotBeginLeavesNoTrace) {
     EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, world), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/work/nobody.wav'.\n");
     EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, world), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/work/nobody.wav'.\n");
+    EXPECT_EQ(run(Command::Record{"me.wav", "them.wav", "gibberish!"}, world), Exit::failed);
+    EXPECT_EQ(takeTold(),
+              "The language 'gibberish!' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.\n");
     EXPECT_EQ(count(), 0);
     EXPECT_TRUE(languages.empty()) << "nothing was transcribed in vain";
 }
