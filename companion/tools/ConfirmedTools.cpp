@@ -6,9 +6,10 @@ using VostelMCPKit::MCPToolOutcome;
 namespace MCPConfirmationLogic = VostelMCPKit::MCPConfirmationLogic;
 using MCPConfirmationLogic::Status;
 
-MCPToolOutcome askForConfirmation(const ToolContext& context, const ConfirmableAction& action,
+MCPToolOutcome askForConfirmation(const ToolContext& context, Cancellation& cancellation,
+                                  const ConfirmableAction& action,
                                   const std::function<MCPToolOutcome(const std::vector<std::string>&)>& done) {
-    return withDatabase(context, [&](Database& database) -> MCPToolOutcome {
+    return withDatabase(context, cancellation, [&](Database& database) -> MCPToolOutcome {
         Confirmations confirmations{database, context.models, context.now, context.newID};
         const auto report = confirmations.ask(action);
         if (!report) return failedOutcome(report.error().description());

@@ -12,7 +12,7 @@ namespace vostel_companion {
 /// Asks for `action`: pending, denied and expired requests have their outcomes here; `done` makes that of a performed
 /// one from what was removed.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome
-askForConfirmation(const ToolContext& context, const ConfirmableAction& action,
+askForConfirmation(const ToolContext& context, Cancellation& cancellation, const ConfirmableAction& action,
                    const std::function<VostelMCPKit::MCPToolOutcome(const std::vector<std::string>& removed)>& done);
 
 } // namespace vostel_companion

@@ -62,7 +62,7 @@ MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
     const std::string identifier = arguments.neededText("identifier");
     if (arguments.wrong()) return failedOutcome(*arguments.wrong());
     return askForConfirmation(
-        context, {ConfirmableAction::RemoveModel{identifier}},
+        context, call.cancellation, {ConfirmableAction::RemoveModel{identifier}},
         [&](const std::vector<std::string>& removed) { return removedModel(identifier, !removed.empty()); });
 }
 

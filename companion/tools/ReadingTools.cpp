@@ -30,7 +30,7 @@ using Reader = MCPToolOutcome (*)(const ToolContext&, Database&, const ToolCall&
 /// The tool, once the user allows it; before that it does not even look at its arguments.
 Tool guarded(const ToolContext& context, Reader read) {
     return [context, read](const ToolCall& call) {
-        return withDatabase(context, [&](Database& database) -> MCPToolOutcome {
+        return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
             const auto settings = loadSettings(database);
             if (!settings) return failedOutcome(settings.error().description());
             if (!settings->isReadingAllowed) return {MCPDenial{MCPDenial::Disabled{readingIsOff}}};

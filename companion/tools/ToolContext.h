@@ -8,6 +8,7 @@
 #include "companion/store/Places.h"
 #include "companion/store/Schema.h"
 #include "companion/support/RandomUUID.h"
+#include "companion/support/Turns.h"
 #include "companion/tools/Tool.h"
 #include "companion/transcription/Transcriber.h"
 #include "kit/tools/MCPURLPolicy.h"
@@ -15,10 +16,12 @@
 #include <chrono>
 #include <concepts>
 #include <functional>
+#include <memory>
 
 namespace vostel_companion {
 
-/// Every function is called on the calls' threads, several at once.
+/// Copies of one context belong together: they share its turns. Every function is called on the calls' threads, several
+/// at once.
 struct ToolContext {
     Places places;
     Transcribe transcribe;
@@ -33,11 +36,16 @@ struct ToolContext {
     /// Judges links before anything is fetched.
     VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;
     DownloadAudio downloadAudio = systemDownload(places.downloads());
+    /// A database left to itself makes many writers wait in no order, and turns some away after a while.
+    std::shared_ptr<Turns> databaseTurns = std::make_shared<Turns>(4);
 };
 
-/// The outcome of `use` with the call's own connection to the database, or the failure to open one.
-[[nodiscard]] VostelMCPKit::MCPToolOutcome withDatabase(const ToolContext& context,
+/// The outcome of `use` with the call's own connection to the database, once it is the call's turn, or the failure to
+/// open one.
+[[nodiscard]] VostelMCPKit::MCPToolOutcome withDatabase(const ToolContext& context, Cancellation& cancellation,
                                                         std::invocable<Database&> auto use) {
+    const auto turn = context.databaseTurns->wait(cancellation);
+    if (!turn) return failedOutcome("The call was cancelled.");
     auto database = openStore(context.places.database());
     if (!database) return failedOutcome(database.error().description());
     return use(*database);

@@ -43,6 +43,9 @@ void applyVocabulary(Database& database, Kept& kept) {
 /// Applies the vocabulary, stores the transcript and saves its text as a file; each as far as it goes.
 Kept keep(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
     Kept kept{done.transcript, std::nullopt, {}};
+    // Deliberate: one that nobody waits for any more is kept too. The work is done, and the history can show it.
+    Cancellation never;
+    const auto turn = context.databaseTurns->wait(never);
     auto database = openStore(context.places.database());
     if (database) {
         applyVocabulary(*database, kept);

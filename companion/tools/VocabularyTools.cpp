@@ -35,7 +35,7 @@ std::string heading(std::size_t shown, std::size_t all, std::string_view things)
 MCPToolOutcome listVocabulary(const ToolContext& context, const ToolCall& call) {
     const Arguments arguments{call, "vocabulary_list", {}};
     if (arguments.wrong()) return failedOutcome(*arguments.wrong());
-    return withDatabase(context, [](Database& database) -> MCPToolOutcome {
+    return withDatabase(context, call.cancellation, [](Database& database) -> MCPToolOutcome {
         const auto rules = Vocabulary{database}.list();
         if (!rules) return failedOutcome(rules.error().description());
         return fittingOutcome(rules->size(), [&](std::size_t count) -> MCPToolOutcome {
@@ -57,7 +57,7 @@ MCPToolOutcome addToVocabulary(const ToolContext& context, const ToolCall& call)
     for (std::vector<std::string>& record : arguments.neededRecords("rules", {"word", "replacement"}))
         rules.push_back({std::move(record[0]), std::move(record[1])});
     if (arguments.wrong()) return failedOutcome(*arguments.wrong());
-    return withDatabase(context, [&](Database& database) -> MCPToolOutcome {
+    return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
         const auto additions = Vocabulary{database}.add(rules);
         if (!additions) return failedOutcome(additions.error().description());
         return fittingOutcome(additions->size(), [&](std::size_t count) -> MCPToolOutcome {
@@ -91,7 +91,8 @@ MCPToolOutcome removeFromVocabulary(const ToolContext& context, const ToolCall& 
     Arguments arguments{call, "vocabulary_remove", {"words"}};
     std::vector<std::string> words = arguments.neededTexts("words");
     if (arguments.wrong()) return failedOutcome(*arguments.wrong());
-    return askForConfirmation(context, {ConfirmableAction::RemoveWords{std::move(words)}}, removedWords);
+    return askForConfirmation(context, call.cancellation, {ConfirmableAction::RemoveWords{std::move(words)}},
+                              removedWords);
 }
 
 } // namespace

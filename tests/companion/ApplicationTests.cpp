@@ -95,4 +95,20 @@ TEST(Application, ACallerThatIsGoneBeforeTheAnswerDoesNotEndIt) {
     EXPECT_FALSE(isFailure(client->response()));
 }
 
+TEST(Application, ManyCallsAtOnceAllFindTheDatabaseInTheEnd) {
+    const vostel_tests::TemporaryFolder home;
+    const Application application{home.path()};
+    ASSERT_TRUE(connected(home.path())->connected());
+    std::vector<std::unique_ptr<vostel_tests::CompanionClient>> clients;
+    for (int number = 0; number < 100; ++number) {
+        clients.push_back(connected(home.path()));
+        const MCPValue rule = MCPValue::object({{"word", "word" + std::to_string(number)}, {"replacement", "x"}});
+        clients.back()->request("vocabulary_add", MCPValue::object({{"rules", MCPValue::array({rule})}}));
+    }
+    for (int number = 0; number < 100; ++number) {
+        EXPECT_EQ(textOf(clients[static_cast<std::size_t>(number)]->response()),
+                  "1 outcome.\nadded: word" + std::to_string(number) + " → x");
+    }
+}
+
 } // namespace vostel_companion

@@ -146,6 +146,15 @@ TEST(Tools, ADatabaseThatCannotBeOpenedIsSaidInOneSentence) {
     EXPECT_EQ(stage.refusal("vocabulary_remove", words), sentence);
 }
 
+TEST(Tools, ACancelledCallDoesNotWaitForTheDatabase) {
+    ToolStage stage;
+    stage.cancellation.cancel();
+    EXPECT_EQ(stage.refusal("vocabulary_list"), "The call was cancelled.");
+    EXPECT_EQ(stage.refusal("history_list"), "The call was cancelled.");
+    EXPECT_EQ(stage.refusal("vocabulary_remove", MCPValue::object({{"words", strings(1)}})), "The call was cancelled.");
+    EXPECT_TRUE(stage.told.empty());
+}
+
 TEST(Arguments, ANumberWithoutAFractionIsWholeHoweverItIsWritten) {
     ToolStage stage;
     stage.allowReading();
