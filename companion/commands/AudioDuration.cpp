@@ -6,7 +6,7 @@ namespace vostel_companion {
 
 std::expected<Seconds, AudioError> audioDuration(const std::string& path, Cancellation& cancellation) {
     auto source = AudioSource::open(path, cancellation);
-    if (!source) return std::unexpected(std::move(source.error()));
+    if (!source) return std::unexpected(source.error());
     if (const auto duration = source->duration()) return *duration;
     std::size_t count = 0;
     while (true) {

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <utility>
 
 namespace vostel_companion {
 
@@ -41,9 +40,11 @@ ConfirmationPrompt::Turn ConfirmationPrompt::look(std::span<const OpenConfirmati
 
 ConfirmationPrompt::Turn ConfirmationPrompt::hear(std::string_view line) {
     if (!asked_) return {};
+    const VostelMCPKit::UUID id = *asked_;
     const auto decision = decisionIn(line);
     if (!decision) return {"Please answer y or n: ", false, std::nullopt};
-    return {{}, false, Answer{*std::exchange(asked_, std::nullopt), *decision}};
+    asked_.reset();
+    return {{}, false, Answer{id, *decision}};
 }
 
 } // namespace vostel_companion

@@ -96,18 +96,18 @@ Exit run(const Command::ShowTranscript& verb, World& world) {
     if (!id) return id.error();
     const auto transcript = Transcripts{world.database}.find(*id);
     if (!transcript) return world.failed(transcript.error());
-    if (*transcript) {
-        world.print(printable((*transcript)->text) + "\n");
+    if (const std::optional<StoredTranscript>& found = *transcript) {
+        world.print(printable(found->text) + "\n");
         return Exit::done;
     }
     const auto recording = Recordings{world.database}.find(*id);
     if (!recording) return world.failed(recording.error());
-    if (!*recording) return Exit::notAsAsked;
-    if ((*recording)->summary.state != State::ready) {
-        world.tell("This call has no transcript: " + unfinishedText((*recording)->summary));
+    const Recording call = recording->value_or(Recording{});
+    if (call.summary.state != State::ready) {
+        world.tell("This call has no transcript: " + unfinishedText(call.summary));
         return Exit::notAsAsked;
     }
-    if (!(*recording)->lines.empty()) world.print(printable(plainText((*recording)->lines)) + "\n");
+    if (!call.lines.empty()) world.print(printable(plainText(call.lines)) + "\n");
     return Exit::done;
 }
 
