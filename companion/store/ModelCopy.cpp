@@ -27,7 +27,7 @@ struct Contents {
     std::uintmax_t bytes = 0;
 };
 
-std::unexpected<ModelError> failed(const fs::path& path, int number) {
+std::unexpected<ModelError> unusable(const fs::path& path, int number) {
     return std::unexpected(ModelError{FileError{path.string(), number}});
 }
 
@@ -45,38 +45,38 @@ bool isListable(const std::string& name) {
 std::expected<Contents, ModelError> survey(const fs::path& source) {
     std::error_code failure;
     const auto type = fs::symlink_status(source, failure).type();
-    if (type == fs::file_type::not_found) return failed(source, ENOENT);
-    if (failure) return failed(source, failure.value());
+    if (type == fs::file_type::not_found) return unusable(source, ENOENT);
+    if (failure) return unusable(source, failure.value());
 
     Contents contents;
     if (type == fs::file_type::regular) {
         contents.isSingleFile = true;
         contents.files.push_back(source.filename().string());
         contents.bytes = fs::file_size(source, failure);
-        if (failure) return failed(source, failure.value());
+        if (failure) return unusable(source, failure.value());
         return contents;
     }
     // The source itself may be a link, as when a disk is mounted elsewhere; what lies in it may not.
     fs::recursive_directory_iterator entry{source, failure};
-    if (failure) return failed(source, failure.value());
+    if (failure) return unusable(source, failure.value());
     while (entry != fs::recursive_directory_iterator{}) {
         const std::string name = entry->path().lexically_relative(source).string();
         if (!isListable(name)) return badSource(source, "a file name in it contains control characters");
         const auto entryType = entry->symlink_status(failure).type();
-        if (failure) return failed(entry->path(), failure.value());
+        if (failure) return unusable(entry->path(), failure.value());
         if (entryType == fs::file_type::directory) {
             contents.folders.push_back(name);
         } else if (entryType == fs::file_type::regular) {
             contents.files.push_back(name);
             contents.bytes += entry->file_size(failure);
-            if (failure) return failed(entry->path(), failure.value());
+            if (failure) return unusable(entry->path(), failure.value());
         } else {
             return badSource(entry->path(), "it is neither a plain file nor a folder");
         }
         if (contents.files.size() + contents.folders.size() > mostFiles)
             return badSource(source, "it has too many files");
         entry.increment(failure);
-        if (failure) return failed(source, failure.value());
+        if (failure) return unusable(source, failure.value());
     }
     if (contents.files.empty()) return badSource(source, "it is empty");
     std::ranges::sort(contents.folders);
@@ -93,18 +93,18 @@ public:
     std::expected<std::string, ModelError> copy(const fs::path& source, const fs::path& target) {
         // Without blocking: a pipe that took the file's place since the survey must not hold us.
         const Descriptor in{::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
-        if (!in.isOpen()) return failed(source, errno);
+        if (!in.isOpen()) return unusable(source, errno);
         struct stat file{};
-        if (::fstat(in.number(), &file) != 0) return failed(source, errno);
+        if (::fstat(in.number(), &file) != 0) return unusable(source, errno);
         if (!S_ISREG(file.st_mode)) return badSource(source, "it is neither a plain file nor a folder");
         const Descriptor out{::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
-        if (!out.isOpen()) return failed(target, errno);
+        if (!out.isOpen()) return unusable(target, errno);
 
         SHA256 checksum;
         for (;;) {
             const auto count = ::read(in.number(), piece_.data(), piece_.size());
             if (count < 0 && errno == EINTR) continue;
-            if (count < 0) return failed(source, errno);
+            if (count < 0) return unusable(source, errno);
             if (count == 0) break;
             const std::string_view bytes{piece_.data(), static_cast<std::size_t>(count)};
             checksum.add(bytes);
@@ -142,7 +142,7 @@ std::expected<std::string, ModelError> copyModel(const fs::path& source, const f
     const auto contents = survey(source);
     if (!contents) return std::unexpected(contents.error());
     for (const std::string& folder : contents->folders) {
-        if (::mkdir((target / folder).c_str(), 0700) != 0) return failed(target / folder, errno);
+        if (::mkdir((target / folder).c_str(), 0700) != 0) return unusable(target / folder, errno);
     }
 
     Copier copier{contents->bytes, progress, isCancelled};

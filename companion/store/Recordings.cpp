@@ -14,7 +14,7 @@ using VostelMCPKit::UUID;
 using State = RecordingSummary::State;
 using Track = RecordingLine::Track;
 
-constexpr const char* summaryColumns =
+constexpr const char* recordingColumns =
     "id, date, duration, state, failureReason, progress, language, lineCount, preview";
 
 State stateNamed(std::string_view text) {
@@ -24,7 +24,7 @@ State stateNamed(std::string_view text) {
     return State::failed;
 }
 
-RecordingSummary readSummary(const Statement& row) {
+RecordingSummary readRecordingSummary(const Statement& row) {
     return {UUID::parse(row.text(0)).value_or(UUID{}),
             row.moment(1),
             row.optionalSeconds(2),
@@ -142,14 +142,15 @@ std::expected<std::size_t, DatabaseError> Recordings::failAbandoned(const std::f
 }
 
 std::expected<Page<RecordingSummary>, DatabaseError> Recordings::list(const Listing& listing) {
-    return readPage(database_, listing, "recordings", summaryColumns, readSummary);
+    return readPage(database_, listing, "recordings", recordingColumns, readRecordingSummary);
 }
 
 std::expected<std::optional<Recording>, DatabaseError> Recordings::find(const UUID& id) {
     using Result = std::expected<std::optional<Recording>, DatabaseError>;
     return inTransaction(database_, Transaction::Kind::reading, [&]() -> Result {
-        Statement select{database_, std::string{"SELECT "} + summaryColumns + " FROM recordings WHERE id = ?"};
-        auto found = select.bind(id.text()).first([](const Statement& row) { return Recording{readSummary(row), {}}; });
+        Statement select{database_, std::string{"SELECT "} + recordingColumns + " FROM recordings WHERE id = ?"};
+        auto found =
+            select.bind(id.text()).first([](const Statement& row) { return Recording{readRecordingSummary(row), {}}; });
         if (!found || !*found) return found;
 
         Statement selectLines{database_, "SELECT track, speaker, text, startTime, endTime FROM recordingLines WHERE "

@@ -10,9 +10,10 @@ namespace {
 using VostelMCPKit::repairedUTF8;
 using VostelMCPKit::UUID;
 
-constexpr const char* summaryColumns = "id, date, sourceKind, sourceValue, duration, language, characterCount, preview";
+constexpr const char* transcriptColumns =
+    "id, date, sourceKind, sourceValue, duration, language, characterCount, preview";
 
-TranscriptSummary readSummary(const Statement& row) {
+TranscriptSummary readTranscriptSummary(const Statement& row) {
     const auto kind = row.text(2) == "link" ? TranscriptSource::Kind::link : TranscriptSource::Kind::file;
     return {UUID::parse(row.text(0)).value_or(UUID{}),
             row.moment(1),
@@ -53,15 +54,16 @@ std::expected<void, DatabaseError> Transcripts::add(const UUID& id, const New& t
 }
 
 std::expected<Page<TranscriptSummary>, DatabaseError> Transcripts::list(const Listing& listing) {
-    return readPage(database_, listing, "transcripts", summaryColumns, readSummary);
+    return readPage(database_, listing, "transcripts", transcriptColumns, readTranscriptSummary);
 }
 
 std::expected<std::optional<StoredTranscript>, DatabaseError> Transcripts::find(const UUID& id) {
     using Result = std::expected<std::optional<StoredTranscript>, DatabaseError>;
     return inTransaction(database_, Transaction::Kind::reading, [&]() -> Result {
-        Statement select{database_, std::string{"SELECT "} + summaryColumns + ", text FROM transcripts WHERE id = ?"};
+        Statement select{database_,
+                         std::string{"SELECT "} + transcriptColumns + ", text FROM transcripts WHERE id = ?"};
         auto found = select.bind(id.text()).first(
-            [](const Statement& row) { return StoredTranscript{readSummary(row), row.text(8), {}}; });
+            [](const Statement& row) { return StoredTranscript{readTranscriptSummary(row), row.text(8), {}}; });
         if (!found || !*found) return found;
 
         Statement selectSegments{database_, "SELECT text, startTime, endTime FROM transcriptSegments WHERE transcript "

@@ -7,7 +7,7 @@
 #include "companion/store/Vocabulary.h"
 #include "tests/companion/support/Application.h"
 #include "tests/companion/support/SoundFile.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
 #include <random>

@@ -2,7 +2,7 @@
 #include "tests/companion/support/Application.h"
 #include "tests/companion/support/SchemaCheck.h"
 #include "tests/companion/support/SoundFile.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <csignal>
 #include <gtest/gtest.h>

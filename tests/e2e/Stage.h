@@ -4,7 +4,7 @@
 #include "tests/e2e/FakeApplication.h"
 #include "tests/e2e/Messages.h"
 #include "tests/e2e/ServerProcess.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

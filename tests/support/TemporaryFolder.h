@@ -1,34 +1,38 @@
 // A folder that lives as long as a test.
 #pragma once
 
+#include "tests/support/Files.h"
+
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 
 namespace vostel_tests {
 
-class TemporaryFolder final {
+class TemporaryFolder {
 public:
-    TemporaryFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "vostel-XXXXXX";
+    /// Deliberate: in /tmp, whatever TMPDIR says, because the path of a socket must stay short.
+    TemporaryFolder() : TemporaryFolder{"/tmp"} {}
+    explicit TemporaryFolder(const std::filesystem::path& parent) {
+        std::string name = parent / "vostel-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) std::abort();
         path_ = name;
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    [[nodiscard]] std::filesystem::path operator/(std::string_view relative) const { return path_ / relative; }
 
     /// Writes a file inside, with the folders on its way, and returns where it is.
     std::filesystem::path write(const std::filesystem::path& relative, std::string_view content) const {
         const std::filesystem::path file = path_ / relative;
-        std::filesystem::create_directories(file.parent_path());
-        std::ofstream{file, std::ios::binary} << content;
+        writeFile(file, content);
         return file;
     }
 

@@ -1,10 +1,9 @@
 #include "companion/audio/AudioSource.h"
 #include "tests/companion/support/SoundFile.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -14,6 +13,7 @@
 namespace vostel_companion {
 
 using vostel_tests::encodeTone;
+using vostel_tests::readFile;
 using vostel_tests::TemporaryFolder;
 using vostel_tests::tone;
 using vostel_tests::wav;
@@ -40,11 +40,6 @@ double loudness(std::span<const std::int16_t> samples) {
     double energy = 0;
     for (const std::int16_t sample : samples) energy += static_cast<double>(sample) * sample;
     return samples.empty() ? 0 : std::sqrt(energy / static_cast<double>(samples.size()));
-}
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream stream{file, std::ios::binary};
-    return {std::istreambuf_iterator<char>{stream}, std::istreambuf_iterator<char>{}};
 }
 
 /// Fills the field of a FLAC header that tells how many samples follow: 36 bits, the last ones before the checksum.
@@ -157,7 +152,7 @@ TEST(AudioSource, TheShareConsumedIsThatOfTheBytesWhenTheLengthIsUnknown) {
     // A stream that was never finished: its header has no length.
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.flac", "flac", 3.0));
-    std::string bytes = contentOf(folder.path() / "a.flac");
+    std::string bytes = readFile(folder.path() / "a.flac");
     setSampleCount(bytes, 0);
     writeFile(folder.path() / "b.flac", bytes);
 
@@ -311,7 +306,7 @@ TEST(AudioSource, ARecordingThatWasCutOffYieldsWhatItHolds) {
 TEST(AudioSource, AScratchIsPassedOverButAFileBrokenInTheMiddleIsAnError) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.m4a", "aac", 30.0));
-    const std::string bytes = contentOf(folder.path() / "a.m4a");
+    const std::string bytes = readFile(folder.path() / "a.m4a");
     const std::size_t media = bytes.find("mdat");
     ASSERT_NE(media, std::string::npos);
     const auto withGarbage = [&](std::size_t from, std::size_t count) {
@@ -342,7 +337,7 @@ TEST(AudioSource, HostileBytesNeitherHangNorCrash) {
                                         {"s.mkv", "ac3"},
                                         {"s.wav", "pcm_s16le"}}) {
         ASSERT_TRUE(encodeTone(folder.path() / name, encoder, 0.5));
-        seeds.push_back(contentOf(folder.path() / name));
+        seeds.push_back(readFile(folder.path() / name));
     }
     std::uint32_t random = 1;
     const auto next = [&](std::size_t below) {
@@ -367,7 +362,7 @@ TEST(AudioSource, HostileBytesNeitherHangNorCrash) {
 TEST(AudioSource, AClaimOfMoreThanADayIsRefusedAtOnce) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.flac", "flac", 0.5));
-    std::string bytes = contentOf(folder.path() / "a.flac");
+    std::string bytes = readFile(folder.path() / "a.flac");
     setSampleCount(bytes, '\xFF');
     writeFile(folder.path() / "a.wav", bytes);
     EXPECT_EQ(description(everything(folder.path() / "a.wav")),

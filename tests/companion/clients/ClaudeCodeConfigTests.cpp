@@ -5,9 +5,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-namespace vostel_companion {
+namespace vostel_companion::ClaudeCodeConfig {
 
-using namespace ClaudeCodeConfig;
 using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
 
 namespace {
@@ -347,4 +346,4 @@ TEST(ClaudeCodeConfig, WhateverTheFileAnEditChangesOurEntryAlone) {
     EXPECT_GT(edited, 300);
 }
 
-} // namespace vostel_companion
+} // namespace vostel_companion::ClaudeCodeConfig

@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace vostel_companion {
-
-using namespace ClaudeDesktopConfig;
+namespace vostel_companion::ClaudeDesktopConfig {
 
 TEST(ClaudeDesktopConfig, AMissingManifestIsWrittenWhole) {
     const std::string manifest =
@@ -45,4 +43,4 @@ TEST(ClaudeDesktopConfig, ABrokenManifestIsReported) {
     }
 }
 
-} // namespace vostel_companion
+} // namespace vostel_companion::ClaudeDesktopConfig

@@ -2,15 +2,13 @@
 #pragma once
 
 #include "kit/clients/MCPClientConfigLogic.h"
+#include "tests/support/Files.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <random>
 #include <span>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,15 +16,11 @@
 
 namespace vostel_companion {
 
+using vostel_tests::readFile;
+
 inline const std::string ours = "/opt/v/vostel-mcp";
 inline const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry ourEntry{ours, {}};
 inline const std::string byteOrderMark = "\xEF\xBB\xBF";
-
-inline std::string readText(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream{path, std::ios::binary}.rdbuf();
-    return text.str();
-}
 
 /// `text` with every line feed as a carriage return and a line feed.
 inline std::string withCRLF(std::string_view text) {

@@ -59,25 +59,25 @@ TEST(Clients, AnEmptyHomeGetsEverythingAndCallsItUpToDate) {
                       "Codex / ChatGPT desktop: up to date in " + codex + "."}));
 
     const Logic::InstallationStatus upToDate{Logic::InstallationStatus::UpToDate{}};
-    const auto code = readJSON(readText(claude));
-    const auto desktop = readJSON(readText(manifest));
-    const auto table = Logic::parseCodexTable("vostel", readText(codex));
+    const auto code = readJSON(readFile(claude));
+    const auto desktop = readJSON(readFile(manifest));
+    const auto table = Logic::parseCodexTable("vostel", readFile(codex));
     ASSERT_TRUE(code && desktop && table);
     EXPECT_EQ(Logic::compareInstallation(Logic::claudeCodeCommand(*(*(*code)["mcpServers"])["vostel"]), ourEntry),
               upToDate);
     EXPECT_EQ(Logic::compareInstallation(Logic::claudeDesktopCommand(*desktop), ourEntry), upToDate);
     EXPECT_EQ(Logic::compareInstallation(table->command, ourEntry), upToDate);
-    EXPECT_EQ((*parseTOML(readText(codex)))["mcp_servers"]["vostel"]["command"], ours);
+    EXPECT_EQ((*parseTOML(readFile(codex)))["mcp_servers"]["vostel"]["command"], ours);
 }
 
 TEST(Clients, InstallingAgainChangesNothing) {
     const Home home;
     ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::asAsked);
-    const std::string before = readText(home / ".claude.json");
+    const std::string before = readFile(home / ".claude.json");
     EXPECT_EQ(home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
               report(ClientsExit::asAsked,
                      {"Claude Code: up to date in " + (home / ".claude.json") + "; nothing was changed."}));
-    EXPECT_EQ(readText(home / ".claude.json"), before);
+    EXPECT_EQ(readFile(home / ".claude.json"), before);
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup"));
 }
 
@@ -110,20 +110,20 @@ TEST(Clients, AForeignEntryIsTouchedByForceAlone) {
               report(ClientsExit::notAsAsked, {left + " It was left as it is; --force would replace it."}));
     EXPECT_EQ(home.run(ClientsVerb::remove, claudeCode),
               report(ClientsExit::notAsAsked, {left + " It was left as it is; --force would remove it."}));
-    EXPECT_EQ(readText(path), text);
+    EXPECT_EQ(readFile(path), text);
 
     EXPECT_EQ(home.run(ClientsVerb::install, claudeCode, true),
               report(ClientsExit::asAsked, {"Claude Code: installed in " + path +
                                             " in the place of an entry that starts '/usr/bin/no\uFFFDde'. The "
                                             "file as it was is kept as " +
                                             path + ".vostel-backup."}));
-    EXPECT_EQ(ClaudeCodeConfig::existingCommand(readText(path)), ours);
+    EXPECT_EQ(ClaudeCodeConfig::existingCommand(readFile(path)), ours);
 
     home.folder.write(".claude.json", text);
     EXPECT_EQ(home.run(ClientsVerb::remove, claudeCode, true),
               report(ClientsExit::asAsked, {"Claude Code: removed from " + path + ". The file as it was is kept as " +
                                             path + ".vostel-backup."}));
-    EXPECT_EQ(readText(path), "{\"mcpServers\":{}}");
+    EXPECT_EQ(readFile(path), "{\"mcpServers\":{}}");
 }
 
 TEST(Clients, AnEntryWithoutACommandIsForeign) {
@@ -176,7 +176,7 @@ TEST(Clients, ABrokenFileIsReportedAndTheOthersAreServed) {
         EXPECT_EQ(done.lines[0], "Claude Code: " + claude + " is not valid JSON at line 3, column 1.");
         EXPECT_TRUE(done.lines[1].starts_with("Codex / ChatGPT desktop: "));
     }
-    EXPECT_EQ(readText(claude), "{\n  \"a\": 1,\n}");
+    EXPECT_EQ(readFile(claude), "{\n  \"a\": 1,\n}");
     EXPECT_FALSE(fs::exists(claude + ".vostel-backup"));
 }
 
@@ -230,7 +230,7 @@ TEST(Clients, InstallationsAtTheSameTimeAgree) {
         EXPECT_EQ(report.exit, ClientsExit::asAsked) << ::testing::PrintToString(report.lines);
     }
     EXPECT_EQ(home.run(ClientsVerb::status).exit, ClientsExit::asAsked);
-    EXPECT_EQ(readText(home / ".claude.json.vostel-backup"), "{\n  \"a\": 1\n}\n");
+    EXPECT_EQ(readFile(home / ".claude.json.vostel-backup"), "{\n  \"a\": 1\n}\n");
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup-2"));
 }
 

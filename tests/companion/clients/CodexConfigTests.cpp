@@ -4,9 +4,8 @@
 
 #include <gtest/gtest.h>
 
-namespace vostel_companion {
+namespace vostel_companion::CodexConfig {
 
-using namespace CodexConfig;
 using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
 namespace Logic = VostelMCPKit::MCPClientConfigLogic;
 
@@ -421,4 +420,4 @@ TEST(CodexConfig, WhateverTheFileAnEditChangesOurEntryAlone) {
     EXPECT_GT(edited, 500);
 }
 
-} // namespace vostel_companion
+} // namespace vostel_companion::CodexConfig

@@ -41,8 +41,8 @@ TEST(ConfigFile, AFileIsReplacedAndKeptBesideIt) {
     const fs::path path = folder.write("config", "old");
     const fs::path backup = folder.path() / "config.vostel-backup";
     EXPECT_EQ(editConfigFile(path, to("new")), (ConfigFileChange{true, backup}));
-    EXPECT_EQ(readText(path), "new");
-    EXPECT_EQ(readText(backup), "old");
+    EXPECT_EQ(readFile(path), "new");
+    EXPECT_EQ(readFile(backup), "old");
     EXPECT_EQ(names(folder.path()), (std::set<std::string>{"config", "config.vostel-backup"}));
 }
 
@@ -51,7 +51,7 @@ TEST(ConfigFile, AMissingFileIsMadeForItsOwnerAloneWithItsFolder) {
     const fs::path path = folder.path() / "a b/.codex/config.toml";
     EXPECT_EQ(readConfigFile(path), "");
     EXPECT_EQ(editConfigFile(path, to("new")), (ConfigFileChange{true, std::nullopt}));
-    EXPECT_EQ(readText(path), "new");
+    EXPECT_EQ(readFile(path), "new");
     EXPECT_EQ(statusOf(path).st_mode & 07777U, 0600U);
     EXPECT_EQ(names(path.parent_path()), std::set<std::string>{"config.toml"});
 }
@@ -108,7 +108,7 @@ TEST(ConfigFile, AChainOfLinksIsFollowedAndStays) {
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_TRUE(fs::is_symlink(folder.path() / "dotfiles/second"));
     EXPECT_FALSE(fs::is_symlink(target));
-    EXPECT_EQ(readText(target), "new");
+    EXPECT_EQ(readFile(target), "new");
     EXPECT_EQ(names(folder.path() / "home"), std::set<std::string>{"config"});
 }
 
@@ -117,7 +117,7 @@ TEST(ConfigFile, ALinkToNothingGetsItsFileIfTheFolderIsThere) {
     fs::create_symlink(folder.path() / "real", folder.path() / "config");
     ASSERT_TRUE(editConfigFile(folder.path() / "config", to("new")));
     EXPECT_TRUE(fs::is_symlink(folder.path() / "config"));
-    EXPECT_EQ(readText(folder.path() / "real"), "new");
+    EXPECT_EQ(readFile(folder.path() / "real"), "new");
 
     fs::create_symlink(folder.path() / "unmounted/real", folder.path() / "other");
     EXPECT_FALSE(editConfigFile(folder.path() / "other", to("new")));
@@ -144,7 +144,7 @@ TEST(ConfigFile, WhatNobodyMayWriteIsLeftAloneEvenByTheSuperuser) {
               std::unexpected(ConfigError{ConfigError::ReadOnly{path.parent_path()}}));
     EXPECT_EQ(editConfigFile(path, to("old")), ConfigFileChange{});
     ASSERT_EQ(::chmod(path.parent_path().c_str(), 0755), 0);
-    EXPECT_EQ(readText(path), "old");
+    EXPECT_EQ(readFile(path), "old");
     EXPECT_EQ(names(path.parent_path()), std::set<std::string>{"config"});
 }
 
@@ -176,9 +176,9 @@ TEST(ConfigFile, NoBackupIsOverwrittenAndNoneIsMadeTwice) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "one");
     for (const char* text : {"two", "one", "two", "three", "two", "one"}) ASSERT_TRUE(editConfigFile(path, to(text)));
-    EXPECT_EQ(readText(folder.path() / "config.vostel-backup"), "one");
-    EXPECT_EQ(readText(folder.path() / "config.vostel-backup-2"), "two");
-    EXPECT_EQ(readText(folder.path() / "config.vostel-backup-3"), "three");
+    EXPECT_EQ(readFile(folder.path() / "config.vostel-backup"), "one");
+    EXPECT_EQ(readFile(folder.path() / "config.vostel-backup-2"), "two");
+    EXPECT_EQ(readFile(folder.path() / "config.vostel-backup-3"), "three");
     EXPECT_EQ(names(folder.path()).size(), 4U);
 }
 
@@ -199,7 +199,7 @@ TEST(ConfigFile, TooManyBackupsStopFurtherEdits) {
     folder.write("config.vostel-backup", "a");
     for (int number = 2; number <= 100; ++number) folder.write("config.vostel-backup-" + std::to_string(number), "a");
     EXPECT_EQ(editConfigFile(path, to("new")), std::unexpected(ConfigError{ConfigError::TooManyBackups{path}}));
-    EXPECT_EQ(readText(path), "old");
+    EXPECT_EQ(readFile(path), "old");
     EXPECT_EQ(names(folder.path()).size(), 101U);
 }
 
@@ -214,8 +214,8 @@ TEST(ConfigFile, AFileThatChangedMeanwhileIsEditedAnew) {
     });
     ASSERT_TRUE(change) << change.error().description(path.string());
     EXPECT_EQ(calls, 3);
-    EXPECT_EQ(readText(path), "abb!");
-    EXPECT_EQ(readText(*change->backup), "abb");
+    EXPECT_EQ(readFile(path), "abb!");
+    EXPECT_EQ(readFile(*change->backup), "abb");
     EXPECT_EQ(names(folder.path()), (std::set<std::string>{"config", "config.vostel-backup"}));
 }
 
@@ -226,7 +226,7 @@ TEST(ConfigFile, AFileThatAppearedMeanwhileIsNotOverwritten) {
         if (++calls == 2) folder.write("config", "theirs");
         return std::string{text} + "!";
     }));
-    EXPECT_EQ(readText(folder.path() / "config"), "theirs!");
+    EXPECT_EQ(readFile(folder.path() / "config"), "theirs!");
 }
 
 TEST(ConfigFile, AFileThatNeverRestsIsLeftToItsOwner) {
@@ -237,7 +237,7 @@ TEST(ConfigFile, AFileThatNeverRestsIsLeftToItsOwner) {
         return std::string{text} + "!";
     });
     EXPECT_EQ(change, std::unexpected(ConfigError{ConfigError::Restless{path}}));
-    EXPECT_EQ(readText(path).find('!'), std::string::npos);
+    EXPECT_EQ(readFile(path).find('!'), std::string::npos);
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }
 
@@ -254,7 +254,7 @@ TEST(ConfigFile, EditsAtTheSameTimeDoNotLoseEachOther) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    const std::string text = readText(path);
+    const std::string text = readFile(path);
     for (char name = 'a'; name < 'g'; ++name) EXPECT_EQ(std::ranges::count(text, name), 5) << name;
 }
 

@@ -11,7 +11,7 @@ using VostelMCPKit::MCPClientKind;
 namespace {
 
 struct ClientsVerbs : testing::Test {
-    TemporaryFolder home;
+    StoreFolder home;
     std::string printed;
     std::string told;
     ClientsWorld world{home.path(), home / "bundle/vostel-mcp",
@@ -22,7 +22,7 @@ struct ClientsVerbs : testing::Test {
                        [this](const std::string& sentence) { told += sentence + "\n"; }};
 
     void makeServer() const {
-        writeText(world.helper, "#!/bin/sh\n");
+        writeFile(world.helper, "#!/bin/sh\n");
         std::filesystem::permissions(world.helper, std::filesystem::perms::owner_all);
     }
 };
@@ -60,9 +60,9 @@ TEST_F(ClientsVerbs, OneClientIsLeftAndAnotherStays) {
 
 TEST_F(ClientsVerbs, AForeignEntryNeedsForce) {
     makeServer();
-    writeText(home / ".codex/config.toml", "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
+    writeFile(home / ".codex/config.toml", "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
     EXPECT_EQ(run({ClientsVerb::install, {MCPClientKind::codex}, false}, world), Exit::notAsAsked);
-    EXPECT_EQ(readText(home / ".codex/config.toml"), "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
+    EXPECT_EQ(readFile(home / ".codex/config.toml"), "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
     EXPECT_EQ(run({ClientsVerb::install, {MCPClientKind::codex}, true}, world), Exit::done);
     EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::codex}, false}, world), Exit::done);
 }

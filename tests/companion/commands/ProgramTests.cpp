@@ -4,7 +4,7 @@
 #include "tests/companion/support/CompanionClient.h"
 #include "tests/companion/support/Program.h"
 #include "tests/companion/support/SoundFile.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <chrono>
 #include <csignal>

@@ -1,5 +1,5 @@
 #include "tests/companion/support/Program.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <chrono>
 #include <csignal>

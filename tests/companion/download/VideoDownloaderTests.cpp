@@ -26,7 +26,7 @@ folder="${output%/*}"
 )sh";
 
 struct Stage {
-    TemporaryFolder folder;
+    StoreFolder folder;
     Cancellation cancellation;
     std::vector<double> progress;
     std::string searchPath = "relative:" + (folder / "bin").string() + ":/usr/bin:/bin";
@@ -38,7 +38,7 @@ struct Stage {
     void install(const std::string& work) const { writeProgram(reading + work); }
     void writeProgram(const std::string& program) const {
         const auto path = folder / "bin/yt-dlp";
-        writeText(path, program);
+        writeFile(path, program);
         ::chmod(path.c_str(), 0755);
     }
 
@@ -55,12 +55,12 @@ struct Stage {
         EXPECT_TRUE(std::filesystem::is_empty(folder / "down%loads")) << "nothing is left over";
         return done ? "it succeeded" : done.error().description();
     }
-    [[nodiscard]] std::string note(std::string_view name) const { return readText(folder / name); }
+    [[nodiscard]] std::string note(std::string_view name) const { return readFile(folder / name); }
 };
 
 bool isAlive(int process) {
     // A process that has ended and that nobody has waited for is a line in a table.
-    const std::string status = readText("/proc/" + std::to_string(process) + "/stat");
+    const std::string status = readFile("/proc/" + std::to_string(process) + "/stat");
     const std::size_t name = status.rfind(')');
     return name != std::string::npos && status.at(name + 2) != 'Z';
 }
@@ -91,7 +91,7 @@ printf sound > "$output"
     const auto done = stage.download(url);
     ASSERT_TRUE(done) << done.error().description();
     EXPECT_EQ((*done)->path().filename(), "audio.webm");
-    EXPECT_EQ(readText((*done)->path()), "sound");
+    EXPECT_EQ(readFile((*done)->path()), "sound");
     EXPECT_EQ(stage.note("url"), url) << "no shell has looked at it";
     EXPECT_EQ(stage.progress, (std::vector{0.015, 0.5, 1.0}));
 }
@@ -213,7 +213,7 @@ TEST(VideoDownloader, SaysWhatIsMissing) {
     std::filesystem::create_directories(stage.folder / "down%loads");
     stage.searchPath = (stage.folder / "bin").string() + "::" + (stage.folder / "none").string();
     EXPECT_EQ(stage.failure(), missing);
-    writeText(stage.folder / "bin/yt-dlp", "#!/bin/sh\n");
+    writeFile(stage.folder / "bin/yt-dlp", "#!/bin/sh\n");
     EXPECT_EQ(stage.failure(), missing) << "a file that may not be executed";
     stage.searchPath = "bin:./bin:";
     EXPECT_EQ(stage.failure(), missing) << "relative folders";
@@ -223,7 +223,7 @@ TEST(VideoDownloader, SaysWhatIsMissing) {
     EXPECT_EQ(stage.failure(), "Vostel could not start yt-dlp: No such file or directory.");
 
     std::filesystem::remove_all(stage.folder / "down%loads");
-    writeText(stage.folder / "down%loads", "a file");
+    writeFile(stage.folder / "down%loads", "a file");
     const auto done = stage.download();
     ASSERT_FALSE(done);
     EXPECT_EQ(done.error().description(), "Vostel could not make a folder for the download: Not a directory.");

@@ -1,7 +1,7 @@
 #include "companion/server/CallServer.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "tests/companion/support/CompanionClient.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
 #include <condition_variable>

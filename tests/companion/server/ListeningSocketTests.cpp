@@ -1,6 +1,6 @@
 #include "companion/server/ListeningSocket.h"
 #include "server/UnixSocket.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <fcntl.h>
 #include <fstream>

@@ -1,5 +1,5 @@
 #include "companion/speech/ModelFiles.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <vector>

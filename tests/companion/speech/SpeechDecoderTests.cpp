@@ -1,6 +1,6 @@
 #include "companion/speech/SpeechDecoder.h"
 #include "tests/companion/support/SoundFile.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

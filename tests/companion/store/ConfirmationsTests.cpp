@@ -436,7 +436,7 @@ TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
     const auto obstacle = fixture.places.folder / "models/.removed";
-    writeText(obstacle, "a file where the folder should be");
+    writeFile(obstacle, "a file where the folder should be");
     EXPECT_FALSE(fixture.confirmations.answer(id, Decision::confirmed));
     EXPECT_FALSE(fixture.confirmations.ask(removeGerman));
     EXPECT_TRUE(fixture.isInstalled());
@@ -449,7 +449,7 @@ TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
 }
 
 TEST(Confirmations, AnotherProcessMayAnswer) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const ModelFixture places;
     auto server = openStore(folder / "store.sqlite");
     auto command = openStore(folder / "store.sqlite");

@@ -120,7 +120,7 @@ TEST(Crash, EveryAcknowledgedTranscriptSurvivesWhole) {
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
-        const TemporaryFolder folder;
+        const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);
@@ -156,7 +156,7 @@ TEST(Crash, ARuleIsRemovedExactlyWhenItsConfirmationIsStored) {
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
-        const TemporaryFolder folder;
+        const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);

@@ -114,7 +114,7 @@ TEST(Database, AReferenceToNothingIsRefused) {
 }
 
 TEST(Database, ANewFileIsForItsOwnerAloneAndSoAreItsLogs) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     auto database = openStore(path);
     ASSERT_TRUE(database && database->execute("CREATE TABLE numbers (value INTEGER)"));
@@ -127,7 +127,7 @@ TEST(Database, ANewFileIsForItsOwnerAloneAndSoAreItsLogs) {
 }
 
 TEST(Database, AFolderThatIsMissingIsSaidSo) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const std::string path = folder / "no/such/store.sqlite";
     const auto database = Database::open(path);
     ASSERT_FALSE(database);
@@ -137,7 +137,7 @@ TEST(Database, AFolderThatIsMissingIsSaidSo) {
 }
 
 TEST(Database, TwoConnectionsSeeEachOthersCommits) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     auto first = openStore(folder / "store.sqlite");
     auto second = openStore(folder / "store.sqlite");
     ASSERT_TRUE(first && second);
@@ -146,7 +146,7 @@ TEST(Database, TwoConnectionsSeeEachOthersCommits) {
 }
 
 TEST(Database, AReadingTransactionKeepsItsViewWhileOthersWrite) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     auto reader = openStore(folder / "store.sqlite");
     auto writer = openStore(folder / "store.sqlite");
     ASSERT_TRUE(reader && writer);
@@ -161,7 +161,7 @@ TEST(Database, AReadingTransactionKeepsItsViewWhileOthersWrite) {
 }
 
 TEST(Database, AnotherProcessLeavesTheLogAloneWhateverConnectionsComeAndGoHere) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const std::string path = folder / "Vostel.sqlite";
     const auto addRow = [&] {
         auto database = openStore(path);

@@ -9,11 +9,11 @@ namespace vostel_companion {
 namespace fs = std::filesystem;
 
 TEST(Files, AFileIsReplacedWholeAndForItsOwnerAlone) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const fs::path path = folder / "text.txt";
     ASSERT_TRUE(writeFileAtomically(path, "first"));
     ASSERT_TRUE(writeFileAtomically(path, "second, longer"));
-    EXPECT_EQ(readText(path), "second, longer");
+    EXPECT_EQ(readFile(path), "second, longer");
     struct stat file{};
     ASSERT_EQ(::stat(path.c_str(), &file), 0);
     EXPECT_EQ(file.st_mode & 0777U, 0600U);
@@ -21,7 +21,7 @@ TEST(Files, AFileIsReplacedWholeAndForItsOwnerAlone) {
 }
 
 TEST(Files, AFileThatCannotBeWrittenLeavesNothing) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     fs::create_directory(folder / "taken");
     const auto written = writeFileAtomically(folder / "taken", "text");
     ASSERT_FALSE(written);
@@ -35,7 +35,7 @@ TEST(Files, AFileThatCannotBeWrittenLeavesNothing) {
 }
 
 TEST(Files, AFolderIsMadeForItsOwnerAlone) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     ASSERT_TRUE(ensureFolder(folder / "a/b"));
     ASSERT_TRUE(ensureFolder(folder / "a/b"));
     struct stat made{};
@@ -44,13 +44,13 @@ TEST(Files, AFolderIsMadeForItsOwnerAlone) {
 }
 
 TEST(Files, AFileInTheWayOfAFolderIsAnError) {
-    const TemporaryFolder folder;
-    writeText(folder / "a", "");
+    const StoreFolder folder;
+    writeFile(folder / "a", "");
     EXPECT_FALSE(ensureFolder(folder / "a/b"));
 }
 
 TEST(Files, ALockHasOneHolder) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const fs::path path = folder / "lock";
     EXPECT_FALSE(FileLock::isHeld(path));
     {
@@ -66,7 +66,7 @@ TEST(Files, ALockHasOneHolder) {
 }
 
 TEST(Files, AFolderCanBeLocked) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const auto lock = FileLock::tryExisting(folder.path());
     ASSERT_TRUE(lock);
     EXPECT_TRUE(FileLock::isHeld(folder.path()));

@@ -111,20 +111,20 @@ TEST(ModelCatalogue, AMistakeFailsTheWholeWithItsReason) {
 }
 
 TEST(ModelCatalogue, AMissingFileIsAnEmptyCatalogue) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     EXPECT_EQ(readModelCatalogue(folder / "models.json"), std::vector<ModelDescription>{});
 }
 
 TEST(ModelCatalogue, AFileThatCannotBeUsedIsNamed) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const auto path = folder / "models.json";
-    writeText(path, catalogue(entry("de", "/mnt", "abc")));
+    writeFile(path, catalogue(entry("de", "/mnt", "abc")));
     const auto bad = readModelCatalogue(path);
     ASSERT_FALSE(bad);
     EXPECT_EQ(bad.error().description(), "The model catalogue " + path.string() +
                                              " could not be read: the sha256 of de is not 64 hexadecimal digits.");
 
-    writeText(path, std::string((1 << 20) + 1, ' '));
+    writeFile(path, std::string((1 << 20) + 1, ' '));
     const auto large = readModelCatalogue(path);
     ASSERT_FALSE(large);
     EXPECT_EQ(large.error().description(),
@@ -134,7 +134,7 @@ TEST(ModelCatalogue, AFileThatCannotBeUsedIsNamed) {
 }
 
 TEST(ModelCatalogue, APipeInThePlaceOfTheFileHoldsNobody) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const auto path = folder / "models.json";
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
     EXPECT_FALSE(readModelCatalogue(path));

@@ -11,26 +11,26 @@
 namespace vostel_companion {
 
 struct ModelFixture {
-    TemporaryFolder folder;
+    StoreFolder folder;
     ModelStore models{{folder / "models", folder / "models.json", folder / "system"}};
 
     /// What sha256sum says of the list of the German model's files.
     static constexpr const char* germanChecksum = "4bdafff58874da3c233ad79fa966392e4f9ff369dc102dd32f7679660ed5845b";
 
     ModelFixture() {
-        writeText(folder / "system/mdef", "the system's");
+        writeFile(folder / "system/mdef", "the system's");
         writeGerman(folder / "german");
         writeCatalogue(germanChecksum);
     }
 
     static void writeGerman(const std::filesystem::path& place) {
-        writeText(place / "a/one", "abc");
-        writeText(place / "a-two", "");
-        writeText(place / "b/my file", "hello\n");
+        writeFile(place / "a/one", "abc");
+        writeFile(place / "a-two", "");
+        writeFile(place / "b/my file", "hello\n");
     }
 
     void writeCatalogue(const std::string& checksum) const {
-        writeText(folder / "models.json", R"({"models":[{"identifier":"de","displayName":"German","language":"de",)"
+        writeFile(folder / "models.json", R"({"models":[{"identifier":"de","displayName":"German","language":"de",)"
                                           R"("source":"german","sha256":")" +
                                               checksum + R"("}]})");
     }

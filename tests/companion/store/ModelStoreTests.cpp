@@ -55,8 +55,8 @@ TEST(ModelStore, AnInstalledModelIsACopyOfItsSource) {
     ASSERT_EQ(sentence(fixture.models.install("de", {[&](double share) { shares.push_back(share); }, {}})),
               "it succeeded");
     EXPECT_EQ(fixture.contents(), ModelFixture::whole);
-    EXPECT_EQ(readText(fixture.installed() / "a/one"), "abc");
-    EXPECT_EQ(readText(fixture.installed() / "b/my file"), "hello\n");
+    EXPECT_EQ(readFile(fixture.installed() / "a/one"), "abc");
+    EXPECT_EQ(readFile(fixture.installed() / "b/my file"), "hello\n");
     EXPECT_EQ(fixture.models.installedFolder("de"), fixture.installed());
     EXPECT_TRUE(fixture.models.list()->back().isInstalled);
     EXPECT_EQ(shares, (std::vector{3.0 / 9, 1.0}));
@@ -85,7 +85,7 @@ TEST(ModelStore, InstallingAgainLeavesTheModelAsItIs) {
 TEST(ModelStore, ASingleFileIsAModelToo) {
     const ModelFixture fixture;
     fs::remove_all(fixture.folder / "german");
-    writeText(fixture.folder / "german", "abc");
+    writeFile(fixture.folder / "german", "abc");
     fixture.writeCatalogue("BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD");
     ASSERT_EQ(sentence(fixture.models.install("de", {})), "it succeeded");
     EXPECT_EQ(fixture.contents(), (std::set<std::string>{".staging", "de", "de/german"}));
@@ -101,10 +101,10 @@ TEST(ModelStore, AModelThatCannotBeInstalledLeavesNothing) {
     const Row rows[] = {
         {"the checksum is another", [](const ModelFixture& fixture) { fixture.writeCatalogue(std::string(64, '0')); },
          "The model de was not installed, because its SHA-256 is "},
-        {"a file has changed", [](const ModelFixture& fixture) { writeText(fixture.folder / "german/a/one", "abd"); },
+        {"a file has changed", [](const ModelFixture& fixture) { writeFile(fixture.folder / "german/a/one", "abd"); },
          "The model de was not installed, because its SHA-256 is "},
         {"there is a file too many",
-         [](const ModelFixture& fixture) { writeText(fixture.folder / "german/extra", ""); },
+         [](const ModelFixture& fixture) { writeFile(fixture.folder / "german/extra", ""); },
          "The model de was not installed, because its SHA-256 is "},
         {"the source is missing", [](const ModelFixture& fixture) { fs::remove_all(fixture.folder / "german"); },
          "Vostel could not use "},
@@ -126,7 +126,7 @@ TEST(ModelStore, AModelThatCannotBeInstalledLeavesNothing) {
              ASSERT_EQ(::mkfifo((fixture.folder / "german").c_str(), 0600), 0);
          },
          "Vostel could not use "},
-        {"a name holds a line feed", [](const ModelFixture& fixture) { writeText(fixture.folder / "german/a\nb", ""); },
+        {"a name holds a line feed", [](const ModelFixture& fixture) { writeFile(fixture.folder / "german/a\nb", ""); },
          "The model could not be copied from "},
     };
     for (const Row& row : rows) {
@@ -163,7 +163,7 @@ TEST(ModelStore, AnUnknownIdentifierIsRefusedAndTouchesNothing) {
 TEST(ModelStore, ABrokenCatalogueIsReportedButInstalledModelsStayUsable) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
-    writeText(fixture.folder / "models.json", "{");
+    writeFile(fixture.folder / "models.json", "{");
     EXPECT_FALSE(fixture.models.list());
     EXPECT_FALSE(fixture.models.install("fr", {}));
     EXPECT_EQ(fixture.models.installedFolder("de"), fixture.installed());
@@ -231,8 +231,8 @@ TEST(ModelStore, WhatTheDeadLeftIsDeletedAndWhatTheLivingCopyIsNot) {
 
     const auto deleteMeanwhile = [&](double) { EXPECT_TRUE(fixture.models.deleteLeftovers()); };
     ASSERT_TRUE(fixture.models.install("de", {deleteMeanwhile, {}}));
-    writeText(fixture.folder / "models/.staging/dead/model/half", "bytes");
-    writeText(fixture.folder / "models/.removed" / uuid(7).text() / "mdef", "bytes");
+    writeFile(fixture.folder / "models/.staging/dead/model/half", "bytes");
+    writeFile(fixture.folder / "models/.removed" / uuid(7).text() / "mdef", "bytes");
     ASSERT_TRUE(fixture.models.deleteLeftovers());
     auto expected = ModelFixture::whole;
     expected.insert(".removed");
@@ -241,7 +241,7 @@ TEST(ModelStore, WhatTheDeadLeftIsDeletedAndWhatTheLivingCopyIsNot) {
 
 TEST(ModelStore, AFullOrForbiddenDiskIsAnError) {
     const ModelFixture fixture;
-    writeText(fixture.folder / "models", "a file in the way");
+    writeFile(fixture.folder / "models", "a file in the way");
     const auto installed = fixture.models.install("de", {});
     ASSERT_FALSE(installed);
     EXPECT_TRUE(std::holds_alternative<FileError>(installed.error().is));

@@ -56,7 +56,7 @@ TEST(Recovery, FailsTheRecordingsThatNobodyWorksOn) {
 
 TEST(Recovery, PerformsWhatWasConfirmedAndDeletesWhatDownloadsLeft) {
     Stage stage;
-    writeText(stage.places.downloads() / "abc/audio.webm.part", "half");
+    writeFile(stage.places.downloads() / "abc/audio.webm.part", "half");
     ASSERT_TRUE(stage.fixture.models.install("de", {[](double) {}, [] { return false; }}));
     ASSERT_TRUE(stage.confirmations.ask({ConfirmableAction::RemoveModel{"de"}}));
     ASSERT_TRUE(stage.database.execute("UPDATE confirmations SET decision = 'confirmed'")); // and then it died
@@ -70,7 +70,7 @@ TEST(Recovery, PerformsWhatWasConfirmedAndDeletesWhatDownloadsLeft) {
 TEST(Recovery, OneFailureDoesNotKeepTheRestFromBeingDone) {
     Stage stage;
     ASSERT_TRUE(stage.recordings.begin(uuid(1), at(1)));
-    writeText(stage.fixture.folder / "models/.lock/in the way", "a folder where a file should be");
+    writeFile(stage.fixture.folder / "models/.lock/in the way", "a folder where a file should be");
     const auto done = recoverAfterCrash(stage.database, stage.places, stage.confirmations);
     ASSERT_FALSE(done);
     EXPECT_EQ(done.error().description(),

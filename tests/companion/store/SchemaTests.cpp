@@ -39,7 +39,7 @@ TEST(Schema, ANewDatabaseHasTheLastVersionAndOurMark) {
 }
 
 TEST(Schema, AFileKeepsAWriteAheadLog) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     auto database = openStore(folder / "store.sqlite");
     ASSERT_TRUE(database);
     EXPECT_EQ(readOne(*database, "PRAGMA journal_mode"), "wal");
@@ -75,20 +75,20 @@ TEST(Schema, AMigrationThatFailsLeavesTheDatabaseAsItWas) {
 }
 
 TEST(Schema, ANewerSchemaIsRefusedAndNotTouched) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     {
         auto database = openStore(path);
         ASSERT_TRUE(database);
         ASSERT_TRUE(database->execute("PRAGMA user_version = 99"));
     }
-    const std::string before = readText(path);
+    const std::string before = readFile(path);
     const auto refused = openStore(path);
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().description(), "Vostel's database " + path +
                                                  " was written by a newer version of Vostel (schema 99, this version "
                                                  "knows 1); please update Vostel.");
-    EXPECT_EQ(readText(path), before);
+    EXPECT_EQ(readFile(path), before);
 }
 
 TEST(Schema, AnotherApplicationsDatabaseIsRefusedAndNotTouched) {
@@ -103,19 +103,19 @@ TEST(Schema, AnotherApplicationsDatabaseIsRefusedAndNotTouched) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        const TemporaryFolder folder;
+        const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         {
             auto other = Database::open(path);
             ASSERT_TRUE(other && other->execute(row.sql));
         }
-        const std::string before = readText(path);
+        const std::string before = readFile(path);
         const auto refused = openStore(path);
         ASSERT_FALSE(refused);
         EXPECT_EQ(refused.error(), (DatabaseError{DatabaseError::Foreign{path}}));
         EXPECT_EQ(refused.error().description(),
                   "The file " + path + " is a database of another application, so Vostel does not touch it.");
-        EXPECT_EQ(readText(path), before);
+        EXPECT_EQ(readFile(path), before);
     }
 }
 
@@ -132,13 +132,13 @@ TEST(Schema, AFileThatIsNoDatabaseIsReportedAndNotTouched) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        const TemporaryFolder folder;
+        const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
-        writeText(path, row.content);
+        writeFile(path, row.content);
         const auto database = openStore(path);
         ASSERT_FALSE(database);
         EXPECT_TRUE(isDamaged(database.error())) << database.error().description();
-        EXPECT_EQ(readText(path), row.content);
+        EXPECT_EQ(readFile(path), row.content);
     }
 }
 
@@ -156,12 +156,12 @@ TEST(Schema, ADamagedFileIsReported) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        const TemporaryFolder folder;
+        const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         ASSERT_NO_FATAL_FAILURE(fillStore(path));
-        std::string content = readText(path);
+        std::string content = readFile(path);
         row.damage(content);
-        writeText(path, content);
+        writeFile(path, content);
 
         auto database = openStore(path);
         std::optional<DatabaseError> error;
@@ -172,12 +172,12 @@ TEST(Schema, ADamagedFileIsReported) {
         }
         ASSERT_TRUE(error);
         EXPECT_TRUE(isDamaged(*error)) << error->description();
-        EXPECT_EQ(readText(path), content);
+        EXPECT_EQ(readFile(path), content);
     }
 }
 
 TEST(Schema, ASoundFilePassesTheCheck) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     ASSERT_NO_FATAL_FAILURE(fillStore(folder / "store.sqlite"));
     auto database = openStore(folder / "store.sqlite");
     ASSERT_TRUE(database);
@@ -185,24 +185,24 @@ TEST(Schema, ASoundFilePassesTheCheck) {
 }
 
 TEST(Schema, AnEmptyFileBesideALogIsDamageAndTheLogIsKept) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
-    writeText(path, "");
-    writeText(path + "-wal", "committed pages");
+    writeFile(path, "");
+    writeFile(path + "-wal", "committed pages");
     const auto database = openStore(path);
     ASSERT_FALSE(database);
     EXPECT_TRUE(isDamaged(database.error()));
-    EXPECT_EQ(readText(path + "-wal"), "committed pages");
+    EXPECT_EQ(readFile(path + "-wal"), "committed pages");
 }
 
 TEST(Schema, AnEmptyFileAloneIsANewDatabase) {
-    const TemporaryFolder folder;
-    writeText(folder / "store.sqlite", "");
+    const StoreFolder folder;
+    writeFile(folder / "store.sqlite", "");
     EXPECT_TRUE(openStore(folder / "store.sqlite"));
 }
 
 TEST(Schema, ProcessesThatOpenANewFileAtOnceAllSucceed) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     std::vector<pid_t> children;
     for (int count = 0; count < 8; ++count) {

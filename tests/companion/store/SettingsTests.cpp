@@ -9,7 +9,7 @@ TEST(Settings, ReadingIsOffUntilTheUserTurnsItOn) {
 }
 
 TEST(Settings, WhatTheUserChoseIsKept) {
-    const TemporaryFolder folder;
+    const StoreFolder folder;
     for (const bool choice : {true, false}) {
         {
             auto database = openStore(folder / "store.sqlite");

@@ -3,19 +3,19 @@
 
 #include "companion/store/Schema.h"
 #include "kit/support/UUID.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
-#include <string>
-#include <string_view>
 #include <unistd.h>
 
 namespace vostel_companion {
+
+using vostel_tests::readFile;
+using vostel_tests::writeFile;
 
 inline Database openInMemory() {
     auto database = openStore(":memory:");
@@ -26,42 +26,19 @@ inline Database openInMemory() {
     return *std::move(database);
 }
 
-class TemporaryFolder final {
+/// In memory where the system offers that: the store waits for the disk at every commit, its tests need not.
+class StoreFolder final : public vostel_tests::TemporaryFolder {
 public:
-    TemporaryFolder() {
-        // In memory where the system offers that: the store waits for the disk at every commit, its tests need not.
-        std::error_code ignored;
-        const std::filesystem::path memory = "/dev/shm";
-        const bool isInMemory = std::filesystem::is_directory(memory, ignored) && ::access(memory.c_str(), W_OK) == 0;
-        const auto parent = isInMemory ? memory : std::filesystem::temp_directory_path();
-        std::string path = (parent / "vostel-store.XXXXXX").string();
-        if (::mkdtemp(path.data()) == nullptr) std::abort();
-        path_ = path;
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-    [[nodiscard]] std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+    StoreFolder() : TemporaryFolder{parent()} {}
 
 private:
-    std::filesystem::path path_;
+    static std::filesystem::path parent() {
+        const std::filesystem::path memory = "/dev/shm";
+        std::error_code ignored;
+        const bool isUsable = std::filesystem::is_directory(memory, ignored) && ::access(memory.c_str(), W_OK) == 0;
+        return isUsable ? memory : std::filesystem::path{"/tmp"};
+    }
 };
-
-inline void writeText(const std::filesystem::path& path, std::string_view text) {
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream{path, std::ios::binary} << text;
-}
-
-inline std::string readText(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream{path, std::ios::binary}.rdbuf();
-    return text.str();
-}
 
 /// 00000000-0000-0000-0000-0000000000NN.
 inline VostelMCPKit::UUID uuid(std::uint8_t number) {

@@ -1,12 +1,12 @@
 #include "tests/companion/support/Program.h"
 
+#include "tests/support/Files.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
 #include <poll.h>
-#include <sstream>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -40,12 +40,6 @@ int waitFor(pid_t& process, int& status) {
     return status;
 }
 
-std::string contentOf(const std::filesystem::path& file) {
-    std::ostringstream text;
-    text << std::ifstream{file, std::ios::binary}.rdbuf();
-    return text.str();
-}
-
 } // namespace
 
 Program::Program(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
@@ -68,8 +62,8 @@ void Program::signal(int number) const { ::kill(process_, number); }
 
 int Program::status() { return waitFor(process_, status_); }
 
-std::string Program::output() const { return contentOf(output_); }
-std::string Program::errors() const { return contentOf(errors_); }
+std::string Program::output() const { return readFile(output_); }
+std::string Program::errors() const { return readFile(errors_); }
 
 ProgramOnTerminal::ProgramOnTerminal(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
                                      const std::filesystem::path& home)

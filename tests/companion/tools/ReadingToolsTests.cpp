@@ -136,7 +136,7 @@ TEST(TranscriptsList, SavesALongTranscriptThatItHasToCut) {
     const std::size_t mark = text.find(" Full transcript saved at: ");
     ASSERT_NE(mark, std::string::npos);
     EXPECT_TRUE(text.substr(0, mark).ends_with("[TRUNCATED: showing first 500000 of 749999 characters.]"));
-    EXPECT_EQ(readText(text.substr(mark + 27)), Transcript{segments}.text() + "\n");
+    EXPECT_EQ(readFile(text.substr(mark + 27)), Transcript{segments}.text() + "\n");
     EXPECT_EQ((*stage.result["entries"]->asArray())[0]["segments"]->asArray()->size(), 1000U);
 }
 
@@ -203,7 +203,7 @@ TEST(RecordingGet, CutsTextAndTurnsAlikeAndSavesTheWhole) {
     const std::size_t mark = text.find(" Full transcript saved at: ");
     ASSERT_NE(mark, std::string::npos);
     EXPECT_TRUE(text.substr(0, mark).ends_with("[TRUNCATED: showing first 500000 of 999999 characters.]"));
-    EXPECT_EQ(readText(text.substr(mark + 27)).size(), 1'000'000U);
+    EXPECT_EQ(readFile(text.substr(mark + 27)).size(), 1'000'000U);
     EXPECT_EQ(stage.result["lines"]->asArray()->size(), 500U);
 }
 

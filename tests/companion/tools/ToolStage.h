@@ -90,7 +90,7 @@ struct ToolStage {
                 report(1);
                 auto audio = std::make_unique<DownloadedAudio>(fixture.folder / "download");
                 audio->setPath(fixture.folder / "download/audio.webm");
-                writeText(audio->path(), "sound");
+                writeFile(audio->path(), "sound");
                 return audio;
             },
         };

@@ -134,7 +134,7 @@ TEST(Tools, ArgumentsThatAToolDoesNotTakeAreRefusedInOneSentence) {
 
 TEST(Tools, ADatabaseThatCannotBeOpenedIsSaidInOneSentence) {
     ToolStage stage;
-    writeText(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
+    writeFile(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
     const std::string sentence = "Vostel's database " + stage.places.database().string() +
                                  " is damaged (file is not a database); nothing in it was changed, please restore it "
                                  "from a backup or move it away.";

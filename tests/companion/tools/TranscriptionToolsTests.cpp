@@ -62,7 +62,7 @@ TEST(TranscribeFile, AnswersStoresAndSavesTheWords) {
                                                  11,
                                                  "hello there"}));
     ASSERT_EQ(files(stage).size(), 1U);
-    EXPECT_EQ(readText(files(stage)[0]), "hello there\n");
+    EXPECT_EQ(readFile(files(stage)[0]), "hello there\n");
     EXPECT_TRUE(files(stage)[0].filename().string().ends_with(" meeting.m4a 00000000.txt")) << files(stage)[0];
 }
 
@@ -76,7 +76,7 @@ TEST(TranscribeFile, AppliesTheVocabularyToTextAndSegmentsAlike) {
     ASSERT_EQ(segments.size(), 3U);
     EXPECT_EQ(segments[1], MCPValue::object({{"text", "John Dashwood"}, {"startTime", 1.0}, {"endTime", 3.5}}));
     EXPECT_EQ(stored(stage)[0].text, "Good morning John Dashwood mcp");
-    EXPECT_EQ(readText(files(stage)[0]), "Good morning John Dashwood mcp\n");
+    EXPECT_EQ(readFile(files(stage)[0]), "Good morning John Dashwood mcp\n");
 }
 
 TEST(TranscribeFile, SpeechlessSoundIsAnEmptyTranscript) {
@@ -104,7 +104,7 @@ TEST(TranscribeFile, CutsTextAndSegmentsAlikeAndNamesTheFileWithTheWhole) {
               "\n\n[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript saved at: " + path);
     EXPECT_EQ(*stage.result["text"], MCPValue{text});
     EXPECT_EQ(stage.result["segments"]->asArray()->size(), 1000U);
-    EXPECT_EQ(readText(path).size(), 625'000U);
+    EXPECT_EQ(readFile(path).size(), 625'000U);
     EXPECT_EQ(stored(stage).at(0).segments.size(), 1250U);
 }
 
@@ -124,8 +124,8 @@ TEST(TranscribeFile, AResultStaysSmallHoweverLongTheCharactersAre) {
 
 TEST(TranscribeFile, TheWordsAreAnsweredAlsoWhenNothingCanBeStored) {
     ToolStage stage;
-    writeText(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
-    writeText(stage.places.transcripts(), "and this is a file where a folder should be");
+    writeFile(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
+    writeFile(stage.places.transcripts(), "and this is a file where a folder should be");
     EXPECT_EQ(stage.text("transcribe_file", meeting),
               "hello there\n\n[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
                   stage.places.database().string() +
@@ -138,7 +138,7 @@ TEST(TranscribeFile, TheWordsAreAnsweredAlsoWhenNothingCanBeStored) {
 
 TEST(TranscribeFile, ALongTextThatCouldNotBeSavedSaysSo) {
     ToolStage stage;
-    writeText(stage.places.transcripts(), "a file where a folder should be");
+    writeFile(stage.places.transcripts(), "a file where a folder should be");
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
     EXPECT_TRUE(stage.text("transcribe_file", meeting)
                     .contains("[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript was not yet "

@@ -162,7 +162,7 @@ TEST(ModelTools, AFailedOrCancelledInstallationLeavesNothing) {
     EXPECT_EQ(stage.refusal("model_install", german), "The installation was cancelled; nothing was installed.");
     EXPECT_FALSE(std::filesystem::exists(stage.fixture.installed()));
 
-    writeText(stage.fixture.folder / "models.json", "{");
+    writeFile(stage.fixture.folder / "models.json", "{");
     EXPECT_TRUE(stage.refusal("models_list").starts_with("The model catalogue ")) << stage.refusal("models_list");
 }
 

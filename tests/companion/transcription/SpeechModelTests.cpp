@@ -17,7 +17,7 @@ TEST(SpeechModel, IsThatOfTheLanguageWhenOneIsInstalledElseTheSystems) {
                         {"fr", english}, {"de", german},    {"DE", german},    {"de_CH", german}};
     for (const Row& row : rows) EXPECT_EQ(chooseModel(fixture.models, row.hint), row.model) << row.hint;
 
-    writeText(fixture.folder / "models.json", "{");
+    writeFile(fixture.folder / "models.json", "{");
     EXPECT_EQ(chooseModel(fixture.models, "de"), english) << "a catalogue that cannot be read is no reason to fail";
     std::filesystem::remove_all(fixture.folder / "system");
     EXPECT_EQ(chooseModel(fixture.models, ""), (SpeechModel{"", "en"})) << "which no folder is; loading it fails";

@@ -1,7 +1,7 @@
 #include "companion/transcription/Transcriber.h"
 #include "tests/companion/support/AlwaysModel.h"
 #include "tests/companion/support/SoundFile.h"
-#include "tests/e2e/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
 #include <future>
