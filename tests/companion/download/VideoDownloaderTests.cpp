@@ -25,7 +25,7 @@ output="$(printf %s "$output" | sed 's/%%/%/g; s/%(ext)s/webm/')"
 folder="${output%/*}"
 )sh";
 
-struct Stage {
+struct DownloaderStage {
     StoreFolder folder;
     Cancellation cancellation;
     std::vector<double> progress;
@@ -78,7 +78,7 @@ bool ends(int process) {
 } // namespace
 
 TEST(VideoDownloader, FetchesOneFileAndReportsHowFarItIs) {
-    Stage stage;
+    DownloaderStage stage;
     stage.install(R"sh(
 echo "[vostel]   1.5%"
 echo "[vostel]  50.0%"
@@ -97,7 +97,7 @@ printf sound > "$output"
 }
 
 TEST(VideoDownloader, TheSoundIsDeletedAfterItsUse) {
-    Stage stage;
+    DownloaderStage stage;
     stage.install(R"sh(printf sound > "$output")sh");
     std::filesystem::path path;
     {
@@ -118,7 +118,7 @@ TEST(VideoDownloader, TheProgramInheritsNothingThatIsNotMeantForIt) {
     pthread_sigmask(SIG_BLOCK, &ending, &before);
     const auto hangUpBefore = std::signal(SIGHUP, SIG_IGN);
     const auto pipeBefore = std::signal(SIGPIPE, SIG_IGN);
-    Stage stage;
+    DownloaderStage stage;
     const int secret = ::open((stage.folder / "secret").c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_GE(secret, 0);
 
@@ -201,7 +201,7 @@ TEST(VideoDownloader, EveryFailureIsOneSentence) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        Stage stage;
+        DownloaderStage stage;
         stage.install(row.work);
         EXPECT_EQ(stage.failure(), row.sentence);
     }
@@ -209,7 +209,7 @@ TEST(VideoDownloader, EveryFailureIsOneSentence) {
 
 TEST(VideoDownloader, SaysWhatIsMissing) {
     const char* missing = "Transcribing links needs the program yt-dlp, which is not installed on this computer.";
-    Stage stage;
+    DownloaderStage stage;
     std::filesystem::create_directories(stage.folder / "down%loads");
     stage.searchPath = (stage.folder / "bin").string() + "::" + (stage.folder / "none").string();
     EXPECT_EQ(stage.failure(), missing);
@@ -230,7 +230,7 @@ TEST(VideoDownloader, SaysWhatIsMissing) {
 }
 
 TEST(VideoDownloader, ACancelledDownloadEndsWithEverythingThatItStarted) {
-    Stage stage;
+    DownloaderStage stage;
     stage.limits.look = 5ms;
     stage.install(R"sh(
 sleep 1000 &
@@ -258,7 +258,7 @@ wait
 }
 
 TEST(VideoDownloader, WhatAFinishedProgramLeavesRunningIsEndedToo) {
-    Stage stage;
+    DownloaderStage stage;
     stage.limits.look = 5ms;
     stage.install(R"sh(
 sleep 1000 &
@@ -270,7 +270,7 @@ printf sound > "$output"
 }
 
 TEST(VideoDownloader, TimeAndSizeHaveBounds) {
-    Stage stage;
+    DownloaderStage stage;
     stage.limits.look = 5ms;
     stage.limits.bytes = 1 << 20;
     stage.install(R"sh(head -c 1048577 /dev/zero > "$output.part"; sleep 1000)sh");
@@ -282,7 +282,7 @@ TEST(VideoDownloader, TimeAndSizeHaveBounds) {
 }
 
 TEST(VideoDownloader, OneThatHasToWaitForItsTurnCanBeCancelled) {
-    Stage stage;
+    DownloaderStage stage;
     stage.limits.downloadsAtOnce = 1;
     stage.limits.look = 5ms;
     stage.install("echo '[vostel]  10.0%'; sleep 1000");

@@ -72,7 +72,7 @@ std::string receive(const FileDescriptor& socket, std::size_t count) {
 constexpr std::string_view established = "HTTP/1.1 200 Connection established\r\n\r\n";
 
 /// A proxy to a service on this machine, whose address passes for `address`.
-struct Stage {
+struct ProxyStage {
     Service service;
     std::vector<std::string> addresses = {"127.0.0.1"};
     std::vector<std::string> resolved;
@@ -94,7 +94,7 @@ bool always(const std::string&) { return true; }
 } // namespace
 
 TEST(VideoProxy, CarriesBytesBothWaysOnceTheHostWasJudged) {
-    Stage stage;
+    ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const FileDescriptor client = connectTo(proxy);
     // In pieces, and with the first bytes of the conversation behind the request.
@@ -136,7 +136,7 @@ TEST(VideoProxy, RefusesWhateverIsNotAWayToTheService) {
         {"nothing", "CONNECT :443 HTTP/1.1"},
         {"garbage", "\x16\x03\x01"},
     };
-    Stage stage;
+    ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
@@ -149,7 +149,7 @@ TEST(VideoProxy, RefusesWhateverIsNotAWayToTheService) {
 }
 
 TEST(VideoProxy, JudgesEveryConnectionByTheAddressesThatItWouldUse) {
-    Stage stage;
+    ProxyStage stage;
     const VideoProxy proxy = stage.start(isPublicAddress);
     constexpr std::string_view request = "CONNECT r1.googlevideo.com:443 HTTP/1.1\r\n\r\n";
     for (const std::vector<std::string>& addresses :
@@ -173,7 +173,7 @@ TEST(VideoProxy, JudgesEveryConnectionByTheAddressesThatItWouldUse) {
 }
 
 TEST(VideoProxy, TriesTheNextAddressWhenOneDoesNotAnswer) {
-    Stage stage;
+    ProxyStage stage;
     stage.addresses = {"127.0.0.2:1", "127.0.0.1"};
     const VideoProxy proxy = stage.start(always);
     const FileDescriptor client = connectTo(proxy);
@@ -182,7 +182,7 @@ TEST(VideoProxy, TriesTheNextAddressWhenOneDoesNotAnswer) {
 }
 
 TEST(VideoProxy, ARequestThatNeverEndsIsCut) {
-    Stage stage;
+    ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const FileDescriptor client = connectTo(proxy);
     const std::string endless(10'000, 'x');
@@ -191,7 +191,7 @@ TEST(VideoProxy, ARequestThatNeverEndsIsCut) {
 }
 
 TEST(VideoProxy, ItsEndCutsEveryConnection) {
-    Stage stage;
+    ProxyStage stage;
     std::optional<VideoProxy> proxy{stage.start(always)};
     const FileDescriptor client = connectTo(*proxy);
     send(client, "CONNECT youtube.com:443 HTTP/1.1\r\n\r\n");

@@ -44,9 +44,9 @@ private:
 MCPToolOutcome succeeded(std::string text) { return {MCPToolOutcome::Text{std::move(text), std::nullopt}}; }
 
 /// A server with tools that do what a test needs.
-class Stage {
+class CallServerStage {
 public:
-    explicit Stage(CallServer::Limits limits = {}) {
+    explicit CallServerStage(CallServer::Limits limits = {}) {
         tools_["echo"] = [](const ToolCall& call) {
             return succeeded(std::string{call.arguments["text"]->asString().value_or("")});
         };
@@ -81,9 +81,9 @@ public:
         server_ = CallServer::make(*std::move(socket), tools_, vostel_mcp::startOwnThread, limits).value();
         thread_ = std::thread{[this] { server_->run(); }};
     }
-    ~Stage() { stop(); }
-    Stage(const Stage&) = delete;
-    Stage& operator=(const Stage&) = delete;
+    ~CallServerStage() { stop(); }
+    CallServerStage(const CallServerStage&) = delete;
+    CallServerStage& operator=(const CallServerStage&) = delete;
 
     void stop() {
         server_->stop();
@@ -115,7 +115,7 @@ const MCPValue nothing = MCPValue::object({});
 } // namespace
 
 TEST(CallServer, AnswersACallWithTheRenderedOutcomeUnderItsId) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("echo", MCPValue::object({{"text", "hello"}}), "0A1B");
     const auto response = client.response();
@@ -134,7 +134,7 @@ TEST(CallServer, AnswersACallWithTheRenderedOutcomeUnderItsId) {
 }
 
 TEST(CallServer, AToolThatDoesNotExistIsAFailureOfItsOwn) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("magic\n", nothing);
     const auto response = client.response();
@@ -143,7 +143,7 @@ TEST(CallServer, AToolThatDoesNotExistIsAFailureOfItsOwn) {
 }
 
 TEST(CallServer, AnAnswerThatCannotBeSentBecomesAFailure) {
-    Stage stage;
+    CallServerStage stage;
     for (const char* tool : {"too long", "no number"}) {
         SCOPED_TRACE(tool);
         CompanionClient client{stage.support()};
@@ -155,7 +155,7 @@ TEST(CallServer, AnAnswerThatCannotBeSentBecomesAFailure) {
 }
 
 TEST(CallServer, AForeignVersionIsToldBothVersionsWhateverElseItSends) {
-    Stage stage;
+    CallServerStage stage;
     struct Row {
         const char* when;
         std::string frame;
@@ -181,7 +181,7 @@ TEST(CallServer, AForeignVersionIsToldBothVersionsWhateverElseItSends) {
 }
 
 TEST(CallServer, ACancellationOnAConnectionOfItsOwnStopsTheCall) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient other{stage.support()};
     other.request("wait", nothing, "B");
     CompanionClient client{stage.support()};
@@ -195,7 +195,7 @@ TEST(CallServer, ACancellationOnAConnectionOfItsOwnStopsTheCall) {
 }
 
 TEST(CallServer, ACancellationMayOvertakeItsRequest) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient canceller{stage.support()};
     canceller.cancel("A");
     // Frames of one connection are read in order, so the cancellation has arrived when this is answered.
@@ -207,7 +207,7 @@ TEST(CallServer, ACancellationMayOvertakeItsRequest) {
 }
 
 TEST(CallServer, ACallerThatHangsUpCancelsItsCall) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("wait", nothing);
     ASSERT_TRUE(stage.started.reaches(1));
@@ -217,7 +217,7 @@ TEST(CallServer, ACallerThatHangsUpCancelsItsCall) {
 }
 
 TEST(CallServer, CallsRunSideBySideAndAnswerInAnyOrder) {
-    Stage stage;
+    CallServerStage stage;
     std::vector<std::unique_ptr<CompanionClient>> clients;
     for (int i = 0; i < 64; ++i) {
         clients.push_back(std::make_unique<CompanionClient>(stage.support()));
@@ -231,7 +231,7 @@ TEST(CallServer, CallsRunSideBySideAndAnswerInAnyOrder) {
 }
 
 TEST(CallServer, ProgressRisesAndIsNotAFlood) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("report", nothing);
     EXPECT_EQ(textOf(client.response()), "reported");
@@ -244,7 +244,7 @@ TEST(CallServer, ProgressRisesAndIsNotAFlood) {
 }
 
 TEST(CallServer, FramesMayComeInPiecesOrTogether) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     const std::string frame{
         MCPWireFraming::encode(
@@ -261,7 +261,7 @@ TEST(CallServer, FramesMayComeInPiecesOrTogether) {
 }
 
 TEST(CallServer, WhatIsNotTheProtocolEndsItsConnectionOnly) {
-    Stage stage;
+    CallServerStage stage;
     struct Row {
         const char* when;
         std::string payload;
@@ -286,7 +286,7 @@ TEST(CallServer, WhatIsNotTheProtocolEndsItsConnectionOnly) {
 }
 
 TEST(CallServer, ASecondCallOnABusyConnectionEndsBoth) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("wait", nothing, "A");
     ASSERT_TRUE(stage.started.reaches(1));
@@ -297,7 +297,7 @@ TEST(CallServer, ASecondCallOnABusyConnectionEndsBoth) {
 }
 
 TEST(CallServer, AnOversizedFrameIsRefusedAtItsHeaderButMayBeWrittenToItsEnd) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.sendBytes(std::string_view{"\x04\x00\x00\x01", 4});
     // More than any socket buffer holds, so this only ends because the other side reads on.
@@ -318,7 +318,7 @@ TEST(CallServer, APeerThatDawdlesLosesItsConnection) {
                         {"writes on after a refusal", {"\xFF\xFF\xFF\xFF", 4}}};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        Stage stage{{.frame = 50ms}};
+        CallServerStage stage{{.frame = 50ms}};
         CompanionClient client{stage.support()};
         client.sendBytes(row.bytes);
         std::ignore = client.response();
@@ -328,7 +328,7 @@ TEST(CallServer, APeerThatDawdlesLosesItsConnection) {
 }
 
 TEST(CallServer, APeerThatDoesNotReadItsAnswerLosesIt) {
-    Stage stage{{.calls = 1, .answer = 50ms}};
+    CallServerStage stage{{.calls = 1, .answer = 50ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
     // With room for one call, this one is told to come later until the other one has been given up.
@@ -339,7 +339,7 @@ TEST(CallServer, APeerThatDoesNotReadItsAnswerLosesIt) {
 }
 
 TEST(CallServer, ASlowReaderStillGetsALongAnswer) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("long", nothing);
     EXPECT_EQ(textOf(client.response()).size(), 8'000'000U);
@@ -347,7 +347,7 @@ TEST(CallServer, ASlowReaderStillGetsALongAnswer) {
 
 TEST(CallServer, ProgressWaitsForNobody) {
     // Nobody reads the reports of this call; it comes to its end all the same.
-    Stage stage{{.progress = 0ms}};
+    CallServerStage stage{{.progress = 0ms}};
     CompanionClient client{stage.support()};
     client.request("report", nothing);
     EXPECT_TRUE(stage.reported.reaches(1));
@@ -355,7 +355,7 @@ TEST(CallServer, ProgressWaitsForNobody) {
 }
 
 TEST(CallServer, BeyondItsLimitACallIsToldToComeLaterWhileCancellationsGetThrough) {
-    Stage stage{{.connections = 4, .calls = 2}};
+    CallServerStage stage{{.connections = 4, .calls = 2}};
     CompanionClient first{stage.support()};
     CompanionClient second{stage.support()};
     first.request("wait", nothing, "A");
@@ -377,7 +377,7 @@ TEST(CallServer, BeyondItsLimitACallIsToldToComeLaterWhileCancellationsGetThroug
 }
 
 TEST(CallServer, BeyondTheLimitOfConnectionsTheNextOneWaitsItsTurn) {
-    Stage stage{{.connections = 1, .calls = 1, .frame = 50ms}};
+    CallServerStage stage{{.connections = 1, .calls = 1, .frame = 50ms}};
     CompanionClient silent{stage.support()};
     EXPECT_TRUE(stage.serves()) << "after the silent one was dropped";
 }
@@ -400,7 +400,7 @@ TEST(CallServer, ACallThatNoThreadCanBeStartedForIsToldToComeLater) {
 }
 
 TEST(CallServer, StoppingCancelsWhatRunsAndRemovesTheSocket) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient running{stage.support()};
     running.request("wait", nothing);
     CompanionClient idle{stage.support()};
@@ -414,7 +414,7 @@ TEST(CallServer, StoppingCancelsWhatRunsAndRemovesTheSocket) {
 }
 
 TEST(CallServer, StoppingDoesNotWaitForAPeerThatDoesNotRead) {
-    Stage stage{{.farewell = 20ms}};
+    CallServerStage stage{{.farewell = 20ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
     CompanionClient other{stage.support()};
@@ -425,7 +425,7 @@ TEST(CallServer, StoppingDoesNotWaitForAPeerThatDoesNotRead) {
 }
 
 TEST(CallServer, SleepsWhileNothingHappens) {
-    Stage stage;
+    CallServerStage stage;
     CompanionClient waiting{stage.support()};
     waiting.request("stubborn", nothing);
     CompanionClient gone{stage.support()};
