@@ -27,8 +27,8 @@ struct DictateVerb : TranscribingVerbs {
 };
 struct RecordVerb : TranscribingVerbs {
     RecordVerb() {
-        recordings["/work/me.wav"] = spokenWords({{0, "good"}, {0.5, "mourning"}, {9, "fine"}}, 10);
-        recordings["/work/them.wav"] = spokenWords({{3, "hello"}}, 30);
+        recordings["/home/me/me.wav"] = spokenWords({{0, "good"}, {0.5, "mourning"}, {9, "fine"}}, 10);
+        recordings["/home/me/them.wav"] = spokenWords({{3, "hello"}}, 30);
     }
     RecordingSummary summary() {
         const auto found = Recordings{database}.find(uuid(1)).value();
@@ -53,7 +53,7 @@ std::string idText(std::uint8_t number) { return uuid(number).text(); }
 } // namespace
 
 TEST_F(DictateVerb, PrintsWhatWasSaidAndAddsItToTheHistory) {
-    recordings["/work/a.wav"] = spokenWords({{0, "hello"}, {1, "world"}}, 2.5);
+    recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}, {1, "world"}}, 2.5);
     teach("world", "World");
     EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "hello World\n");
@@ -70,7 +70,7 @@ TEST_F(DictateVerb, AnAbsolutePathStaysAsItIs) {
 }
 
 TEST_F(DictateVerb, TextThatCouldNotBePrintedWasNotDelivered) {
-    recordings["/work/a.wav"] = spokenWords({{0, "hello"}}, 1);
+    recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     canPrint = false;
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
     ASSERT_EQ(history().size(), 1U);
@@ -80,11 +80,11 @@ TEST_F(DictateVerb, TextThatCouldNotBePrintedWasNotDelivered) {
 
 TEST_F(DictateVerb, WhatCannotBeHeardLeavesTheHistoryAlone) {
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
-    EXPECT_EQ(takeTold(), "There is no file at '/work/a.wav'.\n");
+    EXPECT_EQ(takeTold(), "There is no file at '/home/me/a.wav'.\n");
 
-    recordings["/work/silence.wav"] = spokenWords({}, 1);
+    recordings["/home/me/silence.wav"] = spokenWords({}, 1);
     EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, world), Exit::notAsAsked);
-    EXPECT_EQ(takeTold(), "No speech was recognised in '/work/silence.wav'.\n");
+    EXPECT_EQ(takeTold(), "No speech was recognised in '/home/me/silence.wav'.\n");
 
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, world), Exit::failed);
@@ -94,7 +94,7 @@ TEST_F(DictateVerb, WhatCannotBeHeardLeavesTheHistoryAlone) {
 }
 
 TEST_F(DictateVerb, AReplacementCannotDrawOnTheTerminalAndIsKeptAsItIs) {
-    recordings["/work/a.wav"] = spokenWords({{0, "hello"}}, 1);
+    recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     teach("hello", "x\x1B[2Jy");
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "x\xEF\xBF\xBD[2Jy\n");
@@ -131,9 +131,9 @@ TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
 
 TEST_F(RecordVerb, WhatCannotBeginLeavesNoTrace) {
     EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, world), Exit::failed);
-    EXPECT_EQ(takeTold(), "There is no file at '/work/nobody.wav'.\n");
+    EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
     EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, world), Exit::failed);
-    EXPECT_EQ(takeTold(), "There is no file at '/work/nobody.wav'.\n");
+    EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
     EXPECT_EQ(run(Command::Record{"me.wav", "them.wav", "gibberish!"}, world), Exit::failed);
     EXPECT_EQ(takeTold(),
               "The language 'gibberish!' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.\n");
@@ -151,13 +151,13 @@ TEST_F(RecordVerb, AnInterruptedCallIsKeptAsAFailedOne) {
 }
 
 TEST_F(RecordVerb, AFileThatVanishesInBetweenFailsTheCall) {
-    duringTranscription = [&] { recordings.erase("/work/them.wav"); };
+    duringTranscription = [&] { recordings.erase("/home/me/them.wav"); };
     EXPECT_EQ(record(), Exit::failed);
-    EXPECT_EQ(summary().failureReason, "There is no file at '/work/them.wav'.");
+    EXPECT_EQ(summary().failureReason, "There is no file at '/home/me/them.wav'.");
 }
 
 TEST_F(RecordVerb, ACallInWhichNobodySpeaksIsReadyAndEmpty) {
-    recordings["/work/me.wav"] = recordings["/work/them.wav"] = spokenWords({}, 0);
+    recordings["/home/me/me.wav"] = recordings["/home/me/them.wav"] = spokenWords({}, 0);
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "");
     EXPECT_EQ(takeTold(), "Nobody said anything that was recognised.\n");

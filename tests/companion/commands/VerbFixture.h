@@ -45,7 +45,7 @@ struct VerbFixture {
             if (!recordings.contains(path)) return std::unexpected(AudioError{AudioError::Missing{}});
             return recordings.at(path).duration;
         },
-        .workingFolder = "/work",
+        .workingFolder = "/home/me",
         .now = [this] { return time; },
         .newID = [this] { return uuid(++lastID); },
         .localMidnight = [](std::chrono::year_month_day day) { return std::chrono::sys_days{day}; },
