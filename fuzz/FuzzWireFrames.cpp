@@ -15,10 +15,13 @@ void decodeAndEncode(const MCPValue& value) {
         require(!frame.error().description().empty(), "a failure says why");
         return;
     }
-    const std::string text = written(encode(*frame));
-    const auto again = decode<Frame>(readBack(text));
+    // The second text may differ from the first: a large double is written with an exponent and, being integral, read
+    // back as an integer.
+    const auto again = decode<Frame>(readBack(written(encode(*frame))));
     require(again.has_value(), "a frame that was encoded can be decoded");
-    require(written(encode(*again)) == text, "a frame comes back as it was");
+    const std::string text = written(encode(*again));
+    const auto last = decode<Frame>(readBack(text));
+    require(last.has_value() && written(encode(*last)) == text, "a frame comes back as it was");
 }
 
 void checkPayload(std::string_view payload) {
