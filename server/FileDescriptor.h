@@ -18,11 +18,12 @@ public:
         return *this;
     }
     ~FileDescriptor() {
-        if (number_ >= 0) close(number_);
+        if (isOpen()) close(number_);
     }
 
     /// Negative when nothing is owned.
     [[nodiscard]] int number() const { return number_; }
+    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
 
 private:
     int number_ = -1;

@@ -37,7 +37,7 @@ public:
     static std::expected<TemporaryFile, ConfigError> write(const fs::path& target, const Snapshot& content,
                                                            bool hasOwner) {
         std::string name = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
-        const Descriptor file{::mkostemp(name.data(), O_CLOEXEC)};
+        const FileDescriptor file{::mkostemp(name.data(), O_CLOEXEC)};
         if (!file.isOpen()) return fileError(target);
         TemporaryFile temporary{name};
         auto done = writeAll(file, content.text, target);
@@ -83,7 +83,7 @@ std::expected<fs::path, FileError> withoutLinks(fs::path path) {
 /// Absent when there is no file.
 std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
     // Not blocking, because opening a pipe would wait for its other end.
-    const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
     if (!file.isOpen() && errno == ENOENT) return std::nullopt;
     if (!file.isOpen() && errno == ENXIO) return std::unexpected(ConfigError::NotAFile{path.string()});
     if (!file.isOpen()) return fileError(path);
@@ -116,8 +116,8 @@ std::expected<void, ConfigError> checkWritable(const fs::path& path) {
 }
 
 /// Holds back other processes that want to change files in `folder`, as long as the result lives.
-Descriptor lockFolder(const fs::path& folder) {
-    Descriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+FileDescriptor lockFolder(const fs::path& folder) {
+    FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     // Deliberate: without a lock, as on some network file systems, we go on. The last look before the replacement
     // finds what others did.
     while (opened.isOpen() && ::flock(opened.number(), LOCK_EX) != 0 && errno == EINTR) {}
@@ -206,7 +206,7 @@ std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path
     if (auto made = ensureFolder(path.parent_path()); !made) return std::unexpected(std::move(made.error()));
     const auto target = withoutLinks(path);
     if (!target) return std::unexpected(target.error());
-    const Descriptor lock = lockFolder(target->parent_path());
+    const FileDescriptor lock = lockFolder(target->parent_path());
     for (int attempts = 0; attempts < attemptLimit; ++attempts) {
         const auto attempted = attempt(*target, edit);
         if (!attempted) return std::unexpected(attempted.error());

@@ -35,10 +35,6 @@ std::unexpected<FileError> fileError(const fs::path& path, int number) {
 
 std::unexpected<FileError> fileError(const fs::path& path) { return fileError(path, errno); }
 
-Descriptor::~Descriptor() {
-    if (isOpen()) ::close(number_);
-}
-
 std::expected<void, FileError> ensureFolder(const fs::path& folder) {
     std::error_code failure;
     if (fs::is_directory(folder, failure)) return {};
@@ -50,7 +46,7 @@ std::expected<void, FileError> ensureFolder(const fs::path& folder) {
     return {};
 }
 
-std::expected<void, FileError> writeAll(const Descriptor& file, std::string_view bytes, const fs::path& path) {
+std::expected<void, FileError> writeAll(const FileDescriptor& file, std::string_view bytes, const fs::path& path) {
     while (!bytes.empty()) {
         const auto count = ::write(file.number(), bytes.data(), bytes.size());
         if (count < 0 && errno == EINTR) continue;
@@ -60,20 +56,20 @@ std::expected<void, FileError> writeAll(const Descriptor& file, std::string_view
     return {};
 }
 
-std::expected<void, FileError> synchronize(const Descriptor& file, const fs::path& path) {
+std::expected<void, FileError> synchronize(const FileDescriptor& file, const fs::path& path) {
     if (::fsync(file.number()) != 0) return fileError(path);
     return {};
 }
 
 std::expected<void, FileError> synchronizeFolder(const fs::path& folder) {
-    const Descriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    const FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (!opened.isOpen()) return fileError(folder);
     return synchronize(opened, folder);
 }
 
 std::expected<void, FileError> writeFileAtomically(const fs::path& path, std::string_view text) {
     std::string temporary = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
-    const Descriptor file{::mkostemp(temporary.data(), O_CLOEXEC)};
+    const FileDescriptor file{::mkostemp(temporary.data(), O_CLOEXEC)};
     if (!file.isOpen()) return fileError(path);
     auto done = writeAll(file, text, path);
     if (done) done = synchronize(file, path);
@@ -86,13 +82,13 @@ std::expected<void, FileError> writeFileAtomically(const fs::path& path, std::st
 }
 
 std::expected<FileLock, FileError> FileLock::acquire(const fs::path& path) {
-    Descriptor file{::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+    FileDescriptor file{::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
     if (!file.isOpen() || lockDescriptor(file.number(), LOCK_EX) != 0) return fileError(path);
     return FileLock{std::move(file)};
 }
 
 std::expected<FileLock, FileError> FileLock::tryExisting(const fs::path& path) {
-    Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)};
+    FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)};
     if (!file.isOpen() || lockDescriptor(file.number(), LOCK_EX | LOCK_NB) != 0) return fileError(path);
     return FileLock{std::move(file)};
 }

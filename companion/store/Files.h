@@ -1,6 +1,8 @@
 // The few things that the store asks of the file system beyond the database, with failures as values.
 #pragma once
 
+#include "server/FileDescriptor.h"
+
 #include <expected>
 #include <filesystem>
 #include <string>
@@ -8,6 +10,8 @@
 #include <utility>
 
 namespace vostel_companion {
+
+using vostel_mcp::FileDescriptor;
 
 /// The system refused something about a file or folder; `number` is the errno.
 struct FileError {
@@ -24,34 +28,15 @@ struct FileError {
 [[nodiscard]] std::unexpected<FileError> fileError(const std::filesystem::path& path);
 [[nodiscard]] std::unexpected<FileError> fileError(const std::filesystem::path& path, int number);
 
-/// Owns an open file descriptor.
-class Descriptor final {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-    ~Descriptor();
-
-    [[nodiscard]] int number() const { return number_; }
-    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
-
-private:
-    int number_ = -1;
-};
-
 /// Makes the folder, for its owner alone, and its missing parents; an existing one is left as it is.
 [[nodiscard]] std::expected<void, FileError> ensureFolder(const std::filesystem::path& folder);
 
 /// Returns when all of `bytes` are written to the open file.
-[[nodiscard]] std::expected<void, FileError> writeAll(const Descriptor& file, std::string_view bytes,
+[[nodiscard]] std::expected<void, FileError> writeAll(const FileDescriptor& file, std::string_view bytes,
                                                       const std::filesystem::path& path);
 
 /// Returns when the content of an open file, or the list of names of an open folder, is on the disk.
-[[nodiscard]] std::expected<void, FileError> synchronize(const Descriptor& file, const std::filesystem::path& path);
+[[nodiscard]] std::expected<void, FileError> synchronize(const FileDescriptor& file, const std::filesystem::path& path);
 [[nodiscard]] std::expected<void, FileError> synchronizeFolder(const std::filesystem::path& folder);
 
 /// Puts `text` at `path`, readable by the owner alone: whoever looks finds the old file or the new one, whole, also
@@ -71,9 +56,9 @@ public:
     [[nodiscard]] static bool isHeld(const std::filesystem::path& path);
 
 private:
-    explicit FileLock(Descriptor file) : file_(std::move(file)) {}
+    explicit FileLock(FileDescriptor file) : file_(std::move(file)) {}
 
-    Descriptor file_;
+    FileDescriptor file_;
 };
 
 } // namespace vostel_companion

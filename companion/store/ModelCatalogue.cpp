@@ -124,7 +124,7 @@ std::expected<std::vector<ModelDescription>, std::string> parseModelCatalogue(st
 }
 
 std::expected<std::vector<ModelDescription>, ModelError> readModelCatalogue(const fs::path& path) {
-    const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
     if (!file.isOpen() && errno == ENOENT) return std::vector<ModelDescription>{};
     if (!file.isOpen()) return std::unexpected(ModelError{fileError(path).error()});
 

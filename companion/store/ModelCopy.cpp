@@ -92,12 +92,12 @@ public:
     /// Copies one file to the disk and returns its checksum.
     std::expected<std::string, ModelError> copy(const fs::path& source, const fs::path& target) {
         // Without blocking: a pipe that took the file's place since the survey must not hold us.
-        const Descriptor in{::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
+        const FileDescriptor in{::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
         if (!in.isOpen()) return unusable(source, errno);
         struct stat file{};
         if (::fstat(in.number(), &file) != 0) return unusable(source, errno);
         if (!S_ISREG(file.st_mode)) return badSource(source, "it is neither a plain file nor a folder");
-        const Descriptor out{::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
+        const FileDescriptor out{::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
         if (!out.isOpen()) return unusable(target, errno);
 
         SHA256 checksum;

@@ -19,7 +19,7 @@ constexpr std::size_t installationsAtOnce = 1;
 
 MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
     const Arguments arguments{call, "models_list", {}};
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     const auto models = context.models.list();
     if (!models) return failedOutcome(models.error().description());
     return fittingOutcome(models->size(), [&](std::size_t count) -> MCPToolOutcome {
@@ -39,7 +39,7 @@ MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
 MCPToolOutcome installModel(const ToolContext& context, Turns& turns, const ToolCall& call) {
     Arguments arguments{call, "model_install", {"identifier"}};
     const std::string identifier = arguments.neededText("identifier");
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     const auto turn = turns.wait(call.cancellation);
     if (!turn) return failedOutcome(ModelError{ModelError::Cancelled{}}.description());
     const auto done =
@@ -60,7 +60,7 @@ MCPToolOutcome removedModel(const std::string& identifier, bool wasInstalled) {
 MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
     Arguments arguments{call, "model_remove", {"identifier"}};
     const std::string identifier = arguments.neededText("identifier");
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     return askForConfirmation(
         context, call.cancellation, {ConfirmableAction::RemoveModel{identifier}},
         [&](const std::vector<std::string>& removed) { return removedModel(identifier, !removed.empty()); });

@@ -44,7 +44,7 @@ std::expected<Listing, std::string> readListing(Arguments& arguments, const Loca
     const auto limit = arguments.integer("limit");
     const auto since = arguments.text("since");
     const auto until = arguments.text("until");
-    if (arguments.wrong()) return std::unexpected(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return std::unexpected(*wrong);
     auto listing = Listing::parse(limit, since, until, localMidnight);
     if (!listing) return std::unexpected(listing.error().description());
     return *listing;
@@ -261,7 +261,7 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
 MCPToolOutcome getRecording(const ToolContext& context, Database& database, const ToolCall& call) {
     Arguments arguments{call, "recording_get", {"id"}};
     const std::string id = arguments.neededText("id");
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     const auto found = Recordings{database}.find(UUID::parse(id).value_or(UUID{}));
     if (!found) return failedOutcome(found.error().description());
     if (!*found) {

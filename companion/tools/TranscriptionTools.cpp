@@ -99,7 +99,7 @@ MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) 
     Arguments arguments{call, "transcribe_file", {"path", "language"}};
     const std::string path = arguments.neededText("path");
     const std::string language = arguments.text("language").value_or("");
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
 
     const auto done = context.transcribe(path, language, call.cancellation, call.progress);
     if (!done) return failedOutcome(done.error().description());
@@ -130,7 +130,7 @@ MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
     Arguments arguments{call, "transcribe_url", {"url", "language"}};
     const std::string url = arguments.neededText("url");
     const std::string language = arguments.text("language").value_or("");
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     // Before anything is fetched for nothing.
     if (!isLanguageHint(language))
         return failedOutcome(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());

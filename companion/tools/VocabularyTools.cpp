@@ -34,7 +34,7 @@ std::string heading(std::size_t shown, std::size_t all, std::string_view things)
 
 MCPToolOutcome listVocabulary(const ToolContext& context, const ToolCall& call) {
     const Arguments arguments{call, "vocabulary_list", {}};
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     return withDatabase(context, call.cancellation, [](Database& database) -> MCPToolOutcome {
         const auto rules = Vocabulary{database}.list();
         if (!rules) return failedOutcome(rules.error().description());
@@ -56,7 +56,7 @@ MCPToolOutcome addToVocabulary(const ToolContext& context, const ToolCall& call)
     std::vector<VocabularyRule> rules;
     for (std::vector<std::string>& record : arguments.neededRecords("rules", {"word", "replacement"}))
         rules.push_back({std::move(record[0]), std::move(record[1])});
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
         const auto additions = Vocabulary{database}.add(rules);
         if (!additions) return failedOutcome(additions.error().description());
@@ -90,7 +90,7 @@ MCPToolOutcome removedWords(const std::vector<std::string>& removed) {
 MCPToolOutcome removeFromVocabulary(const ToolContext& context, const ToolCall& call) {
     Arguments arguments{call, "vocabulary_remove", {"words"}};
     std::vector<std::string> words = arguments.neededTexts("words");
-    if (arguments.wrong()) return failedOutcome(*arguments.wrong());
+    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     return askForConfirmation(context, call.cancellation, {ConfirmableAction::RemoveWords{std::move(words)}},
                               removedWords);
 }
