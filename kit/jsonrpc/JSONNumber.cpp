@@ -73,6 +73,17 @@ std::optional<std::int64_t> integer(const Decimal& number) {
     return value;
 }
 
+/// A token that ends in another digit than zero and has a point but no exponent is no integer: most doubles.
+bool isPlainFraction(std::string_view token) {
+    if (token.back() == '0') return false;
+    bool hasPoint = false;
+    for (const char character : token) {
+        if (character == 'e' || character == 'E') return false;
+        hasPoint |= character == '.';
+    }
+    return hasPoint;
+}
+
 /// Infinite for a value beyond the doubles.
 double nearestDouble(std::string_view token) {
     double value = 0;
@@ -101,10 +112,7 @@ std::size_t writeThousandths(double value, char* out) {
 } // namespace
 
 std::optional<MCPValue> numberFromDecimal(std::string_view token) {
-    // A token that ends in another digit than zero and has a point but no exponent is no integer: most doubles.
-    const bool isPlainFraction =
-        token.back() != '0' && token.find_first_of("eE") == token.npos && token.find('.') != token.npos;
-    if (!isPlainFraction) {
+    if (!isPlainFraction(token)) {
         if (const auto value = integer(takeApart(token))) return MCPValue{*value};
     }
     const double value = nearestDouble(token);
