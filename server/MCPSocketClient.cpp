@@ -142,8 +142,7 @@ Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress) 
         if (!socket) co_return std::unexpected(std::move(socket.error()));
     }
     auto work = [&] { return exchange(*std::move(socket), std::move(request), progress); };
-    OnOwnThread exchanging{system_.startThread, socketClientThread, work};
-    Response response = co_await exchanging;
+    Response response = co_await onOwnThread(system_.startThread, socketClientThread, work);
     if (!response) co_return response;
     const auto* error = std::get_if<MCPWireError>(&response->outcome);
     // Deliberate: a version mismatch is a failure of the call here, an oversized frame stays inside the response.
@@ -159,16 +158,14 @@ Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce() {
         if (!socket) return std::unexpected(failure(socket.error()));
         return *std::move(socket);
     };
-    OnOwnThread connecting{system_.startThread, socketClientThread, work};
-    co_return co_await connecting;
+    co_return co_await onOwnThread(system_.startThread, socketClientThread, work);
 }
 
 Task<MCPSocketClient::Connected> MCPSocketClient::launchAndWait() {
     auto launched = co_await launcher_.launchHostApplication();
     if (!launched) co_return std::unexpected(failure(std::move(launched.error())));
     auto work = [this] { return waitForSocket(); };
-    OnOwnThread waiting{system_.startThread, socketPollThread, work};
-    co_return co_await waiting;
+    co_return co_await onOwnThread(system_.startThread, socketPollThread, work);
 }
 
 MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
@@ -189,8 +186,7 @@ Task<void> MCPSocketClient::cancel(std::string requestID) {
     auto work = [&] {
         return writeFrame(socket->number(), {MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
     };
-    OnOwnThread writing{system_.startThread, socketClientThread, work};
-    std::ignore = co_await writing;
+    std::ignore = co_await onOwnThread(system_.startThread, socketClientThread, work);
 }
 
 } // namespace vostel_mcp

@@ -28,9 +28,10 @@ using ThreadStarter =
 /// The real thing. Thread-safe.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startOwnThread(ThreadName name, std::function<void()> body);
 
-/// Awaited: runs `work` on a thread of its own and resumes the awaiter, on its executor, with what it returned. `work`
-/// returns a std::expected whose error can be made from the PosixError of a thread that could not be started.
-/// The thread posts back exactly once, as its last act. Stays where it is: name it, then await it.
+namespace own_thread_detail {
+
+/// Awaited: runs `work` on a thread of its own and resumes the awaiter, on its executor, with what it returned. The
+/// thread posts back exactly once, as its last act. Stays where it is.
 template <class Work>
 class OnOwnThread final {
 public:
@@ -63,5 +64,18 @@ private:
     std::coroutine_handle<> awaiter_;
     VostelMCPKit::Executor* executor_ = nullptr;
 };
+
+} // namespace own_thread_detail
+
+/// Runs `work` on a thread of its own and returns what it returned: a std::expected whose error can be made from the
+/// PosixError of a thread that could not be started. The caller goes on on its executor, which that thread posts to.
+template <class Work>
+VostelMCPKit::Task<std::invoke_result_t<Work>> onOwnThread(ThreadStarter startThread, ThreadName name, Work work) {
+    // All that waits for this must have suspended before the thread can be done. Otherwise the thread that is here now
+    // would have to go on with it, and would inherit whatever blocks in it.
+    co_await VostelMCPKit::yield();
+    own_thread_detail::OnOwnThread running{startThread, name, std::move(work)};
+    co_return co_await running;
+}
 
 } // namespace vostel_mcp

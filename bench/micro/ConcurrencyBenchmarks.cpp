@@ -39,11 +39,11 @@ void ExecutorHop(benchmark::State& state) {
 BENCHMARK(ExecutorHop);
 
 using Answered = std::expected<int, PosixError>;
+constexpr ThreadName name{"benchmark", "benchmark"};
 
 Task<void> workOnce(const ThreadStarter& starter, std::atomic<bool>& done) {
     auto work = []() -> Answered { return 1; };
-    OnOwnThread working{starter, {"benchmark", "benchmark"}, work};
-    std::ignore = co_await working;
+    std::ignore = co_await onOwnThread(starter, name, work);
     done = true;
     done.notify_one();
 }

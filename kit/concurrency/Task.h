@@ -143,6 +143,19 @@ struct Detached {
 
 } // namespace task_detail
 
+/// See yield.
+struct Yield {
+    bool await_ready() const noexcept { return false; }
+    template <class P>
+    void await_suspend(std::coroutine_handle<P> piece) const {
+        piece.promise().executor->post(piece);
+    }
+    void await_resume() const noexcept {}
+};
+
+/// Awaited: goes on as a piece of its own, so that everything that led here is suspended by then.
+[[nodiscard]] inline Yield yield() { return {}; }
+
 /// Starts `task` on `executor`; nobody waits for its end.
 inline void start(Task<void> task, Executor& executor) {
     const auto detached = task_detail::Detached::running(std::move(task));

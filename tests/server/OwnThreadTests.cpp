@@ -1,6 +1,7 @@
 #include "kit/concurrency/Actor.h"
 #include "server/MainExecutor.h"
 #include "server/OwnThread.h"
+#include "server/SerialExecutor.h"
 
 #include <algorithm>
 #include <atomic>
@@ -196,8 +197,7 @@ using Answer = std::expected<std::thread::id, PosixError>;
 /// The thread that work on a thread of its own ran on.
 Task<void> ask(const ThreadStarter& starter, Answer* answer, std::thread::id* resumedOn) {
     auto work = []() -> Answer { return std::this_thread::get_id(); };
-    OnOwnThread asking{starter, name, work};
-    *answer = co_await asking;
+    *answer = co_await onOwnThread(starter, name, work);
     *resumedOn = std::this_thread::get_id();
 }
 
@@ -210,6 +210,25 @@ TEST(OwnThread, TheAwaiterGetsTheResultOnItsOwnExecutor) {
     ASSERT_TRUE(answer);
     EXPECT_NE(*answer, std::this_thread::get_id());
     EXPECT_EQ(resumedOn, std::this_thread::get_id());
+}
+
+TEST(OwnThread, HoweverSoonItEndsItsStarterDoesNotInheritWhatComesNext) {
+    CallerExecutor calls;
+    const ThreadStarter slowToReturn = [](ThreadName own, const std::function<void()>& body) {
+        Countdown end{1};
+        auto started = startOwnThread(own, [&] {
+            body();
+            end.arrive();
+        });
+        end.wait();
+        return started;
+    };
+    Answer answer;
+    std::thread::id resumedOn;
+    start(ask(slowToReturn, &answer, &resumedOn), calls);
+    ASSERT_TRUE(answer);
+    EXPECT_NE(resumedOn, std::this_thread::get_id());
+    EXPECT_EQ(resumedOn, *answer);
 }
 
 TEST(OwnThread, TheAwaiterGetsTheFailureToStart) {

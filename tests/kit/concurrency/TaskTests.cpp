@@ -403,6 +403,26 @@ Task<void> incrementing(Counter* counter, const ThreadExecutor* home, int times,
     result->changed.notify_one();
 }
 
+Task<void> noteAroundYield(Trace* trace) {
+    trace->push_back("before");
+    co_await yield();
+    trace->push_back("after");
+}
+
+Task<void> note(Trace* trace) {
+    trace->push_back("other");
+    co_return;
+}
+
+TEST(Task, YieldingLetsTheExecutorRunWhatElseIsPosted) {
+    ManualExecutor executor;
+    Trace trace;
+    start(noteAroundYield(&trace), executor);
+    start(note(&trace), executor);
+    executor.drain();
+    EXPECT_EQ(trace, (Trace{"before", "other", "after"}));
+}
+
 TEST(Task, ItsEndAndTheSuspensionOfItsAwaiterMayMeetOnTwoThreads) {
     constexpr int callers = 4;
     constexpr int times = 5'000;
