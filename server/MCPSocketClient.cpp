@@ -6,7 +6,6 @@
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "server/UnixSocket.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 
 namespace vostel_mcp {
@@ -21,6 +20,8 @@ using Response = std::expected<MCPWireResponse, Failure>;
 constexpr ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
 constexpr ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
 constexpr std::size_t readLength = 65'536;
+/// Takes most answers whole.
+constexpr std::size_t firstReadLength = 1024;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
@@ -39,12 +40,6 @@ std::expected<void, Failure> writeFrame(int socket, MCPWireInboundFrame frame) {
         return std::unexpected(failure(written.error()));
     }
     return {};
-}
-
-/// Returns when a read would not block, or would fail: the read then tells.
-void waitUntilReadable(int socket) {
-    pollfd readable{socket, POLLIN, 0};
-    std::ignore = poll(&readable, 1, /*timeout=*/-1);
 }
 
 /// Cuts the application's side of the conversation into frames, reading when no whole one is pending.
@@ -67,10 +62,17 @@ public:
     std::expected<void, Failure> read() {
         pending_.removePrefix(std::exchange(consumed_, 0));
         // A call that waits for its answer holds no room for it yet: a thousand may be waiting.
-        if (pending_.empty()) waitUntilReadable(socket_);
-        const ssize_t count = recv(socket_, pending_.room(readLength), readLength, 0);
+        char beginning[firstReadLength];
+        const bool isFirst = pending_.capacity() == 0;
+        const std::span room = isFirst ? std::span{beginning} : std::span{pending_.room(readLength), readLength};
+        const ssize_t count = recv(socket_, room.data(), room.size(), 0);
         if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
-        pending_.grow(static_cast<std::size_t>(count));
+        const auto received = static_cast<std::size_t>(count);
+        if (isFirst) {
+            pending_.append({beginning, received});
+        } else {
+            pending_.grow(received);
+        }
         return {};
     }
 

@@ -77,7 +77,8 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
     std::vector<Container> containers;
     containers.reserve(8);
     for (const MCPValue* next = &value;;) {
-        switch (next->kind()) {
+        const MCPValue::Kind kind = next->kind();
+        switch (kind) {
         case MCPValue::Kind::Bool:
             out.append(*next->asBool() ? "true" : "false");
             break;
@@ -95,12 +96,16 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
             writeString(*next->asString(), out);
             break;
         case MCPValue::Kind::Array:
-            out.append('[');
-            containers.push_back({*next->asArray(), {}, /*isObject=*/false});
-            break;
         case MCPValue::Kind::Object:
-            out.append('{');
-            containers.push_back({{}, *next->asObject(), /*isObject=*/true});
+            if (const auto text = next->keptText()) {
+                out.append(*text);
+            } else if (kind == MCPValue::Kind::Array) {
+                out.append('[');
+                containers.push_back({*next->asArray(), {}, /*isObject=*/false});
+            } else {
+                out.append('{');
+                containers.push_back({{}, *next->asObject(), /*isObject=*/true});
+            }
             break;
         case MCPValue::Kind::Null:
             out.append("null");
@@ -125,6 +130,12 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
             around.elements = around.elements.subspan(1);
         }
     }
+}
+
+MCPValue keepingText(const MCPValue& value) {
+    Bytes text;
+    if (!writeJSON(value, text)) return value;
+    return MCPValue::keepingText(value, text.text());
 }
 
 } // namespace VostelMCPKit

@@ -17,4 +17,8 @@ struct EncodingError {
 /// which the line framing of standard output depends on. Thread-safe; keeps no state between calls.
 [[nodiscard]] std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out);
 
+/// The same value; an array or object keeps its text from here on, and writing it becomes a copy. For a large value
+/// that is written again and again.
+[[nodiscard]] MCPValue keepingText(const MCPValue& value);
+
 } // namespace VostelMCPKit

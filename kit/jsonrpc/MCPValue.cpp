@@ -12,7 +12,8 @@
 namespace VostelMCPKit {
 
 /// What copies of a long string, an array or an object share. The payload follows in the same allocation: the bytes of
-/// a string, the elements of an array, or the names and values of an object's members in turn.
+/// a string, the elements of an array, or the names and values of an object's members in turn. Behind the values may
+/// stand their text, the length first.
 struct MCPValue::Block {
     union {
         std::atomic<std::size_t> references;
@@ -22,9 +23,9 @@ struct MCPValue::Block {
     /// Bytes of a string; values of an array or an object, which has two for each member.
     std::size_t count;
 
-    static Block* allocate(std::size_t count, std::size_t bytesEach) {
-        if (count > (SIZE_MAX - sizeof(Block)) / bytesEach) std::abort();
-        void* memory = std::malloc(sizeof(Block) + count * bytesEach);
+    static Block* allocate(std::size_t count, std::size_t bytesEach, std::size_t bytesBehind = 0) {
+        if (count > (SIZE_MAX - sizeof(Block) - bytesBehind) / bytesEach) std::abort();
+        void* memory = std::malloc(sizeof(Block) + count * bytesEach + bytesBehind);
         if (memory == nullptr) std::abort();
         return new (memory) Block{{1}, count};
     }
@@ -110,6 +111,18 @@ MCPValue MCPValue::takingObject(std::span<MCPValue> keysAndValues) {
     return adopting(Tag::object, takingArray(keysAndValues.first(2 * members.size())).detach());
 }
 
+MCPValue MCPValue::keepingText(const MCPValue& value, std::string_view text) {
+    if (value.tag() != Tag::array && value.tag() != Tag::object) return value;
+    const std::span values = value.elements();
+    const std::size_t length = text.size();
+    Block* block = Block::allocate(values.size(), sizeof(MCPValue), sizeof length + length);
+    MCPValue* end = std::uninitialized_copy(values.begin(), values.end(), block->values());
+    auto* behind = reinterpret_cast<char*>(end);
+    std::memcpy(behind, &length, sizeof length);
+    std::copy(text.begin(), text.end(), behind + sizeof length);
+    return adopting(value.tag(), block, /*keepsText=*/true);
+}
+
 MCPValue::Block* MCPValue::detach() {
     Block* block = get<Block*>();
     setTag(Tag::null);
@@ -166,6 +179,16 @@ std::optional<std::span<const MCPValue>> MCPValue::asArray() const {
 std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const {
     if (tag() != Tag::object) return std::nullopt;
     return std::span{reinterpret_cast<const Member*>(elements().data()), elements().size() / 2};
+}
+
+std::optional<std::string_view> MCPValue::keptText() const {
+    const bool isKept = (tag() == Tag::array || tag() == Tag::object) && storage_.bytes[14] != 0;
+    if (!isKept) return std::nullopt;
+    auto* block = get<Block*>();
+    const auto* behind = reinterpret_cast<const char*>(block->values() + block->count);
+    std::size_t length = 0;
+    std::memcpy(&length, behind, sizeof length);
+    return std::string_view{behind + sizeof length, length};
 }
 
 const MCPValue* MCPValue::operator[](std::string_view key) const {

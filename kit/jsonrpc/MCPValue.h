@@ -3,9 +3,10 @@
 // A value is 16 bytes. Booleans, numbers and strings of up to 15 bytes stand in the value itself; longer strings,
 // arrays and objects stand in one immutable block that all copies of the value share:
 //
-//     byte   0 ........................ 14   15
-//     short  the string's bytes              its length, 0 to 15
-//     other  payload or block pointer        the kind, 16 and above
+//     byte   0 ................ 7 .. 14           15
+//     short  the string's bytes                   its length, 0 to 15
+//     other  payload or block    array, object:   the kind, 16 and above
+//            pointer             keeps its text?
 //
 // Copying is therefore cheap at any size, and a value may cross threads freely. Objects keep their members in output
 // order (see keyOrder): writing needs no sorting, equality goes member by member, and a key is found by search.
@@ -72,6 +73,10 @@ public:
     /// Takes alternating keys (strings) and values out of `keysAndValues`; of equal keys the last one wins.
     [[nodiscard]] static MCPValue takingObject(std::span<MCPValue> keysAndValues);
 
+    /// An array or object equal to `value` that keeps `text`, its written form, for whoever writes it again; any other
+    /// value as it is.
+    [[nodiscard]] static MCPValue keepingText(const MCPValue& value, std::string_view text);
+
     MCPValue(const MCPValue& other) noexcept : storage_(other.storage_) {
         if (isShared()) retain();
     }
@@ -96,6 +101,8 @@ public:
     [[nodiscard]] std::optional<std::span<const MCPValue>> asArray() const;
     /// In output order, each key once.
     [[nodiscard]] std::optional<std::span<const Member>> asObject() const;
+    /// The written form, where it is kept.
+    [[nodiscard]] std::optional<std::string_view> keptText() const;
 
     /// The member named `key`; null when this is no object or has no such member. A member that holds JSON null is
     /// found. Lives as long as this value.
@@ -130,9 +137,11 @@ private:
     [[nodiscard]] bool isShared() const {
         return static_cast<unsigned>(tag()) - static_cast<unsigned>(Tag::string) <= 2;
     }
-    [[nodiscard]] static MCPValue adopting(Tag tag, Block* block) {
+    /// An array or object of the block's values.
+    [[nodiscard]] static MCPValue adopting(Tag tag, Block* block, bool keepsText = false) {
         MCPValue value;
         value.set(tag, block);
+        value.storage_.bytes[14] = static_cast<char>(keepsText);
         return value;
     }
     [[nodiscard]] std::span<const MCPValue> elements() const;

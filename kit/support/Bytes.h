@@ -30,6 +30,7 @@ public:
     [[nodiscard]] char* data() { return data_; }
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] bool empty() const { return size_ == 0; }
+    [[nodiscard]] std::size_t capacity() const { return capacity_; }
     [[nodiscard]] std::string_view text() const { return {data_, size_}; }
     [[nodiscard]] std::span<const std::byte> span() const { return std::as_bytes(std::span{data_, size_}); }
 

@@ -1,5 +1,7 @@
 #include "kit/tools/MCPToolCatalogue.h"
 
+#include "kit/jsonrpc/JSONWriter.h"
+
 namespace VostelMCPKit::MCPToolCatalogue {
 
 namespace {
@@ -405,10 +407,10 @@ std::vector<MCPTool> tools(bool youTubeAvailable) {
 
 MCPValue encodedTools(bool youTubeAvailable) {
     if (!youTubeAvailable) {
-        static const MCPValue withoutVideo = encode(tools(/*youTubeAvailable=*/false));
+        static const MCPValue withoutVideo = keepingText(encode(tools(/*youTubeAvailable=*/false)));
         return withoutVideo;
     }
-    static const MCPValue withVideo = encode(tools(/*youTubeAvailable=*/true));
+    static const MCPValue withVideo = keepingText(encode(tools(/*youTubeAvailable=*/true)));
     return withVideo;
 }
 

@@ -12,7 +12,7 @@ namespace VostelMCPKit::MCPToolCatalogue {
 /// are built on first use. Thread-safe.
 [[nodiscard]] std::vector<MCPTool> tools(bool youTubeAvailable);
 
-/// The JSON form of the same list, encoded once and shared by every answer to tools/list. Thread-safe.
+/// The JSON form of the same list, encoded and written once for every answer to tools/list. Thread-safe.
 [[nodiscard]] MCPValue encodedTools(bool youTubeAvailable);
 
 } // namespace VostelMCPKit::MCPToolCatalogue

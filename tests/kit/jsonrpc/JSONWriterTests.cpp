@@ -46,6 +46,28 @@ TEST(JSONWriter, WritesEachKindOfValueCompactly) {
     }
 }
 
+TEST(JSONWriter, AValueThatKeepsItsTextIsTheSameAndItsTextIsCopied) {
+    const MCPValue plain = MCPValue::array({1, MCPValue::object({{"b", "text of some length"}, {"a", nullptr}})});
+    const MCPValue kept = keepingText(plain);
+    EXPECT_EQ(kept, plain);
+    EXPECT_EQ(kept.hash(), plain.hash());
+    EXPECT_EQ(plain.keptText(), std::nullopt);
+    EXPECT_EQ(kept.keptText(), R"([1,{"a":null,"b":"text of some length"}])");
+    EXPECT_EQ(written(kept), written(plain));
+    EXPECT_EQ(written(MCPValue::object({{"list", kept}, {"more", 1}})),
+              R"({"list":)" + written(plain) + R"(,"more":1})");
+    EXPECT_EQ(written(MCPValue::keepingText(plain, "[as it stands]")), "[as it stands]");
+}
+
+TEST(JSONWriter, OnlyAnArrayOrObjectThatCanBeWrittenKeepsItsText) {
+    EXPECT_EQ(keepingText("a string of more than fifteen bytes").keptText(), std::nullopt);
+    EXPECT_EQ(keepingText(1).keptText(), std::nullopt);
+    const MCPValue unwritable = MCPValue::array({std::numeric_limits<double>::infinity()});
+    EXPECT_EQ(keepingText(unwritable), unwritable);
+    EXPECT_EQ(keepingText(unwritable).keptText(), std::nullopt);
+    EXPECT_EQ(keepingText(MCPValue::object({})).keptText(), "{}");
+}
+
 TEST(JSONWriter, EscapesQuotationMarkBackslashAndControlsAndNothingElse) {
     const std::string_view controls[32] = {
         R"(\u0000)", R"(\u0001)", R"(\u0002)", R"(\u0003)", R"(\u0004)", R"(\u0005)", R"(\u0006)", R"(\u0007)",
