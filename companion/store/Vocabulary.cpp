@@ -5,17 +5,17 @@
 
 namespace vostel_companion {
 
-using Outcome = VocabularyAddition::Outcome;
+using Addition = VocabularyAddition::Outcome;
 
 const char* name(VocabularyAddition::Outcome outcome) {
     switch (outcome) {
-    case Outcome::added:
+    case Addition::added:
         return "added";
-    case Outcome::updated:
+    case Addition::updated:
         return "updated";
-    case Outcome::unchanged:
+    case Addition::unchanged:
         return "unchanged";
-    case Outcome::skipped:
+    case Addition::skipped:
         break;
     }
     return "skipped";
@@ -34,7 +34,7 @@ std::expected<std::vector<VocabularyAddition>, DatabaseError> Vocabulary::add(st
             const VocabularyRule rule{normalizedWord(given.word),
                                       VostelMCPKit::repairedUTF8(VostelMCPKit::trimmed(given.replacement))};
             if (rule.word.empty() || rule.replacement.size() > longestReplacement) {
-                additions.push_back({given, Outcome::skipped});
+                additions.push_back({given, Addition::skipped});
                 continue;
             }
             const auto outcome = store(rule);
@@ -45,19 +45,19 @@ std::expected<std::vector<VocabularyAddition>, DatabaseError> Vocabulary::add(st
     });
 }
 
-std::expected<Outcome, DatabaseError> Vocabulary::store(const VocabularyRule& rule) {
+std::expected<Addition, DatabaseError> Vocabulary::store(const VocabularyRule& rule) {
     const std::string key = wordKey(rule.word);
     Statement select{database_, "SELECT word, replacement FROM vocabulary WHERE key = ?"};
     const auto known =
         select.bind(key).first([](const Statement& row) { return VocabularyRule{row.text(0), row.text(1)}; });
     if (!known) return std::unexpected(known.error());
-    if (*known == rule) return Outcome::unchanged;
+    if (*known == rule) return Addition::unchanged;
 
     Statement replace{database_, "REPLACE INTO vocabulary (key, word, replacement) VALUES (?, ?, ?)"};
     if (auto done = replace.bind(key, rule.word, rule.replacement).run(); !done) {
         return std::unexpected(std::move(done.error()));
     }
-    return *known ? Outcome::updated : Outcome::added;
+    return *known ? Addition::updated : Addition::added;
 }
 
 std::expected<std::vector<std::string>, DatabaseError> Vocabulary::remove(std::span<const std::string> words) {

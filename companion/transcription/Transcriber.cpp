@@ -29,12 +29,12 @@ TranscriptionError failed(const SpeechError& why) {
 }
 
 /// One recording on its way through the splitter and the recogniser.
-class Recording final {
+class Recognition final {
 public:
-    Recording(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation, const Progress& progress)
+    Recognition(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation, const Progress& progress)
         : source_{source}, decoder_{decoder}, cancellation_{cancellation}, progress_{progress} {}
-    Recording(const Recording&) = delete;
-    Recording& operator=(const Recording&) = delete;
+    Recognition(const Recognition&) = delete;
+    Recognition& operator=(const Recognition&) = delete;
 
     std::expected<Transcription, TranscriptionError> run(const std::string& path) {
         decoder_.startRecording();
@@ -129,7 +129,7 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
 
     SpeechModel model = chooseModel_(language);
     if (auto loaded = load(**slot, model.folder); !loaded) return std::unexpected(failed(loaded.error()));
-    auto done = Recording{*source, *(*slot)->decoder, cancellation, progress}.run(path);
+    auto done = Recognition{*source, *(*slot)->decoder, cancellation, progress}.run(path);
     if (done) done->language = std::move(model.language);
     return done;
 }

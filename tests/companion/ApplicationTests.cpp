@@ -42,10 +42,10 @@ TEST(Application, TranscribesAVoiceFromTheSocketAndEndsCleanly) {
 
 TEST(Application, ATerminationCancelsWhatRuns) {
     const vostel_tests::TemporaryFolder home;
-    std::vector<std::int16_t> hour;
+    std::vector<std::int16_t> minutes;
     const auto sentence = vostel_tests::samplesOf(spoken("0870"));
-    while (hour.size() < 16'000U * 600) hour.insert(hour.end(), sentence.begin(), sentence.end());
-    vostel_tests::writeFile(home.path() / "long.wav", vostel_tests::wav(hour, 16'000));
+    while (minutes.size() < 16'000U * 120) minutes.insert(minutes.end(), sentence.begin(), sentence.end());
+    vostel_tests::writeFile(home.path() / "long.wav", vostel_tests::wav(minutes, 16'000));
 
     Application application{home.path()};
     const auto client = connected(home.path());

@@ -39,13 +39,31 @@ export async function connect(test, home) {
   let errorText = "";
   transport.stderr.setEncoding("utf8").on("data", (text) => (errorText += text));
   const client = new Client({ name: "sdk-client-tests", version: "1.2.3" });
-  client.onerror = (error) => assert.fail(error);
+  client.onerror = (error) => {
+    if (!error.message.includes("progress notification for an unknown token")) assert.fail(error);
+  };
   await client.connect(transport);
+  expectProgressBeforeItsResponse(transport);
   test.after(async () => {
     await client.close();
     assert.equal(errorText, "vostel-mcp wire protocol v4\n");
   });
   return client;
+}
+
+/**
+ * The client takes a response at once and a notification a moment later, so that progress which it reads together with
+ * its response finds nobody and is an error to it. The order of the lines is therefore judged here.
+ */
+function expectProgressBeforeItsResponse(transport) {
+  const answered = new Set();
+  const take = transport.onmessage;
+  transport.onmessage = (message) => {
+    // The client makes the request's id the token of its progress.
+    if (message.method === "notifications/progress") assert.ok(!answered.has(message.params.progressToken));
+    if (message.method === undefined) answered.add(message.id);
+    take(message);
+  };
 }
 
 /** What `schema` has to say against `value`; nothing when it fits. */

@@ -175,7 +175,7 @@ TEST(AudioSource, TheShareConsumedIsThatOfTheBytesWhenTheLengthIsUnknown) {
 TEST(AudioSource, LongFilesAreReadInSmallPieces) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "a.wav";
-    writeFile(file, wav(std::vector<std::int16_t>(16000 * 600), 16000));
+    writeFile(file, wav(std::vector<std::int16_t>(16000 * 60), 16000));
     Cancellation cancellation;
     auto source = AudioSource::open(file, cancellation);
     ASSERT_TRUE(source);

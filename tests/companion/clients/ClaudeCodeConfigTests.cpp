@@ -30,9 +30,9 @@ const char* const entryOfDepthTwo = R"("vostel": {
     })";
 
 /// A configuration of one who has used the client for long.
-std::string megabyte() {
+std::string largeFile() {
     std::string text = "{\n  \"projects\": {\n";
-    for (int project = 0; text.size() < 1024 * 1024; ++project) {
+    for (int project = 0; text.size() < 256 * 1024; ++project) {
         text += "    \"/home/ä/" + std::to_string(project) +
                 "\": {\n      \"mcpServers\": {\"vostel\": {\"command\": \"/x\"}},\n      \"history\": "
                 "[\"say \\\"}{][\\\" \\u00e9 \\\\\", 1.50, 1E2, -0, null]\n    },\n";
@@ -52,7 +52,7 @@ std::vector<Row> rows() {
     const std::string entry = entryOfDepthTwo;
     const std::string alone = "{\n  \"mcpServers\": {\n    " + entry + "\n  }\n}";
     const std::string emptied = "{\n  \"mcpServers\": {}\n}";
-    const std::string large = megabyte();
+    const std::string large = largeFile();
     const std::string ourLine = R"({"args":[],"command":"/opt/v/vostel-mcp","type":"stdio"})";
     std::string largeAfter = large;
     largeAfter.replace(largeAfter.rfind("\"a\": {}"), 7, "\"a\": {},\n    " + entry);
@@ -164,7 +164,7 @@ std::vector<Row> rows() {
          "{ \"mcpServers\":\n  { \"b\": 1\n  , \"c\": 2, \"vostel\": {\"args\": [], \"command\": "
          "\"/opt/v/vostel-mcp\", \"type\": \"stdio\"}\n  }\n}",
          {}},
-        {"a megabyte of other people's settings", large, largeAfter, {}},
+        {"very many settings of other people", large, largeAfter, {}},
     };
 }
 

@@ -14,9 +14,9 @@ namespace {
 const std::string table = "[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\"\n";
 
 /// A configuration of one who has used the client for long.
-std::string megabyte() {
+std::string largeFile() {
     std::string text = "model = \"o\"\n";
-    for (int project = 0; text.size() < 1024 * 1024; ++project) {
+    for (int project = 0; text.size() < 256 * 1024; ++project) {
         text += "\n[projects.\"/home/ä/" + std::to_string(project) +
                 "\"] # [mcp_servers.vostel]\ntrust = 'yes'\nnotes = \"\"\"\n[mcp_servers.vostel]\ncommand = "
                 "\\\"x\\\"\n\"\"\"\nlist = [\n  1, # one ]\n  { a = [ ] },\n]\n";
@@ -74,7 +74,7 @@ std::vector<Row> rows() {
         {"beyond ASCII", "\"ключ\" = \"日本 🙂\" # naïve\n"},
         {"escapes", "a = \"\\b\\t\\n\\f\\r\\\"\\\\\\u00E9\\U0001F642\"\n"},
         {"tabs", "\t[a]\t\n\tb\t=\t1\t\n"},
-        {"a megabyte of other people's settings", megabyte()},
+        {"very many settings of other people", largeFile()},
     };
 }
 

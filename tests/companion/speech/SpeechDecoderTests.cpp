@@ -1,4 +1,5 @@
 #include "companion/speech/SpeechDecoder.h"
+#include "tests/companion/support/IgnoreProgress.h"
 #include "tests/companion/support/SoundFile.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -7,6 +8,7 @@
 
 namespace vostel_companion {
 
+using vostel_tests::ignoreProgress;
 using vostel_tests::samplesOf;
 using vostel_tests::spoken;
 
@@ -15,8 +17,6 @@ namespace {
 std::unique_ptr<SpeechDecoder> loaded() { return SpeechDecoder::load(VOSTEL_MODEL_FOLDER).value(); }
 
 std::string words(const std::vector<TranscriptSegment>& segments) { return Transcript{segments}.text(); }
-
-void ignore(double) {}
 
 } // namespace
 
@@ -48,7 +48,7 @@ TEST(SpeechDecoder, TooLittleSoundHasNoWords) {
     const Cancellation never;
     for (const std::size_t length : {0U, 1U, 100U, 410U, 1600U}) {
         SCOPED_TRACE(length);
-        const auto heard = decoder->decode({0, std::vector<std::int16_t>(length)}, never, ignore);
+        const auto heard = decoder->decode({0, std::vector<std::int16_t>(length)}, never, ignoreProgress);
         ASSERT_TRUE(heard);
         EXPECT_EQ(words(*heard), "");
     }
@@ -69,7 +69,7 @@ TEST(SpeechDecoder, ACancelledUtteranceStopsSoonAndTheDecoderIsFitForTheNext) {
 
     const Cancellation never;
     decoder->startRecording();
-    EXPECT_EQ(words(decoder->decode({0, samplesOf(spoken("0930"))}, never, ignore).value()),
+    EXPECT_EQ(words(decoder->decode({0, samplesOf(spoken("0930"))}, never, ignoreProgress).value()),
               "he might even have been made amiable himself");
 }
 

@@ -5,12 +5,12 @@ namespace vostel_companion {
 
 namespace {
 
-using Outcome = VocabularyAddition::Outcome;
+using Addition = VocabularyAddition::Outcome;
 
-std::vector<Outcome> add(Vocabulary& vocabulary, const std::vector<VocabularyRule>& rules) {
+std::vector<Addition> add(Vocabulary& vocabulary, const std::vector<VocabularyRule>& rules) {
     const auto additions = vocabulary.add(rules);
     EXPECT_TRUE(additions);
-    std::vector<Outcome> outcomes;
+    std::vector<Addition> outcomes;
     for (const VocabularyAddition& addition : *additions) outcomes.push_back(addition.outcome);
     return outcomes;
 }
@@ -20,13 +20,14 @@ std::vector<Outcome> add(Vocabulary& vocabulary, const std::vector<VocabularyRul
 TEST(Vocabulary, EachRuleHasItsOwnOutcome) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
-    ASSERT_EQ(add(vocabulary, {{"git hub", "GitHub"}, {"Vostel", ""}}), (std::vector{Outcome::added, Outcome::added}));
+    ASSERT_EQ(add(vocabulary, {{"git hub", "GitHub"}, {"Vostel", ""}}),
+              (std::vector{Addition::added, Addition::added}));
     EXPECT_EQ(vocabulary.add(std::vector<VocabularyRule>{
                   {"GIT  HUB", "Git Hub"}, {" Vostel ", " "}, {" ?! ", "what"}, {"new", "word"}}),
-              (std::vector<VocabularyAddition>{{{"GIT HUB", "Git Hub"}, Outcome::updated},
-                                               {{"Vostel", ""}, Outcome::unchanged},
-                                               {{" ?! ", "what"}, Outcome::skipped},
-                                               {{"new", "word"}, Outcome::added}}));
+              (std::vector<VocabularyAddition>{{{"GIT HUB", "Git Hub"}, Addition::updated},
+                                               {{"Vostel", ""}, Addition::unchanged},
+                                               {{" ?! ", "what"}, Addition::skipped},
+                                               {{"new", "word"}, Addition::added}}));
     EXPECT_EQ(vocabulary.list(),
               (std::vector<VocabularyRule>{{"GIT HUB", "Git Hub"}, {"new", "word"}, {"Vostel", ""}}));
 }
@@ -34,9 +35,9 @@ TEST(Vocabulary, EachRuleHasItsOwnOutcome) {
 TEST(Vocabulary, AnotherSpellingOfTheWordIsAnUpdate) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
-    ASSERT_EQ(add(vocabulary, {{"github", ""}}), std::vector{Outcome::added});
-    EXPECT_EQ(add(vocabulary, {{"GitHub", ""}}), std::vector{Outcome::updated});
-    EXPECT_EQ(add(vocabulary, {{"GitHub", ""}}), std::vector{Outcome::unchanged});
+    ASSERT_EQ(add(vocabulary, {{"github", ""}}), std::vector{Addition::added});
+    EXPECT_EQ(add(vocabulary, {{"GitHub", ""}}), std::vector{Addition::updated});
+    EXPECT_EQ(add(vocabulary, {{"GitHub", ""}}), std::vector{Addition::unchanged});
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"GitHub", ""}}));
 }
 
@@ -44,7 +45,7 @@ TEST(Vocabulary, RulesOfOneBatchFollowEachOther) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     EXPECT_EQ(add(vocabulary, {{"a", "1"}, {"A", "1"}, {"A", "1"}, {"a", "2"}}),
-              (std::vector{Outcome::added, Outcome::updated, Outcome::unchanged, Outcome::updated}));
+              (std::vector{Addition::added, Addition::updated, Addition::unchanged, Addition::updated}));
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"a", "2"}}));
 }
 
@@ -53,7 +54,7 @@ TEST(Vocabulary, AReplacementMayBeLongButNotEndless) {
     Vocabulary vocabulary{database};
     EXPECT_EQ(
         add(vocabulary, {{"a", std::string(longestReplacement, 'x')}, {"b", std::string(longestReplacement + 1, 'x')}}),
-        (std::vector{Outcome::added, Outcome::skipped}));
+        (std::vector{Addition::added, Addition::skipped}));
 }
 
 TEST(Vocabulary, TheListIsInTheOrderOfTheWordsLetterCaseIgnored) {
@@ -74,10 +75,10 @@ TEST(Vocabulary, RemovalAnswersWithTheWordsThatHadARule) {
 }
 
 TEST(Vocabulary, OutcomesHaveTheToolsWords) {
-    EXPECT_STREQ(name(Outcome::added), "added");
-    EXPECT_STREQ(name(Outcome::updated), "updated");
-    EXPECT_STREQ(name(Outcome::unchanged), "unchanged");
-    EXPECT_STREQ(name(Outcome::skipped), "skipped");
+    EXPECT_STREQ(name(Addition::added), "added");
+    EXPECT_STREQ(name(Addition::updated), "updated");
+    EXPECT_STREQ(name(Addition::unchanged), "unchanged");
+    EXPECT_STREQ(name(Addition::skipped), "skipped");
 }
 
 } // namespace vostel_companion

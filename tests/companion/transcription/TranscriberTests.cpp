@@ -1,5 +1,6 @@
 #include "companion/transcription/Transcriber.h"
 #include "tests/companion/support/AlwaysModel.h"
+#include "tests/companion/support/IgnoreProgress.h"
 #include "tests/companion/support/SoundFile.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -9,6 +10,7 @@
 
 namespace vostel_companion {
 
+using vostel_tests::ignoreProgress;
 using vostel_tests::samplesOf;
 using vostel_tests::spoken;
 using vostel_tests::TemporaryFolder;
@@ -16,8 +18,6 @@ using vostel_tests::wav;
 using vostel_tests::writeFile;
 
 namespace {
-
-void ignore(double) {}
 
 void append(std::vector<std::int16_t>& samples, const std::vector<std::int16_t>& more) {
     samples.insert(samples.end(), more.begin(), more.end());
@@ -61,7 +61,7 @@ TEST(Transcriber, ARecordingWithoutSpeechIsNoFailure) {
     writeFile(folder.path() / "silence.wav", wav(std::vector<std::int16_t>(16'000), 16'000));
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
-    const auto done = transcriber.transcribe(folder.path() / "silence.wav", "", cancellation, ignore);
+    const auto done = transcriber.transcribe(folder.path() / "silence.wav", "", cancellation, ignoreProgress);
     ASSERT_TRUE(done);
     EXPECT_EQ(done->transcript, Transcript{});
 }
@@ -76,7 +76,8 @@ TEST(Transcriber, SeveralRecordingsAtOnceDoNotDisturbEachOther) {
     for (int i = 0; i < 3; ++i) {
         texts.push_back(std::async(std::launch::async, [&] {
             Cancellation cancellation;
-            const auto done = transcriber.transcribe(folder.path() / "beginning.wav", "auto", cancellation, ignore);
+            const auto done =
+                transcriber.transcribe(folder.path() / "beginning.wav", "auto", cancellation, ignoreProgress);
             return done ? done->transcript.text() : done.error().description();
         }));
     }
@@ -113,7 +114,7 @@ TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
         Cancellation cancellation;
-        const auto done = transcriber.transcribe(row.path, row.language, cancellation, ignore);
+        const auto done = transcriber.transcribe(row.path, row.language, cancellation, ignoreProgress);
         ASSERT_FALSE(done);
         EXPECT_EQ(done.error().description(), row.sentence);
     }
@@ -122,7 +123,7 @@ TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
 TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
     Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
     Cancellation cancellation;
-    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignore);
+    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress);
     ASSERT_FALSE(done);
     EXPECT_EQ(done.error().description(),
               "Vostel's speech recognition model is missing or damaged; please install it again.");
@@ -139,14 +140,14 @@ TEST(Transcriber, LoadsTheModelThatTheLanguageAsksFor) {
     Transcriber transcriber{choose, 1};
     Cancellation cancellation;
     const char* sentence = "he might even have been made amiable himself";
-    const auto english = transcriber.transcribe(spoken("0930"), "", cancellation, ignore);
+    const auto english = transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress);
     EXPECT_EQ(english->transcript.text(), sentence);
     EXPECT_EQ(english->language, "en");
-    const auto french = transcriber.transcribe(spoken("0930"), "fr", cancellation, ignore);
+    const auto french = transcriber.transcribe(spoken("0930"), "fr", cancellation, ignoreProgress);
     ASSERT_TRUE(french) << french.error().description();
     EXPECT_NE(french->transcript.text(), sentence);
     EXPECT_EQ(french->language, "fr");
-    EXPECT_EQ(transcriber.transcribe(spoken("0930"), "en", cancellation, ignore)->transcript.text(), sentence);
+    EXPECT_EQ(transcriber.transcribe(spoken("0930"), "en", cancellation, ignoreProgress)->transcript.text(), sentence);
 }
 
 TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
@@ -169,8 +170,8 @@ TEST(Transcriber, ACancelledCallDoesNotWaitForItsTurn) {
         if (first.isCancelled()) return;
         // While the only model is in use, another call queues up and gives up.
         Cancellation second;
-        auto inner =
-            std::async(std::launch::async, [&] { return transcriber.transcribe(spoken("0930"), "", second, ignore); });
+        auto inner = std::async(std::launch::async,
+                                [&] { return transcriber.transcribe(spoken("0930"), "", second, ignoreProgress); });
         second.cancel();
         EXPECT_EQ(inner.get().error(), TranscriptionError{TranscriptionError::Cancelled{}});
         first.cancel();

@@ -11,7 +11,6 @@ namespace {
 
 using namespace MCPClientConfigLogic;
 using vostel_tests::json;
-using Status = InstallationStatus;
 using Args = std::vector<std::string>;
 
 const std::string ours = "/Applications/Vostel.app/Contents/MacOS/vostel-mcp";
@@ -33,23 +32,35 @@ TEST(MCPClientConfigLogic, AnInstallationIsJudgedByItsCommandAlone) {
         InstallationStatus expected;
     };
     const Row rows[] = {
-        {"no entry", std::nullopt, ours, {Status::NotInstalled{}}},
-        {"the wanted path", ours, ours, {Status::UpToDate{}}},
-        {"another copy", "/opt/vostel-mcp", ours, {Status::StalePath{"/opt/vostel-mcp"}}},
-        {"a copy found by the search path", "vostel-mcp", ours, {Status::StalePath{"vostel-mcp"}}},
+        {"no entry", std::nullopt, ours, {InstallationStatus::NotInstalled{}}},
+        {"the wanted path", ours, ours, {InstallationStatus::UpToDate{}}},
+        {"another copy", "/opt/vostel-mcp", ours, {InstallationStatus::StalePath{"/opt/vostel-mcp"}}},
+        {"a copy found by the search path", "vostel-mcp", ours, {InstallationStatus::StalePath{"vostel-mcp"}}},
         {"the wanted path, differently written",
          "/Applications//Vostel.app/Contents/MacOS/vostel-mcp",
          ours,
-         {Status::StalePath{"/Applications//Vostel.app/Contents/MacOS/vostel-mcp"}}},
-        {"a slash behind the name", "/opt/vostel-mcp/", ours, {Status::StalePath{"/opt/vostel-mcp/"}}},
-        {"some other program", "/usr/bin/node", ours, {Status::ForeignEntry{"/usr/bin/node"}}},
-        {"the name in capitals", "/opt/Vostel-MCP", ours, {Status::ForeignEntry{"/opt/Vostel-MCP"}}},
-        {"the name with an ending", "/opt/vostel-mcp.sh", ours, {Status::ForeignEntry{"/opt/vostel-mcp.sh"}}},
-        {"the name with a beginning", "/opt/not-vostel-mcp", ours, {Status::ForeignEntry{"/opt/not-vostel-mcp"}}},
-        {"the name as a folder", "/opt/vostel-mcp/run", ours, {Status::ForeignEntry{"/opt/vostel-mcp/run"}}},
-        {"an empty command", "", ours, {Status::ForeignEntry{""}}},
-        {"the root folder", "/", ours, {Status::ForeignEntry{"/"}}},
-        {"equal, but not named as the server", "/opt/other", "/opt/other", {Status::ForeignEntry{"/opt/other"}}},
+         {InstallationStatus::StalePath{"/Applications//Vostel.app/Contents/MacOS/vostel-mcp"}}},
+        {"a slash behind the name", "/opt/vostel-mcp/", ours, {InstallationStatus::StalePath{"/opt/vostel-mcp/"}}},
+        {"some other program", "/usr/bin/node", ours, {InstallationStatus::ForeignEntry{"/usr/bin/node"}}},
+        {"the name in capitals", "/opt/Vostel-MCP", ours, {InstallationStatus::ForeignEntry{"/opt/Vostel-MCP"}}},
+        {"the name with an ending",
+         "/opt/vostel-mcp.sh",
+         ours,
+         {InstallationStatus::ForeignEntry{"/opt/vostel-mcp.sh"}}},
+        {"the name with a beginning",
+         "/opt/not-vostel-mcp",
+         ours,
+         {InstallationStatus::ForeignEntry{"/opt/not-vostel-mcp"}}},
+        {"the name as a folder",
+         "/opt/vostel-mcp/run",
+         ours,
+         {InstallationStatus::ForeignEntry{"/opt/vostel-mcp/run"}}},
+        {"an empty command", "", ours, {InstallationStatus::ForeignEntry{""}}},
+        {"the root folder", "/", ours, {InstallationStatus::ForeignEntry{"/"}}},
+        {"equal, but not named as the server",
+         "/opt/other",
+         "/opt/other",
+         {InstallationStatus::ForeignEntry{"/opt/other"}}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);

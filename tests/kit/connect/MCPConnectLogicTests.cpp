@@ -1,4 +1,5 @@
 #include "kit/connect/MCPConnectLogic.h"
+#include "tests/support/Repeat.h"
 
 #include <gtest/gtest.h>
 
@@ -6,12 +7,7 @@ namespace VostelMCPKit {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string repeat(std::string_view piece, std::size_t times) {
-    std::string text;
-    for (std::size_t count = 0; count < times; ++count) text += piece;
-    return text;
-}
+using vostel_tests::repeat;
 
 TEST(MCPConnectLogic, ItsConstantsAreThoseOfTheApplication) {
     EXPECT_EQ(MCPConnectLogic::hostApplicationSupportDirectoryName, "com.vostel.vostel");

@@ -15,7 +15,7 @@ using vostel_tests::json;
 using vostel_tests::written;
 
 constexpr const char* badID = "Идентификатор запроса не является ни строкой, ни числом";
-constexpr const char* badOutcome = "Ответ обязан нести либо result, либо error, но не оба и не ни одного";
+constexpr const char* badResponse = "Ответ обязан нести либо result, либо error, но не оба и не ни одного";
 
 TEST(MCPRequestID, IsAnIntegerOrAString) {
     struct Row {
@@ -182,7 +182,7 @@ TEST(MCPResponse, IsRefusedWithBothWithNeitherAndWithoutIdentifier) {
         const char* text;
         DecodingError expected;
     };
-    const DecodingError corrupted{DecodingError::DataCorrupted{"result", badOutcome}};
+    const DecodingError corrupted{DecodingError::DataCorrupted{"result", badResponse}};
     const Row rows[] = {
         {"both", R"({"id":1,"result":1,"error":{"code":1,"message":"m"}})", corrupted},
         {"both, null", R"({"id":1,"result":null,"error":null})", corrupted},

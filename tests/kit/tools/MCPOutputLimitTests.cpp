@@ -1,4 +1,5 @@
 #include "kit/tools/MCPOutputLimit.h"
+#include "tests/support/Repeat.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -8,13 +9,7 @@ namespace VostelMCPKit {
 namespace {
 
 using MCPOutputLimit::shape;
-
-std::string repeat(std::string_view piece, std::size_t times) {
-    std::string text;
-    text.reserve(piece.size() * times);
-    while (times-- > 0) text += piece;
-    return text;
-}
+using vostel_tests::repeat;
 
 MCPValue record(std::int64_t originalLength) {
     return MCPValue::object({{"truncated", true}, {"shownLength", 500'000}, {"originalLength", originalLength}});

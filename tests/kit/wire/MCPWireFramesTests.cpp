@@ -10,7 +10,7 @@ namespace {
 using vostel_tests::decoded;
 using vostel_tests::written;
 
-constexpr const char* badOutcome = "Ответ провода обязан нести либо result, либо error, но не оба и не ни одного";
+constexpr const char* badWireResponse = "Ответ провода обязан нести либо result, либо error, но не оба и не ни одного";
 
 /// A record and its exact text, in both directions.
 template <class Record>
@@ -128,7 +128,7 @@ TEST(MCPWireProgress, LeavesOutAMessageThatIsAbsent) {
 }
 
 TEST(MCPWireResponse, CarriesEitherAResultOrAnError) {
-    const DecodingError corrupted{Corrupted{"result", badOutcome}};
+    const DecodingError corrupted{Corrupted{"result", badWireResponse}};
     expectBothWays<MCPWireResponse>({
         {"a result", {"r", MCPValue::object({{"isError", false}})}, R"({"requestID":"r","result":{"isError":false}})"},
         {"a null result", {"r", MCPValue{}}, R"({"requestID":"r","result":null})"},
@@ -231,7 +231,7 @@ TEST(MCPWireOutboundFrame, NamesTheKindOfItsPayload) {
         {"a payload that is no object", R"({"kind":"response","payload":[]})", {Mismatch{"payload", "an object"}}},
         {"both outcomes",
          R"({"kind":"response","payload":{"requestID":"R","result":1,"error":1}})",
-         {Corrupted{"result", badOutcome}}},
+         {Corrupted{"result", badWireResponse}}},
         {"no object", "7", {Mismatch{"", "an object"}}},
     });
 }
