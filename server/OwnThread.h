@@ -6,6 +6,7 @@
 
 #include "kit/concurrency/Task.h"
 #include "kit/support/PosixError.h"
+#include "kit/support/present.h"
 
 #include <expected>
 #include <functional>
@@ -52,7 +53,7 @@ public:
         result_.emplace(std::unexpected(typename Result::error_type{started.error()}));
         return false;
     }
-    auto await_resume() { return *std::move(result_); }
+    auto await_resume() { return VostelMCPKit::present(std::move(result_)); }
 
 private:
     using Result = std::invoke_result_t<Work>;

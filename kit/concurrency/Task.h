@@ -10,6 +10,7 @@
 #pragma once
 
 #include "kit/concurrency/Executor.h"
+#include "kit/support/present.h"
 
 #include <atomic>
 #include <coroutine>
@@ -75,7 +76,7 @@ class ValuePromise : public Promise {
 public:
     Task<T> get_return_object();
     void return_value(T value) { value_.emplace(std::move(value)); }
-    T take() { return *std::move(value_); }
+    T take() { return present(std::move(value_)); }
 
 private:
     std::optional<T> value_;

@@ -2,6 +2,7 @@
 
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/support/present.h"
 
 #include <algorithm>
 #include <charconv>
@@ -80,20 +81,20 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
         const MCPValue::Kind kind = next->kind();
         switch (kind) {
         case MCPValue::Kind::Bool:
-            out.append(*next->asBool() ? "true" : "false");
+            out.append(present(next->asBool()) ? "true" : "false");
             break;
         case MCPValue::Kind::Int:
-            writeInteger(*next->asInt(), out);
+            writeInteger(present(next->asInt()), out);
             break;
         case MCPValue::Kind::Double:
-            if (!std::isfinite(*next->asDouble())) {
+            if (!std::isfinite(present(next->asDouble()))) {
                 out.truncate(before);
                 return std::unexpected(EncodingError{});
             }
-            appendDecimal(*next->asDouble(), out);
+            appendDecimal(present(next->asDouble()), out);
             break;
         case MCPValue::Kind::String:
-            writeString(*next->asString(), out);
+            writeString(present(next->asString()), out);
             break;
         case MCPValue::Kind::Array:
         case MCPValue::Kind::Object:
@@ -101,10 +102,10 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
                 out.append(*text);
             } else if (kind == MCPValue::Kind::Array) {
                 out.append('[');
-                containers.push_back({*next->asArray(), {}, /*isObject=*/false});
+                containers.push_back({present(next->asArray()), {}, /*isObject=*/false});
             } else {
                 out.append('{');
-                containers.push_back({{}, *next->asObject(), /*isObject=*/true});
+                containers.push_back({{}, present(next->asObject()), /*isObject=*/true});
             }
             break;
         case MCPValue::Kind::Null:

@@ -1,6 +1,7 @@
 #include "kit/jsonrpc/MCPValue.h"
 
 #include "kit/support/Unicode.h"
+#include "kit/support/present.h"
 
 #include <algorithm>
 #include <atomic>
@@ -84,7 +85,7 @@ MCPValue MCPValue::object(std::initializer_list<std::pair<std::string_view, MCPV
     list.reserve(members.size());
     for (const auto& [key, value] : members) list.push_back({key, value});
     MCPValue result = object(std::move(list));
-    if (result.asObject()->size() != members.size()) std::abort();
+    if (result.elements().size() != 2 * members.size()) std::abort();
     return result;
 }
 
@@ -224,7 +225,7 @@ bool MCPValue::equalsShallowly(const MCPValue& other) const {
     case Kind::Double:
         return get<double>() == other.get<double>();
     case Kind::String:
-        return *asString() == *other.asString();
+        return asString() == other.asString();
     case Kind::Array:
     case Kind::Object:
         return elements().size() == other.elements().size();
@@ -266,7 +267,7 @@ std::size_t MCPValue::hash() const {
         case Kind::Double:
             return mix(std::hash<double>{}(value.get<double>()));
         case Kind::String:
-            return mix(std::hash<std::string_view>{}(*value.asString()));
+            return mix(std::hash<std::string_view>{}(present(value.asString())));
         case Kind::Array:
         case Kind::Object:
             return mix(value.elements().size());

@@ -4,6 +4,7 @@
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
 #include "kit/support/Unicode.h"
+#include "kit/support/present.h"
 
 #include <algorithm>
 
@@ -29,7 +30,7 @@ bool takeFraction(std::string_view& text, double& fraction) {
     }
     const auto value = numberFromDecimal({text.begin(), end});
     if (!value) return false;
-    fraction = *value->asDouble();
+    fraction = present(value->asDouble());
     text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
     return true;
 }
