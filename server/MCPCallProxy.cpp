@@ -57,8 +57,9 @@ Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo) 
 }
 
 Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo) {
-    const MCPValue* name = member(request.params, "name");
-    if (name == nullptr || !name->asString()) {
+    const MCPValue* named = member(request.params, "name");
+    const auto tool = named != nullptr ? named->asString() : std::nullopt;
+    if (!tool) {
         auto error = MCPError::invalidParams("tools/call requires params.name");
         auto refusal = MCPResponse::failure(std::move(request.id), std::move(error));
         co_return co_await write(std::move(refusal));
@@ -67,7 +68,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     MCPWireRequest wireRequest{
         .protocolVersion = wireProtocolVersion,
         .clientInfo = std::move(clientInfo),
-        .tool = std::string{*name->asString()},
+        .tool = std::string{*tool},
         .arguments = arguments != nullptr ? *arguments : MCPValue::object({}),
         .requestID = {},
     };
