@@ -51,9 +51,10 @@ public:
     std::expected<std::optional<MCPWireOutboundFrame>, Failure> nextPending() {
         const auto cut = MCPWireFraming::extractFrame(pending_.text().substr(consumed_));
         if (!cut) return std::unexpected(failure(cut.error()));
-        if (!*cut) return std::nullopt;
-        consumed_ = pending_.size() - (*cut)->remainder.size();
-        auto frame = readOutboundFrame((*cut)->payload);
+        const auto& whole = *cut;
+        if (!whole) return std::nullopt;
+        consumed_ = pending_.size() - whole->remainder.size();
+        auto frame = readOutboundFrame(whole->payload);
         if (!frame) return std::unexpected(failure(std::move(frame.error())));
         return *std::move(frame);
     }
@@ -90,17 +91,19 @@ Response exchange(FileDescriptor socket, MCPWireRequest request, const MCPSocket
     FrameReader reader{socket.number()};
     std::vector<MCPWireProgress> reports;
     for (;;) {
-        auto frame = reader.nextPending();
-        if (frame && *frame) {
-            if (auto* report = std::get_if<MCPWireProgress>(&(*frame)->is)) {
+        auto next = reader.nextPending();
+        if (next) {
+            auto& frame = *next;
+            auto* report = frame ? std::get_if<MCPWireProgress>(&frame->is) : nullptr;
+            if (report != nullptr) {
                 reports.push_back(std::move(*report));
                 continue;
             }
         }
         // Nothing more is pending, or the exchange ends: what was reported comes first.
         if (!reports.empty()) progress(std::exchange(reports, {}));
-        if (!frame) return std::unexpected(std::move(frame.error()));
-        if (*frame) return std::get<MCPWireResponse>(std::move((*frame)->is));
+        if (!next) return std::unexpected(std::move(next.error()));
+        if (auto& frame = *next) return std::get<MCPWireResponse>(std::move(frame->is));
         if (const auto read = reader.read(); !read) return std::unexpected(read.error());
     }
 }

@@ -181,11 +181,12 @@ MCPToolOutcome listTranscripts(const ToolContext& context, Database& database, c
     // Deliberate: what is no id at all names no transcript either, and needs no sentence of its own.
     const auto found = transcripts.find(UUID::parse(*id).value_or(UUID{}));
     if (!found) return failedOutcome(found.error().description());
-    if (!*found) {
+    const auto& transcript = *found;
+    if (!transcript) {
         return failedOutcome("There is no transcript with the id " + inQuotes(*id) +
                              "; ids come from a call of transcripts_list without one.");
     }
-    return wholeTranscript(context, **found);
+    return wholeTranscript(context, *transcript);
 }
 
 MCPValue recordingValue(const RecordingSummary& summary) {
@@ -264,10 +265,11 @@ MCPToolOutcome getRecording(const ToolContext& context, Database& database, cons
     if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
     const auto found = Recordings{database}.find(UUID::parse(id).value_or(UUID{}));
     if (!found) return failedOutcome(found.error().description());
-    if (!*found) {
+    const auto& recording = *found;
+    if (!recording) {
         return failedOutcome("There is no recording with the id " + inQuotes(id) + "; ids come from recordings_list.");
     }
-    return wholeRecording(context, **found);
+    return wholeRecording(context, *recording);
 }
 
 } // namespace
