@@ -20,8 +20,8 @@ using Response = std::expected<MCPWireResponse, Failure>;
 constexpr ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
 constexpr ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
 constexpr std::size_t readLength = 65'536;
-/// Takes most answers whole.
-constexpr std::size_t firstReadLength = 1024;
+/// Held by every call that waits for its answer, a thousand perhaps; takes a short answer whole.
+constexpr std::size_t firstReadLength = 512;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
@@ -62,18 +62,10 @@ public:
     /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
     std::expected<void, Failure> read() {
         pending_.removePrefix(std::exchange(consumed_, 0));
-        // A call that waits for its answer holds no room for it yet: a thousand may be waiting.
-        char beginning[firstReadLength];
-        const bool isFirst = pending_.capacity() == 0;
-        const std::span room = isFirst ? std::span{beginning} : std::span{pending_.room(readLength), readLength};
-        const ssize_t count = recv(socket_, room.data(), room.size(), 0);
+        const std::size_t length = pending_.capacity() == 0 ? firstReadLength : readLength;
+        const ssize_t count = recv(socket_, pending_.room(length), length, 0);
         if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
-        const auto received = static_cast<std::size_t>(count);
-        if (isFirst) {
-            pending_.append({beginning, received});
-        } else {
-            pending_.grow(received);
-        }
+        pending_.grow(static_cast<std::size_t>(count));
         return {};
     }
 

@@ -207,7 +207,7 @@ TEST_F(MCPSocketClientTest, AFrameLongerThanOneReadIsPutTogether) {
     const std::string text(100'000, 'x');
     const std::string bytes = responseFrame(R"("result":")" + text + "\"");
     // As much as the first read, a later one and the last one take.
-    application.answers({bytes.substr(0, 1024), bytes.substr(1024, 65'536), bytes.substr(1024 + 65'536)});
+    application.answers({bytes.substr(0, 512), bytes.substr(512, 65'536), bytes.substr(512 + 65'536)});
     EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPValue{text}}}));
 }
 
