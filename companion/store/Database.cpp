@@ -1,5 +1,7 @@
 #include "companion/store/Database.h"
 
+#include <algorithm>
+#include <array>
 #include <cassert>
 #include <cerrno>
 #include <fcntl.h>
@@ -25,9 +27,8 @@ DatabaseError makeError(int code, std::string reason, const std::string& path) {
 /// Creates a missing file for its owner alone: SQLite would leave the mode to the mask, and gives its log files the
 /// mode of the database.
 std::expected<void, DatabaseError> prepareFile(const std::string& path) {
-    // Deliberate: an existing file is never opened here. Closing any descriptor of a file gives up the locks that this
-    // process holds on it, those of its other connections included; another process would then find itself alone and
-    // delete the log under them.
+    // Deliberate: an existing file is never opened here. Closing it would give up the locks of this process's other
+    // connections; another process would then find itself alone and delete the log under them.
     const int created = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (created >= 0) {
         ::close(created);
@@ -48,6 +49,13 @@ std::expected<void, DatabaseError> prepareFile(const std::string& path) {
 }
 
 } // namespace
+
+bool isFileOfDatabase(const std::filesystem::path& path, const std::filesystem::path& database) {
+    return std::ranges::any_of(std::array{"", "-wal", "-shm"}, [&](const char* suffix) {
+        std::error_code ignored;
+        return std::filesystem::equivalent(path, database.string() + suffix, ignored);
+    });
+}
 
 void Database::Closer::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 

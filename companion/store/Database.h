@@ -11,6 +11,7 @@
 #include <concepts>
 #include <cstdint>
 #include <expected>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,6 +65,10 @@ private:
     std::string path_;
 };
 
+/// Whether `path` leads, by whatever name, to a file of the database at `database`. Nothing in a process that uses the
+/// database may open such a file but SQLite: closing any descriptor of it gives up the locks that this process holds.
+[[nodiscard]] bool isFileOfDatabase(const std::filesystem::path& path, const std::filesystem::path& database);
+
 /// One prepared statement, used in the scope that made it. The first failure (a bad statement, a value that does not
 /// fit) is kept and comes out of the operation that runs the statement.
 class Statement final {
@@ -74,7 +79,7 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    /// Gives all parameters in their order. Texts must outlive the run. May follow a finished run.
+    /// Gives all parameters in their order; texts are copied. May follow a finished run.
     template <class... Values>
     Statement& bind(const Values&... values) {
         rewind();

@@ -101,6 +101,10 @@ MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) 
     const std::string language = arguments.text("language").value_or("");
     if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
 
+    // Refused before anything opens it.
+    if (isFileOfDatabase(path, context.places.database()))
+        return failedOutcome(AudioError{AudioError::NotAudio{}}.description(path));
+
     const auto done = context.transcribe(path, language, call.cancellation, call.progress);
     if (!done) return failedOutcome(done.error().description());
     return outcomeOf(keep(context, *done, {TranscriptSource::Kind::file, VostelMCPKit::repairedUTF8(path)}));

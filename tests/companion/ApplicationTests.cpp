@@ -1,4 +1,6 @@
 // The real program, as vostel-mcp meets it.
+#include "companion/store/Places.h"
+#include "companion/store/Schema.h"
 #include "tests/companion/support/Application.h"
 #include "tests/companion/support/SchemaCheck.h"
 #include "tests/companion/support/SoundFile.h"
@@ -108,6 +110,38 @@ TEST(Application, ManyCallsAtOnceAllFindTheDatabaseInTheEnd) {
     for (int number = 0; number < 100; ++number) {
         EXPECT_EQ(textOf(clients[static_cast<std::size_t>(number)]->response()),
                   "1 outcome.\nadded: word" + std::to_string(number) + " → x");
+    }
+}
+
+TEST(Application, ItsDatabaseIsNoSoundFileAndStaysWhole) {
+    const vostel_tests::TemporaryFolder home;
+    const Application application{home.path()};
+    const std::string database = Places::in(supportIn(home.path())).database().string();
+    const auto call = [&](std::string_view tool, const MCPValue& arguments) {
+        const auto client = connected(home.path());
+        client->request(tool, arguments);
+        return textOf(client->response());
+    };
+    // Answered once the database is open.
+    ASSERT_EQ(call("vocabulary_list", MCPValue::object({})), "0 vocabulary rules.");
+    std::filesystem::create_symlink(database, home.path() / "link.wav");
+    std::filesystem::create_hard_link(database + "-shm", home.path() / "twin.wav");
+
+    const std::string paths[] = {database, database + "-wal", database + "-shm", home.path() / "link.wav",
+                                 home.path() / "twin.wav"};
+    int number = 0;
+    for (const std::string& path : paths) {
+        SCOPED_TRACE(path);
+        const std::string word = "word" + std::to_string(number++);
+        const MCPValue rule = MCPValue::object({{"word", word}, {"replacement", "x"}});
+        EXPECT_EQ(call("vocabulary_add", MCPValue::object({{"rules", MCPValue::array({rule})}})),
+                  "1 outcome.\nadded: " + word + " → x");
+        EXPECT_EQ(call("transcribe_file", MCPValue::object({{"path", path}})),
+                  "'" + path + "' is not an audio or video file that Vostel can read.");
+        // Another process that comes and goes: it would delete the log if it found itself alone.
+        ASSERT_TRUE(openStore(database)->execute("UPDATE vocabulary SET replacement = 'y'"));
+        EXPECT_TRUE(std::filesystem::exists(database + "-wal"));
+        EXPECT_TRUE(call("vocabulary_list", MCPValue::object({})).ends_with(word + " → y"));
     }
 }
 
