@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <sys/resource.h>
 #include <thread>
 
 namespace vostel_companion {
@@ -28,10 +29,20 @@ Exit fail(const std::string& sentence, Exit exit = Exit::failed) {
 /// One for each core, but no more than memory is sure to have room for.
 std::size_t jobsAtOnce() { return std::clamp(std::thread::hardware_concurrency(), 1U, 4U); }
 
+/// Where the system allows it: some start a process with room for 256 files, and every call that waits has one open.
+void makeRoomForFiles() {
+    constexpr rlim_t enough = 2048;
+    rlimit files{};
+    if (::getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur >= enough) return;
+    files.rlim_cur = std::min(enough, files.rlim_max);
+    std::ignore = ::setrlimit(RLIMIT_NOFILE, &files);
+}
+
 } // namespace
 
 Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal) {
     const EndingSignals signals;
+    makeRoomForFiles();
 
     auto socket = ListeningSocket::open(applicationSupportDirectory);
     if (!socket) {
@@ -74,9 +85,9 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
         waiting = startOwnThread({"com.vostel.vostel.terminal", "terminal"}, [&] { terminal->run(); });
     if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
 
-    (*server)->run();
-    // Deliberate: the threads that wait for signals and for the person still use the objects above, so nothing is
-    // destroyed.
+    std::ignore = (*server)->run();
+    // Deliberate: the threads that wait for signals and for the person still use the objects above, and so may calls
+    // that did not notice in time that they are cancelled, so nothing is destroyed.
     std::_Exit(EXIT_SUCCESS);
 }
 

@@ -32,6 +32,7 @@ constexpr std::size_t readSize = 65'536;
 constexpr std::chrono::milliseconds respite{100};
 /// The loop never waits for a peer: what does not fit into the socket's buffer is not sent.
 constexpr std::chrono::milliseconds atOnce{0};
+constexpr const char* busy = "Vostel is busy with too many calls at the moment; please try again later.";
 
 MCPWireResponse responseTo(std::string requestID, const MCPToolOutcome& outcome) {
     return {std::move(requestID), encode(MCPCallResult::rendering(outcome))};
@@ -80,11 +81,11 @@ CallServer::CallServer(ListeningSocket socket, const ToolTable& tools, vostel_mc
       startThread_{std::move(startThread)}, limits_{limits}, wakeReader_{std::move(wakeReader)},
       wakeWriter_{std::move(wakeWriter)} {}
 
-void CallServer::run() {
+bool CallServer::run() {
     while (!stopping_) serveOnce();
     beginFarewell();
-    while (running_ > 0) serveOnce();
-    connections_.clear();
+    while (running_ > 0 && std::chrono::steady_clock::now() < leaves_) serveOnce();
+    return running_ == 0;
 }
 
 void CallServer::stop() {
@@ -110,10 +111,14 @@ void CallServer::serveOnce() {
         return;
     }
     takeFinished();
+    startWaiting();
     if (firstConnection == 2 && waiting[1].revents != 0) acceptWaiting();
     for (std::size_t i = 0; i < waitingIDs.size(); ++i) {
-        if (waiting[firstConnection + i].revents != 0) receive(waitingIDs[i]);
+        if (waiting[firstConnection + i].revents == 0) continue;
+        receive(waitingIDs[i]);
+        startWaiting();
     }
+    answerCancelled();
     dropExpired();
 }
 
@@ -125,6 +130,7 @@ bool CallServer::accepts(Time now) const {
 int CallServer::pollTimeout(Time now) const {
     std::optional<Time> first = farewellEnds_;
     const auto consider = [&](Time time) { first = first ? std::min(*first, time) : time; };
+    if (leaves_) consider(*leaves_);
     if (acceptAgain_ && now < *acceptAgain_) consider(*acceptAgain_);
     for (const auto& [id, connection] : connections_) {
         if (!connection.call) consider(connection.deadline);
@@ -137,8 +143,10 @@ int CallServer::pollTimeout(Time now) const {
 void CallServer::beginFarewell() {
     listening_.reset();
     registry_.cancelAll();
+    answerCancelled();
     std::erase_if(connections_, [](const auto& entry) { return !entry.second.call; });
     farewellEnds_ = std::chrono::steady_clock::now() + limits_.farewell;
+    leaves_ = *farewellEnds_ + limits_.leaving;
 }
 
 void CallServer::acceptWaiting() {
@@ -190,7 +198,7 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
         }
         const auto& whole = *frame;
         if (!whole) break;
-        if (!handleFrame(id, connection, whole->payload)) return hangUp(id, connection);
+        if (!handleFrame(connection, whole->payload)) return hangUp(id, connection);
         connection.deadline = std::chrono::steady_clock::now() + limits_.frame;
         rest = whole->remainder;
     }
@@ -201,7 +209,7 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
     }
 }
 
-bool CallServer::handleFrame(ConnectionID id, Connection& connection, std::string_view payload) {
+bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
     const auto value = readJSON(payload);
     if (!value) return false;
     if (const auto refusal = versionRefusal(*value)) {
@@ -212,36 +220,70 @@ bool CallServer::handleFrame(ConnectionID id, Connection& connection, std::strin
     auto frame = decode<MCPWireInboundFrame>(*value);
     if (!frame) return false;
     return match(
-        std::move(frame->is), [&](MCPWireRequest&& request) { return startCall(id, connection, std::move(request)); },
+        std::move(frame->is),
+        [&](MCPWireRequest&& request) { return takeCall(connection, {std::move(request), payload.size()}); },
         [&](MCPWireCancellation&& cancellation) {
             registry_.cancel(cancellation.requestID, std::chrono::steady_clock::now());
             return true;
         });
 }
 
-bool CallServer::startCall(ConnectionID id, Connection& connection, MCPWireRequest request) {
+bool CallServer::takeCall(Connection& connection, Waiting waiting) {
     if (connection.call) return false;
-    auto cancellation = std::make_shared<Cancellation>();
-    const std::string requestID = request.requestID;
-    bool started = false;
-    if (running_ < limits_.calls) {
-        const int socket = connection.socket.number();
-        const auto work = [this, id, socket, cancellation, request = std::move(request)] {
-            runCall(id, socket, request, cancellation);
-        };
-        started = startThread_(callThread, work).has_value();
-    }
-    if (!started) {
-        const Bytes busy = encodedAnswer(
-            requestID, failedOutcome("Vostel is busy with too many calls at the moment; please try again later."));
-        std::ignore = sendFrame(connection.socket.number(), busy, atOnce);
+    connection.requestID = waiting.request.requestID;
+    if (running_ == limits_.calls && !hasRoomFor(waiting)) {
+        turnAway(connection, busy);
         return false;
     }
-    ++running_;
-    connection.call = cancellation;
-    connection.requestID = requestID;
-    registry_.add(requestID, cancellation, std::chrono::steady_clock::now());
+    connection.call = std::make_shared<Cancellation>();
+    connection.waiting = std::move(waiting);
+    registry_.add(connection.requestID, connection.call, std::chrono::steady_clock::now());
     return true;
+}
+
+bool CallServer::hasRoomFor(const Waiting& more) const {
+    std::size_t calls = 1;
+    std::size_t bytes = more.size;
+    for (const auto& [id, connection] : connections_) {
+        if (!connection.waiting) continue;
+        ++calls;
+        bytes += connection.waiting->size;
+    }
+    return calls <= limits_.waitingCalls && bytes <= limits_.waitingBytes;
+}
+
+void CallServer::startWaiting() {
+    for (auto entry = connections_.begin(); entry != connections_.end() && running_ < limits_.calls;) {
+        auto& [id, connection] = *entry++;
+        if (!connection.waiting || startCall(id, connection)) continue;
+        turnAway(connection, busy);
+        forget(id);
+    }
+}
+
+bool CallServer::startCall(ConnectionID id, Connection& connection) {
+    const bool isStarted =
+        startThread_(callThread, [this, id, socket = connection.socket.number(), cancellation = connection.call,
+                                  request = std::move(connection.waiting->request)] {
+            runCall(id, socket, request, cancellation);
+        }).has_value();
+    connection.waiting.reset();
+    if (isStarted) ++running_;
+    return isStarted;
+}
+
+void CallServer::answerCancelled() {
+    for (auto entry = connections_.begin(); entry != connections_.end();) {
+        const auto& [id, connection] = *entry++;
+        if (!connection.waiting || !connection.call->isCancelled()) continue;
+        turnAway(connection, "The call was cancelled.");
+        forget(id);
+    }
+}
+
+void CallServer::turnAway(const Connection& connection, const char* sentence) {
+    const Bytes answer = encodedAnswer(connection.requestID, failedOutcome(sentence));
+    std::ignore = sendFrame(connection.socket.number(), answer, atOnce);
 }
 
 /// A frame that is too long to be read: the peer is told, and given time to finish writing before it listens.
@@ -254,15 +296,18 @@ void CallServer::refuse(Connection& connection, const MCPWireError& error) {
 }
 
 void CallServer::hangUp(ConnectionID id, Connection& connection) {
-    if (!connection.call) {
-        connections_.erase(id);
-        return;
-    }
+    if (!connection.call || connection.waiting) return forget(id);
     connection.abandoned = true;
     connection.received = {};
     // First, because the call's thread may be waiting for the peer, and must not answer one that broke the protocol.
     ::shutdown(connection.socket.number(), SHUT_RDWR);
     connection.call->cancel();
+}
+
+void CallServer::forget(ConnectionID id) {
+    const auto found = connections_.find(id);
+    registry_.remove(found->second.requestID, found->second.call);
+    connections_.erase(found);
 }
 
 void CallServer::takeFinished() {
@@ -274,9 +319,7 @@ void CallServer::takeFinished() {
         finished.swap(finished_);
     }
     for (const ConnectionID id : finished) {
-        const Connection& connection = connections_.at(id);
-        registry_.remove(connection.requestID, connection.call);
-        connections_.erase(id);
+        forget(id);
         --running_;
     }
 }
@@ -286,25 +329,27 @@ void CallServer::dropExpired() {
     std::erase_if(connections_, [&](const auto& entry) { return !entry.second.call && entry.second.deadline <= now; });
     if (!farewellEnds_ || now < *farewellEnds_) return;
     farewellEnds_.reset();
-    // By now there is no connection without a call, so this erases none.
+    // By now there is no connection without a running call, so this erases none.
     for (auto& [id, connection] : connections_) hangUp(id, connection);
 }
 
 void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& request,
                          const std::shared_ptr<Cancellation>& cancellation) {
     ProgressThrottle throttle{limits_.progress, {}};
+    bool isBroken = false;
     const auto progress = [&](double fraction) {
-        if (!throttle.admits(fraction, std::chrono::steady_clock::now())) return;
+        if (isBroken || !throttle.admits(fraction, std::chrono::steady_clock::now())) return;
         const auto bytes = encodedFrame({MCPWireProgress{request.requestID, fraction, std::nullopt}});
         // A report that finds no room is left out; a peer that cannot even take a begun one gets no more work.
-        if (bytes && sendFrameIfRoom(socket, *bytes, limits_.answer) == Sending::failed) cancellation->cancel();
+        isBroken = bytes && sendFrameIfRoom(socket, *bytes, limits_.answer) == Sending::failed;
+        if (isBroken) cancellation->cancel();
     };
     const auto tool = tools_.find(request.tool);
     const MCPToolOutcome outcome = tool == tools_.end()
                                        ? failedOutcome("There is no tool named " + inQuotes(request.tool) + ".")
                                        : tool->second(ToolCall{request.arguments, *cancellation, progress});
-    // Whether or not it arrives, the connection ends with it.
-    std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answer);
+    // Whether or not it arrives, the connection ends with it. Behind half a report it would be read as the other half.
+    if (!isBroken) std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answer);
 
     // Once the loop has taken the end of the last call, the server may be gone: nothing is touched afterwards.
     const std::lock_guard lock{mutex_};

@@ -62,6 +62,11 @@ public:
             started.add();
             return released.reaches(1) ? succeeded("released") : failedOutcome("forgotten");
         };
+        tools_["give up"] = [this](const ToolCall& call) {
+            call.progress(0.5);
+            started.add();
+            return released.reaches(1) ? succeeded("behind half a report") : failedOutcome("forgotten");
+        };
         tools_["report"] = [this](const ToolCall& call) {
             for (int step = 1; step <= 1000; ++step) call.progress(step / 1000.0);
             reported.add();
@@ -79,15 +84,21 @@ public:
         };
         auto socket = ListeningSocket::open(support());
         server_ = CallServer::make(*std::move(socket), tools_, vostel_mcp::startOwnThread, limits).value();
-        thread_ = std::thread{[this] { server_->run(); }};
+        thread_ = std::thread{[this] { hasLeft_ = server_->run(); }};
     }
-    ~CallServerStage() { stop(); }
+    ~CallServerStage() {
+        std::ignore = stop();
+        released.add();
+        while (!server_->run()) {}
+    }
     CallServerStage(const CallServerStage&) = delete;
     CallServerStage& operator=(const CallServerStage&) = delete;
 
-    void stop() {
+    /// Whether all calls had ended when the server gave up waiting.
+    bool stop() {
         server_->stop();
         if (thread_.joinable()) thread_.join();
+        return hasLeft_;
     }
 
     [[nodiscard]] std::filesystem::path support() const { return folder_.path() / "Library"; }
@@ -107,6 +118,7 @@ private:
     vostel_tests::TemporaryFolder folder_;
     ToolTable tools_;
     std::unique_ptr<CallServer> server_;
+    bool hasLeft_ = false;
     std::thread thread_;
 };
 
@@ -331,10 +343,7 @@ TEST(CallServer, APeerThatDoesNotReadItsAnswerLosesIt) {
     CallServerStage stage{{.calls = 1, .answer = 50ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
-    // With room for one call, this one is told to come later until the other one has been given up.
-    bool served = false;
-    for (int attempt = 0; attempt < 10'000 && !served; ++attempt) served = stage.serves();
-    EXPECT_TRUE(served);
+    EXPECT_TRUE(stage.serves()) << "with room for one call, once the other one has been given up";
     EXPECT_FALSE(client.response()) << "the answer was cut off";
 }
 
@@ -354,26 +363,92 @@ TEST(CallServer, ProgressWaitsForNobody) {
     EXPECT_EQ(textOf(client.response()), "reported");
 }
 
-TEST(CallServer, BeyondItsLimitACallIsToldToComeLaterWhileCancellationsGetThrough) {
-    CallServerStage stage{{.connections = 4, .calls = 2}};
+TEST(CallServer, HalfAReportIsNotFollowedByTheAnswer) {
+    CallServerStage stage{{.answer = 50ms}};
+    CompanionClient client{stage.support()};
+    // A report repeats the call's id, and this one is more than any socket buffer holds.
+    client.request("give up", nothing, std::string(4'000'000, 'x'));
+    ASSERT_TRUE(stage.started.reaches(1));
+    stage.released.add();
+    EXPECT_FALSE(client.next());
+    EXPECT_TRUE(client.isClosed());
+}
+
+TEST(CallServer, BeyondItsLimitACallWaitsItsTurnWhileCancellationsGetThrough) {
+    CallServerStage stage{{.connections = 5, .calls = 2}};
     CompanionClient first{stage.support()};
     CompanionClient second{stage.support()};
     first.request("wait", nothing, "A");
     second.request("wait", nothing, "B");
     ASSERT_TRUE(stage.started.reaches(2));
+    CompanionClient third{stage.support()};
+    third.request("wait", nothing, "C");
     {
-        CompanionClient third{stage.support()};
-        third.request("echo", nothing, "C");
-        const auto response = third.response();
-        EXPECT_TRUE(isFailure(response));
-        EXPECT_EQ(textOf(response), "Vostel is busy with too many calls at the moment; please try again later.");
+        CompanionClient fourth{stage.support()};
+        fourth.request("wait", nothing, "D");
+        CompanionClient{stage.support()}.cancel("D");
+        EXPECT_EQ(textOf(fourth.response()), "The call was cancelled.") << "without waiting any longer";
     }
     CompanionClient{stage.support()}.cancel("A");
     EXPECT_EQ(textOf(first.response()), "cancelled");
-    // The place of the first call is free a moment after its answer has gone out.
-    bool served = false;
-    for (int attempt = 0; attempt < 10'000 && !served; ++attempt) served = stage.serves();
-    EXPECT_TRUE(served);
+    EXPECT_TRUE(stage.started.reaches(3)) << "and the third one has its turn";
+    for (const char* id : {"B", "C"}) CompanionClient{stage.support()}.cancel(id);
+    EXPECT_EQ(textOf(second.response()), "cancelled");
+    EXPECT_EQ(textOf(third.response()), "cancelled");
+}
+
+TEST(CallServer, ManyCallsAtOnceAllComeToTheirTurn) {
+    CallServerStage stage{{.calls = 3}};
+    std::vector<std::unique_ptr<CompanionClient>> clients;
+    for (int i = 0; i < 200; ++i) {
+        clients.push_back(std::make_unique<CompanionClient>(stage.support()));
+        clients.back()->request("echo", MCPValue::object({{"text", std::to_string(i)}}), std::to_string(i));
+    }
+    for (int i = 0; i < 200; ++i)
+        EXPECT_EQ(textOf(clients[static_cast<std::size_t>(i)]->response()), std::to_string(i));
+}
+
+TEST(CallServer, ACallThatWaitsLeavesTheLineWithItsPeer) {
+    CallServerStage stage{{.calls = 1, .waitingCalls = 1}};
+    CompanionClient running{stage.support()};
+    running.request("wait", nothing, "A");
+    ASSERT_TRUE(stage.started.reaches(1));
+    {
+        CompanionClient impatient{stage.support()};
+        impatient.request("stubborn", nothing, "B");
+        // Breaking the protocol, which the server answers by closing, ends the wait as hanging up does.
+        impatient.request("stubborn", nothing, "C");
+        EXPECT_FALSE(impatient.response());
+    }
+    CompanionClient patient{stage.support()};
+    patient.request("echo", MCPValue::object({{"text", "x"}}), "D");
+    CompanionClient{stage.support()}.cancel("A");
+    EXPECT_EQ(textOf(patient.response()), "x") << "there was room to wait";
+}
+
+TEST(CallServer, ALineThatIsTooLongToldTheNextCallToComeLater) {
+    struct Row {
+        const char* when;
+        CallServer::Limits limits;
+    };
+    const Row rows[] = {{"of too many calls", {.calls = 1, .waitingCalls = 1}},
+                        {"of too large ones", {.calls = 1, .waitingBytes = 300}}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        CallServerStage stage{row.limits};
+        CompanionClient running{stage.support()};
+        running.request("wait", MCPValue::object({{"text", std::string(1000, 'x')}}), "A");
+        ASSERT_TRUE(stage.started.reaches(1));
+        CompanionClient waiting{stage.support()};
+        waiting.request("echo", MCPValue::object({{"text", "x"}}), "B");
+        CompanionClient third{stage.support()};
+        third.request("echo", MCPValue::object({{"text", std::string(150, 'x')}}), "C");
+        const auto response = third.response();
+        EXPECT_TRUE(isFailure(response));
+        EXPECT_EQ(textOf(response), "Vostel is busy with too many calls at the moment; please try again later.");
+        CompanionClient{stage.support()}.cancel("A");
+        EXPECT_EQ(textOf(waiting.response()), "x");
+    }
 }
 
 TEST(CallServer, BeyondTheLimitOfConnectionsTheNextOneWaitsItsTurn) {
@@ -389,7 +464,7 @@ TEST(CallServer, ACallThatNoThreadCanBeStartedForIsToldToComeLater) {
         return std::expected<void, PosixError>{std::unexpected(PosixError{EAGAIN})};
     };
     const auto server = CallServer::make(*ListeningSocket::open(folder.path()), tools, noThreads, {}).value();
-    std::thread thread{[&] { server->run(); }};
+    std::thread thread{[&] { EXPECT_TRUE(server->run()); }};
     {
         CompanionClient client{folder.path()};
         client.request("echo", nothing);
@@ -405,7 +480,7 @@ TEST(CallServer, StoppingCancelsWhatRunsAndRemovesTheSocket) {
     running.request("wait", nothing);
     CompanionClient idle{stage.support()};
     ASSERT_TRUE(stage.started.reaches(1));
-    stage.stop();
+    EXPECT_TRUE(stage.stop());
     EXPECT_TRUE(stage.stopped.reaches(1));
     EXPECT_EQ(textOf(running.response()), "cancelled");
     EXPECT_TRUE(idle.isClosed());
@@ -420,7 +495,31 @@ TEST(CallServer, StoppingDoesNotWaitForAPeerThatDoesNotRead) {
     CompanionClient other{stage.support()};
     other.request("echo", MCPValue::object({{"text", "x"}}));
     ASSERT_TRUE(other.response());
-    stage.stop();
+    EXPECT_TRUE(stage.stop());
+    EXPECT_FALSE(client.response());
+}
+
+TEST(CallServer, StoppingAnswersTheCallsThatWait) {
+    CallServerStage stage{{.calls = 1}};
+    CompanionClient running{stage.support()};
+    running.request("wait", nothing);
+    ASSERT_TRUE(stage.started.reaches(1));
+    CompanionClient waiting{stage.support()};
+    waiting.request("stubborn", nothing, "B");
+    // A connection that closes at once, and so has been looked at, was there after it.
+    CompanionClient garbage{stage.support()};
+    garbage.sendFrame("");
+    ASSERT_TRUE(garbage.isClosed());
+    EXPECT_TRUE(stage.stop());
+    EXPECT_EQ(textOf(waiting.response()), "The call was cancelled.");
+}
+
+TEST(CallServer, StoppingDoesNotWaitForACallThatDoesNotNotice) {
+    CallServerStage stage{{.farewell = 20ms, .leaving = 20ms}};
+    CompanionClient client{stage.support()};
+    client.request("stubborn", nothing);
+    ASSERT_TRUE(stage.started.reaches(1));
+    EXPECT_FALSE(stage.stop());
     EXPECT_FALSE(client.response());
 }
 
