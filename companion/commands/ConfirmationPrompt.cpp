@@ -32,7 +32,7 @@ ConfirmationPrompt::Turn ConfirmationPrompt::look(std::span<const OpenConfirmati
     if (asked_ || open.empty()) return turn;
 
     asked_ = open.front().request.id;
-    turn.text += "\nAn AI client asks for your confirmation:\n    " + printableLine(open.front().action.summary()) +
+    turn.text += "\nAn AI client asks for your confirmation:\n    " + printableLine(open.front().action.description()) +
                  "\nDo it? y/n: ";
     turn.discardsInput = true;
     return turn;

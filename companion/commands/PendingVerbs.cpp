@@ -33,7 +33,7 @@ Exit run(const Command::ListPending&, World& world) {
     if (open->empty()) world.tell("Nothing waits for your confirmation.");
     for (const OpenConfirmation& waiting : *open) {
         world.print(waiting.request.id.text() + "  " + clockText(timeLeft(waiting.request, world.now())) + " left  " +
-                    printableLine(waiting.action.summary()) + "\n");
+                    printableLine(waiting.action.description()) + "\n");
     }
     return Exit::done;
 }

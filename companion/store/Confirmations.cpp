@@ -5,6 +5,7 @@
 #include "kit/support/match.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 
 namespace vostel_companion {
@@ -65,13 +66,11 @@ std::optional<Decision> decisionNamed(const std::optional<std::string>& text) {
     return *text == confirmedName ? Decision::confirmed : Decision::denied;
 }
 
-} // namespace
-
-std::string ConfirmableAction::summary() const {
+std::string text(const ConfirmableAction& action, std::size_t mostWords) {
     return VostelMCPKit::match(
-        is,
-        [](const RemoveWords& removal) {
-            const std::size_t shown = std::min(removal.words.size(), mostWordsInSummary);
+        action.is,
+        [&](const RemoveWords& removal) {
+            const std::size_t shown = std::min(removal.words.size(), mostWords);
             std::string text =
                 removal.words.size() == 1 ? "Remove the vocabulary rule for " : "Remove the vocabulary rules for ";
             for (std::size_t index = 0; index < shown; ++index) {
@@ -87,6 +86,12 @@ std::string ConfirmableAction::summary() const {
             return "Remove the speech recognition model \"" + removal.identifier + "\" from disk";
         });
 }
+
+} // namespace
+
+std::string ConfirmableAction::description() const { return text(*this, std::numeric_limits<std::size_t>::max()); }
+
+std::string ConfirmableAction::summary() const { return text(*this, mostWordsInSummary); }
 
 std::expected<ConfirmationReport, ConfirmationError> Confirmations::ask(const ConfirmableAction& given) {
     const ConfirmableAction action = normalized(given);
@@ -139,7 +144,7 @@ std::expected<ConfirmationReport, ConfirmationError> Confirmations::create(const
 std::expected<std::vector<std::string>, ConfirmationError> Confirmations::answer(const UUID& id, Decision decision) {
     auto decided = inTransaction(database_, Transaction::Kind::writing, [&] { return decide(id, decision); });
     if (!decided) return std::unexpected(std::move(decided.error()));
-    if (decision == Decision::confirmed && !decided->isPerformed) return removeModel(id);
+    if (decision == Decision::confirmed && !decided->isPerformed) return removeModel(*decided);
     return std::move(decided->removed);
 }
 
@@ -174,13 +179,14 @@ std::expected<Confirmations::Stored, ConfirmationError> Confirmations::decide(co
     return stored;
 }
 
-std::expected<std::vector<std::string>, ConfirmationError> Confirmations::removeModel(const UUID& id) {
+std::expected<std::vector<std::string>, ConfirmationError> Confirmations::removeModel(const Stored& confirmed) {
     auto lock = models_.lock();
     if (!lock) return std::unexpected(std::move(lock.error()));
-    // Read again under the lock: another process may have finished it.
+    // Read again under the lock: another process may have finished it, and forgotten it when its client was told.
+    const UUID id = confirmed.confirmation.request.id;
     const auto found = load("id = ? AND decision = 'confirmed'", id.text());
     if (!found) return std::unexpected(found.error());
-    if (found->empty()) return std::unexpected(ConfirmationError::NotFound{});
+    if (found->empty()) return itemsOf(confirmed.confirmation.action);
     const Stored& stored = found->front();
     const auto* const removal = std::get_if<RemoveModel>(&stored.confirmation.action.is);
     if (stored.isPerformed || removal == nullptr) return stored.removed;
@@ -221,7 +227,7 @@ std::expected<void, ConfirmationError> Confirmations::finishInterrupted(const st
     const auto interrupted = load("decision = 'confirmed' AND NOT isPerformed AND " + condition, values...);
     if (!interrupted) return std::unexpected(interrupted.error());
     for (const Stored& stored : *interrupted) {
-        auto removed = removeModel(stored.confirmation.request.id);
+        auto removed = removeModel(stored);
         if (!removed) return std::unexpected(std::move(removed.error()));
     }
     return {};

@@ -39,7 +39,9 @@ struct ConfirmableAction {
 
     std::variant<RemoveWords, RemoveModel> is;
 
-    /// What would be done, as a clause without its full stop: for the client's answer and for the person.
+    /// What would be done, as a clause without its full stop: for the person, who confirms all of it.
+    [[nodiscard]] std::string description() const;
+    /// The same for the client's answer, with the first of many words.
     [[nodiscard]] std::string summary() const;
 
     bool operator==(const ConfirmableAction&) const = default;
@@ -112,7 +114,7 @@ private:
     [[nodiscard]] std::expected<Stored, ConfirmationError>
     decide(const VostelMCPKit::UUID& id, VostelMCPKit::MCPConfirmationLogic::Decision decision);
     /// Takes the model of a confirmed request away, unless that is done; returns what was removed.
-    [[nodiscard]] std::expected<std::vector<std::string>, ConfirmationError> removeModel(const VostelMCPKit::UUID& id);
+    [[nodiscard]] std::expected<std::vector<std::string>, ConfirmationError> removeModel(const Stored& confirmed);
     /// Performs what was confirmed and not performed, among the requests that `condition` selects.
     template <class... Values>
     [[nodiscard]] std::expected<void, ConfirmationError> finishInterrupted(const std::string& condition,

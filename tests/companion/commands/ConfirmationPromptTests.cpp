@@ -68,6 +68,15 @@ TEST(ConfirmationPrompt, AnAnswerToTheOldQuestionIsNotOneToTheNext) {
     EXPECT_EQ(turn, (Turn{gone + question("two"), true, std::nullopt}));
 }
 
+TEST(ConfirmationPrompt, ShowsEveryWordThatIsToBeConfirmed) {
+    OpenConfirmation many = removal(1, "word");
+    auto& words = std::get<ConfirmableAction::RemoveWords>(many.action.is).words;
+    words.resize(50, "word");
+    words.push_back("last");
+    ConfirmationPrompt prompt;
+    EXPECT_TRUE(prompt.look(Open{many}).text.ends_with(", \"last\"\nDo it? y/n: "));
+}
+
 TEST(ConfirmationPrompt, WordsCannotDrawOnTheTerminal) {
     ConfirmationPrompt prompt;
     EXPECT_EQ(prompt.look(Open{removal(1, hostile + "\n\t")}).text, question(harmless + "  "));

@@ -43,6 +43,14 @@ TEST_F(PendingVerbs, ListWhatWaitsAndHowLong) {
     EXPECT_EQ(takeTold(), "");
 }
 
+TEST_F(PendingVerbs, ShowEveryWordThatIsToBeConfirmed) {
+    std::vector<std::string> words;
+    for (int number = 10; number < 60; ++number) words.push_back("word" + std::to_string(number));
+    ask(words);
+    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_TRUE(takePrinted().ends_with(", \"word58\", \"word59\"\n"));
+}
+
 TEST_F(PendingVerbs, SayWhenNothingWaits) {
     EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "");

@@ -287,13 +287,14 @@ TEST(Confirmations, OpenRequestsAreListedOldestFirst) {
     EXPECT_EQ(fixture.confirmations.open()->back().action, removeGerman);
 }
 
-TEST(Confirmations, TheSummarySaysWhatWouldBeDone) {
+TEST(Confirmations, TheSummarySaysWhatWouldBeDoneAndTheDescriptionAllOfIt) {
     Words many;
     for (int number = 1; number <= 12; ++number) many.push_back(std::to_string(number));
     struct Row {
         const char* when;
         ConfirmableAction action;
         const char* summary;
+        const char* description = summary;
     };
     const Row rows[] = {
         {"one word", {RemoveWords{{"GitHub"}}}, "Remove the vocabulary rule for \"GitHub\""},
@@ -301,12 +302,15 @@ TEST(Confirmations, TheSummarySaysWhatWouldBeDone) {
         {"many words",
          {RemoveWords{many}},
          "Remove the vocabulary rules for \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", \"10\" and 2 "
-         "more"},
+         "more",
+         "Remove the vocabulary rules for \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", \"10\", "
+         "\"11\", \"12\""},
         {"a model", removeGerman, "Remove the speech recognition model \"de\" from disk"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(row.action.summary(), row.summary);
+        EXPECT_EQ(row.action.description(), row.description);
     }
 }
 
@@ -429,6 +433,16 @@ TEST(Confirmations, WhatIsOwedIsNotForgotten) {
     std::ignore = fixture.askWords({"another"});
     ASSERT_TRUE(fixture.confirmations.recover());
     EXPECT_FALSE(fixture.isInstalled());
+}
+
+TEST(Confirmations, ARemovalThatAnotherProcessPerformedAndReportedIsConfirmedAllTheSame) {
+    Fixture fixture;
+    fixture.install();
+    const UUID id = fixture.ask(removeGerman).confirmation.request.id;
+    // The client's next call ends the request right after the confirmation is stored.
+    ASSERT_TRUE(fixture.database.execute("CREATE TEMP TRIGGER report AFTER UPDATE ON main.confirmations BEGIN "
+                                         "DELETE FROM confirmations; END"));
+    EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), Words{"de"});
 }
 
 TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
