@@ -14,8 +14,10 @@ char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + '
 
 bool isLanguageHint(std::string_view text) {
     constexpr std::string_view automatic = "auto";
-    if (text.empty() || std::ranges::equal(text, automatic, {}, lower)) return true;
+    return text.empty() || std::ranges::equal(text, automatic, {}, lower) || isLanguageCode(text);
+}
 
+bool isLanguageCode(std::string_view text) {
     const std::size_t primary = std::min(text.find_first_of("-_"), text.size());
     if (primary < 2 || primary > 3 || !std::ranges::all_of(text.substr(0, primary), isLetter)) return false;
     for (std::string_view rest = text.substr(primary); !rest.empty();) {

@@ -1,5 +1,6 @@
 #include "companion/store/ModelCatalogue.h"
 
+#include "companion/speech/LanguageHint.h"
 #include "kit/jsonrpc/Codec.h"
 #include "kit/jsonrpc/JSONReader.h"
 
@@ -83,6 +84,9 @@ std::expected<void, std::string> settle(ModelDescription& model, const fs::path&
         return std::unexpected("an identifier is not made of the allowed characters");
     if (lowerCased(model.identifier) == systemModelIdentifier)
         return std::unexpected("en-us is the system's own model");
+    // One without a language, or for any, would be chosen whenever a caller gives none.
+    if (model.language && !isLanguageCode(*model.language))
+        return std::unexpected("the language of " + model.identifier + " is not a code such as 'de'");
     if (model.displayName.empty()) model.displayName = model.identifier;
     const auto source = localPath(model.source, folder);
     if (!source) return std::unexpected("the source of " + model.identifier + " is neither a path nor a file: URL");

@@ -3,7 +3,7 @@
 //     {"models": [{
 //         "identifier": "de",                     letters, digits, "-", "_" and ".", up to 64
 //         "displayName": "German",
-//         "language": "de",                       ISO 639-1; may be missing
+//         "language": "de",                       ISO 639; may be missing
 //         "source": "file:///mnt/models/german",  or a path, absolute or from the catalogue's folder
 //         "sha256": "9f86d0..."
 //     }]}

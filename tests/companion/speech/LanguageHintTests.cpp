@@ -37,6 +37,8 @@ TEST(LanguageHint, TellsLanguageCodesFromOtherText) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(isLanguageHint(row.text), row.accepted);
     }
+    EXPECT_TRUE(isLanguageCode("zh-Hant-TW"));
+    for (const char* const text : {"", "auto", "English"}) EXPECT_FALSE(isLanguageCode(text)) << text;
 }
 
 } // namespace vostel_companion

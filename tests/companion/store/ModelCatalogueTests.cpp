@@ -14,6 +14,11 @@ std::string entry(const std::string& identifier, const std::string& source, cons
            sha256 + R"("})";
 }
 
+std::string entryFor(const std::string& language) {
+    return R"({"identifier":"de","displayName":"Name","source":"/mnt","sha256":")" + digest + R"(","language":")" +
+           language + R"("})";
+}
+
 std::string catalogue(const std::string& entries) { return R"({"models":[)" + entries + "]}"; }
 
 std::expected<std::string, std::string> sourceOf(const std::string& source) {
@@ -98,6 +103,9 @@ TEST(ModelCatalogue, AMistakeFailsTheWholeWithItsReason) {
          "the sha256 of de is not 64 hexadecimal digits"},
         {"one identifier twice", catalogue(entry("de", "/a") + "," + entry("fr", "/b") + "," + entry("DE", "/c")),
          "two models are called de"},
+        {"an empty language", catalogue(entryFor("")), "the language of de is not a code such as 'de'"},
+        {"any language", catalogue(entryFor("Auto")), "the language of de is not a code such as 'de'"},
+        {"a language's name", catalogue(entryFor("German")), "the language of de is not a code such as 'de'"},
         {"the system's model", catalogue(entry("EN-us", "/mnt")), "en-us is the system's own model"},
     };
     for (const Row& row : rows) {

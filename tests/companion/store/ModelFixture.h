@@ -29,10 +29,9 @@ struct ModelFixture {
         writeFile(place / "b/my file", "hello\n");
     }
 
-    void writeCatalogue(const std::string& checksum) const {
-        writeFile(folder / "models.json", R"({"models":[{"identifier":"de","displayName":"German","language":"de",)"
-                                          R"("source":"german","sha256":")" +
-                                              checksum + R"("}]})");
+    void writeCatalogue(const std::string& checksum, const std::string& language = "de") const {
+        writeFile(folder / "models.json", R"({"models":[{"identifier":"de","displayName":"German","language":")" +
+                                              language + R"(","source":"german","sha256":")" + checksum + R"("}]})");
     }
 
     [[nodiscard]] std::filesystem::path installed() const { return folder / "models/de"; }

@@ -17,6 +17,10 @@ TEST(SpeechModel, IsThatOfTheLanguageWhenOneIsInstalledElseTheSystems) {
                         {"fr", english}, {"de", german},    {"DE", german},    {"de_CH", german}};
     for (const Row& row : rows) EXPECT_EQ(chooseModel(fixture.models, row.hint), row.model) << row.hint;
 
+    for (const char* const language : {"", "auto"}) {
+        fixture.writeCatalogue(ModelFixture::germanChecksum, language);
+        EXPECT_EQ(chooseModel(fixture.models, language), english) << "a model for any language is a mistake";
+    }
     writeFile(fixture.folder / "models.json", "{");
     EXPECT_EQ(chooseModel(fixture.models, "de"), english) << "a catalogue that cannot be read is no reason to fail";
     std::filesystem::remove_all(fixture.folder / "system");
