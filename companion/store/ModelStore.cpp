@@ -161,12 +161,15 @@ std::expected<bool, ModelError> ModelStore::takeAway(const std::string& identifi
         return std::unexpected(ModelError{ModelError::BelongsToSystem{identifier}});
     if (!isModelIdentifier(identifier)) return false;
     const fs::path taken = removed() / request.text();
-    if (isFolder(taken)) return true;
+    std::error_code ignored;
+    if (fs::exists(taken, ignored)) return isFolder(taken);
     if (auto made = ensureFolder(removed()); !made) return failed(std::move(made.error()));
     const fs::path folder = places_.models / identifier;
     if (::rename(folder.c_str(), taken.c_str()) != 0) {
-        if (errno == ENOENT) return false;
-        return failed(folder, errno);
+        if (errno != ENOENT) return failed(folder, errno);
+        // The file remembers that there was nothing.
+        if (auto noted = writeFileAtomically(taken, ""); !noted) return failed(std::move(noted.error()));
+        return false;
     }
     for (const fs::path& changed : {removed(), places_.models}) {
         if (auto done = synchronizeFolder(changed); !done) return failed(std::move(done.error()));

@@ -4,7 +4,8 @@
 //
 //     <models>/<identifier>/          an installed model
 //     <models>/.staging/<random>/     being copied; locked by the process that copies
-//     <models>/.removed/<request>/    taken away by a confirmed request, about to be deleted
+//     <models>/.removed/<request>/    taken away by a confirmed request, about to be deleted; a file when the request
+//                                     found nothing
 //     <models>/.lock                  held while anything is put into or taken out of place
 //
 // The model of the system's own package lies elsewhere and is never written to.
@@ -69,8 +70,8 @@ public:
 
     /// Keeps every other removal and installation out while it lives.
     [[nodiscard]] std::expected<FileLock, ModelError> lock() const;
-    /// Takes the model away on behalf of a request; whether it was there. Repeated after a crash, it answers as the
-    /// first time and leaves a model that was installed since alone. The lock must be held.
+    /// Takes the model away on behalf of a request; whether it was there. Once it has answered, it answers the same
+    /// until deleteTaken, also after a crash, and leaves a model that was installed since alone. The lock must be held.
     [[nodiscard]] std::expected<bool, ModelError> takeAway(const std::string& identifier,
                                                            const VostelMCPKit::UUID& request) const;
     /// Deletes what takeAway took. What cannot be deleted now is tried again by deleteLeftovers.

@@ -213,6 +213,11 @@ TEST(ModelStore, AModelIsTakenAwayOncePerRequest) {
     const ModelFixture fixture;
     EXPECT_EQ(fixture.models.takeAway("de", uuid(1)), false);
     ASSERT_TRUE(fixture.models.install("de", {}));
+    EXPECT_EQ(fixture.models.takeAway("de", uuid(1)), false) << "which was not there when it was first to be taken";
+    EXPECT_TRUE(fs::exists(fixture.installed()));
+    fixture.models.deleteTaken(uuid(1));
+    EXPECT_FALSE(fs::exists(fixture.folder / "models/.removed" / uuid(1).text()));
+
     EXPECT_EQ(fixture.models.takeAway("de", uuid(2)), true);
     EXPECT_FALSE(fs::exists(fixture.installed()));
 
