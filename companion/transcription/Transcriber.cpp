@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <sys/stat.h>
 #include <utility>
 
 namespace vostel_companion {
@@ -134,13 +135,21 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
     return done;
 }
 
-std::expected<void, SpeechError> Transcriber::load(Slot& slot, const std::string& folder) {
+Transcriber::Folder Transcriber::folderAt(const std::string& path) {
+    struct stat status{};
+    if (::stat(path.c_str(), &status) != 0) return {.path = path};
+    return {path, status.st_dev, status.st_ino, status.st_ctime};
+}
+
+std::expected<void, SpeechError> Transcriber::load(Slot& slot, const std::string& path) {
+    // Before anything is read: one that takes its place meanwhile is another one next time.
+    Folder folder = folderAt(path);
     if (slot.decoder && slot.folder == folder) return {};
     // First, because two models at once may be more than there is memory for.
     slot.decoder.reset();
-    auto loaded = SpeechDecoder::load(folder);
+    auto loaded = SpeechDecoder::load(path);
     if (!loaded) return std::unexpected(loaded.error());
-    slot = {folder, *std::move(loaded)};
+    slot = {std::move(folder), *std::move(loaded)};
     return {};
 }
 

@@ -10,11 +10,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <expected>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <variant>
 
 namespace vostel_companion {
@@ -80,14 +82,25 @@ public:
                const std::function<void(double)>& progress);
 
 private:
+    /// Which folder stands at a path: a model that is installed again stands in another one.
+    struct Folder {
+        std::string path;
+        dev_t device = 0;
+        ino_t number = 0;
+        /// When it last changed, for numbers are given again.
+        std::time_t changed = 0;
+        bool operator==(const Folder&) const = default;
+    };
     /// Room for one loaded model.
     struct Slot {
-        std::string folder;
+        Folder folder;
         std::unique_ptr<SpeechDecoder> decoder;
     };
 
-    /// Sees to it that the slot holds the model of that folder.
-    [[nodiscard]] static std::expected<void, SpeechError> load(Slot& slot, const std::string& folder);
+    [[nodiscard]] static Folder folderAt(const std::string& path);
+
+    /// Sees to it that the slot holds the model of the folder at `path`.
+    [[nodiscard]] static std::expected<void, SpeechError> load(Slot& slot, const std::string& path);
 
     const ChooseModel chooseModel_;
     BoundedPool<Slot, SpeechError> slots_;

@@ -150,6 +150,32 @@ TEST(Transcriber, LoadsTheModelThatTheLanguageAsksFor) {
     EXPECT_EQ(transcriber.transcribe(spoken("0930"), "en", cancellation, ignoreProgress)->transcript.text(), sentence);
 }
 
+TEST(Transcriber, AModelThatWasInstalledAgainIsLoadedAgain) {
+    const TemporaryFolder folder;
+    const std::filesystem::path place = folder.path() / "de";
+    // As an installation does it: a fresh folder takes the place.
+    const auto install = [&](const std::string& dictionary) {
+        const std::filesystem::path staged = folder.path() / "staged";
+        std::filesystem::create_directory(staged);
+        std::filesystem::create_directory_symlink(VOSTEL_MODEL_FOLDER "/en-us", staged / "de");
+        std::filesystem::create_symlink(VOSTEL_MODEL_FOLDER "/en-us.lm.bin", staged / "de.lm.bin");
+        writeFile(staged / "de.dict", dictionary);
+        std::filesystem::remove_all(place);
+        std::filesystem::rename(staged, place);
+    };
+    Transcriber transcriber{vostel_tests::always(place), 1};
+    Cancellation cancellation;
+    for (const char* word : {"oui", "ja"}) {
+        install(word + std::string{" HH IY\n"});
+        const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress);
+        ASSERT_TRUE(done) << done.error().description();
+        ASSERT_FALSE(done->transcript.segments.empty());
+        EXPECT_EQ(done->transcript.segments[0].text, word);
+    }
+    std::filesystem::remove_all(place);
+    EXPECT_FALSE(transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress));
+}
+
 TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
