@@ -1,10 +1,14 @@
 #include "companion/tools/VocabularyTools.h"
 
 #include "companion/store/Vocabulary.h"
+#include "companion/store/WordForm.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
 #include "companion/tools/ResultSize.h"
 #include "kit/support/Unicode.h"
+
+#include <algorithm>
+#include <span>
 
 namespace vostel_companion {
 
@@ -19,6 +23,15 @@ constexpr std::size_t longestEcho = 1000;
 std::string echo(std::string_view given) {
     if (given.size() <= longestEcho) return std::string{given};
     return std::string{given.substr(0, VostelMCPKit::validUTF8Prefix(given.substr(0, longestEcho)))} + "…";
+}
+
+/// Why some of `additions` were skipped, as a line; empty when there are none.
+std::string explanation(std::span<const VocabularyAddition> additions) {
+    if (std::ranges::find(additions, VocabularyAddition::Outcome::skipped, &VocabularyAddition::outcome) ==
+        additions.end())
+        return {};
+    return "\nA rule is skipped when its word has no usable text or more than " + std::to_string(longestWord) +
+           " characters, or its replacement takes more than " + std::to_string(longestReplacement) + " bytes.";
 }
 
 std::string ruleLine(const VocabularyRule& rule) {
@@ -69,6 +82,7 @@ MCPToolOutcome addToVocabulary(const ToolContext& context, const ToolCall& call)
                 results.push_back(MCPValue::object(
                     {{"word", rule.word}, {"replacement", rule.replacement}, {"outcome", name(addition.outcome)}}));
             }
+            text += explanation(std::span{*additions}.first(count));
             return {
                 MCPToolOutcome::Text{std::move(text), MCPValue::object({{"results", MCPValue::takingArray(results)}})}};
         });

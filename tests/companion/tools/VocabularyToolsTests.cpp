@@ -24,13 +24,16 @@ void answer(ToolStage& stage, std::uint8_t id, Decision decision) {
     EXPECT_TRUE(done) << done.error().description();
 }
 
+const std::string why = "\nA rule is skipped when its word has no usable text or more than 200 characters, or its "
+                        "replacement takes more than 4096 bytes.";
+
 } // namespace
 
 TEST(VocabularyTools, ReportWhatBecameOfEachRule) {
     ToolStage stage;
     EXPECT_EQ(stage.text("vocabulary_list"), "0 vocabulary rules.");
     EXPECT_EQ(stage.text("vocabulary_add", rules({{"jon", "John"}, {" MCP ", ""}, {"!?", "x"}})),
-              "3 outcomes.\nadded: jon → John\nadded: MCP (this spelling)\nskipped: !? → x");
+              "3 outcomes.\nadded: jon → John\nadded: MCP (this spelling)\nskipped: !? → x" + why);
     EXPECT_EQ(
         stage.result,
         MCPValue::object(
@@ -51,7 +54,7 @@ TEST(VocabularyTools, ARuleThatIsFarTooLongIsSkippedAndNotRepeatedInFull) {
     ToolStage stage;
     const std::string word(5'000'000, 'x');
     EXPECT_EQ(stage.text("vocabulary_add", rules({{word.c_str(), "short"}})),
-              "1 outcome.\nskipped: " + std::string(1000, 'x') + "… → short");
+              "1 outcome.\nskipped: " + std::string(1000, 'x') + "… → short" + why);
 }
 
 TEST(VocabularyTools, AVocabularyThatFillsAResultIsShownAsFarAsItGoes) {
