@@ -35,6 +35,8 @@ constexpr int headPatience = 10'000;
 constexpr int connectPatience = 10'000;
 /// For a connection on which nothing moves.
 constexpr int idlePatience = 60'000;
+/// How long a short resource of the system is left alone.
+constexpr int acceptRespite = 100;
 
 /// What the threads share; it lives as long as the last of them.
 struct Shared {
@@ -184,7 +186,12 @@ void serve(const Shared& shared, int client) {
 void acceptAll(const std::shared_ptr<Shared>& shared) {
     while (wait(*shared, shared->listener.number(), POLLIN, -1)) {
         const auto client = std::make_shared<FileDescriptor>(::accept(shared->listener.number(), nullptr, nullptr));
-        if (client->number() < 0 || shared->connections >= connectionsAtOnce) continue;
+        if (client->number() < 0) {
+            // Out of descriptors perhaps: who waits goes on waiting, and so would this loop without a pause.
+            std::ignore = wait(*shared, {}, acceptRespite);
+            continue;
+        }
+        if (shared->connections >= connectionsAtOnce) continue;
         ++shared->connections;
         const auto started = shared->uses.startThread(proxyThread, [shared, client] {
             serve(*shared, client->number());

@@ -2,10 +2,12 @@
 
 #include <arpa/inet.h>
 #include <array>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <vector>
 
@@ -48,12 +50,16 @@ private:
     std::uint16_t port_ = 0;
 };
 
-FileDescriptor connectTo(const VideoProxy& proxy) {
+void connectTo(const VideoProxy& proxy, const FileDescriptor& socket) {
     const std::string& url = proxy.url();
     const auto port = static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1)));
-    FileDescriptor socket{::socket(AF_INET, SOCK_STREAM, 0)};
     const sockaddr_in address = local(port);
     EXPECT_EQ(::connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+}
+
+FileDescriptor connectTo(const VideoProxy& proxy) {
+    FileDescriptor socket{::socket(AF_INET, SOCK_STREAM, 0)};
+    connectTo(proxy, socket);
     return socket;
 }
 
@@ -261,6 +267,27 @@ TEST(VideoProxy, OnlyAddressesInThePublicNetworkCount) {
     };
     for (const Row& row : rows) EXPECT_EQ(isPublicAddress(row.address), row.isPublic) << row.address;
     EXPECT_FALSE(isPublicAddress(std::string{"8.8.8.8\0", 8}));
+}
+
+TEST(VideoProxy, WithoutDescriptorsItWaitsForBetterTimes) {
+    ProxyStage stage;
+    const VideoProxy proxy = stage.start(always);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    FileDescriptor client{::socket(AF_INET, SOCK_STREAM, 0)};
+    // The next one that anybody opens would be beyond the limit.
+    rlimit none = before;
+    none.rlim_cur = static_cast<rlim_t>(FileDescriptor{::dup(client.number())}.number());
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    connectTo(proxy, client);
+    const std::clock_t start = std::clock();
+    ::poll(nullptr, 0, 300);
+    const double busy = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_LT(busy, 0.15);
+
+    send(client, "CONNECT www.youtube.com:443 HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(receive(client, established.size()), established);
 }
 
 } // namespace vostel_companion
