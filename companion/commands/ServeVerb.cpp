@@ -29,20 +29,23 @@ Exit fail(const std::string& sentence, Exit exit = Exit::failed) {
 /// One for each core, but no more than memory is sure to have room for.
 std::size_t jobsAtOnce() { return std::clamp(std::thread::hardware_concurrency(), 1U, 4U); }
 
-/// Where the system allows it: some start a process with room for 256 files, and every call that waits has one open.
-void makeRoomForFiles() {
+/// Has the system give us the descriptors that the server's limits and two downloads come to; some start a process with
+/// 256. Where it refuses, fewer calls wait: one too many is told so, while no descriptor would tell it nothing.
+CallServer::Limits limitsWithDescriptors() {
     constexpr rlim_t enough = 2048;
     rlimit files{};
-    if (::getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur >= enough) return;
-    files.rlim_cur = std::min(enough, files.rlim_max);
-    std::ignore = ::setrlimit(RLIMIT_NOFILE, &files);
+    const bool isKnown = ::getrlimit(RLIMIT_NOFILE, &files) == 0;
+    if (isKnown && files.rlim_cur >= enough) return {};
+    files.rlim_cur = enough;
+    if (isKnown && ::setrlimit(RLIMIT_NOFILE, &files) == 0) return {};
+    return {.connections = 120, .calls = 40, .waitingCalls = 60};
 }
 
 } // namespace
 
 Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal) {
     const EndingSignals signals;
-    makeRoomForFiles();
+    const CallServer::Limits limits = limitsWithDescriptors();
 
     auto socket = ListeningSocket::open(applicationSupportDirectory);
     if (!socket) {
@@ -75,7 +78,7 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     if (terminal) context.tellPerson = [&](const OpenConfirmation&) { terminal->wake(); };
     addTools(tools, context);
 
-    auto server = CallServer::make(*std::move(socket), tools, startOwnThread, {});
+    auto server = CallServer::make(*std::move(socket), tools, startOwnThread, limits);
     if (!server) return fail(server.error().description());
     auto waiting = startOwnThread({"com.vostel.vostel.signals", "signals"}, [&] {
         std::ignore = signals.wait();

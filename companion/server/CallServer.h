@@ -32,7 +32,7 @@ namespace vostel_companion {
 class CallServer final {
 public:
     struct Limits {
-        /// Further ones wait to be accepted.
+        /// Each has a descriptor, and each call that runs may have some more. Further ones wait to be accepted.
         std::size_t connections = 1200;
         /// Running at once; further ones wait their turn.
         std::size_t calls = 104;
