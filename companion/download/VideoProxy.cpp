@@ -185,13 +185,14 @@ void serve(const Shared& shared, int client) {
 
 void acceptAll(const std::shared_ptr<Shared>& shared) {
     while (wait(*shared, shared->listener.number(), POLLIN, -1)) {
-        const auto client = std::make_shared<FileDescriptor>(::accept(shared->listener.number(), nullptr, nullptr));
-        if (client->number() < 0) {
+        FileDescriptor accepted{::accept(shared->listener.number(), nullptr, nullptr)};
+        if (!accepted.isOpen()) {
             // Out of descriptors perhaps: who waits goes on waiting, and so would this loop without a pause.
             std::ignore = wait(*shared, {}, acceptRespite);
             continue;
         }
         if (shared->connections >= connectionsAtOnce) continue;
+        const auto client = std::make_shared<FileDescriptor>(std::move(accepted));
         ++shared->connections;
         const auto started = shared->uses.startThread(proxyThread, [shared, client] {
             serve(*shared, client->number());
