@@ -5,6 +5,7 @@
 #include "companion/support/InQuotes.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/support/match.h"
+#include "kit/support/present.h"
 #include "kit/tools/MCPCallResult.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
@@ -262,12 +263,10 @@ void CallServer::startWaiting() {
 }
 
 bool CallServer::startCall(ConnectionID id, Connection& connection) {
-    const bool isStarted =
-        startThread_(callThread, [this, id, socket = connection.socket.number(), cancellation = connection.call,
-                                  request = std::move(connection.waiting->request)] {
-            runCall(id, socket, request, cancellation);
-        }).has_value();
-    connection.waiting.reset();
+    Waiting turn = present(std::exchange(connection.waiting, std::nullopt));
+    auto work = [this, id, socket = connection.socket.number(), cancellation = connection.call,
+                 request = std::move(turn.request)] { runCall(id, socket, request, cancellation); };
+    const bool isStarted = startThread_(callThread, std::move(work)).has_value();
     if (isStarted) ++running_;
     return isStarted;
 }
