@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <sched.h>
 #include <tuple>
 
@@ -45,106 +44,117 @@ private:
     cpu_set_t before_{};
 };
 
-Block prepareStart(const Launch& launch, Inbox& inbox) {
-    return [&launch, &inbox] {
-        constexpr int starts = 5;
-        const Requests greeting = Requests::initialize(1);
-        std::vector<double> times;
-        for (int index = 0; index < starts; ++index) {
-            const Clock::time_point start = Clock::now();
-            Session session(launch, inbox);
-            const std::string_view answer = session.exchange(greeting, 1);
-            times.push_back(milliseconds(Clock::now() - start));
-            std::ignore = Answers::resultOf(answer, 1);
-        }
-        return std::vector{Statistics::median(times)};
-    };
+using Figures = std::vector<double>;
+
+Figures start(const Launch& launch, Inbox& inbox) {
+    constexpr int starts = 5;
+    const Requests greeting = Requests::initialize(1);
+    std::vector<double> times;
+    for (int index = 0; index < starts; ++index) {
+        const Clock::time_point start = Clock::now();
+        Session session(launch, inbox);
+        const std::string_view answer = session.exchange(greeting, 1);
+        times.push_back(milliseconds(Clock::now() - start));
+        std::ignore = Answers::resultOf(answer, 1);
+    }
+    return {Statistics::median(times)};
 }
 
-Block prepareToolList(const Launch& launch, Inbox& inbox) {
+Figures toolLists(const Launch& launch, Inbox& inbox) {
+    constexpr int warmUp = 300;
+    constexpr int trips = 500;
     // One id for all: then every answer must be the first one again, to the byte.
     constexpr std::uint64_t id = 7;
     const OnOneProcessor here;
-    auto client = std::make_shared<Client>(launch, inbox);
+    Client client(launch, inbox);
     const Requests request = Requests::listTools(id);
-    const std::string expected{client->session().exchange(request, 1)};
+    const std::string expected{client.session().exchange(request, 1)};
     std::ignore = Answers::resultOf(expected, id);
-    const auto trip = [client, request, expected] {
+    std::vector<double> times;
+    for (int index = 0; index < warmUp + trips; ++index) {
         const Clock::time_point start = Clock::now();
-        const std::string_view answer = client->session().exchange(request, 1);
+        const std::string_view answer = client.session().exchange(request, 1);
         const Clock::time_point end = Clock::now();
         if (answer != expected) fail("a server changed its list of tools");
-        return microseconds(end - start);
-    };
-    for (int index = 0; index < 300; ++index) std::ignore = trip();
-    return [trip] {
-        constexpr int trips = 500;
-        const OnOneProcessor hereAgain;
-        std::vector<double> times;
-        for (int index = 0; index < trips; ++index) times.push_back(trip());
-        return std::vector{Statistics::median(times)};
-    };
+        if (index >= warmUp) times.push_back(microseconds(end - start));
+    }
+    return {Statistics::median(times)};
 }
 
-Block prepareShortCalls(const Launch& launch, Inbox& inbox) {
-    auto client = std::make_shared<Client>(launch, inbox);
-    const Workload::Result result = Workload::result(Workload::shortCall.resultBytes);
-    for (int index = 0; index < 300; ++index) client->call(Workload::shortCall, result, 1, 1);
-    return [client, result] {
-        constexpr int calls = 1000;
-        std::vector<double> times;
-        const auto cpuBefore = ProcessFigures::cpuTime(client->process());
-        for (int index = 0; index < calls; ++index) {
-            times.push_back(microseconds(client->call(Workload::shortCall, result, 1, 1)));
-        }
-        const auto cpu = ProcessFigures::cpuTime(client->process()) - cpuBefore;
-        return std::vector{Statistics::quantile(times, 0.5), Statistics::quantile(times, 0.99),
-                           microseconds(cpu) / calls};
-    };
+const Workload::Result& shortResult() {
+    static const Workload::Result result = Workload::result(Workload::shortCall.resultBytes);
+    return result;
 }
 
-Block prepareCallsInFlight(const Launch& launch, Inbox& inbox) {
+/// Each call alone, in microseconds.
+std::vector<double> shortCallTimes(Client& client, int calls) {
+    std::vector<double> times;
+    for (int index = 0; index < calls; ++index) {
+        times.push_back(microseconds(client.call(Workload::shortCall, shortResult(), 1, 1)));
+    }
+    return times;
+}
+
+Figures shortCalls(Client& client) {
+    constexpr int calls = 1000;
+    const auto cpuBefore = ProcessFigures::cpuTime(client.process());
+    const std::vector<double> times = shortCallTimes(client, calls);
+    const auto cpu = ProcessFigures::cpuTime(client.process()) - cpuBefore;
+    return {Statistics::quantile(times, 0.5), Statistics::quantile(times, 0.99), microseconds(cpu) / calls};
+}
+
+double callsInFlightPerSecond(Client& client) {
     constexpr std::size_t atOnce = 64;
-    auto client = std::make_shared<Client>(launch, inbox);
-    const Workload::Result result = Workload::result(Workload::shortCall.resultBytes);
-    client->call(Workload::shortCall, result, 500, atOnce);
-    return [client, result] {
-        constexpr std::size_t calls = 4000;
-        return std::vector{calls / seconds(client->call(Workload::shortCall, result, calls, atOnce))};
-    };
+    constexpr std::size_t calls = 4000;
+    client.call(Workload::shortCall, shortResult(), 500, atOnce);
+    return calls / seconds(client.call(Workload::shortCall, shortResult(), calls, atOnce));
 }
 
-/// Each block has a server of its own, since a peak stays: a first call to warm up, `calls` on the clock, one at a
-/// time.
-std::function<Block(const Launch&, Inbox&)> largeCalls(const Workload::Tool& tool, int calls) {
-    return [&tool, calls](const Launch& launch, Inbox& inbox) -> Block {
-        return [&tool, calls, &launch, &inbox, result = Workload::result(tool.resultBytes)] {
-            Client client(launch, inbox);
-            client.call(tool, result, 1, 1);
-            std::vector<double> times;
-            for (int index = 0; index < calls; ++index) times.push_back(milliseconds(client.call(tool, result, 1, 1)));
-            return std::vector{Statistics::median(times),
-                               ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process()))};
-        };
-    };
+Figures shortCallsOneAtATime(const Launch& launch, Inbox& inbox) {
+    Client client(launch, inbox);
+    std::ignore = shortCallTimes(client, 300);
+    return shortCalls(client);
 }
 
-Block prepareBurst(const Launch& launch, Inbox& inbox) {
-    return [&launch, &inbox, result = Workload::result(Workload::slowCall.resultBytes)] {
-        constexpr std::size_t calls = 1000;
+Figures shortCallsInFlight(const Launch& launch, Inbox& inbox) {
+    Client client(launch, inbox);
+    return {callsInFlightPerSecond(client)};
+}
+
+/// No session of an AI client gets as old, but a runtime that compiles what it runs often is at its best only here.
+Figures shortCallsInAnOldSession(const Launch& launch, Inbox& inbox) {
+    Client client(launch, inbox);
+    std::ignore = shortCallTimes(client, 10'000);
+    Figures figures = shortCalls(client);
+    figures.push_back(callsInFlightPerSecond(client));
+    return figures;
+}
+
+/// A first call to warm up, `calls` on the clock, one at a time.
+std::function<Figures(const Launch&, Inbox&)> largeCalls(const Workload::Tool& tool, int calls) {
+    return [&tool, calls, result = Workload::result(tool.resultBytes)](const Launch& launch, Inbox& inbox) -> Figures {
         Client client(launch, inbox);
-        client.call(Workload::shortCall, result, 1, 1);
-        const double time = milliseconds(client.call(Workload::slowCall, result, calls, calls));
-        return std::vector{time, ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process()))};
+        client.call(tool, result, 1, 1);
+        std::vector<double> times;
+        for (int index = 0; index < calls; ++index) times.push_back(milliseconds(client.call(tool, result, 1, 1)));
+        return {Statistics::median(times), ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process()))};
     };
 }
 
-Block prepareProgress(const Launch& launch, Inbox& inbox) {
-    auto client = std::make_shared<Client>(launch, inbox);
-    return [client, result = Workload::result(Workload::progressFlood.resultBytes)] {
-        const auto time = client->call(Workload::progressFlood, result, 1, 1);
-        return std::vector{static_cast<double>(Workload::progressFlood.progressFrames) / seconds(time)};
-    };
+Figures burst(const Launch& launch, Inbox& inbox) {
+    constexpr std::size_t calls = 1000;
+    Client client(launch, inbox);
+    client.call(Workload::shortCall, shortResult(), 1, 1);
+    const auto result = Workload::result(Workload::slowCall.resultBytes);
+    const double time = milliseconds(client.call(Workload::slowCall, result, calls, calls));
+    return {time, ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process()))};
+}
+
+Figures progress(const Launch& launch, Inbox& inbox) {
+    Client client(launch, inbox);
+    const auto result = Workload::result(Workload::progressFlood.resultBytes);
+    const auto time = client.call(Workload::progressFlood, result, 1, 1);
+    return {static_cast<double>(Workload::progressFlood.progressFrames) / seconds(time)};
 }
 
 } // namespace
@@ -165,41 +175,47 @@ std::vector<Workout> allWorkouts() {
     return {
         {.name = "start",
          .rows = {{"start, spawn to the reply of initialize", Unit::milliseconds, atMost(0.01)}},
-         .prepare = prepareStart},
+         .measure = start},
         {.name = "list",
          .rows = {{"tools/list, p50, all on one processor", Unit::microseconds, atMost(0.25)}},
-         .prepare = prepareToolList},
+         .measure = toolLists},
         {.name = "call",
          .rows = {{"tools/call, 200 bytes, p50", Unit::microseconds, atMost(0.8)},
                   {"tools/call, 200 bytes, p99", Unit::microseconds, atMost(0.25)},
                   {"tools/call, 200 bytes, processor time", Unit::microseconds, atMost(0.5)}},
-         .prepare = prepareShortCalls},
+         .measure = shortCallsOneAtATime},
         {.name = "in-flight",
          .rows = {{"64 calls in flight, calls per second", Unit::perSecond, atLeast(1.5)}},
-         .prepare = prepareCallsInFlight},
+         .measure = shortCallsInFlight},
+        {.name = "old-session",
+         .rows = {{"after 10 000 calls: tools/call, p50", Unit::microseconds, {}},
+                  {"after 10 000 calls: tools/call, p99", Unit::microseconds, {}},
+                  {"after 10 000 calls: processor time", Unit::microseconds, {}},
+                  {"after 10 000 calls: 64 in flight", Unit::perSecond, {}}},
+         .measure = shortCallsInAnOldSession},
         {.name = "1-mib",
          .rows = {{"1 MiB transcript, time per call", Unit::milliseconds, atMost(0.35)},
                   {"1 MiB transcript, peak memory", Unit::mebibytes, atMost(0.25)}},
-         .prepare = largeCalls(Workload::transcript1MiB, 20)},
+         .measure = largeCalls(Workload::transcript1MiB, 20)},
         {.name = "16-mib",
          .rows = {{"16 MiB transcript, time per call", Unit::milliseconds, atMost(0.35)},
                   {"16 MiB transcript, peak memory", Unit::mebibytes, atMost(0.25)}},
-         .prepare = largeCalls(Workload::transcript16MiB, 4)},
+         .measure = largeCalls(Workload::transcript16MiB, 4)},
         {.name = "arguments",
          .rows = {{"10 MB of arguments, time per call", Unit::milliseconds, atMost(0.25)},
                   {"10 MB of arguments, peak memory", Unit::mebibytes, atMost(0.15)}},
-         .prepare = largeCalls(Workload::largeArguments, 4)},
+         .measure = largeCalls(Workload::largeArguments, 4)},
         {.name = "burst",
          .rows = {{"1000 calls at once, 200 ms each, time", Unit::milliseconds, atMost(0.75)},
                   {"1000 calls at once, peak memory", Unit::mebibytes, atMost(0.2)}},
-         .prepare = prepareBurst},
+         .measure = burst},
         {.name = "progress",
          .rows = {{"100 000 progress frames, per second", Unit::perSecond, atLeast(150)}},
-         .prepare = prepareProgress},
+         .measure = progress},
         {.name = "relay",
          .rows = {{"the same against a plain Node relay", Unit::perSecond, atLeast(5)}},
          .againstRelay = true,
-         .prepare = prepareProgress},
+         .measure = progress},
     };
 }
 

@@ -30,17 +30,15 @@ struct Row {
     bool operator==(const Row&) const = default;
 };
 
-/// Does the work once and returns a figure for each row.
-using Block = std::function<std::vector<double>()>;
-
 /// A piece of work that both servers do in turns.
 struct Workout {
     std::string name;
     std::vector<Row> rows;
     /// Against the plain relay instead of the peer.
     bool againstRelay = false;
-    /// Starts and warms up what the blocks need; a block may be run many times.
-    std::function<Block(const Launch&, Inbox&)> prepare;
+    /// Does the work once and returns a figure for each row. Each time has a server of its own, as each session of an
+    /// AI client has: what one round leaves behind, compiled code or peak memory, does not enter the next.
+    std::function<std::vector<double>(const Launch&, Inbox&)> measure;
 };
 
 /// All of them, in the order of the table.

@@ -78,15 +78,13 @@ std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& our
 
 std::vector<Measured> measure(const Workout& workout, const Launch& ours, const Launch& theirs, int rounds,
                               Inbox& inbox) {
-    const Block ourBlock = workout.prepare(ours, inbox);
-    const Block theirBlock = workout.prepare(theirs, inbox);
     std::vector<Measured> all;
     for (const Row& row : workout.rows) all.push_back({.row = row, .ours = {}, .theirs = {}, .ratios = {}});
     for (int round = 0; round < rounds; ++round) {
-        const std::vector<double> first = ourBlock();
-        const std::vector<double> second = theirBlock();
-        const std::vector<double> third = theirBlock();
-        const std::vector<double> fourth = ourBlock();
+        const std::vector<double> first = workout.measure(ours, inbox);
+        const std::vector<double> second = workout.measure(theirs, inbox);
+        const std::vector<double> third = workout.measure(theirs, inbox);
+        const std::vector<double> fourth = workout.measure(ours, inbox);
         for (std::size_t row = 0; row < all.size(); ++row) {
             all[row].ours.insert(all[row].ours.end(), {first[row], fourth[row]});
             all[row].theirs.insert(all[row].theirs.end(), {second[row], third[row]});
