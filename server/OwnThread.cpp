@@ -6,10 +6,10 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <vector>
 
 namespace vostel_mcp {
 
@@ -46,35 +46,30 @@ struct EndedThread {
     Stack stack;
 };
 
-/// The threads that are about to end or have ended, whose stacks can serve again once they are joined.
+/// The threads that are about to end or have ended, whose stacks can serve again once they are joined. Joining one
+/// takes a moment at most: it has nothing left to do but, perhaps, to clear away one that came here before it.
 class EndedThreads final {
 public:
-    /// Called by each thread as its last act.
+    /// Called by each thread as its last act. What is too many goes at once, because after a burst of calls there may
+    /// be no other start for days.
     void add(EndedThread ended) {
-        const std::lock_guard lock{mutex_};
-        ended_.push_back(ended);
+        std::optional<EndedThread> surplus;
+        {
+            const std::lock_guard lock{mutex_};
+            if (ended_.size() == keptStacks) surplus = takeOldest();
+            ended_.push_back(ended);
+        }
+        if (!surplus) return;
+        pthread_join(surplus->thread, nullptr);
+        surplus->stack.unmap();
     }
 
     /// A stack that no thread uses, kept or new.
     std::expected<Stack, PosixError> takeStack() {
-        std::vector<EndedThread> surplus;
         std::optional<EndedThread> reused;
         {
             const std::lock_guard lock{mutex_};
-            // The oldest: the latest is probably still on its way out, and joining it would mean to wait.
-            if (!ended_.empty()) {
-                reused = ended_.front();
-                ended_.pop_front();
-            }
-            while (ended_.size() > keptStacks) {
-                surplus.push_back(ended_.front());
-                ended_.pop_front();
-            }
-        }
-        // A thread in the list has nothing left to do, so joining it takes a moment at most.
-        for (const EndedThread& ended : surplus) {
-            pthread_join(ended.thread, nullptr);
-            ended.stack.unmap();
+            if (!ended_.empty()) reused = takeOldest();
         }
         if (!reused) return Stack::map();
         pthread_join(reused->thread, nullptr);
@@ -82,6 +77,13 @@ public:
     }
 
 private:
+    /// The latest is probably still on its way out, and joining it would mean to wait.
+    EndedThread takeOldest() {
+        const EndedThread oldest = ended_.front();
+        ended_.pop_front();
+        return oldest;
+    }
+
     std::mutex mutex_;
     std::deque<EndedThread> ended_;
 };
