@@ -33,12 +33,19 @@ std::optional<std::string> cancelledKey(const MCPNotification& notification) {
     return decoded->text();
 }
 
-MCPResponse response(MCPRequestID id, std::expected<MCPWireResponse, MCPSocketClient::Failure> outcome) {
-    if (!outcome) return MCPResponse::failure(std::move(id), MCPError::internalError(outcome.error().description()));
+MCPResponse response(const MCPRequestID& id, std::expected<MCPWireResponse, MCPSocketClient::Failure> outcome) {
+    if (!outcome) return MCPResponse::failure(id, MCPError::internalError(outcome.error().description()));
     if (const auto* error = std::get_if<MCPWireError>(&outcome->outcome)) {
-        return MCPResponse::failure(std::move(id), MCPError::internalError(error->description()));
+        return MCPResponse::failure(id, MCPError::internalError(error->description()));
     }
-    return MCPResponse::result(std::move(id), std::get<MCPValue>(std::move(outcome->outcome)));
+    return MCPResponse::result(id, std::get<MCPValue>(std::move(outcome->outcome)));
+}
+
+/// Empty, which writes nothing, when the response holds a number without value.
+Bytes encodedLine(const MCPResponse& response) {
+    Bytes line;
+    std::ignore = appendLine(response, line);
+    return line;
 }
 
 } // namespace
@@ -61,8 +68,9 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     const auto tool = named != nullptr ? named->asString() : std::nullopt;
     if (!tool) {
         auto error = MCPError::invalidParams("tools/call requires params.name");
-        auto refusal = MCPResponse::failure(std::move(request.id), std::move(error));
-        co_return co_await write(std::move(refusal));
+        auto refusal = encodedLine(MCPResponse::failure(std::move(request.id), std::move(error)));
+        std::ignore = co_await uses_.standardOutput.send(std::move(refusal));
+        co_return;
     }
     const MCPValue* arguments = member(request.params, "arguments");
     MCPWireRequest wireRequest{
@@ -94,12 +102,14 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Uses uses, C
     auto outcome = co_await uses.socketClient.send(std::move(request), std::move(progress));
     const auto proxy = weakProxy.lock();
     if (!proxy) co_return;
+    auto line = encodedLine(response(call.requestID, std::move(outcome)));
+    const bool isLarge = line.size() > largeLine;
+    // Asked as late as possible: a cancellation may come while a large response is being encoded.
     const bool mayAnswer = co_await proxy->mayAnswer(call.wireID, std::move(cancellation));
-    if (mayAnswer) {
-        auto answer = response(call.requestID, std::move(outcome));
-        co_await proxy->write(std::move(answer));
-    }
+    // A response that cannot be written is dropped: nobody is left to tell.
+    if (mayAnswer) std::ignore = co_await uses.standardOutput.send(std::move(line));
     co_await proxy->finish(std::move(call));
+    if (isLarge) uses.releaseFreeMemory();
 }
 
 Task<bool> MCPCallProxy::mayAnswer(std::string wireID, TaskCancellation cancellation) {
@@ -111,16 +121,6 @@ Task<void> MCPCallProxy::finish(CallIdentity call) {
     co_await isolated();
     tasks_.erase(call.externalKey);
     registry_.finish(call.wireID);
-}
-
-/// Runs wherever its awaiter runs; only the writer's own turn is isolated. What cannot be written is dropped.
-Task<void> MCPCallProxy::write(MCPResponse response) {
-    Bytes line;
-    if (!appendLine(response, line)) co_return;
-    response = {};
-    const bool isLarge = line.size() > largeLine;
-    std::ignore = co_await uses_.standardOutput.send(std::move(line));
-    if (isLarge) uses_.releaseFreeMemory();
 }
 
 Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vector<MCPWireProgress> progress) {
@@ -144,8 +144,8 @@ Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
     if (!wireID) co_return;
     registry_.cancel(*wireID);
     if (const auto task = tasks_.find(externalKey); task != tasks_.end()) *task->second = true;
-    // The loop that handed us the message must not wait for a socket.
-    start(uses_.socketClient.cancel(*std::move(wireID)), uses_.calls);
+    // Awaited, so that a client that cancels its call and leaves is heard: the process ends with its input.
+    co_await uses_.socketClient.cancel(*std::move(wireID));
 }
 
 } // namespace vostel_mcp

@@ -28,14 +28,15 @@ public:
         /// waiting.
         VostelMCPKit::Executor& calls;
         VostelMCPKit::UUIDSource makeUUID;
-        /// Gives what the allocator keeps back to the system; called when a large response is out. Takes milliseconds.
+        /// Gives what the allocator keeps back to the system; called when a large response is done with. Takes
+        /// milliseconds.
         std::function<void()> releaseFreeMemory;
     };
 
     MCPCallProxy(VostelMCPKit::Executor& executor, Uses uses) : Actor{executor}, uses_{std::move(uses)} {}
 
     /// Starts the call of a tools/call request, or cancels the call that a notifications/cancelled names; every other
-    /// message is ignored. Returns once that has begun.
+    /// message is ignored. Returns once the call has begun or the application has been told.
     [[nodiscard]] VostelMCPKit::Task<void> handle(VostelMCPKit::MCPIncoming incoming,
                                                   VostelMCPKit::MCPClientInfo clientInfo);
 
@@ -58,7 +59,6 @@ private:
     VostelMCPKit::Task<void> cancelCall(std::string externalKey);
     VostelMCPKit::Task<bool> mayAnswer(std::string wireID, TaskCancellation cancellation);
     VostelMCPKit::Task<void> finish(CallIdentity call);
-    VostelMCPKit::Task<void> write(VostelMCPKit::MCPResponse response);
 
     /// The life of one call. Holds the proxy weakly while the application works.
     static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Uses uses, CallIdentity call,

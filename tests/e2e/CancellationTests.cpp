@@ -25,6 +25,17 @@ TEST(Cancellation, TheApplicationIsToldOnAConnectionOfItsOwnAndTheClientHearsNot
     stage.expectServing();
 }
 
+TEST(Cancellation, TheApplicationIsToldEvenWhenTheClientLeavesAtOnce) {
+    for (int time = 0; time < 10; ++time) {
+        Stage stage;
+        stage.server.send(toolsCall("1"));
+        const ReceivedCall call = stage.application.nextCall();
+        stage.server.send(cancelled("1"));
+        stage.server.closeInput();
+        EXPECT_EQ(stage.application.nextCancellation().at("requestID"), call.requestID);
+    }
+}
+
 TEST(Cancellation, ACallThatFailsAfterItsCancellationFailsInSilence) {
     Stage stage;
     stage.server.send(toolsCall("1"));

@@ -168,15 +168,17 @@ TEST_F(MCPHandshakeTest, ALongCallDoesNotDelayTheReplyToALaterRequest) {
     EXPECT_EQ(output.takeLines(), Lines{R"({"id":1,"jsonrpc":"2.0","result":{}})"});
 }
 
-TEST_F(MCPHandshakeTest, ACancellationReachesTheCallProxy) {
+TEST_F(MCPHandshakeTest, ACancellationReachesTheApplicationBeforeTheNextLineIsLookedAt) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     application.answers({answer("{}")});
     ScriptedPeer& second = application.answers({});
-    EXPECT_EQ(take({someCall, cancelled}), Lines{});
+    EXPECT_EQ(take({someCall, cancelled, ping}), Lines{});
     threads.runAll();
     EXPECT_EQ(second.received(), cancellation(1));
     EXPECT_EQ(output.takeLines(), Lines{});
+    mainThread.drain();
+    EXPECT_EQ(output.takeLines(), Lines{pong});
 }
 
 TEST_F(MCPHandshakeTest, WhenForwardingCannotBeSetUpEveryCallIsToldSoAndTheRestWorks) {
