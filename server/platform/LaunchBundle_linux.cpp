@@ -25,6 +25,14 @@ std::string beginningOf(const std::filesystem::path& file) {
     return content;
 }
 
+/// Lets every descriptor from 3 on vanish with the exec.
+void closeOthersOnExec() {
+    if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) == 0) return;
+    // A kernel before 5.11, or a container that forbids what it does not know.
+    const long end = sysconf(_SC_OPEN_MAX);
+    for (int descriptor = 3; descriptor < end; ++descriptor) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+}
+
 /// The life of the launched process up to its own program. Only async-signal-safe calls: other threads of the parent
 /// may have held locks at the fork. Does not return.
 [[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int report) {
@@ -36,8 +44,8 @@ std::string beginningOf(const std::filesystem::path& file) {
     report = fcntl(report, F_DUPFD_CLOEXEC, 3);
     const int null = open("/dev/null", O_RDWR);
     for (int stream = 0; stream <= 2; ++stream) dup2(null, stream);
-    // All other descriptors vanish with the exec, the report among them: its end tells the parent of success.
-    close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    // The report vanishes with the others, and its end tells the parent of success.
+    closeOthersOnExec();
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
