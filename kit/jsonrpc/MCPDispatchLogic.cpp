@@ -1,6 +1,7 @@
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 
 #include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/JSONWriter.h"
 #include "kit/support/Unicode.h"
 #include "kit/tools/MCPToolCatalogue.h"
 #include "kit/wire/MCPWireVersionLogic.h"
@@ -105,7 +106,10 @@ std::optional<MCPClientInfo> clientInfo(const MCPRequest& fromInitialize) {
 }
 
 MCPValue frameWithoutID(const MCPError& error) {
-    return MCPValue::object({{"jsonrpc", "2.0"}, {"id", nullptr}, {"error", encode(error)}});
+    MCPValue encoded = encode(error);
+    Bytes text;
+    if (!writeJSON(encoded, text)) encoded = MCPValue::object({});
+    return MCPValue::object({{"jsonrpc", "2.0"}, {"id", nullptr}, {"error", std::move(encoded)}});
 }
 
 } // namespace VostelMCPKit::MCPDispatchLogic

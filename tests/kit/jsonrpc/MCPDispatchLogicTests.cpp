@@ -4,6 +4,7 @@
 #include "tests/support/JSON.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <string>
 
 namespace VostelMCPKit {
@@ -157,6 +158,8 @@ TEST(MCPDispatchLogic, AnswersWhatItCannotUseWithoutIdentifier) {
     }
     EXPECT_EQ(written(frameWithoutID({1, "m", MCPValue::array({})})),
               R"({"error":{"code":1,"data":[],"message":"m"},"id":null,"jsonrpc":"2.0"})");
+    const MCPError unwritable{1, "m", MCPValue{std::numeric_limits<double>::quiet_NaN()}};
+    EXPECT_EQ(written(frameWithoutID(unwritable)), R"({"error":{},"id":null,"jsonrpc":"2.0"})");
 }
 
 /// The reply to `line` as the client reads it; empty when there is none.
