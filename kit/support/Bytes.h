@@ -59,12 +59,11 @@ public:
     }
     /// Drops everything behind the first `size` bytes.
     void truncate(std::size_t size) { size_ = size; }
-    /// Makes the content at least `capacity` bytes long without another allocation.
-    void reserve(std::size_t capacity);
 
     bool operator==(const Bytes& other) const { return text() == other.text(); }
 
 private:
+    void reserve(std::size_t capacity);
     void swap(Bytes& other) noexcept {
         std::swap(data_, other.data_);
         std::swap(size_, other.size_);

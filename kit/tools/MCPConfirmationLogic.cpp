@@ -39,9 +39,8 @@ std::string_view message(Status status) {
     case Status::denied:
         return "The user denied this action. It was not performed.";
     case Status::expired:
-        return "This confirmation request expired before the user responded, and the action was not performed. Create "
-               "a "
-               "new request if it is still needed.";
+        return "This confirmation request expired before the user responded, and the action was not performed. "
+               "Create a new request if it is still needed.";
     case Status::unknown:
         return "No confirmation request exists for this id — it may be mistyped or already cleaned up. Create a new "
                "request if the action is still needed.";

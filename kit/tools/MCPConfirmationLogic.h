@@ -19,7 +19,7 @@ struct Request {
     UUID id;
     std::chrono::system_clock::time_point createdAt;
     /// How long the request stays open without an answer; chosen by whoever makes the request. Any value is safe: a
-    /// negative one, or one that is not a number, leaves no time at all.
+    /// negative one sets the deadline before the request, and one that is not a number leaves no time at all.
     std::chrono::duration<double> ttl{};
     /// Absent until the user has answered.
     std::optional<Decision> decision;

@@ -171,5 +171,11 @@ TEST(Unicode, AByteThatIsNoUTF8FoldsToItself) {
     EXPECT_TRUE(text.empty());
 }
 
+TEST(Unicode, RepairReplacesEachByteThatIsNoUTF8) {
+    EXPECT_EQ(repairedUTF8("fe80::1%é"), "fe80::1%é");
+    EXPECT_EQ(repairedUTF8("fe80::1%\xFF\xC3"), "fe80::1%\uFFFD\uFFFD");
+    EXPECT_EQ(repairedUTF8(""), "");
+}
+
 } // namespace
 } // namespace VostelMCPKit

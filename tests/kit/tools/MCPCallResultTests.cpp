@@ -1,7 +1,6 @@
-#include "kit/jsonrpc/JSONReader.h"
-#include "kit/jsonrpc/JSONWriter.h"
 #include "kit/tools/MCPCallResult.h"
 #include "kit/tools/MCPUntrustedFence.h"
+#include "tests/support/JSON.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -12,17 +11,8 @@ namespace {
 
 const UUID someID = *UUID::parse("0a1b2c3d-4e5f-6789-abcd-ef0123456789");
 
-std::string json(const MCPCallResult& result) {
-    Bytes out;
-    EXPECT_TRUE(writeJSON(encode(result), out));
-    return std::string{out.text()};
-}
-
-std::expected<MCPCallResult, DecodingError> read(std::string_view text) {
-    const auto value = readJSON(text);
-    if (!value) return std::unexpected(value.error());
-    return decode<MCPCallResult>(*value);
-}
+using vostel_tests::decoded;
+using vostel_tests::written;
 
 TEST(MCPCallResult, EveryOutcomeRendersAsOneBlockOfText) {
     struct Row {
@@ -47,9 +37,8 @@ TEST(MCPCallResult, EveryOutcomeRendersAsOneBlockOfText) {
         {"waiting for the user",
          {MCPToolOutcome::AwaitingConfirmation{someID, "remove 2 words"}},
          "This action has NOT been performed. It is a pending request (id 0A1B2C3D-4E5F-6789-ABCD-EF0123456789) "
-         "awaiting confirmation from the user: remove 2 words. Do not assume it happened — wait for the user to "
-         "confirm "
-         "before treating it as complete.",
+         "awaiting confirmation from the user: remove 2 words. Do not assume it happened — wait for the user "
+         "to confirm before treating it as complete.",
          true,
          {}},
         {"denied",
@@ -87,8 +76,8 @@ TEST(MCPCallResult, WritesStructuredContentOnlyWhenPresent) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        EXPECT_EQ(json(row.result), row.text);
-        EXPECT_EQ(read(row.text), row.result);
+        EXPECT_EQ(written(row.result), row.text);
+        EXPECT_EQ(decoded<MCPCallResult>(row.text), row.result);
     }
 }
 
@@ -113,9 +102,10 @@ TEST(MCPCallResult, ReadsWhatItNeedsAndRefusesTheRest) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        EXPECT_EQ(read(row.text).has_value(), row.reads);
+        EXPECT_EQ(decoded<MCPCallResult>(row.text).has_value(), row.reads);
     }
-    EXPECT_EQ(read(R"({"content":[],"isError":true,"structuredContent":null})"), (MCPCallResult{{}, true, {}}));
+    EXPECT_EQ(decoded<MCPCallResult>(R"({"content":[],"isError":true,"structuredContent":null})"),
+              (MCPCallResult{{}, true, {}}));
 }
 
 TEST(MCPCallResult, EqualResultsHashEqually) {

@@ -1,4 +1,3 @@
-#include "kit/support/Unicode.h"
 #include "kit/tools/MCPSystemResolver.h"
 #include "kit/tools/MCPURLPolicy.h"
 
@@ -31,12 +30,6 @@ TEST(MCPSystemResolver, ItIsTheResolverOfThePolicyUnlessAnotherIsGiven) {
     // No name of the video service can resolve with a label this long, on any machine.
     EXPECT_EQ(evaluate("https://" + std::string(64, 'a') + ".youtube.com/"),
               MCPURLPolicy::Decision{MCPURLPolicy::Decision::Rejected{Reason::unresolvedHost}});
-}
-
-TEST(Unicode, RepairReplacesEachByteThatIsNoUTF8) {
-    EXPECT_EQ(repairedUTF8("fe80::1%é"), "fe80::1%é");
-    EXPECT_EQ(repairedUTF8("fe80::1%\xFF\xC3"), "fe80::1%\uFFFD\uFFFD");
-    EXPECT_EQ(repairedUTF8(""), "");
 }
 
 } // namespace

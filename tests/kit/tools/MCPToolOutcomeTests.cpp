@@ -1,5 +1,4 @@
 #include "kit/tools/MCPToolOutcome.h"
-#include "kit/tools/MCPYouTubeAvailability.h"
 
 #include <gtest/gtest.h>
 
@@ -37,8 +36,6 @@ TEST(MCPToolOutcome, OutcomesAreEqualAndHashEquallyOnlyWithCaseAndPayload) {
         }
     }
 }
-
-TEST(MCPYouTubeAvailability, TheVideoLinkToolIsOffered) { EXPECT_TRUE(MCPYouTubeAvailability::isAvailable); }
 
 } // namespace
 } // namespace VostelMCPKit
