@@ -6,7 +6,9 @@ import { socketPath } from "./socketPath.mjs";
 
 /**
  * Sends one tool call to the application on a connection of its own and settles with the response's result.
- * `onProgress` gets each progress report; what it returns is awaited before later frames are looked at.
+ * `onProgress` gets each progress report; what it returns is awaited before later frames are looked at. That is the SDK
+ * at its best: notifications that are sent without waiting each leave a listener at a standard output that is full, and
+ * taking those away again costs quadratic time.
  */
 export function callApplication({ clientInfo, tool, args, signal, onProgress }) {
   const requestID = randomUUID().toUpperCase();
