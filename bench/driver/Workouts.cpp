@@ -121,7 +121,8 @@ Figures shortCallsInFlight(const Launch& launch, Inbox& inbox) {
     return {callsInFlightPerSecond(client)};
 }
 
-/// No session of an AI client gets as old, but a runtime that compiles what it runs often is at its best only here.
+/// Hardly any session of an AI client gets as old, but a runtime that compiles what it runs often is at its best only
+/// here.
 Figures shortCallsInAnOldSession(const Launch& launch, Inbox& inbox) {
     Client client(launch, inbox);
     std::ignore = shortCallTimes(client, 10'000);
