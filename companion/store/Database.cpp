@@ -14,7 +14,6 @@ namespace vostel_companion {
 namespace {
 
 constexpr std::chrono::milliseconds busyTimeout{5000};
-const std::string inMemory = ":memory:";
 
 DatabaseError makeError(int code, std::string reason, const std::string& path) {
     const int primary = code & 0xFF;

@@ -37,8 +37,11 @@ public:
         void operator()(sqlite3* connection) const;
     };
 
-    /// Opens the file at `path`, creating it for its owner alone, or a database in memory for ":memory:". A file that
-    /// is damaged is reported and left alone. The schema is the caller's business.
+    /// The path that stands for a database in memory.
+    static constexpr std::string_view inMemory = ":memory:";
+
+    /// Opens the file at `path`, creating it for its owner alone. A file that is damaged is reported and left alone.
+    /// The schema is the caller's business.
     [[nodiscard]] static std::expected<Database, DatabaseError> open(const std::string& path);
 
     [[nodiscard]] sqlite3* connection() const { return connection_.get(); }

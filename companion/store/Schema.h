@@ -18,7 +18,8 @@ using Migrations = std::span<const char* const>;
 /// a newer schema and another application's database; neither is changed.
 [[nodiscard]] std::expected<void, DatabaseError> migrate(Database& database, Migrations migrations);
 
-/// Opens the companion's database (":memory:" for one in memory) and brings it up to date.
+/// Opens the companion's database and brings it up to date. Meanwhile other openers wait, those in other processes
+/// included; a file beside the database, named like it with "-lock" behind, holds them up.
 [[nodiscard]] std::expected<Database, DatabaseError> openStore(const std::string& path);
 
 /// Reads every page, which takes about a second for each 100 MB. For the start of a program that stays: a damaged file

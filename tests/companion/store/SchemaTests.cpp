@@ -3,6 +3,7 @@
 #include "tests/companion/store/StoreFixture.h"
 
 #include <array>
+#include <cstdio>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -203,22 +204,28 @@ TEST(Schema, AnEmptyFileAloneIsANewDatabase) {
 
 TEST(Schema, ProcessesThatOpenANewFileAtOnceAllSucceed) {
     const StoreFolder folder;
-    const std::string path = folder / "store.sqlite";
-    std::vector<pid_t> children;
-    for (int count = 0; count < 8; ++count) {
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) ::_exit(openStore(path) ? 0 : 1);
-        children.push_back(child);
+    for (int round = 0; round < 10; ++round) {
+        const std::string path = folder / ("store" + std::to_string(round) + ".sqlite");
+        std::vector<pid_t> children;
+        for (int count = 0; count < 8; ++count) {
+            const pid_t child = ::fork();
+            ASSERT_GE(child, 0);
+            if (child == 0) {
+                const auto opened = openStore(path);
+                if (!opened) std::fprintf(stderr, "%s\n", opened.error().description().c_str());
+                ::_exit(opened ? 0 : 1);
+            }
+            children.push_back(child);
+        }
+        for (const pid_t child : children) {
+            int status = 0;
+            ASSERT_EQ(::waitpid(child, &status, 0), child);
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        }
+        auto database = openStore(path);
+        ASSERT_TRUE(database);
+        EXPECT_TRUE(checkIntegrity(*database));
     }
-    for (const pid_t child : children) {
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    }
-    auto database = openStore(path);
-    ASSERT_TRUE(database);
-    EXPECT_TRUE(checkIntegrity(*database));
 }
 
 } // namespace vostel_companion
