@@ -84,7 +84,7 @@ public:
         };
         auto socket = ListeningSocket::open(support());
         server_ = CallServer::make(*std::move(socket), tools_, vostel_mcp::startOwnThread, limits).value();
-        thread_ = std::thread{[this] { hasLeft_ = server_->run(); }};
+        thread_ = std::thread{[this] { allEnded_ = server_->run(); }};
     }
     ~CallServerStage() {
         std::ignore = stop();
@@ -98,7 +98,7 @@ public:
     bool stop() {
         server_->stop();
         if (thread_.joinable()) thread_.join();
-        return hasLeft_;
+        return allEnded_;
     }
 
     [[nodiscard]] std::filesystem::path support() const { return folder_.path() / "Library"; }
@@ -118,7 +118,7 @@ private:
     vostel_tests::TemporaryFolder folder_;
     ToolTable tools_;
     std::unique_ptr<CallServer> server_;
-    bool hasLeft_ = false;
+    bool allEnded_ = false;
     std::thread thread_;
 };
 
@@ -426,7 +426,7 @@ TEST(CallServer, ACallThatWaitsLeavesTheLineWithItsPeer) {
     EXPECT_EQ(textOf(patient.response()), "x") << "there was room to wait";
 }
 
-TEST(CallServer, ALineThatIsTooLongToldTheNextCallToComeLater) {
+TEST(CallServer, ALineThatIsTooLongTellsTheNextCallToComeLater) {
     struct Row {
         const char* when;
         CallServer::Limits limits;
