@@ -1,4 +1,3 @@
-find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
 # Unicode and number parsing are linked into the server itself: it must start without a shared library of its own.
@@ -13,9 +12,6 @@ set_target_properties(utf8proc PROPERTIES
 find_path(FAST_FLOAT_INCLUDE_DIR fast_float/fast_float.h REQUIRED)
 add_library(fast_float INTERFACE IMPORTED)
 target_include_directories(fast_float SYSTEM INTERFACE ${FAST_FLOAT_INCLUDE_DIR})
-
-pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
-pkg_check_modules(POCKETSPHINX REQUIRED IMPORTED_TARGET pocketsphinx sphinxbase)
 
 if(VOSTEL_TESTS)
     find_package(GTest REQUIRED)

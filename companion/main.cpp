@@ -1,11 +1,10 @@
 // Vostel: does what the tools of vostel-mcp promise, on this machine. It has no window: it serves the socket until it
 // is told to end, or does what its command line says. This page gives the verbs the world that they work on.
 
-#include "companion/commands/AudioDuration.h"
+#include "companion/audio/AudioDuration.h"
 #include "companion/commands/ClientsVerb.h"
 #include "companion/commands/CommandLine.h"
 #include "companion/commands/DictateVerb.h"
-#include "companion/commands/EndingSignals.h"
 #include "companion/commands/ModelVerbs.h"
 #include "companion/commands/PendingVerbs.h"
 #include "companion/commands/RecordVerb.h"
@@ -13,12 +12,13 @@
 #include "companion/commands/SettingsVerbs.h"
 #include "companion/commands/TranscriptVerbs.h"
 #include "companion/commands/WordVerbs.h"
-#include "companion/server/ListeningSocket.h"
+#include "companion/socket/ListeningSocket.h"
 #include "companion/store/Schema.h"
-#include "companion/support/Printable.h"
-#include "companion/support/RandomUUID.h"
-#include "server/platform/Home.h"
-#include "server/platform/Platform.h"
+#include "companion/support/TerminalSafe.h"
+#include "companion/terminal/TerminationSignals.h"
+#include "posix/BlockingThread.h"
+#include "posix/RandomUUID.h"
+#include "posix/StandardFolders.h"
 
 #include <algorithm>
 #include <atomic>
@@ -66,7 +66,7 @@ public:
     Interruption& operator=(const Interruption&) = delete;
 
     [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> watch() {
-        return vostel_mcp::startOwnThread({"com.vostel.vostel.signals", "signals"}, [this] {
+        return posix::startBlockingThread({"com.vostel.vostel.signals", "signals"}, [this] {
             signal_ = signals_.wait();
             cancellation_.cancel();
             endBy(signals_.wait());
@@ -78,34 +78,34 @@ public:
 
 private:
     Cancellation& cancellation_;
-    const EndingSignals signals_;
+    const TerminationSignals signals_;
     std::atomic<int> signal_ = 0;
 };
 
 Exit runOnStore(const auto& verb, Cancellation& cancellation) {
-    const auto support = vostel_mcp::applicationSupportDirectory();
-    const Places places = Places::in(support);
-    if (const auto prepared = prepareFolder(places.folder); !prepared) {
+    const auto support = posix::applicationSupportDirectory();
+    const Paths paths = Paths::in(support);
+    if (const auto prepared = prepareFolder(paths.folder); !prepared) {
         tell(prepared.error().description());
         return Exit::failed;
     }
-    auto database = openStore(places.database());
+    auto database = openStore(paths.database());
     if (!database) {
         tell(database.error().description());
         return Exit::failed;
     }
-    const ModelStore models{{places.models(), places.catalogue(), VOSTEL_MODEL_FOLDER}};
+    const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
     Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, /*jobs=*/1};
     std::error_code ignored;
     World world{
-        .places = places,
+        .paths = paths,
         .database = *database,
         .models = models,
         .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber),
         .measure = audioDuration,
         .workingFolder = std::filesystem::current_path(ignored),
         .now = std::chrono::system_clock::now,
-        .newID = randomUUID,
+        .newID = posix::randomUUID,
         .localMidnight = systemLocalMidnight,
         .cancellation = cancellation,
         .print = print,
@@ -135,13 +135,13 @@ Exit perform(const auto& verb) {
 
 Exit perform(const Command::Serve&) {
     const bool hasTerminal = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
-    return serve(vostel_mcp::applicationSupportDirectory(), hasTerminal);
+    return serve(posix::applicationSupportDirectory(), hasTerminal);
 }
 
 Exit perform(const Command::Clients& verb) {
     // The server is beside this program: in the bundle both are installed together.
-    const auto self = vostel_mcp::ownExecutable().value_or("");
-    return run(verb, ClientsWorld{vostel_mcp::homeDirectory(), self.parent_path() / "vostel-mcp", print, tell});
+    const auto self = posix::ownExecutable().value_or("");
+    return run(verb, ClientsWorld{posix::homeDirectory(), self.parent_path() / "vostel-mcp", print, tell});
 }
 
 } // namespace

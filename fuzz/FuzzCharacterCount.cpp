@@ -1,5 +1,5 @@
 #include "fuzz/fuzz.h"
-#include "kit/tools/CharacterCount.h"
+#include "kit/support/CharacterCount.h"
 
 #include <utf8proc.h>
 

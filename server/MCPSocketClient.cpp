@@ -4,7 +4,7 @@
 #include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
-#include "server/UnixSocket.h"
+#include "posix/UnixSocket.h"
 
 #include <sys/socket.h>
 
@@ -17,8 +17,8 @@ namespace {
 using Failure = MCPSocketClient::Failure;
 using Response = std::expected<MCPWireResponse, Failure>;
 
-constexpr ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
-constexpr ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
+constexpr posix::ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
+constexpr posix::ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
 constexpr std::size_t readLength = 65'536;
 /// Held by every call that waits for its answer, a thousand perhaps; takes a short answer whole.
 constexpr std::size_t firstReadLength = 512;
@@ -36,7 +36,7 @@ std::expected<void, Failure> writeFrame(int socket, MCPWireInboundFrame frame) {
     frame = {};
     const std::size_t length = bytes.size() - MCPWireFraming::headerLength;
     MCPWireFraming::writeHeader(length, bytes.data());
-    if (const auto written = UnixSocket::writeAll(socket, bytes.span()); !written) {
+    if (const auto written = posix::UnixSocket::writeAll(socket, bytes.span()); !written) {
         return std::unexpected(failure(written.error()));
     }
     return {};
@@ -76,7 +76,7 @@ private:
 };
 
 /// The whole conversation of one call. Blocks until the response, which is the first one on the connection.
-Response exchange(FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress) {
+Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress) {
     const auto written = writeFrame(socket.number(), MCPWireInboundFrame{std::move(request)});
     if (!written) return std::unexpected(written.error());
 
@@ -139,7 +139,7 @@ Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress) 
         if (!socket) co_return std::unexpected(std::move(socket.error()));
     }
     auto work = [&] { return exchange(*std::move(socket), std::move(request), progress); };
-    Response response = co_await onOwnThread(system_.startThread, socketClientThread, work);
+    Response response = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
     if (!response) co_return response;
     const auto* error = std::get_if<MCPWireError>(&response->outcome);
     // Deliberate: a version mismatch is a failure of the call here, an oversized frame stays inside the response.
@@ -155,14 +155,14 @@ Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce() {
         if (!socket) return std::unexpected(failure(socket.error()));
         return *std::move(socket);
     };
-    co_return co_await onOwnThread(system_.startThread, socketClientThread, work);
+    co_return co_await posix::runBlocking(system_.startThread, socketClientThread, work);
 }
 
 Task<MCPSocketClient::Connected> MCPSocketClient::launchAndWait() {
     auto launched = co_await launcher_.launchHostApplication();
     if (!launched) co_return std::unexpected(failure(std::move(launched.error())));
     auto work = [this] { return waitForSocket(); };
-    co_return co_await onOwnThread(system_.startThread, socketPollThread, work);
+    co_return co_await posix::runBlocking(system_.startThread, socketPollThread, work);
 }
 
 MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
@@ -183,7 +183,7 @@ Task<void> MCPSocketClient::cancel(std::string requestID) {
     auto work = [&] {
         return writeFrame(socket->number(), {MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
     };
-    std::ignore = co_await onOwnThread(system_.startThread, socketClientThread, work);
+    std::ignore = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
 }
 
 } // namespace vostel_mcp

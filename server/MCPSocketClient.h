@@ -8,9 +8,9 @@
 #include "kit/jsonrpc/DecodingError.h"
 #include "kit/jsonrpc/JSONWriter.h"
 #include "kit/wire/MCPWireFrames.h"
-#include "server/FileDescriptor.h"
+#include "posix/BlockingThread.h"
+#include "posix/FileDescriptor.h"
 #include "server/MCPAppLauncher.h"
-#include "server/OwnThread.h"
 
 #include <chrono>
 #include <functional>
@@ -44,8 +44,8 @@ public:
 
     /// What the client needs of the system; a test brings its own.
     struct System {
-        std::function<std::expected<FileDescriptor, VostelMCPKit::PosixError>(const std::string& path)> connect;
-        ThreadStarter startThread;
+        std::function<std::expected<posix::FileDescriptor, VostelMCPKit::PosixError>(const std::string& path)> connect;
+        posix::ThreadStarter startThread;
         std::function<std::chrono::steady_clock::time_point()> now;
         std::function<void(std::chrono::duration<double>)> sleep;
     };
@@ -61,7 +61,7 @@ public:
     [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID);
 
 private:
-    using Connected = std::expected<FileDescriptor, Failure>;
+    using Connected = std::expected<posix::FileDescriptor, Failure>;
 
     MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system);
 

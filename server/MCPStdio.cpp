@@ -36,8 +36,8 @@ void readLines(int descriptor, LineChannel& lines) {
 } // namespace
 
 std::expected<void, PosixError> startReadingLines(int descriptor, LineChannel& lines,
-                                                  const ThreadStarter& startThread) {
-    constexpr ThreadName name{"com.vostel.vostel-mcp.stdin-reader", "stdin-reader"};
+                                                  const posix::ThreadStarter& startThread) {
+    constexpr posix::ThreadName name{"com.vostel.vostel-mcp.stdin-reader", "stdin-reader"};
     return startThread(name, [descriptor, &lines] { readLines(descriptor, lines); });
 }
 

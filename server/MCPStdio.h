@@ -2,8 +2,8 @@
 #pragma once
 
 #include "kit/support/PosixError.h"
+#include "posix/BlockingThread.h"
 #include "server/LineChannel.h"
-#include "server/OwnThread.h"
 
 #include <cstdint>
 #include <expected>
@@ -14,7 +14,7 @@ namespace vostel_mcp::MCPStdio {
 /// Starts the one thread that reads `descriptor` to its end and publishes every complete line to `lines`, which
 /// outlives it. Bytes behind the last line feed are dropped: a message counts only once its line feed has arrived.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startReadingLines(int descriptor, LineChannel& lines,
-                                                                              const ThreadStarter& startThread);
+                                                                              const posix::ThreadStarter& startThread);
 
 /// One write to `descriptor`, retried while interrupted: the bytes that it took, or the system's error. A descriptor
 /// that somebody has made non-blocking is waited for.

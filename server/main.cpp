@@ -3,20 +3,21 @@
 
 #include "kit/tools/MCPYouTubeAvailability.h"
 #include "kit/wire/MCPWireVersionLogic.h"
+#include "posix/RandomUUID.h"
+#include "posix/StandardFolders.h"
+#include "posix/UnixSocket.h"
 #include "server/LineChannel.h"
 #include "server/MCPCallProxy.h"
 #include "server/MCPHandshake.h"
 #include "server/MCPStdio.h"
 #include "server/MainExecutor.h"
+#include "server/Platform.h"
 #include "server/SerialExecutor.h"
-#include "server/UnixSocket.h"
-#include "server/platform/Platform.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -25,13 +26,6 @@ using namespace vostel_mcp;
 using namespace VostelMCPKit;
 
 namespace {
-
-UUID randomUUID() {
-    std::array<std::uint8_t, 16> random;
-    // Only a request for more than 256 bytes, or a system without randomness, could fail.
-    if (getentropy(random.data(), random.size()) != 0) std::abort();
-    return UUID::fromRandom(random);
-}
 
 /// A client may start us with a standard stream closed. The first socket would then take its number, and replies would
 /// go to the application.
@@ -69,23 +63,24 @@ int main() {
     LineChannel lines;
     MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); }};
 
-    auto socketClient = MCPSocketClient::make(applicationSupportDirectory(), {ownExecutable(), openWithoutActivating},
-                                              {
-                                                  .connect = UnixSocket::connect,
-                                                  .startThread = startOwnThread,
-                                                  .now = std::chrono::steady_clock::now,
-                                                  .sleep = [](auto pause) { std::this_thread::sleep_for(pause); },
-                                              });
+    auto socketClient =
+        MCPSocketClient::make(posix::applicationSupportDirectory(), {posix::ownExecutable(), openWithoutActivating},
+                              {
+                                  .connect = posix::UnixSocket::connect,
+                                  .startThread = posix::startBlockingThread,
+                                  .now = std::chrono::steady_clock::now,
+                                  .sleep = [](auto pause) { std::this_thread::sleep_for(pause); },
+                              });
     MCPHandshake::Forwarding forwarding = nullptr;
     if (socketClient) {
         forwarding = std::make_shared<MCPCallProxy>(
-            proxyTurn, MCPCallProxy::Uses{**socketClient, standardOutput, calls, randomUUID, releaseFreeMemory});
+            proxyTurn, MCPCallProxy::Uses{**socketClient, standardOutput, calls, posix::randomUUID, releaseFreeMemory});
     } else {
         forwarding = std::unexpected(socketClient.error());
     }
 
     MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable};
-    if (MCPStdio::startReadingLines(STDIN_FILENO, lines, startOwnThread)) mainThread.run(handshake.serve());
+    if (MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) mainThread.run(handshake.serve());
 
     // Deliberate: calls that still run are neither awaited nor cancelled. Their threads use the objects above, so
     // nothing is destroyed.

@@ -1,5 +1,5 @@
 #include "kit/concurrency/Actor.h"
-#include "server/OwnThread.h"
+#include "posix/BlockingThread.h"
 #include "server/SerialExecutor.h"
 
 #include <atomic>
@@ -39,18 +39,18 @@ void ExecutorHop(benchmark::State& state) {
 BENCHMARK(ExecutorHop);
 
 using Answered = std::expected<int, PosixError>;
-constexpr ThreadName name{"benchmark", "benchmark"};
+constexpr posix::ThreadName name{"benchmark", "benchmark"};
 
-Task<void> workOnce(const ThreadStarter& starter, std::atomic<bool>& done) {
+Task<void> workOnce(const posix::ThreadStarter& starter, std::atomic<bool>& done) {
     auto work = []() -> Answered { return 1; };
-    std::ignore = co_await onOwnThread(starter, name, work);
+    std::ignore = co_await posix::runBlocking(starter, name, work);
     done = true;
     done.notify_one();
 }
 
 /// A thread of its own for one operation, and word back to the one who waits.
-void OwnThreadRoundTrip(benchmark::State& state) {
-    const ThreadStarter starter = startOwnThread;
+void BlockingThreadRoundTrip(benchmark::State& state) {
+    const posix::ThreadStarter starter = posix::startBlockingThread;
     CallerExecutor caller;
     std::atomic<bool> done = false;
     for (auto _ : state) {
@@ -59,6 +59,6 @@ void OwnThreadRoundTrip(benchmark::State& state) {
         done.wait(false);
     }
 }
-BENCHMARK(OwnThreadRoundTrip)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BlockingThreadRoundTrip)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "companion/commands/ClientsVerb.h"
 
 #include "companion/support/InQuotes.h"
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
 
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // What the person asked for on the command line, as a value.
 #pragma once
 
-#include "companion/clients/Clients.h"
+#include "companion/configs/Clients.h"
 #include "kit/tools/MCPConfirmationLogic.h"
 
 #include <cstdint>

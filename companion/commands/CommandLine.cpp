@@ -1,6 +1,6 @@
 #include "companion/commands/CommandLine.h"
 
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,9 +1,10 @@
 #include "companion/commands/DictateVerb.h"
 
 #include "companion/store/Dictations.h"
-#include "companion/store/VocabularyMatcher.h"
+#include "companion/store/Vocabulary.h"
 #include "companion/support/InQuotes.h"
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
+#include "companion/transcript/VocabularyMatcher.h"
 
 namespace vostel_companion {
 
@@ -23,7 +24,7 @@ Exit run(const Command::Dictate& verb, World& world) {
     }
 
     Dictations dictations{world.database};
-    const auto number = dictations.add({.date = std::chrono::floor<Moment::duration>(world.now()),
+    const auto number = dictations.add({.date = std::chrono::floor<Timestamp::duration>(world.now()),
                                         .text = text,
                                         .outcome = Dictation::Outcome::pending,
                                         .failureReason = std::nullopt,

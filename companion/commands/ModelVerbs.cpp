@@ -1,7 +1,7 @@
 #include "companion/commands/ModelVerbs.h"
 
 #include "companion/support/InQuotes.h"
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
 
 namespace vostel_companion {
 

@@ -1,9 +1,10 @@
 #include "companion/commands/PendingVerbs.h"
 
 #include "companion/commands/FindByID.h"
-#include "companion/commands/Wording.h"
 #include "companion/support/InQuotes.h"
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
+#include "companion/terminal/ConfirmationPrompt.h"
+#include "companion/terminal/Wording.h"
 
 namespace vostel_companion {
 
@@ -50,16 +51,6 @@ Exit run(const Command::AnswerPending& verb, World& world) {
     }
     world.print(outcomeText(verb.decision, *removed) + "\n");
     return Exit::done;
-}
-
-std::string outcomeText(Decision decision, const std::vector<std::string>& removed) {
-    if (decision == Decision::denied) return "Denied; nothing was removed.";
-    if (removed.empty()) return "Confirmed; there was nothing left to remove.";
-    std::string text = "Confirmed; removed ";
-    for (std::size_t index = 0; index < removed.size(); ++index) {
-        text += (index > 0 ? ", " : "") + inQuotes(removed[index]);
-    }
-    return text + ".";
 }
 
 } // namespace vostel_companion

@@ -11,8 +11,4 @@ namespace vostel_companion {
 [[nodiscard]] Exit run(const Command::ListPending& verb, World& world);
 [[nodiscard]] Exit run(const Command::AnswerPending& verb, World& world);
 
-/// What became of a request that the person answered, as a sentence; `removed` as Confirmations::answer returns it.
-[[nodiscard]] std::string outcomeText(VostelMCPKit::MCPConfirmationLogic::Decision decision,
-                                      const std::vector<std::string>& removed);
-
 } // namespace vostel_companion

@@ -1,11 +1,12 @@
 #include "companion/commands/RecordVerb.h"
 
-#include "companion/commands/SpokenTurns.h"
-#include "companion/speech/LanguageHint.h"
-#include "companion/store/Files.h"
+#include "companion/models/LanguageHint.h"
 #include "companion/store/Recordings.h"
-#include "companion/store/VocabularyMatcher.h"
-#include "companion/support/Printable.h"
+#include "companion/store/Vocabulary.h"
+#include "companion/support/TerminalSafe.h"
+#include "companion/transcript/SpokenTurns.h"
+#include "companion/transcript/VocabularyMatcher.h"
+#include "posix/Files.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -36,7 +37,7 @@ public:
     /// The stored lines, or why there are none.
     std::expected<std::vector<RecordingLine>, std::string> run(const Track& microphone, const Track& system,
                                                                const std::string& language) {
-        const Moment startedAt = std::chrono::floor<Moment::duration>(world_.now());
+        const Timestamp startedAt = std::chrono::floor<Timestamp::duration>(world_.now());
         if (const auto begun = recordings_.begin(id_, startedAt); !begun)
             return std::unexpected(begun.error().description());
         const auto transcribing = recordings_.beginTranscribing(id_, std::max(microphone.duration, system.duration));
@@ -103,9 +104,9 @@ Exit run(const Command::Record& verb, World& world) {
     if (!system) return system.error();
 
     const UUID id = world.newID();
-    const std::filesystem::path lockFile = world.places.lockOfRecording(id);
-    if (const auto made = ensureFolder(lockFile.parent_path()); !made) return world.failed(made.error());
-    const auto lock = FileLock::acquire(lockFile);
+    const std::filesystem::path lockFile = world.paths.lockOfRecording(id);
+    if (const auto made = posix::ensureFolder(lockFile.parent_path()); !made) return world.failed(made.error());
+    const auto lock = posix::FileLock::acquire(lockFile);
     if (!lock) return world.failed(lock.error());
 
     const auto lines = [&] {

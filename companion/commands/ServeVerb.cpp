@@ -1,12 +1,12 @@
 #include "companion/commands/ServeVerb.h"
 
-#include "companion/commands/ConfirmationTerminal.h"
-#include "companion/commands/EndingSignals.h"
-#include "companion/server/CallServer.h"
+#include "companion/socket/CallServer.h"
 #include "companion/store/Recovery.h"
 #include "companion/store/Schema.h"
-#include "companion/support/RandomUUID.h"
+#include "companion/terminal/ConfirmationTerminal.h"
+#include "companion/terminal/TerminationSignals.h"
 #include "companion/tools/Tools.h"
+#include "posix/RandomUUID.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -17,7 +17,7 @@
 
 namespace vostel_companion {
 
-using vostel_mcp::startOwnThread;
+using posix::startBlockingThread;
 
 namespace {
 
@@ -44,7 +44,7 @@ CallServer::Limits limitsWithDescriptors() {
 } // namespace
 
 Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal) {
-    const EndingSignals signals;
+    const TerminationSignals signals;
     const CallServer::Limits limits = limitsWithDescriptors();
 
     auto socket = ListeningSocket::open(applicationSupportDirectory);
@@ -55,18 +55,18 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
 
     // From here on this is the only one that serves. The connection stays open: the last one to close writes the whole
     // log back into the file, which the calls' short ones need not wait for.
-    const Places places = Places::in(applicationSupportDirectory);
-    auto database = openStore(places.database());
+    const Paths paths = Paths::in(applicationSupportDirectory);
+    auto database = openStore(paths.database());
     if (!database) return fail(database.error().description());
     if (auto sound = checkIntegrity(*database); !sound) return fail(sound.error().description());
-    const ModelStore models{{places.models(), places.catalogue(), VOSTEL_MODEL_FOLDER}};
-    Confirmations confirmations{*database, models, std::chrono::system_clock::now, randomUUID};
-    if (auto recovered = recoverAfterCrash(*database, places, confirmations); !recovered)
+    const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
+    Confirmations confirmations{*database, models, std::chrono::system_clock::now, posix::randomUUID};
+    if (auto recovered = recoverAfterCrash(*database, paths, confirmations); !recovered)
         std::ignore = fail(recovered.error().description());
 
     std::unique_ptr<ConfirmationTerminal> terminal;
     if (hasTerminal) {
-        auto made = ConfirmationTerminal::make(places, models);
+        auto made = ConfirmationTerminal::make(paths, models);
         if (!made) return fail("Vostel could not start: " + VostelMCPKit::PosixError{made.error()}.systemText() + ".");
         terminal = *std::move(made);
     }
@@ -74,18 +74,18 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce()};
     ToolTable tools;
     ToolContext context{
-        .places = places, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
+        .paths = paths, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
     if (terminal) context.tellPerson = [&](const OpenConfirmation&) { terminal->wake(); };
     addTools(tools, context);
 
-    auto server = CallServer::make(*std::move(socket), tools, startOwnThread, limits);
+    auto server = CallServer::make(*std::move(socket), tools, posix::startBlockingThread, limits);
     if (!server) return fail(server.error().description());
-    auto waiting = startOwnThread({"com.vostel.vostel.signals", "signals"}, [&] {
+    auto waiting = posix::startBlockingThread({"com.vostel.vostel.signals", "signals"}, [&] {
         std::ignore = signals.wait();
         (*server)->stop();
     });
     if (waiting && terminal)
-        waiting = startOwnThread({"com.vostel.vostel.terminal", "terminal"}, [&] { terminal->run(); });
+        waiting = posix::startBlockingThread({"com.vostel.vostel.terminal", "terminal"}, [&] { terminal->run(); });
     if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
 
     std::ignore = (*server)->run();

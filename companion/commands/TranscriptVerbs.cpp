@@ -1,11 +1,11 @@
 #include "companion/commands/TranscriptVerbs.h"
 
 #include "companion/commands/FindByID.h"
-#include "companion/commands/Wording.h"
 #include "companion/store/Recordings.h"
 #include "companion/store/Transcripts.h"
-#include "companion/support/Printable.h"
-#include "kit/tools/CharacterCount.h"
+#include "companion/support/TerminalSafe.h"
+#include "companion/terminal/Wording.h"
+#include "kit/support/CharacterCount.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,7 +21,7 @@ constexpr std::int64_t previewCharacters = 60;
 
 /// A transcript of either kind, as the list shows it.
 struct Entry {
-    Moment date;
+    Timestamp date;
     std::string line;
 };
 
@@ -31,7 +31,7 @@ std::string previewText(const std::string& preview) {
     return line.substr(0, shown) + (shown < line.size() ? "…" : "");
 }
 
-Entry entryOf(const VostelMCPKit::UUID& id, Moment date, const std::optional<Seconds>& duration,
+Entry entryOf(const VostelMCPKit::UUID& id, Timestamp date, const std::optional<Seconds>& duration,
               const std::string& what) {
     const std::string length = duration ? clockText(std::chrono::round<std::chrono::seconds>(*duration)) : "-";
     return {date, id.text() + "  " + localTimeText(date) + "  " + length + "  " + what + "\n"};

@@ -2,7 +2,7 @@
 
 #include "companion/store/Vocabulary.h"
 #include "companion/support/InQuotes.h"
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
 
 namespace vostel_companion {
 

@@ -3,13 +3,13 @@
 
 #include "companion/audio/AudioError.h"
 #include "companion/commands/Command.h"
-#include "companion/commands/ProgressBar.h"
+#include "companion/models/ModelStore.h"
 #include "companion/store/Confirmations.h"
 #include "companion/store/Database.h"
-#include "companion/store/ModelStore.h"
-#include "companion/store/Moments.h"
-#include "companion/store/Places.h"
 #include "companion/support/Cancellation.h"
+#include "companion/support/Iso8601.h"
+#include "companion/support/Paths.h"
+#include "companion/terminal/ProgressBar.h"
 #include "companion/transcription/Transcriber.h"
 #include "kit/support/UUID.h"
 
@@ -23,7 +23,7 @@
 namespace vostel_companion {
 
 struct World {
-    Places places;
+    Paths paths;
     /// Already up to date.
     Database& database;
     const ModelStore& models;

@@ -1,9 +1,9 @@
 #include "companion/download/VideoDownloader.h"
 
-#include "companion/download/ChildProcess.h"
 #include "companion/download/VideoProxy.h"
-#include "companion/store/Files.h"
 #include "kit/tools/MCPSystemResolver.h"
+#include "posix/ChildProcess.h"
+#include "posix/Files.h"
 
 #include <algorithm>
 #include <array>
@@ -21,8 +21,6 @@ extern char** environ;
 namespace vostel_companion {
 
 namespace fs = std::filesystem;
-using vostel_mcp::FileDescriptor;
-
 namespace {
 
 constexpr const char* downloaderName = "yt-dlp";
@@ -197,14 +195,14 @@ VideoDownloader::download(const std::string& url, Cancellation& cancellation,
     if (!turn) return failed({DownloadError::Cancelled{}});
 
     constexpr const char* makeFolder = "make a folder for the download";
-    if (auto made = ensureFolder(uses_.downloads); !made) return systemFailed(makeFolder, made.error().number);
+    if (auto made = posix::ensureFolder(uses_.downloads); !made) return systemFailed(makeFolder, made.error().number);
     std::string folder = (uses_.downloads / "XXXXXX").string();
     if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, errno);
     auto audio = std::make_unique<DownloadedAudio>(folder);
     const auto proxy = VideoProxy::start({uses_.resolve, uses_.startThread, 443, isPublicAddress});
     if (!proxy) return systemFailed("open a way to the video service", proxy.error().code);
-    auto child =
-        ChildProcess::start(*executable, argumentsFor(url, folder, proxy->url()), withoutProxies(uses_.environment));
+    auto child = posix::ChildProcess::start(*executable, argumentsFor(url, folder, proxy->url()),
+                                            withoutProxies(uses_.environment));
     if (!child) return systemFailed("start yt-dlp", child.error().code);
 
     Report report{progress};
@@ -235,7 +233,7 @@ DownloadAudio systemDownload(const fs::path& downloads) {
     const char* searchPath = std::getenv("PATH");
     const auto downloader = std::make_shared<VideoDownloader>(
         VideoDownloader::Uses{downloads, searchPath != nullptr ? searchPath : "", std::move(environment),
-                              VostelMCPKit::resolveBySystem, vostel_mcp::startOwnThread},
+                              VostelMCPKit::resolveBySystem, posix::startBlockingThread},
         VideoDownloader::Limits{});
     return
         [downloader](const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress) {

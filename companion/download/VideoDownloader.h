@@ -3,9 +3,9 @@
 
 #include "companion/download/DownloadError.h"
 #include "companion/support/Cancellation.h"
-#include "companion/support/Turns.h"
+#include "companion/support/Semaphore.h"
 #include "kit/tools/MCPURLPolicy.h"
-#include "server/OwnThread.h"
+#include "posix/BlockingThread.h"
 
 #include <chrono>
 #include <expected>
@@ -58,7 +58,7 @@ public:
         /// "NAME=value", for yt-dlp.
         std::vector<std::string> environment;
         VostelMCPKit::MCPURLPolicy::Resolver resolve;
-        vostel_mcp::ThreadStarter startThread;
+        posix::ThreadStarter startThread;
     };
 
     VideoDownloader(Uses uses, Limits limits);

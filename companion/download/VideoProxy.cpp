@@ -1,6 +1,6 @@
 #include "companion/download/VideoProxy.h"
 
-#include "server/platform/Platform.h"
+#include "posix/BrokenPipe.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -20,13 +20,12 @@
 
 namespace vostel_companion {
 
-using vostel_mcp::FileDescriptor;
 using VostelMCPKit::PosixError;
 namespace MCPURLPolicy = VostelMCPKit::MCPURLPolicy;
 
 namespace {
 
-constexpr vostel_mcp::ThreadName proxyThread{"com.vostel.vostel.video-proxy", "video-proxy"};
+constexpr posix::ThreadName proxyThread{"com.vostel.vostel.video-proxy", "video-proxy"};
 constexpr std::string_view mediaHost = "googlevideo.com";
 constexpr int connectionsAtOnce = 32;
 constexpr std::size_t longestHead = 8192;
@@ -41,9 +40,9 @@ constexpr int acceptRespite = 100;
 /// What the threads share; it lives as long as the last of them.
 struct Shared {
     VideoProxy::Uses uses;
-    FileDescriptor listener;
+    posix::FileDescriptor listener;
     /// Readable, at its end, once the proxy stops.
-    FileDescriptor stopped;
+    posix::FileDescriptor stopped;
     std::atomic<int> connections = 0;
 };
 
@@ -64,7 +63,7 @@ bool wait(const Shared& shared, int socket, short events, int patience) {
 
 bool sendAll(const Shared& shared, int socket, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), vostel_mcp::sendFlags);
+        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), posix::sendFlags);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if ((errno != EAGAIN && errno != EINTR) || !wait(shared, socket, POLLOUT, idlePatience)) {
@@ -85,7 +84,7 @@ std::string receive(int socket) {
 void prepare(int socket) {
     ::fcntl(socket, F_SETFD, FD_CLOEXEC);
     ::fcntl(socket, F_SETFL, O_NONBLOCK);
-    vostel_mcp::suppressBrokenPipe(socket);
+    posix::suppressBrokenPipe(socket);
 }
 
 /// A request for a tunnel as it came, and the bytes behind it.
@@ -124,7 +123,7 @@ std::optional<std::string> wantedHost(std::string_view head) {
 }
 
 /// Connects to a numeric address.
-FileDescriptor connectTo(const Shared& shared, const std::string& address) {
+posix::FileDescriptor connectTo(const Shared& shared, const std::string& address) {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
     hints.ai_socktype = SOCK_STREAM;
@@ -132,7 +131,7 @@ FileDescriptor connectTo(const Shared& shared, const std::string& address) {
     if (::getaddrinfo(address.c_str(), std::to_string(shared.uses.servicePort).c_str(), &hints, &list) != 0) return {};
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner{list, ::freeaddrinfo};
 
-    FileDescriptor socket{::socket(list->ai_family, SOCK_STREAM, 0)};
+    posix::FileDescriptor socket{::socket(list->ai_family, SOCK_STREAM, 0)};
     if (socket.number() < 0) return {};
     prepare(socket.number());
     if (::connect(socket.number(), list->ai_addr, list->ai_addrlen) == 0) return socket;
@@ -144,13 +143,13 @@ FileDescriptor connectTo(const Shared& shared, const std::string& address) {
 }
 
 /// A connection to the host at the first of its addresses that answers, once all of them were judged.
-std::expected<FileDescriptor, const char*> openTunnel(const Shared& shared, std::string_view head) {
+std::expected<posix::FileDescriptor, const char*> openTunnel(const Shared& shared, std::string_view head) {
     const auto host = wantedHost(head);
     if (!host || !isHostOfVideoService(*host)) return std::unexpected("403 Forbidden");
     const std::vector<std::string> addresses = shared.uses.resolve(*host);
     if (!std::ranges::all_of(addresses, shared.uses.isPublic)) return std::unexpected("403 Forbidden");
     for (const std::string& address : addresses) {
-        if (FileDescriptor socket = connectTo(shared, address); socket.number() >= 0) return socket;
+        if (posix::FileDescriptor socket = connectTo(shared, address); socket.number() >= 0) return socket;
     }
     return std::unexpected("502 Bad Gateway");
 }
@@ -185,14 +184,14 @@ void serve(const Shared& shared, int client) {
 
 void acceptAll(const std::shared_ptr<Shared>& shared) {
     while (wait(*shared, shared->listener.number(), POLLIN, -1)) {
-        FileDescriptor accepted{::accept(shared->listener.number(), nullptr, nullptr)};
+        posix::FileDescriptor accepted{::accept(shared->listener.number(), nullptr, nullptr)};
         if (!accepted.isOpen()) {
             // Out of descriptors perhaps: who waits goes on waiting, and so would this loop without a pause.
             std::ignore = wait(*shared, {}, acceptRespite);
             continue;
         }
         if (shared->connections >= connectionsAtOnce) continue;
-        const auto client = std::make_shared<FileDescriptor>(std::move(accepted));
+        const auto client = std::make_shared<posix::FileDescriptor>(std::move(accepted));
         ++shared->connections;
         const auto started = shared->uses.startThread(proxyThread, [shared, client] {
             serve(*shared, client->number());
@@ -226,9 +225,9 @@ std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
     const auto failed = [] { return std::unexpected(PosixError{errno}); };
     int ends[2];
     if (::pipe(ends) != 0) return failed();
-    FileDescriptor running{ends[1]};
-    auto shared = std::make_shared<Shared>(std::move(uses), FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)},
-                                           FileDescriptor{ends[0]});
+    posix::FileDescriptor running{ends[1]};
+    auto shared = std::make_shared<Shared>(std::move(uses), posix::FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)},
+                                           posix::FileDescriptor{ends[0]});
     for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
     const int listener = shared->listener.number();
     if (listener < 0) return failed();

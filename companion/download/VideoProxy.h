@@ -9,8 +9,8 @@
 
 #include "kit/support/PosixError.h"
 #include "kit/tools/MCPURLPolicy.h"
-#include "server/FileDescriptor.h"
-#include "server/OwnThread.h"
+#include "posix/BlockingThread.h"
+#include "posix/FileDescriptor.h"
 
 #include <cstdint>
 #include <expected>
@@ -25,7 +25,7 @@ class VideoProxy final {
 public:
     struct Uses {
         VostelMCPKit::MCPURLPolicy::Resolver resolve;
-        vostel_mcp::ThreadStarter startThread;
+        posix::ThreadStarter startThread;
         /// The port of the video service; another one only where a test plays the service.
         std::uint16_t servicePort = 443;
         /// Whether an address, in its numeric form, may be connected to.
@@ -40,11 +40,10 @@ public:
     [[nodiscard]] const std::string& url() const { return url_; }
 
 private:
-    VideoProxy(vostel_mcp::FileDescriptor running, std::string url)
-        : running_{std::move(running)}, url_{std::move(url)} {}
+    VideoProxy(posix::FileDescriptor running, std::string url) : running_{std::move(running)}, url_{std::move(url)} {}
 
     /// Its closing tells the threads to end.
-    vostel_mcp::FileDescriptor running_;
+    posix::FileDescriptor running_;
     std::string url_;
 };
 

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "companion/speech/Sphinx.h"
-#include "companion/speech/Transcript.h"
 #include "companion/speech/UtteranceSplitter.h"
 #include "companion/support/Cancellation.h"
+#include "companion/transcript/Transcript.h"
 
 #include <expected>
 #include <functional>

@@ -1,8 +1,8 @@
 // Why a request for confirmation could not be made, answered or carried out.
 #pragma once
 
+#include "companion/models/ModelError.h"
 #include "companion/store/DatabaseError.h"
-#include "companion/store/ModelError.h"
 
 #include <concepts>
 #include <string>

@@ -1,7 +1,7 @@
 #include "companion/store/Confirmations.h"
 
 #include "companion/store/Vocabulary.h"
-#include "companion/store/WordForm.h"
+#include "companion/transcript/WordForm.h"
 #include "kit/support/match.h"
 
 #include <algorithm>
@@ -125,7 +125,7 @@ std::expected<ConfirmationReport, ConfirmationError> Confirmations::create(const
         auto removable = models_.checkRemovable(removal->identifier);
         if (!removable) return std::unexpected(std::move(removable.error()));
     }
-    const Moment createdAt = std::chrono::floor<Moment::duration>(now_());
+    const Timestamp createdAt = std::chrono::floor<Timestamp::duration>(now_());
     const Request request{newID_(), createdAt, timeToLive, std::nullopt};
     Statement insert{database_,
                      "INSERT INTO confirmations (id, tool, argumentsKey, createdAt, ttl) VALUES (?, ?, ?, ?, ?)"};
@@ -285,7 +285,7 @@ std::expected<void, DatabaseError> Confirmations::forgetOld() {
     // What was confirmed and not performed is still owed.
     Statement forget{database_, "DELETE FROM confirmations WHERE createdAt <= ? AND NOT (decision IS 'confirmed' AND "
                                 "NOT isPerformed)"};
-    return forget.bind(std::chrono::floor<Moment::duration>(now_() - outcomeLifetime)).run();
+    return forget.bind(std::chrono::floor<Timestamp::duration>(now_() - outcomeLifetime)).run();
 }
 
 } // namespace vostel_companion

@@ -11,9 +11,9 @@
 // next (the next start, the client's next call) finishes it. The place tells whether the move had happened.
 #pragma once
 
+#include "companion/models/ModelStore.h"
 #include "companion/store/ConfirmationError.h"
 #include "companion/store/Database.h"
-#include "companion/store/ModelStore.h"
 #include "kit/support/UUID.h"
 #include "kit/tools/MCPConfirmationLogic.h"
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "companion/store/DatabaseError.h"
+#include "companion/support/Time.h"
 
 #include <chrono>
 #include <concepts>
@@ -24,11 +25,6 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 namespace vostel_companion {
-
-/// A moment as the database keeps it.
-using Moment = std::chrono::sys_time<std::chrono::milliseconds>;
-/// A length or position in sound.
-using Seconds = std::chrono::duration<double>;
 
 /// One connection. One thread at a time: whoever shares it between threads takes turns.
 class Database final {
@@ -123,7 +119,7 @@ public:
     [[nodiscard]] double real(int column) const;
     [[nodiscard]] std::string text(int column) const;
     [[nodiscard]] bool boolean(int column) const { return integer(column) != 0; }
-    [[nodiscard]] Moment moment(int column) const { return Moment{std::chrono::milliseconds{integer(column)}}; }
+    [[nodiscard]] Timestamp moment(int column) const { return Timestamp{std::chrono::milliseconds{integer(column)}}; }
     [[nodiscard]] Seconds seconds(int column) const { return Seconds{real(column)}; }
     [[nodiscard]] std::optional<std::string> optionalText(int column) const;
     [[nodiscard]] std::optional<double> optionalReal(int column) const;
@@ -139,7 +135,7 @@ private:
     void bindNext(const char* value) { bindNext(std::string_view{value}); }
     void bindNext(std::same_as<bool> auto value) { bindNext(std::int64_t{value}); }
     void bindNext(std::same_as<int> auto value) { bindNext(std::int64_t{value}); }
-    void bindNext(Moment value) { bindNext(std::int64_t{value.time_since_epoch().count()}); }
+    void bindNext(Timestamp value) { bindNext(std::int64_t{value.time_since_epoch().count()}); }
     void bindNext(Seconds value) { bindNext(value.count()); }
     template <class Value>
     void bindNext(const std::optional<Value>& value) {

@@ -11,7 +11,7 @@ namespace vostel_companion {
 struct Dictation {
     enum class Outcome { delivered, notDelivered, pending };
 
-    Moment date;
+    Timestamp date;
     /// As it was pasted: after the vocabulary rules.
     std::string text;
     Outcome outcome = Outcome::pending;

@@ -28,16 +28,16 @@ std::expected<Listing, ListingError> Listing::parse(std::optional<std::int64_t> 
         listing.limit = std::min(*limit, mostEntries);
     }
     if (since) {
-        const auto moment = parseMoment(*since, localMidnight);
+        const auto moment = parseTimestamp(*since, localMidnight);
         if (!moment) return std::unexpected(ListingError{Argument::since});
-        listing.since = std::chrono::ceil<Moment::duration>(*moment);
+        listing.since = std::chrono::ceil<Timestamp::duration>(*moment);
     }
     if (until) {
         // Deliberate: a plain date means the midnight that begins the day here too, not its end. The tool's description
         // tells the model "same format as since", and since reads a date as local midnight.
-        const auto moment = parseMoment(*until, localMidnight);
+        const auto moment = parseTimestamp(*until, localMidnight);
         if (!moment) return std::unexpected(ListingError{Argument::until});
-        listing.until = std::chrono::floor<Moment::duration>(*moment);
+        listing.until = std::chrono::floor<Timestamp::duration>(*moment);
     }
     return listing;
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "companion/store/Database.h"
-#include "companion/store/Moments.h"
+#include "companion/support/Iso8601.h"
 
 #include <cstdint>
 #include <expected>
@@ -31,8 +31,8 @@ struct Listing {
     /// Between 1 and mostEntries.
     std::int64_t limit = defaultLimit;
     /// Both ends belong to the window; an absent one is open.
-    std::optional<Moment> since;
-    std::optional<Moment> until;
+    std::optional<Timestamp> since;
+    std::optional<Timestamp> until;
 
     /// Reads the arguments as they came. A limit above the maximum is the maximum: the counters of the page tell the
     /// client that there is more.
@@ -62,8 +62,8 @@ template <class Read>
     -> std::expected<Page<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
     using Result = std::expected<Page<std::invoke_result_t<Read, const Statement&>>, DatabaseError>;
     const std::string window = " FROM " + table + " WHERE date BETWEEN ? AND ?";
-    const Moment since = listing.since.value_or(Moment::min());
-    const Moment until = listing.until.value_or(Moment::max());
+    const Timestamp since = listing.since.value_or(Timestamp::min());
+    const Timestamp until = listing.until.value_or(Timestamp::max());
     return inTransaction(database, Transaction::Kind::reading, [&]() -> Result {
         Statement count{database, "SELECT count(*)" + window};
         const auto total = count.bind(since, until).first([](const Statement& row) { return row.integer(0); });

@@ -1,7 +1,7 @@
 #include "companion/store/Recordings.h"
 
+#include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
-#include "kit/tools/CharacterCount.h"
 
 #include <algorithm>
 
@@ -44,8 +44,6 @@ std::expected<bool, DatabaseError> runUpdate(Database& database, Statement& upda
 
 } // namespace
 
-const char* name(RecordingLine::Track track) { return track == Track::microphone ? "microphone" : "system"; }
-
 const char* name(RecordingSummary::State state) {
     switch (state) {
     case State::recording:
@@ -60,18 +58,7 @@ const char* name(RecordingSummary::State state) {
     return "failed";
 }
 
-std::string plainText(std::span<const RecordingLine> lines) {
-    std::string text;
-    for (const RecordingLine& line : lines) {
-        if (!text.empty()) text += '\n';
-        text += line.speaker;
-        text += ": ";
-        text += line.text;
-    }
-    return text;
-}
-
-std::expected<void, DatabaseError> Recordings::begin(const UUID& id, Moment startedAt) {
+std::expected<void, DatabaseError> Recordings::begin(const UUID& id, Timestamp startedAt) {
     Statement insert{database_, "INSERT INTO recordings (id, date, state, lineCount, preview) "
                                 "VALUES (?, ?, 'recording', 0, '')"};
     return insert.bind(id.text(), startedAt).run();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "companion/store/Listing.h"
+#include "companion/transcript/RecordingLine.h"
 #include "kit/support/UUID.h"
 
 #include <functional>
@@ -15,31 +16,11 @@
 
 namespace vostel_companion {
 
-struct RecordingLine {
-    /// The microphone is the user, the system's sound is everyone else on the call.
-    enum class Track { microphone, system };
-    Track track = Track::microphone;
-    /// The label of the track, as people read it.
-    std::string speaker;
-    std::string text;
-    /// From the start of the call.
-    Seconds startTime{0};
-    Seconds endTime{0};
-
-    bool operator==(const RecordingLine&) const = default;
-};
-
-/// The tools' word for `track`.
-[[nodiscard]] const char* name(RecordingLine::Track track);
-
-/// One turn per line, each after its speaker: "Me: good morning".
-[[nodiscard]] std::string plainText(std::span<const RecordingLine> lines);
-
 struct RecordingSummary {
     enum class State { recording, transcribing, ready, failed };
 
     VostelMCPKit::UUID id;
-    Moment startedAt;
+    Timestamp startedAt;
     /// Absent while the call is still being recorded.
     std::optional<Seconds> duration;
     State state = State::recording;
@@ -74,7 +55,7 @@ public:
 
     explicit Recordings(Database& database) : database_(database) {}
 
-    [[nodiscard]] std::expected<void, DatabaseError> begin(const VostelMCPKit::UUID& id, Moment startedAt);
+    [[nodiscard]] std::expected<void, DatabaseError> begin(const VostelMCPKit::UUID& id, Timestamp startedAt);
     [[nodiscard]] std::expected<bool, DatabaseError> beginTranscribing(const VostelMCPKit::UUID& id, Seconds duration);
     /// Each call waits for the disk: a few times per second at the most. Beyond 0 to 1 it is taken as the nearer end.
     [[nodiscard]] std::expected<bool, DatabaseError> reportProgress(const VostelMCPKit::UUID& id, double progress);

@@ -1,7 +1,7 @@
 #include "companion/store/Recovery.h"
 
-#include "companion/store/Files.h"
 #include "companion/store/Recordings.h"
+#include "posix/Files.h"
 
 namespace vostel_companion {
 
@@ -9,8 +9,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::expected<void, ConfirmationError> failAbandonedRecordings(Database& database, const Places& places) {
-    const auto isWorkedOn = [&](const VostelMCPKit::UUID& id) { return FileLock::isHeld(places.lockOfRecording(id)); };
+std::expected<void, ConfirmationError> failAbandonedRecordings(Database& database, const Paths& paths) {
+    const auto isWorkedOn = [&](const VostelMCPKit::UUID& id) {
+        return posix::FileLock::isHeld(paths.lockOfRecording(id));
+    };
     const auto done = Recordings{database}.failAbandoned(
         isWorkedOn, "Vostel ended before the recording was transcribed, so its transcript is missing.");
     if (!done) return std::unexpected(ConfirmationError{done.error()});
@@ -18,12 +20,12 @@ std::expected<void, ConfirmationError> failAbandonedRecordings(Database& databas
 }
 
 /// Of recordings that are stored: another process may be about to store the one whose lock it has just made.
-void deleteDeadLocks(Database& database, const Places& places) {
+void deleteDeadLocks(Database& database, const Paths& paths) {
     std::error_code failure;
-    for (fs::directory_iterator entry{places.unfinishedRecordings(), failure};
+    for (fs::directory_iterator entry{paths.unfinishedRecordings(), failure};
          !failure && entry != fs::directory_iterator{}; entry.increment(failure)) {
         const auto id = VostelMCPKit::UUID::parse(entry->path().stem().string());
-        if (!id || FileLock::isHeld(entry->path())) continue;
+        if (!id || posix::FileLock::isHeld(entry->path())) continue;
         const auto stored = Recordings{database}.find(*id);
         std::error_code ignored;
         if (stored && *stored) fs::remove(entry->path(), ignored);
@@ -32,12 +34,12 @@ void deleteDeadLocks(Database& database, const Places& places) {
 
 } // namespace
 
-std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Places& places,
+std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Paths& paths,
                                                          Confirmations& confirmations) {
     std::error_code ignored;
-    fs::remove_all(places.downloads(), ignored);
-    auto failed = failAbandonedRecordings(database, places);
-    deleteDeadLocks(database, places);
+    fs::remove_all(paths.downloads(), ignored);
+    auto failed = failAbandonedRecordings(database, paths);
+    deleteDeadLocks(database, paths);
     auto recovered = confirmations.recover();
     return failed ? recovered : failed;
 }

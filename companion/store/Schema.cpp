@@ -1,6 +1,6 @@
 #include "companion/store/Schema.h"
 
-#include "companion/store/Files.h"
+#include "posix/Files.h"
 
 #include <array>
 #include <optional>
@@ -167,9 +167,9 @@ std::expected<void, DatabaseError> migrate(Database& database, Migrations known)
 std::expected<Database, DatabaseError> openStore(const std::string& path) {
     // One at a time: a file that another process is just filling looks damaged, or like somebody else's, and SQLite
     // does not wait for others when it changes the journal mode.
-    std::optional<FileLock> opening;
+    std::optional<posix::FileLock> opening;
     if (path != Database::inMemory) {
-        auto lock = FileLock::acquire(path + "-lock");
+        auto lock = posix::FileLock::acquire(path + "-lock");
         if (!lock) return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, lock.error().number}});
         opening = *std::move(lock);
     }

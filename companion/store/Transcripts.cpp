@@ -1,7 +1,7 @@
 #include "companion/store/Transcripts.h"
 
+#include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
-#include "kit/tools/CharacterCount.h"
 
 namespace vostel_companion {
 

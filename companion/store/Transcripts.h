@@ -1,8 +1,8 @@
 // The transcripts of files and links.
 #pragma once
 
-#include "companion/speech/Transcript.h"
 #include "companion/store/Listing.h"
+#include "companion/transcript/Transcript.h"
 #include "kit/support/UUID.h"
 
 #include <optional>
@@ -25,7 +25,7 @@ struct TranscriptSource {
 
 struct TranscriptSummary {
     VostelMCPKit::UUID id;
-    Moment date;
+    Timestamp date;
     TranscriptSource source;
     /// Of the source media.
     std::optional<Seconds> duration;
@@ -52,7 +52,7 @@ public:
     static constexpr std::size_t previewLength = 200;
 
     struct New {
-        Moment date;
+        Timestamp date;
         TranscriptSource source;
         std::optional<Seconds> duration;
         std::optional<std::string> language;

@@ -1,6 +1,6 @@
 #include "companion/store/Vocabulary.h"
 
-#include "companion/store/WordForm.h"
+#include "companion/transcript/WordForm.h"
 #include "kit/support/Unicode.h"
 
 namespace vostel_companion {

@@ -2,20 +2,13 @@
 #pragma once
 
 #include "companion/store/Database.h"
+#include "companion/transcript/VocabularyRule.h"
 
 #include <span>
 #include <string>
 #include <vector>
 
 namespace vostel_companion {
-
-struct VocabularyRule {
-    std::string word;
-    /// Empty: the word itself, in its spelling here.
-    std::string replacement;
-
-    bool operator==(const VocabularyRule&) const = default;
-};
 
 /// What became of one rule that was to be added.
 struct VocabularyAddition {

@@ -1,6 +1,6 @@
 #include "companion/support/InQuotes.h"
 
-#include "companion/support/Printable.h"
+#include "companion/support/TerminalSafe.h"
 #include "kit/support/Unicode.h"
 
 namespace vostel_companion {

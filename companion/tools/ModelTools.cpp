@@ -1,6 +1,6 @@
 #include "companion/tools/ModelTools.h"
 
-#include "companion/support/Turns.h"
+#include "companion/support/Semaphore.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
 #include "companion/tools/ResultSize.h"

@@ -1,7 +1,7 @@
 #include "companion/tools/PartedText.h"
 
+#include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
-#include "kit/tools/CharacterCount.h"
 #include "kit/tools/MCPOutputLimit.h"
 
 #include <algorithm>

@@ -79,7 +79,7 @@ MCPToolOutcome shown(const std::expected<Page<Entry>, DatabaseError>& page, cons
 
 MCPValue dictationValue(const Dictation& dictation) {
     return Members{}
-        .add("date", MCPValue{formatMoment(dictation.date)})
+        .add("date", MCPValue{formatTimestamp(dictation.date)})
         .add("text", MCPValue{VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text})
         .add("outcome", MCPValue{name(dictation.outcome)})
         .add("failureReason", dictation.failureReason)
@@ -89,7 +89,7 @@ MCPValue dictationValue(const Dictation& dictation) {
 }
 
 std::string dictationLines(const Dictation& dictation) {
-    Line line{formatMoment(dictation.date)};
+    Line line{formatTimestamp(dictation.date)};
     line.add(name(dictation.outcome))
         .addKnown(dictation.failureReason)
         .addKnown(dictation.targetApplication)
@@ -109,7 +109,7 @@ MCPToolOutcome listHistory(const ToolContext& context, Database& database, const
 Members transcriptMembers(const TranscriptSummary& summary) {
     Members members;
     members.add("id", MCPValue{summary.id.text()})
-        .add("date", MCPValue{formatMoment(summary.date)})
+        .add("date", MCPValue{formatTimestamp(summary.date)})
         .add("source", MCPValue::object({{"kind", name(summary.source.kind)}, {"value", summary.source.value}}))
         .add("duration", summary.duration)
         .add("language", summary.language)
@@ -122,7 +122,7 @@ MCPValue transcriptValue(const TranscriptSummary& summary) {
 }
 
 std::string transcriptHeading(const TranscriptSummary& summary) {
-    Line line{formatMoment(summary.date)};
+    Line line{formatTimestamp(summary.date)};
     line.add(summary.source.value)
         .addKnown(summary.duration)
         .addKnown(summary.language)
@@ -138,7 +138,7 @@ std::string transcriptLines(const TranscriptSummary& summary) {
 /// Where the whole of a text lies that is too long for a result; absent when it could not be saved.
 PartedText::SaveWhole saving(const ToolContext& context, const std::string& name, const std::string& text) {
     return [&context, name, &text]() -> std::optional<std::string> {
-        const auto path = saveTranscriptFile(context.places.transcripts(), name, text);
+        const auto path = saveTranscriptFile(context.paths.transcripts(), name, text);
         return path ? std::optional{*path} : std::nullopt;
     };
 }
@@ -192,7 +192,7 @@ MCPToolOutcome listTranscripts(const ToolContext& context, Database& database, c
 MCPValue recordingValue(const RecordingSummary& summary) {
     return Members{}
         .add("id", MCPValue{summary.id.text()})
-        .add("startedAt", MCPValue{formatMoment(summary.startedAt)})
+        .add("startedAt", MCPValue{formatTimestamp(summary.startedAt)})
         .add("duration", summary.duration)
         .add("state", MCPValue{name(summary.state)})
         .add("failureReason", summary.failureReason)
@@ -204,7 +204,7 @@ MCPValue recordingValue(const RecordingSummary& summary) {
 }
 
 std::string recordingHeading(const RecordingSummary& summary) {
-    Line line{formatMoment(summary.startedAt)};
+    Line line{formatTimestamp(summary.startedAt)};
     line.addKnown(summary.duration)
         .add(name(summary.state))
         .addKnown(summary.failureReason)
@@ -249,7 +249,7 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
         return {MCPToolOutcome::Text{recordingHeading(summary) + "\n" + turns,
                                      Members{}
                                          .add("id", MCPValue{summary.id.text()})
-                                         .add("startedAt", MCPValue{formatMoment(summary.startedAt)})
+                                         .add("startedAt", MCPValue{formatTimestamp(summary.startedAt)})
                                          .add("duration", summary.duration)
                                          .add("state", MCPValue{name(summary.state)})
                                          .add("language", summary.language)

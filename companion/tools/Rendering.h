@@ -2,7 +2,7 @@
 #pragma once
 
 #include "companion/store/Database.h"
-#include "companion/store/Moments.h"
+#include "companion/support/Iso8601.h"
 #include "kit/jsonrpc/MCPValue.h"
 
 #include <optional>

@@ -2,16 +2,16 @@
 #pragma once
 
 #include "companion/download/VideoDownloader.h"
+#include "companion/models/ModelStore.h"
 #include "companion/store/Confirmations.h"
-#include "companion/store/ModelStore.h"
-#include "companion/store/Moments.h"
-#include "companion/store/Places.h"
 #include "companion/store/Schema.h"
-#include "companion/support/RandomUUID.h"
-#include "companion/support/Turns.h"
+#include "companion/support/Iso8601.h"
+#include "companion/support/Paths.h"
+#include "companion/support/Semaphore.h"
 #include "companion/tools/Tool.h"
 #include "companion/transcription/Transcriber.h"
 #include "kit/tools/MCPURLPolicy.h"
+#include "posix/RandomUUID.h"
 
 #include <chrono>
 #include <concepts>
@@ -23,7 +23,7 @@ namespace vostel_companion {
 /// Copies of one context belong together: they share its turns. Every function is called on the calls' threads, several
 /// at once.
 struct ToolContext {
-    Places places;
+    Paths paths;
     Transcribe transcribe;
     /// Outlives the tools.
     const ModelStore& models;
@@ -31,11 +31,11 @@ struct ToolContext {
     /// until this returns.
     std::function<void(const OpenConfirmation&)> tellPerson = [](const OpenConfirmation&) {};
     Confirmations::Clock now = std::chrono::system_clock::now;
-    VostelMCPKit::UUIDSource newID = randomUUID;
+    VostelMCPKit::UUIDSource newID = posix::randomUUID;
     LocalMidnight localMidnight = systemLocalMidnight;
     /// Judges links before anything is fetched.
     VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;
-    DownloadAudio downloadAudio = systemDownload(places.downloads());
+    DownloadAudio downloadAudio = systemDownload(paths.downloads());
     /// A database left to itself makes many writers wait in no order, and turns some away after a while.
     std::shared_ptr<Turns> databaseTurns = std::make_shared<Turns>(4);
 };
@@ -46,7 +46,7 @@ struct ToolContext {
                                                         std::invocable<Database&> auto use) {
     const auto turn = context.databaseTurns->wait(cancellation);
     if (!turn) return failedOutcome("The call was cancelled.");
-    auto database = openStore(context.places.database());
+    auto database = openStore(context.paths.database());
     if (!database) return failedOutcome(database.error().description());
     return use(*database);
 }

@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-/// Adds all tools of the catalogue. The database at `context.places` exists and has its schema; each call opens a
+/// Adds all tools of the catalogue. The database at `context.paths` exists and has its schema; each call opens a
 /// connection of its own.
 void addTools(ToolTable& tools, const ToolContext& context);
 

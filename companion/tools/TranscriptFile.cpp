@@ -11,7 +11,7 @@ namespace {
 /// In bytes: with date and id in the name, well below the 255 that file systems take.
 constexpr std::size_t longestTitle = 120;
 
-std::string localTime(Moment date) {
+std::string localTime(Timestamp date) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(date));
     std::tm local{};
     ::localtime_r(&seconds, &local);
@@ -34,7 +34,7 @@ std::string fileTitle(std::string_view title) {
 
 } // namespace
 
-std::string transcriptFileName(Moment date, std::string_view title, const VostelMCPKit::UUID& id) {
+std::string transcriptFileName(Timestamp date, std::string_view title, const VostelMCPKit::UUID& id) {
     return localTime(date) + " " + fileTitle(title) + " " + id.text().substr(0, 8) + ".txt";
 }
 
@@ -45,13 +45,13 @@ std::string titleOf(const TranscriptSource& source) {
     return std::string{scheme == std::string_view::npos ? value : value.substr(scheme + 3)};
 }
 
-std::expected<std::string, FileError> saveTranscriptFile(const std::filesystem::path& folder, const std::string& name,
-                                                         std::string_view text) {
+std::expected<std::string, posix::FileError> saveTranscriptFile(const std::filesystem::path& folder,
+                                                                const std::string& name, std::string_view text) {
     const std::filesystem::path path = folder / name;
     std::error_code ignored;
     if (std::filesystem::is_regular_file(path, ignored)) return path.string();
-    if (auto made = ensureFolder(folder); !made) return std::unexpected(std::move(made.error()));
-    if (auto written = writeFileAtomically(path, std::string{text} + "\n"); !written)
+    if (auto made = posix::ensureFolder(folder); !made) return std::unexpected(std::move(made.error()));
+    if (auto written = posix::writeFileAtomically(path, std::string{text} + "\n"); !written)
         return std::unexpected(std::move(written.error()));
     return path.string();
 }

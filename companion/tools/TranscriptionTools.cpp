@@ -1,13 +1,14 @@
 #include "companion/tools/TranscriptionTools.h"
 
-#include "companion/speech/LanguageHint.h"
+#include "companion/models/LanguageHint.h"
 #include "companion/store/Transcripts.h"
-#include "companion/store/VocabularyMatcher.h"
+#include "companion/store/Vocabulary.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/PartedText.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
 #include "companion/tools/TranscriptFile.h"
+#include "companion/transcript/VocabularyMatcher.h"
 #include "kit/support/Unicode.h"
 
 #include <algorithm>
@@ -46,7 +47,7 @@ Kept keep(const ToolContext& context, const Transcription& done, const Transcrip
     // Deliberate: one that nobody waits for any more is kept too. The work is done, and the history can show it.
     Cancellation never;
     const auto turn = context.databaseTurns->wait(never);
-    auto database = openStore(context.places.database());
+    auto database = openStore(context.paths.database());
     if (database) {
         applyVocabulary(*database, kept);
     } else {
@@ -54,7 +55,7 @@ Kept keep(const ToolContext& context, const Transcription& done, const Transcrip
                              database.error().description());
     }
 
-    const Moment date = std::chrono::floor<Moment::duration>(context.now());
+    const Timestamp date = std::chrono::floor<Timestamp::duration>(context.now());
     const VostelMCPKit::UUID id = context.newID();
     const std::string text = kept.transcript.text();
     if (database) {
@@ -63,7 +64,7 @@ Kept keep(const ToolContext& context, const Transcription& done, const Transcrip
         if (!stored) kept.notes.push_back("The transcript was not stored. " + stored.error().description());
     }
     const auto path =
-        saveTranscriptFile(context.places.transcripts(), transcriptFileName(date, titleOf(source), id), text);
+        saveTranscriptFile(context.paths.transcripts(), transcriptFileName(date, titleOf(source), id), text);
     if (path) {
         kept.path = *path;
     } else {
@@ -102,7 +103,7 @@ MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) 
     if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
 
     // Refused before anything opens it.
-    if (isFileOfDatabase(path, context.places.database()))
+    if (isFileOfDatabase(path, context.paths.database()))
         return failedOutcome(AudioError{AudioError::NotAudio{}}.description(path));
 
     const auto done = context.transcribe(path, language, call.cancellation, call.progress);

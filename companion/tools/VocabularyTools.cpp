@@ -1,10 +1,10 @@
 #include "companion/tools/VocabularyTools.h"
 
 #include "companion/store/Vocabulary.h"
-#include "companion/store/WordForm.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
 #include "companion/tools/ResultSize.h"
+#include "companion/transcript/WordForm.h"
 #include "kit/support/Unicode.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Which model recognises what.
 #pragma once
 
-#include "companion/store/ModelStore.h"
+#include "companion/models/ModelStore.h"
 
 #include <optional>
 #include <string>

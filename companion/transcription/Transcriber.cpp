@@ -1,7 +1,7 @@
 #include "companion/transcription/Transcriber.h"
 
 #include "companion/audio/AudioSource.h"
-#include "companion/speech/LanguageHint.h"
+#include "companion/models/LanguageHint.h"
 #include "companion/speech/SpeechDetector.h"
 #include "companion/speech/UtteranceSplitter.h"
 #include "companion/support/InQuotes.h"

@@ -3,9 +3,9 @@
 
 #include "companion/audio/AudioError.h"
 #include "companion/speech/SpeechDecoder.h"
-#include "companion/speech/Transcript.h"
 #include "companion/support/BoundedPool.h"
 #include "companion/support/Cancellation.h"
+#include "companion/transcript/Transcript.h"
 #include "companion/transcription/SpeechModel.h"
 
 #include <chrono>

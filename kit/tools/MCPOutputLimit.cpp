@@ -1,6 +1,6 @@
 #include "kit/tools/MCPOutputLimit.h"
 
-#include "kit/tools/CharacterCount.h"
+#include "kit/support/CharacterCount.h"
 
 #include <string_view>
 #include <utility>

@@ -1,10 +1,10 @@
 // Kills the real program in the middle of its work, looks at what it left, and starts it again.
-#include "companion/store/Places.h"
+#include "companion/models/SHA256.h"
 #include "companion/store/Recordings.h"
-#include "companion/store/SHA256.h"
 #include "companion/store/Schema.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
+#include "companion/support/Paths.h"
 #include "tests/companion/support/Application.h"
 #include "tests/companion/support/SoundFile.h"
 #include "tests/support/TemporaryFolder.h"
@@ -40,7 +40,7 @@ const MCPValue german = MCPValue::object({{"identifier", "de"}});
 
 /// The database as the dead program left it, found to be sound.
 Database soundDatabase(const TemporaryFolder& home) {
-    auto database = openStore(Places::in(supportIn(home.path())).database().string());
+    auto database = openStore(Paths::in(supportIn(home.path())).database().string());
     if (!database) {
         ADD_FAILURE() << database.error().description();
         std::abort();
@@ -63,10 +63,10 @@ void writeCatalogue(const TemporaryFolder& home) {
     std::filesystem::resize_file(source, 200 << 20);
     SHA256 sum;
     for (int piece = 0; piece < 200; ++piece) sum.add(std::string(1 << 20, '\0'));
-    vostel_tests::writeFile(Places::in(supportIn(home.path())).catalogue(),
+    vostel_tests::writeFile(Paths::in(supportIn(home.path())).catalogue(),
                             R"({"models":[{"identifier":"de","displayName":"German","source":")" + source.string() +
                                 R"(","sha256":")" + sum.finish() + R"("}]})");
-    std::filesystem::permissions(Places::in(supportIn(home.path())).folder, std::filesystem::perms::owner_all);
+    std::filesystem::permissions(Paths::in(supportIn(home.path())).folder, std::filesystem::perms::owner_all);
 }
 
 } // namespace
@@ -114,7 +114,7 @@ TEST(ApplicationCrash, EveryAcknowledgedRuleSurvives) {
 
 TEST(ApplicationCrash, ATranscriptIsThereWholeOrNotAtAll) {
     const TemporaryFolder home;
-    const auto transcripts = Places::in(supportIn(home.path())).transcripts();
+    const auto transcripts = Paths::in(supportIn(home.path())).transcripts();
     {
         Application application{home.path()};
         const auto client = connected(home.path());
@@ -145,7 +145,7 @@ TEST(ApplicationCrash, ATranscriptIsThereWholeOrNotAtAll) {
 TEST(ApplicationCrash, AnInstallationThatDiedLeavesNoTraceAndCanBeRepeated) {
     const TemporaryFolder home;
     writeCatalogue(home);
-    const auto models = Places::in(supportIn(home.path())).models();
+    const auto models = Paths::in(supportIn(home.path())).models();
     {
         Application application{home.path()};
         const auto client = connected(home.path());
@@ -174,14 +174,14 @@ TEST(ApplicationCrash, ATerminationCancelsAnInstallation) {
     EXPECT_EQ(textOf(client->response()), "The installation was cancelled; nothing was installed.");
     EXPECT_EQ(application.exitStatus(), 0);
     EXPECT_EQ(application.complaints(), "");
-    EXPECT_EQ(numberOfFiles(Places::in(supportIn(home.path())).models() / ".staging"), 0U);
+    EXPECT_EQ(numberOfFiles(Paths::in(supportIn(home.path())).models() / ".staging"), 0U);
     EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
 }
 
 TEST(ApplicationCrash, TheNextStartPerformsWhatWasConfirmedAndFailsWhatWasAbandoned) {
     const TemporaryFolder home;
     writeCatalogue(home);
-    const Places places = Places::in(supportIn(home.path()));
+    const Paths paths = Paths::in(supportIn(home.path()));
     {
         Application application{home.path()};
         EXPECT_EQ(textOf(call(home, "model_install", german)), "The model de is installed.");
@@ -195,13 +195,13 @@ TEST(ApplicationCrash, TheNextStartPerformsWhatWasConfirmedAndFailsWhatWasAbando
         // As if another one had died between the person's answer and its consequence, and a third while it recorded.
         Database database = soundDatabase(home);
         ASSERT_TRUE(database.execute("UPDATE confirmations SET decision = 'confirmed'"));
-        ASSERT_TRUE(Recordings{database}.begin(id, Moment{1s}));
-        vostel_tests::writeFile(places.downloads() / "abc/audio.webm", "sound");
+        ASSERT_TRUE(Recordings{database}.begin(id, Timestamp{1s}));
+        vostel_tests::writeFile(paths.downloads() / "abc/audio.webm", "sound");
     }
     const Application application{home.path()};
     ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it has recovered before it answers";
-    EXPECT_FALSE(std::filesystem::exists(places.models() / "de"));
-    EXPECT_FALSE(std::filesystem::exists(places.downloads()));
+    EXPECT_FALSE(std::filesystem::exists(paths.models() / "de"));
+    EXPECT_FALSE(std::filesystem::exists(paths.downloads()));
     EXPECT_EQ(textOf(call(home, "model_remove", german)),
               "The user confirmed this action, and it has been performed.\nThe model de was removed.");
     Database database = soundDatabase(home);
@@ -211,7 +211,7 @@ TEST(ApplicationCrash, TheNextStartPerformsWhatWasConfirmedAndFailsWhatWasAbando
 TEST(ApplicationCrash, ADamagedDatabaseIsReportedAndLeftAsItIs) {
     const TemporaryFolder home;
     const std::string letter(5000, 'x');
-    const auto database = Places::in(supportIn(home.path())).database();
+    const auto database = Paths::in(supportIn(home.path())).database();
     vostel_tests::writeFile(database, letter);
     std::filesystem::permissions(database.parent_path(), std::filesystem::perms::owner_all);
     Application application{home.path()};

@@ -1,6 +1,6 @@
 // The real program, as vostel-mcp meets it.
-#include "companion/store/Places.h"
 #include "companion/store/Schema.h"
+#include "companion/support/Paths.h"
 #include "tests/companion/support/Application.h"
 #include "tests/companion/support/SchemaCheck.h"
 #include "tests/companion/support/SoundFile.h"
@@ -116,7 +116,7 @@ TEST(Application, ManyCallsAtOnceAllFindTheDatabaseInTheEnd) {
 TEST(Application, ItsDatabaseIsNoSoundFileAndStaysWhole) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
-    const std::string database = Places::in(supportIn(home.path())).database().string();
+    const std::string database = Paths::in(supportIn(home.path())).database().string();
     const auto call = [&](std::string_view tool, const MCPValue& arguments) {
         const auto client = connected(home.path());
         client->request(tool, arguments);

@@ -1,7 +1,7 @@
 // One connection on the application's side of the socket, played by a test.
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 #include "tests/e2e/Patience.h"
 
 #include <nlohmann/json.hpp>
@@ -16,7 +16,7 @@ namespace vostel_tests {
 /// Whatever takes longer than patience fails the test.
 class ApplicationConnection final {
 public:
-    explicit ApplicationConnection(vostel_mcp::FileDescriptor socket) : socket_{std::move(socket)} {}
+    explicit ApplicationConnection(posix::FileDescriptor socket) : socket_{std::move(socket)} {}
 
     /// The next `count` bytes; fewer when the server ends before.
     [[nodiscard]] std::string read(std::size_t count);
@@ -29,7 +29,7 @@ public:
     void expectClosedByServer();
 
 private:
-    vostel_mcp::FileDescriptor socket_;
+    posix::FileDescriptor socket_;
 };
 
 /// A tools/call that has arrived at the application.

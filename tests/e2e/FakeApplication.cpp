@@ -9,8 +9,6 @@
 namespace vostel_tests {
 
 using nlohmann::json;
-using vostel_mcp::FileDescriptor;
-
 namespace {
 
 /// The call that a fresh connection brings; none when it brings something else.
@@ -28,21 +26,22 @@ std::filesystem::path socketPath(const std::filesystem::path& home) {
     return home / "Library" / "Application Support" / "com.vostel.vostel" / "mcp.sock";
 }
 
-FileDescriptor listenAt(const std::filesystem::path& path, int backlog) {
+posix::FileDescriptor listenAt(const std::filesystem::path& path, int backlog) {
     std::filesystem::create_directories(path.parent_path());
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     EXPECT_LT(path.native().size(), sizeof address.sun_path);
     std::memcpy(address.sun_path, path.c_str(), path.native().size());
-    FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    posix::FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     EXPECT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
     EXPECT_EQ(listen(listener.number(), backlog), 0) << path;
     return listener;
 }
 
-std::optional<ApplicationConnection> acceptFrom(const FileDescriptor& listener, std::chrono::milliseconds limit) {
+std::optional<ApplicationConnection> acceptFrom(const posix::FileDescriptor& listener,
+                                                std::chrono::milliseconds limit) {
     if (!waitUntilReady(listener.number(), POLLIN, limit)) return std::nullopt;
-    FileDescriptor connection{accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC)};
+    posix::FileDescriptor connection{accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC)};
     if (connection.number() < 0) return std::nullopt;
     return ApplicationConnection{std::move(connection)};
 }
@@ -56,14 +55,14 @@ ApplicationConnection FakeApplication::accept() {
     auto connection = acceptFrom(listener_, patience());
     if (connection) return *std::move(connection);
     ADD_FAILURE() << "the server does not connect";
-    return ApplicationConnection{FileDescriptor{}};
+    return ApplicationConnection{posix::FileDescriptor{}};
 }
 
 ReceivedCall FakeApplication::nextCall() {
     auto call = receiveCall(accept());
     if (call) return *std::move(call);
     ADD_FAILURE() << "the server sends no call";
-    return {ApplicationConnection{FileDescriptor{}}, {}, {}};
+    return {ApplicationConnection{posix::FileDescriptor{}}, {}, {}};
 }
 
 ReceivedCall FakeApplication::nextCallPastCancellations() {

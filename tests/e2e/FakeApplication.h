@@ -1,7 +1,7 @@
 // The application as a test plays it: it listens where the server looks, and every connection is the test's to script.
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 #include "tests/e2e/ApplicationConnection.h"
 
 #include <filesystem>
@@ -13,10 +13,10 @@ namespace vostel_tests {
 [[nodiscard]] std::filesystem::path socketPath(const std::filesystem::path& home);
 
 /// A listening socket at `path`, made with the folders above it.
-[[nodiscard]] vostel_mcp::FileDescriptor listenAt(const std::filesystem::path& path, int backlog);
+[[nodiscard]] posix::FileDescriptor listenAt(const std::filesystem::path& path, int backlog);
 
 /// The next connection to `listener`; none when `limit` passes first.
-[[nodiscard]] std::optional<ApplicationConnection> acceptFrom(const vostel_mcp::FileDescriptor& listener,
+[[nodiscard]] std::optional<ApplicationConnection> acceptFrom(const posix::FileDescriptor& listener,
                                                               std::chrono::milliseconds limit);
 
 class FakeApplication final {
@@ -40,7 +40,7 @@ public:
 
 private:
     std::filesystem::path path_;
-    vostel_mcp::FileDescriptor listener_;
+    posix::FileDescriptor listener_;
 };
 
 } // namespace vostel_tests

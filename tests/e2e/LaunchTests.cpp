@@ -36,13 +36,13 @@ public:
         auto connection = acceptFrom(control_, patience());
         if (connection) return *std::move(connection);
         ADD_FAILURE() << "no application is launched";
-        return ApplicationConnection{vostel_mcp::FileDescriptor{}};
+        return ApplicationConnection{posix::FileDescriptor{}};
     }
     void expectNoLaunch() { EXPECT_FALSE(acceptFrom(control_, silence).has_value()); }
 
 private:
     files::path path_;
-    vostel_mcp::FileDescriptor control_;
+    posix::FileDescriptor control_;
 };
 
 json readReport(ApplicationConnection& launched) {

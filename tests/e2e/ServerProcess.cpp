@@ -18,13 +18,11 @@ extern char** environ;
 
 namespace vostel_tests {
 
-using vostel_mcp::FileDescriptor;
-
 namespace {
 
 struct Stream {
-    FileDescriptor ours;
-    FileDescriptor theirs;
+    posix::FileDescriptor ours;
+    posix::FileDescriptor theirs;
 };
 
 enum class Flow { toServer, fromServer };
@@ -36,8 +34,8 @@ Stream makeStream(Flow flow, bool nonBlockingSocket) {
     } else {
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     }
-    Stream stream{FileDescriptor{ends[flow == Flow::toServer ? 1 : 0]},
-                  FileDescriptor{ends[flow == Flow::toServer ? 0 : 1]}};
+    Stream stream{posix::FileDescriptor{ends[flow == Flow::toServer ? 1 : 0]},
+                  posix::FileDescriptor{ends[flow == Flow::toServer ? 0 : 1]}};
     fcntl(stream.ours.number(), F_SETFL, fcntl(stream.ours.number(), F_GETFL) | O_NONBLOCK);
     return stream;
 }

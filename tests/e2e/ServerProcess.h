@@ -1,7 +1,7 @@
 // The real server as an AI client has it: a child process behind three streams.
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 #include "tests/e2e/Patience.h"
 
 #include <cstddef>
@@ -75,9 +75,9 @@ private:
     [[nodiscard]] bool readOutput(std::chrono::milliseconds limit);
     [[nodiscard]] std::filesystem::path information(std::string_view name) const;
 
-    vostel_mcp::FileDescriptor input_;
-    vostel_mcp::FileDescriptor output_;
-    vostel_mcp::FileDescriptor error_;
+    posix::FileDescriptor input_;
+    posix::FileDescriptor output_;
+    posix::FileDescriptor error_;
     pid_t processID_ = -1;
     std::string pendingOutput_;
     std::size_t searchedOutput_ = 0;

@@ -157,7 +157,7 @@ TEST_F(MCPSocketClientTest, TheSocketMayAppearAtTheLastLook) {
 }
 
 TEST_F(MCPSocketClientTest, TheTimeOutNamesTheMeasuredSecondsWithoutTheirFraction) {
-    MCPSocketClient::System system{[this](const std::string&) -> std::expected<FileDescriptor, PosixError> {
+    MCPSocketClient::System system{[this](const std::string&) -> std::expected<posix::FileDescriptor, PosixError> {
                                        clock.pass(1.75s);
                                        return std::unexpected(PosixError{ECONNREFUSED});
                                    },

@@ -1,4 +1,4 @@
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 #include "server/MCPStdio.h"
 #include "tests/support/BytesOf.h"
 #include "tests/support/FakeThreads.h"
@@ -23,13 +23,13 @@ using VostelMCPKit::PosixError;
 using Lines = std::vector<std::string>;
 
 struct Pipe {
-    FileDescriptor reading, writing;
+    posix::FileDescriptor reading, writing;
 
     Pipe() {
         int ends[2];
         if (pipe(ends) != 0) std::abort();
-        reading = FileDescriptor{ends[0]};
-        writing = FileDescriptor{ends[1]};
+        reading = posix::FileDescriptor{ends[0]};
+        writing = posix::FileDescriptor{ends[1]};
     }
 
     void feed(std::string_view bytes) const {
@@ -43,12 +43,12 @@ struct Pipe {
     }
 };
 
-void makeNonBlocking(const FileDescriptor& descriptor) {
+void makeNonBlocking(const posix::FileDescriptor& descriptor) {
     ASSERT_EQ(fcntl(descriptor.number(), F_SETFL, fcntl(descriptor.number(), F_GETFL) | O_NONBLOCK), 0);
 }
 
 /// Reads the descriptor to its end, on the thread of the test.
-Lines linesOf(const FileDescriptor& descriptor) {
+Lines linesOf(const posix::FileDescriptor& descriptor) {
     LineChannel channel;
     FakeThreads threads{FakeThreads::Run::atOnce};
     EXPECT_TRUE(MCPStdio::startReadingLines(descriptor.number(), channel, threads.starter()));
@@ -131,9 +131,9 @@ TEST(MCPStdio, ANonBlockingInputIsWaitedFor) {
 }
 
 TEST(MCPStdio, AnInputThatCannotBeReadIsAtItsEnd) {
-    const FileDescriptor folder{open("/", O_RDONLY)};
+    const posix::FileDescriptor folder{open("/", O_RDONLY)};
     EXPECT_EQ(linesOf(folder), Lines{});
-    EXPECT_EQ(linesOf(FileDescriptor{}), Lines{});
+    EXPECT_EQ(linesOf(posix::FileDescriptor{}), Lines{});
 }
 
 TEST(MCPStdio, AWriteReportsTheBytesThatItTook) {

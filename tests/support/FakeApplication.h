@@ -38,7 +38,7 @@ public:
     [[nodiscard]] const std::vector<std::string>& paths() const { return paths_; }
 
 private:
-    using Connected = std::expected<vostel_mcp::FileDescriptor, VostelMCPKit::PosixError>;
+    using Connected = std::expected<posix::FileDescriptor, VostelMCPKit::PosixError>;
 
     Connected connect(const std::string& path) {
         paths_.push_back(path);

@@ -1,7 +1,7 @@
 // Threads that are none: their bodies run on the test's own thread, at once or when the test says so.
 #pragma once
 
-#include "server/OwnThread.h"
+#include "posix/BlockingThread.h"
 
 #include <cstdlib>
 #include <deque>
@@ -19,8 +19,8 @@ public:
     FakeThreads(const FakeThreads&) = delete;
 
     /// Valid as long as this object.
-    [[nodiscard]] vostel_mcp::ThreadStarter starter() {
-        return [this](vostel_mcp::ThreadName name, std::function<void()> body) { return start(name, std::move(body)); };
+    [[nodiscard]] posix::ThreadStarter starter() {
+        return [this](posix::ThreadName name, std::function<void()> body) { return start(name, std::move(body)); };
     }
 
     /// From the `count`-th start on, counted from one, the system has no room for another thread.
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] const std::vector<std::string>& reverseDNSNames() const { return reverseDNSNames_; }
 
 private:
-    std::expected<void, VostelMCPKit::PosixError> start(vostel_mcp::ThreadName name, std::function<void()> body) {
+    std::expected<void, VostelMCPKit::PosixError> start(posix::ThreadName name, std::function<void()> body) {
         suffixes_.emplace_back(name.suffix);
         reverseDNSNames_.emplace_back(name.reverseDNS);
         if (firstRefused_ && suffixes_.size() >= *firstRefused_) {

@@ -1,7 +1,7 @@
 // The application's end of one connection: a script of what it sends, then the end of the stream.
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -43,15 +43,15 @@ public:
     explicit ScriptedPeer(const std::vector<std::string>& pieces, Ending ending = Ending::endOfStream) {
         int ends[2];
         if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) std::abort();
-        applicationEnd_ = vostel_mcp::FileDescriptor{ends[0]};
-        clientEnd_ = vostel_mcp::FileDescriptor{ends[1]};
+        applicationEnd_ = posix::FileDescriptor{ends[0]};
+        clientEnd_ = posix::FileDescriptor{ends[1]};
         for (const std::string& piece : pieces) sendPiece(piece);
         if (ending == Ending::endOfStream) shutdown(number(), SHUT_WR);
         if (ending == Ending::gone) applicationEnd_ = {};
     }
 
     /// What a connect gives to the client; once.
-    [[nodiscard]] vostel_mcp::FileDescriptor takeClientEnd() { return std::move(clientEnd_); }
+    [[nodiscard]] posix::FileDescriptor takeClientEnd() { return std::move(clientEnd_); }
 
     /// May be called from a signal handler.
     void sendPiece(std::string_view piece) const {
@@ -81,8 +81,8 @@ public:
 private:
     [[nodiscard]] int number() const { return applicationEnd_.number(); }
 
-    vostel_mcp::FileDescriptor applicationEnd_;
-    vostel_mcp::FileDescriptor clientEnd_;
+    posix::FileDescriptor applicationEnd_;
+    posix::FileDescriptor clientEnd_;
     bool clientClosed_ = false;
 };
 

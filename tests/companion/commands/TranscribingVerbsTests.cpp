@@ -3,10 +3,10 @@
 #include "companion/commands/RecordVerb.h"
 #include "companion/commands/TranscriptVerbs.h"
 #include "companion/store/Dictations.h"
-#include "companion/store/Files.h"
 #include "companion/store/Recordings.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
+#include "posix/Files.h"
 #include "tests/companion/commands/VerbFixture.h"
 
 #include <cstdlib>
@@ -113,7 +113,7 @@ TEST_F(RecordVerb, MakesOneCallOfTwoTracks) {
                                 std::nullopt, std::nullopt, "en", 3, "Me: good morning\nThem: hello\nMe: fine"}));
     EXPECT_EQ(stored->lines[0],
               (RecordingLine{RecordingLine::Track::microphone, "Me", "good morning", Seconds{0}, Seconds{1}}));
-    EXPECT_FALSE(std::filesystem::exists(world.places.lockOfRecording(uuid(1)))) << "nobody works on it any more";
+    EXPECT_FALSE(std::filesystem::exists(world.paths.lockOfRecording(uuid(1)))) << "nobody works on it any more";
 }
 
 TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
@@ -121,7 +121,7 @@ TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
     duringTranscription = [&] {
         EXPECT_EQ(summary().state, RecordingSummary::State::transcribing);
         EXPECT_EQ(summary().duration, Seconds{30});
-        EXPECT_TRUE(FileLock::isHeld(world.places.lockOfRecording(uuid(1))));
+        EXPECT_TRUE(posix::FileLock::isHeld(world.paths.lockOfRecording(uuid(1))));
         progress.push_back(summary().progress);
     };
     EXPECT_EQ(record(), Exit::done);
@@ -147,7 +147,7 @@ TEST_F(RecordVerb, AnInterruptedCallIsKeptAsAFailedOne) {
     EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
     EXPECT_EQ(summary().state, RecordingSummary::State::failed);
     EXPECT_EQ(summary().failureReason, "The transcription was cancelled.");
-    EXPECT_FALSE(std::filesystem::exists(world.places.lockOfRecording(uuid(1))));
+    EXPECT_FALSE(std::filesystem::exists(world.paths.lockOfRecording(uuid(1))));
 }
 
 TEST_F(RecordVerb, AFileThatVanishesInBetweenFailsTheCall) {

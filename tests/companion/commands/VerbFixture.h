@@ -2,7 +2,7 @@
 #pragma once
 
 #include "companion/commands/World.h"
-#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/models/ModelFixture.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -33,7 +33,7 @@ struct VerbFixture {
     std::string told;
 
     World world{
-        .places = Places{models.folder.path()},
+        .paths = Paths{models.folder.path()},
         .database = database,
         .models = models.models,
         .transcribe =

@@ -46,7 +46,7 @@ struct DownloaderStage {
     download(const std::string& url = "https://youtu.be/a") {
         VideoDownloader downloader{{folder / "down%loads", searchPath, environment,
                                     [](const std::string&) { return std::vector<std::string>{}; },
-                                    vostel_mcp::startOwnThread},
+                                    posix::startBlockingThread},
                                    limits};
         return downloader.download(url, cancellation, [this](double share) { progress.push_back(share); });
     }
@@ -243,7 +243,7 @@ wait
 )sh");
     VideoDownloader downloader{{stage.folder / "down%loads", stage.searchPath, stage.environment,
                                 [](const std::string&) { return std::vector<std::string>{}; },
-                                vostel_mcp::startOwnThread},
+                                posix::startBlockingThread},
                                stage.limits};
     const auto done =
         downloader.download("https://youtu.be/a", stage.cancellation, [&](double) { stage.cancellation.cancel(); });
@@ -290,7 +290,7 @@ TEST(VideoDownloader, OneThatHasToWaitForItsTurnCanBeCancelled) {
     stage.install("echo '[vostel]  10.0%'; sleep 1000");
     VideoDownloader downloader{{stage.folder / "down%loads", stage.searchPath, stage.environment,
                                 [](const std::string&) { return std::vector<std::string>{}; },
-                                vostel_mcp::startOwnThread},
+                                posix::startBlockingThread},
                                stage.limits};
     const auto first = downloader.download("https://youtu.be/a", stage.cancellation, [&](double) {
         Cancellation second;

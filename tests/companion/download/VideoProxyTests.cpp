@@ -13,8 +13,6 @@
 
 namespace vostel_companion {
 
-using vostel_mcp::FileDescriptor;
-
 namespace {
 
 sockaddr_in local(std::uint16_t port) {
@@ -37,8 +35,8 @@ public:
         port_ = ntohs(address.sin_port);
     }
     [[nodiscard]] std::uint16_t port() const { return port_; }
-    [[nodiscard]] FileDescriptor accept() const {
-        return FileDescriptor{::accept(listener_.number(), nullptr, nullptr)};
+    [[nodiscard]] posix::FileDescriptor accept() const {
+        return posix::FileDescriptor{::accept(listener_.number(), nullptr, nullptr)};
     }
     [[nodiscard]] bool hasCaller() const {
         pollfd waiting{listener_.number(), POLLIN, 0};
@@ -46,29 +44,29 @@ public:
     }
 
 private:
-    FileDescriptor listener_;
+    posix::FileDescriptor listener_;
     std::uint16_t port_ = 0;
 };
 
-void connectTo(const VideoProxy& proxy, const FileDescriptor& socket) {
+void connectTo(const VideoProxy& proxy, const posix::FileDescriptor& socket) {
     const std::string& url = proxy.url();
     const auto port = static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1)));
     const sockaddr_in address = local(port);
     EXPECT_EQ(::connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
 }
 
-FileDescriptor connectTo(const VideoProxy& proxy) {
-    FileDescriptor socket{::socket(AF_INET, SOCK_STREAM, 0)};
+posix::FileDescriptor connectTo(const VideoProxy& proxy) {
+    posix::FileDescriptor socket{::socket(AF_INET, SOCK_STREAM, 0)};
     connectTo(proxy, socket);
     return socket;
 }
 
-void send(const FileDescriptor& socket, std::string_view bytes) {
+void send(const posix::FileDescriptor& socket, std::string_view bytes) {
     EXPECT_EQ(::send(socket.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
 }
 
 /// So many bytes, or fewer when the connection ends before.
-std::string receive(const FileDescriptor& socket, std::size_t count) {
+std::string receive(const posix::FileDescriptor& socket, std::size_t count) {
     std::string bytes(count, '\0');
     const ssize_t received = ::recv(socket.number(), bytes.data(), bytes.size(), MSG_WAITALL);
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
@@ -90,7 +88,7 @@ struct ProxyStage {
                                       resolved.push_back(host);
                                       return addresses;
                                   },
-                                  vostel_mcp::startOwnThread, service.port(), isPublic})
+                                  posix::startBlockingThread, service.port(), isPublic})
             .value();
     }
 };
@@ -102,12 +100,12 @@ bool always(const std::string&) { return true; }
 TEST(VideoProxy, CarriesBytesBothWaysOnceTheHostWasJudged) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
-    const FileDescriptor client = connectTo(proxy);
+    const posix::FileDescriptor client = connectTo(proxy);
     // In pieces, and with the first bytes of the conversation behind the request.
     send(client, "CONNECT WWW.YouTube.com:443 HT");
     send(client, "TP/1.1\r\nHost: www.youtube.com:443\r\n\r\nhello");
     EXPECT_EQ(receive(client, established.size()), established);
-    const FileDescriptor service = stage.service.accept();
+    const posix::FileDescriptor service = stage.service.accept();
     EXPECT_EQ(receive(service, 5), "hello");
     const std::string long_(3'000'000, 'x');
     std::thread sender{[&] {
@@ -146,7 +144,7 @@ TEST(VideoProxy, RefusesWhateverIsNotAWayToTheService) {
     const VideoProxy proxy = stage.start(always);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.when);
-        const FileDescriptor client = connectTo(proxy);
+        const posix::FileDescriptor client = connectTo(proxy);
         send(client, std::string{row.head} + "\r\n\r\n");
         EXPECT_EQ(receive(client, 1000), "HTTP/1.1 403 Forbidden\r\n\r\n");
     }
@@ -164,7 +162,7 @@ TEST(VideoProxy, JudgesEveryConnectionByTheAddressesThatItWouldUse) {
             const std::lock_guard lock{stage.mutex};
             stage.addresses = addresses;
         }
-        const FileDescriptor client = connectTo(proxy);
+        const posix::FileDescriptor client = connectTo(proxy);
         send(client, request);
         EXPECT_EQ(receive(client, 1000), "HTTP/1.1 403 Forbidden\r\n\r\n");
     }
@@ -172,7 +170,7 @@ TEST(VideoProxy, JudgesEveryConnectionByTheAddressesThatItWouldUse) {
         const std::lock_guard lock{stage.mutex};
         stage.addresses.clear();
     }
-    const FileDescriptor client = connectTo(proxy);
+    const posix::FileDescriptor client = connectTo(proxy);
     send(client, request);
     EXPECT_EQ(receive(client, 1000), "HTTP/1.1 502 Bad Gateway\r\n\r\n") << "a name without addresses";
     EXPECT_FALSE(stage.service.hasCaller());
@@ -182,7 +180,7 @@ TEST(VideoProxy, TriesTheNextAddressWhenOneDoesNotAnswer) {
     ProxyStage stage;
     stage.addresses = {"127.0.0.2:1", "127.0.0.1"};
     const VideoProxy proxy = stage.start(always);
-    const FileDescriptor client = connectTo(proxy);
+    const posix::FileDescriptor client = connectTo(proxy);
     send(client, "CONNECT youtu.be:443 HTTP/1.1\r\n\r\n");
     EXPECT_EQ(receive(client, established.size()), established);
 }
@@ -190,7 +188,7 @@ TEST(VideoProxy, TriesTheNextAddressWhenOneDoesNotAnswer) {
 TEST(VideoProxy, ARequestThatNeverEndsIsCut) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
-    const FileDescriptor client = connectTo(proxy);
+    const posix::FileDescriptor client = connectTo(proxy);
     const std::string endless(10'000, 'x');
     std::ignore = ::send(client.number(), endless.data(), endless.size(), MSG_NOSIGNAL);
     EXPECT_EQ(receive(client, 1), "");
@@ -199,10 +197,10 @@ TEST(VideoProxy, ARequestThatNeverEndsIsCut) {
 TEST(VideoProxy, ItsEndCutsEveryConnection) {
     ProxyStage stage;
     std::optional<VideoProxy> proxy{stage.start(always)};
-    const FileDescriptor client = connectTo(*proxy);
+    const posix::FileDescriptor client = connectTo(*proxy);
     send(client, "CONNECT youtube.com:443 HTTP/1.1\r\n\r\n");
     EXPECT_EQ(receive(client, established.size()), established);
-    const FileDescriptor service = stage.service.accept();
+    const posix::FileDescriptor service = stage.service.accept();
     proxy.reset();
     EXPECT_EQ(receive(client, 1), "");
     EXPECT_EQ(receive(service, 1), "");
@@ -274,10 +272,10 @@ TEST(VideoProxy, WithoutDescriptorsItWaitsForBetterTimes) {
     const VideoProxy proxy = stage.start(always);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    FileDescriptor client{::socket(AF_INET, SOCK_STREAM, 0)};
+    posix::FileDescriptor client{::socket(AF_INET, SOCK_STREAM, 0)};
     // The next one that anybody opens would be beyond the limit.
     rlimit none = before;
-    none.rlim_cur = static_cast<rlim_t>(FileDescriptor{::dup(client.number())}.number());
+    none.rlim_cur = static_cast<rlim_t>(posix::FileDescriptor{::dup(client.number())}.number());
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
     connectTo(proxy, client);
     const std::clock_t start = std::clock();

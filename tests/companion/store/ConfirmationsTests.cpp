@@ -1,6 +1,6 @@
 #include "companion/store/Confirmations.h"
 #include "companion/store/Vocabulary.h"
-#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/models/ModelFixture.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,11 +20,11 @@ using Words = std::vector<std::string>;
 const ConfirmableAction removeGerman{RemoveModel{"de"}};
 
 struct Fixture {
-    ModelFixture places;
+    ModelFixture paths;
     Database database = openInMemory();
     std::chrono::system_clock::time_point now{std::chrono::sys_days{std::chrono::year{2026} / 8 / 30}};
     std::uint8_t lastID = 0;
-    Confirmations confirmations{database, places.models, [this] { return now; }, [this] { return uuid(++lastID); }};
+    Confirmations confirmations{database, paths.models, [this] { return now; }, [this] { return uuid(++lastID); }};
     Vocabulary vocabulary{database};
 
     Fixture() {
@@ -56,11 +56,11 @@ struct Fixture {
         ASSERT_TRUE(update.bind(id.text()).run());
     }
 
-    void install() { ASSERT_TRUE(places.models.install("de", {})); }
-    [[nodiscard]] bool isInstalled() const { return places.models.installedFolder("de").has_value(); }
+    void install() { ASSERT_TRUE(paths.models.install("de", {})); }
+    [[nodiscard]] bool isInstalled() const { return paths.models.installedFolder("de").has_value(); }
     [[nodiscard]] std::size_t takenCount() const {
         std::size_t count = 0;
-        for (const std::string& name : places.contents()) {
+        for (const std::string& name : paths.contents()) {
             if (name.starts_with(".removed/") && name.find('/', 9) == std::string::npos) ++count;
         }
         return count;
@@ -339,7 +339,7 @@ TEST(Confirmations, AModelThatIsNotInstalledIsConfirmedAndNothingRemoved) {
 TEST(Confirmations, TheOutcomeIsToldThoughTheCatalogueHasForgottenTheModel) {
     Fixture fixture;
     fixture.install();
-    std::filesystem::remove(fixture.places.folder / "models.json");
+    std::filesystem::remove(fixture.paths.folder / "models.json");
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
     EXPECT_EQ(fixture.ask(removeGerman).removed, Words{"de"});
@@ -383,7 +383,7 @@ TEST(Confirmations, ACrashAfterTheModelIsTakenDoesNotTakeItsSuccessor) {
         fixture.install();
         const UUID id = fixture.ask(removeGerman).confirmation.request.id;
         ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
-        ASSERT_EQ(fixture.places.models.takeAway("de", id), true);
+        ASSERT_EQ(fixture.paths.models.takeAway("de", id), true);
         fixture.install();
 
         if (isAtStart) {
@@ -401,7 +401,7 @@ TEST(Confirmations, ACrashBeforeTheTakenModelIsDeletedLeavesNothingBehind) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
-    ASSERT_EQ(fixture.places.models.takeAway("de", id), true);
+    ASSERT_EQ(fixture.paths.models.takeAway("de", id), true);
     ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
     ASSERT_TRUE(fixture.database.execute("UPDATE confirmations SET isPerformed = 1"));
     EXPECT_EQ(fixture.takenCount(), 1U);
@@ -449,7 +449,7 @@ TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
-    const auto obstacle = fixture.places.folder / "models/.removed";
+    const auto obstacle = fixture.paths.folder / "models/.removed";
     writeFile(obstacle, "a file where the folder should be");
     EXPECT_FALSE(fixture.confirmations.answer(id, Decision::confirmed));
     EXPECT_FALSE(fixture.confirmations.ask(removeGerman));
@@ -464,12 +464,12 @@ TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
 
 TEST(Confirmations, AnotherProcessMayAnswer) {
     const StoreFolder folder;
-    const ModelFixture places;
+    const ModelFixture paths;
     auto server = openStore(folder / "store.sqlite");
     auto command = openStore(folder / "store.sqlite");
     ASSERT_TRUE(server && command);
-    Confirmations asked{*server, places.models, atNoTime, [] { return uuid(1); }};
-    Confirmations answered{*command, places.models, atNoTime, [] { return uuid(2); }};
+    Confirmations asked{*server, paths.models, atNoTime, [] { return uuid(1); }};
+    Confirmations answered{*command, paths.models, atNoTime, [] { return uuid(2); }};
     Vocabulary vocabulary{*server};
     ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
     const ConfirmableAction action{RemoveWords{{"github"}}};
@@ -483,8 +483,8 @@ TEST(Confirmations, AnotherProcessMayAnswer) {
 }
 
 TEST(Confirmations, ProcessesThatAskAtOnceMakeOneRequest) {
-    const ModelFixture places;
-    const std::string path = places.folder / "store.sqlite";
+    const ModelFixture paths;
+    const std::string path = paths.folder / "store.sqlite";
     ASSERT_TRUE(openStore(path));
     const auto ask = [](Confirmations& confirmations) -> std::optional<int> {
         int made = 0;
@@ -495,18 +495,18 @@ TEST(Confirmations, ProcessesThatAskAtOnceMakeOneRequest) {
         }
         return made;
     };
-    EXPECT_EQ(countOfSuccesses(path, places.models, ask), contestedWords);
+    EXPECT_EQ(countOfSuccesses(path, paths.models, ask), contestedWords);
 }
 
 TEST(Confirmations, OfSeveralAnswersAtOnceOneIsTakenAndTheActionPerformedOnce) {
-    const ModelFixture places;
-    const std::string path = places.folder / "store.sqlite";
+    const ModelFixture paths;
+    const std::string path = paths.folder / "store.sqlite";
     std::vector<UUID> requests;
     {
         auto database = openStore(path);
         ASSERT_TRUE(database);
         Vocabulary vocabulary{*database};
-        Confirmations confirmations{*database, places.models, atNoTime,
+        Confirmations confirmations{*database, paths.models, atNoTime,
                                     [&] { return uuid(static_cast<std::uint8_t>(requests.size())); }};
         for (int number = 0; number < contestedWords; ++number) {
             ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{contestedWord(number), ""}}));
@@ -526,7 +526,7 @@ TEST(Confirmations, OfSeveralAnswersAtOnceOneIsTakenAndTheActionPerformedOnce) {
         }
         return performed;
     };
-    EXPECT_EQ(countOfSuccesses(path, places.models, answer), contestedWords);
+    EXPECT_EQ(countOfSuccesses(path, paths.models, answer), contestedWords);
 }
 
 } // namespace vostel_companion

@@ -2,7 +2,7 @@
 #include "companion/store/Confirmations.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
-#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/models/ModelFixture.h"
 
 #include <csignal>
 #include <functional>
@@ -152,7 +152,7 @@ TEST(Crash, EveryAcknowledgedTranscriptSurvivesWhole) {
 }
 
 TEST(Crash, ARuleIsRemovedExactlyWhenItsConfirmationIsStored) {
-    const ModelFixture places;
+    const ModelFixture paths;
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
@@ -161,7 +161,7 @@ TEST(Crash, ARuleIsRemovedExactlyWhenItsConfirmationIsStored) {
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);
             if (!database) ::_exit(3);
-            Program program{*std::move(database), places.models};
+            Program program{*std::move(database), paths.models};
             for (int number = 1;; ++number) {
                 const std::vector<VocabularyRule> rule = {{"word" + std::to_string(number), ""}};
                 if (!program.vocabulary.add(rule)) ::_exit(4);
@@ -173,7 +173,7 @@ TEST(Crash, ARuleIsRemovedExactlyWhenItsConfirmationIsStored) {
         }};
         const int acknowledged = victim.killAfter(moments.count(), moments.delay());
 
-        Program program{openSound(path), places.models};
+        Program program{openSound(path), paths.models};
         const auto confirmed =
             readCount(program.database, "SELECT count(*) FROM confirmations WHERE decision IS NOT NULL "
                                         "AND isPerformed");
@@ -197,15 +197,15 @@ TEST(Crash, AModelIsWholeOrGoneAndEveryConfirmedRemovalIsFinished) {
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
-        const ModelFixture places;
-        const std::string path = places.folder / "store.sqlite";
+        const ModelFixture paths;
+        const std::string path = paths.folder / "store.sqlite";
         const ConfirmableAction removal{RemoveModel{"de"}};
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);
             if (!database) ::_exit(3);
-            Program program{*std::move(database), places.models};
+            Program program{*std::move(database), paths.models};
             for (int number = 1;; ++number) {
-                if (!places.models.install("de", {})) ::_exit(4);
+                if (!paths.models.install("de", {})) ::_exit(4);
                 acknowledge();
                 if (!program.confirmations.ask(removal)) ::_exit(5);
                 if (!program.confirmations.answer(numbered(number), Decision::confirmed)) ::_exit(6);
@@ -216,12 +216,12 @@ TEST(Crash, AModelIsWholeOrGoneAndEveryConfirmedRemovalIsFinished) {
         }};
         const int acknowledged = victim.killAfter(moments.count(), moments.delay());
 
-        Program program{openSound(path), places.models};
+        Program program{openSound(path), paths.models};
         program.lastID = 1000;
         ASSERT_TRUE(program.confirmations.recover());
-        std::set<std::string> contents = places.contents();
+        std::set<std::string> contents = paths.contents();
         contents.erase(".removed");
-        const bool isInstalled = places.models.installedFolder("de").has_value();
+        const bool isInstalled = paths.models.installedFolder("de").has_value();
         EXPECT_EQ(contents, isInstalled ? ModelFixture::whole : std::set<std::string>{".staging"});
 
         const auto report = program.confirmations.ask(removal);
@@ -244,18 +244,18 @@ TEST(Crash, AnInterruptedInstallationLeavesNothingAndCanBeRepeated) {
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
-        const ModelFixture places;
+        const ModelFixture paths;
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
-            std::ignore = places.models.install("de", {[&](double) { acknowledge(); }, {}});
+            std::ignore = paths.models.install("de", {[&](double) { acknowledge(); }, {}});
             for (;;) ::pause();
         }};
         victim.killAfter(1 + round % 2, moments.delay() / 6);
 
-        ASSERT_TRUE(places.models.deleteLeftovers());
-        const bool isInstalled = places.models.installedFolder("de").has_value();
-        EXPECT_EQ(places.contents(), isInstalled ? ModelFixture::whole : std::set<std::string>{".staging"});
-        EXPECT_TRUE(places.models.install("de", {}));
-        EXPECT_EQ(places.contents(), ModelFixture::whole);
+        ASSERT_TRUE(paths.models.deleteLeftovers());
+        const bool isInstalled = paths.models.installedFolder("de").has_value();
+        EXPECT_EQ(paths.contents(), isInstalled ? ModelFixture::whole : std::set<std::string>{".staging"});
+        EXPECT_TRUE(paths.models.install("de", {}));
+        EXPECT_EQ(paths.contents(), ModelFixture::whole);
     }
 }
 

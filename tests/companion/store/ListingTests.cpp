@@ -55,15 +55,15 @@ TEST(Listing, TheLimitIsBetweenOneAndFiveHundred) {
 TEST(Listing, APlainDateIsMidnightAtBothEnds) {
     const auto listing = parse({}, "2026-08-30", "2026-08-30");
     ASSERT_TRUE(listing);
-    EXPECT_EQ(listing->since, Moment{sys_days{2026y / August / 30}});
-    EXPECT_EQ(listing->until, Moment{sys_days{2026y / August / 30}});
+    EXPECT_EQ(listing->since, Timestamp{sys_days{2026y / August / 30}});
+    EXPECT_EQ(listing->until, Timestamp{sys_days{2026y / August / 30}});
 }
 
 TEST(Listing, FractionsBelowTheMillisecondNarrowTheWindow) {
     const auto listing = parse({}, "2026-08-30T00:00:00.0001Z", "2026-08-30T00:00:00.0019Z");
     ASSERT_TRUE(listing);
-    EXPECT_EQ(listing->since, Moment{sys_days{2026y / August / 30} + 1ms});
-    EXPECT_EQ(listing->until, Moment{sys_days{2026y / August / 30} + 1ms});
+    EXPECT_EQ(listing->since, Timestamp{sys_days{2026y / August / 30} + 1ms});
+    EXPECT_EQ(listing->until, Timestamp{sys_days{2026y / August / 30} + 1ms});
 }
 
 TEST(Listing, AnArgumentThatMeansNothingGetsOneSentence) {

@@ -1,6 +1,6 @@
 #include "companion/store/Recordings.h"
 #include "companion/store/Recovery.h"
-#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/models/ModelFixture.h"
 
 namespace vostel_companion {
 
@@ -10,7 +10,7 @@ using State = RecordingSummary::State;
 
 struct Stage {
     ModelFixture fixture;
-    Places places{fixture.folder / "data"};
+    Paths paths{fixture.folder / "data"};
     Database database = openInMemory();
     Confirmations confirmations{database, fixture.models, [] { return std::chrono::system_clock::now(); },
                                 [] { return uuid(9); }};
@@ -21,57 +21,57 @@ struct Stage {
 
 } // namespace
 
-TEST(Places, LieInTheApplicationsFolder) {
-    const Places places = Places::in("/home/robin/Library/Application Support");
+TEST(Paths, LieInTheApplicationsFolder) {
+    const Paths paths = Paths::in("/home/robin/Library/Application Support");
     const std::string folder = "/home/robin/Library/Application Support/com.vostel.vostel";
-    EXPECT_EQ(places.folder, folder);
-    EXPECT_EQ(places.database(), folder + "/Vostel.sqlite");
-    EXPECT_EQ(places.transcripts(), folder + "/Transcripts");
-    EXPECT_EQ(places.models(), folder + "/Models");
-    EXPECT_EQ(places.catalogue(), folder + "/models.json");
-    EXPECT_EQ(places.downloads(), folder + "/Downloads");
-    EXPECT_EQ(places.lockOfRecording(uuid(1)), folder + "/Recordings/00000000-0000-0000-0000-000000000001.lock");
+    EXPECT_EQ(paths.folder, folder);
+    EXPECT_EQ(paths.database(), folder + "/Vostel.sqlite");
+    EXPECT_EQ(paths.transcripts(), folder + "/Transcripts");
+    EXPECT_EQ(paths.models(), folder + "/Models");
+    EXPECT_EQ(paths.catalogue(), folder + "/models.json");
+    EXPECT_EQ(paths.downloads(), folder + "/Downloads");
+    EXPECT_EQ(paths.lockOfRecording(uuid(1)), folder + "/Recordings/00000000-0000-0000-0000-000000000001.lock");
 }
 
 TEST(Recovery, FailsTheRecordingsThatNobodyWorksOn) {
     Stage stage;
-    ASSERT_TRUE(ensureFolder(stage.places.unfinishedRecordings()));
+    ASSERT_TRUE(posix::ensureFolder(stage.paths.unfinishedRecordings()));
     for (std::uint8_t id = 1; id <= 3; ++id) ASSERT_TRUE(stage.recordings.begin(uuid(id), at(id)));
     ASSERT_TRUE(stage.recordings.beginTranscribing(uuid(2), Seconds{1}));
-    const auto working = FileLock::acquire(stage.places.lockOfRecording(uuid(1)));
+    const auto working = posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(1)));
     ASSERT_TRUE(working);
-    { ASSERT_TRUE(FileLock::acquire(stage.places.lockOfRecording(uuid(2)))); }
-    { ASSERT_TRUE(FileLock::acquire(stage.places.lockOfRecording(uuid(4)))); }
+    { ASSERT_TRUE(posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(2)))); }
+    { ASSERT_TRUE(posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(4)))); }
 
-    ASSERT_TRUE(recoverAfterCrash(stage.database, stage.places, stage.confirmations));
+    ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
     EXPECT_EQ(stage.stateOf(1), State::recording) << "another process works on it";
     EXPECT_EQ(stage.stateOf(2), State::failed);
     EXPECT_EQ(stage.stateOf(3), State::failed) << "there was never a lock";
     EXPECT_EQ(stage.recordings.find(uuid(2)).value()->summary.failureReason,
               "Vostel ended before the recording was transcribed, so its transcript is missing.");
-    EXPECT_TRUE(std::filesystem::exists(stage.places.lockOfRecording(uuid(1))));
-    EXPECT_FALSE(std::filesystem::exists(stage.places.lockOfRecording(uuid(2))));
-    EXPECT_TRUE(std::filesystem::exists(stage.places.lockOfRecording(uuid(4)))) << "somebody is about to store it";
+    EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(1))));
+    EXPECT_FALSE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(2))));
+    EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(4)))) << "somebody is about to store it";
 }
 
 TEST(Recovery, PerformsWhatWasConfirmedAndDeletesWhatDownloadsLeft) {
     Stage stage;
-    writeFile(stage.places.downloads() / "abc/audio.webm.part", "half");
+    writeFile(stage.paths.downloads() / "abc/audio.webm.part", "half");
     ASSERT_TRUE(stage.fixture.models.install("de", {[](double) {}, [] { return false; }}));
     ASSERT_TRUE(stage.confirmations.ask({ConfirmableAction::RemoveModel{"de"}}));
     ASSERT_TRUE(stage.database.execute("UPDATE confirmations SET decision = 'confirmed'")); // and then it died
     ASSERT_TRUE(std::filesystem::exists(stage.fixture.installed()));
 
-    ASSERT_TRUE(recoverAfterCrash(stage.database, stage.places, stage.confirmations));
+    ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
     EXPECT_FALSE(std::filesystem::exists(stage.fixture.installed()));
-    EXPECT_FALSE(std::filesystem::exists(stage.places.downloads()));
+    EXPECT_FALSE(std::filesystem::exists(stage.paths.downloads()));
 }
 
 TEST(Recovery, OneFailureDoesNotKeepTheRestFromBeingDone) {
     Stage stage;
     ASSERT_TRUE(stage.recordings.begin(uuid(1), at(1)));
     writeFile(stage.fixture.folder / "models/.lock/in the way", "a folder where a file should be");
-    const auto done = recoverAfterCrash(stage.database, stage.places, stage.confirmations);
+    const auto done = recoverAfterCrash(stage.database, stage.paths, stage.confirmations);
     ASSERT_FALSE(done);
     EXPECT_EQ(done.error().description(),
               "Vostel could not use " + (stage.fixture.folder / "models/.lock").string() + ": Is a directory.");

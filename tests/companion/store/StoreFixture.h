@@ -47,6 +47,6 @@ inline VostelMCPKit::UUID uuid(std::uint8_t number) {
     return result;
 }
 
-inline Moment at(std::int64_t milliseconds) { return Moment{std::chrono::milliseconds{milliseconds}}; }
+inline Timestamp at(std::int64_t milliseconds) { return Timestamp{std::chrono::milliseconds{milliseconds}}; }
 
 } // namespace vostel_companion

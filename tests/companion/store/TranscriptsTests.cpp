@@ -7,7 +7,7 @@ namespace {
 
 using Kind = TranscriptSource::Kind;
 
-Transcripts::New talk(Moment date, std::string text) {
+Transcripts::New talk(Timestamp date, std::string text) {
     return {date, {Kind::file, "/home/robin/talk.ogg"}, Seconds{12.5}, "en", std::move(text), {}};
 }
 

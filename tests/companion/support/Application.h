@@ -34,7 +34,7 @@ public:
             ::_exit(127);
         }
         ::close(errors[1]);
-        errors_ = vostel_mcp::FileDescriptor{errors[0]};
+        errors_ = posix::FileDescriptor{errors[0]};
     }
     ~Application() {
         if (process_ > 0) ::kill(process_, SIGKILL);
@@ -66,7 +66,7 @@ public:
 private:
     pid_t process_ = 0;
     int status_ = 0;
-    vostel_mcp::FileDescriptor errors_;
+    posix::FileDescriptor errors_;
 };
 
 inline std::filesystem::path supportIn(const std::filesystem::path& home) {

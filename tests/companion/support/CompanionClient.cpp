@@ -5,7 +5,7 @@
 #include "kit/jsonrpc/JSONWriter.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
-#include "server/UnixSocket.h"
+#include "posix/UnixSocket.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -25,7 +25,7 @@ std::string text(const MCPValue& value) {
 } // namespace
 
 CompanionClient::CompanionClient(const std::filesystem::path& applicationSupportDirectory) {
-    auto connected = vostel_mcp::UnixSocket::connect(MCPConnectLogic::socketPath(applicationSupportDirectory));
+    auto connected = posix::UnixSocket::connect(MCPConnectLogic::socketPath(applicationSupportDirectory));
     if (!connected) return;
     socket_ = *std::move(connected);
     const timeval patience{30, 0};
@@ -44,7 +44,7 @@ void CompanionClient::cancel(std::string requestID) {
 void CompanionClient::sendFrame(std::string_view payload) { sendBytes(MCPWireFraming::encode(payload).text()); }
 
 void CompanionClient::sendBytes(std::string_view bytes) {
-    std::ignore = vostel_mcp::UnixSocket::writeAll(socket_.number(), std::as_bytes(std::span{bytes}));
+    std::ignore = posix::UnixSocket::writeAll(socket_.number(), std::as_bytes(std::span{bytes}));
 }
 
 void CompanionClient::hangUp() { socket_ = {}; }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kit/wire/MCPWireFrames.h"
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <chrono>
 #include <filesystem>
@@ -39,7 +39,7 @@ public:
     [[nodiscard]] const std::vector<double>& progress() const { return progress_; }
 
 private:
-    vostel_mcp::FileDescriptor socket_;
+    posix::FileDescriptor socket_;
     std::string received_;
     std::vector<double> progress_;
 };

@@ -1,7 +1,7 @@
 // The real programs, as a person or a script runs them.
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <filesystem>
 #include <string>
@@ -55,7 +55,7 @@ public:
     int status();
 
 private:
-    vostel_mcp::FileDescriptor terminal_;
+    posix::FileDescriptor terminal_;
     std::string screen_;
     std::size_t seen_ = 0;
     pid_t process_ = 0;

@@ -9,9 +9,9 @@ namespace vostel_companion {
 
 namespace {
 
-constexpr Moment noon{std::chrono::milliseconds{1788091200000}}; // 2026-08-30T12:00:00Z
+constexpr Timestamp noon{std::chrono::milliseconds{1788091200000}}; // 2026-08-30T12:00:00Z
 
-void addTranscript(ToolStage& stage, std::uint8_t id, Moment date, const std::string& text,
+void addTranscript(ToolStage& stage, std::uint8_t id, Timestamp date, const std::string& text,
                    std::vector<TranscriptSegment> segments) {
     Database database = stage.database();
     EXPECT_TRUE(Transcripts{database}.add(uuid(id), {date,
@@ -124,7 +124,7 @@ TEST(TranscriptsList, ShowsSummariesAndOneTranscriptInFull) {
               R"("segments":[{"endTime":0.41,"startTime":0},{"endTime":1,"startTime":0.5}],)"
               R"("source":{"kind":"file","value":"/home/robin/meeting.m4a"},"text":"hello there"}],)"
               R"("returnedCount":1,"totalCount":1})");
-    EXPECT_FALSE(std::filesystem::exists(stage.places.transcripts())) << "what is short is not saved again";
+    EXPECT_FALSE(std::filesystem::exists(stage.paths.transcripts())) << "what is short is not saved again";
 }
 
 TEST(TranscriptsList, SavesALongTranscriptThatItHasToCut) {

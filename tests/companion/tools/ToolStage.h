@@ -3,7 +3,7 @@
 
 #include "companion/store/Settings.h"
 #include "companion/tools/Tools.h"
-#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/models/ModelFixture.h"
 #include "tests/companion/support/SchemaCheck.h"
 
 #include <chrono>
@@ -34,7 +34,7 @@ inline constexpr std::chrono::sys_seconds testBegins{1788098700s};
 
 struct ToolStage {
     ModelFixture fixture;
-    Places places{fixture.folder / "data"};
+    Paths paths{fixture.folder / "data"};
     std::chrono::system_clock::time_point time = testBegins;
     std::uint8_t lastID = 0;
 
@@ -56,7 +56,7 @@ struct ToolStage {
     Cancellation cancellation;
 
     ToolStage() {
-        std::filesystem::create_directories(places.folder);
+        std::filesystem::create_directories(paths.folder);
         addTools(tools, context());
     }
     ToolStage(const ToolStage&) = delete;
@@ -64,7 +64,7 @@ struct ToolStage {
 
     ToolContext context() {
         return {
-            .places = places,
+            .paths = paths,
             .transcribe =
                 [this](const std::string& path, const std::string& language, Cancellation&,
                        const std::function<void(double)>& report) -> std::expected<Transcription, TranscriptionError> {
@@ -97,7 +97,7 @@ struct ToolStage {
     }
 
     [[nodiscard]] Database database() const {
-        auto opened = openStore(places.database().string());
+        auto opened = openStore(paths.database().string());
         if (!opened) std::abort();
         return *std::move(opened);
     }

@@ -134,8 +134,8 @@ TEST(Tools, ArgumentsThatAToolDoesNotTakeAreRefusedInOneSentence) {
 
 TEST(Tools, ADatabaseThatCannotBeOpenedIsSaidInOneSentence) {
     ToolStage stage;
-    writeFile(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
-    const std::string sentence = "Vostel's database " + stage.places.database().string() +
+    writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
+    const std::string sentence = "Vostel's database " + stage.paths.database().string() +
                                  " is damaged (file is not a database); nothing in it was changed, please restore it "
                                  "from a backup or move it away.";
     const MCPValue words = MCPValue::object({{"words", MCPValue::array({"a"})}});

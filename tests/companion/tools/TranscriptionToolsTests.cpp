@@ -32,7 +32,7 @@ std::vector<StoredTranscript> stored(ToolStage& stage) {
 std::vector<std::filesystem::path> files(const ToolStage& stage) {
     std::vector<std::filesystem::path> paths;
     std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator{stage.places.transcripts(), ignored})
+    for (const auto& entry : std::filesystem::directory_iterator{stage.paths.transcripts(), ignored})
         paths.push_back(entry.path());
     return paths;
 }
@@ -124,21 +124,21 @@ TEST(TranscribeFile, AResultStaysSmallHoweverLongTheCharactersAre) {
 
 TEST(TranscribeFile, TheWordsAreAnsweredAlsoWhenNothingCanBeStored) {
     ToolStage stage;
-    writeFile(stage.places.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
-    writeFile(stage.places.transcripts(), "and this is a file where a folder should be");
+    writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
+    writeFile(stage.paths.transcripts(), "and this is a file where a folder should be");
     EXPECT_EQ(stage.text("transcribe_file", meeting),
               "hello there\n\n[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
-                  stage.places.database().string() +
+                  stage.paths.database().string() +
                   " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
                   "move it away.]\n\n[The transcript was not saved as a file. Vostel could not use " +
-                  (stage.places.transcripts() / transcriptFileName(testBegins, "meeting.m4a", uuid(1))).string() +
+                  (stage.paths.transcripts() / transcriptFileName(testBegins, "meeting.m4a", uuid(1))).string() +
                   ": Not a directory.]");
     EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result holds the words alone";
 }
 
 TEST(TranscribeFile, ALongTextThatCouldNotBeSavedSaysSo) {
     ToolStage stage;
-    writeFile(stage.places.transcripts(), "a file where a folder should be");
+    writeFile(stage.paths.transcripts(), "a file where a folder should be");
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
     EXPECT_TRUE(stage.text("transcribe_file", meeting)
                     .contains("[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript was not yet "

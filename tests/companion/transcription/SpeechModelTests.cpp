@@ -1,5 +1,5 @@
 #include "companion/transcription/SpeechModel.h"
-#include "tests/companion/store/ModelFixture.h"
+#include "tests/companion/models/ModelFixture.h"
 
 namespace vostel_companion {
 

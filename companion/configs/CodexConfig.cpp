@@ -1,0 +1,120 @@
+#include "companion/configs/CodexConfig.h"
+
+#include "companion/configs/CodexOutline.h"
+
+#include <utility>
+
+namespace vostel_companion::CodexConfig {
+
+namespace {
+
+using namespace VostelMCPKit::MCPClientConfigLogic;
+
+/// The line break that ends in front of `at`, empty when there is none.
+std::string_view breakBefore(std::string_view text, std::size_t at) {
+    const std::string_view before = text.substr(0, at);
+    if (before.ends_with("\r\n")) return before.substr(at - 2);
+    return before.ends_with('\n') ? before.substr(at - 1) : std::string_view{};
+}
+
+bool isEmptyLineBefore(std::string_view text, std::size_t at) {
+    const std::size_t line = at - breakBefore(text, at).size();
+    return line < at && (line == contentStart(text) || !breakBefore(text, line).empty());
+}
+
+/// What goes when `lines` go: a table takes along the empty line that parted it from what stands before it.
+ConfigRange extended(std::string_view text, const CodexOutline::Lines& lines) {
+    auto [begin, end] = lines.range;
+    const bool isLast = end == text.size();
+    const bool isFollowedByEmptyLine = text.substr(end).starts_with('\n') || text.substr(end).starts_with("\r\n");
+    if (lines.isTable && (isLast || isFollowedByEmptyLine) && isEmptyLineBefore(text, begin)) {
+        begin -= breakBefore(text, begin).size();
+    }
+    return {begin, end};
+}
+
+std::string cut(std::string_view text, const CodexOutline& outline) {
+    std::string out{text};
+    for (auto lines = outline.entry.rbegin(); lines != outline.entry.rend(); ++lines) {
+        out = replaced(out, extended(out, *lines), "");
+    }
+    // A file whose last line had no line break still has none.
+    const bool losesItsEnd = !outline.entry.empty() && outline.entry.back().range.end == text.size();
+    if (losesItsEnd && !text.ends_with('\n')) out.resize(out.size() - breakBefore(out, out.size()).size());
+    return out;
+}
+
+std::string appended(std::string_view text, const MCPClientEntry& entry) {
+    const std::string_view lineBreak = lineBreakOf(text);
+    const bool endsWithBreak = contentStart(text) == text.size() || text.ends_with('\n');
+
+    std::string out{text};
+    if (!endsWithBreak) out += lineBreak;
+    // Deliberate: behind a lone byte order mark too, which simple readers would take for a part of the header.
+    if (!text.empty()) out += lineBreak;
+    const std::string table = codexSnippetText(entry);
+    for (const char character : table) out += character == '\n' ? lineBreak : std::string_view{&character, 1};
+    if (!endsWithBreak) out.resize(out.size() - lineBreak.size());
+    return out;
+}
+
+/// What an entry starts; absent without an entry, and empty for one that starts no program.
+std::optional<std::string> commandIn(const CodexOutline& outline) {
+    if (!outline.hasEntry()) return std::nullopt;
+    return outline.command.value_or("");
+}
+
+/// Why a table can be neither added to the text nor taken out of it.
+std::unexpected<ConfigError> inlineServers(std::string_view text, std::size_t place) {
+    return std::unexpected(
+        ConfigError{ConfigError::UneditableForm{"mcp_servers", positionOf(text, place), "an inline table"}});
+}
+
+/// `edited`, if it has the entry and is otherwise what `rest` makes of the text before and after.
+std::expected<std::string, ConfigError> verified(std::string edited, const MCPClientEntry& entry,
+                                                 const std::string& restBefore, const auto& rest) {
+    const auto outline = outlineCodexConfig(edited);
+    if (!outline || outline->command != entry.command) return std::unexpected(ConfigError::Unverified{});
+    if (rest(edited, *outline) != restBefore) return std::unexpected(ConfigError::Unverified{});
+    return edited;
+}
+
+std::string withoutCommand(std::string_view text, const CodexOutline& outline) {
+    return replaced(text, outline.commandValue.value_or(ConfigRange{}), "");
+}
+
+} // namespace
+
+std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text) {
+    const auto outline = outlineCodexConfig(text);
+    if (!outline) return std::unexpected(outline.error());
+    return commandIn(*outline);
+}
+
+std::expected<std::string, ConfigError> withEntry(std::string_view text, const MCPClientEntry& entry) {
+    const auto outlined = outlineCodexConfig(text);
+    if (!outlined) return std::unexpected(outlined.error());
+    const CodexOutline& outline = *outlined;
+    const InstallationStatus status = compareInstallation(commandIn(outline), entry);
+    if (std::holds_alternative<InstallationStatus::UpToDate>(status.is)) return std::string{text};
+    if (std::holds_alternative<InstallationStatus::StalePath>(status.is) && outline.commandValue) {
+        return verified(replaced(text, *outline.commandValue, quotedText(entry.command)), entry,
+                        withoutCommand(text, outline), withoutCommand);
+    }
+    if (outline.inlineServers) return inlineServers(text, *outline.inlineServers);
+    const std::string rest = cut(text, outline);
+    return verified(appended(rest, entry), entry, rest, cut);
+}
+
+std::expected<std::string, ConfigError> withoutEntry(std::string_view text) {
+    const auto outlined = outlineCodexConfig(text);
+    if (!outlined) return std::unexpected(outlined.error());
+    const CodexOutline& outline = *outlined;
+    if (outline.isEntryInline && outline.inlineServers) return inlineServers(text, *outline.inlineServers);
+    std::string edited = cut(text, outline);
+    const auto after = outlineCodexConfig(edited);
+    if (!after || after->hasEntry()) return std::unexpected(ConfigError::Unverified{});
+    return edited;
+}
+
+} // namespace vostel_companion::CodexConfig

@@ -1,0 +1,92 @@
+// Why a client's configuration file could not be read or edited. Whatever the reason, the file is as it was.
+#pragma once
+
+#include "companion/configs/ConfigText.h"
+#include "posix/Files.h"
+
+#include <concepts>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+namespace vostel_companion {
+
+struct ConfigError {
+    /// The text breaks the grammar of `language`; `problem` is a clause, or empty.
+    struct Broken {
+        std::string language;
+        ConfigPosition at;
+        std::string problem;
+        bool operator==(const Broken&) const = default;
+    };
+    /// A number somewhere in the text is beyond what the JSON reader can hold.
+    struct HugeNumber {
+        bool operator==(const HugeNumber&) const = default;
+    };
+    /// What should hold our entry holds something else; `name` is empty for the whole document.
+    struct NotAnObject {
+        std::string name;
+        ConfigPosition at;
+        bool operator==(const NotAnObject&) const = default;
+    };
+    /// A name that stands twice where it may stand once; `at` is the second place.
+    struct Repeated {
+        std::string name;
+        ConfigPosition at;
+        bool operator==(const Repeated&) const = default;
+    };
+    /// Valid, but in a form that cannot be edited safely; `form` says which.
+    struct UneditableForm {
+        std::string name;
+        ConfigPosition at;
+        std::string form;
+        bool operator==(const UneditableForm&) const = default;
+    };
+    /// The edited text, read again, does not say what it should. A defect of ours, caught before the file was touched.
+    struct Unverified {
+        bool operator==(const Unverified&) const = default;
+    };
+
+    /// No regular file stands at `path`.
+    struct NotAFile {
+        std::string path;
+        bool operator==(const NotAFile&) const = default;
+    };
+    struct TooLarge {
+        std::string path;
+        std::size_t limit = 0;
+        bool operator==(const TooLarge&) const = default;
+    };
+    /// The file or folder at `path` may not be changed.
+    struct ReadOnly {
+        std::string path;
+        bool operator==(const ReadOnly&) const = default;
+    };
+    /// Another program changed the file each time we were about to.
+    struct Restless {
+        std::string path;
+        bool operator==(const Restless&) const = default;
+    };
+    /// Every name for a backup of the file at `path` is taken.
+    struct TooManyBackups {
+        std::string path;
+        bool operator==(const TooManyBackups&) const = default;
+    };
+
+    std::variant<Broken, HugeNumber, NotAnObject, Repeated, UneditableForm, Unverified, NotAFile, TooLarge, ReadOnly,
+                 Restless, TooManyBackups, posix::FileError>
+        is;
+
+    template <class Case>
+        requires(!std::same_as<std::remove_cvref_t<Case>, ConfigError>)
+    ConfigError(Case&& error) : is(std::forward<Case>(error)) {}
+
+    /// One full sentence for the user about the configuration file at `path`.
+    [[nodiscard]] std::string description(std::string_view path) const;
+
+    bool operator==(const ConfigError&) const = default;
+};
+
+} // namespace vostel_companion

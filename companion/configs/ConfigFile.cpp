@@ -1,0 +1,220 @@
+#include "companion/configs/ConfigFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace vostel_companion {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t sizeLimit = std::size_t{64} * 1024 * 1024;
+constexpr int linkLimit = 40;
+constexpr int attemptLimit = 10;
+constexpr int backupLimit = 100;
+
+/// What a replacement has to keep, and what tells whether the file has changed.
+struct Snapshot {
+    std::string text;
+    mode_t mode = 0600;
+    uid_t owner = 0;
+    gid_t group = 0;
+
+    bool operator==(const Snapshot&) const = default;
+};
+
+/// A file that is gone again unless it is given a name.
+class TemporaryFile final {
+public:
+    /// Writes a file like `content` beside `target`.
+    static std::expected<TemporaryFile, ConfigError> write(const fs::path& target, const Snapshot& content,
+                                                           bool hasOwner) {
+        std::string name = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
+        const posix::FileDescriptor file{::mkostemp(name.data(), O_CLOEXEC)};
+        if (!file.isOpen()) return posix::fileError(target);
+        TemporaryFile temporary{name};
+        auto done = posix::writeAll(file, content.text, target);
+        // The owner before the mode, since giving a file away takes bits off its mode.
+        if (done && hasOwner && ::fchown(file.number(), content.owner, content.group) != 0)
+            done = posix::fileError(target);
+        if (done && ::fchmod(file.number(), content.mode) != 0) done = posix::fileError(target);
+        if (done) done = posix::synchronize(file, target);
+        if (!done) return std::unexpected(std::move(done.error()));
+        return temporary;
+    }
+
+    TemporaryFile(TemporaryFile&& other) noexcept : path_{std::exchange(other.path_, {})} {}
+    TemporaryFile& operator=(TemporaryFile&&) = delete;
+    ~TemporaryFile() {
+        if (!path_.empty()) ::unlink(path_.c_str());
+    }
+
+    /// Puts the file at `path`, in the place of what stands there.
+    std::expected<void, posix::FileError> moveTo(const fs::path& path) {
+        if (::rename(path_.c_str(), path.c_str()) != 0) return posix::fileError(path);
+        path_.clear();
+        return {};
+    }
+
+private:
+    explicit TemporaryFile(std::string path) : path_{std::move(path)} {}
+
+    std::string path_;
+};
+
+/// Where the links at `path` end, whether anything stands there or not.
+std::expected<fs::path, posix::FileError> withoutLinks(fs::path path) {
+    for (int links = 0; links < linkLimit; ++links) {
+        std::error_code failure;
+        if (!fs::is_symlink(path, failure)) return path;
+        const fs::path target = fs::read_symlink(path, failure);
+        if (failure) return posix::fileError(path, failure.value());
+        path = path.parent_path() / target;
+    }
+    return posix::fileError(path, ELOOP);
+}
+
+/// Absent when there is no file.
+std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
+    // Not blocking, because opening a pipe would wait for its other end.
+    const posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+    if (!file.isOpen() && errno == ENOENT) return std::nullopt;
+    if (!file.isOpen() && errno == ENXIO) return std::unexpected(ConfigError::NotAFile{path.string()});
+    if (!file.isOpen()) return posix::fileError(path);
+    struct stat status{};
+    if (::fstat(file.number(), &status) != 0) return posix::fileError(path);
+    if (!S_ISREG(status.st_mode)) return std::unexpected(ConfigError::NotAFile{path.string()});
+
+    Snapshot snapshot{{}, status.st_mode & 07777U, status.st_uid, status.st_gid};
+    std::string buffer(std::size_t{64} * 1024, '\0');
+    while (true) {
+        const ssize_t count = ::read(file.number(), buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return posix::fileError(path);
+        if (count == 0) return snapshot;
+        snapshot.text.append(buffer, 0, static_cast<std::size_t>(count));
+        if (snapshot.text.size() > sizeLimit) return std::unexpected(ConfigError::TooLarge{path.string(), sizeLimit});
+    }
+}
+
+/// Fails where the file or the folder at `path` is not to be changed.
+std::expected<void, ConfigError> checkWritable(const fs::path& path) {
+    struct stat status{};
+    if (::stat(path.c_str(), &status) != 0) return posix::fileError(path);
+    // Deliberate: what nobody may write is left alone by the superuser too, whom access() never refuses. And a file is
+    // asked, although replacing it takes no more than its folder: its owner has protected it.
+    if ((status.st_mode & 0222U) == 0 || ::access(path.c_str(), W_OK) != 0) {
+        return std::unexpected(ConfigError::ReadOnly{path.string()});
+    }
+    return {};
+}
+
+/// Holds back other processes that want to change files in `folder`, as long as the result lives.
+posix::FileDescriptor lockFolder(const fs::path& folder) {
+    posix::FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    // Deliberate: without a lock, as on some network file systems, we go on. The last look before the replacement
+    // finds what others did.
+    while (opened.isOpen() && ::flock(opened.number(), LOCK_EX) != 0 && errno == EINTR) {}
+    return opened;
+}
+
+/// Where `text` is kept already, or the first free name. Who asks holds the folder's lock.
+struct BackupPlace {
+    fs::path path;
+    bool isKept = false;
+};
+
+std::expected<BackupPlace, ConfigError> backupPlace(const fs::path& target, const std::string& text) {
+    for (int number = 1; number <= backupLimit; ++number) {
+        fs::path path = target;
+        path += ".vostel-backup";
+        if (number > 1) path += "-" + std::to_string(number);
+        std::error_code failure;
+        const fs::file_status status = fs::symlink_status(path, failure);
+        if (status.type() == fs::file_type::not_found) return BackupPlace{path, false};
+        // Something else under that name is nobody's backup, and stays.
+        if (status.type() != fs::file_type::regular || fs::file_size(path, failure) != text.size()) continue;
+        if (readConfigFile(path) == text) return BackupPlace{path, true};
+    }
+    return std::unexpected(ConfigError::TooManyBackups{target.string()});
+}
+
+/// One attempt, under the lock. Absent when the file was changed meanwhile.
+std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::path& target, const ConfigEdit& edit) {
+    const auto before = take(target);
+    if (!before) return std::unexpected(before.error());
+    const bool exists = before->has_value();
+    const Snapshot old = before->value_or(Snapshot{});
+    auto edited = edit(old.text);
+    if (!edited) return std::unexpected(std::move(edited.error()));
+    if (*edited == old.text) return ConfigFileChange{};
+
+    auto writable = checkWritable(target.parent_path());
+    if (writable && exists) writable = checkWritable(target);
+    if (!writable) return std::unexpected(std::move(writable.error()));
+    auto replacement = TemporaryFile::write(target, {*std::move(edited), old.mode, old.owner, old.group}, exists);
+    if (!replacement) return std::unexpected(std::move(replacement.error()));
+
+    BackupPlace kept{{}, true};
+    std::optional<TemporaryFile> backup;
+    if (exists) {
+        auto place = backupPlace(target, old.text);
+        if (!place) return std::unexpected(std::move(place.error()));
+        kept = *std::move(place);
+    }
+    if (!kept.isKept) {
+        auto written = TemporaryFile::write(target, old, true);
+        if (!written) return std::unexpected(std::move(written.error()));
+        backup.emplace(*std::move(written));
+    }
+
+    const auto now = take(target);
+    if (!now) return std::unexpected(now.error());
+    if (*now != *before) return std::nullopt;
+    std::expected<void, posix::FileError> done;
+    if (backup) done = backup->moveTo(kept.path);
+    if (done) {
+        done = replacement->moveTo(target);
+        if (!done && backup) ::unlink(kept.path.c_str());
+    }
+    if (done) done = posix::synchronizeFolder(target.parent_path());
+    if (!done) return std::unexpected(std::move(done.error()));
+    return ConfigFileChange{true, exists ? std::optional{kept.path} : std::nullopt};
+}
+
+} // namespace
+
+std::expected<std::string, ConfigError> readConfigFile(const fs::path& path) {
+    const auto snapshot = take(path);
+    if (!snapshot) return std::unexpected(snapshot.error());
+    return snapshot->value_or(Snapshot{}).text;
+}
+
+std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path, const ConfigEdit& edit) {
+    const auto found = readConfigFile(path);
+    if (!found) return std::unexpected(found.error());
+    const auto wanted = edit(*found);
+    if (!wanted) return std::unexpected(wanted.error());
+    if (*wanted == *found) return ConfigFileChange{};
+
+    if (auto made = posix::ensureFolder(path.parent_path()); !made) return std::unexpected(std::move(made.error()));
+    const auto target = withoutLinks(path);
+    if (!target) return std::unexpected(target.error());
+    const posix::FileDescriptor lock = lockFolder(target->parent_path());
+    for (int attempts = 0; attempts < attemptLimit; ++attempts) {
+        const auto attempted = attempt(*target, edit);
+        if (!attempted) return std::unexpected(attempted.error());
+        const std::optional<ConfigFileChange> change = *attempted;
+        if (change) return *change;
+    }
+    return std::unexpected(ConfigError::Restless{path.string()});
+}
+
+} // namespace vostel_companion

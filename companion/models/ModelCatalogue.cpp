@@ -1,0 +1,153 @@
+#include "companion/models/ModelCatalogue.h"
+
+#include "companion/models/LanguageHint.h"
+#include "kit/jsonrpc/Codec.h"
+#include "kit/jsonrpc/JSONReader.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vostel_companion {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t longestIdentifier = 64;
+constexpr std::size_t largestCatalogue = 1 << 20;
+
+struct Catalogue {
+    std::vector<ModelDescription> models;
+
+    static void codingKeys(auto& self, auto& key) { key("models", self.models); }
+};
+
+// ASCII alone, whatever the locale.
+bool isAlphanumeric(char character) {
+    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
+           (character >= 'A' && character <= 'Z');
+}
+
+std::string lowerCased(std::string text) {
+    for (char& character : text) {
+        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+    }
+    return text;
+}
+
+std::optional<int> hexDigit(char character) {
+    if (character >= '0' && character <= '9') return character - '0';
+    if (character >= 'a' && character <= 'f') return character - 'a' + 10;
+    if (character >= 'A' && character <= 'F') return character - 'A' + 10;
+    return std::nullopt;
+}
+
+bool isSHA256(std::string_view text) {
+    return text.size() == 64 && std::ranges::all_of(text, [](char digit) { return hexDigit(digit).has_value(); });
+}
+
+/// The path of a file: URL without its scheme (RFC 8089); absent when it names another machine or no path.
+std::optional<std::string> pathOfFileURL(std::string_view rest) {
+    if (rest.starts_with("//")) {
+        rest.remove_prefix(2);
+        if (rest.starts_with("localhost/")) rest.remove_prefix(std::string_view{"localhost"}.size());
+    }
+    if (!rest.starts_with("/") || rest.find_first_of("?#") != std::string_view::npos) return std::nullopt;
+    std::string path;
+    for (; !rest.empty(); rest.remove_prefix(1)) {
+        if (rest.front() != '%') {
+            path += rest.front();
+            continue;
+        }
+        if (rest.size() < 3) return std::nullopt;
+        const auto high = hexDigit(rest[1]);
+        const auto low = hexDigit(rest[2]);
+        if (!high || !low || (*high == 0 && *low == 0)) return std::nullopt;
+        path += static_cast<char>(*high * 16 + *low);
+        rest.remove_prefix(2);
+    }
+    return path;
+}
+
+std::optional<std::string> localPath(const std::string& source, const fs::path& folder) {
+    if (source.empty() || source.find('\0') != std::string::npos) return std::nullopt;
+    if (lowerCased(source.substr(0, 5)) == "file:") return pathOfFileURL(std::string_view{source}.substr(5));
+    if (source.find("://") != std::string::npos) return std::nullopt;
+    return (folder / source).lexically_normal().string();
+}
+
+/// Completes an entry as it was written; a clause when it cannot be used.
+std::expected<void, std::string> settle(ModelDescription& model, const fs::path& folder) {
+    if (!isModelIdentifier(model.identifier))
+        return std::unexpected("an identifier is not made of the allowed characters");
+    if (lowerCased(model.identifier) == systemModelIdentifier)
+        return std::unexpected("en-us is the system's own model");
+    // One without a language, or for any, would be chosen whenever a caller gives none.
+    if (model.language && !isLanguageCode(*model.language))
+        return std::unexpected("the language of " + model.identifier + " is not a code such as 'de'");
+    if (model.displayName.empty()) model.displayName = model.identifier;
+    const auto source = localPath(model.source, folder);
+    if (!source) return std::unexpected("the source of " + model.identifier + " is neither a path nor a file: URL");
+    model.source = *source;
+    if (!isSHA256(model.sha256))
+        return std::unexpected("the sha256 of " + model.identifier + " is not 64 hexadecimal digits");
+    model.sha256 = lowerCased(model.sha256);
+    return {};
+}
+
+} // namespace
+
+bool isModelIdentifier(std::string_view identifier) {
+    // The first character keeps the folder's own files, whose names begin with a point, out of reach.
+    return !identifier.empty() && identifier.size() <= longestIdentifier && isAlphanumeric(identifier.front()) &&
+           std::ranges::all_of(identifier, [](char character) {
+               return isAlphanumeric(character) || character == '-' || character == '_' || character == '.';
+           });
+}
+
+std::expected<std::vector<ModelDescription>, std::string> parseModelCatalogue(std::string_view text,
+                                                                              const fs::path& folder) {
+    const auto value = VostelMCPKit::readJSON(text);
+    if (!value) return std::unexpected(value.error().description());
+    auto catalogue = VostelMCPKit::decode<Catalogue>(*value);
+    if (!catalogue) return std::unexpected(catalogue.error().description());
+
+    std::vector<std::string> identifiers;
+    for (ModelDescription& model : catalogue->models) {
+        if (auto settled = settle(model, folder); !settled) return std::unexpected(std::move(settled.error()));
+        // File systems that ignore letter case would give both the same folder.
+        identifiers.push_back(lowerCased(model.identifier));
+    }
+    std::ranges::sort(identifiers);
+    if (const auto twin = std::ranges::adjacent_find(identifiers); twin != identifiers.end()) {
+        return std::unexpected("two models are called " + *twin);
+    }
+    return std::move(catalogue->models);
+}
+
+std::expected<std::vector<ModelDescription>, ModelError> readModelCatalogue(const fs::path& path) {
+    const posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    if (!file.isOpen() && errno == ENOENT) return std::vector<ModelDescription>{};
+    if (!file.isOpen()) return std::unexpected(ModelError{posix::fileError(path).error()});
+
+    std::string text(largestCatalogue + 1, '\0');
+    std::size_t length = 0;
+    while (length < text.size()) {
+        const auto count = ::read(file.number(), text.data() + length, text.size() - length);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return std::unexpected(ModelError{posix::fileError(path).error()});
+        if (count == 0) break;
+        length += static_cast<std::size_t>(count);
+    }
+    if (length > largestCatalogue) {
+        return std::unexpected(ModelError{ModelError::BadCatalogue{path.string(), "it is larger than 1 MiB"}});
+    }
+    text.resize(length);
+    auto models = parseModelCatalogue(text, path.parent_path());
+    if (!models) return std::unexpected(ModelError{ModelError::BadCatalogue{path.string(), std::move(models.error())}});
+    return *std::move(models);
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,63 @@
+// The models that can be installed, described by a file that the user keeps:
+//
+//     {"models": [{
+//         "identifier": "de",                     letters, digits, "-", "_" and ".", up to 64
+//         "displayName": "German",
+//         "language": "de",                       ISO 639; may be missing
+//         "source": "file:///mnt/models/german",  or a path, absolute or from the catalogue's folder
+//         "sha256": "9f86d0..."
+//     }]}
+//
+// The source is a file or a folder. The checksum of a folder is that of the list that sha256sum prints for its files,
+// ordered by the bytes of their names:
+//
+//     cd FOLDER && find . -type f -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum | sha256sum
+#pragma once
+
+#include "companion/models/ModelError.h"
+
+#include <expected>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vostel_companion {
+
+/// The model that comes with the system's packages; no catalogue describes it.
+inline constexpr std::string_view systemModelIdentifier = "en-us";
+
+/// Whether `identifier` can name a model, and with it a folder: it never leads out of the models' own.
+[[nodiscard]] bool isModelIdentifier(std::string_view identifier);
+
+struct ModelDescription {
+    std::string identifier;
+    std::string displayName;
+    std::optional<std::string> language;
+    /// A local path once the catalogue has been read.
+    std::string source;
+    /// Lower-case hexadecimal.
+    std::string sha256;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("identifier", self.identifier);
+        key("displayName", self.displayName);
+        key("language", self.language);
+        key("source", self.source);
+        key("sha256", self.sha256);
+    }
+
+    bool operator==(const ModelDescription&) const = default;
+};
+
+/// Reads the text of a catalogue that lies in `folder`; the error is a clause without its full stop. An entry that
+/// cannot be used fails the whole, so that a typing mistake is noticed.
+[[nodiscard]] std::expected<std::vector<ModelDescription>, std::string>
+parseModelCatalogue(std::string_view text, const std::filesystem::path& folder);
+
+/// Reads the file at `path`; a missing one is an empty catalogue.
+[[nodiscard]] std::expected<std::vector<ModelDescription>, ModelError>
+readModelCatalogue(const std::filesystem::path& path);
+
+} // namespace vostel_companion

@@ -1,0 +1,60 @@
+// Why a speech recognition model could not be listed, installed or removed.
+#pragma once
+
+#include "posix/Files.h"
+
+#include <string>
+#include <variant>
+
+namespace vostel_companion {
+
+struct ModelError {
+    /// The catalogue file breaks its format; `reason` is a clause.
+    struct BadCatalogue {
+        std::string path;
+        std::string reason;
+        bool operator==(const BadCatalogue&) const = default;
+    };
+    /// Neither in the catalogue nor installed. The identifier is the caller's own and is not repeated.
+    struct Unknown {
+        bool operator==(const Unknown&) const = default;
+    };
+    /// The model belongs to the system's packages, which alone may remove it.
+    struct BelongsToSystem {
+        std::string identifier;
+        bool operator==(const BelongsToSystem&) const = default;
+    };
+    /// The system's package with the model is missing.
+    struct PackageMissing {
+        std::string identifier;
+        std::string package;
+        bool operator==(const PackageMissing&) const = default;
+    };
+    /// The source holds something that is no plain file or folder, or a name that no checksum list can carry.
+    struct BadSource {
+        std::string path;
+        std::string reason;
+        bool operator==(const BadSource&) const = default;
+    };
+    /// What was copied is not what the catalogue describes.
+    struct WrongChecksum {
+        std::string identifier;
+        std::string expected;
+        std::string found;
+        bool operator==(const WrongChecksum&) const = default;
+    };
+    struct Cancelled {
+        bool operator==(const Cancelled&) const = default;
+    };
+
+    std::variant<BadCatalogue, Unknown, BelongsToSystem, PackageMissing, BadSource, WrongChecksum, Cancelled,
+                 posix::FileError>
+        is;
+
+    /// One full sentence for the user.
+    [[nodiscard]] std::string description() const;
+
+    bool operator==(const ModelError&) const = default;
+};
+
+} // namespace vostel_companion

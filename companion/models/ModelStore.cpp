@@ -1,0 +1,198 @@
+#include "companion/models/ModelStore.h"
+
+#include "companion/models/ModelCopy.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+namespace vostel_companion {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* systemPackage = "pocketsphinx-en-us";
+
+std::unexpected<ModelError> failed(posix::FileError error) { return std::unexpected(ModelError{std::move(error)}); }
+
+std::unexpected<ModelError> failed(const fs::path& path, int number) { return failed({path.string(), number}); }
+
+bool isFolder(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_directory(path, ignored);
+}
+
+/// The names in a folder, in order; none when it is missing.
+std::expected<std::vector<std::string>, posix::FileError> namesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    std::error_code failure;
+    fs::directory_iterator entry{folder, failure};
+    if (failure == std::errc::no_such_file_or_directory) return names;
+    for (; !failure && entry != fs::directory_iterator{}; entry.increment(failure)) {
+        names.push_back(entry->path().filename().string());
+    }
+    if (failure) return posix::fileError(folder, failure.value());
+    std::ranges::sort(names);
+    return names;
+}
+
+void deleteTree(const fs::path& path) {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+/// A folder of one installation, locked for as long as its process lives, and deleted at the end of its scope.
+class StagingFolder final {
+public:
+    StagingFolder(fs::path path, posix::FileLock lock) : path_(std::move(path)), lock_(std::move(lock)) {}
+    StagingFolder(StagingFolder&& other) noexcept
+        : path_(std::exchange(other.path_, fs::path{})), lock_(std::move(other.lock_)) {}
+    StagingFolder& operator=(StagingFolder&&) = delete;
+    ~StagingFolder() {
+        if (!path_.empty()) deleteTree(path_);
+    }
+
+    [[nodiscard]] const fs::path& path() const { return path_; }
+
+    /// The lock of the models' folder must be held: a folder that is not locked yet looks like a dead one's.
+    [[nodiscard]] static std::expected<StagingFolder, posix::FileError> make(const fs::path& parent) {
+        if (auto made = posix::ensureFolder(parent); !made) return std::unexpected(std::move(made.error()));
+        std::string path = (parent / "XXXXXX").string();
+        if (::mkdtemp(path.data()) == nullptr) return posix::fileError(path);
+        auto lock = posix::FileLock::tryExisting(path);
+        if (!lock) return std::unexpected(std::move(lock.error()));
+        return StagingFolder{path, *std::move(lock)};
+    }
+
+private:
+    fs::path path_;
+    posix::FileLock lock_;
+};
+
+} // namespace
+
+std::expected<std::vector<Model>, ModelError> ModelStore::list() const {
+    const auto catalogue = readModelCatalogue(paths_.catalogue);
+    if (!catalogue) return std::unexpected(catalogue.error());
+    std::vector<Model> models;
+    models.push_back(
+        {std::string{systemModelIdentifier}, "English (United States)", "en", isFolder(paths_.systemModel)});
+    const auto isListed = [&](std::string_view identifier) {
+        return std::ranges::find(models, identifier, &Model::identifier) != models.end();
+    };
+    for (const ModelDescription& known : *catalogue) {
+        if (isListed(known.identifier)) continue;
+        models.push_back(
+            {known.identifier, known.displayName, known.language, installedFolder(known.identifier).has_value()});
+    }
+    const auto names = namesIn(paths_.models);
+    if (!names) return failed(names.error());
+    for (const std::string& name : *names) {
+        if (isModelIdentifier(name) && !isListed(name) && isFolder(paths_.models / name)) {
+            models.push_back({name, name, std::nullopt, true});
+        }
+    }
+    return models;
+}
+
+std::optional<fs::path> ModelStore::installedFolder(std::string_view identifier) const {
+    if (!isModelIdentifier(identifier)) return std::nullopt;
+    const fs::path folder = identifier == systemModelIdentifier ? paths_.systemModel : paths_.models / identifier;
+    if (!isFolder(folder)) return std::nullopt;
+    return folder;
+}
+
+std::expected<void, ModelError> ModelStore::install(const std::string& identifier, const Observer& observer) const {
+    if (installedFolder(identifier)) return {};
+    if (identifier == systemModelIdentifier) {
+        return std::unexpected(ModelError{ModelError::PackageMissing{identifier, systemPackage}});
+    }
+    const auto catalogue = readModelCatalogue(paths_.catalogue);
+    if (!catalogue) return std::unexpected(catalogue.error());
+    const auto model = std::ranges::find(*catalogue, identifier, &ModelDescription::identifier);
+    if (model == catalogue->end()) return std::unexpected(ModelError{ModelError::Unknown{}});
+
+    auto locked = lock();
+    if (!locked) return std::unexpected(std::move(locked.error()));
+    const auto folder = StagingFolder::make(staging());
+    if (!folder) return failed(folder.error());
+    // Others may go on while this one copies.
+    { const posix::FileLock released = *std::move(locked); }
+
+    const fs::path staged = folder->path() / "model";
+    if (auto made = posix::ensureFolder(staged); !made) return failed(std::move(made.error()));
+    const auto checksum = copyModel(model->source, staged, observer.progress, observer.isCancelled);
+    if (!checksum) return std::unexpected(checksum.error());
+    if (*checksum != model->sha256) {
+        return std::unexpected(ModelError{ModelError::WrongChecksum{identifier, model->sha256, *checksum}});
+    }
+
+    locked = lock();
+    if (!locked) return std::unexpected(std::move(locked.error()));
+    if (installedFolder(identifier)) return {};
+    const fs::path target = paths_.models / identifier;
+    if (::rename(staged.c_str(), target.c_str()) != 0) return failed(target, errno);
+    if (auto done = posix::synchronizeFolder(paths_.models); !done) return failed(std::move(done.error()));
+    return {};
+}
+
+std::expected<void, ModelError> ModelStore::checkRemovable(const std::string& identifier) const {
+    if (identifier == systemModelIdentifier)
+        return std::unexpected(ModelError{ModelError::BelongsToSystem{identifier}});
+    if (installedFolder(identifier)) return {};
+    const auto catalogue = readModelCatalogue(paths_.catalogue);
+    if (!catalogue) return std::unexpected(catalogue.error());
+    const auto model = std::ranges::find(*catalogue, identifier, &ModelDescription::identifier);
+    if (model == catalogue->end()) return std::unexpected(ModelError{ModelError::Unknown{}});
+    return {};
+}
+
+std::expected<posix::FileLock, ModelError> ModelStore::lock() const {
+    if (auto made = posix::ensureFolder(paths_.models); !made) return failed(std::move(made.error()));
+    auto locked = posix::FileLock::acquire(paths_.models / ".lock");
+    if (!locked) return failed(std::move(locked.error()));
+    return *std::move(locked);
+}
+
+std::expected<bool, ModelError> ModelStore::takeAway(const std::string& identifier,
+                                                     const VostelMCPKit::UUID& request) const {
+    if (identifier == systemModelIdentifier)
+        return std::unexpected(ModelError{ModelError::BelongsToSystem{identifier}});
+    if (!isModelIdentifier(identifier)) return false;
+    const fs::path taken = removed() / request.text();
+    std::error_code ignored;
+    if (fs::exists(taken, ignored)) return isFolder(taken);
+    if (auto made = posix::ensureFolder(removed()); !made) return failed(std::move(made.error()));
+    const fs::path folder = paths_.models / identifier;
+    if (::rename(folder.c_str(), taken.c_str()) != 0) {
+        if (errno != ENOENT) return failed(folder, errno);
+        // The file remembers that there was nothing.
+        if (auto noted = posix::writeFileAtomically(taken, ""); !noted) return failed(std::move(noted.error()));
+        return false;
+    }
+    for (const fs::path& changed : {removed(), paths_.models}) {
+        if (auto done = posix::synchronizeFolder(changed); !done) return failed(std::move(done.error()));
+    }
+    return true;
+}
+
+void ModelStore::deleteTaken(const VostelMCPKit::UUID& request) const { deleteTree(removed() / request.text()); }
+
+std::expected<void, ModelError> ModelStore::deleteLeftovers() const {
+    if (!isFolder(paths_.models)) return {};
+    const auto locked = lock();
+    if (!locked) return std::unexpected(locked.error());
+    const auto taken = namesIn(removed());
+    if (!taken) return failed(taken.error());
+    for (const std::string& name : *taken) deleteTree(removed() / name);
+    const auto staged = namesIn(staging());
+    if (!staged) return failed(staged.error());
+    for (const std::string& name : *staged) {
+        // Whoever still copies holds the lock of its folder.
+        if (posix::FileLock::tryExisting(staging() / name)) deleteTree(staging() / name);
+    }
+    return {};
+}
+
+} // namespace vostel_companion

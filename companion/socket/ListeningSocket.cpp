@@ -1,0 +1,150 @@
+#include "companion/socket/ListeningSocket.h"
+
+#include "companion/support/InQuotes.h"
+#include "kit/support/match.h"
+#include "posix/BrokenPipe.h"
+#include "posix/PeerUser.h"
+#include "posix/UnixSocket.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace vostel_companion {
+
+using VostelMCPKit::MCPConnectLogic::socketPath;
+using VostelMCPKit::MCPConnectLogic::validateSocketPathLength;
+
+namespace {
+
+constexpr const char* lockFileName = "Vostel.pid";
+constexpr int waitingConnections = 128;
+
+std::unexpected<ListenError> systemFailure(const std::string& attempt, int code) {
+    return std::unexpected(ListenError{ListenError::System{attempt, code}});
+}
+
+std::expected<posix::FileDescriptor, ListenError> takeLock(const std::filesystem::path& file) {
+    posix::FileDescriptor lock{::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)};
+    if (lock.number() < 0) return systemFailure("open " + inQuotes(file.string()), errno);
+    if (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK) return std::unexpected(ListenError{ListenError::AlreadyRunning{}});
+        return systemFailure("lock " + inQuotes(file.string()), errno);
+    }
+    const std::string text = std::to_string(::getpid()) + "\n";
+    if (::ftruncate(lock.number(), 0) != 0 ||
+        ::pwrite(lock.number(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+        return systemFailure("write " + inQuotes(file.string()), errno);
+    return lock;
+}
+
+/// With the lock held, the only one who may still answer is a program that does not know the lock.
+std::expected<void, ListenError> removeStaleSocket(const std::string& path) {
+    struct stat status{};
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT) return {};
+        return systemFailure("look at " + inQuotes(path), errno);
+    }
+    if (!S_ISSOCK(status.st_mode)) return std::unexpected(ListenError{ListenError::PathTaken{path}});
+    const auto answered = posix::UnixSocket::connect(path);
+    if (answered) return std::unexpected(ListenError{ListenError::AlreadyRunning{}});
+    if (answered.error().code != ECONNREFUSED) return systemFailure("reach " + inQuotes(path), answered.error().code);
+    if (::unlink(path.c_str()) != 0) return systemFailure("remove " + inQuotes(path), errno);
+    return {};
+}
+
+} // namespace
+
+std::expected<void, ListenError> prepareFolder(const std::filesystem::path& folder) {
+    std::error_code failure;
+    std::filesystem::create_directories(folder.parent_path(), failure);
+    if (failure) return systemFailure("create the folder " + inQuotes(folder.parent_path().string()), failure.value());
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        return systemFailure("create the folder " + inQuotes(folder.string()), errno);
+
+    // Opened first and judged then, so that it is this folder that was judged and not one that takes its place.
+    const posix::FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status{};
+    if (opened.number() < 0 || ::fstat(opened.number(), &status) != 0) {
+        if (errno == ENOTDIR || errno == ELOOP)
+            return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
+        return systemFailure("open the folder " + inQuotes(folder.string()), errno);
+    }
+    if (status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
+    // A folder of ours that others can merely look into is closed to them.
+    if ((status.st_mode & 0777) != 0700 && ::fchmod(opened.number(), 0700) != 0)
+        return systemFailure("close the folder " + inQuotes(folder.string()) + " to others", errno);
+    return {};
+}
+
+std::string ListenError::description() const {
+    return VostelMCPKit::match(
+        is, [](const AlreadyRunning&) { return std::string{"Vostel is already running."}; },
+        [](const UnsafeFolder& folder) {
+            return "Vostel does not serve from " + inQuotes(folder.path) +
+                   ", because it is not a folder of this user's that only the user can write to.";
+        },
+        [](const PathTaken& taken) {
+            return "Vostel cannot serve at " + inQuotes(taken.path) +
+                   ", because a file that is no socket stands there.";
+        },
+        [](const VostelMCPKit::ConnectError& error) { return error.errorDescription(); },
+        [](const System& system) {
+            return "Vostel could not " + system.attempt + ": " + std::generic_category().message(system.code) + ".";
+        });
+}
+
+std::expected<ListeningSocket, ListenError>
+ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) {
+    std::string path = socketPath(applicationSupportDirectory);
+    if (auto fits = validateSocketPathLength(path); !fits) return std::unexpected(ListenError{fits.error()});
+    const std::filesystem::path folder = std::filesystem::path{path}.parent_path();
+    if (auto prepared = prepareFolder(folder); !prepared) return std::unexpected(prepared.error());
+    auto lock = takeLock(folder / lockFileName);
+    if (!lock) return std::unexpected(lock.error());
+    if (auto removed = removeStaleSocket(path); !removed) return std::unexpected(removed.error());
+
+    posix::FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
+    if (socket.number() < 0) return systemFailure("create a socket", errno);
+    ::fcntl(socket.number(), F_SETFD, FD_CLOEXEC);
+    ::fcntl(socket.number(), F_SETFL, O_NONBLOCK);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    // Restricted from its first moment on; a later chmod would leave a gap.
+    const mode_t mask = ::umask(0177);
+    const int bound = ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    const int code = errno;
+    ::umask(mask);
+    if (bound != 0) return systemFailure("bind " + inQuotes(path), code);
+    struct stat status{};
+    if (::lstat(path.c_str(), &status) != 0 || ::listen(socket.number(), waitingConnections) != 0)
+        return systemFailure("listen at " + inQuotes(path), errno);
+    return ListeningSocket{std::move(path), *std::move(lock), std::move(socket), status.st_ino};
+}
+
+ListeningSocket::~ListeningSocket() {
+    if (socket_.number() < 0) return;
+    struct stat status{};
+    if (::lstat(path_.c_str(), &status) == 0 && status.st_ino == fileNumber_) ::unlink(path_.c_str());
+    // The file itself stays: removed, it could be locked by two processes under one name. Our id goes with us.
+    std::ignore = ::ftruncate(lock_.number(), 0);
+}
+
+std::expected<posix::FileDescriptor, int> ListeningSocket::accept() const {
+    posix::FileDescriptor connection{::accept(socket_.number(), nullptr, nullptr)};
+    if (connection.number() < 0) return std::unexpected(errno);
+    ::fcntl(connection.number(), F_SETFD, FD_CLOEXEC);
+    posix::suppressBrokenPipe(connection.number());
+    if (posix::peerUser(connection.number()) != ::geteuid()) return std::unexpected(EACCES);
+    return connection;
+}
+
+} // namespace vostel_companion

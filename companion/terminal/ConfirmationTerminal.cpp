@@ -1,0 +1,112 @@
+#include "companion/terminal/ConfirmationTerminal.h"
+
+#include "companion/store/Schema.h"
+#include "posix/RandomUUID.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utility>
+
+namespace vostel_companion {
+
+namespace {
+
+/// Requests end by themselves, and other processes answer them too.
+constexpr std::chrono::milliseconds betweenLooks{1000};
+/// More than a person types into one answer.
+constexpr std::size_t longestLine = 4096;
+
+void write(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
+}
+
+/// Whether what is typed is meant for this program: after "bg" it is the shell's.
+bool isInForeground() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
+
+} // namespace
+
+std::expected<std::unique_ptr<ConfirmationTerminal>, int> ConfirmationTerminal::make(Paths paths,
+                                                                                     const ModelStore& models) {
+    int ends[2];
+    if (::pipe(ends) != 0) return std::unexpected(errno);
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+        ::fcntl(end, F_SETFL, O_NONBLOCK);
+    }
+    // Being moved to the background must not stop a program that serves others.
+    std::signal(SIGTTIN, SIG_IGN);
+    std::signal(SIGTTOU, SIG_IGN);
+    return std::unique_ptr<ConfirmationTerminal>{new ConfirmationTerminal{
+        std::move(paths), models, posix::FileDescriptor{ends[0]}, posix::FileDescriptor{ends[1]}}};
+}
+
+void ConfirmationTerminal::wake() { std::ignore = ::write(wakeWriter_.number(), "", 1); }
+
+void ConfirmationTerminal::run() {
+    write("Vostel serves AI clients on this machine until you press Ctrl-C.\n");
+    auto database = openStore(paths_.database());
+    if (!database) {
+        write(database.error().description() + "\n");
+        while (true) ::pause();
+    }
+    Confirmations confirmations{*database, models_, std::chrono::system_clock::now, posix::randomUUID};
+    std::string lastFailure;
+    while (true) {
+        if (const auto open = confirmations.open()) {
+            perform(prompt_.look(*open), confirmations);
+        } else if (const std::string failure = open.error().description(); failure != lastFailure) {
+            write("\n" + failure + "\n");
+            lastFailure = failure;
+        }
+        wait();
+        while (true) {
+            const auto end = typed_.find('\n');
+            if (end == std::string::npos) break;
+            const std::string line = typed_.substr(0, end);
+            typed_.erase(0, end + 1);
+            perform(prompt_.hear(line), confirmations);
+        }
+    }
+}
+
+void ConfirmationTerminal::wait() {
+    const bool listens = isListening_ && isInForeground();
+    pollfd events[] = {{wakeReader_.number(), POLLIN, 0}, {listens ? STDIN_FILENO : -1, POLLIN, 0}};
+    ::poll(events, std::size(events), static_cast<int>(betweenLooks.count()));
+    char wakes[64];
+    while (::read(wakeReader_.number(), wakes, sizeof wakes) > 0) {}
+    if (events[1].revents != 0 && isInForeground()) read();
+}
+
+void ConfirmationTerminal::read() {
+    char bytes[512];
+    const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
+    if (count > 0) {
+        typed_.append(bytes, static_cast<std::size_t>(count));
+        if (typed_.size() > longestLine) typed_.clear();
+        return;
+    }
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
+    isListening_ = false;
+    write("\nVostel goes on serving and reads no more answers here; 'Vostel pending' lists what waits.\n");
+}
+
+void ConfirmationTerminal::perform(const ConfirmationPrompt::Turn& turn, Confirmations& confirmations) {
+    if (turn.discardsInput) {
+        ::tcflush(STDIN_FILENO, TCIFLUSH);
+        typed_.clear();
+    }
+    if (!turn.text.empty()) write(turn.text);
+    if (!turn.answer) return;
+    const auto removed = confirmations.answer(turn.answer->id, turn.answer->decision);
+    write((removed ? outcomeText(turn.answer->decision, *removed) : removed.error().description()) + "\n");
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,28 @@
+#include "companion/terminal/Wording.h"
+
+#include <ctime>
+
+namespace vostel_companion {
+
+namespace {
+
+std::string twoDigits(std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); }
+
+} // namespace
+
+std::string clockText(std::chrono::seconds time) {
+    const std::int64_t minutes = time.count() / 60;
+    const std::string seconds = twoDigits(time.count() % 60);
+    if (minutes < 60) return std::to_string(minutes) + ":" + seconds;
+    return std::to_string(minutes / 60) + ":" + twoDigits(minutes % 60) + ":" + seconds;
+}
+
+std::string localTimeText(Timestamp moment) {
+    const std::time_t time = std::chrono::system_clock::to_time_t(moment);
+    std::tm local{};
+    char text[64];
+    if (::localtime_r(&time, &local) == nullptr) return "?";
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local)};
+}
+
+} // namespace vostel_companion

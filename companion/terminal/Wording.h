@@ -1,0 +1,18 @@
+// How the verbs write times and counts for people.
+#pragma once
+
+#include "companion/support/Time.h"
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace vostel_companion {
+
+/// "0:07", "12:30", "1:02:03".
+[[nodiscard]] std::string clockText(std::chrono::seconds time);
+
+/// "2026-08-30 14:05" on the clock of the user's time zone.
+[[nodiscard]] std::string localTimeText(Timestamp moment);
+
+} // namespace vostel_companion

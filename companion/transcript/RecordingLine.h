@@ -1,0 +1,31 @@
+// The transcript of a recorded call: one spoken turn after the other.
+#pragma once
+
+#include "companion/support/Time.h"
+
+#include <span>
+#include <string>
+
+namespace vostel_companion {
+
+struct RecordingLine {
+    /// The microphone is the user, the system's sound is everyone else on the call.
+    enum class Track { microphone, system };
+    Track track = Track::microphone;
+    /// The label of the track, as people read it.
+    std::string speaker;
+    std::string text;
+    /// From the start of the call.
+    Seconds startTime{0};
+    Seconds endTime{0};
+
+    bool operator==(const RecordingLine&) const = default;
+};
+
+/// The tools' word for `track`.
+[[nodiscard]] const char* name(RecordingLine::Track track);
+
+/// One turn per line, each after its speaker: "Me: good morning".
+[[nodiscard]] std::string plainText(std::span<const RecordingLine> lines);
+
+} // namespace vostel_companion

@@ -1,0 +1,63 @@
+#include "kit/support/CharacterCount.h"
+
+#include <cstdint>
+#include <cstring>
+#include <utf8proc.h>
+
+namespace VostelMCPKit {
+
+namespace {
+
+constexpr std::uint64_t onePerByte = 0x0101010101010101U;
+constexpr std::uint64_t highBits = 0x80U * onePerByte;
+
+/// Whether each of the eight bytes is a character of its own when none but such bytes stand around it: ASCII without
+/// carriage returns, which would form one character with a line feed.
+bool isPlain(std::uint64_t word) {
+    const std::uint64_t isReturn = word ^ ('\r' * onePerByte);
+    return ((word | (isReturn - onePerByte)) & highBits) == 0;
+}
+
+bool isPlain(utf8proc_int32_t codePoint) { return codePoint < 0x80 && codePoint != '\r'; }
+
+} // namespace
+
+CharacterCount countCharacters(std::string_view text, std::size_t prefixCharacters) {
+    CharacterCount count{0, text.size()};
+    // After a line feed a new character always begins, as it does at the start of the text.
+    utf8proc_int32_t previous = '\n';
+    utf8proc_int32_t state = 0;
+
+    for (std::size_t offset = 0; offset < text.size();) {
+        std::uint64_t word;
+        if (isPlain(previous) && text.size() - offset >= sizeof word) {
+            std::memcpy(&word, text.data() + offset, sizeof word);
+            if (isPlain(word)) {
+                const std::size_t missing = prefixCharacters - count.characters;
+                if (missing < sizeof word) count.prefixBytes = offset + missing;
+                count.characters += sizeof word;
+                offset += sizeof word;
+                previous = static_cast<unsigned char>(text[offset - 1]);
+                state = 0;
+                continue;
+            }
+        }
+
+        utf8proc_int32_t codePoint = 0;
+        auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + offset),
+                                       static_cast<utf8proc_ssize_t>(text.size() - offset), &codePoint);
+        if (length <= 0) {
+            length = 1;
+            codePoint = 0xFFFD;
+        }
+        if (utf8proc_grapheme_break_stateful(previous, codePoint, &state)) {
+            if (count.characters == prefixCharacters) count.prefixBytes = offset;
+            ++count.characters;
+        }
+        previous = codePoint;
+        offset += static_cast<std::size_t>(length);
+    }
+    return count;
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,131 @@
+#include "posix/BlockingThread.h"
+
+#include <cerrno>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace posix {
+
+namespace {
+
+using VostelMCPKit::PosixError;
+
+constexpr std::size_t stackSize = 1'048'576;
+/// Enough for a burst of calls; 64 kept stacks hold well under 1 MiB of touched memory.
+constexpr std::size_t keptStacks = 64;
+
+std::size_t pageSize() {
+    static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return size;
+}
+
+/// The memory of one stack, with a page below it that no overflow can cross unseen.
+struct Stack {
+    char* mapping = nullptr;
+
+    [[nodiscard]] static std::expected<Stack, PosixError> map() {
+        void* mapping =
+            mmap(nullptr, stackSize + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapping == MAP_FAILED) return std::unexpected(PosixError{errno});
+        mprotect(mapping, pageSize(), PROT_NONE);
+        return Stack{static_cast<char*>(mapping)};
+    }
+    [[nodiscard]] char* lowest() const { return mapping + pageSize(); }
+    void unmap() const { munmap(mapping, stackSize + pageSize()); }
+};
+
+struct EndedThread {
+    pthread_t thread;
+    Stack stack;
+};
+
+/// The threads that are about to end or have ended, whose stacks can serve again once they are joined. Joining one
+/// takes a moment at most: it has nothing left to do but, perhaps, to clear away one that came here before it.
+class EndedThreads final {
+public:
+    /// Called by each thread as its last act. What is too many goes at once, because after a burst of calls there may
+    /// be no other start for days.
+    void add(EndedThread ended) {
+        std::optional<EndedThread> surplus;
+        {
+            const std::lock_guard lock{mutex_};
+            if (ended_.size() == keptStacks) surplus = takeOldest();
+            ended_.push_back(ended);
+        }
+        if (!surplus) return;
+        pthread_join(surplus->thread, nullptr);
+        surplus->stack.unmap();
+    }
+
+    /// A stack that no thread uses, kept or new.
+    std::expected<Stack, PosixError> takeStack() {
+        std::optional<EndedThread> reused;
+        {
+            const std::lock_guard lock{mutex_};
+            if (!ended_.empty()) reused = takeOldest();
+        }
+        if (!reused) return Stack::map();
+        pthread_join(reused->thread, nullptr);
+        return reused->stack;
+    }
+
+private:
+    /// The latest is probably still on its way out, and joining it would mean to wait.
+    EndedThread takeOldest() {
+        const EndedThread oldest = ended_.front();
+        ended_.pop_front();
+        return oldest;
+    }
+
+    std::mutex mutex_;
+    std::deque<EndedThread> ended_;
+};
+
+/// Never destroyed: threads may still be ending when the process leaves.
+EndedThreads& endedThreads() {
+    static auto* threads = new EndedThreads;
+    return *threads;
+}
+
+struct Start {
+    ThreadName name;
+    std::function<void()> body;
+    Stack stack;
+};
+
+void* runThread(void* argument) {
+    const std::unique_ptr<Start> start{static_cast<Start*>(argument)};
+    nameThisThread(start->name);
+    start->body();
+    start->body = nullptr;
+    endedThreads().add({pthread_self(), start->stack});
+    return nullptr;
+}
+
+} // namespace
+
+std::expected<void, PosixError> startBlockingThread(ThreadName name, std::function<void()> body) {
+    const auto stack = endedThreads().takeStack();
+    if (!stack) return std::unexpected(stack.error());
+    auto start = std::make_unique<Start>(name, std::move(body), *stack);
+
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack->lowest(), stackSize);
+    pthread_t thread;
+    const int failure = pthread_create(&thread, &attributes, runThread, start.get());
+    pthread_attr_destroy(&attributes);
+    if (failure != 0) {
+        stack->unmap();
+        return std::unexpected(PosixError{failure});
+    }
+    std::ignore = start.release();
+    return {};
+}
+
+} // namespace posix

@@ -1,0 +1,78 @@
+// Threads for blocking work: one for each operation, named, with a stack of 1 MiB.
+//
+// Mapping a stack and faulting in its first pages is most of what starting a thread costs, so the stacks of ended
+// threads are kept for the next ones, up to a small number.
+#pragma once
+
+#include "kit/concurrency/Task.h"
+#include "kit/support/PosixError.h"
+#include "kit/support/present.h"
+#include "posix/ThreadName.h"
+
+#include <expected>
+#include <functional>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+namespace posix {
+
+/// Starts a thread that runs `body` and ends. Fails when the system has no room for another thread.
+using ThreadStarter =
+    std::function<std::expected<void, VostelMCPKit::PosixError>(ThreadName, std::function<void()> body)>;
+
+/// The real thing. Thread-safe.
+[[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startBlockingThread(ThreadName name,
+                                                                                std::function<void()> body);
+
+namespace blocking_thread_detail {
+
+/// Awaited: runs `work` on a thread of its own and resumes the awaiter, on its executor, with what it returned. The
+/// thread posts back exactly once, as its last act. Stays where it is.
+template <class Work>
+class RunBlocking final {
+public:
+    RunBlocking(const ThreadStarter& startThread, ThreadName name, Work work)
+        : startThread_{startThread}, name_{name}, work_{std::move(work)} {}
+    RunBlocking(RunBlocking&&) = delete;
+
+    bool await_ready() const noexcept { return false; }
+    template <class P>
+    bool await_suspend(std::coroutine_handle<P> awaiter) {
+        awaiter_ = awaiter;
+        executor_ = awaiter.promise().executor;
+        const auto started = startThread_(name_, [this] {
+            result_.emplace(work_());
+            executor_->post(awaiter_);
+        });
+        if (started) return true;
+        result_.emplace(std::unexpected(typename Result::error_type{started.error()}));
+        return false;
+    }
+    auto await_resume() { return VostelMCPKit::present(std::move(result_)); }
+
+private:
+    using Result = std::invoke_result_t<Work>;
+
+    const ThreadStarter& startThread_;
+    const ThreadName name_;
+    Work work_;
+    std::optional<Result> result_;
+    std::coroutine_handle<> awaiter_;
+    VostelMCPKit::Executor* executor_ = nullptr;
+};
+
+} // namespace blocking_thread_detail
+
+/// Runs `work` on a thread of its own and returns what it returned: a std::expected whose error can be made from the
+/// PosixError of a thread that could not be started. The caller goes on on its executor, which that thread posts to.
+template <class Work>
+VostelMCPKit::Task<std::invoke_result_t<Work>> runBlocking(ThreadStarter startThread, ThreadName name, Work work) {
+    // All that waits for this must have suspended before the thread can be done. Otherwise the thread that is here now
+    // would have to go on with it, and would inherit whatever blocks in it.
+    co_await VostelMCPKit::yield();
+    blocking_thread_detail::RunBlocking running{startThread, name, std::move(work)};
+    co_return co_await running;
+}
+
+} // namespace posix

@@ -1,0 +1,40 @@
+#include "posix/UnixSocket.h"
+
+#include "posix/BrokenPipe.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace posix::UnixSocket {
+
+using VostelMCPKit::PosixError;
+
+std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
+    FileDescriptor descriptor{::socket(AF_UNIX, SOCK_STREAM, 0)};
+    if (descriptor.number() < 0) return std::unexpected(PosixError{errno});
+    suppressBrokenPipe(descriptor.number());
+
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    if (::connect(descriptor.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        return std::unexpected(PosixError{errno});
+    }
+    return descriptor;
+}
+
+std::expected<void, PosixError> writeAll(int socket, std::span<const std::byte> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = send(socket, bytes.data(), bytes.size(), sendFlags);
+        if (count > 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+        } else if (count == 0 || errno != EINTR) {
+            return std::unexpected(PosixError{count == 0 ? EIO : errno});
+        }
+    }
+    return {};
+}
+
+} // namespace posix::UnixSocket

@@ -1,0 +1,26 @@
+#include "server/LaunchBundle_linux.h"
+#include "server/Platform.h"
+
+#include <malloc.h>
+
+namespace vostel_mcp {
+
+using VostelMCPKit::PosixError;
+using VostelMCPKit::Task;
+
+Task<std::expected<void, PosixError>> openWithoutActivating(std::filesystem::path bundle) {
+    co_return launchBundle(bundle);
+}
+
+void keepIdleMemorySmall() {
+    // A fixed threshold: left alone, the allocator raises it with each large block that is freed, and keeps later ones.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
+    // Every call has threads of its own. An arena for each would scatter what they leave behind; in one or two they
+    // would wait for each other.
+    mallopt(M_ARENA_MAX, 8);
+}
+
+void releaseFreeMemory() { malloc_trim(0); }
+
+} // namespace vostel_mcp

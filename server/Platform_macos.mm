@@ -1,0 +1,70 @@
+#include "server/Platform.h"
+
+#import <AppKit/AppKit.h>
+#import <Foundation/Foundation.h>
+#include <cerrno>
+#include <malloc/malloc.h>
+
+namespace vostel_mcp {
+
+using VostelMCPKit::PosixError;
+using VostelMCPKit::Task;
+
+namespace {
+
+using Opened = std::expected<void, PosixError>;
+
+/// Awaited: asks the workspace to open a bundle and resumes the awaiter, on its executor, when the completion handler
+/// has run, on whatever thread that does. Stays where it is: name it, then await it.
+class Opening final {
+public:
+    explicit Opening(const std::filesystem::path& bundle) : bundle_{bundle} {}
+    Opening(Opening&&) = delete;
+
+    bool await_ready() const noexcept { return false; }
+    template <class P>
+    void await_suspend(std::coroutine_handle<P> awaiter) {
+        begin(awaiter, awaiter.promise().executor);
+    }
+    Opened await_resume() const { return result_; }
+
+private:
+    /// This object may be gone as soon as the workspace has been asked.
+    void begin(std::coroutine_handle<> awaiter, VostelMCPKit::Executor* executor) {
+        @autoreleasepool {
+            NSURL* url = [NSURL fileURLWithFileSystemRepresentation:bundle_.c_str() isDirectory:YES relativeToURL:nil];
+            NSWorkspaceOpenConfiguration* configuration = [NSWorkspaceOpenConfiguration configuration];
+            [configuration setActivates:NO];
+            [configuration setAddsToRecentItems:NO];
+            [[NSWorkspace sharedWorkspace] openApplicationAtURL:url
+                                                  configuration:configuration
+                                              completionHandler:^(NSRunningApplication*, NSError* error) {
+                                                result_ = outcome(error);
+                                                executor->post(awaiter);
+                                              }];
+        }
+    }
+
+    static Opened outcome(NSError* error) {
+        if (error == nil) return {};
+        const bool isPosix = [error.domain isEqualToString:NSPOSIXErrorDomain];
+        return std::unexpected(PosixError{isPosix ? static_cast<int>(error.code) : EIO});
+    }
+
+    const std::filesystem::path bundle_;
+    Opened result_;
+};
+
+} // namespace
+
+Task<Opened> openWithoutActivating(std::filesystem::path bundle) {
+    Opening opening{bundle};
+    co_return co_await opening;
+}
+
+// The system's allocator returns large blocks by itself.
+void keepIdleMemorySmall() {}
+
+void releaseFreeMemory() { malloc_zone_pressure_relief(/*every zone*/ nullptr, /*as much as possible*/ 0); }
+
+} // namespace vostel_mcp

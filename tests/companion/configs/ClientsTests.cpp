@@ -1,0 +1,243 @@
+#include "companion/configs/ClaudeCodeConfig.h"
+#include "companion/configs/Clients.h"
+#include "kit/clients/MCPClientConfigLogic.h"
+#include "kit/jsonrpc/JSONReader.h"
+#include "tests/companion/configs/ClientsFixture.h"
+#include "tests/companion/configs/RealTOML.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+
+namespace vostel_companion {
+
+namespace fs = std::filesystem;
+using vostel_tests::TemporaryFolder;
+using VostelMCPKit::MCPClientKind;
+using VostelMCPKit::readJSON;
+namespace Logic = VostelMCPKit::MCPClientConfigLogic;
+
+namespace {
+
+const std::string manifestFolder = "/Library/Application Support/Claude/Claude Extensions/vostel";
+
+struct Home {
+    TemporaryFolder folder;
+
+    [[nodiscard]] std::string path() const { return folder.path().string(); }
+    [[nodiscard]] std::string operator/(const char* name) const { return path() + "/" + name; }
+
+    [[nodiscard]] ClientsReport run(ClientsVerb verb, std::vector<MCPClientKind> kinds = {}, bool force = false) const {
+        return runClients({verb, std::move(kinds), path(), ours, force});
+    }
+};
+
+ClientsReport report(ClientsExit exit, std::vector<std::string> lines) { return {std::move(lines), exit}; }
+
+} // namespace
+
+TEST(Clients, AnEmptyHomeGetsEverythingAndCallsItUpToDate) {
+    const Home home;
+    const std::string claude = home / ".claude.json";
+    const std::string codex = home / ".codex/config.toml";
+    const std::string manifest = home.path() + manifestFolder + "/manifest.json";
+    EXPECT_EQ(home.run(ClientsVerb::status),
+              report(ClientsExit::notAsAsked, {"Claude Code: not installed in " + claude + ".",
+                                               "Claude Desktop: not installed in " + manifest + ".",
+                                               "Codex / ChatGPT desktop: not installed in " + codex + "."}));
+    EXPECT_EQ(home.run(ClientsVerb::install),
+              report(ClientsExit::asAsked,
+                     {"Claude Code: installed in " + claude + ".", "Claude Desktop: installed in " + manifest + ".",
+                      "Claude Desktop: to finish, open Claude Desktop → Settings → Extensions → Advanced settings, "
+                      "choose Install Unpacked Extension… and select the folder " +
+                          home.path() + manifestFolder + ".",
+                      "Codex / ChatGPT desktop: installed in " + codex + "."}));
+    EXPECT_EQ(home.run(ClientsVerb::status),
+              report(ClientsExit::asAsked,
+                     {"Claude Code: up to date in " + claude + ".", "Claude Desktop: up to date in " + manifest + ".",
+                      "Codex / ChatGPT desktop: up to date in " + codex + "."}));
+
+    const Logic::InstallationStatus upToDate{Logic::InstallationStatus::UpToDate{}};
+    const auto code = readJSON(readFile(claude));
+    const auto desktop = readJSON(readFile(manifest));
+    const auto table = Logic::parseCodexTable("vostel", readFile(codex));
+    ASSERT_TRUE(code && desktop && table);
+    EXPECT_EQ(Logic::compareInstallation(Logic::claudeCodeCommand(*(*(*code)["mcpServers"])["vostel"]), ourEntry),
+              upToDate);
+    EXPECT_EQ(Logic::compareInstallation(Logic::claudeDesktopCommand(*desktop), ourEntry), upToDate);
+    EXPECT_EQ(Logic::compareInstallation(table->command, ourEntry), upToDate);
+    EXPECT_EQ((*parseTOML(readFile(codex)))["mcp_servers"]["vostel"]["command"], ours);
+}
+
+TEST(Clients, InstallingAgainChangesNothing) {
+    const Home home;
+    ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::asAsked);
+    const std::string before = readFile(home / ".claude.json");
+    EXPECT_EQ(home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
+              report(ClientsExit::asAsked,
+                     {"Claude Code: up to date in " + (home / ".claude.json") + "; nothing was changed."}));
+    EXPECT_EQ(readFile(home / ".claude.json"), before);
+    EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup"));
+}
+
+TEST(Clients, AnEntryOfAnotherCopyIsUpdated) {
+    const Home home;
+    const std::string path =
+        home.folder.write(".codex/config.toml", "[mcp_servers.vostel]\ncommand = '/old/vostel-mcp'\n");
+    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::codex}),
+              report(ClientsExit::notAsAsked,
+                     {"Codex / ChatGPT desktop: the entry vostel in " + path +
+                      " starts another copy of the server, '/old/vostel-mcp'; installing updates it."}));
+    EXPECT_EQ(
+        home.run(ClientsVerb::install, {MCPClientKind::codex}),
+        report(ClientsExit::asAsked, {"Codex / ChatGPT desktop: updated in " + path +
+                                      ", where it started another copy of the server, '/old/vostel-mcp'. The file "
+                                      "as it was is kept as " +
+                                      path + ".vostel-backup."}));
+    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::codex}).exit, ClientsExit::asAsked);
+}
+
+TEST(Clients, AForeignEntryIsTouchedByForceAlone) {
+    const Home home;
+    const std::string text = "{\"mcpServers\":{\"vostel\":{\"command\":\"/usr/bin/no\\u001bde\"}}}";
+    const std::string path = home.folder.write(".claude.json", text);
+    const std::vector claudeCode = {MCPClientKind::claudeCode};
+    const std::string left =
+        "Claude Code: the entry vostel in " + path + " is not Vostel's: it starts '/usr/bin/no\uFFFDde'.";
+    EXPECT_EQ(home.run(ClientsVerb::status, claudeCode), report(ClientsExit::notAsAsked, {left}));
+    EXPECT_EQ(home.run(ClientsVerb::install, claudeCode),
+              report(ClientsExit::notAsAsked, {left + " It was left as it is; --force would replace it."}));
+    EXPECT_EQ(home.run(ClientsVerb::remove, claudeCode),
+              report(ClientsExit::notAsAsked, {left + " It was left as it is; --force would remove it."}));
+    EXPECT_EQ(readFile(path), text);
+
+    EXPECT_EQ(home.run(ClientsVerb::install, claudeCode, true),
+              report(ClientsExit::asAsked, {"Claude Code: installed in " + path +
+                                            " in the place of an entry that starts '/usr/bin/no\uFFFDde'. The "
+                                            "file as it was is kept as " +
+                                            path + ".vostel-backup."}));
+    EXPECT_EQ(ClaudeCodeConfig::existingCommand(readFile(path)), ours);
+
+    home.folder.write(".claude.json", text);
+    EXPECT_EQ(home.run(ClientsVerb::remove, claudeCode, true),
+              report(ClientsExit::asAsked, {"Claude Code: removed from " + path + ". The file as it was is kept as " +
+                                            path + ".vostel-backup."}));
+    EXPECT_EQ(readFile(path), "{\"mcpServers\":{}}");
+}
+
+TEST(Clients, AnEntryWithoutACommandIsForeign) {
+    const Home home;
+    const std::string path =
+        home.folder.write(".claude.json", R"({"mcpServers":{"vostel":{"type":"http","url":"x"}}})");
+    EXPECT_EQ(
+        home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
+        report(ClientsExit::notAsAsked, {"Claude Code: the entry vostel in " + path +
+                                         " is not Vostel's: it starts no program. It was left as it is; --force would "
+                                         "replace it."}));
+}
+
+TEST(Clients, RemovalSaysWhatOnlyTheClientCanDo) {
+    const Home home;
+    const std::string claude = home / ".claude.json";
+    const std::string codex = home / ".codex/config.toml";
+    ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::asAsked);
+    EXPECT_EQ(
+        home.run(ClientsVerb::remove),
+        report(ClientsExit::notAsAsked,
+               {"Claude Code: removed from " + claude + ". The file as it was is kept as " + claude + ".vostel-backup.",
+                "Claude Desktop: Claude Desktop installs Vostel as an extension through its own dialog, and only it "
+                "can remove one: open Claude Desktop → Settings → Extensions and remove Vostel there.",
+                "Codex / ChatGPT desktop: removed from " + codex + ". The file as it was is kept as " + codex +
+                    ".vostel-backup."}));
+    EXPECT_TRUE(fs::exists(home.path() + manifestFolder + "/manifest.json"));
+    fs::remove_all(home.path() + manifestFolder);
+    const std::string manifest = home.path() + manifestFolder + "/manifest.json";
+    EXPECT_EQ(home.run(ClientsVerb::remove),
+              report(ClientsExit::asAsked,
+                     {"Claude Code: not installed in " + claude + "; nothing was changed.",
+                      "Claude Desktop: not installed in " + manifest + "; nothing was changed.",
+                      "Codex / ChatGPT desktop: not installed in " + codex + "; nothing was changed."}));
+}
+
+TEST(Clients, RemovalFromAHomeWithoutClientsCreatesNothing) {
+    const Home home;
+    EXPECT_EQ(home.run(ClientsVerb::remove).exit, ClientsExit::asAsked);
+    EXPECT_TRUE(fs::is_empty(home.path()));
+}
+
+TEST(Clients, ABrokenFileIsReportedAndTheOthersAreServed) {
+    const Home home;
+    const std::string claude = home.folder.write(".claude.json", "{\n  \"a\": 1,\n}");
+    for (const ClientsVerb verb : {ClientsVerb::status, ClientsVerb::install, ClientsVerb::remove}) {
+        const ClientsReport done = home.run(verb, {MCPClientKind::claudeCode, MCPClientKind::codex});
+        EXPECT_EQ(done.exit, ClientsExit::failed);
+        ASSERT_EQ(done.lines.size(), 2U);
+        EXPECT_EQ(done.lines[0], "Claude Code: " + claude + " is not valid JSON at line 3, column 1.");
+        EXPECT_TRUE(done.lines[1].starts_with("Codex / ChatGPT desktop: "));
+    }
+    EXPECT_EQ(readFile(claude), "{\n  \"a\": 1,\n}");
+    EXPECT_FALSE(fs::exists(claude + ".vostel-backup"));
+}
+
+TEST(Clients, AReadOnlyFileIsReportedByChangesAndReadByStatus) {
+    const Home home;
+    const std::string claude = home.folder.write(".claude.json", "{}");
+    ASSERT_EQ(::chmod(claude.c_str(), 0444), 0);
+    EXPECT_EQ(home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
+              report(ClientsExit::failed, {"Claude Code: " + claude + " is read-only."}));
+    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::claudeCode}).exit, ClientsExit::notAsAsked);
+}
+
+TEST(Clients, ARequestThatMakesNoSenseIsRefused) {
+    const Home home;
+    struct Row {
+        const char* when;
+        std::string home;
+        std::string helper;
+        std::string sentence;
+    };
+    const Row rows[] = {
+        {"a relative home", "home", ours, "The home folder 'home' does not exist."},
+        {"no home", "", ours, "The home folder '' does not exist."},
+        {"a missing home", "/nowhere/at/all", ours, "The home folder '/nowhere/at/all' does not exist."},
+        {"a relative server", home.path(), "bin/vostel-mcp",
+         "The path of the server must be absolute, which 'bin/vostel-mcp' is not."},
+        {"another server", home.path(), "/bin/node", "The server must be named vostel-mcp, which '/bin/node' is not."},
+        {"a line break", home.path(), "/a\nb/vostel-mcp",
+         "The path of the server, '/a\uFFFDb/vostel-mcp', holds characters that no configuration can hold."},
+        {"not UTF-8", home.path(), "/\xE9/vostel-mcp",
+         "The path of the server, '/\uFFFD/vostel-mcp', holds characters that no configuration can hold."},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(runClients({ClientsVerb::install, {}, row.home, row.helper, false}),
+                  report(ClientsExit::failed, {row.sentence}));
+    }
+    EXPECT_TRUE(fs::is_empty(home.path()));
+}
+
+TEST(Clients, InstallationsAtTheSameTimeAgree) {
+    const Home home;
+    home.folder.write(".claude.json", "{\n  \"a\": 1\n}\n");
+    std::vector<ClientsReport> reports(6);
+    std::vector<std::thread> threads;
+    for (ClientsReport& report : reports) {
+        threads.emplace_back([&] { report = home.run(ClientsVerb::install); });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const ClientsReport& report : reports) {
+        EXPECT_EQ(report.exit, ClientsExit::asAsked) << ::testing::PrintToString(report.lines);
+    }
+    EXPECT_EQ(home.run(ClientsVerb::status).exit, ClientsExit::asAsked);
+    EXPECT_EQ(readFile(home / ".claude.json.vostel-backup"), "{\n  \"a\": 1\n}\n");
+    EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup-2"));
+}
+
+TEST(Clients, ASlashBehindTheHomeFolderDoesNotMatter) {
+    const Home home;
+    EXPECT_EQ(runClients({ClientsVerb::status, {MCPClientKind::claudeCode}, home.path() + "//", ours, false}).lines,
+              std::vector<std::string>{"Claude Code: not installed in " + (home / ".claude.json") + "."});
+}
+
+} // namespace vostel_companion

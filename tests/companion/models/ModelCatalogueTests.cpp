@@ -1,0 +1,151 @@
+#include "companion/models/ModelCatalogue.h"
+#include "tests/companion/store/StoreFixture.h"
+
+#include <sys/stat.h>
+
+namespace vostel_companion {
+
+namespace {
+
+const std::string digest(64, 'a');
+
+std::string entry(const std::string& identifier, const std::string& source, const std::string& sha256 = digest) {
+    return R"({"identifier":")" + identifier + R"(","displayName":"Name","source":")" + source + R"(","sha256":")" +
+           sha256 + R"("})";
+}
+
+std::string entryFor(const std::string& language) {
+    return R"({"identifier":"de","displayName":"Name","source":"/mnt","sha256":")" + digest + R"(","language":")" +
+           language + R"("})";
+}
+
+std::string catalogue(const std::string& entries) { return R"({"models":[)" + entries + "]}"; }
+
+std::expected<std::string, std::string> sourceOf(const std::string& source) {
+    auto models = parseModelCatalogue(catalogue(entry("de", source)), "/data/Vostel");
+    if (!models) return std::unexpected(std::move(models.error()));
+    return models->front().source;
+}
+
+} // namespace
+
+TEST(ModelCatalogue, AnEntryIsReadWithAllItsFields) {
+    const std::string text = R"({"models":[{"identifier":"de","displayName":"German","language":"de",
+        "source":"/mnt/german","sha256":")" +
+                             std::string(64, 'A') + R"(","comment":"ignored"}]})";
+    EXPECT_EQ(parseModelCatalogue(text, "/data"),
+              (std::vector<ModelDescription>{{"de", "German", "de", "/mnt/german", digest}}));
+}
+
+TEST(ModelCatalogue, ASourceIsALocalPath) {
+    struct Row {
+        const char* when;
+        const char* source;
+        const char* path;
+    };
+    const Row rows[] = {
+        {"an absolute path", "/mnt/german", "/mnt/german"},
+        {"a path from the catalogue's folder", "models/german", "/data/Vostel/models/german"},
+        {"a path that leads up", "../german", "/data/german"},
+        {"a file URL", "file:///mnt/german", "/mnt/german"},
+        {"a file URL with this host", "file://localhost/mnt/german", "/mnt/german"},
+        {"a short file URL", "file:/mnt/german", "/mnt/german"},
+        {"a scheme in capitals", "FILE:///mnt/german", "/mnt/german"},
+        {"escapes", "file:///mnt/my%20models/%C3%A9%25", "/mnt/my models/é%"},
+        {"a path is not unescaped", "/mnt/my%20models", "/mnt/my%20models"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(sourceOf(row.source), row.path);
+    }
+}
+
+TEST(ModelCatalogue, AnythingButALocalSourceIsRefused) {
+    const std::string reason = "the source of de is neither a path nor a file: URL";
+    for (const char* const source :
+         {"", "https://example.com/model", "ftp://example.com/model", "file://example.com/mnt/german", "file:german",
+          "file:", "file://", "file:///mnt/german?x", "file:///mnt/german#x", "file:///mnt/%", "file:///mnt/%4",
+          "file:///mnt/%zz", "file:///mnt/%00", "/mnt/\\u0000german"}) {
+        SCOPED_TRACE(source);
+        EXPECT_EQ(sourceOf(source), std::unexpected(reason));
+    }
+}
+
+TEST(ModelCatalogue, AnIdentifierNeverLeadsOutOfTheFolder) {
+    for (const char* const identifier : {"de", "de-DE", "de_2.1", "0", "a..b"}) {
+        SCOPED_TRACE(identifier);
+        EXPECT_TRUE(isModelIdentifier(identifier));
+    }
+    EXPECT_TRUE(isModelIdentifier(std::string(64, 'a')));
+    EXPECT_FALSE(isModelIdentifier(std::string(65, 'a')));
+    EXPECT_FALSE(isModelIdentifier(std::string_view{"de\0", 3}));
+    for (const char* const identifier : {"", ".", "..", "../de", "de/..", "/etc", "a/b", "a\\b", ".staging", ".removed",
+                                         ".lock", "-de", "d e", "dé", "de\n"}) {
+        SCOPED_TRACE(identifier);
+        EXPECT_FALSE(isModelIdentifier(identifier));
+    }
+}
+
+TEST(ModelCatalogue, AMistakeFailsTheWholeWithItsReason) {
+    struct Row {
+        const char* when;
+        std::string text;
+        const char* reason;
+    };
+    const Row rows[] = {
+        {"no models", "{}", "the key 'models' is missing"},
+        {"an entry without source", catalogue(R"({"identifier":"de","displayName":"x","sha256":""})"),
+         "the key 'source' is missing"},
+        {"a dangerous identifier", catalogue(entry("../de", "/mnt")),
+         "an identifier is not made of the allowed characters"},
+        {"a short checksum", catalogue(entry("de", "/mnt", "abc")), "the sha256 of de is not 64 hexadecimal digits"},
+        {"a checksum with other letters", catalogue(entry("de", "/mnt", std::string(64, 'g'))),
+         "the sha256 of de is not 64 hexadecimal digits"},
+        {"one identifier twice", catalogue(entry("de", "/a") + "," + entry("fr", "/b") + "," + entry("DE", "/c")),
+         "two models are called de"},
+        {"an empty language", catalogue(entryFor("")), "the language of de is not a code such as 'de'"},
+        {"any language", catalogue(entryFor("Auto")), "the language of de is not a code such as 'de'"},
+        {"a language's name", catalogue(entryFor("German")), "the language of de is not a code such as 'de'"},
+        {"the system's model", catalogue(entry("EN-us", "/mnt")), "en-us is the system's own model"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(parseModelCatalogue(row.text, "/data"), std::unexpected(std::string{row.reason}));
+    }
+    for (const char* const text : {"", "not JSON", "[]", "{\"models\":{}}", "{\"models\":[1]}"}) {
+        SCOPED_TRACE(text);
+        EXPECT_FALSE(parseModelCatalogue(text, "/data"));
+    }
+}
+
+TEST(ModelCatalogue, AMissingFileIsAnEmptyCatalogue) {
+    const StoreFolder folder;
+    EXPECT_EQ(readModelCatalogue(folder / "models.json"), std::vector<ModelDescription>{});
+}
+
+TEST(ModelCatalogue, AFileThatCannotBeUsedIsNamed) {
+    const StoreFolder folder;
+    const auto path = folder / "models.json";
+    writeFile(path, catalogue(entry("de", "/mnt", "abc")));
+    const auto bad = readModelCatalogue(path);
+    ASSERT_FALSE(bad);
+    EXPECT_EQ(bad.error().description(), "The model catalogue " + path.string() +
+                                             " could not be read: the sha256 of de is not 64 hexadecimal digits.");
+
+    writeFile(path, std::string((1 << 20) + 1, ' '));
+    const auto large = readModelCatalogue(path);
+    ASSERT_FALSE(large);
+    EXPECT_EQ(large.error().description(),
+              "The model catalogue " + path.string() + " could not be read: it is larger than 1 MiB.");
+
+    EXPECT_FALSE(readModelCatalogue(folder.path()));
+}
+
+TEST(ModelCatalogue, APipeInThePlaceOfTheFileHoldsNobody) {
+    const StoreFolder folder;
+    const auto path = folder / "models.json";
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    EXPECT_FALSE(readModelCatalogue(path));
+}
+
+} // namespace vostel_companion

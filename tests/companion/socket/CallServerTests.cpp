@@ -1,0 +1,544 @@
+#include "companion/socket/CallServer.h"
+#include "kit/wire/MCPWireFraming.h"
+#include "tests/companion/support/CompanionClient.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <ctime>
+#include <gtest/gtest.h>
+#include <limits>
+#include <poll.h>
+#include <thread>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+using namespace VostelMCPKit;
+using vostel_tests::CompanionClient;
+using vostel_tests::isFailure;
+using vostel_tests::textOf;
+
+namespace {
+
+/// Counts what happened, and lets others wait for it.
+class Counter final {
+public:
+    void add() {
+        const std::lock_guard lock{mutex_};
+        ++count_;
+        changed_.notify_all();
+    }
+    /// Whether it happens that often within half a minute.
+    [[nodiscard]] bool reaches(int count) {
+        std::unique_lock lock{mutex_};
+        return changed_.wait_for(lock, 30s, [&] { return count_ >= count; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int count_ = 0;
+};
+
+MCPToolOutcome succeeded(std::string text) { return {MCPToolOutcome::Text{std::move(text), std::nullopt}}; }
+
+/// A server with tools that do what a test needs.
+class CallServerStage {
+public:
+    explicit CallServerStage(CallServer::Limits limits = {}) {
+        tools_["echo"] = [](const ToolCall& call) {
+            return succeeded(std::string{call.arguments["text"]->asString().value_or("")});
+        };
+        tools_["wait"] = [this](const ToolCall& call) {
+            Counter cancelled;
+            const Cancellation::Listener listener{call.cancellation, [&] { cancelled.add(); }};
+            started.add();
+            const bool came = cancelled.reaches(1);
+            if (came) stopped.add();
+            return came ? failedOutcome("cancelled") : succeeded("was never cancelled");
+        };
+        tools_["stubborn"] = [this](const ToolCall&) {
+            started.add();
+            return released.reaches(1) ? succeeded("released") : failedOutcome("forgotten");
+        };
+        tools_["give up"] = [this](const ToolCall& call) {
+            call.progress(0.5);
+            started.add();
+            return released.reaches(1) ? succeeded("behind half a report") : failedOutcome("forgotten");
+        };
+        tools_["report"] = [this](const ToolCall& call) {
+            for (int step = 1; step <= 1000; ++step) call.progress(step / 1000.0);
+            reported.add();
+            return succeeded("reported");
+        };
+        tools_["long"] = [](const ToolCall&) { return succeeded(std::string(8'000'000, 'x')); };
+        tools_["too long"] = [](const ToolCall&) {
+            return succeeded(std::string(MCPWireFraming::maxFrameLength, 'x'));
+        };
+        tools_["no number"] = [](const ToolCall&) {
+            return MCPToolOutcome{MCPToolOutcome::Text{"x", MCPValue{std::numeric_limits<double>::infinity()}}};
+        };
+        tools_["pending"] = [](const ToolCall&) {
+            return MCPToolOutcome{MCPToolOutcome::AwaitingConfirmation{{}, "Remove it"}};
+        };
+        auto socket = ListeningSocket::open(support());
+        server_ = CallServer::make(*std::move(socket), tools_, posix::startBlockingThread, limits).value();
+        thread_ = std::thread{[this] { allEnded_ = server_->run(); }};
+    }
+    ~CallServerStage() {
+        std::ignore = stop();
+        released.add();
+        while (!server_->run()) {}
+    }
+    CallServerStage(const CallServerStage&) = delete;
+    CallServerStage& operator=(const CallServerStage&) = delete;
+
+    /// Whether all calls had ended when the server gave up waiting.
+    bool stop() {
+        server_->stop();
+        if (thread_.joinable()) thread_.join();
+        return allEnded_;
+    }
+
+    [[nodiscard]] std::filesystem::path support() const { return folder_.path() / "Library"; }
+    /// Whether the server still does its work, with a connection of its own.
+    [[nodiscard]] bool serves() const {
+        CompanionClient client{support()};
+        client.request("echo", MCPValue::object({{"text", "hello"}}));
+        return textOf(client.response()) == "hello";
+    }
+
+    Counter started;
+    Counter stopped;
+    Counter reported;
+    Counter released;
+
+private:
+    vostel_tests::TemporaryFolder folder_;
+    ToolTable tools_;
+    std::unique_ptr<CallServer> server_;
+    bool allEnded_ = false;
+    std::thread thread_;
+};
+
+const MCPValue nothing = MCPValue::object({});
+
+} // namespace
+
+TEST(CallServer, AnswersACallWithTheRenderedOutcomeUnderItsId) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.request("echo", MCPValue::object({{"text", "hello"}}), "0A1B");
+    const auto response = client.response();
+    ASSERT_TRUE(response);
+    EXPECT_EQ(response->requestID, "0A1B");
+    EXPECT_FALSE(isFailure(response));
+    EXPECT_EQ(textOf(response), "hello");
+
+    EXPECT_TRUE(client.isClosed()) << "a connection ends with its answer";
+
+    CompanionClient other{stage.support()};
+    other.request("pending", nothing);
+    const auto pending = other.response();
+    EXPECT_TRUE(isFailure(pending));
+    EXPECT_TRUE(textOf(pending).starts_with("This action has NOT been performed."));
+}
+
+TEST(CallServer, AToolThatDoesNotExistIsAFailureOfItsOwn) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.request("magic\n", nothing);
+    const auto response = client.response();
+    EXPECT_TRUE(isFailure(response));
+    EXPECT_EQ(textOf(response), "There is no tool named 'magic\uFFFD'.");
+}
+
+TEST(CallServer, AnAnswerThatCannotBeSentBecomesAFailure) {
+    CallServerStage stage;
+    for (const char* tool : {"too long", "no number"}) {
+        SCOPED_TRACE(tool);
+        CompanionClient client{stage.support()};
+        client.request(tool, nothing);
+        const auto response = client.response();
+        EXPECT_TRUE(isFailure(response));
+        EXPECT_EQ(textOf(response), "The result is too large to be sent.");
+    }
+}
+
+TEST(CallServer, AForeignVersionIsToldBothVersionsWhateverElseItSends) {
+    CallServerStage stage;
+    struct Row {
+        const char* when;
+        std::string frame;
+        std::string requestID;
+        std::int64_t helper;
+    };
+    const Row rows[] = {
+        {"an older one",
+         R"({"kind":"request","payload":{"protocolVersion":3,"clientInfo":{"name":"x"},"tool":"echo","arguments":{},"requestID":"A"}})",
+         "A", 3},
+        {"a later one with another shape",
+         R"({"kind":"request","payload":{"protocolVersion":5,"requestID":"B","call":[]}})", "B", 5},
+        {"one without an id", R"({"kind":"request","payload":{"protocolVersion":-1}})", "", -1},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        CompanionClient client{stage.support()};
+        client.sendFrame(row.frame);
+        EXPECT_EQ(client.response(),
+                  (MCPWireResponse{row.requestID, MCPWireError{MCPWireError::VersionMismatch{row.helper, 4}}}));
+    }
+    EXPECT_TRUE(stage.serves());
+}
+
+TEST(CallServer, ACancellationOnAConnectionOfItsOwnStopsTheCall) {
+    CallServerStage stage;
+    CompanionClient other{stage.support()};
+    other.request("wait", nothing, "B");
+    CompanionClient client{stage.support()};
+    client.request("wait", nothing, "A");
+    ASSERT_TRUE(stage.started.reaches(2));
+    CompanionClient{stage.support()}.cancel("A");
+    EXPECT_EQ(textOf(client.response()), "cancelled");
+    EXPECT_TRUE(stage.serves());
+    other.cancel("B");
+    EXPECT_EQ(textOf(other.response()), "cancelled") << "the call's own connection will do, too";
+}
+
+TEST(CallServer, ACancellationMayOvertakeItsRequest) {
+    CallServerStage stage;
+    CompanionClient canceller{stage.support()};
+    canceller.cancel("A");
+    // Frames of one connection are read in order, so the cancellation has arrived when this is answered.
+    canceller.request("echo", MCPValue::object({{"text", "x"}}), "B");
+    ASSERT_TRUE(canceller.response());
+    CompanionClient client{stage.support()};
+    client.request("wait", nothing, "A");
+    EXPECT_EQ(textOf(client.response()), "cancelled");
+}
+
+TEST(CallServer, ACallerThatHangsUpCancelsItsCall) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.request("wait", nothing);
+    ASSERT_TRUE(stage.started.reaches(1));
+    client.hangUp();
+    EXPECT_TRUE(stage.stopped.reaches(1));
+    EXPECT_TRUE(stage.serves());
+}
+
+TEST(CallServer, CallsRunSideBySideAndAnswerInAnyOrder) {
+    CallServerStage stage;
+    std::vector<std::unique_ptr<CompanionClient>> clients;
+    for (int i = 0; i < 64; ++i) {
+        clients.push_back(std::make_unique<CompanionClient>(stage.support()));
+        clients.back()->request("wait", nothing, std::to_string(i));
+    }
+    ASSERT_TRUE(stage.started.reaches(64));
+    for (int i = 63; i >= 0; --i) {
+        CompanionClient{stage.support()}.cancel(std::to_string(i));
+        EXPECT_EQ(textOf(clients[static_cast<std::size_t>(i)]->response()), "cancelled");
+    }
+}
+
+TEST(CallServer, ProgressRisesAndIsNotAFlood) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.request("report", nothing);
+    EXPECT_EQ(textOf(client.response()), "reported");
+    const std::vector<double>& progress = client.progress();
+    ASSERT_GE(progress.size(), 2U);
+    EXPECT_LT(progress.size(), 100U);
+    EXPECT_TRUE(std::ranges::is_sorted(progress));
+    EXPECT_EQ(progress.front(), 0.001);
+    EXPECT_EQ(progress.back(), 1);
+}
+
+TEST(CallServer, FramesMayComeInPiecesOrTogether) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    const std::string frame{
+        MCPWireFraming::encode(
+            R"({"kind":"request","payload":{"protocolVersion":4,"clientInfo":{"name":"x"},"tool":"echo","arguments":{"text":"pieces"},"requestID":"A"}})")
+            .text()};
+    for (const char byte : frame) client.sendBytes({&byte, 1});
+    EXPECT_EQ(textOf(client.response()), "pieces");
+
+    const Bytes cancellation =
+        MCPWireFraming::encode(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"Z"}})");
+    CompanionClient other{stage.support()};
+    other.sendBytes(std::string{cancellation.text()} + frame);
+    EXPECT_EQ(textOf(other.response()), "pieces");
+}
+
+TEST(CallServer, WhatIsNotTheProtocolEndsItsConnectionOnly) {
+    CallServerStage stage;
+    struct Row {
+        const char* when;
+        std::string payload;
+    };
+    const Row rows[] = {
+        {"an empty frame", ""},
+        {"no JSON", "hello"},
+        {"no object", "[1,2]"},
+        {"an unknown kind", R"({"kind":"response","payload":{}})"},
+        {"a request without a tool", R"({"kind":"request","payload":{"protocolVersion":4,"requestID":"A"}})"},
+        {"a version that is no number", R"({"kind":"request","payload":{"protocolVersion":"4","requestID":"A"}})"},
+        {"bytes that are no text", "\xFF\xFE\x00"},
+        {"a deep nest", std::string(200'000, '[')},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        CompanionClient client{stage.support()};
+        client.sendFrame(row.payload);
+        EXPECT_TRUE(client.isClosed());
+    }
+    EXPECT_TRUE(stage.serves());
+}
+
+TEST(CallServer, ASecondCallOnABusyConnectionEndsBoth) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.request("wait", nothing, "A");
+    ASSERT_TRUE(stage.started.reaches(1));
+    client.request("echo", nothing, "B");
+    EXPECT_TRUE(stage.stopped.reaches(1));
+    EXPECT_FALSE(client.response());
+    EXPECT_TRUE(stage.serves());
+}
+
+TEST(CallServer, AnOversizedFrameIsRefusedAtItsHeaderButMayBeWrittenToItsEnd) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.sendBytes(std::string_view{"\x04\x00\x00\x01", 4});
+    // More than any socket buffer holds, so this only ends because the other side reads on.
+    client.sendBytes(std::string(4'000'000, 'x'));
+    EXPECT_EQ(client.response(),
+              (MCPWireResponse{"", MCPWireError{MCPWireError::FrameTooLarge{67'108'865, 67'108'864}}}));
+    EXPECT_TRUE(stage.serves());
+}
+
+TEST(CallServer, APeerThatDawdlesLosesItsConnection) {
+    struct Row {
+        const char* when;
+        std::string_view bytes;
+    };
+    const Row rows[] = {{"says nothing", {}},
+                        {"half a header", {"\0\0", 2}},
+                        {"half a frame", {"\0\0\0\x09{\"ki", 8}},
+                        {"writes on after a refusal", {"\xFF\xFF\xFF\xFF", 4}}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        CallServerStage stage{{.frame = 50ms}};
+        CompanionClient client{stage.support()};
+        client.sendBytes(row.bytes);
+        std::ignore = client.response();
+        EXPECT_TRUE(client.isClosed());
+        EXPECT_TRUE(stage.serves());
+    }
+}
+
+TEST(CallServer, APeerThatDoesNotReadItsAnswerLosesIt) {
+    CallServerStage stage{{.calls = 1, .answer = 50ms}};
+    CompanionClient client{stage.support()};
+    client.request("long", nothing);
+    EXPECT_TRUE(stage.serves()) << "with room for one call, once the other one has been given up";
+    EXPECT_FALSE(client.response()) << "the answer was cut off";
+}
+
+TEST(CallServer, ASlowReaderStillGetsALongAnswer) {
+    CallServerStage stage;
+    CompanionClient client{stage.support()};
+    client.request("long", nothing);
+    EXPECT_EQ(textOf(client.response()).size(), 8'000'000U);
+}
+
+TEST(CallServer, ProgressWaitsForNobody) {
+    // Nobody reads the reports of this call; it comes to its end all the same.
+    CallServerStage stage{{.progress = 0ms}};
+    CompanionClient client{stage.support()};
+    client.request("report", nothing);
+    EXPECT_TRUE(stage.reported.reaches(1));
+    EXPECT_EQ(textOf(client.response()), "reported");
+}
+
+TEST(CallServer, HalfAReportIsNotFollowedByTheAnswer) {
+    CallServerStage stage{{.answer = 50ms}};
+    CompanionClient client{stage.support()};
+    // A report repeats the call's id, and this one is more than any socket buffer holds.
+    client.request("give up", nothing, std::string(4'000'000, 'x'));
+    ASSERT_TRUE(stage.started.reaches(1));
+    stage.released.add();
+    EXPECT_FALSE(client.next());
+    EXPECT_TRUE(client.isClosed());
+}
+
+TEST(CallServer, BeyondItsLimitACallWaitsItsTurnWhileCancellationsGetThrough) {
+    CallServerStage stage{{.connections = 5, .calls = 2}};
+    CompanionClient first{stage.support()};
+    CompanionClient second{stage.support()};
+    first.request("wait", nothing, "A");
+    second.request("wait", nothing, "B");
+    ASSERT_TRUE(stage.started.reaches(2));
+    CompanionClient third{stage.support()};
+    third.request("wait", nothing, "C");
+    {
+        CompanionClient fourth{stage.support()};
+        fourth.request("wait", nothing, "D");
+        CompanionClient{stage.support()}.cancel("D");
+        EXPECT_EQ(textOf(fourth.response()), "The call was cancelled.") << "without waiting any longer";
+    }
+    CompanionClient{stage.support()}.cancel("A");
+    EXPECT_EQ(textOf(first.response()), "cancelled");
+    EXPECT_TRUE(stage.started.reaches(3)) << "and the third one has its turn";
+    for (const char* id : {"B", "C"}) CompanionClient{stage.support()}.cancel(id);
+    EXPECT_EQ(textOf(second.response()), "cancelled");
+    EXPECT_EQ(textOf(third.response()), "cancelled");
+}
+
+TEST(CallServer, ManyCallsAtOnceAllComeToTheirTurn) {
+    CallServerStage stage{{.calls = 3}};
+    std::vector<std::unique_ptr<CompanionClient>> clients;
+    for (int i = 0; i < 200; ++i) {
+        clients.push_back(std::make_unique<CompanionClient>(stage.support()));
+        clients.back()->request("echo", MCPValue::object({{"text", std::to_string(i)}}), std::to_string(i));
+    }
+    for (int i = 0; i < 200; ++i)
+        EXPECT_EQ(textOf(clients[static_cast<std::size_t>(i)]->response()), std::to_string(i));
+}
+
+TEST(CallServer, ACallThatWaitsLeavesTheLineWithItsPeer) {
+    CallServerStage stage{{.calls = 1, .waitingCalls = 1}};
+    CompanionClient running{stage.support()};
+    running.request("wait", nothing, "A");
+    ASSERT_TRUE(stage.started.reaches(1));
+    {
+        CompanionClient impatient{stage.support()};
+        impatient.request("stubborn", nothing, "B");
+        // Breaking the protocol, which the server answers by closing, ends the wait as hanging up does.
+        impatient.request("stubborn", nothing, "C");
+        EXPECT_FALSE(impatient.response());
+    }
+    CompanionClient patient{stage.support()};
+    patient.request("echo", MCPValue::object({{"text", "x"}}), "D");
+    CompanionClient{stage.support()}.cancel("A");
+    EXPECT_EQ(textOf(patient.response()), "x") << "there was room to wait";
+}
+
+TEST(CallServer, ALineThatIsTooLongTellsTheNextCallToComeLater) {
+    struct Row {
+        const char* when;
+        CallServer::Limits limits;
+    };
+    const Row rows[] = {{"of too many calls", {.calls = 1, .waitingCalls = 1}},
+                        {"of too large ones", {.calls = 1, .waitingBytes = 300}}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        CallServerStage stage{row.limits};
+        CompanionClient running{stage.support()};
+        running.request("wait", MCPValue::object({{"text", std::string(1000, 'x')}}), "A");
+        ASSERT_TRUE(stage.started.reaches(1));
+        CompanionClient waiting{stage.support()};
+        waiting.request("echo", MCPValue::object({{"text", "x"}}), "B");
+        CompanionClient third{stage.support()};
+        third.request("echo", MCPValue::object({{"text", std::string(150, 'x')}}), "C");
+        const auto response = third.response();
+        EXPECT_TRUE(isFailure(response));
+        EXPECT_EQ(textOf(response), "Vostel is busy with too many calls at the moment; please try again later.");
+        CompanionClient{stage.support()}.cancel("A");
+        EXPECT_EQ(textOf(waiting.response()), "x");
+    }
+}
+
+TEST(CallServer, BeyondTheLimitOfConnectionsTheNextOneWaitsItsTurn) {
+    CallServerStage stage{{.connections = 1, .calls = 1, .frame = 50ms}};
+    CompanionClient silent{stage.support()};
+    EXPECT_TRUE(stage.serves()) << "after the silent one was dropped";
+}
+
+TEST(CallServer, ACallThatNoThreadCanBeStartedForIsToldToComeLater) {
+    const vostel_tests::TemporaryFolder folder;
+    const ToolTable tools{{"echo", [](const ToolCall&) { return succeeded("x"); }}};
+    const auto noThreads = [](posix::ThreadName, const std::function<void()>&) {
+        return std::expected<void, PosixError>{std::unexpected(PosixError{EAGAIN})};
+    };
+    const auto server = CallServer::make(*ListeningSocket::open(folder.path()), tools, noThreads, {}).value();
+    std::thread thread{[&] { EXPECT_TRUE(server->run()); }};
+    {
+        CompanionClient client{folder.path()};
+        client.request("echo", nothing);
+        EXPECT_TRUE(textOf(client.response()).starts_with("Vostel is busy"));
+    }
+    server->stop();
+    thread.join();
+}
+
+TEST(CallServer, StoppingCancelsWhatRunsAndRemovesTheSocket) {
+    CallServerStage stage;
+    CompanionClient running{stage.support()};
+    running.request("wait", nothing);
+    CompanionClient idle{stage.support()};
+    ASSERT_TRUE(stage.started.reaches(1));
+    EXPECT_TRUE(stage.stop());
+    EXPECT_TRUE(stage.stopped.reaches(1));
+    EXPECT_EQ(textOf(running.response()), "cancelled");
+    EXPECT_TRUE(idle.isClosed());
+    EXPECT_FALSE(CompanionClient{stage.support()}.connected());
+    EXPECT_FALSE(std::filesystem::exists(stage.support() / "com.vostel.vostel/mcp.sock"));
+}
+
+TEST(CallServer, StoppingDoesNotWaitForAPeerThatDoesNotRead) {
+    CallServerStage stage{{.farewell = 20ms}};
+    CompanionClient client{stage.support()};
+    client.request("long", nothing);
+    CompanionClient other{stage.support()};
+    other.request("echo", MCPValue::object({{"text", "x"}}));
+    ASSERT_TRUE(other.response());
+    EXPECT_TRUE(stage.stop());
+    EXPECT_FALSE(client.response());
+}
+
+TEST(CallServer, StoppingAnswersTheCallsThatWait) {
+    CallServerStage stage{{.calls = 1}};
+    CompanionClient running{stage.support()};
+    running.request("wait", nothing);
+    ASSERT_TRUE(stage.started.reaches(1));
+    CompanionClient waiting{stage.support()};
+    waiting.request("stubborn", nothing, "B");
+    // A connection that closes at once, and so has been looked at, was there after it.
+    CompanionClient garbage{stage.support()};
+    garbage.sendFrame("");
+    ASSERT_TRUE(garbage.isClosed());
+    EXPECT_TRUE(stage.stop());
+    EXPECT_EQ(textOf(waiting.response()), "The call was cancelled.");
+}
+
+TEST(CallServer, StoppingDoesNotWaitForACallThatDoesNotNotice) {
+    CallServerStage stage{{.farewell = 20ms, .leaving = 20ms}};
+    CompanionClient client{stage.support()};
+    client.request("stubborn", nothing);
+    ASSERT_TRUE(stage.started.reaches(1));
+    EXPECT_FALSE(stage.stop());
+    EXPECT_FALSE(client.response());
+}
+
+TEST(CallServer, SleepsWhileNothingHappens) {
+    CallServerStage stage;
+    CompanionClient waiting{stage.support()};
+    waiting.request("stubborn", nothing);
+    CompanionClient gone{stage.support()};
+    gone.request("stubborn", nothing);
+    ASSERT_TRUE(stage.started.reaches(2));
+    // A connection that was hung up while its call goes on stays ready to be read.
+    gone.hangUp();
+    ASSERT_TRUE(stage.serves());
+    const std::clock_t before = std::clock();
+    ::poll(nullptr, 0, 200);
+    const double busy = static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
+    EXPECT_LT(busy, 0.1);
+    stage.released.add();
+    EXPECT_EQ(textOf(waiting.response()), "released");
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,252 @@
+#include "companion/socket/ListeningSocket.h"
+#include "posix/UnixSocket.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace vostel_companion {
+
+using vostel_tests::TemporaryFolder;
+
+namespace {
+
+/// An Application Support folder of its own.
+class Place {
+public:
+    [[nodiscard]] std::filesystem::path support() const { return folder_.path() / "Library"; }
+    [[nodiscard]] std::filesystem::path folder() const { return support() / "com.vostel.vostel"; }
+    [[nodiscard]] std::filesystem::path socket() const { return folder() / "mcp.sock"; }
+
+    [[nodiscard]] bool answers() const { return posix::UnixSocket::connect(socket()).has_value(); }
+    [[nodiscard]] std::string refusal() const {
+        const auto opened = ListeningSocket::open(support());
+        return opened ? "" : opened.error().description();
+    }
+
+private:
+    TemporaryFolder folder_;
+};
+
+mode_t permissions(const std::filesystem::path& path) {
+    struct stat status{};
+    return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+/// Leaves a socket file behind as a process does that is killed.
+void leaveStaleSocket(const std::filesystem::path& path) {
+    const posix::FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+    ASSERT_EQ(::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+}
+
+} // namespace
+
+TEST(ListeningSocket, LiesInAClosedFolderAndIsItselfClosedToOthers) {
+    const Place place;
+    const mode_t mask = ::umask(0);
+    const auto socket = ListeningSocket::open(place.support());
+    EXPECT_EQ(::umask(mask), 0U) << "the file mask is as it was";
+    ASSERT_TRUE(socket);
+    EXPECT_EQ(permissions(place.folder()), 0700U);
+    EXPECT_EQ(permissions(place.socket()), 0600U);
+    EXPECT_EQ(permissions(place.folder() / "Vostel.pid"), 0600U);
+    EXPECT_TRUE(place.answers());
+}
+
+TEST(ListeningSocket, TellsOurProcessIdWhileItIsOpen) {
+    const Place place;
+    const auto id = [&] {
+        std::string text;
+        std::ifstream{place.folder() / "Vostel.pid"} >> text;
+        return text;
+    };
+    {
+        const auto socket = ListeningSocket::open(place.support());
+        ASSERT_TRUE(socket);
+        EXPECT_EQ(id(), std::to_string(::getpid()));
+    }
+    EXPECT_EQ(id(), "");
+}
+
+TEST(ListeningSocket, IsRemovedAtTheEndAndCanBeOpenedAgain) {
+    const Place place;
+    { ASSERT_TRUE(ListeningSocket::open(place.support())); }
+    EXPECT_FALSE(std::filesystem::exists(place.socket()));
+    EXPECT_TRUE(ListeningSocket::open(place.support()));
+}
+
+TEST(ListeningSocket, ASecondStartFindsTheFirst) {
+    const Place place;
+    const auto socket = ListeningSocket::open(place.support());
+    EXPECT_EQ(place.refusal(), "Vostel is already running.");
+    EXPECT_TRUE(place.answers()) << "the first goes on";
+}
+
+TEST(ListeningSocket, OfManyStartsAtOnceOneSucceeds) {
+    for (int round = 0; round < 5; ++round) {
+        const Place place;
+        // Processes, because the lock belongs to a process's open file; each tells by its exit status how it went.
+        int gate[2];
+        int opened[2];
+        int release[2];
+        for (int* ends : {gate, opened, release}) ASSERT_EQ(::pipe(ends), 0);
+        char byte = 0;
+        for (int i = 0; i < 4; ++i) {
+            if (::fork() != 0) continue;
+            ::close(gate[1]);
+            ::close(release[1]);
+            std::ignore = ::read(gate[0], &byte, 1);
+            const auto socket = ListeningSocket::open(place.support());
+            if (!socket) ::_exit(socket.error() == ListenError{ListenError::AlreadyRunning{}} ? 1 : 2);
+            std::ignore = ::write(opened[1], "", 1);
+            // Serves until every other start has been refused.
+            std::ignore = ::read(release[0], &byte, 1);
+            ::_exit(0);
+        }
+        ::close(gate[1]);
+        int refused = 0;
+        int status = 0;
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_GT(::wait(&status), 0);
+            refused += WIFEXITED(status) && WEXITSTATUS(status) == 1 ? 1 : 0;
+        }
+        EXPECT_EQ(refused, 3);
+        EXPECT_EQ(::read(opened[0], &byte, 1), 1);
+        EXPECT_TRUE(place.answers());
+        ::close(release[1]);
+        ASSERT_GT(::wait(&status), 0);
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+        for (const int end : {gate[0], opened[0], opened[1], release[0]}) ::close(end);
+    }
+}
+
+TEST(ListeningSocket, AStaleSocketIsReplaced) {
+    const Place place;
+    std::filesystem::create_directories(place.folder());
+    leaveStaleSocket(place.socket());
+    EXPECT_FALSE(place.answers());
+    const auto socket = ListeningSocket::open(place.support());
+    ASSERT_TRUE(socket) << socket.error().description();
+    EXPECT_TRUE(place.answers());
+}
+
+TEST(ListeningSocket, ASocketThatSomebodyAnswersOnIsLeftAlone) {
+    const Place place;
+    std::filesystem::create_directories(place.folder());
+    const posix::FileDescriptor other{::socket(AF_UNIX, SOCK_STREAM, 0)};
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", place.socket().c_str());
+    ASSERT_EQ(::bind(other.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(other.number(), 8), 0);
+    EXPECT_EQ(place.refusal(), "Vostel is already running.");
+    EXPECT_TRUE(place.answers());
+}
+
+TEST(ListeningSocket, ASocketThatTookThePlaceOfOursIsNotRemoved) {
+    const Place place;
+    {
+        const auto socket = ListeningSocket::open(place.support());
+        std::filesystem::rename(place.socket(), place.folder() / "old.sock");
+        leaveStaleSocket(place.socket());
+    }
+    EXPECT_TRUE(std::filesystem::exists(place.socket()));
+}
+
+TEST(ListeningSocket, WhatIsNoSocketIsNotRemoved) {
+    const Place place;
+    vostel_tests::writeFile(place.socket(), "a letter");
+    EXPECT_EQ(place.refusal(), "Vostel cannot serve at '" + place.socket().string() +
+                                   "', because a file that is no socket stands there.");
+    EXPECT_TRUE(std::filesystem::is_regular_file(place.socket()));
+}
+
+TEST(ListeningSocket, AFolderThatOthersCanWriteToIsRefused) {
+    const Place place;
+    const std::string sentence = "Vostel does not serve from '" + place.folder().string() +
+                                 "', because it is not a folder of this user's that only the user can write to.";
+    struct Row {
+        const char* when;
+        mode_t mode;
+        std::string expected;
+    };
+    const Row rows[] = {{"the group writes", 0770, sentence},
+                        {"everybody writes", 0707, sentence},
+                        {"others look in", 0755, ""},
+                        {"closed", 0700, ""}};
+    std::filesystem::create_directories(place.folder());
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        ASSERT_EQ(::chmod(place.folder().c_str(), row.mode), 0);
+        EXPECT_EQ(place.refusal(), row.expected);
+        if (row.expected.empty()) {
+            EXPECT_EQ(permissions(place.folder()), 0700U) << "closed from now on";
+        }
+    }
+}
+
+TEST(ListeningSocket, AFolderOfSomebodyElseIsRefused) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can give a folder away";
+    const Place place;
+    std::filesystem::create_directories(place.folder());
+    ASSERT_EQ(::chown(place.folder().c_str(), 65534, 65534), 0);
+    EXPECT_TRUE(place.refusal().starts_with("Vostel does not serve from "));
+}
+
+TEST(ListeningSocket, ALinkOrAFileInPlaceOfTheFolderIsRefused) {
+    const Place place;
+    std::filesystem::create_directories(place.support() / "elsewhere");
+    std::filesystem::create_directory_symlink(place.support() / "elsewhere", place.folder());
+    EXPECT_TRUE(place.refusal().starts_with("Vostel does not serve from "));
+    std::filesystem::remove(place.folder());
+    vostel_tests::writeFile(place.folder(), "");
+    EXPECT_TRUE(place.refusal().starts_with("Vostel does not serve from "));
+}
+
+TEST(ListeningSocket, APathThatNoClientCouldReachIsRefused) {
+    const TemporaryFolder folder;
+    const auto opened = ListeningSocket::open(folder.path() / std::string(100, 'x'));
+    ASSERT_FALSE(opened);
+    EXPECT_TRUE(opened.error().description().starts_with("Vostel MCP socket path '"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << "nothing is created for it";
+}
+
+TEST(ListeningSocket, AProcessOfAnotherUserIsNotAccepted) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can become another user";
+    const Place place;
+    const auto socket = ListeningSocket::open(place.support());
+    ASSERT_TRUE(socket);
+    // The folder would keep them out, so it is opened for them here.
+    std::filesystem::permissions(place.support().parent_path(), std::filesystem::perms::all);
+    std::filesystem::permissions(place.support(), std::filesystem::perms::all);
+    std::filesystem::permissions(place.folder(), std::filesystem::perms::all);
+    std::filesystem::permissions(place.socket(), std::filesystem::perms::all);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool dropped = ::setuid(65534) == 0;
+        const auto connected = posix::UnixSocket::connect(place.socket());
+        ::_exit(dropped && connected ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_EQ(WEXITSTATUS(status), 0) << "the other user did connect";
+    const auto accepted = socket->accept();
+    ASSERT_FALSE(accepted);
+    EXPECT_EQ(accepted.error(), EACCES);
+
+    ASSERT_TRUE(place.answers());
+    EXPECT_TRUE(socket->accept()) << "our own user is accepted";
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,30 @@
+#include "companion/socket/ProgressThrottle.h"
+
+#include <gtest/gtest.h>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+
+TEST(ProgressThrottle, AdmitsTheFirstTheLastAndWhatComesAnIntervalLater) {
+    struct Row {
+        const char* when;
+        std::chrono::milliseconds at;
+        double fraction;
+        bool admitted;
+    };
+    const ProgressThrottle::Time start{};
+    ProgressThrottle throttle{200ms, {}};
+    const Row rows[] = {
+        {"the first", 0ms, 0.1, true},           {"too soon", 199ms, 0.2, false},
+        {"an interval later", 200ms, 0.2, true}, {"no further", 900ms, 0.2, false},
+        {"backwards", 900ms, 0.1, false},        {"further", 900ms, 0.3, true},
+        {"done, however soon", 901ms, 1, true},  {"done again", 2000ms, 1, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(throttle.admits(row.fraction, start + row.at), row.admitted);
+    }
+}
+
+} // namespace vostel_companion

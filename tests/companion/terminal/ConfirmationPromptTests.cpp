@@ -1,0 +1,85 @@
+#include "companion/terminal/ConfirmationPrompt.h"
+#include "tests/companion/commands/VerbFixture.h"
+
+namespace vostel_companion {
+
+using VostelMCPKit::MCPConfirmationLogic::Decision;
+using Answer = ConfirmationPrompt::Answer;
+using Turn = ConfirmationPrompt::Turn;
+using Open = std::vector<OpenConfirmation>;
+
+namespace {
+
+OpenConfirmation removal(std::uint8_t id, const std::string& word) {
+    return {{uuid(id), {}, std::chrono::seconds{300}, std::nullopt}, {ConfirmableAction::RemoveWords{{word}}}};
+}
+
+std::string question(const std::string& word) {
+    return "\nAn AI client asks for your confirmation:\n    Remove the vocabulary rule for \"" + word +
+           "\"\nDo it? y/n: ";
+}
+
+const std::string gone = "\nThis request no longer waits: it was answered elsewhere, or it has expired.\n";
+
+} // namespace
+
+TEST(ConfirmationPrompt, AsksOnceAndTakesAnyWayToAnswer) {
+    struct Row {
+        const char* line;
+        std::optional<Decision> decision;
+    };
+    const Row rows[] = {
+        {"y", Decision::confirmed}, {"YES", Decision::confirmed}, {"  y \r", Decision::confirmed},
+        {"n", Decision::denied},    {"No", Decision::denied},     {"", std::nullopt},
+        {"yy", std::nullopt},       {"maybe", std::nullopt},      {"\xFF", std::nullopt},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.line);
+        ConfirmationPrompt prompt;
+        const Open open{removal(1, "one")};
+        EXPECT_EQ(prompt.look(open), (Turn{question("one"), true, std::nullopt}));
+        EXPECT_EQ(prompt.look(open), Turn{}) << "asked already";
+        const Turn expected = row.decision ? Turn{"", false, Answer{uuid(1), *row.decision}}
+                                           : Turn{"Please answer y or n: ", false, std::nullopt};
+        EXPECT_EQ(prompt.hear(row.line), expected);
+    }
+}
+
+TEST(ConfirmationPrompt, ComesToTheNextRequestWhenTheFirstIsAnswered) {
+    ConfirmationPrompt prompt;
+    std::ignore = prompt.look(Open{removal(1, "one"), removal(2, "two")});
+    EXPECT_EQ(prompt.hear("y").answer, (Answer{uuid(1), Decision::confirmed}));
+    EXPECT_EQ(prompt.look(Open{removal(2, "two")}), (Turn{question("two"), true, std::nullopt}));
+    EXPECT_EQ(prompt.hear("n").answer, (Answer{uuid(2), Decision::denied}));
+    EXPECT_EQ(prompt.look({}), Turn{});
+}
+
+TEST(ConfirmationPrompt, TakesBackAQuestionThatIsSettledElsewhere) {
+    ConfirmationPrompt prompt;
+    std::ignore = prompt.look(Open{removal(1, "one")});
+    EXPECT_EQ(prompt.look({}), (Turn{gone, false, std::nullopt}));
+    EXPECT_EQ(prompt.hear("y"), Turn{}) << "an answer to nothing";
+}
+
+TEST(ConfirmationPrompt, AnAnswerToTheOldQuestionIsNotOneToTheNext) {
+    ConfirmationPrompt prompt;
+    std::ignore = prompt.look(Open{removal(1, "one")});
+    const Turn turn = prompt.look(Open{removal(2, "two")});
+    EXPECT_EQ(turn, (Turn{gone + question("two"), true, std::nullopt}));
+}
+
+TEST(ConfirmationPrompt, ShowsEveryWordThatIsToBeConfirmed) {
+    OpenConfirmation many = removal(1, "word");
+    auto& words = std::get<ConfirmableAction::RemoveWords>(many.action.is).words;
+    words.resize(50, "word");
+    words.push_back("last");
+    ConfirmationPrompt prompt;
+    EXPECT_TRUE(prompt.look(Open{many}).text.ends_with(", \"last\"\nDo it? y/n: "));
+}
+
+TEST(ConfirmationPrompt, WordsCannotDrawOnTheTerminal) {
+    ConfirmationPrompt prompt;
+    EXPECT_EQ(prompt.look(Open{removal(1, hostile + "\n\t")}).text, question(harmless + "  "));
+}
+
+} // namespace vostel_companion

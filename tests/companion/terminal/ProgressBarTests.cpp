@@ -1,0 +1,83 @@
+#include "companion/terminal/ProgressBar.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <utility>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+
+TEST(ProgressLine, ShowsWhatFits) {
+    struct Row {
+        const char* when;
+        double share;
+        std::chrono::milliseconds elapsed;
+        std::size_t columns;
+        std::string line;
+    };
+    const Row rows[] = {
+        {"the beginning", 0, 0ms, 40, "Work  [                          ]   0%"},
+        {"half of it", 0.5, 500ms, 40, "Work  [=============             ]  50%"},
+        {"the end", 1, 90s, 40, "Work  [==========================] 100%"},
+        {"time enough for a guess", 0.5, 62s, 41, "Work  [========        ]  50%  1:02 left"},
+        {"too early for a guess", 0.5, 1999ms, 40, "Work  [=============             ]  50%"},
+        {"too little done for a guess", 0.01, 90s, 40, "Work  [                          ]   1%"},
+        {"no room for a bar", 0.5, 0ms, 20, "Work  50%"},
+        {"hardly any room", 0.5, 0ms, 5, "Work"},
+        {"no room at all", 0.5, 0ms, 1, ""},
+        {"a terminal of unknown width", 0, 0ms, 0, "Work  [" + std::string(40, ' ') + "]   0%"},
+        {"a wide terminal", 0, 0ms, 500, "Work  [" + std::string(40, ' ') + "]   0%"},
+        {"a share below nothing", -1, 0ms, 20, "Work   0%"},
+        {"a share beyond everything", 2, 0ms, 20, "Work 100%"},
+        {"a share that is no number", std::nan(""), 0ms, 20, "Work   0%"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(progressLine("Work", row.share, row.elapsed, row.columns), row.line);
+    }
+}
+
+namespace {
+
+struct Screen {
+    std::string written;
+    std::chrono::steady_clock::time_point time;
+    std::optional<ProgressTerminal> terminal = ProgressTerminal{
+        [this](std::string_view text) { written += text; }, [] { return std::size_t{20}; }, [this] { return time; }};
+
+    std::string take() { return std::exchange(written, {}); }
+};
+
+} // namespace
+
+TEST(ProgressBar, RedrawsItsLineAndLeavesItEmpty) {
+    Screen screen;
+    {
+        ProgressBar bar{screen.terminal, "Work"};
+        EXPECT_EQ(screen.take(), "\r\x1B[KWork   0%");
+        screen.time += 100ms;
+        bar.show(0.25);
+        EXPECT_EQ(screen.take(), "\r\x1B[KWork  25%");
+    }
+    EXPECT_EQ(screen.take(), "\r\x1B[K");
+}
+
+TEST(ProgressBar, RedrawsNoMoreThanTenTimesASecondBeforeTheEnd) {
+    Screen screen;
+    ProgressBar bar{screen.terminal, "Work"};
+    screen.take();
+    screen.time += 99ms;
+    bar.show(0.5);
+    EXPECT_EQ(screen.take(), "");
+    bar.show(1);
+    EXPECT_EQ(screen.take(), "\r\x1B[KWork 100%");
+}
+
+TEST(ProgressBar, DrawsNothingWithoutATerminal) {
+    const std::optional<ProgressTerminal> none;
+    ProgressBar bar{none, "Work"};
+    bar.show(0.5);
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,31 @@
+#include "companion/terminal/Wording.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <gtest/gtest.h>
+
+namespace vostel_companion {
+
+using namespace std::chrono_literals;
+
+TEST(Wording, TimesReadAsOnAClock) {
+    struct Row {
+        std::chrono::seconds time;
+        const char* text;
+    };
+    const Row rows[] = {{0s, "0:00"},     {7s, "0:07"},       {60s, "1:00"},
+                        {3599s, "59:59"}, {3600s, "1:00:00"}, {100h + 2min + 3s, "100:02:03"}};
+    for (const Row& row : rows) EXPECT_EQ(clockText(row.time), row.text);
+}
+
+TEST(Wording, MomentsAreToldInTheUsersTimeZone) {
+    const Timestamp moment{1'000'000'000'000ms};
+    ::setenv("TZ", "UTC-02:00", 1);
+    ::tzset();
+    EXPECT_EQ(localTimeText(moment), "2001-09-09 03:46");
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+    EXPECT_EQ(localTimeText(moment), "2001-09-09 01:46");
+}
+
+} // namespace vostel_companion

@@ -1,0 +1,52 @@
+#include "posix/StandardFolders.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <optional>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace posix {
+namespace {
+
+/// HOME is what the test says, until its end.
+class HomeFolder : public testing::Test {
+protected:
+    HomeFolder() {
+        if (const char* home = std::getenv("HOME")) before_ = home;
+    }
+    ~HomeFolder() override { set(before_); }
+
+    static void set(const std::optional<std::string>& home) {
+        if (home) {
+            setenv("HOME", home->c_str(), /*overwrite=*/1);
+        } else {
+            unsetenv("HOME");
+        }
+    }
+
+private:
+    std::optional<std::string> before_;
+};
+
+TEST_F(HomeFolder, IsTheVariableWhenThatIsAbsolute) {
+    for (const std::string home : {"/home/me", "/", "/Users/Zoë Müller"}) {
+        set(home);
+        EXPECT_EQ(homeDirectory(), home);
+    }
+}
+
+TEST_F(HomeFolder, IsWhatThePasswordDatabaseSaysOtherwise) {
+    const passwd* entry = getpwuid(getuid());
+    ASSERT_NE(entry, nullptr);
+    const std::string expected = entry->pw_dir;
+    const std::optional<std::string> values[] = {std::nullopt, "", "home/me", "~", "./"};
+    for (const auto& value : values) {
+        SCOPED_TRACE(value.value_or("unset"));
+        set(value);
+        EXPECT_EQ(homeDirectory(), expected);
+    }
+}
+
+} // namespace
+} // namespace posix

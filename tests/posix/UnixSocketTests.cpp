@@ -1,0 +1,147 @@
+#include "posix/UnixSocket.h"
+#include "tests/support/BytesOf.h"
+#include "tests/support/SignalTicks.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace posix {
+namespace {
+
+using vostel_tests::bytesOf;
+using VostelMCPKit::PosixError;
+
+struct Ends {
+    FileDescriptor here, there;
+};
+
+Ends streamPair() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) std::abort();
+    return {FileDescriptor{ends[0]}, FileDescriptor{ends[1]}};
+}
+
+/// A socket that listens at `path`.
+FileDescriptor listenAt(const std::string& path) {
+    FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM, 0)};
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(listener.number(), /*backlog=*/1), 0);
+    return listener;
+}
+
+TEST(UnixSocket, ConnectsToTheSocketThatListensAtThePath) {
+    const vostel_tests::TemporaryFolder folder;
+    const std::string path = folder.path() / "mcp.sock";
+    const FileDescriptor listener = listenAt(path);
+    const auto connected = UnixSocket::connect(path);
+    ASSERT_TRUE(connected);
+    const FileDescriptor accepted{accept(listener.number(), nullptr, nullptr)};
+    ASSERT_TRUE(UnixSocket::writeAll(connected->number(), bytesOf("hello")));
+    std::array<char, 16> read{};
+    EXPECT_EQ(recv(accepted.number(), read.data(), read.size(), 0), 5);
+    EXPECT_STREQ(read.data(), "hello");
+}
+
+TEST(UnixSocket, APathOf103BytesIsConnectedTo) {
+    const vostel_tests::TemporaryFolder folder;
+    std::string path = folder.path() / "";
+    path.resize(103, 'p');
+    const FileDescriptor listener = listenAt(path);
+    EXPECT_TRUE(UnixSocket::connect(path));
+}
+
+TEST(UnixSocket, AFailedConnectReportsTheSystemsReasonAndLeavesNoDescriptor) {
+    const vostel_tests::TemporaryFolder folder;
+    const std::string noSocket = folder.path() / "file";
+    const std::string abandoned = folder.path() / "abandoned.sock";
+    folder.write("file", "");
+    std::ignore = listenAt(abandoned);
+    struct Row {
+        const char* when;
+        std::string path;
+        int code;
+    };
+    const Row rows[] = {
+        {"nothing there", folder.path() / "missing.sock", ENOENT},
+        {"nobody listens any more", abandoned, ECONNREFUSED},
+        {"no socket", noSocket, ECONNREFUSED},
+        {"below a file", noSocket + "/mcp.sock", ENOTDIR},
+    };
+    const FileDescriptor before{dup(0)};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const auto connected = UnixSocket::connect(row.path);
+        ASSERT_FALSE(connected);
+        EXPECT_EQ(connected.error(), PosixError{row.code});
+    }
+    const FileDescriptor after{dup(0)};
+    EXPECT_EQ(after.number(), before.number() + 1);
+}
+
+TEST(UnixSocket, AWriteThatIsInterruptedAndTakenInPartsGoesOn) {
+    const Ends ends = streamPair();
+    std::string sent;
+    for (std::size_t number = 0; sent.size() < 500'000; ++number) sent += std::to_string(number) + ',';
+    std::string received(sent.size() + 1, '\0');
+    std::size_t count = 0;
+    const auto readSome = [&] {
+        const ssize_t read = recv(ends.there.number(), received.data() + count, received.size() - count, MSG_DONTWAIT);
+        if (read > 0) count += static_cast<std::size_t>(read);
+    };
+    {
+        // The writer fills the socket and is interrupted a few times before anything is taken out.
+        const vostel_tests::SignalTicks ticks{[&](int tick) {
+            if (tick > 5) readSome();
+        }};
+        EXPECT_TRUE(UnixSocket::writeAll(ends.here.number(), bytesOf(sent)));
+    }
+    readSome();
+    received.resize(count);
+    EXPECT_TRUE(received == sent);
+}
+
+TEST(UnixSocket, APeerThatIsGoneIsAFailureAndNoSignal) {
+    Ends ends = streamPair();
+    ends.there = {};
+    const auto written = UnixSocket::writeAll(ends.here.number(), bytesOf("hello"));
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error(), PosixError{EPIPE});
+}
+
+TEST(UnixSocket, NothingToWriteIsWritten) {
+    const Ends ends = streamPair();
+    EXPECT_TRUE(UnixSocket::writeAll(ends.here.number(), {}));
+}
+
+TEST(FileDescriptor, ClosesWhatItOwnsAndNothingElse) {
+    const auto isOpen = [](int number) { return fcntl(number, F_GETFD) >= 0; };
+    const int number = dup(0);
+    {
+        FileDescriptor first{number};
+        FileDescriptor second{std::move(first)};
+        EXPECT_EQ(second.number(), number);
+        FileDescriptor third;
+        EXPECT_LT(third.number(), 0);
+        third = std::move(second);
+        EXPECT_TRUE(isOpen(number));
+    }
+    EXPECT_FALSE(isOpen(number));
+
+    const int overwritten = dup(0);
+    FileDescriptor owner{overwritten};
+    owner = FileDescriptor{dup(0)};
+    EXPECT_FALSE(isOpen(overwritten));
+    EXPECT_TRUE(isOpen(owner.number()));
+}
+
+} // namespace
+} // namespace posix

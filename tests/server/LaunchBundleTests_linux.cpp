@@ -1,0 +1,319 @@
+#include "posix/FileDescriptor.h"
+#include "server/LaunchBundle_linux.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <poll.h>
+#include <sstream>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// What an old kernel answers; set while a test plays one.
+bool closeRangeIsUnknown = false;
+
+} // namespace
+
+// The linker sends the server's calls of close_range here.
+extern "C" int __real_close_range(unsigned first, unsigned last, int flags);
+extern "C" int __wrap_close_range(unsigned first, unsigned last, int flags);
+int __wrap_close_range(unsigned first, unsigned last, int flags) {
+    if (!closeRangeIsUnknown) return __real_close_range(first, last, flags);
+    errno = ENOSYS;
+    return -1;
+}
+
+namespace vostel_mcp {
+namespace {
+
+using vostel_tests::TemporaryFolder;
+using VostelMCPKit::PosixError;
+
+std::string propertyList(const std::string& content) {
+    return R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+)" + content +
+           "\n</dict>\n</plist>\n";
+}
+
+/// A small bundle whose executable reports through a FIFO.
+class Bundle final {
+public:
+    explicit Bundle(const std::string& name = "Small") : name_{name} {
+        if (mkfifo(fifo().c_str(), 0600) != 0) std::abort();
+    }
+
+    [[nodiscard]] std::filesystem::path path() const { return folder_.path() / (name_ + ".app"); }
+    void writePropertyList(const std::string& text) const { folder_.write(inside("Info.plist"), text); }
+    void writeExecutable(const std::string& name, const std::string& content, mode_t mode = 0700) const {
+        const auto file = folder_.write(inside("MacOS/" + name), content);
+        if (chmod(file.c_str(), mode) != 0) std::abort();
+    }
+    /// A shell script that runs `command`, whose output is the report.
+    void writeScript(const std::string& name, const std::string& command) const {
+        writeExecutable(name, "#!/bin/sh\n" + command + " > '" + fifo() + "'\n");
+    }
+
+    /// Launches the bundle and returns its report. Waits for it ten seconds at most.
+    [[nodiscard]] std::string report() const {
+        const posix::FileDescriptor reading{open(fifo().c_str(), O_RDONLY | O_NONBLOCK)};
+        const auto launched = launchBundle(path());
+        if (!launched) return "not launched: " + launched.error().systemText();
+        std::string text;
+        for (char bytes[4096];;) {
+            pollfd ready{reading.number(), POLLIN, 0};
+            if (poll(&ready, 1, /*timeout=*/10'000) <= 0) return text + "(no end)";
+            const ssize_t count = read(reading.number(), bytes, sizeof bytes);
+            if (count <= 0) return text;
+            text.append(bytes, static_cast<std::size_t>(count));
+        }
+    }
+
+private:
+    [[nodiscard]] std::string fifo() const { return folder_.path() / "report"; }
+    [[nodiscard]] std::filesystem::path inside(const std::string& name) const {
+        return std::filesystem::path{name_ + ".app"} / "Contents" / name;
+    }
+
+    const std::string name_;
+    const TemporaryFolder folder_;
+};
+
+/// The fields of /proc/PID/status.
+std::map<std::string, std::string> statusFields(const std::string& status) {
+    std::map<std::string, std::string> fields;
+    std::istringstream lines{status};
+    for (std::string line; std::getline(lines, line);) {
+        const auto tab = line.find(":\t");
+        if (tab != line.npos) fields[line.substr(0, tab)] = line.substr(tab + 2);
+    }
+    return fields;
+}
+
+TEST(LaunchBundle, RunsTheExecutableThatThePropertyListNames) {
+    Bundle bundle;
+    bundle.writePropertyList(propertyList("<key>CFBundleExecutable</key>\n\t<string>Other</string>"));
+    bundle.writeScript("Other", "echo \"$0\"");
+    bundle.writeScript("Small", "echo wrong");
+    EXPECT_EQ(bundle.report(), (bundle.path() / "Contents/MacOS/Other").string() + "\n");
+}
+
+TEST(LaunchBundle, RunsTheExecutableNamedLikeTheBundleOtherwise) {
+    struct Row {
+        const char* when;
+        std::optional<std::string> propertyList;
+    };
+    const Row rows[] = {
+        {"no property list", std::nullopt},
+        {"an empty one", ""},
+        {"it names no executable", propertyList("<key>CFBundleName</key><string>Other</string>")},
+        {"it names a path", propertyList("<key>CFBundleExecutable</key><string>../Other</string>")},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        Bundle bundle{"A small One"};
+        if (row.propertyList) bundle.writePropertyList(*row.propertyList);
+        bundle.writeScript("A small One", "echo here");
+        EXPECT_EQ(bundle.report(), "here\n");
+    }
+}
+
+TEST(LaunchBundle, APropertyListThatIsNoFileIsNone) {
+    for (const bool fifo : {false, true}) {
+        SCOPED_TRACE(fifo ? "a FIFO" : "a folder");
+        Bundle bundle;
+        bundle.writeScript("Small", "echo here");
+        const auto propertyList = bundle.path() / "Contents" / "Info.plist";
+        if (fifo) {
+            ASSERT_EQ(mkfifo(propertyList.c_str(), 0600), 0);
+        } else {
+            std::filesystem::create_directory(propertyList);
+        }
+        EXPECT_EQ(bundle.report(), "here\n");
+    }
+}
+
+TEST(LaunchBundle, TheProcessIsInASessionOfItsOwnAndNoChildOfOurs) {
+    Bundle bundle;
+    bundle.writeScript("Small", "exec cat /proc/self/status");
+    const auto fields = statusFields(bundle.report());
+    ASSERT_TRUE(fields.contains("NSsid"));
+    EXPECT_NE(fields.at("NSsid"), std::to_string(getsid(0)));
+    EXPECT_NE(fields.at("NSpgid"), std::to_string(getpgid(0)));
+    EXPECT_NE(fields.at("NSsid"), fields.at("Pid")) << "a session leader could acquire a terminal";
+    EXPECT_NE(fields.at("PPid"), std::to_string(getpid()));
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+void expectOnlyStandardStreamsToBeInherited() {
+    const posix::FileDescriptor ours{open("/etc/passwd", O_RDONLY)};
+    const posix::FileDescriptor high{fcntl(ours.number(), F_DUPFD, 200)};
+    Bundle bundle;
+    // Standard output is looked at before it becomes the report.
+    bundle.writeScript("Small", "out=$(readlink /proc/$$/fd/1)\nexec 3>&-\n"
+                                "{ echo \"1 $out\"; exec ls -l /proc/self/fd; }");
+    std::istringstream lines{bundle.report()};
+    std::vector<std::string> descriptors;
+    for (std::string line; std::getline(lines, line);) {
+        if (line == "1 /dev/null") descriptors.push_back(line);
+        if (const auto arrow = line.find(" -> "); arrow != line.npos) {
+            descriptors.push_back(line.substr(line.rfind(' ', arrow - 1) + 1));
+        }
+    }
+    ASSERT_EQ(descriptors.size(), 5U) << lines.str();
+    EXPECT_EQ(descriptors[0], "1 /dev/null");
+    EXPECT_EQ(descriptors[1], "0 -> /dev/null");
+    EXPECT_TRUE(descriptors[2].starts_with("1 -> ") && descriptors[2].ends_with("/report")) << descriptors[2];
+    EXPECT_EQ(descriptors[3], "2 -> /dev/null");
+    EXPECT_TRUE(descriptors[4].starts_with("3 -> /proc/")) << "the listing itself: " << descriptors[4];
+}
+
+TEST(LaunchBundle, TheStandardStreamsAreNullAndNoDescriptorOfOursIsInherited) {
+    expectOnlyStandardStreamsToBeInherited();
+}
+
+TEST(LaunchBundle, AKernelThatCannotCloseARangeInheritsNoDescriptorEither) {
+    closeRangeIsUnknown = true;
+    expectOnlyStandardStreamsToBeInherited();
+    closeRangeIsUnknown = false;
+}
+
+TEST(LaunchBundle, TheProcessInheritsNoBlockedSignalAndDiesOfABrokenPipe) {
+    sigset_t some, before;
+    sigemptyset(&some);
+    sigaddset(&some, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &some, &before);
+    const auto handler = std::signal(SIGPIPE, SIG_IGN);
+    Bundle bundle;
+    bundle.writeScript("Small", "exec cat /proc/self/status");
+    const auto fields = statusFields(bundle.report());
+    std::signal(SIGPIPE, handler);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ASSERT_TRUE(fields.contains("SigBlk"));
+    EXPECT_EQ(fields.at("SigBlk"), "0000000000000000");
+    EXPECT_EQ(std::stoull(fields.at("SigIgn"), nullptr, 16) & 1ULL << (SIGPIPE - 1), 0U);
+}
+
+TEST(LaunchBundle, TheProcessStartsInTheRootFolderWithItsPathAsItsOnlyArgument) {
+    Bundle bundle;
+    bundle.writeScript("Small", "echo \"$(pwd) $# $0\"");
+    EXPECT_EQ(bundle.report(), "/ 0 " + (bundle.path() / "Contents/MacOS/Small").string() + "\n");
+}
+
+TEST(LaunchBundle, WhatCannotRunFailsBeforeTheOperationReturns) {
+    struct Row {
+        const char* when;
+        std::function<void(const Bundle&)> arrange;
+        int code;
+    };
+    const Row rows[] = {
+        {"no bundle", [](const Bundle&) {}, ENOENT},
+        {"no executable", [](const Bundle& bundle) { bundle.writePropertyList(propertyList("")); }, ENOENT},
+        {"not the named one",
+         [](const Bundle& bundle) {
+             bundle.writePropertyList(propertyList("<key>CFBundleExecutable</key><string>Other</string>"));
+             bundle.writeScript("Small", "echo here");
+         },
+         ENOENT},
+        {"not executable", [](const Bundle& bundle) { bundle.writeExecutable("Small", "#!/bin/sh\n", 0600); }, EACCES},
+        {"a folder",
+         [](const Bundle& bundle) { std::filesystem::create_directories(bundle.path() / "Contents/MacOS/Small"); },
+         EACCES},
+        {"no format that can run", [](const Bundle& bundle) { bundle.writeExecutable("Small", "hello"); }, ENOEXEC},
+        {"no interpreter", [](const Bundle& bundle) { bundle.writeExecutable("Small", "#!/nowhere/sh\n"); }, ENOENT},
+    };
+    const posix::FileDescriptor before{dup(0)};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        const Bundle bundle;
+        row.arrange(bundle);
+        const auto launched = launchBundle(bundle.path());
+        ASSERT_FALSE(launched);
+        EXPECT_EQ(launched.error(), PosixError{row.code});
+    }
+    const posix::FileDescriptor after{dup(0)};
+    EXPECT_EQ(after.number(), before.number() + 1);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
+}
+
+TEST(LaunchBundle, AnIgnoredChildSignalDoesNotHideSuccessOrFailure) {
+    const auto before = std::signal(SIGCHLD, SIG_IGN);
+    Bundle bundle;
+    bundle.writeScript("Small", "echo here");
+    EXPECT_EQ(bundle.report(), "here\n");
+    bundle.writeExecutable("Small", "hello");
+    EXPECT_FALSE(launchBundle(bundle.path()));
+    std::signal(SIGCHLD, before);
+}
+
+TEST(LaunchBundle, AFailureIsKnownEvenWhenStandardStreamsAreClosed) {
+    Bundle bundle;
+    bundle.writeExecutable("Small", "hello");
+    // Some sanitizers write out what is buffered when a forked child leaves.
+    std::fflush(nullptr);
+    const posix::FileDescriptor savedInput{fcntl(0, F_DUPFD_CLOEXEC, 10)};
+    const posix::FileDescriptor savedOutput{fcntl(1, F_DUPFD_CLOEXEC, 10)};
+    const posix::FileDescriptor savedError{fcntl(2, F_DUPFD_CLOEXEC, 10)};
+    for (int stream = 0; stream <= 2; ++stream) close(stream);
+    const auto launched = launchBundle(bundle.path());
+    dup2(savedInput.number(), 0);
+    dup2(savedOutput.number(), 1);
+    dup2(savedError.number(), 2);
+    ASSERT_FALSE(launched);
+    EXPECT_EQ(launched.error(), PosixError{ENOEXEC});
+}
+
+TEST(LaunchBundle, TheExecutableNameIsReadOutOfThePropertyListOrNotAtAll) {
+    const std::string key = "<key>CFBundleExecutable</key>";
+    struct Row {
+        const char* when;
+        std::string text;
+        std::string name;
+    };
+    const Row rows[] = {
+        {"on one line", propertyList(key + "<string>Vostel</string>"), "Vostel"},
+        {"on two lines", propertyList(key + "\r\n\t <string>Vostel</string>"), "Vostel"},
+        {"among others",
+         propertyList("<key>CFBundleName</key><string>X</string>" + key +
+                      "<string>Vostel</string>"
+                      "<key>CFBundleVersion</key><string>4</string>"),
+         "Vostel"},
+        {"with a space and beyond ASCII", propertyList(key + "<string>Vostel Größe</string>"), "Vostel Größe"},
+        {"empty text", "", ""},
+        {"no key", propertyList("<key>CFBundleName</key><string>Vostel</string>"), ""},
+        {"a value of another type", propertyList(key + "<integer>4</integer>"), ""},
+        {"no value", propertyList(key), ""},
+        {"an empty value", propertyList(key + "<string></string>"), ""},
+        {"no end", key + "<string>Vostel", ""},
+        {"the end of the text behind the key", key, ""},
+        {"the end of the text inside the tag", key + "<stri", ""},
+        {"a path", propertyList(key + "<string>/bin/sh</string>"), ""},
+        {"a path out of the bundle", propertyList(key + "<string>../../sh</string>"), ""},
+        {"the folder itself", propertyList(key + "<string>.</string>"), ""},
+        {"the folder above", propertyList(key + "<string>..</string>"), ""},
+        {"an entity", propertyList(key + "<string>a&amp;b</string>"), ""},
+        {"markup", propertyList(key + "<string>a<b/></string>"), ""},
+        {"a NUL", propertyList(key + "<string>sh" + std::string(1, '\0') + "x</string>"), ""},
+        {"a binary property list",
+         std::string{"bplist00\xD1\x01\x02_\x10\x12"
+                     "CFBundleExecutable"},
+         ""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.when);
+        EXPECT_EQ(executableName(row.text), row.name);
+    }
+}
+
+} // namespace
+} // namespace vostel_mcp

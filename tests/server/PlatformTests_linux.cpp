@@ -1,0 +1,35 @@
+#include "posix/StandardFolders.h"
+#include "server/Platform.h"
+#include "tests/support/ManualExecutor.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+
+namespace vostel_mcp {
+namespace {
+
+TEST(Platform, KnowsItsOwnExecutable) {
+    const auto executable = posix::ownExecutable();
+    ASSERT_TRUE(executable);
+    EXPECT_EQ(executable->filename(), "server_tests");
+    EXPECT_TRUE(executable->is_absolute());
+}
+
+TEST(Platform, ApplicationSupportIsInsideTheHomeFolder) {
+    EXPECT_EQ(posix::applicationSupportDirectory(), posix::homeDirectory() / "Library" / "Application Support");
+}
+
+TEST(Platform, OpeningReportsWhatBecameOfTheLaunch) {
+    const vostel_tests::TemporaryFolder folder;
+    const auto executable = folder.write("Small.app/Contents/MacOS/Small", "#!/bin/sh\n");
+    vostel_tests::ManualExecutor executor;
+    using Opened = std::expected<void, VostelMCPKit::PosixError>;
+    EXPECT_EQ(executor.run(openWithoutActivating(folder.path() / "Small.app")),
+              Opened{std::unexpected(VostelMCPKit::PosixError{EACCES})});
+    std::filesystem::permissions(executable, std::filesystem::perms::owner_all);
+    EXPECT_EQ(executor.run(openWithoutActivating(folder.path() / "Small.app")), Opened{});
+}
+
+} // namespace
+} // namespace vostel_mcp
