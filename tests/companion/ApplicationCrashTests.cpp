@@ -71,7 +71,7 @@ void writeCatalogue(const TemporaryFolder& home) {
 
 } // namespace
 
-TEST(ApplicationCrash, EveryAcknowledgedRuleSurvives) {
+TEST(ApplicationCrash, every_acknowledged_rule_survives) {
     const TemporaryFolder home;
     std::mt19937 random{20260830};
     std::vector<std::string> acknowledged;
@@ -112,7 +112,7 @@ TEST(ApplicationCrash, EveryAcknowledgedRuleSurvives) {
     }
 }
 
-TEST(ApplicationCrash, ATranscriptIsThereWholeOrNotAtAll) {
+TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
     const TemporaryFolder home;
     const auto transcripts = Paths::in(supportIn(home.path())).transcripts();
     {
@@ -142,7 +142,7 @@ TEST(ApplicationCrash, ATranscriptIsThereWholeOrNotAtAll) {
     EXPECT_EQ(numberOfFiles(transcripts), 1U);
 }
 
-TEST(ApplicationCrash, AnInstallationThatDiedLeavesNoTraceAndCanBeRepeated) {
+TEST(ApplicationCrash, an_installation_that_died_leaves_no_trace_and_can_be_repeated) {
     const TemporaryFolder home;
     writeCatalogue(home);
     const auto models = Paths::in(supportIn(home.path())).models();
@@ -163,7 +163,7 @@ TEST(ApplicationCrash, AnInstallationThatDiedLeavesNoTraceAndCanBeRepeated) {
     EXPECT_EQ(std::filesystem::file_size(models / "de/model.bin"), 200U << 20);
 }
 
-TEST(ApplicationCrash, ATerminationCancelsAnInstallation) {
+TEST(ApplicationCrash, a_termination_cancels_an_installation) {
     const TemporaryFolder home;
     writeCatalogue(home);
     Application application{home.path()};
@@ -178,7 +178,7 @@ TEST(ApplicationCrash, ATerminationCancelsAnInstallation) {
     EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
 }
 
-TEST(ApplicationCrash, TheNextStartPerformsWhatWasConfirmedAndFailsWhatWasAbandoned) {
+TEST(ApplicationCrash, the_next_start_performs_what_was_confirmed_and_fails_what_was_abandoned) {
     const TemporaryFolder home;
     writeCatalogue(home);
     const Paths paths = Paths::in(supportIn(home.path()));
@@ -208,7 +208,7 @@ TEST(ApplicationCrash, TheNextStartPerformsWhatWasConfirmedAndFailsWhatWasAbando
     EXPECT_EQ(Recordings{database}.find(id).value()->summary.state, RecordingSummary::State::failed);
 }
 
-TEST(ApplicationCrash, ADamagedDatabaseIsReportedAndLeftAsItIs) {
+TEST(ApplicationCrash, a_damaged_database_is_reported_and_left_as_it_is) {
     const TemporaryFolder home;
     const std::string letter(5000, 'x');
     const auto database = Paths::in(supportIn(home.path())).database();

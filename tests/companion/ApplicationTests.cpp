@@ -20,7 +20,7 @@ using vostel_tests::spoken;
 using vostel_tests::supportIn;
 using vostel_tests::textOf;
 
-TEST(Application, TranscribesAVoiceFromTheSocketAndEndsCleanly) {
+TEST(Application, transcribes_a_voice_from_the_socket_and_ends_cleanly) {
     const vostel_tests::TemporaryFolder home;
     Application application{home.path()};
     const auto client = connected(home.path());
@@ -42,7 +42,7 @@ TEST(Application, TranscribesAVoiceFromTheSocketAndEndsCleanly) {
     EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
 }
 
-TEST(Application, ATerminationCancelsWhatRuns) {
+TEST(Application, a_termination_cancels_what_runs) {
     const vostel_tests::TemporaryFolder home;
     std::vector<std::int16_t> minutes;
     const auto sentence = vostel_tests::samplesOf(spoken("0870"));
@@ -60,7 +60,7 @@ TEST(Application, ATerminationCancelsWhatRuns) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, 10s);
 }
 
-TEST(Application, ASecondStartEndsWithAWordAndLeavesTheFirstAlone) {
+TEST(Application, a_second_start_ends_with_a_word_and_leaves_the_first_alone) {
     const vostel_tests::TemporaryFolder home;
     const Application first{home.path()};
     ASSERT_TRUE(connected(home.path())->connected());
@@ -70,7 +70,7 @@ TEST(Application, ASecondStartEndsWithAWordAndLeavesTheFirstAlone) {
     EXPECT_TRUE(connected(home.path())->connected());
 }
 
-TEST(Application, StartsAgainAfterItWasKilled) {
+TEST(Application, starts_again_after_it_was_killed) {
     const vostel_tests::TemporaryFolder home;
     {
         Application killed{home.path()};
@@ -84,7 +84,7 @@ TEST(Application, StartsAgainAfterItWasKilled) {
     EXPECT_EQ(textOf(client->response()), "0 vocabulary rules.");
 }
 
-TEST(Application, ACallerThatIsGoneBeforeTheAnswerDoesNotEndIt) {
+TEST(Application, a_caller_that_is_gone_before_the_answer_does_not_end_it) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
     for (int i = 0; i < 20; ++i) {
@@ -97,7 +97,7 @@ TEST(Application, ACallerThatIsGoneBeforeTheAnswerDoesNotEndIt) {
     EXPECT_FALSE(isFailure(client->response()));
 }
 
-TEST(Application, ManyCallsAtOnceAllFindTheDatabaseInTheEnd) {
+TEST(Application, many_calls_at_once_all_find_the_database_in_the_end) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
     ASSERT_TRUE(connected(home.path())->connected());
@@ -113,7 +113,7 @@ TEST(Application, ManyCallsAtOnceAllFindTheDatabaseInTheEnd) {
     }
 }
 
-TEST(Application, ItsDatabaseIsNoSoundFileAndStaysWhole) {
+TEST(Application, its_database_is_no_sound_file_and_stays_whole) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
     const std::string database = Paths::in(supportIn(home.path())).database().string();

@@ -1,6 +1,7 @@
 // tools/call: from the client's line to the application's frame and back.
 
 #include "tests/e2e/Stage.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 
@@ -24,7 +25,7 @@ bool isUpperCaseUUID(const std::string& text) {
 
 } // namespace
 
-TEST(Call, TheRequestIsOneExactFrameAndTheResultPassesUnread) {
+TEST(Call, the_request_is_one_exact_frame_and_the_result_passes_unread) {
     Stage stage;
     stage.server.send(
         R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)"
@@ -49,7 +50,7 @@ TEST(Call, TheRequestIsOneExactFrameAndTheResultPassesUnread) {
     connection.expectClosedByServer();
 }
 
-TEST(Call, ArgumentsReachTheApplicationAsGiven) {
+TEST(Call, arguments_reach_the_application_as_given) {
     struct Row {
         const char* when;
         const char* params;
@@ -65,18 +66,17 @@ TEST(Call, ArgumentsReachTheApplicationAsGiven) {
          R"([9223372036854775807,9.223372036854775808e18,1e-07])"},
     };
     Stage stage;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         stage.server.send(toolsCall("1", row.params));
         ReceivedCall call = stage.application.nextCall();
         EXPECT_EQ(call.request.at("arguments"), json::parse(row.arguments));
         EXPECT_EQ(call.request.at("tool"), "history_list");
         call.answer("{}");
         EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
-    }
+    });
 }
 
-TEST(Call, TenMegabytesOfArgumentsArriveWhole) {
+TEST(Call, ten_megabytes_of_arguments_arrive_whole) {
     Stage stage;
     const std::string argument(10'000'000, 'x');
     stage.server.send(toolsCall("1", R"(,"arguments":{"text":")" + argument + R"("})"));
@@ -87,7 +87,7 @@ TEST(Call, TenMegabytesOfArgumentsArriveWhole) {
     EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
 }
 
-TEST(Call, AnyDepthOfNestingPassesBothWays) {
+TEST(Call, any_depth_of_nesting_passes_both_ways) {
     constexpr std::size_t depth = 200'000;
     const std::string nested = std::string(depth, '[') + std::string(depth, ']');
     Stage stage;
@@ -100,7 +100,7 @@ TEST(Call, AnyDepthOfNestingPassesBothWays) {
     stage.expectServing();
 }
 
-TEST(Call, TheLastInitializeThatNamesAClientGivesTheIdentity) {
+TEST(Call, the_last_initialize_that_names_a_client_gives_the_identity) {
     struct Row {
         const char* when;
         const char* params;
@@ -115,8 +115,7 @@ TEST(Call, TheLastInitializeThatNamesAClientGivesTheIdentity) {
          R"({"name":"second"})"},
     };
     Stage stage;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         if (row.params != nullptr) {
             stage.server.send(std::string{R"({"jsonrpc":"2.0","id":0,"method":"initialize","params":)"} + row.params +
                               "}");
@@ -127,10 +126,10 @@ TEST(Call, TheLastInitializeThatNamesAClientGivesTheIdentity) {
         EXPECT_EQ(call.request.at("clientInfo"), json::parse(row.clientInfo));
         call.answer("{}");
         EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
-    }
+    });
 }
 
-TEST(Call, CallsInFlightAreAnsweredAsTheyFinish) {
+TEST(Call, calls_in_flight_are_answered_as_they_finish) {
     constexpr int count = 64;
     Stage stage;
     for (int id = 0; id < count; ++id) {
@@ -150,7 +149,7 @@ TEST(Call, CallsInFlightAreAnsweredAsTheyFinish) {
     }
 }
 
-TEST(Call, LongResultsOfManyCallsAtOnceAreWholeLines) {
+TEST(Call, long_results_of_many_calls_at_once_are_whole_lines) {
     constexpr int count = 16;
     const std::string text(300'000, 'x');
     Stage stage;
@@ -171,7 +170,7 @@ TEST(Call, LongResultsOfManyCallsAtOnceAreWholeLines) {
     EXPECT_TRUE(lines == expected);
 }
 
-TEST(Call, MoreCallsThanTheApplicationAcceptsAtOnceWaitTheirTurn) {
+TEST(Call, more_calls_than_the_application_accepts_at_once_wait_their_turn) {
     constexpr int count = 64;
     TemporaryFolder home;
     FakeApplication application{home.path(), /*backlog=*/1};
@@ -184,7 +183,7 @@ TEST(Call, MoreCallsThanTheApplicationAcceptsAtOnceWaitTheirTurn) {
     }
 }
 
-TEST(Call, AThousandCallsWaitAtOnce) {
+TEST(Call, a_thousand_calls_wait_at_once) {
     constexpr int count = sanitized ? 200 : 1000;
     Stage stage;
     for (int id = 0; id < count; ++id) stage.server.send(toolsCall(std::to_string(id)));
@@ -197,7 +196,7 @@ TEST(Call, AThousandCallsWaitAtOnce) {
     for (int id = 0; id < count; ++id) EXPECT_EQ(answered[static_cast<std::size_t>(id)], id);
 }
 
-TEST(Call, ACallThatIsNeverAnsweredHoldsUpNobody) {
+TEST(Call, a_call_that_is_never_answered_holds_up_nobody) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     const ReceivedCall unanswered = stage.application.nextCall();
@@ -209,7 +208,7 @@ TEST(Call, ACallThatIsNeverAnsweredHoldsUpNobody) {
     EXPECT_EQ(stage.server.waitForEnd(), Ending{});
 }
 
-TEST(Call, TheApplicationMayRestartBetweenCalls) {
+TEST(Call, the_application_may_restart_between_calls) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path()}};
     for (int start = 0; start < 3; ++start) {
@@ -220,7 +219,7 @@ TEST(Call, TheApplicationMayRestartBetweenCalls) {
     }
 }
 
-TEST(Call, AnApplicationThatDiesFailsItsCallsAloneAndTheNextOneServes) {
+TEST(Call, an_application_that_dies_fails_its_calls_alone_and_the_next_one_serves) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path()}};
     {
@@ -236,7 +235,7 @@ TEST(Call, AnApplicationThatDiesFailsItsCallsAloneAndTheNextOneServes) {
     EXPECT_EQ(server.line(), resultLine("2", "{}"));
 }
 
-TEST(Call, AnApplicationThatHangsUpWhileTheCallIsSentIsAFaultOfThatCall) {
+TEST(Call, an_application_that_hangs_up_while_the_call_is_sent_is_a_fault_of_that_call) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"arguments":")" + std::string(4'194'304, 'x') + '"'));
     ApplicationConnection connection = stage.application.accept();

@@ -8,7 +8,7 @@ namespace vostel_tests {
 
 using nlohmann::json;
 
-TEST(Cancellation, TheApplicationIsToldOnAConnectionOfItsOwnAndTheClientHearsNothingMore) {
+TEST(Cancellation, the_application_is_told_on_a_connection_of_its_own_and_the_client_hears_nothing_more) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
@@ -25,7 +25,7 @@ TEST(Cancellation, TheApplicationIsToldOnAConnectionOfItsOwnAndTheClientHearsNot
     stage.expectServing();
 }
 
-TEST(Cancellation, TheApplicationIsToldEvenWhenTheClientLeavesAtOnce) {
+TEST(Cancellation, the_application_is_told_even_when_the_client_leaves_at_once) {
     for (int time = 0; time < 10; ++time) {
         Stage stage;
         stage.server.send(toolsCall("1"));
@@ -36,7 +36,7 @@ TEST(Cancellation, TheApplicationIsToldEvenWhenTheClientLeavesAtOnce) {
     }
 }
 
-TEST(Cancellation, ACallThatFailsAfterItsCancellationFailsInSilence) {
+TEST(Cancellation, a_call_that_fails_after_its_cancellation_fails_in_silence) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -47,7 +47,7 @@ TEST(Cancellation, ACallThatFailsAfterItsCancellationFailsInSilence) {
     stage.expectServing();
 }
 
-TEST(Cancellation, NumbersAndStringsOfTheSameTextNameTheSameCall) {
+TEST(Cancellation, numbers_and_strings_of_the_same_text_name_the_same_call) {
     struct Row {
         const char* called;
         const char* cancelled;
@@ -66,7 +66,7 @@ TEST(Cancellation, NumbersAndStringsOfTheSameTextNameTheSameCall) {
     }
 }
 
-TEST(Cancellation, WhatNamesNoCallInFlightIsSilentlyDropped) {
+TEST(Cancellation, what_names_no_call_in_flight_is_silently_dropped) {
     Stage stage;
     stage.server.send(toolsCall("5"));
     ReceivedCall call = stage.application.nextCall();
@@ -80,7 +80,7 @@ TEST(Cancellation, WhatNamesNoCallInFlightIsSilentlyDropped) {
     EXPECT_EQ(stage.server.line(), resultLine("5", "{}"));
 }
 
-TEST(Cancellation, OneThatComesBeforeItsCallDoesNotWaitForIt) {
+TEST(Cancellation, one_that_comes_before_its_call_does_not_wait_for_it) {
     Stage stage;
     stage.server.send(cancelled("1"));
     stage.server.send(toolsCall("1"));
@@ -89,7 +89,7 @@ TEST(Cancellation, OneThatComesBeforeItsCallDoesNotWaitForIt) {
     stage.application.expectNobody();
 }
 
-TEST(Cancellation, OneThatComesAfterTheAnswerReachesNobody) {
+TEST(Cancellation, one_that_comes_after_the_answer_reaches_nobody) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     stage.application.nextCall().answer("{}");
@@ -103,7 +103,7 @@ TEST(Cancellation, OneThatComesAfterTheAnswerReachesNobody) {
     stage.application.expectNobody();
 }
 
-TEST(Cancellation, OneCallAmongManyIsCancelledAlone) {
+TEST(Cancellation, one_call_among_many_is_cancelled_alone) {
     Stage stage;
     std::map<int, ReceivedCall> calls;
     for (int id = 0; id < 8; ++id) {
@@ -122,7 +122,7 @@ TEST(Cancellation, OneCallAmongManyIsCancelledAlone) {
     stage.server.expectSilence();
 }
 
-TEST(Cancellation, RacingWithTheAnswerItLeavesOneAnswerOrNone) {
+TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
     constexpr int count = sanitized ? 100 : 500;
     Stage stage;
     std::vector<std::string> expected;
@@ -160,7 +160,7 @@ TEST(Cancellation, RacingWithTheAnswerItLeavesOneAnswerOrNone) {
     EXPECT_EQ(stage.server.errorText(), "vostel-mcp wire protocol v4\n");
 }
 
-TEST(Cancellation, AClientThatDoesNotReadIsWaitedForWithoutHoldingUpCallsAndCancellations) {
+TEST(Cancellation, a_client_that_does_not_read_is_waited_for_without_holding_up_calls_and_cancellations) {
     const std::string text(1'048'576, 'x');
     Stage stage;
     stage.server.send(toolsCall("1"));

@@ -2,6 +2,7 @@
 
 #include "tests/e2e/Messages.h"
 #include "tests/e2e/ServerProcess.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ struct Alone {
 
 } // namespace
 
-TEST(Conversation, TheStartSaysTheWireVersionOnStandardErrorAndNothingOnStandardOutput) {
+TEST(Conversation, the_start_says_the_wire_version_on_standard_error_and_nothing_on_standard_output) {
     Alone alone;
     alone.server.closeInput();
     EXPECT_EQ(alone.server.waitForEnd(), Ending{});
@@ -35,7 +36,7 @@ TEST(Conversation, TheStartSaysTheWireVersionOnStandardErrorAndNothingOnStandard
     EXPECT_EQ(alone.server.unreadOutput(), "");
 }
 
-TEST(Conversation, ArgumentsAndVariablesOfTheProcessChangeNothing) {
+TEST(Conversation, arguments_and_variables_of_the_process_change_nothing) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path(),
                           .arguments = {"--version", "--help", "-x"},
@@ -44,7 +45,7 @@ TEST(Conversation, ArgumentsAndVariablesOfTheProcessChangeNothing) {
     EXPECT_EQ(server.line(), pingReply("1"));
 }
 
-TEST(Conversation, InitializeAgreesOnARevision) {
+TEST(Conversation, initialize_agrees_on_a_revision) {
     struct Row {
         const char* when;
         const char* params;
@@ -59,17 +60,16 @@ TEST(Conversation, InitializeAgreesOnARevision) {
         {"params that are no object", R"(,"params":["2024-11-05"])", "2025-06-18"},
     };
     Alone alone;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         alone.server.send(std::string{R"({"jsonrpc":"2.0","id":1,"method":"initialize")"} + row.params + "}");
         EXPECT_EQ(
             alone.server.line(),
             resultLine("1", std::string{R"({"capabilities":{"tools":{"listChanged":false}},"protocolVersion":")"} +
                                 row.revision + R"(","serverInfo":{"name":"vostel-mcp","version":"4"}})"));
-    }
+    });
 }
 
-TEST(Conversation, TheToolsAreListedInTheirOrderWithClosedSchemas) {
+TEST(Conversation, the_tools_are_listed_in_their_order_with_closed_schemas) {
     Alone alone;
     alone.server.send(R"({"jsonrpc":"2.0","id":"list","method":"tools/list"})");
     const std::string line = alone.server.line();
@@ -97,14 +97,14 @@ TEST(Conversation, TheToolsAreListedInTheirOrderWithClosedSchemas) {
     EXPECT_EQ(alone.server.line(), line);
 }
 
-TEST(Conversation, DiscoveryNamesTheKnownRevisions) {
+TEST(Conversation, discovery_names_the_known_revisions) {
     Alone alone;
     alone.server.send(R"({"jsonrpc":"2.0","id":-1,"method":"server/discover"})");
     EXPECT_EQ(alone.server.line(),
               resultLine("-1", R"({"versions":["2024-11-05","2025-03-26","2025-06-18","2025-11-25"]})"));
 }
 
-TEST(Conversation, EachLineGetsItsReplyOrSilence) {
+TEST(Conversation, each_line_gets_its_reply_or_silence) {
     struct Row {
         const char* when;
         std::string line;
@@ -162,18 +162,17 @@ TEST(Conversation, EachLineGetsItsReplyOrSilence) {
          R"({"error":{"code":-32602,"message":"tools/call requires params.name"},"id":3,"jsonrpc":"2.0"})"},
     };
     Alone alone;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         alone.server.send(row.line);
         alone.server.send(ping(R"("next")"));
         if (!row.reply.empty()) {
             EXPECT_EQ(alone.server.line(), row.reply);
         }
         EXPECT_EQ(alone.server.line(), pingReply(R"("next")"));
-    }
+    });
 }
 
-TEST(Conversation, ManyLinesOfOneWriteAreAnsweredInOrder) {
+TEST(Conversation, many_lines_of_one_write_are_answered_in_order) {
     Alone alone;
     std::string lines;
     for (int id = 0; id < 1000; ++id) lines += ping(std::to_string(id)) + "\n\n";
@@ -181,7 +180,7 @@ TEST(Conversation, ManyLinesOfOneWriteAreAnsweredInOrder) {
     for (int id = 0; id < 1000; ++id) ASSERT_EQ(alone.server.line(), pingReply(std::to_string(id)));
 }
 
-TEST(Conversation, ALongLineMayArriveByteByByte) {
+TEST(Conversation, a_long_line_may_arrive_byte_by_byte) {
     const std::size_t length = sanitized ? 65'536 : 1'048'576;
     const std::string id = '"' + std::string(length, 'x') + '"';
     Alone alone;
@@ -190,7 +189,7 @@ TEST(Conversation, ALongLineMayArriveByteByByte) {
     EXPECT_EQ(alone.server.line(), pingReply(id));
 }
 
-TEST(Conversation, ACharacterMayBeCutBetweenTwoWrites) {
+TEST(Conversation, a_character_may_be_cut_between_two_writes) {
     Alone alone;
     const std::string line = ping(R"("€")") + "\n";
     const auto middle = line.find("€") + 1;
@@ -200,7 +199,7 @@ TEST(Conversation, ACharacterMayBeCutBetweenTwoWrites) {
     EXPECT_EQ(alone.server.line(), pingReply(R"("€")"));
 }
 
-TEST(Conversation, NoDepthOfNestingIsADanger) {
+TEST(Conversation, no_depth_of_nesting_is_a_danger) {
     constexpr std::size_t depth = 200'000;
     std::string objects;
     for (std::size_t level = 0; level < depth; ++level) objects += R"({"a":)";
@@ -216,14 +215,13 @@ TEST(Conversation, NoDepthOfNestingIsADanger) {
          pingReply("1")},
     };
     Alone alone;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         alone.server.send(row.line);
         EXPECT_EQ(alone.server.line(), row.reply);
-    }
+    });
 }
 
-TEST(Conversation, StreamsMayBeNonBlocking) {
+TEST(Conversation, streams_may_be_non_blocking) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path(), .streamsAreNonBlockingSockets = true}};
     server.send(ping("1"));

@@ -6,7 +6,7 @@
 
 namespace vostel_tests {
 
-TEST(End, TheEndOfInputEndsTheProcess) {
+TEST(End, the_end_of_input_ends_the_process) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path()}};
     server.send(ping("1"));
@@ -15,7 +15,7 @@ TEST(End, TheEndOfInputEndsTheProcess) {
     EXPECT_EQ(server.unreadOutput(), pingReply("1") + "\n");
 }
 
-TEST(End, ALastLineWithoutItsLineFeedNeverArrived) {
+TEST(End, a_last_line_without_its_line_feed_never_arrived) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path()}};
     server.write(ping("1"));
@@ -24,7 +24,7 @@ TEST(End, ALastLineWithoutItsLineFeedNeverArrived) {
     EXPECT_EQ(server.unreadOutput(), "");
 }
 
-TEST(End, CallsThatRunAreNeitherAwaitedNorAnsweredNorCancelled) {
+TEST(End, calls_that_run_are_neither_awaited_nor_answered_nor_cancelled) {
     Stage stage;
     std::vector<ReceivedCall> calls;
     for (int id = 0; id < 8; ++id) {
@@ -38,7 +38,7 @@ TEST(End, CallsThatRunAreNeitherAwaitedNorAnsweredNorCancelled) {
     stage.application.expectNobody();
 }
 
-TEST(End, TheEndComesAtOnceWhileALongAnswerArrives) {
+TEST(End, the_end_comes_at_once_while_a_long_answer_arrives) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -48,7 +48,7 @@ TEST(End, TheEndComesAtOnceWhileALongAnswerArrives) {
     EXPECT_EQ(stage.server.unreadOutput(), "");
 }
 
-TEST(End, WritingToAClientThatIsGoneEndsTheProcessByTheBrokenPipeSignal) {
+TEST(End, writing_to_a_client_that_is_gone_ends_the_process_by_the_broken_pipe_signal) {
     Stage stage;
     stage.expectServing();
     stage.server.closeOutput();
@@ -56,7 +56,7 @@ TEST(End, WritingToAClientThatIsGoneEndsTheProcessByTheBrokenPipeSignal) {
     EXPECT_EQ(stage.server.waitForEnd(), Ending{.signal = SIGPIPE});
 }
 
-TEST(End, TheAnswerToACallEndsItTheSameWay) {
+TEST(End, the_answer_to_a_call_ends_it_the_same_way) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();

@@ -52,7 +52,7 @@ bool soon(Stage& stage, Condition holds) {
 
 } // namespace
 
-TEST(Endurance, TenThousandCallsLeaveNoDescriptorThreadOrMemory) {
+TEST(Endurance, ten_thousand_calls_leave_no_descriptor_thread_or_memory) {
     constexpr int warmUp = 400;
     constexpr int count = sanitized ? 1'600 : 10'000;
     // What the address sanitizer keeps of freed memory would hide what is not freed.
@@ -73,7 +73,7 @@ TEST(Endurance, TenThousandCallsLeaveNoDescriptorThreadOrMemory) {
     EXPECT_LE(stage.server.residentKiB(), residentKiB + boundKiB);
 }
 
-TEST(Endurance, TheMemoryOfLargeResultsGoesBackToTheSystem) {
+TEST(Endurance, the_memory_of_large_results_goes_back_to_the_system) {
     if (sanitized) GTEST_SKIP() << "a sanitizer keeps what was freed";
     Stage stage;
     stage.expectServing();
@@ -86,7 +86,7 @@ TEST(Endurance, TheMemoryOfLargeResultsGoesBackToTheSystem) {
     EXPECT_TRUE(soon(stage, [&] { return stage.server.residentKiB() < 8 * 1024; })) << stage.server.residentKiB();
 }
 
-TEST(Endurance, AThousandWaitingCallsGiveTheirThreadsBack) {
+TEST(Endurance, a_thousand_waiting_calls_give_their_threads_back) {
     constexpr int count = sanitized ? 200 : 1000;
     Stage stage;
     stage.expectServing();

@@ -1,6 +1,7 @@
 // The application's bytes: whole frames in any pieces, and everything that is none.
 
 #include "tests/e2e/Stage.h"
+#include "tests/support/Table.h"
 
 namespace vostel_tests {
 
@@ -18,7 +19,7 @@ std::string errorFrame(std::string_view error) {
 
 } // namespace
 
-TEST(Frame, PiecesOfAnySizeMakeTheSameLines) {
+TEST(Frame, pieces_of_any_size_make_the_same_lines) {
     Stage stage;
     for (const std::size_t size : {1U, 2U, 3U, 4U, 5U, 7U, 64U, 100'000U}) {
         SCOPED_TRACE(size);
@@ -37,7 +38,7 @@ TEST(Frame, PiecesOfAnySizeMakeTheSameLines) {
     }
 }
 
-TEST(Frame, TheFirstResponseEndsTheCallWhateverItsIdAndWhateverFollows) {
+TEST(Frame, the_first_response_ends_the_call_whatever_its_id_and_whatever_follows) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -47,7 +48,7 @@ TEST(Frame, TheFirstResponseEndsTheCallWhateverItsIdAndWhateverFollows) {
     call.connection.expectClosedByServer();
 }
 
-TEST(Frame, WhatIsNoAnswerFailsTheCallWithASentence) {
+TEST(Frame, what_is_no_answer_fails_the_call_with_a_sentence) {
     struct Row {
         const char* when;
         std::string bytes;
@@ -85,18 +86,17 @@ TEST(Frame, WhatIsNoAnswerFailsTheCallWithASentence) {
          "AI client so it spawns vostel-mcp again."},
     };
     Stage stage;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         stage.server.send(toolsCall("1"));
         ReceivedCall call = stage.application.nextCall();
         call.connection.write(row.bytes);
         call.connection.close();
         EXPECT_EQ(stage.server.line(), internalErrorLine("1", row.message));
-    }
+    });
     stage.expectServing();
 }
 
-TEST(Frame, AnUnknownKindIsNoAnswer) {
+TEST(Frame, an_unknown_kind_is_no_answer) {
     Stage stage;
     for (const char* kind : {R"("request")", R"("Response")", "1", "null"}) {
         SCOPED_TRACE(kind);
@@ -111,7 +111,7 @@ TEST(Frame, AnUnknownKindIsNoAnswer) {
     }
 }
 
-TEST(Frame, AnOversizedHeaderIsRefusedWithoutWaitingForItsBytes) {
+TEST(Frame, an_oversized_header_is_refused_without_waiting_for_its_bytes) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -122,7 +122,7 @@ TEST(Frame, AnOversizedHeaderIsRefusedWithoutWaitingForItsBytes) {
     call.connection.expectClosedByServer();
 }
 
-TEST(Frame, TheLongestFrameIsAccepted) {
+TEST(Frame, the_longest_frame_is_accepted) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();

@@ -1,6 +1,7 @@
 // Starting the application that does not run yet.
 
 #include "tests/e2e/Stage.h"
+#include "tests/support/Table.h"
 
 #include <fstream>
 #include <sstream>
@@ -87,7 +88,7 @@ std::size_t childCount(pid_t parent) {
 
 } // namespace
 
-TEST(Launch, TheApplicationOfTheBundleIsStartedInTheBackgroundAndWaitedFor) {
+TEST(Launch, the_application_of_the_bundle_is_started_in_the_background_and_waited_for) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -121,7 +122,7 @@ TEST(Launch, TheApplicationOfTheBundleIsStartedInTheBackgroundAndWaitedFor) {
     bundle.expectNoLaunch();
 }
 
-TEST(Launch, TheApplicationOutlivesTheServer) {
+TEST(Launch, the_application_outlives_the_server) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -134,7 +135,7 @@ TEST(Launch, TheApplicationOutlivesTheServer) {
     EXPECT_TRUE(files::exists(files::path{"/proc"} / report.at("processID").dump()));
 }
 
-TEST(Launch, TheExecutableIsTheOneThatThePropertyListNames) {
+TEST(Launch, the_executable_is_the_one_that_the_property_list_names) {
     struct Row {
         const char* when;
         const char* bundle;
@@ -149,8 +150,7 @@ TEST(Launch, TheExecutableIsTheOneThatThePropertyListNames) {
         {"one that is no property list", "Vostel.app", std::string{"\0\xff<key>", 7}, "Vostel"},
         {"one that leads out of the bundle", "Vostel.app", propertyList("../../../bin/sh"), "Vostel"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         TemporaryFolder folder;
         Bundle bundle{folder.path(), row.bundle};
         bundle.addExecutable(row.executable);
@@ -159,10 +159,10 @@ TEST(Launch, TheExecutableIsTheOneThatThePropertyListNames) {
         server.send(toolsCall("1"));
         ApplicationConnection launched = bundle.nextLaunch();
         EXPECT_EQ(readReport(launched).at("executable"), row.executable);
-    }
+    });
 }
 
-TEST(Launch, AFolderInPlaceOfThePropertyListNamesNoExecutable) {
+TEST(Launch, a_folder_in_place_of_the_property_list_names_no_executable) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -173,7 +173,7 @@ TEST(Launch, AFolderInPlaceOfThePropertyListNamesNoExecutable) {
     EXPECT_EQ(readReport(launched).at("executable"), "Vostel");
 }
 
-TEST(Launch, ALinkToTheServerInTheBundleFindsTheBundle) {
+TEST(Launch, a_link_to_the_server_in_the_bundle_finds_the_bundle) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -183,7 +183,7 @@ TEST(Launch, ALinkToTheServerInTheBundleFindsTheBundle) {
     std::ignore = bundle.nextLaunch();
 }
 
-TEST(Launch, WhatCannotBeLaunchedFailsTheCallAtOnce) {
+TEST(Launch, what_cannot_be_launched_fails_the_call_at_once) {
     struct Row {
         const char* when;
         void (*prepare)(const Bundle&);
@@ -204,8 +204,7 @@ TEST(Launch, WhatCannotBeLaunchedFailsTheCallAtOnce) {
          }},
         {"a folder", [](const Bundle& bundle) { files::create_directory(bundle.executables() / "Vostel"); }},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         TemporaryFolder folder;
         Bundle bundle{folder.path()};
         row.prepare(bundle);
@@ -214,10 +213,10 @@ TEST(Launch, WhatCannotBeLaunchedFailsTheCallAtOnce) {
         EXPECT_EQ(server.line(), internalErrorLine("1", notLaunched));
         bundle.expectNoLaunch();
         EXPECT_EQ(childCount(server.processID()), 0U);
-    }
+    });
 }
 
-TEST(Launch, OutsideABundleTheUserIsAskedToOpenTheApplication) {
+TEST(Launch, outside_a_bundle_the_user_is_asked_to_open_the_application) {
     TemporaryFolder folder;
     for (const char* place : {"bin/vostel-mcp", "Vostel.app/vostel-mcp", "Vostel.App/Contents/MacOS/vostel-mcp",
                               "Vostel/Contents/MacOS/vostel-mcp"}) {
@@ -231,7 +230,7 @@ TEST(Launch, OutsideABundleTheUserIsAskedToOpenTheApplication) {
     }
 }
 
-TEST(Launch, ASocketThatNobodyListensAtIsNoRunningApplication) {
+TEST(Launch, a_socket_that_nobody_listens_at_is_no_running_application) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -247,7 +246,7 @@ TEST(Launch, ASocketThatNobodyListensAtIsNoRunningApplication) {
     EXPECT_EQ(server.line(), resultLine("1", "{}"));
 }
 
-TEST(Launch, AFileInPlaceOfTheSocketIsNoRunningApplication) {
+TEST(Launch, a_file_in_place_of_the_socket_is_no_running_application) {
     TemporaryFolder folder;
     writeFile(socketPath(folder.path()), "not a socket");
     ServerProcess server{{.home = folder.path()}};
@@ -255,7 +254,7 @@ TEST(Launch, AFileInPlaceOfTheSocketIsNoRunningApplication) {
     EXPECT_EQ(server.line(), internalErrorLine("1", notLaunched));
 }
 
-TEST(Launch, EveryCallThatFindsNobodyLaunchesAndAllAreAnswered) {
+TEST(Launch, every_call_that_finds_nobody_launches_and_all_are_answered) {
     constexpr int count = 4;
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
@@ -272,7 +271,7 @@ TEST(Launch, EveryCallThatFindsNobodyLaunchesAndAllAreAnswered) {
 
 // The application that comes up is asked to do the work although the client gave up on it, and is not told so: nobody
 // listened when the cancellation was sent. Its answer is dropped.
-TEST(Launch, ACancelledCallStillWaitsForItsLaunchAndIsNotAnswered) {
+TEST(Launch, a_cancelled_call_still_waits_for_its_launch_and_is_not_answered) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -293,7 +292,7 @@ TEST(Launch, ACancelledCallStillWaitsForItsLaunchAndIsNotAnswered) {
     EXPECT_EQ(server.line(), pingReply("2"));
 }
 
-TEST(Launch, TheEndOfInputEndsTheWaitForTheApplication) {
+TEST(Launch, the_end_of_input_ends_the_wait_for_the_application) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");

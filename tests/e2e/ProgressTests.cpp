@@ -13,7 +13,7 @@ std::string progressLine(std::string_view fraction, std::string_view token, std:
 
 } // namespace
 
-TEST(Progress, ATokenOfAnyTypeComesBackAsGiven) {
+TEST(Progress, a_token_of_any_type_comes_back_as_given) {
     Stage stage;
     for (const char* token :
          {"7", R"("t1")", "1.5", "null", "true", R"(["a",{"b":1}])", R"({"a":null})", R"("é/\"")"}) {
@@ -29,7 +29,7 @@ TEST(Progress, ATokenOfAnyTypeComesBackAsGiven) {
     }
 }
 
-TEST(Progress, WithoutATokenThereIsOnlyTheResponse) {
+TEST(Progress, without_a_token_there_is_only_the_response) {
     Stage stage;
     for (const char* meta :
          {"", R"(,"_meta":{})", R"(,"_meta":null)", R"(,"_meta":"progressToken")", R"(,"progressToken":7)"}) {
@@ -42,7 +42,7 @@ TEST(Progress, WithoutATokenThereIsOnlyTheResponse) {
     }
 }
 
-TEST(Progress, AMessageIsPassedOn) {
+TEST(Progress, a_message_is_passed_on) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
@@ -56,7 +56,7 @@ TEST(Progress, AMessageIsPassedOn) {
     EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
 }
 
-TEST(Progress, ReportsOfManyCallsReachTheirOwnTokens) {
+TEST(Progress, reports_of_many_calls_reach_their_own_tokens) {
     constexpr int count = 8;
     Stage stage;
     std::vector<ReceivedCall> calls;
@@ -75,7 +75,7 @@ TEST(Progress, ReportsOfManyCallsReachTheirOwnTokens) {
     }
 }
 
-TEST(Progress, AReportForACallThatNobodyMadeIsDropped) {
+TEST(Progress, a_report_for_a_call_that_nobody_made_is_dropped) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
@@ -84,7 +84,7 @@ TEST(Progress, AReportForACallThatNobodyMadeIsDropped) {
     EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
 }
 
-TEST(Progress, TensOfThousandsOfReportsKeepTheirOrder) {
+TEST(Progress, tens_of_thousands_of_reports_keep_their_order) {
     constexpr int count = sanitized ? 2'000 : 20'000;
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));

@@ -1,6 +1,7 @@
 // Where the server looks for the application.
 
 #include "tests/e2e/Stage.h"
+#include "tests/support/Table.h"
 
 namespace vostel_tests {
 
@@ -29,7 +30,7 @@ std::vector<std::string> passwordDatabase(const std::filesystem::path& home) {
 
 } // namespace
 
-TEST(SocketPath, OneOf103BytesIsReached) {
+TEST(SocketPath, one_of_103_bytes_is_reached) {
     TemporaryFolder folder;
     const auto home = homeWithSocketPathOf(103, folder.path());
     ASSERT_EQ(socketPath(home).native().size(), 103U);
@@ -40,7 +41,7 @@ TEST(SocketPath, OneOf103BytesIsReached) {
     EXPECT_EQ(server.line(), resultLine("1", "{}"));
 }
 
-TEST(SocketPath, ALongerOneFailsEveryCallAndNothingElse) {
+TEST(SocketPath, a_longer_one_fails_every_call_and_nothing_else) {
     TemporaryFolder folder;
     const std::filesystem::path homes[] = {homeWithSocketPathOf(104, folder.path()), "/" + std::string(199, 'x'),
                                            // 25 characters, 50 bytes.
@@ -60,24 +61,23 @@ TEST(SocketPath, ALongerOneFailsEveryCallAndNothingElse) {
     }
 }
 
-TEST(SocketPath, WithoutAnAbsoluteHOMEThePasswordDatabaseDecides) {
+TEST(SocketPath, without_an_absolute_HOME_the_password_database_decides) {
     struct Row {
         const char* when;
         std::optional<std::string> home;
     };
     const Row rows[] = {{"unset", std::nullopt}, {"empty", ""}, {"relative", "elsewhere"}, {"with a tilde", "~"}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         TemporaryFolder home;
         FakeApplication application{home.path()};
         ServerProcess server{{.home = row.home, .environment = passwordDatabase(home.path())}};
         server.send(toolsCall("1"));
         application.nextCall().answer("{}");
         EXPECT_EQ(server.line(), resultLine("1", "{}"));
-    }
+    });
 }
 
-TEST(SocketPath, AnAbsoluteHOMEWinsOverThePasswordDatabase) {
+TEST(SocketPath, an_absolute_HOME_wins_over_the_password_database) {
     TemporaryFolder home;
     TemporaryFolder other;
     FakeApplication application{home.path()};

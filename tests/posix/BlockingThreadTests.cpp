@@ -111,7 +111,7 @@ void letThreadsEnd(std::size_t otherThreads, std::size_t otherStacks) {
     while (areLeft() && std::chrono::steady_clock::now() < patience) std::this_thread::yield();
 }
 
-TEST(BlockingThread, CarriesItsNameOnAStackOfOneMebibyteWithAGuardBelow) {
+TEST(BlockingThread, carries_its_name_on_a_stack_of_one_mebibyte_with_a_guard_below) {
     std::string seenName(16, '\0');
     std::size_t size = 0;
     std::string belowStack;
@@ -133,7 +133,7 @@ TEST(BlockingThread, CarriesItsNameOnAStackOfOneMebibyteWithAGuardBelow) {
     EXPECT_TRUE(belowStack.contains(" ---p ")) << belowStack;
 }
 
-TEST(BlockingThread, TenThousandStartsOneAfterTheOtherLeaveNoThreadAndNoMappingBehind) {
+TEST(BlockingThread, ten_thousand_starts_one_after_the_other_leave_no_thread_and_no_mapping_behind) {
     runRunBlocking([] {});
     const std::size_t threadsBefore = threadCount();
     const std::size_t stacksBefore = guardedStackCount();
@@ -148,7 +148,7 @@ TEST(BlockingThread, TenThousandStartsOneAfterTheOtherLeaveNoThreadAndNoMappingB
     EXPECT_LE(mappings().size(), mappingsBefore + 50) << "each leaked stack would be two";
 }
 
-TEST(BlockingThread, TwoHundredAtOnceLeaveNoThreadAndOnlyTheKeptStacksBehind) {
+TEST(BlockingThread, two_hundred_at_once_leave_no_thread_and_only_the_kept_stacks_behind) {
     constexpr int count = 200;
     runRunBlocking([] {});
     const std::size_t threadsBefore = threadCount();
@@ -175,7 +175,7 @@ TEST(BlockingThread, TwoHundredAtOnceLeaveNoThreadAndOnlyTheKeptStacksBehind) {
     EXPECT_LE(threadCount(), threadsBefore);
 }
 
-TEST(BlockingThread, AThreadThatCannotBeStartedIsReportedAndItsBodyNeverRuns) {
+TEST(BlockingThread, a_thread_that_cannot_be_started_is_reported_and_its_body_never_runs) {
     runRunBlocking([] {});
     const auto body = std::make_shared<int>(0);
     const std::size_t stacksBefore = guardedStackCount();
@@ -201,7 +201,7 @@ Task<void> ask(const ThreadStarter& starter, Answer* answer, std::thread::id* re
     *resumedOn = std::this_thread::get_id();
 }
 
-TEST(BlockingThread, TheAwaiterGetsTheResultOnItsOwnExecutor) {
+TEST(BlockingThread, the_awaiter_gets_the_result_on_its_own_executor) {
     vostel_mcp::MainExecutor mainThread;
     const ThreadStarter starter = startBlockingThread;
     Answer answer;
@@ -212,7 +212,7 @@ TEST(BlockingThread, TheAwaiterGetsTheResultOnItsOwnExecutor) {
     EXPECT_EQ(resumedOn, std::this_thread::get_id());
 }
 
-TEST(BlockingThread, HoweverSoonItEndsItsStarterDoesNotInheritWhatComesNext) {
+TEST(BlockingThread, however_soon_it_ends_its_starter_does_not_inherit_what_comes_next) {
     vostel_mcp::CallerExecutor calls;
     const ThreadStarter slowToReturn = [](ThreadName own, const std::function<void()>& body) {
         Countdown end{1};
@@ -231,7 +231,7 @@ TEST(BlockingThread, HoweverSoonItEndsItsStarterDoesNotInheritWhatComesNext) {
     EXPECT_EQ(resumedOn, *answer);
 }
 
-TEST(BlockingThread, TheAwaiterGetsTheFailureToStart) {
+TEST(BlockingThread, the_awaiter_gets_the_failure_to_start) {
     vostel_mcp::MainExecutor mainThread;
     const ThreadStarter starter = startBlockingThread;
     Answer answer;

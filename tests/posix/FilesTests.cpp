@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 using vostel_tests::readFile;
 using vostel_tests::writeFile;
 
-TEST(Files, AFileIsReplacedWholeAndForItsOwnerAlone) {
+TEST(Files, a_file_is_replaced_whole_and_for_its_owner_alone) {
     const vostel_tests::TemporaryFolder folder;
     const fs::path path = folder / "text.txt";
     ASSERT_TRUE(writeFileAtomically(path, "first"));
@@ -24,7 +24,7 @@ TEST(Files, AFileIsReplacedWholeAndForItsOwnerAlone) {
     EXPECT_EQ(std::distance(fs::directory_iterator{folder.path()}, fs::directory_iterator{}), 1);
 }
 
-TEST(Files, AFileThatCannotBeWrittenLeavesNothing) {
+TEST(Files, a_file_that_cannot_be_written_leaves_nothing) {
     const vostel_tests::TemporaryFolder folder;
     fs::create_directory(folder / "taken");
     const auto written = writeFileAtomically(folder / "taken", "text");
@@ -38,7 +38,7 @@ TEST(Files, AFileThatCannotBeWrittenLeavesNothing) {
               "Vostel could not use " + (folder / "no/text").string() + ": No such file or directory.");
 }
 
-TEST(Files, AFolderIsMadeForItsOwnerAlone) {
+TEST(Files, a_folder_is_made_for_its_owner_alone) {
     const vostel_tests::TemporaryFolder folder;
     ASSERT_TRUE(ensureFolder(folder / "a/b"));
     ASSERT_TRUE(ensureFolder(folder / "a/b"));
@@ -47,13 +47,13 @@ TEST(Files, AFolderIsMadeForItsOwnerAlone) {
     EXPECT_EQ(made.st_mode & 0777U, 0700U);
 }
 
-TEST(Files, AFileInTheWayOfAFolderIsAnError) {
+TEST(Files, a_file_in_the_way_of_a_folder_is_an_error) {
     const vostel_tests::TemporaryFolder folder;
     writeFile(folder / "a", "");
     EXPECT_FALSE(ensureFolder(folder / "a/b"));
 }
 
-TEST(Files, ALockHasOneHolder) {
+TEST(Files, a_lock_has_one_holder) {
     const vostel_tests::TemporaryFolder folder;
     const fs::path path = folder / "lock";
     EXPECT_FALSE(FileLock::isHeld(path));
@@ -69,7 +69,7 @@ TEST(Files, ALockHasOneHolder) {
     EXPECT_TRUE(FileLock::tryExisting(path));
 }
 
-TEST(Files, AFolderCanBeLocked) {
+TEST(Files, a_folder_can_be_locked) {
     const vostel_tests::TemporaryFolder folder;
     const auto lock = FileLock::tryExisting(folder.path());
     ASSERT_TRUE(lock);

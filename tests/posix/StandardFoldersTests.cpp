@@ -29,14 +29,14 @@ private:
     std::optional<std::string> before_;
 };
 
-TEST_F(HomeFolder, IsTheVariableWhenThatIsAbsolute) {
+TEST_F(HomeFolder, is_the_variable_when_that_is_absolute) {
     for (const std::string home : {"/home/me", "/", "/Users/Zoë Müller"}) {
         set(home);
         EXPECT_EQ(homeDirectory(), home);
     }
 }
 
-TEST_F(HomeFolder, IsWhatThePasswordDatabaseSaysOtherwise) {
+TEST_F(HomeFolder, is_what_the_password_database_says_otherwise) {
     const passwd* entry = getpwuid(getuid());
     ASSERT_NE(entry, nullptr);
     const std::string expected = entry->pw_dir;

@@ -1,6 +1,7 @@
 #include "posix/UnixSocket.h"
 #include "tests/support/BytesOf.h"
 #include "tests/support/SignalTicks.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <array>
@@ -38,7 +39,7 @@ FileDescriptor listenAt(const std::string& path) {
     return listener;
 }
 
-TEST(UnixSocket, ConnectsToTheSocketThatListensAtThePath) {
+TEST(UnixSocket, connects_to_the_socket_that_listens_at_the_path) {
     const vostel_tests::TemporaryFolder folder;
     const std::string path = folder.path() / "mcp.sock";
     const FileDescriptor listener = listenAt(path);
@@ -51,7 +52,7 @@ TEST(UnixSocket, ConnectsToTheSocketThatListensAtThePath) {
     EXPECT_STREQ(read.data(), "hello");
 }
 
-TEST(UnixSocket, APathOf103BytesIsConnectedTo) {
+TEST(UnixSocket, a_path_of_103_bytes_is_connected_to) {
     const vostel_tests::TemporaryFolder folder;
     std::string path = folder.path() / "";
     path.resize(103, 'p');
@@ -59,7 +60,7 @@ TEST(UnixSocket, APathOf103BytesIsConnectedTo) {
     EXPECT_TRUE(UnixSocket::connect(path));
 }
 
-TEST(UnixSocket, AFailedConnectReportsTheSystemsReasonAndLeavesNoDescriptor) {
+TEST(UnixSocket, a_failed_connect_reports_the_systems_reason_and_leaves_no_descriptor) {
     const vostel_tests::TemporaryFolder folder;
     const std::string noSocket = folder.path() / "file";
     const std::string abandoned = folder.path() / "abandoned.sock";
@@ -77,17 +78,16 @@ TEST(UnixSocket, AFailedConnectReportsTheSystemsReasonAndLeavesNoDescriptor) {
         {"below a file", noSocket + "/mcp.sock", ENOTDIR},
     };
     const FileDescriptor before{dup(0)};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto connected = UnixSocket::connect(row.path);
         ASSERT_FALSE(connected);
         EXPECT_EQ(connected.error(), PosixError{row.code});
-    }
+    });
     const FileDescriptor after{dup(0)};
     EXPECT_EQ(after.number(), before.number() + 1);
 }
 
-TEST(UnixSocket, AWriteThatIsInterruptedAndTakenInPartsGoesOn) {
+TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
     const Ends ends = streamPair();
     std::string sent;
     for (std::size_t number = 0; sent.size() < 500'000; ++number) sent += std::to_string(number) + ',';
@@ -109,7 +109,7 @@ TEST(UnixSocket, AWriteThatIsInterruptedAndTakenInPartsGoesOn) {
     EXPECT_TRUE(received == sent);
 }
 
-TEST(UnixSocket, APeerThatIsGoneIsAFailureAndNoSignal) {
+TEST(UnixSocket, a_peer_that_is_gone_is_a_failure_and_no_signal) {
     Ends ends = streamPair();
     ends.there = {};
     const auto written = UnixSocket::writeAll(ends.here.number(), bytesOf("hello"));
@@ -117,12 +117,12 @@ TEST(UnixSocket, APeerThatIsGoneIsAFailureAndNoSignal) {
     EXPECT_EQ(written.error(), PosixError{EPIPE});
 }
 
-TEST(UnixSocket, NothingToWriteIsWritten) {
+TEST(UnixSocket, nothing_to_write_is_written) {
     const Ends ends = streamPair();
     EXPECT_TRUE(UnixSocket::writeAll(ends.here.number(), {}));
 }
 
-TEST(FileDescriptor, ClosesWhatItOwnsAndNothingElse) {
+TEST(FileDescriptor, closes_what_it_owns_and_nothing_else) {
     const auto isOpen = [](int number) { return fcntl(number, F_GETFD) >= 0; };
     const int number = dup(0);
     {

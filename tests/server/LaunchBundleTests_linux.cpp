@@ -1,5 +1,6 @@
 #include "posix/FileDescriptor.h"
 #include "server/LaunchBundle_linux.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <cerrno>
@@ -99,7 +100,7 @@ std::map<std::string, std::string> statusFields(const std::string& status) {
     return fields;
 }
 
-TEST(LaunchBundle, RunsTheExecutableThatThePropertyListNames) {
+TEST(LaunchBundle, runs_the_executable_that_the_property_list_names) {
     Bundle bundle;
     bundle.writePropertyList(propertyList("<key>CFBundleExecutable</key>\n\t<string>Other</string>"));
     bundle.writeScript("Other", "echo \"$0\"");
@@ -107,7 +108,7 @@ TEST(LaunchBundle, RunsTheExecutableThatThePropertyListNames) {
     EXPECT_EQ(bundle.report(), (bundle.path() / "Contents/MacOS/Other").string() + "\n");
 }
 
-TEST(LaunchBundle, RunsTheExecutableNamedLikeTheBundleOtherwise) {
+TEST(LaunchBundle, runs_the_executable_named_like_the_bundle_otherwise) {
     struct Row {
         const char* when;
         std::optional<std::string> propertyList;
@@ -118,16 +119,15 @@ TEST(LaunchBundle, RunsTheExecutableNamedLikeTheBundleOtherwise) {
         {"it names no executable", propertyList("<key>CFBundleName</key><string>Other</string>")},
         {"it names a path", propertyList("<key>CFBundleExecutable</key><string>../Other</string>")},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         Bundle bundle{"A small One"};
         if (row.propertyList) bundle.writePropertyList(*row.propertyList);
         bundle.writeScript("A small One", "echo here");
         EXPECT_EQ(bundle.report(), "here\n");
-    }
+    });
 }
 
-TEST(LaunchBundle, APropertyListThatIsNoFileIsNone) {
+TEST(LaunchBundle, a_property_list_that_is_no_file_is_none) {
     for (const bool fifo : {false, true}) {
         SCOPED_TRACE(fifo ? "a FIFO" : "a folder");
         Bundle bundle;
@@ -142,7 +142,7 @@ TEST(LaunchBundle, APropertyListThatIsNoFileIsNone) {
     }
 }
 
-TEST(LaunchBundle, TheProcessIsInASessionOfItsOwnAndNoChildOfOurs) {
+TEST(LaunchBundle, the_process_is_in_a_session_of_its_own_and_no_child_of_ours) {
     Bundle bundle;
     bundle.writeScript("Small", "exec cat /proc/self/status");
     const auto fields = statusFields(bundle.report());
@@ -178,17 +178,17 @@ void expectOnlyStandardStreamsToBeInherited() {
     EXPECT_TRUE(descriptors[4].starts_with("3 -> /proc/")) << "the listing itself: " << descriptors[4];
 }
 
-TEST(LaunchBundle, TheStandardStreamsAreNullAndNoDescriptorOfOursIsInherited) {
+TEST(LaunchBundle, the_standard_streams_are_null_and_no_descriptor_of_ours_is_inherited) {
     expectOnlyStandardStreamsToBeInherited();
 }
 
-TEST(LaunchBundle, AKernelThatCannotCloseARangeInheritsNoDescriptorEither) {
+TEST(LaunchBundle, a_kernel_that_cannot_close_a_range_inherits_no_descriptor_either) {
     closeRangeIsUnknown = true;
     expectOnlyStandardStreamsToBeInherited();
     closeRangeIsUnknown = false;
 }
 
-TEST(LaunchBundle, TheProcessInheritsNoBlockedSignalAndDiesOfABrokenPipe) {
+TEST(LaunchBundle, the_process_inherits_no_blocked_signal_and_dies_of_a_broken_pipe) {
     sigset_t some, before;
     sigemptyset(&some);
     sigaddset(&some, SIGUSR1);
@@ -204,13 +204,13 @@ TEST(LaunchBundle, TheProcessInheritsNoBlockedSignalAndDiesOfABrokenPipe) {
     EXPECT_EQ(std::stoull(fields.at("SigIgn"), nullptr, 16) & 1ULL << (SIGPIPE - 1), 0U);
 }
 
-TEST(LaunchBundle, TheProcessStartsInTheRootFolderWithItsPathAsItsOnlyArgument) {
+TEST(LaunchBundle, the_process_starts_in_the_root_folder_with_its_path_as_its_only_argument) {
     Bundle bundle;
     bundle.writeScript("Small", "echo \"$(pwd) $# $0\"");
     EXPECT_EQ(bundle.report(), "/ 0 " + (bundle.path() / "Contents/MacOS/Small").string() + "\n");
 }
 
-TEST(LaunchBundle, WhatCannotRunFailsBeforeTheOperationReturns) {
+TEST(LaunchBundle, what_cannot_run_fails_before_the_operation_returns) {
     struct Row {
         const char* when;
         std::function<void(const Bundle&)> arrange;
@@ -233,20 +233,19 @@ TEST(LaunchBundle, WhatCannotRunFailsBeforeTheOperationReturns) {
         {"no interpreter", [](const Bundle& bundle) { bundle.writeExecutable("Small", "#!/nowhere/sh\n"); }, ENOENT},
     };
     const posix::FileDescriptor before{dup(0)};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const Bundle bundle;
         row.arrange(bundle);
         const auto launched = launchBundle(bundle.path());
         ASSERT_FALSE(launched);
         EXPECT_EQ(launched.error(), PosixError{row.code});
-    }
+    });
     const posix::FileDescriptor after{dup(0)};
     EXPECT_EQ(after.number(), before.number() + 1);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
 }
 
-TEST(LaunchBundle, AnIgnoredChildSignalDoesNotHideSuccessOrFailure) {
+TEST(LaunchBundle, an_ignored_child_signal_does_not_hide_success_or_failure) {
     const auto before = std::signal(SIGCHLD, SIG_IGN);
     Bundle bundle;
     bundle.writeScript("Small", "echo here");
@@ -256,7 +255,7 @@ TEST(LaunchBundle, AnIgnoredChildSignalDoesNotHideSuccessOrFailure) {
     std::signal(SIGCHLD, before);
 }
 
-TEST(LaunchBundle, AFailureIsKnownEvenWhenStandardStreamsAreClosed) {
+TEST(LaunchBundle, a_failure_is_known_even_when_standard_streams_are_closed) {
     Bundle bundle;
     bundle.writeExecutable("Small", "hello");
     // Some sanitizers write out what is buffered when a forked child leaves.
@@ -273,7 +272,7 @@ TEST(LaunchBundle, AFailureIsKnownEvenWhenStandardStreamsAreClosed) {
     EXPECT_EQ(launched.error(), PosixError{ENOEXEC});
 }
 
-TEST(LaunchBundle, TheExecutableNameIsReadOutOfThePropertyListOrNotAtAll) {
+TEST(LaunchBundle, the_executable_name_is_read_out_of_the_property_list_or_not_at_all) {
     const std::string key = "<key>CFBundleExecutable</key>";
     struct Row {
         const char* when;
@@ -309,10 +308,7 @@ TEST(LaunchBundle, TheExecutableNameIsReadOutOfThePropertyListOrNotAtAll) {
                      "CFBundleExecutable"},
          ""},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(executableName(row.text), row.name);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(executableName(row.text), row.name); });
 }
 
 } // namespace

@@ -40,7 +40,7 @@ protected:
     bool ended = false;
 };
 
-TEST_F(LineChannelTest, LinesComeOutInOrderWhetherTheyOrTheConsumerCameFirst) {
+TEST_F(LineChannelTest, lines_come_out_in_order_whether_they_or_the_consumer_came_first) {
     channel.push({"a", "b"});
     channel.push({"c"});
     consume();
@@ -51,7 +51,7 @@ TEST_F(LineChannelTest, LinesComeOutInOrderWhetherTheyOrTheConsumerCameFirst) {
     EXPECT_FALSE(ended);
 }
 
-TEST_F(LineChannelTest, TheConsumerGoesOnOnItsOwnExecutor) {
+TEST_F(LineChannelTest, the_consumer_goes_on_on_its_own_executor) {
     consume();
     channel.push({"a"});
     EXPECT_EQ(lines, Lines{});
@@ -59,20 +59,20 @@ TEST_F(LineChannelTest, TheConsumerGoesOnOnItsOwnExecutor) {
     EXPECT_EQ(lines, Lines{"a"});
 }
 
-TEST_F(LineChannelTest, APushWithoutLinesWakesNobody) {
+TEST_F(LineChannelTest, a_push_without_lines_wakes_nobody) {
     consume();
     channel.push({});
     EXPECT_FALSE(executor.step());
     EXPECT_FALSE(ended);
 }
 
-TEST_F(LineChannelTest, AnEmptyLineIsALine) {
+TEST_F(LineChannelTest, an_empty_line_is_a_line) {
     channel.push({"", ""});
     consume();
     EXPECT_EQ(lines, (Lines{"", ""}));
 }
 
-TEST_F(LineChannelTest, TheEndComesBehindTheLinesThatStillWait) {
+TEST_F(LineChannelTest, the_end_comes_behind_the_lines_that_still_wait) {
     channel.push({"a"});
     channel.finish();
     consume();
@@ -80,14 +80,14 @@ TEST_F(LineChannelTest, TheEndComesBehindTheLinesThatStillWait) {
     EXPECT_TRUE(ended);
 }
 
-TEST_F(LineChannelTest, TheEndReachesAConsumerThatWaits) {
+TEST_F(LineChannelTest, the_end_reaches_a_consumer_that_waits) {
     consume();
     channel.finish();
     executor.drain();
     EXPECT_TRUE(ended);
 }
 
-TEST_F(LineChannelTest, PushAndEndBeforeTheConsumerRunsAgainLoseNothing) {
+TEST_F(LineChannelTest, push_and_end_before_the_consumer_runs_again_lose_nothing) {
     consume();
     channel.push({"a"});
     channel.push({"b"});
@@ -97,7 +97,7 @@ TEST_F(LineChannelTest, PushAndEndBeforeTheConsumerRunsAgainLoseNothing) {
     EXPECT_TRUE(ended);
 }
 
-TEST_F(LineChannelTest, EveryNextAfterTheEndIsTheEnd) {
+TEST_F(LineChannelTest, every_next_after_the_end_is_the_end) {
     channel.finish();
     for (int time = 0; time < 3; ++time) {
         const auto next = executor.run(channel.next());
@@ -106,7 +106,7 @@ TEST_F(LineChannelTest, EveryNextAfterTheEndIsTheEnd) {
     }
 }
 
-TEST_F(LineChannelTest, LinesCrossFromOneThreadToAnother) {
+TEST_F(LineChannelTest, lines_cross_from_one_thread_to_another) {
     constexpr std::size_t count = 5'000;
     std::thread reader{[this] {
         for (std::size_t number = 0; number < count; ++number) channel.push({std::to_string(number)});

@@ -1,6 +1,7 @@
 #include "server/MCPAppLauncher.h"
 #include "tests/support/FakeLauncher.h"
 #include "tests/support/ManualExecutor.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,7 @@ using VostelMCPKit::ConnectError;
 
 constexpr const char* helper = "/Applications/Vostel.app/Contents/MacOS/vostel-mcp";
 
-TEST(MCPAppLauncher, OpensTheBundleAroundTheExecutable) {
+TEST(MCPAppLauncher, opens_the_bundle_around_the_executable) {
     vostel_tests::ManualExecutor executor;
     vostel_tests::FakeLauncher fake;
     const MCPAppLauncher launcher{helper, fake.open()};
@@ -21,7 +22,7 @@ TEST(MCPAppLauncher, OpensTheBundleAroundTheExecutable) {
     EXPECT_EQ(fake.opened(), std::vector<std::filesystem::path>{"/Applications/Vostel.app"});
 }
 
-TEST(MCPAppLauncher, WithoutABundleAroundItNothingIsOpened) {
+TEST(MCPAppLauncher, without_a_bundle_around_it_nothing_is_opened) {
     struct Row {
         const char* when;
         std::optional<std::filesystem::path> executable;
@@ -35,8 +36,7 @@ TEST(MCPAppLauncher, WithoutABundleAroundItNothingIsOpened) {
         {"nothing but the extension", "/Applications/.app/Contents/MacOS/vostel-mcp"},
         {"too few levels", "/vostel-mcp"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         vostel_tests::ManualExecutor executor;
         vostel_tests::FakeLauncher fake;
         const MCPAppLauncher launcher{row.executable, fake.open()};
@@ -45,10 +45,10 @@ TEST(MCPAppLauncher, WithoutABundleAroundItNothingIsOpened) {
         ASSERT_FALSE(launched->has_value());
         EXPECT_EQ(launched->error(), ConnectError{ConnectError::LaunchServicesUnavailable{}});
         EXPECT_TRUE(fake.opened().empty());
-    }
+    });
 }
 
-TEST(MCPAppLauncher, WhateverGoesWrongTheUserIsToldToOpenTheApplication) {
+TEST(MCPAppLauncher, whatever_goes_wrong_the_user_is_told_to_open_the_application) {
     vostel_tests::ManualExecutor executor;
     vostel_tests::FakeLauncher fake;
     fake.fail();
@@ -60,7 +60,7 @@ TEST(MCPAppLauncher, WhateverGoesWrongTheUserIsToldToOpenTheApplication) {
               "Vostel could not be launched automatically. Please open Vostel yourself and try again.");
 }
 
-TEST(MCPAppLauncher, WaitsUntilTheOpeningHasEnded) {
+TEST(MCPAppLauncher, waits_until_the_opening_has_ended) {
     vostel_tests::ManualExecutor executor;
     vostel_tests::FakeLauncher fake;
     fake.hold();

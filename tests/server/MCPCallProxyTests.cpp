@@ -1,4 +1,5 @@
 #include "tests/server/Forwarding.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -50,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(MCPCallProxyTest, ACallReachesTheApplicationUnderAWireIDAndComesBackUnderItsOwn) {
+TEST_F(MCPCallProxyTest, a_call_reaches_the_application_under_a_wire_ID_and_comes_back_under_its_own) {
     ScriptedPeer& peer = application.answers({answer(R"({"content":[],"isError":false})")});
     handle(call(R"("abc")", R"("arguments":{"path":"/a/b.wav"})"));
     threads.runAll();
@@ -61,7 +62,7 @@ TEST_F(MCPCallProxyTest, ACallReachesTheApplicationUnderAWireIDAndComesBackUnder
     EXPECT_EQ(output.takeLines(), Lines{result(R"("abc")", R"({"content":[],"isError":false})")});
 }
 
-TEST_F(MCPCallProxyTest, TheResultIsPassedOnUnread) {
+TEST_F(MCPCallProxyTest, the_result_is_passed_on_unread) {
     const std::string results[] = {"null", "7", R"("text")", R"([{"b":1,"a":[null]}])",
                                    R"({"content":"not even an array","unknown":1.5})"};
     for (const std::string& value : results) {
@@ -74,7 +75,7 @@ TEST_F(MCPCallProxyTest, TheResultIsPassedOnUnread) {
     }
 }
 
-TEST_F(MCPCallProxyTest, FreeMemoryIsReleasedOnceALargeResponseIsOut) {
+TEST_F(MCPCallProxyTest, free_memory_is_released_once_a_large_response_is_out) {
     for (const auto& [length, releases] : {std::pair{1'000, 0}, {5'000'000, 1}}) {
         SCOPED_TRACE(length);
         // The id is the part of a response that passes through no socket.
@@ -87,7 +88,7 @@ TEST_F(MCPCallProxyTest, FreeMemoryIsReleasedOnceALargeResponseIsOut) {
     }
 }
 
-TEST_F(MCPCallProxyTest, ACallWithoutAStringForItsNameIsRefusedAtOnce) {
+TEST_F(MCPCallProxyTest, a_call_without_a_string_for_its_name_is_refused_at_once) {
     struct Row {
         const char* when;
         std::string params;
@@ -100,15 +101,14 @@ TEST_F(MCPCallProxyTest, ACallWithoutAStringForItsNameIsRefusedAtOnce) {
         {"the name is null", R"(,"params":{"name":null})"},
         {"the name is a number", R"(,"params":{"name":7})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         handle(R"({"jsonrpc":"2.0","id":1,"method":"tools/call")" + row.params + "}");
         EXPECT_EQ(output.takeLines(), Lines{error("-32602", "tools/call requires params.name")});
         EXPECT_EQ(threads.waitingCount(), 0U);
-    }
+    });
 }
 
-TEST_F(MCPCallProxyTest, ArgumentsAreForwardedWhateverTheirTypeAndMissingOnesAsAnEmptyObject) {
+TEST_F(MCPCallProxyTest, arguments_are_forwarded_whatever_their_type_and_missing_ones_as_an_empty_object) {
     struct Row {
         const char* when;
         std::string params;
@@ -122,13 +122,10 @@ TEST_F(MCPCallProxyTest, ArgumentsAreForwardedWhateverTheirTypeAndMissingOnesAsA
         {"a string", R"("arguments":"a")", R"("a")"},
         {"false", R"("arguments":false)", "false"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(forwardedArguments(row.params), row.forwarded);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(forwardedArguments(row.params), row.forwarded); });
 }
 
-TEST_F(MCPCallProxyTest, ProgressCarriesTheTokenAsTheClientGaveIt) {
+TEST_F(MCPCallProxyTest, progress_carries_the_token_as_the_client_gave_it) {
     for (const std::string token : {"7", "1.5", R"("t1")", "true", "null", "[1,\"a\"]", R"({"a":{}})"}) {
         SCOPED_TRACE(token);
         Forwarding forwarding;
@@ -143,7 +140,7 @@ TEST_F(MCPCallProxyTest, ProgressCarriesTheTokenAsTheClientGaveIt) {
     }
 }
 
-TEST_F(MCPCallProxyTest, WithoutATokenThereIsOnlyTheResponse) {
+TEST_F(MCPCallProxyTest, without_a_token_there_is_only_the_response) {
     struct Row {
         const char* when;
         std::string params;
@@ -156,17 +153,16 @@ TEST_F(MCPCallProxyTest, WithoutATokenThereIsOnlyTheResponse) {
         {"_meta holds none", R"("_meta":{"token":7})"},
         {"the token stands in params", R"("progressToken":7)"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         Forwarding forwarding;
         forwarding.application.answers({progressFrame(1, "0.5"), Forwarding::answer("{}")});
         forwarding.handle(call("1", row.params));
         forwarding.threads.runAll();
         EXPECT_EQ(forwarding.output.takeLines(), Lines{result("1", "{}")});
-    }
+    });
 }
 
-TEST_F(MCPCallProxyTest, ProgressComesInItsOrderBeforeTheResponseAndThatOfOneReadInOneWrite) {
+TEST_F(MCPCallProxyTest, progress_comes_in_its_order_before_the_response_and_that_of_one_read_in_one_write) {
     application.answers({progressFrame(1, "0.25", R"(,"message":"a quarter")") + progressFrame(1, "0.5"),
                          progressFrame(1, "1") + answer("{}")});
     handle(call("1", R"("_meta":{"progressToken":7})"));
@@ -182,14 +178,14 @@ TEST_F(MCPCallProxyTest, ProgressComesInItsOrderBeforeTheResponseAndThatOfOneRea
                      result("1", "{}")}));
 }
 
-TEST_F(MCPCallProxyTest, ProgressOfACallThatNobodyMadeIsDropped) {
+TEST_F(MCPCallProxyTest, progress_of_a_call_that_nobody_made_is_dropped) {
     application.answers({progressFrame(9, "0.5") + answer("{}")});
     handle(call("1", R"("_meta":{"progressToken":7})"));
     threads.runAll();
     EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
 }
 
-TEST_F(MCPCallProxyTest, EveryFailureIsAnInternalErrorWithASentenceForTheUser) {
+TEST_F(MCPCallProxyTest, every_failure_is_an_internal_error_with_a_sentence_for_the_user) {
     struct Row {
         const char* when;
         std::function<void(Forwarding&)> arrange;
@@ -232,8 +228,7 @@ TEST_F(MCPCallProxyTest, EveryFailureIsAnInternalErrorWithASentenceForTheUser) {
          },
          "Vostel could not be reached: Resource temporarily unavailable."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         Forwarding forwarding;
         row.arrange(forwarding);
         forwarding.handle(call("1"));
@@ -248,10 +243,10 @@ TEST_F(MCPCallProxyTest, EveryFailureIsAnInternalErrorWithASentenceForTheUser) {
             EXPECT_EQ(lines, Lines{error("-32603", row.message)});
         }
         EXPECT_EQ(forwarding.threads.waitingCount(), 0U);
-    }
+    });
 }
 
-TEST_F(MCPCallProxyTest, AFailureConcernsItsOwnCallAlone) {
+TEST_F(MCPCallProxyTest, a_failure_concerns_its_own_call_alone) {
     application.answers({});
     application.answers({answer("{}")});
     handle(call("1"));
@@ -262,7 +257,7 @@ TEST_F(MCPCallProxyTest, AFailureConcernsItsOwnCallAlone) {
                      result("2", "{}")}));
 }
 
-TEST_F(MCPCallProxyTest, ResponsesComeInTheOrderInWhichCallsEnd) {
+TEST_F(MCPCallProxyTest, responses_come_in_the_order_in_which_calls_end) {
     constexpr int count = 64;
     Lines expected;
     for (int number = 1; number <= count; ++number) {
@@ -277,7 +272,7 @@ TEST_F(MCPCallProxyTest, ResponsesComeInTheOrderInWhichCallsEnd) {
     EXPECT_EQ(output.takeLines(), expected);
 }
 
-TEST_F(MCPCallProxyTest, ACallCancelledBeforeItConnectsIsNeverAnswered) {
+TEST_F(MCPCallProxyTest, a_call_cancelled_before_it_connects_is_never_answered) {
     application.answers({answer("{}")});
     ScriptedPeer& second = application.answers({});
     handle(call("1"));
@@ -288,7 +283,7 @@ TEST_F(MCPCallProxyTest, ACallCancelledBeforeItConnectsIsNeverAnswered) {
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, ACallCancelledWhileTheApplicationIsOpenedWaitsOnAndIsNeverAnswered) {
+TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_waits_on_and_is_never_answered) {
     launcher.hold();
     application.refuses(2);
     ScriptedPeer& peer = application.answers({answer("{}")});
@@ -306,7 +301,7 @@ TEST_F(MCPCallProxyTest, ACallCancelledWhileTheApplicationIsOpenedWaitsOnAndIsNe
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, ACallCancelledWhileItWaitsForTheSocketWaitsOnAndIsNeverAnswered) {
+TEST_F(MCPCallProxyTest, a_call_cancelled_while_it_waits_for_the_socket_waits_on_and_is_never_answered) {
     application.refuses(2);
     handle(call("1"));
     threads.runNext();
@@ -321,7 +316,7 @@ TEST_F(MCPCallProxyTest, ACallCancelledWhileItWaitsForTheSocketWaitsOnAndIsNever
     EXPECT_EQ(output.takeLines(), Lines{}) << "the time-out is not reported either";
 }
 
-TEST_F(MCPCallProxyTest, ACallCancelledWhileItRunsGetsNoMoreProgressAndNoResponse) {
+TEST_F(MCPCallProxyTest, a_call_cancelled_while_it_runs_gets_no_more_progress_and_no_response) {
     application.answers({progressFrame(1, "0.25"), progressFrame(1, "0.5"), answer("{}")});
     ScriptedPeer& second = application.answers({});
     output.onWrite([this] {
@@ -335,7 +330,7 @@ TEST_F(MCPCallProxyTest, ACallCancelledWhileItRunsGetsNoMoreProgressAndNoRespons
     EXPECT_EQ(second.received(), cancellation(1));
 }
 
-TEST_F(MCPCallProxyTest, AFailureAfterTheCancellationIsNotReported) {
+TEST_F(MCPCallProxyTest, a_failure_after_the_cancellation_is_not_reported) {
     application.answers({});
     application.answers({});
     handle(call("1"));
@@ -345,7 +340,7 @@ TEST_F(MCPCallProxyTest, AFailureAfterTheCancellationIsNotReported) {
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, ACancellationAfterTheAnswerDoesNothing) {
+TEST_F(MCPCallProxyTest, a_cancellation_after_the_answer_does_nothing) {
     application.answers({answer("{}")});
     handle(call("1"));
     threads.runAll();
@@ -356,7 +351,7 @@ TEST_F(MCPCallProxyTest, ACancellationAfterTheAnswerDoesNothing) {
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, ASecondCancellationOfACallThatStillRunsIsSentAgain) {
+TEST_F(MCPCallProxyTest, a_second_cancellation_of_a_call_that_still_runs_is_sent_again) {
     application.answers({answer("{}")});
     handle(call("1"));
     threads.runNext();
@@ -371,7 +366,7 @@ TEST_F(MCPCallProxyTest, ASecondCancellationOfACallThatStillRunsIsSentAgain) {
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, ANumberAndAStringOfTheSameTextNameTheSameCall) {
+TEST_F(MCPCallProxyTest, a_number_and_a_string_of_the_same_text_name_the_same_call) {
     struct Row {
         std::string made, cancelled;
     };
@@ -389,7 +384,7 @@ TEST_F(MCPCallProxyTest, ANumberAndAStringOfTheSameTextNameTheSameCall) {
     }
 }
 
-TEST_F(MCPCallProxyTest, ACancellationThatNamesNoRunningCallWritesAndSendsNothing) {
+TEST_F(MCPCallProxyTest, a_cancellation_that_names_no_running_call_writes_and_sends_nothing) {
     const std::string params[] = {
         "",
         R"(,"params":null)",
@@ -418,7 +413,7 @@ TEST_F(MCPCallProxyTest, ACancellationThatNamesNoRunningCallWritesAndSendsNothin
     EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
 }
 
-TEST_F(MCPCallProxyTest, EveryOtherMessageIsIgnored) {
+TEST_F(MCPCallProxyTest, every_other_message_is_ignored) {
     const std::string lines[] = {
         R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})",
         R"({"jsonrpc":"2.0","method":"tools/call","params":{"name":"transcribe_file"}})",
@@ -436,7 +431,7 @@ TEST_F(MCPCallProxyTest, EveryOtherMessageIsIgnored) {
     }
 }
 
-TEST_F(MCPCallProxyTest, OfTwoCallsUnderOneIDACancellationReachesTheNewer) {
+TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_a_cancellation_reaches_the_newer) {
     application.answers({answer(R"("older")")});
     application.answers({answer(R"("newer")")});
     ScriptedPeer& third = application.answers({});
@@ -451,7 +446,7 @@ TEST_F(MCPCallProxyTest, OfTwoCallsUnderOneIDACancellationReachesTheNewer) {
     EXPECT_EQ(output.takeLines(), Lines{result("1", R"("older")")});
 }
 
-TEST_F(MCPCallProxyTest, OfTwoCallsUnderOneIDTheEndOfEitherHidesTheOtherFromCancellations) {
+TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_the_end_of_either_hides_the_other_from_cancellations) {
     application.answers({answer(R"("older")")});
     application.answers({answer(R"("newer")")});
     handle(call("1"));
@@ -466,7 +461,7 @@ TEST_F(MCPCallProxyTest, OfTwoCallsUnderOneIDTheEndOfEitherHidesTheOtherFromCanc
     EXPECT_EQ(output.takeLines(), Lines{result("1", R"("newer")")});
 }
 
-TEST_F(MCPCallProxyTest, AnIDCanBeUsedAgainAfterItsCallHasEnded) {
+TEST_F(MCPCallProxyTest, an_ID_can_be_used_again_after_its_call_has_ended) {
     for (int number = 1; number <= 2; ++number) {
         application.answers({answer("{}")});
         ScriptedPeer& second = application.answers({});
@@ -483,7 +478,7 @@ TEST_F(MCPCallProxyTest, AnIDCanBeUsedAgainAfterItsCallHasEnded) {
     EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
 }
 
-TEST_F(MCPCallProxyTest, ACallThatOutlivesTheProxyWritesNothing) {
+TEST_F(MCPCallProxyTest, a_call_that_outlives_the_proxy_writes_nothing) {
     ScriptedPeer& peer = application.answers({progressFrame(1, "0.5"), answer("{}")});
     handle(call("1", R"("_meta":{"progressToken":7})"));
     threads.runNext();
@@ -493,7 +488,7 @@ TEST_F(MCPCallProxyTest, ACallThatOutlivesTheProxyWritesNothing) {
     EXPECT_EQ(output.writes(), 0U);
 }
 
-TEST_F(MCPCallProxyTest, AResponseThatCannotBeWrittenIsDroppedAndTheCallEnds) {
+TEST_F(MCPCallProxyTest, a_response_that_cannot_be_written_is_dropped_and_the_call_ends) {
     output.nextWrite(std::unexpected(VostelMCPKit::PosixError{EPIPE}));
     for (int time = 0; time < 2; ++time) {
         application.answers({answer("{}")});

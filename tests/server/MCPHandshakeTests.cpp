@@ -1,6 +1,7 @@
 #include "server/MCPHandshake.h"
 #include "tests/server/Forwarding.h"
 #include "tests/support/ManualExecutor.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -64,13 +65,13 @@ private:
     }
 };
 
-TEST_F(MCPHandshakeTest, BeforeAnyInitializeTheClientIsUnknown) {
+TEST_F(MCPHandshakeTest, before_any_initialize_the_client_is_unknown) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     EXPECT_EQ(forwardedClientInfo(), R"({"name":"unknown client"})");
 }
 
-TEST_F(MCPHandshakeTest, TheLastInitializeThatSaysSoTellsWhoTheClientIs) {
+TEST_F(MCPHandshakeTest, the_last_initialize_that_says_so_tells_who_the_client_is) {
     struct Row {
         const char* when;
         std::string line;
@@ -91,14 +92,13 @@ TEST_F(MCPHandshakeTest, TheLastInitializeThatSaysSoTellsWhoTheClientIs) {
     };
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         std::ignore = take({row.line});
         EXPECT_EQ(forwardedClientInfo(), row.identity);
-    }
+    });
 }
 
-TEST_F(MCPHandshakeTest, RepliesComeInTheOrderOfTheirRequestsAndSilenceStaysSilent) {
+TEST_F(MCPHandshakeTest, replies_come_in_the_order_of_their_requests_and_silence_stays_silent) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     const Lines replies = take({
@@ -128,7 +128,7 @@ TEST_F(MCPHandshakeTest, RepliesComeInTheOrderOfTheirRequestsAndSilenceStaysSile
     EXPECT_FALSE(ended);
 }
 
-TEST_F(MCPHandshakeTest, TheToolForVideoLinksIsListedWhenItIsAvailable) {
+TEST_F(MCPHandshakeTest, the_tool_for_video_links_is_listed_when_it_is_available) {
     for (const bool available : {true, false}) {
         SCOPED_TRACE(available);
         LineChannel other;
@@ -145,7 +145,7 @@ TEST_F(MCPHandshakeTest, TheToolForVideoLinksIsListedWhenItIsAvailable) {
     }
 }
 
-TEST_F(MCPHandshakeTest, TheNextLineIsNotLookedAtBeforeTheReplyToThisOneIsWritten) {
+TEST_F(MCPHandshakeTest, the_next_line_is_not_looked_at_before_the_reply_to_this_one_is_written) {
     ManualExecutor slowOutput;
     MCPStdoutWriter slowWriter{slowOutput, output.attempt()};
     MCPHandshake handshake{lines, slowWriter, proxy, true};
@@ -159,7 +159,7 @@ TEST_F(MCPHandshakeTest, TheNextLineIsNotLookedAtBeforeTheReplyToThisOneIsWritte
     EXPECT_EQ(threads.waitingCount(), 1U) << "now the call has begun";
 }
 
-TEST_F(MCPHandshakeTest, ALongCallDoesNotDelayTheReplyToALaterRequest) {
+TEST_F(MCPHandshakeTest, a_long_call_does_not_delay_the_reply_to_a_later_request) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     application.answers({answer("{}")});
@@ -168,7 +168,7 @@ TEST_F(MCPHandshakeTest, ALongCallDoesNotDelayTheReplyToALaterRequest) {
     EXPECT_EQ(output.takeLines(), Lines{R"({"id":1,"jsonrpc":"2.0","result":{}})"});
 }
 
-TEST_F(MCPHandshakeTest, ACancellationReachesTheApplicationBeforeTheNextLineIsLookedAt) {
+TEST_F(MCPHandshakeTest, a_cancellation_reaches_the_application_before_the_next_line_is_looked_at) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     application.answers({answer("{}")});
@@ -181,7 +181,7 @@ TEST_F(MCPHandshakeTest, ACancellationReachesTheApplicationBeforeTheNextLineIsLo
     EXPECT_EQ(output.takeLines(), Lines{pong});
 }
 
-TEST_F(MCPHandshakeTest, WhenForwardingCannotBeSetUpEveryCallIsToldSoAndTheRestWorks) {
+TEST_F(MCPHandshakeTest, when_forwarding_cannot_be_set_up_every_call_is_told_so_and_the_rest_works) {
     const ConnectError tooLong{ConnectError::SocketPathTooLong{"/long", 104, 103}};
     MCPHandshake handshake{lines, standardOutput, std::unexpected(tooLong), true};
     serve(handshake);
@@ -198,7 +198,7 @@ TEST_F(MCPHandshakeTest, WhenForwardingCannotBeSetUpEveryCallIsToldSoAndTheRestW
     EXPECT_EQ(take({someCall}), Lines{refusal});
 }
 
-TEST_F(MCPHandshakeTest, AReplyThatCannotBeWrittenIsDroppedAndTheLoopGoesOn) {
+TEST_F(MCPHandshakeTest, a_reply_that_cannot_be_written_is_dropped_and_the_loop_goes_on) {
     struct Row {
         const char* when;
         vostel_tests::RecordingOutput::Written outcome;
@@ -210,14 +210,13 @@ TEST_F(MCPHandshakeTest, AReplyThatCannotBeWrittenIsDroppedAndTheLoopGoesOn) {
     };
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         output.nextWrite(row.outcome);
         EXPECT_EQ(take({initialize("{}"), ping}), Lines{pong});
-    }
+    });
 }
 
-TEST_F(MCPHandshakeTest, AReplyIsFinishedWhenOnlyAPartOfItIsTakenAtATime) {
+TEST_F(MCPHandshakeTest, a_reply_is_finished_when_only_a_part_of_it_is_taken_at_a_time) {
     output.nextWrite(3);
     output.nextWrite(1);
     MCPHandshake handshake{lines, standardOutput, proxy, true};
@@ -226,7 +225,7 @@ TEST_F(MCPHandshakeTest, AReplyIsFinishedWhenOnlyAPartOfItIsTakenAtATime) {
     EXPECT_EQ(output.writes(), 3U);
 }
 
-TEST_F(MCPHandshakeTest, WhatWasWrittenBeforeAFailureStaysWritten) {
+TEST_F(MCPHandshakeTest, what_was_written_before_a_failure_stays_written) {
     output.nextWrite(3);
     output.nextWrite(std::unexpected(PosixError{EIO}));
     MCPHandshake handshake{lines, standardOutput, proxy, true};
@@ -235,7 +234,7 @@ TEST_F(MCPHandshakeTest, WhatWasWrittenBeforeAFailureStaysWritten) {
     EXPECT_EQ(output.writes(), 2U);
 }
 
-TEST_F(MCPHandshakeTest, TheEndOfInputEndsTheLoopAndLeavesRunningCallsAlone) {
+TEST_F(MCPHandshakeTest, the_end_of_input_ends_the_loop_and_leaves_running_calls_alone) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     EXPECT_EQ(take({someCall, ping}), Lines{pong});
@@ -246,7 +245,7 @@ TEST_F(MCPHandshakeTest, TheEndOfInputEndsTheLoopAndLeavesRunningCallsAlone) {
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPHandshakeTest, NoMessageEndsTheLoop) {
+TEST_F(MCPHandshakeTest, no_message_ends_the_loop) {
     MCPHandshake handshake{lines, standardOutput, proxy, true};
     serve(handshake);
     std::ignore =

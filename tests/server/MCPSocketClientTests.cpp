@@ -6,6 +6,7 @@
 #include "tests/support/FakeThreads.h"
 #include "tests/support/ManualExecutor.h"
 #include "tests/support/SignalTicks.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -77,7 +78,7 @@ private:
     }
 };
 
-TEST_F(MCPSocketClientTest, WithTheApplicationRunningACallConnectsOnceAndLaunchesNothing) {
+TEST_F(MCPSocketClientTest, with_the_application_running_a_call_connects_once_and_launches_nothing) {
     ScriptedPeer& peer = application.answers({answer});
     EXPECT_EQ(send(MCPValue::object({{"limit", 3}})), Response{answered});
     EXPECT_EQ(application.paths(),
@@ -89,7 +90,7 @@ TEST_F(MCPSocketClientTest, WithTheApplicationRunningACallConnectsOnceAndLaunche
     EXPECT_TRUE(peer.clientHasClosed());
 }
 
-TEST_F(MCPSocketClientTest, EveryBlockingOperationHasANamedThreadOfItsOwn) {
+TEST_F(MCPSocketClientTest, every_blocking_operation_has_a_named_thread_of_its_own) {
     application.refuses(1);
     application.answers({answer});
     EXPECT_EQ(send(), Response{answered});
@@ -99,7 +100,7 @@ TEST_F(MCPSocketClientTest, EveryBlockingOperationHasANamedThreadOfItsOwn) {
                                         "com.vostel.vostel-mcp.socket-client"}));
 }
 
-TEST_F(MCPSocketClientTest, CannotBeMadeWhenTheSocketPathDoesNotFit) {
+TEST_F(MCPSocketClientTest, cannot_be_made_when_the_socket_path_does_not_fit) {
     // "/com.vostel.vostel/mcp.sock" takes 27 of the 103 bytes.
     EXPECT_TRUE(makeClient("/" + std::string(75, 'a')));
     for (const std::string& name : {std::string(76, 'a'), std::string(74, 'a') + "é"}) {
@@ -110,7 +111,7 @@ TEST_F(MCPSocketClientTest, CannotBeMadeWhenTheSocketPathDoesNotFit) {
     }
 }
 
-TEST_F(MCPSocketClientTest, WhateverKeepsItFromConnectingTheApplicationIsLaunched) {
+TEST_F(MCPSocketClientTest, whatever_keeps_it_from_connecting_the_application_is_launched) {
     for (const int code : {ENOENT, ECONNREFUSED, EACCES, EMFILE}) {
         SCOPED_TRACE(code);
         application.refuses(1, code);
@@ -122,14 +123,14 @@ TEST_F(MCPSocketClientTest, WhateverKeepsItFromConnectingTheApplicationIsLaunche
     EXPECT_TRUE(clock.sleeps().empty()) << "the socket was there at the first look";
 }
 
-TEST_F(MCPSocketClientTest, AFailedLaunchFailsTheCallWithoutPolling) {
+TEST_F(MCPSocketClientTest, a_failed_launch_fails_the_call_without_polling) {
     launcher.fail();
     EXPECT_EQ(send(), Response{std::unexpected(connectFailure(ConnectError::LaunchServicesUnavailable{}))});
     EXPECT_EQ(application.attempts(), 1U);
     EXPECT_TRUE(clock.sleeps().empty());
 }
 
-TEST_F(MCPSocketClientTest, AfterTheLaunchItLooksForTheSocketEveryHalfSecond) {
+TEST_F(MCPSocketClientTest, after_the_launch_it_looks_for_the_socket_every_half_second) {
     application.refuses(1 + 3);
     application.answers({answer});
     EXPECT_EQ(send(), Response{answered});
@@ -137,7 +138,7 @@ TEST_F(MCPSocketClientTest, AfterTheLaunchItLooksForTheSocketEveryHalfSecond) {
     EXPECT_EQ(launcher.opened().size(), 1U);
 }
 
-TEST_F(MCPSocketClientTest, ItGivesUpAfterExactlyTwoMinutes) {
+TEST_F(MCPSocketClientTest, it_gives_up_after_exactly_two_minutes) {
     const Response response = send();
     ASSERT_FALSE(response);
     EXPECT_EQ(response.error(), connectFailure(ConnectError::TimedOutWaitingForApp{120s}));
@@ -149,14 +150,14 @@ TEST_F(MCPSocketClientTest, ItGivesUpAfterExactlyTwoMinutes) {
     EXPECT_EQ(launcher.opened().size(), 1U);
 }
 
-TEST_F(MCPSocketClientTest, TheSocketMayAppearAtTheLastLook) {
+TEST_F(MCPSocketClientTest, the_socket_may_appear_at_the_last_look) {
     application.refuses(1 + 240);
     application.answers({answer});
     EXPECT_EQ(send(), Response{answered});
     EXPECT_EQ(clock.sleeps().size(), 240U);
 }
 
-TEST_F(MCPSocketClientTest, TheTimeOutNamesTheMeasuredSecondsWithoutTheirFraction) {
+TEST_F(MCPSocketClientTest, the_time_out_names_the_measured_seconds_without_their_fraction) {
     MCPSocketClient::System system{[this](const std::string&) -> std::expected<posix::FileDescriptor, PosixError> {
                                        clock.pass(1.75s);
                                        return std::unexpected(PosixError{ECONNREFUSED});
@@ -174,7 +175,7 @@ TEST_F(MCPSocketClientTest, TheTimeOutNamesTheMeasuredSecondsWithoutTheirFractio
     EXPECT_TRUE(almost.errorDescription().contains(" 120 seconds")) << almost.errorDescription();
 }
 
-TEST_F(MCPSocketClientTest, FramesAreFoundHoweverTheyAreCut) {
+TEST_F(MCPSocketClientTest, frames_are_found_however_they_are_cut) {
     const std::string first = progressFrame("0.25");
     const std::string second = progressFrame("1");
     struct Row {
@@ -193,17 +194,16 @@ TEST_F(MCPSocketClientTest, FramesAreFoundHoweverTheyAreCut) {
         {"a frame behind the response is not looked at", {answer + first, second}, {}},
         {"garbage behind the response neither", {answer + "\xFF\xFF\xFF\xFF"}, {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         progress.clear();
         ScriptedPeer& peer = application.answers(row.reads);
         EXPECT_EQ(send(), Response{answered});
         EXPECT_EQ(progress, row.progress);
         EXPECT_TRUE(peer.clientHasClosed());
-    }
+    });
 }
 
-TEST_F(MCPSocketClientTest, AFrameLongerThanOneReadIsPutTogether) {
+TEST_F(MCPSocketClientTest, a_frame_longer_than_one_read_is_put_together) {
     const std::string text(100'000, 'x');
     const std::string bytes = responseFrame(R"("result":")" + text + "\"");
     // As much as the first read, a later one and the last one take.
@@ -211,12 +211,12 @@ TEST_F(MCPSocketClientTest, AFrameLongerThanOneReadIsPutTogether) {
     EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPValue{text}}}));
 }
 
-TEST_F(MCPSocketClientTest, TheFirstResponseIsTheAnswerWhateverItsRequestID) {
+TEST_F(MCPSocketClientTest, the_first_response_is_the_answer_whatever_its_request_ID) {
     application.answers({responseFrame(R"("result":"not ours")", "B") + answer});
     EXPECT_EQ(send(), (Response{MCPWireResponse{"B", MCPValue{"not ours"}}}));
 }
 
-TEST_F(MCPSocketClientTest, AVersionMismatchFailsTheCallWhileAnOversizedFrameStaysInsideTheResponse) {
+TEST_F(MCPSocketClientTest, a_version_mismatch_fails_the_call_while_an_oversized_frame_stays_inside_the_response) {
     application.answers({responseFrame(R"("error":{"kind":"versionMismatch","helper":4,"app":5})")});
     EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPWireError{MCPWireError::VersionMismatch{4, 5}}})});
 
@@ -224,7 +224,7 @@ TEST_F(MCPSocketClientTest, AVersionMismatchFailsTheCallWhileAnOversizedFrameSta
     EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPWireError{MCPWireError::FrameTooLarge{9, 8}}}}));
 }
 
-TEST_F(MCPSocketClientTest, AFaultOfTheConversationFailsTheCallAndClosesTheConnection) {
+TEST_F(MCPSocketClientTest, a_fault_of_the_conversation_fails_the_call_and_closes_the_connection) {
     constexpr auto closed = MCPSocketClient::ClientError::connectionClosedUnexpectedly;
     using Oversized = MCPWireError::FrameTooLarge;
     using NotJSON = DecodingError::NotJSON;
@@ -245,19 +245,18 @@ TEST_F(MCPSocketClientTest, AFaultOfTheConversationFailsTheCallAndClosesTheConne
         {"no JSON", {frame("{]")}, {DecodingError{NotJSON{1}}}},
         {"no UTF-8", {frame("\"\xC3(\"")}, {DecodingError{NotJSON{1}}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         ScriptedPeer& peer = application.answers(row.reads);
         const Response response = send();
         ASSERT_FALSE(response);
         EXPECT_EQ(response.error(), row.failure) << response.error().description();
         EXPECT_TRUE(peer.clientHasClosed());
-    }
+    });
     EXPECT_EQ(application.attempts(), std::size(rows)) << "nothing is tried again";
     EXPECT_TRUE(launcher.opened().empty());
 }
 
-TEST_F(MCPSocketClientTest, AnAnswerThatIsNoOutboundFrameCouldNotBeRead) {
+TEST_F(MCPSocketClientTest, an_answer_that_is_no_outbound_frame_could_not_be_read) {
     const std::string payloads[] = {
         "null",
         "[]",
@@ -283,14 +282,14 @@ TEST_F(MCPSocketClientTest, AnAnswerThatIsNoOutboundFrameCouldNotBeRead) {
     }
 }
 
-TEST_F(MCPSocketClientTest, WhatWasReportedBeforeAFaultComesFirst) {
+TEST_F(MCPSocketClientTest, what_was_reported_before_a_fault_comes_first) {
     application.answers({progressFrame("0.5") + frame("garbage")});
     const Response response = send();
     ASSERT_FALSE(response);
     EXPECT_EQ(progress, (std::vector<std::vector<double>>{{0.5}}));
 }
 
-TEST_F(MCPSocketClientTest, AnApplicationThatHasDiedIsAPosixErrorAndNoSignal) {
+TEST_F(MCPSocketClientTest, an_application_that_has_died_is_a_posix_error_and_no_signal) {
     application.answers({}, ScriptedPeer::Ending::gone);
     const Response response = send();
     ASSERT_FALSE(response);
@@ -298,7 +297,7 @@ TEST_F(MCPSocketClientTest, AnApplicationThatHasDiedIsAPosixErrorAndNoSignal) {
     EXPECT_EQ(response.error().description(), "Vostel could not be reached: Broken pipe.");
 }
 
-TEST_F(MCPSocketClientTest, AnInterruptedReadIsDeliberatelyNotRetried) {
+TEST_F(MCPSocketClientTest, an_interrupted_read_is_deliberately_not_retried) {
     const ScriptedPeer& peer = application.answers({}, ScriptedPeer::Ending::silence);
     const SignalTicks ticks{[&](int tick) {
         if (tick == 5) peer.sendPiece(answer);
@@ -306,7 +305,7 @@ TEST_F(MCPSocketClientTest, AnInterruptedReadIsDeliberatelyNotRetried) {
     EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPSocketClient::ClientError::connectionClosedUnexpectedly})});
 }
 
-TEST_F(MCPSocketClientTest, AThreadThatCannotBeStartedFailsItsCallAlone) {
+TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_its_call_alone) {
     struct Row {
         const char* when;
         std::size_t thread;
@@ -318,8 +317,7 @@ TEST_F(MCPSocketClientTest, AThreadThatCannotBeStartedFailsItsCallAlone) {
         {"for the wait", 2, 1, false},
         {"for the exchange", 2, 0, true},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         FakeThreads few{FakeThreads::Run::atOnce};
         few.haveNoRoomFrom(row.thread, EAGAIN);
         FakeApplication listening;
@@ -332,10 +330,10 @@ TEST_F(MCPSocketClientTest, AThreadThatCannotBeStartedFailsItsCallAlone) {
         EXPECT_EQ(*response, Response{std::unexpected(Failure{PosixError{EAGAIN}})});
         EXPECT_EQ(peer.received(), "");
         EXPECT_EQ(peer.clientHasClosed(), row.connects);
-    }
+    });
 }
 
-TEST_F(MCPSocketClientTest, ACallThatHoldsANumberWithoutValueIsNotSent) {
+TEST_F(MCPSocketClientTest, a_call_that_holds_a_number_without_value_is_not_sent) {
     ScriptedPeer& peer = application.answers({answer});
     const Response response = send(MCPValue::object({{"limit", std::numeric_limits<double>::infinity()}}));
     ASSERT_FALSE(response);
@@ -344,7 +342,7 @@ TEST_F(MCPSocketClientTest, ACallThatHoldsANumberWithoutValueIsNotSent) {
     EXPECT_TRUE(peer.clientHasClosed());
 }
 
-TEST_F(MCPSocketClientTest, ACancellationIsOneFrameOnAConnectionOfItsOwn) {
+TEST_F(MCPSocketClientTest, a_cancellation_is_one_frame_on_a_connection_of_its_own) {
     ScriptedPeer& peer = application.answers({});
     cancel();
     EXPECT_EQ(peer.received(), frame(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"A"}})"));
@@ -352,14 +350,14 @@ TEST_F(MCPSocketClientTest, ACancellationIsOneFrameOnAConnectionOfItsOwn) {
     EXPECT_EQ(threads.suffixes(), (std::vector<std::string>{"socket-client", "socket-client"}));
 }
 
-TEST_F(MCPSocketClientTest, ACancellationDoesNotLaunchTheApplication) {
+TEST_F(MCPSocketClientTest, a_cancellation_does_not_launch_the_application) {
     cancel();
     EXPECT_EQ(application.attempts(), 1U);
     EXPECT_TRUE(launcher.opened().empty());
     EXPECT_TRUE(clock.sleeps().empty());
 }
 
-TEST_F(MCPSocketClientTest, ACancellationThatCannotBeSentIsForgotten) {
+TEST_F(MCPSocketClientTest, a_cancellation_that_cannot_be_sent_is_forgotten) {
     application.answers({}, ScriptedPeer::Ending::gone);
     cancel();
     threads.haveNoRoomFrom(/*count=*/1, EAGAIN);

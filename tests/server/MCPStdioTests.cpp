@@ -4,6 +4,7 @@
 #include "tests/support/FakeThreads.h"
 #include "tests/support/ManualExecutor.h"
 #include "tests/support/SignalTicks.h"
+#include "tests/support/Table.h"
 
 #include <array>
 #include <cerrno>
@@ -68,7 +69,7 @@ Lines linesOfBytes(std::string_view bytes) {
     return linesOf(pipe.reading);
 }
 
-TEST(MCPStdio, EveryCompleteLineIsPublishedAndTheUnfinishedLastOneNever) {
+TEST(MCPStdio, every_complete_line_is_published_and_the_unfinished_last_one_never) {
     struct Row {
         const char* when;
         std::string_view bytes;
@@ -85,13 +86,10 @@ TEST(MCPStdio, EveryCompleteLineIsPublishedAndTheUnfinishedLastOneNever) {
         {"a line that is no UTF-8 is dropped", "a\n\xFF\nb\n", {"a", "b"}},
         {"a NUL is a byte like any other", {"a\0b\n", 4}, {{"a\0b", 3}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(linesOfBytes(row.bytes), row.lines);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(linesOfBytes(row.bytes), row.lines); });
 }
 
-TEST(MCPStdio, TheReaderHasANamedThreadOfItsOwn) {
+TEST(MCPStdio, the_reader_has_a_named_thread_of_its_own) {
     Pipe pipe;
     LineChannel channel;
     FakeThreads threads{FakeThreads::Run::whenAsked};
@@ -100,7 +98,7 @@ TEST(MCPStdio, TheReaderHasANamedThreadOfItsOwn) {
     EXPECT_EQ(threads.reverseDNSNames(), Lines{"com.vostel.vostel-mcp.stdin-reader"});
 }
 
-TEST(MCPStdio, AReaderThatCannotBeStartedIsReported) {
+TEST(MCPStdio, a_reader_that_cannot_be_started_is_reported) {
     LineChannel channel;
     FakeThreads threads{FakeThreads::Run::atOnce};
     threads.haveNoRoomFrom(/*count=*/1, EAGAIN);
@@ -109,7 +107,7 @@ TEST(MCPStdio, AReaderThatCannotBeStartedIsReported) {
     EXPECT_EQ(started.error(), PosixError{EAGAIN});
 }
 
-TEST(MCPStdio, AnInterruptedReadIsRetriedInMidLine) {
+TEST(MCPStdio, an_interrupted_read_is_retried_in_mid_line) {
     Pipe pipe;
     pipe.feed("hel");
     const SignalTicks ticks{[&](int tick) {
@@ -119,7 +117,7 @@ TEST(MCPStdio, AnInterruptedReadIsRetriedInMidLine) {
     EXPECT_EQ(linesOf(pipe.reading), Lines{"hello"});
 }
 
-TEST(MCPStdio, ANonBlockingInputIsWaitedFor) {
+TEST(MCPStdio, a_non_blocking_input_is_waited_for) {
     Pipe pipe;
     makeNonBlocking(pipe.reading);
     pipe.feed("hel");
@@ -130,21 +128,23 @@ TEST(MCPStdio, ANonBlockingInputIsWaitedFor) {
     EXPECT_EQ(linesOf(pipe.reading), Lines{"hello"});
 }
 
-TEST(MCPStdio, AnInputThatCannotBeReadIsAtItsEnd) {
+TEST(MCPStdio, an_input_that_cannot_be_read_is_at_its_end) {
     const posix::FileDescriptor folder{open("/", O_RDONLY)};
     EXPECT_EQ(linesOf(folder), Lines{});
     EXPECT_EQ(linesOf(posix::FileDescriptor{}), Lines{});
 }
 
-TEST(MCPStdio, AWriteReportsTheBytesThatItTook) {
+TEST(MCPStdio, a_write_reports_the_bytes_that_it_took) {
     const Pipe pipe;
     EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf("hello")), 5);
     EXPECT_EQ(pipe.takePage(), 5U);
 }
 
-TEST(MCPStdio, NothingIsWrittenWithoutAskingTheSystem) { EXPECT_EQ(MCPStdio::attemptWrite(/*descriptor=*/-1, {}), 0); }
+TEST(MCPStdio, nothing_is_written_without_asking_the_system) {
+    EXPECT_EQ(MCPStdio::attemptWrite(/*descriptor=*/-1, {}), 0);
+}
 
-TEST(MCPStdio, AnInterruptedWriteIsRetried) {
+TEST(MCPStdio, an_interrupted_write_is_retried) {
     const Pipe pipe;
     ASSERT_EQ(fcntl(pipe.writing.number(), F_SETPIPE_SZ, 4096), 4096);
     pipe.feed(std::string(4096, 'x'));
@@ -154,7 +154,7 @@ TEST(MCPStdio, AnInterruptedWriteIsRetried) {
     EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf("hello")), 5);
 }
 
-TEST(MCPStdio, ANonBlockingOutputIsWaitedForAndTakesAPartAtATime) {
+TEST(MCPStdio, a_non_blocking_output_is_waited_for_and_takes_a_part_at_a_time) {
     const Pipe pipe;
     ASSERT_EQ(fcntl(pipe.writing.number(), F_SETPIPE_SZ, 4096), 4096);
     makeNonBlocking(pipe.writing);
@@ -166,7 +166,7 @@ TEST(MCPStdio, ANonBlockingOutputIsWaitedForAndTakesAPartAtATime) {
     EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf(text).subspan(4096)), 904);
 }
 
-TEST(MCPStdio, AWriteThatCannotSucceedReportsTheSystemsReason) {
+TEST(MCPStdio, a_write_that_cannot_succeed_reports_the_systems_reason) {
     const auto closed = MCPStdio::attemptWrite(/*descriptor=*/-1, bytesOf("hello"));
     ASSERT_FALSE(closed);
     EXPECT_EQ(closed.error(), PosixError{EBADF});

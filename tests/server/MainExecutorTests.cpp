@@ -26,7 +26,7 @@ public:
     }
 };
 
-TEST(MainExecutor, ATaskRunsOnTheCallingThreadUntilItHasEnded) {
+TEST(MainExecutor, a_task_runs_on_the_calling_thread_until_it_has_ended) {
     MainExecutor mainThread;
     std::thread::id ranOn;
     auto task = [](std::thread::id* out) -> Task<void> {
@@ -37,7 +37,7 @@ TEST(MainExecutor, ATaskRunsOnTheCallingThreadUntilItHasEnded) {
     EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
-TEST(MainExecutor, WhatOtherThreadsPostRunsOnTheThreadThatRunsIt) {
+TEST(MainExecutor, what_other_threads_post_runs_on_the_thread_that_runs_it) {
     MainExecutor mainThread;
     Place place{mainThread};
     CallerExecutor caller;

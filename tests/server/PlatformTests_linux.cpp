@@ -9,18 +9,18 @@
 namespace vostel_mcp {
 namespace {
 
-TEST(Platform, KnowsItsOwnExecutable) {
+TEST(Platform, knows_its_own_executable) {
     const auto executable = posix::ownExecutable();
     ASSERT_TRUE(executable);
     EXPECT_EQ(executable->filename(), "server_tests");
     EXPECT_TRUE(executable->is_absolute());
 }
 
-TEST(Platform, ApplicationSupportIsInsideTheHomeFolder) {
+TEST(Platform, application_support_is_inside_the_home_folder) {
     EXPECT_EQ(posix::applicationSupportDirectory(), posix::homeDirectory() / "Library" / "Application Support");
 }
 
-TEST(Platform, OpeningReportsWhatBecameOfTheLaunch) {
+TEST(Platform, opening_reports_what_became_of_the_launch) {
     const vostel_tests::TemporaryFolder folder;
     const auto executable = folder.write("Small.app/Contents/MacOS/Small", "#!/bin/sh\n");
     vostel_tests::ManualExecutor executor;

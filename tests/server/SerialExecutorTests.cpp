@@ -80,7 +80,7 @@ void onThreads(int count, const std::function<void()>& body) {
     for (std::thread& thread : threads) thread.join();
 }
 
-TEST(SerialExecutor, OnePieceAtATimeRunsHoweverManyThreadsPost) {
+TEST(SerialExecutor, one_piece_at_a_time_runs_however_many_threads_post) {
     SerialExecutor turn;
     CallerExecutor caller;
     Visited actor{turn};
@@ -91,7 +91,7 @@ TEST(SerialExecutor, OnePieceAtATimeRunsHoweverManyThreadsPost) {
     EXPECT_FALSE(actor.hadCompany);
 }
 
-TEST(SerialExecutor, ActorsThatCallEachOtherFromManyThreadsNeverLockEachOtherOut) {
+TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_lock_each_other_out) {
     SerialExecutor turn;
     SerialExecutor otherTurn;
     CallerExecutor caller;
@@ -108,7 +108,7 @@ TEST(SerialExecutor, ActorsThatCallEachOtherFromManyThreadsNeverLockEachOtherOut
     EXPECT_FALSE(actor.hadCompany || other.hadCompany);
 }
 
-TEST(SerialExecutor, APieceRunsOnTheThreadThatPostsItBeforePostReturns) {
+TEST(SerialExecutor, a_piece_runs_on_the_thread_that_posts_it_before_post_returns) {
     SerialExecutor turn;
     CallerExecutor caller;
     Events events;
@@ -117,7 +117,7 @@ TEST(SerialExecutor, APieceRunsOnTheThreadThatPostsItBeforePostReturns) {
     EXPECT_EQ(events, Events{"a"});
 }
 
-TEST(SerialExecutor, APieceThatIsPostedWithinAnotherWaitsForItsEnd) {
+TEST(SerialExecutor, a_piece_that_is_posted_within_another_waits_for_its_end) {
     SerialExecutor turn;
     SerialExecutor otherTurn;
     CallerExecutor caller;
@@ -132,7 +132,7 @@ TEST(SerialExecutor, APieceThatIsPostedWithinAnotherWaitsForItsEnd) {
     EXPECT_EQ(events, (Events{"outer begins", "outer ends", "elsewhere"}));
 }
 
-TEST(CallerExecutor, ChainsOfAnyLengthTakeNoStack) {
+TEST(CallerExecutor, chains_of_any_length_take_no_stack) {
     CallerExecutor caller;
     SerialExecutor turn;
     SerialExecutor otherTurn;

@@ -1,5 +1,6 @@
 #include "companion/audio/AudioSource.h"
 #include "tests/companion/support/SoundFile.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ std::string description(const std::expected<std::vector<std::int16_t>, AudioErro
 
 } // namespace
 
-TEST(AudioSource, SamplesAlreadyAsWantedComeOutUnchanged) {
+TEST(AudioSource, samples_already_as_wanted_come_out_unchanged) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "plain.wav";
     const auto samples = tone(1.5, 16000);
@@ -62,7 +63,7 @@ TEST(AudioSource, SamplesAlreadyAsWantedComeOutUnchanged) {
     EXPECT_EQ(everything(file), samples);
 }
 
-TEST(AudioSource, CommonFormatsAreDecodedToTheirLengthAndLoudness) {
+TEST(AudioSource, common_formats_are_decoded_to_their_length_and_loudness) {
     struct Row {
         const char* when;
         const char* file;
@@ -78,8 +79,7 @@ TEST(AudioSource, CommonFormatsAreDecodedToTheirLengthAndLoudness) {
         {"a Matroska film", "a.mkv", "ac3", true},    {"a transport stream", "a.ts", "mp2", true},
         {"an AVI film", "a.avi", "pcm_s16le", true},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const TemporaryFolder folder;
         const auto file = folder.path() / row.file;
         ASSERT_TRUE(encodeTone(file, row.encoder, 2.0, row.video));
@@ -87,10 +87,10 @@ TEST(AudioSource, CommonFormatsAreDecodedToTheirLengthAndLoudness) {
         ASSERT_TRUE(decoded) << decoded.error().description(row.file);
         EXPECT_NEAR(seconds(*decoded), 2.0, 0.15);
         EXPECT_NEAR(loudness(*decoded), loudness(tone(2.0, 16000)), 500);
-    }
+    });
 }
 
-TEST(AudioSource, ANameWithoutOrWithAWrongExtensionDoesNotMatter) {
+TEST(AudioSource, a_name_without_or_with_a_wrong_extension_does_not_matter) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.mp3", "libmp3lame", 1.0));
     for (const char* name : {"voice", "voice.txt", "voice.wav", "голос запись.m3u8"}) {
@@ -102,7 +102,7 @@ TEST(AudioSource, ANameWithoutOrWithAWrongExtensionDoesNotMatter) {
     }
 }
 
-TEST(AudioSource, EveryRateAndChannelCountBecomes16kHzMono) {
+TEST(AudioSource, every_rate_and_channel_count_becomes_16_kHz_mono) {
     struct Row {
         const char* when;
         int rate;
@@ -112,8 +112,7 @@ TEST(AudioSource, EveryRateAndChannelCountBecomes16kHzMono) {
                         {"compact disc", 44100, 2},
                         {"studio, surround", 96000, 6},
                         {"a mixing desk", 48000, 10}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const TemporaryFolder folder;
         const auto file = folder.path() / "a.wav";
         std::vector<std::int16_t> interleaved;
@@ -125,10 +124,10 @@ TEST(AudioSource, EveryRateAndChannelCountBecomes16kHzMono) {
         ASSERT_TRUE(decoded);
         EXPECT_NEAR(seconds(*decoded), 1.0, 0.01);
         EXPECT_GT(loudness(*decoded), 1000);
-    }
+    });
 }
 
-TEST(AudioSource, TheShareConsumedRisesToOneWhenTheLengthIsKnown) {
+TEST(AudioSource, the_share_consumed_rises_to_one_when_the_length_is_known) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "a.wav";
     writeFile(file, wav(tone(3.0, 16000), 16000));
@@ -148,7 +147,7 @@ TEST(AudioSource, TheShareConsumedRisesToOneWhenTheLengthIsKnown) {
     EXPECT_EQ(before, 1);
 }
 
-TEST(AudioSource, TheShareConsumedIsThatOfTheBytesWhenTheLengthIsUnknown) {
+TEST(AudioSource, the_share_consumed_is_that_of_the_bytes_when_the_length_is_unknown) {
     // A stream that was never finished: its header has no length.
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.flac", "flac", 3.0));
@@ -172,7 +171,7 @@ TEST(AudioSource, TheShareConsumedIsThatOfTheBytesWhenTheLengthIsUnknown) {
     EXPECT_NEAR(static_cast<double>(count) / 16000, 3.0, 0.01);
 }
 
-TEST(AudioSource, LongFilesAreReadInSmallPieces) {
+TEST(AudioSource, long_files_are_read_in_small_pieces) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "a.wav";
     writeFile(file, wav(std::vector<std::int16_t>(16000 * 60), 16000));
@@ -189,7 +188,7 @@ TEST(AudioSource, LongFilesAreReadInSmallPieces) {
     EXPECT_LT(longest, 16000U * 10);
 }
 
-TEST(AudioSource, ATrackThatStartsLateIsPaddedSoThatTimesAreThoseOfTheFile) {
+TEST(AudioSource, a_track_that_starts_late_is_padded_so_that_times_are_those_of_the_file) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.mkv", "flac", 2.0, /*video=*/true, /*lateBy=*/1.5));
     const auto decoded = everything(folder.path() / "a.mkv");
@@ -200,7 +199,7 @@ TEST(AudioSource, ATrackThatStartsLateIsPaddedSoThatTimesAreThoseOfTheFile) {
     EXPECT_GT(loudness(samples.subspan(16000 * 16 / 10)), 1000);
 }
 
-TEST(AudioSource, WhatIsNoReadableFileIsRefusedInOneSentence) {
+TEST(AudioSource, what_is_no_readable_file_is_refused_in_one_sentence) {
     const TemporaryFolder folder;
     const auto at = [&](const char* name) { return (folder.path() / name).string(); };
     writeFile(at("empty"), "");
@@ -237,13 +236,10 @@ TEST(AudioSource, WhatIsNoReadableFileIsRefusedInOneSentence) {
         {"a name beyond the system's limit", "/" + std::string(300, 'x'),
          "'/a/b' could not be read: File name too long."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(description(everything(row.path)), row.sentence);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(description(everything(row.path)), row.sentence); });
 }
 
-TEST(AudioSource, AFileThatTheUserMayNotReadIsRefused) {
+TEST(AudioSource, a_file_that_the_user_may_not_read_is_refused) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "secret.wav";
     writeFile(file, wav(tone(0.1, 16000), 16000));
@@ -262,13 +258,13 @@ TEST(AudioSource, AFileThatTheUserMayNotReadIsRefused) {
     EXPECT_EQ(description(result), "Vostel is not allowed to read '/a/b'.");
 }
 
-TEST(AudioSource, AFileWithoutSoundIsToldApartFromWhatIsNoMedia) {
+TEST(AudioSource, a_file_without_sound_is_told_apart_from_what_is_no_media) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "subtitles.srt", "1\n00:00:01,000 --> 00:00:02,000\nHello.\n\n");
     EXPECT_EQ(description(everything(folder.path() / "subtitles.srt")), "'/a/b' has no audio track.");
 }
 
-TEST(AudioSource, PlayListsLeadNowhere) {
+TEST(AudioSource, play_lists_lead_nowhere) {
     const TemporaryFolder folder;
     const auto sound = (folder.path() / "sound.wav").string();
     writeFile(sound, wav(tone(1.0, 16000), 16000));
@@ -285,15 +281,14 @@ TEST(AudioSource, PlayListsLeadNowhere) {
         {"a session description",
          "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\nm=audio 5004 RTP/AVP 0\n"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         writeFile(folder.path() / "list", row.content);
         EXPECT_EQ(description(everything(folder.path() / "list")),
                   "'/a/b' is not an audio or video file that Vostel can read.");
-    }
+    });
 }
 
-TEST(AudioSource, ARecordingThatWasCutOffYieldsWhatItHolds) {
+TEST(AudioSource, a_recording_that_was_cut_off_yields_what_it_holds) {
     const TemporaryFolder folder;
     const auto samples = tone(4.0, 16000);
     const std::string whole = wav(samples, 16000);
@@ -303,7 +298,7 @@ TEST(AudioSource, ARecordingThatWasCutOffYieldsWhatItHolds) {
     EXPECT_NEAR(seconds(*decoded), 2.0, 0.05);
 }
 
-TEST(AudioSource, AScratchIsPassedOverButAFileBrokenInTheMiddleIsAnError) {
+TEST(AudioSource, a_scratch_is_passed_over_but_a_file_broken_in_the_middle_is_an_error) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.m4a", "aac", 30.0));
     const std::string bytes = readFile(folder.path() / "a.m4a");
@@ -327,7 +322,7 @@ TEST(AudioSource, AScratchIsPassedOverButAFileBrokenInTheMiddleIsAnError) {
         << broken.error().description("/a/b");
 }
 
-TEST(AudioSource, HostileBytesNeitherHangNorCrash) {
+TEST(AudioSource, hostile_bytes_neither_hang_nor_crash) {
     const TemporaryFolder folder;
     std::vector<std::string> seeds;
     for (const auto& [name, encoder] : {std::pair{"s.mp3", "libmp3lame"},
@@ -359,7 +354,7 @@ TEST(AudioSource, HostileBytesNeitherHangNorCrash) {
     }
 }
 
-TEST(AudioSource, AClaimOfMoreThanADayIsRefusedAtOnce) {
+TEST(AudioSource, a_claim_of_more_than_a_day_is_refused_at_once) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.flac", "flac", 0.5));
     std::string bytes = readFile(folder.path() / "a.flac");
@@ -369,7 +364,7 @@ TEST(AudioSource, AClaimOfMoreThanADayIsRefusedAtOnce) {
               "'/a/b' runs longer than 24 hours, which is more than Vostel transcribes in one call.");
 }
 
-TEST(AudioSource, ACancelledCallStopsReading) {
+TEST(AudioSource, a_cancelled_call_stops_reading) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "a.wav", wav(tone(1.0, 16000), 16000));
     Cancellation early;
@@ -388,7 +383,7 @@ TEST(AudioSource, ACancelledCallStopsReading) {
     EXPECT_EQ(samples.error(), AudioError{AudioError::Cancelled{}});
 }
 
-TEST(AudioSource, DescriptorsAreGivenBack) {
+TEST(AudioSource, descriptors_are_given_back) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "a.wav", wav(tone(0.1, 16000), 16000));
     writeFile(folder.path() / "b.wav", "no sound");

@@ -29,7 +29,7 @@ struct ClientsVerbs : testing::Test {
 
 } // namespace
 
-TEST_F(ClientsVerbs, ConnectNobodyToAServerThatIsNotThere) {
+TEST_F(ClientsVerbs, connect_nobody_to_a_server_that_is_not_there) {
     EXPECT_EQ(run({ClientsVerb::install, {}, false}, world), Exit::failed);
     EXPECT_EQ(told, "The server '" + world.helper.string() +
                         "' is not there or cannot be started, so no client was connected to it.\n");
@@ -37,7 +37,7 @@ TEST_F(ClientsVerbs, ConnectNobodyToAServerThatIsNotThere) {
     EXPECT_FALSE(std::filesystem::exists(home / ".claude.json"));
 }
 
-TEST_F(ClientsVerbs, WhatIsInstalledIsUpToDateInEveryClient) {
+TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
     makeServer();
     EXPECT_EQ(run({ClientsVerb::status, {}, false}, world), Exit::notAsAsked);
     EXPECT_EQ(run({ClientsVerb::install, {}, false}, world), Exit::done);
@@ -50,7 +50,7 @@ TEST_F(ClientsVerbs, WhatIsInstalledIsUpToDateInEveryClient) {
     EXPECT_EQ(told, "");
 }
 
-TEST_F(ClientsVerbs, OneClientIsLeftAndAnotherStays) {
+TEST_F(ClientsVerbs, one_client_is_left_and_another_stays) {
     makeServer();
     ASSERT_EQ(run({ClientsVerb::install, {}, false}, world), Exit::done);
     EXPECT_EQ(run({ClientsVerb::remove, {MCPClientKind::codex}, false}, world), Exit::done);
@@ -58,7 +58,7 @@ TEST_F(ClientsVerbs, OneClientIsLeftAndAnotherStays) {
     EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::claudeCode}, false}, world), Exit::done);
 }
 
-TEST_F(ClientsVerbs, AForeignEntryNeedsForce) {
+TEST_F(ClientsVerbs, a_foreign_entry_needs_force) {
     makeServer();
     writeFile(home / ".codex/config.toml", "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
     EXPECT_EQ(run({ClientsVerb::install, {MCPClientKind::codex}, false}, world), Exit::notAsAsked);
@@ -67,7 +67,7 @@ TEST_F(ClientsVerbs, AForeignEntryNeedsForce) {
     EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::codex}, false}, world), Exit::done);
 }
 
-TEST_F(ClientsVerbs, AHomeWithControlCharactersDoesNotReachTheTerminalRaw) {
+TEST_F(ClientsVerbs, a_home_with_control_characters_does_not_reach_the_terminal_raw) {
     makeServer();
     const auto strange = home / "a\x1B[31m";
     std::filesystem::create_directory(strange);

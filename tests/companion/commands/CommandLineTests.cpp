@@ -8,7 +8,7 @@ using VostelMCPKit::MCPClientKind;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
 using Arguments = std::vector<std::string>;
 
-TEST(CommandLine, EveryVerbHasItsCommand) {
+TEST(CommandLine, every_verb_has_its_command) {
     struct Row {
         Arguments arguments;
         Command command;
@@ -53,7 +53,7 @@ TEST(CommandLine, EveryVerbHasItsCommand) {
     }
 }
 
-TEST(CommandLine, WhatMakesNoSenseIsNamedAndPointsToHelp) {
+TEST(CommandLine, what_makes_no_sense_is_named_and_points_to_help) {
     struct Row {
         Arguments arguments;
         std::string complaint;
@@ -82,7 +82,7 @@ TEST(CommandLine, WhatMakesNoSenseIsNamedAndPointsToHelp) {
     }
 }
 
-TEST(CommandLine, EveryVerbExplainsItselfAndItsExitStatus) {
+TEST(CommandLine, every_verb_explains_itself_and_its_exit_status) {
     const Arguments verbs[] = {{},
                                {"serve"},
                                {"pending"},

@@ -1,6 +1,7 @@
 #include "companion/commands/PendingVerbs.h"
 #include "companion/store/Vocabulary.h"
 #include "tests/companion/commands/VerbFixture.h"
+#include "tests/support/Table.h"
 
 namespace vostel_companion {
 
@@ -31,7 +32,7 @@ const std::string firstID = "00000000-0000-0000-0000-000000000001";
 
 } // namespace
 
-TEST_F(PendingVerbs, ListWhatWaitsAndHowLong) {
+TEST_F(PendingVerbs, list_what_waits_and_how_long) {
     ask({"one"});
     time += 61s;
     ask({"two", "three"});
@@ -43,7 +44,7 @@ TEST_F(PendingVerbs, ListWhatWaitsAndHowLong) {
     EXPECT_EQ(takeTold(), "");
 }
 
-TEST_F(PendingVerbs, ShowEveryWordThatIsToBeConfirmed) {
+TEST_F(PendingVerbs, show_every_word_that_is_to_be_confirmed) {
     std::vector<std::string> words;
     for (int number = 10; number < 60; ++number) words.push_back("word" + std::to_string(number));
     ask(words);
@@ -51,13 +52,13 @@ TEST_F(PendingVerbs, ShowEveryWordThatIsToBeConfirmed) {
     EXPECT_TRUE(takePrinted().ends_with(", \"word58\", \"word59\"\n"));
 }
 
-TEST_F(PendingVerbs, SayWhenNothingWaits) {
+TEST_F(PendingVerbs, say_when_nothing_waits) {
     EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "");
     EXPECT_EQ(takeTold(), "Nothing waits for your confirmation.\n");
 }
 
-TEST_F(PendingVerbs, PrintNoClientsTextRaw) {
+TEST_F(PendingVerbs, print_no_clients_text_raw) {
     ask({"one"});
     // The store takes such characters out of words; this one comes from elsewhere.
     Statement smuggle{database, "UPDATE confirmationItems SET item = ?"};
@@ -66,7 +67,7 @@ TEST_F(PendingVerbs, PrintNoClientsTextRaw) {
     EXPECT_EQ(takePrinted(), firstID + "  5:00 left  Remove the vocabulary rule for \"" + harmless + "\"\n");
 }
 
-TEST_F(PendingVerbs, AConfirmedRemovalIsDoneAndItsClientIsTold) {
+TEST_F(PendingVerbs, a_confirmed_removal_is_done_and_its_client_is_told) {
     teach("One");
     EXPECT_EQ(ask({"one"}), Status::pending);
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
@@ -75,7 +76,7 @@ TEST_F(PendingVerbs, AConfirmedRemovalIsDoneAndItsClientIsTold) {
     EXPECT_EQ(ask({"one"}), Status::confirmed);
 }
 
-TEST_F(PendingVerbs, ADeniedRemovalIsNotDone) {
+TEST_F(PendingVerbs, a_denied_removal_is_not_done) {
     teach("one");
     ask({"one"});
     EXPECT_EQ(answer(firstID, Decision::denied), Exit::done);
@@ -84,13 +85,13 @@ TEST_F(PendingVerbs, ADeniedRemovalIsNotDone) {
     EXPECT_EQ(ask({"one"}), Status::denied);
 }
 
-TEST_F(PendingVerbs, ARemovalOfNothingIsConfirmedAllTheSame) {
+TEST_F(PendingVerbs, a_removal_of_nothing_is_confirmed_all_the_same) {
     ask({"one"});
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
     EXPECT_EQ(takePrinted(), "Confirmed; there was nothing left to remove.\n");
 }
 
-TEST_F(PendingVerbs, AModelIsRemovedByConfirmation) {
+TEST_F(PendingVerbs, a_model_is_removed_by_confirmation) {
     ASSERT_TRUE(models.models.install("de", {[](double) {}, [] { return false; }}));
     ASSERT_TRUE(confirmations.ask({ConfirmableAction::RemoveModel{"de"}}));
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
@@ -98,7 +99,7 @@ TEST_F(PendingVerbs, AModelIsRemovedByConfirmation) {
     EXPECT_FALSE(std::filesystem::exists(models.installed()));
 }
 
-TEST_F(PendingVerbs, TheBeginningOfAnIDIsEnoughWhenItNamesOneRequest) {
+TEST_F(PendingVerbs, the_beginning_of_an_ID_is_enough_when_it_names_one_request) {
     struct Row {
         const char* when;
         std::string id;
@@ -120,15 +121,14 @@ TEST_F(PendingVerbs, TheBeginningOfAnIDIsEnoughWhenItNamesOneRequest) {
     lastID = 9;
     ask({"one"});
     ask({"two"});
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(answer(row.id, Decision::denied), row.exit);
         EXPECT_EQ(takePrinted(), row.printed);
         EXPECT_EQ(takeTold(), row.told);
-    }
+    });
 }
 
-TEST_F(PendingVerbs, AnAnswerThatComesTooLateOrTwiceChangesNothing) {
+TEST_F(PendingVerbs, an_answer_that_comes_too_late_or_twice_changes_nothing) {
     teach("one");
     ask({"one"});
     time += 300s;

@@ -77,7 +77,7 @@ std::filesystem::path longRecording(const Home& home) {
 
 } // namespace
 
-TEST(Program, ItsVerbsWorkOnTheFolderInTheUsersHome) {
+TEST(Program, its_verbs_work_on_the_folder_in_the_users_home) {
     const Home home;
     EXPECT_EQ(ran(home, {"words", "add", "bostel", "Vostel"}), (Ran{0, "added: bostel  ->  Vostel\n", ""}));
     EXPECT_EQ(ran(home, {"words"}), (Ran{0, "bostel  ->  Vostel\n", ""}));
@@ -90,13 +90,13 @@ TEST(Program, ItsVerbsWorkOnTheFolderInTheUsersHome) {
     EXPECT_EQ(std::filesystem::status(folder / "Vostel.sqlite").permissions(), ownerOnly);
 }
 
-TEST(Program, HelpNeedsNoFolder) {
+TEST(Program, help_needs_no_folder) {
     const Home home;
     EXPECT_EQ(ran(home, {"--help"}).status, 0);
     EXPECT_FALSE(std::filesystem::exists(home.path() / "Library"));
 }
 
-TEST(Program, AFolderThatOthersMayWriteToIsRefused) {
+TEST(Program, a_folder_that_others_may_write_to_is_refused) {
     const Home home;
     const auto folder = supportIn(home) / "com.vostel.vostel";
     std::filesystem::create_directories(folder);
@@ -107,7 +107,7 @@ TEST(Program, AFolderThatOthersMayWriteToIsRefused) {
     EXPECT_FALSE(std::filesystem::exists(folder / "Vostel.sqlite"));
 }
 
-TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
+TEST(Program, output_that_cannot_be_written_is_a_failure) {
     const Home home;
     // What stands where the output should go is a device that is always full.
     std::filesystem::create_symlink("/dev/full", home.path() / "output.txt");
@@ -116,7 +116,7 @@ TEST(Program, OutputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(program.errors(), "The output could not be written.\n");
 }
 
-TEST(Program, ConnectsClientsToTheServerBesideIt) {
+TEST(Program, connects_clients_to_the_server_beside_it) {
     const Home home;
     EXPECT_EQ(ran(home, {"clients", "status"}).status, 1);
     EXPECT_EQ(ran(home, {"clients", "install"}).status, 0);
@@ -125,7 +125,7 @@ TEST(Program, ConnectsClientsToTheServerBesideIt) {
     EXPECT_FALSE(std::filesystem::exists(supportIn(home) / "com.vostel.vostel")) << "this verb needs no store";
 }
 
-TEST(Program, AConfirmationByCommandReachesTheServingProcess) {
+TEST(Program, a_confirmation_by_command_reaches_the_serving_process) {
     const Home home;
     Program serving{vostel, {}, home.path()};
     ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
@@ -138,7 +138,7 @@ TEST(Program, AConfirmationByCommandReachesTheServingProcess) {
     EXPECT_EQ(serving.status(), 0);
 }
 
-TEST(Program, DictatesAVoiceIntoTheHistory) {
+TEST(Program, dictates_a_voice_into_the_history) {
     const Home home;
     ASSERT_EQ(ran(home, {"words", "add", "amiable", "AMIABLE"}).status, 0);
     EXPECT_EQ(ran(home, {"dictate", spoken("0930").string()}),
@@ -146,7 +146,7 @@ TEST(Program, DictatesAVoiceIntoTheHistory) {
     EXPECT_EQ(ran(home, {"dictate", "missing.wav"}).status, 2);
 }
 
-TEST(Program, AnInterruptedCallIsKeptAsAFailedOneAndEndsAsInterrupted) {
+TEST(Program, an_interrupted_call_is_kept_as_a_failed_one_and_ends_as_interrupted) {
     const Home home;
     const auto file = longRecording(home);
     Program recording{vostel, {"record", file.string(), file.string()}, home.path()};
@@ -174,7 +174,7 @@ TEST(Program, AnInterruptedCallIsKeptAsAFailedOneAndEndsAsInterrupted) {
     EXPECT_EQ(summary->failureReason, "The transcription was cancelled.");
 }
 
-TEST(ProgramOnTerminal, AsksForConfirmationWhileItServes) {
+TEST(ProgramOnTerminal, asks_for_confirmation_while_it_serves) {
     const Home home;
     ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
     ASSERT_EQ(ran(home, {"words", "add", "two"}).status, 0);
@@ -203,7 +203,7 @@ TEST(ProgramOnTerminal, AsksForConfirmationWhileItServes) {
     EXPECT_EQ(program.status(), 0);
 }
 
-TEST(ProgramOnTerminal, ShowsHowFarATranscriptionIs) {
+TEST(ProgramOnTerminal, shows_how_far_a_transcription_is) {
     const Home home;
     ProgramOnTerminal program{vostel, {"dictate", spoken("0930").string()}, home.path()};
     ASSERT_TRUE(program.shows("\r\x1B[KTranscribing  [                                        ]   0%"))
@@ -213,7 +213,7 @@ TEST(ProgramOnTerminal, ShowsHowFarATranscriptionIs) {
     EXPECT_EQ(program.status(), 0);
 }
 
-TEST(ProgramOnTerminal, CtrlCEndsLongWork) {
+TEST(ProgramOnTerminal, ctrl_c_ends_long_work) {
     const Home home;
     ProgramOnTerminal program{vostel, {"dictate", longRecording(home).string()}, home.path()};
     ASSERT_TRUE(program.shows("   1%")) << program.screen();

@@ -18,7 +18,7 @@ const std::string readingOff = "reading off: AI clients may not read your histor
 
 } // namespace
 
-TEST_F(SettingsVerbs, ReadingIsOffUntilThePersonTurnsItOn) {
+TEST_F(SettingsVerbs, reading_is_off_until_the_person_turns_it_on) {
     EXPECT_EQ(run(Command::ShowSettings{}, world), Exit::done);
     EXPECT_EQ(takePrinted(), readingOff);
     EXPECT_EQ(run(Command::SetReading{true}, world), Exit::done);
@@ -31,7 +31,7 @@ TEST_F(SettingsVerbs, ReadingIsOffUntilThePersonTurnsItOn) {
     EXPECT_EQ(loadSettings(database), Settings{false});
 }
 
-TEST_F(SettingsVerbs, AFailingStoreIsReported) {
+TEST_F(SettingsVerbs, a_failing_store_is_reported) {
     ASSERT_TRUE(database.execute("DROP TABLE settings"));
     EXPECT_EQ(run(Command::ShowSettings{}, world), Exit::failed);
     EXPECT_EQ(takeTold(), "Vostel's database could not be used: no such table: settings.\n");
@@ -39,7 +39,7 @@ TEST_F(SettingsVerbs, AFailingStoreIsReported) {
     EXPECT_EQ(takePrinted(), "");
 }
 
-TEST_F(WordVerbs, TeachListAndForget) {
+TEST_F(WordVerbs, teach_list_and_forget) {
     EXPECT_EQ(run(Command::ListWords{}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "");
     EXPECT_EQ(takeTold(), "Vostel was taught no words yet.\n");
@@ -59,7 +59,7 @@ TEST_F(WordVerbs, TeachListAndForget) {
     EXPECT_EQ(takeTold(), "");
 }
 
-TEST_F(WordVerbs, WordsThatAreNotThereAreNamedAndTheOthersForgotten) {
+TEST_F(WordVerbs, words_that_are_not_there_are_named_and_the_others_forgotten) {
     std::ignore = run(Command::AddWord{"one", ""}, world);
     takePrinted();
     EXPECT_EQ(run(Command::RemoveWords{{"two", "one", "\x1B"}}, world), Exit::notAsAsked);
@@ -67,14 +67,14 @@ TEST_F(WordVerbs, WordsThatAreNotThereAreNamedAndTheOthersForgotten) {
     EXPECT_EQ(takeTold(), "Vostel was never taught 'two'.\nVostel was never taught '\xEF\xBF\xBD'.\n");
 }
 
-TEST_F(WordVerbs, AWordWithoutTextIsNotAdded) {
+TEST_F(WordVerbs, a_word_without_text_is_not_added) {
     EXPECT_EQ(run(Command::AddWord{"  ", "x"}, world), Exit::notAsAsked);
     EXPECT_EQ(takePrinted(), "");
     EXPECT_EQ(takeTold(),
               "The word '  ' was not added: it has no usable text, or it or its replacement is too long.\n");
 }
 
-TEST_F(WordVerbs, StoredTextDoesNotReachTheTerminalRaw) {
+TEST_F(WordVerbs, stored_text_does_not_reach_the_terminal_raw) {
     const std::string stored = hostile + "\n";
     EXPECT_EQ(run(Command::AddWord{"word", stored + "x"}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "added: word  ->  " + harmless + " x\n");
@@ -82,7 +82,7 @@ TEST_F(WordVerbs, StoredTextDoesNotReachTheTerminalRaw) {
     EXPECT_EQ(takePrinted(), "word  ->  " + harmless + " x\n");
 }
 
-TEST_F(WordVerbs, AFailingStoreIsReported) {
+TEST_F(WordVerbs, a_failing_store_is_reported) {
     ASSERT_TRUE(database.execute("DROP TABLE vocabulary"));
     const std::string complaint = "Vostel's database could not be used: no such table: vocabulary.\n";
     EXPECT_EQ(run(Command::ListWords{}, world), Exit::failed);
@@ -93,7 +93,7 @@ TEST_F(WordVerbs, AFailingStoreIsReported) {
     EXPECT_EQ(takeTold(), complaint);
 }
 
-TEST_F(ModelVerbs, ListInstallAndRemove) {
+TEST_F(ModelVerbs, list_install_and_remove) {
     EXPECT_EQ(run(Command::ListModels{}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "installed  en-us  English (United States)\navailable  de  German\n");
 
@@ -110,7 +110,7 @@ TEST_F(ModelVerbs, ListInstallAndRemove) {
     EXPECT_EQ(takeTold(), "The model 'de' is not installed.\n");
 }
 
-TEST_F(ModelVerbs, WhatCannotBeDoneIsSaid) {
+TEST_F(ModelVerbs, what_cannot_be_done_is_said) {
     EXPECT_EQ(run(Command::InstallModel{"xx"}, world), Exit::notAsAsked);
     EXPECT_EQ(takeTold(), "Vostel knows no speech recognition model with this identifier.\n");
     EXPECT_EQ(run(Command::RemoveModel{"xx"}, world), Exit::notAsAsked);
@@ -125,14 +125,14 @@ TEST_F(ModelVerbs, WhatCannotBeDoneIsSaid) {
     EXPECT_EQ(takePrinted(), "");
 }
 
-TEST_F(ModelVerbs, AnInterruptedInstallationLeavesNothing) {
+TEST_F(ModelVerbs, an_interrupted_installation_leaves_nothing) {
     cancellation.cancel();
     EXPECT_EQ(run(Command::InstallModel{"de"}, world), Exit::notAsAsked);
     EXPECT_EQ(takeTold(), "The installation was cancelled; nothing was installed.\n");
     EXPECT_FALSE(std::filesystem::exists(models.installed()));
 }
 
-TEST_F(ModelVerbs, AnInstallationShowsHowFarItIs) {
+TEST_F(ModelVerbs, an_installation_shows_how_far_it_is) {
     std::string screen;
     world.progress = ProgressTerminal{[&](std::string_view text) { screen += text; }, [] { return std::size_t{20}; },
                                       [] { return std::chrono::steady_clock::time_point{}; }};

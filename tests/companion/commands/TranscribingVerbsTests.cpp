@@ -52,7 +52,7 @@ std::string idText(std::uint8_t number) { return uuid(number).text(); }
 
 } // namespace
 
-TEST_F(DictateVerb, PrintsWhatWasSaidAndAddsItToTheHistory) {
+TEST_F(DictateVerb, prints_what_was_said_and_adds_it_to_the_history) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}, {1, "world"}}, 2.5);
     teach("world", "World");
     EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, world), Exit::done);
@@ -63,13 +63,13 @@ TEST_F(DictateVerb, PrintsWhatWasSaidAndAddsItToTheHistory) {
                                                 std::nullopt, std::nullopt, Seconds{2.5}}}));
 }
 
-TEST_F(DictateVerb, AnAbsolutePathStaysAsItIs) {
+TEST_F(DictateVerb, an_absolute_path_stays_as_it_is) {
     recordings["/else/a.wav"] = spokenWords({{0, "hello"}}, 1);
     EXPECT_EQ(run(Command::Dictate{"/else/a.wav", ""}, world), Exit::done);
     EXPECT_EQ(takePrinted(), "hello\n");
 }
 
-TEST_F(DictateVerb, TextThatCouldNotBePrintedWasNotDelivered) {
+TEST_F(DictateVerb, text_that_could_not_be_printed_was_not_delivered) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     canPrint = false;
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
@@ -78,7 +78,7 @@ TEST_F(DictateVerb, TextThatCouldNotBePrintedWasNotDelivered) {
     EXPECT_EQ(history().front().failureReason, "The text could not be printed.");
 }
 
-TEST_F(DictateVerb, WhatCannotBeHeardLeavesTheHistoryAlone) {
+TEST_F(DictateVerb, what_cannot_be_heard_leaves_the_history_alone) {
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/home/me/a.wav'.\n");
 
@@ -93,7 +93,7 @@ TEST_F(DictateVerb, WhatCannotBeHeardLeavesTheHistoryAlone) {
     EXPECT_TRUE(history().empty());
 }
 
-TEST_F(DictateVerb, AReplacementCannotDrawOnTheTerminalAndIsKeptAsItIs) {
+TEST_F(DictateVerb, a_replacement_cannot_draw_on_the_terminal_and_is_kept_as_it_is) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     teach("hello", "x\x1B[2Jy");
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::done);
@@ -101,7 +101,7 @@ TEST_F(DictateVerb, AReplacementCannotDrawOnTheTerminalAndIsKeptAsItIs) {
     EXPECT_EQ(history().front().text, "x\x1B[2Jy");
 }
 
-TEST_F(RecordVerb, MakesOneCallOfTwoTracks) {
+TEST_F(RecordVerb, makes_one_call_of_two_tracks) {
     teach("mourning", "morning");
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "Me: good morning\nThem: hello\nMe: fine\n");
@@ -116,7 +116,7 @@ TEST_F(RecordVerb, MakesOneCallOfTwoTracks) {
     EXPECT_FALSE(std::filesystem::exists(world.paths.lockOfRecording(uuid(1)))) << "nobody works on it any more";
 }
 
-TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
+TEST_F(RecordVerb, while_it_works_others_see_how_far_it_is_and_that_it_is_alive) {
     std::vector<std::optional<double>> progress;
     duringTranscription = [&] {
         EXPECT_EQ(summary().state, RecordingSummary::State::transcribing);
@@ -129,7 +129,7 @@ TEST_F(RecordVerb, WhileItWorksOthersSeeHowFarItIsAndThatItIsAlive) {
     EXPECT_EQ(progress, (std::vector<std::optional<double>>{0.125, 0.625}));
 }
 
-TEST_F(RecordVerb, WhatCannotBeginLeavesNoTrace) {
+TEST_F(RecordVerb, what_cannot_begin_leaves_no_trace) {
     EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, world), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
     EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, world), Exit::failed);
@@ -141,7 +141,7 @@ TEST_F(RecordVerb, WhatCannotBeginLeavesNoTrace) {
     EXPECT_TRUE(languages.empty()) << "nothing was transcribed in vain";
 }
 
-TEST_F(RecordVerb, AnInterruptedCallIsKeptAsAFailedOne) {
+TEST_F(RecordVerb, an_interrupted_call_is_kept_as_a_failed_one) {
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(record(), Exit::failed);
     EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
@@ -150,13 +150,13 @@ TEST_F(RecordVerb, AnInterruptedCallIsKeptAsAFailedOne) {
     EXPECT_FALSE(std::filesystem::exists(world.paths.lockOfRecording(uuid(1))));
 }
 
-TEST_F(RecordVerb, AFileThatVanishesInBetweenFailsTheCall) {
+TEST_F(RecordVerb, a_file_that_vanishes_in_between_fails_the_call) {
     duringTranscription = [&] { recordings.erase("/home/me/them.wav"); };
     EXPECT_EQ(record(), Exit::failed);
     EXPECT_EQ(summary().failureReason, "There is no file at '/home/me/them.wav'.");
 }
 
-TEST_F(RecordVerb, ACallInWhichNobodySpeaksIsReadyAndEmpty) {
+TEST_F(RecordVerb, a_call_in_which_nobody_speaks_is_ready_and_empty) {
     recordings["/home/me/me.wav"] = recordings["/home/me/them.wav"] = spokenWords({}, 0);
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "");
@@ -165,7 +165,7 @@ TEST_F(RecordVerb, ACallInWhichNobodySpeaksIsReadyAndEmpty) {
     EXPECT_EQ(summary().lineCount, 0);
 }
 
-TEST_F(TranscriptVerbs, ListFilesLinksAndCallsNewestFirst) {
+TEST_F(TranscriptVerbs, list_files_links_and_calls_newest_first) {
     add(1, 1000, {TranscriptSource::Kind::file, "/home/me/talk.m4a"}, "First words");
     add(2, 3000, {TranscriptSource::Kind::link, "https://youtu.be/x"}, "Second words");
     Recordings calls{database};
@@ -179,7 +179,7 @@ TEST_F(TranscriptVerbs, ListFilesLinksAndCallsNewestFirst) {
     EXPECT_EQ(takeTold(), "");
 }
 
-TEST_F(TranscriptVerbs, TheLimitCountsBothKindsTogether) {
+TEST_F(TranscriptVerbs, the_limit_counts_both_kinds_together) {
     for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 10, {TranscriptSource::Kind::file, "/a"}, "w");
     ASSERT_TRUE(Recordings{database}.begin(uuid(9), at(25'000)));
     EXPECT_EQ(run(Command::ListTranscripts{2, {}, {}}, world), Exit::done);
@@ -188,7 +188,7 @@ TEST_F(TranscriptVerbs, TheLimitCountsBothKindsTogether) {
     EXPECT_EQ(takeTold(), "2 older ones are not listed; --limit, --since and --until choose.\n");
 }
 
-TEST_F(TranscriptVerbs, AWindowOfTimeIsReadAsTheToolsReadIt) {
+TEST_F(TranscriptVerbs, a_window_of_time_is_read_as_the_tools_read_it) {
     for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 86'400, {TranscriptSource::Kind::file, "/a"}, "w");
     EXPECT_EQ(run(Command::ListTranscripts{{}, "1970-01-03", "1970-01-03T12:00:00Z"}, world), Exit::done);
     EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-03 00:00  1:23  a: w\n");
@@ -199,14 +199,14 @@ TEST_F(TranscriptVerbs, AWindowOfTimeIsReadAsTheToolsReadIt) {
     EXPECT_EQ(takeTold(), "Nothing was transcribed yet, or nothing in that time.\n");
 }
 
-TEST_F(TranscriptVerbs, ListLinesStayShortAndHarmless) {
+TEST_F(TranscriptVerbs, list_lines_stay_short_and_harmless) {
     add(1, 0, {TranscriptSource::Kind::file, "/a/" + hostile + ".wav"}, hostile + "\n" + std::string(200, 'x'));
     EXPECT_EQ(run(Command::ListTranscripts{}, world), Exit::done);
     EXPECT_EQ(takePrinted(), idText(1) + "  1970-01-01 00:00  1:23  " + harmless + ".wav: " + harmless + " " +
                                  std::string(60 - 14, 'x') + "…\n");
 }
 
-TEST_F(TranscriptVerbs, OneIsPrintedWhole) {
+TEST_F(TranscriptVerbs, one_is_printed_whole) {
     add(1, 0, {TranscriptSource::Kind::file, "/a"}, "line one\nline two " + hostile);
     Recordings calls{database};
     ASSERT_TRUE(calls.begin(uuid(3), at(0)));

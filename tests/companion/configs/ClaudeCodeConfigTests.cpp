@@ -170,7 +170,7 @@ std::vector<Row> rows() {
 
 } // namespace
 
-TEST(ClaudeCodeConfig, AnEntryIsAddedInTheStyleOfTheFileAndTakenOutAgain) {
+TEST(ClaudeCodeConfig, an_entry_is_added_in_the_style_of_the_file_and_taken_out_again) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(existingCommand(row.before), std::nullopt);
@@ -187,7 +187,7 @@ TEST(ClaudeCodeConfig, AnEntryIsAddedInTheStyleOfTheFileAndTakenOutAgain) {
     }
 }
 
-TEST(ClaudeCodeConfig, AnotherReaderFindsOurEntryAndNothingElseChanged) {
+TEST(ClaudeCodeConfig, another_reader_finds_our_entry_and_nothing_else_changed) {
     const nlohmann::json entry = {{"type", "stdio"}, {"command", ours}, {"args", nlohmann::json::array()}};
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
@@ -200,7 +200,7 @@ TEST(ClaudeCodeConfig, AnotherReaderFindsOurEntryAndNothingElseChanged) {
     }
 }
 
-TEST(ClaudeCodeConfig, OfAnOlderEntryOfOursOnlyTheCommandChanges) {
+TEST(ClaudeCodeConfig, of_an_older_entry_of_ours_only_the_command_changes) {
     struct Stale {
         const char* when;
         std::string before;
@@ -222,7 +222,7 @@ TEST(ClaudeCodeConfig, OfAnOlderEntryOfOursOnlyTheCommandChanges) {
     }
 }
 
-TEST(ClaudeCodeConfig, AForeignEntryIsReplacedWhole) {
+TEST(ClaudeCodeConfig, a_foreign_entry_is_replaced_whole) {
     struct Foreign {
         const char* when;
         std::string before;
@@ -251,7 +251,7 @@ TEST(ClaudeCodeConfig, AForeignEntryIsReplacedWhole) {
     }
 }
 
-TEST(ClaudeCodeConfig, AnEntryIsRemovedWithTheCommaThatPartedIt) {
+TEST(ClaudeCodeConfig, an_entry_is_removed_with_the_comma_that_parted_it) {
     struct Removal {
         const char* when;
         std::string before;
@@ -275,7 +275,7 @@ TEST(ClaudeCodeConfig, AnEntryIsRemovedWithTheCommaThatPartedIt) {
     }
 }
 
-TEST(ClaudeCodeConfig, AFileThatIsBrokenOrAmbiguousIsReportedByEveryOperation) {
+TEST(ClaudeCodeConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_operation) {
     const Refused cases[] = {
         {"a trailing comma", "{\n  \"a\": 1,\n}", "f is not valid JSON at line 3, column 1."},
         {"a comment", "{\n  // mine\n  \"a\": 1\n}", "f is not valid JSON at line 2, column 3."},
@@ -304,7 +304,7 @@ TEST(ClaudeCodeConfig, AFileThatIsBrokenOrAmbiguousIsReportedByEveryOperation) {
     expectRefusal(cases, existingCommand, withEntry, withoutEntry);
 }
 
-TEST(ClaudeCodeConfig, AnAwkwardPathIsWrittenAndReadBack) {
+TEST(ClaudeCodeConfig, an_awkward_path_is_written_and_read_back) {
     const MCPClientEntry awkward{"/Applications/My \"Apps\"\\ö/🙂/vostel-mcp", {}};
     const auto text = withEntry("", awkward);
     ASSERT_TRUE(text);
@@ -312,7 +312,7 @@ TEST(ClaudeCodeConfig, AnAwkwardPathIsWrittenAndReadBack) {
     EXPECT_EQ(read(*text)["mcpServers"]["vostel"]["command"], awkward.command);
 }
 
-TEST(ClaudeCodeConfig, BracketsAHundredThousandDeepAreNoTrouble) {
+TEST(ClaudeCodeConfig, brackets_a_hundred_thousand_deep_are_no_trouble) {
     const std::string depth(100'000, '[');
     const std::string text = "{\"a\":" + depth + std::string(depth.size(), ']') + ",\"mcpServers\":{}}";
     const auto after = withEntry(text, ourEntry);
@@ -321,7 +321,7 @@ TEST(ClaudeCodeConfig, BracketsAHundredThousandDeepAreNoTrouble) {
     EXPECT_FALSE(withEntry("{\"a\":" + depth, ourEntry));
 }
 
-TEST(ClaudeCodeConfig, WhateverTheFileAnEditChangesOurEntryAlone) {
+TEST(ClaudeCodeConfig, whatever_the_file_an_edit_changes_our_entry_alone) {
     std::vector<std::string> seeds;
     for (const Row& row : rows()) {
         if (row.before.size() > 1000) continue;

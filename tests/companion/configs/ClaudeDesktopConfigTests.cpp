@@ -5,7 +5,7 @@
 
 namespace vostel_companion::ClaudeDesktopConfig {
 
-TEST(ClaudeDesktopConfig, AMissingManifestIsWrittenWhole) {
+TEST(ClaudeDesktopConfig, a_missing_manifest_is_written_whole) {
     const std::string manifest =
         R"({"manifest_version":"0.3","name":"vostel","server":{"mcp_config":{"args":[],"command":"/opt/v/vostel-mcp","type":"stdio"},"type":"binary"}})"
         "\n";
@@ -15,7 +15,7 @@ TEST(ClaudeDesktopConfig, AMissingManifestIsWrittenWhole) {
     EXPECT_EQ(withEntry(manifest, ourEntry), manifest);
 }
 
-TEST(ClaudeDesktopConfig, OfAnOlderManifestOfOursOnlyTheCommandChanges) {
+TEST(ClaudeDesktopConfig, of_an_older_manifest_of_ours_only_the_command_changes) {
     const std::string before = "{\n  \"version\": \"2\",\n  \"server\": {\"mcp_config\": {\"command\": "
                                "\"/old/vostel-mcp\", \"args\": [\"-v\"]}}\n}";
     const std::string after = "{\n  \"version\": \"2\",\n  \"server\": {\"mcp_config\": {\"command\": "
@@ -24,7 +24,7 @@ TEST(ClaudeDesktopConfig, OfAnOlderManifestOfOursOnlyTheCommandChanges) {
     EXPECT_EQ(withEntry(before, ourEntry), after);
 }
 
-TEST(ClaudeDesktopConfig, AForeignManifestIsReplacedWhole) {
+TEST(ClaudeDesktopConfig, a_foreign_manifest_is_replaced_whole) {
     for (const std::string text :
          {R"({"server":{"mcp_config":{"command":"node"}}})", R"({"server":{"mcp_config":1}})", "[]"}) {
         SCOPED_TRACE(text);
@@ -35,7 +35,7 @@ TEST(ClaudeDesktopConfig, AForeignManifestIsReplacedWhole) {
     }
 }
 
-TEST(ClaudeDesktopConfig, ABrokenManifestIsReported) {
+TEST(ClaudeDesktopConfig, a_broken_manifest_is_reported) {
     for (const std::string text : {"{", R"({"server":{},"server":{}})"}) {
         SCOPED_TRACE(text);
         EXPECT_FALSE(existingCommand(text));

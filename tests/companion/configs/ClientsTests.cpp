@@ -4,6 +4,7 @@
 #include "kit/jsonrpc/JSONReader.h"
 #include "tests/companion/configs/ClientsFixture.h"
 #include "tests/companion/configs/RealTOML.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +38,7 @@ ClientsReport report(ClientsExit exit, std::vector<std::string> lines) { return 
 
 } // namespace
 
-TEST(Clients, AnEmptyHomeGetsEverythingAndCallsItUpToDate) {
+TEST(Clients, an_empty_home_gets_everything_and_calls_it_up_to_date) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
@@ -70,7 +71,7 @@ TEST(Clients, AnEmptyHomeGetsEverythingAndCallsItUpToDate) {
     EXPECT_EQ((*parseTOML(readFile(codex)))["mcp_servers"]["vostel"]["command"], ours);
 }
 
-TEST(Clients, InstallingAgainChangesNothing) {
+TEST(Clients, installing_again_changes_nothing) {
     const Home home;
     ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::asAsked);
     const std::string before = readFile(home / ".claude.json");
@@ -81,7 +82,7 @@ TEST(Clients, InstallingAgainChangesNothing) {
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup"));
 }
 
-TEST(Clients, AnEntryOfAnotherCopyIsUpdated) {
+TEST(Clients, an_entry_of_another_copy_is_updated) {
     const Home home;
     const std::string path =
         home.folder.write(".codex/config.toml", "[mcp_servers.vostel]\ncommand = '/old/vostel-mcp'\n");
@@ -98,7 +99,7 @@ TEST(Clients, AnEntryOfAnotherCopyIsUpdated) {
     EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::codex}).exit, ClientsExit::asAsked);
 }
 
-TEST(Clients, AForeignEntryIsTouchedByForceAlone) {
+TEST(Clients, a_foreign_entry_is_touched_by_force_alone) {
     const Home home;
     const std::string text = "{\"mcpServers\":{\"vostel\":{\"command\":\"/usr/bin/no\\u001bde\"}}}";
     const std::string path = home.folder.write(".claude.json", text);
@@ -126,7 +127,7 @@ TEST(Clients, AForeignEntryIsTouchedByForceAlone) {
     EXPECT_EQ(readFile(path), "{\"mcpServers\":{}}");
 }
 
-TEST(Clients, AnEntryWithoutACommandIsForeign) {
+TEST(Clients, an_entry_without_a_command_is_foreign) {
     const Home home;
     const std::string path =
         home.folder.write(".claude.json", R"({"mcpServers":{"vostel":{"type":"http","url":"x"}}})");
@@ -137,7 +138,7 @@ TEST(Clients, AnEntryWithoutACommandIsForeign) {
                                          "replace it."}));
 }
 
-TEST(Clients, RemovalSaysWhatOnlyTheClientCanDo) {
+TEST(Clients, removal_says_what_only_the_client_can_do) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
@@ -160,13 +161,13 @@ TEST(Clients, RemovalSaysWhatOnlyTheClientCanDo) {
                       "Codex / ChatGPT desktop: not installed in " + codex + "; nothing was changed."}));
 }
 
-TEST(Clients, RemovalFromAHomeWithoutClientsCreatesNothing) {
+TEST(Clients, removal_from_a_home_without_clients_creates_nothing) {
     const Home home;
     EXPECT_EQ(home.run(ClientsVerb::remove).exit, ClientsExit::asAsked);
     EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST(Clients, ABrokenFileIsReportedAndTheOthersAreServed) {
+TEST(Clients, a_broken_file_is_reported_and_the_others_are_served) {
     const Home home;
     const std::string claude = home.folder.write(".claude.json", "{\n  \"a\": 1,\n}");
     for (const ClientsVerb verb : {ClientsVerb::status, ClientsVerb::install, ClientsVerb::remove}) {
@@ -180,7 +181,7 @@ TEST(Clients, ABrokenFileIsReportedAndTheOthersAreServed) {
     EXPECT_FALSE(fs::exists(claude + ".vostel-backup"));
 }
 
-TEST(Clients, AReadOnlyFileIsReportedByChangesAndReadByStatus) {
+TEST(Clients, a_read_only_file_is_reported_by_changes_and_read_by_status) {
     const Home home;
     const std::string claude = home.folder.write(".claude.json", "{}");
     ASSERT_EQ(::chmod(claude.c_str(), 0444), 0);
@@ -189,7 +190,7 @@ TEST(Clients, AReadOnlyFileIsReportedByChangesAndReadByStatus) {
     EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::claudeCode}).exit, ClientsExit::notAsAsked);
 }
 
-TEST(Clients, ARequestThatMakesNoSenseIsRefused) {
+TEST(Clients, a_request_that_makes_no_sense_is_refused) {
     const Home home;
     struct Row {
         const char* when;
@@ -209,15 +210,14 @@ TEST(Clients, ARequestThatMakesNoSenseIsRefused) {
         {"not UTF-8", home.path(), "/\xE9/vostel-mcp",
          "The path of the server, '/\uFFFD/vostel-mcp', holds characters that no configuration can hold."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(runClients({ClientsVerb::install, {}, row.home, row.helper, false}),
                   report(ClientsExit::failed, {row.sentence}));
-    }
+    });
     EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST(Clients, InstallationsAtTheSameTimeAgree) {
+TEST(Clients, installations_at_the_same_time_agree) {
     const Home home;
     home.folder.write(".claude.json", "{\n  \"a\": 1\n}\n");
     std::vector<ClientsReport> reports(6);
@@ -234,7 +234,7 @@ TEST(Clients, InstallationsAtTheSameTimeAgree) {
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup-2"));
 }
 
-TEST(Clients, ASlashBehindTheHomeFolderDoesNotMatter) {
+TEST(Clients, a_slash_behind_the_home_folder_does_not_matter) {
     const Home home;
     EXPECT_EQ(runClients({ClientsVerb::status, {MCPClientKind::claudeCode}, home.path() + "//", ours, false}).lines,
               std::vector<std::string>{"Claude Code: not installed in " + (home / ".claude.json") + "."});

@@ -126,7 +126,7 @@ std::string withCommand(std::string text, std::string_view from, std::string_vie
 
 } // namespace
 
-TEST(CodexConfig, AnEntryIsAddedBehindEverythingAndTakenOutAgain) {
+TEST(CodexConfig, an_entry_is_added_behind_everything_and_taken_out_again) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(existingCommand(row.text), std::nullopt);
@@ -140,7 +140,7 @@ TEST(CodexConfig, AnEntryIsAddedBehindEverythingAndTakenOutAgain) {
     }
 }
 
-TEST(CodexConfig, OtherReadersFindOurEntryAndNothingElseChanged) {
+TEST(CodexConfig, other_readers_find_our_entry_and_nothing_else_changed) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         const auto before = parseTOML(row.text);
@@ -152,7 +152,7 @@ TEST(CodexConfig, OtherReadersFindOurEntryAndNothingElseChanged) {
     }
 }
 
-TEST(CodexConfig, TheLibraryCallsWhatWasAddedUpToDate) {
+TEST(CodexConfig, the_library_calls_what_was_added_up_to_date) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         // The library's reader takes lines for headers that stand in a string.
@@ -167,7 +167,7 @@ TEST(CodexConfig, TheLibraryCallsWhatWasAddedUpToDate) {
     }
 }
 
-TEST(CodexConfig, TheAddedTextFollowsTheFile) {
+TEST(CodexConfig, the_added_text_follows_the_file) {
     struct Added {
         const char* when;
         std::string before;
@@ -187,7 +187,7 @@ TEST(CodexConfig, TheAddedTextFollowsTheFile) {
     }
 }
 
-TEST(CodexConfig, OfAnOlderEntryOfOursOnlyTheCommandChangesWhateverItsForm) {
+TEST(CodexConfig, of_an_older_entry_of_ours_only_the_command_changes_whatever_its_form) {
     for (const Row& row : staleRows()) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(existingCommand(row.text), "/old/vostel-mcp");
@@ -204,7 +204,7 @@ TEST(CodexConfig, OfAnOlderEntryOfOursOnlyTheCommandChangesWhateverItsForm) {
     EXPECT_EQ(withEntry(text, ourEntry), withCommand(text, "/old/vostel-mcp", ours));
 }
 
-TEST(CodexConfig, AnEntryIsRemovedWhateverItsForm) {
+TEST(CodexConfig, an_entry_is_removed_whatever_its_form) {
     for (const Row& row : staleRows()) {
         SCOPED_TRACE(row.when);
         const auto before = parseTOML(row.text);
@@ -218,7 +218,7 @@ TEST(CodexConfig, AnEntryIsRemovedWhateverItsForm) {
     }
 }
 
-TEST(CodexConfig, RemovalTakesTheLinesOfTheEntryAndNoOthers) {
+TEST(CodexConfig, removal_takes_the_lines_of_the_entry_and_no_others) {
     struct Removal {
         const char* when;
         std::string before;
@@ -249,7 +249,7 @@ TEST(CodexConfig, RemovalTakesTheLinesOfTheEntryAndNoOthers) {
     }
 }
 
-TEST(CodexConfig, AForeignEntryIsReplacedWhole) {
+TEST(CodexConfig, a_foreign_entry_is_replaced_whole) {
     struct Foreign {
         const char* when;
         std::string before;
@@ -274,7 +274,7 @@ TEST(CodexConfig, AForeignEntryIsReplacedWhole) {
     }
 }
 
-TEST(CodexConfig, ServersInOneInlineTableAreReadAndUpdatedButNotAddedToOrRemovedFrom) {
+TEST(CodexConfig, servers_in_one_inline_table_are_read_and_updated_but_not_added_to_or_removed_from) {
     const std::string others = "a = 1\nmcp_servers = { other = { command = \"x\" } }\n";
     const std::string sentence =
         "f writes mcp_servers as an inline table (line 2, column 15), which Vostel does not edit; change it by hand.";
@@ -296,7 +296,7 @@ TEST(CodexConfig, ServersInOneInlineTableAreReadAndUpdatedButNotAddedToOrRemoved
     EXPECT_EQ(withEntry(foreign, ourEntry).error().description("f"), sentence);
 }
 
-TEST(CodexConfig, AFileThatIsBrokenOrAmbiguousIsReportedByEveryOperation) {
+TEST(CodexConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_operation) {
     const Refused cases[] = {
         {"no value", "a = \n",
          "f is not valid TOML at line 1, column 5: a value is missing, or a text is not in quotes."},
@@ -356,12 +356,12 @@ TEST(CodexConfig, AFileThatIsBrokenOrAmbiguousIsReportedByEveryOperation) {
     expectRefusal(cases, existingCommand, withEntry, withoutEntry);
 }
 
-TEST(CodexConfig, WhatTheNewerTOMLAllowsIsLeftAlone) {
+TEST(CodexConfig, what_the_newer_TOML_allows_is_left_alone) {
     const std::string text = "a = {\n  b = \"\\e\\x41\", # c\n  d = 1,\n}\n";
     EXPECT_EQ(withEntry(text, ourEntry), text + "\n" + table);
 }
 
-TEST(CodexConfig, AnAwkwardPathIsWrittenAndReadBack) {
+TEST(CodexConfig, an_awkward_path_is_written_and_read_back) {
     const MCPClientEntry awkward{"/Applications/My \"Apps\"\\ö/🙂/vostel-mcp", {}};
     const std::string stale = "[mcp_servers.vostel]\ncommand = \"/old/vostel-mcp\"\n";
     for (const std::string& before : {std::string{}, stale}) {
@@ -374,7 +374,7 @@ TEST(CodexConfig, AnAwkwardPathIsWrittenAndReadBack) {
     }
 }
 
-TEST(CodexConfig, BracketsAHundredThousandDeepAreNoTrouble) {
+TEST(CodexConfig, brackets_a_hundred_thousand_deep_are_no_trouble) {
     const std::string depth(100'000, '[');
     EXPECT_TRUE(withEntry("a = " + depth + std::string(depth.size(), ']') + "\n", ourEntry));
     EXPECT_FALSE(withEntry("a = " + depth, ourEntry));
@@ -383,7 +383,7 @@ TEST(CodexConfig, BracketsAHundredThousandDeepAreNoTrouble) {
     EXPECT_FALSE(existingCommand(tables));
 }
 
-TEST(CodexConfig, WhateverTheFileAnEditChangesOurEntryAlone) {
+TEST(CodexConfig, whatever_the_file_an_edit_changes_our_entry_alone) {
     std::vector<std::string> seeds;
     for (const Row& row : rows()) {
         if (row.text.size() < 1000) seeds.push_back(row.text);

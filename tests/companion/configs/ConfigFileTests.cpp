@@ -36,7 +36,7 @@ struct stat statusOf(const fs::path& path) {
 
 } // namespace
 
-TEST(ConfigFile, AFileIsReplacedAndKeptBesideIt) {
+TEST(ConfigFile, a_file_is_replaced_and_kept_beside_it) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     const fs::path backup = folder.path() / "config.vostel-backup";
@@ -46,7 +46,7 @@ TEST(ConfigFile, AFileIsReplacedAndKeptBesideIt) {
     EXPECT_EQ(names(folder.path()), (std::set<std::string>{"config", "config.vostel-backup"}));
 }
 
-TEST(ConfigFile, AMissingFileIsMadeForItsOwnerAloneWithItsFolder) {
+TEST(ConfigFile, a_missing_file_is_made_for_its_owner_alone_with_its_folder) {
     const TemporaryFolder folder;
     const fs::path path = folder.path() / "a b/.codex/config.toml";
     EXPECT_EQ(readConfigFile(path), "");
@@ -56,7 +56,7 @@ TEST(ConfigFile, AMissingFileIsMadeForItsOwnerAloneWithItsFolder) {
     EXPECT_EQ(names(path.parent_path()), std::set<std::string>{"config.toml"});
 }
 
-TEST(ConfigFile, NothingIsWrittenWhenNothingChanges) {
+TEST(ConfigFile, nothing_is_written_when_nothing_changes) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     const auto before = statusOf(path).st_ino;
@@ -66,7 +66,7 @@ TEST(ConfigFile, NothingIsWrittenWhenNothingChanges) {
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, AnEditThatFailsLeavesEverything) {
+TEST(ConfigFile, an_edit_that_fails_leaves_everything) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     const ConfigError error = ConfigError::Unverified{};
@@ -75,7 +75,7 @@ TEST(ConfigFile, AnEditThatFailsLeavesEverything) {
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, ModeAndOwnerStay) {
+TEST(ConfigFile, mode_and_owner_stay) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     const bool isSuperuser = ::geteuid() == 0;
@@ -95,7 +95,7 @@ TEST(ConfigFile, ModeAndOwnerStay) {
     }
 }
 
-TEST(ConfigFile, AChainOfLinksIsFollowedAndStays) {
+TEST(ConfigFile, a_chain_of_links_is_followed_and_stays) {
     const TemporaryFolder folder;
     const fs::path target = folder.write("dotfiles/real", "old");
     fs::create_directory(folder.path() / "home");
@@ -112,7 +112,7 @@ TEST(ConfigFile, AChainOfLinksIsFollowedAndStays) {
     EXPECT_EQ(names(folder.path() / "home"), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, ALinkToNothingGetsItsFileIfTheFolderIsThere) {
+TEST(ConfigFile, a_link_to_nothing_gets_its_file_if_the_folder_is_there) {
     const TemporaryFolder folder;
     fs::create_symlink(folder.path() / "real", folder.path() / "config");
     ASSERT_TRUE(editConfigFile(folder.path() / "config", to("new")));
@@ -124,7 +124,7 @@ TEST(ConfigFile, ALinkToNothingGetsItsFileIfTheFolderIsThere) {
     EXPECT_FALSE(fs::exists(folder.path() / "unmounted"));
 }
 
-TEST(ConfigFile, ALinkToItselfIsReported) {
+TEST(ConfigFile, a_link_to_itself_is_reported) {
     const TemporaryFolder folder;
     fs::create_symlink("config", folder.path() / "config");
     const auto change = editConfigFile(folder.path() / "config", to("new"));
@@ -132,7 +132,7 @@ TEST(ConfigFile, ALinkToItselfIsReported) {
     EXPECT_EQ(change.error(), (posix::FileError{folder.path() / "config", ELOOP}));
 }
 
-TEST(ConfigFile, WhatNobodyMayWriteIsLeftAloneEvenByTheSuperuser) {
+TEST(ConfigFile, what_nobody_may_write_is_left_alone_even_by_the_superuser) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("a/config", "old");
     ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
@@ -148,7 +148,7 @@ TEST(ConfigFile, WhatNobodyMayWriteIsLeftAloneEvenByTheSuperuser) {
     EXPECT_EQ(names(path.parent_path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, WhatIsNoFileIsReported) {
+TEST(ConfigFile, what_is_no_file_is_reported) {
     const TemporaryFolder folder;
     fs::create_directory(folder.path() / "folder");
     ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
@@ -162,7 +162,7 @@ TEST(ConfigFile, WhatIsNoFileIsReported) {
     EXPECT_EQ(editConfigFile(below, to("new")), std::unexpected(ConfigError{posix::FileError{below, ENOTDIR}}));
 }
 
-TEST(ConfigFile, AFileWithoutEndIsNotRead) {
+TEST(ConfigFile, a_file_without_end_is_not_read) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "");
     fs::resize_file(path, std::uintmax_t{64} * 1024 * 1024 + 1);
@@ -172,7 +172,7 @@ TEST(ConfigFile, AFileWithoutEndIsNotRead) {
               path.string() + " is larger than 64 MiB, which no configuration file should be.");
 }
 
-TEST(ConfigFile, NoBackupIsOverwrittenAndNoneIsMadeTwice) {
+TEST(ConfigFile, no_backup_is_overwritten_and_none_is_made_twice) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "one");
     for (const char* text : {"two", "one", "two", "three", "two", "one"}) ASSERT_TRUE(editConfigFile(path, to(text)));
@@ -182,7 +182,7 @@ TEST(ConfigFile, NoBackupIsOverwrittenAndNoneIsMadeTwice) {
     EXPECT_EQ(names(folder.path()).size(), 4U);
 }
 
-TEST(ConfigFile, SomethingElseUnderABackupsNameStays) {
+TEST(ConfigFile, something_else_under_a_backups_name_stays) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     fs::create_directory(folder.path() / "config.vostel-backup");
@@ -193,7 +193,7 @@ TEST(ConfigFile, SomethingElseUnderABackupsNameStays) {
     EXPECT_FALSE(fs::exists(folder.path() / "nowhere"));
 }
 
-TEST(ConfigFile, TooManyBackupsStopFurtherEdits) {
+TEST(ConfigFile, too_many_backups_stop_further_edits) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     folder.write("config.vostel-backup", "a");
@@ -203,7 +203,7 @@ TEST(ConfigFile, TooManyBackupsStopFurtherEdits) {
     EXPECT_EQ(names(folder.path()).size(), 101U);
 }
 
-TEST(ConfigFile, AFileThatChangedMeanwhileIsEditedAnew) {
+TEST(ConfigFile, a_file_that_changed_meanwhile_is_edited_anew) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "a");
     int calls = 0;
@@ -219,7 +219,7 @@ TEST(ConfigFile, AFileThatChangedMeanwhileIsEditedAnew) {
     EXPECT_EQ(names(folder.path()), (std::set<std::string>{"config", "config.vostel-backup"}));
 }
 
-TEST(ConfigFile, AFileThatAppearedMeanwhileIsNotOverwritten) {
+TEST(ConfigFile, a_file_that_appeared_meanwhile_is_not_overwritten) {
     const TemporaryFolder folder;
     int calls = 0;
     ASSERT_TRUE(editConfigFile(folder.path() / "config", [&](std::string_view text) -> Result {
@@ -229,7 +229,7 @@ TEST(ConfigFile, AFileThatAppearedMeanwhileIsNotOverwritten) {
     EXPECT_EQ(readFile(folder.path() / "config"), "theirs!");
 }
 
-TEST(ConfigFile, AFileThatNeverRestsIsLeftToItsOwner) {
+TEST(ConfigFile, a_file_that_never_rests_is_left_to_its_owner) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "a");
     const auto change = editConfigFile(path, [&](std::string_view text) -> Result {
@@ -241,7 +241,7 @@ TEST(ConfigFile, AFileThatNeverRestsIsLeftToItsOwner) {
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, EditsAtTheSameTimeDoNotLoseEachOther) {
+TEST(ConfigFile, edits_at_the_same_time_do_not_lose_each_other) {
     const TemporaryFolder folder;
     const fs::path path = folder.path() / "new/config";
     std::vector<std::thread> threads;

@@ -22,7 +22,7 @@ void endApplication(const std::filesystem::path& home) {
 
 } // namespace
 
-TEST(Demo, ShowsAWordTaughtFollowedAndForgottenOnceAPersonConfirms) {
+TEST(Demo, shows_a_word_taught_followed_and_forgotten_once_a_person_confirms) {
     const vostel_tests::TemporaryFolder home;
     const std::filesystem::path bundle = VOSTEL_BUNDLE;
     vostel_tests::Program demo{
@@ -53,7 +53,7 @@ TEST(Demo, ShowsAWordTaughtFollowedAndForgottenOnceAPersonConfirms) {
     endApplication(home.path());
 }
 
-TEST(Demo, ARecordingThatCannotBeReadEndsItWithTheReason) {
+TEST(Demo, a_recording_that_cannot_be_read_ends_it_with_the_reason) {
     const vostel_tests::TemporaryFolder home;
     const std::filesystem::path bundle = VOSTEL_BUNDLE;
     vostel_tests::Program demo{VOSTEL_DEMO, {(bundle / "vostel-mcp").string(), "/nowhere.wav"}, home.path()};

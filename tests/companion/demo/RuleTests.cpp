@@ -1,10 +1,11 @@
 #include "companion/demo/Rule.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
 namespace vostel_companion {
 
-TEST(RuleThatChanges, IsForTheLongestWordAndCannotBeMissed) {
+TEST(RuleThatChanges, is_for_the_longest_word_and_cannot_be_missed) {
     struct Row {
         const char* when;
         const char* text;
@@ -19,10 +20,7 @@ TEST(RuleThatChanges, IsForTheLongestWordAndCannotBeMissed) {
         {"capitals already", "NATO", Rule{"NATO", "[NATO]"}},
         {"letters without ASCII capitals", "да", Rule{"да", "[да]"}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(ruleThatChanges(row.text), row.rule);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(ruleThatChanges(row.text), row.rule); });
 }
 
 } // namespace vostel_companion

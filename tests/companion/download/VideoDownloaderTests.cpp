@@ -1,6 +1,7 @@
 // The real downloader with a yt-dlp that the test writes.
 #include "companion/download/VideoDownloader.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/Table.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -77,7 +78,7 @@ bool ends(int process) {
 
 } // namespace
 
-TEST(VideoDownloader, FetchesOneFileAndReportsHowFarItIs) {
+TEST(VideoDownloader, fetches_one_file_and_reports_how_far_it_is) {
     DownloaderStage stage;
     stage.install(R"sh(
 echo "[vostel]   1.5%"
@@ -96,7 +97,7 @@ printf sound > "$output"
     EXPECT_EQ(stage.progress, (std::vector{0.015, 0.5, 1.0}));
 }
 
-TEST(VideoDownloader, TheSoundIsDeletedAfterItsUse) {
+TEST(VideoDownloader, the_sound_is_deleted_after_its_use) {
     DownloaderStage stage;
     stage.install(R"sh(printf sound > "$output")sh");
     std::filesystem::path path;
@@ -109,7 +110,7 @@ TEST(VideoDownloader, TheSoundIsDeletedAfterItsUse) {
     EXPECT_FALSE(std::filesystem::exists(path.parent_path()));
 }
 
-TEST(VideoDownloader, TheProgramInheritsNothingThatIsNotMeantForIt) {
+TEST(VideoDownloader, the_program_inherits_nothing_that_is_not_meant_for_it) {
     // As the companion's threads are: signals wait for the one thread that takes them. And a file is left open.
     sigset_t ending;
     sigemptyset(&ending);
@@ -154,7 +155,7 @@ exit 1
     EXPECT_EQ(stage.note("group"), "own\n");
 }
 
-TEST(VideoDownloader, EveryFailureIsOneSentence) {
+TEST(VideoDownloader, every_failure_is_one_sentence) {
     const std::string generic = "yt-dlp could not download the audio (exit status 1); an older version of it may no "
                                 "longer work, so please update it.";
     const char* notOne = "The link does not lead to one finished video of at most 24 hours, so nothing was downloaded; "
@@ -201,15 +202,14 @@ TEST(VideoDownloader, EveryFailureIsOneSentence) {
          "please "
          "update it."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         DownloaderStage stage;
         stage.install(row.work);
         EXPECT_EQ(stage.failure(), row.sentence);
-    }
+    });
 }
 
-TEST(VideoDownloader, SaysWhatIsMissing) {
+TEST(VideoDownloader, says_what_is_missing) {
     const char* missing = "Transcribing links needs the program yt-dlp, which is not installed on this computer.";
     DownloaderStage stage;
     std::filesystem::create_directories(stage.folder / "down%loads");
@@ -231,7 +231,7 @@ TEST(VideoDownloader, SaysWhatIsMissing) {
     EXPECT_EQ(done.error().description(), "Vostel could not make a folder for the download: Not a directory.");
 }
 
-TEST(VideoDownloader, ACancelledDownloadEndsWithEverythingThatItStarted) {
+TEST(VideoDownloader, a_cancelled_download_ends_with_everything_that_it_started) {
     DownloaderStage stage;
     stage.limits.look = 5ms;
     stage.install(R"sh(
@@ -259,7 +259,7 @@ wait
     EXPECT_TRUE(ends(child));
 }
 
-TEST(VideoDownloader, WhatAFinishedProgramLeavesRunningIsEndedToo) {
+TEST(VideoDownloader, what_a_finished_program_leaves_running_is_ended_too) {
     DownloaderStage stage;
     stage.limits.look = 5ms;
     stage.install(R"sh(
@@ -271,7 +271,7 @@ printf sound > "$output"
     EXPECT_TRUE(ends(std::stoi(stage.note("process"))));
 }
 
-TEST(VideoDownloader, TimeAndSizeHaveBounds) {
+TEST(VideoDownloader, time_and_size_have_bounds) {
     DownloaderStage stage;
     stage.limits.look = 5ms;
     stage.limits.bytes = 1 << 20;
@@ -283,7 +283,7 @@ TEST(VideoDownloader, TimeAndSizeHaveBounds) {
     EXPECT_EQ(stage.failure(), "The download took longer than 0 minutes and was given up.");
 }
 
-TEST(VideoDownloader, OneThatHasToWaitForItsTurnCanBeCancelled) {
+TEST(VideoDownloader, one_that_has_to_wait_for_its_turn_can_be_cancelled) {
     DownloaderStage stage;
     stage.limits.downloadsAtOnce = 1;
     stage.limits.look = 5ms;

@@ -1,4 +1,5 @@
 #include "companion/download/VideoProxy.h"
+#include "tests/support/Table.h"
 
 #include <arpa/inet.h>
 #include <array>
@@ -97,7 +98,7 @@ bool always(const std::string&) { return true; }
 
 } // namespace
 
-TEST(VideoProxy, CarriesBytesBothWaysOnceTheHostWasJudged) {
+TEST(VideoProxy, carries_bytes_both_ways_once_the_host_was_judged) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const posix::FileDescriptor client = connectTo(proxy);
@@ -123,7 +124,7 @@ TEST(VideoProxy, CarriesBytesBothWaysOnceTheHostWasJudged) {
     EXPECT_EQ(stage.resolved, std::vector<std::string>{"www.youtube.com"});
 }
 
-TEST(VideoProxy, RefusesWhateverIsNotAWayToTheService) {
+TEST(VideoProxy, refuses_whatever_is_not_a_way_to_the_service) {
     struct Row {
         const char* when;
         const char* head;
@@ -142,17 +143,16 @@ TEST(VideoProxy, RefusesWhateverIsNotAWayToTheService) {
     };
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const posix::FileDescriptor client = connectTo(proxy);
         send(client, std::string{row.head} + "\r\n\r\n");
         EXPECT_EQ(receive(client, 1000), "HTTP/1.1 403 Forbidden\r\n\r\n");
-    }
+    });
     EXPECT_TRUE(stage.resolved.empty());
     EXPECT_FALSE(stage.service.hasCaller());
 }
 
-TEST(VideoProxy, JudgesEveryConnectionByTheAddressesThatItWouldUse) {
+TEST(VideoProxy, judges_every_connection_by_the_addresses_that_it_would_use) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(isPublicAddress);
     constexpr std::string_view request = "CONNECT r1.googlevideo.com:443 HTTP/1.1\r\n\r\n";
@@ -176,7 +176,7 @@ TEST(VideoProxy, JudgesEveryConnectionByTheAddressesThatItWouldUse) {
     EXPECT_FALSE(stage.service.hasCaller());
 }
 
-TEST(VideoProxy, TriesTheNextAddressWhenOneDoesNotAnswer) {
+TEST(VideoProxy, tries_the_next_address_when_one_does_not_answer) {
     ProxyStage stage;
     stage.addresses = {"127.0.0.2:1", "127.0.0.1"};
     const VideoProxy proxy = stage.start(always);
@@ -185,7 +185,7 @@ TEST(VideoProxy, TriesTheNextAddressWhenOneDoesNotAnswer) {
     EXPECT_EQ(receive(client, established.size()), established);
 }
 
-TEST(VideoProxy, ARequestThatNeverEndsIsCut) {
+TEST(VideoProxy, a_request_that_never_ends_is_cut) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const posix::FileDescriptor client = connectTo(proxy);
@@ -194,7 +194,7 @@ TEST(VideoProxy, ARequestThatNeverEndsIsCut) {
     EXPECT_EQ(receive(client, 1), "");
 }
 
-TEST(VideoProxy, ItsEndCutsEveryConnection) {
+TEST(VideoProxy, its_end_cuts_every_connection) {
     ProxyStage stage;
     std::optional<VideoProxy> proxy{stage.start(always)};
     const posix::FileDescriptor client = connectTo(*proxy);
@@ -206,7 +206,7 @@ TEST(VideoProxy, ItsEndCutsEveryConnection) {
     EXPECT_EQ(receive(service, 1), "");
 }
 
-TEST(VideoProxy, OnlyHostsOfTheServiceCount) {
+TEST(VideoProxy, only_hosts_of_the_service_count) {
     struct Row {
         const char* host;
         bool isOfService;
@@ -227,7 +227,7 @@ TEST(VideoProxy, OnlyHostsOfTheServiceCount) {
     for (const Row& row : rows) EXPECT_EQ(isHostOfVideoService(row.host), row.isOfService) << row.host;
 }
 
-TEST(VideoProxy, OnlyAddressesInThePublicNetworkCount) {
+TEST(VideoProxy, only_addresses_in_the_public_network_count) {
     struct Row {
         const char* address;
         bool isPublic;
@@ -267,7 +267,7 @@ TEST(VideoProxy, OnlyAddressesInThePublicNetworkCount) {
     EXPECT_FALSE(isPublicAddress(std::string{"8.8.8.8\0", 8}));
 }
 
-TEST(VideoProxy, WithoutDescriptorsItWaitsForBetterTimes) {
+TEST(VideoProxy, without_descriptors_it_waits_for_better_times) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     rlimit before{};

@@ -1,10 +1,11 @@
 #include "companion/models/LanguageHint.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
 namespace vostel_companion {
 
-TEST(LanguageHint, TellsLanguageCodesFromOtherText) {
+TEST(LanguageHint, tells_language_codes_from_other_text) {
     struct Row {
         const char* when;
         const char* text;
@@ -33,10 +34,7 @@ TEST(LanguageHint, TellsLanguageCodesFromOtherText) {
         {"letters beyond ASCII", "ру", false},
         {"a separator alone", "-", false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(isLanguageHint(row.text), row.accepted);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(isLanguageHint(row.text), row.accepted); });
     EXPECT_TRUE(isLanguageCode("zh-Hant-TW"));
     for (const char* const text : {"", "auto", "English"}) EXPECT_FALSE(isLanguageCode(text)) << text;
 }

@@ -1,5 +1,6 @@
 #include "companion/models/ModelCatalogue.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/Table.h"
 
 #include <sys/stat.h>
 
@@ -29,7 +30,7 @@ std::expected<std::string, std::string> sourceOf(const std::string& source) {
 
 } // namespace
 
-TEST(ModelCatalogue, AnEntryIsReadWithAllItsFields) {
+TEST(ModelCatalogue, an_entry_is_read_with_all_its_fields) {
     const std::string text = R"({"models":[{"identifier":"de","displayName":"German","language":"de",
         "source":"/mnt/german","sha256":")" +
                              std::string(64, 'A') + R"(","comment":"ignored"}]})";
@@ -37,7 +38,7 @@ TEST(ModelCatalogue, AnEntryIsReadWithAllItsFields) {
               (std::vector<ModelDescription>{{"de", "German", "de", "/mnt/german", digest}}));
 }
 
-TEST(ModelCatalogue, ASourceIsALocalPath) {
+TEST(ModelCatalogue, a_source_is_a_local_path) {
     struct Row {
         const char* when;
         const char* source;
@@ -54,13 +55,10 @@ TEST(ModelCatalogue, ASourceIsALocalPath) {
         {"escapes", "file:///mnt/my%20models/%C3%A9%25", "/mnt/my models/é%"},
         {"a path is not unescaped", "/mnt/my%20models", "/mnt/my%20models"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(sourceOf(row.source), row.path);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(sourceOf(row.source), row.path); });
 }
 
-TEST(ModelCatalogue, AnythingButALocalSourceIsRefused) {
+TEST(ModelCatalogue, anything_but_a_local_source_is_refused) {
     const std::string reason = "the source of de is neither a path nor a file: URL";
     for (const char* const source :
          {"", "https://example.com/model", "ftp://example.com/model", "file://example.com/mnt/german", "file:german",
@@ -71,7 +69,7 @@ TEST(ModelCatalogue, AnythingButALocalSourceIsRefused) {
     }
 }
 
-TEST(ModelCatalogue, AnIdentifierNeverLeadsOutOfTheFolder) {
+TEST(ModelCatalogue, an_identifier_never_leads_out_of_the_folder) {
     for (const char* const identifier : {"de", "de-DE", "de_2.1", "0", "a..b"}) {
         SCOPED_TRACE(identifier);
         EXPECT_TRUE(isModelIdentifier(identifier));
@@ -86,7 +84,7 @@ TEST(ModelCatalogue, AnIdentifierNeverLeadsOutOfTheFolder) {
     }
 }
 
-TEST(ModelCatalogue, AMistakeFailsTheWholeWithItsReason) {
+TEST(ModelCatalogue, a_mistake_fails_the_whole_with_its_reason) {
     struct Row {
         const char* when;
         std::string text;
@@ -108,22 +106,21 @@ TEST(ModelCatalogue, AMistakeFailsTheWholeWithItsReason) {
         {"a language's name", catalogue(entryFor("German")), "the language of de is not a code such as 'de'"},
         {"the system's model", catalogue(entry("EN-us", "/mnt")), "en-us is the system's own model"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(parseModelCatalogue(row.text, "/data"), std::unexpected(std::string{row.reason}));
-    }
+    });
     for (const char* const text : {"", "not JSON", "[]", "{\"models\":{}}", "{\"models\":[1]}"}) {
         SCOPED_TRACE(text);
         EXPECT_FALSE(parseModelCatalogue(text, "/data"));
     }
 }
 
-TEST(ModelCatalogue, AMissingFileIsAnEmptyCatalogue) {
+TEST(ModelCatalogue, a_missing_file_is_an_empty_catalogue) {
     const StoreFolder folder;
     EXPECT_EQ(readModelCatalogue(folder / "models.json"), std::vector<ModelDescription>{});
 }
 
-TEST(ModelCatalogue, AFileThatCannotBeUsedIsNamed) {
+TEST(ModelCatalogue, a_file_that_cannot_be_used_is_named) {
     const StoreFolder folder;
     const auto path = folder / "models.json";
     writeFile(path, catalogue(entry("de", "/mnt", "abc")));
@@ -141,7 +138,7 @@ TEST(ModelCatalogue, AFileThatCannotBeUsedIsNamed) {
     EXPECT_FALSE(readModelCatalogue(folder.path()));
 }
 
-TEST(ModelCatalogue, APipeInThePlaceOfTheFileHoldsNobody) {
+TEST(ModelCatalogue, a_pipe_in_the_place_of_the_file_holds_nobody) {
     const StoreFolder folder;
     const auto path = folder / "models.json";
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);

@@ -1,6 +1,7 @@
 #include "companion/models/ModelStore.h"
 #include "companion/models/SHA256.h"
 #include "tests/companion/models/ModelFixture.h"
+#include "tests/support/Table.h"
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -17,7 +18,7 @@ std::string sentence(const std::expected<void, ModelError>& result) {
 
 } // namespace
 
-TEST(SHA256, DigestsAreThoseOfTheStandard) {
+TEST(SHA256, digests_are_those_of_the_standard) {
     SHA256 nothing;
     EXPECT_EQ(nothing.finish(), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
     SHA256 pieces;
@@ -27,21 +28,21 @@ TEST(SHA256, DigestsAreThoseOfTheStandard) {
     EXPECT_EQ(pieces.finish(), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
-TEST(ModelStore, TheSystemsModelIsThereWithoutACatalogue) {
+TEST(ModelStore, the_systems_model_is_there_without_a_catalogue) {
     const ModelFixture fixture;
     fs::remove(fixture.folder / "models.json");
     EXPECT_EQ(fixture.models.list(), (std::vector<Model>{{"en-us", "English (United States)", "en", true}}));
     EXPECT_EQ(fixture.models.installedFolder("en-us"), fixture.folder / "system");
 }
 
-TEST(ModelStore, TheCatalogueFollowsTheSystemsModel) {
+TEST(ModelStore, the_catalogue_follows_the_systems_model) {
     const ModelFixture fixture;
     EXPECT_EQ(fixture.models.list(),
               (std::vector<Model>{{"en-us", "English (United States)", "en", true}, {"de", "German", "de", false}}));
     EXPECT_EQ(fixture.models.installedFolder("de"), std::nullopt);
 }
 
-TEST(ModelStore, AMissingPackageIsSaidSo) {
+TEST(ModelStore, a_missing_package_is_said_so) {
     const ModelFixture fixture;
     fs::remove_all(fixture.folder / "system");
     EXPECT_FALSE(fixture.models.list()->front().isInstalled);
@@ -49,7 +50,7 @@ TEST(ModelStore, AMissingPackageIsSaidSo) {
               "The model en-us comes with the system package pocketsphinx-en-us, which is not installed.");
 }
 
-TEST(ModelStore, AnInstalledModelIsACopyOfItsSource) {
+TEST(ModelStore, an_installed_model_is_a_copy_of_its_source) {
     const ModelFixture fixture;
     std::vector<double> shares;
     ASSERT_EQ(sentence(fixture.models.install("de", {[&](double share) { shares.push_back(share); }, {}})),
@@ -62,7 +63,7 @@ TEST(ModelStore, AnInstalledModelIsACopyOfItsSource) {
     EXPECT_EQ(shares, (std::vector{3.0 / 9, 1.0}));
 }
 
-TEST(ModelStore, AnInstalledModelIsForItsOwnerAlone) {
+TEST(ModelStore, an_installed_model_is_for_its_owner_alone) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
     for (const char* const name : {"models", "models/de", "models/de/a", "models/de/a/one"}) {
@@ -73,7 +74,7 @@ TEST(ModelStore, AnInstalledModelIsForItsOwnerAlone) {
     }
 }
 
-TEST(ModelStore, InstallingAgainLeavesTheModelAsItIs) {
+TEST(ModelStore, installing_again_leaves_the_model_as_it_is) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
     fs::remove_all(fixture.folder / "german");
@@ -82,7 +83,7 @@ TEST(ModelStore, InstallingAgainLeavesTheModelAsItIs) {
     EXPECT_EQ(fixture.contents(), ModelFixture::whole);
 }
 
-TEST(ModelStore, ASingleFileIsAModelToo) {
+TEST(ModelStore, a_single_file_is_a_model_too) {
     const ModelFixture fixture;
     fs::remove_all(fixture.folder / "german");
     writeFile(fixture.folder / "german", "abc");
@@ -91,7 +92,7 @@ TEST(ModelStore, ASingleFileIsAModelToo) {
     EXPECT_EQ(fixture.contents(), (std::set<std::string>{".staging", "de", "de/german"}));
 }
 
-TEST(ModelStore, AModelThatCannotBeInstalledLeavesNothing) {
+TEST(ModelStore, a_model_that_cannot_be_installed_leaves_nothing) {
     const std::string zeros(64, '0');
     struct Row {
         const char* when;
@@ -129,18 +130,17 @@ TEST(ModelStore, AModelThatCannotBeInstalledLeavesNothing) {
         {"a name holds a line feed", [](const ModelFixture& fixture) { writeFile(fixture.folder / "german/a\nb", ""); },
          "The model could not be copied from "},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const ModelFixture fixture;
         ASSERT_NO_FATAL_FAILURE(row.prepare(fixture));
         const auto installed = fixture.models.install("de", {});
         EXPECT_TRUE(sentence(installed).starts_with(row.begin)) << sentence(installed);
         EXPECT_EQ(fixture.contents(), std::set<std::string>{".staging"});
         EXPECT_EQ(fixture.models.installedFolder("de"), std::nullopt);
-    }
+    });
 }
 
-TEST(ModelStore, AWrongChecksumNamesBoth) {
+TEST(ModelStore, a_wrong_checksum_names_both) {
     const ModelFixture fixture;
     fixture.writeCatalogue(std::string(64, '0'));
     EXPECT_EQ(sentence(fixture.models.install("de", {})), "The model de was not installed, because its SHA-256 is " +
@@ -148,7 +148,7 @@ TEST(ModelStore, AWrongChecksumNamesBoth) {
                                                               std::string(64, '0') + " as the catalogue says.");
 }
 
-TEST(ModelStore, AnUnknownIdentifierIsRefusedAndTouchesNothing) {
+TEST(ModelStore, an_unknown_identifier_is_refused_and_touches_nothing) {
     const ModelFixture fixture;
     for (const char* const identifier : {"fr", "", "..", "../german", "/etc", ".staging", "de/a"}) {
         SCOPED_TRACE(identifier);
@@ -160,7 +160,7 @@ TEST(ModelStore, AnUnknownIdentifierIsRefusedAndTouchesNothing) {
     EXPECT_TRUE(fs::exists(fixture.folder / "german/a/one"));
 }
 
-TEST(ModelStore, ABrokenCatalogueIsReportedButInstalledModelsStayUsable) {
+TEST(ModelStore, a_broken_catalogue_is_reported_but_installed_models_stay_usable) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
     writeFile(fixture.folder / "models.json", "{");
@@ -170,7 +170,7 @@ TEST(ModelStore, ABrokenCatalogueIsReportedButInstalledModelsStayUsable) {
     EXPECT_TRUE(fixture.models.checkRemovable("de"));
 }
 
-TEST(ModelStore, ACancelledInstallationLeavesNothing) {
+TEST(ModelStore, a_cancelled_installation_leaves_nothing) {
     const ModelFixture fixture;
     int pieces = 0;
     const auto installed = fixture.models.install("de", {{}, [&] { return ++pieces == 2; }});
@@ -179,7 +179,7 @@ TEST(ModelStore, ACancelledInstallationLeavesNothing) {
     EXPECT_EQ(fixture.contents(), std::set<std::string>{".staging"});
 }
 
-TEST(ModelStore, OfTwoInstallationsAtOnceBothSucceedAndOneModelIsThere) {
+TEST(ModelStore, of_two_installations_at_once_both_succeed_and_one_model_is_there) {
     const ModelFixture fixture;
     bool isSecondDone = false;
     const auto installSecond = [&](double) {
@@ -191,7 +191,7 @@ TEST(ModelStore, OfTwoInstallationsAtOnceBothSucceedAndOneModelIsThere) {
     EXPECT_EQ(fixture.contents(), ModelFixture::whole);
 }
 
-TEST(ModelStore, AnInstalledModelThatTheCatalogueForgotIsStillListed) {
+TEST(ModelStore, an_installed_model_that_the_catalogue_forgot_is_still_listed) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
     fs::remove(fixture.folder / "models.json");
@@ -199,7 +199,7 @@ TEST(ModelStore, AnInstalledModelThatTheCatalogueForgotIsStillListed) {
     EXPECT_TRUE(fixture.models.checkRemovable("de"));
 }
 
-TEST(ModelStore, TheSystemsModelIsNotRemoved) {
+TEST(ModelStore, the_systems_model_is_not_removed) {
     const ModelFixture fixture;
     const char* const expected = "The model en-us belongs to the system and cannot be removed by Vostel.";
     EXPECT_EQ(sentence(fixture.models.checkRemovable("en-us")), expected);
@@ -209,7 +209,7 @@ TEST(ModelStore, TheSystemsModelIsNotRemoved) {
     EXPECT_TRUE(fs::exists(fixture.folder / "system/mdef"));
 }
 
-TEST(ModelStore, AModelIsTakenAwayOncePerRequest) {
+TEST(ModelStore, a_model_is_taken_away_once_per_request) {
     const ModelFixture fixture;
     EXPECT_EQ(fixture.models.takeAway("de", uuid(1)), false);
     ASSERT_TRUE(fixture.models.install("de", {}));
@@ -229,7 +229,7 @@ TEST(ModelStore, AModelIsTakenAwayOncePerRequest) {
     EXPECT_FALSE(fs::exists(fixture.folder / "models/.removed" / uuid(2).text()));
 }
 
-TEST(ModelStore, WhatTheDeadLeftIsDeletedAndWhatTheLivingCopyIsNot) {
+TEST(ModelStore, what_the_dead_left_is_deleted_and_what_the_living_copy_is_not) {
     const ModelFixture fixture;
     EXPECT_TRUE(fixture.models.deleteLeftovers());
     EXPECT_FALSE(fs::exists(fixture.folder / "models"));
@@ -244,7 +244,7 @@ TEST(ModelStore, WhatTheDeadLeftIsDeletedAndWhatTheLivingCopyIsNot) {
     EXPECT_EQ(fixture.contents(), expected);
 }
 
-TEST(ModelStore, AFullOrForbiddenDiskIsAnError) {
+TEST(ModelStore, a_full_or_forbidden_disk_is_an_error) {
     const ModelFixture fixture;
     writeFile(fixture.folder / "models", "a file in the way");
     const auto installed = fixture.models.install("de", {});

@@ -1,4 +1,5 @@
 #include "companion/socket/CallRegistry.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,7 @@ const CallRegistry::Time start{};
 
 } // namespace
 
-TEST(CallRegistry, ACancellationFindsItsCallAndNoOther) {
+TEST(CallRegistry, a_cancellation_finds_its_call_and_no_other) {
     CallRegistry registry;
     const auto first = std::make_shared<Cancellation>();
     const auto second = std::make_shared<Cancellation>();
@@ -23,7 +24,7 @@ TEST(CallRegistry, ACancellationFindsItsCallAndNoOther) {
     EXPECT_TRUE(second->isCancelled());
 }
 
-TEST(CallRegistry, CallsThatShareAnIdAreCancelledTogetherAndRemovedOneByOne) {
+TEST(CallRegistry, calls_that_share_an_id_are_cancelled_together_and_removed_one_by_one) {
     CallRegistry registry;
     const auto ended = std::make_shared<Cancellation>();
     const auto running = std::make_shared<Cancellation>();
@@ -35,24 +36,23 @@ TEST(CallRegistry, CallsThatShareAnIdAreCancelledTogetherAndRemovedOneByOne) {
     EXPECT_TRUE(running->isCancelled());
 }
 
-TEST(CallRegistry, ACancellationThatOvertookItsRequestStillCounts) {
+TEST(CallRegistry, a_cancellation_that_overtook_its_request_still_counts) {
     struct Row {
         const char* when;
         std::chrono::seconds later;
         bool cancelled;
     };
     const Row rows[] = {{"at once", 0s, true}, {"within memory", 59s, true}, {"long after", 60s, false}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         CallRegistry registry;
         registry.cancel("A", start);
         const auto call = std::make_shared<Cancellation>();
         registry.add("A", call, start + row.later);
         EXPECT_EQ(call->isCancelled(), row.cancelled);
-    }
+    });
 }
 
-TEST(CallRegistry, AnEarlyCancellationCountsForOneCall) {
+TEST(CallRegistry, an_early_cancellation_counts_for_one_call) {
     CallRegistry registry;
     registry.cancel("A", start);
     registry.add("A", std::make_shared<Cancellation>(), start);
@@ -61,7 +61,7 @@ TEST(CallRegistry, AnEarlyCancellationCountsForOneCall) {
     EXPECT_FALSE(later->isCancelled());
 }
 
-TEST(CallRegistry, AFloodOfInventedIdsDrivesOutTheOldestOnly) {
+TEST(CallRegistry, a_flood_of_invented_ids_drives_out_the_oldest_only) {
     CallRegistry registry;
     for (std::size_t i = 0; i <= CallRegistry::remembered; ++i) registry.cancel(std::to_string(i), start);
     const auto oldest = std::make_shared<Cancellation>();
@@ -72,7 +72,7 @@ TEST(CallRegistry, AFloodOfInventedIdsDrivesOutTheOldestOnly) {
     EXPECT_TRUE(next->isCancelled());
 }
 
-TEST(CallRegistry, AllCallsCanBeCancelledAtOnce) {
+TEST(CallRegistry, all_calls_can_be_cancelled_at_once) {
     CallRegistry registry;
     const auto first = std::make_shared<Cancellation>();
     const auto second = std::make_shared<Cancellation>();

@@ -1,6 +1,7 @@
 #include "companion/socket/CallServer.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "tests/companion/support/CompanionClient.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
@@ -126,7 +127,7 @@ const MCPValue nothing = MCPValue::object({});
 
 } // namespace
 
-TEST(CallServer, AnswersACallWithTheRenderedOutcomeUnderItsId) {
+TEST(CallServer, answers_a_call_with_the_rendered_outcome_under_its_id) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("echo", MCPValue::object({{"text", "hello"}}), "0A1B");
@@ -145,7 +146,7 @@ TEST(CallServer, AnswersACallWithTheRenderedOutcomeUnderItsId) {
     EXPECT_TRUE(textOf(pending).starts_with("This action has NOT been performed."));
 }
 
-TEST(CallServer, AToolThatDoesNotExistIsAFailureOfItsOwn) {
+TEST(CallServer, a_tool_that_does_not_exist_is_a_failure_of_its_own) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("magic\n", nothing);
@@ -154,7 +155,7 @@ TEST(CallServer, AToolThatDoesNotExistIsAFailureOfItsOwn) {
     EXPECT_EQ(textOf(response), "There is no tool named 'magic\uFFFD'.");
 }
 
-TEST(CallServer, AnAnswerThatCannotBeSentBecomesAFailure) {
+TEST(CallServer, an_answer_that_cannot_be_sent_becomes_a_failure) {
     CallServerStage stage;
     for (const char* tool : {"too long", "no number"}) {
         SCOPED_TRACE(tool);
@@ -166,7 +167,7 @@ TEST(CallServer, AnAnswerThatCannotBeSentBecomesAFailure) {
     }
 }
 
-TEST(CallServer, AForeignVersionIsToldBothVersionsWhateverElseItSends) {
+TEST(CallServer, a_foreign_version_is_told_both_versions_whatever_else_it_sends) {
     CallServerStage stage;
     struct Row {
         const char* when;
@@ -182,17 +183,16 @@ TEST(CallServer, AForeignVersionIsToldBothVersionsWhateverElseItSends) {
          R"({"kind":"request","payload":{"protocolVersion":5,"requestID":"B","call":[]}})", "B", 5},
         {"one without an id", R"({"kind":"request","payload":{"protocolVersion":-1}})", "", -1},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         CompanionClient client{stage.support()};
         client.sendFrame(row.frame);
         EXPECT_EQ(client.response(),
                   (MCPWireResponse{row.requestID, MCPWireError{MCPWireError::VersionMismatch{row.helper, 4}}}));
-    }
+    });
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, ACancellationOnAConnectionOfItsOwnStopsTheCall) {
+TEST(CallServer, a_cancellation_on_a_connection_of_its_own_stops_the_call) {
     CallServerStage stage;
     CompanionClient other{stage.support()};
     other.request("wait", nothing, "B");
@@ -206,7 +206,7 @@ TEST(CallServer, ACancellationOnAConnectionOfItsOwnStopsTheCall) {
     EXPECT_EQ(textOf(other.response()), "cancelled") << "the call's own connection will do, too";
 }
 
-TEST(CallServer, ACancellationMayOvertakeItsRequest) {
+TEST(CallServer, a_cancellation_may_overtake_its_request) {
     CallServerStage stage;
     CompanionClient canceller{stage.support()};
     canceller.cancel("A");
@@ -218,7 +218,7 @@ TEST(CallServer, ACancellationMayOvertakeItsRequest) {
     EXPECT_EQ(textOf(client.response()), "cancelled");
 }
 
-TEST(CallServer, ACallerThatHangsUpCancelsItsCall) {
+TEST(CallServer, a_caller_that_hangs_up_cancels_its_call) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("wait", nothing);
@@ -228,7 +228,7 @@ TEST(CallServer, ACallerThatHangsUpCancelsItsCall) {
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, CallsRunSideBySideAndAnswerInAnyOrder) {
+TEST(CallServer, calls_run_side_by_side_and_answer_in_any_order) {
     CallServerStage stage;
     std::vector<std::unique_ptr<CompanionClient>> clients;
     for (int i = 0; i < 64; ++i) {
@@ -242,7 +242,7 @@ TEST(CallServer, CallsRunSideBySideAndAnswerInAnyOrder) {
     }
 }
 
-TEST(CallServer, ProgressRisesAndIsNotAFlood) {
+TEST(CallServer, progress_rises_and_is_not_a_flood) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("report", nothing);
@@ -255,7 +255,7 @@ TEST(CallServer, ProgressRisesAndIsNotAFlood) {
     EXPECT_EQ(progress.back(), 1);
 }
 
-TEST(CallServer, FramesMayComeInPiecesOrTogether) {
+TEST(CallServer, frames_may_come_in_pieces_or_together) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     const std::string frame{
@@ -272,7 +272,7 @@ TEST(CallServer, FramesMayComeInPiecesOrTogether) {
     EXPECT_EQ(textOf(other.response()), "pieces");
 }
 
-TEST(CallServer, WhatIsNotTheProtocolEndsItsConnectionOnly) {
+TEST(CallServer, what_is_not_the_protocol_ends_its_connection_only) {
     CallServerStage stage;
     struct Row {
         const char* when;
@@ -288,16 +288,15 @@ TEST(CallServer, WhatIsNotTheProtocolEndsItsConnectionOnly) {
         {"bytes that are no text", "\xFF\xFE\x00"},
         {"a deep nest", std::string(200'000, '[')},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         CompanionClient client{stage.support()};
         client.sendFrame(row.payload);
         EXPECT_TRUE(client.isClosed());
-    }
+    });
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, ASecondCallOnABusyConnectionEndsBoth) {
+TEST(CallServer, a_second_call_on_a_busy_connection_ends_both) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("wait", nothing, "A");
@@ -308,7 +307,7 @@ TEST(CallServer, ASecondCallOnABusyConnectionEndsBoth) {
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, AnOversizedFrameIsRefusedAtItsHeaderButMayBeWrittenToItsEnd) {
+TEST(CallServer, an_oversized_frame_is_refused_at_its_header_but_may_be_written_to_its_end) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.sendBytes(std::string_view{"\x04\x00\x00\x01", 4});
@@ -319,7 +318,7 @@ TEST(CallServer, AnOversizedFrameIsRefusedAtItsHeaderButMayBeWrittenToItsEnd) {
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, APeerThatDawdlesLosesItsConnection) {
+TEST(CallServer, a_peer_that_dawdles_loses_its_connection) {
     struct Row {
         const char* when;
         std::string_view bytes;
@@ -328,18 +327,17 @@ TEST(CallServer, APeerThatDawdlesLosesItsConnection) {
                         {"half a header", {"\0\0", 2}},
                         {"half a frame", {"\0\0\0\x09{\"ki", 8}},
                         {"writes on after a refusal", {"\xFF\xFF\xFF\xFF", 4}}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         CallServerStage stage{{.frame = 50ms}};
         CompanionClient client{stage.support()};
         client.sendBytes(row.bytes);
         std::ignore = client.response();
         EXPECT_TRUE(client.isClosed());
         EXPECT_TRUE(stage.serves());
-    }
+    });
 }
 
-TEST(CallServer, APeerThatDoesNotReadItsAnswerLosesIt) {
+TEST(CallServer, a_peer_that_does_not_read_its_answer_loses_it) {
     CallServerStage stage{{.calls = 1, .answer = 50ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
@@ -347,14 +345,14 @@ TEST(CallServer, APeerThatDoesNotReadItsAnswerLosesIt) {
     EXPECT_FALSE(client.response()) << "the answer was cut off";
 }
 
-TEST(CallServer, ASlowReaderStillGetsALongAnswer) {
+TEST(CallServer, a_slow_reader_still_gets_a_long_answer) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("long", nothing);
     EXPECT_EQ(textOf(client.response()).size(), 8'000'000U);
 }
 
-TEST(CallServer, ProgressWaitsForNobody) {
+TEST(CallServer, progress_waits_for_nobody) {
     // Nobody reads the reports of this call; it comes to its end all the same.
     CallServerStage stage{{.progress = 0ms}};
     CompanionClient client{stage.support()};
@@ -363,7 +361,7 @@ TEST(CallServer, ProgressWaitsForNobody) {
     EXPECT_EQ(textOf(client.response()), "reported");
 }
 
-TEST(CallServer, HalfAReportIsNotFollowedByTheAnswer) {
+TEST(CallServer, half_a_report_is_not_followed_by_the_answer) {
     CallServerStage stage{{.answer = 50ms}};
     CompanionClient client{stage.support()};
     // A report repeats the call's id, and this one is more than any socket buffer holds.
@@ -374,7 +372,7 @@ TEST(CallServer, HalfAReportIsNotFollowedByTheAnswer) {
     EXPECT_TRUE(client.isClosed());
 }
 
-TEST(CallServer, BeyondItsLimitACallWaitsItsTurnWhileCancellationsGetThrough) {
+TEST(CallServer, beyond_its_limit_a_call_waits_its_turn_while_cancellations_get_through) {
     CallServerStage stage{{.connections = 5, .calls = 2}};
     CompanionClient first{stage.support()};
     CompanionClient second{stage.support()};
@@ -397,7 +395,7 @@ TEST(CallServer, BeyondItsLimitACallWaitsItsTurnWhileCancellationsGetThrough) {
     EXPECT_EQ(textOf(third.response()), "cancelled");
 }
 
-TEST(CallServer, ManyCallsAtOnceAllComeToTheirTurn) {
+TEST(CallServer, many_calls_at_once_all_come_to_their_turn) {
     CallServerStage stage{{.calls = 3}};
     std::vector<std::unique_ptr<CompanionClient>> clients;
     for (int i = 0; i < 200; ++i) {
@@ -408,7 +406,7 @@ TEST(CallServer, ManyCallsAtOnceAllComeToTheirTurn) {
         EXPECT_EQ(textOf(clients[static_cast<std::size_t>(i)]->response()), std::to_string(i));
 }
 
-TEST(CallServer, ACallThatWaitsLeavesTheLineWithItsPeer) {
+TEST(CallServer, a_call_that_waits_leaves_the_line_with_its_peer) {
     CallServerStage stage{{.calls = 1, .waitingCalls = 1}};
     CompanionClient running{stage.support()};
     running.request("wait", nothing, "A");
@@ -426,15 +424,14 @@ TEST(CallServer, ACallThatWaitsLeavesTheLineWithItsPeer) {
     EXPECT_EQ(textOf(patient.response()), "x") << "there was room to wait";
 }
 
-TEST(CallServer, ALineThatIsTooLongTellsTheNextCallToComeLater) {
+TEST(CallServer, a_line_that_is_too_long_tells_the_next_call_to_come_later) {
     struct Row {
         const char* when;
         CallServer::Limits limits;
     };
     const Row rows[] = {{"of too many calls", {.calls = 1, .waitingCalls = 1}},
                         {"of too large ones", {.calls = 1, .waitingBytes = 300}}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         CallServerStage stage{row.limits};
         CompanionClient running{stage.support()};
         running.request("wait", MCPValue::object({{"text", std::string(1000, 'x')}}), "A");
@@ -448,16 +445,16 @@ TEST(CallServer, ALineThatIsTooLongTellsTheNextCallToComeLater) {
         EXPECT_EQ(textOf(response), "Vostel is busy with too many calls at the moment; please try again later.");
         CompanionClient{stage.support()}.cancel("A");
         EXPECT_EQ(textOf(waiting.response()), "x");
-    }
+    });
 }
 
-TEST(CallServer, BeyondTheLimitOfConnectionsTheNextOneWaitsItsTurn) {
+TEST(CallServer, beyond_the_limit_of_connections_the_next_one_waits_its_turn) {
     CallServerStage stage{{.connections = 1, .calls = 1, .frame = 50ms}};
     CompanionClient silent{stage.support()};
     EXPECT_TRUE(stage.serves()) << "after the silent one was dropped";
 }
 
-TEST(CallServer, ACallThatNoThreadCanBeStartedForIsToldToComeLater) {
+TEST(CallServer, a_call_that_no_thread_can_be_started_for_is_told_to_come_later) {
     const vostel_tests::TemporaryFolder folder;
     const ToolTable tools{{"echo", [](const ToolCall&) { return succeeded("x"); }}};
     const auto noThreads = [](posix::ThreadName, const std::function<void()>&) {
@@ -474,7 +471,7 @@ TEST(CallServer, ACallThatNoThreadCanBeStartedForIsToldToComeLater) {
     thread.join();
 }
 
-TEST(CallServer, StoppingCancelsWhatRunsAndRemovesTheSocket) {
+TEST(CallServer, stopping_cancels_what_runs_and_removes_the_socket) {
     CallServerStage stage;
     CompanionClient running{stage.support()};
     running.request("wait", nothing);
@@ -488,7 +485,7 @@ TEST(CallServer, StoppingCancelsWhatRunsAndRemovesTheSocket) {
     EXPECT_FALSE(std::filesystem::exists(stage.support() / "com.vostel.vostel/mcp.sock"));
 }
 
-TEST(CallServer, StoppingDoesNotWaitForAPeerThatDoesNotRead) {
+TEST(CallServer, stopping_does_not_wait_for_a_peer_that_does_not_read) {
     CallServerStage stage{{.farewell = 20ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
@@ -499,7 +496,7 @@ TEST(CallServer, StoppingDoesNotWaitForAPeerThatDoesNotRead) {
     EXPECT_FALSE(client.response());
 }
 
-TEST(CallServer, StoppingAnswersTheCallsThatWait) {
+TEST(CallServer, stopping_answers_the_calls_that_wait) {
     CallServerStage stage{{.calls = 1}};
     CompanionClient running{stage.support()};
     running.request("wait", nothing);
@@ -514,7 +511,7 @@ TEST(CallServer, StoppingAnswersTheCallsThatWait) {
     EXPECT_EQ(textOf(waiting.response()), "The call was cancelled.");
 }
 
-TEST(CallServer, StoppingDoesNotWaitForACallThatDoesNotNotice) {
+TEST(CallServer, stopping_does_not_wait_for_a_call_that_does_not_notice) {
     CallServerStage stage{{.farewell = 20ms, .leaving = 20ms}};
     CompanionClient client{stage.support()};
     client.request("stubborn", nothing);
@@ -523,7 +520,7 @@ TEST(CallServer, StoppingDoesNotWaitForACallThatDoesNotNotice) {
     EXPECT_FALSE(client.response());
 }
 
-TEST(CallServer, SleepsWhileNothingHappens) {
+TEST(CallServer, sleeps_while_nothing_happens) {
     CallServerStage stage;
     CompanionClient waiting{stage.support()};
     waiting.request("stubborn", nothing);

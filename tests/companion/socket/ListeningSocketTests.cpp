@@ -1,5 +1,6 @@
 #include "companion/socket/ListeningSocket.h"
 #include "posix/UnixSocket.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <fcntl.h>
@@ -52,7 +53,7 @@ void leaveStaleSocket(const std::filesystem::path& path) {
 
 } // namespace
 
-TEST(ListeningSocket, LiesInAClosedFolderAndIsItselfClosedToOthers) {
+TEST(ListeningSocket, lies_in_a_closed_folder_and_is_itself_closed_to_others) {
     const Place place;
     const mode_t mask = ::umask(0);
     const auto socket = ListeningSocket::open(place.support());
@@ -64,7 +65,7 @@ TEST(ListeningSocket, LiesInAClosedFolderAndIsItselfClosedToOthers) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, TellsOurProcessIdWhileItIsOpen) {
+TEST(ListeningSocket, tells_our_process_id_while_it_is_open) {
     const Place place;
     const auto id = [&] {
         std::string text;
@@ -79,21 +80,21 @@ TEST(ListeningSocket, TellsOurProcessIdWhileItIsOpen) {
     EXPECT_EQ(id(), "");
 }
 
-TEST(ListeningSocket, IsRemovedAtTheEndAndCanBeOpenedAgain) {
+TEST(ListeningSocket, is_removed_at_the_end_and_can_be_opened_again) {
     const Place place;
     { ASSERT_TRUE(ListeningSocket::open(place.support())); }
     EXPECT_FALSE(std::filesystem::exists(place.socket()));
     EXPECT_TRUE(ListeningSocket::open(place.support()));
 }
 
-TEST(ListeningSocket, ASecondStartFindsTheFirst) {
+TEST(ListeningSocket, a_second_start_finds_the_first) {
     const Place place;
     const auto socket = ListeningSocket::open(place.support());
     EXPECT_EQ(place.refusal(), "Vostel is already running.");
     EXPECT_TRUE(place.answers()) << "the first goes on";
 }
 
-TEST(ListeningSocket, OfManyStartsAtOnceOneSucceeds) {
+TEST(ListeningSocket, of_many_starts_at_once_one_succeeds) {
     for (int round = 0; round < 5; ++round) {
         const Place place;
         // Processes, because the lock belongs to a process's open file; each tells by its exit status how it went.
@@ -131,7 +132,7 @@ TEST(ListeningSocket, OfManyStartsAtOnceOneSucceeds) {
     }
 }
 
-TEST(ListeningSocket, AStaleSocketIsReplaced) {
+TEST(ListeningSocket, a_stale_socket_is_replaced) {
     const Place place;
     std::filesystem::create_directories(place.folder());
     leaveStaleSocket(place.socket());
@@ -141,7 +142,7 @@ TEST(ListeningSocket, AStaleSocketIsReplaced) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, ASocketThatSomebodyAnswersOnIsLeftAlone) {
+TEST(ListeningSocket, a_socket_that_somebody_answers_on_is_left_alone) {
     const Place place;
     std::filesystem::create_directories(place.folder());
     const posix::FileDescriptor other{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -154,7 +155,7 @@ TEST(ListeningSocket, ASocketThatSomebodyAnswersOnIsLeftAlone) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, ASocketThatTookThePlaceOfOursIsNotRemoved) {
+TEST(ListeningSocket, a_socket_that_took_the_place_of_ours_is_not_removed) {
     const Place place;
     {
         const auto socket = ListeningSocket::open(place.support());
@@ -164,7 +165,7 @@ TEST(ListeningSocket, ASocketThatTookThePlaceOfOursIsNotRemoved) {
     EXPECT_TRUE(std::filesystem::exists(place.socket()));
 }
 
-TEST(ListeningSocket, WhatIsNoSocketIsNotRemoved) {
+TEST(ListeningSocket, what_is_no_socket_is_not_removed) {
     const Place place;
     vostel_tests::writeFile(place.socket(), "a letter");
     EXPECT_EQ(place.refusal(), "Vostel cannot serve at '" + place.socket().string() +
@@ -172,7 +173,7 @@ TEST(ListeningSocket, WhatIsNoSocketIsNotRemoved) {
     EXPECT_TRUE(std::filesystem::is_regular_file(place.socket()));
 }
 
-TEST(ListeningSocket, AFolderThatOthersCanWriteToIsRefused) {
+TEST(ListeningSocket, a_folder_that_others_can_write_to_is_refused) {
     const Place place;
     const std::string sentence = "Vostel does not serve from '" + place.folder().string() +
                                  "', because it is not a folder of this user's that only the user can write to.";
@@ -186,17 +187,16 @@ TEST(ListeningSocket, AFolderThatOthersCanWriteToIsRefused) {
                         {"others look in", 0755, ""},
                         {"closed", 0700, ""}};
     std::filesystem::create_directories(place.folder());
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         ASSERT_EQ(::chmod(place.folder().c_str(), row.mode), 0);
         EXPECT_EQ(place.refusal(), row.expected);
         if (row.expected.empty()) {
             EXPECT_EQ(permissions(place.folder()), 0700U) << "closed from now on";
         }
-    }
+    });
 }
 
-TEST(ListeningSocket, AFolderOfSomebodyElseIsRefused) {
+TEST(ListeningSocket, a_folder_of_somebody_else_is_refused) {
     if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can give a folder away";
     const Place place;
     std::filesystem::create_directories(place.folder());
@@ -204,7 +204,7 @@ TEST(ListeningSocket, AFolderOfSomebodyElseIsRefused) {
     EXPECT_TRUE(place.refusal().starts_with("Vostel does not serve from "));
 }
 
-TEST(ListeningSocket, ALinkOrAFileInPlaceOfTheFolderIsRefused) {
+TEST(ListeningSocket, a_link_or_a_file_in_place_of_the_folder_is_refused) {
     const Place place;
     std::filesystem::create_directories(place.support() / "elsewhere");
     std::filesystem::create_directory_symlink(place.support() / "elsewhere", place.folder());
@@ -214,7 +214,7 @@ TEST(ListeningSocket, ALinkOrAFileInPlaceOfTheFolderIsRefused) {
     EXPECT_TRUE(place.refusal().starts_with("Vostel does not serve from "));
 }
 
-TEST(ListeningSocket, APathThatNoClientCouldReachIsRefused) {
+TEST(ListeningSocket, a_path_that_no_client_could_reach_is_refused) {
     const TemporaryFolder folder;
     const auto opened = ListeningSocket::open(folder.path() / std::string(100, 'x'));
     ASSERT_FALSE(opened);
@@ -222,7 +222,7 @@ TEST(ListeningSocket, APathThatNoClientCouldReachIsRefused) {
     EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << "nothing is created for it";
 }
 
-TEST(ListeningSocket, AProcessOfAnotherUserIsNotAccepted) {
+TEST(ListeningSocket, a_process_of_another_user_is_not_accepted) {
     if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can become another user";
     const Place place;
     const auto socket = ListeningSocket::open(place.support());

@@ -1,4 +1,5 @@
 #include "companion/socket/ProgressThrottle.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +7,7 @@ namespace vostel_companion {
 
 using namespace std::chrono_literals;
 
-TEST(ProgressThrottle, AdmitsTheFirstTheLastAndWhatComesAnIntervalLater) {
+TEST(ProgressThrottle, admits_the_first_the_last_and_what_comes_an_interval_later) {
     struct Row {
         const char* when;
         std::chrono::milliseconds at;
@@ -21,10 +22,8 @@ TEST(ProgressThrottle, AdmitsTheFirstTheLastAndWhatComesAnIntervalLater) {
         {"backwards", 900ms, 0.1, false},        {"further", 900ms, 0.3, true},
         {"done, however soon", 901ms, 1, true},  {"done again", 2000ms, 1, false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(throttle.admits(row.fraction, start + row.at), row.admitted);
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(throttle.admits(row.fraction, start + row.at), row.admitted); });
 }
 
 } // namespace vostel_companion

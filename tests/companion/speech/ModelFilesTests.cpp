@@ -6,7 +6,7 @@
 
 namespace vostel_companion {
 
-TEST(ModelFiles, AreFoundByTheirShapeAndOnlyWhenNoneIsInDoubt) {
+TEST(ModelFiles, are_found_by_their_shape_and_only_when_none_is_in_doubt) {
     struct Row {
         const char* when;
         std::vector<const char*> files;

@@ -20,7 +20,7 @@ std::string words(const std::vector<TranscriptSegment>& segments) { return Trans
 
 } // namespace
 
-TEST(SpeechDecoder, HearsTheWordsOfAnUtteranceAndWhenTheyWereSpoken) {
+TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
     const auto decoder = loaded();
     decoder->startRecording();
     const Cancellation never;
@@ -42,7 +42,7 @@ TEST(SpeechDecoder, HearsTheWordsOfAnUtteranceAndWhenTheyWereSpoken) {
     EXPECT_LE(shares.back(), 1);
 }
 
-TEST(SpeechDecoder, TooLittleSoundHasNoWords) {
+TEST(SpeechDecoder, too_little_sound_has_no_words) {
     const auto decoder = loaded();
     decoder->startRecording();
     const Cancellation never;
@@ -54,7 +54,7 @@ TEST(SpeechDecoder, TooLittleSoundHasNoWords) {
     }
 }
 
-TEST(SpeechDecoder, ACancelledUtteranceStopsSoonAndTheDecoderIsFitForTheNext) {
+TEST(SpeechDecoder, a_cancelled_utterance_stops_soon_and_the_decoder_is_fit_for_the_next) {
     const auto decoder = loaded();
     decoder->startRecording();
     Cancellation cancellation;
@@ -73,7 +73,7 @@ TEST(SpeechDecoder, ACancelledUtteranceStopsSoonAndTheDecoderIsFitForTheNext) {
               "he might even have been made amiable himself");
 }
 
-TEST(SpeechDecoder, AModelThatIsNotThereIsAnError) {
+TEST(SpeechDecoder, a_model_that_is_not_there_is_an_error) {
     const vostel_tests::TemporaryFolder folder;
     const auto missing = SpeechDecoder::load(folder.path());
     ASSERT_FALSE(missing);

@@ -53,7 +53,7 @@ std::vector<Piece> pieces(const std::vector<std::int16_t>& samples, std::size_t 
 
 } // namespace
 
-TEST(UtteranceSplitter, CutsSpeechOutOfARecording) {
+TEST(UtteranceSplitter, cuts_speech_out_of_a_recording) {
     struct Row {
         const char* when;
         std::vector<std::int16_t> samples;
@@ -84,7 +84,7 @@ TEST(UtteranceSplitter, CutsSpeechOutOfARecording) {
     }
 }
 
-TEST(UtteranceSplitter, SpeechWithoutAPauseIsCutAtItsQuietestMoment) {
+TEST(UtteranceSplitter, speech_without_a_pause_is_cut_at_its_quietest_moment) {
     // Half a second of murmur from second 10 on.
     const auto samples = sound({{10 * second, 1000}, {second / 2, 10}, {10 * second, 1000}});
     const auto found = pieces(samples, 1000);
@@ -96,7 +96,7 @@ TEST(UtteranceSplitter, SpeechWithoutAPauseIsCutAtItsQuietestMoment) {
     EXPECT_EQ(found[1].start + found[1].length, samples.size());
 }
 
-TEST(UtteranceSplitter, SpeechWithoutEndComesInBoundedPieces) {
+TEST(UtteranceSplitter, speech_without_end_comes_in_bounded_pieces) {
     std::size_t end = 0;
     const auto samples = sound({{100 * second, 1000}});
     for (const Piece& piece : pieces(samples, 12'345)) {
@@ -107,7 +107,7 @@ TEST(UtteranceSplitter, SpeechWithoutEndComesInBoundedPieces) {
     EXPECT_EQ(end, samples.size());
 }
 
-TEST(UtteranceSplitter, ItsPositionFollowsWhatIsDone) {
+TEST(UtteranceSplitter, its_position_follows_what_is_done) {
     UtteranceSplitter splitter{isLoud};
     std::ignore = splitter.push(sound({{10 * second, 0}}));
     EXPECT_EQ(splitter.position(), 10 * second - UtteranceSplitter::lead);

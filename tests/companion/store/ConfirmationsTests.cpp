@@ -1,6 +1,7 @@
 #include "companion/store/Confirmations.h"
 #include "companion/store/Vocabulary.h"
 #include "tests/companion/models/ModelFixture.h"
+#include "tests/support/Table.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -111,7 +112,7 @@ int countOfSuccesses(const std::string& path, const ModelStore& models,
 
 } // namespace
 
-TEST(Confirmations, TheFirstCallMakesARequestAndDoesNothing) {
+TEST(Confirmations, the_first_call_makes_a_request_and_does_nothing) {
     Fixture fixture;
     const ConfirmationReport report = fixture.askWords({" github ", "Unknown"});
     EXPECT_EQ(report.status, Status::pending);
@@ -122,7 +123,7 @@ TEST(Confirmations, TheFirstCallMakesARequestAndDoesNothing) {
     EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
 }
 
-TEST(Confirmations, ARepeatedCallFindsTheSameRequest) {
+TEST(Confirmations, a_repeated_call_finds_the_same_request) {
     struct Row {
         const char* when;
         Words words;
@@ -134,16 +135,15 @@ TEST(Confirmations, ARepeatedCallFindsTheSameRequest) {
     };
     Fixture fixture;
     const UUID id = fixture.askWords({"github", "vostel"}).confirmation.request.id;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const ConfirmationReport report = fixture.askWords(row.words);
         EXPECT_EQ(report.status, Status::pending);
         EXPECT_FALSE(report.isNew);
         EXPECT_EQ(report.confirmation.request.id, id);
-    }
+    });
 }
 
-TEST(Confirmations, AnotherSetOfWordsIsAnotherRequest) {
+TEST(Confirmations, another_set_of_words_is_another_request) {
     Fixture fixture;
     fixture.install();
     const std::vector<ConfirmableAction> actions = {
@@ -155,7 +155,7 @@ TEST(Confirmations, AnotherSetOfWordsIsAnotherRequest) {
     EXPECT_EQ(ids.size(), actions.size());
 }
 
-TEST(Confirmations, AConfirmedActionIsPerformedAndItsOutcomeToldOnce) {
+TEST(Confirmations, a_confirmed_action_is_performed_and_its_outcome_told_once) {
     Fixture fixture;
     const UUID id = fixture.askWords({"VOSTEL", "unknown", "github"}).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), (Words{"Vostel", "GitHub"}));
@@ -172,7 +172,7 @@ TEST(Confirmations, AConfirmedActionIsPerformedAndItsOutcomeToldOnce) {
     EXPECT_EQ(next.confirmation.request.id, uuid(2));
 }
 
-TEST(Confirmations, ADeniedActionIsNotPerformedAndThatIsToldOnce) {
+TEST(Confirmations, a_denied_action_is_not_performed_and_that_is_told_once) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::denied), Words{});
@@ -183,7 +183,7 @@ TEST(Confirmations, ADeniedActionIsNotPerformedAndThatIsToldOnce) {
     EXPECT_TRUE(fixture.askWords({"github"}).isNew);
 }
 
-TEST(Confirmations, ARequestExpiresAtItsDeadlineAndThatIsToldOnce) {
+TEST(Confirmations, a_request_expires_at_its_deadline_and_that_is_told_once) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     fixture.now += 299'999ms;
@@ -196,7 +196,7 @@ TEST(Confirmations, ARequestExpiresAtItsDeadlineAndThatIsToldOnce) {
     EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
 }
 
-TEST(Confirmations, AnAnswerThatComesTooLateDoesNothing) {
+TEST(Confirmations, an_answer_that_comes_too_late_does_nothing) {
     for (const Decision decision : {Decision::confirmed, Decision::denied}) {
         Fixture fixture;
         const UUID id = fixture.askWords({"github"}).confirmation.request.id;
@@ -208,7 +208,7 @@ TEST(Confirmations, AnAnswerThatComesTooLateDoesNothing) {
     }
 }
 
-TEST(Confirmations, AnAnswerInTimeIsToldHoweverLateTheClientAsks) {
+TEST(Confirmations, an_answer_in_time_is_told_however_late_the_client_asks) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
@@ -216,7 +216,7 @@ TEST(Confirmations, AnAnswerInTimeIsToldHoweverLateTheClientAsks) {
     EXPECT_EQ(fixture.askWords({"github"}).status, Status::confirmed);
 }
 
-TEST(Confirmations, AnOutcomeNobodyAskedForIsForgottenAfterADay) {
+TEST(Confirmations, an_outcome_nobody_asked_for_is_forgotten_after_a_day) {
     Fixture fixture;
     const UUID confirmed = fixture.askWords({"github"}).confirmation.request.id;
     std::ignore = fixture.askWords({"vostel"});
@@ -226,7 +226,7 @@ TEST(Confirmations, AnOutcomeNobodyAskedForIsForgottenAfterADay) {
     EXPECT_TRUE(fixture.askWords({"vostel"}).isNew);
 }
 
-TEST(Confirmations, TheFirstAnswerStands) {
+TEST(Confirmations, the_first_answer_stands) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::denied));
@@ -236,7 +236,7 @@ TEST(Confirmations, TheFirstAnswerStands) {
     EXPECT_EQ(fixture.askWords({"github"}).status, Status::denied);
 }
 
-TEST(Confirmations, ARuleAddedAgainAfterItsRemovalStays) {
+TEST(Confirmations, a_rule_added_again_after_its_removal_stays) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
@@ -247,14 +247,14 @@ TEST(Confirmations, ARuleAddedAgainAfterItsRemovalStays) {
     EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
 }
 
-TEST(Confirmations, AnUnknownIdIsSaidSo) {
+TEST(Confirmations, an_unknown_id_is_said_so) {
     Fixture fixture;
     const auto answered = fixture.confirmations.answer(uuid(99), Decision::confirmed);
     ASSERT_FALSE(answered);
     EXPECT_EQ(answered.error().description(), "No request with this id is waiting for an answer.");
 }
 
-TEST(Confirmations, WordsWithoutTextAreNoRequest) {
+TEST(Confirmations, words_without_text_are_no_request) {
     Fixture fixture;
     for (const Words& words : {Words{}, Words{""}, Words{" ", "?!"}}) {
         const auto report = fixture.confirmations.ask({RemoveWords{words}});
@@ -263,7 +263,7 @@ TEST(Confirmations, WordsWithoutTextAreNoRequest) {
     }
 }
 
-TEST(Confirmations, OpenRequestsAreListedOldestFirst) {
+TEST(Confirmations, open_requests_are_listed_oldest_first) {
     Fixture fixture;
     fixture.install();
     const UUID late = fixture.askWords({"late"}).confirmation.request.id;
@@ -287,7 +287,7 @@ TEST(Confirmations, OpenRequestsAreListedOldestFirst) {
     EXPECT_EQ(fixture.confirmations.open()->back().action, removeGerman);
 }
 
-TEST(Confirmations, TheSummarySaysWhatWouldBeDoneAndTheDescriptionAllOfIt) {
+TEST(Confirmations, the_summary_says_what_would_be_done_and_the_description_all_of_it) {
     Words many;
     for (int number = 1; number <= 12; ++number) many.push_back(std::to_string(number));
     struct Row {
@@ -307,14 +307,13 @@ TEST(Confirmations, TheSummarySaysWhatWouldBeDoneAndTheDescriptionAllOfIt) {
          "\"11\", \"12\""},
         {"a model", removeGerman, "Remove the speech recognition model \"de\" from disk"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(row.action.summary(), row.summary);
         EXPECT_EQ(row.action.description(), row.description);
-    }
+    });
 }
 
-TEST(Confirmations, ConfirmedModelsAreRemovedFromDisk) {
+TEST(Confirmations, confirmed_models_are_removed_from_disk) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -327,7 +326,7 @@ TEST(Confirmations, ConfirmedModelsAreRemovedFromDisk) {
     EXPECT_EQ(report.removed, Words{"de"});
 }
 
-TEST(Confirmations, AModelThatIsNotInstalledIsConfirmedAndNothingRemoved) {
+TEST(Confirmations, a_model_that_is_not_installed_is_confirmed_and_nothing_removed) {
     Fixture fixture;
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), Words{});
@@ -336,7 +335,7 @@ TEST(Confirmations, AModelThatIsNotInstalledIsConfirmedAndNothingRemoved) {
     EXPECT_EQ(report.removed, Words{});
 }
 
-TEST(Confirmations, TheOutcomeIsToldThoughTheCatalogueHasForgottenTheModel) {
+TEST(Confirmations, the_outcome_is_told_though_the_catalogue_has_forgotten_the_model) {
     Fixture fixture;
     fixture.install();
     std::filesystem::remove(fixture.paths.folder / "models.json");
@@ -345,7 +344,7 @@ TEST(Confirmations, TheOutcomeIsToldThoughTheCatalogueHasForgottenTheModel) {
     EXPECT_EQ(fixture.ask(removeGerman).removed, Words{"de"});
 }
 
-TEST(Confirmations, ModelsThatCannotBeRemovedAreNoRequest) {
+TEST(Confirmations, models_that_cannot_be_removed_are_no_request) {
     Fixture fixture;
     const auto systems = fixture.confirmations.ask({RemoveModel{"en-us"}});
     ASSERT_FALSE(systems);
@@ -356,7 +355,7 @@ TEST(Confirmations, ModelsThatCannotBeRemovedAreNoRequest) {
     EXPECT_TRUE(fixture.confirmations.open()->empty());
 }
 
-TEST(Confirmations, ACrashBeforeTheModelIsTakenIsMadeGoodByWhoeverComesNext) {
+TEST(Confirmations, a_crash_before_the_model_is_taken_is_made_good_by_whoever_comes_next) {
     for (const bool isAtStart : {true, false}) {
         SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
         Fixture fixture;
@@ -376,7 +375,7 @@ TEST(Confirmations, ACrashBeforeTheModelIsTakenIsMadeGoodByWhoeverComesNext) {
     }
 }
 
-TEST(Confirmations, ACrashAfterTheModelIsTakenDoesNotTakeItsSuccessor) {
+TEST(Confirmations, a_crash_after_the_model_is_taken_does_not_take_its_successor) {
     for (const bool isAtStart : {true, false}) {
         SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
         Fixture fixture;
@@ -397,7 +396,7 @@ TEST(Confirmations, ACrashAfterTheModelIsTakenDoesNotTakeItsSuccessor) {
     }
 }
 
-TEST(Confirmations, ACrashBeforeTheTakenModelIsDeletedLeavesNothingBehind) {
+TEST(Confirmations, a_crash_before_the_taken_model_is_deleted_leaves_nothing_behind) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -409,7 +408,7 @@ TEST(Confirmations, ACrashBeforeTheTakenModelIsDeletedLeavesNothingBehind) {
     EXPECT_EQ(fixture.takenCount(), 0U);
 }
 
-TEST(Confirmations, ARemovalThatAnotherProcessIsAboutToPerformIsStillPending) {
+TEST(Confirmations, a_removal_that_another_process_is_about_to_perform_is_still_pending) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -424,7 +423,7 @@ TEST(Confirmations, ARemovalThatAnotherProcessIsAboutToPerformIsStillPending) {
     EXPECT_EQ(report.confirmation.request.decision, Decision::confirmed);
 }
 
-TEST(Confirmations, WhatIsOwedIsNotForgotten) {
+TEST(Confirmations, what_is_owed_is_not_forgotten) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -435,7 +434,7 @@ TEST(Confirmations, WhatIsOwedIsNotForgotten) {
     EXPECT_FALSE(fixture.isInstalled());
 }
 
-TEST(Confirmations, ARemovalThatAnotherProcessPerformedAndReportedIsConfirmedAllTheSame) {
+TEST(Confirmations, a_removal_that_another_process_performed_and_reported_is_confirmed_all_the_same) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -445,7 +444,7 @@ TEST(Confirmations, ARemovalThatAnotherProcessPerformedAndReportedIsConfirmedAll
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), Words{"de"});
 }
 
-TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
+TEST(Confirmations, a_removal_that_fails_is_tried_again) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -462,7 +461,7 @@ TEST(Confirmations, ARemovalThatFailsIsTriedAgain) {
     EXPECT_FALSE(fixture.isInstalled());
 }
 
-TEST(Confirmations, AnotherProcessMayAnswer) {
+TEST(Confirmations, another_process_may_answer) {
     const StoreFolder folder;
     const ModelFixture paths;
     auto server = openStore(folder / "store.sqlite");
@@ -482,7 +481,7 @@ TEST(Confirmations, AnotherProcessMayAnswer) {
     EXPECT_EQ(vocabulary.list(), std::vector<VocabularyRule>{});
 }
 
-TEST(Confirmations, ProcessesThatAskAtOnceMakeOneRequest) {
+TEST(Confirmations, processes_that_ask_at_once_make_one_request) {
     const ModelFixture paths;
     const std::string path = paths.folder / "store.sqlite";
     ASSERT_TRUE(openStore(path));
@@ -498,7 +497,7 @@ TEST(Confirmations, ProcessesThatAskAtOnceMakeOneRequest) {
     EXPECT_EQ(countOfSuccesses(path, paths.models, ask), contestedWords);
 }
 
-TEST(Confirmations, OfSeveralAnswersAtOnceOneIsTakenAndTheActionPerformedOnce) {
+TEST(Confirmations, of_several_answers_at_once_one_is_taken_and_the_action_performed_once) {
     const ModelFixture paths;
     const std::string path = paths.folder / "store.sqlite";
     std::vector<UUID> requests;

@@ -115,7 +115,7 @@ struct Program {
 
 } // namespace
 
-TEST(Crash, EveryAcknowledgedTranscriptSurvivesWhole) {
+TEST(Crash, every_acknowledged_transcript_survives_whole) {
     constexpr std::int64_t segmentCount = 50;
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
@@ -151,7 +151,7 @@ TEST(Crash, EveryAcknowledgedTranscriptSurvivesWhole) {
     }
 }
 
-TEST(Crash, ARuleIsRemovedExactlyWhenItsConfirmationIsStored) {
+TEST(Crash, a_rule_is_removed_exactly_when_its_confirmation_is_stored) {
     const ModelFixture paths;
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
@@ -193,7 +193,7 @@ TEST(Crash, ARuleIsRemovedExactlyWhenItsConfirmationIsStored) {
     }
 }
 
-TEST(Crash, AModelIsWholeOrGoneAndEveryConfirmedRemovalIsFinished) {
+TEST(Crash, a_model_is_whole_or_gone_and_every_confirmed_removal_is_finished) {
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
@@ -240,7 +240,7 @@ TEST(Crash, AModelIsWholeOrGoneAndEveryConfirmedRemovalIsFinished) {
     }
 }
 
-TEST(Crash, AnInterruptedInstallationLeavesNothingAndCanBeRepeated) {
+TEST(Crash, an_interrupted_installation_leaves_nothing_and_can_be_repeated) {
     Moments moments;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);

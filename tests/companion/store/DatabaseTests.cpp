@@ -28,7 +28,7 @@ std::expected<int, DatabaseError> countRows(Database& database) {
 
 } // namespace
 
-TEST(Database, EveryKindOfValueComesBackAsItWasBound) {
+TEST(Database, every_kind_of_value_comes_back_as_it_was_bound) {
     Database database = openEmpty();
     Statement select{database, "SELECT ?, ?, ?, ?, ?, ?, ?, ?"};
     const std::string withNul{"a\0b", 3};
@@ -47,7 +47,7 @@ TEST(Database, EveryKindOfValueComesBackAsItWasBound) {
     EXPECT_EQ(select.step(), false);
 }
 
-TEST(Database, AStatementRunsAgainWithOtherValues) {
+TEST(Database, a_statement_runs_again_with_other_values) {
     Database database = openEmpty();
     ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
     Statement insert{database, "INSERT INTO numbers VALUES (?)"};
@@ -57,7 +57,7 @@ TEST(Database, AStatementRunsAgainWithOtherValues) {
     EXPECT_EQ(database.changes(), 1);
 }
 
-TEST(Database, ABadStatementIsAnErrorOfItsRun) {
+TEST(Database, a_bad_statement_is_an_error_of_its_run) {
     Database database = openEmpty();
     Statement bad{database, "SELEKT ?"};
     const auto done = bad.bind(1).run();
@@ -68,20 +68,20 @@ TEST(Database, ABadStatementIsAnErrorOfItsRun) {
     EXPECT_EQ(done.error().description(), "Vostel's database could not be used: near \"SELEKT\": syntax error.");
 }
 
-TEST(Database, TooManyValuesAreAnErrorOfTheRun) {
+TEST(Database, too_many_values_are_an_error_of_the_run) {
     Database database = openEmpty();
     Statement select{database, "SELECT ?"};
     EXPECT_FALSE(select.bind(1, 2).run());
 }
 
-TEST(Database, AValueOfTheWrongTypeIsRefusedByItsColumn) {
+TEST(Database, a_value_of_the_wrong_type_is_refused_by_its_column) {
     Database database = openEmpty();
     ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
     Statement insert{database, "INSERT INTO numbers VALUES (?)"};
     EXPECT_FALSE(insert.bind("three").run());
 }
 
-TEST(Database, ATransactionWhoseWorkFailsLeavesNothing) {
+TEST(Database, a_transaction_whose_work_fails_leaves_nothing) {
     Database database = openEmpty();
     ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
     const auto done = inTransaction(database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
@@ -93,7 +93,7 @@ TEST(Database, ATransactionWhoseWorkFailsLeavesNothing) {
     EXPECT_EQ(countRows(database), 0);
 }
 
-TEST(Database, AnInnerTransactionIsPartOfTheOuterOne) {
+TEST(Database, an_inner_transaction_is_part_of_the_outer_one) {
     Database database = openEmpty();
     ASSERT_TRUE(database.execute("CREATE TABLE numbers (value INTEGER) STRICT"));
     const auto insert = [&] { return database.execute("INSERT INTO numbers VALUES (1)"); };
@@ -106,14 +106,14 @@ TEST(Database, AnInnerTransactionIsPartOfTheOuterOne) {
     EXPECT_EQ(countRows(database), 0);
 }
 
-TEST(Database, AReferenceToNothingIsRefused) {
+TEST(Database, a_reference_to_nothing_is_refused) {
     Database database = openEmpty();
     ASSERT_TRUE(database.execute("CREATE TABLE parents (id INTEGER PRIMARY KEY) STRICT;"
                                  "CREATE TABLE numbers (value INTEGER REFERENCES parents (id)) STRICT"));
     EXPECT_FALSE(database.execute("INSERT INTO numbers VALUES (7)"));
 }
 
-TEST(Database, ANewFileIsForItsOwnerAloneAndSoAreItsLogs) {
+TEST(Database, a_new_file_is_for_its_owner_alone_and_so_are_its_logs) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     auto database = openStore(path);
@@ -126,7 +126,7 @@ TEST(Database, ANewFileIsForItsOwnerAloneAndSoAreItsLogs) {
     }
 }
 
-TEST(Database, AFolderThatIsMissingIsSaidSo) {
+TEST(Database, a_folder_that_is_missing_is_said_so) {
     const StoreFolder folder;
     const std::string path = folder / "no/such/store.sqlite";
     const auto database = Database::open(path);
@@ -136,7 +136,7 @@ TEST(Database, AFolderThatIsMissingIsSaidSo) {
               "Vostel's database " + path + " could not be opened: No such file or directory.");
 }
 
-TEST(Database, TwoConnectionsSeeEachOthersCommits) {
+TEST(Database, two_connections_see_each_others_commits) {
     const StoreFolder folder;
     auto first = openStore(folder / "store.sqlite");
     auto second = openStore(folder / "store.sqlite");
@@ -145,7 +145,7 @@ TEST(Database, TwoConnectionsSeeEachOthersCommits) {
     EXPECT_EQ(countRows(*second), 1);
 }
 
-TEST(Database, AReadingTransactionKeepsItsViewWhileOthersWrite) {
+TEST(Database, a_reading_transaction_keeps_its_view_while_others_write) {
     const StoreFolder folder;
     auto reader = openStore(folder / "store.sqlite");
     auto writer = openStore(folder / "store.sqlite");
@@ -160,7 +160,7 @@ TEST(Database, AReadingTransactionKeepsItsViewWhileOthersWrite) {
     EXPECT_EQ(countRows(*reader), 1);
 }
 
-TEST(Database, AnotherProcessLeavesTheLogAloneWhateverConnectionsComeAndGoHere) {
+TEST(Database, another_process_leaves_the_log_alone_whatever_connections_come_and_go_here) {
     const StoreFolder folder;
     const std::string path = folder / "Vostel.sqlite";
     const auto addRow = [&] {

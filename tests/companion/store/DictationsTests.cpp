@@ -9,7 +9,7 @@ using Outcome = Dictation::Outcome;
 
 } // namespace
 
-TEST(Dictations, EveryFieldComesBackNewestFirst) {
+TEST(Dictations, every_field_comes_back_newest_first) {
     Database database = openInMemory();
     Dictations dictations{database};
     const Dictation older{at(1), "first", Outcome::delivered, {}, "Mail", Seconds{2.5}};
@@ -19,7 +19,7 @@ TEST(Dictations, EveryFieldComesBackNewestFirst) {
     EXPECT_EQ(dictations.list({}), (Page<Dictation>{{newer, older}, 2}));
 }
 
-TEST(Dictations, APendingOneIsSettledOnce) {
+TEST(Dictations, a_pending_one_is_settled_once) {
     Database database = openInMemory();
     Dictations dictations{database};
     const auto delivered = dictations.add({at(2), "one", Outcome::pending, {}, {}, {}});
@@ -37,13 +37,13 @@ TEST(Dictations, APendingOneIsSettledOnce) {
     EXPECT_EQ(page->entries[1].failureReason, "No window had the focus.");
 }
 
-TEST(Dictations, AReasonWithoutAFailureIsRefused) {
+TEST(Dictations, a_reason_without_a_failure_is_refused) {
     Database database = openInMemory();
     Dictations dictations{database};
     EXPECT_FALSE(dictations.add({at(0), "text", Outcome::delivered, "nonsense", {}, {}}));
 }
 
-TEST(Dictations, OutcomesHaveTheToolsWords) {
+TEST(Dictations, outcomes_have_the_tools_words) {
     EXPECT_STREQ(name(Outcome::delivered), "delivered");
     EXPECT_STREQ(name(Outcome::notDelivered), "notDelivered");
     EXPECT_STREQ(name(Outcome::pending), "pending");

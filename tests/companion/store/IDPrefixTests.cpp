@@ -8,7 +8,7 @@ namespace vostel_companion {
 
 using VostelMCPKit::UUID;
 
-TEST(IDPrefix, BeginsAnIDInItsCanonicalForm) {
+TEST(IDPrefix, begins_an_ID_in_its_canonical_form) {
     struct Row {
         const char* text;
         bool begins;
@@ -30,7 +30,7 @@ TEST(IDPrefix, BeginsAnIDInItsCanonicalForm) {
     for (const Row& row : rows) EXPECT_EQ(isIDPrefix(row.text), row.begins) << row.text;
 }
 
-TEST(IDPrefix, FindsWhatBeginsWithItUpToTwo) {
+TEST(IDPrefix, finds_what_begins_with_it_up_to_two) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     for (const std::uint8_t id : std::initializer_list<std::uint8_t>{0x1A, 0x1B, 0x2C}) {

@@ -1,5 +1,6 @@
 #include "companion/store/Listing.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/Table.h"
 
 #include <cstdint>
 
@@ -19,11 +20,11 @@ auto parse(std::optional<std::int64_t> limit, std::optional<std::string_view> si
 
 } // namespace
 
-TEST(Listing, NothingAskedMeansTheNewestFiftyOfAll) {
+TEST(Listing, nothing_asked_means_the_newest_fifty_of_all) {
     EXPECT_EQ(parse({}, {}, {}), (Listing{50, std::nullopt, std::nullopt}));
 }
 
-TEST(Listing, TheLimitIsBetweenOneAndFiveHundred) {
+TEST(Listing, the_limit_is_between_one_and_five_hundred) {
     struct Row {
         const char* when;
         std::int64_t given;
@@ -40,8 +41,7 @@ TEST(Listing, TheLimitIsBetweenOneAndFiveHundred) {
         {"negative", -1, refused},
         {"absurdly little", INT64_MIN, refused},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto listing = parse(row.given, {}, {});
         ASSERT_EQ(listing.has_value(), row.limit.has_value());
         if (listing) {
@@ -49,24 +49,24 @@ TEST(Listing, TheLimitIsBetweenOneAndFiveHundred) {
         } else {
             EXPECT_EQ(listing.error(), row.limit.error());
         }
-    }
+    });
 }
 
-TEST(Listing, APlainDateIsMidnightAtBothEnds) {
+TEST(Listing, a_plain_date_is_midnight_at_both_ends) {
     const auto listing = parse({}, "2026-08-30", "2026-08-30");
     ASSERT_TRUE(listing);
     EXPECT_EQ(listing->since, Timestamp{sys_days{2026y / August / 30}});
     EXPECT_EQ(listing->until, Timestamp{sys_days{2026y / August / 30}});
 }
 
-TEST(Listing, FractionsBelowTheMillisecondNarrowTheWindow) {
+TEST(Listing, fractions_below_the_millisecond_narrow_the_window) {
     const auto listing = parse({}, "2026-08-30T00:00:00.0001Z", "2026-08-30T00:00:00.0019Z");
     ASSERT_TRUE(listing);
     EXPECT_EQ(listing->since, Timestamp{sys_days{2026y / August / 30} + 1ms});
     EXPECT_EQ(listing->until, Timestamp{sys_days{2026y / August / 30} + 1ms});
 }
 
-TEST(Listing, AnArgumentThatMeansNothingGetsOneSentence) {
+TEST(Listing, an_argument_that_means_nothing_gets_one_sentence) {
     struct Row {
         const char* when;
         std::expected<Listing, ListingError> listing;
@@ -83,14 +83,13 @@ TEST(Listing, AnArgumentThatMeansNothingGetsOneSentence) {
          "nor "
          "a plain date (such as \"2026-08-30\")."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         ASSERT_FALSE(row.listing);
         EXPECT_EQ(row.listing.error().description(), row.sentence);
-    }
+    });
 }
 
-TEST(Listing, TheWindowIsFoundByTheIndex) {
+TEST(Listing, the_window_is_found_by_the_index) {
     Database database = openInMemory();
     for (const char* const table : {"transcripts", "dictations", "recordings"}) {
         SCOPED_TRACE(table);

@@ -1,5 +1,6 @@
 #include "companion/store/Recordings.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/Table.h"
 
 #include <limits>
 
@@ -37,7 +38,7 @@ void make(Recordings& recordings, const UUID& id, State state) {
 
 } // namespace
 
-TEST(Recordings, ACallGoesFromRecordingToReady) {
+TEST(Recordings, a_call_goes_from_recording_to_ready) {
     Database database = openInMemory();
     Recordings recordings{database};
     ASSERT_TRUE(recordings.begin(uuid(1), at(5)));
@@ -63,7 +64,7 @@ TEST(Recordings, ACallGoesFromRecordingToReady) {
                                                               "Me: good morning\nOthers: hello\nOthers: how are you"}));
 }
 
-TEST(Recordings, LinesAreKeptInTheOrderInWhichTheyWereSpoken) {
+TEST(Recordings, lines_are_kept_in_the_order_in_which_they_were_spoken) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::ready);
@@ -73,7 +74,7 @@ TEST(Recordings, LinesAreKeptInTheOrderInWhichTheyWereSpoken) {
     EXPECT_EQ(plainText((*found)->lines), "Me: good morning\nOthers: hello\nOthers: how are you");
 }
 
-TEST(Recordings, ACallInWhichNobodySpokeIsReady) {
+TEST(Recordings, a_call_in_which_nobody_spoke_is_ready) {
     Database database = openInMemory();
     Recordings recordings{database};
     ASSERT_TRUE(recordings.begin(uuid(1), at(0)));
@@ -84,7 +85,7 @@ TEST(Recordings, ACallInWhichNobodySpokeIsReady) {
     EXPECT_EQ(plainText({}), "");
 }
 
-TEST(Recordings, AFailureKeepsItsReasonAndNoProgress) {
+TEST(Recordings, a_failure_keeps_its_reason_and_no_progress) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::failed);
@@ -92,7 +93,7 @@ TEST(Recordings, AFailureKeepsItsReasonAndNoProgress) {
               (RecordingSummary{uuid(1), at(0), Seconds{4}, State::failed, "The disk was full.", {}, {}, 0, ""}));
 }
 
-TEST(Recordings, AChangeThatDoesNotFitTheStateChangesNothing) {
+TEST(Recordings, a_change_that_does_not_fit_the_state_changes_nothing) {
     struct Row {
         const char* when;
         State state;
@@ -115,8 +116,7 @@ TEST(Recordings, AChangeThatDoesNotFitTheStateChangesNothing) {
         {"failed twice", State::failed, fail},
         {"finished when failed", State::failed, finish},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         Database database = openInMemory();
         Recordings recordings{database};
         ASSERT_NO_FATAL_FAILURE(make(recordings, uuid(1), row.state));
@@ -124,10 +124,10 @@ TEST(Recordings, AChangeThatDoesNotFitTheStateChangesNothing) {
         EXPECT_EQ(row.change(recordings, uuid(1)), false);
         EXPECT_EQ(recordings.find(uuid(1)), before);
         EXPECT_EQ(row.change(recordings, uuid(2)), false);
-    }
+    });
 }
 
-TEST(Recordings, ProgressStaysBetweenNothingAndAll) {
+TEST(Recordings, progress_stays_between_nothing_and_all) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::transcribing);
@@ -139,7 +139,7 @@ TEST(Recordings, ProgressStaysBetweenNothingAndAll) {
     EXPECT_EQ(summary(recordings, uuid(1)).progress, 0.0);
 }
 
-TEST(Recordings, OnlyWhatNobodyWorksOnIsFailedAfterACrash) {
+TEST(Recordings, only_what_nobody_works_on_is_failed_after_a_crash) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::recording);
@@ -154,7 +154,7 @@ TEST(Recordings, OnlyWhatNobodyWorksOnIsFailedAfterACrash) {
     EXPECT_EQ(summary(recordings, uuid(4)).state, State::transcribing);
 }
 
-TEST(Recordings, ThePreviewIsTheOpeningLines) {
+TEST(Recordings, the_preview_is_the_opening_lines) {
     Database database = openInMemory();
     Recordings recordings{database};
     ASSERT_TRUE(recordings.begin(uuid(1), at(0)));
@@ -164,7 +164,7 @@ TEST(Recordings, ThePreviewIsTheOpeningLines) {
     EXPECT_EQ(summary(recordings, uuid(1)).preview, "Me: " + std::string(196, 'a'));
 }
 
-TEST(Recordings, ATurnIsOneLineOfTheText) {
+TEST(Recordings, a_turn_is_one_line_of_the_text) {
     Database database = openInMemory();
     Recordings recordings{database};
     ASSERT_TRUE(recordings.begin(uuid(1), at(0)));
@@ -174,7 +174,7 @@ TEST(Recordings, ATurnIsOneLineOfTheText) {
     EXPECT_EQ(summary(recordings, uuid(1)).preview, "Me: a Others: b");
 }
 
-TEST(Recordings, TheNewestComeFirst) {
+TEST(Recordings, the_newest_come_first) {
     Database database = openInMemory();
     Recordings recordings{database};
     ASSERT_TRUE(recordings.begin(uuid(1), at(1)));
@@ -188,7 +188,7 @@ TEST(Recordings, TheNewestComeFirst) {
     EXPECT_EQ(page->totalCount, 3);
 }
 
-TEST(Recordings, StatesAndTracksHaveTheToolsWords) {
+TEST(Recordings, states_and_tracks_have_the_tools_words) {
     EXPECT_STREQ(name(State::recording), "recording");
     EXPECT_STREQ(name(State::transcribing), "transcribing");
     EXPECT_STREQ(name(State::ready), "ready");

@@ -21,7 +21,7 @@ struct Stage {
 
 } // namespace
 
-TEST(Paths, LieInTheApplicationsFolder) {
+TEST(Paths, lie_in_the_applications_folder) {
     const Paths paths = Paths::in("/home/robin/Library/Application Support");
     const std::string folder = "/home/robin/Library/Application Support/com.vostel.vostel";
     EXPECT_EQ(paths.folder, folder);
@@ -33,7 +33,7 @@ TEST(Paths, LieInTheApplicationsFolder) {
     EXPECT_EQ(paths.lockOfRecording(uuid(1)), folder + "/Recordings/00000000-0000-0000-0000-000000000001.lock");
 }
 
-TEST(Recovery, FailsTheRecordingsThatNobodyWorksOn) {
+TEST(Recovery, fails_the_recordings_that_nobody_works_on) {
     Stage stage;
     ASSERT_TRUE(posix::ensureFolder(stage.paths.unfinishedRecordings()));
     for (std::uint8_t id = 1; id <= 3; ++id) ASSERT_TRUE(stage.recordings.begin(uuid(id), at(id)));
@@ -54,7 +54,7 @@ TEST(Recovery, FailsTheRecordingsThatNobodyWorksOn) {
     EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(4)))) << "somebody is about to store it";
 }
 
-TEST(Recovery, PerformsWhatWasConfirmedAndDeletesWhatDownloadsLeft) {
+TEST(Recovery, performs_what_was_confirmed_and_deletes_what_downloads_left) {
     Stage stage;
     writeFile(stage.paths.downloads() / "abc/audio.webm.part", "half");
     ASSERT_TRUE(stage.fixture.models.install("de", {[](double) {}, [] { return false; }}));
@@ -67,7 +67,7 @@ TEST(Recovery, PerformsWhatWasConfirmedAndDeletesWhatDownloadsLeft) {
     EXPECT_FALSE(std::filesystem::exists(stage.paths.downloads()));
 }
 
-TEST(Recovery, OneFailureDoesNotKeepTheRestFromBeingDone) {
+TEST(Recovery, one_failure_does_not_keep_the_rest_from_being_done) {
     Stage stage;
     ASSERT_TRUE(stage.recordings.begin(uuid(1), at(1)));
     writeFile(stage.fixture.folder / "models/.lock/in the way", "a folder where a file should be");

@@ -1,6 +1,7 @@
 #include "companion/store/Schema.h"
 #include "companion/store/Transcripts.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/Table.h"
 
 #include <array>
 #include <cstdio>
@@ -31,7 +32,7 @@ void fillStore(const std::string& path) {
 
 } // namespace
 
-TEST(Schema, ANewDatabaseHasTheLastVersionAndOurMark) {
+TEST(Schema, a_new_database_has_the_last_version_and_our_mark) {
     Database database = openInMemory();
     EXPECT_EQ(readOne(database, "PRAGMA user_version"), std::to_string(schemaMigrations().size()));
     EXPECT_EQ(readOne(database, "PRAGMA application_id"), "1450407020");
@@ -39,21 +40,21 @@ TEST(Schema, ANewDatabaseHasTheLastVersionAndOurMark) {
     EXPECT_EQ(readOne(database, "PRAGMA synchronous"), "2");
 }
 
-TEST(Schema, AFileKeepsAWriteAheadLog) {
+TEST(Schema, a_file_keeps_a_write_ahead_log) {
     const StoreFolder folder;
     auto database = openStore(folder / "store.sqlite");
     ASSERT_TRUE(database);
     EXPECT_EQ(readOne(*database, "PRAGMA journal_mode"), "wal");
 }
 
-TEST(Schema, EveryTableIsStrict) {
+TEST(Schema, every_table_is_strict) {
     Database database = openInMemory();
     EXPECT_EQ(readOne(database, "SELECT group_concat(name) FROM pragma_table_list WHERE schema = 'main' AND "
                                 "type = 'table' AND NOT strict AND name NOT LIKE 'sqlite_%'"),
               "");
 }
 
-TEST(Schema, OnlyTheMissingMigrationsRun) {
+TEST(Schema, only_the_missing_migrations_run) {
     auto database = Database::open(":memory:");
     ASSERT_TRUE(database);
     const std::array one = {"CREATE TABLE first (value INTEGER)"};
@@ -64,7 +65,7 @@ TEST(Schema, OnlyTheMissingMigrationsRun) {
     EXPECT_EQ(readOne(*database, "SELECT group_concat(name) FROM sqlite_schema"), "first,second");
 }
 
-TEST(Schema, AMigrationThatFailsLeavesTheDatabaseAsItWas) {
+TEST(Schema, a_migration_that_fails_leaves_the_database_as_it_was) {
     auto database = Database::open(":memory:");
     ASSERT_TRUE(database);
     const std::array one = {"CREATE TABLE first (value INTEGER)"};
@@ -75,7 +76,7 @@ TEST(Schema, AMigrationThatFailsLeavesTheDatabaseAsItWas) {
     EXPECT_EQ(readOne(*database, "SELECT group_concat(name) FROM sqlite_schema"), "first");
 }
 
-TEST(Schema, ANewerSchemaIsRefusedAndNotTouched) {
+TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     {
@@ -92,7 +93,7 @@ TEST(Schema, ANewerSchemaIsRefusedAndNotTouched) {
     EXPECT_EQ(readFile(path), before);
 }
 
-TEST(Schema, AnotherApplicationsDatabaseIsRefusedAndNotTouched) {
+TEST(Schema, another_applications_database_is_refused_and_not_touched) {
     struct Row {
         const char* when;
         const char* sql;
@@ -102,8 +103,7 @@ TEST(Schema, AnotherApplicationsDatabaseIsRefusedAndNotTouched) {
         {"it has a mark of its own", "PRAGMA application_id = 7"},
         {"it has a version of its own", "PRAGMA user_version = 1"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         {
@@ -117,10 +117,10 @@ TEST(Schema, AnotherApplicationsDatabaseIsRefusedAndNotTouched) {
         EXPECT_EQ(refused.error().description(),
                   "The file " + path + " is a database of another application, so Vostel does not touch it.");
         EXPECT_EQ(readFile(path), before);
-    }
+    });
 }
 
-TEST(Schema, AFileThatIsNoDatabaseIsReportedAndNotTouched) {
+TEST(Schema, a_file_that_is_no_database_is_reported_and_not_touched) {
     struct Row {
         const char* when;
         std::string content;
@@ -131,8 +131,7 @@ TEST(Schema, AFileThatIsNoDatabaseIsReportedAndNotTouched) {
         {"zeros", std::string(8192, '\0')},
         {"only the beginning of a header", "SQLite format 3"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         writeFile(path, row.content);
@@ -140,10 +139,10 @@ TEST(Schema, AFileThatIsNoDatabaseIsReportedAndNotTouched) {
         ASSERT_FALSE(database);
         EXPECT_TRUE(isDamaged(database.error())) << database.error().description();
         EXPECT_EQ(readFile(path), row.content);
-    }
+    });
 }
 
-TEST(Schema, ADamagedFileIsReported) {
+TEST(Schema, a_damaged_file_is_reported) {
     struct Row {
         const char* when;
         void (*damage)(std::string& content);
@@ -155,8 +154,7 @@ TEST(Schema, ADamagedFileIsReported) {
         {"a page in the middle is overwritten",
          [](std::string& content) { content.replace(content.size() / 8192 * 4096, 4096, 4096, '\xAA'); }},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
         ASSERT_NO_FATAL_FAILURE(fillStore(path));
@@ -174,10 +172,10 @@ TEST(Schema, ADamagedFileIsReported) {
         ASSERT_TRUE(error);
         EXPECT_TRUE(isDamaged(*error)) << error->description();
         EXPECT_EQ(readFile(path), content);
-    }
+    });
 }
 
-TEST(Schema, ASoundFilePassesTheCheck) {
+TEST(Schema, a_sound_file_passes_the_check) {
     const StoreFolder folder;
     ASSERT_NO_FATAL_FAILURE(fillStore(folder / "store.sqlite"));
     auto database = openStore(folder / "store.sqlite");
@@ -185,7 +183,7 @@ TEST(Schema, ASoundFilePassesTheCheck) {
     EXPECT_TRUE(checkIntegrity(*database));
 }
 
-TEST(Schema, AnEmptyFileBesideALogIsDamageAndTheLogIsKept) {
+TEST(Schema, an_empty_file_beside_a_log_is_damage_and_the_log_is_kept) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     writeFile(path, "");
@@ -196,13 +194,13 @@ TEST(Schema, AnEmptyFileBesideALogIsDamageAndTheLogIsKept) {
     EXPECT_EQ(readFile(path + "-wal"), "committed pages");
 }
 
-TEST(Schema, AnEmptyFileAloneIsANewDatabase) {
+TEST(Schema, an_empty_file_alone_is_a_new_database) {
     const StoreFolder folder;
     writeFile(folder / "store.sqlite", "");
     EXPECT_TRUE(openStore(folder / "store.sqlite"));
 }
 
-TEST(Schema, ProcessesThatOpenANewFileAtOnceAllSucceed) {
+TEST(Schema, processes_that_open_a_new_file_at_once_all_succeed) {
     const StoreFolder folder;
     for (int round = 0; round < 10; ++round) {
         const std::string path = folder / ("store" + std::to_string(round) + ".sqlite");

@@ -3,12 +3,12 @@
 
 namespace vostel_companion {
 
-TEST(Settings, ReadingIsOffUntilTheUserTurnsItOn) {
+TEST(Settings, reading_is_off_until_the_user_turns_it_on) {
     Database database = openInMemory();
     EXPECT_EQ(loadSettings(database), Settings{.isReadingAllowed = false});
 }
 
-TEST(Settings, WhatTheUserChoseIsKept) {
+TEST(Settings, what_the_user_chose_is_kept) {
     const StoreFolder folder;
     for (const bool choice : {true, false}) {
         {

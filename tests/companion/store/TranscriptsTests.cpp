@@ -1,5 +1,6 @@
 #include "companion/store/Transcripts.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/Table.h"
 
 namespace vostel_companion {
 
@@ -13,7 +14,7 @@ Transcripts::New talk(Timestamp date, std::string text) {
 
 } // namespace
 
-TEST(Transcripts, AStoredTranscriptIsFoundWhole) {
+TEST(Transcripts, a_stored_transcript_is_found_whole) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     const Transcripts::New given{
@@ -28,7 +29,7 @@ TEST(Transcripts, AStoredTranscriptIsFoundWhole) {
     EXPECT_EQ(*found, expected);
 }
 
-TEST(Transcripts, WhatIsNotKnownStaysAbsent) {
+TEST(Transcripts, what_is_not_known_stays_absent) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     ASSERT_TRUE(transcripts.add(uuid(1), {at(0), {}, {}, {}, "", {}}));
@@ -39,7 +40,7 @@ TEST(Transcripts, WhatIsNotKnownStaysAbsent) {
     EXPECT_EQ((*found)->summary.characterCount, 0);
 }
 
-TEST(Transcripts, AnIdThatWasNeverGivenIsNotFound) {
+TEST(Transcripts, an_id_that_was_never_given_is_not_found) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     const auto found = transcripts.find(uuid(9));
@@ -47,7 +48,7 @@ TEST(Transcripts, AnIdThatWasNeverGivenIsNotFound) {
     EXPECT_FALSE(*found);
 }
 
-TEST(Transcripts, AnIdIsStoredOnce) {
+TEST(Transcripts, an_id_is_stored_once) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     ASSERT_TRUE(transcripts.add(uuid(1), talk(at(1), "first")));
@@ -55,7 +56,7 @@ TEST(Transcripts, AnIdIsStoredOnce) {
     EXPECT_EQ((*transcripts.find(uuid(1)))->text, "first");
 }
 
-TEST(Transcripts, TheNewestComeFirstAndAtOneMomentTheLastAdded) {
+TEST(Transcripts, the_newest_come_first_and_at_one_moment_the_last_added) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     ASSERT_TRUE(transcripts.add(uuid(1), talk(at(2'000), "b")));
@@ -69,7 +70,7 @@ TEST(Transcripts, TheNewestComeFirstAndAtOneMomentTheLastAdded) {
     EXPECT_EQ(ids, (std::vector{uuid(2), uuid(4), uuid(1), uuid(3)}));
 }
 
-TEST(Transcripts, BothEndsBelongToTheWindowAndTheLimitCutsTheOldest) {
+TEST(Transcripts, both_ends_belong_to_the_window_and_the_limit_cuts_the_oldest) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     for (std::uint8_t number = 1; number <= 9; ++number) {
@@ -92,18 +93,17 @@ TEST(Transcripts, BothEndsBelongToTheWindowAndTheLimitCutsTheOldest) {
         {"ends in the wrong order", {50, at(500), at(300)}, {}, 0},
         {"a limit of one", {1, {}, {}}, {9}, 9},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto page = transcripts.list(row.listing);
         ASSERT_TRUE(page);
         std::vector<int> numbers;
         for (const TranscriptSummary& entry : page->entries) numbers.push_back(entry.id.bytes.back());
         EXPECT_EQ(numbers, row.newestFirst);
         EXPECT_EQ(page->totalCount, row.total);
-    }
+    });
 }
 
-TEST(Transcripts, APreviewIsTheOpeningCharactersAndNeverHalfAnOne) {
+TEST(Transcripts, a_preview_is_the_opening_characters_and_never_half_an_one) {
     // A family of four is one character of 25 bytes.
     const std::string family = "\U0001F468\u200D\U0001F469\u200D\U0001F467\u200D\U0001F466";
     std::string text;
@@ -118,7 +118,7 @@ TEST(Transcripts, APreviewIsTheOpeningCharactersAndNeverHalfAnOne) {
     EXPECT_EQ((*transcripts.find(uuid(1)))->text, text);
 }
 
-TEST(Transcripts, BytesThatAreNoUTF8AreReplaced) {
+TEST(Transcripts, bytes_that_are_no_UTF8_are_replaced) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     Transcripts::New given = talk(at(0), "a\xFF"
@@ -133,7 +133,7 @@ TEST(Transcripts, BytesThatAreNoUTF8AreReplaced) {
     EXPECT_EQ((*found)->segments.front().text, "\uFFFD");
 }
 
-TEST(Transcripts, ATextThatLooksLikeSQLIsOnlyText) {
+TEST(Transcripts, a_text_that_looks_like_SQL_is_only_text) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     const std::string text = "'); DROP TABLE transcripts; --";

@@ -17,7 +17,7 @@ std::vector<Addition> add(Vocabulary& vocabulary, const std::vector<VocabularyRu
 
 } // namespace
 
-TEST(Vocabulary, EachRuleHasItsOwnOutcome) {
+TEST(Vocabulary, each_rule_has_its_own_outcome) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     ASSERT_EQ(add(vocabulary, {{"git hub", "GitHub"}, {"Vostel", ""}}),
@@ -32,7 +32,7 @@ TEST(Vocabulary, EachRuleHasItsOwnOutcome) {
               (std::vector<VocabularyRule>{{"GIT HUB", "Git Hub"}, {"new", "word"}, {"Vostel", ""}}));
 }
 
-TEST(Vocabulary, AnotherSpellingOfTheWordIsAnUpdate) {
+TEST(Vocabulary, another_spelling_of_the_word_is_an_update) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     ASSERT_EQ(add(vocabulary, {{"github", ""}}), std::vector{Addition::added});
@@ -41,7 +41,7 @@ TEST(Vocabulary, AnotherSpellingOfTheWordIsAnUpdate) {
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"GitHub", ""}}));
 }
 
-TEST(Vocabulary, RulesOfOneBatchFollowEachOther) {
+TEST(Vocabulary, rules_of_one_batch_follow_each_other) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     EXPECT_EQ(add(vocabulary, {{"a", "1"}, {"A", "1"}, {"A", "1"}, {"a", "2"}}),
@@ -49,7 +49,7 @@ TEST(Vocabulary, RulesOfOneBatchFollowEachOther) {
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"a", "2"}}));
 }
 
-TEST(Vocabulary, AReplacementMayBeLongButNotEndless) {
+TEST(Vocabulary, a_replacement_may_be_long_but_not_endless) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     EXPECT_EQ(
@@ -57,7 +57,7 @@ TEST(Vocabulary, AReplacementMayBeLongButNotEndless) {
         (std::vector{Addition::added, Addition::skipped}));
 }
 
-TEST(Vocabulary, TheListIsInTheOrderOfTheWordsLetterCaseIgnored) {
+TEST(Vocabulary, the_list_is_in_the_order_of_the_words_letter_case_ignored) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     std::ignore = add(vocabulary, {{"zebra", ""}, {"Apple", ""}, {"apple tree", ""}, {"Émile", ""}, {"banana", ""}});
@@ -65,7 +65,7 @@ TEST(Vocabulary, TheListIsInTheOrderOfTheWordsLetterCaseIgnored) {
                                      {"Apple", ""}, {"apple tree", ""}, {"banana", ""}, {"Émile", ""}, {"zebra", ""}}));
 }
 
-TEST(Vocabulary, RemovalAnswersWithTheWordsThatHadARule) {
+TEST(Vocabulary, removal_answers_with_the_words_that_had_a_rule) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     std::ignore = add(vocabulary, {{"GitHub", ""}, {"Café", ""}, {"kept", ""}});
@@ -74,7 +74,7 @@ TEST(Vocabulary, RemovalAnswersWithTheWordsThatHadARule) {
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"kept", ""}}));
 }
 
-TEST(Vocabulary, OutcomesHaveTheToolsWords) {
+TEST(Vocabulary, outcomes_have_the_tools_words) {
     EXPECT_STREQ(name(Addition::added), "added");
     EXPECT_STREQ(name(Addition::updated), "updated");
     EXPECT_STREQ(name(Addition::unchanged), "unchanged");

@@ -18,7 +18,7 @@ Pool::Make counting(std::atomic<int>& made) {
 
 } // namespace
 
-TEST(BoundedPool, MakesThingsOnDemandAndLendsThemAgain) {
+TEST(BoundedPool, makes_things_on_demand_and_lends_them_again) {
     std::atomic<int> made = 0;
     Pool pool{2, counting(made)};
     Cancellation cancellation;
@@ -33,7 +33,7 @@ TEST(BoundedPool, MakesThingsOnDemandAndLendsThemAgain) {
     EXPECT_EQ(made, 2);
 }
 
-TEST(BoundedPool, NeverLendsMoreThanItsLimitAtATime) {
+TEST(BoundedPool, never_lends_more_than_its_limit_at_a_time) {
     std::atomic<int> made = 0;
     std::atomic<int> lent = 0;
     std::atomic<int> most = 0;
@@ -56,7 +56,7 @@ TEST(BoundedPool, NeverLendsMoreThanItsLimitAtATime) {
     EXPECT_LE(made, 3);
 }
 
-TEST(BoundedPool, ACancelledBorrowerStopsWaitingAndHoldsNobodyUp) {
+TEST(BoundedPool, a_cancelled_borrower_stops_waiting_and_holds_nobody_up) {
     std::atomic<int> made = 0;
     Pool pool{1, counting(made)};
     Cancellation mine;
@@ -72,7 +72,7 @@ TEST(BoundedPool, ACancelledBorrowerStopsWaitingAndHoldsNobodyUp) {
     EXPECT_TRUE(second.get());
 }
 
-TEST(BoundedPool, AFailureToMakeAThingIsTheBorrowersAndFreesThePlace) {
+TEST(BoundedPool, a_failure_to_make_a_thing_is_the_borrowers_and_frees_the_place) {
     bool broken = true;
     Pool pool{1, [&]() -> std::expected<std::unique_ptr<int>, std::string> {
                   if (broken) return std::unexpected("broken");

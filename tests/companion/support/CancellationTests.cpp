@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-TEST(Cancellation, HappensOnceAndStays) {
+TEST(Cancellation, happens_once_and_stays) {
     Cancellation cancellation;
     EXPECT_FALSE(cancellation.isCancelled());
     cancellation.cancel();
@@ -13,7 +13,7 @@ TEST(Cancellation, HappensOnceAndStays) {
     EXPECT_TRUE(cancellation.isCancelled());
 }
 
-TEST(Cancellation, WakesEveryListenerOnce) {
+TEST(Cancellation, wakes_every_listener_once) {
     Cancellation cancellation;
     int first = 0;
     int second = 0;
@@ -25,7 +25,7 @@ TEST(Cancellation, WakesEveryListenerOnce) {
     EXPECT_EQ(second, 1);
 }
 
-TEST(Cancellation, WakesAListenerThatComesTooLateAtOnce) {
+TEST(Cancellation, wakes_a_listener_that_comes_too_late_at_once) {
     Cancellation cancellation;
     cancellation.cancel();
     int wakings = 0;
@@ -33,7 +33,7 @@ TEST(Cancellation, WakesAListenerThatComesTooLateAtOnce) {
     EXPECT_EQ(wakings, 1);
 }
 
-TEST(Cancellation, LeavesAListenerThatIsGoneAlone) {
+TEST(Cancellation, leaves_a_listener_that_is_gone_alone) {
     Cancellation cancellation;
     int wakings = 0;
     {
@@ -43,7 +43,7 @@ TEST(Cancellation, LeavesAListenerThatIsGoneAlone) {
     EXPECT_EQ(wakings, 0);
 }
 
-TEST(Cancellation, MayRaceWithListenersThatComeAndGo) {
+TEST(Cancellation, may_race_with_listeners_that_come_and_go) {
     for (int round = 0; round < 200; ++round) {
         Cancellation cancellation;
         std::thread canceller{[&] { cancellation.cancel(); }};

@@ -1,10 +1,11 @@
 #include "companion/support/InQuotes.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
 namespace vostel_companion {
 
-TEST(InQuotes, OtherPeoplesTextStaysOneHarmlessLine) {
+TEST(InQuotes, other_peoples_text_stays_one_harmless_line) {
     struct Row {
         const char* when;
         std::string text;
@@ -22,10 +23,7 @@ TEST(InQuotes, OtherPeoplesTextStaysOneHarmlessLine) {
         {"too long", std::string(300, 'x'), "'" + std::string(299, 'x') + "…'"},
         {"too long in the middle of a letter", std::string(298, 'x') + "é", "'" + std::string(298, 'x') + "…'"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(inQuotes(row.text), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(inQuotes(row.text), row.expected); });
 }
 
 } // namespace vostel_companion

@@ -1,4 +1,5 @@
 #include "companion/support/Iso8601.h"
+#include "tests/support/Table.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -41,7 +42,7 @@ private:
 
 } // namespace
 
-TEST(Moments, ATimestampWithItsZoneIsReadExactly) {
+TEST(Moments, a_timestamp_with_its_zone_is_read_exactly) {
     const sys_time<microseconds> expected = sys_days{2026y / August / 30} + 14h + 5min;
     struct Row {
         const char* when;
@@ -65,18 +66,15 @@ TEST(Moments, ATimestampWithItsZoneIsReadExactly) {
         {"the last year", "9999-12-31T23:59:59Z", sys_days{9999y / December / 31} + 23h + 59min + 59s},
         {"a leap day", "2024-02-29T00:00:00Z", sys_days{2024y / February / 29}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(parse(row.text), row.moment);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(parse(row.text), row.moment); });
 }
 
-TEST(Moments, APlainDateIsItsLocalMidnight) {
+TEST(Moments, a_plain_date_is_its_local_midnight) {
     EXPECT_EQ(parse("2026-08-30"), sys_days{2026y / August / 29} + 22h);
     EXPECT_EQ(parseTimestamp("2026-08-30", [](year_month_day) { return std::nullopt; }), std::nullopt);
 }
 
-TEST(Moments, AnythingElseIsRefused) {
+TEST(Moments, anything_else_is_refused) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -109,25 +107,22 @@ TEST(Moments, AnythingElseIsRefused) {
         {"a NUL behind it", std::string_view{"2026-08-30\0", 11}},
         {"digits of another script", "２０２６-08-30"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(parse(row.text), std::nullopt);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(parse(row.text), std::nullopt); });
 }
 
-TEST(Moments, AMomentIsWrittenInUTCWithMilliseconds) {
+TEST(Moments, a_moment_is_written_in_UTC_with_milliseconds) {
     const Timestamp moment = sys_days{2026y / August / 30} + 14h + 5min + 7ms;
     EXPECT_EQ(formatTimestamp(moment), "2026-08-30T14:05:00.007Z");
     EXPECT_EQ(formatTimestamp(Timestamp{-1ms}), "1969-12-31T23:59:59.999Z");
     EXPECT_EQ(formatTimestamp(sys_days{1y / January / 1}), "0001-01-01T00:00:00.000Z");
 }
 
-TEST(Moments, WhatIsWrittenIsReadAsTheSameMoment) {
+TEST(Moments, what_is_written_is_read_as_the_same_moment) {
     const Timestamp moment = sys_days{2026y / August / 30} + 14h + 5min + 7s + 123ms;
     EXPECT_EQ(parse(formatTimestamp(moment)), moment);
 }
 
-TEST(Moments, TheSystemsMidnightFollowsItsZoneAndItsClockChanges) {
+TEST(Moments, the_systems_midnight_follows_its_zone_and_its_clock_changes) {
     struct Row {
         const char* when;
         const char* zone;
@@ -154,11 +149,10 @@ TEST(Moments, TheSystemsMidnightFollowsItsZoneAndItsClockChanges) {
          sys_days{2026y / October / 25}},
         {"before 1970", "TST-3", 1950y / May / 1, sys_days{1950y / April / 30} + 21h},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const TimeZone zone{row.zone};
         EXPECT_EQ(systemLocalMidnight(row.day), row.midnight);
-    }
+    });
 }
 
 } // namespace vostel_companion

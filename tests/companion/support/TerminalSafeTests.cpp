@@ -1,10 +1,11 @@
 #include "companion/support/TerminalSafe.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
 namespace vostel_companion {
 
-TEST(TerminalSafe, NothingThatATerminalActsOnIsLeft) {
+TEST(TerminalSafe, nothing_that_a_terminal_acts_on_is_left) {
     struct Row {
         const char* when;
         std::string text;
@@ -25,11 +26,10 @@ TEST(TerminalSafe, NothingThatATerminalActsOnIsLeft) {
         {"a family", "\U0001F468\u200D\U0001F469", "\U0001F468\u200D\U0001F469", "\U0001F468\u200D\U0001F469"},
         {"Persian with a non-joiner", "می\u200Cخواهم", "می\u200Cخواهم", "می\u200Cخواهم"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(printable(row.text), row.expected);
         EXPECT_EQ(printableLine(row.text), row.inOneLine);
-    }
+    });
 }
 
 } // namespace vostel_companion

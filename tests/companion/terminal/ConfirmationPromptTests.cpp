@@ -23,7 +23,7 @@ const std::string gone = "\nThis request no longer waits: it was answered elsewh
 
 } // namespace
 
-TEST(ConfirmationPrompt, AsksOnceAndTakesAnyWayToAnswer) {
+TEST(ConfirmationPrompt, asks_once_and_takes_any_way_to_answer) {
     struct Row {
         const char* line;
         std::optional<Decision> decision;
@@ -45,7 +45,7 @@ TEST(ConfirmationPrompt, AsksOnceAndTakesAnyWayToAnswer) {
     }
 }
 
-TEST(ConfirmationPrompt, ComesToTheNextRequestWhenTheFirstIsAnswered) {
+TEST(ConfirmationPrompt, comes_to_the_next_request_when_the_first_is_answered) {
     ConfirmationPrompt prompt;
     std::ignore = prompt.look(Open{removal(1, "one"), removal(2, "two")});
     EXPECT_EQ(prompt.hear("y").answer, (Answer{uuid(1), Decision::confirmed}));
@@ -54,21 +54,21 @@ TEST(ConfirmationPrompt, ComesToTheNextRequestWhenTheFirstIsAnswered) {
     EXPECT_EQ(prompt.look({}), Turn{});
 }
 
-TEST(ConfirmationPrompt, TakesBackAQuestionThatIsSettledElsewhere) {
+TEST(ConfirmationPrompt, takes_back_a_question_that_is_settled_elsewhere) {
     ConfirmationPrompt prompt;
     std::ignore = prompt.look(Open{removal(1, "one")});
     EXPECT_EQ(prompt.look({}), (Turn{gone, false, std::nullopt}));
     EXPECT_EQ(prompt.hear("y"), Turn{}) << "an answer to nothing";
 }
 
-TEST(ConfirmationPrompt, AnAnswerToTheOldQuestionIsNotOneToTheNext) {
+TEST(ConfirmationPrompt, an_answer_to_the_old_question_is_not_one_to_the_next) {
     ConfirmationPrompt prompt;
     std::ignore = prompt.look(Open{removal(1, "one")});
     const Turn turn = prompt.look(Open{removal(2, "two")});
     EXPECT_EQ(turn, (Turn{gone + question("two"), true, std::nullopt}));
 }
 
-TEST(ConfirmationPrompt, ShowsEveryWordThatIsToBeConfirmed) {
+TEST(ConfirmationPrompt, shows_every_word_that_is_to_be_confirmed) {
     OpenConfirmation many = removal(1, "word");
     auto& words = std::get<ConfirmableAction::RemoveWords>(many.action.is).words;
     words.resize(50, "word");
@@ -77,7 +77,7 @@ TEST(ConfirmationPrompt, ShowsEveryWordThatIsToBeConfirmed) {
     EXPECT_TRUE(prompt.look(Open{many}).text.ends_with(", \"last\"\nDo it? y/n: "));
 }
 
-TEST(ConfirmationPrompt, WordsCannotDrawOnTheTerminal) {
+TEST(ConfirmationPrompt, words_cannot_draw_on_the_terminal) {
     ConfirmationPrompt prompt;
     EXPECT_EQ(prompt.look(Open{removal(1, hostile + "\n\t")}).text, question(harmless + "  "));
 }

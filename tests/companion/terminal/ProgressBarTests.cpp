@@ -1,4 +1,5 @@
 #include "companion/terminal/ProgressBar.h"
+#include "tests/support/Table.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -8,7 +9,7 @@ namespace vostel_companion {
 
 using namespace std::chrono_literals;
 
-TEST(ProgressLine, ShowsWhatFits) {
+TEST(ProgressLine, shows_what_fits) {
     struct Row {
         const char* when;
         double share;
@@ -32,10 +33,8 @@ TEST(ProgressLine, ShowsWhatFits) {
         {"a share beyond everything", 2, 0ms, 20, "Work 100%"},
         {"a share that is no number", std::nan(""), 0ms, 20, "Work   0%"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(progressLine("Work", row.share, row.elapsed, row.columns), row.line);
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(progressLine("Work", row.share, row.elapsed, row.columns), row.line); });
 }
 
 namespace {
@@ -51,7 +50,7 @@ struct Screen {
 
 } // namespace
 
-TEST(ProgressBar, RedrawsItsLineAndLeavesItEmpty) {
+TEST(ProgressBar, redraws_its_line_and_leaves_it_empty) {
     Screen screen;
     {
         ProgressBar bar{screen.terminal, "Work"};
@@ -63,7 +62,7 @@ TEST(ProgressBar, RedrawsItsLineAndLeavesItEmpty) {
     EXPECT_EQ(screen.take(), "\r\x1B[K");
 }
 
-TEST(ProgressBar, RedrawsNoMoreThanTenTimesASecondBeforeTheEnd) {
+TEST(ProgressBar, redraws_no_more_than_ten_times_a_second_before_the_end) {
     Screen screen;
     ProgressBar bar{screen.terminal, "Work"};
     screen.take();
@@ -74,7 +73,7 @@ TEST(ProgressBar, RedrawsNoMoreThanTenTimesASecondBeforeTheEnd) {
     EXPECT_EQ(screen.take(), "\r\x1B[KWork 100%");
 }
 
-TEST(ProgressBar, DrawsNothingWithoutATerminal) {
+TEST(ProgressBar, draws_nothing_without_a_terminal) {
     const std::optional<ProgressTerminal> none;
     ProgressBar bar{none, "Work"};
     bar.show(0.5);

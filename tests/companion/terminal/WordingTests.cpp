@@ -8,7 +8,7 @@ namespace vostel_companion {
 
 using namespace std::chrono_literals;
 
-TEST(Wording, TimesReadAsOnAClock) {
+TEST(Wording, times_read_as_on_a_clock) {
     struct Row {
         std::chrono::seconds time;
         const char* text;
@@ -18,7 +18,7 @@ TEST(Wording, TimesReadAsOnAClock) {
     for (const Row& row : rows) EXPECT_EQ(clockText(row.time), row.text);
 }
 
-TEST(Wording, MomentsAreToldInTheUsersTimeZone) {
+TEST(Wording, moments_are_told_in_the_users_time_zone) {
     const Timestamp moment{1'000'000'000'000ms};
     ::setenv("TZ", "UTC-02:00", 1);
     ::tzset();

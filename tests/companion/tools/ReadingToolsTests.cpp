@@ -30,7 +30,7 @@ std::string parsed(const MCPValue& value) {
 
 } // namespace
 
-TEST(ReadingTools, AreDeniedUntilTheUserTurnsReadingOn) {
+TEST(ReadingTools, are_denied_until_the_user_turns_reading_on) {
     ToolStage stage;
     for (const char* tool : {"history_list", "transcripts_list", "recordings_list", "recording_get"}) {
         SCOPED_TRACE(tool);
@@ -47,7 +47,7 @@ TEST(ReadingTools, AreDeniedUntilTheUserTurnsReadingOn) {
     EXPECT_EQ(parsed(stage.result), R"({"recordings":[],"returnedCount":0,"totalCount":0})");
 }
 
-TEST(HistoryList, ShowsTheNewestDictationsOfTheWindow) {
+TEST(HistoryList, shows_the_newest_dictations_of_the_window) {
     ToolStage stage;
     stage.allowReading();
     {
@@ -72,7 +72,7 @@ TEST(HistoryList, ShowsTheNewestDictationsOfTheWindow) {
     EXPECT_EQ(stage.text("history_list", MCPValue::object({{"since", "2026-08-31"}})), "There are no dictations here.");
 }
 
-TEST(HistoryList, LeavesOutTheOldestWhenTheResultWouldBeTooLarge) {
+TEST(HistoryList, leaves_out_the_oldest_when_the_result_would_be_too_large) {
     ToolStage stage;
     stage.allowReading();
     {
@@ -98,7 +98,7 @@ TEST(HistoryList, LeavesOutTheOldestWhenTheResultWouldBeTooLarge) {
         "xx\n\n[TRUNCATED: showing first 500000 of 600000 characters.] Full transcript was not yet saved to disk."));
 }
 
-TEST(TranscriptsList, ShowsSummariesAndOneTranscriptInFull) {
+TEST(TranscriptsList, shows_summaries_and_one_transcript_in_full) {
     ToolStage stage;
     stage.allowReading();
     addTranscript(stage, 1, noon, "hello there", {{"hello", 0s, Seconds{0.41}}, {"there", Seconds{0.5}, 1s}});
@@ -127,7 +127,7 @@ TEST(TranscriptsList, ShowsSummariesAndOneTranscriptInFull) {
     EXPECT_FALSE(std::filesystem::exists(stage.paths.transcripts())) << "what is short is not saved again";
 }
 
-TEST(TranscriptsList, SavesALongTranscriptThatItHasToCut) {
+TEST(TranscriptsList, saves_a_long_transcript_that_it_has_to_cut) {
     ToolStage stage;
     stage.allowReading();
     std::vector<TranscriptSegment> segments(1500, {std::string(499, 'x'), 0s, 1s});
@@ -140,7 +140,7 @@ TEST(TranscriptsList, SavesALongTranscriptThatItHasToCut) {
     EXPECT_EQ((*stage.result["entries"]->asArray())[0]["segments"]->asArray()->size(), 1000U);
 }
 
-TEST(RecordingTools, ShowARecordingInEachOfItsStates) {
+TEST(RecordingTools, show_a_recording_in_each_of_its_states) {
     ToolStage stage;
     stage.allowReading();
     {
@@ -187,7 +187,7 @@ TEST(RecordingTools, ShowARecordingInEachOfItsStates) {
               "2026-08-30T12:00:01.000Z · recording · 0 turns · id 00000000-0000-0000-0000-000000000001\n");
 }
 
-TEST(RecordingGet, CutsTextAndTurnsAlikeAndSavesTheWhole) {
+TEST(RecordingGet, cuts_text_and_turns_alike_and_saves_the_whole) {
     ToolStage stage;
     stage.allowReading();
     {

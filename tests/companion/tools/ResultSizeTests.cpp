@@ -16,7 +16,7 @@ MCPToolOutcome textOf(std::size_t bytes) { return {MCPToolOutcome::Text{std::str
 
 } // namespace
 
-TEST(FittingOutcome, HasAllItemsWhenTheyFit) {
+TEST(FittingOutcome, has_all_items_when_they_fit) {
     std::vector<std::size_t> asked;
     const auto build = [&](std::size_t count) {
         asked.push_back(count);
@@ -27,7 +27,7 @@ TEST(FittingOutcome, HasAllItemsWhenTheyFit) {
     EXPECT_EQ(asked, (std::vector<std::size_t>{1000, 0}));
 }
 
-TEST(FittingOutcome, TakesAQuarterLessUntilTheRestFits) {
+TEST(FittingOutcome, takes_a_quarter_less_until_the_rest_fits) {
     std::vector<std::size_t> asked;
     const MCPToolOutcome outcome = fittingOutcome(20, [&](std::size_t count) {
         asked.push_back(count);
@@ -37,18 +37,18 @@ TEST(FittingOutcome, TakesAQuarterLessUntilTheRestFits) {
     EXPECT_LE(resultSize(outcome), largestResult);
 }
 
-TEST(FittingOutcome, IsAFailureWhenNothingFits) {
+TEST(FittingOutcome, is_a_failure_when_nothing_fits) {
     const auto build = [](std::size_t) { return textOf(largestResult); };
     EXPECT_EQ(fittingOutcome(3, build), (MCPToolOutcome{MCPToolError{"The result is too large to be sent."}}));
 }
 
-TEST(ResultSize, CountsWhatTheClientIsSent) {
+TEST(ResultSize, counts_what_the_client_is_sent) {
     // A quotation mark and a line break take two bytes each in JSON, and the fence has its own.
     EXPECT_EQ(resultSize({MCPToolOutcome::Text{"\"\n", std::nullopt}}), resultSize(textOf(4)));
     EXPECT_EQ(resultSize(textOf(1000)), resultSize(textOf(0)) + 1000);
 }
 
-TEST(PartedText, ShowsAllOrTheFirstPartsAndSavesTheWholeOnlyWhenItIsCut) {
+TEST(PartedText, shows_all_or_the_first_parts_and_saves_the_whole_only_when_it_is_cut) {
     int saved = 0;
     const auto save = [&] {
         ++saved;
@@ -68,7 +68,7 @@ TEST(PartedText, ShowsAllOrTheFirstPartsAndSavesTheWholeOnlyWhenItIsCut) {
               "one\n\n[TRUNCATED: showing first 3 of 7 characters.] Full transcript was not yet saved to disk.");
 }
 
-TEST(PartedText, EndsThatDoNotFitTheTextNeverCutACharacter) {
+TEST(PartedText, ends_that_do_not_fit_the_text_never_cut_a_character) {
     PartedText text{"één two", {1, 4, 400}, [] { return std::nullopt; }};
     EXPECT_EQ(text.parts(), 2U);
     EXPECT_TRUE(text.shown(1).starts_with("\n\n[TRUNCATED: showing first 0 of 7 characters.]")) << text.shown(1);

@@ -1,6 +1,7 @@
 // What all tools have in common: arguments are hostile, and nothing is promised that is not there.
 #include "kit/tools/MCPToolCatalogue.h"
 #include "tests/companion/tools/ToolStage.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 #include <set>
@@ -13,7 +14,7 @@ MCPValue strings(std::size_t count) { return MCPValue::array(std::vector<MCPValu
 
 } // namespace
 
-TEST(Tools, AreThoseOfTheCatalogue) {
+TEST(Tools, are_those_of_the_catalogue) {
     ToolStage stage;
     std::set<std::string> announced;
     for (const MCPTool& tool : MCPToolCatalogue::tools(/*youTubeAvailable=*/true)) announced.insert(tool.name);
@@ -22,7 +23,7 @@ TEST(Tools, AreThoseOfTheCatalogue) {
     EXPECT_EQ(present, announced);
 }
 
-TEST(Tools, ArgumentsThatAToolDoesNotTakeAreRefusedInOneSentence) {
+TEST(Tools, arguments_that_a_tool_does_not_take_are_refused_in_one_sentence) {
     const MCPValue rule = MCPValue::object({{"word", "a"}, {"replacement", "b"}});
     struct Row {
         const char* when;
@@ -124,15 +125,13 @@ TEST(Tools, ArgumentsThatAToolDoesNotTakeAreRefusedInOneSentence) {
     };
     ToolStage stage;
     stage.allowReading();
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(stage.refusal(row.tool, row.arguments), row.sentence);
-    }
+    vostel_tests::forEachRow(rows,
+                             [&](const Row& row) { EXPECT_EQ(stage.refusal(row.tool, row.arguments), row.sentence); });
     EXPECT_TRUE(stage.transcribed.empty());
     EXPECT_TRUE(stage.told.empty());
 }
 
-TEST(Tools, ADatabaseThatCannotBeOpenedIsSaidInOneSentence) {
+TEST(Tools, a_database_that_cannot_be_opened_is_said_in_one_sentence) {
     ToolStage stage;
     writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
     const std::string sentence = "Vostel's database " + stage.paths.database().string() +
@@ -146,7 +145,7 @@ TEST(Tools, ADatabaseThatCannotBeOpenedIsSaidInOneSentence) {
     EXPECT_EQ(stage.refusal("vocabulary_remove", words), sentence);
 }
 
-TEST(Tools, ACancelledCallDoesNotWaitForTheDatabase) {
+TEST(Tools, a_cancelled_call_does_not_wait_for_the_database) {
     ToolStage stage;
     stage.cancellation.cancel();
     EXPECT_EQ(stage.refusal("vocabulary_list"), "The call was cancelled.");
@@ -155,7 +154,7 @@ TEST(Tools, ACancelledCallDoesNotWaitForTheDatabase) {
     EXPECT_TRUE(stage.told.empty());
 }
 
-TEST(Arguments, ANumberWithoutAFractionIsWholeHoweverItIsWritten) {
+TEST(Arguments, a_number_without_a_fraction_is_whole_however_it_is_written) {
     ToolStage stage;
     stage.allowReading();
     EXPECT_EQ(stage.text("history_list", MCPValue::object({{"limit", 10.0}})), "There are no dictations here.");

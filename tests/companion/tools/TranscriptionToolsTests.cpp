@@ -3,6 +3,7 @@
 #include "companion/tools/ResultSize.h"
 #include "companion/tools/TranscriptFile.h"
 #include "tests/companion/tools/ToolStage.h"
+#include "tests/support/Table.h"
 
 #include <cstdlib>
 #include <sys/stat.h>
@@ -39,7 +40,7 @@ std::vector<std::filesystem::path> files(const ToolStage& stage) {
 
 } // namespace
 
-TEST(TranscribeFile, AnswersStoresAndSavesTheWords) {
+TEST(TranscribeFile, answers_stores_and_saves_the_words) {
     ToolStage stage;
     EXPECT_EQ(stage.text("transcribe_file", meeting), "hello there");
     EXPECT_EQ(stage.result,
@@ -66,7 +67,7 @@ TEST(TranscribeFile, AnswersStoresAndSavesTheWords) {
     EXPECT_TRUE(files(stage)[0].filename().string().ends_with(" meeting.m4a 00000000.txt")) << files(stage)[0];
 }
 
-TEST(TranscribeFile, AppliesTheVocabularyToTextAndSegmentsAlike) {
+TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
     ToolStage stage;
     const VocabularyRule rules[] = {{"jon dash wood", "John Dashwood"}, {"mcp", ""}, {"Hello", "Good morning"}};
     addRules(stage, rules);
@@ -79,14 +80,14 @@ TEST(TranscribeFile, AppliesTheVocabularyToTextAndSegmentsAlike) {
     EXPECT_EQ(readFile(files(stage)[0]), "Good morning John Dashwood mcp\n");
 }
 
-TEST(TranscribeFile, SpeechlessSoundIsAnEmptyTranscript) {
+TEST(TranscribeFile, speechless_sound_is_an_empty_transcript) {
     ToolStage stage;
     stage.heard = spokenWords({});
     EXPECT_EQ(stage.text("transcribe_file", meeting), "");
     EXPECT_EQ(stored(stage).size(), 1U);
 }
 
-TEST(TranscribeFile, AFailureIsOneSentenceAndStoresNothing) {
+TEST(TranscribeFile, a_failure_is_one_sentence_and_stores_nothing) {
     ToolStage stage;
     stage.heard = std::unexpected(
         TranscriptionError{TranscriptionError::UnusableFile{"/home/robin/meeting.m4a", {AudioError::Missing{}}}});
@@ -95,7 +96,7 @@ TEST(TranscribeFile, AFailureIsOneSentenceAndStoresNothing) {
     EXPECT_TRUE(files(stage).empty());
 }
 
-TEST(TranscribeFile, CutsTextAndSegmentsAlikeAndNamesTheFileWithTheWhole) {
+TEST(TranscribeFile, cuts_text_and_segments_alike_and_names_the_file_with_the_whole) {
     ToolStage stage;
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s}); // 624,999 characters
     const std::string text = stage.text("transcribe_file", meeting);
@@ -108,7 +109,7 @@ TEST(TranscribeFile, CutsTextAndSegmentsAlikeAndNamesTheFileWithTheWhole) {
     EXPECT_EQ(stored(stage).at(0).segments.size(), 1250U);
 }
 
-TEST(TranscribeFile, AResultStaysSmallHoweverLongTheCharactersAre) {
+TEST(TranscribeFile, a_result_stays_small_however_long_the_characters_are) {
     ToolStage stage;
     std::string accents = "a";
     while (accents.size() < 4000) accents += "\u0301";
@@ -122,7 +123,7 @@ TEST(TranscribeFile, AResultStaysSmallHoweverLongTheCharactersAre) {
     EXPECT_GT((*done.structured)["segments"]->asArray()->size(), 500U);
 }
 
-TEST(TranscribeFile, TheWordsAreAnsweredAlsoWhenNothingCanBeStored) {
+TEST(TranscribeFile, the_words_are_answered_also_when_nothing_can_be_stored) {
     ToolStage stage;
     writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
     writeFile(stage.paths.transcripts(), "and this is a file where a folder should be");
@@ -136,7 +137,7 @@ TEST(TranscribeFile, TheWordsAreAnsweredAlsoWhenNothingCanBeStored) {
     EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result holds the words alone";
 }
 
-TEST(TranscribeFile, ALongTextThatCouldNotBeSavedSaysSo) {
+TEST(TranscribeFile, a_long_text_that_could_not_be_saved_says_so) {
     ToolStage stage;
     writeFile(stage.paths.transcripts(), "a file where a folder should be");
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
@@ -145,7 +146,7 @@ TEST(TranscribeFile, ALongTextThatCouldNotBeSavedSaysSo) {
                               "saved to disk."));
 }
 
-TEST(TranscriptFile, ItsNameIsReadableWhateverTheSourceIsCalled) {
+TEST(TranscriptFile, its_name_is_readable_whatever_the_source_is_called) {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
     struct Row {
@@ -165,13 +166,12 @@ TEST(TranscriptFile, ItsNameIsReadableWhateverTheSourceIsCalled) {
          {file, "/" + std::string(119, 'a') + "éé"},
          "2026-08-30 14.05 " + std::string(119, 'a') + " 00000000.txt"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(transcriptFileName(testBegins, titleOf(row.source), uuid(7)), row.name);
-    }
+    });
 }
 
-TEST(TranscribeURL, TranscribesTheAudioOfTheLink) {
+TEST(TranscribeURL, transcribes_the_audio_of_the_link) {
     ToolStage stage;
     EXPECT_EQ(stage.text("transcribe_url", video), "hello there");
     EXPECT_EQ(stage.downloaded, std::vector<std::string>{"https://youtu.be/abc?t=1"});
@@ -184,7 +184,7 @@ TEST(TranscribeURL, TranscribesTheAudioOfTheLink) {
     EXPECT_TRUE(files(stage).at(0).filename().string().ends_with(" youtu.be-abc-t=1 00000000.txt"));
 }
 
-TEST(TranscribeURL, EachRefusedLinkHasASentenceOfItsOwn) {
+TEST(TranscribeURL, each_refused_link_has_a_sentence_of_its_own) {
     struct Row {
         const char* when;
         const char* url;
@@ -209,23 +209,22 @@ TEST(TranscribeURL, EachRefusedLinkHasASentenceOfItsOwn) {
          {"8.8.8.8", "192.168.1.1"},
          "The link's host has an address inside a private network, so Vostel does not open the link."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         ToolStage stage;
         stage.addresses = row.addresses;
         EXPECT_EQ(stage.refusal("transcribe_url", MCPValue::object({{"url", row.url}})), row.sentence);
         EXPECT_TRUE(stage.downloaded.empty());
-    }
+    });
 }
 
-TEST(TranscribeURL, AnImpossibleLanguageIsRefusedBeforeAnythingIsFetched) {
+TEST(TranscribeURL, an_impossible_language_is_refused_before_anything_is_fetched) {
     ToolStage stage;
     EXPECT_EQ(stage.refusal("transcribe_url", MCPValue::object({{"url", "https://youtu.be/a"}, {"language", "?"}})),
               "The language '?' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.");
     EXPECT_TRUE(stage.resolved.empty());
 }
 
-TEST(TranscribeURL, FailuresSpeakOfTheLinkAndNotOfOurFile) {
+TEST(TranscribeURL, failures_speak_of_the_link_and_not_of_our_file) {
     ToolStage stage;
     stage.heard = std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{"/x", {AudioError::NotAudio{}}}});
     EXPECT_EQ(stage.refusal("transcribe_url", video),

@@ -29,7 +29,7 @@ const std::string why = "\nA rule is skipped when its word has no usable text or
 
 } // namespace
 
-TEST(VocabularyTools, ReportWhatBecameOfEachRule) {
+TEST(VocabularyTools, report_what_became_of_each_rule) {
     ToolStage stage;
     EXPECT_EQ(stage.text("vocabulary_list"), "0 vocabulary rules.");
     EXPECT_EQ(stage.text("vocabulary_add", rules({{"jon", "John"}, {" MCP ", ""}, {"!?", "x"}})),
@@ -50,14 +50,14 @@ TEST(VocabularyTools, ReportWhatBecameOfEachRule) {
                                                        MCPValue::object({{"word", "MCP"}, {"replacement", ""}})})}}));
 }
 
-TEST(VocabularyTools, ARuleThatIsFarTooLongIsSkippedAndNotRepeatedInFull) {
+TEST(VocabularyTools, a_rule_that_is_far_too_long_is_skipped_and_not_repeated_in_full) {
     ToolStage stage;
     const std::string word(5'000'000, 'x');
     EXPECT_EQ(stage.text("vocabulary_add", rules({{word.c_str(), "short"}})),
               "1 outcome.\nskipped: " + std::string(1000, 'x') + "… → short" + why);
 }
 
-TEST(VocabularyTools, AVocabularyThatFillsAResultIsShownAsFarAsItGoes) {
+TEST(VocabularyTools, a_vocabulary_that_fills_a_result_is_shown_as_far_as_it_goes) {
     ToolStage stage;
     {
         Database database = stage.database();
@@ -74,7 +74,7 @@ TEST(VocabularyTools, AVocabularyThatFillsAResultIsShownAsFarAsItGoes) {
     EXPECT_EQ((*text.structured)["entries"]->asArray()->size(), 1125U);
 }
 
-TEST(VocabularyRemove, WaitsForThePersonThenTellsWhatWasRemovedOnce) {
+TEST(VocabularyRemove, waits_for_the_person_then_tells_what_was_removed_once) {
     ToolStage stage;
     EXPECT_EQ(stage.text("vocabulary_add", rules({{"Jon", "John"}, {"MCP", ""}})).substr(0, 10), "2 outcomes");
     const std::string pending = "waits (00000000-0000-0000-0000-000000000001): Remove the vocabulary rules for "
@@ -95,7 +95,7 @@ TEST(VocabularyRemove, WaitsForThePersonThenTellsWhatWasRemovedOnce) {
         << "the outcome is told once, then it is a new request";
 }
 
-TEST(VocabularyRemove, DeniedAndExpiredRequestsAreFailuresWithTheirOwnSentence) {
+TEST(VocabularyRemove, denied_and_expired_requests_are_failures_with_their_own_sentence) {
     ToolStage stage;
     std::ignore = stage.run("vocabulary_remove", words({"a"}));
     answer(stage, 1, Decision::denied);
@@ -115,7 +115,7 @@ TEST(VocabularyRemove, DeniedAndExpiredRequestsAreFailuresWithTheirOwnSentence) 
     EXPECT_EQ(stage.result, MCPValue::object({{"removed", MCPValue::array({})}}));
 }
 
-TEST(ModelTools, ListInstallAndRemoveAModel) {
+TEST(ModelTools, list_install_and_remove_a_model) {
     ToolStage stage;
     const MCPValue german = MCPValue::object({{"identifier", "de"}});
     EXPECT_EQ(stage.text("models_list"), "Speech recognition models:\nen-us · English (United States) · installed\n"
@@ -153,7 +153,7 @@ TEST(ModelTools, ListInstallAndRemoveAModel) {
     EXPECT_EQ(stage.result, MCPValue::object({{"identifier", "de"}, {"removed", false}}));
 }
 
-TEST(ModelTools, AFailedOrCancelledInstallationLeavesNothing) {
+TEST(ModelTools, a_failed_or_cancelled_installation_leaves_nothing) {
     ToolStage stage;
     const MCPValue german = MCPValue::object({{"identifier", "de"}});
     const std::string zeros(64, '0');

@@ -1,4 +1,5 @@
 #include "companion/transcript/SpokenTurns.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +20,7 @@ RecordingLine them(const char* text, double start, double end) {
 
 } // namespace
 
-TEST(Conversation, IsMadeOfTheTurnsOfBothTracks) {
+TEST(Conversation, is_made_of_the_turns_of_both_tracks) {
     struct Row {
         const char* when;
         Words microphone;
@@ -42,11 +43,10 @@ TEST(Conversation, IsMadeOfTheTurnsOfBothTracks) {
         {"the same moment", {word("a", 0, 1)}, {word("b", 0, 1)}, {me("a", 0, 1), them("b", 0, 1)}},
         {"words that overlap", {word("a", 0, 2), word("b", 1, 3)}, {}, {me("a b", 0, 3)}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_TRUE(conversation(row.microphone, row.system) == row.turns)
             << plainText(conversation(row.microphone, row.system));
-    }
+    });
 }
 
 } // namespace vostel_companion

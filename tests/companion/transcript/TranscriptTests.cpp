@@ -4,7 +4,7 @@
 
 namespace vostel_companion {
 
-TEST(Transcript, ItsTextIsTheWordsWithSingleSpaces) {
+TEST(Transcript, its_text_is_the_words_with_single_spaces) {
     EXPECT_EQ(Transcript{}.text(), "");
     EXPECT_EQ((Transcript{{{"one", {}, {}}}}.text()), "one");
     EXPECT_EQ((Transcript{{{"one", {}, {}}, {"two", {}, {}}, {"three", {}, {}}}}.text()), "one two three");

@@ -1,5 +1,6 @@
 #include "companion/support/Time.h"
 #include "companion/transcript/VocabularyMatcher.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,7 @@ TranscriptSegment spoken(std::string text, double startTime, double endTime) {
 
 } // namespace
 
-TEST(VocabularyMatcher, ARuleReplacesItsExactWordForm) {
+TEST(VocabularyMatcher, a_rule_replaces_its_exact_word_form) {
     struct Row {
         const char* when;
         Rules rules;
@@ -64,26 +65,24 @@ TEST(VocabularyMatcher, ARuleReplacesItsExactWordForm) {
         {"broken UTF-8 around it", {{"a", "b"}}, "\xFF a \xC3", "\xFF b \xC3"},
         {"a word without text matches nothing", {{"", "x"}}, "some text", "some text"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(VocabularyMatcher{row.rules}.apply(row.text), row.result);
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(VocabularyMatcher{row.rules}.apply(row.text), row.result); });
 }
 
-TEST(VocabularyMatcher, TheOrderOfTheRulesDoesNotMatter) {
+TEST(VocabularyMatcher, the_order_of_the_rules_does_not_matter) {
     const Rules rules = {{"new york city", "NYC"}, {"new", "old"}, {"new york", "NY"}};
     const Rules reversed{rules.rbegin(), rules.rend()};
     const std::string text = "new york city, new york, new";
     EXPECT_EQ(VocabularyMatcher{rules}.apply(text), VocabularyMatcher{reversed}.apply(text));
 }
 
-TEST(VocabularyMatcher, ASegmentKeepsItsTimes) {
+TEST(VocabularyMatcher, a_segment_keeps_its_times) {
     const VocabularyMatcher matcher{Rules{{"vostell", "Vostel"}}};
     EXPECT_EQ(matcher.apply(std::vector{spoken("ask", 0, 1), spoken("vostell", 1, 2), spoken("now", 2, 3)}),
               (std::vector{spoken("ask", 0, 1), spoken("Vostel", 1, 2), spoken("now", 2, 3)}));
 }
 
-TEST(VocabularyMatcher, APhraseJoinsItsSegments) {
+TEST(VocabularyMatcher, a_phrase_joins_its_segments) {
     const VocabularyMatcher matcher{Rules{{"new york", "New York"}, {"city hall", "City Hall"}}};
     EXPECT_EQ(
         matcher.apply(std::vector{spoken("in", 0, 1), spoken("new", 1, 2), spoken("york", 2, 3), spoken("city", 3, 4),
@@ -91,20 +90,20 @@ TEST(VocabularyMatcher, APhraseJoinsItsSegments) {
         (std::vector{spoken("in", 0, 1), spoken("New York", 1, 3), spoken("City Hall", 3, 5), spoken("now", 5, 6)}));
 }
 
-TEST(VocabularyMatcher, PhrasesThatShareASegmentJoinAll) {
+TEST(VocabularyMatcher, phrases_that_share_a_segment_join_all) {
     const VocabularyMatcher matcher{Rules{{"a b", "1"}, {"c d", "2"}}};
     EXPECT_EQ(matcher.apply(std::vector{spoken("a", 0, 1), spoken("b c", 1, 2), spoken("d e", 2, 3)}),
               (std::vector{spoken("1 2 e", 0, 3)}));
 }
 
-TEST(VocabularyMatcher, SegmentsWithoutTextStay) {
+TEST(VocabularyMatcher, segments_without_text_stay) {
     const VocabularyMatcher matcher{Rules{{"a b", "1"}}};
     EXPECT_EQ(matcher.apply(std::vector{spoken("", 0, 1), spoken("a", 1, 2), spoken("", 2, 3), spoken("b", 3, 4)}),
               (std::vector{spoken("", 0, 1), spoken("1", 1, 4)}));
     EXPECT_EQ(matcher.apply(std::vector<TranscriptSegment>{}), std::vector<TranscriptSegment>{});
 }
 
-TEST(VocabularyMatcher, TextAndSegmentsAgree) {
+TEST(VocabularyMatcher, text_and_segments_agree) {
     const VocabularyMatcher matcher{Rules{{"new york", "NY"}, {"it's", "it is"}, {"GitHub", ""}}};
     const std::vector segments = {spoken("it's", 0, 1), spoken("new", 1, 2), spoken("york", 2, 3),
                                   spoken("github", 3, 4)};
@@ -113,7 +112,7 @@ TEST(VocabularyMatcher, TextAndSegmentsAgree) {
     EXPECT_EQ(joined, matcher.apply("it's new york github "));
 }
 
-TEST(VocabularyMatcher, ManyRulesOverALongTextTakeOnePass) {
+TEST(VocabularyMatcher, many_rules_over_a_long_text_take_one_pass) {
     Rules rules;
     for (int number = 0; number < 5'000; ++number) {
         rules.push_back({"word number " + std::to_string(number), std::to_string(number)});

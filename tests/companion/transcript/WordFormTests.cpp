@@ -1,4 +1,5 @@
 #include "companion/transcript/WordForm.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +22,7 @@ std::string withBoundaries(std::string_view text) {
 
 } // namespace
 
-TEST(WordForm, SpellingsOfOneWordShareTheirKey) {
+TEST(WordForm, spellings_of_one_word_share_their_key) {
     struct Row {
         const char* when;
         const char* left;
@@ -41,13 +42,10 @@ TEST(WordForm, SpellingsOfOneWordShareTheirKey) {
         {"the amount of white space", "New York", "new \t\n york"},
         {"a ligature", "ﬁle", "FILE"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(wordKey(row.left), wordKey(row.right));
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(wordKey(row.left), wordKey(row.right)); });
 }
 
-TEST(WordForm, DifferentWordsHaveDifferentKeys) {
+TEST(WordForm, different_words_have_different_keys) {
     struct Row {
         const char* when;
         const char* left;
@@ -57,25 +55,22 @@ TEST(WordForm, DifferentWordsHaveDifferentKeys) {
         {"an accent", "resume", "résumé"}, {"a plural", "cat", "cats"},      {"a space", "any one", "anyone"},
         {"a hyphen", "e-mail", "email"},   {"look-alike letters", "a", "а"}, {"an apostrophe", "its", "it's"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_NE(wordKey(row.left), wordKey(row.right));
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_NE(wordKey(row.left), wordKey(row.right)); });
 }
 
-TEST(WordForm, FoldingRemembersWhereEachCharacterCameFrom) {
+TEST(WordForm, folding_remembers_where_each_character_came_from) {
     EXPECT_EQ(folded("Aß  é"),
               (std::vector<FoldedCharacter>{{'a', 0}, {'s', 1}, {'s', 1}, {' ', 3}, {'e', 5}, {U'\u0301', 5}}));
     EXPECT_EQ(folded(""), std::vector<FoldedCharacter>{});
 }
 
-TEST(WordForm, BytesThatAreNoUTF8MatchNothingButEachOther) {
+TEST(WordForm, bytes_that_are_no_UTF8_match_nothing_but_each_other) {
     EXPECT_EQ(folded("\xFF"
                      "a"),
               (std::vector<FoldedCharacter>{{U'\uFFFD', 0}, {'a', 1}}));
 }
 
-TEST(WordForm, WordsBeginAndEndWhereUnicodeSaysSo) {
+TEST(WordForm, words_begin_and_end_where_Unicode_says_so) {
     struct Row {
         const char* when;
         const char* text;
@@ -108,15 +103,14 @@ TEST(WordForm, WordsBeginAndEndWhereUnicodeSaysSo) {
         {"a sign of a Latin word", "C|+|+| |code"},
         {"emoji", "ok|\U0001F44D\U0001F3FD"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         std::string text{row.text};
         std::erase(text, '|');
         EXPECT_EQ(withBoundaries(text), row.text);
-    }
+    });
 }
 
-TEST(WordForm, AWordIsKeptComposedAndWithoutWhatCannotBeSeen) {
+TEST(WordForm, a_word_is_kept_composed_and_without_what_cannot_be_seen) {
     struct Row {
         const char* when;
         std::string given;
@@ -143,10 +137,7 @@ TEST(WordForm, AWordIsKeptComposedAndWithoutWhatCannotBeSeen) {
         {"as long as it may be", std::string(200, 'a'), std::string(200, 'a')},
         {"too long", std::string(201, 'a'), ""},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(normalizedWord(row.given), row.kept);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(normalizedWord(row.given), row.kept); });
 }
 
 } // namespace vostel_companion

@@ -3,7 +3,7 @@
 
 namespace vostel_companion {
 
-TEST(SpeechModel, IsThatOfTheLanguageWhenOneIsInstalledElseTheSystems) {
+TEST(SpeechModel, is_that_of_the_language_when_one_is_installed_else_the_systems) {
     ModelFixture fixture;
     const SpeechModel english{(fixture.folder / "system").string(), "en"};
     const SpeechModel german{fixture.installed().string(), "de"};

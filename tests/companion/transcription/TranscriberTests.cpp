@@ -2,6 +2,7 @@
 #include "tests/companion/support/AlwaysModel.h"
 #include "tests/companion/support/IgnoreProgress.h"
 #include "tests/companion/support/SoundFile.h"
+#include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
@@ -25,7 +26,7 @@ void append(std::vector<std::int16_t>& samples, const std::vector<std::int16_t>&
 
 } // namespace
 
-TEST(Transcriber, FindsTheWordsOfALongRecordingAtTheirPlaces) {
+TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
     // Two sentences with half a minute of silence before each.
     const std::vector<std::int16_t> silence(16'000 * 30);
     std::vector<std::int16_t> samples = silence;
@@ -56,7 +57,7 @@ TEST(Transcriber, FindsTheWordsOfALongRecordingAtTheirPlaces) {
     EXPECT_EQ(progress.back(), 1);
 }
 
-TEST(Transcriber, ARecordingWithoutSpeechIsNoFailure) {
+TEST(Transcriber, a_recording_without_speech_is_no_failure) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "silence.wav", wav(std::vector<std::int16_t>(16'000), 16'000));
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
@@ -66,7 +67,7 @@ TEST(Transcriber, ARecordingWithoutSpeechIsNoFailure) {
     EXPECT_EQ(done->transcript, Transcript{});
 }
 
-TEST(Transcriber, SeveralRecordingsAtOnceDoNotDisturbEachOther) {
+TEST(Transcriber, several_recordings_at_once_do_not_disturb_each_other) {
     const TemporaryFolder folder;
     auto beginning = samplesOf(spoken("0930"));
     beginning.resize(16'000 * 13 / 10);
@@ -87,7 +88,7 @@ TEST(Transcriber, SeveralRecordingsAtOnceDoNotDisturbEachOther) {
     EXPECT_EQ(texts[2].get(), first);
 }
 
-TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
+TEST(Transcriber, what_cannot_be_transcribed_is_refused_in_one_sentence) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "notes.txt", "Buy milk.\n");
     struct Row {
@@ -111,16 +112,15 @@ TEST(Transcriber, WhatCannotBeTranscribedIsRefusedInOneSentence) {
          "'" + (folder.path() / "notes.txt").string() + "' is not an audio or video file that Vostel can read."},
     };
     Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         Cancellation cancellation;
         const auto done = transcriber.transcribe(row.path, row.language, cancellation, ignoreProgress);
         ASSERT_FALSE(done);
         EXPECT_EQ(done.error().description(), row.sentence);
-    }
+    });
 }
 
-TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
+TEST(Transcriber, a_missing_model_is_refused_in_one_sentence) {
     Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
     Cancellation cancellation;
     const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress);
@@ -129,7 +129,7 @@ TEST(Transcriber, AMissingModelIsRefusedInOneSentence) {
               "Vostel's speech recognition model is missing or damaged; please install it again.");
 }
 
-TEST(Transcriber, LoadsTheModelThatTheLanguageAsksFor) {
+TEST(Transcriber, loads_the_model_that_the_language_asks_for) {
     const TemporaryFolder folder;
     std::filesystem::create_directory_symlink(VOSTEL_MODEL_FOLDER "/en-us", folder.path() / "fr");
     std::filesystem::create_symlink(VOSTEL_MODEL_FOLDER "/en-us.lm.bin", folder.path() / "fr.lm.bin");
@@ -150,7 +150,7 @@ TEST(Transcriber, LoadsTheModelThatTheLanguageAsksFor) {
     EXPECT_EQ(transcriber.transcribe(spoken("0930"), "en", cancellation, ignoreProgress)->transcript.text(), sentence);
 }
 
-TEST(Transcriber, AModelThatWasInstalledAgainIsLoadedAgain) {
+TEST(Transcriber, a_model_that_was_installed_again_is_loaded_again) {
     const TemporaryFolder folder;
     const std::filesystem::path place = folder.path() / "de";
     // As an installation does it: a fresh folder takes the place.
@@ -176,7 +176,7 @@ TEST(Transcriber, AModelThatWasInstalledAgainIsLoadedAgain) {
     EXPECT_FALSE(transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress));
 }
 
-TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
+TEST(Transcriber, a_cancelled_call_ends_in_its_middle) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     double reached = 0;
@@ -189,7 +189,7 @@ TEST(Transcriber, ACancelledCallEndsInItsMiddle) {
     EXPECT_LT(reached, 0.5);
 }
 
-TEST(Transcriber, ACancelledCallDoesNotWaitForItsTurn) {
+TEST(Transcriber, a_cancelled_call_does_not_wait_for_its_turn) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation first;
     const auto outer = transcriber.transcribe(spoken("0930"), "", first, [&](double) {

@@ -1,5 +1,6 @@
 #include "kit/clients/MCPClientConfigLogic.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -15,7 +16,7 @@ using Args = std::vector<std::string>;
 
 const std::string ours = "/Applications/Vostel.app/Contents/MacOS/vostel-mcp";
 
-TEST(MCPClientConfigLogic, AnEntryNeedsAnAbsolutePath) {
+TEST(MCPClientConfigLogic, an_entry_needs_an_absolute_path) {
     EXPECT_EQ(makeEntry(ours, {}), (MCPClientEntry{ours, {}}));
     EXPECT_EQ(makeEntry("/", {"--a", ""}), (MCPClientEntry{"/", {"--a", ""}}));
     for (const std::string_view path : {"vostel-mcp", "./vostel-mcp", "../bin/vostel-mcp", "~/vostel-mcp", " /a", ""}) {
@@ -24,7 +25,7 @@ TEST(MCPClientConfigLogic, AnEntryNeedsAnAbsolutePath) {
     }
 }
 
-TEST(MCPClientConfigLogic, AnInstallationIsJudgedByItsCommandAlone) {
+TEST(MCPClientConfigLogic, an_installation_is_judged_by_its_command_alone) {
     struct Row {
         const char* when;
         std::optional<std::string_view> existing;
@@ -62,14 +63,13 @@ TEST(MCPClientConfigLogic, AnInstallationIsJudgedByItsCommandAlone) {
          "/opt/other",
          {InstallationStatus::ForeignEntry{"/opt/other"}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(compareInstallation(row.existing, {row.wanted, {}}), row.expected);
         EXPECT_EQ(compareInstallation(row.existing, {row.wanted, {"--other", "arguments"}}), row.expected);
-    }
+    });
 }
 
-TEST(MCPClientConfigLogic, EachClientGetsItsText) {
+TEST(MCPClientConfigLogic, each_client_gets_its_text) {
     const MCPClientEntry plain{ours, {}};
     const MCPClientEntry awkward{R"(/opt/a "b" \c/vostel-mcp)", {"--x", R"(say "hi\")", ""}};
     struct Row {
@@ -103,10 +103,7 @@ command = "/opt/a \"b\" \\c/vostel-mcp"
 args = ["--x", "say \"hi\\\"", ""]
 )"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(snippetText(row.kind, row.entry), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(snippetText(row.kind, row.entry), row.expected); });
     EXPECT_EQ(claudeCodeSnippetText(awkward), snippetText(MCPClientKind::claudeCode, awkward));
     EXPECT_EQ(claudeDesktopManifestText(awkward), snippetText(MCPClientKind::claudeDesktop, awkward));
     EXPECT_EQ(codexSnippetText(awkward), snippetText(MCPClientKind::codex, awkward));
@@ -114,7 +111,7 @@ args = ["--x", "say \"hi\\\"", ""]
     EXPECT_EQ(claudeDesktopManifest(awkward), json(claudeDesktopManifestText(awkward)));
 }
 
-TEST(MCPClientConfigLogic, TheClaudeCodeCommandIsReadBackOrAbsent) {
+TEST(MCPClientConfigLogic, the_claude_code_command_is_read_back_or_absent) {
     EXPECT_EQ(claudeCodeCommand(claudeCodeEntry({ours, {"a"}})), ours);
     struct Row {
         const char* text;
@@ -133,7 +130,7 @@ TEST(MCPClientConfigLogic, TheClaudeCodeCommandIsReadBackOrAbsent) {
     }
 }
 
-TEST(MCPClientConfigLogic, TheClaudeDesktopCommandIsReadBackOrAbsent) {
+TEST(MCPClientConfigLogic, the_claude_desktop_command_is_read_back_or_absent) {
     EXPECT_EQ(claudeDesktopCommand(claudeDesktopManifest({ours, {"a"}})), ours);
     struct Row {
         const char* text;
@@ -158,7 +155,7 @@ TEST(MCPClientConfigLogic, TheClaudeDesktopCommandIsReadBackOrAbsent) {
     }
 }
 
-TEST(MCPClientConfigLogic, ACodexTableReadsLineByLine) {
+TEST(MCPClientConfigLogic, a_codex_table_reads_line_by_line) {
     using Table = CodexTable;
     struct Row {
         const char* when;
@@ -207,14 +204,12 @@ TEST(MCPClientConfigLogic, ACodexTableReadsLineByLine) {
         {"a broken command does not undo a good one", "[mcp_servers.vostel]\ncommand = \"/x\"\ncommand = no\n",
          Table{"/x", {}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(parseCodexTable("vostel", row.text), row.expected);
-    }
+    vostel_tests::forEachRow(rows,
+                             [&](const Row& row) { EXPECT_EQ(parseCodexTable("vostel", row.text), row.expected); });
     EXPECT_EQ(parseCodexTable("a.b", "[mcp_servers.a.b]\ncommand = \"/x\""), (Table{"/x", {}}));
 }
 
-TEST(MCPClientConfigLogic, CodexArgumentsAreReadByASimpleRule) {
+TEST(MCPClientConfigLogic, codex_arguments_are_read_by_a_simple_rule) {
     struct Row {
         const char* when;
         std::string value;
@@ -250,15 +245,14 @@ TEST(MCPClientConfigLogic, CodexArgumentsAreReadByASimpleRule) {
         {"another escape stays", R"(["a\nb"])", {R"(a\nb)"}},
         {"escapes outside quotes stay", R"([a\\b])", {R"(a\\b)"}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto table = parseCodexTable("vostel", "[mcp_servers.vostel]\nargs = " + row.value + "\n");
         ASSERT_TRUE(table.has_value());
         EXPECT_EQ(table->args, row.expected);
-    }
+    });
 }
 
-TEST(MCPClientConfigLogic, ACodexSnippetReadsBackAsItsEntry) {
+TEST(MCPClientConfigLogic, a_codex_snippet_reads_back_as_its_entry) {
     const MCPClientEntry entries[] = {
         {ours, {}},
         {ours, {"--a", "b c", ""}},

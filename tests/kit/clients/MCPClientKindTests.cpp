@@ -6,7 +6,7 @@
 namespace VostelMCPKit {
 namespace {
 
-TEST(MCPClientKind, EachKindHasItsNamesPathAndNote) {
+TEST(MCPClientKind, each_kind_has_its_names_path_and_note) {
     struct Row {
         MCPClientKind kind;
         std::string_view rawValue;
@@ -36,7 +36,7 @@ TEST(MCPClientKind, EachKindHasItsNamesPathAndNote) {
     }
 }
 
-TEST(MCPClientKind, OtherNamesAreNoKind) {
+TEST(MCPClientKind, other_names_are_no_kind) {
     for (const std::string_view name : {"", "claude", "Codex", "codex ", "Claude Code"}) {
         SCOPED_TRACE(name);
         EXPECT_EQ(clientKind(name), std::nullopt);

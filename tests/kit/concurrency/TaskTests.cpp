@@ -55,7 +55,7 @@ public:
     Trace lines;
 };
 
-TEST(Task, RunsOnlyWhenItIsAwaited) {
+TEST(Task, runs_only_when_it_is_awaited) {
     ManualExecutor executor;
     Recorder recorder{executor};
     { const Task<int> dropped = recorder.add("never"); }
@@ -68,7 +68,7 @@ TEST(Task, RunsOnlyWhenItIsAwaited) {
 
 Task<void> holding(std::shared_ptr<int> /*object*/) { co_return; }
 
-TEST(Task, ThatIsNeverAwaitedDropsItsParameters) {
+TEST(Task, that_is_never_awaited_drops_its_parameters) {
     const auto object = std::make_shared<int>(1);
     {
         Task<void> task = holding(object);
@@ -84,7 +84,7 @@ Task<void> awaitingLate(std::shared_ptr<int> object, Recorder* recorder) {
     *object = 2;
 }
 
-TEST(Task, FreesItsFrameAndItsParametersWhenItHasEnded) {
+TEST(Task, frees_its_frame_and_its_parameters_when_it_has_ended) {
     ManualExecutor executor;
     Recorder recorder{executor};
     const auto object = std::make_shared<int>(1);
@@ -102,7 +102,7 @@ Task<std::unique_ptr<int>> passedOn(int value) {
     co_return box;
 }
 
-TEST(Task, ItsResultMayBeMoveOnly) {
+TEST(Task, its_result_may_be_move_only) {
     ManualExecutor executor;
     const auto result = executor.run(passedOn(41));
     ASSERT_TRUE(result.has_value() && *result != nullptr);
@@ -116,7 +116,7 @@ Task<std::string> concatenation(int depth) {
     co_return inner;
 }
 
-TEST(Task, ResultsComeBackThroughManyLevels) {
+TEST(Task, results_come_back_through_many_levels) {
     ManualExecutor executor;
     const auto result = executor.run(concatenation(100));
     ASSERT_TRUE(result);
@@ -130,7 +130,7 @@ Task<void> traced(std::string name, Trace* trace) {
     trace->push_back(name + " ends");
 }
 
-TEST(Start, RunsNothingBeforeItsExecutorDoesAndThenInOrder) {
+TEST(Start, runs_nothing_before_its_executor_does_and_then_in_order) {
     ManualExecutor executor;
     Trace trace;
     start(traced("first", &trace), executor);
@@ -142,7 +142,7 @@ TEST(Start, RunsNothingBeforeItsExecutorDoesAndThenInOrder) {
     EXPECT_EQ(trace, (Trace{"first begins", "first ends", "second begins", "second ends"}));
 }
 
-TEST(Start, LeavesNothingBehind) {
+TEST(Start, leaves_nothing_behind) {
     ManualExecutor executor;
     const auto object = std::make_shared<int>(1);
     start(holding(object), executor);
@@ -158,7 +158,7 @@ Task<void> addTo(Recorder* recorder, std::string line, Trace* trace) {
     trace->push_back(line + " after");
 }
 
-TEST(Actor, ItsPiecesRunOnItsExecutorAndTheAwaiterGoesOnOnItsOwn) {
+TEST(Actor, its_pieces_run_on_its_executor_and_the_awaiter_goes_on_on_its_own) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
@@ -181,7 +181,7 @@ TEST(Actor, ItsPiecesRunOnItsExecutorAndTheAwaiterGoesOnOnItsOwn) {
     EXPECT_FALSE(callers.step());
 }
 
-TEST(Actor, TakesItsCallersInTheOrderOfTheirComing) {
+TEST(Actor, takes_its_callers_in_the_order_of_their_coming) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
@@ -197,7 +197,7 @@ TEST(Actor, TakesItsCallersInTheOrderOfTheirComing) {
 
 Task<void> addTwiceTo(Recorder* recorder, std::string line) { std::ignore = co_await recorder->addTwice(line); }
 
-TEST(Actor, ItsOwnOperationsDoNotQueueAgain) {
+TEST(Actor, its_own_operations_do_not_queue_again) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
@@ -211,7 +211,7 @@ TEST(Actor, ItsOwnOperationsDoNotQueueAgain) {
     callers.drain();
 }
 
-TEST(Actor, SerialisesThePiecesBetweenSuspensionsNotWholeOperations) {
+TEST(Actor, serialises_the_pieces_between_suspensions_not_whole_operations) {
     ManualExecutor callers;
     ManualExecutor ours;
     ManualExecutor theirs;
@@ -229,7 +229,7 @@ TEST(Actor, SerialisesThePiecesBetweenSuspensionsNotWholeOperations) {
     callers.drain();
 }
 
-TEST(Actor, ACallerOnItsExecutorNeedsNoHop) {
+TEST(Actor, a_caller_on_its_executor_needs_no_hop) {
     ManualExecutor own;
     Recorder recorder{own};
     Trace trace;
@@ -280,7 +280,7 @@ Task<std::int64_t> summing(StackUse* stack) {
     co_return sum;
 }
 
-TEST(Task, AMillionThatEndAtOnceUseNoStack) {
+TEST(Task, a_million_that_end_at_once_use_no_stack) {
     ManualExecutor executor;
     StackUse stack;
     EXPECT_EQ(executor.run(summing(&stack)), std::int64_t{manyTimes} * (manyTimes - 1) / 2);
@@ -295,7 +295,7 @@ Task<int> visiting(Recorder* recorder, int times, StackUse* stack) {
     co_return times;
 }
 
-TEST(Task, AMillionVisitsToAnActorThatRunsAtOnceUseNoStack) {
+TEST(Task, a_million_visits_to_an_actor_that_runs_at_once_use_no_stack) {
     ManualExecutor callers;
     InlineExecutor own;
     Recorder recorder{own};
@@ -305,7 +305,7 @@ TEST(Task, AMillionVisitsToAnActorThatRunsAtOnceUseNoStack) {
     EXPECT_LT(stack.bytes(), fewBytes);
 }
 
-TEST(Task, ManyVisitsToAnActorElsewhereUseNoStack) {
+TEST(Task, many_visits_to_an_actor_elsewhere_use_no_stack) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
@@ -414,7 +414,7 @@ Task<void> note(Trace* trace) {
     co_return;
 }
 
-TEST(Task, YieldingLetsTheExecutorRunWhatElseIsPosted) {
+TEST(Task, yielding_lets_the_executor_run_what_else_is_posted) {
     ManualExecutor executor;
     Trace trace;
     start(noteAroundYield(&trace), executor);
@@ -423,7 +423,7 @@ TEST(Task, YieldingLetsTheExecutorRunWhatElseIsPosted) {
     EXPECT_EQ(trace, (Trace{"before", "other", "after"}));
 }
 
-TEST(Task, ItsEndAndTheSuspensionOfItsAwaiterMayMeetOnTwoThreads) {
+TEST(Task, its_end_and_the_suspension_of_its_awaiter_may_meet_on_two_threads) {
     constexpr int callers = 4;
     constexpr int times = 5'000;
     Result result;

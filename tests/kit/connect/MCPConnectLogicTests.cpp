@@ -1,5 +1,6 @@
 #include "kit/connect/MCPConnectLogic.h"
 #include "tests/support/Repeat.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 using vostel_tests::repeat;
 
-TEST(MCPConnectLogic, ItsConstantsAreThoseOfTheApplication) {
+TEST(MCPConnectLogic, its_constants_are_those_of_the_application) {
     EXPECT_EQ(MCPConnectLogic::hostApplicationSupportDirectoryName, "com.vostel.vostel");
     EXPECT_EQ(MCPConnectLogic::socketFileName, "mcp.sock");
     EXPECT_EQ(MCPConnectLogic::socketPathByteLimit, 104U);
@@ -17,7 +18,7 @@ TEST(MCPConnectLogic, ItsConstantsAreThoseOfTheApplication) {
     EXPECT_EQ(MCPConnectLogic::pollingInterval, 500ms);
 }
 
-TEST(MCPConnectLogic, TheSocketLiesInTheFolderNamedAfterTheApplication) {
+TEST(MCPConnectLogic, the_socket_lies_in_the_folder_named_after_the_application) {
     struct Row {
         const char* when;
         const char* folder;
@@ -31,13 +32,11 @@ TEST(MCPConnectLogic, TheSocketLiesInTheFolderNamedAfterTheApplication) {
         {"letters beyond ASCII", "/Users/Zoë", "/Users/Zoë/com.vostel.vostel/mcp.sock"},
         {"the root", "/", "/com.vostel.vostel/mcp.sock"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(MCPConnectLogic::socketPath(row.folder), row.expected);
-    }
+    vostel_tests::forEachRow(rows,
+                             [&](const Row& row) { EXPECT_EQ(MCPConnectLogic::socketPath(row.folder), row.expected); });
 }
 
-TEST(MCPConnectLogic, APathFitsWhenItsBytesAndTheNulFillAtMostTheAddressField) {
+TEST(MCPConnectLogic, a_path_fits_when_its_bytes_and_the_nul_fill_at_most_the_address_field) {
     struct Row {
         const char* when;
         std::string path;
@@ -52,18 +51,17 @@ TEST(MCPConnectLogic, APathFitsWhenItsBytesAndTheNulFillAtMostTheAddressField) {
         {"two bytes per letter", repeat("é", 52), false},
         {"four bytes per letter", repeat("😀", 26), false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto checked = MCPConnectLogic::validateSocketPathLength(row.path);
         EXPECT_EQ(checked.has_value(), row.fits);
         if (!checked) {
             EXPECT_EQ(checked.error(),
                       (ConnectError{ConnectError::SocketPathTooLong{row.path, row.path.size(), /*limit=*/103}}));
         }
-    }
+    });
 }
 
-TEST(MCPConnectLogic, PollingGoesOnStrictlyBeforeTheCeiling) {
+TEST(MCPConnectLogic, polling_goes_on_strictly_before_the_ceiling) {
     struct Row {
         const char* when;
         std::chrono::duration<double> elapsed;
@@ -75,13 +73,12 @@ TEST(MCPConnectLogic, PollingGoesOnStrictlyBeforeTheCeiling) {
         {"at the ceiling", 120s, 120s, false}, {"behind the ceiling", 120'500ms, 120s, false},
         {"no time at all", 0s, 0s, false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(MCPConnectLogic::shouldContinuePolling(row.elapsed, row.ceiling), row.continues);
-    }
+    });
 }
 
-TEST(MCPConnectLogic, TheBundleIsThreeLevelsAboveTheHelperWhenItIsNamedSo) {
+TEST(MCPConnectLogic, the_bundle_is_three_levels_above_the_helper_when_it_is_named_so) {
     struct Row {
         const char* when;
         const char* helper;
@@ -102,13 +99,11 @@ TEST(MCPConnectLogic, TheBundleIsThreeLevelsAboveTheHelperWhenItIsNamedSo) {
         {"in the root", "/vostel-mcp", {}},
         {"no path", "", {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(MCPConnectLogic::hostApplicationBundleURL(row.helper), row.bundle);
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(MCPConnectLogic::hostApplicationBundleURL(row.helper), row.bundle); });
 }
 
-TEST(ConnectError, EachCaseHasItsSentence) {
+TEST(ConnectError, each_case_has_its_sentence) {
     struct Row {
         const char* when;
         ConnectError error;
@@ -129,13 +124,10 @@ TEST(ConnectError, EachCaseHasItsSentence) {
          {ConnectError::LaunchServicesUnavailable{}},
          "Vostel could not be launched automatically. Please open Vostel yourself and try again."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(row.error.errorDescription(), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(row.error.errorDescription(), row.expected); });
 }
 
-TEST(ConnectError, ComparesCaseAndPayload) {
+TEST(ConnectError, compares_case_and_payload) {
     const ConnectError error{ConnectError::SocketPathTooLong{"/a", 104, 103}};
     EXPECT_EQ(error, ConnectError{error});
     EXPECT_NE(error, (ConnectError{ConnectError::SocketPathTooLong{"/b", 104, 103}}));

@@ -1,5 +1,6 @@
 #include "kit/jsonrpc/Codec.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -74,7 +75,7 @@ std::expected<T, Error> failed(auto reason) {
     return std::unexpected(Error{std::move(reason)});
 }
 
-TEST(Codec, ReadsScalarsOfTheirTypeAlone) {
+TEST(Codec, reads_scalars_of_their_type_alone) {
     EXPECT_EQ(decoded<bool>("true"), true);
     EXPECT_EQ(decoded<bool>("1"), failed<bool>(Error::TypeMismatch{"", "a boolean"}));
     EXPECT_EQ(decoded<std::int64_t>("1.0"), 1);
@@ -90,7 +91,7 @@ TEST(Codec, ReadsScalarsOfTheirTypeAlone) {
     EXPECT_EQ(decoded<std::vector<bool>>("[1]"), failed<std::vector<bool>>(Error::TypeMismatch{"", "a boolean"}));
 }
 
-TEST(Codec, WritesAndReadsEveryKeyOfARecord) {
+TEST(Codec, writes_and_reads_every_key_of_a_record) {
     struct Row {
         const char* when;
         Record record;
@@ -105,16 +106,15 @@ TEST(Codec, WritesAndReadsEveryKeyOfARecord) {
          {"", {}, MCPValue{}, true, false, {}, MCPValue{}},
          R"({"_meta":{"hidden":false},"flag":true,"list":[],"name":"","params":null,"value":null,"version":"1"})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(row.record), row.text);
         EXPECT_EQ(decoded<Record>(row.text), row.record);
-    }
+    });
     const Record absent{"", {}, {}, true, false, {}, 1};
     EXPECT_EQ(written(absent), R"({"_meta":{"hidden":false},"flag":true,"list":[],"name":"","value":1,"version":"1"})");
 }
 
-TEST(Codec, ReadsWhatMayBeMissingAsItsKeySays) {
+TEST(Codec, reads_what_may_be_missing_as_its_key_says) {
     struct Row {
         const char* when;
         const char* text;
@@ -128,13 +128,12 @@ TEST(Codec, ReadsWhatMayBeMissingAsItsKeySays) {
         {"another constant", R"({"name":"n","list":[],"value":1,"version":"2"})"},
         {"unknown keys", R"({"name":"n","list":[],"value":1,"Name":7,"extra":{"name":1}})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(decoded<Record>(row.text), (Record{"n", {}, MCPValue{}, true, false, {}, 1}));
-    }
+    });
 }
 
-TEST(Codec, TheFirstKeyThatFailsDecides) {
+TEST(Codec, the_first_key_that_fails_decides) {
     struct Row {
         const char* when;
         const char* text;
@@ -166,13 +165,11 @@ TEST(Codec, TheFirstKeyThatFailsDecides) {
          {Error::TypeMismatch{"inner", "an object"}}},
         {"one of two, incomplete", R"({"name":"n","list":[],"inner":{}})", {Error::KeyNotFound{"number"}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(decoded<Record>(row.text), failed<Record>(row.expected.is));
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(decoded<Record>(row.text), failed<Record>(row.expected.is)); });
 }
 
-TEST(Codec, AKindNamesTheCaseWhoseKeysStandBesideIt) {
+TEST(Codec, a_kind_names_the_case_whose_keys_stand_beside_it) {
     EXPECT_EQ(written(Beside{Circle{0.5}}), R"({"kind":"circle","radius":0.5})");
     EXPECT_EQ(decoded<Beside>(R"({"kind":"circle","radius":0.5,"side":"ignored"})"), (Beside{Circle{0.5}}));
     EXPECT_EQ(decoded<Beside>(R"({"side":2,"kind":"square"})"), (Beside{Square{2}}));
@@ -184,7 +181,7 @@ TEST(Codec, AKindNamesTheCaseWhoseKeysStandBesideIt) {
     EXPECT_EQ(decoded<Beside>("7"), failed<Beside>(Error::TypeMismatch{"", "an object"}));
 }
 
-TEST(Codec, AKindNamesTheCaseThatStandsInThePayload) {
+TEST(Codec, a_kind_names_the_case_that_stands_in_the_payload) {
     EXPECT_EQ(written(Inside{Square{2.5}}), R"({"kind":"square","payload":{"side":2.5}})");
     EXPECT_EQ(decoded<Inside>(R"({"kind":"square","payload":{"side":2.5}})"), (Inside{Square{2.5}}));
     EXPECT_EQ(decoded<Inside>(R"({"kind":"circle","payload":{"side":2.5}})"),

@@ -221,7 +221,7 @@ private:
     std::string text_;
 };
 
-TEST(JSONDifferential, BothReadersFindTheSameValueInEveryDocument) {
+TEST(JSONDifferential, both_readers_find_the_same_value_in_every_document) {
     Author author{1};
     for (int round = 0; round < 2'500; ++round) {
         const std::string text = author.document();
@@ -234,7 +234,7 @@ TEST(JSONDifferential, BothReadersFindTheSameValueInEveryDocument) {
     }
 }
 
-TEST(JSONDifferential, WhatWeWriteReadsAsTheSameValueThereAndHere) {
+TEST(JSONDifferential, what_we_write_reads_as_the_same_value_there_and_here) {
     Author author{2};
     for (int round = 0; round < 2'500; ++round) {
         const std::string text = author.document();
@@ -252,7 +252,7 @@ TEST(JSONDifferential, WhatWeWriteReadsAsTheSameValueThereAndHere) {
     }
 }
 
-TEST(JSONDifferential, BothReadersAgreeOnWhatIsNoJSON) {
+TEST(JSONDifferential, both_readers_agree_on_what_is_no_JSON) {
     constexpr std::string_view splinters[] = {"{",        "}",
                                               "[",        "]",
                                               ",",        ":",
@@ -299,7 +299,7 @@ TEST(JSONDifferential, BothReadersAgreeOnWhatIsNoJSON) {
     EXPECT_GT(rejected, 4'000);
 }
 
-TEST(JSONDifferential, BothReadersAgreeOnEveryFirstByteOfAString) {
+TEST(JSONDifferential, both_readers_agree_on_every_first_byte_of_a_string) {
     for (int first = 1; first < 256; ++first) {
         for (const char second :
              {'a', '"', '\\', 'u', '\x1F', '\x7F', '\x80', '\x8F', '\x90', '\x9F', '\xA0', '\xBF', '\xC0'}) {
@@ -309,7 +309,7 @@ TEST(JSONDifferential, BothReadersAgreeOnEveryFirstByteOfAString) {
     }
 }
 
-TEST(JSONDifferential, BothReadersAgreeOnEveryShortTextOfTheGrammarsCharacters) {
+TEST(JSONDifferential, both_readers_agree_on_every_short_text_of_the_grammars_characters) {
     constexpr std::string_view alphabet = "{}[],:\"0-.e1 ";
     std::string text;
     const auto judgeAll = [&](const auto& self, std::size_t length) -> void { // NOLINT(misc-no-recursion)

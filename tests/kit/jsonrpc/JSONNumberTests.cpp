@@ -1,5 +1,6 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <bit>
 #include <cmath>
@@ -21,7 +22,7 @@ constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
 std::string zeros(std::size_t count) { return std::string(count, '0'); }
 
-TEST(JSONNumber, IsAnIntegerWhenItsValueIsIntegralAndFitsWhateverTheNotation) {
+TEST(JSONNumber, is_an_integer_when_its_value_is_integral_and_fits_whatever_the_notation) {
     struct Row {
         const char* when;
         std::string text;
@@ -61,13 +62,10 @@ TEST(JSONNumber, IsAnIntegerWhenItsValueIsIntegralAndFitsWhateverTheNotation) {
         {"eighteen digits and an exponent", "123456789012345678e1", 1'234'567'890'123'456'780},
         {"the largest power of ten", "1e18", 1'000'000'000'000'000'000},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(json(row.text).asInt(), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(json(row.text).asInt(), row.expected); });
 }
 
-TEST(JSONNumber, IsTheNearestDoubleWhenItIsNoIntegerOf64Bits) {
+TEST(JSONNumber, is_the_nearest_double_when_it_is_no_integer_of_64_bits) {
     struct Row {
         const char* when;
         std::string text;
@@ -104,17 +102,16 @@ TEST(JSONNumber, IsTheNearestDoubleWhenItIsNoIntegerOf64Bits) {
         {"a trace above halfway", "1.000000000000000111022302462515654042363166809082031251", 1.0000000000000002},
         {"a large exponent that the fraction brings down", "0." + zeros(400) + "15e401", 1.5},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const MCPValue value = json(row.text);
         EXPECT_EQ(value.kind(), MCPValue::Kind::Double);
         EXPECT_EQ(value.asInt(), std::nullopt);
         ASSERT_TRUE(value.asDouble());
         EXPECT_EQ(std::bit_cast<std::uint64_t>(*value.asDouble()), std::bit_cast<std::uint64_t>(row.expected));
-    }
+    });
 }
 
-TEST(JSONNumber, BeyondTheDoublesItFails) {
+TEST(JSONNumber, beyond_the_doubles_it_fails) {
     struct Row {
         const char* when;
         std::string text;
@@ -128,15 +125,14 @@ TEST(JSONNumber, BeyondTheDoublesItFails) {
         {"digits and exponent together", "1" + zeros(200) + "e200"},
     };
     const DecodingError expected{DecodingError::DataCorrupted{{}, "Значение не является допустимым JSON"}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(numberFromDecimal(row.text), std::nullopt);
         EXPECT_EQ(readJSON(row.text), (std::expected<MCPValue, DecodingError>{std::unexpected(expected)}));
         EXPECT_EQ(readJSON("{\"a\":[" + row.text + "]}").error(), expected);
-    }
+    });
 }
 
-TEST(JSONNumber, DoublesAreWrittenWithTheShortestDigitsThatReadBack) {
+TEST(JSONNumber, doubles_are_written_with_the_shortest_digits_that_read_back) {
     struct Row {
         const char* when;
         double value;
@@ -168,14 +164,13 @@ TEST(JSONNumber, DoublesAreWrittenWithTheShortestDigitsThatReadBack) {
         {"a larger one", 1e23, "1e+23"},
         {"the largest of all", std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(MCPValue{row.value}), row.text);
         EXPECT_EQ(json(row.text).asDouble(), row.value);
-    }
+    });
 }
 
-TEST(JSONNumber, IntegersAreWrittenInDecimal) {
+TEST(JSONNumber, integers_are_written_in_decimal) {
     struct Row {
         const char* when;
         std::int64_t value;
@@ -188,11 +183,10 @@ TEST(JSONNumber, IntegersAreWrittenInDecimal) {
         {"the highest", highest, "9223372036854775807"},
         {"the lowest", lowest, "-9223372036854775808"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(MCPValue{row.value}), row.text);
         EXPECT_EQ(json(row.text), MCPValue{row.value});
-    }
+    });
 }
 
 /// The least number of significant digits that reads back, found by trying.
@@ -215,7 +209,7 @@ int significantDigits(std::string_view text) {
     return static_cast<int>(digits.size());
 }
 
-TEST(JSONNumber, EveryDoubleReadsBackFromAsFewDigitsAsPossible) {
+TEST(JSONNumber, every_double_reads_back_from_as_few_digits_as_possible) {
     std::mt19937_64 random{20'250'618};
     for (int round = 0; round < 5'000; ++round) {
         // Half of them of any magnitude, half of them of everyday magnitudes.
@@ -233,7 +227,7 @@ TEST(JSONNumber, EveryDoubleReadsBackFromAsFewDigitsAsPossible) {
     }
 }
 
-TEST(JSONNumber, AnIntegerIsRecognisedWhereverItsPointStands) {
+TEST(JSONNumber, an_integer_is_recognised_wherever_its_point_stands) {
     std::mt19937_64 random{7};
     for (int round = 0; round < 5'000; ++round) {
         const auto value = static_cast<std::int64_t>(random()) >> (random() % 64);

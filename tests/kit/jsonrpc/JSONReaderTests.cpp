@@ -1,5 +1,6 @@
 #include "kit/jsonrpc/JSONReader.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -19,7 +20,7 @@ std::optional<std::size_t> failure(std::string_view text) {
     return error != nullptr ? std::optional{error->offset} : std::nullopt;
 }
 
-TEST(JSONReader, ReadsEachKindOfValue) {
+TEST(JSONReader, reads_each_kind_of_value) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -50,13 +51,10 @@ TEST(JSONReader, ReadsEachKindOfValue) {
          MCPValue::array({MCPValue::array({MCPValue::object({{"a", MCPValue::array({MCPValue::object({})})}})}),
                           MCPValue::array({})})},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(json(row.text), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(json(row.text), row.expected); });
 }
 
-TEST(JSONReader, AllowsItsFourKindsOfWhiteSpaceBetweenTokens) {
+TEST(JSONReader, allows_its_four_kinds_of_white_space_between_tokens) {
     const std::string_view tokens[] = {"{", "\"a\"", ":", "[", "1", ",",     "true", ",",    "{", "}",
                                        ",", "[",     "]", "]", ",", "\"b\"", ":",    "null", "}"};
     const MCPValue expected = json(R"({"a":[1,true,{},[]],"b":null})");
@@ -67,7 +65,7 @@ TEST(JSONReader, AllowsItsFourKindsOfWhiteSpaceBetweenTokens) {
     }
 }
 
-TEST(JSONReader, UnderstandsEveryEscape) {
+TEST(JSONReader, understands_every_escape) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -93,15 +91,14 @@ TEST(JSONReader, UnderstandsEveryEscape) {
         {"an escape behind a long plain run", R"("0123456789abcdef\n0123456789abcdef\t")",
          "0123456789abcdef\n0123456789abcdef\t"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(json(row.text).asString(), row.expected);
         const MCPValue asKey = json("{" + std::string{row.text} + ":1}");
         ASSERT_NE(asKey[row.expected], nullptr);
-    }
+    });
 }
 
-TEST(JSONReader, NamesTheByteAtWhichATextStopsBeingJSON) {
+TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -216,13 +213,10 @@ TEST(JSONReader, NamesTheByteAtWhichATextStopsBeingJSON) {
         {"an empty object closed as an array", "{]", 1},
         {"deep inside", R"({"a":[{"b":[1,{"c":tru}]}]})", 19},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(failure(row.text), row.offset);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(failure(row.text), row.offset); });
 }
 
-TEST(JSONReader, RefusesATextCutShortAtAnyByte) {
+TEST(JSONReader, refuses_a_text_cut_short_at_any_byte) {
     const std::string_view text = R"( {"id":-12.5e+3,"words":["héllo","\ud83d\ude00 \"x\" \\",true,false,null,[],{}],)"
                                   R"("nested":{"a":[1,[2,[3.0]],{"b":{"c":"0123456789abcdef€"}}]},"z":0})";
     EXPECT_TRUE(readJSON(text));
@@ -233,7 +227,7 @@ TEST(JSONReader, RefusesATextCutShortAtAnyByte) {
     }
 }
 
-TEST(JSONReader, RefusesARichTextWithAnyByteReplacedByABadOne) {
+TEST(JSONReader, refuses_a_rich_text_with_any_byte_replaced_by_a_bad_one) {
     const std::string text = R"({"id":12,"list":["héllo",true,null,{"a":"0123456789abcdef€"}]})";
     for (const char bad : {'\0', '\x01', '\xC0', '\xFE', '\xFF'}) {
         for (std::size_t position = 0; position < text.size(); ++position) {
@@ -244,7 +238,7 @@ TEST(JSONReader, RefusesARichTextWithAnyByteReplacedByABadOne) {
     }
 }
 
-TEST(JSONReader, NamesTheFirstByteThatIsNoUTF8WhereverItStands) {
+TEST(JSONReader, names_the_first_byte_that_is_no_UTF8_wherever_it_stands) {
     const std::string_view bad[] = {"\x80",
                                     "\xBF",
                                     "\xC0\x80",
@@ -281,17 +275,16 @@ TEST(JSONReader, NamesTheFirstByteThatIsNoUTF8WhereverItStands) {
         {"in a number", "[1", "2]"},
         {"instead of a comma", "[1", ",2]"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         for (const auto bytes : bad) {
             std::string text{row.before};
             text.append(bytes).append(row.behind);
             EXPECT_EQ(failure(text), row.before.size()) << testing::PrintToString(bytes);
         }
-    }
+    });
 }
 
-TEST(JSONReader, OfRepeatedKeysTheLastOneWins) {
+TEST(JSONReader, of_repeated_keys_the_last_one_wins) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -309,13 +302,10 @@ TEST(JSONReader, OfRepeatedKeysTheLastOneWins) {
         {"a leading zero is another key", R"({"a1":1,"a01":2,"a1":3})", R"({"a01":2,"a1":3})"},
         {"empty keys", R"({"":1,"":2})", R"({"":2})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(written(json(row.text)), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(written(json(row.text)), row.expected); });
 }
 
-TEST(JSONReader, KeepsStringsOfEveryLengthAsTheyAre) {
+TEST(JSONReader, keeps_strings_of_every_length_as_they_are) {
     for (std::size_t length = 0; length <= 70; ++length) {
         std::string content;
         for (std::size_t index = 0; index < length; ++index) content += static_cast<char>('!' + index % 90);
@@ -328,7 +318,7 @@ TEST(JSONReader, KeepsStringsOfEveryLengthAsTheyAre) {
     }
 }
 
-TEST(JSONReader, ReadsAHundredThousandElementsAndMembers) {
+TEST(JSONReader, reads_a_hundred_thousand_elements_and_members) {
     std::string array = "[0";
     std::string object = "{\"k0\":0";
     for (int index = 1; index < 100'000; ++index) {
@@ -339,7 +329,7 @@ TEST(JSONReader, ReadsAHundredThousandElementsAndMembers) {
     EXPECT_EQ(written(json(object + "}")), object + "}");
 }
 
-TEST(DecodingError, DescribesItselfInAClause) {
+TEST(DecodingError, describes_itself_in_a_clause) {
     struct Row {
         const char* when;
         DecodingError error;
@@ -352,10 +342,7 @@ TEST(DecodingError, DescribesItselfInAClause) {
         {"a wrong type of the whole", {DecodingError::TypeMismatch{"", "an object"}}, "it is not an object"},
         {"bad content", {DecodingError::DataCorrupted{"result", "Причина"}}, "Причина"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(row.error.description(), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(row.error.description(), row.expected); });
 }
 
 } // namespace

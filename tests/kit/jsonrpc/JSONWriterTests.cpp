@@ -2,6 +2,7 @@
 #include "kit/jsonrpc/MCPLine.h"
 #include "kit/jsonrpc/MCPMessages.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -13,7 +14,7 @@ namespace {
 using vostel_tests::json;
 using vostel_tests::written;
 
-TEST(JSONWriter, WritesEachKindOfValueCompactly) {
+TEST(JSONWriter, writes_each_kind_of_value_compactly) {
     struct Row {
         const char* when;
         MCPValue value;
@@ -40,13 +41,10 @@ TEST(JSONWriter, WritesEachKindOfValueCompactly) {
         {"containers that close one behind the other",
          MCPValue::array({MCPValue::array({MCPValue::object({{"a", MCPValue::array({})}})}), 1}), R"([[{"a":[]}],1])"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(written(row.value), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(written(row.value), row.expected); });
 }
 
-TEST(JSONWriter, AValueThatKeepsItsTextIsTheSameAndItsTextIsCopied) {
+TEST(JSONWriter, a_value_that_keeps_its_text_is_the_same_and_its_text_is_copied) {
     const MCPValue plain = MCPValue::array({1, MCPValue::object({{"b", "text of some length"}, {"a", nullptr}})});
     const MCPValue kept = keepingText(plain);
     EXPECT_EQ(kept, plain);
@@ -59,7 +57,7 @@ TEST(JSONWriter, AValueThatKeepsItsTextIsTheSameAndItsTextIsCopied) {
     EXPECT_EQ(written(MCPValue::keepingText(plain, "[as it stands]")), "[as it stands]");
 }
 
-TEST(JSONWriter, OnlyAnArrayOrObjectThatCanBeWrittenKeepsItsText) {
+TEST(JSONWriter, only_an_array_or_object_that_can_be_written_keeps_its_text) {
     EXPECT_EQ(keepingText("a string of more than fifteen bytes").keptText(), std::nullopt);
     EXPECT_EQ(keepingText(1).keptText(), std::nullopt);
     const MCPValue unwritable = MCPValue::array({std::numeric_limits<double>::infinity()});
@@ -68,7 +66,7 @@ TEST(JSONWriter, OnlyAnArrayOrObjectThatCanBeWrittenKeepsItsText) {
     EXPECT_EQ(keepingText(MCPValue::object({})).keptText(), "{}");
 }
 
-TEST(JSONWriter, EscapesQuotationMarkBackslashAndControlsAndNothingElse) {
+TEST(JSONWriter, escapes_quotation_mark_backslash_and_controls_and_nothing_else) {
     const std::string_view controls[32] = {
         R"(\u0000)", R"(\u0001)", R"(\u0002)", R"(\u0003)", R"(\u0004)", R"(\u0005)", R"(\u0006)", R"(\u0007)",
         R"(\b)",     R"(\t)",     R"(\n)",     R"(\u000b)", R"(\f)",     R"(\r)",     R"(\u000e)", R"(\u000f)",
@@ -89,7 +87,7 @@ TEST(JSONWriter, EscapesQuotationMarkBackslashAndControlsAndNothingElse) {
     }
 }
 
-TEST(JSONWriter, WritesEverythingBeyondASCIIAsItIs) {
+TEST(JSONWriter, writes_everything_beyond_ASCII_as_it_is) {
     struct Row {
         const char* when;
         std::string text;
@@ -105,18 +103,17 @@ TEST(JSONWriter, WritesEverythingBeyondASCIIAsItIs) {
         {"no character", "\xEF\xBF\xBF"},
         {"a dash and quotation marks of print", "“a — b”"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(MCPValue{row.text}), "\"" + row.text + "\"");
         EXPECT_EQ(written(MCPValue::object({{row.text, row.text}})), "{\"" + row.text + "\":\"" + row.text + "\"}");
-    }
+    });
 }
 
-TEST(JSONWriter, EscapesKeysLikeValues) {
+TEST(JSONWriter, escapes_keys_like_values) {
     EXPECT_EQ(written(MCPValue::object({{"a\"\\\n\x01/", 1}})), R"({"a\"\\\n\u0001/":1})");
 }
 
-TEST(JSONWriter, NeverWritesARawLineBreak) {
+TEST(JSONWriter, never_writes_a_raw_line_break) {
     std::string all;
     for (int byte = 0; byte < 0x80; ++byte) all += static_cast<char>(byte);
     const std::string text = written(MCPValue::array({all, MCPValue::object({{all, all}})}));
@@ -124,7 +121,7 @@ TEST(JSONWriter, NeverWritesARawLineBreak) {
     EXPECT_EQ(json(text), MCPValue::array({all, MCPValue::object({{all, all}})}));
 }
 
-TEST(JSONWriter, RefusesANumberThatIsNotFiniteAndWritesNothing) {
+TEST(JSONWriter, refuses_a_number_that_is_not_finite_and_writes_nothing) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
     struct Row {
@@ -138,28 +135,27 @@ TEST(JSONWriter, RefusesANumberThatIsNotFiniteAndWritesNothing) {
         {"behind other elements", MCPValue::array({1, "two", notANumber})},
         {"deep inside", MCPValue::object({{"a", MCPValue::array({MCPValue::object({{"b", infinity}})})}, {"z", 1}})},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         Bytes out{"before"};
         EXPECT_EQ(writeJSON(row.value, out), (std::expected<void, EncodingError>{std::unexpected(EncodingError{})}));
         EXPECT_EQ(out.text(), "before");
-    }
+    });
 }
 
-TEST(JSONWriter, AppendsToWhatIsThere) {
+TEST(JSONWriter, appends_to_what_is_there) {
     Bytes out{"a"};
     EXPECT_TRUE(writeJSON(MCPValue::array({1}), out));
     EXPECT_TRUE(writeJSON("b", out));
     EXPECT_EQ(out.text(), "a[1]\"b\"");
 }
 
-TEST(MCPLine, IsTheTextOfTheMessageAndALineFeed) {
+TEST(MCPLine, is_the_text_of_the_message_and_a_line_feed) {
     Bytes out{"first\n"};
     EXPECT_TRUE(appendLine(MCPResponse::result(1, "a\nb"), out));
     EXPECT_EQ(out.text(), "first\n{\"id\":1,\"jsonrpc\":\"2.0\",\"result\":\"a\\nb\"}\n");
 }
 
-TEST(MCPLine, AMessageThatCannotBeWrittenLeavesNothing) {
+TEST(MCPLine, a_message_that_cannot_be_written_leaves_nothing) {
     Bytes out{"first\n"};
     EXPECT_FALSE(appendLine(MCPResponse::result(1, std::numeric_limits<double>::quiet_NaN()), out));
     EXPECT_EQ(out.text(), "first\n");

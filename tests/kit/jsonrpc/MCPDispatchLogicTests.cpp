@@ -2,6 +2,7 @@
 #include "kit/tools/MCPToolCatalogue.h"
 #include "tests/support/Distinct.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -22,7 +23,7 @@ using Malformed = MCPIncoming::Malformed;
 const MCPIncoming parseError{Malformed{{-32700, "Parse error", {}}}};
 const MCPIncoming invalidRequest{Malformed{{-32600, "Invalid Request", {}}}};
 
-TEST(MCPDispatchLogic, ClassifiesEveryLineAsExactlyOneCase) {
+TEST(MCPDispatchLogic, classifies_every_line_as_exactly_one_case) {
     struct Row {
         const char* when;
         std::string line;
@@ -91,13 +92,10 @@ TEST(MCPDispatchLogic, ClassifiesEveryLineAsExactlyOneCase) {
         {"a response", R"({"id":1,"jsonrpc":"2.0","result":{}})", invalidRequest},
         {"an error response", R"({"id":1,"error":{"code":1,"message":"m"}})", invalidRequest},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(classify(row.line), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(classify(row.line), row.expected); });
 }
 
-TEST(MCPDispatchLogic, ForwardsCallsAndCancellationsAndNothingElse) {
+TEST(MCPDispatchLogic, forwards_calls_and_cancellations_and_nothing_else) {
     struct Row {
         const char* when;
         const char* line;
@@ -115,15 +113,14 @@ TEST(MCPDispatchLogic, ForwardsCallsAndCancellationsAndNothingElse) {
         {"a space behind", R"({"id":1,"method":"tools/call "})", false},
         {"another method", R"({"id":1,"method":"tools/list"})", false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const MCPIncoming incoming = classify(row.line);
         const MCPHelperRoute way = route(incoming, /*youTubeAvailable=*/true);
         EXPECT_EQ(way == MCPHelperRoute{MCPHelperRoute::ForwardToApplication{incoming}}, row.forwarded);
-    }
+    });
 }
 
-TEST(MCPDispatchLogic, IgnoresEmptyLinesAndAllOtherNotifications) {
+TEST(MCPDispatchLogic, ignores_empty_lines_and_all_other_notifications) {
     for (const char* line :
          {"", " \t", R"({"method":"notifications/initialized"})", R"({"method":"unknown"})",
           R"({"method":"initialize"})", R"({"method":"tools/call"})", R"({"method":"Notifications/cancelled"})"}) {
@@ -132,7 +129,7 @@ TEST(MCPDispatchLogic, IgnoresEmptyLinesAndAllOtherNotifications) {
     }
 }
 
-TEST(MCPDispatchLogic, AnswersWhatItCannotUseWithoutIdentifier) {
+TEST(MCPDispatchLogic, answers_what_it_cannot_use_without_identifier) {
     struct Row {
         const char* when;
         const char* line;
@@ -149,13 +146,12 @@ TEST(MCPDispatchLogic, AnswersWhatItCannotUseWithoutIdentifier) {
         {"a number", "1", invalid},
         {"no JSON", "{", parse},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const MCPHelperRoute way = route(classify(row.line), /*youTubeAvailable=*/true);
         const auto* reply = std::get_if<MCPHelperRoute::ReplyWithoutID>(&way.is);
         ASSERT_NE(reply, nullptr);
         EXPECT_EQ(written(frameWithoutID(reply->error)), row.expected);
-    }
+    });
     EXPECT_EQ(written(frameWithoutID({1, "m", MCPValue::array({})})),
               R"({"error":{"code":1,"data":[],"message":"m"},"id":null,"jsonrpc":"2.0"})");
     const MCPError unwritable{1, "m", MCPValue{std::numeric_limits<double>::quiet_NaN()}};
@@ -174,7 +170,7 @@ std::string initializeReply(std::string_view revision) {
            std::string{revision} + R"(","serverInfo":{"name":"vostel-mcp","version":"4"}}})";
 }
 
-TEST(MCPDispatchLogic, InitializeIsAnsweredInTheRevisionAskedForWhenThatIsKnown) {
+TEST(MCPDispatchLogic, initialize_is_answered_in_the_revision_asked_for_when_that_is_known) {
     struct Row {
         const char* when;
         const char* params;
@@ -194,16 +190,15 @@ TEST(MCPDispatchLogic, InitializeIsAnsweredInTheRevisionAskedForWhenThatIsKnown)
         {"params are null", "null", "2025-06-18"},
         {"params are no object", R"(["2024-11-05"])", "2025-06-18"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(reply(R"({"id":1,"method":"initialize","params":)" + std::string{row.params} + "}"),
                   initializeReply(row.revision));
-    }
+    });
     EXPECT_EQ(reply(R"({"id":1,"method":"initialize"})"), initializeReply("2025-06-18"));
     EXPECT_EQ(written(handshakeResponse(MCPRequest{1, "initialize", {}}, true)), initializeReply("2025-06-18"));
 }
 
-TEST(MCPDispatchLogic, NegotiatesTheKnownRevisionOrOurs) {
+TEST(MCPDispatchLogic, negotiates_the_known_revision_or_ours) {
     EXPECT_EQ(ourRevision, "2025-06-18");
     EXPECT_EQ(knownRevisions,
               (std::array<std::string_view, 4>{"2024-11-05", "2025-03-26", "2025-06-18", "2025-11-25"}));
@@ -213,7 +208,7 @@ TEST(MCPDispatchLogic, NegotiatesTheKnownRevisionOrOurs) {
     }
 }
 
-TEST(MCPDispatchLogic, UnknownMethodsAreNotFoundAndPingIsOneOfThem) {
+TEST(MCPDispatchLogic, unknown_methods_are_not_found_and_ping_is_one_of_them) {
     struct Row {
         const char* when;
         const char* line;
@@ -233,21 +228,18 @@ TEST(MCPDispatchLogic, UnknownMethodsAreNotFoundAndPingIsOneOfThem) {
         {"a cancellation as a request", R"({"id":7,"method":"notifications/cancelled"})",
          R"({"error":{"code":-32601,"message":"Method not found: notifications/cancelled"},"id":7,"jsonrpc":"2.0"})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(reply(row.line), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(reply(row.line), row.expected); });
     EXPECT_EQ(handshakeResponse(MCPRequest{1, "tools/call", {}}, true),
               MCPResponse::failure(1, MCPError::methodNotFound("Method not found: tools/call")));
 }
 
-TEST(MCPDispatchLogic, DiscoverListsTheKnownRevisions) {
+TEST(MCPDispatchLogic, discover_lists_the_known_revisions) {
     EXPECT_EQ(
         reply(R"({"id":1,"method":"server/discover"})"),
         R"({"id":1,"jsonrpc":"2.0","result":{"versions":["2024-11-05","2025-03-26","2025-06-18","2025-11-25"]}})");
 }
 
-TEST(MCPDispatchLogic, TheToolListIsTheCatalogueForTheAvailabilityGiven) {
+TEST(MCPDispatchLogic, the_tool_list_is_the_catalogue_for_the_availability_given) {
     for (const bool youTubeAvailable : {true, false}) {
         const MCPResponse response = handshakeResponse(MCPRequest{"x", "tools/list", {}}, youTubeAvailable);
         const MCPValue expected = MCPValue::object({{"tools", encode(MCPToolCatalogue::tools(youTubeAvailable))}});
@@ -258,14 +250,14 @@ TEST(MCPDispatchLogic, TheToolListIsTheCatalogueForTheAvailabilityGiven) {
     }
 }
 
-TEST(MCPDispatchLogic, AHandshakeResponseIsForRequestsAlone) {
+TEST(MCPDispatchLogic, a_handshake_response_is_for_requests_alone) {
     const MCPRequest request{1, "server/discover", {}};
     EXPECT_EQ(handshakeResponse(MCPIncoming{request}, true), handshakeResponse(request, true));
     const MCPIncoming others[] = {{MCPNotification{"initialize", {}}}, {Batch{}}, parseError, {Empty{}}};
     for (const MCPIncoming& incoming : others) EXPECT_EQ(handshakeResponse(incoming, true), std::nullopt);
 }
 
-TEST(MCPDispatchLogic, TheClientIsWhoItSaysWhenItNamesItself) {
+TEST(MCPDispatchLogic, the_client_is_who_it_says_when_it_names_itself) {
     struct Row {
         const char* when;
         const char* params;
@@ -286,20 +278,19 @@ TEST(MCPDispatchLogic, TheClientIsWhoItSaysWhenItNamesItself) {
         {"params are null", "null", {}},
         {"params are an array", R"([{"clientInfo":{"name":"c"}}])", {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(clientInfo(MCPRequest{1, "initialize", json(row.params)}), row.expected);
-    }
+    });
     EXPECT_EQ(clientInfo(MCPRequest{1, "initialize", {}}), std::nullopt);
     EXPECT_EQ(clientInfo(MCPRequest{1, "ping", json(R"({"clientInfo":{"name":"c"}})")}), (MCPClientInfo{"c", {}}));
 }
 
-TEST(MCPDispatchLogic, TheForwardedNamesAreThoseOfTheProtocol) {
+TEST(MCPDispatchLogic, the_forwarded_names_are_those_of_the_protocol) {
     EXPECT_EQ(applicationMethod, "tools/call");
     EXPECT_EQ(applicationNotification, "notifications/cancelled");
 }
 
-TEST(MCPIncoming, ComparesAndHashesCaseAndPayload) {
+TEST(MCPIncoming, compares_and_hashes_case_and_payload) {
     expectDistinct<MCPIncoming>({{MCPRequest{1, "m", {}}},
                                  {MCPRequest{2, "m", {}}},
                                  {MCPNotification{"m", {}}},
@@ -312,7 +303,7 @@ TEST(MCPIncoming, ComparesAndHashesCaseAndPayload) {
                                  {Empty{}}});
 }
 
-TEST(MCPHelperRoute, ComparesAndHashesCaseAndPayload) {
+TEST(MCPHelperRoute, compares_and_hashes_case_and_payload) {
     using Route = MCPHelperRoute;
     expectDistinct<Route>({{Route::Reply{MCPResponse::result(1, 1)}},
                            {Route::Reply{MCPResponse::result(1, 2)}},

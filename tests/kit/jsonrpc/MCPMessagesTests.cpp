@@ -1,6 +1,7 @@
 #include "kit/jsonrpc/MCPMessages.h"
 #include "tests/support/Distinct.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -17,7 +18,7 @@ using vostel_tests::written;
 constexpr const char* badID = "Идентификатор запроса не является ни строкой, ни числом";
 constexpr const char* badResponse = "Ответ обязан нести либо result, либо error, но не оба и не ни одного";
 
-TEST(MCPRequestID, IsAnIntegerOrAString) {
+TEST(MCPRequestID, is_an_integer_or_a_string) {
     struct Row {
         const char* when;
         const char* text;
@@ -40,8 +41,7 @@ TEST(MCPRequestID, IsAnIntegerOrAString) {
         {"an array", "[7]", {}},
         {"an object", "{\"id\":7}", {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto id = decoded<MCPRequestID>(row.text);
         if (row.expected) {
             EXPECT_EQ(id, *row.expected);
@@ -50,16 +50,16 @@ TEST(MCPRequestID, IsAnIntegerOrAString) {
             EXPECT_EQ(id.error(), (DecodingError{DecodingError::DataCorrupted{{}, badID}}));
             EXPECT_EQ(id.error().description(), badID);
         }
-    }
+    });
 }
 
-TEST(MCPRequestID, IsWrittenInItsOwnType) {
+TEST(MCPRequestID, is_written_in_its_own_type) {
     EXPECT_EQ(written(MCPRequestID{7}), "7");
     EXPECT_EQ(written(MCPRequestID{"7"}), "\"7\"");
     EXPECT_EQ(written(MCPRequestID{std::numeric_limits<std::int64_t>::min()}), "-9223372036854775808");
 }
 
-TEST(MCPRequestID, ANumberNeverEqualsAStringButSharesItsText) {
+TEST(MCPRequestID, a_number_never_equals_a_string_but_shares_its_text) {
     EXPECT_NE(MCPRequestID{7}, MCPRequestID{"7"});
     EXPECT_NE(MCPRequestID{7}, MCPRequestID{8});
     EXPECT_EQ(MCPRequestID{7}, MCPRequestID{std::int64_t{7}});
@@ -73,7 +73,7 @@ TEST(MCPRequestID, ANumberNeverEqualsAStringButSharesItsText) {
     EXPECT_NE(hash(7), hash("7"));
 }
 
-TEST(MCPRequest, IsReadLenientlyButForItsIdentifierAndMethod) {
+TEST(MCPRequest, is_read_leniently_but_for_its_identifier_and_method) {
     struct Row {
         const char* when;
         const char* text;
@@ -90,13 +90,10 @@ TEST(MCPRequest, IsReadLenientlyButForItsIdentifierAndMethod) {
         {"params of any kind", R"({"id":1,"method":"","params":"text"})", {1, "", "text"}},
         {"other members", R"({"id":1,"method":"m","result":1,"error":2,"ID":3})", {1, "m", MCPValue{}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(decoded<MCPRequest>(row.text), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(decoded<MCPRequest>(row.text), row.expected); });
 }
 
-TEST(MCPRequest, FailsWithTheFirstMemberThatDoesNotFit) {
+TEST(MCPRequest, fails_with_the_first_member_that_does_not_fit) {
     struct Row {
         const char* when;
         const char* text;
@@ -117,27 +114,26 @@ TEST(MCPRequest, FailsWithTheFirstMemberThatDoesNotFit) {
         {"a number as method", R"({"id":1,"method":1})", {DecodingError::TypeMismatch{"method", "a string"}}},
         {"no object", "[]", {DecodingError::TypeMismatch{"", "an object"}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto request = decoded<MCPRequest>(row.text);
         ASSERT_FALSE(request);
         EXPECT_EQ(request.error(), row.expected) << request.error().description();
-    }
+    });
 }
 
-TEST(MCPRequest, WritesParamsWhenPresentAlsoWhenNull) {
+TEST(MCPRequest, writes_params_when_present_also_when_null) {
     EXPECT_EQ(written(MCPRequest{1, "m", MCPValue::array({1})}),
               R"({"id":1,"jsonrpc":"2.0","method":"m","params":[1]})");
     EXPECT_EQ(written(MCPRequest{"a", "m", MCPValue{}}), R"({"id":"a","jsonrpc":"2.0","method":"m","params":null})");
     EXPECT_EQ(written(MCPRequest{"a", "m", {}}), R"({"id":"a","jsonrpc":"2.0","method":"m"})");
 }
 
-TEST(MCPRequest, WithoutParamsIsWrittenWithNullOnceItWasRead) {
+TEST(MCPRequest, without_params_is_written_with_null_once_it_was_read) {
     EXPECT_EQ(written(*decoded<MCPRequest>(R"({"id":1,"method":"m"})")),
               R"({"id":1,"jsonrpc":"2.0","method":"m","params":null})");
 }
 
-TEST(MCPNotification, IsReadLikeARequestWithoutIdentifier) {
+TEST(MCPNotification, is_read_like_a_request_without_identifier) {
     EXPECT_EQ(decoded<MCPNotification>(R"({"jsonrpc":"2.0","method":"m","params":[1]})"),
               (MCPNotification{"m", MCPValue::array({1})}));
     EXPECT_EQ(decoded<MCPNotification>(R"({"method":"m"})"), (MCPNotification{"m", MCPValue{}}));
@@ -148,13 +144,13 @@ TEST(MCPNotification, IsReadLikeARequestWithoutIdentifier) {
     }
 }
 
-TEST(MCPNotification, WritesParamsWhenPresent) {
+TEST(MCPNotification, writes_params_when_present) {
     EXPECT_EQ(written(MCPNotification{"m", MCPValue::object({})}), R"({"jsonrpc":"2.0","method":"m","params":{}})");
     EXPECT_EQ(written(MCPNotification{"m", MCPValue{}}), R"({"jsonrpc":"2.0","method":"m","params":null})");
     EXPECT_EQ(written(MCPNotification{"m", {}}), R"({"jsonrpc":"2.0","method":"m"})");
 }
 
-TEST(MCPResponse, CarriesEitherAResultOrAnError) {
+TEST(MCPResponse, carries_either_a_result_or_an_error) {
     struct Row {
         const char* when;
         MCPResponse response;
@@ -169,14 +165,13 @@ TEST(MCPResponse, CarriesEitherAResultOrAnError) {
         {"an error with data", MCPResponse::failure(3, MCPError::invalidParams("m", MCPValue::array({1}))),
          R"({"error":{"code":-32602,"data":[1],"message":"m"},"id":3,"jsonrpc":"2.0"})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(row.response), row.text);
         EXPECT_EQ(decoded<MCPResponse>(row.text), row.response);
-    }
+    });
 }
 
-TEST(MCPResponse, IsRefusedWithBothWithNeitherAndWithoutIdentifier) {
+TEST(MCPResponse, is_refused_with_both_with_neither_and_without_identifier) {
     struct Row {
         const char* when;
         const char* text;
@@ -195,20 +190,19 @@ TEST(MCPResponse, IsRefusedWithBothWithNeitherAndWithoutIdentifier) {
          R"({"jsonrpc":2,"id":1,"result":1})",
          {DecodingError::TypeMismatch{"jsonrpc", "a string"}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto response = decoded<MCPResponse>(row.text);
         ASSERT_FALSE(response);
         EXPECT_EQ(response.error(), row.expected) << response.error().description();
-    }
+    });
 }
 
-TEST(MCPResponse, IsReadWhateverItsVersion) {
+TEST(MCPResponse, is_read_whatever_its_version) {
     EXPECT_EQ(decoded<MCPResponse>(R"({"id":1,"result":2})"), MCPResponse::result(1, 2));
     EXPECT_EQ(decoded<MCPResponse>(R"({"jsonrpc":"1.0","id":1,"result":2,"other":3})"), MCPResponse::result(1, 2));
 }
 
-TEST(MCPError, HasTheCodesOfJSONRPC) {
+TEST(MCPError, has_the_codes_of_JSONRPC) {
     struct Row {
         const char* when;
         MCPError error;
@@ -223,15 +217,14 @@ TEST(MCPError, HasTheCodesOfJSONRPC) {
         {"invalid params", MCPError::invalidParams("m", data), MCPError::invalidParamsCode, -32602},
         {"internal error", MCPError::internalError("m", data), MCPError::internalErrorCode, -32603},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(row.constant, row.code);
         EXPECT_EQ(row.error, (MCPError{row.code, "m", data}));
-    }
+    });
     EXPECT_EQ(MCPError::parseError("m").data, std::nullopt);
 }
 
-TEST(MCPError, ItsDataIsAbsentWhenMissingOrNull) {
+TEST(MCPError, its_data_is_absent_when_missing_or_null) {
     struct Row {
         const char* when;
         const char* text;
@@ -250,20 +243,19 @@ TEST(MCPError, ItsDataIsAbsentWhenMissingOrNull) {
          {1, "", MCPValue::object({{"a", nullptr}})},
          R"({"code":1,"data":{"a":null},"message":""})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto error = decoded<MCPError>(row.text);
         ASSERT_TRUE(error);
         EXPECT_EQ(*error, row.expected);
         EXPECT_EQ(written(*error), row.rewritten);
-    }
+    });
     for (const char* text : {R"({"message":"m"})", R"({"code":1})", R"({"code":1.5,"message":"m"})",
                              R"({"code":"1","message":"m"})", R"({"code":1,"message":null})", "[]"}) {
         EXPECT_FALSE(decoded<MCPError>(text)) << text;
     }
 }
 
-TEST(MCPMessages, CompareAndHashByEveryField) {
+TEST(MCPMessages, compare_and_hash_by_every_field) {
     expectDistinct<MCPRequestID>({1, 2, "1", "2", ""});
     expectDistinct<MCPError>(
         {{1, "m", {}}, {2, "m", {}}, {1, "n", {}}, {1, "m", 1}, {1, "m", 2}, {1, "m", MCPValue{}}});
@@ -276,7 +268,7 @@ TEST(MCPMessages, CompareAndHashByEveryField) {
                                  MCPResponse::failure(1, {2, "m", {}}), MCPResponse::result(1, encode(error))});
 }
 
-TEST(MCPMessages, EqualRecordsHashEqually) {
+TEST(MCPMessages, equal_records_hash_equally) {
     const MCPRequest request{1, "m", json(R"({"a":0.0,"b":1})")};
     const MCPRequest same{1, "m", MCPValue::object({{"b", 1}, {"a", json("0.0")}})};
     EXPECT_EQ(request, same);

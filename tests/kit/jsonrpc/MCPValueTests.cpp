@@ -1,5 +1,6 @@
 #include "kit/jsonrpc/MCPValue.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 #include <concepts>
@@ -27,13 +28,13 @@ static_assert(std::constructible_from<MCPValue, float>);
 static_assert(std::is_nothrow_copy_constructible_v<MCPValue> && std::is_nothrow_move_constructible_v<MCPValue>);
 static_assert(sizeof(MCPValue) == 16);
 
-TEST(MCPValue, HasSevenKindsInTheirOrder) {
+TEST(MCPValue, has_seven_kinds_in_their_order) {
     const Kind kinds[] = {Kind::Bool, Kind::Int, Kind::Double, Kind::String, Kind::Array, Kind::Object, Kind::Null};
     for (std::size_t index = 0; index < std::size(kinds); ++index)
         EXPECT_EQ(static_cast<std::size_t>(kinds[index]), index);
 }
 
-TEST(MCPValue, IsBuiltFromLiteralsOfEachKind) {
+TEST(MCPValue, is_built_from_literals_of_each_kind) {
     struct Row {
         const char* when;
         MCPValue value;
@@ -55,14 +56,13 @@ TEST(MCPValue, IsBuiltFromLiteralsOfEachKind) {
         {"a list", MCPValue::array({1, "two"}), Kind::Array},
         {"pairs", MCPValue::object({{"a", 1}}), Kind::Object},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(row.value.kind(), row.kind);
         EXPECT_EQ(row.value.isNull(), row.kind == Kind::Null);
-    }
+    });
 }
 
-TEST(MCPValue, EachAccessorIsAbsentForOtherKinds) {
+TEST(MCPValue, each_accessor_is_absent_for_other_kinds) {
     struct Row {
         const char* when;
         MCPValue value;
@@ -88,8 +88,7 @@ TEST(MCPValue, EachAccessorIsAbsentForOtherKinds) {
         {"an array", MCPValue::array({7}), {}, {}, {}, {}},
         {"an object", MCPValue::object({{"a", 7}}), {}, {}, {}, {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(row.value.asBool(), row.asBool);
         EXPECT_EQ(row.value.asInt(), row.asInt);
         EXPECT_EQ(row.value.asDouble(), row.asDouble);
@@ -97,10 +96,10 @@ TEST(MCPValue, EachAccessorIsAbsentForOtherKinds) {
         EXPECT_EQ(row.value.asArray().has_value(), row.value.kind() == Kind::Array);
         EXPECT_EQ(row.value.asObject().has_value(), row.value.kind() == Kind::Object);
         EXPECT_EQ(row.value["a"] != nullptr, row.value.kind() == Kind::Object);
-    }
+    });
 }
 
-TEST(MCPValue, AKeyFindsItsMemberAlsoWhenThatIsNull) {
+TEST(MCPValue, a_key_finds_its_member_also_when_that_is_null) {
     const MCPValue value = json(R"({"a":null,"b":1})");
     ASSERT_NE(value["a"], nullptr);
     EXPECT_EQ(*value["a"], MCPValue{});
@@ -109,7 +108,7 @@ TEST(MCPValue, AKeyFindsItsMemberAlsoWhenThatIsNull) {
     EXPECT_EQ((*value["b"])["b"], nullptr);
 }
 
-TEST(MCPValue, EveryKeyOfALargeObjectIsFound) {
+TEST(MCPValue, every_key_of_a_large_object_is_found) {
     std::vector<MCPValue::Member> members;
     for (int index = 0; index < 1'000; ++index) {
         members.push_back({(index % 2 == 0 ? "Key" : "key") + std::to_string(index * 7'919 % 1'000), index});
@@ -124,7 +123,7 @@ TEST(MCPValue, EveryKeyOfALargeObjectIsFound) {
     EXPECT_EQ(object["Key1001"], nullptr);
 }
 
-TEST(MCPValue, MembersStandInOutputOrderWhateverTheOrderOfBuilding) {
+TEST(MCPValue, members_stand_in_output_order_whatever_the_order_of_building) {
     std::vector<MCPValue::Member> members{{"b", 1}, {"A", 2}, {"a10", 3}, {"a2", 4}, {"_", 5}};
     std::ranges::sort(members, {}, [](const MCPValue::Member& member) { return std::string{member.key()}; });
     const auto byKey = [](const MCPValue::Member& left, const MCPValue::Member& right) {
@@ -135,7 +134,7 @@ TEST(MCPValue, MembersStandInOutputOrderWhateverTheOrderOfBuilding) {
     } while (std::next_permutation(members.begin(), members.end(), byKey));
 }
 
-TEST(MCPValue, OfMembersWithOneKeyTheLastOneWins) {
+TEST(MCPValue, of_members_with_one_key_the_last_one_wins) {
     const MCPValue value = MCPValue::object(std::vector<MCPValue::Member>{{"a", 1}, {"b", 2}, {"a", 3}, {"a", 4}});
     EXPECT_EQ(written(value), R"({"a":4,"b":2})");
     std::vector<MCPValue> keysAndValues{"b", 1, "a", 2, "b", 3};
@@ -143,13 +142,13 @@ TEST(MCPValue, OfMembersWithOneKeyTheLastOneWins) {
     EXPECT_EQ(written(MCPValue::object(std::vector<MCPValue::Member>{})), "{}");
 }
 
-TEST(MCPValueDeathTest, TwoEqualKeysInALiteralEndTheProcess) {
+TEST(MCPValueDeathTest, two_equal_keys_in_a_literal_end_the_process) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(std::ignore = MCPValue::object({{"a", 1}, {"a", 2}}), "");
     EXPECT_EQ(MCPValue::object({{"a", 1}, {"A", 2}}).asObject()->size(), 2U);
 }
 
-TEST(MCPValue, TakenElementsAreThoseOfTheArray) {
+TEST(MCPValue, taken_elements_are_those_of_the_array) {
     const std::string longText(100, 'x');
     std::vector<MCPValue> elements{1, longText, MCPValue::array({2})};
     const MCPValue copied = MCPValue::array(elements);
@@ -158,7 +157,7 @@ TEST(MCPValue, TakenElementsAreThoseOfTheArray) {
     EXPECT_EQ(written(taken), "[1,\"" + longText + "\",[2]]");
 }
 
-TEST(MCPValue, StringsOfEveryLengthAreKept) {
+TEST(MCPValue, strings_of_every_length_are_kept) {
     for (std::size_t length = 0; length <= 40; ++length) {
         const std::string text(length, '\0');
         const MCPValue value{text};
@@ -171,7 +170,7 @@ TEST(MCPValue, StringsOfEveryLengthAreKept) {
     }
 }
 
-TEST(MCPValue, CopiesAndMovesKeepTheValue) {
+TEST(MCPValue, copies_and_moves_keep_the_value) {
     const std::string_view texts[] = {
         "null", "true", "1", "1.5", "\"short\"", "\"longer than sixteen bytes\"", "[1,[2]]", "{\"a\":{\"b\":[]}}"};
     for (const auto text : texts) {
@@ -196,7 +195,7 @@ TEST(MCPValue, CopiesAndMovesKeepTheValue) {
     }
 }
 
-TEST(MCPValue, EqualsOnlyTheSameKindWithTheSamePayload) {
+TEST(MCPValue, equals_only_the_same_kind_with_the_same_payload) {
     // The values of one row equal each other and none of another row.
     const std::vector<std::vector<MCPValue>> rows{
         {nullptr, MCPValue{}, json("null")},
@@ -245,7 +244,7 @@ TEST(MCPValue, EqualsOnlyTheSameKindWithTheSamePayload) {
     }
 }
 
-TEST(MCPValue, NotANumberEqualsNothing) {
+TEST(MCPValue, not_a_number_equals_nothing) {
     const MCPValue value = notANumber;
     EXPECT_NE(value, value);
     const MCPValue array = MCPValue::array({1, notANumber});
@@ -254,7 +253,7 @@ TEST(MCPValue, NotANumberEqualsNothing) {
     EXPECT_NE(object, object);
 }
 
-TEST(MCPValue, HashesTellSimilarValuesApart) {
+TEST(MCPValue, hashes_tell_similar_values_apart) {
     const char* texts[] = {"null",
                            "true",
                            "false",
@@ -290,13 +289,13 @@ TEST(MCPValue, HashesTellSimilarValuesApart) {
     EXPECT_EQ(std::ranges::adjacent_find(hashes), hashes.end());
 }
 
-TEST(MCPValue, EqualValuesHashEquallyAlsoWhenBuiltInAnotherOrder) {
+TEST(MCPValue, equal_values_hash_equally_also_when_built_in_another_order) {
     EXPECT_EQ(MCPValue{0.0}.hash(), MCPValue{-0.0}.hash());
     EXPECT_EQ(json(R"({"b":[0.5,{"d":1,"c":2}],"a":"x"})").hash(),
               json(R"({"a":"x","b":[5e-1,{"c":2,"d":1}]})").hash());
 }
 
-TEST(KeyOrder, IgnoresLetterCaseAndComparesDigitRunsByValue) {
+TEST(KeyOrder, ignores_letter_case_and_compares_digit_runs_by_value) {
     struct Row {
         const char* when;
         std::vector<std::string> ascending;
@@ -332,8 +331,7 @@ TEST(KeyOrder, IgnoresLetterCaseAndComparesDigitRunsByValue) {
         {"digits of other scripts are letters", {"a9", "a10", "a٢", "a٣"}},
         {"a space first", {" ", "!", "/", "0", "A"}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         for (std::size_t left = 0; left < row.ascending.size(); ++left) {
             for (std::size_t right = 0; right < row.ascending.size(); ++right) {
                 const int expected = left < right ? -1 : (left > right ? 1 : 0);
@@ -341,10 +339,10 @@ TEST(KeyOrder, IgnoresLetterCaseAndComparesDigitRunsByValue) {
                     << row.ascending[left] << " " << row.ascending[right];
             }
         }
-    }
+    });
 }
 
-TEST(KeyOrder, IsATotalOrder) {
+TEST(KeyOrder, is_a_total_order) {
     // Everything of up to three of these pieces, each with each.
     const std::string_view pieces[] = {"a", "A", "_", "0", "1", "00", "9", "É", "é", "-"};
     std::vector<std::string> keys{""};

@@ -2,6 +2,7 @@
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/wire/MCPWireFrames.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -51,7 +52,7 @@ constexpr Shape shapes[] = {
 /// Leaves each level five bytes of that stack.
 constexpr std::size_t greatDepth = 200'000;
 
-TEST(Nesting, ManyLevelsAreReadWrittenCopiedComparedHashedAndDestroyed) {
+TEST(Nesting, many_levels_are_read_written_copied_compared_hashed_and_destroyed) {
     for (const Shape& shape : shapes) {
         SCOPED_TRACE(shape.when);
         onASmallStack([&] {
@@ -69,7 +70,7 @@ TEST(Nesting, ManyLevelsAreReadWrittenCopiedComparedHashedAndDestroyed) {
 // The rest is less deep, which no recursion survives either.
 constexpr std::size_t depth = 50'000;
 
-TEST(Nesting, DeepValuesThatDifferInsideAreToldApart) {
+TEST(Nesting, deep_values_that_differ_inside_are_told_apart) {
     const Shape withSiblings{"with siblings before and behind", R"([0,{"a":[],"b":)", R"(,"c":{}},1])"};
     for (const Shape& shape : {shapes[0], shapes[1], withSiblings}) {
         SCOPED_TRACE(shape.when);
@@ -88,7 +89,7 @@ TEST(Nesting, DeepValuesThatDifferInsideAreToldApart) {
     }
 }
 
-TEST(Nesting, DeepValuesOutliveTheirCopiesAndTheirOriginals) {
+TEST(Nesting, deep_values_outlive_their_copies_and_their_originals) {
     onASmallStack([] {
         MCPValue value = json(nested(depth, R"([{"a":)", "\"a string of its own block\"", "}]"));
         MCPValue copy = value;
@@ -101,7 +102,7 @@ TEST(Nesting, DeepValuesOutliveTheirCopiesAndTheirOriginals) {
     });
 }
 
-TEST(Nesting, ManyLevelsAreBuiltAndTakenApart) {
+TEST(Nesting, many_levels_are_built_and_taken_apart) {
     onASmallStack([] {
         MCPValue value = "a string of its own block";
         for (std::size_t level = 0; level < depth; ++level) {
@@ -116,7 +117,7 @@ TEST(Nesting, ManyLevelsAreBuiltAndTakenApart) {
     });
 }
 
-TEST(Nesting, AReadingThatFailsDeepInsideLeavesNothingBehind) {
+TEST(Nesting, a_reading_that_fails_deep_inside_leaves_nothing_behind) {
     struct Row {
         const char* when;
         std::string_view opening;
@@ -130,21 +131,20 @@ TEST(Nesting, AReadingThatFailsDeepInsideLeavesNothingBehind) {
         {"a bad word inside", "[", "nil", "]", depth},
         {"one bracket too many", "[", "", "]]", 2 * depth},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         onASmallStack([&] {
             const auto value = readJSON(nested(depth, row.opening, row.innermost, row.closing));
             ASSERT_FALSE(value);
             EXPECT_EQ(value.error(), DecodingError{DecodingError::NotJSON{row.offset}});
         });
-    }
+    });
 }
 
-TEST(Nesting, ADeepMemberThatALaterOneReplacesIsDestroyed) {
+TEST(Nesting, a_deep_member_that_a_later_one_replaces_is_destroyed) {
     onASmallStack([] { EXPECT_EQ(written(json("{\"a\":" + nested(depth, "[", "", "]") + ",\"a\":1}")), "{\"a\":1}"); });
 }
 
-TEST(Nesting, DeepParamsPassThroughEveryRecord) {
+TEST(Nesting, deep_params_pass_through_every_record) {
     onASmallStack([] {
         const std::string deep = nested(depth, "{\"a\":[", "", "]}");
         const auto incoming =
@@ -162,7 +162,7 @@ TEST(Nesting, DeepParamsPassThroughEveryRecord) {
     });
 }
 
-TEST(Nesting, ADeepBatchIsABatch) {
+TEST(Nesting, a_deep_batch_is_a_batch) {
     onASmallStack([] {
         const auto incoming = MCPDispatchLogic::classify(nested(depth, "[", "", "]"));
         const auto* batch = std::get_if<MCPIncoming::Batch>(&incoming.is);

@@ -1,6 +1,7 @@
 #include "kit/stdio/MCPLineBuffer.h"
 #include "kit/stdio/MCPStdoutWriter.h"
 #include "tests/support/ManualExecutor.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,7 +15,7 @@ namespace {
 using vostel_tests::ManualExecutor;
 using Lines = std::vector<std::string>;
 
-TEST(MCPLineBuffer, ReturnsTheLinesThatEachChunkCompletes) {
+TEST(MCPLineBuffer, returns_the_lines_that_each_chunk_completes) {
     struct Row {
         const char* when;
         std::vector<std::string_view> chunks;
@@ -41,16 +42,15 @@ TEST(MCPLineBuffer, ReturnsTheLinesThatEachChunkCompletes) {
            "b\vc\fd\xC2\x85"}}},
         {"NUL is a character", {std::string_view{"a\0b\n", 4}}, {{std::string{"a\0b", 3}}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         MCPLineBuffer buffer;
         std::vector<Lines> lines;
         for (const auto chunk : row.chunks) lines.push_back(buffer.append(chunk));
         EXPECT_EQ(lines, row.expected);
-    }
+    });
 }
 
-TEST(MCPLineBuffer, CutsTheSameLinesWhateverTheChunks) {
+TEST(MCPLineBuffer, cuts_the_same_lines_whatever_the_chunks) {
     const std::string text = "{\"a\":1}\n\n\xFFx\nпривет\r\n" + std::string(300, 'z') + "\nrest";
     const Lines expected{"{\"a\":1}", "", "привет\r", std::string(300, 'z')};
     for (std::size_t length = 1; length <= text.size(); ++length) {
@@ -65,7 +65,7 @@ TEST(MCPLineBuffer, CutsTheSameLinesWhateverTheChunks) {
     }
 }
 
-TEST(MCPLineBuffer, KeepsALineOfManyMebibytesUntilItsLineFeedArrives) {
+TEST(MCPLineBuffer, keeps_a_line_of_many_mebibytes_until_its_line_feed_arrives) {
     MCPLineBuffer buffer;
     const std::string chunk(65'536, 'a');
     for (int count = 0; count < 512; ++count) ASSERT_TRUE(buffer.append(chunk).empty());
@@ -74,7 +74,7 @@ TEST(MCPLineBuffer, KeepsALineOfManyMebibytesUntilItsLineFeedArrives) {
     EXPECT_EQ(lines[0].size(), 512 * chunk.size());
 }
 
-TEST(MCPLineBuffer, CopiesArePlainValues) {
+TEST(MCPLineBuffer, copies_are_plain_values) {
     MCPLineBuffer buffer;
     EXPECT_TRUE(buffer.append("a").empty());
     MCPLineBuffer copy = buffer;
@@ -106,7 +106,7 @@ struct FakeOutput {
 
 using Sent = std::expected<void, MCPWriteError>;
 
-TEST(MCPStdoutWriter, OffersTheRestUntilEveryByteIsOut) {
+TEST(MCPStdoutWriter, offers_the_rest_until_every_byte_is_out) {
     struct Row {
         const char* when;
         std::string data;
@@ -120,8 +120,7 @@ TEST(MCPStdoutWriter, OffersTheRestUntilEveryByteIsOut) {
         {"nothing, without asking", "", 1, {}},
         {"a NUL inside", std::string{"a\0b", 3}, 2, {3, 1}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         ManualExecutor executor;
         FakeOutput output;
         output.step = row.step;
@@ -131,10 +130,10 @@ TEST(MCPStdoutWriter, OffersTheRestUntilEveryByteIsOut) {
         EXPECT_EQ(*sent, Sent{});
         EXPECT_EQ(output.written, row.data);
         EXPECT_EQ(output.offered, row.offered);
-    }
+    });
 }
 
-TEST(MCPStdoutWriter, EndsAtTheFirstFailureAndLeavesWhatIsWritten) {
+TEST(MCPStdoutWriter, ends_at_the_first_failure_and_leaves_what_is_written) {
     struct Row {
         const char* when;
         FakeOutput::Answer answer;
@@ -146,8 +145,7 @@ TEST(MCPStdoutWriter, EndsAtTheFirstFailureAndLeavesWhatIsWritten) {
         {"a closed pipe", std::unexpected(PosixError{EPIPE}), PosixError{EPIPE}},
         {"a closed descriptor", std::unexpected(PosixError{EBADF}), PosixError{EBADF}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         ManualExecutor executor;
         FakeOutput output;
         output.step = 3;
@@ -160,7 +158,7 @@ TEST(MCPStdoutWriter, EndsAtTheFirstFailureAndLeavesWhatIsWritten) {
         output.failure.reset();
         EXPECT_EQ(executor.run(writer.send(Bytes{"again"})), Sent{});
         EXPECT_EQ(output.written, "012345again");
-    }
+    });
 }
 
 Task<void> sendAll(MCPStdoutWriter* writer, std::vector<std::string> messages) {
@@ -171,7 +169,7 @@ Task<void> sendAll(MCPStdoutWriter* writer, std::vector<std::string> messages) {
     }
 }
 
-TEST(MCPStdoutWriter, TwoSendersNeverInterleave) {
+TEST(MCPStdoutWriter, two_senders_never_interleave) {
     ManualExecutor senders;
     ManualExecutor own;
     FakeOutput output;
@@ -187,7 +185,7 @@ TEST(MCPStdoutWriter, TwoSendersNeverInterleave) {
     EXPECT_EQ(output.written, first + second + first + second);
 }
 
-TEST(MCPStdoutWriter, WritesOnlyOnItsOwnExecutor) {
+TEST(MCPStdoutWriter, writes_only_on_its_own_executor) {
     ManualExecutor senders;
     ManualExecutor own;
     FakeOutput output;

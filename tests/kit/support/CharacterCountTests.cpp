@@ -1,5 +1,6 @@
 #include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -42,9 +43,9 @@ void expectBreaks(const BreakRow& row, const std::string& before = "", const std
     EXPECT_EQ(countCharacters(text, characters + 1), (CharacterCount{characters, text.size()}));
 }
 
-TEST(CharacterCount, TheTablesAreThoseOfUnicode15) { EXPECT_STREQ(utf8proc_unicode_version(), "15.0.0"); }
+TEST(CharacterCount, the_tables_are_those_of_Unicode_15) { EXPECT_STREQ(utf8proc_unicode_version(), "15.0.0"); }
 
-TEST(CharacterCount, CharactersPartWhereUnicodeSaysSo) {
+TEST(CharacterCount, characters_part_where_Unicode_says_so) {
     const char* const rows[] = {
         // Plain characters, alone, in pairs, and around a mark.
         "÷ 0020 ÷",
@@ -224,7 +225,7 @@ TEST(CharacterCount, CharactersPartWhereUnicodeSaysSo) {
     }
 }
 
-TEST(CharacterCount, EveryPairOfClassesPartsOrHoldsTogether) {
+TEST(CharacterCount, every_pair_of_classes_parts_or_holds_together) {
     const char32_t samples[] = {0x20,   0xD,    0xA,    0x1,    0x34F,  0x1F1E6, 0x600,  0x903, 0x1100,
                                 0x1160, 0x11A8, 0xAC00, 0xAC01, 0x231A, 0x300,   0x200D, 0x378};
     // One line for each left side, one column for each right side, in the order of the samples.
@@ -262,7 +263,7 @@ TEST(CharacterCount, EveryPairOfClassesPartsOrHoldsTogether) {
     }
 }
 
-TEST(CharacterCount, TheBreaksAreTheSameAmidLongRunsOfASCII) {
+TEST(CharacterCount, the_breaks_are_the_same_amid_long_runs_of_ASCII) {
     // The fast way over ASCII takes eight bytes at a step, so each alignment is tried on both sides.
     const char* const rows[] = {
         "÷ 000D × 000A ÷",
@@ -286,7 +287,7 @@ TEST(CharacterCount, TheBreaksAreTheSameAmidLongRunsOfASCII) {
     }
 }
 
-TEST(CharacterCount, APlainWalkByUtf8procAgreesOnRandomText) {
+TEST(CharacterCount, a_plain_walk_by_utf_8_proc_agrees_on_random_text) {
     const char32_t pieces[] = {'a',    'b',    ' ',    '\r',  '\n',  0x301, 0x200D,   0x1F1E6, 0x1F469, 0x1F3FD, 0x1100,
                                0x1160, 0x11A8, 0xAC00, 0x600, 0x903, 0x430, 0x10FFFF, 0,       0x7F,    0x80};
     std::mt19937 random{15};
@@ -312,9 +313,9 @@ TEST(CharacterCount, APlainWalkByUtf8procAgreesOnRandomText) {
     }
 }
 
-TEST(CharacterCount, EmptyTextHasNoCharacters) { EXPECT_EQ(countCharacters("", 5), (CharacterCount{0, 0})); }
+TEST(CharacterCount, empty_text_has_no_characters) { EXPECT_EQ(countCharacters("", 5), (CharacterCount{0, 0})); }
 
-TEST(CharacterCount, BytesThatAreNoUTF8StandForThemselves) {
+TEST(CharacterCount, bytes_that_are_no_UTF8_stand_for_themselves) {
     struct Row {
         const char* when;
         std::string text;
@@ -325,10 +326,9 @@ TEST(CharacterCount, BytesThatAreNoUTF8StandForThemselves) {
         {"a surrogate", "\xED\xA0\x80", 3},        {"an overlong slash", "\xC0\xAF", 2},
         {"bytes that never occur", "\xFF\xFE", 2}, {"a mark after a broken byte joins it", "\xFF\xCC\x81", 1},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(countCharacters(row.text, 1000), (CharacterCount{row.characters, row.text.size()}));
-    }
+    });
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "kit/support/PosixError.h"
 #include "kit/support/UUID.h"
 #include "kit/support/match.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,7 +18,7 @@ namespace {
 static_assert(!std::is_copy_constructible_v<Bytes> && !std::is_copy_assignable_v<Bytes>);
 static_assert(std::is_nothrow_move_constructible_v<Bytes> && std::is_nothrow_move_assignable_v<Bytes>);
 
-TEST(Bytes, StartEmpty) {
+TEST(Bytes, start_empty) {
     Bytes bytes;
     EXPECT_TRUE(bytes.empty());
     EXPECT_EQ(bytes.size(), 0U);
@@ -30,7 +31,7 @@ TEST(Bytes, StartEmpty) {
     EXPECT_EQ(bytes, Bytes{""});
 }
 
-TEST(Bytes, KeepWhatIsAppendedThroughEveryGrowth) {
+TEST(Bytes, keep_what_is_appended_through_every_growth) {
     Bytes bytes;
     std::string expected;
     for (int round = 0; round < 2'000; ++round) {
@@ -47,7 +48,7 @@ TEST(Bytes, KeepWhatIsAppendedThroughEveryGrowth) {
                            [](std::byte left, char right) { return left == static_cast<std::byte>(right); }));
 }
 
-TEST(Bytes, RoomIsTakenIntoTheContentByGrowing) {
+TEST(Bytes, room_is_taken_into_the_content_by_growing) {
     Bytes bytes{"ab"};
     char* room = bytes.room(1'000);
     std::fill_n(room, 3, 'c');
@@ -58,7 +59,7 @@ TEST(Bytes, RoomIsTakenIntoTheContentByGrowing) {
     EXPECT_EQ(std::as_const(bytes).data()[0], 'x');
 }
 
-TEST(Bytes, DoNotMoveWithinTheRoomThatWasAskedFor) {
+TEST(Bytes, do_not_move_within_the_room_that_was_asked_for) {
     Bytes bytes{"a"};
     std::ignore = bytes.room(999);
     const char* before = bytes.data();
@@ -68,7 +69,7 @@ TEST(Bytes, DoNotMoveWithinTheRoomThatWasAskedFor) {
     EXPECT_EQ(bytes.size(), 1'000U);
 }
 
-TEST(Bytes, LoseThePrefixOrTheRest) {
+TEST(Bytes, lose_the_prefix_or_the_rest) {
     Bytes bytes{"abcdef"};
     bytes.removePrefix(2);
     EXPECT_EQ(bytes.text(), "cdef");
@@ -80,7 +81,7 @@ TEST(Bytes, LoseThePrefixOrTheRest) {
     EXPECT_EQ(bytes.text(), "again");
 }
 
-TEST(Bytes, LeaveNothingBehindWhenMoved) {
+TEST(Bytes, leave_nothing_behind_when_moved) {
     Bytes source{"content"};
     Bytes target{std::move(source)};
     EXPECT_EQ(target.text(), "content");
@@ -94,13 +95,13 @@ TEST(Bytes, LeaveNothingBehindWhenMoved) {
     EXPECT_EQ(target.text(), "new");
 }
 
-TEST(Bytes, CompareByContent) {
+TEST(Bytes, compare_by_content) {
     EXPECT_EQ(Bytes{"ab"}, Bytes{"ab"});
     EXPECT_NE(Bytes{"ab"}, Bytes{"ac"});
     EXPECT_NE(Bytes{"ab"}, Bytes{"abc"});
 }
 
-TEST(UUID, IsReadInEitherLetterCaseAndWrittenInUpperCase) {
+TEST(UUID, is_read_in_either_letter_case_and_written_in_upper_case) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -121,35 +122,34 @@ TEST(UUID, IsReadInEitherLetterCaseAndWrittenInUpperCase) {
         {"a hyphen in the wrong place", "0A1B2C3-D4E5F-6789-ABCD-EF0123456789", {}},
         {"braces", "{A1B2C3D-4E5F-6789-ABCD-EF0123456789}", {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto uuid = UUID::parse(row.text);
         EXPECT_EQ(uuid ? std::optional{uuid->text()} : std::nullopt, row.expected);
-    }
+    });
 }
 
-TEST(UUID, ItsTextHoldsTheBytesInOrder) {
+TEST(UUID, its_text_holds_the_bytes_in_order) {
     UUID uuid;
     for (std::size_t index = 0; index < 16; ++index) uuid.bytes[index] = static_cast<std::uint8_t>(index * 0x11);
     EXPECT_EQ(uuid.text(), "00112233-4455-6677-8899-AABBCCDDEEFF");
     EXPECT_EQ(UUID::parse(uuid.text()), uuid);
 }
 
-TEST(UUID, RandomBytesKeepAllButTheBitsOfVersionAndVariant) {
+TEST(UUID, random_bytes_keep_all_but_the_bits_of_version_and_variant) {
     std::array<std::uint8_t, 16> random{};
     EXPECT_EQ(UUID::fromRandom(random).text(), "00000000-0000-4000-8000-000000000000");
     random.fill(0xFF);
     EXPECT_EQ(UUID::fromRandom(random).text(), "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
 }
 
-TEST(PosixError, TellsTheSystemsTextForItsNumber) {
+TEST(PosixError, tells_the_systems_text_for_its_number) {
     EXPECT_EQ(PosixError{ENOENT}.systemText(), "No such file or directory");
     EXPECT_EQ(PosixError{ECONNREFUSED}.systemText(), "Connection refused");
     EXPECT_EQ(PosixError{EPIPE}, PosixError{EPIPE});
     EXPECT_NE(PosixError{EPIPE}, PosixError{ENOENT});
 }
 
-TEST(Match, PicksTheLambdaOfTheCase) {
+TEST(Match, picks_the_lambda_of_the_case) {
     using Either = std::variant<int, std::string>;
     const auto describe = [](const Either& either) {
         return match(
@@ -160,7 +160,7 @@ TEST(Match, PicksTheLambdaOfTheCase) {
     EXPECT_EQ(describe("x"), "text x");
 }
 
-TEST(Match, LetsALambdaChangeOrMoveOutTheCase) {
+TEST(Match, lets_a_lambda_change_or_move_out_the_case) {
     std::variant<int, std::string> either = "x";
     match(either, [](int&) {}, [](std::string& text) { text += "y"; });
     const std::string moved =

@@ -1,4 +1,5 @@
 #include "kit/support/Unicode.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,7 @@ std::string utf8(char32_t codePoint) {
     return text;
 }
 
-TEST(Unicode, CodePointsAreWrittenInOneToFourBytes) {
+TEST(Unicode, code_points_are_written_in_one_to_four_bytes) {
     struct Row {
         const char* when;
         char32_t codePoint;
@@ -29,14 +30,13 @@ TEST(Unicode, CodePointsAreWrittenInOneToFourBytes) {
         {"the first of four", 0x10000, "\xF0\x90\x80\x80"},
         {"the very last", 0x10FFFF, "\xF4\x8F\xBF\xBF"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(utf8(row.codePoint), row.bytes);
         EXPECT_TRUE(isValidUTF8(row.bytes));
-    }
+    });
 }
 
-TEST(Unicode, IllFormedBytesAreFoundAtEveryPositionOfAText) {
+TEST(Unicode, ill_formed_bytes_are_found_at_every_position_of_a_text) {
     struct Row {
         const char* when;
         std::string bytes;
@@ -58,8 +58,7 @@ TEST(Unicode, IllFormedBytesAreFoundAtEveryPositionOfAText) {
         {"three bytes cut short", "\xE2\x82"},
         {"four bytes cut short", "\xF0\x9F\x98"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         for (std::size_t position = 0; position <= 20; ++position) {
             std::string text(20, 'a');
             text.insert(position, row.bytes);
@@ -69,10 +68,10 @@ TEST(Unicode, IllFormedBytesAreFoundAtEveryPositionOfAText) {
             EXPECT_FALSE(isValidUTF8(text)) << position;
             EXPECT_EQ(validUTF8Prefix(text), text.size() - row.bytes.size());
         }
-    }
+    });
 }
 
-TEST(Unicode, WellFormedTextIsValidAtEveryLength) {
+TEST(Unicode, well_formed_text_is_valid_at_every_length) {
     for (std::size_t before = 0; before <= 9; ++before) {
         for (std::size_t after = 0; after <= 9; ++after) {
             const std::string text = std::string(before, 'a') + "é€😀\xEF\xBF\xBF" + std::string(after, '\0');
@@ -82,7 +81,7 @@ TEST(Unicode, WellFormedTextIsValidAtEveryLength) {
     }
 }
 
-TEST(Unicode, WhiteSpaceOfEveryKindIsTrimmedFromBothEnds) {
+TEST(Unicode, white_space_of_every_kind_is_trimmed_from_both_ends) {
     const char32_t whiteSpace[] = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,   0xA0,   0x1680,
                                    0x2000, 0x2001, 0x2002, 0x2003, 0x2004, 0x2005, 0x2006, 0x2007, 0x2008,
                                    0x2009, 0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
@@ -97,7 +96,7 @@ TEST(Unicode, WhiteSpaceOfEveryKindIsTrimmedFromBothEnds) {
     EXPECT_EQ(trimmed(all + "€" + all), "€");
 }
 
-TEST(Unicode, NothingButWhiteSpaceIsTrimmed) {
+TEST(Unicode, nothing_but_white_space_is_trimmed) {
     struct Row {
         const char* when;
         std::string text;
@@ -118,14 +117,13 @@ TEST(Unicode, NothingButWhiteSpaceIsTrimmed) {
         {"a stray first byte of white space", "\xC2"},
         {"half an ideographic space", "\xE3\x80"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(trimmed(row.text), row.text);
         EXPECT_EQ(trimmed(" \t" + row.text + "\r\n"), row.text);
-    }
+    });
 }
 
-TEST(Unicode, LetterCaseFoldsCodePointByCodePoint) {
+TEST(Unicode, letter_case_folds_code_point_by_code_point) {
     struct Row {
         const char* when;
         char32_t codePoint;
@@ -155,23 +153,22 @@ TEST(Unicode, LetterCaseFoldsCodePointByCodePoint) {
         {"a capital letter beyond the first plane", 0x10400, 0x10428},
         {"an emoji", 0x1F600, 0x1F600},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const std::string text = utf8(row.codePoint) + "rest";
         std::string_view rest = text;
         EXPECT_EQ(takeFolded(rest), row.folded);
         EXPECT_EQ(rest, "rest");
-    }
+    });
 }
 
-TEST(Unicode, AByteThatIsNoUTF8FoldsToItself) {
+TEST(Unicode, a_byte_that_is_no_UTF8_folds_to_itself) {
     std::string_view text = "\xFF\x41";
     EXPECT_EQ(takeFolded(text), char32_t{0xFF});
     EXPECT_EQ(takeFolded(text), char32_t{'a'});
     EXPECT_TRUE(text.empty());
 }
 
-TEST(Unicode, RepairReplacesEachByteThatIsNoUTF8) {
+TEST(Unicode, repair_replaces_each_byte_that_is_no_UTF8) {
     EXPECT_EQ(repairedUTF8("fe80::1%é"), "fe80::1%é");
     EXPECT_EQ(repairedUTF8("fe80::1%\xFF\xC3"), "fe80::1%\uFFFD\uFFFD");
     EXPECT_EQ(repairedUTF8(""), "");

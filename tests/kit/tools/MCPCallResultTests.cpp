@@ -1,6 +1,7 @@
 #include "kit/tools/MCPCallResult.h"
 #include "kit/tools/MCPUntrustedFence.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -14,7 +15,7 @@ const UUID someID = *UUID::parse("0a1b2c3d-4e5f-6789-abcd-ef0123456789");
 using vostel_tests::decoded;
 using vostel_tests::written;
 
-TEST(MCPCallResult, EveryOutcomeRendersAsOneBlockOfText) {
+TEST(MCPCallResult, every_outcome_renders_as_one_block_of_text) {
     struct Row {
         const char* when;
         MCPToolOutcome outcome;
@@ -53,14 +54,13 @@ TEST(MCPCallResult, EveryOutcomeRendersAsOneBlockOfText) {
          {}},
         {"failed without a word", {MCPToolError{""}}, "", true, {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const MCPCallResult result = MCPCallResult::rendering(row.outcome);
         EXPECT_EQ(result, (MCPCallResult{{{"text", row.text}}, row.isError, row.structured}));
-    }
+    });
 }
 
-TEST(MCPCallResult, WritesStructuredContentOnlyWhenPresent) {
+TEST(MCPCallResult, writes_structured_content_only_when_present) {
     struct Row {
         const char* when;
         MCPCallResult result;
@@ -74,14 +74,13 @@ TEST(MCPCallResult, WritesStructuredContentOnlyWhenPresent) {
          R"({"content":[{"text":"a/b","type":"text"}],"isError":false,"structuredContent":{"a":2.5,"b":1}})"},
         {"no block at all", {{}, false, {}}, R"({"content":[],"isError":false})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(row.result), row.text);
         EXPECT_EQ(decoded<MCPCallResult>(row.text), row.result);
-    }
+    });
 }
 
-TEST(MCPCallResult, ReadsWhatItNeedsAndRefusesTheRest) {
+TEST(MCPCallResult, reads_what_it_needs_and_refuses_the_rest) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -100,15 +99,13 @@ TEST(MCPCallResult, ReadsWhatItNeedsAndRefusesTheRest) {
         {"a block whose text is null", R"({"content":[{"type":"text","text":null}],"isError":true})", false},
         {"an array", R"([])", false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(decoded<MCPCallResult>(row.text).has_value(), row.reads);
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(decoded<MCPCallResult>(row.text).has_value(), row.reads); });
     EXPECT_EQ(decoded<MCPCallResult>(R"({"content":[],"isError":true,"structuredContent":null})"),
               (MCPCallResult{{}, true, {}}));
 }
 
-TEST(MCPCallResult, EqualResultsHashEqually) {
+TEST(MCPCallResult, equal_results_hash_equally) {
     const MCPCallResult result{{{"text", "a"}}, false, MCPValue::object({{"n", 0.0}})};
     const MCPCallResult same{{{"text", "a"}}, false, MCPValue::object({{"n", -0.0}})};
     EXPECT_EQ(result, same);

@@ -1,4 +1,5 @@
 #include "kit/tools/MCPConfirmationLogic.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -13,7 +14,7 @@ using Seconds = std::chrono::duration<double>;
 
 constexpr Time created{1'750'000'000s};
 
-TEST(MCPConfirmationLogic, StatusFollowsFromDecisionAndDeadline) {
+TEST(MCPConfirmationLogic, status_follows_from_decision_and_deadline) {
     constexpr double infinite = std::numeric_limits<double>::infinity();
     constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
     constexpr double largest = std::numeric_limits<double>::max();
@@ -51,15 +52,14 @@ TEST(MCPConfirmationLogic, StatusFollowsFromDecisionAndDeadline) {
         {"made at the end of time, asked at its start", Time::max(), 300, {}, Time::min(), Status::pending},
         {"a deadline beyond the end of time", Time::max(), 300, {}, Time::max(), Status::pending},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(status(Request{{}, row.createdAt, Seconds{row.ttl}, row.decision}, row.now), row.expected);
-    }
+    });
 }
 
-TEST(MCPConfirmationLogic, AMissingRequestIsUnknown) { EXPECT_EQ(status(std::nullopt, created), Status::unknown); }
+TEST(MCPConfirmationLogic, a_missing_request_is_unknown) { EXPECT_EQ(status(std::nullopt, created), Status::unknown); }
 
-TEST(MCPConfirmationLogic, EachStatusHasItsSentence) {
+TEST(MCPConfirmationLogic, each_status_has_its_sentence) {
     struct Row {
         const char* when;
         Status status;
@@ -77,13 +77,10 @@ TEST(MCPConfirmationLogic, EachStatusHasItsSentence) {
          "No confirmation request exists for this id — it may be mistyped or already cleaned up. Create a new request "
          "if the action is still needed."},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(message(row.status), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(message(row.status), row.expected); });
 }
 
-TEST(MCPConfirmationLogic, RequestsCompareByEveryField) {
+TEST(MCPConfirmationLogic, requests_compare_by_every_field) {
     const Request request{*UUID::parse("00000000-0000-0000-0000-000000000001"), created, 300s, {}};
     EXPECT_EQ(request, Request{request});
     const Request others[] = {

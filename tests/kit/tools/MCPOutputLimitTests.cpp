@@ -1,5 +1,6 @@
 #include "kit/tools/MCPOutputLimit.h"
 #include "tests/support/Repeat.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -15,7 +16,7 @@ MCPValue record(std::int64_t originalLength) {
     return MCPValue::object({{"truncated", true}, {"shownLength", 500'000}, {"originalLength", originalLength}});
 }
 
-TEST(MCPOutputLimit, TheNoticeSaysHowMuchIsShownAndWhereTheRestIs) {
+TEST(MCPOutputLimit, the_notice_says_how_much_is_shown_and_where_the_rest_is) {
     EXPECT_EQ(MCPOutputLimit::truncationNotice(500'000, 600'000, "/tmp/P.txt"),
               "\n\n[TRUNCATED: showing first 500000 of 600000 characters.] Full transcript saved at: /tmp/P.txt");
     EXPECT_EQ(MCPOutputLimit::truncationNotice(1, 2, std::nullopt),
@@ -24,7 +25,7 @@ TEST(MCPOutputLimit, TheNoticeSaysHowMuchIsShownAndWhereTheRestIs) {
               "\n\n[TRUNCATED: showing first 1 of 2 characters.] Full transcript saved at: ");
 }
 
-TEST(MCPOutputLimit, TextUpToTheLimitIsUnchangedAndLongerTextIsCutBetweenCharacters) {
+TEST(MCPOutputLimit, text_up_to_the_limit_is_unchanged_and_longer_text_is_cut_between_characters) {
     struct Row {
         const char* when;
         std::string_view character;
@@ -39,8 +40,7 @@ TEST(MCPOutputLimit, TextUpToTheLimitIsUnchangedAndLongerTextIsCutBetweenCharact
         {"a flag", "🇺🇦"},
         {"a Hangul syllable in three parts", "\u1100\u1161\u11A8"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const std::string full = repeat(row.character, 500'000);
         const MCPOutputLimit::Shaped unchanged = shape(full, "/tmp/P.txt");
         EXPECT_TRUE(unchanged.text == full);
@@ -50,17 +50,17 @@ TEST(MCPOutputLimit, TextUpToTheLimitIsUnchangedAndLongerTextIsCutBetweenCharact
         EXPECT_TRUE(cut.text == full + "\n\n[TRUNCATED: showing first 500000 of 500001 characters.]" +
                                     " Full transcript was not yet saved to disk.");
         EXPECT_EQ(cut.structuredContent, record(500'001));
-    }
+    });
 }
 
-TEST(MCPOutputLimit, AMarkBehindTheLastCharacterShownBelongsToIt) {
+TEST(MCPOutputLimit, a_mark_behind_the_last_character_shown_belongs_to_it) {
     const std::string full = repeat("a", 499'999) + "e";
     EXPECT_TRUE(shape(full + "\u0301", std::nullopt).text == full + "\u0301");
     EXPECT_TRUE(shape(full + "\u0301b", std::nullopt).text.starts_with(full + "\u0301\n\n[TRUNCATED"));
     EXPECT_TRUE(shape(repeat("a", 499'999) + "\r\n", std::nullopt).text == repeat("a", 499'999) + "\r\n");
 }
 
-TEST(MCPOutputLimit, ACutTextNamesTheFileThatHoldsTheWhole) {
+TEST(MCPOutputLimit, a_cut_text_names_the_file_that_holds_the_whole) {
     const MCPOutputLimit::Shaped cut = shape(repeat("a", 600'000), "/home/u/T \"1\".txt");
     EXPECT_TRUE(cut.text == repeat("a", 500'000) + "\n\n[TRUNCATED: showing first 500000 of 600000 characters.]" +
                                 " Full transcript saved at: /home/u/T \"1\".txt");
@@ -70,13 +70,13 @@ TEST(MCPOutputLimit, ACutTextNamesTheFileThatHoldsTheWhole) {
                                                        {"transcriptPath", "/home/u/T \"1\".txt"}}));
 }
 
-TEST(MCPOutputLimit, ShapingMovesAnUnchangedTextInsteadOfCopyingIt) {
+TEST(MCPOutputLimit, shaping_moves_an_unchanged_text_instead_of_copying_it) {
     std::string text = repeat("a", 1'000);
     const char* const data = text.data();
     EXPECT_EQ(shape(std::move(text), std::nullopt).text.data(), data);
 }
 
-TEST(MCPOutputLimit, EmptyTextIsUnchanged) { EXPECT_EQ(shape("", "/tmp/P.txt"), (MCPOutputLimit::Shaped{"", {}})); }
+TEST(MCPOutputLimit, empty_text_is_unchanged) { EXPECT_EQ(shape("", "/tmp/P.txt"), (MCPOutputLimit::Shaped{"", {}})); }
 
 } // namespace
 } // namespace VostelMCPKit

@@ -1,5 +1,6 @@
 #include "kit/tools/MCPSchema.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,7 @@ using vostel_tests::decoded;
 using vostel_tests::json;
 using vostel_tests::written;
 
-TEST(MCPSchema, EachBuilderGivesItsShape) {
+TEST(MCPSchema, each_builder_gives_its_shape) {
     struct Row {
         const char* when;
         MCPValue schema;
@@ -37,13 +38,10 @@ TEST(MCPSchema, EachBuilderGivesItsShape) {
         {"a string with allowed values", MCPSchema::string("Where.", {"link", "file"}),
          R"({"description":"Where.","enum":["link","file"],"type":"string"})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(written(row.schema), row.expected);
-    }
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(written(row.schema), row.expected); });
 }
 
-TEST(MCPSchema, IsTheBareDocumentInJSON) {
+TEST(MCPSchema, is_the_bare_document_in_JSON) {
     for (const char* text : {R"({"type":"string"})", "true", "null", "[]", "7"}) {
         SCOPED_TRACE(text);
         EXPECT_EQ(written(MCPSchema{json(text)}), text);

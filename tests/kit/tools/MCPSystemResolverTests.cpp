@@ -10,13 +10,13 @@ namespace {
 
 using Addresses = std::vector<std::string>;
 
-TEST(MCPSystemResolver, NumericHostsAreTheirOwnAddresses) {
+TEST(MCPSystemResolver, numeric_hosts_are_their_own_addresses) {
     EXPECT_EQ(resolveBySystem("127.0.0.1"), Addresses{"127.0.0.1"});
     EXPECT_EQ(resolveBySystem("8.8.8.8"), Addresses{"8.8.8.8"});
     EXPECT_EQ(resolveBySystem("0:0:0:0:0:0:0:1"), Addresses{"::1"});
 }
 
-TEST(MCPSystemResolver, ANameThatCannotExistHasNoAddress) {
+TEST(MCPSystemResolver, a_name_that_cannot_exist_has_no_address) {
     using namespace std::string_literals;
     const std::string names[] = {"", "a..b", std::string(300, 'a'), "127.0.0.1\0.example"s};
     for (const std::string& name : names) {
@@ -25,7 +25,7 @@ TEST(MCPSystemResolver, ANameThatCannotExistHasNoAddress) {
     }
 }
 
-TEST(MCPSystemResolver, ItIsTheResolverOfThePolicyUnlessAnotherIsGiven) {
+TEST(MCPSystemResolver, it_is_the_resolver_of_the_policy_unless_another_is_given) {
     using namespace MCPURLPolicy;
     // No name of the video service can resolve with a label this long, on any machine.
     EXPECT_EQ(evaluate("https://" + std::string(64, 'a') + ".youtube.com/"),

@@ -58,7 +58,7 @@ const Names withVideo{"transcribe_file",   "transcribe_url", "history_list",    
                       "recordings_list",   "recording_get",  "vocabulary_list", "vocabulary_add",
                       "vocabulary_remove", "models_list",    "model_install",   "model_remove"};
 
-TEST(MCPToolCatalogue, ListsItsToolsInOrderAndTheVideoToolWhenItIsOffered) {
+TEST(MCPToolCatalogue, lists_its_tools_in_order_and_the_video_tool_when_it_is_offered) {
     EXPECT_EQ(names(MCPToolCatalogue::tools(/*youTubeAvailable=*/true)), withVideo);
     Names withoutVideo = withVideo;
     std::erase(withoutVideo, "transcribe_url");
@@ -66,9 +66,9 @@ TEST(MCPToolCatalogue, ListsItsToolsInOrderAndTheVideoToolWhenItIsOffered) {
     EXPECT_EQ(withoutVideo.size(), 11U);
 }
 
-TEST(MCPToolCatalogue, TheVideoToolIsOfferedInThisBuild) { EXPECT_TRUE(MCPYouTubeAvailability::isAvailable); }
+TEST(MCPToolCatalogue, the_video_tool_is_offered_in_this_build) { EXPECT_TRUE(MCPYouTubeAvailability::isAvailable); }
 
-TEST(MCPToolCatalogue, IsTheSameEveryTime) {
+TEST(MCPToolCatalogue, is_the_same_every_time) {
     for (const bool youTubeAvailable : {true, false}) {
         EXPECT_EQ(MCPToolCatalogue::tools(youTubeAvailable), MCPToolCatalogue::tools(youTubeAvailable));
         EXPECT_EQ(MCPToolCatalogue::encodedTools(youTubeAvailable), MCPToolCatalogue::encodedTools(youTubeAvailable));
@@ -76,7 +76,7 @@ TEST(MCPToolCatalogue, IsTheSameEveryTime) {
     }
 }
 
-TEST(MCPToolCatalogue, IsSentLetterByLetterAsItIsMeant) {
+TEST(MCPToolCatalogue, is_sent_letter_by_letter_as_it_is_meant) {
     const auto request = MCPDispatchLogic::classify(R"({"id":1,"method":"tools/list"})");
     const auto response = MCPDispatchLogic::handshakeResponse(request, /*youTubeAvailable=*/true);
     ASSERT_TRUE(response);
@@ -86,7 +86,7 @@ TEST(MCPToolCatalogue, IsSentLetterByLetterAsItIsMeant) {
     EXPECT_TRUE(sent == expected) << "differs at: " << sent.substr(static_cast<std::size_t>(first), 100);
 }
 
-TEST(MCPToolCatalogue, EachToolEqualsTheOneThatIsMeant) {
+TEST(MCPToolCatalogue, each_tool_equals_the_one_that_is_meant) {
     const auto expected = decoded<std::vector<MCPTool>>(catalogueFile());
     const auto tools = MCPToolCatalogue::tools(/*youTubeAvailable=*/true);
     ASSERT_TRUE(expected);
@@ -102,7 +102,7 @@ TEST(MCPToolCatalogue, EachToolEqualsTheOneThatIsMeant) {
     }
 }
 
-TEST(MCPToolCatalogue, EachToolHasItsHintsItsFlagAndItsRequiredArguments) {
+TEST(MCPToolCatalogue, each_tool_has_its_hints_its_flag_and_its_required_arguments) {
     struct Row {
         const char* when;
         MCPToolAnnotations hints;
@@ -172,7 +172,7 @@ std::vector<MCPValue> allSchemas(const MCPValue& root) {
     return found;
 }
 
-TEST(MCPToolCatalogue, EveryObjectIsClosedAndEverySchemaHasAPlainType) {
+TEST(MCPToolCatalogue, every_object_is_closed_and_every_schema_has_a_plain_type) {
     for (const MCPTool& tool : MCPToolCatalogue::tools(/*youTubeAvailable=*/true)) {
         SCOPED_TRACE(tool.name);
         std::vector<MCPValue> schemas = allSchemas(tool.inputSchema.value);
@@ -193,7 +193,7 @@ TEST(MCPToolCatalogue, EveryObjectIsClosedAndEverySchemaHasAPlainType) {
     }
 }
 
-TEST(MCPToolCatalogue, OnlyTwoPropertiesListTheirValues) {
+TEST(MCPToolCatalogue, only_two_properties_list_their_values) {
     std::vector<std::pair<std::string, Names>> found;
     for (const MCPTool& tool : MCPToolCatalogue::tools(/*youTubeAvailable=*/true)) {
         for (const MCPValue& root : {tool.inputSchema.value, tool.outputSchema->value}) {
@@ -206,7 +206,7 @@ TEST(MCPToolCatalogue, OnlyTwoPropertiesListTheirValues) {
     EXPECT_EQ(found, expected);
 }
 
-TEST(MCPToolCatalogue, DescriptionsKeepTheirDashesAndQuotationMarks) {
+TEST(MCPToolCatalogue, descriptions_keep_their_dashes_and_quotation_marks) {
     const auto tools = MCPToolCatalogue::tools(/*youTubeAvailable=*/true);
     EXPECT_TRUE(tools[0].description.ends_with(
         "without asking them first — so transcribe the file the user actually named, and do not go looking through "

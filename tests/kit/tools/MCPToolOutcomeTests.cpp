@@ -5,14 +5,14 @@
 namespace VostelMCPKit {
 namespace {
 
-TEST(MCPToolOutcome, ADenialNamesItsReason) {
+TEST(MCPToolOutcome, a_denial_names_its_reason) {
     EXPECT_EQ(MCPDenial{MCPDenial::Disabled{"reading history is turned off"}}.description(),
               "This action was denied: the tool is currently disabled (reading history is turned off).");
     EXPECT_EQ(MCPDenial{MCPDenial::Disabled{""}}.description(),
               "This action was denied: the tool is currently disabled ().");
 }
 
-TEST(MCPToolOutcome, OutcomesAreEqualAndHashEquallyOnlyWithCaseAndPayload) {
+TEST(MCPToolOutcome, outcomes_are_equal_and_hash_equally_only_with_case_and_payload) {
     const UUID one = *UUID::parse("00000000-0000-0000-0000-000000000001");
     const UUID two = *UUID::parse("00000000-0000-0000-0000-000000000002");
     const MCPToolOutcome all[] = {

@@ -1,6 +1,7 @@
 #include "kit/tools/MCPTool.h"
 #include "tests/support/Distinct.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -16,7 +17,7 @@ const MCPSchema input{MCPValue::object({{"type", "object"}})};
 constexpr MCPToolAnnotations none{
     .readOnlyHint = false, .destructiveHint = false, .idempotentHint = false, .openWorldHint = false};
 
-TEST(MCPTool, IsWrittenWithEveryKeyButAnAbsentOutputSchema) {
+TEST(MCPTool, is_written_with_every_key_but_an_absent_output_schema) {
     struct Row {
         const char* when;
         MCPTool tool;
@@ -34,14 +35,13 @@ TEST(MCPTool, IsWrittenWithEveryKeyButAnAbsentOutputSchema) {
          R"("idempotentHint":true,"openWorldHint":true,"readOnlyHint":true},"description":"",)"
          R"("inputSchema":{"type":"object"},"name":"t","outputSchema":true})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(row.tool), row.text);
         EXPECT_EQ(decoded<MCPTool>(row.text), row.tool);
-    }
+    });
 }
 
-TEST(MCPTool, WhatIsMissingReadsAsMCPWantsIt) {
+TEST(MCPTool, what_is_missing_reads_as_MCP_wants_it) {
     struct Row {
         const char* when;
         const char* members;
@@ -60,8 +60,7 @@ TEST(MCPTool, WhatIsMissingReadsAsMCPWantsIt) {
         {"the flag", R"(,"_meta":{"anthropic/requiresUserInteraction":true,"x":1})", true},
         {"unknown members", R"(,"title":"T","icons":[])", false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto tool = decoded<MCPTool>(R"({"name":"t","description":"d","inputSchema":{"type":"object"})" +
                                            std::string{row.members} + "}");
         ASSERT_TRUE(tool);
@@ -70,10 +69,10 @@ TEST(MCPTool, WhatIsMissingReadsAsMCPWantsIt) {
         EXPECT_FALSE(tool->annotations.idempotentHint);
         EXPECT_TRUE(tool->annotations.openWorldHint);
         EXPECT_EQ(*tool, (MCPTool{"t", "d", input, {}, {}, row.requiresUserInteraction}));
-    }
+    });
 }
 
-TEST(MCPTool, IsRefusedWhenARequiredKeyIsMissingOrOfAnotherType) {
+TEST(MCPTool, is_refused_when_a_required_key_is_missing_or_of_another_type) {
     struct Row {
         const char* when;
         const char* text;
@@ -96,15 +95,14 @@ TEST(MCPTool, IsRefusedWhenARequiredKeyIsMissingOrOfAnotherType) {
          "the key 'anthropic/requiresUserInteraction' is not a boolean"},
         {"no object", R"("t")", "it is not an object"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto tool = decoded<MCPTool>(row.text);
         ASSERT_FALSE(tool);
         EXPECT_EQ(tool.error().description(), row.reason);
-    }
+    });
 }
 
-TEST(MCPToolAnnotations, AreWrittenAndReadWithAllFourHints) {
+TEST(MCPToolAnnotations, are_written_and_read_with_all_four_hints) {
     const char* text = R"({"destructiveHint":false,"idempotentHint":true,"openWorldHint":false,"readOnlyHint":true})";
     constexpr MCPToolAnnotations annotations{
         .readOnlyHint = true, .destructiveHint = false, .idempotentHint = true, .openWorldHint = false};
@@ -120,7 +118,7 @@ TEST(MCPToolAnnotations, AreWrittenAndReadWithAllFourHints) {
     }
 }
 
-TEST(MCPToolAnnotations, CompareAndHashByEveryHint) {
+TEST(MCPToolAnnotations, compare_and_hash_by_every_hint) {
     std::vector<MCPToolAnnotations> all;
     for (unsigned bits = 0; bits < 16; ++bits) {
         all.push_back({(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0});

@@ -1,4 +1,5 @@
 #include "kit/tools/MCPURLPolicy.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -42,7 +43,7 @@ std::string name(const Decision& decision) {
     return "no reason";
 }
 
-TEST(MCPURLPolicy, ALinkIsJudgedBySchemeThenHost) {
+TEST(MCPURLPolicy, a_link_is_judged_by_scheme_then_host) {
     using namespace std::string_literals;
     struct Row {
         const char* when;
@@ -166,8 +167,7 @@ TEST(MCPURLPolicy, ALinkIsJudgedBySchemeThenHost) {
         {"a dotted capital I", "https://youtube.comİ/", "host"},
         {"bytes that are no UTF-8", "https://youtube.com\xFF/", "host"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         FakeResolver resolver;
         EXPECT_EQ(name(evaluate(row.url, resolver.function())), row.expected);
         if (row.expected == allowed) {
@@ -175,10 +175,10 @@ TEST(MCPURLPolicy, ALinkIsJudgedBySchemeThenHost) {
         } else {
             EXPECT_EQ(resolver.asked, std::vector<std::string>{}) << "a refused host is never resolved";
         }
-    }
+    });
 }
 
-TEST(MCPURLPolicy, EveryAddressMustBePublic) {
+TEST(MCPURLPolicy, every_address_must_be_public) {
     using namespace std::string_literals;
     struct Row {
         const char* when;
@@ -209,14 +209,13 @@ TEST(MCPURLPolicy, EveryAddressMustBePublic) {
         {"a zone behind it", {"2001:4860:4860::8888%eth0"}, "privateAddress"},
         {"the unspecified address", {"::"}, allowed},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         FakeResolver resolver{.answer = row.addresses};
         EXPECT_EQ(name(evaluate("https://youtube.com/", resolver.function())), row.expected);
-    }
+    });
 }
 
-TEST(MCPURLPolicy, PrivateIPv4RangesAreTheseAndNoOthers) {
+TEST(MCPURLPolicy, private_I_pv_4_ranges_are_these_and_no_others) {
     struct Row {
         std::array<std::uint8_t, 4> address;
         bool isPrivate;
@@ -239,7 +238,7 @@ TEST(MCPURLPolicy, PrivateIPv4RangesAreTheseAndNoOthers) {
     }
 }
 
-TEST(MCPURLPolicy, PrivateIPv6AddressesAreLoopbackLocalOnesAndMappedPrivateOnes) {
+TEST(MCPURLPolicy, private_I_pv_6_addresses_are_loopback_local_ones_and_mapped_private_ones) {
     struct Row {
         const char* when;
         std::array<std::uint8_t, 16> address;
@@ -268,13 +267,11 @@ TEST(MCPURLPolicy, PrivateIPv6AddressesAreLoopbackLocalOnesAndMappedPrivateOnes)
         {"1::ffff:127.0.0.1", {0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 127, 0, 0, 1}, false},
         {"2a00:1450::", {0x2A, 0, 0x14, 0x50}, false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
-        EXPECT_EQ(MCPURLPolicy::isPrivateIPv6(row.address), row.isPrivate);
-    }
+    vostel_tests::forEachRow(
+        rows, [&](const Row& row) { EXPECT_EQ(MCPURLPolicy::isPrivateIPv6(row.address), row.isPrivate); });
 }
 
-TEST(MCPURLPolicy, DecisionsAreEqualAndHashEquallyOnlyForTheSameReason) {
+TEST(MCPURLPolicy, decisions_are_equal_and_hash_equally_only_for_the_same_reason) {
     const Decision all[] = {
         {Decision::Allowed{}},
         {Decision::Rejected{Reason::scheme}},

@@ -1,5 +1,6 @@
 #include "kit/wire/MCPCancellationRegistry.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -19,7 +20,7 @@ UUID uuid(std::uint8_t number) {
 constexpr const char* first = "00000000-0000-0000-0000-000000000001";
 constexpr const char* second = "00000000-0000-0000-0000-000000000002";
 
-TEST(MCPCancellationRegistry, StartsEmpty) {
+TEST(MCPCancellationRegistry, starts_empty) {
     const MCPCancellationRegistry registry;
     EXPECT_EQ(registry.activeCallCount(), 0U);
     EXPECT_TRUE(registry.calls.empty());
@@ -28,7 +29,7 @@ TEST(MCPCancellationRegistry, StartsEmpty) {
     EXPECT_EQ(registry.wireID(""), std::nullopt);
 }
 
-TEST(MCPCancellationRegistry, ARegisteredCallIsFoundUnderItsFreshWireID) {
+TEST(MCPCancellationRegistry, a_registered_call_is_found_under_its_fresh_wire_ID) {
     MCPCancellationRegistry registry;
     EXPECT_EQ(registry.registerCall("5", 7, *UUID::parse("0a1b2c3d-4e5f-6789-abcd-ef0123456789")),
               "0A1B2C3D-4E5F-6789-ABCD-EF0123456789");
@@ -39,7 +40,7 @@ TEST(MCPCancellationRegistry, ARegisteredCallIsFoundUnderItsFreshWireID) {
               (MCPCancellationRegistry::Call{"5", 7, /*cancelled=*/false}));
 }
 
-TEST(MCPCancellationRegistry, OnlyACancelledCallGetsNoResponse) {
+TEST(MCPCancellationRegistry, only_a_cancelled_call_gets_no_response) {
     MCPCancellationRegistry registry;
     registry.registerCall("a", {}, uuid(1));
     registry.registerCall("b", {}, uuid(2));
@@ -56,7 +57,7 @@ TEST(MCPCancellationRegistry, OnlyACancelledCallGetsNoResponse) {
     EXPECT_TRUE(registry.shouldSendResponse(first));
 }
 
-TEST(MCPCancellationRegistry, CancellingOrFinishingAnUnknownCallChangesNothing) {
+TEST(MCPCancellationRegistry, cancelling_or_finishing_an_unknown_call_changes_nothing) {
     MCPCancellationRegistry registry;
     registry.registerCall("a", 1, uuid(1));
     const MCPCancellationRegistry before = registry;
@@ -67,7 +68,7 @@ TEST(MCPCancellationRegistry, CancellingOrFinishingAnUnknownCallChangesNothing) 
     EXPECT_EQ(registry, before);
 }
 
-TEST(MCPCancellationRegistry, AFinishedCallIsForgotten) {
+TEST(MCPCancellationRegistry, a_finished_call_is_forgotten) {
     MCPCancellationRegistry registry;
     registry.registerCall("a", 1, uuid(1));
     registry.registerCall("b", 1, uuid(2));
@@ -82,7 +83,7 @@ TEST(MCPCancellationRegistry, AFinishedCallIsForgotten) {
     EXPECT_EQ(registry, MCPCancellationRegistry{});
 }
 
-TEST(MCPCancellationRegistry, ProgressCarriesTheTokenAsTheClientGaveIt) {
+TEST(MCPCancellationRegistry, progress_carries_the_token_as_the_client_gave_it) {
     struct Row {
         const char* when;
         const char* token;
@@ -114,8 +115,7 @@ TEST(MCPCancellationRegistry, ProgressCarriesTheTokenAsTheClientGaveIt) {
          R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":42.5,)"
          R"("progressToken":{"a":2,"b":[1]},"total":1}})"},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         MCPCancellationRegistry registry;
         const std::string wireID = registry.registerCall("a", json(row.token), uuid(1));
         const auto notification = registry.progressNotification(wireID, row.fraction, row.message);
@@ -123,10 +123,10 @@ TEST(MCPCancellationRegistry, ProgressCarriesTheTokenAsTheClientGaveIt) {
         EXPECT_EQ(written(*notification), row.expected);
         EXPECT_EQ(*(*notification->params)["progress"], MCPValue{row.fraction});
         EXPECT_EQ(*(*notification->params)["total"], MCPValue{1.0});
-    }
+    });
 }
 
-TEST(MCPCancellationRegistry, NoProgressReachesAClientThatDoesNotWantIt) {
+TEST(MCPCancellationRegistry, no_progress_reaches_a_client_that_does_not_want_it) {
     MCPCancellationRegistry registry;
     registry.registerCall("without token", {}, uuid(1));
     registry.registerCall("cancelled", "t", uuid(2));
@@ -138,7 +138,7 @@ TEST(MCPCancellationRegistry, NoProgressReachesAClientThatDoesNotWantIt) {
     EXPECT_EQ(registry.progressNotification("cancelled", 0.5, "m"), std::nullopt);
 }
 
-TEST(MCPCancellationRegistry, ANewerCallTakesOverAnExternalIDThatIsStillInUse) {
+TEST(MCPCancellationRegistry, a_newer_call_takes_over_an_external_ID_that_is_still_in_use) {
     MCPCancellationRegistry registry;
     registry.registerCall("a", {}, uuid(1));
     registry.registerCall("a", {}, uuid(2));
@@ -149,7 +149,7 @@ TEST(MCPCancellationRegistry, ANewerCallTakesOverAnExternalIDThatIsStillInUse) {
     EXPECT_FALSE(registry.shouldSendResponse(second));
 }
 
-TEST(MCPCancellationRegistry, FinishingEitherCallForgetsTheExternalIDThatTheyShare) {
+TEST(MCPCancellationRegistry, finishing_either_call_forgets_the_external_ID_that_they_share) {
     for (const char* finished : {first, second}) {
         SCOPED_TRACE(finished);
         MCPCancellationRegistry registry;

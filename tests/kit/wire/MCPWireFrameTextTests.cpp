@@ -1,5 +1,6 @@
 #include "kit/wire/MCPWireFrameText.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -20,7 +21,7 @@ std::expected<MCPWireOutboundFrame, DecodingError> readByDocument(std::string_vi
 /// Progress as our encoder writes it, with `members` as its payload.
 std::string progressText(const std::string& members) { return R"({"kind":"progress","payload":{)" + members + "}}"; }
 
-TEST(MCPWireFrameText, ReadsProgress) {
+TEST(MCPWireFrameText, reads_progress) {
     struct Row {
         const char* when;
         std::string members;
@@ -42,13 +43,12 @@ TEST(MCPWireFrameText, ReadsProgress) {
         {"a repeated key", R"("fraction":0.5,"requestID":"0A","requestID":"0B")", {"0B", 0.5, {}}},
         {"an unknown key", R"("fraction":0.5,"requestID":"0A","phase":2)", {"0A", 0.5, {}}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(readOutboundFrame(progressText(row.members)), MCPWireOutboundFrame{row.expected});
-    }
+    });
 }
 
-TEST(MCPWireFrameText, ReadsWhatOurEncoderWrites) {
+TEST(MCPWireFrameText, reads_what_our_encoder_writes) {
     const MCPWireOutboundFrame frames[] = {
         {MCPWireProgress{"0A", 0.1, "half \t way"}},
         {MCPWireProgress{"0A", 1e-7, {}}},
@@ -61,7 +61,7 @@ TEST(MCPWireFrameText, ReadsWhatOurEncoderWrites) {
     }
 }
 
-TEST(MCPWireFrameText, RefusesWhatTheDocumentRefusesAndForTheSameReason) {
+TEST(MCPWireFrameText, refuses_what_the_document_refuses_and_for_the_same_reason) {
     const std::string texts[] = {
         "",
         progressText(R"("fraction":00.5,"requestID":"0A")"),
@@ -84,7 +84,7 @@ TEST(MCPWireFrameText, RefusesWhatTheDocumentRefusesAndForTheSameReason) {
     }
 }
 
-TEST(MCPWireFrameText, MeansWhatTheDocumentMeansWhicheverByteIsDamaged) {
+TEST(MCPWireFrameText, means_what_the_document_means_whichever_byte_is_damaged) {
     const std::string text = progressText(R"("fraction":0.25,"message":"zwölf","requestID":"0A")");
     std::mt19937 random{7};
     for (std::size_t damaged = 0; damaged < text.size(); ++damaged) {

@@ -1,5 +1,6 @@
 #include "kit/wire/MCPWireFrames.h"
 #include "tests/support/JSON.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -22,11 +23,10 @@ struct Row {
 
 template <class Record>
 void expectBothWays(std::initializer_list<Row<Record>> rows) {
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const auto& row) {
         EXPECT_EQ(written(row.record), row.text);
         EXPECT_EQ(decoded<Record>(row.text), row.record);
-    }
+    });
 }
 
 /// Texts that are not of the record, each with what the reader finds.
@@ -51,7 +51,7 @@ using Mismatch = DecodingError::TypeMismatch;
 using Corrupted = DecodingError::DataCorrupted;
 const DecodingError unknownKind{Corrupted{"kind", "the key 'kind' holds an unknown value"}};
 
-TEST(MCPClientInfo, LeavesOutAVersionThatIsAbsent) {
+TEST(MCPClientInfo, leaves_out_a_version_that_is_absent) {
     expectBothWays<MCPClientInfo>({
         {"name and version", {"c", "1.0"}, R"({"name":"c","version":"1.0"})"},
         {"name alone", {"c", {}}, R"({"name":"c"})"},
@@ -66,7 +66,7 @@ TEST(MCPClientInfo, LeavesOutAVersionThatIsAbsent) {
     });
 }
 
-TEST(MCPWireRequest, CarriesTheCall) {
+TEST(MCPWireRequest, carries_the_call) {
     expectBothWays<MCPWireRequest>({
         {"arguments",
          {4, {"c", "1"}, "transcribe_file", MCPValue::object({{"path", "/a"}}), "0A"},
@@ -99,7 +99,7 @@ TEST(MCPWireRequest, CarriesTheCall) {
     });
 }
 
-TEST(MCPWireCancellation, NamesTheCall) {
+TEST(MCPWireCancellation, names_the_call) {
     expectBothWays<MCPWireCancellation>({{"a call", {4, "0A"}, R"({"protocolVersion":4,"requestID":"0A"})"}});
     expectRefused<MCPWireCancellation>({
         {"no version", R"({"requestID":"r"})", {Missing{"protocolVersion"}}},
@@ -110,7 +110,7 @@ TEST(MCPWireCancellation, NamesTheCall) {
     });
 }
 
-TEST(MCPWireProgress, LeavesOutAMessageThatIsAbsent) {
+TEST(MCPWireProgress, leaves_out_a_message_that_is_absent) {
     expectBothWays<MCPWireProgress>({
         {"a message", {"r", 0.25, "half"}, R"({"fraction":0.25,"message":"half","requestID":"r"})"},
         {"no message", {"r", 0.5, {}}, R"({"fraction":0.5,"requestID":"r"})"},
@@ -127,7 +127,7 @@ TEST(MCPWireProgress, LeavesOutAMessageThatIsAbsent) {
     });
 }
 
-TEST(MCPWireResponse, CarriesEitherAResultOrAnError) {
+TEST(MCPWireResponse, carries_either_a_result_or_an_error) {
     const DecodingError corrupted{Corrupted{"result", badWireResponse}};
     expectBothWays<MCPWireResponse>({
         {"a result", {"r", MCPValue::object({{"isError", false}})}, R"({"requestID":"r","result":{"isError":false}})"},
@@ -149,7 +149,7 @@ TEST(MCPWireResponse, CarriesEitherAResultOrAnError) {
     });
 }
 
-TEST(MCPWireError, ReadsTheKeysOfItsKindAndNoOthers) {
+TEST(MCPWireError, reads_the_keys_of_its_kind_and_no_others) {
     expectBothWays<MCPWireError>({
         {"versions", {MCPWireError::VersionMismatch{4, -1}}, R"({"app":-1,"helper":4,"kind":"versionMismatch"})"},
         {"sizes", {MCPWireError::FrameTooLarge{2, 1}}, R"({"declared":2,"kind":"frameTooLarge","limit":1})"},
@@ -164,7 +164,7 @@ TEST(MCPWireError, ReadsTheKeysOfItsKindAndNoOthers) {
     });
 }
 
-TEST(MCPWireError, EachKindHasItsSentence) {
+TEST(MCPWireError, each_kind_has_its_sentence) {
     struct Described {
         const char* when;
         MCPWireError error;
@@ -188,7 +188,7 @@ TEST(MCPWireError, EachKindHasItsSentence) {
     }
 }
 
-TEST(MCPWireInboundFrame, NamesTheKindOfItsPayload) {
+TEST(MCPWireInboundFrame, names_the_kind_of_its_payload) {
     expectBothWays<MCPWireInboundFrame>({
         {"a request",
          {MCPWireRequest{4, {"c", {}}, "t", MCPValue::object({}), "R"}},
@@ -212,7 +212,7 @@ TEST(MCPWireInboundFrame, NamesTheKindOfItsPayload) {
     });
 }
 
-TEST(MCPWireOutboundFrame, NamesTheKindOfItsPayload) {
+TEST(MCPWireOutboundFrame, names_the_kind_of_its_payload) {
     expectBothWays<MCPWireOutboundFrame>({
         {"progress",
          {MCPWireProgress{"R", 0.5, {}}},
@@ -236,7 +236,7 @@ TEST(MCPWireOutboundFrame, NamesTheKindOfItsPayload) {
     });
 }
 
-TEST(MCPWireFrames, CompareByEveryField) {
+TEST(MCPWireFrames, compare_by_every_field) {
     const MCPWireRequest request{4, {"c", {}}, "t", 1, "r"};
     EXPECT_EQ(request, MCPWireRequest{request});
     for (const MCPWireRequest& other :

@@ -1,5 +1,6 @@
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
+#include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -12,14 +13,14 @@ using namespace std::string_view_literals;
 using MCPWireFraming::extractFrame;
 using MCPWireFraming::Frame;
 
-TEST(MCPWireFraming, ItsConstantsAreThoseOfTheProtocol) {
+TEST(MCPWireFraming, its_constants_are_those_of_the_protocol) {
     EXPECT_EQ(MCPWireFraming::headerLength, 4U);
     EXPECT_EQ(MCPWireFraming::maxFrameLength, 67'108'864U);
     EXPECT_EQ(MCPWireFraming::maxFrameLength, 0x4000000U);
     EXPECT_EQ(wireProtocolVersion, 4);
 }
 
-TEST(MCPWireFraming, AFrameIsItsLengthAndItsPayload) {
+TEST(MCPWireFraming, a_frame_is_its_length_and_its_payload) {
     struct Row {
         const char* when;
         std::string payload;
@@ -33,17 +34,16 @@ TEST(MCPWireFraming, AFrameIsItsLengthAndItsPayload) {
         {"the first length of two bytes", std::string(256, 'a'), "\0\0\x01\0"sv},
         {"a length of three bytes", std::string(0x012345, 'a'), "\0\x01\x23\x45"sv},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(MCPWireFraming::encode(row.payload).text(), std::string{row.header} + row.payload);
         const Bytes bytes = MCPWireFraming::encode(row.payload);
         const auto frame = extractFrame(bytes.text());
         ASSERT_TRUE(frame);
         EXPECT_EQ(*frame, (Frame{row.payload, ""}));
-    }
+    });
 }
 
-TEST(MCPWireFraming, AHeaderIsWrittenForAnyLengthOf32Bits) {
+TEST(MCPWireFraming, a_header_is_written_for_any_length_of_32_bits) {
     struct Row {
         const char* when;
         std::size_t length;
@@ -55,21 +55,20 @@ TEST(MCPWireFraming, AHeaderIsWrittenForAnyLengthOf32Bits) {
         {"every byte its own", 0x01020304, "\x01\x02\x03\x04"sv},
         {"the most of all", 0xFFFFFFFF, "\xFF\xFF\xFF\xFF"sv},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         char header[6] = "-----";
         MCPWireFraming::writeHeader(row.length, header + 1);
         EXPECT_EQ((std::string_view{header, 6}), "-" + std::string{row.header} + std::string(1, '\0'));
-    }
+    });
 }
 
-TEST(MCPWireFramingDeathTest, ALengthBeyond32BitsEndsTheProcess) {
+TEST(MCPWireFramingDeathTest, a_length_beyond_32_bits_ends_the_process) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     char header[4];
     EXPECT_DEATH(MCPWireFraming::writeHeader(std::size_t{1} << 32, header), "");
 }
 
-TEST(MCPWireFraming, CutsTheFirstFrameOffOnceItIsComplete) {
+TEST(MCPWireFraming, cuts_the_first_frame_off_once_it_is_complete) {
     struct Row {
         const char* when;
         std::string_view buffer;
@@ -95,15 +94,14 @@ TEST(MCPWireFraming, CutsTheFirstFrameOffOnceItIsComplete) {
         {"an empty frame and another", "\0\0\0\0\0\0\0\x01x"sv, Frame{"", "\0\0\0\x01x"sv}},
         {"the most that is accepted, still on its way", "\x04\0\0\0x"sv, {}},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto frame = extractFrame(row.buffer);
         ASSERT_TRUE(frame);
         EXPECT_EQ(*frame, row.expected);
-    }
+    });
 }
 
-TEST(MCPWireFraming, RefusesALengthBeyondTheLimitAtTheHeader) {
+TEST(MCPWireFraming, refuses_a_length_beyond_the_limit_at_the_header) {
     struct Row {
         const char* when;
         std::string_view buffer;
@@ -116,15 +114,14 @@ TEST(MCPWireFraming, RefusesALengthBeyondTheLimitAtTheHeader) {
         {"the largest length", "\xFF\xFF\xFF\xFF"sv, 4'294'967'295},
         {"text in place of a header", "HTTP"sv, 1'213'486'160},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto frame = extractFrame(row.buffer);
         ASSERT_FALSE(frame);
         EXPECT_EQ(frame.error(), (MCPWireError{MCPWireError::FrameTooLarge{row.declared, 67'108'864}}));
-    }
+    });
 }
 
-TEST(MCPWireFraming, AcceptsAFrameOfExactlyTheLimit) {
+TEST(MCPWireFraming, accepts_a_frame_of_exactly_the_limit) {
     const Bytes bytes = MCPWireFraming::encode(std::string(67'108'864, 'a'));
     const auto frame = extractFrame(bytes.text());
     ASSERT_TRUE(frame && *frame);
@@ -133,7 +130,7 @@ TEST(MCPWireFraming, AcceptsAFrameOfExactlyTheLimit) {
     EXPECT_TRUE((*frame)->remainder.empty());
 }
 
-TEST(MCPWireFraming, FramesComeOutInOrderWhateverThePieces) {
+TEST(MCPWireFraming, frames_come_out_in_order_whatever_the_pieces) {
     const std::vector<std::string> payloads{"first", "", "{\"a\":1}", std::string(300, 'x'), "last"};
     std::string stream;
     for (const std::string& payload : payloads) stream += MCPWireFraming::encode(payload).text();
@@ -155,7 +152,7 @@ TEST(MCPWireFraming, FramesComeOutInOrderWhateverThePieces) {
     }
 }
 
-TEST(MCPWireVersionLogic, AnyDifferenceIsAMismatch) {
+TEST(MCPWireVersionLogic, any_difference_is_a_mismatch) {
     struct Row {
         const char* when;
         std::int64_t requestVersion;
@@ -163,12 +160,11 @@ TEST(MCPWireVersionLogic, AnyDifferenceIsAMismatch) {
     };
     const Row rows[] = {
         {"a newer application", 4, 5}, {"an older application", 4, 3}, {"no version", 0, 4}, {"a negative one", -4, 4}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.when);
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto checked = MCPWireVersionLogic::validate(row.requestVersion, row.knownVersion);
         ASSERT_FALSE(checked);
         EXPECT_EQ(checked.error(), (MCPWireError{MCPWireError::VersionMismatch{row.requestVersion, row.knownVersion}}));
-    }
+    });
     EXPECT_TRUE(MCPWireVersionLogic::validate(4, 4));
     EXPECT_TRUE(MCPWireVersionLogic::validate(5, 5));
 }
