@@ -2,6 +2,8 @@
 
 #include "kit/support/match.h"
 
+#include <utility>
+
 namespace VostelMCPKit {
 
 std::string MCPDenial::description() const {
@@ -9,6 +11,20 @@ std::string MCPDenial::description() const {
         return "This action was denied: the tool is currently disabled (" + disabled.reason + ").";
     });
 }
+
+MCPToolOutcome MCPToolOutcome::text(std::string text, std::optional<MCPValue> structured) {
+    return {Text{std::move(text), std::move(structured)}};
+}
+
+MCPToolOutcome MCPToolOutcome::awaitingConfirmation(const UUID& id, std::string summary) {
+    return {AwaitingConfirmation{id, std::move(summary)}};
+}
+
+MCPToolOutcome MCPToolOutcome::denied(std::string reason) {
+    return {MCPDenial{MCPDenial::Disabled{std::move(reason)}}};
+}
+
+MCPToolOutcome MCPToolOutcome::failed(std::string message) { return {MCPToolError{std::move(message)}}; }
 
 } // namespace VostelMCPKit
 

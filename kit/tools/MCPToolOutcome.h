@@ -1,6 +1,8 @@
-// What came of one tool call, as the application that ran the tool sees it.
+// What came of a tool call, as the application that ran the tool sees it. An outcome has no JSON form of its own: the
+// application renders it into an MCPCallResult and sends that.
 //
-// An outcome never travels: the application renders it into an MCPCallResult and sends that.
+//     return MCPToolOutcome::text("2 rules", structured);
+//     return MCPToolOutcome::failed("There is no transcript with this id.");
 #pragma once
 
 #include "kit/jsonrpc/MCPValue.h"
@@ -16,8 +18,9 @@ namespace VostelMCPKit {
 
 /// Why the application refused to run a tool.
 struct MCPDenial {
-    /// The user has not switched this tool on; `reason` names the setting that is off.
+    /// The user has not switched this tool on.
     struct Disabled {
+        /// Names the setting that is off. It becomes part of a sentence, in parentheses.
         std::string reason;
 
         bool operator==(const Disabled&) const = default;
@@ -25,7 +28,7 @@ struct MCPDenial {
 
     std::variant<Disabled> is;
 
-    /// The sentence that the model is given.
+    /// The sentence for the model.
     [[nodiscard]] std::string description() const;
 
     bool operator==(const MCPDenial&) const = default;
@@ -33,30 +36,41 @@ struct MCPDenial {
 
 /// The tool ran and failed.
 struct MCPToolError {
-    /// Shown to the model as it stands.
+    /// The model receives it unchanged.
     std::string message;
 
     bool operator==(const MCPToolError&) const = default;
 };
 
+/// A value. Copies are independent; use one object from one thread at a time. All text is UTF-8.
 struct MCPToolOutcome {
-    /// The tool ran: text for the model and, when the tool declares an output schema, the value that matches it.
+    /// The tool ran.
     struct Text {
+        /// For the model. MCPCallResult fences it as untrusted.
         std::string text;
+        /// The result as the tool's output schema describes it. Present when the tool declares one.
         std::optional<MCPValue> structured;
 
         bool operator==(const Text&) const = default;
     };
 
-    /// Nothing has happened yet: the user is asked first. `summary` says what for.
+    /// Nothing has happened yet: the user is asked first.
     struct AwaitingConfirmation {
+        /// The id of the request, which MCPConfirmationLogic judges.
         UUID id;
+        /// What the user is asked to allow.
         std::string summary;
 
         bool operator==(const AwaitingConfirmation&) const = default;
     };
 
     std::variant<Text, AwaitingConfirmation, MCPDenial, MCPToolError> is;
+
+    [[nodiscard]] static MCPToolOutcome text(std::string text, std::optional<MCPValue> structured = {});
+    [[nodiscard]] static MCPToolOutcome awaitingConfirmation(const UUID& id, std::string summary);
+    /// The tool is disabled; see MCPDenial::Disabled.
+    [[nodiscard]] static MCPToolOutcome denied(std::string reason);
+    [[nodiscard]] static MCPToolOutcome failed(std::string message);
 
     bool operator==(const MCPToolOutcome&) const = default;
 };
