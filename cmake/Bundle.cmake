@@ -1,0 +1,18 @@
+# The application's bundle, in which the server finds and launches it. The install rules below are its only description:
+#     cmake --install build/release --component bundle --prefix /Applications
+set(CMAKE_INSTALL_MESSAGE LAZY)
+set(contents Vostel.app/Contents)
+get_target_property(version VostelMCPKit VERSION)
+configure_file(companion/Info.plist ${PROJECT_BINARY_DIR}/Info.plist @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/Info.plist DESTINATION ${contents} COMPONENT bundle)
+install(TARGETS vostel-mcp DESTINATION ${contents}/MacOS COMPONENT bundle)
+
+# The build tree has one too, for the tests.
+add_custom_target(bundle ALL
+    COMMAND ${CMAKE_COMMAND} --install ${PROJECT_BINARY_DIR} --config $<CONFIG> --component bundle --prefix ${PROJECT_BINARY_DIR}
+    COMMENT "Assembling Vostel.app" VERBATIM)
+add_dependencies(bundle vostel-mcp)
+if(VOSTEL_COMPANION)
+    install(TARGETS Vostel DESTINATION ${contents}/MacOS COMPONENT bundle)
+    add_dependencies(bundle Vostel)
+endif()
