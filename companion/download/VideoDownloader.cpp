@@ -200,10 +200,10 @@ VideoDownloader::download(const std::string& url, Cancellation& cancellation,
     if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, errno);
     auto audio = std::make_unique<DownloadedAudio>(folder);
     const auto proxy = VideoProxy::start({uses_.resolve, uses_.startThread, 443, isPublicAddress});
-    if (!proxy) return systemFailed("open a way to the video service", proxy.error().code);
+    if (!proxy) return systemFailed("open a way to the video service", proxy.error().errorNumber);
     auto child = posix::ChildProcess::start(*executable, argumentsFor(url, folder, proxy->url()),
                                             withoutProxies(uses_.environment));
-    if (!child) return systemFailed("start yt-dlp", child.error().code);
+    if (!child) return systemFailed("start yt-dlp", child.error().errorNumber);
 
     Report report{progress};
     const auto deadline = std::chrono::steady_clock::now() + limits_.time;

@@ -54,7 +54,8 @@ std::expected<void, ListenError> removeStaleSocket(const std::string& path) {
     if (!S_ISSOCK(status.st_mode)) return std::unexpected(ListenError{ListenError::PathTaken{path}});
     const auto answered = posix::UnixSocket::connect(path);
     if (answered) return std::unexpected(ListenError{ListenError::AlreadyRunning{}});
-    if (answered.error().code != ECONNREFUSED) return systemFailure("reach " + inQuotes(path), answered.error().code);
+    if (answered.error().errorNumber != ECONNREFUSED)
+        return systemFailure("reach " + inQuotes(path), answered.error().errorNumber);
     if (::unlink(path.c_str()) != 0) return systemFailure("remove " + inQuotes(path), errno);
     return {};
 }

@@ -1,4 +1,4 @@
-// A failure of the operating system.
+// A failure of the operating system as a value. In the kit because the error of MCPStdoutWriter carries it.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@
 namespace VostelMCPKit {
 
 struct PosixError {
-    /// An errno value.
-    int code = 0;
+    /// A value of errno, such as ENOENT.
+    int errorNumber = 0;
 
-    /// The system's text for the number.
-    [[nodiscard]] std::string systemText() const { return std::generic_category().message(code); }
+    /// The system's English text for the number, without a full stop: "No such file or directory". Thread-safe.
+    [[nodiscard]] std::string systemText() const { return std::generic_category().message(errorNumber); }
 
     bool operator==(const PosixError&) const = default;
 };
