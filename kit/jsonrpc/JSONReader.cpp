@@ -2,6 +2,7 @@
 
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 
 #include <string>
@@ -191,14 +192,9 @@ private:
     bool readHex(std::uint32_t& unit) {
         for (int digit = 0; digit < 4; ++digit, ++at_) {
             if (at_ == end_) return fail();
-            unit <<= 4;
-            if (*at_ >= '0' && *at_ <= '9') {
-                unit |= static_cast<std::uint32_t>(*at_ - '0');
-            } else if ((*at_ | 0x20) >= 'a' && (*at_ | 0x20) <= 'f') {
-                unit |= static_cast<std::uint32_t>((*at_ | 0x20) - 'a' + 10);
-            } else {
-                return fail();
-            }
+            const auto value = hexDigit(*at_);
+            if (!value) return fail();
+            unit = unit << 4 | static_cast<std::uint32_t>(*value);
         }
         return true;
     }
@@ -208,7 +204,8 @@ private:
         const bool negative = next('-');
         std::uint64_t magnitude = 0;
         const char* digits = at_;
-        for (; at_ != end_ && isDigit(*at_); ++at_) magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0');
+        for (; at_ != end_ && isASCIIDigit(*at_); ++at_)
+            magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0');
         const auto count = at_ - digits;
         if (count == 0) return fail();
         if (count > 1 && *digits == '0') {
@@ -235,8 +232,8 @@ private:
     }
 
     bool skipDigits() {
-        if (at_ == end_ || !isDigit(*at_)) return fail();
-        while (at_ != end_ && isDigit(*at_)) ++at_;
+        if (at_ == end_ || !isASCIIDigit(*at_)) return fail();
+        while (at_ != end_ && isASCIIDigit(*at_)) ++at_;
         return true;
     }
 
@@ -250,7 +247,6 @@ private:
         return true;
     }
 
-    static bool isDigit(char character) { return character >= '0' && character <= '9'; }
     [[nodiscard]] std::string_view rest() const { return {at_, end_}; }
 
     bool fail() { return fail(DecodingError::NotJSON{static_cast<std::size_t>(at_ - start_)}); }

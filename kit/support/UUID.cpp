@@ -1,18 +1,13 @@
 #include "kit/support/UUID.h"
 
+#include "kit/support/ASCII.h"
+
 namespace VostelMCPKit {
 
 namespace {
 
 bool isHyphenPosition(std::size_t position) {
     return position == 8 || position == 13 || position == 18 || position == 23;
-}
-
-int hexDigit(char character) {
-    if (character >= '0' && character <= '9') return character - '0';
-    if (character >= 'a' && character <= 'f') return character - 'a' + 10;
-    if (character >= 'A' && character <= 'F') return character - 'A' + 10;
-    return -1;
 }
 
 } // namespace
@@ -32,10 +27,10 @@ std::optional<UUID> UUID::parse(std::string_view text) {
             if (text[position] != '-') return std::nullopt;
             continue;
         }
-        const int digit = hexDigit(text[position]);
-        if (digit < 0) return std::nullopt;
+        const auto digit = hexDigit(text[position]);
+        if (!digit) return std::nullopt;
         std::uint8_t& byte = result.bytes[digits++ / 2];
-        byte = static_cast<std::uint8_t>(byte << 4 | digit);
+        byte = static_cast<std::uint8_t>(byte << 4 | *digit);
     }
     return result;
 }

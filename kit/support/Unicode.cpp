@@ -1,5 +1,7 @@
 #include "kit/support/Unicode.h"
 
+#include "kit/support/ASCII.h"
+
 #include <cstdint>
 #include <cstring>
 #include <utf8proc.h>
@@ -91,7 +93,7 @@ char32_t takeFolded(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text.front());
     if (first < 0x80) {
         text.remove_prefix(1);
-        return first >= 'A' && first <= 'Z' ? first + ('a' - 'A') : first;
+        return static_cast<unsigned char>(asciiLowerCase(static_cast<char>(first)));
     }
     const auto [codePoint, length] = firstCodePoint(text);
     text.remove_prefix(length);

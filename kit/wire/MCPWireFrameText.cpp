@@ -3,6 +3,7 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 #include "kit/support/present.h"
 
@@ -20,12 +21,11 @@ bool take(std::string_view& text, std::string_view expected) {
 
 /// Takes a share as it is usually written, 0 or 1 with or without decimals.
 bool takeFraction(std::string_view& text, double& fraction) {
-    const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
     if (!text.starts_with('0') && !text.starts_with('1')) return false;
     auto end = text.begin() + 1;
     if (end != text.end() && *end == '.') {
         const auto firstDecimal = end + 1;
-        end = std::find_if_not(firstDecimal, text.end(), isDigit);
+        end = std::find_if_not(firstDecimal, text.end(), isASCIIDigit);
         if (end == firstDecimal) return false;
     }
     const auto value = numberFromDecimal({text.begin(), end});

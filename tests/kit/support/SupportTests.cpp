@@ -1,3 +1,4 @@
+#include "kit/support/ASCII.h"
 #include "kit/support/Bytes.h"
 #include "kit/support/PosixError.h"
 #include "kit/support/UUID.h"
@@ -17,6 +18,39 @@ namespace {
 
 static_assert(!std::is_copy_constructible_v<Bytes> && !std::is_copy_assignable_v<Bytes>);
 static_assert(std::is_nothrow_move_constructible_v<Bytes> && std::is_nothrow_move_assignable_v<Bytes>);
+
+TEST(ASCII, only_letters_from_A_to_Z_change_to_lower_case) {
+    EXPECT_EQ(asciiLowerCase("AZaz@[`{09 \u00C4\u0130"), "azaz@[`{09 \u00C4\u0130");
+    EXPECT_EQ(asciiLowerCase(""), "");
+    for (int byte = -128; byte < 128; ++byte) {
+        const auto character = static_cast<char>(byte);
+        EXPECT_EQ(asciiLowerCase(character) != character, character >= 'A' && character <= 'Z');
+    }
+}
+
+TEST(ASCII, hexadecimal_digits_have_their_values) {
+    const std::string_view lower = "0123456789abcdef";
+    const std::string_view upper = "0123456789ABCDEF";
+    for (int byte = -128; byte < 128; ++byte) {
+        const auto character = static_cast<char>(byte);
+        std::optional<int> expected;
+        if (const auto at = lower.find(character); at != lower.npos) expected = static_cast<int>(at);
+        if (const auto at = upper.find(character); at != upper.npos) expected = static_cast<int>(at);
+        EXPECT_EQ(hexDigit(character), expected) << byte;
+    }
+}
+
+TEST(ASCII, letters_and_digits_are_told_from_their_neighbours) {
+    std::string letters;
+    std::string digits;
+    for (int byte = -128; byte < 128; ++byte) {
+        const auto character = static_cast<char>(byte);
+        if (isASCIILetter(character)) letters += character;
+        if (isASCIIDigit(character)) digits += character;
+    }
+    EXPECT_EQ(letters, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(digits, "0123456789");
+}
 
 TEST(Bytes, start_empty) {
     Bytes bytes;
