@@ -13,20 +13,15 @@ namespace {
 /// From here on, in bytes, what a response leaves in the allocator is more than a helper may idle with.
 constexpr std::size_t largeLine = 4 << 20;
 
-const MCPValue* member(const std::optional<MCPValue>& params, std::string_view key) {
-    return params ? (*params)[key] : nullptr;
-}
-
 std::optional<MCPValue> progressToken(const MCPRequest& request) {
-    const MCPValue* meta = member(request.params, "_meta");
-    const MCPValue* token = meta != nullptr ? (*meta)["progressToken"] : nullptr;
+    const MCPValue* token = orNull(request.params).find("_meta", "progressToken");
     if (token == nullptr) return std::nullopt;
     return *token;
 }
 
 /// The external key that a notifications/cancelled names; absent when its requestId is no possible id.
 std::optional<std::string> cancelledKey(const MCPNotification& notification) {
-    const MCPValue* id = member(notification.params, "requestId");
+    const MCPValue* id = orNull(notification.params).find("requestId");
     if (id == nullptr) return std::nullopt;
     const auto decoded = decode<MCPRequestID>(*id);
     if (!decoded) return std::nullopt;
@@ -64,15 +59,15 @@ Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo) 
 }
 
 Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo) {
-    const MCPValue* named = member(request.params, "name");
-    const auto tool = named != nullptr ? named->asString() : std::nullopt;
+    const MCPValue& params = orNull(request.params);
+    const auto tool = params.string("name");
     if (!tool) {
         auto error = MCPError::invalidParams("tools/call requires params.name");
         auto refusal = encodedLine(MCPResponse::failure(std::move(request.id), std::move(error)));
         std::ignore = co_await uses_.standardOutput.send(std::move(refusal));
         co_return;
     }
-    const MCPValue* arguments = member(request.params, "arguments");
+    const MCPValue* arguments = params.find("arguments");
     MCPWireRequest wireRequest{
         .protocolVersion = wireProtocolVersion,
         .clientInfo = std::move(clientInfo),

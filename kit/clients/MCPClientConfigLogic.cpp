@@ -60,9 +60,7 @@ std::string_view lastPathComponent(std::string_view path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-std::optional<std::string> commandOf(const MCPValue* object) {
-    const MCPValue* command = object != nullptr ? (*object)["command"] : nullptr;
-    const auto text = command != nullptr ? command->asString() : std::nullopt;
+std::optional<std::string> owned(std::optional<std::string_view> text) {
     if (!text) return std::nullopt;
     return std::string{*text};
 }
@@ -97,7 +95,9 @@ MCPValue claudeCodeEntry(const MCPClientEntry& entry) {
     return MCPValue::object({{"type", "stdio"}, {"command", entry.command}, {"args", encode(entry.args)}});
 }
 
-std::optional<std::string> claudeCodeCommand(const MCPValue& existingEntry) { return commandOf(&existingEntry); }
+std::optional<std::string> claudeCodeCommand(const MCPValue& existingEntry) {
+    return owned(existingEntry.string("command"));
+}
 
 MCPValue claudeDesktopManifest(const MCPClientEntry& entry) {
     return MCPValue::object({
@@ -109,8 +109,7 @@ MCPValue claudeDesktopManifest(const MCPClientEntry& entry) {
 }
 
 std::optional<std::string> claudeDesktopCommand(const MCPValue& existingManifest) {
-    const MCPValue* server = existingManifest["server"];
-    return commandOf(server != nullptr ? (*server)["mcp_config"] : nullptr);
+    return owned(existingManifest.string("server", "mcp_config", "command"));
 }
 
 std::string claudeCodeSnippetText(const MCPClientEntry& entry) { return jsonText(claudeCodeEntry(entry)); }

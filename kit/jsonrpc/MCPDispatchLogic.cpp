@@ -21,14 +21,8 @@ MCPIncoming decodedAs(const MCPValue& value) {
     return {*std::move(message)};
 }
 
-/// Absent for a member that is missing or no string.
-std::optional<std::string_view> textOf(const MCPValue* member) {
-    return member != nullptr ? member->asString() : std::nullopt;
-}
-
 MCPValue initializeResult(const MCPRequest& request) {
-    const MCPValue* asked = request.params ? (*request.params)["protocolVersion"] : nullptr;
-    const std::string_view requested = textOf(asked).value_or("");
+    const std::string_view requested = orNull(request.params).string("protocolVersion").value_or("");
     return MCPValue::object({
         {"protocolVersion", negotiate(requested)},
         {"capabilities", MCPValue::object({{"tools", MCPValue::object({{"listChanged", false}})}})},
@@ -96,12 +90,11 @@ std::string_view negotiate(std::string_view requested) {
 }
 
 std::optional<MCPClientInfo> clientInfo(const MCPRequest& fromInitialize) {
-    const MCPValue* info = fromInitialize.params ? (*fromInitialize.params)["clientInfo"] : nullptr;
-    if (info == nullptr) return std::nullopt;
-    const auto name = textOf((*info)["name"]);
+    const MCPValue& params = orNull(fromInitialize.params);
+    const auto name = params.string("clientInfo", "name");
     if (!name) return std::nullopt;
     MCPClientInfo result{std::string{*name}, std::nullopt};
-    if (const auto version = textOf((*info)["version"])) result.version = *version;
+    if (const auto version = params.string("clientInfo", "version")) result.version = *version;
     return result;
 }
 

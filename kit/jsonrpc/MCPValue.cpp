@@ -1,5 +1,6 @@
 #include "kit/jsonrpc/MCPValue.h"
 
+#include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 #include "kit/support/present.h"
 
@@ -85,7 +86,7 @@ MCPValue MCPValue::object(std::initializer_list<std::pair<std::string_view, MCPV
     list.reserve(members.size());
     for (const auto& [key, value] : members) list.push_back({key, value});
     MCPValue result = object(std::move(list));
-    if (result.elements().size() != 2 * members.size()) std::abort();
+    if (result.content().size() != 2 * members.size()) std::abort();
     return result;
 }
 
@@ -114,7 +115,7 @@ MCPValue MCPValue::takingObject(std::span<MCPValue> keysAndValues) {
 
 MCPValue MCPValue::keepingText(const MCPValue& value, std::string_view text) {
     if (value.tag() != Tag::array && value.tag() != Tag::object) return value;
-    const std::span values = value.elements();
+    const std::span values = value.content();
     const std::size_t length = text.size();
     Block* block = Block::allocate(values.size(), sizeof(MCPValue), sizeof length + length);
     MCPValue* end = std::uninitialized_copy(values.begin(), values.end(), block->values());
@@ -174,12 +175,12 @@ std::optional<std::string_view> MCPValue::asString() const {
 
 std::optional<std::span<const MCPValue>> MCPValue::asArray() const {
     if (tag() != Tag::array) return std::nullopt;
-    return elements();
+    return content();
 }
 
 std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const {
     if (tag() != Tag::object) return std::nullopt;
-    return std::span{reinterpret_cast<const Member*>(elements().data()), elements().size() / 2};
+    return std::span{reinterpret_cast<const Member*>(content().data()), content().size() / 2};
 }
 
 std::optional<std::string_view> MCPValue::keptText() const {
@@ -207,8 +208,21 @@ const MCPValue* MCPValue::operator[](std::string_view key) const {
     return found != members->end() && found->key() == key ? &found->value : nullptr;
 }
 
-/// The values one level below an array or an object, names included.
-std::span<const MCPValue> MCPValue::elements() const {
+const MCPValue* MCPValue::findAlong(std::span<const std::string_view> path) const {
+    const MCPValue* value = this;
+    for (const std::string_view key : path) {
+        value = (*value)[key];
+        if (value == nullptr) return nullptr;
+    }
+    return value;
+}
+
+const MCPValue& orNull(const std::optional<MCPValue>& value) {
+    static const MCPValue null;
+    return value ? *value : null;
+}
+
+std::span<const MCPValue> MCPValue::content() const {
     if (tag() != Tag::array && tag() != Tag::object) return {};
     auto* block = get<Block*>();
     return {block->values(), block->count};
@@ -228,7 +242,7 @@ bool MCPValue::equalsShallowly(const MCPValue& other) const {
         return asString() == other.asString();
     case Kind::Array:
     case Kind::Object:
-        return elements().size() == other.elements().size();
+        return content().size() == other.content().size();
     case Kind::Null:
         return true;
     }
@@ -238,14 +252,14 @@ bool MCPValue::equalsShallowly(const MCPValue& other) const {
 bool operator==(const MCPValue& left, const MCPValue& right) {
     using Elements = std::span<const MCPValue>;
     if (!left.equalsShallowly(right)) return false;
-    std::vector<std::pair<Elements, Elements>> pending{{left.elements(), right.elements()}};
+    std::vector<std::pair<Elements, Elements>> pending{{left.content(), right.content()}};
     while (!pending.empty()) {
         const auto [ours, theirs] = pending.back();
         pending.pop_back();
         for (std::size_t index = 0; index < ours.size(); ++index) {
             if (!ours[index].equalsShallowly(theirs[index])) return false;
-            if (!ours[index].elements().empty()) {
-                pending.emplace_back(ours[index].elements(), theirs[index].elements());
+            if (!ours[index].content().empty()) {
+                pending.emplace_back(ours[index].content(), theirs[index].content());
             }
         }
     }
@@ -270,19 +284,19 @@ std::size_t MCPValue::hash() const {
             return mix(std::hash<std::string_view>{}(present(value.asString())));
         case Kind::Array:
         case Kind::Object:
-            return mix(value.elements().size());
+            return mix(value.content().size());
         case Kind::Null:
             return;
         }
     };
     mixShallowly(*this);
-    std::vector<std::span<const MCPValue>> pending{elements()};
+    std::vector<std::span<const MCPValue>> pending{content()};
     while (!pending.empty()) {
         const auto values = pending.back();
         pending.pop_back();
         for (const MCPValue& value : values) {
             mixShallowly(value);
-            if (!value.elements().empty()) pending.push_back(value.elements());
+            if (!value.content().empty()) pending.push_back(value.content());
         }
     }
     return combined;
@@ -315,11 +329,9 @@ void MCPValue::release() const {
 
 namespace {
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
 /// Takes the run of digits off the front of `text` and returns it without leading zeros.
 std::string_view takeDigits(std::string_view& text) {
-    const auto end = std::find_if_not(text.begin(), text.end(), isDigit);
+    const auto end = std::find_if_not(text.begin(), text.end(), isASCIIDigit);
     std::string_view run{text.begin(), end};
     text.remove_prefix(run.size());
     run.remove_prefix(std::min(run.find_first_not_of('0'), run.size()));
@@ -333,14 +345,12 @@ constexpr int notPlain = -1;
 
 /// Where a letter or the underscore stands when the letter case is ignored; every other byte needs a closer look.
 int plainRank(char character) {
-    if ((character >= 'a' && character <= 'z') || character == '_') return character;
-    if (character >= 'A' && character <= 'Z') return character + ('a' - 'A');
-    return notPlain;
+    return isASCIILetter(character) || character == '_' ? asciiLowerCase(character) : notPlain;
 }
 
 int compareIgnoringCase(std::string_view left, std::string_view right) {
     while (!left.empty() && !right.empty()) {
-        if (isDigit(left.front()) && isDigit(right.front())) {
+        if (isASCIIDigit(left.front()) && isASCIIDigit(right.front())) {
             const auto ours = takeDigits(left);
             const auto theirs = takeDigits(right);
             if (ours.size() != theirs.size()) return ours.size() < theirs.size() ? -1 : 1;

@@ -37,6 +37,8 @@ public:
     // In upper camel because `bool`, `int` and `double` are words of the language.
     enum class Kind : std::uint8_t { Bool, Int, Double, String, Array, Object, Null };
     struct Member;
+    template <class Item>
+    class Items;
 
     MCPValue() noexcept { setTag(Tag::null); }
     MCPValue(std::nullptr_t) noexcept : MCPValue() {}
@@ -104,9 +106,45 @@ public:
     /// The written form, where it is kept.
     [[nodiscard]] std::optional<std::string_view> keptText() const;
 
-    /// The member named `key`; null when this is no object or has no such member. A member that holds JSON null is
-    /// found. Lives as long as this value.
+    /// The elements of an array; none when this is not an array. The range keeps them alive, so a loop may run over a
+    /// temporary: `for (const MCPValue& item : answer().elements())`.
+    [[nodiscard]] Items<MCPValue> elements() const;
+    /// The members of an object in output order; none when this is not an object. Kept alive like elements.
+    [[nodiscard]] Items<Member> members() const;
+
+    /// The member named `key`; a null pointer when this is not an object or has no such member. A member that holds
+    /// JSON null is found. Lives as long as this value.
     [[nodiscard]] const MCPValue* operator[](std::string_view key) const;
+
+    /// The value at the end of a path of keys: `params.find("_meta", "progressToken")`. A null pointer when a key on
+    /// the way is missing or leads through something that is not an object. Lives as long as this value.
+    template <std::convertible_to<std::string_view>... Keys>
+        requires(sizeof...(Keys) > 0)
+    [[nodiscard]] const MCPValue* find(const Keys&... path) const& {
+        const std::string_view keys[]{path...};
+        return findAlong(keys);
+    }
+    void find(auto&&...) const&& = delete;
+    /// The string at the end of a path of keys: `params.string("clientInfo", "name")`. Absent when there is none, or a
+    /// value of another kind. The three functions below do the same for the other scalar kinds, each as its accessor
+    /// does: `number` accepts integers, `integer` no double.
+    [[nodiscard]] std::optional<std::string_view> string(const auto&... path) const& {
+        const MCPValue* found = find(path...);
+        return found != nullptr ? found->asString() : std::nullopt;
+    }
+    void string(auto&&...) const&& = delete;
+    [[nodiscard]] std::optional<std::int64_t> integer(const auto&... path) const {
+        const MCPValue* found = find(path...);
+        return found != nullptr ? found->asInt() : std::nullopt;
+    }
+    [[nodiscard]] std::optional<double> number(const auto&... path) const {
+        const MCPValue* found = find(path...);
+        return found != nullptr ? found->asDouble() : std::nullopt;
+    }
+    [[nodiscard]] std::optional<bool> boolean(const auto&... path) const {
+        const MCPValue* found = find(path...);
+        return found != nullptr ? found->asBool() : std::nullopt;
+    }
 
     /// Same kind and same payload: the integer 1 is not the double 1.0; doubles compare as IEEE 754 numbers.
     friend bool operator==(const MCPValue& left, const MCPValue& right);
@@ -144,7 +182,9 @@ private:
         value.storage_.bytes[14] = static_cast<char>(keepsText);
         return value;
     }
-    [[nodiscard]] std::span<const MCPValue> elements() const;
+    /// The values one level below an array or an object, names included; none below a scalar.
+    [[nodiscard]] std::span<const MCPValue> content() const;
+    [[nodiscard]] const MCPValue* findAlong(std::span<const std::string_view> path) const;
     [[nodiscard]] bool equalsShallowly(const MCPValue& other) const;
     void retain() const;
     void release() const;
@@ -162,6 +202,37 @@ struct MCPValue::Member {
 
     [[nodiscard]] std::string_view key() const { return name.asString().value_or(std::string_view{}); }
 };
+
+/// The elements or the members of a value, for a loop. Holds a reference to them, which costs one atomic increment.
+template <class Item>
+class MCPValue::Items {
+public:
+    [[nodiscard]] auto begin() const { return items_.begin(); }
+    [[nodiscard]] auto end() const { return items_.end(); }
+    [[nodiscard]] std::size_t size() const { return items_.size(); }
+    [[nodiscard]] bool empty() const { return items_.empty(); }
+    /// `index` is below size(). The item lives as long as the range or the value.
+    [[nodiscard]] const Item& operator[](std::size_t index) const { return items_[index]; }
+
+private:
+    friend class MCPValue;
+    Items(MCPValue owner, std::span<const Item> items) : owner_{std::move(owner)}, items_{items} {}
+
+    MCPValue owner_;
+    std::span<const Item> items_;
+};
+
+inline MCPValue::Items<MCPValue> MCPValue::elements() const {
+    return {*this, asArray().value_or(std::span<const MCPValue>{})};
+}
+inline MCPValue::Items<MCPValue::Member> MCPValue::members() const {
+    return {*this, asObject().value_or(std::span<const Member>{})};
+}
+
+/// The value, or JSON null when it is absent; for looking into params: `orNull(request.params).string("name")`. Lives
+/// as long as the optional.
+[[nodiscard]] const MCPValue& orNull(const std::optional<MCPValue>& value);
+void orNull(std::optional<MCPValue>&&) = delete;
 
 } // namespace VostelMCPKit
 

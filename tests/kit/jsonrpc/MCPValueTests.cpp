@@ -1,3 +1,4 @@
+#include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/MCPValue.h"
 #include "tests/support/JSON.h"
 #include "tests/support/Table.h"
@@ -106,6 +107,72 @@ TEST(MCPValue, a_key_finds_its_member_also_when_that_is_null) {
     EXPECT_EQ(*value["b"], MCPValue{1});
     for (const char* key : {"c", "", "A", "aa", "a\xCC\x88"}) EXPECT_EQ(value[key], nullptr) << key;
     EXPECT_EQ((*value["b"])["b"], nullptr);
+}
+
+TEST(MCPValue, a_path_of_keys_finds_what_stands_at_its_end) {
+    const MCPValue params = json(R"({"_meta":{"progressToken":7,"none":null},"name":"n","list":[{"a":1}]})");
+    EXPECT_EQ(*params.find("_meta", "progressToken"), 7);
+    EXPECT_EQ(params.find("_meta"), params["_meta"]);
+    EXPECT_TRUE(params.find("_meta", "none")->isNull());
+    EXPECT_EQ(params.find("_meta", "other"), nullptr);
+    EXPECT_EQ(params.find("other", "progressToken"), nullptr);
+    EXPECT_EQ(params.find("name", "progressToken"), nullptr);
+    EXPECT_EQ(params.find("_meta", "none", "deeper"), nullptr);
+    EXPECT_EQ(params.find("list", "a"), nullptr);
+}
+
+TEST(MCPValue, a_path_of_keys_reads_a_scalar_or_nothing) {
+    const MCPValue value = json(R"({"in":{"text":"t","int":7,"real":1.5,"flag":true,"none":null}})");
+    EXPECT_EQ(value.string("in", "text"), "t");
+    EXPECT_EQ(value.integer("in", "int"), 7);
+    EXPECT_EQ(value.number("in", "real"), 1.5);
+    EXPECT_EQ(value.number("in", "int"), 7.0);
+    EXPECT_EQ(value.boolean("in", "flag"), true);
+
+    EXPECT_EQ(value.string("in", "int"), std::nullopt);
+    EXPECT_EQ(value.integer("in", "real"), std::nullopt);
+    EXPECT_EQ(value.number("in", "text"), std::nullopt);
+    EXPECT_EQ(value.boolean("in", "none"), std::nullopt);
+    EXPECT_EQ(value.string("out", "text"), std::nullopt);
+    EXPECT_EQ(value.string("in", "other"), std::nullopt);
+    EXPECT_EQ(MCPValue{}.integer("in"), std::nullopt);
+}
+
+TEST(MCPValue, absent_params_are_looked_into_like_null) {
+    const std::optional<MCPValue> absent;
+    const std::optional<MCPValue> params = json(R"({"name":"n"})");
+    EXPECT_TRUE(orNull(absent).isNull());
+    EXPECT_EQ(orNull(absent).string("name"), std::nullopt);
+    EXPECT_EQ(&orNull(params), &*params);
+}
+
+TEST(MCPValue, loops_run_over_elements_and_members_and_over_none_of_other_kinds) {
+    const MCPValue value = json(R"({"list":[1,2,3],"none":[]})");
+    std::int64_t sum = 0;
+    for (const MCPValue& element : value.find("list")->elements()) sum += element.asInt().value_or(0);
+    EXPECT_EQ(sum, 6);
+    EXPECT_EQ(value.find("list")->elements().size(), 3U);
+    EXPECT_EQ(value.find("list")->elements()[2], 3);
+    std::string keys;
+    for (const MCPValue::Member& member : value.members()) keys += member.key();
+    EXPECT_EQ(keys, "listnone");
+
+    EXPECT_TRUE(value.find("none")->elements().empty());
+    EXPECT_TRUE(value.elements().empty());
+    EXPECT_TRUE(value.find("list")->members().empty());
+    EXPECT_TRUE(MCPValue{"text"}.members().empty());
+}
+
+TEST(MCPValue, a_loop_may_run_over_a_temporary) {
+    std::string keys;
+    // The expected value is gone before the first round of the loop.
+    for (const MCPValue::Member& member : readJSON(R"({"a":1,"a key of more than fifteen bytes":2})")->members())
+        keys += member.key();
+    EXPECT_EQ(keys, "aa key of more than fifteen bytes");
+    std::size_t length = 0;
+    for (const MCPValue& element : json(R"(["a string of more than fifteen bytes","b"])").elements())
+        length += element.asString()->size();
+    EXPECT_EQ(length, 36U);
 }
 
 TEST(MCPValue, every_key_of_a_large_object_is_found) {
