@@ -70,10 +70,10 @@ std::expected<ChildProcess, PosixError> ChildProcess::start(const std::filesyste
     FileDescriptor reading{ends[0]};
     const FileDescriptor writing{ends[1]};
     for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    ::fcntl(reading.number(), F_SETFL, O_NONBLOCK);
+    ::fcntl(reading.get(), F_SETFL, O_NONBLOCK);
 
     arguments.insert(arguments.begin(), executable.string());
-    const SpawnPlan plan{writing.number()};
+    const SpawnPlan plan{writing.get()};
     pid_t process = 0;
     const int failure = ::posix_spawn(&process, executable.c_str(), plan.actions(), plan.attributes(),
                                       pointers(arguments).data(), pointers(environment).data());

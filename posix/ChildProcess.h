@@ -28,7 +28,7 @@ public:
     ~ChildProcess();
 
     /// Where its output is read from; reading never waits.
-    [[nodiscard]] int output() const { return output_.number(); }
+    [[nodiscard]] int output() const { return output_.get(); }
     /// Whether the program itself has ended. What it started may still run.
     [[nodiscard]] bool hasEnded() const;
     /// Kills what still runs; the exit status of the program, or minus the signal that ended it.

@@ -22,7 +22,7 @@ public:
     }
 
     /// Negative when nothing is owned.
-    [[nodiscard]] int number() const { return number_; }
+    [[nodiscard]] int get() const { return number_; }
     [[nodiscard]] bool isOpen() const { return number_ >= 0; }
 
 private:

@@ -48,7 +48,7 @@ std::expected<void, FileError> ensureFolder(const fs::path& folder) {
 
 std::expected<void, FileError> writeAll(const FileDescriptor& file, std::string_view bytes, const fs::path& path) {
     while (!bytes.empty()) {
-        const auto count = ::write(file.number(), bytes.data(), bytes.size());
+        const auto count = ::write(file.get(), bytes.data(), bytes.size());
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return fileError(path);
         bytes.remove_prefix(static_cast<std::size_t>(count));
@@ -57,7 +57,7 @@ std::expected<void, FileError> writeAll(const FileDescriptor& file, std::string_
 }
 
 std::expected<void, FileError> synchronize(const FileDescriptor& file, const fs::path& path) {
-    if (::fsync(file.number()) != 0) return fileError(path);
+    if (::fsync(file.get()) != 0) return fileError(path);
     return {};
 }
 
@@ -83,13 +83,13 @@ std::expected<void, FileError> writeFileAtomically(const fs::path& path, std::st
 
 std::expected<FileLock, FileError> FileLock::acquire(const fs::path& path) {
     FileDescriptor file{::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
-    if (!file.isOpen() || lockDescriptor(file.number(), LOCK_EX) != 0) return fileError(path);
+    if (!file.isOpen() || lockDescriptor(file.get(), LOCK_EX) != 0) return fileError(path);
     return FileLock{std::move(file)};
 }
 
 std::expected<FileLock, FileError> FileLock::tryExisting(const fs::path& path) {
     FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)};
-    if (!file.isOpen() || lockDescriptor(file.number(), LOCK_EX | LOCK_NB) != 0) return fileError(path);
+    if (!file.isOpen() || lockDescriptor(file.get(), LOCK_EX | LOCK_NB) != 0) return fileError(path);
     return FileLock{std::move(file)};
 }
 

@@ -13,13 +13,13 @@ using VostelMCPKit::PosixError;
 
 std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
     FileDescriptor descriptor{::socket(AF_UNIX, SOCK_STREAM, 0)};
-    if (descriptor.number() < 0) return std::unexpected(PosixError{errno});
-    suppressBrokenPipe(descriptor.number());
+    if (descriptor.get() < 0) return std::unexpected(PosixError{errno});
+    suppressBrokenPipe(descriptor.get());
 
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    if (::connect(descriptor.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         return std::unexpected(PosixError{errno});
     }
     return descriptor;

@@ -20,7 +20,7 @@ using VostelMCPKit::PosixError;
 std::string beginningOf(const std::filesystem::path& file) {
     const posix::FileDescriptor descriptor{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
     std::string content(65'536, '\0');
-    const ssize_t count = read(descriptor.number(), content.data(), content.size());
+    const ssize_t count = read(descriptor.get(), content.data(), content.size());
     content.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return content;
 }
@@ -70,13 +70,13 @@ std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle
     char* const arguments[] = {const_cast<char*>(executable.c_str()), nullptr};
     const pid_t child = fork();
     if (child < 0) return std::unexpected(PosixError{errno});
-    if (child == 0) becomeApplication(executable.c_str(), arguments, writing.number());
+    if (child == 0) becomeApplication(executable.c_str(), arguments, writing.get());
     writing = posix::FileDescriptor{};
 
     int failure = 0;
     ssize_t count = 0;
     do {
-        count = read(reading.number(), &failure, sizeof failure);
+        count = read(reading.get(), &failure, sizeof failure);
     } while (count < 0 && errno == EINTR);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {}

@@ -77,10 +77,10 @@ private:
 
 /// The whole conversation of one call. Blocks until the response, which is the first one on the connection.
 Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress) {
-    const auto written = writeFrame(socket.number(), MCPWireInboundFrame{std::move(request)});
+    const auto written = writeFrame(socket.get(), MCPWireInboundFrame{std::move(request)});
     if (!written) return std::unexpected(written.error());
 
-    FrameReader reader{socket.number()};
+    FrameReader reader{socket.get()};
     std::vector<MCPWireProgress> reports;
     for (;;) {
         auto next = reader.nextPending();
@@ -181,7 +181,7 @@ Task<void> MCPSocketClient::cancel(std::string requestID) {
     auto socket = co_await connectOnce();
     if (!socket) co_return;
     auto work = [&] {
-        return writeFrame(socket->number(), {MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
+        return writeFrame(socket->get(), {MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
     };
     std::ignore = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
 }

@@ -42,9 +42,9 @@ public:
         TemporaryFile temporary{name};
         auto done = posix::writeAll(file, content.text, target);
         // The owner before the mode, since giving a file away takes bits off its mode.
-        if (done && hasOwner && ::fchown(file.number(), content.owner, content.group) != 0)
+        if (done && hasOwner && ::fchown(file.get(), content.owner, content.group) != 0)
             done = posix::fileError(target);
-        if (done && ::fchmod(file.number(), content.mode) != 0) done = posix::fileError(target);
+        if (done && ::fchmod(file.get(), content.mode) != 0) done = posix::fileError(target);
         if (done) done = posix::synchronize(file, target);
         if (!done) return std::unexpected(std::move(done.error()));
         return temporary;
@@ -89,13 +89,13 @@ std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
     if (!file.isOpen() && errno == ENXIO) return std::unexpected(ConfigError::NotAFile{path.string()});
     if (!file.isOpen()) return posix::fileError(path);
     struct stat status{};
-    if (::fstat(file.number(), &status) != 0) return posix::fileError(path);
+    if (::fstat(file.get(), &status) != 0) return posix::fileError(path);
     if (!S_ISREG(status.st_mode)) return std::unexpected(ConfigError::NotAFile{path.string()});
 
     Snapshot snapshot{{}, status.st_mode & 07777U, status.st_uid, status.st_gid};
     std::string buffer(std::size_t{64} * 1024, '\0');
     while (true) {
-        const ssize_t count = ::read(file.number(), buffer.data(), buffer.size());
+        const ssize_t count = ::read(file.get(), buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return posix::fileError(path);
         if (count == 0) return snapshot;
@@ -121,7 +121,7 @@ posix::FileDescriptor lockFolder(const fs::path& folder) {
     posix::FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     // Deliberate: without a lock, as on some network file systems, we go on. The last look before the replacement
     // finds what others did.
-    while (opened.isOpen() && ::flock(opened.number(), LOCK_EX) != 0 && errno == EINTR) {}
+    while (opened.isOpen() && ::flock(opened.get(), LOCK_EX) != 0 && errno == EINTR) {}
     return opened;
 }
 

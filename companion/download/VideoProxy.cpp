@@ -50,7 +50,7 @@ struct Shared {
 bool wait(const Shared& shared, std::span<pollfd> waiting, int patience) {
     std::array<pollfd, 3> all{};
     std::ranges::copy(waiting, all.begin());
-    all[waiting.size()] = {shared.stopped.number(), POLLIN, 0};
+    all[waiting.size()] = {shared.stopped.get(), POLLIN, 0};
     const int count = ::poll(all.data(), static_cast<nfds_t>(waiting.size() + 1), patience);
     std::ranges::copy(std::span{all}.first(waiting.size()), waiting.begin());
     return count > 0 && all[waiting.size()].revents == 0;
@@ -132,13 +132,13 @@ posix::FileDescriptor connectTo(const Shared& shared, const std::string& address
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner{list, ::freeaddrinfo};
 
     posix::FileDescriptor socket{::socket(list->ai_family, SOCK_STREAM, 0)};
-    if (socket.number() < 0) return {};
-    prepare(socket.number());
-    if (::connect(socket.number(), list->ai_addr, list->ai_addrlen) == 0) return socket;
-    if (errno != EINPROGRESS || !wait(shared, socket.number(), POLLOUT, connectPatience)) return {};
+    if (socket.get() < 0) return {};
+    prepare(socket.get());
+    if (::connect(socket.get(), list->ai_addr, list->ai_addrlen) == 0) return socket;
+    if (errno != EINPROGRESS || !wait(shared, socket.get(), POLLOUT, connectPatience)) return {};
     int failure = 0;
     socklen_t size = sizeof failure;
-    if (::getsockopt(socket.number(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0 || failure != 0) return {};
+    if (::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0 || failure != 0) return {};
     return socket;
 }
 
@@ -149,7 +149,7 @@ std::expected<posix::FileDescriptor, const char*> openTunnel(const Shared& share
     const std::vector<std::string> addresses = shared.uses.resolve(*host);
     if (!std::ranges::all_of(addresses, shared.uses.isPublic)) return std::unexpected("403 Forbidden");
     for (const std::string& address : addresses) {
-        if (posix::FileDescriptor socket = connectTo(shared, address); socket.number() >= 0) return socket;
+        if (posix::FileDescriptor socket = connectTo(shared, address); socket.get() >= 0) return socket;
     }
     return std::unexpected("502 Bad Gateway");
 }
@@ -179,12 +179,12 @@ void serve(const Shared& shared, int client) {
     const auto service = openTunnel(shared, request->head);
     const std::string status = service ? "200 Connection established" : service.error();
     if (!sendAll(shared, client, "HTTP/1.1 " + status + "\r\n\r\n") || !service) return;
-    if (sendAll(shared, service->number(), request->rest)) relay(shared, client, service->number());
+    if (sendAll(shared, service->get(), request->rest)) relay(shared, client, service->get());
 }
 
 void acceptAll(const std::shared_ptr<Shared>& shared) {
-    while (wait(*shared, shared->listener.number(), POLLIN, -1)) {
-        posix::FileDescriptor accepted{::accept(shared->listener.number(), nullptr, nullptr)};
+    while (wait(*shared, shared->listener.get(), POLLIN, -1)) {
+        posix::FileDescriptor accepted{::accept(shared->listener.get(), nullptr, nullptr)};
         if (!accepted.isOpen()) {
             // Out of descriptors perhaps: who waits goes on waiting, and so would this loop without a pause.
             std::ignore = wait(*shared, {}, acceptRespite);
@@ -194,7 +194,7 @@ void acceptAll(const std::shared_ptr<Shared>& shared) {
         const auto client = std::make_shared<posix::FileDescriptor>(std::move(accepted));
         ++shared->connections;
         const auto started = shared->uses.startThread(proxyThread, [shared, client] {
-            serve(*shared, client->number());
+            serve(*shared, client->get());
             --shared->connections;
         });
         if (!started) --shared->connections;
@@ -229,7 +229,7 @@ std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
     auto shared = std::make_shared<Shared>(std::move(uses), posix::FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)},
                                            posix::FileDescriptor{ends[0]});
     for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    const int listener = shared->listener.number();
+    const int listener = shared->listener.get();
     if (listener < 0) return failed();
     prepare(listener);
 

@@ -135,7 +135,7 @@ std::expected<std::vector<ModelDescription>, ModelError> readModelCatalogue(cons
     std::string text(largestCatalogue + 1, '\0');
     std::size_t length = 0;
     while (length < text.size()) {
-        const auto count = ::read(file.number(), text.data() + length, text.size() - length);
+        const auto count = ::read(file.get(), text.data() + length, text.size() - length);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return std::unexpected(ModelError{posix::fileError(path).error()});
         if (count == 0) break;

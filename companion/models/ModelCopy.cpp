@@ -95,14 +95,14 @@ public:
         const posix::FileDescriptor in{::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
         if (!in.isOpen()) return unusable(source, errno);
         struct stat file{};
-        if (::fstat(in.number(), &file) != 0) return unusable(source, errno);
+        if (::fstat(in.get(), &file) != 0) return unusable(source, errno);
         if (!S_ISREG(file.st_mode)) return badSource(source, "it is neither a plain file nor a folder");
         const posix::FileDescriptor out{::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
         if (!out.isOpen()) return unusable(target, errno);
 
         SHA256 checksum;
         for (;;) {
-            const auto count = ::read(in.number(), piece_.data(), piece_.size());
+            const auto count = ::read(in.get(), piece_.data(), piece_.size());
             if (count < 0 && errno == EINTR) continue;
             if (count < 0) return unusable(source, errno);
             if (count == 0) break;

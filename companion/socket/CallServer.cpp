@@ -94,14 +94,14 @@ void CallServer::stop() {
 
 void CallServer::serveOnce() {
     const Time now = std::chrono::steady_clock::now();
-    std::vector<pollfd> waiting{{wakeReader_.number(), POLLIN, 0}};
+    std::vector<pollfd> waiting{{wakeReader_.get(), POLLIN, 0}};
     std::vector<ConnectionID> waitingIDs;
-    if (accepts(now)) waiting.push_back({listening_->number(), POLLIN, 0});
+    if (accepts(now)) waiting.push_back({listening_->descriptor(), POLLIN, 0});
     const std::size_t firstConnection = waiting.size();
     for (const auto& [id, connection] : connections_) {
         // Deliberate: a connection that was hung up is not looked at again, or it would be ready for ever.
         if (connection.abandoned) continue;
-        waiting.push_back({connection.socket.number(), POLLIN, 0});
+        waiting.push_back({connection.socket.get(), POLLIN, 0});
         waitingIDs.push_back(id);
     }
 
@@ -178,8 +178,7 @@ void CallServer::receive(ConnectionID id) {
     if (found == connections_.end()) return;
     Connection& connection = found->second;
     if (connection.abandoned) return;
-    const ssize_t count =
-        ::recv(connection.socket.number(), connection.received.room(readSize), readSize, MSG_DONTWAIT);
+    const ssize_t count = ::recv(connection.socket.get(), connection.received.room(readSize), readSize, MSG_DONTWAIT);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
     if (count <= 0) return hangUp(id, connection);
     if (connection.draining) return;
@@ -213,7 +212,7 @@ bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
     if (!value) return false;
     if (const auto refusal = versionRefusal(*value)) {
         const auto bytes = encodedFrame({*refusal});
-        if (!connection.call && bytes) std::ignore = sendFrame(connection.socket.number(), *bytes, atOnce);
+        if (!connection.call && bytes) std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
         return false;
     }
     auto frame = decode<MCPWireInboundFrame>(*value);
@@ -262,7 +261,7 @@ void CallServer::startWaiting() {
 
 bool CallServer::startCall(ConnectionID id, Connection& connection) {
     Waiting turn = present(std::exchange(connection.waiting, std::nullopt));
-    auto work = [this, id, socket = connection.socket.number(), cancellation = connection.call,
+    auto work = [this, id, socket = connection.socket.get(), cancellation = connection.call,
                  request = std::move(turn.request)] { runCall(id, socket, request, cancellation); };
     const bool isStarted = startThread_(callThread, std::move(work)).has_value();
     if (isStarted) ++running_;
@@ -280,13 +279,13 @@ void CallServer::answerCancelled() {
 
 void CallServer::turnAway(const Connection& connection, const char* sentence) {
     const Bytes answer = encodedAnswer(connection.requestID, failedOutcome(sentence));
-    std::ignore = sendFrame(connection.socket.number(), answer, atOnce);
+    std::ignore = sendFrame(connection.socket.get(), answer, atOnce);
 }
 
 /// A frame that is too long to be read: the peer is told, and given time to finish writing before it listens.
 void CallServer::refuse(Connection& connection, const MCPWireError& error) {
     if (const auto bytes = encodedFrame({MCPWireResponse{{}, error}}))
-        std::ignore = sendFrame(connection.socket.number(), *bytes, atOnce);
+        std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
     connection.received = {};
     connection.draining = true;
     connection.deadline = std::chrono::steady_clock::now() + limits_.frame;
@@ -297,7 +296,7 @@ void CallServer::hangUp(ConnectionID id, Connection& connection) {
     connection.abandoned = true;
     connection.received = {};
     // First, because the call's thread may be waiting for the peer, and must not answer one that broke the protocol.
-    ::shutdown(connection.socket.number(), SHUT_RDWR);
+    ::shutdown(connection.socket.get(), SHUT_RDWR);
     connection.call->cancel();
 }
 
@@ -309,7 +308,7 @@ void CallServer::forget(ConnectionID id) {
 
 void CallServer::takeFinished() {
     std::array<char, 256> ignored;
-    while (::read(wakeReader_.number(), ignored.data(), ignored.size()) > 0) {}
+    while (::read(wakeReader_.get(), ignored.data(), ignored.size()) > 0) {}
     std::vector<ConnectionID> finished;
     {
         const std::lock_guard lock{mutex_};
@@ -356,7 +355,7 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
 
 void CallServer::wake() {
     // A full pipe wakes as well as another byte would.
-    std::ignore = ::write(wakeWriter_.number(), "", 1);
+    std::ignore = ::write(wakeWriter_.get(), "", 1);
 }
 
 } // namespace vostel_companion

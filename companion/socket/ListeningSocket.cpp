@@ -32,14 +32,14 @@ std::unexpected<ListenError> systemFailure(const std::string& attempt, int code)
 
 std::expected<posix::FileDescriptor, ListenError> takeLock(const std::filesystem::path& file) {
     posix::FileDescriptor lock{::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)};
-    if (lock.number() < 0) return systemFailure("open " + inQuotes(file.string()), errno);
-    if (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) {
+    if (lock.get() < 0) return systemFailure("open " + inQuotes(file.string()), errno);
+    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK) return std::unexpected(ListenError{ListenError::AlreadyRunning{}});
         return systemFailure("lock " + inQuotes(file.string()), errno);
     }
     const std::string text = std::to_string(::getpid()) + "\n";
-    if (::ftruncate(lock.number(), 0) != 0 ||
-        ::pwrite(lock.number(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+    if (::ftruncate(lock.get(), 0) != 0 ||
+        ::pwrite(lock.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
         return systemFailure("write " + inQuotes(file.string()), errno);
     return lock;
 }
@@ -72,7 +72,7 @@ std::expected<void, ListenError> prepareFolder(const std::filesystem::path& fold
     // Opened first and judged then, so that it is this folder that was judged and not one that takes its place.
     const posix::FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     struct stat status{};
-    if (opened.number() < 0 || ::fstat(opened.number(), &status) != 0) {
+    if (opened.get() < 0 || ::fstat(opened.get(), &status) != 0) {
         if (errno == ENOTDIR || errno == ELOOP)
             return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
         return systemFailure("open the folder " + inQuotes(folder.string()), errno);
@@ -80,7 +80,7 @@ std::expected<void, ListenError> prepareFolder(const std::filesystem::path& fold
     if (status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
         return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
     // A folder of ours that others can merely look into is closed to them.
-    if ((status.st_mode & 0777) != 0700 && ::fchmod(opened.number(), 0700) != 0)
+    if ((status.st_mode & 0777) != 0700 && ::fchmod(opened.get(), 0700) != 0)
         return systemFailure("close the folder " + inQuotes(folder.string()) + " to others", errno);
     return {};
 }
@@ -113,38 +113,38 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
     if (auto removed = removeStaleSocket(path); !removed) return std::unexpected(removed.error());
 
     posix::FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
-    if (socket.number() < 0) return systemFailure("create a socket", errno);
-    ::fcntl(socket.number(), F_SETFD, FD_CLOEXEC);
-    ::fcntl(socket.number(), F_SETFL, O_NONBLOCK);
+    if (socket.get() < 0) return systemFailure("create a socket", errno);
+    ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC);
+    ::fcntl(socket.get(), F_SETFL, O_NONBLOCK);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     // Restricted from its first moment on; a later chmod would leave a gap.
     const mode_t mask = ::umask(0177);
-    const int bound = ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    const int bound = ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     const int code = errno;
     ::umask(mask);
     if (bound != 0) return systemFailure("bind " + inQuotes(path), code);
     struct stat status{};
-    if (::lstat(path.c_str(), &status) != 0 || ::listen(socket.number(), waitingConnections) != 0)
+    if (::lstat(path.c_str(), &status) != 0 || ::listen(socket.get(), waitingConnections) != 0)
         return systemFailure("listen at " + inQuotes(path), errno);
     return ListeningSocket{std::move(path), *std::move(lock), std::move(socket), status.st_ino};
 }
 
 ListeningSocket::~ListeningSocket() {
-    if (socket_.number() < 0) return;
+    if (socket_.get() < 0) return;
     struct stat status{};
     if (::lstat(path_.c_str(), &status) == 0 && status.st_ino == fileNumber_) ::unlink(path_.c_str());
     // The file itself stays: removed, it could be locked by two processes under one name. Our id goes with us.
-    std::ignore = ::ftruncate(lock_.number(), 0);
+    std::ignore = ::ftruncate(lock_.get(), 0);
 }
 
 std::expected<posix::FileDescriptor, int> ListeningSocket::accept() const {
-    posix::FileDescriptor connection{::accept(socket_.number(), nullptr, nullptr)};
-    if (connection.number() < 0) return std::unexpected(errno);
-    ::fcntl(connection.number(), F_SETFD, FD_CLOEXEC);
-    posix::suppressBrokenPipe(connection.number());
-    if (posix::peerUser(connection.number()) != ::geteuid()) return std::unexpected(EACCES);
+    posix::FileDescriptor connection{::accept(socket_.get(), nullptr, nullptr)};
+    if (connection.get() < 0) return std::unexpected(errno);
+    ::fcntl(connection.get(), F_SETFD, FD_CLOEXEC);
+    posix::suppressBrokenPipe(connection.get());
+    if (posix::peerUser(connection.get()) != ::geteuid()) return std::unexpected(EACCES);
     return connection;
 }
 

@@ -62,7 +62,7 @@ public:
     ListeningSocket& operator=(ListeningSocket&&) = delete;
     ~ListeningSocket();
 
-    [[nodiscard]] int number() const { return socket_.number(); }
+    [[nodiscard]] int descriptor() const { return socket_.get(); }
     /// A connection that waits, by our own user and closed on exec; an errno value when there is none.
     [[nodiscard]] std::expected<posix::FileDescriptor, int> accept() const;
 

@@ -47,7 +47,7 @@ std::expected<std::unique_ptr<ConfirmationTerminal>, int> ConfirmationTerminal::
         std::move(paths), models, posix::FileDescriptor{ends[0]}, posix::FileDescriptor{ends[1]}}};
 }
 
-void ConfirmationTerminal::wake() { std::ignore = ::write(wakeWriter_.number(), "", 1); }
+void ConfirmationTerminal::wake() { std::ignore = ::write(wakeWriter_.get(), "", 1); }
 
 void ConfirmationTerminal::run() {
     write("Vostel serves AI clients on this machine until you press Ctrl-C.\n");
@@ -78,10 +78,10 @@ void ConfirmationTerminal::run() {
 
 void ConfirmationTerminal::wait() {
     const bool listens = isListening_ && isInForeground();
-    pollfd events[] = {{wakeReader_.number(), POLLIN, 0}, {listens ? STDIN_FILENO : -1, POLLIN, 0}};
+    pollfd events[] = {{wakeReader_.get(), POLLIN, 0}, {listens ? STDIN_FILENO : -1, POLLIN, 0}};
     ::poll(events, std::size(events), static_cast<int>(betweenLooks.count()));
     char wakes[64];
-    while (::read(wakeReader_.number(), wakes, sizeof wakes) > 0) {}
+    while (::read(wakeReader_.get(), wakes, sizeof wakes) > 0) {}
     if (events[1].revents != 0 && isInForeground()) read();
 }
 

@@ -18,11 +18,11 @@ std::string ApplicationConnection::read(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t length = 0;
     while (length < count) {
-        if (!waitUntilReady(socket_.number(), POLLIN, patience())) {
+        if (!waitUntilReady(socket_.get(), POLLIN, patience())) {
             ADD_FAILURE() << "the server sends nothing more after " << length << " of " << count << " bytes";
             break;
         }
-        const ssize_t read = recv(socket_.number(), bytes.data() + length, count - length, MSG_DONTWAIT);
+        const ssize_t read = recv(socket_.get(), bytes.data() + length, count - length, MSG_DONTWAIT);
         if (read == 0 || (read < 0 && errno != EAGAIN)) break;
         if (read > 0) length += static_cast<std::size_t>(read);
     }
@@ -40,10 +40,10 @@ void ApplicationConnection::write(std::string_view bytes) {
     while (!bytes.empty()) {
         // Not all at once: the thread sanitizer looks at every byte that is offered, each time.
         const std::string_view portion = bytes.substr(0, 262'144);
-        const ssize_t count = send(socket_.number(), portion.data(), portion.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        const ssize_t count = send(socket_.get(), portion.data(), portion.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
-        } else if (errno != EAGAIN || !waitUntilReady(socket_.number(), POLLOUT, patience())) {
+        } else if (errno != EAGAIN || !waitUntilReady(socket_.get(), POLLOUT, patience())) {
             ADD_FAILURE() << "the server does not read its socket";
             return;
         }
@@ -53,11 +53,11 @@ void ApplicationConnection::write(std::string_view bytes) {
 void ApplicationConnection::expectClosedByServer() {
     char bytes[4096];
     for (;;) {
-        if (!waitUntilReady(socket_.number(), POLLIN, patience())) {
+        if (!waitUntilReady(socket_.get(), POLLIN, patience())) {
             ADD_FAILURE() << "the server keeps its connection open";
             return;
         }
-        const ssize_t count = recv(socket_.number(), bytes, sizeof bytes, MSG_DONTWAIT);
+        const ssize_t count = recv(socket_.get(), bytes, sizeof bytes, MSG_DONTWAIT);
         if (count == 0 || (count < 0 && errno != EAGAIN)) return;
     }
 }

@@ -33,16 +33,16 @@ posix::FileDescriptor listenAt(const std::filesystem::path& path, int backlog) {
     EXPECT_LT(path.native().size(), sizeof address.sun_path);
     std::memcpy(address.sun_path, path.c_str(), path.native().size());
     posix::FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    EXPECT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
-    EXPECT_EQ(listen(listener.number(), backlog), 0) << path;
+    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
+    EXPECT_EQ(listen(listener.get(), backlog), 0) << path;
     return listener;
 }
 
 std::optional<ApplicationConnection> acceptFrom(const posix::FileDescriptor& listener,
                                                 std::chrono::milliseconds limit) {
-    if (!waitUntilReady(listener.number(), POLLIN, limit)) return std::nullopt;
-    posix::FileDescriptor connection{accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC)};
-    if (connection.number() < 0) return std::nullopt;
+    if (!waitUntilReady(listener.get(), POLLIN, limit)) return std::nullopt;
+    posix::FileDescriptor connection{accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    if (connection.get() < 0) return std::nullopt;
     return ApplicationConnection{std::move(connection)};
 }
 

@@ -36,7 +36,7 @@ Stream makeStream(Flow flow, bool nonBlockingSocket) {
     }
     Stream stream{posix::FileDescriptor{ends[flow == Flow::toServer ? 1 : 0]},
                   posix::FileDescriptor{ends[flow == Flow::toServer ? 0 : 1]}};
-    fcntl(stream.ours.number(), F_SETFL, fcntl(stream.ours.number(), F_GETFL) | O_NONBLOCK);
+    fcntl(stream.ours.get(), F_SETFL, fcntl(stream.ours.get(), F_GETFL) | O_NONBLOCK);
     return stream;
 }
 
@@ -100,7 +100,7 @@ ServerProcess::ServerProcess(const Setting& setting) {
     Stream input = makeStream(Flow::toServer, setting.streamsAreNonBlockingSockets);
     Stream output = makeStream(Flow::fromServer, setting.streamsAreNonBlockingSockets);
     Stream error = makeStream(Flow::fromServer, false);
-    processID_ = spawn(setting, {input.theirs.number(), output.theirs.number(), error.theirs.number()});
+    processID_ = spawn(setting, {input.theirs.get(), output.theirs.get(), error.theirs.get()});
     input_ = std::move(input.ours);
     output_ = std::move(output.ours);
     error_ = std::move(error.ours);
@@ -118,13 +118,13 @@ void ServerProcess::write(std::string_view bytes) {
     while (!bytes.empty()) {
         // Not all at once: the thread sanitizer looks at every byte that is offered, each time.
         const std::string_view portion = bytes.substr(0, 262'144);
-        const ssize_t count = ::write(input_.number(), portion.data(), portion.size());
+        const ssize_t count = ::write(input_.get(), portion.data(), portion.size());
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno != EAGAIN && errno != EINTR) {
             ADD_FAILURE() << "the server's standard input is closed";
             return;
-        } else if (!waitUntilReady(input_.number(), POLLOUT, patience())) {
+        } else if (!waitUntilReady(input_.get(), POLLOUT, patience())) {
             ADD_FAILURE() << "the server does not read its standard input";
             return;
         }
@@ -155,7 +155,7 @@ std::string ServerProcess::line() {
 }
 
 void ServerProcess::expectOutputToBegin() {
-    if (pendingOutput_.empty() && !waitUntilReady(output_.number(), POLLIN, patience())) {
+    if (pendingOutput_.empty() && !waitUntilReady(output_.get(), POLLIN, patience())) {
         ADD_FAILURE() << "the server writes nothing";
     }
 }
@@ -169,10 +169,9 @@ Ending ServerProcess::waitForEnd() {
     if (ending_) return *ending_;
     // Standard error is open exactly as long as the process lives.
     const auto deadline = std::chrono::steady_clock::now() + patience();
-    bool outputIsOpen = output_.number() >= 0;
+    bool outputIsOpen = output_.get() >= 0;
     for (bool errorIsOpen = true; errorIsOpen;) {
-        std::array<pollfd, 2> streams{
-            {{error_.number(), POLLIN, 0}, {outputIsOpen ? output_.number() : -1, POLLIN, 0}}};
+        std::array<pollfd, 2> streams{{{error_.get(), POLLIN, 0}, {outputIsOpen ? output_.get() : -1, POLLIN, 0}}};
         const auto rest = deadline - std::chrono::steady_clock::now();
         const auto limit = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
         const int ready = poll(streams.data(), streams.size(), /*timeout=*/limit > 0 ? static_cast<int>(limit) : 0);
@@ -181,11 +180,11 @@ Ending ServerProcess::waitForEnd() {
             kill(processID_, SIGKILL);
             break;
         }
-        if (streams[0].revents != 0) errorIsOpen = readAvailable(error_.number(), errorText_);
-        if (streams[1].revents != 0) outputIsOpen = readAvailable(output_.number(), pendingOutput_);
+        if (streams[0].revents != 0) errorIsOpen = readAvailable(error_.get(), errorText_);
+        if (streams[1].revents != 0) outputIsOpen = readAvailable(output_.get(), pendingOutput_);
     }
-    while (outputIsOpen && waitUntilReady(output_.number(), POLLIN, std::chrono::milliseconds{0})) {
-        outputIsOpen = readAvailable(output_.number(), pendingOutput_);
+    while (outputIsOpen && waitUntilReady(output_.get(), POLLIN, std::chrono::milliseconds{0})) {
+        outputIsOpen = readAvailable(output_.get(), pendingOutput_);
     }
     int status = 0;
     waitpid(processID_, &status, 0);
@@ -212,7 +211,7 @@ std::size_t ServerProcess::residentKiB() const {
 }
 
 bool ServerProcess::readOutput(std::chrono::milliseconds limit) {
-    return waitUntilReady(output_.number(), POLLIN, limit) && readAvailable(output_.number(), pendingOutput_);
+    return waitUntilReady(output_.get(), POLLIN, limit) && readAvailable(output_.get(), pendingOutput_);
 }
 
 std::filesystem::path ServerProcess::information(std::string_view name) const {

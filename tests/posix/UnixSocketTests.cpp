@@ -34,8 +34,8 @@ FileDescriptor listenAt(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    EXPECT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(listener.number(), /*backlog=*/1), 0);
+    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(listener.get(), /*backlog=*/1), 0);
     return listener;
 }
 
@@ -45,10 +45,10 @@ TEST(UnixSocket, connects_to_the_socket_that_listens_at_the_path) {
     const FileDescriptor listener = listenAt(path);
     const auto connected = UnixSocket::connect(path);
     ASSERT_TRUE(connected);
-    const FileDescriptor accepted{accept(listener.number(), nullptr, nullptr)};
-    ASSERT_TRUE(UnixSocket::writeAll(connected->number(), bytesOf("hello")));
+    const FileDescriptor accepted{accept(listener.get(), nullptr, nullptr)};
+    ASSERT_TRUE(UnixSocket::writeAll(connected->get(), bytesOf("hello")));
     std::array<char, 16> read{};
-    EXPECT_EQ(recv(accepted.number(), read.data(), read.size(), 0), 5);
+    EXPECT_EQ(recv(accepted.get(), read.data(), read.size(), 0), 5);
     EXPECT_STREQ(read.data(), "hello");
 }
 
@@ -84,7 +84,7 @@ TEST(UnixSocket, a_failed_connect_reports_the_systems_reason_and_leaves_no_descr
         EXPECT_EQ(connected.error(), PosixError{row.code});
     });
     const FileDescriptor after{dup(0)};
-    EXPECT_EQ(after.number(), before.number() + 1);
+    EXPECT_EQ(after.get(), before.get() + 1);
 }
 
 TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
@@ -94,7 +94,7 @@ TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
     std::string received(sent.size() + 1, '\0');
     std::size_t count = 0;
     const auto readSome = [&] {
-        const ssize_t read = recv(ends.there.number(), received.data() + count, received.size() - count, MSG_DONTWAIT);
+        const ssize_t read = recv(ends.there.get(), received.data() + count, received.size() - count, MSG_DONTWAIT);
         if (read > 0) count += static_cast<std::size_t>(read);
     };
     {
@@ -102,7 +102,7 @@ TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
         const vostel_tests::SignalTicks ticks{[&](int tick) {
             if (tick > 5) readSome();
         }};
-        EXPECT_TRUE(UnixSocket::writeAll(ends.here.number(), bytesOf(sent)));
+        EXPECT_TRUE(UnixSocket::writeAll(ends.here.get(), bytesOf(sent)));
     }
     readSome();
     received.resize(count);
@@ -112,14 +112,14 @@ TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
 TEST(UnixSocket, a_peer_that_is_gone_is_a_failure_and_no_signal) {
     Ends ends = streamPair();
     ends.there = {};
-    const auto written = UnixSocket::writeAll(ends.here.number(), bytesOf("hello"));
+    const auto written = UnixSocket::writeAll(ends.here.get(), bytesOf("hello"));
     ASSERT_FALSE(written);
     EXPECT_EQ(written.error(), PosixError{EPIPE});
 }
 
 TEST(UnixSocket, nothing_to_write_is_written) {
     const Ends ends = streamPair();
-    EXPECT_TRUE(UnixSocket::writeAll(ends.here.number(), {}));
+    EXPECT_TRUE(UnixSocket::writeAll(ends.here.get(), {}));
 }
 
 TEST(FileDescriptor, closes_what_it_owns_and_nothing_else) {
@@ -128,9 +128,9 @@ TEST(FileDescriptor, closes_what_it_owns_and_nothing_else) {
     {
         FileDescriptor first{number};
         FileDescriptor second{std::move(first)};
-        EXPECT_EQ(second.number(), number);
+        EXPECT_EQ(second.get(), number);
         FileDescriptor third;
-        EXPECT_LT(third.number(), 0);
+        EXPECT_LT(third.get(), 0);
         third = std::move(second);
         EXPECT_TRUE(isOpen(number));
     }
@@ -140,7 +140,7 @@ TEST(FileDescriptor, closes_what_it_owns_and_nothing_else) {
     FileDescriptor owner{overwritten};
     owner = FileDescriptor{dup(0)};
     EXPECT_FALSE(isOpen(overwritten));
-    EXPECT_TRUE(isOpen(owner.number()));
+    EXPECT_TRUE(isOpen(owner.get()));
 }
 
 } // namespace

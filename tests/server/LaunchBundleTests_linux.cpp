@@ -71,9 +71,9 @@ public:
         if (!launched) return "not launched: " + launched.error().systemText();
         std::string text;
         for (char bytes[4096];;) {
-            pollfd ready{reading.number(), POLLIN, 0};
+            pollfd ready{reading.get(), POLLIN, 0};
             if (poll(&ready, 1, /*timeout=*/10'000) <= 0) return text + "(no end)";
-            const ssize_t count = read(reading.number(), bytes, sizeof bytes);
+            const ssize_t count = read(reading.get(), bytes, sizeof bytes);
             if (count <= 0) return text;
             text.append(bytes, static_cast<std::size_t>(count));
         }
@@ -157,7 +157,7 @@ TEST(LaunchBundle, the_process_is_in_a_session_of_its_own_and_no_child_of_ours) 
 
 void expectOnlyStandardStreamsToBeInherited() {
     const posix::FileDescriptor ours{open("/etc/passwd", O_RDONLY)};
-    const posix::FileDescriptor high{fcntl(ours.number(), F_DUPFD, 200)};
+    const posix::FileDescriptor high{fcntl(ours.get(), F_DUPFD, 200)};
     Bundle bundle;
     // Standard output is looked at before it becomes the report.
     bundle.writeScript("Small", "out=$(readlink /proc/$$/fd/1)\nexec 3>&-\n"
@@ -241,7 +241,7 @@ TEST(LaunchBundle, what_cannot_run_fails_before_the_operation_returns) {
         EXPECT_EQ(launched.error(), PosixError{row.code});
     });
     const posix::FileDescriptor after{dup(0)};
-    EXPECT_EQ(after.number(), before.number() + 1);
+    EXPECT_EQ(after.get(), before.get() + 1);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
 }
 
@@ -265,9 +265,9 @@ TEST(LaunchBundle, a_failure_is_known_even_when_standard_streams_are_closed) {
     const posix::FileDescriptor savedError{fcntl(2, F_DUPFD_CLOEXEC, 10)};
     for (int stream = 0; stream <= 2; ++stream) close(stream);
     const auto launched = launchBundle(bundle.path());
-    dup2(savedInput.number(), 0);
-    dup2(savedOutput.number(), 1);
-    dup2(savedError.number(), 2);
+    dup2(savedInput.get(), 0);
+    dup2(savedOutput.get(), 1);
+    dup2(savedError.get(), 2);
     ASSERT_FALSE(launched);
     EXPECT_EQ(launched.error(), PosixError{ENOEXEC});
 }

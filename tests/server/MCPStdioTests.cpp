@@ -34,25 +34,25 @@ struct Pipe {
     }
 
     void feed(std::string_view bytes) const {
-        if (write(writing.number(), bytes.data(), bytes.size()) < 0) std::abort();
+        if (write(writing.get(), bytes.data(), bytes.size()) < 0) std::abort();
     }
     /// Takes out up to a page; may be called from a signal handler.
     std::size_t takePage() const {
         std::array<char, 4096> page;
-        const ssize_t count = read(reading.number(), page.data(), page.size());
+        const ssize_t count = read(reading.get(), page.data(), page.size());
         return count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 };
 
 void makeNonBlocking(const posix::FileDescriptor& descriptor) {
-    ASSERT_EQ(fcntl(descriptor.number(), F_SETFL, fcntl(descriptor.number(), F_GETFL) | O_NONBLOCK), 0);
+    ASSERT_EQ(fcntl(descriptor.get(), F_SETFL, fcntl(descriptor.get(), F_GETFL) | O_NONBLOCK), 0);
 }
 
 /// Reads the descriptor to its end, on the thread of the test.
 Lines linesOf(const posix::FileDescriptor& descriptor) {
     LineChannel channel;
     FakeThreads threads{FakeThreads::Run::atOnce};
-    EXPECT_TRUE(MCPStdio::startReadingLines(descriptor.number(), channel, threads.starter()));
+    EXPECT_TRUE(MCPStdio::startReadingLines(descriptor.get(), channel, threads.starter()));
     vostel_tests::ManualExecutor executor;
     Lines lines;
     for (;;) {
@@ -93,7 +93,7 @@ TEST(MCPStdio, the_reader_has_a_named_thread_of_its_own) {
     Pipe pipe;
     LineChannel channel;
     FakeThreads threads{FakeThreads::Run::whenAsked};
-    ASSERT_TRUE(MCPStdio::startReadingLines(pipe.reading.number(), channel, threads.starter()));
+    ASSERT_TRUE(MCPStdio::startReadingLines(pipe.reading.get(), channel, threads.starter()));
     EXPECT_EQ(threads.suffixes(), Lines{"stdin-reader"});
     EXPECT_EQ(threads.reverseDNSNames(), Lines{"com.vostel.vostel-mcp.stdin-reader"});
 }
@@ -136,7 +136,7 @@ TEST(MCPStdio, an_input_that_cannot_be_read_is_at_its_end) {
 
 TEST(MCPStdio, a_write_reports_the_bytes_that_it_took) {
     const Pipe pipe;
-    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf("hello")), 5);
+    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.get(), bytesOf("hello")), 5);
     EXPECT_EQ(pipe.takePage(), 5U);
 }
 
@@ -146,24 +146,24 @@ TEST(MCPStdio, nothing_is_written_without_asking_the_system) {
 
 TEST(MCPStdio, an_interrupted_write_is_retried) {
     const Pipe pipe;
-    ASSERT_EQ(fcntl(pipe.writing.number(), F_SETPIPE_SZ, 4096), 4096);
+    ASSERT_EQ(fcntl(pipe.writing.get(), F_SETPIPE_SZ, 4096), 4096);
     pipe.feed(std::string(4096, 'x'));
     const SignalTicks ticks{[&](int tick) {
         if (tick == 5) std::ignore = pipe.takePage();
     }};
-    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf("hello")), 5);
+    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.get(), bytesOf("hello")), 5);
 }
 
 TEST(MCPStdio, a_non_blocking_output_is_waited_for_and_takes_a_part_at_a_time) {
     const Pipe pipe;
-    ASSERT_EQ(fcntl(pipe.writing.number(), F_SETPIPE_SZ, 4096), 4096);
+    ASSERT_EQ(fcntl(pipe.writing.get(), F_SETPIPE_SZ, 4096), 4096);
     makeNonBlocking(pipe.writing);
     const std::string text(5000, 'x');
-    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf(text)), 4096);
+    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.get(), bytesOf(text)), 4096);
     const SignalTicks ticks{[&](int tick) {
         if (tick == 5) std::ignore = pipe.takePage();
     }};
-    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.number(), bytesOf(text).subspan(4096)), 904);
+    EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.get(), bytesOf(text).subspan(4096)), 904);
 }
 
 TEST(MCPStdio, a_write_that_cannot_succeed_reports_the_systems_reason) {
@@ -174,7 +174,7 @@ TEST(MCPStdio, a_write_that_cannot_succeed_reports_the_systems_reason) {
     Pipe pipe;
     pipe.reading = {};
     const auto before = std::signal(SIGPIPE, SIG_IGN);
-    const auto broken = MCPStdio::attemptWrite(pipe.writing.number(), bytesOf("hello"));
+    const auto broken = MCPStdio::attemptWrite(pipe.writing.get(), bytesOf("hello"));
     std::signal(SIGPIPE, before);
     ASSERT_FALSE(broken);
     EXPECT_EQ(broken.error(), PosixError{EPIPE});

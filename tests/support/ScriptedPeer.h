@@ -46,7 +46,7 @@ public:
         applicationEnd_ = posix::FileDescriptor{ends[0]};
         clientEnd_ = posix::FileDescriptor{ends[1]};
         for (const std::string& piece : pieces) sendPiece(piece);
-        if (ending == Ending::endOfStream) shutdown(number(), SHUT_WR);
+        if (ending == Ending::endOfStream) shutdown(descriptor(), SHUT_WR);
         if (ending == Ending::gone) applicationEnd_ = {};
     }
 
@@ -55,7 +55,7 @@ public:
 
     /// May be called from a signal handler.
     void sendPiece(std::string_view piece) const {
-        if (send(number(), piece.data(), piece.size(), MSG_DONTWAIT) != static_cast<ssize_t>(piece.size())) {
+        if (send(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT) != static_cast<ssize_t>(piece.size())) {
             std::abort();
         }
     }
@@ -65,7 +65,7 @@ public:
         std::string bytes;
         for (;;) {
             std::string piece(1 << 18, '\0');
-            const ssize_t count = recv(number(), piece.data(), piece.size(), MSG_DONTWAIT);
+            const ssize_t count = recv(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT);
             // A client that closes without having read everything resets the connection.
             if (count == 0 || (count < 0 && errno == ECONNRESET)) clientClosed_ = true;
             if (count <= 0) return bytes;
@@ -79,7 +79,7 @@ public:
     }
 
 private:
-    [[nodiscard]] int number() const { return applicationEnd_.number(); }
+    [[nodiscard]] int descriptor() const { return applicationEnd_.get(); }
 
     posix::FileDescriptor applicationEnd_;
     posix::FileDescriptor clientEnd_;

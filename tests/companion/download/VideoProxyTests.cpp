@@ -30,17 +30,17 @@ public:
     Service() : listener_{::socket(AF_INET, SOCK_STREAM, 0)} {
         sockaddr_in address = local(0);
         socklen_t size = sizeof address;
-        EXPECT_EQ(::bind(listener_.number(), reinterpret_cast<sockaddr*>(&address), size), 0);
-        EXPECT_EQ(::listen(listener_.number(), 8), 0);
-        EXPECT_EQ(::getsockname(listener_.number(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        EXPECT_EQ(::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
+        EXPECT_EQ(::listen(listener_.get(), 8), 0);
+        EXPECT_EQ(::getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         port_ = ntohs(address.sin_port);
     }
     [[nodiscard]] std::uint16_t port() const { return port_; }
     [[nodiscard]] posix::FileDescriptor accept() const {
-        return posix::FileDescriptor{::accept(listener_.number(), nullptr, nullptr)};
+        return posix::FileDescriptor{::accept(listener_.get(), nullptr, nullptr)};
     }
     [[nodiscard]] bool hasCaller() const {
-        pollfd waiting{listener_.number(), POLLIN, 0};
+        pollfd waiting{listener_.get(), POLLIN, 0};
         return ::poll(&waiting, 1, 0) > 0;
     }
 
@@ -53,7 +53,7 @@ void connectTo(const VideoProxy& proxy, const posix::FileDescriptor& socket) {
     const std::string& url = proxy.url();
     const auto port = static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1)));
     const sockaddr_in address = local(port);
-    EXPECT_EQ(::connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
 }
 
 posix::FileDescriptor connectTo(const VideoProxy& proxy) {
@@ -63,13 +63,13 @@ posix::FileDescriptor connectTo(const VideoProxy& proxy) {
 }
 
 void send(const posix::FileDescriptor& socket, std::string_view bytes) {
-    EXPECT_EQ(::send(socket.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
 }
 
 /// So many bytes, or fewer when the connection ends before.
 std::string receive(const posix::FileDescriptor& socket, std::size_t count) {
     std::string bytes(count, '\0');
-    const ssize_t received = ::recv(socket.number(), bytes.data(), bytes.size(), MSG_WAITALL);
+    const ssize_t received = ::recv(socket.get(), bytes.data(), bytes.size(), MSG_WAITALL);
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
     return bytes;
 }
@@ -111,11 +111,11 @@ TEST(VideoProxy, carries_bytes_both_ways_once_the_host_was_judged) {
     const std::string long_(3'000'000, 'x');
     std::thread sender{[&] {
         for (std::string_view rest = long_; !rest.empty();) {
-            const ssize_t count = ::send(service.number(), rest.data(), rest.size(), MSG_NOSIGNAL);
+            const ssize_t count = ::send(service.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
             if (count <= 0) return;
             rest.remove_prefix(static_cast<std::size_t>(count));
         }
-        ::shutdown(service.number(), SHUT_WR);
+        ::shutdown(service.get(), SHUT_WR);
     }};
     EXPECT_EQ(receive(client, long_.size() + 1), long_) << "and then the end";
     sender.join();
@@ -190,7 +190,7 @@ TEST(VideoProxy, a_request_that_never_ends_is_cut) {
     const VideoProxy proxy = stage.start(always);
     const posix::FileDescriptor client = connectTo(proxy);
     const std::string endless(10'000, 'x');
-    std::ignore = ::send(client.number(), endless.data(), endless.size(), MSG_NOSIGNAL);
+    std::ignore = ::send(client.get(), endless.data(), endless.size(), MSG_NOSIGNAL);
     EXPECT_EQ(receive(client, 1), "");
 }
 
@@ -275,7 +275,7 @@ TEST(VideoProxy, without_descriptors_it_waits_for_better_times) {
     posix::FileDescriptor client{::socket(AF_INET, SOCK_STREAM, 0)};
     // The next one that anybody opens would be beyond the limit.
     rlimit none = before;
-    none.rlim_cur = static_cast<rlim_t>(posix::FileDescriptor{::dup(client.number())}.number());
+    none.rlim_cur = static_cast<rlim_t>(posix::FileDescriptor{::dup(client.get())}.get());
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
     connectTo(proxy, client);
     const std::clock_t start = std::clock();

@@ -48,7 +48,7 @@ void leaveStaleSocket(const std::filesystem::path& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-    ASSERT_EQ(::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
 }
 
 } // namespace
@@ -149,8 +149,8 @@ TEST(ListeningSocket, a_socket_that_somebody_answers_on_is_left_alone) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::snprintf(address.sun_path, sizeof address.sun_path, "%s", place.socket().c_str());
-    ASSERT_EQ(::bind(other.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(other.number(), 8), 0);
+    ASSERT_EQ(::bind(other.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(other.get(), 8), 0);
     EXPECT_EQ(place.refusal(), "Vostel is already running.");
     EXPECT_TRUE(place.answers());
 }

@@ -58,7 +58,7 @@ public:
     [[nodiscard]] std::string complaints() const {
         std::string text;
         char buffer[4096];
-        for (ssize_t count; (count = ::read(errors_.number(), buffer, sizeof buffer)) > 0;)
+        for (ssize_t count; (count = ::read(errors_.get(), buffer, sizeof buffer)) > 0;)
             text.append(buffer, static_cast<std::size_t>(count));
         return text;
     }

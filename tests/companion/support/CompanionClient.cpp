@@ -29,7 +29,7 @@ CompanionClient::CompanionClient(const std::filesystem::path& applicationSupport
     if (!connected) return;
     socket_ = *std::move(connected);
     const timeval patience{30, 0};
-    ::setsockopt(socket_.number(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
 }
 
 void CompanionClient::request(std::string_view tool, const MCPValue& arguments, std::string requestID) {
@@ -44,7 +44,7 @@ void CompanionClient::cancel(std::string requestID) {
 void CompanionClient::sendFrame(std::string_view payload) { sendBytes(MCPWireFraming::encode(payload).text()); }
 
 void CompanionClient::sendBytes(std::string_view bytes) {
-    std::ignore = posix::UnixSocket::writeAll(socket_.number(), std::as_bytes(std::span{bytes}));
+    std::ignore = posix::UnixSocket::writeAll(socket_.get(), std::as_bytes(std::span{bytes}));
 }
 
 void CompanionClient::hangUp() { socket_ = {}; }
@@ -61,7 +61,7 @@ std::optional<MCPWireOutboundFrame> CompanionClient::next() {
             return *decoded;
         }
         char buffer[65'536];
-        const ssize_t count = ::recv(socket_.number(), buffer, sizeof buffer, 0);
+        const ssize_t count = ::recv(socket_.get(), buffer, sizeof buffer, 0);
         if (count <= 0) return std::nullopt;
         received_.append(buffer, static_cast<std::size_t>(count));
     }
@@ -77,7 +77,7 @@ std::optional<MCPWireResponse> CompanionClient::response() {
 
 bool CompanionClient::isClosed() {
     char byte = 0;
-    const ssize_t count = ::recv(socket_.number(), &byte, 1, 0);
+    const ssize_t count = ::recv(socket_.get(), &byte, 1, 0);
     return count == 0 || (count < 0 && errno == ECONNRESET);
 }
 

@@ -20,7 +20,7 @@ public:
     CompanionClient(const CompanionClient&) = delete;
     CompanionClient& operator=(const CompanionClient&) = delete;
 
-    [[nodiscard]] bool connected() const { return socket_.number() >= 0; }
+    [[nodiscard]] bool connected() const { return socket_.get() >= 0; }
 
     void request(std::string_view tool, const VostelMCPKit::MCPValue& arguments, std::string requestID = "A");
     void cancel(std::string requestID);

@@ -68,11 +68,11 @@ std::string Program::errors() const { return readFile(errors_); }
 ProgramOnTerminal::ProgramOnTerminal(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
                                      const std::filesystem::path& home)
     : terminal_{::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)} {
-    ::grantpt(terminal_.number());
-    ::unlockpt(terminal_.number());
+    ::grantpt(terminal_.get());
+    ::unlockpt(terminal_.get());
     const winsize size{24, 80, 0, 0};
-    ::ioctl(terminal_.number(), TIOCSWINSZ, &size);
-    const std::string name = ::ptsname(terminal_.number());
+    ::ioctl(terminal_.get(), TIOCSWINSZ, &size);
+    const std::string name = ::ptsname(terminal_.get());
     process_ = ::fork();
     if (process_ != 0) return;
     ::setsid();
@@ -89,7 +89,7 @@ ProgramOnTerminal::~ProgramOnTerminal() {
 }
 
 void ProgramOnTerminal::type(std::string_view text) const {
-    std::ignore = ::write(terminal_.number(), text.data(), text.size());
+    std::ignore = ::write(terminal_.get(), text.data(), text.size());
 }
 
 bool ProgramOnTerminal::shows(std::string_view text) {
@@ -100,11 +100,11 @@ bool ProgramOnTerminal::shows(std::string_view text) {
             return true;
         }
         if (std::chrono::steady_clock::now() > giveUp) return false;
-        pollfd event{terminal_.number(), POLLIN, 0};
+        pollfd event{terminal_.get(), POLLIN, 0};
         if (::poll(&event, 1, 100) == 0) continue;
         char bytes[1024];
         // The end of the program is an error here.
-        const ssize_t count = ::read(terminal_.number(), bytes, sizeof bytes);
+        const ssize_t count = ::read(terminal_.get(), bytes, sizeof bytes);
         if (count <= 0) return false;
         screen_.append(bytes, static_cast<std::size_t>(count));
     }
