@@ -23,4 +23,5 @@ Task<void> accepted() {
     text = "co_await Value{1};";
     co_awaited = Value{my_co_await{1}};
     co_await call(first /* { */, second);
+    co_await call<std::array<int, sizeof("{")>>(first);
 }

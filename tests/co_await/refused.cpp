@@ -20,4 +20,7 @@ Task<void> refused() {
         call(first,
              Value{2});
     co_await call(first); co_await call({});  // refused
+    co_await call<First, Second>({1});        // refused
+    co_await call<std::pair<A, B>>(Value{1}); // refused
+    co_await call(u8R"(" {)", {});            // refused
 }
