@@ -1,6 +1,5 @@
 # The application's bundle, in which the server finds and launches it. The install rules below are its only description:
 #     cmake --install build/release --component bundle --prefix /Applications
-set(CMAKE_INSTALL_MESSAGE LAZY)
 set(contents Vostel.app/Contents)
 get_target_property(version VostelMCPKit VERSION)
 configure_file(companion/Info.plist ${PROJECT_BINARY_DIR}/Info.plist @ONLY)

@@ -11,7 +11,7 @@ import { promisify } from "node:util";
 
 import { applicationFolder, complaints, connect, makeHome, removeHome, serverPath } from "./client.mjs";
 
-const recordings = "/usr/share/pocketsphinx/test/data/librivox";
+const recordings = process.env.VOSTEL_SPEECH_DATA;
 const sentence = "sense_and_sensibility_01_austen_64kb-0870";
 const recording = join(recordings, `${sentence}.wav`);
 
