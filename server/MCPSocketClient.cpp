@@ -170,7 +170,7 @@ MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
     for (;;) {
         if (auto socket = system_.connect(socketPath_)) return *std::move(socket);
         const std::chrono::duration<double> elapsed = system_.now() - start;
-        if (!MCPConnectLogic::shouldContinuePolling(elapsed, MCPConnectLogic::pollingCeiling)) {
+        if (!MCPConnectLogic::shouldContinuePolling({.elapsed = elapsed, .ceiling = MCPConnectLogic::pollingCeiling})) {
             return std::unexpected(failure(ConnectError{ConnectError::TimedOutWaitingForApp{elapsed}}));
         }
         system_.sleep(MCPConnectLogic::pollingInterval);

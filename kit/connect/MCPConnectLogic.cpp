@@ -34,10 +34,7 @@ std::expected<void, ConnectError> MCPConnectLogic::validateSocketPathLength(std:
         ConnectError{ConnectError::SocketPathTooLong{std::string{path}, path.size(), socketPathByteLimit - 1}});
 }
 
-bool MCPConnectLogic::shouldContinuePolling(std::chrono::duration<double> elapsed,
-                                            std::chrono::duration<double> ceiling) {
-    return elapsed < ceiling;
-}
+bool MCPConnectLogic::shouldContinuePolling(Polling polling) { return polling.elapsed < polling.ceiling; }
 
 std::optional<std::filesystem::path>
 MCPConnectLogic::hostApplicationBundleURL(const std::filesystem::path& fromHelperExecutable) {

@@ -74,7 +74,8 @@ TEST(MCPConnectLogic, polling_goes_on_strictly_before_the_ceiling) {
         {"no time at all", 0s, 0s, false},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        EXPECT_EQ(MCPConnectLogic::shouldContinuePolling(row.elapsed, row.ceiling), row.continues);
+        EXPECT_EQ(MCPConnectLogic::shouldContinuePolling({.elapsed = row.elapsed, .ceiling = row.ceiling}),
+                  row.continues);
     });
 }
 
