@@ -29,6 +29,10 @@ void checkPayload(std::string_view payload) {
     const auto frame = readOutboundFrame(payload);
     require(frame == (value ? decode<MCPWireOutboundFrame>(*value) : std::unexpected(value.error())),
             "a frame means what its document means");
+    const auto inbound = readInboundFrame(payload);
+    const bool isAnswered = !inbound && std::holds_alternative<MCPWireResponse>(inbound.error().is);
+    const auto decoded = value ? decode<MCPWireInboundFrame>(*value) : std::unexpected(value.error());
+    require(isAnswered || inbound.has_value() == decoded.has_value(), "a frame of our version means its document");
     if (!value) return;
     decodeAndEncode<MCPWireOutboundFrame>(*value);
     decodeAndEncode<MCPWireInboundFrame>(*value);

@@ -26,17 +26,11 @@ constexpr std::size_t firstReadLength = 512;
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
 std::expected<void, Failure> writeFrame(int socket, MCPWireInboundFrame frame) {
-    Bytes bytes;
-    std::ignore = bytes.room(MCPWireFraming::headerLength);
-    bytes.grow(MCPWireFraming::headerLength);
-    if (const auto written = writeJSON(encode(frame), bytes); !written) {
-        return std::unexpected(failure(written.error()));
-    }
-    // What the frame was made of is not needed while it is being written, which may take long.
+    const auto bytes = MCPWireFraming::encode(frame);
+    if (!bytes) return std::unexpected(failure(bytes.error()));
+    // Frees the record before a write that may take long.
     frame = {};
-    const std::size_t length = bytes.size() - MCPWireFraming::headerLength;
-    MCPWireFraming::writeHeader(length, bytes.data());
-    if (const auto written = posix::UnixSocket::writeAll(socket, bytes.span()); !written) {
+    if (const auto written = posix::UnixSocket::writeAll(socket, bytes->span()); !written) {
         return std::unexpected(failure(written.error()));
     }
     return {};

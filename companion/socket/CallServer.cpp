@@ -3,12 +3,11 @@
 #include "companion/socket/FrameSender.h"
 #include "companion/socket/ProgressThrottle.h"
 #include "companion/support/InQuotes.h"
-#include "kit/jsonrpc/JSONReader.h"
 #include "kit/support/match.h"
 #include "kit/support/present.h"
 #include "kit/tools/MCPCallResult.h"
+#include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
-#include "kit/wire/MCPWireVersionLogic.h"
 
 #include <algorithm>
 #include <array>
@@ -39,25 +38,11 @@ MCPWireResponse responseTo(std::string requestID, const MCPToolOutcome& outcome)
 
 /// The answer as bytes; one that cannot be sent becomes the failure that says so.
 Bytes encodedAnswer(const std::string& requestID, const MCPToolOutcome& outcome) {
-    auto bytes = encodedFrame({responseTo(requestID, outcome)});
+    auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{responseTo(requestID, outcome)});
     if (bytes && bytes->size() <= MCPWireFraming::maxFrameLength + MCPWireFraming::headerLength)
         return *std::move(bytes);
-    return encodedFrame({responseTo(requestID, failedOutcome("The result is too large to be sent."))}).value();
-}
-
-/// Looked for before the frame is decoded, because a later version may have given it another shape.
-std::optional<MCPWireResponse> versionRefusal(const MCPValue& frame) {
-    const MCPValue* kind = frame["kind"];
-    const MCPValue* payload = frame["payload"];
-    if (kind == nullptr || payload == nullptr || kind->asString() != MCPWireRequest::kind) return std::nullopt;
-    const MCPValue* version = (*payload)["protocolVersion"];
-    const auto number = version != nullptr ? version->asInt() : std::nullopt;
-    if (!number) return std::nullopt;
-    const auto valid = MCPWireVersionLogic::validate(*number, wireProtocolVersion);
-    if (valid) return std::nullopt;
-    const MCPValue* requestID = (*payload)["requestID"];
-    const auto name = requestID != nullptr ? requestID->asString() : std::nullopt;
-    return MCPWireResponse{std::string{name.value_or("")}, valid.error()};
+    const MCPWireOutboundFrame failure{responseTo(requestID, failedOutcome("The result is too large to be sent."))};
+    return MCPWireFraming::encode(failure).value();
 }
 
 } // namespace
@@ -208,15 +193,14 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
 }
 
 bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
-    const auto value = readJSON(payload);
-    if (!value) return false;
-    if (const auto refusal = versionRefusal(*value)) {
-        const auto bytes = encodedFrame({*refusal});
-        if (!connection.call && bytes) std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
+    auto frame = readInboundFrame(payload);
+    if (!frame) {
+        const auto* refusal = std::get_if<MCPWireResponse>(&frame.error().is);
+        if (refusal == nullptr || connection.call) return false;
+        if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{*refusal}))
+            std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
         return false;
     }
-    auto frame = decode<MCPWireInboundFrame>(*value);
-    if (!frame) return false;
     return match(
         std::move(frame->is),
         [&](MCPWireRequest&& request) { return takeCall(connection, {std::move(request), payload.size()}); },
@@ -284,7 +268,7 @@ void CallServer::turnAway(const Connection& connection, const char* sentence) {
 
 /// A frame that is too long to be read: the peer is told, and given time to finish writing before it listens.
 void CallServer::refuse(Connection& connection, const MCPWireError& error) {
-    if (const auto bytes = encodedFrame({MCPWireResponse{{}, error}}))
+    if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireResponse{{}, error}}))
         std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
     connection.received = {};
     connection.draining = true;
@@ -335,7 +319,8 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
     bool isBroken = false;
     const auto progress = [&](double fraction) {
         if (isBroken || !throttle.admits(fraction, std::chrono::steady_clock::now())) return;
-        const auto bytes = encodedFrame({MCPWireProgress{request.requestID, fraction, std::nullopt}});
+        const MCPWireOutboundFrame report{MCPWireProgress{request.requestID, fraction, std::nullopt}};
+        const auto bytes = MCPWireFraming::encode(report);
         // A report that finds no room is left out; a peer that cannot even take a begun one gets no more work.
         isBroken = bytes && sendFrameIfRoom(socket, *bytes, limits_.answer) == Sending::failed;
         if (isBroken) cancellation->cancel();

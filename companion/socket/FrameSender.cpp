@@ -1,18 +1,15 @@
 #include "companion/socket/FrameSender.h"
 
-#include "kit/wire/MCPWireFraming.h"
 #include "posix/BrokenPipe.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
-#include <tuple>
 
 namespace vostel_companion {
 
 using VostelMCPKit::Bytes;
-namespace MCPWireFraming = VostelMCPKit::MCPWireFraming;
 
 namespace {
 
@@ -29,16 +26,6 @@ bool waitForRoom(int socket, std::chrono::milliseconds patience) {
 }
 
 } // namespace
-
-std::expected<Bytes, VostelMCPKit::EncodingError> encodedFrame(const VostelMCPKit::MCPWireOutboundFrame& frame) {
-    Bytes bytes;
-    std::ignore = bytes.room(MCPWireFraming::headerLength);
-    bytes.grow(MCPWireFraming::headerLength);
-    if (auto written = VostelMCPKit::writeJSON(VostelMCPKit::encode(frame), bytes); !written)
-        return std::unexpected(written.error());
-    MCPWireFraming::writeHeader(bytes.size() - MCPWireFraming::headerLength, bytes.data());
-    return bytes;
-}
 
 Sending sendFrame(int socket, const Bytes& bytes, std::chrono::milliseconds patience) {
     const auto deadline = Clock::now() + patience;

@@ -1,18 +1,11 @@
 // Writing frames to a peer that may be slow, gone, or not reading at all.
 #pragma once
 
-#include "kit/jsonrpc/JSONWriter.h"
 #include "kit/support/Bytes.h"
-#include "kit/wire/MCPWireFrames.h"
 
 #include <chrono>
-#include <expected>
 
 namespace vostel_companion {
-
-/// Fails when a number in it is not finite.
-[[nodiscard]] std::expected<VostelMCPKit::Bytes, VostelMCPKit::EncodingError>
-encodedFrame(const VostelMCPKit::MCPWireOutboundFrame& frame);
 
 enum class Sending {
     sent,

@@ -6,6 +6,7 @@
 #include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 #include "kit/support/present.h"
+#include "kit/wire/MCPWireVersionLogic.h"
 
 #include <algorithm>
 
@@ -19,7 +20,7 @@ bool take(std::string_view& text, std::string_view expected) {
     return true;
 }
 
-/// Takes a share as it is usually written, 0 or 1 with or without decimals.
+/// Takes a fraction as it is usually written: 0 or 1, with or without decimals.
 bool takeFraction(std::string_view& text, double& fraction) {
     if (!text.starts_with('0') && !text.starts_with('1')) return false;
     auto end = text.begin() + 1;
@@ -46,7 +47,7 @@ bool takeString(std::string_view& text, std::string& string) {
     return take(text, "\"");
 }
 
-/// Progress in the form in which our own encoder writes it; absent for any other text, right or wrong.
+/// Progress in the form that our own encoder writes; absent for any other text, valid or not.
 std::optional<MCPWireProgress> readPlainProgress(std::string_view text) {
     MCPWireProgress progress;
     const bool isPlain = take(text, R"({"kind":"progress","payload":{"fraction":)") &&
@@ -57,7 +58,26 @@ std::optional<MCPWireProgress> readPlainProgress(std::string_view text) {
     return progress;
 }
 
+/// The answer to a request of another version; absent for every other document.
+std::optional<MCPWireResponse> versionRefusal(const MCPValue& document) {
+    if (document.string("kind") != MCPWireRequest::kind) return std::nullopt;
+    const auto version = document.integer("payload", "protocolVersion");
+    if (!version) return std::nullopt;
+    const auto valid = MCPWireVersionLogic::validate({.requestVersion = *version, .knownVersion = wireProtocolVersion});
+    if (valid) return std::nullopt;
+    return MCPWireResponse{std::string{document.string("payload", "requestID").value_or("")}, valid.error()};
+}
+
 } // namespace
+
+std::expected<MCPWireInboundFrame, MCPWireInboundFailure> readInboundFrame(std::string_view payload) {
+    const auto document = readJSON(payload);
+    if (!document) return std::unexpected(MCPWireInboundFailure{document.error()});
+    if (auto refusal = versionRefusal(*document)) return std::unexpected(MCPWireInboundFailure{*std::move(refusal)});
+    auto frame = decode<MCPWireInboundFrame>(*document);
+    if (!frame) return std::unexpected(MCPWireInboundFailure{std::move(frame.error())});
+    return *std::move(frame);
+}
 
 std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string_view payload) {
     if (auto progress = readPlainProgress(payload)) return MCPWireOutboundFrame{*std::move(progress)};

@@ -2,14 +2,37 @@
 
 #include <cstdlib>
 #include <limits>
+#include <tuple>
 
 namespace VostelMCPKit::MCPWireFraming {
+
+namespace {
+
+/// Writes the payload in place, so that a large result is not copied.
+std::expected<Bytes, EncodingError> framed(const MCPValue& document) {
+    Bytes frame;
+    std::ignore = frame.room(headerLength);
+    frame.grow(headerLength);
+    if (const auto isWritten = writeJSON(document, frame); !isWritten) return std::unexpected(isWritten.error());
+    writeHeader(frame.size() - headerLength, frame.data());
+    return frame;
+}
+
+} // namespace
 
 void writeHeader(std::size_t length, char* destination) {
     if (length > std::numeric_limits<std::uint32_t>::max()) std::abort();
     for (std::size_t byte = 0; byte < headerLength; ++byte) {
         destination[byte] = static_cast<char>(length >> 8 * (headerLength - 1 - byte) & 0xFF);
     }
+}
+
+std::expected<Bytes, EncodingError> encode(const MCPWireInboundFrame& frame) {
+    return framed(VostelMCPKit::encode(frame));
+}
+
+std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame) {
+    return framed(VostelMCPKit::encode(frame));
 }
 
 Bytes encode(std::string_view payload) {
@@ -25,7 +48,7 @@ std::expected<std::optional<Frame>, MCPWireError> extractFrame(std::string_view 
     std::uint32_t length = 0;
     for (const char byte : buffer.substr(0, headerLength)) length = length << 8 | static_cast<unsigned char>(byte);
     if (length > maxFrameLength) {
-        return std::unexpected(MCPWireError{MCPWireError::FrameTooLarge{length, maxFrameLength}});
+        return std::unexpected(MCPWireError{MCPWireError::FrameTooLarge{.declared = length, .limit = maxFrameLength}});
     }
     if (buffer.size() - headerLength < length) return std::nullopt;
     return Frame{buffer.substr(headerLength, length), buffer.substr(headerLength + length)};

@@ -1,42 +1,67 @@
-// The byte format of the socket: frames one behind the other, nothing in between.
+// The byte format of the socket: frames follow one another with nothing in between.
 //
 //     offset  size  content
 //     0       4     payload length N, unsigned, big-endian
 //     4       N     payload: one JSON document in UTF-8
+//
+// All functions are thread-safe and keep no state. Reading a connection looks like this:
+//
+//     std::string_view rest = received.text();
+//     while (const auto cut = MCPWireFraming::extractFrame(rest)) {
+//         if (!*cut) break;                      // read more, append it to `received`, start again
+//         handle((*cut)->payload);
+//         rest = (*cut)->remainder;
+//     }
 #pragma once
 
+#include "kit/jsonrpc/JSONWriter.h"
 #include "kit/support/Bytes.h"
-#include "kit/wire/MCPWireError.h"
+#include "kit/wire/MCPWireFrames.h"
 
+#include <concepts>
 #include <cstdint>
 #include <expected>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace VostelMCPKit::MCPWireFraming {
 
+/// In bytes.
 inline constexpr std::size_t headerLength = 4;
 /// The longest payload that a reader accepts, in bytes.
 inline constexpr std::size_t maxFrameLength = 67'108'864;
 
-/// Views into the buffer that the frame was cut from.
+/// Two views into the buffer that the frame was cut from. They dangle once that buffer changes or is destroyed.
 struct Frame {
     std::string_view payload;
-    /// Everything behind the frame.
+    /// All bytes after the frame.
     std::string_view remainder;
 
     bool operator==(const Frame&) const = default;
 };
 
-/// One frame around `payload`. Deliberate: the limit is the reader's to enforce; only a length beyond 32 bits is
-/// refused here, as a programming error that ends the process.
+/// The bytes that carry one record: what each side sends. Fails when a number in the record is not finite. Deliberate:
+/// a payload above maxFrameLength is not refused here, because that limit is the reader's to enforce.
+[[nodiscard]] std::expected<Bytes, EncodingError> encode(const MCPWireInboundFrame& frame);
+[[nodiscard]] std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame);
+
+/// The bytes around a payload that is already text. For a peer with a JSON writer of its own; our programs send
+/// records. A length beyond 32 bits is a programming error and ends the process.
 [[nodiscard]] Bytes encode(std::string_view payload);
 
-/// Cuts the first frame off `buffer`, the bytes received so far. Absent while more bytes are needed. An oversized
-/// length fails as soon as the header is complete.
+/// Cuts the first frame off `buffer`, which holds the bytes received so far. Absent when more bytes are needed. A
+/// length above maxFrameLength fails as soon as the header is complete, before the payload has come.
 [[nodiscard]] std::expected<std::optional<Frame>, MCPWireError> extractFrame(std::string_view buffer);
 
-/// Writes the header for a payload of `length` bytes to `destination`, for a caller that builds the payload in place.
+/// The views would dangle at once.
+template <class Buffer>
+    requires std::same_as<std::remove_const_t<Buffer>, std::string>
+void extractFrame(Buffer&& temporary) = delete;
+
+/// Writes the four bytes of the header to `destination`, for a payload of `length` bytes. A length beyond 32 bits is a
+/// programming error and ends the process.
 void writeHeader(std::size_t length, char* destination);
 
 } // namespace VostelMCPKit::MCPWireFraming

@@ -2,10 +2,10 @@
 
 namespace VostelMCPKit {
 
-std::expected<void, MCPWireError> MCPWireVersionLogic::validate(std::int64_t requestVersion,
-                                                                std::int64_t knownVersion) {
-    if (requestVersion == knownVersion) return {};
-    return std::unexpected(MCPWireError{MCPWireError::VersionMismatch{requestVersion, knownVersion}});
+std::expected<void, MCPWireError> MCPWireVersionLogic::validate(Versions versions) {
+    if (versions.requestVersion == versions.knownVersion) return {};
+    return std::unexpected(
+        MCPWireError{MCPWireError::VersionMismatch{.helper = versions.requestVersion, .app = versions.knownVersion}});
 }
 
 } // namespace VostelMCPKit

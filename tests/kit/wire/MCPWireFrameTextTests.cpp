@@ -61,6 +61,70 @@ TEST(MCPWireFrameText, reads_what_our_encoder_writes) {
     }
 }
 
+TEST(MCPWireFrameText, reads_what_the_server_sends) {
+    const MCPWireInboundFrame frames[] = {
+        {MCPWireRequest{4, {"Some Client", "1.0"}, "tool", MCPValue::object({{"a", 1}}), "0A"}},
+        {MCPWireCancellation{4, "0A"}},
+        {MCPWireCancellation{5, "0A"}},
+    };
+    for (const MCPWireInboundFrame& frame : frames) {
+        SCOPED_TRACE(written(frame));
+        EXPECT_EQ(readInboundFrame(written(frame)), frame);
+    }
+}
+
+TEST(MCPWireFrameText, a_request_of_another_version_is_answered_whatever_its_shape) {
+    struct Row {
+        const char* when;
+        std::string payload;
+        MCPWireResponse answer;
+    };
+    const auto mismatch = [](std::int64_t version) {
+        return MCPWireError{MCPWireError::VersionMismatch{.helper = version, .app = 4}};
+    };
+    const Row rows[] = {
+        {"our shape",
+         R"({"kind":"request","payload":{"arguments":{},"clientInfo":{"name":"c"},"protocolVersion":5,)"
+         R"("requestID":"0A","tool":"t"}})",
+         {"0A", mismatch(5)}},
+        {"another shape",
+         R"({"kind":"request","payload":{"protocolVersion":3,"requestID":"0A"}})",
+         {"0A", mismatch(3)}},
+        {"no id", R"({"kind":"request","payload":{"protocolVersion":0}})", {"", mismatch(0)}},
+        {"an id of another type",
+         R"({"kind":"request","payload":{"protocolVersion":-1,"requestID":7}})",
+         {"", mismatch(-1)}},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        const auto frame = readInboundFrame(row.payload);
+        ASSERT_FALSE(frame);
+        EXPECT_EQ(frame.error(), MCPWireInboundFailure{row.answer});
+    });
+}
+
+TEST(MCPWireFrameText, what_is_not_an_inbound_frame_fails_as_its_document_does) {
+    const std::string payloads[] = {
+        "",
+        "{",
+        "[]",
+        R"({"kind":"request"})",
+        R"({"kind":"response","payload":{"requestID":"0A","result":1}})",
+        R"({"kind":"request","payload":[]})",
+        R"({"kind":"request","payload":{"protocolVersion":4,"requestID":"0A"}})",
+        R"({"kind":"request","payload":{"protocolVersion":"5","requestID":"0A"}})",
+        R"({"kind":"request","payload":{"protocolVersion":5.5,"requestID":"0A"}})",
+        R"({"kind":"cancellation","payload":{"protocolVersion":5}})",
+    };
+    for (const std::string& payload : payloads) {
+        SCOPED_TRACE(payload);
+        const auto document = readJSON(payload);
+        const DecodingError expected = document ? decode<MCPWireInboundFrame>(*document).error() : document.error();
+        const auto frame = readInboundFrame(payload);
+        ASSERT_FALSE(frame);
+        EXPECT_EQ(frame.error(), MCPWireInboundFailure{expected});
+    }
+}
+
 TEST(MCPWireFrameText, refuses_what_the_document_refuses_and_for_the_same_reason) {
     const std::string texts[] = {
         "",

@@ -1,8 +1,10 @@
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
+#include "tests/support/JSON.h"
 #include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,25 @@ TEST(MCPWireFramingDeathTest, a_length_beyond_32_bits_ends_the_process) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     char header[4];
     EXPECT_DEATH(MCPWireFraming::writeHeader(std::size_t{1} << 32, header), "");
+}
+
+TEST(MCPWireFraming, a_record_is_framed_as_its_JSON_text) {
+    const MCPWireInboundFrame cancellation{MCPWireCancellation{4, "0A"}};
+    const auto inbound = MCPWireFraming::encode(cancellation);
+    ASSERT_TRUE(inbound);
+    EXPECT_EQ(*inbound, MCPWireFraming::encode(vostel_tests::written(cancellation)));
+
+    const MCPWireOutboundFrame response{MCPWireResponse{"0A", MCPValue::object({{"text", std::string(300, 'x')}})}};
+    const auto outbound = MCPWireFraming::encode(response);
+    ASSERT_TRUE(outbound);
+    EXPECT_EQ(*outbound, MCPWireFraming::encode(vostel_tests::written(response)));
+}
+
+TEST(MCPWireFraming, a_record_with_a_number_that_is_not_finite_has_no_frame) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    EXPECT_FALSE(MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireProgress{"0A", infinity, {}}}));
+    EXPECT_FALSE(MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireResponse{"0A", MCPValue{infinity}}}));
+    EXPECT_FALSE(MCPWireFraming::encode(MCPWireInboundFrame{MCPWireRequest{4, {}, "tool", infinity, "0A"}}));
 }
 
 TEST(MCPWireFraming, cuts_the_first_frame_off_once_it_is_complete) {
@@ -161,12 +182,13 @@ TEST(MCPWireVersionLogic, any_difference_is_a_mismatch) {
     const Row rows[] = {
         {"a newer application", 4, 5}, {"an older application", 4, 3}, {"no version", 0, 4}, {"a negative one", -4, 4}};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        const auto checked = MCPWireVersionLogic::validate(row.requestVersion, row.knownVersion);
+        const auto checked =
+            MCPWireVersionLogic::validate({.requestVersion = row.requestVersion, .knownVersion = row.knownVersion});
         ASSERT_FALSE(checked);
         EXPECT_EQ(checked.error(), (MCPWireError{MCPWireError::VersionMismatch{row.requestVersion, row.knownVersion}}));
     });
-    EXPECT_TRUE(MCPWireVersionLogic::validate(4, 4));
-    EXPECT_TRUE(MCPWireVersionLogic::validate(5, 5));
+    EXPECT_TRUE(MCPWireVersionLogic::validate({.requestVersion = 4, .knownVersion = 4}));
+    EXPECT_TRUE(MCPWireVersionLogic::validate({.requestVersion = 5, .knownVersion = 5}));
 }
 
 } // namespace
