@@ -92,7 +92,7 @@ std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
     if (::fstat(file.get(), &status) != 0) return posix::fileError(path);
     if (!S_ISREG(status.st_mode)) return std::unexpected(ConfigError::NotAFile{path.string()});
 
-    Snapshot snapshot{{}, status.st_mode & 07777U, status.st_uid, status.st_gid};
+    Snapshot snapshot{{}, static_cast<mode_t>(status.st_mode & 07777U), status.st_uid, status.st_gid};
     std::string buffer(std::size_t{64} * 1024, '\0');
     while (true) {
         const ssize_t count = ::read(file.get(), buffer.data(), buffer.size());

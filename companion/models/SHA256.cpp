@@ -1,6 +1,7 @@
 #include "companion/models/SHA256.h"
 
 #include <openssl/evp.h>
+#include <span>
 
 namespace vostel_companion {
 
@@ -20,7 +21,7 @@ std::string SHA256::finish() {
     if (!isWorking_ || EVP_DigestFinal_ex(context_.get(), digest, &size) != 1) return {};
     isWorking_ = false;
     std::string text;
-    for (const unsigned char byte : std::basic_string_view<unsigned char>{digest, size}) {
+    for (const unsigned char byte : std::span<const unsigned char>{digest, size}) {
         text += "0123456789abcdef"[byte >> 4];
         text += "0123456789abcdef"[byte & 0x0F];
     }
