@@ -9,7 +9,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # alternatives that a variant does not hold. clang checks both.
     add_compile_options(-Wno-restrict -Wno-maybe-uninitialized)
 endif()
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT APPLE)
     # libstdc++ 12's own stable_sort calls a function that C++17 deprecated.
     add_compile_options(-Wno-deprecated-declarations)
 endif()

@@ -3,6 +3,7 @@
 #import <AppKit/AppKit.h>
 #import <Foundation/Foundation.h>
 #include <cerrno>
+#include <dlfcn.h>
 #include <malloc/malloc.h>
 
 namespace vostel_mcp {
@@ -23,25 +24,39 @@ public:
 
     bool await_ready() const noexcept { return false; }
     template <class P>
-    void await_suspend(std::coroutine_handle<P> awaiter) {
-        begin(awaiter, awaiter.promise().executor);
+    bool await_suspend(std::coroutine_handle<P> awaiter) {
+        return begin(awaiter, awaiter.promise().executor);
     }
     Opened await_resume() const { return result_; }
 
 private:
+    /// False when there is no workspace to ask: then no completion handler will run, and the result is a failure.
     /// This object may be gone as soon as the workspace has been asked.
-    void begin(std::coroutine_handle<> awaiter, VostelMCPKit::Executor* executor) {
+    bool begin(std::coroutine_handle<> awaiter, VostelMCPKit::Executor* executor) {
         @autoreleasepool {
+            // Deliberate: AppKit is loaded here and not linked, because most runs of the server never need it.
+            dlopen("/System/Library/Frameworks/AppKit.framework/AppKit", RTLD_LAZY | RTLD_LOCAL);
+            NSWorkspaceOpenConfiguration* configuration =
+                [NSClassFromString(@"NSWorkspaceOpenConfiguration") configuration];
+            NSWorkspace* workspace = [NSClassFromString(@"NSWorkspace") sharedWorkspace];
+            if (configuration == nil || workspace == nil) {
+                result_ = std::unexpected(PosixError{ENOSYS});
+                return false;
+            }
             NSURL* url = [NSURL fileURLWithFileSystemRepresentation:bundle_.c_str() isDirectory:YES relativeToURL:nil];
-            NSWorkspaceOpenConfiguration* configuration = [NSWorkspaceOpenConfiguration configuration];
             [configuration setActivates:NO];
             [configuration setAddsToRecentItems:NO];
-            [[NSWorkspace sharedWorkspace] openApplicationAtURL:url
-                                                  configuration:configuration
-                                              completionHandler:^(NSRunningApplication*, NSError* error) {
-                                                result_ = outcome(error);
-                                                executor->post(awaiter);
-                                              }];
+            [workspace openApplicationAtURL:url
+                              configuration:configuration
+                          completionHandler:^(NSRunningApplication*, NSError* error) {
+                            // The system runs this on a thread of its own choice, which may have no pool, and the call
+                            // goes on inside post.
+                            @autoreleasepool {
+                                result_ = outcome(error);
+                                executor->post(awaiter);
+                            }
+                          }];
+            return true;
         }
     }
 

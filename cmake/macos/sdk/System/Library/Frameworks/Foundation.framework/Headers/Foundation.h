@@ -1,13 +1,10 @@
-// Just enough of the system's declarations to compile Platform_macos.mm where there is no Mac.
+// The part of Foundation that we use, declared for builds on Linux. Names, types and values are those of macOS.
 #pragma once
+
+#include <objc/objc.h>
 
 using NSInteger = long;
 using NSUInteger = unsigned long;
-using BOOL = bool;
-
-#define YES true
-#define NO false
-#define nil nullptr
 
 __attribute__((objc_root_class))
 @interface NSObject
@@ -40,10 +37,12 @@ extern "C" NSString* const NSPOSIXErrorDomain;
 @property(readonly) NSURL* executableURL;
 @end
 
-enum NSSearchPathDirectory : NSUInteger { NSApplicationSupportDirectory };
-enum NSSearchPathDomainMask : NSUInteger { NSUserDomainMask };
+enum NSSearchPathDirectory : NSUInteger { NSApplicationSupportDirectory = 14 };
+enum NSSearchPathDomainMask : NSUInteger { NSUserDomainMask = 1 };
 
 @interface NSFileManager : NSObject
 @property(class, readonly) NSFileManager* defaultManager;
 - (NSArray<NSURL*>*)URLsForDirectory:(NSSearchPathDirectory)directory inDomains:(NSSearchPathDomainMask)domains;
 @end
+
+extern "C" Class NSClassFromString(NSString* name);

@@ -1,4 +1,4 @@
-// Just enough of the system's declarations to compile Platform_macos.mm where there is no Mac.
+// The part of AppKit that we use, declared for builds on Linux. It is never linked: see openWithoutActivating.
 #pragma once
 
 #import <Foundation/Foundation.h>

@@ -1,1 +1,0 @@
-#error "macOS has no <malloc.h>"
