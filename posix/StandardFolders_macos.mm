@@ -4,6 +4,9 @@
 
 namespace posix {
 
+// Deliberate: checked because a build on Linux declares these values itself.
+static_assert(NSApplicationSupportDirectory == 14 && NSUserDomainMask == 1);
+
 std::filesystem::path applicationSupportDirectory() {
     @autoreleasepool {
         NSURL* directory = [[NSFileManager defaultManager] URLsForDirectory:NSApplicationSupportDirectory
@@ -18,7 +21,11 @@ std::optional<std::filesystem::path> ownExecutable() {
     @autoreleasepool {
         NSURL* executable = [NSBundle mainBundle].executableURL;
         if (executable == nil) return std::nullopt;
-        return executable.fileSystemRepresentation;
+        // Deliberate: the bundle does not resolve links, but an AI client may start us by a link into the application.
+        std::error_code failure;
+        auto resolved = std::filesystem::canonical(executable.fileSystemRepresentation, failure);
+        if (failure) return std::nullopt;
+        return resolved;
     }
 }
 
