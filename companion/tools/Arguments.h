@@ -2,51 +2,90 @@
 #pragma once
 
 #include "companion/tools/Tool.h"
+#include "kit/jsonrpc/Codec.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
+#include <expected>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vostel_companion {
 
-/// The arguments of one call. The first thing that is wrong with them is kept as a sentence for the client; readers
-/// then give empty values, so a tool reads all that it takes and looks at `wrong` once. A null stands for an argument
-/// that was left out. An argument that the tool does not take is wrong: a misspelt one must not go unnoticed.
-class Arguments final {
+/// Fills the arguments record of one call through its codingKeys, and keeps a sentence for the client when something is
+/// wrong. VostelMCPKit::decode ignores keys that a record does not list; here they are errors, so that a misspelt
+/// argument is noticed. A null counts as an argument that was left out.
+class ArgumentReader final {
 public:
     /// The most elements that a list may have.
     static constexpr std::size_t mostElements = 1000;
 
-    /// `call` and `tool` outlive this object.
-    Arguments(const ToolCall& call, std::string_view tool, std::initializer_list<std::string_view> taken);
-    Arguments(const Arguments&) = delete;
-    Arguments& operator=(const Arguments&) = delete;
+    /// `tool` and `given` outlive the reader.
+    ArgumentReader(std::string_view tool, const VostelMCPKit::MCPValue& given);
+    ArgumentReader(const ArgumentReader&) = delete;
+    ArgumentReader& operator=(const ArgumentReader&) = delete;
 
-    [[nodiscard]] std::optional<std::string> text(std::string_view name);
-    [[nodiscard]] std::string neededText(std::string_view name);
-    [[nodiscard]] std::optional<std::int64_t> integer(std::string_view name);
-    [[nodiscard]] std::vector<std::string> neededTexts(std::string_view name);
-    /// A list of objects that have exactly the members `members`, all of them strings; the strings in that order.
-    [[nodiscard]] std::vector<std::vector<std::string>> neededRecords(std::string_view name,
-                                                                      std::initializer_list<std::string_view> members);
+    void operator()(std::string_view name, std::string& field);
+    void operator()(std::string_view name, std::optional<std::string>& field);
+    void operator()(std::string_view name, std::optional<std::int64_t>& field);
+    /// Lists have at least one element: a string, or a record whose fields are strings.
+    template <class Element>
+    void operator()(std::string_view name, std::vector<Element>& field);
 
-    [[nodiscard]] const std::optional<std::string>& wrong() const { return wrong_; }
+    /// What is wrong with the arguments, once every key was read.
+    [[nodiscard]] std::optional<std::string> error() const;
 
 private:
+    /// Collects the keys of a record.
+    struct KeyNames {
+        std::vector<std::string_view> names;
+        void operator()(std::string_view name, const std::string& /*field*/) { names.push_back(name); }
+    };
+
     /// Null when it is missing.
-    [[nodiscard]] const VostelMCPKit::MCPValue* find(std::string_view name) const;
-    [[nodiscard]] std::span<const VostelMCPKit::MCPValue> neededList(std::string_view name, std::string_view elements);
+    [[nodiscard]] const VostelMCPKit::MCPValue* find(std::string_view name);
+    [[nodiscard]] std::span<const VostelMCPKit::MCPValue> list(std::string_view name, const std::string& asElements);
     /// Keeps the sentence "tool verb 'name' rest." unless there is one.
     void complain(std::string_view verb, std::string_view name, std::string_view rest);
 
-    const VostelMCPKit::MCPValue& given_;
     const std::string_view tool_;
-    std::optional<std::string> wrong_;
+    const VostelMCPKit::MCPValue& given_;
+    std::vector<std::string_view> taken_;
+    std::optional<std::string> error_;
 };
+
+/// The arguments of a call of the tool `Signature`, or a sentence for the client that says what is wrong with them.
+template <class Signature>
+[[nodiscard]] std::expected<typename Signature::Arguments, std::string> readArguments(const ToolCall& call) {
+    typename Signature::Arguments arguments;
+    ArgumentReader reader{Signature::name, call.arguments};
+    Signature::Arguments::codingKeys(arguments, reader);
+    if (auto error = reader.error()) return std::unexpected(*std::move(error));
+    return arguments;
+}
+
+template <class Element>
+void ArgumentReader::operator()(std::string_view name, std::vector<Element>& field) {
+    KeyNames keys;
+    std::string asElements = "as a list of strings";
+    if constexpr (!std::is_same_v<Element, std::string>) {
+        const Element example;
+        Element::codingKeys(example, keys);
+        asElements = "as a list of objects with";
+        for (const std::string_view key : keys.names)
+            asElements.append(key == keys.names.front() ? " the strings '" : " and '").append(key).append("'");
+    }
+    for (const VostelMCPKit::MCPValue& value : list(name, asElements)) {
+        auto element = VostelMCPKit::decode<Element>(value);
+        const auto members = value.asObject();
+        if (!element || (members && members->size() != keys.names.size())) return complain("needs", name, asElements);
+        field.push_back(*std::move(element));
+    }
+}
 
 } // namespace vostel_companion

@@ -4,13 +4,13 @@
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
 #include "companion/tools/ResultSize.h"
+#include "companion/tools/ToolSignatures.h"
 
 #include <memory>
 
 namespace vostel_companion {
 
 using VostelMCPKit::MCPToolOutcome;
-using VostelMCPKit::MCPValue;
 
 namespace {
 
@@ -18,49 +18,45 @@ namespace {
 constexpr std::size_t installationsAtOnce = 1;
 
 MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
-    const Arguments arguments{call, "models_list", {}};
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<ModelsList>(call);
+    if (!arguments) return failedOutcome(arguments.error());
     const auto models = context.models.list();
     if (!models) return failedOutcome(models.error().description());
-    return fittingOutcome(models->size(), [&](std::size_t count) -> MCPToolOutcome {
+    return fittingOutcome(models->size(), [&](std::size_t count) {
         std::string text = "Speech recognition models:";
-        std::vector<MCPValue> values;
+        ModelsList::Result result;
         for (const Model& model : std::span{*models}.first(count)) {
             text += "\n" + model.identifier + " · " + model.displayName +
                     (model.isInstalled ? " · installed" : " · not installed");
-            values.push_back(MCPValue::object({{"identifier", model.identifier},
-                                               {"displayName", model.displayName},
-                                               {"installed", model.isInstalled}}));
+            result.models.push_back({model.identifier, model.displayName, model.isInstalled});
         }
-        return {MCPToolOutcome::Text{std::move(text), MCPValue::object({{"models", MCPValue::takingArray(values)}})}};
+        return doneOutcome<ModelsList>(std::move(text), result);
     });
 }
 
 MCPToolOutcome installModel(const ToolContext& context, Turns& turns, const ToolCall& call) {
-    Arguments arguments{call, "model_install", {"identifier"}};
-    const std::string identifier = arguments.neededText("identifier");
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<ModelInstall>(call);
+    if (!arguments) return failedOutcome(arguments.error());
     const auto turn = turns.wait(call.cancellation);
     if (!turn) return failedOutcome(ModelError{ModelError::Cancelled{}}.description());
+    const std::string& identifier = arguments->identifier;
     const auto done =
         context.models.install(identifier, {call.progress, [&call] { return call.cancellation.isCancelled(); }});
     if (!done) return failedOutcome(done.error().description());
-    return {MCPToolOutcome::Text{"The model " + identifier + " is installed.",
-                                 MCPValue::object({{"identifier", identifier}, {"installed", true}})}};
+    return doneOutcome<ModelInstall>("The model " + identifier + " is installed.", {identifier, /*installed=*/true});
 }
 
 MCPToolOutcome removedModel(const std::string& identifier, bool wasInstalled) {
     std::string text{
         VostelMCPKit::MCPConfirmationLogic::message(VostelMCPKit::MCPConfirmationLogic::Status::confirmed)};
     text += "\nThe model " + identifier + (wasInstalled ? " was removed." : " was not installed.");
-    return {MCPToolOutcome::Text{std::move(text),
-                                 MCPValue::object({{"identifier", identifier}, {"removed", wasInstalled}})}};
+    return doneOutcome<ModelRemove>(std::move(text), {identifier, wasInstalled});
 }
 
 MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
-    Arguments arguments{call, "model_remove", {"identifier"}};
-    const std::string identifier = arguments.neededText("identifier");
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<ModelRemove>(call);
+    if (!arguments) return failedOutcome(arguments.error());
+    const std::string& identifier = arguments->identifier;
     return askForConfirmation(
         context, call.cancellation, {ConfirmableAction::RemoveModel{identifier}},
         [&](const std::vector<std::string>& removed) { return removedModel(identifier, !removed.empty()); });
@@ -70,9 +66,9 @@ MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
 
 void addModelTools(ToolTable& tools, const ToolContext& context) {
     const auto turns = std::make_shared<Turns>(installationsAtOnce);
-    tools["models_list"] = [context](const ToolCall& call) { return listModels(context, call); };
-    tools["model_install"] = [context, turns](const ToolCall& call) { return installModel(context, *turns, call); };
-    tools["model_remove"] = [context](const ToolCall& call) { return removeModel(context, call); };
+    tools[ModelsList::name] = [context](const ToolCall& call) { return listModels(context, call); };
+    tools[ModelInstall::name] = [context, turns](const ToolCall& call) { return installModel(context, *turns, call); };
+    tools[ModelRemove::name] = [context](const ToolCall& call) { return removeModel(context, call); };
 }
 
 } // namespace vostel_companion

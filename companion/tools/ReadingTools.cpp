@@ -10,6 +10,7 @@
 #include "companion/tools/PartedText.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
+#include "companion/tools/ToolSignatures.h"
 #include "companion/tools/TranscriptFile.h"
 #include "kit/tools/MCPOutputLimit.h"
 
@@ -17,7 +18,6 @@ namespace vostel_companion {
 
 using VostelMCPKit::MCPDenial;
 using VostelMCPKit::MCPToolOutcome;
-using VostelMCPKit::MCPValue;
 using VostelMCPKit::UUID;
 
 namespace {
@@ -27,7 +27,7 @@ constexpr const char* readingIsOff = "the setting \"Let agents read your history
 
 using Reader = MCPToolOutcome (*)(const ToolContext&, Database&, const ToolCall&);
 
-/// The tool, once the user allows it; before that it does not even look at its arguments.
+/// Runs the tool if the user allows reading. Otherwise its arguments are not even read.
 Tool guarded(const ToolContext& context, Reader read) {
     return [context, read](const ToolCall& call) {
         return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
@@ -39,96 +39,91 @@ Tool guarded(const ToolContext& context, Reader read) {
     };
 }
 
-/// What the arguments ask for, or the sentence about what is wrong with them.
-std::expected<Listing, std::string> readListing(Arguments& arguments, const LocalMidnight& localMidnight) {
-    const auto limit = arguments.integer("limit");
-    const auto since = arguments.text("since");
-    const auto until = arguments.text("until");
-    if (const auto& wrong = arguments.wrong()) return std::unexpected(*wrong);
-    auto listing = Listing::parse(limit, since, until, localMidnight);
+std::expected<Listing, std::string> listingOf(const ListArguments& arguments, const ToolContext& context) {
+    auto listing = Listing::parse(arguments.limit, arguments.since, arguments.until, context.localMidnight);
     if (!listing) return std::unexpected(listing.error().description());
     return *listing;
 }
 
-/// How one kind of entry is shown.
-template <class Entry>
-struct Look {
-    const char* things;
-    /// The member of the result that holds the entries.
-    const char* key;
-    MCPValue (*value)(const Entry&);
-    std::string (*lines)(const Entry&);
-};
+/// The window that a call of the list tool `Signature` asks for, or a sentence about what is wrong with its arguments.
+template <class Signature>
+std::expected<Listing, std::string> readListing(const ToolContext& context, const ToolCall& call) {
+    const auto arguments = readArguments<Signature>(call);
+    if (!arguments) return std::unexpected(arguments.error());
+    return listingOf(*arguments, context);
+}
 
-template <class Entry>
-MCPToolOutcome shown(const std::expected<Page<Entry>, DatabaseError>& page, const Look<Entry>& look) {
+/// A page of stored values as the result of the list tool `Signature`. `things` is what they are called in the plural.
+template <class Signature, class Stored>
+MCPToolOutcome pageOutcome(const std::expected<Page<Stored>, DatabaseError>& page, const char* things,
+                           typename Signature::Entry (*entryOf)(const Stored&), std::string (*linesOf)(const Stored&)) {
     if (!page) return failedOutcome(page.error().description());
-    return fittingOutcome(page->entries.size(), [&](std::size_t count) -> MCPToolOutcome {
-        std::string text = pageHeading(count, page->totalCount, look.things);
-        std::vector<MCPValue> values;
-        for (const Entry& entry : std::span{page->entries}.first(count)) {
-            values.push_back(look.value(entry));
-            text += "\n\n" + look.lines(entry);
+    return fittingOutcome(page->entries.size(), [&](std::size_t count) {
+        std::string text = pageHeading(count, page->totalCount, things);
+        typename Signature::Result result{{}, static_cast<std::int64_t>(count), page->totalCount};
+        for (const Stored& stored : std::span{page->entries}.first(count)) {
+            result.entries.push_back(entryOf(stored));
+            text += "\n\n" + linesOf(stored);
         }
-        return {
-            MCPToolOutcome::Text{std::move(text), MCPValue::object({{look.key, MCPValue::takingArray(values)},
-                                                                    {"returnedCount", static_cast<std::int64_t>(count)},
-                                                                    {"totalCount", page->totalCount}})}};
+        return doneOutcome<Signature>(std::move(text), result);
     });
 }
 
-MCPValue dictationValue(const Dictation& dictation) {
-    return Members{}
-        .add("date", MCPValue{formatTimestamp(dictation.date)})
-        .add("text", MCPValue{VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text})
-        .add("outcome", MCPValue{name(dictation.outcome)})
-        .add("failureReason", dictation.failureReason)
-        .add("targetApplication", dictation.targetApplication)
-        .add("duration", dictation.duration)
-        .object();
+HistoryList::Entry dictationEntry(const Dictation& dictation) {
+    return {
+        .date = formatTimestamp(dictation.date),
+        .text = VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text,
+        .outcome = name(dictation.outcome),
+        .failureReason = dictation.failureReason,
+        .targetApplication = dictation.targetApplication,
+        .duration = rounded(dictation.duration),
+    };
 }
 
 std::string dictationLines(const Dictation& dictation) {
-    Line line{formatTimestamp(dictation.date)};
+    SummaryLine line{formatTimestamp(dictation.date)};
     line.add(name(dictation.outcome))
         .addKnown(dictation.failureReason)
         .addKnown(dictation.targetApplication)
         .addKnown(dictation.duration);
-    return std::move(line).take() + "\n" + VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text;
+    return line.text() + "\n" + VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text;
 }
 
 MCPToolOutcome listHistory(const ToolContext& context, Database& database, const ToolCall& call) {
-    Arguments arguments{call, "history_list", {"limit", "since", "until"}};
-    const auto listing = readListing(arguments, context.localMidnight);
+    const auto listing = readListing<HistoryList>(context, call);
     if (!listing) return failedOutcome(listing.error());
-    return shown(Dictations{database}.list(*listing),
-                 Look<Dictation>{"dictations", "entries", dictationValue, dictationLines});
+    return pageOutcome<HistoryList>(Dictations{database}.list(*listing), "dictations", dictationEntry, dictationLines);
 }
 
-/// Without the preview, which only a list has.
-Members transcriptMembers(const TranscriptSummary& summary) {
-    Members members;
-    members.add("id", MCPValue{summary.id.text()})
-        .add("date", MCPValue{formatTimestamp(summary.date)})
-        .add("source", MCPValue::object({{"kind", name(summary.source.kind)}, {"value", summary.source.value}}))
-        .add("duration", summary.duration)
-        .add("language", summary.language)
-        .add("characterCount", MCPValue{summary.characterCount});
-    return members;
+/// What a list and a single transcript have in common.
+TranscriptsList::Entry commonEntry(const TranscriptSummary& summary) {
+    return {
+        .id = summary.id.text(),
+        .date = formatTimestamp(summary.date),
+        .source = {.kind = name(summary.source.kind), .value = summary.source.value},
+        .duration = rounded(summary.duration),
+        .language = summary.language,
+        .characterCount = summary.characterCount,
+        .preview = std::nullopt,
+        .text = std::nullopt,
+        .segments = std::nullopt,
+    };
 }
 
-MCPValue transcriptValue(const TranscriptSummary& summary) {
-    return transcriptMembers(summary).add("preview", MCPValue{summary.preview}).object();
+TranscriptsList::Entry listedEntry(const TranscriptSummary& summary) {
+    TranscriptsList::Entry entry = commonEntry(summary);
+    entry.preview = summary.preview;
+    return entry;
 }
 
 std::string transcriptHeading(const TranscriptSummary& summary) {
-    Line line{formatTimestamp(summary.date)};
+    SummaryLine line{formatTimestamp(summary.date)};
     line.add(summary.source.value)
         .addKnown(summary.duration)
         .addKnown(summary.language)
         .add(std::to_string(summary.characterCount) + " characters")
         .add("id " + summary.id.text());
-    return std::move(line).take();
+    return line.text();
 }
 
 std::string transcriptLines(const TranscriptSummary& summary) {
@@ -151,32 +146,26 @@ MCPToolOutcome wholeTranscript(const ToolContext& context, const StoredTranscrip
     PartedText text{
         transcript.text, std::move(ends),
         saving(context, transcriptFileName(summary.date, titleOf(summary.source), summary.id), transcript.text)};
-    return fittingOutcome(text.parts(), [&](std::size_t count) -> MCPToolOutcome {
+    return fittingOutcome(text.parts(), [&](std::size_t count) {
+        TranscriptsList::Entry entry = commonEntry(summary);
+        std::vector<TranscriptsList::Segment>& segments = entry.segments.emplace();
+        for (const TranscriptSegment& segment : std::span{transcript.segments}.first(count))
+            segments.push_back({rounded(segment.startTime), rounded(segment.endTime)});
         std::string words = text.shown(count);
-        std::vector<MCPValue> segments;
-        for (const TranscriptSegment& segment : std::span{transcript.segments}.first(count)) {
-            segments.push_back(
-                MCPValue::object({{"startTime", rounded(segment.startTime)}, {"endTime", rounded(segment.endTime)}}));
-        }
-        MCPValue entry = transcriptMembers(summary)
-                             .add("text", MCPValue{words})
-                             .add("segments", MCPValue::takingArray(segments))
-                             .object();
-        return {MCPToolOutcome::Text{
-            transcriptHeading(summary) + "\n" + words,
-            MCPValue::object({{"entries", MCPValue::array({entry})}, {"returnedCount", 1}, {"totalCount", 1}})}};
+        entry.text = words;
+        return doneOutcome<TranscriptsList>(transcriptHeading(summary) + "\n" + words, {{std::move(entry)}, 1, 1});
     });
 }
 
 MCPToolOutcome listTranscripts(const ToolContext& context, Database& database, const ToolCall& call) {
-    Arguments arguments{call, "transcripts_list", {"id", "limit", "since", "until"}};
-    const auto id = arguments.text("id");
-    const auto listing = readListing(arguments, context.localMidnight);
+    const auto arguments = readArguments<TranscriptsList>(call);
+    if (!arguments) return failedOutcome(arguments.error());
+    const auto listing = listingOf(arguments->list, context);
     if (!listing) return failedOutcome(listing.error());
     Transcripts transcripts{database};
+    const std::optional<std::string>& id = arguments->id;
     if (!id) {
-        return shown(transcripts.list(*listing),
-                     Look<TranscriptSummary>{"transcripts", "entries", transcriptValue, transcriptLines});
+        return pageOutcome<TranscriptsList>(transcripts.list(*listing), "transcripts", listedEntry, transcriptLines);
     }
     // Deliberate: what is no id at all names no transcript either, and needs no sentence of its own.
     const auto found = transcripts.find(UUID::parse(*id).value_or(UUID{}));
@@ -189,29 +178,29 @@ MCPToolOutcome listTranscripts(const ToolContext& context, Database& database, c
     return wholeTranscript(context, *transcript);
 }
 
-MCPValue recordingValue(const RecordingSummary& summary) {
-    return Members{}
-        .add("id", MCPValue{summary.id.text()})
-        .add("startedAt", MCPValue{formatTimestamp(summary.startedAt)})
-        .add("duration", summary.duration)
-        .add("state", MCPValue{name(summary.state)})
-        .add("failureReason", summary.failureReason)
-        .add("progress", summary.progress)
-        .add("language", summary.language)
-        .add("lineCount", MCPValue{summary.lineCount})
-        .add("preview", MCPValue{summary.preview})
-        .object();
+RecordingsList::Entry recordingEntry(const RecordingSummary& summary) {
+    return {
+        .id = summary.id.text(),
+        .startedAt = formatTimestamp(summary.startedAt),
+        .duration = rounded(summary.duration),
+        .state = name(summary.state),
+        .failureReason = summary.failureReason,
+        .progress = summary.progress,
+        .language = summary.language,
+        .lineCount = summary.lineCount,
+        .preview = summary.preview,
+    };
 }
 
 std::string recordingHeading(const RecordingSummary& summary) {
-    Line line{formatTimestamp(summary.startedAt)};
+    SummaryLine line{formatTimestamp(summary.startedAt)};
     line.addKnown(summary.duration)
         .add(name(summary.state))
         .addKnown(summary.failureReason)
         .addKnown(summary.language)
         .add(std::to_string(summary.lineCount) + " turns")
         .add("id " + summary.id.text());
-    return std::move(line).take();
+    return line.text();
 }
 
 std::string recordingLines(const RecordingSummary& summary) {
@@ -219,19 +208,20 @@ std::string recordingLines(const RecordingSummary& summary) {
 }
 
 MCPToolOutcome listRecordings(const ToolContext& context, Database& database, const ToolCall& call) {
-    Arguments arguments{call, "recordings_list", {"limit", "since", "until"}};
-    const auto listing = readListing(arguments, context.localMidnight);
+    const auto listing = readListing<RecordingsList>(context, call);
     if (!listing) return failedOutcome(listing.error());
-    return shown(Recordings{database}.list(*listing),
-                 Look<RecordingSummary>{"recordings", "recordings", recordingValue, recordingLines});
+    return pageOutcome<RecordingsList>(Recordings{database}.list(*listing), "recordings", recordingEntry,
+                                       recordingLines);
 }
 
-MCPValue turnValue(const RecordingLine& line) {
-    return MCPValue::object({{"track", name(line.track)},
-                             {"speaker", line.speaker},
-                             {"text", line.text},
-                             {"startTime", rounded(line.startTime)},
-                             {"endTime", rounded(line.endTime)}});
+RecordingGet::Turn turnRecord(const RecordingLine& line) {
+    return {
+        .track = name(line.track),
+        .speaker = line.speaker,
+        .text = line.text,
+        .startTime = rounded(line.startTime),
+        .endTime = rounded(line.endTime),
+    };
 }
 
 MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recording) {
@@ -242,27 +232,26 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
         ends.push_back((ends.empty() ? 0 : ends.back() + 1) + plainText({&line, 1}).size());
     PartedText text{whole, std::move(ends),
                     saving(context, transcriptFileName(summary.startedAt, "recording", summary.id), whole)};
-    return fittingOutcome(text.parts(), [&](std::size_t count) -> MCPToolOutcome {
-        const std::string turns = text.shown(count);
-        std::vector<MCPValue> lines;
-        for (const RecordingLine& line : std::span{recording.lines}.first(count)) lines.push_back(turnValue(line));
-        return {MCPToolOutcome::Text{recordingHeading(summary) + "\n" + turns,
-                                     Members{}
-                                         .add("id", MCPValue{summary.id.text()})
-                                         .add("startedAt", MCPValue{formatTimestamp(summary.startedAt)})
-                                         .add("duration", summary.duration)
-                                         .add("state", MCPValue{name(summary.state)})
-                                         .add("language", summary.language)
-                                         .add("text", MCPValue{turns})
-                                         .add("lines", MCPValue::takingArray(lines))
-                                         .object()}};
+    return fittingOutcome(text.parts(), [&](std::size_t count) {
+        RecordingGet::Result result{
+            .id = summary.id.text(),
+            .startedAt = formatTimestamp(summary.startedAt),
+            .duration = rounded(summary.duration),
+            .state = name(summary.state),
+            .language = summary.language,
+            .text = text.shown(count),
+            .lines = {},
+        };
+        for (const RecordingLine& line : std::span{recording.lines}.first(count))
+            result.lines.push_back(turnRecord(line));
+        return doneOutcome<RecordingGet>(recordingHeading(summary) + "\n" + result.text, result);
     });
 }
 
 MCPToolOutcome getRecording(const ToolContext& context, Database& database, const ToolCall& call) {
-    Arguments arguments{call, "recording_get", {"id"}};
-    const std::string id = arguments.neededText("id");
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<RecordingGet>(call);
+    if (!arguments) return failedOutcome(arguments.error());
+    const std::string& id = arguments->id;
     const auto found = Recordings{database}.find(UUID::parse(id).value_or(UUID{}));
     if (!found) return failedOutcome(found.error().description());
     const auto& recording = *found;
@@ -275,10 +264,10 @@ MCPToolOutcome getRecording(const ToolContext& context, Database& database, cons
 } // namespace
 
 void addReadingTools(ToolTable& tools, const ToolContext& context) {
-    tools["history_list"] = guarded(context, listHistory);
-    tools["transcripts_list"] = guarded(context, listTranscripts);
-    tools["recordings_list"] = guarded(context, listRecordings);
-    tools["recording_get"] = guarded(context, getRecording);
+    tools[HistoryList::name] = guarded(context, listHistory);
+    tools[TranscriptsList::name] = guarded(context, listTranscripts);
+    tools[RecordingsList::name] = guarded(context, listRecordings);
+    tools[RecordingGet::name] = guarded(context, getRecording);
 }
 
 } // namespace vostel_companion

@@ -5,31 +5,23 @@
 
 namespace vostel_companion {
 
-using VostelMCPKit::MCPValue;
-
 double rounded(Seconds time) { return std::round(time.count() * 1000) / 1000; }
 
-Members& Members::add(std::string_view key, const std::optional<MCPValue>& value) {
-    if (value) list.push_back({key, *value});
-    return *this;
+std::optional<double> rounded(const std::optional<Seconds>& time) {
+    return time ? std::optional{rounded(*time)} : std::nullopt;
 }
 
-Members& Members::add(std::string_view key, const std::optional<Seconds>& time) {
-    if (time) add(key, *time);
-    return *this;
-}
-
-Line& Line::add(std::string_view text) {
+SummaryLine& SummaryLine::add(std::string_view text) {
     text_.append(" · ").append(text);
     return *this;
 }
 
-Line& Line::addKnown(const std::optional<std::string>& text) {
+SummaryLine& SummaryLine::addKnown(const std::optional<std::string>& text) {
     if (text) add(*text);
     return *this;
 }
 
-Line& Line::addKnown(const std::optional<Seconds>& time) {
+SummaryLine& SummaryLine::addKnown(const std::optional<Seconds>& time) {
     if (!time) return *this;
     char text[64];
     std::snprintf(text, sizeof text, "%.1f s", time->count());

@@ -2,21 +2,23 @@
 #pragma once
 
 #include "companion/support/Cancellation.h"
+#include "kit/jsonrpc/Codec.h"
 #include "kit/tools/MCPToolOutcome.h"
 
 #include <functional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace vostel_companion {
 
 /// One call of a tool.
 struct ToolCall {
-    /// As the client gave them: of any JSON type, checked by nobody yet.
+    /// As the client gave them: of any JSON type and not checked.
     VostelMCPKit::MCPValue arguments;
-    /// Watched by tools that take their time.
+    /// Watched by tools that run for long.
     Cancellation& cancellation;
-    /// Takes the share of the work that is done, 0 to 1, as often as it changes.
+    /// Takes the fraction of the work that is done, 0 to 1, whenever it changes.
     std::function<void(double)> progress;
 };
 
@@ -26,7 +28,13 @@ using Tool = std::function<VostelMCPKit::MCPToolOutcome(const ToolCall&)>;
 /// Each group of tools adds its own; filled before the server starts and only read afterwards.
 using ToolTable = std::unordered_map<std::string, Tool>;
 
-/// The outcome of a tool that failed with `message`.
+/// The tool `Signature` did its work. `text` says for the model what `result` says for programs.
+template <class Signature>
+[[nodiscard]] VostelMCPKit::MCPToolOutcome doneOutcome(std::string text, const typename Signature::Result& result) {
+    return {VostelMCPKit::MCPToolOutcome::Text{std::move(text), VostelMCPKit::encode(result)}};
+}
+
+/// The tool failed with `message`.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome failedOutcome(std::string message);
 
 } // namespace vostel_companion

@@ -7,6 +7,7 @@
 #include "companion/tools/PartedText.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
+#include "companion/tools/ToolSignatures.h"
 #include "companion/tools/TranscriptFile.h"
 #include "companion/transcript/VocabularyMatcher.h"
 #include "kit/support/Unicode.h"
@@ -16,7 +17,6 @@
 namespace vostel_companion {
 
 using VostelMCPKit::MCPToolOutcome;
-using VostelMCPKit::MCPValue;
 namespace MCPURLPolicy = VostelMCPKit::MCPURLPolicy;
 
 namespace {
@@ -80,32 +80,27 @@ MCPToolOutcome outcomeOf(const Kept& kept) {
         ends.push_back((ends.empty() ? 0 : ends.back() + 1) + segment.text.size());
     PartedText text{kept.transcript.text(), std::move(ends), [&] { return kept.path; }};
 
-    return fittingOutcome(text.parts(), [&](std::size_t count) -> MCPToolOutcome {
-        std::vector<MCPValue> values;
-        values.reserve(count);
-        for (const TranscriptSegment& segment : std::span{segments}.first(count)) {
-            values.push_back(MCPValue::object({{"text", segment.text},
-                                               {"startTime", rounded(segment.startTime)},
-                                               {"endTime", rounded(segment.endTime)}}));
-        }
-        std::string words = text.shown(count);
-        MCPValue structured = MCPValue::object({{"text", words}, {"segments", MCPValue::takingArray(values)}});
-        // The notes are for the model alone: whoever reads the structured result takes its text for the words.
+    return fittingOutcome(text.parts(), [&](std::size_t count) {
+        TranscriptionResult result{text.shown(count), {}};
+        for (const TranscriptSegment& segment : std::span{segments}.first(count))
+            result.segments.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
+        // Only the model is given the notes: programs read the words out of the result's text.
+        std::string words = result.text;
         for (const std::string& note : kept.notes) words += "\n\n[" + note + "]";
-        return {MCPToolOutcome::Text{std::move(words), std::move(structured)}};
+        return doneOutcome<TranscribeFile>(std::move(words), result);
     });
 }
 
 MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) {
-    Arguments arguments{call, "transcribe_file", {"path", "language"}};
-    const std::string path = arguments.neededText("path");
-    const std::string language = arguments.text("language").value_or("");
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<TranscribeFile>(call);
+    if (!arguments) return failedOutcome(arguments.error());
+    const std::string& path = arguments->path;
 
     // Refused before anything opens it.
     if (isFileOfDatabase(path, context.paths.database()))
         return failedOutcome(AudioError{AudioError::NotAudio{}}.description(path));
 
+    const std::string language = arguments->language.value_or("");
     const auto done = context.transcribe(path, language, call.cancellation, call.progress);
     if (!done) return failedOutcome(done.error().description());
     return outcomeOf(keep(context, *done, {TranscriptSource::Kind::file, VostelMCPKit::repairedUTF8(path)}));
@@ -132,10 +127,10 @@ std::string descriptionForLink(const TranscriptionError& error, const std::strin
 }
 
 MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
-    Arguments arguments{call, "transcribe_url", {"url", "language"}};
-    const std::string url = arguments.neededText("url");
-    const std::string language = arguments.text("language").value_or("");
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<TranscribeURL>(call);
+    if (!arguments) return failedOutcome(arguments.error());
+    const std::string& url = arguments->url;
+    const std::string language = arguments->language.value_or("");
     // Before anything is fetched for nothing.
     if (!isLanguageHint(language))
         return failedOutcome(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());
@@ -157,8 +152,8 @@ MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
 } // namespace
 
 void addTranscriptionTools(ToolTable& tools, const ToolContext& context) {
-    tools["transcribe_file"] = [context](const ToolCall& call) { return transcribeFile(context, call); };
-    tools["transcribe_url"] = [context](const ToolCall& call) { return transcribeURL(context, call); };
+    tools[TranscribeFile::name] = [context](const ToolCall& call) { return transcribeFile(context, call); };
+    tools[TranscribeURL::name] = [context](const ToolCall& call) { return transcribeURL(context, call); };
 }
 
 } // namespace vostel_companion

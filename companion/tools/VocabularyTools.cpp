@@ -4,6 +4,7 @@
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
 #include "companion/tools/ResultSize.h"
+#include "companion/tools/ToolSignatures.h"
 #include "companion/transcript/WordForm.h"
 #include "kit/support/Unicode.h"
 
@@ -13,7 +14,6 @@
 namespace vostel_companion {
 
 using VostelMCPKit::MCPToolOutcome;
-using VostelMCPKit::MCPValue;
 
 namespace {
 
@@ -46,45 +46,41 @@ std::string heading(std::size_t shown, std::size_t all, std::string_view things)
 }
 
 MCPToolOutcome listVocabulary(const ToolContext& context, const ToolCall& call) {
-    const Arguments arguments{call, "vocabulary_list", {}};
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    const auto arguments = readArguments<VocabularyList>(call);
+    if (!arguments) return failedOutcome(arguments.error());
     return withDatabase(context, call.cancellation, [](Database& database) -> MCPToolOutcome {
         const auto rules = Vocabulary{database}.list();
         if (!rules) return failedOutcome(rules.error().description());
-        return fittingOutcome(rules->size(), [&](std::size_t count) -> MCPToolOutcome {
+        return fittingOutcome(rules->size(), [&](std::size_t count) {
             std::string text = heading(count, rules->size(), "vocabulary rule");
-            std::vector<MCPValue> entries;
+            VocabularyList::Result result;
             for (const VocabularyRule& rule : std::span{*rules}.first(count)) {
                 text += "\n" + ruleLine(rule);
-                entries.push_back(MCPValue::object({{"word", rule.word}, {"replacement", rule.replacement}}));
+                result.entries.push_back({rule.word, rule.replacement});
             }
-            return {
-                MCPToolOutcome::Text{std::move(text), MCPValue::object({{"entries", MCPValue::takingArray(entries)}})}};
+            return doneOutcome<VocabularyList>(std::move(text), result);
         });
     });
 }
 
 MCPToolOutcome addToVocabulary(const ToolContext& context, const ToolCall& call) {
-    Arguments arguments{call, "vocabulary_add", {"rules"}};
+    const auto arguments = readArguments<VocabularyAdd>(call);
+    if (!arguments) return failedOutcome(arguments.error());
     std::vector<VocabularyRule> rules;
-    for (std::vector<std::string>& record : arguments.neededRecords("rules", {"word", "replacement"}))
-        rules.push_back({std::move(record[0]), std::move(record[1])});
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
+    for (const RuleRecord& rule : arguments->rules) rules.push_back({rule.word, rule.replacement});
     return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
         const auto additions = Vocabulary{database}.add(rules);
         if (!additions) return failedOutcome(additions.error().description());
-        return fittingOutcome(additions->size(), [&](std::size_t count) -> MCPToolOutcome {
+        return fittingOutcome(additions->size(), [&](std::size_t count) {
             std::string text = heading(count, additions->size(), "outcome");
-            std::vector<MCPValue> results;
+            VocabularyAdd::Result result;
             for (const VocabularyAddition& addition : std::span{*additions}.first(count)) {
                 const VocabularyRule rule{echo(addition.rule.word), echo(addition.rule.replacement)};
                 text += std::string{"\n"} + name(addition.outcome) + ": " + ruleLine(rule);
-                results.push_back(MCPValue::object(
-                    {{"word", rule.word}, {"replacement", rule.replacement}, {"outcome", name(addition.outcome)}}));
+                result.results.push_back({{rule.word, rule.replacement}, name(addition.outcome)});
             }
             text += explanation(std::span{*additions}.first(count));
-            return {
-                MCPToolOutcome::Text{std::move(text), MCPValue::object({{"results", MCPValue::takingArray(results)}})}};
+            return doneOutcome<VocabularyAdd>(std::move(text), result);
         });
     });
 }
@@ -93,28 +89,23 @@ MCPToolOutcome removedWords(const std::vector<std::string>& removed) {
     std::string text{
         VostelMCPKit::MCPConfirmationLogic::message(VostelMCPKit::MCPConfirmationLogic::Status::confirmed)};
     text += removed.empty() ? "\nNone of the words had a rule." : "\nRemoved:";
-    std::vector<MCPValue> words;
-    for (const std::string& word : removed) {
-        text += "\n" + word;
-        words.emplace_back(word);
-    }
-    return {MCPToolOutcome::Text{std::move(text), MCPValue::object({{"removed", MCPValue::takingArray(words)}})}};
+    for (const std::string& word : removed) text += "\n" + word;
+    return doneOutcome<VocabularyRemove>(std::move(text), {removed});
 }
 
 MCPToolOutcome removeFromVocabulary(const ToolContext& context, const ToolCall& call) {
-    Arguments arguments{call, "vocabulary_remove", {"words"}};
-    std::vector<std::string> words = arguments.neededTexts("words");
-    if (const auto& wrong = arguments.wrong()) return failedOutcome(*wrong);
-    return askForConfirmation(context, call.cancellation, {ConfirmableAction::RemoveWords{std::move(words)}},
+    const auto arguments = readArguments<VocabularyRemove>(call);
+    if (!arguments) return failedOutcome(arguments.error());
+    return askForConfirmation(context, call.cancellation, {ConfirmableAction::RemoveWords{arguments->words}},
                               removedWords);
 }
 
 } // namespace
 
 void addVocabularyTools(ToolTable& tools, const ToolContext& context) {
-    tools["vocabulary_list"] = [context](const ToolCall& call) { return listVocabulary(context, call); };
-    tools["vocabulary_add"] = [context](const ToolCall& call) { return addToVocabulary(context, call); };
-    tools["vocabulary_remove"] = [context](const ToolCall& call) { return removeFromVocabulary(context, call); };
+    tools[VocabularyList::name] = [context](const ToolCall& call) { return listVocabulary(context, call); };
+    tools[VocabularyAdd::name] = [context](const ToolCall& call) { return addToVocabulary(context, call); };
+    tools[VocabularyRemove::name] = [context](const ToolCall& call) { return removeFromVocabulary(context, call); };
 }
 
 } // namespace vostel_companion
