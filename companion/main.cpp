@@ -1,5 +1,5 @@
-// Vostel: does what the tools of vostel-mcp promise, on this machine. It has no window: it serves the socket until it
-// is told to end, or does what its command line says. This page gives the verbs the world that they work on.
+// Vostel: carries out the tools that vostel-mcp offers. It has no window. Without arguments it serves the socket until a
+// signal ends it; with arguments it runs one verb. This file gives the verbs their dependencies.
 
 #include "companion/audio/AudioDuration.h"
 #include "companion/commands/ClientsVerb.h"
@@ -38,8 +38,8 @@ bool print(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
-/// Sentences name paths and what stands in files, so they are other people's text too.
-void tell(const std::string& sentence) { std::fprintf(stderr, "%s\n", printable(sentence).c_str()); }
+/// Sentences contain paths and text from files, which could control the terminal.
+void printError(const std::string& sentence) { std::fprintf(stderr, "%s\n", printable(sentence).c_str()); }
 
 std::size_t terminalColumns() {
     winsize size{};
@@ -58,7 +58,7 @@ template <class Verb>
 concept LongWork = std::same_as<Verb, Command::Dictate> || std::same_as<Verb, Command::Record> ||
                    std::same_as<Verb, Command::InstallModel>;
 
-/// Long work is cancelled by the first signal that asks the program to end, and the program ended by the second.
+/// The first termination signal cancels long work. The second one ends the program.
 class Interruption final {
 public:
     explicit Interruption(Cancellation& cancellation) : cancellation_{cancellation} {}
@@ -69,11 +69,11 @@ public:
         return posix::startBlockingThread({"com.vostel.vostel.signals", "signals"}, [this] {
             signal_ = signals_.wait();
             cancellation_.cancel();
-            endBy(signals_.wait());
+            reraise(signals_.wait());
         });
     }
 
-    /// Zero until there was one.
+    /// Zero until a signal arrived.
     [[nodiscard]] int signal() const { return signal_; }
 
 private:
@@ -86,18 +86,18 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
     const auto support = posix::applicationSupportDirectory();
     const Paths paths = Paths::in(support);
     if (const auto prepared = prepareFolder(paths.folder); !prepared) {
-        tell(prepared.error().description());
+        printError(prepared.error().description());
         return Exit::failed;
     }
     auto database = openStore(paths.database());
     if (!database) {
-        tell(database.error().description());
+        printError(database.error().description());
         return Exit::failed;
     }
     const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
     Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, /*jobs=*/1};
     std::error_code ignored;
-    World world{
+    CommandContext context{
         .paths = paths,
         .database = *database,
         .models = models,
@@ -109,22 +109,22 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
         .localMidnight = systemLocalMidnight,
         .cancellation = cancellation,
         .print = print,
-        .tell = tell,
+        .printError = printError,
         .progress = progressTerminal(),
     };
-    return run(verb, world);
+    return run(verb, context);
 }
 
 Exit perform(const LongWork auto& verb) {
-    // Deliberate: never destroyed, because the thread that waits for signals uses them to the end.
+    // Deliberate: never destroyed, because the thread that waits for signals uses them until the program ends.
     auto& cancellation = *new Cancellation;
     auto& interruption = *new Interruption{cancellation};
     if (const auto watching = interruption.watch(); !watching) {
-        tell("Vostel could not start: " + watching.error().systemText() + ".");
+        printError("Vostel could not start: " + watching.error().systemText() + ".");
         return Exit::failed;
     }
     const Exit exit = runOnStore(verb, cancellation);
-    if (interruption.signal() != 0) endBy(interruption.signal());
+    if (interruption.signal() != 0) reraise(interruption.signal());
     return exit;
 }
 
@@ -139,9 +139,9 @@ Exit perform(const Command::Serve&) {
 }
 
 Exit perform(const Command::Clients& verb) {
-    // The server is beside this program: in the bundle both are installed together.
+    // Both programs are in the bundle, side by side.
     const auto self = posix::ownExecutable().value_or("");
-    return run(verb, ClientsWorld{posix::homeDirectory(), self.parent_path() / "vostel-mcp", print, tell});
+    return run(verb, ClientsContext{posix::homeDirectory(), self.parent_path() / "vostel-mcp", print, printError});
 }
 
 } // namespace
@@ -156,6 +156,6 @@ int main(int argc, char** argv) {
     }
     const Exit exit = std::visit([](const auto& verb) { return perform(verb); }, command->is);
     if (std::ferror(stdout) == 0) return static_cast<int>(exit);
-    tell("The output could not be written.");
+    printError("The output could not be written.");
     return static_cast<int>(Exit::failed);
 }

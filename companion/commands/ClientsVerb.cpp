@@ -7,23 +7,23 @@
 
 namespace vostel_companion {
 
-Exit run(const Command::Clients& verb, const ClientsWorld& world) {
-    if (verb.verb == ClientsVerb::install && ::access(world.helper.c_str(), X_OK) != 0) {
-        world.tell("The server " + inQuotes(world.helper.string()) +
-                   " is not there or cannot be started, so no client was connected to it.");
+Exit run(const Command::Clients& verb, const ClientsContext& context) {
+    if (verb.verb == ClientsVerb::install && ::access(context.helper.c_str(), X_OK) != 0) {
+        context.printError("The server " + inQuotes(context.helper.string()) +
+                           " does not exist or cannot be executed, so no client was connected to it.");
         return Exit::failed;
     }
     const ClientsReport report = runClients({.verb = verb.verb,
                                              .kinds = verb.kinds,
-                                             .home = world.home.string(),
-                                             .helperPath = world.helper.string(),
+                                             .home = context.home.string(),
+                                             .helperPath = context.helper.string(),
                                              .force = verb.force});
-    for (const std::string& line : report.lines) world.print(printableLine(line) + "\n");
+    for (const std::string& line : report.lines) context.print(printableLine(line) + "\n");
     switch (report.exit) {
     case ClientsExit::asAsked:
         return Exit::done;
     case ClientsExit::notAsAsked:
-        return Exit::notAsAsked;
+        return Exit::refused;
     case ClientsExit::failed:
         break;
     }

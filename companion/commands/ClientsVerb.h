@@ -10,17 +10,17 @@
 
 namespace vostel_companion {
 
-/// What the verb is given of the world; it needs none of the store.
-struct ClientsWorld {
+/// The dependencies of this verb. It does not use the store.
+struct ClientsContext {
     std::filesystem::path home;
     /// The vostel-mcp that the entries start.
     std::filesystem::path helper;
-    /// As in World.
+    // As in CommandContext.
     std::function<bool(std::string_view)> print;
-    std::function<void(const std::string&)> tell;
+    std::function<void(const std::string&)> printError;
 };
 
-/// Installs no entry for a server that is not there.
-[[nodiscard]] Exit run(const Command::Clients& verb, const ClientsWorld& world);
+/// Fails without a change if the server to install does not exist.
+[[nodiscard]] Exit run(const Command::Clients& verb, const ClientsContext& context);
 
 } // namespace vostel_companion

@@ -1,4 +1,4 @@
-// What the person asked for on the command line, as a value.
+// What the user asked for on the command line, as a value.
 #pragma once
 
 #include "companion/configs/Clients.h"
@@ -12,12 +12,12 @@
 
 namespace vostel_companion {
 
-/// What the program exits with, whatever the verb. An interrupted one ends by the signal instead.
+/// The exit status of every verb. An interrupted verb ends by the signal instead.
 enum class Exit : int {
     done = 0,
-    /// The request was understood and not fulfilled: there is no such thing, or it cannot be done as things are.
-    notAsAsked = 1,
-    /// Something that should work did not, or the command line makes no sense.
+    /// The request was valid but could not be carried out, for example because no transcript has this id.
+    refused = 1,
+    /// Something failed, or the command line is wrong.
     failed = 2,
 };
 
@@ -29,7 +29,7 @@ struct Command {
         bool operator==(const ListPending&) const = default;
     };
     struct AnswerPending {
-        /// The beginning of the request's id.
+        /// The beginning of the id of the request.
         std::string id;
         VostelMCPKit::MCPConfirmationLogic::Decision decision = VostelMCPKit::MCPConfirmationLogic::Decision::denied;
         bool operator==(const AnswerPending&) const = default;
@@ -68,7 +68,7 @@ struct Command {
     };
     struct AddWord {
         std::string word;
-        /// Empty: only the spelling of the word is fixed.
+        /// Empty: only the spelling of the word is corrected.
         std::string replacement;
         bool operator==(const AddWord&) const = default;
     };
@@ -89,7 +89,7 @@ struct Command {
     };
     struct Clients {
         ClientsVerb verb = ClientsVerb::status;
-        /// All of them when empty.
+        /// Empty: all of them.
         std::vector<VostelMCPKit::MCPClientKind> kinds;
         bool force = false;
         bool operator==(const Clients&) const = default;

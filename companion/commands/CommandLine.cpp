@@ -14,22 +14,22 @@ namespace {
 using VostelMCPKit::MCPClientKind;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
 
-constexpr const char* aboutProgram =
-    "Vostel does on this machine what the tools of vostel-mcp promise to AI clients: it\n"
-    "transcribes recordings, keeps what was transcribed and learns words. Without a verb\n"
-    "it serves them.";
+constexpr const char* aboutProgram = "Vostel provides the tools that vostel-mcp offers to AI clients. It transcribes\n"
+                                     "recordings on this machine, stores the transcripts and learns words. Without a\n"
+                                     "command it serves AI clients.";
 
 constexpr const char* aboutExitStatus = "Exit status:\n"
-                                        "  0  It was done.\n"
-                                        "  1  It was understood and not done, such as for an id that nothing has.\n"
-                                        "  2  Something failed, or the command line makes no sense.\n"
-                                        "Interrupted by Ctrl-C, a verb tidies up and ends as interrupted programs do.";
+                                        "  0  Success.\n"
+                                        "  1  The request was valid but could not be carried out, for example because\n"
+                                        "     no transcript has this id.\n"
+                                        "  2  Something failed, or the command line is wrong.\n"
+                                        "After Ctrl-C, a command cleans up and ends with the signal.";
 
-/// Leaves out what the sentences beside an argument say already.
+/// Leaves out the types and marks that the sentence beside an argument makes superfluous.
 class PlainHelp final : public CLI::Formatter {
 public:
     PlainHelp() {
-        label("SUBCOMMAND", "VERB");
+        label("SUBCOMMAND", "COMMAND");
         label("Positionals", "Arguments");
     }
     std::string make_option_opts(const CLI::Option* option) const override {
@@ -38,7 +38,7 @@ public:
     }
 };
 
-/// The names as the person may write them: letter case and hyphens do not matter.
+/// A name without hyphens and in lower case: users may write it either way.
 std::string plainName(std::string name) {
     std::erase_if(name, [](char character) { return character == '-' || character == '_'; });
     return CLI::detail::to_lower(name);
@@ -51,7 +51,7 @@ std::optional<MCPClientKind> kindNamed(const std::string& name) {
     return std::nullopt;
 }
 
-/// Declares the verbs; after the parsing it holds the arguments of the one that was given.
+/// Declares the verbs. After parsing it holds the arguments of the given verb.
 class Grammar final {
 public:
     Grammar() {
@@ -59,7 +59,7 @@ public:
         app_.formatter(std::make_shared<PlainHelp>());
         app_.set_help_flag("-h,--help", "Print this help.");
         app_.require_subcommand(0, 1);
-        verb(app_, "serve", "Serve AI clients until interrupted. On a terminal it also asks for confirmations.",
+        verb(app_, "serve", "Serve AI clients until interrupted. On a terminal, also ask for confirmations.",
              Command::Serve{});
         addConfirmations();
         addSettings();
@@ -73,7 +73,7 @@ public:
     Grammar& operator=(const Grammar&) = delete;
 
     std::expected<Command, CommandLineText> parse(std::vector<std::string> arguments) {
-        // The library takes them from the back, and throws whatever is not a complete command.
+        // The library reads the arguments from the back. It throws on help and on every error.
         std::ranges::reverse(arguments);
         try {
             app_.parse(std::move(arguments));
@@ -86,10 +86,10 @@ public:
 private:
     using Make = std::function<Command()>;
 
-    /// `make` builds the command from the arguments once they are there.
+    /// `make` builds the command after the arguments were parsed.
     CLI::App* verb(CLI::App& parent, const char* name, const char* about, Make make) {
-        CLI::App* added = parent.add_subcommand(name, about)->group("Verbs");
-        // A verb without one of its own inside must not overwrite what that one meant.
+        CLI::App* added = parent.add_subcommand(name, about)->group("Commands");
+        // The callback of a nested verb has set the command already. The outer verb must not overwrite it.
         added->callback([this, added, make = std::move(make)] {
             if (added->get_subcommands().empty()) make_ = make;
         });
@@ -102,15 +102,15 @@ private:
     }
 
     void addConfirmations() {
-        verb(app_, "pending", "List what AI clients want to remove and what waits for your confirmation.",
+        verb(app_, "pending", "List the requests of AI clients that wait for your confirmation.",
              Command::ListPending{});
         for (const auto decision : {Decision::confirmed, Decision::denied}) {
             const bool isConfirmed = decision == Decision::confirmed;
             verb(app_, isConfirmed ? "confirm" : "deny",
-                 isConfirmed ? "Allow a request that waits; what it asks for is done at once."
-                             : "Refuse a request that waits; nothing is removed.",
+                 isConfirmed ? "Confirm a waiting request. It is carried out at once."
+                             : "Deny a waiting request. Nothing is removed.",
                  [this, decision] { return Command{Command::AnswerPending{id_, decision}}; })
-                ->add_option("ID", id_, "The request's id as 'Vostel pending' lists it; its beginning is enough.")
+                ->add_option("ID", id_, "The id of the request, or its beginning. 'Vostel pending' lists the ids.")
                 ->required();
         }
     }
@@ -118,7 +118,7 @@ private:
     void addSettings() {
         CLI::App* settings = verb(app_, "settings", "Show what AI clients may do.", Command::ShowSettings{});
         settings->require_subcommand(0, 1);
-        verb(*settings, "reading", "Let AI clients read your history, transcripts and recordings, or stop them.",
+        verb(*settings, "reading", "Allow or forbid AI clients to read your history, transcripts and recordings.",
              [this] { return Command{Command::SetReading{plainName(state_) == "on"}}; })
             ->add_option("STATE", state_, "on or off.")
             ->required()
@@ -126,17 +126,16 @@ private:
     }
 
     void addTranscribing() {
-        CLI::App* dictate = verb(app_, "dictate", "Transcribe a file, print its text and add it to the history.",
+        CLI::App* dictate = verb(app_, "dictate", "Transcribe a file, print the text and add it to the history.",
                                  [this] { return Command{Command::Dictate{file_, language_}}; });
         dictate->add_option("FILE", file_, "An audio or video file.")->required();
-        CLI::App* record =
-            verb(app_, "record", "Make one recorded call of two files, transcribe it and print who said what.",
-                 [this] { return Command{Command::Record{file_, system_, language_}}; });
-        record->add_option("MICROPHONE", file_, "The file with your own voice.")->required();
-        record->add_option("SYSTEM", system_, "The file with everyone else on the call.")->required();
+        CLI::App* record = verb(app_, "record", "Transcribe the two tracks of a call and print who said what.",
+                                [this] { return Command{Command::Record{file_, system_, language_}}; });
+        record->add_option("MICROPHONE", file_, "The audio file with your own voice.")->required();
+        record->add_option("SYSTEM", system_, "The audio file with everyone else on the call.")->required();
         for (CLI::App* one : {dictate, record}) {
             one->add_option("--language", language_,
-                            "The language that is spoken, such as en, if a model for it is installed.")
+                            "The spoken language, such as en. A model for it must be installed.")
                 ->option_text("CODE");
         }
     }
@@ -149,35 +148,36 @@ private:
                                          if (!id_.empty()) return Command{Command::ShowTranscript{id_}};
                                          return Command{Command::ListTranscripts{limit_, since_, until_}};
                                      });
-        CLI::Option* id = transcripts->add_option("ID", id_, "Print this one; the beginning of its id is enough.");
+        CLI::Option* id =
+            transcripts->add_option("ID", id_, "Print the transcript with this id. The beginning of the id is enough.");
         const auto filter = [&](const char* name, auto& value, const char* placeholder, const char* about) {
             transcripts->add_option(name, value, about)->option_text(placeholder)->excludes(id);
         };
-        filter("--limit", limit_, "COUNT", "List no more than this many, 1 to 500; 50 when not given.");
-        filter("--since", since_, "TIME", "Only those from this moment on: 2026-08-30, or 2026-08-30T14:05:00Z.");
-        filter("--until", until_, "TIME", "Only those up to this moment.");
+        filter("--limit", limit_, "COUNT", "List at most this many, 1 to 500. The default is 50.");
+        filter("--since", since_, "TIME", "Only those at or after this time: 2026-08-30, or 2026-08-30T14:05:00Z.");
+        filter("--until", until_, "TIME", "Only those at or before this time.");
     }
 
     void addWords() {
-        CLI::App* words = verb(app_, "words", "List the words that Vostel was taught.", Command::ListWords{});
+        CLI::App* words =
+            verb(app_, "words", "List the vocabulary: words and what replaces them.", Command::ListWords{});
         words->require_subcommand(0, 1);
-        CLI::App* add = verb(*words, "add", "Teach a word, or change what it is replaced by.",
+        CLI::App* add = verb(*words, "add", "Add a word, or change its replacement.",
                              [this] { return Command{Command::AddWord{word_, replacement_}}; });
-        add->add_option("WORD", word_, "The word or phrase as it is recognised; letter case does not matter.")
+        add->add_option("WORD", word_, "The word or phrase as it is recognised. Letter case does not matter.")
             ->required();
         add->add_option("REPLACEMENT", replacement_,
-                        "What to write instead; without it the word itself, spelled as given here.");
-        verb(*words, "remove", "Forget words.", [this] { return Command{Command::RemoveWords{words_}}; })
-            ->add_option("WORD", words_, "The words to forget.")
+                        "What to write instead. Without it, the word is written as it is spelled here.");
+        verb(*words, "remove", "Remove words.", [this] { return Command{Command::RemoveWords{words_}}; })
+            ->add_option("WORD", words_, "The words to remove.")
             ->required();
     }
 
     void addModels() {
-        CLI::App* models =
-            verb(app_, "models", "List the speech recognition models and which are installed.", Command::ListModels{});
+        CLI::App* models = verb(app_, "models", "List the speech recognition models.", Command::ListModels{});
         models->require_subcommand(0, 1);
         const auto withIdentifier = [this](CLI::App* one) {
-            one->add_option("ID", id_, "The model as 'Vostel models' lists it.")->required();
+            one->add_option("ID", id_, "The id of the model. 'Vostel models' lists the ids.")->required();
         };
         withIdentifier(verb(*models, "install", "Install a model that models.json describes.",
                             [this] { return Command{Command::InstallModel{id_}}; }));
@@ -187,7 +187,7 @@ private:
 
     void addClients() {
         CLI::App* clients =
-            app_.add_subcommand("clients", "Connect AI clients to this copy of Vostel.")->group("Verbs");
+            app_.add_subcommand("clients", "Connect AI clients to this copy of Vostel.")->group("Commands");
         clients->require_subcommand(1);
         struct Row {
             ClientsVerb verb;
@@ -195,9 +195,10 @@ private:
             const char* about;
         };
         const Row rows[] = {
-            {ClientsVerb::status, "status", "Say which clients are connected. Exits with 0 when all asked for are."},
-            {ClientsVerb::install, "install", "Enter vostel-mcp into the clients' own configuration."},
-            {ClientsVerb::remove, "remove", "Take vostel-mcp out of the clients' own configuration."},
+            {ClientsVerb::status, "status",
+             "Say which clients are connected. The exit status is 0 if all of them are."},
+            {ClientsVerb::install, "install", "Add vostel-mcp to the configuration of the clients."},
+            {ClientsVerb::remove, "remove", "Remove vostel-mcp from the configuration of the clients."},
         };
         for (const Row& row : rows) {
             CLI::App* added = verb(*clients, row.name, row.about, [this, which = row.verb] {
@@ -205,13 +206,13 @@ private:
             });
             added
                 ->add_option("KIND", kindNames_,
-                             "claude-code, claude-desktop or codex; several, or none for all of them.")
+                             "claude-code, claude-desktop or codex. Give several, or none for all of them.")
                 ->check([](const std::string& name) {
                     return kindNamed(name) ? std::string{}
-                                           : "'" + name + "' is none of claude-code, claude-desktop and codex.";
+                                           : "'" + name + "' is not one of claude-code, claude-desktop and codex.";
                 });
             if (row.verb != ClientsVerb::status) {
-                added->add_flag("--force", force_, "Also change an entry of that name that is not Vostel's.");
+                added->add_flag("--force", force_, "Also change an entry of this name that Vostel did not write.");
             }
         }
     }
@@ -229,7 +230,7 @@ private:
         std::ostringstream out;
         std::ostringstream err;
         const bool isHelp = app_.exit(stop, out, err) == 0;
-        // A complaint repeats what was typed.
+        // An error message repeats what the user typed.
         return {isHelp ? out.str() : printable(err.str()), isHelp ? Exit::done : Exit::failed};
     }
 

@@ -1,4 +1,4 @@
-// From the arguments of the program to the command they mean.
+// Parsing the arguments of the program.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -9,16 +9,16 @@
 
 namespace vostel_companion {
 
-/// Nothing to be done but to print: help that was asked for, or what is wrong with the arguments.
+/// A text to print instead of running a command: the requested help, or what is wrong with the arguments.
 struct CommandLineText {
     std::string text;
-    /// `done` for help, which goes to standard output; else `failed`, and the text is a complaint.
+    /// `done` for help, which goes to standard output. `failed` for an error message.
     Exit exit = Exit::done;
 
     bool operator==(const CommandLineText&) const = default;
 };
 
-/// `arguments` come without the program's name.
+/// `arguments` do not include the name of the program.
 [[nodiscard]] std::expected<Command, CommandLineText> parseCommandLine(std::span<const std::string> arguments);
 
 } // namespace vostel_companion

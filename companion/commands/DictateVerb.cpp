@@ -8,33 +8,34 @@
 
 namespace vostel_companion {
 
-Exit run(const Command::Dictate& verb, World& world) {
-    const std::string path = world.workingFolder / verb.file;
+Exit run(const Command::Dictate& verb, CommandContext& context) {
+    const std::string path = context.workingFolder / verb.file;
     const auto done = [&] {
-        ProgressBar bar{world.progress, "Transcribing"};
-        return world.transcribe(path, verb.language, world.cancellation, [&](double share) { bar.show(share); });
+        ProgressBar bar{context.progress, "Transcribing"};
+        return context.transcribe(path, verb.language, context.cancellation,
+                                  [&](double fraction) { bar.show(fraction); });
     }();
-    if (!done) return world.failed(done.error());
-    const auto rules = Vocabulary{world.database}.list();
-    if (!rules) return world.failed(rules.error());
+    if (!done) return context.failed(done.error());
+    const auto rules = Vocabulary{context.database}.list();
+    if (!rules) return context.failed(rules.error());
     const std::string text = VocabularyMatcher{*rules}.apply(done->transcript.text());
     if (text.empty()) {
-        world.tell("No speech was recognised in " + inQuotes(path) + ".");
-        return Exit::notAsAsked;
+        context.printError("No speech was recognised in " + inQuotes(path) + ".");
+        return Exit::refused;
     }
 
-    Dictations dictations{world.database};
-    const auto number = dictations.add({.date = std::chrono::floor<Timestamp::duration>(world.now()),
+    Dictations dictations{context.database};
+    const auto number = dictations.add({.date = std::chrono::floor<Timestamp::duration>(context.now()),
                                         .text = text,
                                         .outcome = Dictation::Outcome::pending,
                                         .failureReason = std::nullopt,
                                         .targetApplication = std::nullopt,
                                         .duration = done->duration});
-    if (!number) return world.failed(number.error());
-    const bool isPrinted = world.print(printable(text) + "\n");
+    if (!number) return context.failed(number.error());
+    const bool isPrinted = context.print(printable(text) + "\n");
     const auto settled = dictations.settle(
         *number, isPrinted ? std::nullopt : std::optional<std::string>{"The text could not be printed."});
-    if (!settled) return world.failed(settled.error());
+    if (!settled) return context.failed(settled.error());
     return isPrinted ? Exit::done : Exit::failed;
 }
 

@@ -1,8 +1,8 @@
-// The one thing that the person means by the beginning of an id.
+// Finding a stored thing by the beginning of its id.
 #pragma once
 
 #include "companion/commands/Command.h"
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 
 #include <expected>
 #include <span>
@@ -11,9 +11,10 @@
 
 namespace vostel_companion {
 
-/// Looks in each of `tables` for the id that begins with `prefix`. Says what is wrong when it is no such beginning, or
-/// begins no id or several; `thing` is what has the id, as in "request".
-[[nodiscard]] std::expected<VostelMCPKit::UUID, Exit> findByID(World& world, std::span<const char* const> tables,
+/// Looks in each of `tables` for the id that begins with `prefix`. Prints an error if `prefix` is malformed or if no id
+/// or several ids begin with it. `thing` is what has the id, as in "request".
+[[nodiscard]] std::expected<VostelMCPKit::UUID, Exit> findByID(CommandContext& context,
+                                                               std::span<const char* const> tables,
                                                                std::string_view thing, const std::string& prefix);
 
 } // namespace vostel_companion

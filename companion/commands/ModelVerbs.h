@@ -2,13 +2,13 @@
 #pragma once
 
 #include "companion/commands/Command.h"
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 
 namespace vostel_companion {
 
-[[nodiscard]] Exit run(const Command::ListModels& verb, World& world);
-[[nodiscard]] Exit run(const Command::InstallModel& verb, World& world);
-/// Deliberate: asks for no confirmation, which protects the person from clients and not from themselves.
-[[nodiscard]] Exit run(const Command::RemoveModel& verb, World& world);
+[[nodiscard]] Exit run(const Command::ListModels& verb, CommandContext& context);
+[[nodiscard]] Exit run(const Command::InstallModel& verb, CommandContext& context);
+/// Deliberate: asks for no confirmation. Confirmations protect the user from AI clients, not from themselves.
+[[nodiscard]] Exit run(const Command::RemoveModel& verb, CommandContext& context);
 
 } // namespace vostel_companion

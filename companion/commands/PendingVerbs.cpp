@@ -17,39 +17,39 @@ std::chrono::seconds timeLeft(const Request& request, std::chrono::system_clock:
     return std::chrono::ceil<std::chrono::seconds>(request.createdAt + request.ttl - now);
 }
 
-/// Whether the answer came too late or for a second time, which is nobody's failure.
+/// `refused` if the request was answered already or has expired.
 Exit exitOf(const ConfirmationError& error) {
     const bool isTooLate = std::holds_alternative<ConfirmationError::Expired>(error.is) ||
                            std::holds_alternative<ConfirmationError::AlreadyAnswered>(error.is) ||
                            std::holds_alternative<ConfirmationError::NotFound>(error.is);
-    return isTooLate ? Exit::notAsAsked : Exit::failed;
+    return isTooLate ? Exit::refused : Exit::failed;
 }
 
 } // namespace
 
-Exit run(const Command::ListPending&, World& world) {
-    Confirmations confirmations{world.database, world.models, world.now, world.newID};
+Exit run(const Command::ListPending&, CommandContext& context) {
+    Confirmations confirmations{context.database, context.models, context.now, context.newID};
     const auto open = confirmations.open();
-    if (!open) return world.failed(open.error());
-    if (open->empty()) world.tell("Nothing waits for your confirmation.");
+    if (!open) return context.failed(open.error());
+    if (open->empty()) context.printError("Nothing waits for your confirmation.");
     for (const OpenConfirmation& waiting : *open) {
-        world.print(waiting.request.id.text() + "  " + clockText(timeLeft(waiting.request, world.now())) + " left  " +
-                    printableLine(waiting.action.description()) + "\n");
+        context.print(waiting.request.id.text() + "  " + clockText(timeLeft(waiting.request, context.now())) +
+                      " left  " + printableLine(waiting.action.description()) + "\n");
     }
     return Exit::done;
 }
 
-Exit run(const Command::AnswerPending& verb, World& world) {
+Exit run(const Command::AnswerPending& verb, CommandContext& context) {
     static constexpr const char* tables[] = {"confirmations"};
-    const auto id = findByID(world, tables, "request", verb.id);
+    const auto id = findByID(context, tables, "request", verb.id);
     if (!id) return id.error();
-    Confirmations confirmations{world.database, world.models, world.now, world.newID};
+    Confirmations confirmations{context.database, context.models, context.now, context.newID};
     const auto removed = confirmations.answer(*id, verb.decision);
     if (!removed) {
-        world.tell(removed.error().description());
+        context.printError(removed.error().description());
         return exitOf(removed.error());
     }
-    world.print(outcomeText(verb.decision, *removed) + "\n");
+    context.print(outcomeText(verb.decision, *removed) + "\n");
     return Exit::done;
 }
 

@@ -1,14 +1,14 @@
 // `Vostel pending`, `Vostel confirm ID`, `Vostel deny ID`.
 //
-// They work on the store while another process serves: the client that asked is told at its next call.
+// They change the store while another process serves. The client that asked sees the outcome at its next call.
 #pragma once
 
 #include "companion/commands/Command.h"
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 
 namespace vostel_companion {
 
-[[nodiscard]] Exit run(const Command::ListPending& verb, World& world);
-[[nodiscard]] Exit run(const Command::AnswerPending& verb, World& world);
+[[nodiscard]] Exit run(const Command::ListPending& verb, CommandContext& context);
+[[nodiscard]] Exit run(const Command::AnswerPending& verb, CommandContext& context);
 
 } // namespace vostel_companion

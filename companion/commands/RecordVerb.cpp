@@ -18,39 +18,39 @@ using VostelMCPKit::UUID;
 
 namespace {
 
-/// Each report waits for the disk, and clients that poll read no more than percents.
+/// Each report waits for the disk, and clients need no finer steps.
 constexpr double reportedStep = 0.02;
 
-/// A file of the call.
+/// One audio file of the call.
 struct Track {
     std::string path;
     Seconds duration{0};
 };
 
-/// The work on one recording, between its beginning and its end.
+/// Transcribes one recording and stores its states.
 class Work final {
 public:
-    Work(World& world, const UUID& id) : world_{world}, id_{id}, recordings_{world.database} {}
+    Work(CommandContext& context, const UUID& id) : context_{context}, id_{id}, recordings_{context.database} {}
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
 
-    /// The stored lines, or why there are none.
+    /// Returns the stored lines, or why the recording failed.
     std::expected<std::vector<RecordingLine>, std::string> run(const Track& microphone, const Track& system,
                                                                const std::string& language) {
-        const Timestamp startedAt = std::chrono::floor<Timestamp::duration>(world_.now());
+        const Timestamp startedAt = std::chrono::floor<Timestamp::duration>(context_.now());
         if (const auto begun = recordings_.begin(id_, startedAt); !begun)
             return std::unexpected(begun.error().description());
         const auto transcribing = recordings_.beginTranscribing(id_, std::max(microphone.duration, system.duration));
         if (!transcribing) return std::unexpected(transcribing.error().description());
 
         const Seconds whole = microphone.duration + system.duration;
-        const double share = whole > Seconds{0} ? microphone.duration / whole : 0.5;
-        const auto mine = transcribe(microphone, language, 0, share);
+        const double fraction = whole > Seconds{0} ? microphone.duration / whole : 0.5;
+        const auto mine = transcribe(microphone, language, 0, fraction);
         if (!mine) return std::unexpected(mine.error().description());
-        const auto theirs = transcribe(system, language, share, 1);
+        const auto theirs = transcribe(system, language, fraction, 1);
         if (!theirs) return std::unexpected(theirs.error().description());
 
-        const auto rules = Vocabulary{world_.database}.list();
+        const auto rules = Vocabulary{context_.database}.list();
         if (!rules) return std::unexpected(rules.error().description());
         const VocabularyMatcher matcher{*rules};
         auto lines = conversation(matcher.apply(mine->transcript.segments), matcher.apply(theirs->transcript.segments));
@@ -60,68 +60,68 @@ public:
         return lines;
     }
 
-    /// Keeps the reason with the recording; whether that succeeded makes no difference to the person.
+    /// Stores the reason with the recording. If that fails too, the user still sees the reason.
     void fail(const std::string& reason) { std::ignore = recordings_.fail(id_, reason); }
 
 private:
     std::expected<Transcription, TranscriptionError> transcribe(const Track& track, const std::string& language,
                                                                 double from, double to) {
-        return world_.transcribe(track.path, language, world_.cancellation,
-                                 [&](double share) { report(from + (to - from) * share); });
+        return context_.transcribe(track.path, language, context_.cancellation,
+                                   [&](double fraction) { report(from + (to - from) * fraction); });
     }
 
-    void report(double share) {
-        bar_.show(share);
-        if (share < reported_ + reportedStep) return;
-        reported_ = share;
-        // Deliberate: a report that is lost is followed by the next one.
-        std::ignore = recordings_.reportProgress(id_, share);
+    void report(double fraction) {
+        bar_.show(fraction);
+        if (fraction < reported_ + reportedStep) return;
+        reported_ = fraction;
+        // Deliberate: a failure is ignored, because the next report follows soon.
+        std::ignore = recordings_.reportProgress(id_, fraction);
     }
 
-    World& world_;
+    CommandContext& context_;
     const UUID id_;
     Recordings recordings_;
-    ProgressBar bar_{world_.progress, "Transcribing"};
+    ProgressBar bar_{context_.progress, "Transcribing"};
     double reported_ = 0;
 };
 
-std::expected<Track, Exit> openTrack(const std::string& file, World& world) {
-    const std::string path = world.workingFolder / file;
-    const auto duration = world.measure(path, world.cancellation);
+std::expected<Track, Exit> openTrack(const std::string& file, CommandContext& context) {
+    const std::string path = context.workingFolder / file;
+    const auto duration = context.measure(path, context.cancellation);
     if (duration) return Track{path, *duration};
-    world.tell(duration.error().description(path));
+    context.printError(duration.error().description(path));
     return std::unexpected(Exit::failed);
 }
 
 } // namespace
 
-Exit run(const Command::Record& verb, World& world) {
+Exit run(const Command::Record& verb, CommandContext& context) {
     if (!isLanguageHint(verb.language))
-        return world.failed(TranscriptionError{TranscriptionError::UnknownLanguage{verb.language}});
-    const auto microphone = openTrack(verb.microphone, world);
+        return context.failed(TranscriptionError{TranscriptionError::UnknownLanguage{verb.language}});
+    const auto microphone = openTrack(verb.microphone, context);
     if (!microphone) return microphone.error();
-    const auto system = openTrack(verb.system, world);
+    const auto system = openTrack(verb.system, context);
     if (!system) return system.error();
 
-    const UUID id = world.newID();
-    const std::filesystem::path lockFile = world.paths.lockOfRecording(id);
-    if (const auto made = posix::ensureFolder(lockFile.parent_path()); !made) return world.failed(made.error());
+    const UUID id = context.newID();
+    const std::filesystem::path lockFile = context.paths.lockOfRecording(id);
+    if (const auto made = posix::ensureFolder(lockFile.parent_path()); !made) return context.failed(made.error());
     const auto lock = posix::FileLock::acquire(lockFile);
-    if (!lock) return world.failed(lock.error());
+    if (!lock) return context.failed(lock.error());
 
     const auto lines = [&] {
-        Work work{world, id};
+        Work work{context, id};
         auto done = work.run(*microphone, *system, verb.language);
         if (!done) work.fail(done.error());
         return done;
     }();
     ::unlink(lockFile.c_str());
     if (!lines) {
-        world.tell(lines.error());
+        context.printError(lines.error());
         return Exit::failed;
     }
-    if (lines->empty()) world.tell("Nobody said anything that was recognised.");
-    for (const RecordingLine& line : *lines) world.print(printableLine(plainText({&line, 1})) + "\n");
+    if (lines->empty()) context.printError("No speech was recognised.");
+    for (const RecordingLine& line : *lines) context.print(printableLine(plainText({&line, 1})) + "\n");
     return Exit::done;
 }
 

@@ -1,13 +1,13 @@
-// `Vostel record MICROPHONE SYSTEM`: two tracks become one recorded call.
+// `Vostel record MICROPHONE SYSTEM`: transcribes the two tracks of a call.
 #pragma once
 
 #include "companion/commands/Command.h"
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 
 namespace vostel_companion {
 
-/// What cannot even begin, such as files without sound, leaves no trace; whatever fails later is kept as a failed
-/// recording with its reason.
-[[nodiscard]] Exit run(const Command::Record& verb, World& world);
+/// Files that cannot be read leave no trace in the store. A later failure is stored as a failed recording with its
+/// reason.
+[[nodiscard]] Exit run(const Command::Record& verb, CommandContext& context);
 
 } // namespace vostel_companion

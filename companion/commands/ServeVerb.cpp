@@ -26,11 +26,11 @@ Exit fail(const std::string& sentence, Exit exit = Exit::failed) {
     return exit;
 }
 
-/// One for each core, but no more than memory is sure to have room for.
+/// One for each core. At most four, to bound memory.
 std::size_t jobsAtOnce() { return std::clamp(std::thread::hardware_concurrency(), 1U, 4U); }
 
-/// Has the system give us the descriptors that the server's limits and two downloads come to; some start a process with
-/// 256. Where it refuses, fewer calls wait: one too many is told so, while no descriptor would tell it nothing.
+/// Raises the descriptor limit to what the server's limits and two downloads need. Some systems start a process with
+/// 256. If that fails, uses smaller limits: a rejected call gets an answer, a failed accept does not.
 CallServer::Limits limitsWithDescriptors() {
     constexpr rlim_t enough = 2048;
     rlimit files{};
@@ -50,11 +50,11 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     auto socket = ListeningSocket::open(applicationSupportDirectory);
     if (!socket) {
         const bool isRunning = std::holds_alternative<ListenError::AlreadyRunning>(socket.error().is);
-        return fail(socket.error().description(), isRunning ? Exit::notAsAsked : Exit::failed);
+        return fail(socket.error().description(), isRunning ? Exit::refused : Exit::failed);
     }
 
-    // From here on this is the only one that serves. The connection stays open: the last one to close writes the whole
-    // log back into the file, which the calls' short ones need not wait for.
+    // From here on this process is the only server. It keeps its database connection open: SQLite writes the whole log
+    // back into the file when the last connection closes, and calls should not wait for that.
     const Paths paths = Paths::in(applicationSupportDirectory);
     auto database = openStore(paths.database());
     if (!database) return fail(database.error().description());
@@ -75,7 +75,7 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     ToolTable tools;
     ToolContext context{
         .paths = paths, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
-    if (terminal) context.tellPerson = [&](const OpenConfirmation&) { terminal->wake(); };
+    if (terminal) context.notifyUser = [&](const OpenConfirmation&) { terminal->wake(); };
     addTools(tools, context);
 
     auto server = CallServer::make(*std::move(socket), tools, posix::startBlockingThread, limits);
@@ -89,8 +89,8 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
 
     std::ignore = (*server)->run();
-    // Deliberate: the threads that wait for signals and for the person still use the objects above, and so may calls
-    // that did not notice in time that they are cancelled, so nothing is destroyed.
+    // Deliberate: nothing is destroyed. The threads for signals and for the terminal still use the objects above, and
+    // so may calls that did not end in time.
     std::_Exit(EXIT_SUCCESS);
 }
 

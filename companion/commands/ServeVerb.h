@@ -1,4 +1,4 @@
-// `Vostel serve`: the application that vostel-mcp asks.
+// `Vostel serve`: the application that vostel-mcp forwards calls to.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -7,8 +7,9 @@
 
 namespace vostel_companion {
 
-/// Serves the socket until the program is asked to end, and then ends it; returns only when it could not begin to, or
-/// when another process serves already. `hasTerminal`: a person reads standard output and answers on standard input.
+/// Serves the socket until a signal asks the program to end, and then exits. Returns only if it could not start, for
+/// example because another process serves already. `hasTerminal`: standard input and output are a terminal, so the user
+/// can be asked there.
 [[nodiscard]] Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal);
 
 } // namespace vostel_companion

@@ -13,24 +13,24 @@ std::string readingText(bool isAllowed) {
 
 } // namespace
 
-Exit run(const Command::ShowSettings&, World& world) {
-    const auto settings = loadSettings(world.database);
-    if (!settings) return world.failed(settings.error());
-    world.print(readingText(settings->isReadingAllowed));
+Exit run(const Command::ShowSettings&, CommandContext& context) {
+    const auto settings = loadSettings(context.database);
+    if (!settings) return context.failed(settings.error());
+    context.print(readingText(settings->isReadingAllowed));
     return Exit::done;
 }
 
-Exit run(const Command::SetReading& verb, World& world) {
-    // Read and written in one go, so that of two settings changed at once both are kept.
+Exit run(const Command::SetReading& verb, CommandContext& context) {
+    // One transaction reads and writes, so that two settings that are changed at the same time are both kept.
     const auto saved =
-        inTransaction(world.database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
-            auto settings = loadSettings(world.database);
+        inTransaction(context.database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+            auto settings = loadSettings(context.database);
             if (!settings) return std::unexpected(std::move(settings.error()));
             settings->isReadingAllowed = verb.isAllowed;
-            return saveSettings(world.database, *settings);
+            return saveSettings(context.database, *settings);
         });
-    if (!saved) return world.failed(saved.error());
-    world.print(readingText(verb.isAllowed));
+    if (!saved) return context.failed(saved.error());
+    context.print(readingText(verb.isAllowed));
     return Exit::done;
 }
 

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "companion/commands/Command.h"
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 
 namespace vostel_companion {
 
-[[nodiscard]] Exit run(const Command::ShowSettings& verb, World& world);
-/// Takes effect at the clients' next call.
-[[nodiscard]] Exit run(const Command::SetReading& verb, World& world);
+[[nodiscard]] Exit run(const Command::ShowSettings& verb, CommandContext& context);
+/// Takes effect at the next call of a client.
+[[nodiscard]] Exit run(const Command::SetReading& verb, CommandContext& context);
 
 } // namespace vostel_companion

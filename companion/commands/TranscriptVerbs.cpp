@@ -16,7 +16,7 @@ namespace {
 
 using State = RecordingSummary::State;
 
-/// In user-perceived characters: what is left of a usual line behind the id and the date.
+/// In user-perceived characters: the room that id and date leave in a line.
 constexpr std::int64_t previewCharacters = 60;
 
 /// A transcript of either kind, as the list shows it.
@@ -53,7 +53,7 @@ std::string unfinishedText(const RecordingSummary& summary) {
     case State::transcribing:
         return "being transcribed, " + std::to_string(static_cast<int>(summary.progress.value_or(0) * 100)) + "% done";
     case State::failed:
-        return "failed: " + printableLine(summary.failureReason.value_or("for a reason that nobody knows."));
+        return "failed: " + printableLine(summary.failureReason.value_or("The reason is unknown."));
     case State::ready:
         break;
     }
@@ -68,46 +68,47 @@ Entry entryOf(const RecordingSummary& summary) {
 
 } // namespace
 
-Exit run(const Command::ListTranscripts& verb, World& world) {
-    const auto listing = Listing::parse(verb.limit, verb.since, verb.until, world.localMidnight);
-    if (!listing) return world.failed(listing.error());
-    const auto transcripts = Transcripts{world.database}.list(*listing);
-    if (!transcripts) return world.failed(transcripts.error());
-    const auto recordings = Recordings{world.database}.list(*listing);
-    if (!recordings) return world.failed(recordings.error());
+Exit run(const Command::ListTranscripts& verb, CommandContext& context) {
+    const auto listing = Listing::parse(verb.limit, verb.since, verb.until, context.localMidnight);
+    if (!listing) return context.failed(listing.error());
+    const auto transcripts = Transcripts{context.database}.list(*listing);
+    if (!transcripts) return context.failed(transcripts.error());
+    const auto recordings = Recordings{context.database}.list(*listing);
+    if (!recordings) return context.failed(recordings.error());
 
     std::vector<Entry> entries;
     for (const TranscriptSummary& summary : transcripts->entries) entries.push_back(entryOf(summary));
     for (const RecordingSummary& summary : recordings->entries) entries.push_back(entryOf(summary));
     std::ranges::stable_sort(entries, std::ranges::greater{}, &Entry::date);
     const std::size_t shown = std::min(entries.size(), static_cast<std::size_t>(listing->limit));
-    for (std::size_t index = 0; index < shown; ++index) world.print(entries[index].line);
+    for (std::size_t index = 0; index < shown; ++index) context.print(entries[index].line);
 
     const std::int64_t hidden = transcripts->totalCount + recordings->totalCount - static_cast<std::int64_t>(shown);
-    if (shown == 0) world.tell("Nothing was transcribed yet, or nothing in that time.");
+    if (shown == 0) context.printError("There are no transcripts, or none in this period.");
     if (hidden > 0)
-        world.tell(std::to_string(hidden) + " older ones are not listed; --limit, --since and --until choose.");
+        context.printError(std::to_string(hidden) +
+                           " more are not listed; narrow the list with --since and --until, or raise --limit.");
     return Exit::done;
 }
 
-Exit run(const Command::ShowTranscript& verb, World& world) {
+Exit run(const Command::ShowTranscript& verb, CommandContext& context) {
     static constexpr const char* tables[] = {"transcripts", "recordings"};
-    const auto id = findByID(world, tables, "transcript", verb.id);
+    const auto id = findByID(context, tables, "transcript", verb.id);
     if (!id) return id.error();
-    const auto transcript = Transcripts{world.database}.find(*id);
-    if (!transcript) return world.failed(transcript.error());
+    const auto transcript = Transcripts{context.database}.find(*id);
+    if (!transcript) return context.failed(transcript.error());
     if (const std::optional<StoredTranscript>& found = *transcript) {
-        world.print(printable(found->text) + "\n");
+        context.print(printable(found->text) + "\n");
         return Exit::done;
     }
-    const auto recording = Recordings{world.database}.find(*id);
-    if (!recording) return world.failed(recording.error());
+    const auto recording = Recordings{context.database}.find(*id);
+    if (!recording) return context.failed(recording.error());
     const Recording call = recording->value_or(Recording{});
     if (call.summary.state != State::ready) {
-        world.tell("This call has no transcript: " + unfinishedText(call.summary));
-        return Exit::notAsAsked;
+        context.printError("This call has no transcript: " + unfinishedText(call.summary));
+        return Exit::refused;
     }
-    if (!call.lines.empty()) world.print(printable(plainText(call.lines)) + "\n");
+    if (!call.lines.empty()) context.print(printable(plainText(call.lines)) + "\n");
     return Exit::done;
 }
 

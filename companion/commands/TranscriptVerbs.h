@@ -1,14 +1,14 @@
-// `Vostel transcripts [ID]`: what was transcribed of files, links and recorded calls.
+// `Vostel transcripts [ID]`: the transcripts of files, links and recorded calls.
 #pragma once
 
 #include "companion/commands/Command.h"
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 
 namespace vostel_companion {
 
-/// Newest first, a line each.
-[[nodiscard]] Exit run(const Command::ListTranscripts& verb, World& world);
-/// The whole text.
-[[nodiscard]] Exit run(const Command::ShowTranscript& verb, World& world);
+/// One line each, newest first.
+[[nodiscard]] Exit run(const Command::ListTranscripts& verb, CommandContext& context);
+/// Prints the whole text.
+[[nodiscard]] Exit run(const Command::ShowTranscript& verb, CommandContext& context);
 
 } // namespace vostel_companion

@@ -15,38 +15,38 @@ std::string ruleText(const VocabularyRule& rule) {
 
 } // namespace
 
-Exit run(const Command::ListWords&, World& world) {
-    const auto rules = Vocabulary{world.database}.list();
-    if (!rules) return world.failed(rules.error());
-    if (rules->empty()) world.tell("Vostel was taught no words yet.");
-    for (const VocabularyRule& rule : *rules) world.print(ruleText(rule) + "\n");
+Exit run(const Command::ListWords&, CommandContext& context) {
+    const auto rules = Vocabulary{context.database}.list();
+    if (!rules) return context.failed(rules.error());
+    if (rules->empty()) context.printError("The vocabulary is empty.");
+    for (const VocabularyRule& rule : *rules) context.print(ruleText(rule) + "\n");
     return Exit::done;
 }
 
-Exit run(const Command::AddWord& verb, World& world) {
+Exit run(const Command::AddWord& verb, CommandContext& context) {
     const VocabularyRule rule{verb.word, verb.replacement};
-    const auto added = Vocabulary{world.database}.add({&rule, 1});
-    if (!added) return world.failed(added.error());
+    const auto added = Vocabulary{context.database}.add({&rule, 1});
+    if (!added) return context.failed(added.error());
     const VocabularyAddition& addition = added->front();
     if (addition.outcome == VocabularyAddition::Outcome::skipped) {
-        world.tell("The word " + inQuotes(verb.word) + " was not added: it has no usable text, or it or its " +
-                   "replacement is too long.");
-        return Exit::notAsAsked;
+        context.printError("The word " + inQuotes(verb.word) + " was not added: it has no usable text, or it or its " +
+                           "replacement is too long.");
+        return Exit::refused;
     }
-    world.print(std::string{name(addition.outcome)} + ": " + ruleText(addition.rule) + "\n");
+    context.print(std::string{name(addition.outcome)} + ": " + ruleText(addition.rule) + "\n");
     return Exit::done;
 }
 
-Exit run(const Command::RemoveWords& verb, World& world) {
+Exit run(const Command::RemoveWords& verb, CommandContext& context) {
     Exit exit = Exit::done;
     // One by one, so that each one that is missing can be named.
     for (const std::string& word : verb.words) {
-        const auto removed = Vocabulary{world.database}.remove({&word, 1});
-        if (!removed) return world.failed(removed.error());
-        for (const std::string& spelling : *removed) world.print("removed: " + printableLine(spelling) + "\n");
+        const auto removed = Vocabulary{context.database}.remove({&word, 1});
+        if (!removed) return context.failed(removed.error());
+        for (const std::string& spelling : *removed) context.print("removed: " + printableLine(spelling) + "\n");
         if (!removed->empty()) continue;
-        world.tell("Vostel was never taught " + inQuotes(word) + ".");
-        exit = Exit::notAsAsked;
+        context.printError("The vocabulary has no word " + inQuotes(word) + ".");
+        exit = Exit::refused;
     }
     return exit;
 }

@@ -1,4 +1,4 @@
-// A program that the demo starts and talks with.
+// A program that the demo runs and talks to.
 #pragma once
 
 #include "kit/support/PosixError.h"
@@ -13,10 +13,10 @@
 
 namespace vostel_companion {
 
-/// Runs from `start` to the destructor, which closes its input and waits for its end. Not thread-safe.
+/// Runs from `start` to the destructor, which closes its input and waits until it has ended. Not thread-safe.
 class Child final {
 public:
-    /// Runs the executable that `command` begins with, with this process's environment and standard error.
+    /// Runs the executable `command[0]` with this process's environment and standard error.
     [[nodiscard]] static std::expected<std::unique_ptr<Child>, VostelMCPKit::PosixError>
     start(const std::vector<std::string>& command);
 
@@ -24,9 +24,9 @@ public:
     Child& operator=(const Child&) = delete;
     ~Child();
 
-    /// Hands `text` to its input.
+    /// Writes `text` to its standard input.
     void write(std::string_view text);
-    /// The next line of its output with its line feed; empty when there is none any more.
+    /// The next line of its output with the line feed; empty at the end.
     [[nodiscard]] std::string readLine();
 
 private:

@@ -13,7 +13,7 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// Long lines are shown by their beginning: a tool list is 25 kB.
+/// Shows only the beginning of a long line: the tool list has 25 kB.
 void show(const char* arrow, std::string_view line) {
     constexpr std::size_t width = 240;
     if (line.ends_with('\n')) line.remove_suffix(1);
@@ -35,9 +35,9 @@ std::expected<std::unique_ptr<Conversation>, PosixError> Conversation::begin(con
 
 std::expected<MCPValue, std::string> Conversation::ask(std::string_view method, MCPValue params) {
     const std::int64_t id = ++lastID_;
-    say(MCPRequest{id, std::string{method}, std::move(params)});
-    for (;;) {
-        auto message = hear();
+    send(MCPRequest{id, std::string{method}, std::move(params)});
+    while (true) {
+        auto message = receive();
         if (!message) return message;
         const MCPValue* answered = (*message)["id"];
         if (answered == nullptr || answered->asInt() != id) continue;
@@ -48,7 +48,7 @@ std::expected<MCPValue, std::string> Conversation::ask(std::string_view method, 
     }
 }
 
-void Conversation::notify(std::string_view method) { say(MCPNotification{std::string{method}, std::nullopt}); }
+void Conversation::notify(std::string_view method) { send(MCPNotification{std::string{method}, std::nullopt}); }
 
 std::expected<MCPValue, std::string> Conversation::call(std::string_view tool, MCPValue arguments) {
     return ask("tools/call", MCPValue::object({{"name", tool},
@@ -57,19 +57,19 @@ std::expected<MCPValue, std::string> Conversation::call(std::string_view tool, M
 }
 
 template <class Message>
-void Conversation::say(const Message& message) {
+void Conversation::send(const Message& message) {
     Bytes line;
     if (!appendLine(message, line)) return;
     show("->", line.text());
     server_->write(line.text());
 }
 
-std::expected<MCPValue, std::string> Conversation::hear() {
+std::expected<MCPValue, std::string> Conversation::receive() {
     const std::string text = server_->readLine();
     if (text.empty()) return std::unexpected("The server ended without an answer.");
     show("<-", text);
     auto message = readJSON(text);
-    if (!message) return std::unexpected("The server wrote a line that is no JSON.");
+    if (!message) return std::unexpected("The server wrote a line that is not JSON.");
     return *std::move(message);
 }
 

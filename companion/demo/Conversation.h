@@ -1,4 +1,4 @@
-// One conversation with vostel-mcp as an AI client would hold it, shown to a person line by line.
+// A conversation with vostel-mcp as an AI client has it, printed line by line.
 #pragma once
 
 #include "companion/demo/Child.h"
@@ -14,7 +14,7 @@
 
 namespace vostel_companion {
 
-/// Runs the server as a child process for as long as it lives; standard output shows what is said. Not thread-safe.
+/// Runs the server as a child process. Standard output shows every message. Not thread-safe.
 class Conversation final {
 public:
     /// Starts `server` with this process's environment.
@@ -24,8 +24,8 @@ public:
     Conversation(const Conversation&) = delete;
     Conversation& operator=(const Conversation&) = delete;
 
-    /// Sends a request and waits for its response, showing both, and the progress in between. Fails with a sentence
-    /// when the server ends or answers with an error.
+    /// Sends a request and waits for its response. Both are shown, and the progress in between. Fails with a sentence
+    /// if the server ends or answers with an error.
     [[nodiscard]] std::expected<VostelMCPKit::MCPValue, std::string> ask(std::string_view method,
                                                                          VostelMCPKit::MCPValue params);
     void notify(std::string_view method);
@@ -38,8 +38,8 @@ private:
     explicit Conversation(std::unique_ptr<Child> server) : server_{std::move(server)} {}
 
     template <class Message>
-    void say(const Message& message);
-    std::expected<VostelMCPKit::MCPValue, std::string> hear();
+    void send(const Message& message);
+    std::expected<VostelMCPKit::MCPValue, std::string> receive();
 
     const std::unique_ptr<Child> server_;
     std::int64_t lastID_ = 0;

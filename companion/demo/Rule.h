@@ -1,4 +1,4 @@
-// What the demo teaches Vostel.
+// The vocabulary rule that the demo adds.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,7 @@
 
 namespace vostel_companion {
 
-/// Put `replacement` wherever `word` was recognised.
+/// Writes `replacement` wherever `word` was recognised.
 struct Rule {
     std::string word;
     std::string replacement;
@@ -15,7 +15,8 @@ struct Rule {
     bool operator==(const Rule&) const = default;
 };
 
-/// A rule that visibly changes `text`: for its longest word, the first of several. Absent when it has none.
+/// A rule that visibly changes `text`. It replaces the longest word, or the first of several. Absent if there is no
+/// word.
 [[nodiscard]] std::optional<Rule> ruleThatChanges(std::string_view text);
 
 } // namespace vostel_companion

@@ -1,10 +1,10 @@
-// Shows what the program is for: an AI client has a recording transcribed, teaches a word, sees the next transcription
-// follow it, and asks for the word to be forgotten again, which a person has to confirm.
+// Demonstrates the program: an AI client has a recording transcribed, adds a vocabulary rule, sees it applied in the
+// next transcription, and removes it again, which the user has to confirm.
 //
 //     vostel-demo SERVER RECORDING
 //
-// HOME is a folder made for the occasion. The server launches the application inside its own bundle; its command line,
-// which stands in for the person, is the executable Vostel beside the server.
+// HOME is a temporary folder. The server launches the application of its own bundle. The demo plays the user and runs
+// the executable Vostel beside the server.
 
 #include "companion/demo/Conversation.h"
 #include "companion/demo/Rule.h"
@@ -38,7 +38,7 @@ bool isError(const MCPValue& result) {
     return flag != nullptr && flag->asBool() == true;
 }
 
-/// What the application says in a sentence, which is all that a failed call brings.
+/// The text of a result, which is a sentence if the call failed.
 std::string sentenceIn(const MCPValue& result) {
     const MCPValue* content = result["content"];
     const auto blocks = content != nullptr ? content->asArray() : std::nullopt;
@@ -46,7 +46,7 @@ std::string sentenceIn(const MCPValue& result) {
     return std::string{text != nullptr ? text->asString().value_or("") : ""};
 }
 
-/// The structured content of a call that succeeded.
+/// The structured content of a successful call.
 MCPValue contentOf(const MCPValue& result) {
     const MCPValue* structured = result["structuredContent"];
     if (isError(result) || structured == nullptr) giveUp(sentenceIn(result));
@@ -66,8 +66,8 @@ void print(const MCPValue& content) {
     std::printf("\n   %s\n", std::string{text.text()}.c_str());
 }
 
-/// Runs a verb of the application as a person would, and returns its first line.
-std::string personRuns(const std::filesystem::path& application, std::vector<std::string> arguments) {
+/// Runs a verb of the application as the user would, and returns its first line.
+std::string runAsUser(const std::filesystem::path& application, std::vector<std::string> arguments) {
     std::printf("$ Vostel");
     for (const std::string& argument : arguments) std::printf(" %s", argument.c_str());
     std::printf("\n");
@@ -83,8 +83,8 @@ std::string personRuns(const std::filesystem::path& application, std::vector<std
     return first;
 }
 
-void introduce(Conversation& client) {
-    heading("The client introduces itself");
+void initialize(Conversation& client) {
+    heading("The client initializes the session");
     answered(client.ask("initialize", MCPValue::object({
                                           {"protocolVersion", "2025-06-18"},
                                           {"capabilities", MCPValue::object({})},
@@ -92,7 +92,7 @@ void introduce(Conversation& client) {
                                       })));
     client.notify("notifications/initialized");
 
-    heading("It asks for the tools");
+    heading("It lists the tools");
     const MCPValue list = answered(client.ask("tools/list", MCPValue::object({})));
     const MCPValue* tools = list["tools"];
     const auto listed = tools != nullptr ? tools->asArray() : std::nullopt;
@@ -103,32 +103,32 @@ void introduce(Conversation& client) {
     }
 }
 
-void teach(Conversation& client, const Rule& rule, const std::string& recording, const std::string& before) {
-    heading("The client teaches a word");
+void addRule(Conversation& client, const Rule& rule, const std::string& recording, const std::string& before) {
+    heading("The client adds a vocabulary rule");
     const MCPValue rules =
         MCPValue::array({MCPValue::object({{"word", rule.word}, {"replacement", rule.replacement}})});
     print(contentOf(answered(client.call("vocabulary_add", MCPValue::object({{"rules", rules}})))));
 
-    heading("The next transcription follows it");
+    heading("The next transcription applies it");
     const std::string after = transcribe(client, recording);
     std::printf("\n   before  %s\n   after   %s\n", before.c_str(), after.c_str());
     if (after == before || !after.contains(rule.replacement)) giveUp("The rule was not applied.");
 }
 
-void forget(Conversation& client, const Rule& rule, const std::filesystem::path& application) {
+void removeRule(Conversation& client, const Rule& rule, const std::filesystem::path& application) {
     const auto remove = [&] {
         return answered(client.call("vocabulary_remove", MCPValue::object({{"words", MCPValue::array({rule.word})}})));
     };
-    heading("The client asks for the word to be forgotten: that waits for the person");
+    heading("The client asks to remove the rule, which waits for confirmation");
     const MCPValue pending = remove();
-    if (!isError(pending)) giveUp("The word was forgotten without asking.");
+    if (!isError(pending)) giveUp("The rule was removed without confirmation.");
     std::printf("\n   %s\n", sentenceIn(pending).c_str());
 
-    heading("The person looks, and confirms");
-    const std::string waiting = personRuns(application, {"pending"});
-    personRuns(application, {"confirm", waiting.substr(0, waiting.find(' '))});
+    heading("The user lists the requests, and confirms");
+    const std::string waiting = runAsUser(application, {"pending"});
+    runAsUser(application, {"confirm", waiting.substr(0, waiting.find(' '))});
 
-    heading("The client asks again, and is told the outcome");
+    heading("The client repeats the call and gets the outcome");
     print(contentOf(remove()));
 }
 
@@ -142,17 +142,17 @@ int main(int argc, char** argv) {
     if (!conversation) giveUp("The server could not be started: " + conversation.error().systemText() + ".");
     Conversation& client = **conversation;
 
-    introduce(client);
-    heading("It has a recording transcribed; the application is launched for it");
+    initialize(client);
+    heading("It has a recording transcribed, which launches the application");
     const std::string words = transcribe(client, recording);
     std::printf("\n   %s\n", words.c_str());
 
     const auto rule = ruleThatChanges(words);
     if (!rule) {
-        std::printf("No words were recognised, so there is none to teach.\n");
+        std::printf("No words were recognised, so there is nothing to replace.\n");
         return EXIT_SUCCESS;
     }
-    teach(client, *rule, recording, words);
-    forget(client, *rule, std::filesystem::path{server}.parent_path() / "Vostel");
+    addRule(client, *rule, recording, words);
+    removeRule(client, *rule, std::filesystem::path{server}.parent_path() / "Vostel");
     return EXIT_SUCCESS;
 }

@@ -1,4 +1,4 @@
-// Which calls run, by wire id, so that a cancellation on another connection finds its call.
+// The calls of the server by their wire id. A cancellation comes on another connection and finds its call here.
 #pragma once
 
 #include "companion/support/Cancellation.h"
@@ -11,24 +11,25 @@
 
 namespace vostel_companion {
 
-/// Not thread-safe: the server's loop owns one. Time comes in with each operation.
+/// Not thread-safe: the server's loop owns it. Callers pass in the time.
 class CallRegistry final {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A cancellation has a connection of its own and can overtake its request; for this long it is remembered.
+    /// A cancellation can arrive before its request, because it has a connection of its own. It is remembered this
+    /// long.
     static constexpr std::chrono::seconds memory{60};
-    /// At most so many of them: a flood of invented ids drives out the oldest.
+    /// The most cancellations that are remembered. One more drops the oldest.
     static constexpr std::size_t remembered = 1024;
 
     CallRegistry() = default;
     CallRegistry(const CallRegistry&) = delete;
     CallRegistry& operator=(const CallRegistry&) = delete;
 
-    /// Adds a call, which is cancelled at once when its cancellation was there first.
+    /// Adds a call. If its cancellation came first, the call is cancelled at once.
     void add(const std::string& requestID, const std::shared_ptr<Cancellation>& call, Time now);
     void remove(const std::string& requestID, const std::shared_ptr<Cancellation>& call);
-    /// Cancels every call of that id, or remembers it for the one that comes.
+    /// Cancels every call with that id. If there is none, the id is remembered for the call that comes.
     void cancel(const std::string& requestID, Time now);
     void cancelAll();
 

@@ -22,26 +22,28 @@
 namespace vostel_companion {
 
 using namespace VostelMCPKit;
+
 namespace {
 
 constexpr posix::ThreadName callThread{"com.vostel.vostel.tool-call", "tool-call"};
 constexpr std::size_t readSize = 65'536;
-/// How long the loop leaves a short resource of the system alone.
-constexpr std::chrono::milliseconds respite{100};
-/// The loop never waits for a peer: what does not fit into the socket's buffer is not sent.
-constexpr std::chrono::milliseconds atOnce{0};
+/// Before the loop asks again for a resource that the system did not have.
+constexpr std::chrono::milliseconds retryDelay{100};
+/// The loop never waits for a peer. What does not fit into the socket's buffer is not sent.
+constexpr std::chrono::milliseconds noWait{0};
 constexpr const char* busy = "Vostel is busy with too many calls at the moment; please try again later.";
 
 MCPWireResponse responseTo(std::string requestID, const MCPToolOutcome& outcome) {
     return {std::move(requestID), encode(MCPCallResult::rendering(outcome))};
 }
 
-/// The answer as bytes; one that cannot be sent becomes the failure that says so.
+/// The frame of the answer. A result that cannot be sent is replaced by a failure that says so.
 Bytes encodedAnswer(const std::string& requestID, const MCPToolOutcome& outcome) {
     auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{responseTo(requestID, outcome)});
     if (bytes && bytes->size() <= MCPWireFraming::maxFrameLength + MCPWireFraming::headerLength)
         return *std::move(bytes);
-    const MCPWireOutboundFrame failure{responseTo(requestID, failedOutcome("The result is too large to be sent."))};
+    const MCPWireOutboundFrame failure{
+        responseTo(requestID, MCPToolOutcome::failed("The result is too large to be sent."))};
     return MCPWireFraming::encode(failure).value();
 }
 
@@ -67,8 +69,8 @@ CallServer::CallServer(ListeningSocket socket, const ToolTable& tools, posix::Th
 
 bool CallServer::run() {
     while (!stopping_) serveOnce();
-    beginFarewell();
-    while (running_ > 0 && std::chrono::steady_clock::now() < leaves_) serveOnce();
+    beginDraining();
+    while (running_ > 0 && std::chrono::steady_clock::now() < exitDeadline_) serveOnce();
     return running_ == 0;
 }
 
@@ -84,14 +86,14 @@ void CallServer::serveOnce() {
     if (accepts(now)) waiting.push_back({listening_->descriptor(), POLLIN, 0});
     const std::size_t firstConnection = waiting.size();
     for (const auto& [id, connection] : connections_) {
-        // Deliberate: a connection that was hung up is not looked at again, or it would be ready for ever.
+        // Deliberate: an abandoned connection is not polled, because it would always be ready.
         if (connection.abandoned) continue;
         waiting.push_back({connection.socket.get(), POLLIN, 0});
         waitingIDs.push_back(id);
     }
 
     if (::poll(waiting.data(), static_cast<nfds_t>(waiting.size()), pollTimeout(now)) < 0) {
-        if (errno != EINTR) std::this_thread::sleep_for(respite);
+        if (errno != EINTR) std::this_thread::sleep_for(retryDelay);
         return;
     }
     takeFinished();
@@ -110,11 +112,11 @@ bool CallServer::accepts(Time now) const {
     return listening_ && connections_.size() < limits_.connections && (!acceptAgain_ || now >= *acceptAgain_);
 }
 
-/// Until the first moment at which something is to be done without being asked.
+/// Until the first deadline.
 int CallServer::pollTimeout(Time now) const {
-    std::optional<Time> first = farewellEnds_;
+    std::optional<Time> first = drainEnds_;
     const auto consider = [&](Time time) { first = first ? std::min(*first, time) : time; };
-    if (leaves_) consider(*leaves_);
+    if (exitDeadline_) consider(*exitDeadline_);
     if (acceptAgain_ && now < *acceptAgain_) consider(*acceptAgain_);
     for (const auto& [id, connection] : connections_) {
         if (!connection.call) consider(connection.deadline);
@@ -124,13 +126,13 @@ int CallServer::pollTimeout(Time now) const {
         std::max<std::int64_t>(std::chrono::ceil<std::chrono::milliseconds>(*first - now).count(), 0));
 }
 
-void CallServer::beginFarewell() {
+void CallServer::beginDraining() {
     listening_.reset();
     registry_.cancelAll();
     answerCancelled();
     std::erase_if(connections_, [](const auto& entry) { return !entry.second.call; });
-    farewellEnds_ = std::chrono::steady_clock::now() + limits_.farewell;
-    leaves_ = *farewellEnds_ + limits_.leaving;
+    drainEnds_ = std::chrono::steady_clock::now() + limits_.drainTimeout;
+    exitDeadline_ = *drainEnds_ + limits_.exitTimeout;
 }
 
 void CallServer::acceptWaiting() {
@@ -141,18 +143,18 @@ void CallServer::acceptWaiting() {
         if (socket) {
             Connection& connection = connections_[nextConnection_++];
             connection.socket = *std::move(socket);
-            connection.deadline = now + limits_.frame;
+            connection.deadline = now + limits_.frameTimeout;
             continue;
         }
         switch (socket.error()) {
-        case EACCES:       // somebody else's process; it has been closed
-        case ECONNABORTED: // gone before its turn
+        case EACCES:       // a process of another user; the connection is closed
+        case ECONNABORTED: // closed by the peer before it was accepted
         case EINTR:
             continue;
         case EAGAIN:
             return;
         default:
-            acceptAgain_ = now + respite;
+            acceptAgain_ = now + retryDelay;
             return;
         }
     }
@@ -165,8 +167,8 @@ void CallServer::receive(ConnectionID id) {
     if (connection.abandoned) return;
     const ssize_t count = ::recv(connection.socket.get(), connection.received.room(readSize), readSize, MSG_DONTWAIT);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (count <= 0) return hangUp(id, connection);
-    if (connection.draining) return;
+    if (count <= 0) return closeConnection(id, connection);
+    if (connection.discarding) return;
     connection.received.grow(static_cast<std::size_t>(count));
     processFrames(id, connection);
 }
@@ -176,13 +178,13 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
     while (true) {
         const auto frame = MCPWireFraming::extractFrame(rest);
         if (!frame) {
-            if (connection.call) return hangUp(id, connection);
-            return refuse(connection, frame.error());
+            if (connection.call) return closeConnection(id, connection);
+            return rejectFrame(connection, frame.error());
         }
         const auto& whole = *frame;
         if (!whole) break;
-        if (!handleFrame(connection, whole->payload)) return hangUp(id, connection);
-        connection.deadline = std::chrono::steady_clock::now() + limits_.frame;
+        if (!handleFrame(connection, whole->payload)) return closeConnection(id, connection);
+        connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;
         rest = whole->remainder;
     }
     if (rest.empty()) {
@@ -198,7 +200,7 @@ bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
         const auto* refusal = std::get_if<MCPWireResponse>(&frame.error().is);
         if (refusal == nullptr || connection.call) return false;
         if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{*refusal}))
-            std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
+            std::ignore = sendFrame(connection.socket.get(), *bytes, noWait);
         return false;
     }
     return match(
@@ -214,7 +216,7 @@ bool CallServer::takeCall(Connection& connection, Waiting waiting) {
     if (connection.call) return false;
     connection.requestID = waiting.request.requestID;
     if (running_ == limits_.calls && !hasRoomFor(waiting)) {
-        turnAway(connection, busy);
+        rejectCall(connection, busy);
         return false;
     }
     connection.call = std::make_shared<Cancellation>();
@@ -238,8 +240,8 @@ void CallServer::startWaiting() {
     for (auto entry = connections_.begin(); entry != connections_.end() && running_ < limits_.calls;) {
         auto& [id, connection] = *entry++;
         if (!connection.waiting || startCall(id, connection)) continue;
-        turnAway(connection, busy);
-        forget(id);
+        rejectCall(connection, busy);
+        eraseConnection(id);
     }
 }
 
@@ -256,35 +258,36 @@ void CallServer::answerCancelled() {
     for (auto entry = connections_.begin(); entry != connections_.end();) {
         const auto& [id, connection] = *entry++;
         if (!connection.waiting || !connection.call->isCancelled()) continue;
-        turnAway(connection, "The call was cancelled.");
-        forget(id);
+        rejectCall(connection, "The call was cancelled.");
+        eraseConnection(id);
     }
 }
 
-void CallServer::turnAway(const Connection& connection, const char* sentence) {
-    const Bytes answer = encodedAnswer(connection.requestID, failedOutcome(sentence));
-    std::ignore = sendFrame(connection.socket.get(), answer, atOnce);
+void CallServer::rejectCall(const Connection& connection, const char* sentence) {
+    const Bytes answer = encodedAnswer(connection.requestID, MCPToolOutcome::failed(sentence));
+    std::ignore = sendFrame(connection.socket.get(), answer, noWait);
 }
 
-/// A frame that is too long to be read: the peer is told, and given time to finish writing before it listens.
-void CallServer::refuse(Connection& connection, const MCPWireError& error) {
+/// Answers a frame that is too long. The connection stays open for a while, so that the peer can finish writing and
+/// read the answer.
+void CallServer::rejectFrame(Connection& connection, const MCPWireError& error) {
     if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireResponse{{}, error}}))
-        std::ignore = sendFrame(connection.socket.get(), *bytes, atOnce);
+        std::ignore = sendFrame(connection.socket.get(), *bytes, noWait);
     connection.received = {};
-    connection.draining = true;
-    connection.deadline = std::chrono::steady_clock::now() + limits_.frame;
+    connection.discarding = true;
+    connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;
 }
 
-void CallServer::hangUp(ConnectionID id, Connection& connection) {
-    if (!connection.call || connection.waiting) return forget(id);
+void CallServer::closeConnection(ConnectionID id, Connection& connection) {
+    if (!connection.call || connection.waiting) return eraseConnection(id);
     connection.abandoned = true;
     connection.received = {};
-    // First, because the call's thread may be waiting for the peer, and must not answer one that broke the protocol.
+    // First, because the thread of the call may be waiting for the peer and must not answer it any more.
     ::shutdown(connection.socket.get(), SHUT_RDWR);
     connection.call->cancel();
 }
 
-void CallServer::forget(ConnectionID id) {
+void CallServer::eraseConnection(ConnectionID id) {
     const auto found = connections_.find(id);
     registry_.remove(found->second.requestID, found->second.call);
     connections_.erase(found);
@@ -299,7 +302,7 @@ void CallServer::takeFinished() {
         finished.swap(finished_);
     }
     for (const ConnectionID id : finished) {
-        forget(id);
+        eraseConnection(id);
         --running_;
     }
 }
@@ -307,39 +310,41 @@ void CallServer::takeFinished() {
 void CallServer::dropExpired() {
     const Time now = std::chrono::steady_clock::now();
     std::erase_if(connections_, [&](const auto& entry) { return !entry.second.call && entry.second.deadline <= now; });
-    if (!farewellEnds_ || now < *farewellEnds_) return;
-    farewellEnds_.reset();
-    // By now there is no connection without a running call, so this erases none.
-    for (auto& [id, connection] : connections_) hangUp(id, connection);
+    if (!drainEnds_ || now < *drainEnds_) return;
+    drainEnds_.reset();
+    // Every connection left has a running call, so this erases none while iterating.
+    for (auto& [id, connection] : connections_) closeConnection(id, connection);
 }
 
 void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& request,
                          const std::shared_ptr<Cancellation>& cancellation) {
-    ProgressThrottle throttle{limits_.progress, {}};
+    ProgressThrottle throttle{limits_.progressInterval, {}};
     bool isBroken = false;
     const auto progress = [&](double fraction) {
         if (isBroken || !throttle.admits(fraction, std::chrono::steady_clock::now())) return;
         const MCPWireOutboundFrame report{MCPWireProgress{request.requestID, fraction, std::nullopt}};
         const auto bytes = MCPWireFraming::encode(report);
-        // A report that finds no room is left out; a peer that cannot even take a begun one gets no more work.
-        isBroken = bytes && sendFrameIfRoom(socket, *bytes, limits_.answer) == Sending::failed;
+        // A report that finds no room is left out. If the peer does not take the rest of a report, the call is
+        // cancelled.
+        isBroken = bytes && sendFrameIfRoom(socket, *bytes, limits_.answerTimeout) == Sending::failed;
         if (isBroken) cancellation->cancel();
     };
     const auto tool = tools_.find(request.tool);
-    const MCPToolOutcome outcome = tool == tools_.end()
-                                       ? failedOutcome("There is no tool named " + inQuotes(request.tool) + ".")
-                                       : tool->second(ToolCall{request.arguments, *cancellation, progress});
-    // Whether or not it arrives, the connection ends with it. Behind half a report it would be read as the other half.
-    if (!isBroken) std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answer);
+    const MCPToolOutcome outcome =
+        tool == tools_.end() ? MCPToolOutcome::failed("There is no tool named " + inQuotes(request.tool) + ".")
+                             : tool->second(ToolCall{request.arguments, *cancellation, progress});
+    // The connection ends after the answer, even if it was not delivered. After half a report it is not sent, because
+    // the peer would read it as the rest of the report.
+    if (!isBroken) std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answerTimeout);
 
-    // Once the loop has taken the end of the last call, the server may be gone: nothing is touched afterwards.
+    // The loop may destroy the server once it has seen the last call end, so this is the thread's last access to it.
     const std::lock_guard lock{mutex_};
     finished_.push_back(id);
     wake();
 }
 
 void CallServer::wake() {
-    // A full pipe wakes as well as another byte would.
+    // If the pipe is full, the loop is woken anyway.
     std::ignore = ::write(wakeWriter_.get(), "", 1);
 }
 

@@ -1,10 +1,9 @@
 // The application's side of the socket.
 //
-// One thread waits for all connections at once: it accepts them, cuts what they send into frames, finds the calls that
-// cancellations name, and notices callers that hang up. Each call runs on a thread of its own, which writes the call's
-// progress and its answer; beyond so many calls the next ones wait in their connections for their turn. A connection
-// carries one call and ends with its answer; a peer that breaks the protocol, dawdles, or does not read costs its own
-// connection and nothing else.
+// One thread polls all connections. It accepts them, reads frames, delivers cancellations and notices callers that hang
+// up. Each call runs on a thread of its own, which writes the call's progress and its answer. When `Limits::calls` run,
+// further calls wait in their connections. A connection carries one call and ends with its answer. A peer that breaks
+// the protocol, is slow or does not read loses its own connection and disturbs no other.
 #pragma once
 
 #include "companion/socket/CallRegistry.h"
@@ -32,25 +31,25 @@ namespace vostel_companion {
 class CallServer final {
 public:
     struct Limits {
-        /// Each has a descriptor, and each call that runs may have some more. Further ones wait to be accepted.
+        /// Each has a descriptor, and a running call may use some more. Further connections wait to be accepted.
         std::size_t connections = 1200;
-        /// Running at once; further ones wait their turn.
+        /// Running at once. Further calls wait.
         std::size_t calls = 104;
-        /// Waiting at once; further ones are told to come later. Together with `calls` fewer than connections, so that
-        /// a cancellation always gets through.
+        /// Waiting at once. Further calls are rejected as busy. Together with `calls` fewer than `connections`, so that
+        /// a cancellation always finds a free connection.
         std::size_t waitingCalls = 1000;
-        /// Of the requests that wait, as they came: one that makes it more is told to come later, for memory's sake.
+        /// The total size of the waiting requests. One that exceeds it is rejected as busy, to bound memory.
         std::size_t waitingBytes = std::size_t{256} << 20;
-        /// For a peer to finish the frame that it began, or to begin one.
-        std::chrono::milliseconds frame{10'000};
+        /// For a peer to begin a frame and to finish it.
+        std::chrono::milliseconds frameTimeout{10'000};
         /// For a peer to take a whole answer.
-        std::chrono::milliseconds answer{30'000};
-        /// For the calls that are cancelled at the end to have their answers taken.
-        std::chrono::milliseconds farewell{2'000};
-        /// After the farewell, for the calls to notice that they are cancelled: some wait for the system meanwhile.
-        std::chrono::milliseconds leaving{3'000};
+        std::chrono::milliseconds answerTimeout{30'000};
+        /// On shutdown: for cancelled calls to deliver their answers.
+        std::chrono::milliseconds drainTimeout{2'000};
+        /// After that: for the threads of the calls to finish. Some are blocked in system calls.
+        std::chrono::milliseconds exitTimeout{3'000};
         /// Between two reports of a call's progress.
-        std::chrono::milliseconds progress{200};
+        std::chrono::milliseconds progressInterval{200};
     };
 
     /// `tools` outlives the server.
@@ -59,9 +58,9 @@ public:
     CallServer(const CallServer&) = delete;
     CallServer& operator=(const CallServer&) = delete;
 
-    /// Serves until `stop`; then the socket is removed, what runs is cancelled and awaited for a few seconds, and `run`
-    /// returns. Whether all calls have ended: while one has not, nothing that calls use may be destroyed, this server
-    /// included. `run` may be called again to wait on.
+    /// Serves until `stop`. Then it removes the socket, cancels the running calls and waits for them for a few seconds.
+    /// Returns whether all calls have ended. If not, nothing that calls use may be destroyed, this server included;
+    /// `run` may be called again to continue waiting.
     [[nodiscard]] bool run();
     /// Callable from any thread, at any time.
     void stop();
@@ -70,26 +69,27 @@ private:
     using Time = std::chrono::steady_clock::time_point;
     using ConnectionID = std::uint64_t;
 
-    /// A request whose turn has not come.
+    /// A request whose call has not been started.
     struct Waiting {
         VostelMCPKit::MCPWireRequest request;
-        /// Of its frame, in bytes.
+        /// The size of its frame, in bytes.
         std::size_t size = 0;
     };
     struct Connection {
         posix::FileDescriptor socket;
-        /// What is not a whole frame yet.
+        /// The beginning of a frame that is not complete.
         VostelMCPKit::Bytes received;
-        /// When the peer's patience is used up; without meaning once there is a call.
+        /// When the connection is closed unless a frame has arrived. Not used once there is a call.
         Time deadline;
-        /// Whatever comes is thrown away, so that a peer that is still writing can read its refusal.
-        bool draining = false;
-        /// The peer is gone or broke the protocol; the connection ends when its call does.
+        /// Everything received is thrown away, so that a peer that is still writing can read why it was rejected.
+        bool discarding = false;
+        /// The peer is gone or broke the protocol. The connection is erased when its call ends.
         bool abandoned = false;
         /// Both set from the request on.
         std::shared_ptr<Cancellation> call;
         std::string requestID;
-        /// Set until the call runs. Deliberate: there is no line besides this, the one that connected first is next.
+        /// Set until the call runs. Deliberate: there is no other queue. The connection that was accepted first is
+        /// next.
         std::optional<Waiting> waiting;
     };
     CallServer(ListeningSocket socket, const ToolTable& tools, posix::ThreadStarter startThread, Limits limits,
@@ -97,7 +97,7 @@ private:
 
     // The loop's thread:
     void serveOnce();
-    void beginFarewell();
+    void beginDraining();
     void acceptWaiting();
     void receive(ConnectionID id);
     void processFrames(ConnectionID id, Connection& connection);
@@ -105,16 +105,16 @@ private:
     [[nodiscard]] bool handleFrame(Connection& connection, std::string_view payload);
     [[nodiscard]] bool takeCall(Connection& connection, Waiting waiting);
     [[nodiscard]] bool hasRoomFor(const Waiting& more) const;
-    /// As many as may run.
+    /// Starts waiting calls as long as the limit allows.
     void startWaiting();
-    /// False when there is no thread for it.
+    /// False if no thread could be started.
     [[nodiscard]] bool startCall(ConnectionID id, Connection& connection);
     void answerCancelled();
-    /// Answers a call that will not run, as far as the peer takes that at once.
-    static void turnAway(const Connection& connection, const char* sentence);
-    void refuse(Connection& connection, const VostelMCPKit::MCPWireError& error);
-    void hangUp(ConnectionID id, Connection& connection);
-    void forget(ConnectionID id);
+    /// Answers a call that will not run. The answer is dropped if the peer does not take it at once.
+    static void rejectCall(const Connection& connection, const char* sentence);
+    void rejectFrame(Connection& connection, const VostelMCPKit::MCPWireError& error);
+    void closeConnection(ConnectionID id, Connection& connection);
+    void eraseConnection(ConnectionID id);
     void takeFinished();
     void dropExpired();
     [[nodiscard]] bool accepts(Time now) const;
@@ -139,11 +139,11 @@ private:
     ConnectionID nextConnection_ = 0;
     std::size_t running_ = 0;
     CallRegistry registry_;
-    /// Set while the system has no descriptors left.
+    /// When to accept again. Set after the system ran out of descriptors.
     std::optional<Time> acceptAgain_;
-    std::optional<Time> farewellEnds_;
-    /// When the calls that still run are left to themselves; set once the server stops.
-    std::optional<Time> leaves_;
+    std::optional<Time> drainEnds_;
+    /// When `run` stops waiting for calls. Set once the server stops.
+    std::optional<Time> exitDeadline_;
 
     std::mutex mutex_;
     /// Guarded by `mutex_`.

@@ -15,8 +15,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-bool waitForRoom(int socket, std::chrono::milliseconds patience) {
-    const auto deadline = Clock::now() + patience;
+bool waitForRoom(int socket, std::chrono::milliseconds timeout) {
+    const auto deadline = Clock::now() + timeout;
     while (true) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         pollfd waiting{socket, POLLOUT, 0};
@@ -27,8 +27,8 @@ bool waitForRoom(int socket, std::chrono::milliseconds patience) {
 
 } // namespace
 
-Sending sendFrame(int socket, const Bytes& bytes, std::chrono::milliseconds patience) {
-    const auto deadline = Clock::now() + patience;
+Sending sendFrame(int socket, const Bytes& bytes, std::chrono::milliseconds timeout) {
+    const auto deadline = Clock::now() + timeout;
     for (auto rest = bytes.span(); !rest.empty();) {
         const ssize_t count = ::send(socket, rest.data(), rest.size(), posix::sendFlags | MSG_DONTWAIT);
         if (count > 0) {
@@ -43,9 +43,9 @@ Sending sendFrame(int socket, const Bytes& bytes, std::chrono::milliseconds pati
     return Sending::sent;
 }
 
-Sending sendFrameIfRoom(int socket, const Bytes& bytes, std::chrono::milliseconds patience) {
+Sending sendFrameIfRoom(int socket, const Bytes& bytes, std::chrono::milliseconds timeout) {
     if (!waitForRoom(socket, std::chrono::milliseconds{0})) return Sending::notNow;
-    return sendFrame(socket, bytes, patience);
+    return sendFrame(socket, bytes, timeout);
 }
 
 } // namespace vostel_companion

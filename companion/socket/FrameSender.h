@@ -1,4 +1,4 @@
-// Writing frames to a peer that may be slow, gone, or not reading at all.
+// Sending frames to a peer that may be slow or gone.
 #pragma once
 
 #include "kit/support/Bytes.h"
@@ -9,16 +9,16 @@ namespace vostel_companion {
 
 enum class Sending {
     sent,
-    /// Nothing was written: the peer has not read what came before.
+    /// Nothing was written, because the peer has not read the earlier frames.
     notNow,
-    /// The peer is gone, or gave up in the middle of a frame: the connection is of no further use.
+    /// The peer is gone or stopped reading in the middle of a frame. The connection cannot be used any more.
     failed,
 };
 
-/// Writes the whole of `bytes`, waiting for the peer up to `patience` in all.
-[[nodiscard]] Sending sendFrame(int socket, const VostelMCPKit::Bytes& bytes, std::chrono::milliseconds patience);
+/// Sends all of `bytes`. `timeout` bounds the whole operation.
+[[nodiscard]] Sending sendFrame(int socket, const VostelMCPKit::Bytes& bytes, std::chrono::milliseconds timeout);
 
-/// Writes `bytes` when there is room for a beginning; what the peer does not take at once it gets `patience` for.
-[[nodiscard]] Sending sendFrameIfRoom(int socket, const VostelMCPKit::Bytes& bytes, std::chrono::milliseconds patience);
+/// Sends `bytes` if the socket has room for at least a part of them. The rest must be taken within `timeout`.
+[[nodiscard]] Sending sendFrameIfRoom(int socket, const VostelMCPKit::Bytes& bytes, std::chrono::milliseconds timeout);
 
 } // namespace vostel_companion

@@ -44,7 +44,7 @@ std::expected<posix::FileDescriptor, ListenError> takeLock(const std::filesystem
     return lock;
 }
 
-/// With the lock held, the only one who may still answer is a program that does not know the lock.
+/// We hold the lock, so only a program that does not use the lock could still answer on the socket.
 std::expected<void, ListenError> removeStaleSocket(const std::string& path) {
     struct stat status{};
     if (::lstat(path.c_str(), &status) != 0) {
@@ -69,7 +69,7 @@ std::expected<void, ListenError> prepareFolder(const std::filesystem::path& fold
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
         return systemFailure("create the folder " + inQuotes(folder.string()), errno);
 
-    // Opened first and judged then, so that it is this folder that was judged and not one that takes its place.
+    // Opened first and checked then, so that the folder cannot be exchanged in between.
     const posix::FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     struct stat status{};
     if (opened.get() < 0 || ::fstat(opened.get(), &status) != 0) {
@@ -79,9 +79,9 @@ std::expected<void, ListenError> prepareFolder(const std::filesystem::path& fold
     }
     if (status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
         return std::unexpected(ListenError{ListenError::UnsafeFolder{folder.string()}});
-    // A folder of ours that others can merely look into is closed to them.
+    // Other users could read the folder, but not write to it. Close it to them.
     if ((status.st_mode & 0777) != 0700 && ::fchmod(opened.get(), 0700) != 0)
-        return systemFailure("close the folder " + inQuotes(folder.string()) + " to others", errno);
+        return systemFailure("close the folder " + inQuotes(folder.string()) + " to other users", errno);
     return {};
 }
 
@@ -90,11 +90,10 @@ std::string ListenError::description() const {
         is, [](const AlreadyRunning&) { return std::string{"Vostel is already running."}; },
         [](const UnsafeFolder& folder) {
             return "Vostel does not serve from " + inQuotes(folder.path) +
-                   ", because it is not a folder of this user's that only the user can write to.";
+                   ", because it is not a folder that belongs to you and that only you can write to.";
         },
         [](const PathTaken& taken) {
-            return "Vostel cannot serve at " + inQuotes(taken.path) +
-                   ", because a file that is no socket stands there.";
+            return "Vostel cannot serve at " + inQuotes(taken.path) + ", because a file that is not a socket is there.";
         },
         [](const VostelMCPKit::ConnectError& error) { return error.errorDescription(); },
         [](const System& system) {
@@ -119,7 +118,7 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    // Restricted from its first moment on; a later chmod would leave a gap.
+    // The socket is restricted from the start. A later chmod would leave a gap.
     const mode_t mask = ::umask(0177);
     const int bound = ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     const int code = errno;
@@ -135,7 +134,7 @@ ListeningSocket::~ListeningSocket() {
     if (socket_.get() < 0) return;
     struct stat status{};
     if (::lstat(path_.c_str(), &status) == 0 && status.st_ino == fileNumber_) ::unlink(path_.c_str());
-    // The file itself stays: removed, it could be locked by two processes under one name. Our id goes with us.
+    // The file itself stays. If it were removed, two processes could lock two files of the same name.
     std::ignore = ::ftruncate(lock_.get(), 0);
 }
 

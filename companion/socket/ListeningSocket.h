@@ -1,7 +1,7 @@
 // The socket on which the application waits for vostel-mcp.
 //
-// It lies in a folder that nobody else may enter, which also holds a file with our process id. Whoever holds the lock
-// on that file is the application; the lock goes with its process, however that ends.
+// The socket is in a folder that no other user may enter. The folder also holds a file with our process id. The process
+// that holds the lock on that file is the application. The system releases the lock when the process ends.
 #pragma once
 
 #include "kit/connect/MCPConnectLogic.h"
@@ -19,12 +19,12 @@ struct ListenError {
     struct AlreadyRunning {
         bool operator==(const AlreadyRunning&) const = default;
     };
-    /// The folder belongs to somebody else, others may write to it, or it is no folder.
+    /// The folder belongs to another user, other users may write to it, or it is not a folder.
     struct UnsafeFolder {
         std::string path;
         bool operator==(const UnsafeFolder&) const = default;
     };
-    /// What stands at the socket's path is not a socket, and not ours to remove.
+    /// The file at the socket's path is not a socket, so it must not be removed.
     struct PathTaken {
         std::string path;
         bool operator==(const PathTaken&) const = default;
@@ -45,17 +45,16 @@ struct ListenError {
     bool operator==(const ListenError&) const = default;
 };
 
-/// Creates the application's folder, in which everything of ours is, when it is missing, and closes it to others.
-/// Refuses one that others could have prepared.
+/// Creates the application's folder if it is missing and closes it to other users. Fails if another user could have
+/// prepared the folder.
 [[nodiscard]] std::expected<void, ListenError> prepareFolder(const std::filesystem::path& folder);
 
-/// Bound and listening from `open` to the destructor, which removes the socket and then gives up the lock. Not
-/// thread-safe.
+/// Listens from `open` to the destructor, which removes the socket and then releases the lock. Not thread-safe.
 class ListeningSocket final {
 public:
-    /// Creates the folder when it is missing. Of two processes that try at once, one succeeds and the other one finds
-    /// it already running; a socket that a crashed process left behind is replaced, one that somebody answers on is
-    /// not. To be called before other threads create files: it changes the process's file mask for a moment.
+    /// Creates the folder if it is missing. If two processes try at once, one succeeds and the other one fails with
+    /// AlreadyRunning. A socket that a crashed process left is replaced; one on which a process answers is not. Call it
+    /// before other threads create files, because it changes the process's file mask for a moment.
     [[nodiscard]] static std::expected<ListeningSocket, ListenError>
     open(const std::filesystem::path& applicationSupportDirectory);
     ListeningSocket(ListeningSocket&&) noexcept = default;
@@ -63,7 +62,7 @@ public:
     ~ListeningSocket();
 
     [[nodiscard]] int descriptor() const { return socket_.get(); }
-    /// A connection that waits, by our own user and closed on exec; an errno value when there is none.
+    /// The next waiting connection of our own user, closed on exec; an errno value if there is none.
     [[nodiscard]] std::expected<posix::FileDescriptor, int> accept() const;
 
 private:
@@ -73,7 +72,7 @@ private:
     std::string path_;
     posix::FileDescriptor lock_;
     posix::FileDescriptor socket_;
-    /// Of the socket in the file system, so that no other one is removed in its place.
+    /// Identifies our socket in the file system, so that the destructor does not remove another one.
     ino_t fileNumber_;
 };
 

@@ -23,23 +23,23 @@ std::optional<Decision> decisionIn(std::string_view line) {
 
 } // namespace
 
-ConfirmationPrompt::Turn ConfirmationPrompt::look(std::span<const OpenConfirmation> open) {
+ConfirmationPrompt::Turn ConfirmationPrompt::poll(std::span<const OpenConfirmation> open) {
     Turn turn;
     const auto isAsked = [&](const OpenConfirmation& waiting) { return waiting.request.id == asked_; };
     if (asked_ && std::ranges::none_of(open, isAsked)) {
-        turn.text += "\nThis request no longer waits: it was answered elsewhere, or it has expired.\n";
+        turn.text += "\nThis request was answered elsewhere, or it has expired.\n";
         asked_.reset();
     }
     if (asked_ || open.empty()) return turn;
 
     asked_ = open.front().request.id;
     turn.text += "\nAn AI client asks for your confirmation:\n    " + printableLine(open.front().action.description()) +
-                 "\nDo it? y/n: ";
+                 "\nAllow it? y/n: ";
     turn.discardsInput = true;
     return turn;
 }
 
-ConfirmationPrompt::Turn ConfirmationPrompt::hear(std::string_view line) {
+ConfirmationPrompt::Turn ConfirmationPrompt::handleInput(std::string_view line) {
     if (!asked_) return {};
     const VostelMCPKit::UUID id = *asked_;
     const auto decision = decisionIn(line);

@@ -1,7 +1,7 @@
-// The conversation with the person at the terminal about the requests that wait for confirmation.
+// Asking the user at the terminal about the requests that wait for confirmation.
 //
-// One question at a time, the oldest request first. Whatever was typed before a question was on the screen does not
-// answer it: the input is to be discarded whenever one is asked.
+// One question at a time, the oldest request first. Input that was typed before a question was shown must not answer
+// it, so it is discarded when a question is asked.
 #pragma once
 
 #include "companion/store/Confirmations.h"
@@ -14,7 +14,7 @@
 
 namespace vostel_companion {
 
-/// The rules alone; whoever owns the terminal and the store calls them. For one thread.
+/// The rules without terminal and store. Not thread-safe.
 class ConfirmationPrompt final {
 public:
     struct Answer {
@@ -22,13 +22,13 @@ public:
         VostelMCPKit::MCPConfirmationLogic::Decision decision = VostelMCPKit::MCPConfirmationLogic::Decision::denied;
         bool operator==(const Answer&) const = default;
     };
-    /// What happens next.
+    /// What to do next.
     struct Turn {
         /// Written first.
         std::string text;
-        /// A question was asked: what has been typed so far is not its answer.
+        /// A question is asked: discard what has been typed so far.
         bool discardsInput = false;
-        /// To be given to the store.
+        /// Pass it to the store.
         std::optional<Answer> answer;
         bool operator==(const Turn&) const = default;
     };
@@ -37,16 +37,16 @@ public:
     ConfirmationPrompt(const ConfirmationPrompt&) = delete;
     ConfirmationPrompt& operator=(const ConfirmationPrompt&) = delete;
 
-    /// `open` are the requests that wait now, oldest first.
-    [[nodiscard]] Turn look(std::span<const OpenConfirmation> open);
-    /// The person has typed `line`, without its line break.
-    [[nodiscard]] Turn hear(std::string_view line);
+    /// Asks the next question, if there is one. `open` are the waiting requests, oldest first.
+    [[nodiscard]] Turn poll(std::span<const OpenConfirmation> open);
+    /// The user has typed `line`, given without its line break.
+    [[nodiscard]] Turn handleInput(std::string_view line);
 
 private:
     std::optional<VostelMCPKit::UUID> asked_;
 };
 
-/// What became of a request that the user answered, as a sentence; `removed` as Confirmations::answer returns it.
+/// A sentence about an answered request. `removed` is what Confirmations::answer returned.
 [[nodiscard]] std::string outcomeText(VostelMCPKit::MCPConfirmationLogic::Decision decision,
                                       const std::vector<std::string>& removed);
 

@@ -17,9 +17,9 @@ namespace vostel_companion {
 
 namespace {
 
-/// Requests end by themselves, and other processes answer them too.
-constexpr std::chrono::milliseconds betweenLooks{1000};
-/// More than a person types into one answer.
+/// Requests expire, and other processes answer them, without waking us.
+constexpr std::chrono::milliseconds pollInterval{1000};
+/// In bytes. Longer input is not an answer.
 constexpr std::size_t longestLine = 4096;
 
 void write(const std::string& text) {
@@ -27,7 +27,7 @@ void write(const std::string& text) {
     std::fflush(stdout);
 }
 
-/// Whether what is typed is meant for this program: after "bg" it is the shell's.
+/// Whether typed input is for this program. After "bg" it belongs to the shell.
 bool isInForeground() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
 
 } // namespace
@@ -40,7 +40,7 @@ std::expected<std::unique_ptr<ConfirmationTerminal>, int> ConfirmationTerminal::
         ::fcntl(end, F_SETFD, FD_CLOEXEC);
         ::fcntl(end, F_SETFL, O_NONBLOCK);
     }
-    // Being moved to the background must not stop a program that serves others.
+    // A background process that uses the terminal is stopped. The server must not be.
     std::signal(SIGTTIN, SIG_IGN);
     std::signal(SIGTTOU, SIG_IGN);
     return std::unique_ptr<ConfirmationTerminal>{new ConfirmationTerminal{
@@ -60,7 +60,7 @@ void ConfirmationTerminal::run() {
     std::string lastFailure;
     while (true) {
         if (const auto open = confirmations.open()) {
-            perform(prompt_.look(*open), confirmations);
+            perform(prompt_.poll(*open), confirmations);
         } else if (const std::string failure = open.error().description(); failure != lastFailure) {
             write("\n" + failure + "\n");
             lastFailure = failure;
@@ -71,7 +71,7 @@ void ConfirmationTerminal::run() {
             if (end == std::string::npos) break;
             const std::string line = typed_.substr(0, end);
             typed_.erase(0, end + 1);
-            perform(prompt_.hear(line), confirmations);
+            perform(prompt_.handleInput(line), confirmations);
         }
     }
 }
@@ -79,7 +79,7 @@ void ConfirmationTerminal::run() {
 void ConfirmationTerminal::wait() {
     const bool listens = isListening_ && isInForeground();
     pollfd events[] = {{wakeReader_.get(), POLLIN, 0}, {listens ? STDIN_FILENO : -1, POLLIN, 0}};
-    ::poll(events, std::size(events), static_cast<int>(betweenLooks.count()));
+    ::poll(events, std::size(events), static_cast<int>(pollInterval.count()));
     char wakes[64];
     while (::read(wakeReader_.get(), wakes, sizeof wakes) > 0) {}
     if (events[1].revents != 0 && isInForeground()) read();
@@ -95,7 +95,7 @@ void ConfirmationTerminal::read() {
     }
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
     isListening_ = false;
-    write("\nVostel goes on serving and reads no more answers here; 'Vostel pending' lists what waits.\n");
+    write("\nVostel continues to serve but reads no more answers here. Use 'Vostel pending' to list requests.\n");
 }
 
 void ConfirmationTerminal::perform(const ConfirmationPrompt::Turn& turn, Confirmations& confirmations) {

@@ -1,4 +1,4 @@
-// Asks the person at the terminal about the requests that wait for confirmation, while the program serves.
+// The terminal of a serving program: asks the user about the requests that wait for confirmation.
 #pragma once
 
 #include "companion/models/ModelStore.h"
@@ -12,8 +12,8 @@
 
 namespace vostel_companion {
 
-/// Reads standard input and writes to standard output, both of which are a terminal. What blocks here (a person who
-/// does not answer, a terminal that is stopped) blocks nothing else.
+/// Standard input and standard output must be a terminal. Runs on a thread of its own, so a user who does not answer or
+/// a stopped terminal blocks nothing else.
 class ConfirmationTerminal final {
 public:
     /// `models` outlives it. The error is an errno value.
@@ -22,7 +22,7 @@ public:
     ConfirmationTerminal(const ConfirmationTerminal&) = delete;
     ConfirmationTerminal& operator=(const ConfirmationTerminal&) = delete;
 
-    /// Looks for requests at once instead of within a second. Callable from any thread.
+    /// Looks for new requests at once instead of within a second. Callable from any thread.
     void wake();
 
     /// Never returns; for a thread of its own.
@@ -34,7 +34,7 @@ private:
         : paths_{std::move(paths)}, models_{models}, wakeReader_{std::move(wakeReader)},
           wakeWriter_{std::move(wakeWriter)} {}
 
-    /// Waits until there may be something to do, and takes what was typed.
+    /// Waits for input, a wake-up or the next poll, and reads what was typed.
     void wait();
     void read();
     void perform(const ConfirmationPrompt::Turn& turn, Confirmations& confirmations);
@@ -46,7 +46,7 @@ private:
 
     ConfirmationPrompt prompt_;
     std::string typed_;
-    /// False once the person has closed the input.
+    /// False after the user closed the input.
     bool isListening_ = true;
 };
 

@@ -1,4 +1,4 @@
-// How far long work has come, in the last line of a terminal.
+// A progress bar in the last line of a terminal.
 #pragma once
 
 #include <chrono>
@@ -10,30 +10,30 @@
 
 namespace vostel_companion {
 
-/// The terminal behind standard error.
+/// The terminal at standard error.
 struct ProgressTerminal {
     std::function<void(std::string_view)> write;
-    /// As wide as it is now; 0 when nobody knows.
+    /// The current width; 0 if it is unknown.
     std::function<std::size_t()> columns;
     std::function<std::chrono::steady_clock::time_point()> now;
 };
 
-/// One line, redrawn at most ten times a second, and gone when the bar is. For one thread.
+/// One line, redrawn at most ten times a second and cleared by the destructor. Not thread-safe.
 class ProgressBar final {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
     static constexpr std::chrono::milliseconds interval{100};
 
-    /// Draws nothing without a terminal. `label` is plain ASCII.
+    /// Draws nothing without a terminal. `label` is ASCII.
     ProgressBar(const std::optional<ProgressTerminal>& terminal, std::string label);
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
-    /// Leaves an empty line, for what is printed next.
+    /// Clears the line.
     ~ProgressBar();
 
-    /// `share` of the work is done, 0 to 1.
-    void show(double share);
+    /// `fraction` of the work is done, 0 to 1.
+    void show(double fraction);
 
 private:
     const std::optional<ProgressTerminal>& terminal_;
@@ -42,9 +42,9 @@ private:
     std::optional<Time> drawn_;
 };
 
-/// What stands in the line: "Transcribing  [=====     ]  50%  0:12 left", as much of it as fits into `columns`. The
-/// time left is a guess from `elapsed` and is shown once that guess is worth something.
-[[nodiscard]] std::string progressLine(std::string_view label, double share, std::chrono::milliseconds elapsed,
+/// "Transcribing  [=====     ]  50%  0:12 left", or as much of it as fits into `columns`. The time left is estimated
+/// from `elapsed`, and shown once the estimate is useful.
+[[nodiscard]] std::string progressLine(std::string_view label, double fraction, std::chrono::milliseconds elapsed,
                                        std::size_t columns);
 
 } // namespace vostel_companion

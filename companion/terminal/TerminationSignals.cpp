@@ -10,25 +10,25 @@ TerminationSignals::TerminationSignals() {
     sigemptyset(&signals_);
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         struct sigaction current{};
-        sigaction(signal, nullptr, &current);
+        ::sigaction(signal, nullptr, &current);
         if (current.sa_handler != SIG_IGN) sigaddset(&signals_, signal);
     }
-    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    ::pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
 }
 
 int TerminationSignals::wait() const {
     int signal = 0;
-    sigwait(&signals_, &signal);
+    ::sigwait(&signals_, &signal);
     return signal;
 }
 
-void endBy(int signal) {
+void reraise(int signal) {
     std::signal(signal, SIG_DFL);
     sigset_t only;
     sigemptyset(&only);
     sigaddset(&only, signal);
-    pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
-    raise(signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+    ::raise(signal);
     std::_Exit(128 + signal);
 }
 

@@ -1,5 +1,4 @@
-// The signals that ask the program to end: taken by a thread that waits for them, so that no handler interrupts the
-// others.
+// The signals that ask the program to end. A thread waits for them, so there is no signal handler.
 #pragma once
 
 #include <csignal>
@@ -8,20 +7,20 @@ namespace vostel_companion {
 
 class TerminationSignals final {
 public:
-    /// Keeps them away from this thread and those that it starts from now on. A signal that was being ignored stays
-    /// so, as under nohup. To be made before any other thread.
+    /// Blocks the signals in this thread and in those it starts from now on. A signal that is ignored, as under nohup,
+    /// stays ignored. Create it before any other thread.
     TerminationSignals();
     TerminationSignals(const TerminationSignals&) = delete;
     TerminationSignals& operator=(const TerminationSignals&) = delete;
 
-    /// Waits for the next one and returns its number. For one thread at a time.
+    /// Waits for the next signal and returns its number. For one thread at a time.
     [[nodiscard]] int wait() const;
 
 private:
     sigset_t signals_;
 };
 
-/// Ends the program by `signal`, as if nobody had ever taken it: a shell sees that and stops its loop.
-[[noreturn]] void endBy(int signal);
+/// Ends the program by the default action of `signal`, so that a shell sees it and stops its loop.
+[[noreturn]] void reraise(int signal);
 
 } // namespace vostel_companion

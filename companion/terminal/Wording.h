@@ -1,4 +1,4 @@
-// How the verbs write times and counts for people.
+// How the verbs write times.
 #pragma once
 
 #include "companion/support/Time.h"

@@ -12,12 +12,12 @@ MCPToolOutcome askForConfirmation(const ToolContext& context, Cancellation& canc
     return withDatabase(context, cancellation, [&](Database& database) -> MCPToolOutcome {
         Confirmations confirmations{database, context.models, context.now, context.newID};
         const auto report = confirmations.ask(action);
-        if (!report) return failedOutcome(report.error().description());
+        if (!report) return MCPToolOutcome::failed(report.error().description());
         const OpenConfirmation& confirmation = report->confirmation;
-        if (report->isNew) context.tellPerson(confirmation);
+        if (report->isNew) context.notifyUser(confirmation);
         switch (report->status) {
         case Status::pending:
-            return {MCPToolOutcome::AwaitingConfirmation{confirmation.request.id, confirmation.action.summary()}};
+            return MCPToolOutcome::awaitingConfirmation(confirmation.request.id, confirmation.action.summary());
         case Status::confirmed:
             return done(report->removed);
         case Status::denied:
@@ -25,7 +25,7 @@ MCPToolOutcome askForConfirmation(const ToolContext& context, Cancellation& canc
         case Status::unknown:
             break;
         }
-        return failedOutcome(std::string{MCPConfirmationLogic::message(report->status)});
+        return MCPToolOutcome::failed(std::string{MCPConfirmationLogic::message(report->status)});
     });
 }
 

@@ -1,4 +1,4 @@
-// What the two tools share that a person must confirm.
+// What the two tools that the user must confirm have in common.
 #pragma once
 
 #include "companion/tools/ToolContext.h"
@@ -9,8 +9,8 @@
 
 namespace vostel_companion {
 
-/// Asks for `action`: pending, denied and expired requests have their outcomes here; `done` makes that of a performed
-/// one from what was removed.
+/// Asks the user to confirm `action`, or returns the outcome of an earlier request for it. `done` makes the outcome of
+/// a performed action from what was removed.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome
 askForConfirmation(const ToolContext& context, Cancellation& cancellation, const ConfirmableAction& action,
                    const std::function<VostelMCPKit::MCPToolOutcome(const std::vector<std::string>& removed)>& done);

@@ -14,14 +14,14 @@ using VostelMCPKit::MCPToolOutcome;
 
 namespace {
 
-/// Each one copies as fast as the disk can; two at once would only be slower.
+/// One installation already copies as fast as the disk allows. Two at once would only be slower.
 constexpr std::size_t installationsAtOnce = 1;
 
 MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<ModelsList>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const auto models = context.models.list();
-    if (!models) return failedOutcome(models.error().description());
+    if (!models) return MCPToolOutcome::failed(models.error().description());
     return fittingOutcome(models->size(), [&](std::size_t count) {
         std::string text = "Speech recognition models:";
         ModelsList::Result result;
@@ -36,13 +36,13 @@ MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
 
 MCPToolOutcome installModel(const ToolContext& context, Turns& turns, const ToolCall& call) {
     const auto arguments = readArguments<ModelInstall>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const auto turn = turns.wait(call.cancellation);
-    if (!turn) return failedOutcome(ModelError{ModelError::Cancelled{}}.description());
+    if (!turn) return MCPToolOutcome::failed(ModelError{ModelError::Cancelled{}}.description());
     const std::string& identifier = arguments->identifier;
     const auto done =
         context.models.install(identifier, {call.progress, [&call] { return call.cancellation.isCancelled(); }});
-    if (!done) return failedOutcome(done.error().description());
+    if (!done) return MCPToolOutcome::failed(done.error().description());
     return doneOutcome<ModelInstall>("The model " + identifier + " is installed.", {identifier, /*installed=*/true});
 }
 
@@ -55,7 +55,7 @@ MCPToolOutcome removedModel(const std::string& identifier, bool wasInstalled) {
 
 MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<ModelRemove>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const std::string& identifier = arguments->identifier;
     return askForConfirmation(
         context, call.cancellation, {ConfirmableAction::RemoveModel{identifier}},

@@ -7,16 +7,15 @@
 #include "companion/store/Transcripts.h"
 #include "companion/support/InQuotes.h"
 #include "companion/tools/Arguments.h"
-#include "companion/tools/PartedText.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
 #include "companion/tools/ToolSignatures.h"
 #include "companion/tools/TranscriptFile.h"
+#include "companion/tools/TruncatedTranscript.h"
 #include "kit/tools/MCPOutputLimit.h"
 
 namespace vostel_companion {
 
-using VostelMCPKit::MCPDenial;
 using VostelMCPKit::MCPToolOutcome;
 using VostelMCPKit::UUID;
 
@@ -32,8 +31,8 @@ Tool guarded(const ToolContext& context, Reader read) {
     return [context, read](const ToolCall& call) {
         return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
             const auto settings = loadSettings(database);
-            if (!settings) return failedOutcome(settings.error().description());
-            if (!settings->isReadingAllowed) return {MCPDenial{MCPDenial::Disabled{readingIsOff}}};
+            if (!settings) return MCPToolOutcome::failed(settings.error().description());
+            if (!settings->isReadingAllowed) return MCPToolOutcome::denied(readingIsOff);
             return read(context, database, call);
         });
     };
@@ -57,7 +56,7 @@ std::expected<Listing, std::string> readListing(const ToolContext& context, cons
 template <class Signature, class Stored>
 MCPToolOutcome pageOutcome(const std::expected<Page<Stored>, DatabaseError>& page, const char* things,
                            typename Signature::Entry (*entryOf)(const Stored&), std::string (*linesOf)(const Stored&)) {
-    if (!page) return failedOutcome(page.error().description());
+    if (!page) return MCPToolOutcome::failed(page.error().description());
     return fittingOutcome(page->entries.size(), [&](std::size_t count) {
         std::string text = pageHeading(count, page->totalCount, things);
         typename Signature::Result result{{}, static_cast<std::int64_t>(count), page->totalCount};
@@ -91,7 +90,7 @@ std::string dictationLines(const Dictation& dictation) {
 
 MCPToolOutcome listHistory(const ToolContext& context, Database& database, const ToolCall& call) {
     const auto listing = readListing<HistoryList>(context, call);
-    if (!listing) return failedOutcome(listing.error());
+    if (!listing) return MCPToolOutcome::failed(listing.error());
     return pageOutcome<HistoryList>(Dictations{database}.list(*listing), "dictations", dictationEntry, dictationLines);
 }
 
@@ -130,8 +129,8 @@ std::string transcriptLines(const TranscriptSummary& summary) {
     return transcriptHeading(summary) + "\n" + summary.preview;
 }
 
-/// Where the whole of a text lies that is too long for a result; absent when it could not be saved.
-PartedText::SaveWhole saving(const ToolContext& context, const std::string& name, const std::string& text) {
+/// Saves a text that is too long for a result. Absent if that failed.
+TruncatedTranscript::SaveWhole saving(const ToolContext& context, const std::string& name, const std::string& text) {
     return [&context, name, &text]() -> std::optional<std::string> {
         const auto path = saveTranscriptFile(context.paths.transcripts(), name, text);
         return path ? std::optional{*path} : std::nullopt;
@@ -143,7 +142,7 @@ MCPToolOutcome wholeTranscript(const ToolContext& context, const StoredTranscrip
     std::vector<std::size_t> ends;
     for (const TranscriptSegment& segment : transcript.segments)
         ends.push_back((ends.empty() ? 0 : ends.back() + 1) + segment.text.size());
-    PartedText text{
+    TruncatedTranscript text{
         transcript.text, std::move(ends),
         saving(context, transcriptFileName(summary.date, titleOf(summary.source), summary.id), transcript.text)};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
@@ -159,21 +158,21 @@ MCPToolOutcome wholeTranscript(const ToolContext& context, const StoredTranscrip
 
 MCPToolOutcome listTranscripts(const ToolContext& context, Database& database, const ToolCall& call) {
     const auto arguments = readArguments<TranscriptsList>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const auto listing = listingOf(arguments->list, context);
-    if (!listing) return failedOutcome(listing.error());
+    if (!listing) return MCPToolOutcome::failed(listing.error());
     Transcripts transcripts{database};
     const std::optional<std::string>& id = arguments->id;
     if (!id) {
         return pageOutcome<TranscriptsList>(transcripts.list(*listing), "transcripts", listedEntry, transcriptLines);
     }
-    // Deliberate: what is no id at all names no transcript either, and needs no sentence of its own.
+    // Deliberate: a malformed id is reported like an unknown one.
     const auto found = transcripts.find(UUID::parse(*id).value_or(UUID{}));
-    if (!found) return failedOutcome(found.error().description());
+    if (!found) return MCPToolOutcome::failed(found.error().description());
     const auto& transcript = *found;
     if (!transcript) {
-        return failedOutcome("There is no transcript with the id " + inQuotes(*id) +
-                             "; ids come from a call of transcripts_list without one.");
+        return MCPToolOutcome::failed("There is no transcript with the id " + inQuotes(*id) +
+                                      "; ids come from a call of transcripts_list without one.");
     }
     return wholeTranscript(context, *transcript);
 }
@@ -209,7 +208,7 @@ std::string recordingLines(const RecordingSummary& summary) {
 
 MCPToolOutcome listRecordings(const ToolContext& context, Database& database, const ToolCall& call) {
     const auto listing = readListing<RecordingsList>(context, call);
-    if (!listing) return failedOutcome(listing.error());
+    if (!listing) return MCPToolOutcome::failed(listing.error());
     return pageOutcome<RecordingsList>(Recordings{database}.list(*listing), "recordings", recordingEntry,
                                        recordingLines);
 }
@@ -230,8 +229,8 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
     std::vector<std::size_t> ends;
     for (const RecordingLine& line : recording.lines)
         ends.push_back((ends.empty() ? 0 : ends.back() + 1) + plainText({&line, 1}).size());
-    PartedText text{whole, std::move(ends),
-                    saving(context, transcriptFileName(summary.startedAt, "recording", summary.id), whole)};
+    TruncatedTranscript text{whole, std::move(ends),
+                             saving(context, transcriptFileName(summary.startedAt, "recording", summary.id), whole)};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
         RecordingGet::Result result{
             .id = summary.id.text(),
@@ -250,13 +249,14 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
 
 MCPToolOutcome getRecording(const ToolContext& context, Database& database, const ToolCall& call) {
     const auto arguments = readArguments<RecordingGet>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const std::string& id = arguments->id;
     const auto found = Recordings{database}.find(UUID::parse(id).value_or(UUID{}));
-    if (!found) return failedOutcome(found.error().description());
+    if (!found) return MCPToolOutcome::failed(found.error().description());
     const auto& recording = *found;
     if (!recording) {
-        return failedOutcome("There is no recording with the id " + inQuotes(id) + "; ids come from recordings_list.");
+        return MCPToolOutcome::failed("There is no recording with the id " + inQuotes(id) +
+                                      "; ids come from recordings_list.");
     }
     return wholeRecording(context, *recording);
 }

@@ -1,4 +1,4 @@
-// history_list, transcripts_list, recordings_list and recording_get: refused until the user allows reading.
+// history_list, transcripts_list, recordings_list and recording_get. They are refused until the user allows reading.
 #pragma once
 
 #include "companion/tools/ToolContext.h"

@@ -21,8 +21,8 @@ MCPToolOutcome fittingOutcome(std::size_t count, const std::function<MCPToolOutc
     while (true) {
         MCPToolOutcome outcome = build(count);
         if (resultSize(outcome) <= largestResult) return outcome;
-        if (count == 0) return failedOutcome("The result is too large to be sent.");
-        // Nearly every result fits at once; for the others a quarter less is close enough to the most.
+        if (count == 0) return MCPToolOutcome::failed("The result is too large to be sent.");
+        // Nearly every result fits at once. For the others a step of a quarter wastes little room.
         count = count * 3 / 4;
     }
 }

@@ -1,4 +1,4 @@
-// Keeping results small enough for the clients.
+// Keeping results small enough for clients.
 #pragma once
 
 #include "kit/tools/MCPToolOutcome.h"
@@ -8,14 +8,14 @@
 
 namespace vostel_companion {
 
-/// Clients drop a line of 10 MiB or more; some of it belongs to the message around the result.
+/// Clients drop a line of 10 MiB or more. The 64 KiB are for the message around the result.
 inline constexpr std::size_t largestResult = (10 << 20) - (64 << 10);
 
-/// The bytes of the result that the client is sent.
+/// The size of the result that the client is sent, in bytes.
 [[nodiscard]] std::size_t resultSize(const VostelMCPKit::MCPToolOutcome& outcome);
 
-/// The outcome with as many of `count` items as a result holds; `build` makes the one with the first so many. When not
-/// even the one without any is small enough, a failure.
+/// The outcome with as many of `count` items as fit into a result. `build` makes the outcome with the first items,
+/// whose number it is given. Fails if even the outcome without items is too large.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome
 fittingOutcome(std::size_t count, const std::function<VostelMCPKit::MCPToolOutcome(std::size_t)>& build);
 

@@ -22,19 +22,16 @@ struct ToolCall {
     std::function<void(double)> progress;
 };
 
-/// Runs on a thread of its own, several calls at once.
+/// Runs on a thread of the call, several calls at once.
 using Tool = std::function<VostelMCPKit::MCPToolOutcome(const ToolCall&)>;
 
-/// Each group of tools adds its own; filled before the server starts and only read afterwards.
+/// Filled before the server starts and only read afterwards.
 using ToolTable = std::unordered_map<std::string, Tool>;
 
 /// The tool `Signature` did its work. `text` says for the model what `result` says for programs.
 template <class Signature>
 [[nodiscard]] VostelMCPKit::MCPToolOutcome doneOutcome(std::string text, const typename Signature::Result& result) {
-    return {VostelMCPKit::MCPToolOutcome::Text{std::move(text), VostelMCPKit::encode(result)}};
+    return VostelMCPKit::MCPToolOutcome::text(std::move(text), VostelMCPKit::encode(result));
 }
-
-/// The tool failed with `message`.
-[[nodiscard]] VostelMCPKit::MCPToolOutcome failedOutcome(std::string message);
 
 } // namespace vostel_companion

@@ -1,4 +1,4 @@
-// What the tools need from the world.
+// The dependencies of the tools.
 #pragma once
 
 #include "companion/download/VideoDownloader.h"
@@ -20,34 +20,31 @@
 
 namespace vostel_companion {
 
-/// Copies of one context belong together: they share its turns. Every function is called on the calls' threads, several
-/// at once.
+/// Copies of one context share its semaphore. Every function is called on the threads of the calls, several at once.
 struct ToolContext {
     Paths paths;
     Transcribe transcribe;
     /// Outlives the tools.
     const ModelStore& models;
-    /// A client asks for something that the person must confirm: called once for each new request, whose call waits
-    /// until this returns.
-    std::function<void(const OpenConfirmation&)> tellPerson = [](const OpenConfirmation&) {};
+    /// Called once for each new request that the user must confirm. The call waits until this returns.
+    std::function<void(const OpenConfirmation&)> notifyUser = [](const OpenConfirmation&) {};
     Confirmations::Clock now = std::chrono::system_clock::now;
     VostelMCPKit::UUIDSource newID = posix::randomUUID;
     LocalMidnight localMidnight = systemLocalMidnight;
-    /// Judges links before anything is fetched.
+    /// Resolves host names when a link is checked.
     VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;
     DownloadAudio downloadAudio = systemDownload(paths.downloads());
-    /// A database left to itself makes many writers wait in no order, and turns some away after a while.
+    /// Without it, SQLite would let many writers wait in no order, and fail some of them after a while.
     std::shared_ptr<Turns> databaseTurns = std::make_shared<Turns>(4);
 };
 
-/// The outcome of `use` with the call's own connection to the database, once it is the call's turn, or the failure to
-/// open one.
+/// Waits for the call's turn, opens a connection of its own to the database and returns the outcome of `use`.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome withDatabase(const ToolContext& context, Cancellation& cancellation,
                                                         std::invocable<Database&> auto use) {
     const auto turn = context.databaseTurns->wait(cancellation);
-    if (!turn) return failedOutcome("The call was cancelled.");
+    if (!turn) return VostelMCPKit::MCPToolOutcome::failed("The call was cancelled.");
     auto database = openStore(context.paths.database());
-    if (!database) return failedOutcome(database.error().description());
+    if (!database) return VostelMCPKit::MCPToolOutcome::failed(database.error().description());
     return use(*database);
 }
 

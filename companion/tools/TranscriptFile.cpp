@@ -8,7 +8,7 @@ namespace vostel_companion {
 
 namespace {
 
-/// In bytes: with date and id in the name, well below the 255 that file systems take.
+/// In bytes. With date and id the name stays well below the 255 bytes that file systems allow.
 constexpr std::size_t longestTitle = 120;
 
 std::string localTime(Timestamp date) {
@@ -19,15 +19,15 @@ std::string localTime(Timestamp date) {
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H.%M", &local)};
 }
 
-/// Separators of paths, what other systems forbid in names, and controls, which could deceive who looks at a list.
-bool isUnfit(char c) {
+/// Path separators, characters that other systems forbid in names, and controls, which could disguise a name in a list.
+bool isForbidden(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7F || std::string_view{"/\\:*?\"<>|"}.find(c) != std::string_view::npos;
 }
 
 std::string fileTitle(std::string_view title) {
     std::string name;
-    for (const char c : VostelMCPKit::repairedUTF8(title)) name += isUnfit(c) ? '-' : c;
+    for (const char c : VostelMCPKit::repairedUTF8(title)) name += isForbidden(c) ? '-' : c;
     name.resize(VostelMCPKit::validUTF8Prefix(std::string_view{name}.substr(0, longestTitle)));
     return std::string{VostelMCPKit::trimmed(name)};
 }

@@ -1,4 +1,4 @@
-// The text of a transcript as a file for people.
+// The text of a transcript as a file for the user.
 #pragma once
 
 #include "companion/store/Transcripts.h"
@@ -11,14 +11,14 @@
 
 namespace vostel_companion {
 
-/// "2026-08-30 14.05 meeting.m4a 1A2B3C4D.txt": the local time, what was transcribed, and the beginning of the id, by
-/// which two names differ. `title` may hold anything; what does not belong into a file name is left out of it.
+/// "2026-08-30 14.05 meeting.m4a 1A2B3C4D.txt": the local time, what was transcribed, and the beginning of the id,
+/// which makes the name unique. Characters of `title` that do not belong in a file name are replaced.
 [[nodiscard]] std::string transcriptFileName(Timestamp date, std::string_view title, const VostelMCPKit::UUID& id);
 
-/// What a source is called in a file name: a file's name, a link without its scheme.
+/// The title of a source in a file name: the name of the file, or the link without its scheme.
 [[nodiscard]] std::string titleOf(const TranscriptSource& source);
 
-/// Sees to it that `folder` has the text under that name, and returns its path. One that is there already is kept.
+/// Saves the text under `name` in `folder` and returns its path. An existing file of that name is kept.
 [[nodiscard]] std::expected<std::string, posix::FileError>
 saveTranscriptFile(const std::filesystem::path& folder, const std::string& name, std::string_view text);
 

@@ -4,11 +4,11 @@
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
 #include "companion/tools/Arguments.h"
-#include "companion/tools/PartedText.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
 #include "companion/tools/ToolSignatures.h"
 #include "companion/tools/TranscriptFile.h"
+#include "companion/tools/TruncatedTranscript.h"
 #include "companion/transcript/VocabularyMatcher.h"
 #include "kit/support/Unicode.h"
 
@@ -21,64 +21,65 @@ namespace MCPURLPolicy = VostelMCPKit::MCPURLPolicy;
 
 namespace {
 
-/// Of the whole of a link's work, what its download counts for: it is mostly faster than recognising.
-constexpr double downloadShare = 0.25;
+/// The part of a link's progress that its download takes. Recognition is mostly slower.
+constexpr double downloadFraction = 0.25;
 
-/// What became of a transcript after its words were recognised.
-struct Kept {
+/// A transcription after it was stored, as far as that was possible.
+struct StoredTranscription {
     Transcript transcript;
     std::optional<std::string> path;
-    /// Sentences about what could not be done.
+    /// What could not be done, one sentence each.
     std::vector<std::string> notes;
 };
 
-void applyVocabulary(Database& database, Kept& kept) {
+void applyVocabulary(Database& database, StoredTranscription& stored) {
     const auto rules = Vocabulary{database}.list();
     if (!rules) {
-        kept.notes.push_back("The vocabulary was not applied. " + rules.error().description());
+        stored.notes.push_back("The vocabulary was not applied. " + rules.error().description());
         return;
     }
-    kept.transcript.segments = VocabularyMatcher{*rules}.apply(kept.transcript.segments);
+    stored.transcript.segments = VocabularyMatcher{*rules}.apply(stored.transcript.segments);
 }
 
-/// Applies the vocabulary, stores the transcript and saves its text as a file; each as far as it goes.
-Kept keep(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
-    Kept kept{done.transcript, std::nullopt, {}};
-    // Deliberate: one that nobody waits for any more is kept too. The work is done, and the history can show it.
+/// Applies the vocabulary, stores the transcript and saves its text as a file. A step that fails leaves a note, and the
+/// next one is tried all the same.
+StoredTranscription store(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
+    StoredTranscription stored{done.transcript, std::nullopt, {}};
+    // Deliberate: the transcript of a cancelled call is stored too. The work is done, and the history can show it.
     Cancellation never;
     const auto turn = context.databaseTurns->wait(never);
     auto database = openStore(context.paths.database());
     if (database) {
-        applyVocabulary(*database, kept);
+        applyVocabulary(*database, stored);
     } else {
-        kept.notes.push_back("The vocabulary was not applied, and the transcript was not stored. " +
-                             database.error().description());
+        stored.notes.push_back("The vocabulary was not applied, and the transcript was not stored. " +
+                               database.error().description());
     }
 
     const Timestamp date = std::chrono::floor<Timestamp::duration>(context.now());
     const VostelMCPKit::UUID id = context.newID();
-    const std::string text = kept.transcript.text();
+    const std::string text = stored.transcript.text();
     if (database) {
-        const auto stored = Transcripts{*database}.add(
-            id, {date, source, done.duration, done.language, text, kept.transcript.segments});
-        if (!stored) kept.notes.push_back("The transcript was not stored. " + stored.error().description());
+        const auto added = Transcripts{*database}.add(
+            id, {date, source, done.duration, done.language, text, stored.transcript.segments});
+        if (!added) stored.notes.push_back("The transcript was not stored. " + added.error().description());
     }
     const auto path =
         saveTranscriptFile(context.paths.transcripts(), transcriptFileName(date, titleOf(source), id), text);
     if (path) {
-        kept.path = *path;
+        stored.path = *path;
     } else {
-        kept.notes.push_back("The transcript was not saved as a file. " + path.error().description());
+        stored.notes.push_back("The transcript was not saved as a file. " + path.error().description());
     }
-    return kept;
+    return stored;
 }
 
-MCPToolOutcome outcomeOf(const Kept& kept) {
-    const std::vector<TranscriptSegment>& segments = kept.transcript.segments;
+MCPToolOutcome outcomeOf(const StoredTranscription& stored) {
+    const std::vector<TranscriptSegment>& segments = stored.transcript.segments;
     std::vector<std::size_t> ends;
     for (const TranscriptSegment& segment : segments)
         ends.push_back((ends.empty() ? 0 : ends.back() + 1) + segment.text.size());
-    PartedText text{kept.transcript.text(), std::move(ends), [&] { return kept.path; }};
+    TruncatedTranscript text{stored.transcript.text(), std::move(ends), [&] { return stored.path; }};
 
     return fittingOutcome(text.parts(), [&](std::size_t count) {
         TranscriptionResult result{text.shown(count), {}};
@@ -86,24 +87,24 @@ MCPToolOutcome outcomeOf(const Kept& kept) {
             result.segments.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
         // Only the model is given the notes: programs read the words out of the result's text.
         std::string words = result.text;
-        for (const std::string& note : kept.notes) words += "\n\n[" + note + "]";
+        for (const std::string& note : stored.notes) words += "\n\n[" + note + "]";
         return doneOutcome<TranscribeFile>(std::move(words), result);
     });
 }
 
 MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<TranscribeFile>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const std::string& path = arguments->path;
 
-    // Refused before anything opens it.
+    // Checked before anything opens the file.
     if (isFileOfDatabase(path, context.paths.database()))
-        return failedOutcome(AudioError{AudioError::NotAudio{}}.description(path));
+        return MCPToolOutcome::failed(AudioError{AudioError::NotAudio{}}.description(path));
 
     const std::string language = arguments->language.value_or("");
     const auto done = context.transcribe(path, language, call.cancellation, call.progress);
-    if (!done) return failedOutcome(done.error().description());
-    return outcomeOf(keep(context, *done, {TranscriptSource::Kind::file, VostelMCPKit::repairedUTF8(path)}));
+    if (!done) return MCPToolOutcome::failed(done.error().description());
+    return outcomeOf(store(context, *done, {TranscriptSource::Kind::file, VostelMCPKit::repairedUTF8(path)}));
 }
 
 const char* refusal(MCPURLPolicy::Reason reason) {
@@ -120,7 +121,7 @@ const char* refusal(MCPURLPolicy::Reason reason) {
     return "The link's host has an address inside a private network, so Vostel does not open the link.";
 }
 
-/// A failure to transcribe what a link led to; people know the link, not the file.
+/// Names the link instead of the downloaded file, which the user does not know.
 std::string descriptionForLink(const TranscriptionError& error, const std::string& url) {
     const auto* file = std::get_if<TranscriptionError::UnusableFile>(&error.is);
     return file != nullptr ? file->why.description(url) : error.description();
@@ -128,25 +129,25 @@ std::string descriptionForLink(const TranscriptionError& error, const std::strin
 
 MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<TranscribeURL>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const std::string& url = arguments->url;
     const std::string language = arguments->language.value_or("");
-    // Before anything is fetched for nothing.
+    // Checked before anything is downloaded.
     if (!isLanguageHint(language))
-        return failedOutcome(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());
+        return MCPToolOutcome::failed(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());
 
     const MCPURLPolicy::Decision decision = MCPURLPolicy::evaluate(url, context.resolve);
     if (const auto* rejected = std::get_if<MCPURLPolicy::Decision::Rejected>(&decision.is))
-        return failedOutcome(refusal(rejected->reason));
+        return MCPToolOutcome::failed(refusal(rejected->reason));
 
-    const auto audio =
-        context.downloadAudio(url, call.cancellation, [&](double share) { call.progress(share * downloadShare); });
-    if (!audio) return failedOutcome(audio.error().description());
-    const auto done = context.transcribe((*audio)->path().string(), language, call.cancellation, [&](double share) {
-        call.progress(downloadShare + share * (1 - downloadShare));
+    const auto audio = context.downloadAudio(url, call.cancellation,
+                                             [&](double fraction) { call.progress(fraction * downloadFraction); });
+    if (!audio) return MCPToolOutcome::failed(audio.error().description());
+    const auto done = context.transcribe((*audio)->path().string(), language, call.cancellation, [&](double fraction) {
+        call.progress(downloadFraction + fraction * (1 - downloadFraction));
     });
-    if (!done) return failedOutcome(descriptionForLink(done.error(), url));
-    return outcomeOf(keep(context, *done, {TranscriptSource::Kind::link, url}));
+    if (!done) return MCPToolOutcome::failed(descriptionForLink(done.error(), url));
+    return outcomeOf(store(context, *done, {TranscriptSource::Kind::link, url}));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // transcribe_file and transcribe_url.
 //
-// What was recognised comes back in any case: when the database cannot apply the vocabulary or keep the transcript, or
-// the disk has no room for its file, the words are answered as they are, with a note behind them that says so.
+// Recognised words are always returned. If the vocabulary cannot be applied, or the transcript cannot be stored or
+// saved as a file, a note after the words says so.
 #pragma once
 
 #include "companion/tools/ToolContext.h"

@@ -17,7 +17,7 @@ using VostelMCPKit::MCPToolOutcome;
 
 namespace {
 
-/// The most of a rule that was skipped, in bytes: enough to recognise it by, whatever somebody put there.
+/// In bytes. A skipped rule is repeated only as far as is needed to recognise it.
 constexpr std::size_t longestEcho = 1000;
 
 std::string echo(std::string_view given) {
@@ -25,7 +25,7 @@ std::string echo(std::string_view given) {
     return std::string{given.substr(0, VostelMCPKit::validUTF8Prefix(given.substr(0, longestEcho)))} + "…";
 }
 
-/// Why some of `additions` were skipped, as a line; empty when there are none.
+/// A line that says why some of `additions` were skipped; empty if none were.
 std::string explanation(std::span<const VocabularyAddition> additions) {
     if (std::ranges::find(additions, VocabularyAddition::Outcome::skipped, &VocabularyAddition::outcome) ==
         additions.end())
@@ -38,7 +38,7 @@ std::string ruleLine(const VocabularyRule& rule) {
     return rule.replacement.empty() ? rule.word + " (this spelling)" : rule.word + " → " + rule.replacement;
 }
 
-/// "3 rules", and what it means when not all of them are shown.
+/// "3 rules.", and how many of them are shown if not all.
 std::string heading(std::size_t shown, std::size_t all, std::string_view things) {
     const std::string count = std::to_string(all) + " " + std::string{things} + (all == 1 ? "" : "s");
     if (shown == all) return count + ".";
@@ -47,10 +47,10 @@ std::string heading(std::size_t shown, std::size_t all, std::string_view things)
 
 MCPToolOutcome listVocabulary(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<VocabularyList>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     return withDatabase(context, call.cancellation, [](Database& database) -> MCPToolOutcome {
         const auto rules = Vocabulary{database}.list();
-        if (!rules) return failedOutcome(rules.error().description());
+        if (!rules) return MCPToolOutcome::failed(rules.error().description());
         return fittingOutcome(rules->size(), [&](std::size_t count) {
             std::string text = heading(count, rules->size(), "vocabulary rule");
             VocabularyList::Result result;
@@ -65,12 +65,12 @@ MCPToolOutcome listVocabulary(const ToolContext& context, const ToolCall& call) 
 
 MCPToolOutcome addToVocabulary(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<VocabularyAdd>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     std::vector<VocabularyRule> rules;
     for (const RuleRecord& rule : arguments->rules) rules.push_back({rule.word, rule.replacement});
     return withDatabase(context, call.cancellation, [&](Database& database) -> MCPToolOutcome {
         const auto additions = Vocabulary{database}.add(rules);
-        if (!additions) return failedOutcome(additions.error().description());
+        if (!additions) return MCPToolOutcome::failed(additions.error().description());
         return fittingOutcome(additions->size(), [&](std::size_t count) {
             std::string text = heading(count, additions->size(), "outcome");
             VocabularyAdd::Result result;
@@ -95,7 +95,7 @@ MCPToolOutcome removedWords(const std::vector<std::string>& removed) {
 
 MCPToolOutcome removeFromVocabulary(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<VocabularyRemove>(call);
-    if (!arguments) return failedOutcome(arguments.error());
+    if (!arguments) return MCPToolOutcome::failed(arguments.error());
     return askForConfirmation(context, call.cancellation, {ConfirmableAction::RemoveWords{arguments->words}},
                               removedWords);
 }

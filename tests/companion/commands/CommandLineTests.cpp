@@ -53,7 +53,7 @@ TEST(CommandLine, every_verb_has_its_command) {
     }
 }
 
-TEST(CommandLine, what_makes_no_sense_is_named_and_points_to_help) {
+TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
     struct Row {
         Arguments arguments;
         std::string complaint;
@@ -68,7 +68,7 @@ TEST(CommandLine, what_makes_no_sense_is_named_and_points_to_help) {
         {{"settings", "reading"}, "STATE is required"},
         {{"words", "remove"}, "WORD is required"},
         {{"clients"}, "A subcommand is required"},
-        {{"clients", "install", "vim"}, "KIND: 'vim' is none of claude-code, claude-desktop and codex."},
+        {{"clients", "install", "vim"}, "KIND: 'vim' is not one of claude-code, claude-desktop and codex."},
         {{"clients", "status", "--force"}, "The following argument was not expected: --force"},
         {{"transcripts", "--limit", "3", "3F2A"}, "ID excludes --limit"},
         {{"x\x1B[31m"}, "The following argument was not expected: x\xEF\xBF\xBD[31m"},
@@ -112,7 +112,7 @@ TEST(CommandLine, every_verb_explains_itself_and_its_exit_status) {
         ASSERT_FALSE(command);
         EXPECT_EQ(command.error().exit, Exit::done);
         EXPECT_NE(command.error().text.find(usage), std::string::npos) << command.error().text;
-        EXPECT_NE(command.error().text.find("\nExit status:\n  0  It was done.\n"), std::string::npos);
+        EXPECT_NE(command.error().text.find("\nExit status:\n  0  Success.\n"), std::string::npos);
     }
 }
 

@@ -12,7 +12,7 @@ using VostelMCPKit::MCPConfirmationLogic::Status;
 namespace {
 
 struct PendingVerbs : testing::Test, VerbFixture {
-    Confirmations confirmations{database, models.models, world.now, world.newID};
+    Confirmations confirmations{database, models.models, context.now, context.newID};
 
     /// The status that the client is told.
     Status ask(const std::vector<std::string>& words) {
@@ -25,18 +25,18 @@ struct PendingVerbs : testing::Test, VerbFixture {
         ASSERT_TRUE(Vocabulary{database}.add({&rule, 1}));
     }
     std::size_t wordCount() { return Vocabulary{database}.list().value().size(); }
-    Exit answer(const std::string& id, Decision decision) { return run(Command::AnswerPending{id, decision}, world); }
+    Exit answer(const std::string& id, Decision decision) { return run(Command::AnswerPending{id, decision}, context); }
 };
 
 const std::string firstID = "00000000-0000-0000-0000-000000000001";
 
 } // namespace
 
-TEST_F(PendingVerbs, list_what_waits_and_how_long) {
+TEST_F(PendingVerbs, list_waiting_requests_and_their_time_left) {
     ask({"one"});
     time += 61s;
     ask({"two", "three"});
-    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
     EXPECT_EQ(takePrinted(),
               "00000000-0000-0000-0000-000000000001  3:59 left  Remove the vocabulary rule for \"one\"\n"
               "00000000-0000-0000-0000-000000000002  5:00 left  Remove the vocabulary rules for \"two\", "
@@ -44,30 +44,30 @@ TEST_F(PendingVerbs, list_what_waits_and_how_long) {
     EXPECT_EQ(takeTold(), "");
 }
 
-TEST_F(PendingVerbs, show_every_word_that_is_to_be_confirmed) {
+TEST_F(PendingVerbs, show_every_word_to_confirm) {
     std::vector<std::string> words;
     for (int number = 10; number < 60; ++number) words.push_back("word" + std::to_string(number));
     ask(words);
-    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
     EXPECT_TRUE(takePrinted().ends_with(", \"word58\", \"word59\"\n"));
 }
 
 TEST_F(PendingVerbs, say_when_nothing_waits) {
-    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "");
     EXPECT_EQ(takeTold(), "Nothing waits for your confirmation.\n");
 }
 
-TEST_F(PendingVerbs, print_no_clients_text_raw) {
+TEST_F(PendingVerbs, print_text_of_clients_harmlessly) {
     ask({"one"});
     // The store takes such characters out of words; this one comes from elsewhere.
     Statement smuggle{database, "UPDATE confirmationItems SET item = ?"};
     ASSERT_TRUE(smuggle.bind(hostile).run());
-    EXPECT_EQ(run(Command::ListPending{}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), firstID + "  5:00 left  Remove the vocabulary rule for \"" + harmless + "\"\n");
 }
 
-TEST_F(PendingVerbs, a_confirmed_removal_is_done_and_its_client_is_told) {
+TEST_F(PendingVerbs, a_confirmed_removal_is_done_and_reported_to_its_client) {
     teach("One");
     EXPECT_EQ(ask({"one"}), Status::pending);
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
@@ -85,7 +85,7 @@ TEST_F(PendingVerbs, a_denied_removal_is_not_done) {
     EXPECT_EQ(ask({"one"}), Status::denied);
 }
 
-TEST_F(PendingVerbs, a_removal_of_nothing_is_confirmed_all_the_same) {
+TEST_F(PendingVerbs, a_removal_of_nothing_can_be_confirmed) {
     ask({"one"});
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
     EXPECT_EQ(takePrinted(), "Confirmed; there was nothing left to remove.\n");
@@ -99,7 +99,7 @@ TEST_F(PendingVerbs, a_model_is_removed_by_confirmation) {
     EXPECT_FALSE(std::filesystem::exists(models.installed()));
 }
 
-TEST_F(PendingVerbs, the_beginning_of_an_ID_is_enough_when_it_names_one_request) {
+TEST_F(PendingVerbs, the_beginning_of_an_ID_is_enough_if_it_names_one_request) {
     struct Row {
         const char* when;
         std::string id;
@@ -112,9 +112,9 @@ TEST_F(PendingVerbs, the_beginning_of_an_ID_is_enough_when_it_names_one_request)
         {"no id", "the first one", Exit::failed, "", "'the first one' is not the beginning of an id.\n"},
         {"an id and more", firstID + "0", Exit::failed, "", "'" + firstID + "0' is not the beginning of an id.\n"},
         {"control characters", "\x1B[2J", Exit::failed, "", "'\xEF\xBF\xBD[2J' is not the beginning of an id.\n"},
-        {"of none", "1", Exit::notAsAsked, "", "No request has an id that begins with 1.\n"},
-        {"of both", "0000", Exit::notAsAsked, "",
-         "More than one request has an id that begins with 0000; please give more of it.\n"},
+        {"of none", "1", Exit::refused, "", "No request has an id that begins with 1.\n"},
+        {"of both", "0000", Exit::refused, "",
+         "More than one request has an id that begins with 0000; please give more characters of the id.\n"},
         {"of one, in lower case", "00000000-0000-0000-0000-00000000000a", Exit::done, "Denied; nothing was removed.\n",
          ""},
     };
@@ -132,12 +132,12 @@ TEST_F(PendingVerbs, an_answer_that_comes_too_late_or_twice_changes_nothing) {
     teach("one");
     ask({"one"});
     time += 300s;
-    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::notAsAsked);
+    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::refused);
     EXPECT_EQ(takeTold(), "This request has expired, so nothing was done.\n");
 
     ask({"two"});
     EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::denied), Exit::done);
-    EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::confirmed), Exit::notAsAsked);
+    EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::confirmed), Exit::refused);
     EXPECT_EQ(takeTold(), "This request has been answered already.\n");
     EXPECT_EQ(wordCount(), 1U);
 }

@@ -65,7 +65,7 @@ std::optional<VostelMCPKit::MCPWireResponse> removed(const Home& home, const std
     return called(home, "vocabulary_remove", MCPValue::object({{"words", MCPValue::array({word})}}));
 }
 
-/// A recording that takes much longer than the test's patience.
+/// A recording that takes much longer than the time limit of the test.
 std::filesystem::path longRecording(const Home& home) {
     std::vector<std::int16_t> samples;
     const auto sentence = vostel_tests::samplesOf(spoken("0870"));
@@ -81,7 +81,7 @@ TEST(Program, its_verbs_work_on_the_folder_in_the_users_home) {
     const Home home;
     EXPECT_EQ(ran(home, {"words", "add", "bostel", "Vostel"}), (Ran{0, "added: bostel  ->  Vostel\n", ""}));
     EXPECT_EQ(ran(home, {"words"}), (Ran{0, "bostel  ->  Vostel\n", ""}));
-    EXPECT_EQ(ran(home, {"words", "remove", "vostel"}), (Ran{1, "", "Vostel was never taught 'vostel'.\n"}));
+    EXPECT_EQ(ran(home, {"words", "remove", "vostel"}), (Ran{1, "", "The vocabulary has no word 'vostel'.\n"}));
     EXPECT_EQ(ran(home, {"words", "sing"}),
               (Ran{2, "", "The following argument was not expected: sing\nRun with --help for more information.\n"}));
     const auto folder = supportIn(home) / "com.vostel.vostel";
@@ -146,7 +146,7 @@ TEST(Program, dictates_a_voice_into_the_history) {
     EXPECT_EQ(ran(home, {"dictate", "missing.wav"}).status, 2);
 }
 
-TEST(Program, an_interrupted_call_is_kept_as_a_failed_one_and_ends_as_interrupted) {
+TEST(Program, an_interrupted_recording_is_stored_as_failed_and_the_program_ends_by_the_signal) {
     const Home home;
     const auto file = longRecording(home);
     Program recording{vostel, {"record", file.string(), file.string()}, home.path()};
@@ -183,7 +183,7 @@ TEST(ProgramOnTerminal, asks_for_confirmation_while_it_serves) {
 
     EXPECT_TRUE(isFailure(removed(home, "one")));
     ASSERT_TRUE(program.shows("Remove the vocabulary rule for \"one\"")) << program.screen();
-    ASSERT_TRUE(program.shows("Do it? y/n: ")) << program.screen();
+    ASSERT_TRUE(program.shows("Allow it? y/n: ")) << program.screen();
     EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({})))) << "the question holds up nobody";
     program.type("perhaps\n");
     ASSERT_TRUE(program.shows("Please answer y or n: ")) << program.screen();
@@ -192,18 +192,18 @@ TEST(ProgramOnTerminal, asks_for_confirmation_while_it_serves) {
     EXPECT_FALSE(isFailure(removed(home, "one")));
 
     EXPECT_TRUE(isFailure(removed(home, "two")));
-    ASSERT_TRUE(program.shows("Do it? y/n: ")) << program.screen();
+    ASSERT_TRUE(program.shows("Allow it? y/n: ")) << program.screen();
     EXPECT_EQ(ran(home, {"deny", ran(home, {"pending"}).output.substr(0, 36)}).status, 0);
-    ASSERT_TRUE(program.shows("This request no longer waits")) << program.screen();
+    ASSERT_TRUE(program.shows("This request was answered elsewhere")) << program.screen();
 
     program.type("\x04");
-    ASSERT_TRUE(program.shows("Vostel goes on serving")) << program.screen();
+    ASSERT_TRUE(program.shows("Vostel continues to serve")) << program.screen();
     EXPECT_EQ(textOf(removed(home, "two")), "The user denied this action. It was not performed.");
     program.type("\x03");
     EXPECT_EQ(program.status(), 0);
 }
 
-TEST(ProgramOnTerminal, shows_how_far_a_transcription_is) {
+TEST(ProgramOnTerminal, shows_the_progress_of_a_transcription) {
     const Home home;
     ProgramOnTerminal program{vostel, {"dictate", spoken("0930").string()}, home.path()};
     ASSERT_TRUE(program.shows("\r\x1B[KTranscribing  [                                        ]   0%"))

@@ -35,11 +35,11 @@ struct RecordVerb : TranscribingVerbs {
         return found ? found->summary : RecordingSummary{};
     }
     std::int64_t count() { return Recordings{database}.list({}).value().totalCount; }
-    Exit record() { return run(Command::Record{"me.wav", "them.wav", ""}, world); }
+    Exit record() { return run(Command::Record{"me.wav", "them.wav", ""}, context); }
 };
 struct TranscriptVerbs : TranscribingVerbs {
     TranscriptVerbs() {
-        // The list shows the times of the person's own clock.
+        // The list shows times in the user's time zone.
         ::setenv("TZ", "UTC", 1);
         ::tzset();
     }
@@ -52,10 +52,10 @@ std::string idText(std::uint8_t number) { return uuid(number).text(); }
 
 } // namespace
 
-TEST_F(DictateVerb, prints_what_was_said_and_adds_it_to_the_history) {
+TEST_F(DictateVerb, prints_the_text_and_adds_it_to_the_history) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}, {1, "world"}}, 2.5);
     teach("world", "World");
-    EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, world), Exit::done);
+    EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "hello World\n");
     EXPECT_EQ(takeTold(), "");
     EXPECT_EQ(languages, std::vector<std::string>{"en"});
@@ -65,29 +65,29 @@ TEST_F(DictateVerb, prints_what_was_said_and_adds_it_to_the_history) {
 
 TEST_F(DictateVerb, an_absolute_path_stays_as_it_is) {
     recordings["/else/a.wav"] = spokenWords({{0, "hello"}}, 1);
-    EXPECT_EQ(run(Command::Dictate{"/else/a.wav", ""}, world), Exit::done);
+    EXPECT_EQ(run(Command::Dictate{"/else/a.wav", ""}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "hello\n");
 }
 
 TEST_F(DictateVerb, text_that_could_not_be_printed_was_not_delivered) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     canPrint = false;
-    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, context), Exit::failed);
     ASSERT_EQ(history().size(), 1U);
     EXPECT_EQ(history().front().outcome, Dictation::Outcome::notDelivered);
     EXPECT_EQ(history().front().failureReason, "The text could not be printed.");
 }
 
-TEST_F(DictateVerb, what_cannot_be_heard_leaves_the_history_alone) {
-    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::failed);
+TEST_F(DictateVerb, a_file_without_usable_speech_leaves_the_history_alone) {
+    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, context), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/home/me/a.wav'.\n");
 
     recordings["/home/me/silence.wav"] = spokenWords({}, 1);
-    EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, world), Exit::notAsAsked);
+    EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, context), Exit::refused);
     EXPECT_EQ(takeTold(), "No speech was recognised in '/home/me/silence.wav'.\n");
 
     duringTranscription = [&] { cancellation.cancel(); };
-    EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, context), Exit::failed);
     EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
     EXPECT_EQ(takePrinted(), "");
     EXPECT_TRUE(history().empty());
@@ -96,7 +96,7 @@ TEST_F(DictateVerb, what_cannot_be_heard_leaves_the_history_alone) {
 TEST_F(DictateVerb, a_replacement_cannot_draw_on_the_terminal_and_is_kept_as_it_is) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     teach("hello", "x\x1B[2Jy");
-    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, world), Exit::done);
+    EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "x\xEF\xBF\xBD[2Jy\n");
     EXPECT_EQ(history().front().text, "x\x1B[2Jy");
 }
@@ -113,15 +113,15 @@ TEST_F(RecordVerb, makes_one_call_of_two_tracks) {
                                 std::nullopt, std::nullopt, "en", 3, "Me: good morning\nThem: hello\nMe: fine"}));
     EXPECT_EQ(stored->lines[0],
               (RecordingLine{RecordingLine::Track::microphone, "Me", "good morning", Seconds{0}, Seconds{1}}));
-    EXPECT_FALSE(std::filesystem::exists(world.paths.lockOfRecording(uuid(1)))) << "nobody works on it any more";
+    EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1)))) << "nobody works on it any more";
 }
 
-TEST_F(RecordVerb, while_it_works_others_see_how_far_it_is_and_that_it_is_alive) {
+TEST_F(RecordVerb, other_processes_see_its_progress_and_that_it_is_alive) {
     std::vector<std::optional<double>> progress;
     duringTranscription = [&] {
         EXPECT_EQ(summary().state, RecordingSummary::State::transcribing);
         EXPECT_EQ(summary().duration, Seconds{30});
-        EXPECT_TRUE(posix::FileLock::isHeld(world.paths.lockOfRecording(uuid(1))));
+        EXPECT_TRUE(posix::FileLock::isHeld(context.paths.lockOfRecording(uuid(1))));
         progress.push_back(summary().progress);
     };
     EXPECT_EQ(record(), Exit::done);
@@ -129,28 +129,28 @@ TEST_F(RecordVerb, while_it_works_others_see_how_far_it_is_and_that_it_is_alive)
     EXPECT_EQ(progress, (std::vector<std::optional<double>>{0.125, 0.625}));
 }
 
-TEST_F(RecordVerb, what_cannot_begin_leaves_no_trace) {
-    EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, world), Exit::failed);
+TEST_F(RecordVerb, files_that_cannot_be_read_leave_no_trace) {
+    EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, context), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
-    EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, world), Exit::failed);
+    EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, context), Exit::failed);
     EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
-    EXPECT_EQ(run(Command::Record{"me.wav", "them.wav", "gibberish!"}, world), Exit::failed);
+    EXPECT_EQ(run(Command::Record{"me.wav", "them.wav", "gibberish!"}, context), Exit::failed);
     EXPECT_EQ(takeTold(),
               "The language 'gibberish!' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.\n");
     EXPECT_EQ(count(), 0);
     EXPECT_TRUE(languages.empty()) << "nothing was transcribed in vain";
 }
 
-TEST_F(RecordVerb, an_interrupted_call_is_kept_as_a_failed_one) {
+TEST_F(RecordVerb, an_interrupted_recording_is_stored_as_failed) {
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(record(), Exit::failed);
     EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
     EXPECT_EQ(summary().state, RecordingSummary::State::failed);
     EXPECT_EQ(summary().failureReason, "The transcription was cancelled.");
-    EXPECT_FALSE(std::filesystem::exists(world.paths.lockOfRecording(uuid(1))));
+    EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1))));
 }
 
-TEST_F(RecordVerb, a_file_that_vanishes_in_between_fails_the_call) {
+TEST_F(RecordVerb, a_file_that_vanishes_meanwhile_fails_the_recording) {
     duringTranscription = [&] { recordings.erase("/home/me/them.wav"); };
     EXPECT_EQ(record(), Exit::failed);
     EXPECT_EQ(summary().failureReason, "There is no file at '/home/me/them.wav'.");
@@ -160,7 +160,7 @@ TEST_F(RecordVerb, a_call_in_which_nobody_speaks_is_ready_and_empty) {
     recordings["/home/me/me.wav"] = recordings["/home/me/them.wav"] = spokenWords({}, 0);
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "Nobody said anything that was recognised.\n");
+    EXPECT_EQ(takeTold(), "No speech was recognised.\n");
     EXPECT_EQ(summary().state, RecordingSummary::State::ready);
     EXPECT_EQ(summary().lineCount, 0);
 }
@@ -172,7 +172,7 @@ TEST_F(TranscriptVerbs, list_files_links_and_calls_newest_first) {
     ASSERT_TRUE(calls.begin(uuid(3), at(2'000'000)));
     ASSERT_TRUE(calls.beginTranscribing(uuid(3), Seconds{3700}));
     ASSERT_TRUE(calls.finish(uuid(3), "en", {{RecordingLine::Track::system, "Them", "hello", {}, {}}}));
-    EXPECT_EQ(run(Command::ListTranscripts{}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListTranscripts{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-01 00:50  1:23  https://youtu.be/x: Second words\n" + idText(3) +
                                  "  1970-01-01 00:33  1:01:40  call: Them: hello\n" + idText(1) +
                                  "  1970-01-01 00:16  1:23  talk.m4a: First words\n");
@@ -182,50 +182,50 @@ TEST_F(TranscriptVerbs, list_files_links_and_calls_newest_first) {
 TEST_F(TranscriptVerbs, the_limit_counts_both_kinds_together) {
     for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 10, {TranscriptSource::Kind::file, "/a"}, "w");
     ASSERT_TRUE(Recordings{database}.begin(uuid(9), at(25'000)));
-    EXPECT_EQ(run(Command::ListTranscripts{2, {}, {}}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListTranscripts{2, {}, {}}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(3) + "  1970-01-01 00:00  1:23  a: w\n" + idText(9) +
                                  "  1970-01-01 00:00  -  call, still being recorded\n");
-    EXPECT_EQ(takeTold(), "2 older ones are not listed; --limit, --since and --until choose.\n");
+    EXPECT_EQ(takeTold(), "2 more are not listed; narrow the list with --since and --until, or raise --limit.\n");
 }
 
-TEST_F(TranscriptVerbs, a_window_of_time_is_read_as_the_tools_read_it) {
+TEST_F(TranscriptVerbs, a_window_of_time_means_the_same_as_for_the_tools) {
     for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 86'400, {TranscriptSource::Kind::file, "/a"}, "w");
-    EXPECT_EQ(run(Command::ListTranscripts{{}, "1970-01-03", "1970-01-03T12:00:00Z"}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListTranscripts{{}, "1970-01-03", "1970-01-03T12:00:00Z"}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-03 00:00  1:23  a: w\n");
-    EXPECT_EQ(run(Command::ListTranscripts{{}, "yesterday", {}}, world), Exit::failed);
+    EXPECT_EQ(run(Command::ListTranscripts{{}, "yesterday", {}}, context), Exit::failed);
     EXPECT_NE(takeTold(), "");
-    EXPECT_EQ(run(Command::ListTranscripts{{}, "1971-01-01", {}}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListTranscripts{{}, "1971-01-01", {}}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "Nothing was transcribed yet, or nothing in that time.\n");
+    EXPECT_EQ(takeTold(), "There are no transcripts, or none in this period.\n");
 }
 
 TEST_F(TranscriptVerbs, list_lines_stay_short_and_harmless) {
     add(1, 0, {TranscriptSource::Kind::file, "/a/" + hostile + ".wav"}, hostile + "\n" + std::string(200, 'x'));
-    EXPECT_EQ(run(Command::ListTranscripts{}, world), Exit::done);
+    EXPECT_EQ(run(Command::ListTranscripts{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(1) + "  1970-01-01 00:00  1:23  " + harmless + ".wav: " + harmless + " " +
                                  std::string(60 - 14, 'x') + "…\n");
 }
 
-TEST_F(TranscriptVerbs, one_is_printed_whole) {
+TEST_F(TranscriptVerbs, print_one_transcript_whole) {
     add(1, 0, {TranscriptSource::Kind::file, "/a"}, "line one\nline two " + hostile);
     Recordings calls{database};
     ASSERT_TRUE(calls.begin(uuid(3), at(0)));
-    EXPECT_EQ(run(Command::ShowTranscript{idText(1)}, world), Exit::done);
+    EXPECT_EQ(run(Command::ShowTranscript{idText(1)}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "line one\nline two " + harmless + "\n");
 
-    EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, world), Exit::notAsAsked);
+    EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, context), Exit::refused);
     EXPECT_EQ(takeTold(), "This call has no transcript: still being recorded\n");
     ASSERT_TRUE(calls.beginTranscribing(uuid(3), Seconds{1}));
     ASSERT_TRUE(calls.finish(uuid(3), "en",
                              {{RecordingLine::Track::microphone, "Me", "hi", {}, {}},
                               {RecordingLine::Track::system, "Them", "ho", {}, {}}}));
-    EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, world), Exit::done);
+    EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "Me: hi\nThem: ho\n");
 
-    EXPECT_EQ(run(Command::ShowTranscript{"F"}, world), Exit::notAsAsked);
+    EXPECT_EQ(run(Command::ShowTranscript{"F"}, context), Exit::refused);
     EXPECT_EQ(takeTold(), "No transcript has an id that begins with F.\n");
-    EXPECT_EQ(run(Command::ShowTranscript{"0"}, world), Exit::notAsAsked);
-    EXPECT_EQ(takeTold(), "More than one transcript has an id that begins with 0; please give more of it.\n");
+    EXPECT_EQ(run(Command::ShowTranscript{"0"}, context), Exit::refused);
+    EXPECT_EQ(takeTold(), "More than one transcript has an id that begins with 0; please give more characters of the id.\n");
 }
 
 } // namespace vostel_companion

@@ -1,7 +1,7 @@
-// A world for the verbs: a database in memory, a recogniser that follows a script, and what a person would read.
+// The dependencies of the verbs for tests: a database in memory, a scripted recogniser, and what the user would read.
 #pragma once
 
-#include "companion/commands/World.h"
+#include "companion/commands/CommandContext.h"
 #include "tests/companion/models/ModelFixture.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ struct VerbFixture {
     std::string printed;
     std::string told;
 
-    World world{
+    CommandContext context{
         .paths = Paths{models.folder.path()},
         .database = database,
         .models = models.models,
@@ -55,7 +55,7 @@ struct VerbFixture {
                 if (canPrint) printed += text;
                 return canPrint;
             },
-        .tell = [this](const std::string& sentence) { told += sentence + "\n"; },
+        .printError = [this](const std::string& sentence) { told += sentence + "\n"; },
         .progress = std::nullopt,
     };
 

@@ -22,7 +22,7 @@ void endApplication(const std::filesystem::path& home) {
 
 } // namespace
 
-TEST(Demo, shows_a_word_taught_followed_and_forgotten_once_a_person_confirms) {
+TEST(Demo, adds_applies_and_removes_a_rule_after_confirmation) {
     const vostel_tests::TemporaryFolder home;
     const std::filesystem::path bundle = VOSTEL_BUNDLE;
     vostel_tests::Program demo{
@@ -53,7 +53,7 @@ TEST(Demo, shows_a_word_taught_followed_and_forgotten_once_a_person_confirms) {
     endApplication(home.path());
 }
 
-TEST(Demo, a_recording_that_cannot_be_read_ends_it_with_the_reason) {
+TEST(Demo, ends_with_the_reason_if_the_recording_cannot_be_read) {
     const vostel_tests::TemporaryFolder home;
     const std::filesystem::path bundle = VOSTEL_BUNDLE;
     vostel_tests::Program demo{VOSTEL_DEMO, {(bundle / "vostel-mcp").string(), "/nowhere.wav"}, home.path()};

@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-TEST(RuleThatChanges, is_for_the_longest_word_and_cannot_be_missed) {
+TEST(RuleThatChanges, changes_the_longest_word_visibly) {
     struct Row {
         const char* when;
         const char* text;

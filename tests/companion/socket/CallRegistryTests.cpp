@@ -36,7 +36,7 @@ TEST(CallRegistry, calls_that_share_an_id_are_cancelled_together_and_removed_one
     EXPECT_TRUE(running->isCancelled());
 }
 
-TEST(CallRegistry, a_cancellation_that_overtook_its_request_still_counts) {
+TEST(CallRegistry, a_cancellation_that_came_before_its_request_still_counts) {
     struct Row {
         const char* when;
         std::chrono::seconds later;
@@ -61,7 +61,7 @@ TEST(CallRegistry, an_early_cancellation_counts_for_one_call) {
     EXPECT_FALSE(later->isCancelled());
 }
 
-TEST(CallRegistry, a_flood_of_invented_ids_drives_out_the_oldest_only) {
+TEST(CallRegistry, a_flood_of_invented_ids_drops_only_the_oldest) {
     CallRegistry registry;
     for (std::size_t i = 0; i <= CallRegistry::remembered; ++i) registry.cancel(std::to_string(i), start);
     const auto oldest = std::make_shared<Cancellation>();

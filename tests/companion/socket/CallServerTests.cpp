@@ -57,16 +57,16 @@ public:
             started.add();
             const bool came = cancelled.reaches(1);
             if (came) stopped.add();
-            return came ? failedOutcome("cancelled") : succeeded("was never cancelled");
+            return came ? MCPToolOutcome::failed("cancelled") : succeeded("was never cancelled");
         };
         tools_["stubborn"] = [this](const ToolCall&) {
             started.add();
-            return released.reaches(1) ? succeeded("released") : failedOutcome("forgotten");
+            return released.reaches(1) ? succeeded("released") : MCPToolOutcome::failed("forgotten");
         };
         tools_["give up"] = [this](const ToolCall& call) {
             call.progress(0.5);
             started.add();
-            return released.reaches(1) ? succeeded("behind half a report") : failedOutcome("forgotten");
+            return released.reaches(1) ? succeeded("behind half a report") : MCPToolOutcome::failed("forgotten");
         };
         tools_["report"] = [this](const ToolCall& call) {
             for (int step = 1; step <= 1000; ++step) call.progress(step / 1000.0);
@@ -167,7 +167,7 @@ TEST(CallServer, an_answer_that_cannot_be_sent_becomes_a_failure) {
     }
 }
 
-TEST(CallServer, a_foreign_version_is_told_both_versions_whatever_else_it_sends) {
+TEST(CallServer, a_request_of_another_version_is_answered_with_both_versions) {
     CallServerStage stage;
     struct Row {
         const char* when;
@@ -206,7 +206,7 @@ TEST(CallServer, a_cancellation_on_a_connection_of_its_own_stops_the_call) {
     EXPECT_EQ(textOf(other.response()), "cancelled") << "the call's own connection will do, too";
 }
 
-TEST(CallServer, a_cancellation_may_overtake_its_request) {
+TEST(CallServer, a_cancellation_may_arrive_before_its_request) {
     CallServerStage stage;
     CompanionClient canceller{stage.support()};
     canceller.cancel("A");
@@ -228,7 +228,7 @@ TEST(CallServer, a_caller_that_hangs_up_cancels_its_call) {
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, calls_run_side_by_side_and_answer_in_any_order) {
+TEST(CallServer, calls_run_concurrently_and_answer_in_any_order) {
     CallServerStage stage;
     std::vector<std::unique_ptr<CompanionClient>> clients;
     for (int i = 0; i < 64; ++i) {
@@ -242,7 +242,7 @@ TEST(CallServer, calls_run_side_by_side_and_answer_in_any_order) {
     }
 }
 
-TEST(CallServer, progress_rises_and_is_not_a_flood) {
+TEST(CallServer, progress_rises_and_is_throttled) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("report", nothing);
@@ -272,7 +272,7 @@ TEST(CallServer, frames_may_come_in_pieces_or_together) {
     EXPECT_EQ(textOf(other.response()), "pieces");
 }
 
-TEST(CallServer, what_is_not_the_protocol_ends_its_connection_only) {
+TEST(CallServer, a_violation_of_the_protocol_ends_only_its_connection) {
     CallServerStage stage;
     struct Row {
         const char* when;
@@ -307,7 +307,7 @@ TEST(CallServer, a_second_call_on_a_busy_connection_ends_both) {
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, an_oversized_frame_is_refused_at_its_header_but_may_be_written_to_its_end) {
+TEST(CallServer, an_oversized_frame_is_rejected_at_its_header_but_may_be_written_to_its_end) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.sendBytes(std::string_view{"\x04\x00\x00\x01", 4});
@@ -318,7 +318,7 @@ TEST(CallServer, an_oversized_frame_is_refused_at_its_header_but_may_be_written_
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, a_peer_that_dawdles_loses_its_connection) {
+TEST(CallServer, a_peer_that_is_too_slow_loses_its_connection) {
     struct Row {
         const char* when;
         std::string_view bytes;
@@ -328,7 +328,7 @@ TEST(CallServer, a_peer_that_dawdles_loses_its_connection) {
                         {"half a frame", {"\0\0\0\x09{\"ki", 8}},
                         {"writes on after a refusal", {"\xFF\xFF\xFF\xFF", 4}}};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        CallServerStage stage{{.frame = 50ms}};
+        CallServerStage stage{{.frameTimeout = 50ms}};
         CompanionClient client{stage.support()};
         client.sendBytes(row.bytes);
         std::ignore = client.response();
@@ -337,8 +337,8 @@ TEST(CallServer, a_peer_that_dawdles_loses_its_connection) {
     });
 }
 
-TEST(CallServer, a_peer_that_does_not_read_its_answer_loses_it) {
-    CallServerStage stage{{.calls = 1, .answer = 50ms}};
+TEST(CallServer, a_peer_that_does_not_read_loses_its_answer) {
+    CallServerStage stage{{.calls = 1, .answerTimeout = 50ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
     EXPECT_TRUE(stage.serves()) << "with room for one call, once the other one has been given up";
@@ -352,9 +352,9 @@ TEST(CallServer, a_slow_reader_still_gets_a_long_answer) {
     EXPECT_EQ(textOf(client.response()).size(), 8'000'000U);
 }
 
-TEST(CallServer, progress_waits_for_nobody) {
+TEST(CallServer, progress_does_not_wait_for_a_peer) {
     // Nobody reads the reports of this call; it comes to its end all the same.
-    CallServerStage stage{{.progress = 0ms}};
+    CallServerStage stage{{.progressInterval = 0ms}};
     CompanionClient client{stage.support()};
     client.request("report", nothing);
     EXPECT_TRUE(stage.reported.reaches(1));
@@ -362,7 +362,7 @@ TEST(CallServer, progress_waits_for_nobody) {
 }
 
 TEST(CallServer, half_a_report_is_not_followed_by_the_answer) {
-    CallServerStage stage{{.answer = 50ms}};
+    CallServerStage stage{{.answerTimeout = 50ms}};
     CompanionClient client{stage.support()};
     // A report repeats the call's id, and this one is more than any socket buffer holds.
     client.request("give up", nothing, std::string(4'000'000, 'x'));
@@ -372,7 +372,7 @@ TEST(CallServer, half_a_report_is_not_followed_by_the_answer) {
     EXPECT_TRUE(client.isClosed());
 }
 
-TEST(CallServer, beyond_its_limit_a_call_waits_its_turn_while_cancellations_get_through) {
+TEST(CallServer, a_call_above_the_limit_waits_while_cancellations_are_handled) {
     CallServerStage stage{{.connections = 5, .calls = 2}};
     CompanionClient first{stage.support()};
     CompanionClient second{stage.support()};
@@ -395,7 +395,7 @@ TEST(CallServer, beyond_its_limit_a_call_waits_its_turn_while_cancellations_get_
     EXPECT_EQ(textOf(third.response()), "cancelled");
 }
 
-TEST(CallServer, many_calls_at_once_all_come_to_their_turn) {
+TEST(CallServer, many_calls_at_once_are_all_answered) {
     CallServerStage stage{{.calls = 3}};
     std::vector<std::unique_ptr<CompanionClient>> clients;
     for (int i = 0; i < 200; ++i) {
@@ -406,7 +406,7 @@ TEST(CallServer, many_calls_at_once_all_come_to_their_turn) {
         EXPECT_EQ(textOf(clients[static_cast<std::size_t>(i)]->response()), std::to_string(i));
 }
 
-TEST(CallServer, a_call_that_waits_leaves_the_line_with_its_peer) {
+TEST(CallServer, a_waiting_call_is_dropped_when_its_peer_hangs_up) {
     CallServerStage stage{{.calls = 1, .waitingCalls = 1}};
     CompanionClient running{stage.support()};
     running.request("wait", nothing, "A");
@@ -424,7 +424,7 @@ TEST(CallServer, a_call_that_waits_leaves_the_line_with_its_peer) {
     EXPECT_EQ(textOf(patient.response()), "x") << "there was room to wait";
 }
 
-TEST(CallServer, a_line_that_is_too_long_tells_the_next_call_to_come_later) {
+TEST(CallServer, a_call_is_rejected_as_busy_when_too_many_wait) {
     struct Row {
         const char* when;
         CallServer::Limits limits;
@@ -448,13 +448,13 @@ TEST(CallServer, a_line_that_is_too_long_tells_the_next_call_to_come_later) {
     });
 }
 
-TEST(CallServer, beyond_the_limit_of_connections_the_next_one_waits_its_turn) {
-    CallServerStage stage{{.connections = 1, .calls = 1, .frame = 50ms}};
+TEST(CallServer, a_connection_above_the_limit_waits_to_be_accepted) {
+    CallServerStage stage{{.connections = 1, .calls = 1, .frameTimeout = 50ms}};
     CompanionClient silent{stage.support()};
     EXPECT_TRUE(stage.serves()) << "after the silent one was dropped";
 }
 
-TEST(CallServer, a_call_that_no_thread_can_be_started_for_is_told_to_come_later) {
+TEST(CallServer, a_call_is_rejected_as_busy_if_no_thread_can_be_started) {
     const vostel_tests::TemporaryFolder folder;
     const ToolTable tools{{"echo", [](const ToolCall&) { return succeeded("x"); }}};
     const auto noThreads = [](posix::ThreadName, const std::function<void()>&) {
@@ -471,7 +471,7 @@ TEST(CallServer, a_call_that_no_thread_can_be_started_for_is_told_to_come_later)
     thread.join();
 }
 
-TEST(CallServer, stopping_cancels_what_runs_and_removes_the_socket) {
+TEST(CallServer, stopping_cancels_running_calls_and_removes_the_socket) {
     CallServerStage stage;
     CompanionClient running{stage.support()};
     running.request("wait", nothing);
@@ -486,7 +486,7 @@ TEST(CallServer, stopping_cancels_what_runs_and_removes_the_socket) {
 }
 
 TEST(CallServer, stopping_does_not_wait_for_a_peer_that_does_not_read) {
-    CallServerStage stage{{.farewell = 20ms}};
+    CallServerStage stage{{.drainTimeout = 20ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
     CompanionClient other{stage.support()};
@@ -496,7 +496,7 @@ TEST(CallServer, stopping_does_not_wait_for_a_peer_that_does_not_read) {
     EXPECT_FALSE(client.response());
 }
 
-TEST(CallServer, stopping_answers_the_calls_that_wait) {
+TEST(CallServer, stopping_answers_waiting_calls) {
     CallServerStage stage{{.calls = 1}};
     CompanionClient running{stage.support()};
     running.request("wait", nothing);
@@ -511,8 +511,8 @@ TEST(CallServer, stopping_answers_the_calls_that_wait) {
     EXPECT_EQ(textOf(waiting.response()), "The call was cancelled.");
 }
 
-TEST(CallServer, stopping_does_not_wait_for_a_call_that_does_not_notice) {
-    CallServerStage stage{{.farewell = 20ms, .leaving = 20ms}};
+TEST(CallServer, stopping_does_not_wait_forever_for_a_call_that_ignores_its_cancellation) {
+    CallServerStage stage{{.drainTimeout = 20ms, .exitTimeout = 20ms}};
     CompanionClient client{stage.support()};
     client.request("stubborn", nothing);
     ASSERT_TRUE(stage.started.reaches(1));

@@ -53,7 +53,7 @@ void leaveStaleSocket(const std::filesystem::path& path) {
 
 } // namespace
 
-TEST(ListeningSocket, lies_in_a_closed_folder_and_is_itself_closed_to_others) {
+TEST(ListeningSocket, is_closed_to_other_users_and_so_is_its_folder) {
     const Place place;
     const mode_t mask = ::umask(0);
     const auto socket = ListeningSocket::open(place.support());
@@ -65,7 +65,7 @@ TEST(ListeningSocket, lies_in_a_closed_folder_and_is_itself_closed_to_others) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, tells_our_process_id_while_it_is_open) {
+TEST(ListeningSocket, writes_our_process_id_while_it_is_open) {
     const Place place;
     const auto id = [&] {
         std::string text;
@@ -87,7 +87,7 @@ TEST(ListeningSocket, is_removed_at_the_end_and_can_be_opened_again) {
     EXPECT_TRUE(ListeningSocket::open(place.support()));
 }
 
-TEST(ListeningSocket, a_second_start_finds_the_first) {
+TEST(ListeningSocket, a_second_start_finds_the_first_one_running) {
     const Place place;
     const auto socket = ListeningSocket::open(place.support());
     EXPECT_EQ(place.refusal(), "Vostel is already running.");
@@ -142,7 +142,7 @@ TEST(ListeningSocket, a_stale_socket_is_replaced) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, a_socket_that_somebody_answers_on_is_left_alone) {
+TEST(ListeningSocket, a_socket_on_which_a_process_answers_is_left_alone) {
     const Place place;
     std::filesystem::create_directories(place.folder());
     const posix::FileDescriptor other{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -165,18 +165,18 @@ TEST(ListeningSocket, a_socket_that_took_the_place_of_ours_is_not_removed) {
     EXPECT_TRUE(std::filesystem::exists(place.socket()));
 }
 
-TEST(ListeningSocket, what_is_no_socket_is_not_removed) {
+TEST(ListeningSocket, a_file_that_is_not_a_socket_is_not_removed) {
     const Place place;
     vostel_tests::writeFile(place.socket(), "a letter");
     EXPECT_EQ(place.refusal(), "Vostel cannot serve at '" + place.socket().string() +
-                                   "', because a file that is no socket stands there.");
+                                   "', because a file that is not a socket is there.");
     EXPECT_TRUE(std::filesystem::is_regular_file(place.socket()));
 }
 
-TEST(ListeningSocket, a_folder_that_others_can_write_to_is_refused) {
+TEST(ListeningSocket, a_folder_that_other_users_can_write_to_is_refused) {
     const Place place;
     const std::string sentence = "Vostel does not serve from '" + place.folder().string() +
-                                 "', because it is not a folder of this user's that only the user can write to.";
+                                 "', because it is not a folder that belongs to you and that only you can write to.";
     struct Row {
         const char* when;
         mode_t mode;
@@ -196,7 +196,7 @@ TEST(ListeningSocket, a_folder_that_others_can_write_to_is_refused) {
     });
 }
 
-TEST(ListeningSocket, a_folder_of_somebody_else_is_refused) {
+TEST(ListeningSocket, a_folder_of_another_user_is_refused) {
     if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can give a folder away";
     const Place place;
     std::filesystem::create_directories(place.folder());

@@ -28,8 +28,8 @@ CompanionClient::CompanionClient(const std::filesystem::path& applicationSupport
     auto connected = posix::UnixSocket::connect(MCPConnectLogic::socketPath(applicationSupportDirectory));
     if (!connected) return;
     socket_ = *std::move(connected);
-    const timeval patience{30, 0};
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const timeval timeout{30, 0};
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
 }
 
 void CompanionClient::request(std::string_view tool, const MCPValue& arguments, std::string requestID) {

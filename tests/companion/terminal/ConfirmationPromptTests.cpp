@@ -16,14 +16,14 @@ OpenConfirmation removal(std::uint8_t id, const std::string& word) {
 
 std::string question(const std::string& word) {
     return "\nAn AI client asks for your confirmation:\n    Remove the vocabulary rule for \"" + word +
-           "\"\nDo it? y/n: ";
+           "\"\nAllow it? y/n: ";
 }
 
-const std::string gone = "\nThis request no longer waits: it was answered elsewhere, or it has expired.\n";
+const std::string gone = "\nThis request was answered elsewhere, or it has expired.\n";
 
 } // namespace
 
-TEST(ConfirmationPrompt, asks_once_and_takes_any_way_to_answer) {
+TEST(ConfirmationPrompt, asks_once_and_accepts_several_ways_to_answer) {
     struct Row {
         const char* line;
         std::optional<Decision> decision;
@@ -37,49 +37,49 @@ TEST(ConfirmationPrompt, asks_once_and_takes_any_way_to_answer) {
         SCOPED_TRACE(row.line);
         ConfirmationPrompt prompt;
         const Open open{removal(1, "one")};
-        EXPECT_EQ(prompt.look(open), (Turn{question("one"), true, std::nullopt}));
-        EXPECT_EQ(prompt.look(open), Turn{}) << "asked already";
+        EXPECT_EQ(prompt.poll(open), (Turn{question("one"), true, std::nullopt}));
+        EXPECT_EQ(prompt.poll(open), Turn{}) << "asked already";
         const Turn expected = row.decision ? Turn{"", false, Answer{uuid(1), *row.decision}}
                                            : Turn{"Please answer y or n: ", false, std::nullopt};
-        EXPECT_EQ(prompt.hear(row.line), expected);
+        EXPECT_EQ(prompt.handleInput(row.line), expected);
     }
 }
 
-TEST(ConfirmationPrompt, comes_to_the_next_request_when_the_first_is_answered) {
+TEST(ConfirmationPrompt, asks_about_the_next_request_after_the_first_is_answered) {
     ConfirmationPrompt prompt;
-    std::ignore = prompt.look(Open{removal(1, "one"), removal(2, "two")});
-    EXPECT_EQ(prompt.hear("y").answer, (Answer{uuid(1), Decision::confirmed}));
-    EXPECT_EQ(prompt.look(Open{removal(2, "two")}), (Turn{question("two"), true, std::nullopt}));
-    EXPECT_EQ(prompt.hear("n").answer, (Answer{uuid(2), Decision::denied}));
-    EXPECT_EQ(prompt.look({}), Turn{});
+    std::ignore = prompt.poll(Open{removal(1, "one"), removal(2, "two")});
+    EXPECT_EQ(prompt.handleInput("y").answer, (Answer{uuid(1), Decision::confirmed}));
+    EXPECT_EQ(prompt.poll(Open{removal(2, "two")}), (Turn{question("two"), true, std::nullopt}));
+    EXPECT_EQ(prompt.handleInput("n").answer, (Answer{uuid(2), Decision::denied}));
+    EXPECT_EQ(prompt.poll({}), Turn{});
 }
 
-TEST(ConfirmationPrompt, takes_back_a_question_that_is_settled_elsewhere) {
+TEST(ConfirmationPrompt, withdraws_a_question_that_was_answered_elsewhere) {
     ConfirmationPrompt prompt;
-    std::ignore = prompt.look(Open{removal(1, "one")});
-    EXPECT_EQ(prompt.look({}), (Turn{gone, false, std::nullopt}));
-    EXPECT_EQ(prompt.hear("y"), Turn{}) << "an answer to nothing";
+    std::ignore = prompt.poll(Open{removal(1, "one")});
+    EXPECT_EQ(prompt.poll({}), (Turn{gone, false, std::nullopt}));
+    EXPECT_EQ(prompt.handleInput("y"), Turn{}) << "an answer to nothing";
 }
 
-TEST(ConfirmationPrompt, an_answer_to_the_old_question_is_not_one_to_the_next) {
+TEST(ConfirmationPrompt, an_answer_to_the_old_question_does_not_answer_the_next) {
     ConfirmationPrompt prompt;
-    std::ignore = prompt.look(Open{removal(1, "one")});
-    const Turn turn = prompt.look(Open{removal(2, "two")});
+    std::ignore = prompt.poll(Open{removal(1, "one")});
+    const Turn turn = prompt.poll(Open{removal(2, "two")});
     EXPECT_EQ(turn, (Turn{gone + question("two"), true, std::nullopt}));
 }
 
-TEST(ConfirmationPrompt, shows_every_word_that_is_to_be_confirmed) {
+TEST(ConfirmationPrompt, shows_every_word_to_confirm) {
     OpenConfirmation many = removal(1, "word");
     auto& words = std::get<ConfirmableAction::RemoveWords>(many.action.is).words;
     words.resize(50, "word");
     words.push_back("last");
     ConfirmationPrompt prompt;
-    EXPECT_TRUE(prompt.look(Open{many}).text.ends_with(", \"last\"\nDo it? y/n: "));
+    EXPECT_TRUE(prompt.poll(Open{many}).text.ends_with(", \"last\"\nAllow it? y/n: "));
 }
 
 TEST(ConfirmationPrompt, words_cannot_draw_on_the_terminal) {
     ConfirmationPrompt prompt;
-    EXPECT_EQ(prompt.look(Open{removal(1, hostile + "\n\t")}).text, question(harmless + "  "));
+    EXPECT_EQ(prompt.poll(Open{removal(1, hostile + "\n\t")}).text, question(harmless + "  "));
 }
 
 } // namespace vostel_companion

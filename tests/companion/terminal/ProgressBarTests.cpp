@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 TEST(ProgressLine, shows_what_fits) {
     struct Row {
         const char* when;
-        double share;
+        double fraction;
         std::chrono::milliseconds elapsed;
         std::size_t columns;
         std::string line;
@@ -29,12 +29,13 @@ TEST(ProgressLine, shows_what_fits) {
         {"no room at all", 0.5, 0ms, 1, ""},
         {"a terminal of unknown width", 0, 0ms, 0, "Work  [" + std::string(40, ' ') + "]   0%"},
         {"a wide terminal", 0, 0ms, 500, "Work  [" + std::string(40, ' ') + "]   0%"},
-        {"a share below nothing", -1, 0ms, 20, "Work   0%"},
-        {"a share beyond everything", 2, 0ms, 20, "Work 100%"},
-        {"a share that is no number", std::nan(""), 0ms, 20, "Work   0%"},
+        {"a fraction below nothing", -1, 0ms, 20, "Work   0%"},
+        {"a fraction beyond everything", 2, 0ms, 20, "Work 100%"},
+        {"a fraction that is no number", std::nan(""), 0ms, 20, "Work   0%"},
     };
-    vostel_tests::forEachRow(
-        rows, [&](const Row& row) { EXPECT_EQ(progressLine("Work", row.share, row.elapsed, row.columns), row.line); });
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_EQ(progressLine("Work", row.fraction, row.elapsed, row.columns), row.line);
+    });
 }
 
 namespace {
@@ -50,7 +51,7 @@ struct Screen {
 
 } // namespace
 
-TEST(ProgressBar, redraws_its_line_and_leaves_it_empty) {
+TEST(ProgressBar, redraws_its_line_and_clears_it_at_the_end) {
     Screen screen;
     {
         ProgressBar bar{screen.terminal, "Work"};
@@ -62,7 +63,7 @@ TEST(ProgressBar, redraws_its_line_and_leaves_it_empty) {
     EXPECT_EQ(screen.take(), "\r\x1B[K");
 }
 
-TEST(ProgressBar, redraws_no_more_than_ten_times_a_second_before_the_end) {
+TEST(ProgressBar, redraws_at_most_ten_times_a_second_before_the_end) {
     Screen screen;
     ProgressBar bar{screen.terminal, "Work"};
     screen.take();

@@ -18,7 +18,7 @@ TEST(Wording, times_read_as_on_a_clock) {
     for (const Row& row : rows) EXPECT_EQ(clockText(row.time), row.text);
 }
 
-TEST(Wording, moments_are_told_in_the_users_time_zone) {
+TEST(Wording, times_are_in_the_time_zone_of_the_user) {
     const Timestamp moment{1'000'000'000'000ms};
     ::setenv("TZ", "UTC-02:00", 1);
     ::tzset();

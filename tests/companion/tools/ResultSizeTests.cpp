@@ -1,5 +1,5 @@
-#include "companion/tools/PartedText.h"
 #include "companion/tools/ResultSize.h"
+#include "companion/tools/TruncatedTranscript.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -48,13 +48,13 @@ TEST(ResultSize, counts_what_the_client_is_sent) {
     EXPECT_EQ(resultSize(textOf(1000)), resultSize(textOf(0)) + 1000);
 }
 
-TEST(PartedText, shows_all_or_the_first_parts_and_saves_the_whole_only_when_it_is_cut) {
+TEST(TruncatedTranscript, shows_all_or_the_first_parts_and_saves_the_whole_only_if_it_is_cut) {
     int saved = 0;
     const auto save = [&] {
         ++saved;
         return std::optional<std::string>{"/a.txt"};
     };
-    PartedText text{"één two three", {5, 9, 15}, save};
+    TruncatedTranscript text{"één two three", {5, 9, 15}, save};
     EXPECT_EQ(text.parts(), 3U);
     EXPECT_EQ(text.shown(3), "één two three");
     EXPECT_EQ(saved, 0);
@@ -63,13 +63,13 @@ TEST(PartedText, shows_all_or_the_first_parts_and_saves_the_whole_only_when_it_i
     EXPECT_EQ(text.shown(0), "\n\n[TRUNCATED: showing first 0 of 13 characters.] Full transcript saved at: /a.txt");
     EXPECT_EQ(saved, 1);
 
-    PartedText unsaved{"one two", {3, 7}, [] { return std::nullopt; }};
+    TruncatedTranscript unsaved{"one two", {3, 7}, [] { return std::nullopt; }};
     EXPECT_EQ(unsaved.shown(1),
               "one\n\n[TRUNCATED: showing first 3 of 7 characters.] Full transcript was not yet saved to disk.");
 }
 
-TEST(PartedText, ends_that_do_not_fit_the_text_never_cut_a_character) {
-    PartedText text{"één two", {1, 4, 400}, [] { return std::nullopt; }};
+TEST(TruncatedTranscript, wrong_ends_never_cut_a_character) {
+    TruncatedTranscript text{"één two", {1, 4, 400}, [] { return std::nullopt; }};
     EXPECT_EQ(text.parts(), 2U);
     EXPECT_TRUE(text.shown(1).starts_with("\n\n[TRUNCATED: showing first 0 of 7 characters.]")) << text.shown(1);
     EXPECT_TRUE(text.shown(0).starts_with("\n\n[TRUNCATED: showing first 0 of 7 characters.]"));

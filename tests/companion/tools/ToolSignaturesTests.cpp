@@ -1,8 +1,7 @@
 // The records of the tools have the keys and types that the catalogue announces to clients.
 #include "companion/tools/ToolSignatures.h"
-#include "kit/jsonrpc/Codec.h"
-#include "kit/jsonrpc/JSONWriter.h"
 #include "kit/tools/MCPToolCatalogue.h"
+#include "tests/support/JSON.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -12,6 +11,7 @@
 
 namespace vostel_companion {
 
+using vostel_tests::written;
 using VostelMCPKit::MCPTool;
 using VostelMCPKit::MCPValue;
 using VostelMCPKit::MCPToolCatalogue::tools;
@@ -98,12 +98,6 @@ MCPValue reduced(const MCPValue& schema, Required required) { // NOLINT(misc-no-
     return MCPValue::object(std::move(members));
 }
 
-std::string json(const MCPValue& value) {
-    VostelMCPKit::Bytes written;
-    EXPECT_TRUE(VostelMCPKit::writeJSON(value, written));
-    return std::string{written.text()};
-}
-
 struct Announced {
     std::string arguments;
     std::string result;
@@ -112,8 +106,8 @@ struct Announced {
 Announced announced(const std::string& name) {
     for (const MCPTool& tool : tools(/*youTubeAvailable=*/true)) {
         if (tool.name != name) continue;
-        return {json(reduced(tool.inputSchema.value, Required::kept)),
-                json(reduced(tool.outputSchema.value().value, Required::leftOut))};
+        return {written(reduced(tool.inputSchema.value, Required::kept)),
+                written(reduced(tool.outputSchema.value().value, Required::leftOut))};
     }
     return {};
 }
@@ -123,8 +117,8 @@ void expectAnnounced() {
     const auto expectOne = []<class Signature>(const Signature*) {
         SCOPED_TRACE(Signature::name);
         const Announced schemas = announced(Signature::name);
-        EXPECT_EQ(json(Schema<typename Signature::Arguments>::value()), schemas.arguments);
-        EXPECT_EQ(json(reduced(Schema<typename Signature::Result>::value(), Required::leftOut)), schemas.result);
+        EXPECT_EQ(written(Schema<typename Signature::Arguments>::value()), schemas.arguments);
+        EXPECT_EQ(written(reduced(Schema<typename Signature::Result>::value(), Required::leftOut)), schemas.result);
     };
     (expectOne(static_cast<const Signatures*>(nullptr)), ...);
 
@@ -141,10 +135,10 @@ TEST(ToolSignatures, have_the_keys_and_types_of_the_announced_schemas) {
 }
 
 TEST(ToolSignatures, a_schema_of_a_record_names_nested_keys_and_required_ones) {
-    EXPECT_EQ(json(Schema<TranscribeFile::Arguments>::value()),
+    EXPECT_EQ(written(Schema<TranscribeFile::Arguments>::value()),
               R"({"additionalProperties":false,"properties":{"language":{"type":"string"},"path":{"type":"string"}},)"
               R"("required":["path"],"type":"object"})");
-    EXPECT_EQ(json(Schema<ModelsList::Result>::value()),
+    EXPECT_EQ(written(Schema<ModelsList::Result>::value()),
               R"({"additionalProperties":false,"properties":{"models":{"items":{"additionalProperties":false,)"
               R"("properties":{"displayName":{"type":"string"},"identifier":{"type":"string"},)"
               R"("installed":{"type":"boolean"}},"required":["identifier","displayName","installed"],)"

@@ -1,4 +1,4 @@
-// All tools on a folder of their own, in a world that the test writes.
+// All tools with a folder of their own and scripted dependencies.
 #pragma once
 
 #include "companion/store/Settings.h"
@@ -73,7 +73,7 @@ struct ToolStage {
                 return heard;
             },
             .models = fixture.models,
-            .tellPerson = [this](const OpenConfirmation& confirmation) { told.push_back(confirmation); },
+            .notifyUser = [this](const OpenConfirmation& confirmation) { told.push_back(confirmation); },
             .now = [this] { return time; },
             .newID = [this] { return uuid(++lastID); },
             .localMidnight = [](std::chrono::year_month_day day) { return std::chrono::sys_days{day}; },
@@ -107,7 +107,7 @@ struct ToolStage {
     }
 
     MCPToolOutcome run(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
-        return tools.at(name)({arguments, cancellation, [this](double share) { progress.push_back(share); }});
+        return tools.at(name)({arguments, cancellation, [this](double fraction) { progress.push_back(fraction); }});
     }
 
     /// The text of a tool that ran, whose structured result is what the tool's schema says; what is wrong otherwise.
@@ -120,7 +120,7 @@ struct ToolStage {
         const std::string wrong = vostel_tests::mismatch(result, vostel_tests::outputSchema(name));
         return wrong.empty() ? done->text : "the result does not fit its schema: " + wrong;
     }
-    /// The sentence of a tool that failed, was denied, or waits for the person.
+    /// The sentence of a tool that failed, was denied, or waits for the user.
     std::string refusal(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
         return refusalOf(run(name, arguments));
     }

@@ -23,7 +23,7 @@ TEST(Tools, are_those_of_the_catalogue) {
     EXPECT_EQ(present, announced);
 }
 
-TEST(Tools, arguments_that_a_tool_does_not_take_are_refused_in_one_sentence) {
+TEST(Tools, wrong_arguments_are_refused_in_one_sentence) {
     const MCPValue rule = MCPValue::object({{"word", "a"}, {"replacement", "b"}});
     struct Row {
         const char* when;
@@ -131,7 +131,7 @@ TEST(Tools, arguments_that_a_tool_does_not_take_are_refused_in_one_sentence) {
     EXPECT_TRUE(stage.told.empty());
 }
 
-TEST(Tools, a_database_that_cannot_be_opened_is_said_in_one_sentence) {
+TEST(Tools, a_database_that_cannot_be_opened_is_reported_in_one_sentence) {
     ToolStage stage;
     writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
     const std::string sentence = "Vostel's database " + stage.paths.database().string() +
@@ -154,7 +154,7 @@ TEST(Tools, a_cancelled_call_does_not_wait_for_the_database) {
     EXPECT_TRUE(stage.told.empty());
 }
 
-TEST(Arguments, a_number_without_a_fraction_is_whole_however_it_is_written) {
+TEST(Arguments, a_number_without_a_fraction_is_whole_in_every_notation) {
     ToolStage stage;
     stage.allowReading();
     EXPECT_EQ(stage.text("history_list", MCPValue::object({{"limit", 10.0}})), "There are no dictations here.");

@@ -40,7 +40,7 @@ std::vector<std::filesystem::path> files(const ToolStage& stage) {
 
 } // namespace
 
-TEST(TranscribeFile, answers_stores_and_saves_the_words) {
+TEST(TranscribeFile, returns_stores_and_saves_the_words) {
     ToolStage stage;
     EXPECT_EQ(stage.text("transcribe_file", meeting), "hello there");
     EXPECT_EQ(stage.result,
@@ -80,7 +80,7 @@ TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
     EXPECT_EQ(readFile(files(stage)[0]), "Good morning John Dashwood mcp\n");
 }
 
-TEST(TranscribeFile, speechless_sound_is_an_empty_transcript) {
+TEST(TranscribeFile, sound_without_speech_is_an_empty_transcript) {
     ToolStage stage;
     stage.heard = spokenWords({});
     EXPECT_EQ(stage.text("transcribe_file", meeting), "");
@@ -123,7 +123,7 @@ TEST(TranscribeFile, a_result_stays_small_however_long_the_characters_are) {
     EXPECT_GT((*done.structured)["segments"]->asArray()->size(), 500U);
 }
 
-TEST(TranscribeFile, the_words_are_answered_also_when_nothing_can_be_stored) {
+TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
     ToolStage stage;
     writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
     writeFile(stage.paths.transcripts(), "and this is a file where a folder should be");
@@ -137,7 +137,7 @@ TEST(TranscribeFile, the_words_are_answered_also_when_nothing_can_be_stored) {
     EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result holds the words alone";
 }
 
-TEST(TranscribeFile, a_long_text_that_could_not_be_saved_says_so) {
+TEST(TranscribeFile, says_that_a_long_text_could_not_be_saved) {
     ToolStage stage;
     writeFile(stage.paths.transcripts(), "a file where a folder should be");
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
@@ -146,7 +146,7 @@ TEST(TranscribeFile, a_long_text_that_could_not_be_saved_says_so) {
                               "saved to disk."));
 }
 
-TEST(TranscriptFile, its_name_is_readable_whatever_the_source_is_called) {
+TEST(TranscriptFile, has_a_readable_name_for_every_source) {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
     struct Row {
@@ -217,14 +217,14 @@ TEST(TranscribeURL, each_refused_link_has_a_sentence_of_its_own) {
     });
 }
 
-TEST(TranscribeURL, an_impossible_language_is_refused_before_anything_is_fetched) {
+TEST(TranscribeURL, refuses_an_unknown_language_before_downloading) {
     ToolStage stage;
     EXPECT_EQ(stage.refusal("transcribe_url", MCPValue::object({{"url", "https://youtu.be/a"}, {"language", "?"}})),
               "The language '?' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.");
     EXPECT_TRUE(stage.resolved.empty());
 }
 
-TEST(TranscribeURL, failures_speak_of_the_link_and_not_of_our_file) {
+TEST(TranscribeURL, failures_name_the_link_and_not_the_downloaded_file) {
     ToolStage stage;
     stage.heard = std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{"/x", {AudioError::NotAudio{}}}});
     EXPECT_EQ(stage.refusal("transcribe_url", video),

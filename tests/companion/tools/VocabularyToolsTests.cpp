@@ -29,7 +29,7 @@ const std::string why = "\nA rule is skipped when its word has no usable text or
 
 } // namespace
 
-TEST(VocabularyTools, report_what_became_of_each_rule) {
+TEST(VocabularyTools, report_the_outcome_of_each_rule) {
     ToolStage stage;
     EXPECT_EQ(stage.text("vocabulary_list"), "0 vocabulary rules.");
     EXPECT_EQ(stage.text("vocabulary_add", rules({{"jon", "John"}, {" MCP ", ""}, {"!?", "x"}})),
@@ -50,14 +50,14 @@ TEST(VocabularyTools, report_what_became_of_each_rule) {
                                                        MCPValue::object({{"word", "MCP"}, {"replacement", ""}})})}}));
 }
 
-TEST(VocabularyTools, a_rule_that_is_far_too_long_is_skipped_and_not_repeated_in_full) {
+TEST(VocabularyTools, a_rule_that_is_too_long_is_skipped_and_repeated_only_in_part) {
     ToolStage stage;
     const std::string word(5'000'000, 'x');
     EXPECT_EQ(stage.text("vocabulary_add", rules({{word.c_str(), "short"}})),
               "1 outcome.\nskipped: " + std::string(1000, 'x') + "… → short" + why);
 }
 
-TEST(VocabularyTools, a_vocabulary_that_fills_a_result_is_shown_as_far_as_it_goes) {
+TEST(VocabularyTools, a_long_vocabulary_is_shown_as_far_as_it_fits_into_a_result) {
     ToolStage stage;
     {
         Database database = stage.database();
@@ -74,14 +74,14 @@ TEST(VocabularyTools, a_vocabulary_that_fills_a_result_is_shown_as_far_as_it_goe
     EXPECT_EQ((*text.structured)["entries"]->asArray()->size(), 1125U);
 }
 
-TEST(VocabularyRemove, waits_for_the_person_then_tells_what_was_removed_once) {
+TEST(VocabularyRemove, waits_for_the_user_and_then_returns_the_outcome_once) {
     ToolStage stage;
     EXPECT_EQ(stage.text("vocabulary_add", rules({{"Jon", "John"}, {"MCP", ""}})).substr(0, 10), "2 outcomes");
     const std::string pending = "waits (00000000-0000-0000-0000-000000000001): Remove the vocabulary rules for "
                                 "\"jon\", \"nothing\"";
     EXPECT_EQ(stage.refusal("vocabulary_remove", words({"jon", "nothing"})), pending);
     EXPECT_EQ(stage.refusal("vocabulary_remove", words({"NOTHING", "Jon", "jon"})), pending);
-    ASSERT_EQ(stage.told.size(), 1U) << "the person is told once";
+    ASSERT_EQ(stage.told.size(), 1U) << "the user is asked once";
     EXPECT_EQ(stage.told[0].request.id, uuid(1));
     EXPECT_EQ(stage.text("vocabulary_list"), "2 vocabulary rules.\nJon → John\nMCP (this spelling)");
 

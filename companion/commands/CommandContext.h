@@ -1,4 +1,4 @@
-// What the verbs are given of the world, so that their tests run in milliseconds.
+// The dependencies of the verbs. Tests replace them and run in milliseconds.
 #pragma once
 
 #include "companion/audio/AudioError.h"
@@ -22,32 +22,32 @@
 
 namespace vostel_companion {
 
-struct World {
+struct CommandContext {
     Paths paths;
-    /// Already up to date.
+    /// Its schema is up to date.
     Database& database;
     const ModelStore& models;
     Transcribe transcribe;
-    /// How long the sound in a file is.
+    /// Returns the length of the sound in a file.
     std::function<std::expected<Seconds, AudioError>(const std::string& path, Cancellation& cancellation)> measure;
-    /// What relative paths are relative to.
+    /// The base of relative paths.
     std::filesystem::path workingFolder;
     Confirmations::Clock now;
     VostelMCPKit::UUIDSource newID;
     LocalMidnight localMidnight;
 
-    /// The person wants long work to stop.
+    /// Cancelled when the user wants long work to stop.
     Cancellation& cancellation;
-    /// Writes to standard output, what was asked for; false when it could not be written.
+    /// Writes results to standard output. Returns false if that failed.
     std::function<bool(std::string_view)> print;
     /// Writes a sentence to standard error: what went wrong, or that there is nothing to print.
-    std::function<void(const std::string&)> tell;
-    /// Absent when standard error is no terminal.
+    std::function<void(const std::string&)> printError;
+    /// Absent if standard error is not a terminal.
     std::optional<ProgressTerminal> progress;
 
-    /// Tells of something that should have worked.
+    /// Prints the error of something that should have worked.
     Exit failed(const auto& error) const {
-        tell(error.description());
+        printError(error.description());
         return Exit::failed;
     }
 };

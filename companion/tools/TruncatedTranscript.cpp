@@ -1,4 +1,4 @@
-#include "companion/tools/PartedText.h"
+#include "companion/tools/TruncatedTranscript.h"
 
 #include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
@@ -13,14 +13,14 @@ namespace vostel_companion {
 namespace MCPOutputLimit = VostelMCPKit::MCPOutputLimit;
 using VostelMCPKit::countCharacters;
 
-PartedText::PartedText(std::string text, std::vector<std::size_t> ends, SaveWhole saveWhole)
+TruncatedTranscript::TruncatedTranscript(std::string text, std::vector<std::size_t> ends, SaveWhole saveWhole)
     : text_{std::move(text)}, ends_{std::move(ends)}, saveWhole_{std::move(saveWhole)} {
     const auto count = countCharacters(text_, MCPOutputLimit::limit);
     characters_ = count.characters;
     parts_ = static_cast<std::size_t>(std::ranges::upper_bound(ends_, count.prefixBytes) - ends_.begin());
 }
 
-std::string PartedText::shown(std::size_t parts) {
+std::string TruncatedTranscript::shown(std::size_t parts) {
     const bool isLong = characters_ > MCPOutputLimit::limit;
     if (parts >= parts_) return MCPOutputLimit::shape(text_, isLong ? savedAt() : std::nullopt).text;
 
@@ -31,7 +31,7 @@ std::string PartedText::shown(std::size_t parts) {
            MCPOutputLimit::truncationNotice(shownCharacters, static_cast<std::int64_t>(characters_), savedAt());
 }
 
-const std::optional<std::string>& PartedText::savedAt() {
+const std::optional<std::string>& TruncatedTranscript::savedAt() {
     if (!std::exchange(isSaved_, true)) savedAt_ = saveWhole_();
     return savedAt_;
 }

@@ -1,0 +1,43 @@
+// Cutting a long transcript for a client.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vostel_companion {
+
+/// A client is shown the whole text or, above MCPOutputLimit, its beginning and a notice that says where the whole is.
+/// The text consists of parts, such as words or turns. If the result is still too large, fewer parts can be shown.
+class TruncatedTranscript final {
+public:
+    /// Returns the path of a file with the whole text, if it could be saved. Called at most once, and only if the text
+    /// is cut.
+    using SaveWhole = std::function<std::optional<std::string>()>;
+
+    /// `ends` holds the offset in bytes at which each part ends, in ascending order.
+    TruncatedTranscript(std::string text, std::vector<std::size_t> ends, SaveWhole saveWhole);
+    TruncatedTranscript(const TruncatedTranscript&) = delete;
+    TruncatedTranscript& operator=(const TruncatedTranscript&) = delete;
+
+    /// How many parts the limit allows to be shown whole.
+    [[nodiscard]] std::size_t parts() const { return parts_; }
+    /// The first `parts` parts, with the notice if something is missing. With `parts()`, everything that the limit
+    /// allows.
+    [[nodiscard]] std::string shown(std::size_t parts);
+
+private:
+    [[nodiscard]] const std::optional<std::string>& savedAt();
+
+    const std::string text_;
+    const std::vector<std::size_t> ends_;
+    const SaveWhole saveWhole_;
+    std::size_t characters_ = 0;
+    std::size_t parts_ = 0;
+    bool isSaved_ = false;
+    std::optional<std::string> savedAt_;
+};
+
+} // namespace vostel_companion
