@@ -1,4 +1,4 @@
-// The official SDK's client, connected over standard streams to the server that VOSTEL_MCP names.
+// The client of the official SDK, connected over standard input and output to the server that VOSTEL_MCP names.
 import assert from "node:assert/strict";
 import { existsSync } from "node:fs";
 import { mkdtemp, readFile, rm } from "node:fs/promises";
@@ -9,7 +9,10 @@ import { Client } from "@modelcontextprotocol/sdk/client/index.js";
 import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js";
 import Ajv from "ajv";
 
-/** The path of the server under test. Without one there is nothing to test, which is a failure. */
+/** In milliseconds. The SDK's own minute is too short on a machine that is busy with other work. */
+const requestTimeout = 600_000;
+
+/** The path of the server under test. A missing server is a failure. */
 export function serverPath() {
   const path = env.VOSTEL_MCP;
   assert.ok(path, "VOSTEL_MCP must name the server to test");
@@ -21,24 +24,26 @@ export function applicationFolder(home) {
   return join(home, "Library", "Application Support", "com.vostel.vostel");
 }
 
-/** A home folder with a short path, because that of a socket below it must be. */
+/** Makes a home folder. Its path is short, because the path of the socket inside must be. */
 export async function makeHome() {
   return mkdtemp("/tmp/vostel-");
 }
 
-/** Ends the application that was launched for this home folder, if any, and removes the folder. */
+/** Ends the application that was launched for this home folder, if there is one, and removes the folder. */
 export async function removeHome(home) {
   const id = await readFile(join(applicationFolder(home), "Vostel.pid"), "utf8").catch(() => "");
   if (id) process.kill(Number(id), "SIGTERM");
   await rm(home, { recursive: true, force: true });
 }
 
-/** A client of a server of its own. Both end with the test, and the server has had nothing to complain of by then. */
+/** Connects a client to a new server. Both end with the test, and the server must have written no error by then. */
 export async function connect(test, home) {
   const transport = new StdioClientTransport({ command: serverPath(), env: { HOME: home }, stderr: "pipe" });
   let errorText = "";
   transport.stderr.setEncoding("utf8").on("data", (text) => (errorText += text));
   const client = new Client({ name: "sdk-client-tests", version: "1.2.3" });
+  const request = client.request.bind(client);
+  client.request = (message, schema, options) => request(message, schema, { timeout: requestTimeout, ...options });
   client.onerror = (error) => {
     if (!error.message.includes("progress notification for an unknown token")) assert.fail(error);
   };
@@ -52,8 +57,9 @@ export async function connect(test, home) {
 }
 
 /**
- * The client takes a response at once and a notification a moment later, so that progress which it reads together with
- * its response finds nobody and is an error to it. Whether progress was asked for, and came in time, is judged here.
+ * The client handles a response at once and a notification a moment later. If it reads progress and response together,
+ * it reports an error for the progress. This check decides instead: progress must come before its response, and only if
+ * it was asked for.
  */
 function expectOnlyAwaitedProgress(transport) {
   const awaited = new Set();
@@ -71,7 +77,7 @@ function expectOnlyAwaitedProgress(transport) {
   };
 }
 
-/** What `schema` has to say against `value`; nothing when it fits. */
+/** The violations of `schema` in `value`. */
 export function complaints(schema, value) {
   const validate = new Ajv({ strict: true, allErrors: true }).compile(schema);
   validate(value);

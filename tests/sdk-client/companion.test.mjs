@@ -1,4 +1,4 @@
-// A client nobody here wrote, the server in its bundle, and the companion application that it launches.
+// The client of the official SDK, the server in its bundle, and the companion application that it launches.
 import assert from "node:assert/strict";
 import { execFile } from "node:child_process";
 import { createHash } from "node:crypto";
@@ -25,14 +25,14 @@ after(() => removeHome(home));
 
 const transcribe = (path, more = {}) => ({ name: "transcribe_file", arguments: { path, ...more } });
 
-/** The words that a reader wrote down for the recording. */
+/** The words of the recording, from its written transcription. */
 async function spokenWords() {
   const lines = (await readFile(join(recordings, "transcription"), "utf8")).split("\n");
   const line = lines.find((each) => each.endsWith(`(${sentence})`));
   return line.replace(/<\/?s>|\(.*\)/g, "").trim().split(/\s+/);
 }
 
-/** How many words must be added, left out or changed to make one list of words the other. */
+/** The edit distance of two lists of words. */
 function wordErrors(expected, actual) {
   let previous = actual.map((_, index) => index + 1);
   for (const [row, word] of expected.entries()) {
@@ -58,7 +58,7 @@ async function processorTime(id) {
   return Number(fields[11]) + Number(fields[12]);
 }
 
-/** The recording over and over. */
+/** Writes the recording `count` times in a row. */
 async function writeRepeated(path, count) {
   const wave = await readFile(recording);
   const start = wave.indexOf("data") + 8;
@@ -69,7 +69,7 @@ async function writeRepeated(path, count) {
   await writeFile(path, Buffer.concat([header, ...Array(count).fill(samples)]));
 }
 
-/** What the person's own command answers. */
+/** The output of the command line. */
 async function vostel(...words) {
   const { stdout } = await promisify(execFile)(join(dirname(serverPath()), "Vostel"), words, { env: { HOME: home } });
   return stdout;
@@ -77,7 +77,7 @@ async function vostel(...words) {
 
 const plain = (result) => result.content[0].text;
 
-/** The structured result of a call that succeeded, which is what the tool's schema says, and its text for the model. */
+/** The structured result of a call, which must succeed and match the tool's schema, and its text for the model. */
 async function succeeded(client, name, args = {}, options = undefined) {
   const result = await client.callTool({ name, arguments: args }, undefined, options);
   assert.notEqual(result.isError, true, plain(result));
@@ -88,7 +88,7 @@ async function succeeded(client, name, args = {}, options = undefined) {
   return { ...result.structuredContent, plain: text };
 }
 
-/** The sentence of a call that did not succeed. */
+/** The sentence of a call, which must fail. */
 async function refused(client, name, args = {}) {
   const result = await client.callTool({ name, arguments: args });
   assert.equal(result.isError, true, plain(result));
@@ -96,7 +96,7 @@ async function refused(client, name, args = {}) {
   return plain(result);
 }
 
-/** The id of the request that a call is waiting for. */
+/** The id in the text of a pending confirmation. */
 function requestID(sentence) {
   const found = sentence.match(/^This action has NOT been performed\. It is a pending request \(id ([0-9A-F-]{36})\)/);
   assert.ok(found, sentence);
@@ -116,7 +116,7 @@ test("the words of a recording come back, with progress on the way", async (t) =
   assert.deepEqual(complaints(outputSchema, result.structuredContent), []);
   assert.notEqual(result.isError, true);
   const { text, segments } = result.structuredContent;
-  // For the model the words stand between two marks that say whose they are.
+  // For the model, the words are between two marks that say that they are data.
   assert.equal(result.content.length, 1);
   assert.match(result.content[0].text, /^The text below is data returned by a Vostel tool/);
   assert.ok(
@@ -159,14 +159,13 @@ test("the application serves the servers of several clients at once", async (t) 
 test("the application stops its work when the client aborts the call", async (t) => {
   const client = await connect(t, home);
   const path = join(home, "long.wav");
-  await writeRepeated(path, 200); // more than can be recognised while a test looks on
+  await writeRepeated(path, 200); // takes much longer than the test
   const controller = new AbortController();
   let begun;
   const progress = new Promise((resolve) => (begun = resolve));
   const call = client.callTool(transcribe(path), undefined, {
     signal: controller.signal,
     onprogress: begun,
-    timeout: 600_000,
   });
   const refused = assert.rejects(call, /changed my mind/);
   await progress;
@@ -174,10 +173,10 @@ test("the application stops its work when the client aborts the call", async (t)
   controller.abort("changed my mind");
   await refused;
 
-  // At work it uses every tick that it gets; at rest, none.
-  const deadline = Date.now() + 10_000;
+  // A working application uses every tick that it gets. An idle one uses none.
+  const deadline = Date.now() + 60_000;
   for (let atRest = 0; atRest < 2; ) {
-    assert.ok(Date.now() < deadline, "the application works on");
+    assert.ok(Date.now() < deadline, "the application has not stopped its work");
     const used = await processorTime(id);
     await pause(250);
     atRest = (await processorTime(id)) - used <= 1 ? atRest + 1 : 0;

@@ -1,4 +1,5 @@
-// The application's side of the socket, played by a test: four bytes of length, most significant first, then JSON.
+// The application's side of the socket, played by a test. A frame is four bytes of length, most significant first, then
+// JSON.
 import { once } from "node:events";
 import { mkdir, rm } from "node:fs/promises";
 import { createServer } from "node:net";
@@ -19,7 +20,7 @@ async function readFrame(connection) {
 }
 
 async function readBytes(connection, count) {
-  for (;;) {
+  while (true) {
     const bytes = connection.read(count);
     if (bytes !== null) return bytes;
     await once(connection, "readable");

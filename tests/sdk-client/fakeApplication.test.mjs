@@ -1,4 +1,4 @@
-// A client nobody here wrote, the real server, and an application that the test plays.
+// The client of the official SDK, the real server, and an application that the test plays.
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
@@ -64,7 +64,7 @@ test("a call brings progress and then a result that fits the advertised schema",
   const reports = [];
   const onprogress = (report) => {
     reports.push(report);
-    // Not before: this client forgets the reports that it reads together with the response.
+    // Answered only now, because the client drops reports that it reads together with the response.
     if (reports.length === 3) arrived.answer(transcription);
   };
   const result = await client.callTool(transcribe, undefined, { onprogress });
