@@ -3,8 +3,8 @@
 namespace vostel_companion {
 
 bool ProgressThrottle::admits(double fraction, Time now) {
-    if (last && fraction <= last->fraction) return false;
-    if (last && fraction < 1 && now < last->at + interval) return false;
+    if (fraction >= 1) return false;
+    if (last && (fraction <= last->fraction || now < last->at + interval)) return false;
     last = Report{now, fraction};
     return true;
 }

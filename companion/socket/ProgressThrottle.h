@@ -1,4 +1,4 @@
-// How often a running call tells of its progress.
+// How often a running call reports its progress.
 #pragma once
 
 #include <chrono>
@@ -6,8 +6,8 @@
 
 namespace vostel_companion {
 
-/// Lets through the first report, later ones that come an interval after the last and go further than it, and the one
-/// that the work is done.
+/// Admits the first report, and later ones that come at least one interval after the last and go further. Never admits
+/// 1, because the answer says that the work is done. Claude Code drops the connection if it reads both at once.
 struct ProgressThrottle {
     using Time = std::chrono::steady_clock::time_point;
     struct Report {
@@ -20,7 +20,7 @@ struct ProgressThrottle {
     std::chrono::milliseconds interval{0};
     std::optional<Report> last;
 
-    /// Whether the report is due; then it counts as made.
+    /// Whether to send the report. If so, it counts as sent.
     [[nodiscard]] bool admits(double fraction, Time now);
 
     bool operator==(const ProgressThrottle&) const = default;

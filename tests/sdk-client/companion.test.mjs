@@ -145,7 +145,7 @@ test("the words of a recording come back, with progress on the way", async (t) =
   let fraction = -1;
   for (const { progress, total } of reports) {
     assert.equal(total, 1);
-    assert.ok(progress > fraction && progress <= 1, `${progress} after ${fraction}`);
+    assert.ok(progress > fraction && progress < 1, `${progress} after ${fraction}`);
     fraction = progress;
   }
 });
@@ -339,7 +339,8 @@ test("a model is installed from the catalogue and removed when the user confirms
   const reports = [];
   const done = await succeeded(client, "model_install", { identifier: "de" }, { onprogress: ({ progress }) => reports.push(progress) });
   assert.deepEqual([done.identifier, done.installed], ["de", true]);
-  assert.equal(reports.at(-1), 1);
+  // The answer says that the work is done, not a report.
+  assert.ok(reports.every((progress) => progress < 1), reports.join());
   assert.match(await refused(client, "model_install", { identifier: "fr" }), /^The model fr was not installed, because its SHA-256 is /);
   assert.deepEqual(await installed(), { "en-us": true, de: true, fr: false });
 

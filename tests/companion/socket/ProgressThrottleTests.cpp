@@ -7,7 +7,7 @@ namespace vostel_companion {
 
 using namespace std::chrono_literals;
 
-TEST(ProgressThrottle, admits_the_first_the_last_and_what_comes_an_interval_later) {
+TEST(ProgressThrottle, admits_the_first_report_and_those_an_interval_apart_but_never_the_end) {
     struct Row {
         const char* when;
         std::chrono::milliseconds at;
@@ -20,7 +20,7 @@ TEST(ProgressThrottle, admits_the_first_the_last_and_what_comes_an_interval_late
         {"the first", 0ms, 0.1, true},           {"too soon", 199ms, 0.2, false},
         {"an interval later", 200ms, 0.2, true}, {"no further", 900ms, 0.2, false},
         {"backwards", 900ms, 0.1, false},        {"further", 900ms, 0.3, true},
-        {"done, however soon", 901ms, 1, true},  {"done again", 2000ms, 1, false},
+        {"done", 2000ms, 1, false},              {"more than done", 2000ms, 1.5, false},
     };
     vostel_tests::forEachRow(
         rows, [&](const Row& row) { EXPECT_EQ(throttle.admits(row.fraction, start + row.at), row.admitted); });
