@@ -1,5 +1,5 @@
-// Vostel: carries out the tools that vostel-mcp offers. It has no window. Without arguments it serves the socket until a
-// signal ends it; with arguments it runs one verb. This file gives the verbs their dependencies.
+// Vostel: carries out the tools that vostel-mcp offers. It has no window. Without arguments it serves the socket until
+// a signal ends it; with arguments it runs one verb. This file gives the verbs their dependencies.
 
 #include "companion/audio/AudioDuration.h"
 #include "companion/commands/ClientsVerb.h"

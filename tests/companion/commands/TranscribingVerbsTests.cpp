@@ -225,7 +225,8 @@ TEST_F(TranscriptVerbs, print_one_transcript_whole) {
     EXPECT_EQ(run(Command::ShowTranscript{"F"}, context), Exit::refused);
     EXPECT_EQ(takeTold(), "No transcript has an id that begins with F.\n");
     EXPECT_EQ(run(Command::ShowTranscript{"0"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "More than one transcript has an id that begins with 0; please give more characters of the id.\n");
+    EXPECT_EQ(takeTold(),
+              "More than one transcript has an id that begins with 0; please give more characters of the id.\n");
 }
 
 } // namespace vostel_companion
