@@ -1,8 +1,8 @@
 #include "server/MCPCallProxy.h"
 
 #include "kit/jsonrpc/MCPDispatchLogic.h"
-#include "kit/jsonrpc/MCPLine.h"
 #include "kit/wire/MCPWireVersionLogic.h"
+#include "server/sendLine.h"
 
 namespace vostel_mcp {
 
@@ -36,6 +36,11 @@ MCPResponse response(const MCPRequestID& id, std::expected<MCPWireResponse, MCPS
     return MCPResponse::result(id, std::get<MCPValue>(std::move(outcome->outcome)));
 }
 
+/// What the writer asks before each line of the call.
+std::shared_ptr<LineGate> linesOf(const std::shared_ptr<CallCancellation>& cancellation) {
+    return {cancellation, &cancellation->lines()};
+}
+
 /// Empty, which writes nothing, when the response holds a number without value.
 Bytes encodedLine(const MCPResponse& response) {
     Bytes line;
@@ -63,8 +68,8 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     const auto tool = params.string("name");
     if (!tool) {
         auto error = MCPError::invalidParams("tools/call requires params.name");
-        auto refusal = encodedLine(MCPResponse::failure(std::move(request.id), std::move(error)));
-        std::ignore = co_await uses_.standardOutput.send(std::move(refusal));
+        auto refusal = MCPResponse::failure(std::move(request.id), std::move(error));
+        co_await sendLine(dependencies_.standardOutput, std::move(refusal));
         co_return;
     }
     const MCPValue* arguments = params.find("arguments");
@@ -81,40 +86,41 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     request = {};
 
     co_await isolated();
-    call.wireID = registry_.registerCall(call.externalKey, std::move(token), uses_.makeUUID());
+    call.wireID = registry_.registerCall(call.externalKey, std::move(token), dependencies_.makeUUID());
     wireRequest.requestID = call.wireID;
-    auto cancellation = std::make_shared<std::atomic<bool>>(false);
-    tasks_.insert_or_assign(call.externalKey, cancellation);
-    start(run(weak_from_this(), uses_, std::move(call), std::move(wireRequest), std::move(cancellation)), uses_.calls);
+    auto cancellation = std::make_shared<CallCancellation>();
+    tasks_.insert_or_assign(call.wireID, cancellation);
+    start(run(weak_from_this(), dependencies_, std::move(call), std::move(wireRequest), std::move(cancellation)),
+          dependencies_.calls);
 }
 
-Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Uses uses, CallIdentity call,
-                             MCPWireRequest request, TaskCancellation cancellation) {
-    Executor& calls = uses.calls;
+Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies, CallIdentity call,
+                             MCPWireRequest request, Cancellation cancellation) {
+    Executor& calls = dependencies.calls;
     MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPWireProgress> reports) {
         start(relay(weakProxy, std::move(reports)), calls);
     };
-    auto outcome = co_await uses.socketClient.send(std::move(request), std::move(progress));
+    auto outcome = co_await dependencies.socketClient.send(std::move(request), std::move(progress), cancellation);
     const auto proxy = weakProxy.lock();
     if (!proxy) co_return;
     auto line = encodedLine(response(call.requestID, std::move(outcome)));
     const bool isLarge = line.size() > largeLine;
-    // Asked as late as possible: a cancellation may come while a large response is being encoded.
-    const bool mayAnswer = co_await proxy->mayAnswer(call.wireID, std::move(cancellation));
+    // A cancelled call does not wait for the writer's turn. The writer asks again when the line begins.
+    const bool mayAnswer = co_await proxy->mayAnswer(call.wireID);
     // A response that cannot be written is dropped: nobody is left to tell.
-    if (mayAnswer) std::ignore = co_await uses.standardOutput.send(std::move(line));
+    if (mayAnswer) std::ignore = co_await dependencies.standardOutput.send(std::move(line), linesOf(cancellation));
     co_await proxy->finish(std::move(call));
-    if (isLarge) uses.releaseFreeMemory();
+    if (isLarge) dependencies.releaseFreeMemory();
 }
 
-Task<bool> MCPCallProxy::mayAnswer(std::string wireID, TaskCancellation cancellation) {
+Task<bool> MCPCallProxy::mayAnswer(std::string wireID) {
     co_await isolated();
-    co_return !*cancellation && registry_.shouldSendResponse(wireID);
+    co_return registry_.shouldSendResponse(wireID);
 }
 
 Task<void> MCPCallProxy::finish(CallIdentity call) {
     co_await isolated();
-    tasks_.erase(call.externalKey);
+    tasks_.erase(call.wireID);
     registry_.finish(call.wireID);
 }
 
@@ -125,12 +131,19 @@ Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vecto
 
 Task<void> MCPCallProxy::forward(std::vector<MCPWireProgress> progress) {
     co_await isolated();
-    Bytes lines;
-    for (const MCPWireProgress& report : progress) {
-        const auto notification = registry_.progressNotification(report.requestID, report.fraction, report.message);
-        if (notification) std::ignore = appendLine(*notification, lines);
+    for (auto report = progress.begin(); report != progress.end();) {
+        // In practice all reports of one connection are of one call.
+        const std::string& wireID = report->requestID;
+        const auto task = tasks_.find(wireID);
+        Bytes lines;
+        for (; report != progress.end() && report->requestID == wireID; ++report) {
+            const auto notification = registry_.progressNotification(wireID, report->fraction, report->message);
+            if (notification) std::ignore = appendLine(*notification, lines);
+        }
+        if (lines.empty() || task == tasks_.end()) continue;
+        auto gate = linesOf(task->second);
+        std::ignore = co_await dependencies_.standardOutput.send(std::move(lines), std::move(gate));
     }
-    if (!lines.empty()) std::ignore = co_await uses_.standardOutput.send(std::move(lines));
 }
 
 Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
@@ -138,9 +151,17 @@ Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
     auto wireID = registry_.wireID(externalKey);
     if (!wireID) co_return;
     registry_.cancel(*wireID);
-    if (const auto task = tasks_.find(externalKey); task != tasks_.end()) *task->second = true;
-    // Awaited, so that a client that cancels its call and leaves is heard: the process ends with its input.
-    co_await uses_.socketClient.cancel(*std::move(wireID));
+    const auto task = tasks_.find(*wireID);
+    if (task == tasks_.end() || !task->second->cancel()) co_return;
+    // Not awaited: an application that hangs would hold up the server loop.
+    dependencies_.pendingCancellations.add();
+    start(tellApplication(dependencies_, *std::move(wireID), task->second), dependencies_.calls);
+}
+
+Task<void> MCPCallProxy::tellApplication(Dependencies dependencies, std::string wireID, Cancellation cancellation) {
+    co_await cancellation->requestIsOut();
+    co_await dependencies.socketClient.cancel(std::move(wireID));
+    dependencies.pendingCancellations.remove();
 }
 
 } // namespace vostel_mcp

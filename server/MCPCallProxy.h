@@ -7,8 +7,8 @@
 #include "kit/stdio/MCPStdoutWriter.h"
 #include "kit/wire/MCPCancellationRegistry.h"
 #include "server/MCPSocketClient.h"
+#include "server/PendingCancellations.h"
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -20,10 +20,11 @@ namespace vostel_mcp {
 /// An actor. Its calls run on after it is gone, but then they write nothing more.
 class MCPCallProxy final : public VostelMCPKit::Actor, public std::enable_shared_from_this<MCPCallProxy> {
 public:
-    /// What the proxy uses; all of it outlives the proxy and its calls.
-    struct Uses {
+    /// All of it outlives the proxy and its calls.
+    struct Dependencies {
         MCPSocketClient& socketClient;
         VostelMCPKit::MCPStdoutWriter& standardOutput;
+        PendingCancellations& pendingCancellations;
         /// Where calls run between their blocking operations: off the proxy, so that a large result keeps nobody
         /// waiting.
         VostelMCPKit::Executor& calls;
@@ -33,10 +34,12 @@ public:
         std::function<void()> releaseFreeMemory;
     };
 
-    MCPCallProxy(VostelMCPKit::Executor& executor, Uses uses) : Actor{executor}, uses_{std::move(uses)} {}
+    MCPCallProxy(VostelMCPKit::Executor& executor, Dependencies dependencies)
+        : Actor{executor}, dependencies_{std::move(dependencies)} {}
 
     /// Starts the call of a tools/call request, or cancels the call that a notifications/cancelled names; every other
-    /// message is ignored. Returns once the call has begun or the application has been told.
+    /// message is ignored. Returns once the call has begun or is cancelled: no state of the application delays it.
+    /// After a cancellation, no line of its call begins.
     [[nodiscard]] VostelMCPKit::Task<void> handle(VostelMCPKit::MCPIncoming incoming,
                                                   VostelMCPKit::MCPClientInfo clientInfo);
 
@@ -44,8 +47,7 @@ public:
     [[nodiscard]] VostelMCPKit::Task<void> forward(std::vector<VostelMCPKit::MCPWireProgress> progress);
 
 private:
-    /// Set when the call's task is cancelled; read by the task.
-    using TaskCancellation = std::shared_ptr<std::atomic<bool>>;
+    using Cancellation = std::shared_ptr<CallCancellation>;
 
     /// What a call's task knows of its call.
     struct CallIdentity {
@@ -57,19 +59,22 @@ private:
 
     VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo);
     VostelMCPKit::Task<void> cancelCall(std::string externalKey);
-    VostelMCPKit::Task<bool> mayAnswer(std::string wireID, TaskCancellation cancellation);
+    VostelMCPKit::Task<bool> mayAnswer(std::string wireID);
     VostelMCPKit::Task<void> finish(CallIdentity call);
 
     /// The life of one call. Holds the proxy weakly while the application works.
-    static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Uses uses, CallIdentity call,
-                                        VostelMCPKit::MCPWireRequest request, TaskCancellation cancellation);
+    static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies,
+                                        CallIdentity call, VostelMCPKit::MCPWireRequest request,
+                                        Cancellation cancellation);
     static VostelMCPKit::Task<void> relay(std::weak_ptr<MCPCallProxy> weakProxy,
                                           std::vector<VostelMCPKit::MCPWireProgress> progress);
+    static VostelMCPKit::Task<void> tellApplication(Dependencies dependencies, std::string wireID,
+                                                    Cancellation cancellation);
 
-    const Uses uses_;
+    const Dependencies dependencies_;
     VostelMCPKit::MCPCancellationRegistry registry_;
-    /// The running call of each external key, so that it can be cancelled.
-    std::unordered_map<std::string, TaskCancellation> tasks_;
+    /// What cancels each running call, by wire id. The registry knows which call an external key names.
+    std::unordered_map<std::string, Cancellation> tasks_;
 };
 
 } // namespace vostel_mcp

@@ -1,7 +1,7 @@
 #include "server/MCPHandshake.h"
 
 #include "kit/jsonrpc/MCPDispatchLogic.h"
-#include "kit/jsonrpc/MCPLine.h"
+#include "server/sendLine.h"
 
 namespace vostel_mcp {
 
@@ -25,10 +25,10 @@ Task<void> MCPHandshake::handle(std::string line) {
     MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable_);
     incoming = {};
     if (auto* reply = std::get_if<MCPHelperRoute::Reply>(&route.is)) {
-        co_await write(std::move(reply->response));
+        co_await sendLine(standardOutput_, std::move(reply->response));
     } else if (const auto* error = std::get_if<MCPHelperRoute::ReplyWithoutID>(&route.is)) {
         auto message = MCPDispatchLogic::frameWithoutID(error->error);
-        co_await write(std::move(message));
+        co_await sendLine(standardOutput_, std::move(message));
     } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
         co_await forward(std::move(message->incoming));
     }
@@ -40,15 +40,7 @@ Task<void> MCPHandshake::forward(MCPIncoming incoming) {
     if (request == nullptr) co_return;
     auto error = MCPError::internalError(forwarding_.error().errorDescription());
     auto failure = MCPResponse::failure(request->id, std::move(error));
-    co_await write(std::move(failure));
-}
-
-/// A message that cannot be written is dropped, and so is a failure to write it: nobody is left to tell.
-template <class Message>
-Task<void> MCPHandshake::write(Message message) {
-    Bytes line;
-    if (!appendLine(message, line)) co_return;
-    std::ignore = co_await standardOutput_.send(std::move(line));
+    co_await sendLine(standardOutput_, std::move(failure));
 }
 
 } // namespace vostel_mcp

@@ -31,8 +31,6 @@ public:
 private:
     VostelMCPKit::Task<void> handle(std::string line);
     VostelMCPKit::Task<void> forward(VostelMCPKit::MCPIncoming incoming);
-    template <class Message>
-    VostelMCPKit::Task<void> write(Message message);
 
     LineChannel& lines_;
     VostelMCPKit::MCPStdoutWriter& standardOutput_;

@@ -25,15 +25,27 @@ constexpr std::size_t firstReadLength = 512;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
-std::expected<void, Failure> writeFrame(int socket, MCPWireInboundFrame frame) {
-    const auto bytes = MCPWireFraming::encode(frame);
+std::expected<Bytes, Failure> frameBytes(MCPWireInboundFrame frame) {
+    auto bytes = MCPWireFraming::encode(frame);
     if (!bytes) return std::unexpected(failure(bytes.error()));
-    // Frees the record before a write that may take long.
-    frame = {};
-    if (const auto written = posix::UnixSocket::writeAll(socket, bytes->span()); !written) {
+    return *std::move(bytes);
+}
+
+std::expected<void, Failure> writeAll(int socket, Bytes frame) {
+    if (const auto written = posix::UnixSocket::writeAll(socket, frame.span()); !written) {
         return std::unexpected(failure(written.error()));
     }
     return {};
+}
+
+/// Holds nothing of what the frame was made of while it is being written, which may take long.
+std::expected<void, Failure> writeRequest(int socket, MCPWireRequest request, CallCancellation& cancellation) {
+    auto frame = frameBytes(MCPWireInboundFrame{std::move(request)});
+    if (!frame) return std::unexpected(frame.error());
+    if (!cancellation.mayBeginRequest()) return std::unexpected(failure(MCPSocketClient::Cancelled{}));
+    auto written = writeAll(socket, *std::move(frame));
+    cancellation.endRequest();
+    return written;
 }
 
 /// Cuts the application's side of the conversation into frames, reading when no whole one is pending.
@@ -70,8 +82,9 @@ private:
 };
 
 /// The whole conversation of one call. Blocks until the response, which is the first one on the connection.
-Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress) {
-    const auto written = writeFrame(socket.get(), MCPWireInboundFrame{std::move(request)});
+Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress,
+                  CallCancellation& cancellation) {
+    const auto written = writeRequest(socket.get(), std::move(request), cancellation);
     if (!written) return std::unexpected(written.error());
 
     FrameReader reader{socket.get()};
@@ -100,6 +113,7 @@ std::string MCPSocketClient::Failure::description() const {
     return match(
         is,
         [](ClientError) { return std::string{"Vostel closed the connection before it answered. Please try again."}; },
+        [](Cancelled) { return std::string{"The call was cancelled."}; },
         [](const ConnectError& error) { return error.errorDescription(); },
         [](const PosixError& error) { return "Vostel could not be reached: " + error.systemText() + "."; },
         [](const MCPWireError& error) { return error.description(); },
@@ -125,14 +139,16 @@ MCPSocketClient::make(const std::filesystem::path& applicationSupportDirectory, 
 MCPSocketClient::MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system)
     : socketPath_{std::move(socketPath)}, launcher_{std::move(launcher)}, system_{std::move(system)} {}
 
-Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress) {
+Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress,
+                                     std::shared_ptr<CallCancellation> cancellation) {
     auto socket = co_await connectOnce();
     if (!socket) {
+        if (!cancellation->mayLaunch()) co_return std::unexpected(failure(Cancelled{}));
         // Whatever kept us from connecting, the cure is the same: the application must run.
         socket = co_await launchAndWait();
         if (!socket) co_return std::unexpected(std::move(socket.error()));
     }
-    auto work = [&] { return exchange(*std::move(socket), std::move(request), progress); };
+    auto work = [&] { return exchange(*std::move(socket), std::move(request), progress, *cancellation); };
     Response response = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
     if (!response) co_return response;
     const auto* error = std::get_if<MCPWireError>(&response->outcome);
@@ -174,8 +190,10 @@ MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
 Task<void> MCPSocketClient::cancel(std::string requestID) {
     auto socket = co_await connectOnce();
     if (!socket) co_return;
-    auto work = [&] {
-        return writeFrame(socket->get(), {MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
+    auto work = [&]() -> std::expected<void, Failure> {
+        auto frame = frameBytes({MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
+        if (!frame) return std::unexpected(frame.error());
+        return writeAll(socket->get(), *std::move(frame));
     };
     std::ignore = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
 }

@@ -10,6 +10,7 @@
 #include "kit/wire/MCPWireFrames.h"
 #include "posix/BlockingThread.h"
 #include "posix/FileDescriptor.h"
+#include "server/CallCancellation.h"
 #include "server/MCPAppLauncher.h"
 
 #include <chrono>
@@ -26,10 +27,15 @@ public:
     /// The application closed the connection, or reading failed, before a response had arrived.
     enum class ClientError { connectionClosedUnexpectedly };
 
+    /// The client gave up on the call before its request was written.
+    struct Cancelled {
+        bool operator==(const Cancelled&) const = default;
+    };
+
     /// Why a call brought no response.
     struct Failure {
-        std::variant<ClientError, VostelMCPKit::ConnectError, VostelMCPKit::PosixError, VostelMCPKit::MCPWireError,
-                     VostelMCPKit::DecodingError, VostelMCPKit::EncodingError>
+        std::variant<ClientError, Cancelled, VostelMCPKit::ConnectError, VostelMCPKit::PosixError,
+                     VostelMCPKit::MCPWireError, VostelMCPKit::DecodingError, VostelMCPKit::EncodingError>
             is;
 
         /// A sentence for the user.
@@ -54,8 +60,9 @@ public:
     [[nodiscard]] static std::expected<std::unique_ptr<MCPSocketClient>, VostelMCPKit::ConnectError>
     make(const std::filesystem::path& applicationSupportDirectory, MCPAppLauncher launcher, System system);
 
+    /// A call that `cancellation` stops before its request is written is not sent.
     [[nodiscard]] VostelMCPKit::Task<std::expected<VostelMCPKit::MCPWireResponse, Failure>>
-    send(VostelMCPKit::MCPWireRequest request, Progress progress);
+    send(VostelMCPKit::MCPWireRequest request, Progress progress, std::shared_ptr<CallCancellation> cancellation);
 
     /// Tells the application that the client gave up on a call. Never launches it and reports nothing.
     [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID);

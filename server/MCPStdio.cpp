@@ -3,6 +3,7 @@
 #include "kit/stdio/MCPLineBuffer.h"
 
 #include <cerrno>
+#include <climits>
 #include <poll.h>
 #include <unistd.h>
 
@@ -48,6 +49,12 @@ std::expected<std::int64_t, PosixError> attemptWrite(int descriptor, std::span<c
         if (count >= 0) return count;
         if (!mayRetry(descriptor, POLLOUT)) return std::unexpected(PosixError{errno});
     }
+}
+
+std::size_t waitForRoom(int descriptor) {
+    pollfd ready{descriptor, POLLOUT, 0};
+    while (poll(&ready, 1, /*timeout=*/-1) < 0 && (errno == EINTR || errno == EAGAIN)) {}
+    return PIPE_BUF;
 }
 
 } // namespace vostel_mcp::MCPStdio

@@ -21,4 +21,8 @@ namespace vostel_mcp::MCPStdio {
 [[nodiscard]] std::expected<std::int64_t, VostelMCPKit::PosixError> attemptWrite(int descriptor,
                                                                                  std::span<const std::byte> bytes);
 
+/// Waits until `descriptor` takes bytes, and returns how many a pipe then takes without waiting. A descriptor that
+/// cannot be waited for counts as ready: the write reports what is wrong.
+[[nodiscard]] std::size_t waitForRoom(int descriptor);
+
 } // namespace vostel_mcp::MCPStdio

@@ -35,7 +35,7 @@ void runOnThisThread(const Piece& first) {
 
 } // namespace
 
-void CallerExecutor::post(std::coroutine_handle<> piece) { runOnThisThread({piece, nullptr}); }
+void InlineExecutor::post(std::coroutine_handle<> piece) { runOnThisThread({piece, nullptr}); }
 
 void SerialExecutor::post(std::coroutine_handle<> piece) { runOnThisThread({piece, &turn_}); }
 

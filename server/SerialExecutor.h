@@ -12,7 +12,7 @@
 namespace vostel_mcp {
 
 /// Runs each piece on the posting thread, as it comes.
-class CallerExecutor final : public VostelMCPKit::Executor {
+class InlineExecutor final : public VostelMCPKit::Executor {
 public:
     void post(std::coroutine_handle<> piece) override;
 };

@@ -10,8 +10,9 @@
 #include "server/MCPCallProxy.h"
 #include "server/MCPHandshake.h"
 #include "server/MCPStdio.h"
-#include "server/MainExecutor.h"
+#include "server/PendingCancellations.h"
 #include "server/Platform.h"
+#include "server/RunLoop.h"
 #include "server/SerialExecutor.h"
 
 #include <algorithm>
@@ -47,6 +48,9 @@ void raiseDescriptorLimit() {
     std::ignore = setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// How long the end of the input waits for cancellations that the application has not taken yet.
+constexpr auto drainTimeout = std::chrono::milliseconds{40};
+
 } // namespace
 
 int main() {
@@ -56,12 +60,14 @@ int main() {
     std::setvbuf(stderr, nullptr, _IONBF, 0);
     std::fprintf(stderr, "vostel-mcp wire protocol v%lld\n", static_cast<long long>(wireProtocolVersion));
 
-    MainExecutor mainThread;
+    RunLoop mainThread;
     SerialExecutor proxyTurn;
     SerialExecutor outputTurn;
-    CallerExecutor calls;
+    InlineExecutor calls;
     LineChannel lines;
-    MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); }};
+    MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); },
+                                   [] { return MCPStdio::waitForRoom(STDOUT_FILENO); }};
+    PendingCancellations pendingCancellations;
 
     auto socketClient =
         MCPSocketClient::make(posix::applicationSupportDirectory(), {posix::ownExecutable(), openWithoutActivating},
@@ -74,7 +80,8 @@ int main() {
     MCPHandshake::Forwarding forwarding = nullptr;
     if (socketClient) {
         forwarding = std::make_shared<MCPCallProxy>(
-            proxyTurn, MCPCallProxy::Uses{**socketClient, standardOutput, calls, posix::randomUUID, releaseFreeMemory});
+            proxyTurn, MCPCallProxy::Dependencies{**socketClient, standardOutput, pendingCancellations, calls,
+                                                  posix::randomUUID, releaseFreeMemory});
     } else {
         forwarding = std::unexpected(socketClient.error());
     }
@@ -82,6 +89,7 @@ int main() {
     MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable};
     if (MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) mainThread.run(handshake.serve());
 
+    pendingCancellations.drain(drainTimeout);
     // Deliberate: calls that still run are neither awaited nor cancelled. Their threads use the objects above, so
     // nothing is destroyed.
     std::_Exit(EXIT_SUCCESS);

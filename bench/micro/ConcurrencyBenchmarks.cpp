@@ -31,7 +31,7 @@ Task<void> callRepeatedly(Counter& counter, benchmark::State& state) {
 
 /// Into an actor and back out of it.
 void ExecutorHop(benchmark::State& state) {
-    CallerExecutor outside;
+    InlineExecutor outside;
     SerialExecutor inside;
     Counter counter{inside};
     start(callRepeatedly(counter, state), outside);
@@ -51,7 +51,7 @@ Task<void> workOnce(const posix::ThreadStarter& starter, std::atomic<bool>& done
 /// A thread of its own for one operation, and word back to the one who waits.
 void BlockingThreadRoundTrip(benchmark::State& state) {
     const posix::ThreadStarter starter = posix::startBlockingThread;
-    CallerExecutor caller;
+    InlineExecutor caller;
     std::atomic<bool> done = false;
     for (auto _ : state) {
         done = false;

@@ -2,15 +2,56 @@
 
 namespace VostelMCPKit {
 
+namespace {
+
+/// The whole lines at the beginning of `lines` that fit into `room`, or the beginning of a line that is longer.
+std::string_view fitting(std::string_view lines, std::size_t room) {
+    if (lines.size() <= room) return lines;
+    const auto lastEnd = lines.substr(0, room).rfind('\n');
+    return lines.substr(0, lastEnd == lines.npos ? room : lastEnd + 1);
+}
+
+} // namespace
+
 Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes data) {
     co_await isolated();
-    for (std::span<const std::byte> rest = data.span(); !rest.empty();) {
-        const auto count = attemptWrite_(rest);
-        if (!count) co_return std::unexpected(MCPWriteError{count.error()});
-        if (*count <= 0) co_return std::unexpected(MCPWriteError{MCPStdioError::noProgress});
-        rest = rest.subspan(static_cast<std::size_t>(*count));
+    co_return writeAll(data.text());
+}
+
+Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes lines, std::shared_ptr<LineGate> gate) {
+    co_await isolated();
+    for (std::string_view rest = lines.text(); !rest.empty();) {
+        // The wait comes before the question: a reader may take its time, and the gate may close meanwhile.
+        const std::string_view beginning = fitting(rest, waitForRoom_());
+        std::expected<std::size_t, MCPWriteError> count = 0;
+        const bool isOpen = gate->ifOpen([&] { count = writeSome(beginning); });
+        if (!isOpen) break;
+        if (!count) co_return std::unexpected(count.error());
+        const bool endsInsideLine = rest[*count - 1] != '\n';
+        rest.remove_prefix(*count);
+        if (!endsInsideLine) continue;
+
+        const std::string_view begun = rest.substr(0, rest.find('\n') + 1);
+        if (auto written = writeAll(begun); !written) co_return written;
+        rest.remove_prefix(begun.size());
     }
-    co_return std::expected<void, MCPWriteError>{};
+    co_return Written{};
+}
+
+MCPStdoutWriter::Written MCPStdoutWriter::writeAll(std::string_view bytes) const {
+    while (!bytes.empty()) {
+        const auto count = writeSome(bytes);
+        if (!count) return std::unexpected(count.error());
+        bytes.remove_prefix(*count);
+    }
+    return {};
+}
+
+std::expected<std::size_t, MCPWriteError> MCPStdoutWriter::writeSome(std::string_view bytes) const {
+    const auto count = attemptWrite_(std::as_bytes(std::span{bytes}));
+    if (!count) return std::unexpected(MCPWriteError{count.error()});
+    if (*count <= 0) return std::unexpected(MCPWriteError{MCPStdioError::noProgress});
+    return static_cast<std::size_t>(*count);
 }
 
 } // namespace VostelMCPKit

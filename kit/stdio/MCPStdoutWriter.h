@@ -2,13 +2,17 @@
 #pragma once
 
 #include "kit/concurrency/Actor.h"
+#include "kit/stdio/LineGate.h"
 #include "kit/support/Bytes.h"
 #include "kit/support/PosixError.h"
 
 #include <cstdint>
 #include <expected>
 #include <functional>
+#include <limits>
+#include <memory>
 #include <span>
+#include <string_view>
 #include <variant>
 
 namespace VostelMCPKit {
@@ -24,16 +28,30 @@ public:
     /// Writes some prefix of the bytes and returns its length, at least one. Called from any thread, one call at a
     /// time.
     using AttemptWrite = std::function<std::expected<std::int64_t, PosixError>(std::span<const std::byte>)>;
+    /// Waits until the output takes bytes and returns how many it takes without waiting, at least one.
+    using WaitForRoom = std::function<std::size_t()>;
 
-    MCPStdoutWriter(Executor& executor, AttemptWrite attemptWrite)
-        : Actor{executor}, attemptWrite_{std::move(attemptWrite)} {}
+    MCPStdoutWriter(
+        Executor& executor, AttemptWrite attemptWrite,
+        WaitForRoom waitForRoom = [] { return std::numeric_limits<std::size_t>::max(); })
+        : Actor{executor}, attemptWrite_{std::move(attemptWrite)}, waitForRoom_{std::move(waitForRoom)} {}
 
     /// Returns when every byte is out, or with the first failure; no other send begins before that. What was written
     /// before a failure stays written.
     Task<std::expected<void, MCPWriteError>> send(Bytes data);
 
+    /// The same for one or more lines that may be taken back: once `gate` is closed, no further line begins. A line
+    /// that has begun is finished. Lines that are not written are no failure.
+    Task<std::expected<void, MCPWriteError>> send(Bytes lines, std::shared_ptr<LineGate> gate);
+
 private:
+    using Written = std::expected<void, MCPWriteError>;
+
+    [[nodiscard]] Written writeAll(std::string_view bytes) const;
+    [[nodiscard]] std::expected<std::size_t, MCPWriteError> writeSome(std::string_view bytes) const;
+
     const AttemptWrite attemptWrite_;
+    const WaitForRoom waitForRoom_;
 };
 
 } // namespace VostelMCPKit

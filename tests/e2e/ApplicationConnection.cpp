@@ -7,13 +7,6 @@
 
 namespace vostel_tests {
 
-std::string framed(std::string_view payload) {
-    std::string frame;
-    for (int shift = 24; shift >= 0; shift -= 8) frame += static_cast<char>(payload.size() >> shift & 0xFF);
-    frame += payload;
-    return frame;
-}
-
 std::string ApplicationConnection::read(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t length = 0;

@@ -3,15 +3,13 @@
 
 #include "posix/FileDescriptor.h"
 #include "tests/e2e/Patience.h"
+#include "tests/support/Frame.h"
 
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 namespace vostel_tests {
-
-/// The bytes of a frame around `payload`.
-[[nodiscard]] std::string framed(std::string_view payload);
 
 /// Whatever takes longer than patience fails the test.
 class ApplicationConnection final {
@@ -43,7 +41,7 @@ struct ReceivedCall {
     [[nodiscard]] std::string response(std::string_view result) const;
     /// The payload of a progress frame of this call; `fraction` is JSON text.
     [[nodiscard]] std::string progress(std::string_view fraction) const;
-    void answer(std::string_view result) { connection.write(framed(response(result))); }
+    void answer(std::string_view result) { connection.write(frame(response(result))); }
 };
 
 } // namespace vostel_tests

@@ -44,8 +44,8 @@ TEST(Call, the_request_is_one_exact_frame_and_the_result_passes_unread) {
 
     const std::string result =
         R"({"anything":[null,true,1.5,"/ и é"],"content":[{"text":"words","type":"text"}],"isError":false})";
-    connection.write(framed(R"({"payload":{"result":)" + result + R"(,"requestID":")" + wireID +
-                            R"("},"unknown":1,"kind":"response"})"));
+    connection.write(frame(R"({"payload":{"result":)" + result + R"(,"requestID":")" + wireID +
+                           R"("},"unknown":1,"kind":"response"})"));
     EXPECT_EQ(stage.server.line(), resultLine("1", result));
     connection.expectClosedByServer();
 }
@@ -83,7 +83,7 @@ TEST(Call, ten_megabytes_of_arguments_arrive_whole) {
     ApplicationConnection connection = stage.application.accept();
     EXPECT_TRUE(connection.readFrame().starts_with(R"({"kind":"request","payload":{"arguments":{"text":")" + argument +
                                                    R"("},"clientInfo":)"));
-    connection.write(framed(R"({"kind":"response","payload":{"requestID":"","result":{}}})"));
+    connection.write(frame(R"({"kind":"response","payload":{"requestID":"","result":{}}})"));
     EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
 }
 
@@ -93,9 +93,9 @@ TEST(Call, any_depth_of_nesting_passes_both_ways) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"arguments":)" + nested));
     ApplicationConnection connection = stage.application.accept();
-    const std::string frame = connection.readFrame();
-    EXPECT_TRUE(frame.starts_with(R"({"kind":"request","payload":{"arguments":)" + nested + R"(,"clientInfo")"));
-    connection.write(framed(R"({"kind":"response","payload":{"requestID":"","result":)" + nested + "}}"));
+    const std::string request = connection.readFrame();
+    EXPECT_TRUE(request.starts_with(R"({"kind":"request","payload":{"arguments":)" + nested + R"(,"clientInfo")"));
+    connection.write(frame(R"({"kind":"response","payload":{"requestID":"","result":)" + nested + "}}"));
     EXPECT_TRUE(stage.server.line() == resultLine("1", nested));
     stage.expectServing();
 }

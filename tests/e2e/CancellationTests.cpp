@@ -3,6 +3,7 @@
 #include "tests/e2e/Stage.h"
 
 #include <map>
+#include <set>
 
 namespace vostel_tests {
 
@@ -18,7 +19,7 @@ TEST(Cancellation, the_application_is_told_on_a_connection_of_its_own_and_the_cl
               R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":")" + call.requestID + R"("}})");
     connection.expectClosedByServer();
 
-    call.connection.write(framed(call.progress("0.5")));
+    call.connection.write(frame(call.progress("0.5")));
     call.answer("{}");
     call.connection.expectClosedByServer();
     stage.server.expectSilence();
@@ -122,6 +123,67 @@ TEST(Cancellation, one_call_among_many_is_cancelled_alone) {
     stage.server.expectSilence();
 }
 
+TEST(Cancellation, no_cancellation_overtakes_its_call) {
+    constexpr int count = sanitized ? 100 : 500;
+    Stage stage;
+    std::set<std::string> sent;
+    // A connection that closes would be an answer of its own.
+    std::vector<ApplicationConnection> open;
+    for (int id = 0; id < count; ++id) {
+        const std::string number = std::to_string(id);
+        const std::string filler(static_cast<std::size_t>(id) * 400, 'x');
+        stage.server.send(toolsCall(number, R"(,"arguments":")" + filler + '"') + "\n" + cancelled(number));
+        stage.server.send(toolsCall(R"("last")"));
+        for (bool answered = false; !answered;) {
+            ApplicationConnection connection = stage.application.accept();
+            const std::string frame = connection.readFrame();
+            // Nothing comes of a call that was not sent after all.
+            if (frame.empty()) continue;
+            const json message = json::parse(frame);
+            const std::string requestID = message.at("payload").at("requestID");
+            if (message.at("kind") == "cancellation") {
+                EXPECT_TRUE(sent.contains(requestID)) << id;
+            } else if (message.at("payload").at("arguments") == filler) {
+                sent.insert(requestID);
+                open.push_back(std::move(connection));
+            } else {
+                ReceivedCall{std::move(connection), requestID, {}}.answer("{}");
+                answered = true;
+            }
+        }
+        EXPECT_EQ(stage.server.line(), resultLine(R"("last")", "{}"));
+        ASSERT_FALSE(HasFailure()) << id;
+    }
+    stage.server.expectSilence();
+}
+
+TEST(Cancellation, a_client_that_reads_slowly_gets_no_line_that_begins_after_it) {
+    // More than a pipe holds, so that most of it waits to be written.
+    const std::string text(200'000, 'x');
+    constexpr int count = sanitized ? 10 : 50;
+    Stage stage;
+    for (int time = 0; time < count; ++time) {
+        stage.server.send(toolsCall(R"("long")"));
+        stage.application.nextCallPastCancellations().answer('"' + text + '"');
+        stage.server.expectOutputToBegin();
+        // The one line is in the way of everything that these calls have to say.
+        std::vector<ReceivedCall> calls;
+        for (int id = 4 * time; id < 4 * time + 4; ++id) {
+            stage.server.send(toolsCall(std::to_string(id), R"(,"_meta":{"progressToken":7})"));
+            calls.push_back(stage.application.nextCallPastCancellations());
+            std::string frames;
+            for (int report = 0; report < 100; ++report) frames += frame(calls.back().progress("0.5"));
+            calls.back().connection.write(frames);
+            if (id % 2 == 0) calls.back().answer("{}");
+        }
+        for (int id = 4 * time; id < 4 * time + 4; ++id) stage.server.send(cancelled(std::to_string(id)));
+        for (int each = 0; each < 4; ++each) std::ignore = stage.application.nextCancellation();
+        EXPECT_TRUE(stage.server.line() == resultLine(R"("long")", '"' + text + '"'));
+        stage.expectServing();
+    }
+    stage.server.expectSilence();
+}
+
 TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
     constexpr int count = sanitized ? 100 : 500;
     Stage stage;
@@ -170,7 +232,7 @@ TEST(Cancellation, a_client_that_does_not_read_is_waited_for_without_holding_up_
 
     stage.server.send(toolsCall("2", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall second = stage.application.nextCall();
-    second.connection.write(framed(second.progress("0.5")));
+    second.connection.write(frame(second.progress("0.5")));
     stage.server.send(toolsCall("3"));
     ReceivedCall third = stage.application.nextCall();
     stage.server.send(cancelled("3"));

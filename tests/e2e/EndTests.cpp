@@ -42,7 +42,7 @@ TEST(End, the_end_comes_at_once_while_a_long_answer_arrives) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
-    call.connection.write(framed(call.response('"' + std::string(1'048'576, 'x') + '"')).substr(0, 500'000));
+    call.connection.write(frame(call.response('"' + std::string(1'048'576, 'x') + '"')).substr(0, 500'000));
     stage.server.closeInput();
     EXPECT_EQ(stage.server.waitForEnd(), Ending{});
     EXPECT_EQ(stage.server.unreadOutput(), "");

@@ -19,11 +19,11 @@ void makeGroup(Stage& stage, int first) {
                                     R"("_meta":{"progressToken":"a token longer than most"})"));
         calls.push_back(stage.application.nextCall());
     }
-    calls[0].connection.write(framed(calls[0].progress("0.5")) + framed(calls[0].response(R"({"content":[]})")));
-    calls[1].connection.write(framed(R"({"kind":"response","payload":{"requestID":"","error":)"
-                                     R"({"kind":"versionMismatch","helper":4,"app":5}}})"));
+    calls[0].connection.write(frame(calls[0].progress("0.5")) + frame(calls[0].response(R"({"content":[]})")));
+    calls[1].connection.write(frame(R"({"kind":"response","payload":{"requestID":"","error":)"
+                                    R"({"kind":"versionMismatch","helper":4,"app":5}}})"));
     calls[2].connection.close();
-    calls[3].connection.write(framed("{"));
+    calls[3].connection.write(frame("{"));
     calls[4].connection.write("\xff\xff\xff\xff");
     calls[5].answer('"' + std::string(2000, 'x') + '"');
     calls[6].answer("{}");

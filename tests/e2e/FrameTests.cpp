@@ -14,7 +14,7 @@ std::string unreadable(std::string_view reason) {
 }
 
 std::string errorFrame(std::string_view error) {
-    return framed(R"({"kind":"response","payload":{"requestID":"","error":)" + std::string{error} + "}}");
+    return frame(R"({"kind":"response","payload":{"requestID":"","error":)" + std::string{error} + "}}");
 }
 
 } // namespace
@@ -26,7 +26,7 @@ TEST(Frame, pieces_of_any_size_make_the_same_lines) {
         stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":"t"})"));
         ReceivedCall call = stage.application.nextCall();
         const std::string bytes =
-            framed(call.progress("0.25")) + framed(call.progress("0.5")) + framed(call.response(R"({"text":"é"})"));
+            frame(call.progress("0.25")) + frame(call.progress("0.5")) + frame(call.response(R"({"text":"é"})"));
         for (std::size_t start = 0; start < bytes.size(); start += size)
             call.connection.write(bytes.substr(start, size));
         for (const char* fraction : {"0.25", "0.5"}) {
@@ -42,8 +42,8 @@ TEST(Frame, the_first_response_ends_the_call_whatever_its_id_and_whatever_follow
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
-    call.connection.write(framed(R"({"kind":"response","payload":{"requestID":"somebody else","result":null}})") +
-                          framed(call.response("2")) + "garbage");
+    call.connection.write(frame(R"({"kind":"response","payload":{"requestID":"somebody else","result":null}})") +
+                          frame(call.response("2")) + "garbage");
     EXPECT_EQ(stage.server.line(), resultLine("1", "null"));
     call.connection.expectClosedByServer();
 }
@@ -57,19 +57,18 @@ TEST(Frame, what_is_no_answer_fails_the_call_with_a_sentence) {
     const Row rows[] = {
         {"nothing", "", closedEarly},
         {"half a header", std::string(2, '\0'), closedEarly},
-        {"half a frame", framed(R"({"kind":"response"})").substr(0, 10), closedEarly},
-        {"progress, then nothing", framed(R"({"kind":"progress","payload":{"requestID":"","fraction":1}})"),
+        {"half a frame", frame(R"({"kind":"response"})").substr(0, 10), closedEarly},
+        {"progress, then nothing", frame(R"({"kind":"progress","payload":{"requestID":"","fraction":1}})"),
          closedEarly},
-        {"an empty frame", framed(""), unreadable("it is not valid JSON at byte 0")},
-        {"words", framed("hello"), unreadable("it is not valid JSON at byte 0")},
-        {"bytes that are no UTF-8", framed("\"\xff\""), unreadable("it is not valid JSON at byte 1")},
-        {"no object", framed("[]"), unreadable("it is not an object")},
-        {"no kind", framed(R"({"payload":{}})"), unreadable("the key 'kind' is missing")},
-        {"no payload", framed(R"({"kind":"response"})"), unreadable("the key 'payload' is missing")},
-        {"no result and no error", framed(R"({"kind":"response","payload":{"requestID":""}})"),
+        {"an empty frame", frame(""), unreadable("it is not valid JSON at byte 0")},
+        {"words", frame("hello"), unreadable("it is not valid JSON at byte 0")},
+        {"bytes that are no UTF-8", frame("\"\xff\""), unreadable("it is not valid JSON at byte 1")},
+        {"no object", frame("[]"), unreadable("it is not an object")},
+        {"no kind", frame(R"({"payload":{}})"), unreadable("the key 'kind' is missing")},
+        {"no payload", frame(R"({"kind":"response"})"), unreadable("the key 'payload' is missing")},
+        {"no result and no error", frame(R"({"kind":"response","payload":{"requestID":""}})"),
          unreadable("Ответ провода обязан нести либо result, либо error, но не оба и не ни одного")},
-        {"a result and an error",
-         framed(R"({"kind":"response","payload":{"requestID":"","result":null,"error":null}})"),
+        {"a result and an error", frame(R"({"kind":"response","payload":{"requestID":"","result":null,"error":null}})"),
          unreadable("Ответ провода обязан нести либо result, либо error, но не оба и не ни одного")},
         {"a length one beyond the limit", std::string{"\x04\0\0\x01", 4},
          "Vostel MCP frame of 67108865 bytes exceeds the 67108864-byte limit and was rejected."},
@@ -102,7 +101,7 @@ TEST(Frame, an_unknown_kind_is_no_answer) {
         SCOPED_TRACE(kind);
         stage.server.send(toolsCall("1"));
         ReceivedCall call = stage.application.nextCall();
-        call.connection.write(framed(std::string{R"({"kind":)"} + kind + R"(,"payload":{"requestID":"","result":1}})"));
+        call.connection.write(frame(std::string{R"({"kind":)"} + kind + R"(,"payload":{"requestID":"","result":1}})"));
         const std::string line = stage.server.line();
         EXPECT_TRUE(
             line.starts_with(R"({"error":{"code":-32603,"message":"Vostel sent an answer that could not be read: )"))
@@ -128,7 +127,7 @@ TEST(Frame, the_longest_frame_is_accepted) {
     ReceivedCall call = stage.application.nextCall();
     std::string payload = call.response(R"("the end")");
     payload.resize(67'108'864, ' ');
-    call.connection.write(framed(payload));
+    call.connection.write(frame(payload));
     EXPECT_EQ(stage.server.line(), resultLine("1", R"("the end")"));
 }
 

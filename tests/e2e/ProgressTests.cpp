@@ -20,9 +20,9 @@ TEST(Progress, a_token_of_any_type_comes_back_as_given) {
         SCOPED_TRACE(token);
         stage.server.send(toolsCall("1", std::string{R"(,"_meta":{"progressToken":)"} + token + "}"));
         ReceivedCall call = stage.application.nextCall();
-        call.connection.write(framed(call.progress("0.5")));
+        call.connection.write(frame(call.progress("0.5")));
         EXPECT_EQ(stage.server.line(), progressLine("0.5", token));
-        call.connection.write(framed(call.progress("1.0")));
+        call.connection.write(frame(call.progress("1.0")));
         EXPECT_EQ(stage.server.line(), progressLine("1", token));
         call.answer("{}");
         EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
@@ -36,7 +36,7 @@ TEST(Progress, without_a_token_there_is_only_the_response) {
         SCOPED_TRACE(meta);
         stage.server.send(toolsCall("1", meta));
         ReceivedCall call = stage.application.nextCall();
-        call.connection.write(framed(call.progress("0.5")));
+        call.connection.write(frame(call.progress("0.5")));
         call.answer("{}");
         EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
     }
@@ -47,8 +47,8 @@ TEST(Progress, a_message_is_passed_on) {
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
     for (const char* message : {R"("Распознаю…")", "null"}) {
-        call.connection.write(framed(R"({"kind":"progress","payload":{"message":)" + std::string{message} +
-                                     R"(,"fraction":1e-3,"requestID":")" + call.requestID + R"("}})"));
+        call.connection.write(frame(R"({"kind":"progress","payload":{"message":)" + std::string{message} +
+                                    R"(,"fraction":1e-3,"requestID":")" + call.requestID + R"("}})"));
     }
     EXPECT_EQ(stage.server.line(), progressLine("0.001", "7", R"("message":"Распознаю…",)"));
     EXPECT_EQ(stage.server.line(), progressLine("0.001", "7"));
@@ -66,7 +66,7 @@ TEST(Progress, reports_of_many_calls_reach_their_own_tokens) {
     }
     for (int id = count - 1; id >= 0; --id) {
         ReceivedCall& call = calls[static_cast<std::size_t>(id)];
-        call.connection.write(framed(call.progress("0.5")));
+        call.connection.write(frame(call.progress("0.5")));
         EXPECT_EQ(stage.server.line(), progressLine("0.5", std::to_string(id)));
     }
     for (int id = 0; id < count; ++id) {
@@ -79,7 +79,7 @@ TEST(Progress, a_report_for_a_call_that_nobody_made_is_dropped) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
-    call.connection.write(framed(R"({"kind":"progress","payload":{"requestID":"nobody","fraction":0.5}})"));
+    call.connection.write(frame(R"({"kind":"progress","payload":{"requestID":"nobody","fraction":0.5}})"));
     call.answer("{}");
     EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
 }
@@ -94,7 +94,7 @@ TEST(Progress, tens_of_thousands_of_reports_keep_their_order) {
     for (int first = 0; first < count; first += portion) {
         std::string frames;
         for (int number = first; number < first + portion; ++number)
-            frames += framed(call.progress(std::to_string(number)));
+            frames += frame(call.progress(std::to_string(number)));
         call.connection.write(frames);
         for (int number = first; number < first + portion; ++number) {
             ASSERT_EQ(stage.server.line(), progressLine(std::to_string(number), "7"));

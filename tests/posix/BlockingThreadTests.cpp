@@ -1,6 +1,6 @@
 #include "kit/concurrency/Actor.h"
 #include "posix/BlockingThread.h"
-#include "server/MainExecutor.h"
+#include "server/RunLoop.h"
 #include "server/SerialExecutor.h"
 
 #include <algorithm>
@@ -202,7 +202,7 @@ Task<void> ask(const ThreadStarter& starter, Answer* answer, std::thread::id* re
 }
 
 TEST(BlockingThread, the_awaiter_gets_the_result_on_its_own_executor) {
-    vostel_mcp::MainExecutor mainThread;
+    vostel_mcp::RunLoop mainThread;
     const ThreadStarter starter = startBlockingThread;
     Answer answer;
     std::thread::id resumedOn;
@@ -213,7 +213,7 @@ TEST(BlockingThread, the_awaiter_gets_the_result_on_its_own_executor) {
 }
 
 TEST(BlockingThread, however_soon_it_ends_its_starter_does_not_inherit_what_comes_next) {
-    vostel_mcp::CallerExecutor calls;
+    vostel_mcp::InlineExecutor calls;
     const ThreadStarter slowToReturn = [](ThreadName own, const std::function<void()>& body) {
         Countdown end{1};
         auto started = startBlockingThread(own, [&] {
@@ -232,7 +232,7 @@ TEST(BlockingThread, however_soon_it_ends_its_starter_does_not_inherit_what_come
 }
 
 TEST(BlockingThread, the_awaiter_gets_the_failure_to_start) {
-    vostel_mcp::MainExecutor mainThread;
+    vostel_mcp::RunLoop mainThread;
     const ThreadStarter starter = startBlockingThread;
     Answer answer;
     std::thread::id resumedOn;

@@ -4,11 +4,11 @@
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "server/MCPCallProxy.h"
 #include "server/SerialExecutor.h"
-#include "tests/support/FakeApplication.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeLauncher.h"
 #include "tests/support/FakeThreads.h"
 #include "tests/support/RecordingOutput.h"
+#include "tests/support/ScriptedApplication.h"
 
 #include <memory>
 #include <string>
@@ -19,28 +19,38 @@ namespace vostel_tests {
 /// Everything runs on the test's own thread: what the proxy does at once, what blocks when the test runs its thread.
 struct Forwarding {
     FakeThreads threads{FakeThreads::Run::whenAsked};
-    FakeApplication application;
+    ScriptedApplication application;
     FakeLauncher launcher;
     FakeClock clock;
     RecordingOutput output;
     int memoryReleases = 0;
     vostel_mcp::SerialExecutor proxyTurn;
-    vostel_mcp::SerialExecutor outputTurn;
-    vostel_mcp::CallerExecutor calls;
-    VostelMCPKit::MCPStdoutWriter standardOutput{outputTurn, output.attempt()};
+    vostel_mcp::InlineExecutor calls;
+    VostelMCPKit::MCPStdoutWriter standardOutput;
+    vostel_mcp::PendingCancellations pendingCancellations;
     std::unique_ptr<vostel_mcp::MCPSocketClient> client =
         *vostel_mcp::MCPSocketClient::make("/home/me/Library/Application Support", launcher.launcher(),
                                            {application.connector(), threads.starter(), clock.now(), clock.sleep()});
     std::shared_ptr<vostel_mcp::MCPCallProxy> proxy = std::make_shared<vostel_mcp::MCPCallProxy>(
-        proxyTurn, vostel_mcp::MCPCallProxy::Uses{*client, standardOutput, calls, [this] { return nextUUID(); },
-                                                  [this] { ++memoryReleases; }});
+        proxyTurn, vostel_mcp::MCPCallProxy::Dependencies{*client, standardOutput, pendingCancellations, calls,
+                                                          [this] { return nextUUID(); }, [this] { ++memoryReleases; }});
 
-    Forwarding() = default;
+    Forwarding() : Forwarding{ownOutputTurn_} {}
+    /// Standard output is written on `outputTurn`.
+    explicit Forwarding(VostelMCPKit::Executor& outputTurn) : standardOutput{outputTurn, output.attempt()} {}
     Forwarding(const Forwarding&) = delete;
     /// Lets what still runs come to its end.
     ~Forwarding() {
         launcher.letGo();
         threads.runAll();
+    }
+
+    /// Hands `line` to the proxy after the next write to standard output.
+    void handleAfterNextWrite(std::string line) {
+        output.onWrite([this, line = std::move(line)] {
+            if (std::exchange(isDue_, false)) handle(line);
+        });
+        isDue_ = true;
     }
 
     /// Hands one line to the proxy, as the server loop does.
@@ -67,7 +77,9 @@ private:
     }
     VostelMCPKit::UUID nextUUID() { return uuid(++registered_); }
 
+    vostel_mcp::SerialExecutor ownOutputTurn_;
     int registered_ = 0;
+    bool isDue_ = false;
 };
 
 } // namespace vostel_tests

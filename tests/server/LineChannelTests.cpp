@@ -1,5 +1,5 @@
 #include "server/LineChannel.h"
-#include "server/MainExecutor.h"
+#include "server/RunLoop.h"
 #include "tests/support/ManualExecutor.h"
 
 #include <gtest/gtest.h>
@@ -112,7 +112,7 @@ TEST_F(LineChannelTest, lines_cross_from_one_thread_to_another) {
         for (std::size_t number = 0; number < count; ++number) channel.push({std::to_string(number)});
         channel.finish();
     }};
-    MainExecutor mainThread;
+    RunLoop mainThread;
     mainThread.run(collect(channel, &lines, &ended));
     reader.join();
     ASSERT_EQ(lines.size(), count);

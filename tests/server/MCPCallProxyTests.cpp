@@ -1,4 +1,5 @@
 #include "tests/server/Forwarding.h"
+#include "tests/support/ManualExecutor.h"
 #include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
@@ -34,6 +35,10 @@ std::string result(const std::string& id, const std::string& value) {
 std::string error(const std::string& code, const std::string& message, const std::string& id = "1") {
     return R"({"error":{"code":)" + code + R"(,"message":")" + message + R"("},"id":)" + id + R"(,"jsonrpc":"2.0"})";
 }
+
+constexpr const char* withToken = R"("_meta":{"progressToken":7})";
+const std::string halfway =
+    R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":0.5,"progressToken":7,"total":1}})";
 
 class MCPCallProxyTest : public testing::Test, protected Forwarding {
 protected:
@@ -272,15 +277,54 @@ TEST_F(MCPCallProxyTest, responses_come_in_the_order_in_which_calls_end) {
     EXPECT_EQ(output.takeLines(), expected);
 }
 
-TEST_F(MCPCallProxyTest, a_call_cancelled_before_it_connects_is_never_answered) {
-    application.answers({answer("{}")});
-    ScriptedPeer& second = application.answers({});
-    handle(call("1"));
-    handle(cancel("1"));
-    threads.runAll();
-    EXPECT_EQ(second.received(), cancellation(1));
-    EXPECT_TRUE(second.clientHasClosed());
-    EXPECT_EQ(output.takeLines(), Lines{});
+TEST_F(MCPCallProxyTest, a_call_cancelled_before_its_request_is_written_is_not_sent_at_all) {
+    struct Row {
+        const char* when;
+        int threadsBefore;
+        bool listens;
+    };
+    const Row rows[] = {
+        {"before it connects", 0, true},
+        {"before it is written", 1, true},
+        {"before it finds nobody listening", 0, false},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        Forwarding forwarding;
+        if (!row.listens) forwarding.application.refuses(1);
+        ScriptedPeer& peer = forwarding.application.answers({Forwarding::answer("{}")});
+        forwarding.handle(call("1"));
+        for (int thread = 0; thread < row.threadsBefore; ++thread) forwarding.threads.runNext();
+        forwarding.handle(cancel("1"));
+        forwarding.threads.runAll();
+        EXPECT_EQ(peer.received(), "");
+        EXPECT_EQ(forwarding.application.attempts(), 1U) << "what was never sent needs no cancellation";
+        EXPECT_TRUE(forwarding.launcher.opened().empty());
+        EXPECT_EQ(forwarding.output.takeLines(), Lines{});
+    });
+}
+
+TEST_F(MCPCallProxyTest, a_response_that_waits_for_its_turn_to_be_written_is_dropped_by_a_cancellation) {
+    vostel_tests::ManualExecutor busyOutput;
+    Forwarding forwarding{busyOutput};
+    forwarding.application.answers({Forwarding::answer("{}")});
+    forwarding.application.answers({});
+    forwarding.handle(call("1"));
+    forwarding.threads.runAll();
+    forwarding.handle(cancel("1"));
+    busyOutput.drain();
+    EXPECT_EQ(forwarding.output.takeLines(), Lines{});
+}
+
+TEST_F(MCPCallProxyTest, progress_that_waits_for_its_turn_to_be_written_is_dropped_by_a_cancellation) {
+    vostel_tests::ManualExecutor busyOutput;
+    Forwarding forwarding{busyOutput};
+    forwarding.application.answers({progressFrame(1, "0.5"), Forwarding::answer("{}")});
+    forwarding.application.answers({});
+    forwarding.handle(call("1", R"("_meta":{"progressToken":7})"));
+    forwarding.threads.runAll();
+    forwarding.handle(cancel("1"));
+    busyOutput.drain();
+    EXPECT_EQ(forwarding.output.takeLines(), Lines{});
 }
 
 TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_waits_on_and_is_never_answered) {
@@ -331,13 +375,12 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_while_it_runs_gets_no_more_progress_an
 }
 
 TEST_F(MCPCallProxyTest, a_failure_after_the_cancellation_is_not_reported) {
+    application.answers({progressFrame(1, "0.5")});
     application.answers({});
-    application.answers({});
-    handle(call("1"));
-    threads.runNext();
-    handle(cancel("1"));
+    handleAfterNextWrite(cancel("1"));
+    handle(call("1", withToken));
     threads.runAll();
-    EXPECT_EQ(output.takeLines(), Lines{});
+    EXPECT_EQ(output.takeLines(), Lines{halfway});
 }
 
 TEST_F(MCPCallProxyTest, a_cancellation_after_the_answer_does_nothing) {
@@ -352,18 +395,18 @@ TEST_F(MCPCallProxyTest, a_cancellation_after_the_answer_does_nothing) {
 }
 
 TEST_F(MCPCallProxyTest, a_second_cancellation_of_a_call_that_still_runs_is_sent_again) {
-    application.answers({answer("{}")});
-    handle(call("1"));
-    threads.runNext();
-    for (int time = 0; time < 2; ++time) {
-        ScriptedPeer& peer = application.answers({});
+    application.answers({progressFrame(1, "0.5"), answer("{}")});
+    ScriptedPeer& first = application.answers({});
+    ScriptedPeer& second = application.answers({});
+    output.onWrite([this] {
         handle(cancel("1"));
-        threads.runNewest();
-        threads.runNewest();
-        EXPECT_EQ(peer.received(), cancellation(1));
-    }
+        handle(cancel("1"));
+    });
+    handle(call("1", withToken));
     threads.runAll();
-    EXPECT_EQ(output.takeLines(), Lines{});
+    EXPECT_EQ(first.received(), cancellation(1));
+    EXPECT_EQ(second.received(), cancellation(1));
+    EXPECT_EQ(output.takeLines(), Lines{halfway});
 }
 
 TEST_F(MCPCallProxyTest, a_number_and_a_string_of_the_same_text_name_the_same_call) {
@@ -374,13 +417,13 @@ TEST_F(MCPCallProxyTest, a_number_and_a_string_of_the_same_text_name_the_same_ca
     for (const Row& row : rows) {
         SCOPED_TRACE(row.made + " cancelled as " + row.cancelled);
         Forwarding forwarding;
-        forwarding.application.answers({Forwarding::answer("{}")});
+        forwarding.application.answers({progressFrame(1, "0.5"), Forwarding::answer("{}")});
         ScriptedPeer& second = forwarding.application.answers({});
-        forwarding.handle(call(row.made));
-        forwarding.handle(cancel(row.cancelled));
+        forwarding.handleAfterNextWrite(cancel(row.cancelled));
+        forwarding.handle(call(row.made, withToken));
         forwarding.threads.runAll();
         EXPECT_EQ(second.received(), Forwarding::cancellation(1));
-        EXPECT_EQ(forwarding.output.takeLines(), Lines{});
+        EXPECT_EQ(forwarding.output.takeLines(), Lines{halfway});
     }
 }
 
@@ -433,17 +476,17 @@ TEST_F(MCPCallProxyTest, every_other_message_is_ignored) {
 
 TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_a_cancellation_reaches_the_newer) {
     application.answers({answer(R"("older")")});
-    application.answers({answer(R"("newer")")});
+    application.answers({progressFrame(2, "0.5"), answer(R"("newer")")});
     ScriptedPeer& third = application.answers({});
     handle(call("1"));
     threads.runNewest();
-    handle(call("1"));
+    handle(call("1", withToken));
     threads.runNewest();
-    handle(cancel("1"));
+    handleAfterNextWrite(cancel("1"));
     threads.runNewest();
     threads.runAll();
     EXPECT_EQ(third.received(), cancellation(2));
-    EXPECT_EQ(output.takeLines(), Lines{result("1", R"("older")")});
+    EXPECT_EQ(output.takeLines(), (Lines{halfway, result("1", R"("older")")}));
 }
 
 TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_the_end_of_either_hides_the_other_from_cancellations) {
@@ -463,14 +506,13 @@ TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_the_end_of_either_hides_the_o
 
 TEST_F(MCPCallProxyTest, an_ID_can_be_used_again_after_its_call_has_ended) {
     for (int number = 1; number <= 2; ++number) {
-        application.answers({answer("{}")});
+        application.answers({progressFrame(number, "0.5"), answer("{}")});
         ScriptedPeer& second = application.answers({});
-        handle(call("1"));
-        threads.runNext();
-        handle(cancel("1"));
+        handleAfterNextWrite(cancel("1"));
+        handle(call("1", withToken));
         threads.runAll();
         EXPECT_EQ(second.received(), cancellation(number));
-        EXPECT_EQ(output.takeLines(), Lines{});
+        EXPECT_EQ(output.takeLines(), Lines{halfway});
     }
     application.answers({answer("{}")});
     handle(call("1"));

@@ -1,10 +1,10 @@
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "server/MCPSocketClient.h"
-#include "tests/support/FakeApplication.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeLauncher.h"
 #include "tests/support/FakeThreads.h"
 #include "tests/support/ManualExecutor.h"
+#include "tests/support/ScriptedApplication.h"
 #include "tests/support/SignalTicks.h"
 #include "tests/support/Table.h"
 
@@ -47,8 +47,9 @@ protected:
 
     Response send(MCPValue arguments = MCPValue::object({})) {
         const auto client = makeClient();
-        MCPWireRequest request{wireProtocolVersion, {"Some Client", std::nullopt}, "list_models", arguments, "A"};
-        auto response = executor.run(client->send(std::move(request), [this](auto reports) { take(reports); }));
+        MCPWireRequest request{wireProtocolVersion, {"Some Client", std::nullopt}, "models_list", arguments, "A"};
+        auto response = executor.run(client->send(
+            std::move(request), [this](auto reports) { take(reports); }, std::make_shared<CallCancellation>()));
         EXPECT_TRUE(response) << "the call hangs";
         return *std::move(response);
     }
@@ -65,7 +66,7 @@ protected:
 
     ManualExecutor executor;
     FakeThreads threads{FakeThreads::Run::atOnce};
-    FakeApplication application;
+    ScriptedApplication application;
     FakeLauncher launcher;
     FakeClock clock;
     /// The fractions reported, those that came together in one list.
@@ -86,7 +87,7 @@ TEST_F(MCPSocketClientTest, with_the_application_running_a_call_connects_once_an
     EXPECT_TRUE(launcher.opened().empty());
     EXPECT_EQ(peer.received(),
               frame(R"({"kind":"request","payload":{"arguments":{"limit":3},"clientInfo":{"name":"Some Client"},)"
-                    R"("protocolVersion":4,"requestID":"A","tool":"list_models"}})"));
+                    R"("protocolVersion":4,"requestID":"A","tool":"models_list"}})"));
     EXPECT_TRUE(peer.clientHasClosed());
 }
 
@@ -164,7 +165,7 @@ TEST_F(MCPSocketClientTest, the_time_out_names_the_measured_seconds_without_thei
                                    },
                                    threads.starter(), clock.now(), clock.sleep()};
     const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(), std::move(system));
-    const auto response = executor.run(client->send({}, [](auto) {}));
+    const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
     ASSERT_TRUE(response);
     ASSERT_FALSE(*response);
     // 1.75 s for each attempt, 0.5 s between two: the 54th look ends after 121 s.
@@ -320,12 +321,12 @@ TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_its_call_alone
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         FakeThreads few{FakeThreads::Run::atOnce};
         few.haveNoRoomFrom(row.thread, EAGAIN);
-        FakeApplication listening;
+        ScriptedApplication listening;
         listening.refuses(row.refused);
         ScriptedPeer& peer = listening.answers({answer});
         const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(),
                                                    {listening.connector(), few.starter(), clock.now(), clock.sleep()});
-        const auto response = executor.run(client->send({}, [](auto) {}));
+        const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
         ASSERT_TRUE(response);
         EXPECT_EQ(*response, Response{std::unexpected(Failure{PosixError{EAGAIN}})});
         EXPECT_EQ(peer.received(), "");

@@ -82,7 +82,7 @@ void onThreads(int count, const std::function<void()>& body) {
 
 TEST(SerialExecutor, one_piece_at_a_time_runs_however_many_threads_post) {
     SerialExecutor turn;
-    CallerExecutor caller;
+    InlineExecutor caller;
     Visited actor{turn};
     onThreads(8, [&] {
         for (int time = 0; time < 2000; ++time) start(actor.visit(), caller);
@@ -94,7 +94,7 @@ TEST(SerialExecutor, one_piece_at_a_time_runs_however_many_threads_post) {
 TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_lock_each_other_out) {
     SerialExecutor turn;
     SerialExecutor otherTurn;
-    CallerExecutor caller;
+    InlineExecutor caller;
     Visited actor{turn};
     Visited other{otherTurn};
     onThreads(8, [&] {
@@ -110,7 +110,7 @@ TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_lock_ea
 
 TEST(SerialExecutor, a_piece_runs_on_the_thread_that_posts_it_before_post_returns) {
     SerialExecutor turn;
-    CallerExecutor caller;
+    InlineExecutor caller;
     Events events;
     Noting noting{turn, "a", events};
     start(noting.note(), caller);
@@ -120,7 +120,7 @@ TEST(SerialExecutor, a_piece_runs_on_the_thread_that_posts_it_before_post_return
 TEST(SerialExecutor, a_piece_that_is_posted_within_another_waits_for_its_end) {
     SerialExecutor turn;
     SerialExecutor otherTurn;
-    CallerExecutor caller;
+    InlineExecutor caller;
     Events events;
     Noting outer{turn, "outer", events};
     Noting same{turn, "inner", events};
@@ -132,8 +132,8 @@ TEST(SerialExecutor, a_piece_that_is_posted_within_another_waits_for_its_end) {
     EXPECT_EQ(events, (Events{"outer begins", "outer ends", "elsewhere"}));
 }
 
-TEST(CallerExecutor, chains_of_any_length_take_no_stack) {
-    CallerExecutor caller;
+TEST(InlineExecutor, chains_of_any_length_take_no_stack) {
+    InlineExecutor caller;
     SerialExecutor turn;
     SerialExecutor otherTurn;
     Visited actor{turn};

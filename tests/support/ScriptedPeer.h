@@ -2,6 +2,7 @@
 #pragma once
 
 #include "posix/FileDescriptor.h"
+#include "tests/support/Frame.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -11,13 +12,6 @@
 #include <vector>
 
 namespace vostel_tests {
-
-/// A frame around `payload`, written without the code under test.
-[[nodiscard]] inline std::string frame(std::string_view payload) {
-    std::string bytes;
-    for (const int shift : {24, 16, 8, 0}) bytes += static_cast<char>(payload.size() >> shift & 0xFF);
-    return bytes.append(payload);
-}
 
 /// One piece for each byte.
 [[nodiscard]] inline std::vector<std::string> splitAtEveryByte(std::string_view bytes) {

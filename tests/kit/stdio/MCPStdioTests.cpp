@@ -161,6 +161,58 @@ TEST(MCPStdoutWriter, ends_at_the_first_failure_and_leaves_what_is_written) {
     });
 }
 
+TEST(MCPStdoutWriter, lines_that_may_be_taken_back_begin_only_while_their_gate_is_open) {
+    struct Row {
+        const char* when;
+        std::string lines;
+        std::size_t room;
+        std::size_t step;
+        int closedBefore;
+        std::string written;
+        std::vector<std::size_t> offered;
+    };
+    const Row rows[] = {
+        {"open all the time", "a\nbc\n", 100, 100, 99, "a\nbc\n", {5}},
+        {"closed before it began", "a\nbc\n", 100, 100, 0, "", {}},
+        {"as many whole lines as there is room for", "a\nb\ncde\n", 5, 100, 99, "a\nb\ncde\n", {4, 4}},
+        {"closed between two lines", "a\nb\ncde\n", 5, 100, 1, "a\nb\n", {4}},
+        {"a line longer than the room", "abcdef\ng\n", 4, 100, 99, "abcdef\ng\n", {4, 3, 2}},
+        {"a line that has begun is finished", "abcdef\ng\n", 4, 100, 1, "abcdef\n", {4, 3}},
+        {"a line of which a part was taken is finished", "abc\nde\n", 100, 2, 1, "abc\n", {7, 2}},
+        {"nothing, without asking", "", 100, 100, 99, "", {}},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        ManualExecutor executor;
+        FakeOutput output;
+        output.step = row.step;
+        const auto gate = std::make_shared<LineGate>();
+        int asked = 0;
+        // The gate closes while the writer waits for room: the worst moment.
+        const auto waitForRoom = [&] {
+            if (asked++ == row.closedBefore) gate->close();
+            return row.room;
+        };
+        MCPStdoutWriter writer{executor, output.attemptWrite(), waitForRoom};
+        EXPECT_EQ(executor.run(writer.send(Bytes{row.lines}, gate)), Sent{});
+        EXPECT_EQ(output.written, row.written);
+        EXPECT_EQ(output.offered, row.offered);
+    });
+}
+
+TEST(MCPStdoutWriter, a_failure_ends_the_lines_that_may_be_taken_back) {
+    for (const std::size_t after : {0U, 4U}) {
+        SCOPED_TRACE(after);
+        ManualExecutor executor;
+        FakeOutput output;
+        output.step = 4;
+        output.failure.emplace(after, std::unexpected(PosixError{EPIPE}));
+        MCPStdoutWriter writer{executor, output.attemptWrite()};
+        EXPECT_EQ(executor.run(writer.send(Bytes{"abcdef\ng\n"}, std::make_shared<LineGate>())),
+                  Sent{std::unexpected(MCPWriteError{PosixError{EPIPE}})});
+        EXPECT_EQ(output.written, std::string{"abcd"}.substr(0, after));
+    }
+}
+
 Task<void> sendAll(MCPStdoutWriter* writer, std::vector<std::string> messages) {
     for (const std::string& message : messages) {
         Bytes bytes{message};

@@ -12,10 +12,10 @@
 
 namespace vostel_tests {
 
-class FakeApplication final {
+class ScriptedApplication final {
 public:
-    FakeApplication() = default;
-    FakeApplication(const FakeApplication&) = delete;
+    ScriptedApplication() = default;
+    ScriptedApplication(const ScriptedApplication&) = delete;
 
     /// Script: one attempt to connect that succeeds and meets this peer.
     ScriptedPeer& answers(const std::vector<std::string>& pieces,

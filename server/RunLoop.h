@@ -9,7 +9,7 @@
 
 namespace vostel_mcp {
 
-class MainExecutor final : public VostelMCPKit::Executor {
+class RunLoop final : public VostelMCPKit::Executor {
 public:
     void post(std::coroutine_handle<> piece) override;
 

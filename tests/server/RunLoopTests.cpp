@@ -1,5 +1,5 @@
 #include "kit/concurrency/Actor.h"
-#include "server/MainExecutor.h"
+#include "server/RunLoop.h"
 #include "server/SerialExecutor.h"
 
 #include <gtest/gtest.h>
@@ -26,8 +26,8 @@ public:
     }
 };
 
-TEST(MainExecutor, a_task_runs_on_the_calling_thread_until_it_has_ended) {
-    MainExecutor mainThread;
+TEST(RunLoop, a_task_runs_on_the_calling_thread_until_it_has_ended) {
+    RunLoop mainThread;
     std::thread::id ranOn;
     auto task = [](std::thread::id* out) -> Task<void> {
         *out = std::this_thread::get_id();
@@ -37,10 +37,10 @@ TEST(MainExecutor, a_task_runs_on_the_calling_thread_until_it_has_ended) {
     EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
-TEST(MainExecutor, what_other_threads_post_runs_on_the_thread_that_runs_it) {
-    MainExecutor mainThread;
+TEST(RunLoop, what_other_threads_post_runs_on_the_thread_that_runs_it) {
+    RunLoop mainThread;
     Place place{mainThread};
-    CallerExecutor caller;
+    InlineExecutor caller;
     int counter = 0;
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; ++number) {
