@@ -32,8 +32,13 @@ struct Stack {
         void* mapping =
             mmap(nullptr, stackSize + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (mapping == MAP_FAILED) return std::unexpected(PosixError{errno});
-        mprotect(mapping, pageSize(), PROT_NONE);
-        return Stack{static_cast<char*>(mapping)};
+        const Stack stack{static_cast<char*>(mapping)};
+        if (mprotect(mapping, pageSize(), PROT_NONE) != 0) {
+            const int failure = errno;
+            stack.unmap();
+            return std::unexpected(PosixError{failure});
+        }
+        return stack;
     }
     [[nodiscard]] char* lowest() const { return mapping + pageSize(); }
     void unmap() const { munmap(mapping, stackSize + pageSize()); }

@@ -1,12 +1,14 @@
 #include "server/LaunchBundle_linux.h"
 
 #include "posix/FileDescriptor.h"
+#include "server/PropertyList.h"
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <span>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,12 +18,22 @@ namespace {
 
 using VostelMCPKit::PosixError;
 
-/// What a property list of a bundle holds at most; empty when the file cannot be read.
+constexpr std::size_t mostOfPropertyList = 65'536;
+
+/// The beginning of a file; empty when it cannot be read.
 std::string beginningOf(const std::filesystem::path& file) {
     const posix::FileDescriptor descriptor{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
-    std::string content(65'536, '\0');
-    const ssize_t count = read(descriptor.get(), content.data(), content.size());
-    content.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    std::string content;
+    if (!descriptor.isOpen()) return content;
+    content.resize(mostOfPropertyList);
+    std::size_t length = 0;
+    while (length < content.size()) {
+        const ssize_t count = read(descriptor.get(), content.data() + length, content.size() - length);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) break;
+        length += static_cast<std::size_t>(count);
+    }
+    content.resize(length);
     return content;
 }
 
@@ -33,33 +45,72 @@ void closeOthersOnExec() {
     for (int descriptor = 3; descriptor < end; ++descriptor) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
+/// Tells the parent how far the launch came: one int when everything is ready for the program, and another one, an
+/// errno value, when the program could not be run. The end of the stream after the first means success. Without the
+/// first, nothing was launched, whatever became of the report.
+bool report(int descriptor, int value) {
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        if (write(descriptor, &value, sizeof value) == sizeof value) return true;
+    }
+    return false;
+}
+
+bool standardStreamsAreNull() {
+    const int null = open("/dev/null", O_RDWR);
+    if (null < 0) return false;
+    for (int stream = 0; stream <= 2; ++stream) {
+        if (dup2(null, stream) != stream) return false;
+    }
+    return true;
+}
+
 /// The life of the launched process up to its own program. Only async-signal-safe calls: other threads of the parent
-/// may have held locks at the fork. Does not return.
-[[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int report) {
-    if (setsid() < 0 || chdir("/") != 0) _exit(errno);
+/// may have held locks at the fork. Does not return. What cannot have the streams and limits of a fresh process is not
+/// launched.
+[[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int reporting,
+                                    const rlimit& descriptorLimit) {
+    if (setsid() < 0 || chdir("/") != 0) _exit(1);
     // The second fork leaves the first child, which ends at once, as the only one to reap.
     if (const pid_t child = fork(); child != 0) _exit(child < 0 ? 1 : 0);
 
     // Where a standard stream of ours is closed, the report has taken its number.
-    report = fcntl(report, F_DUPFD_CLOEXEC, 3);
-    const int null = open("/dev/null", O_RDWR);
-    for (int stream = 0; stream <= 2; ++stream) dup2(null, stream);
-    // The report vanishes with the others, and its end tells the parent of success.
+    const int high = fcntl(reporting, F_DUPFD_CLOEXEC, 3);
+    if (high < 0 || !standardStreamsAreNull()) _exit(1);
+    // The report vanishes with the others.
     closeOthersOnExec();
+    if (setrlimit(RLIMIT_NOFILE, &descriptorLimit) != 0) _exit(1);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     std::signal(SIGPIPE, SIG_DFL);
 
+    if (!report(high, 0)) _exit(1);
     execv(executable, arguments);
-    const int failure = errno;
-    std::ignore = write(report, &failure, sizeof failure);
+    std::ignore = report(high, errno);
     _exit(127);
+}
+
+/// What the report says of the launch.
+std::expected<void, PosixError> outcome(int descriptor) {
+    std::array<int, 2> report{};
+    std::span<std::byte> rest = std::as_writable_bytes(std::span{report});
+    while (!rest.empty()) {
+        const ssize_t count = read(descriptor, rest.data(), rest.size());
+        if (count == 0) break;
+        if (count > 0) {
+            rest = rest.subspan(static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            return std::unexpected(PosixError{errno});
+        }
+    }
+    if (rest.empty()) return std::unexpected(PosixError{report[1]});
+    if (rest.size() > sizeof report[1]) return std::unexpected(PosixError{EIO});
+    return {};
 }
 
 } // namespace
 
-std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle) {
+std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle, const rlimit& descriptorLimit) {
     const std::string executable = bundleExecutable(bundle).string();
     if (access(executable.c_str(), X_OK) != 0) return std::unexpected(PosixError{errno});
 
@@ -70,19 +121,12 @@ std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle
     char* const arguments[] = {const_cast<char*>(executable.c_str()), nullptr};
     const pid_t child = fork();
     if (child < 0) return std::unexpected(PosixError{errno});
-    if (child == 0) becomeApplication(executable.c_str(), arguments, writing.get());
+    if (child == 0) becomeApplication(executable.c_str(), arguments, writing.get(), descriptorLimit);
     writing = posix::FileDescriptor{};
 
-    int failure = 0;
-    ssize_t count = 0;
-    do {
-        count = read(reading.get(), &failure, sizeof failure);
-    } while (count < 0 && errno == EINTR);
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {}
-    if (count == sizeof failure) return std::unexpected(PosixError{failure});
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return std::unexpected(PosixError{EIO});
-    return {};
+    auto launched = outcome(reading.get());
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {}
+    return launched;
 }
 
 std::filesystem::path bundleExecutable(const std::filesystem::path& bundle) {
@@ -92,21 +136,11 @@ std::filesystem::path bundleExecutable(const std::filesystem::path& bundle) {
 }
 
 std::string executableName(std::string_view inPropertyList) {
-    constexpr std::string_view key = "<key>CFBundleExecutable</key>";
-    constexpr std::string_view opening = "<string>";
-    constexpr std::string_view closing = "</string>";
-    const auto keyStart = inPropertyList.find(key);
-    if (keyStart == inPropertyList.npos) return {};
-    std::string_view rest = inPropertyList.substr(keyStart + key.size());
-    rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r\n"), rest.size()));
-    if (!rest.starts_with(opening)) return {};
-    rest.remove_prefix(opening.size());
-    const std::string_view name = rest.substr(0, rest.find(closing));
-    // A name with markup, a slash or a NUL in it is none that we would run.
-    constexpr std::string_view refused{"/&<\0", 4};
-    if (name.size() == rest.size() || name.find_first_of(refused) != name.npos || name == "." || name == "..")
-        return {};
-    return std::string{name};
+    const std::string name = topLevelString(inPropertyList, "CFBundleExecutable").value_or("");
+    // The name of a file in the bundle, which a path could leave.
+    constexpr std::string_view refused{"/\0", 2};
+    if (name.find_first_of(refused) != name.npos || name == "." || name == "..") return {};
+    return name;
 }
 
 } // namespace vostel_mcp

@@ -69,10 +69,16 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     if (!tool) {
         auto error = MCPError::invalidParams("tools/call requires params.name");
         auto refusal = MCPResponse::failure(std::move(request.id), std::move(error));
-        co_await sendLine(dependencies_.standardOutput, std::move(refusal));
-        co_return;
+        co_return co_await sendLine(dependencies_.standardOutput, std::move(refusal));
     }
     const MCPValue* arguments = params.find("arguments");
+    const auto fresh = dependencies_.makeUUID();
+    if (!fresh) {
+        auto error = MCPError::internalError(
+            "The call could not be sent because the system has no random numbers: " + fresh.error().systemText() + ".");
+        auto failure = MCPResponse::failure(std::move(request.id), std::move(error));
+        co_return co_await sendLine(dependencies_.standardOutput, std::move(failure));
+    }
     MCPWireRequest wireRequest{
         .protocolVersion = wireProtocolVersion,
         .clientInfo = std::move(clientInfo),
@@ -86,7 +92,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     request = {};
 
     co_await isolated();
-    call.wireID = registry_.registerCall(call.externalKey, std::move(token), dependencies_.makeUUID());
+    call.wireID = registry_.registerCall(call.externalKey, std::move(token), *fresh);
     wireRequest.requestID = call.wireID;
     auto cancellation = std::make_shared<CallCancellation>();
     tasks_.insert_or_assign(call.wireID, cancellation);

@@ -9,6 +9,7 @@
 #include "server/MCPSocketClient.h"
 #include "server/PendingCancellations.h"
 
+#include <expected>
 #include <functional>
 #include <memory>
 #include <string>
@@ -28,7 +29,8 @@ public:
         /// Where calls run between their blocking operations: off the proxy, so that a large result keeps nobody
         /// waiting.
         VostelMCPKit::Executor& calls;
-        VostelMCPKit::UUIDSource makeUUID;
+        /// A fresh wire id for each call.
+        std::function<std::expected<VostelMCPKit::UUID, VostelMCPKit::PosixError>()> makeUUID;
         /// Gives what the allocator keeps back to the system; called when a large response is done with. Takes
         /// milliseconds.
         std::function<void()> releaseFreeMemory;

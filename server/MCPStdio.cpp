@@ -13,13 +13,29 @@ using VostelMCPKit::PosixError;
 
 namespace {
 
+/// Waits until `descriptor` is ready for `event` (of poll) or its other end is gone. False with errno set when it
+/// cannot be waited for.
+bool waitUntilReady(int descriptor, short event) {
+    pollfd waiting{descriptor, event, 0};
+    while (poll(&waiting, 1, /*timeout=*/-1) < 0) {
+        // EAGAIN: the system was short of memory for a moment.
+        if (errno == EAGAIN) {
+            poll(nullptr, 0, /*timeout=*/1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    if ((waiting.revents & POLLNVAL) == 0) return true;
+    errno = EBADF;
+    return false;
+}
+
 /// After a read or write failed with errno set: true when it is worth another attempt. The other end of a stream may be
 /// shared with a process that made it non-blocking; then this waits until the stream is ready.
 bool mayRetry(int descriptor, short event) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
-    pollfd ready{descriptor, event, 0};
-    return poll(&ready, 1, /*timeout=*/-1) > 0 || errno == EINTR;
+    return waitUntilReady(descriptor, event);
 }
 
 void readLines(int descriptor, LineChannel& lines) {
@@ -52,8 +68,7 @@ std::expected<std::int64_t, PosixError> attemptWrite(int descriptor, std::span<c
 }
 
 std::size_t waitForRoom(int descriptor) {
-    pollfd ready{descriptor, POLLOUT, 0};
-    while (poll(&ready, 1, /*timeout=*/-1) < 0 && (errno == EINTR || errno == EAGAIN)) {}
+    std::ignore = waitUntilReady(descriptor, POLLOUT);
     return PIPE_BUF;
 }
 

@@ -6,13 +6,15 @@
 
 #include <expected>
 #include <filesystem>
+#include <sys/resource.h>
 
 namespace vostel_mcp {
 
 /// Opens the application bundle in the background: not brought to the front, not among the recent items. Returns once
-/// the launch is known to have succeeded or failed.
+/// the launch is known to have succeeded or failed. Where the system would pass our limit of open files on, the
+/// application gets `descriptorLimit` instead.
 [[nodiscard]] VostelMCPKit::Task<std::expected<void, VostelMCPKit::PosixError>>
-openWithoutActivating(std::filesystem::path bundle);
+openWithoutActivating(std::filesystem::path bundle, rlimit descriptorLimit);
 
 /// Tells the allocator to give large blocks back to the system as soon as they are freed. Called once, at start.
 void keepIdleMemorySmall();

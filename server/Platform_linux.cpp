@@ -8,8 +8,8 @@ namespace vostel_mcp {
 using VostelMCPKit::PosixError;
 using VostelMCPKit::Task;
 
-Task<std::expected<void, PosixError>> openWithoutActivating(std::filesystem::path bundle) {
-    co_return launchBundle(bundle);
+Task<std::expected<void, PosixError>> openWithoutActivating(std::filesystem::path bundle, rlimit descriptorLimit) {
+    co_return launchBundle(bundle, descriptorLimit);
 }
 
 void keepIdleMemorySmall() {

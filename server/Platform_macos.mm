@@ -72,7 +72,8 @@ private:
 
 } // namespace
 
-Task<Opened> openWithoutActivating(std::filesystem::path bundle) {
+// The workspace starts the application: it inherits nothing of ours.
+Task<Opened> openWithoutActivating(std::filesystem::path bundle, rlimit /*descriptorLimit*/) {
     Opening opening{bundle};
     co_return co_await opening;
 }

@@ -16,9 +16,12 @@
 #include "server/SerialExecutor.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <string>
+#include <string_view>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -29,23 +32,42 @@ using namespace VostelMCPKit;
 namespace {
 
 /// A client may start us with a standard stream closed. The first socket would then take its number, and replies would
-/// go to the application.
-void occupyStandardStreams() {
-    int descriptor = 0;
-    do {
-        descriptor = open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor >= 0) close(descriptor);
+/// go to the application. False when a closed stream can be replaced by nothing.
+bool occupyStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
+        int descriptor = open("/dev/null", O_RDWR);
+        // A folder can be neither read nor written, which serves as well.
+        if (descriptor < 0) descriptor = open("/", O_RDONLY);
+        if (descriptor != stream) return false;
+    }
+    return true;
+}
+
+rlimit descriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) limit = {.rlim_cur = 256, .rlim_max = RLIM_INFINITY};
+    return limit;
 }
 
 /// Each call in flight holds a descriptor, and some systems start a process with room for only 256.
-void raiseDescriptorLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+void raiseDescriptorLimit(rlimit limit) {
     const rlim_t wanted = 8192;
     if (limit.rlim_cur >= wanted) return;
     limit.rlim_cur = std::min(wanted, limit.rlim_max);
     std::ignore = setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// A signal may interrupt the write.
+void writeStartUpLine() {
+    std::setvbuf(stderr, nullptr, _IONBF, 0);
+    const std::string line = "vostel-mcp wire protocol v" + std::to_string(wireProtocolVersion) + "\n";
+    for (std::string_view rest = line; !rest.empty();) {
+        const ssize_t count = write(STDERR_FILENO, rest.data(), rest.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return;
+        rest.remove_prefix(static_cast<std::size_t>(count));
+    }
 }
 
 /// How long the end of the input waits for cancellations that the application has not taken yet.
@@ -54,11 +76,11 @@ constexpr auto drainTimeout = std::chrono::milliseconds{40};
 } // namespace
 
 int main() {
-    occupyStandardStreams();
+    if (!occupyStandardStreams()) std::_Exit(EXIT_FAILURE);
     keepIdleMemorySmall();
-    raiseDescriptorLimit();
-    std::setvbuf(stderr, nullptr, _IONBF, 0);
-    std::fprintf(stderr, "vostel-mcp wire protocol v%lld\n", static_cast<long long>(wireProtocolVersion));
+    const rlimit originalLimit = descriptorLimit();
+    raiseDescriptorLimit(originalLimit);
+    writeStartUpLine();
 
     RunLoop mainThread;
     SerialExecutor proxyTurn;
@@ -69,25 +91,26 @@ int main() {
                                    [] { return MCPStdio::waitForRoom(STDOUT_FILENO); }};
     PendingCancellations pendingCancellations;
 
-    auto socketClient =
-        MCPSocketClient::make(posix::applicationSupportDirectory(), {posix::ownExecutable(), openWithoutActivating},
-                              {
-                                  .connect = posix::UnixSocket::connect,
-                                  .startThread = posix::startBlockingThread,
-                                  .now = std::chrono::steady_clock::now,
-                                  .sleep = [](auto pause) { std::this_thread::sleep_for(pause); },
-                              });
+    const auto open = [originalLimit](auto bundle) { return openWithoutActivating(std::move(bundle), originalLimit); };
+    auto socketClient = MCPSocketClient::make(posix::applicationSupportDirectory(), {posix::ownExecutable(), open},
+                                              {
+                                                  .connect = posix::UnixSocket::connect,
+                                                  .startThread = posix::startBlockingThread,
+                                                  .now = std::chrono::steady_clock::now,
+                                                  .sleep = [](auto pause) { std::this_thread::sleep_for(pause); },
+                                              });
     MCPHandshake::Forwarding forwarding = nullptr;
     if (socketClient) {
         forwarding = std::make_shared<MCPCallProxy>(
             proxyTurn, MCPCallProxy::Dependencies{**socketClient, standardOutput, pendingCancellations, calls,
-                                                  posix::randomUUID, releaseFreeMemory});
+                                                  posix::freshUUID, releaseFreeMemory});
     } else {
         forwarding = std::unexpected(socketClient.error());
     }
 
     MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable};
-    if (MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) mainThread.run(handshake.serve());
+    if (!MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) std::_Exit(EXIT_FAILURE);
+    mainThread.run(handshake.serve());
 
     pendingCancellations.drain(drainTimeout);
     // Deliberate: calls that still run are neither awaited nor cancelled. Their threads use the objects above, so

@@ -1,5 +1,6 @@
 #include "kit/connect/MCPConnectLogic.h"
 
+#include "kit/support/Unicode.h"
 #include "kit/support/match.h"
 
 namespace VostelMCPKit {
@@ -8,7 +9,7 @@ std::string ConnectError::errorDescription() const {
     return match(
         is,
         [](const SocketPathTooLong& error) {
-            return "Vostel MCP socket path '" + error.path + "' is " + std::to_string(error.length) +
+            return "Vostel MCP socket path '" + repairedUTF8(error.path) + "' is " + std::to_string(error.length) +
                    " bytes, over the " + std::to_string(error.limit) +
                    "-byte sun_path limit. Shorten your macOS username or home directory path.";
         },

@@ -5,22 +5,35 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <pthread.h>
 #include <sstream>
+#include <sys/mman.h>
 #include <thread>
 
 namespace {
 
 /// The error of the next pthread_create; zero while it works.
 std::atomic<int> nextThreadFails = 0;
+/// True while the system cannot protect a page.
+std::atomic<bool> protectingFails = false;
 
 } // namespace
+
+extern "C" int __real_mprotect(void* begin, size_t length, int protection);
+extern "C" int __wrap_mprotect(void* begin, size_t length, int protection);
+int __wrap_mprotect(void* begin, size_t length, int protection) {
+    if (!protectingFails) return __real_mprotect(begin, length, protection);
+    errno = ENOMEM;
+    return -1;
+}
 
 // The linker sends the server's calls of pthread_create here.
 extern "C" int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
@@ -190,6 +203,28 @@ TEST(BlockingThread, a_thread_that_cannot_be_started_is_reported_and_its_body_ne
     EXPECT_LE(guardedStackCount(), stacksBefore);
     runRunBlocking([&] { ++*body; });
     EXPECT_EQ(*body, 1) << "the next start works";
+}
+
+TEST(BlockingThread, a_stack_whose_guard_page_cannot_be_protected_is_not_used) {
+    std::promise<void> release;
+    const std::shared_future<void> released{release.get_future()};
+    std::atomic<std::size_t> ended = 0;
+    std::size_t running = 0;
+    std::expected<void, PosixError> started;
+    protectingFails = true;
+    // Kept stacks have their guard pages; all of them are in use before a new one is needed.
+    for (; running <= mostKept; ++running) {
+        started = startBlockingThread(name, [&ended, released] {
+            released.wait();
+            ++ended;
+            ended.notify_all();
+        });
+        if (!started) break;
+    }
+    protectingFails = false;
+    release.set_value();
+    for (std::size_t seen = ended; seen != running; seen = ended) ended.wait(seen);
+    EXPECT_EQ(started, (std::expected<void, PosixError>{std::unexpected(PosixError{ENOMEM})}));
 }
 
 using Answer = std::expected<std::thread::id, PosixError>;

@@ -24,6 +24,7 @@ struct Forwarding {
     FakeClock clock;
     RecordingOutput output;
     int memoryReleases = 0;
+    bool isWithoutRandomness = false;
     vostel_mcp::SerialExecutor proxyTurn;
     vostel_mcp::InlineExecutor calls;
     VostelMCPKit::MCPStdoutWriter standardOutput;
@@ -75,7 +76,10 @@ private:
         uuid.bytes[15] = static_cast<std::uint8_t>(number);
         return uuid;
     }
-    VostelMCPKit::UUID nextUUID() { return uuid(++registered_); }
+    std::expected<VostelMCPKit::UUID, VostelMCPKit::PosixError> nextUUID() {
+        if (isWithoutRandomness) return std::unexpected(VostelMCPKit::PosixError{ENOSYS});
+        return uuid(++registered_);
+    }
 
     vostel_mcp::SerialExecutor ownOutputTurn_;
     int registered_ = 0;

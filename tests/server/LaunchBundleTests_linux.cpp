@@ -37,6 +37,9 @@ namespace {
 using vostel_tests::TemporaryFolder;
 using VostelMCPKit::PosixError;
 
+/// Unlike that of the tests themselves.
+constexpr rlimit descriptorLimit{.rlim_cur = 99, .rlim_max = 100};
+
 std::string propertyList(const std::string& content) {
     return R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
@@ -67,7 +70,7 @@ public:
     /// Launches the bundle and returns its report. Waits for it ten seconds at most.
     [[nodiscard]] std::string report() const {
         const posix::FileDescriptor reading{open(fifo().c_str(), O_RDONLY | O_NONBLOCK)};
-        const auto launched = launchBundle(path());
+        const auto launched = launchBundle(path(), descriptorLimit);
         if (!launched) return "not launched: " + launched.error().systemText();
         std::string text;
         for (char bytes[4096];;) {
@@ -236,7 +239,7 @@ TEST(LaunchBundle, what_cannot_run_fails_before_the_operation_returns) {
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const Bundle bundle;
         row.arrange(bundle);
-        const auto launched = launchBundle(bundle.path());
+        const auto launched = launchBundle(bundle.path(), descriptorLimit);
         ASSERT_FALSE(launched);
         EXPECT_EQ(launched.error(), PosixError{row.code});
     });
@@ -251,7 +254,7 @@ TEST(LaunchBundle, an_ignored_child_signal_does_not_hide_success_or_failure) {
     bundle.writeScript("Small", "echo here");
     EXPECT_EQ(bundle.report(), "here\n");
     bundle.writeExecutable("Small", "hello");
-    EXPECT_FALSE(launchBundle(bundle.path()));
+    EXPECT_FALSE(launchBundle(bundle.path(), descriptorLimit));
     std::signal(SIGCHLD, before);
 }
 
@@ -264,12 +267,48 @@ TEST(LaunchBundle, a_failure_is_known_even_when_standard_streams_are_closed) {
     const posix::FileDescriptor savedOutput{fcntl(1, F_DUPFD_CLOEXEC, 10)};
     const posix::FileDescriptor savedError{fcntl(2, F_DUPFD_CLOEXEC, 10)};
     for (int stream = 0; stream <= 2; ++stream) close(stream);
-    const auto launched = launchBundle(bundle.path());
+    const auto launched = launchBundle(bundle.path(), descriptorLimit);
     dup2(savedInput.get(), 0);
     dup2(savedOutput.get(), 1);
     dup2(savedError.get(), 2);
     ASSERT_FALSE(launched);
     EXPECT_EQ(launched.error(), PosixError{ENOEXEC});
+}
+
+TEST(LaunchBundle, the_process_has_the_limit_of_descriptors_that_it_is_given) {
+    Bundle bundle;
+    bundle.writeScript("Small", "{ ulimit -Sn; ulimit -Hn; }");
+    EXPECT_EQ(bundle.report(), "99\n100\n");
+}
+
+/// Launches the bundle while we have room for only so many more descriptors.
+std::expected<void, PosixError> launchWithRoomFor(unsigned descriptors, const Bundle& bundle) {
+    const posix::FileDescriptor next{dup(0)};
+    rlimit before{};
+    if (getrlimit(RLIMIT_NOFILE, &before) != 0) std::abort();
+    const rlimit scarce{.rlim_cur = static_cast<rlim_t>(next.get()) + 1 + descriptors, .rlim_max = before.rlim_max};
+    if (setrlimit(RLIMIT_NOFILE, &scarce) != 0) std::abort();
+    const auto launched = launchBundle(bundle.path(), descriptorLimit);
+    if (setrlimit(RLIMIT_NOFILE, &before) != 0) std::abort();
+    return launched;
+}
+
+TEST(LaunchBundle, without_room_for_its_streams_the_process_is_not_launched_at_all) {
+    for (const unsigned descriptors : {0U, 1U, 2U, 3U}) {
+        SCOPED_TRACE(descriptors);
+        const Bundle bundle;
+        bundle.writeScript("Small", "echo here");
+        EXPECT_FALSE(launchWithRoomFor(descriptors, bundle));
+    }
+}
+
+TEST(LaunchBundle, a_failure_is_known_even_when_there_is_no_room_to_report_it) {
+    for (const unsigned descriptors : {2U, 3U, 4U}) {
+        SCOPED_TRACE(descriptors);
+        const Bundle bundle;
+        bundle.writeExecutable("Small", "hello");
+        EXPECT_FALSE(launchWithRoomFor(descriptors, bundle));
+    }
 }
 
 TEST(LaunchBundle, the_executable_name_is_read_out_of_the_property_list_or_not_at_all) {
@@ -300,7 +339,7 @@ TEST(LaunchBundle, the_executable_name_is_read_out_of_the_property_list_or_not_a
         {"a path out of the bundle", propertyList(key + "<string>../../sh</string>"), ""},
         {"the folder itself", propertyList(key + "<string>.</string>"), ""},
         {"the folder above", propertyList(key + "<string>..</string>"), ""},
-        {"an entity", propertyList(key + "<string>a&amp;b</string>"), ""},
+        {"entities", propertyList(key + "<string>a&amp;&#x62;&#99;&quot;</string>"), "a&bc\""},
         {"markup", propertyList(key + "<string>a<b/></string>"), ""},
         {"a NUL", propertyList(key + "<string>sh" + std::string(1, '\0') + "x</string>"), ""},
         {"a binary property list",

@@ -251,6 +251,19 @@ TEST_F(MCPCallProxyTest, every_failure_is_an_internal_error_with_a_sentence_for_
     });
 }
 
+TEST_F(MCPCallProxyTest, a_system_without_random_numbers_fails_the_call_with_a_sentence) {
+    isWithoutRandomness = true;
+    handle(call("1"));
+    EXPECT_EQ(output.takeLines(),
+              Lines{error("-32603", "The call could not be sent because the system has no random numbers: Function not "
+                                    "implemented.")});
+    isWithoutRandomness = false;
+    application.answers({answer("{}")});
+    handle(call("1"));
+    threads.runAll();
+    EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
+}
+
 TEST_F(MCPCallProxyTest, a_failure_concerns_its_own_call_alone) {
     application.answers({});
     application.answers({answer("{}")});

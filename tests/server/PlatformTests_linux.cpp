@@ -25,10 +25,10 @@ TEST(Platform, opening_reports_what_became_of_the_launch) {
     const auto executable = folder.write("Small.app/Contents/MacOS/Small", "#!/bin/sh\n");
     vostel_tests::ManualExecutor executor;
     using Opened = std::expected<void, VostelMCPKit::PosixError>;
-    EXPECT_EQ(executor.run(openWithoutActivating(folder.path() / "Small.app")),
+    EXPECT_EQ(executor.run(openWithoutActivating(folder.path() / "Small.app", {64, 64})),
               Opened{std::unexpected(VostelMCPKit::PosixError{EACCES})});
     std::filesystem::permissions(executable, std::filesystem::perms::owner_all);
-    EXPECT_EQ(executor.run(openWithoutActivating(folder.path() / "Small.app")), Opened{});
+    EXPECT_EQ(executor.run(openWithoutActivating(folder.path() / "Small.app", {64, 64})), Opened{});
 }
 
 } // namespace
