@@ -2,6 +2,7 @@
 #include "kit/tools/MCPURLPolicy.h"
 
 #include <algorithm>
+#include <charconv>
 #include <optional>
 
 using namespace VostelMCPKit;
@@ -21,6 +22,42 @@ std::string lowercased(std::string_view text) {
     return lower;
 }
 
+/// The host that Python's urlsplit finds, which is what the downloader connects to.
+std::string hostForPython(std::string_view url) {
+    std::string text;
+    while (!url.empty() && static_cast<unsigned char>(url.front()) <= 0x20) url.remove_prefix(1);
+    std::ranges::copy_if(url, std::back_inserter(text), [](char c) { return c != '\t' && c != '\r' && c != '\n'; });
+    text.erase(0, text.find(':') + 1);
+    if (!text.starts_with("//")) return {};
+    std::string host = text.substr(2, text.find_first_of("/?#", 2) - 2);
+    host.erase(0, host.rfind('@') + 1);
+    if (host.contains('[')) return host.substr(0, host.find(']') + 1);
+    return lowercased(host.substr(0, host.find(':')));
+}
+
+/// The host that a browser finds (WHATWG URL Standard): any number of slashes and backslashes, escapes decoded.
+std::string hostForBrowsers(std::string_view url) {
+    std::string text;
+    while (!url.empty() && static_cast<unsigned char>(url.front()) <= 0x20) url.remove_prefix(1);
+    std::ranges::copy_if(url, std::back_inserter(text), [](char c) { return c != '\t' && c != '\r' && c != '\n'; });
+    text.erase(0, text.find(':') + 1);
+    text.erase(0, std::min(text.find_first_not_of("/\\"), text.size()));
+    std::string host = text.substr(0, text.find_first_of("/\\?#"));
+    host.erase(0, host.rfind('@') + 1);
+    if (host.starts_with('[')) return host.substr(0, host.find(']') + 1);
+    host.erase(std::min(host.find(':'), host.size()));
+    std::string decoded;
+    for (std::size_t i = 0; i < host.size(); ++i) {
+        unsigned value = 0;
+        const char* digits = host.data() + i + 1;
+        const bool isEscape =
+            host[i] == '%' && i + 2 < host.size() && std::from_chars(digits, digits + 2, value, 16).ptr == digits + 2;
+        decoded += isEscape ? static_cast<char>(value) : host[i];
+        if (isEscape) i += 2;
+    }
+    return lowercased(decoded);
+}
+
 } // namespace
 
 /// The first line is the address that the host resolves to, the rest the link.
@@ -29,10 +66,11 @@ void check(std::string_view text) {
     const std::string_view url = text.substr(std::min(address.size() + 1, text.size()));
 
     std::optional<std::string> asked;
+    const std::vector<std::string> addresses = {"8.8.8.8", address};
     const Decision decision = MCPURLPolicy::evaluate(url, [&](const std::string& host) {
         require(!asked, "the resolver is asked once");
         asked = host;
-        return std::vector<std::string>{"8.8.8.8", address};
+        return addresses;
     });
 
     const bool isRefusedUnresolved = decision == Decision{Decision::Rejected{Reason::scheme}} ||
@@ -41,17 +79,13 @@ void check(std::string_view text) {
     if (!asked) return;
 
     require(isOfTheVideoService(*asked), "only the video service is resolved");
-    // Whatever reads the link: the host stands right behind the slashes, and what follows cannot belong to it.
-    const std::string lower = lowercased(url);
-    const std::string start = "https://" + *asked;
-    require(lower.starts_with(start), "the host that was judged stands where a host stands");
-    const std::string_view rest = std::string_view{lower}.substr(start.size());
-    require(rest.empty() || std::string_view{":/?#"}.contains(rest.front()), "the host ends where the link says");
-    require(!rest.substr(0, rest.find('/')).contains('@'), "no user name hides another host");
-    require(std::ranges::all_of(lower, [](char c) { return static_cast<unsigned char>(c) > 0x20 && c != '\\'; }),
+    require(hostForPython(url) == *asked, "the downloader connects to the host that was judged");
+    require(hostForBrowsers(url) == *asked, "a browser finds the host that was judged");
+    require(std::ranges::all_of(url, [](char c) { return static_cast<unsigned char>(c) > 0x20 && c != '\\'; }),
             "no link that readers could take apart differently");
 
-    if (decision == Decision{Decision::Allowed{}}) {
+    if (const auto* allowed = std::get_if<Decision::Allowed>(&decision.is)) {
+        require(*allowed == Decision::Allowed{*asked, addresses}, "an allowed link carries what was judged");
         require(address.find_first_not_of("0123456789abcdefABCDEF.:") == std::string::npos, "addresses are numeric");
         require(!address.starts_with("127.") && !address.starts_with("10."), "addresses are public");
     }

@@ -187,7 +187,7 @@ VideoDownloader::VideoDownloader(Uses uses, Limits limits)
     : uses_{std::move(uses)}, limits_{limits}, turns_{limits.downloadsAtOnce} {}
 
 std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
-VideoDownloader::download(const std::string& url, Cancellation& cancellation,
+VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
                           const std::function<void(double)>& progress) {
     const auto executable = findDownloader(uses_.searchPath);
     if (!executable) return failed({DownloadError::DownloaderMissing{}});
@@ -199,9 +199,14 @@ VideoDownloader::download(const std::string& url, Cancellation& cancellation,
     std::string folder = (uses_.downloads / "XXXXXX").string();
     if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, errno);
     auto audio = std::make_unique<DownloadedAudio>(folder);
-    const auto proxy = VideoProxy::start({uses_.resolve, uses_.startThread, 443, isPublicAddress});
+    // The host of the link keeps the addresses that the policy judged. Further hosts of the service are judged by the
+    // proxy when the downloader asks for them.
+    const auto resolve = [judged = link.judged, others = uses_.resolve](const std::string& host) {
+        return host == judged.host ? judged.addresses : others(host);
+    };
+    const auto proxy = VideoProxy::start({resolve, uses_.startThread, 443, isPublicAddress});
     if (!proxy) return systemFailed("open a way to the video service", proxy.error().errorNumber);
-    auto child = posix::ChildProcess::start(*executable, argumentsFor(url, folder, proxy->url()),
+    auto child = posix::ChildProcess::start(*executable, argumentsFor(link.url, folder, proxy->url()),
                                             withoutProxies(uses_.environment));
     if (!child) return systemFailed("start yt-dlp", child.error().errorNumber);
 
@@ -236,8 +241,8 @@ DownloadAudio systemDownload(const fs::path& downloads) {
                               VostelMCPKit::resolveBySystem, posix::startBlockingThread},
         VideoDownloader::Limits{});
     return
-        [downloader](const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress) {
-            return downloader->download(url, cancellation, progress);
+        [downloader](const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress) {
+            return downloader->download(link, cancellation, progress);
         };
 }
 

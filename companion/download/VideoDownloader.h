@@ -34,9 +34,18 @@ private:
     std::filesystem::path path_;
 };
 
-/// Fetches the sound of a link that the policy allowed. `progress` takes the share that has come, never falling.
+/// A link that the policy allowed.
+struct JudgedLink {
+    std::string url;
+    /// The host of `url`, and the addresses that were judged.
+    VostelMCPKit::MCPURLPolicy::Decision::Allowed judged;
+
+    bool operator==(const JudgedLink&) const = default;
+};
+
+/// Fetches the sound of a link. `progress` takes the fraction that has come, never falling.
 using DownloadAudio = std::function<std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>(
-    const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress)>;
+    const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress)>;
 
 /// Runs yt-dlp for a few links at a time, further ones wait their turn. It is given nothing but a way to the video
 /// service (see VideoProxy), a folder for its file, and bounds. Thread-safe.
@@ -66,7 +75,7 @@ public:
     VideoDownloader& operator=(const VideoDownloader&) = delete;
 
     [[nodiscard]] std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
-    download(const std::string& url, Cancellation& cancellation, const std::function<void(double)>& progress);
+    download(const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress);
 
 private:
     const Uses uses_;

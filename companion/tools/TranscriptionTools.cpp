@@ -112,7 +112,8 @@ const char* refusal(MCPURLPolicy::Reason reason) {
     case MCPURLPolicy::Reason::scheme:
         return "Vostel opens encrypted links only, which begin with https.";
     case MCPURLPolicy::Reason::host:
-        return "Vostel opens links to YouTube videos only.";
+        return "Vostel opens a link only if it is a valid URL whose host is youtube.com, a subdomain of youtube.com, "
+               "or youtu.be.";
     case MCPURLPolicy::Reason::unresolvedHost:
         return "The address of the link's host could not be found; please check the link and the network connection.";
     case MCPURLPolicy::Reason::privateAddress:
@@ -136,11 +137,12 @@ MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
     if (!isLanguageHint(language))
         return MCPToolOutcome::failed(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());
 
-    const MCPURLPolicy::Decision decision = MCPURLPolicy::evaluate(url, context.resolve);
+    MCPURLPolicy::Decision decision = MCPURLPolicy::evaluate(url, context.resolve);
     if (const auto* rejected = std::get_if<MCPURLPolicy::Decision::Rejected>(&decision.is))
         return MCPToolOutcome::failed(refusal(rejected->reason));
+    const JudgedLink link{url, std::get<MCPURLPolicy::Decision::Allowed>(std::move(decision.is))};
 
-    const auto audio = context.downloadAudio(url, call.cancellation,
+    const auto audio = context.downloadAudio(link, call.cancellation,
                                              [&](double fraction) { call.progress(fraction * downloadFraction); });
     if (!audio) return MCPToolOutcome::failed(audio.error().description());
     const auto done = context.transcribe((*audio)->path().string(), language, call.cancellation, [&](double fraction) {

@@ -1,5 +1,6 @@
 #include "kit/tools/MCPURLPolicy.h"
 
+#include "kit/support/ASCII.h"
 #include "kit/support/match.h"
 
 #include <algorithm>
@@ -7,71 +8,65 @@
 #include <optional>
 #include <span>
 #include <sys/socket.h>
+#include <utility>
 
 namespace VostelMCPKit::MCPURLPolicy {
 
 namespace {
 
-// By hand instead of <cctype>, which asks the locale.
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string lowercased(std::string_view text) {
-    std::string lower{text};
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return lower;
-}
-
 /// Takes the scheme and its colon off `url` (RFC 3986, section 3.1).
 std::optional<std::string> takeScheme(std::string_view& url) {
-    const auto isSchemeCharacter = [](char c) { return isLetter(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; };
+    const auto isSchemeCharacter = [](char c) {
+        return isASCIILetter(c) || isASCIIDigit(c) || c == '+' || c == '-' || c == '.';
+    };
     const std::size_t colon = url.find(':');
     if (colon == std::string_view::npos || colon == 0) return std::nullopt;
     const std::string_view scheme = url.substr(0, colon);
-    if (!isLetter(scheme.front()) || !std::ranges::all_of(scheme, isSchemeCharacter)) return std::nullopt;
+    if (!isASCIILetter(scheme.front()) || !std::ranges::all_of(scheme, isSchemeCharacter)) return std::nullopt;
     url.remove_prefix(colon + 1);
-    return lowercased(scheme);
+    return asciiLowerCase(scheme);
 }
 
-/// Readers drop tabs and line breaks, stop at spaces, or take a backslash for a slash; none of them belongs in a URL.
-bool isAmbiguous(char c) {
+/// No URL contains these. Some readers drop tabs and line breaks, end the URL at a space, or take a backslash for a
+/// slash, and would find another host.
+bool isForbidden(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte <= 0x20 || byte == 0x7F || c == '\\';
 }
 
-/// A number that a port can have, or nothing, which stands for the usual one.
-bool isPort(std::string_view text) {
-    if (text.size() > 5 || !std::ranges::all_of(text, isDigit)) return false;
-    int number = 0;
-    for (char digit : text) number = number * 10 + (digit - '0');
-    return number <= 65'535;
+/// The characters that a host or a user name contains unescaped: "unreserved" and "sub-delims" of RFC 3986.
+bool isPlain(char c) { return isASCIILetter(c) || isASCIIDigit(c) || std::string_view{"-._~!$&'()*+,;="}.contains(c); }
+
+/// Characters of RFC 3986, section 3.2.1.
+bool isUserInformation(std::string_view text) {
+    for (; !text.empty(); text.remove_prefix(1)) {
+        if (text.front() != '%') {
+            if (!isPlain(text.front()) && text.front() != ':') return false;
+        } else if (text.size() < 3 || !hexDigit(text[1]) || !hexDigit(text[2])) {
+            return false;
+        }
+    }
+    return true;
 }
 
-/// Letters, digits, hyphens and underscores between single dots. Percent escapes, address literals, a final dot and
-/// every character beyond ASCII are outside: some reader makes another host of them.
-bool isPlainHostName(std::string_view host) {
-    const auto isNameCharacter = [](char c) { return isLetter(c) || isDigit(c) || c == '-' || c == '_' || c == '.'; };
-    return !host.empty() && std::ranges::all_of(host, isNameCharacter) && !host.starts_with('.') &&
-           !host.ends_with('.') && !host.contains("..");
-}
-
-/// The host of what follows the scheme, in lower case; absent when there is none that every reader would agree on.
+/// The host of what follows the scheme, in lower case; absent when that is not the rest of a URL with a named host.
 std::optional<std::string> host(std::string_view afterScheme) {
-    if (!afterScheme.starts_with("//") || std::ranges::any_of(afterScheme, isAmbiguous)) return std::nullopt;
-    const std::string_view rest = afterScheme.substr(2);
-    const std::string_view authority = rest.substr(0, rest.find_first_of("/?#"));
+    if (!afterScheme.starts_with("//") || std::ranges::any_of(afterScheme, isForbidden)) return std::nullopt;
+    afterScheme.remove_prefix(2);
+    std::string_view authority = afterScheme.substr(0, afterScheme.find_first_of("/?#"));
 
-    // Deliberate: no "user@host", although its host is well defined: no link to a video needs it, and it is how one
-    // host is made to look like another. Some readers let only a slash end the authority, so "host?@other" is one, too.
-    if (rest.substr(0, rest.find('/')).contains('@')) return std::nullopt;
-
+    if (const std::size_t at = authority.find('@'); at != std::string_view::npos) {
+        if (!isUserInformation(authority.substr(0, at))) return std::nullopt;
+        authority.remove_prefix(at + 1);
+    }
     const std::size_t colon = authority.find(':');
+    if (colon != std::string_view::npos && !std::ranges::all_of(authority.substr(colon + 1), isASCIIDigit))
+        return std::nullopt;
+
+    // Deliberate: no percent escapes in the host, although RFC 3986 has them. Some readers decode them, some do not.
     const std::string_view name = authority.substr(0, colon);
-    if (!isPlainHostName(name)) return std::nullopt;
-    if (colon != std::string_view::npos && !isPort(authority.substr(colon + 1))) return std::nullopt;
-    return lowercased(name);
+    if (name.empty() || !std::ranges::all_of(name, isPlain)) return std::nullopt;
+    return asciiLowerCase(name);
 }
 
 bool isOfTheVideoService(std::string_view host) {
@@ -83,7 +78,7 @@ bool isOfTheVideoService(std::string_view host) {
 bool isPrivate(const std::string& address) {
     std::array<std::uint8_t, 4> four;
     std::array<std::uint8_t, 16> sixteen;
-    // The system's parser stops at a NUL and would not see what stands behind it.
+    // The system's parser stops at a NUL and would not see the rest.
     if (address.contains('\0')) return true;
     if (inet_pton(AF_INET, address.c_str(), four.data()) == 1) return isPrivateIPv4(four);
     if (inet_pton(AF_INET6, address.c_str(), sixteen.data()) == 1) return isPrivateIPv6(sixteen);
@@ -100,10 +95,11 @@ Decision evaluate(std::string_view url, const Resolver& resolve) {
     const std::optional<std::string> name = host(url);
     if (!name || !isOfTheVideoService(*name)) return rejected(Reason::host);
 
-    const std::vector<std::string> addresses = resolve(*name);
+    std::vector<std::string> addresses;
+    if (resolve) addresses = resolve(*name);
     if (addresses.empty()) return rejected(Reason::unresolvedHost);
     if (std::ranges::any_of(addresses, isPrivate)) return rejected(Reason::privateAddress);
-    return Decision{Decision::Allowed{}};
+    return Decision{Decision::Allowed{*name, std::move(addresses)}};
 }
 
 bool isPrivateIPv4(const std::array<std::uint8_t, 4>& address) {
@@ -127,7 +123,13 @@ bool isPrivateIPv6(const std::array<std::uint8_t, 16>& address) {
 std::size_t std::hash<VostelMCPKit::MCPURLPolicy::Decision>::operator()(
     const VostelMCPKit::MCPURLPolicy::Decision& decision) const noexcept {
     using VostelMCPKit::MCPURLPolicy::Decision;
+    const std::hash<std::string> hashOf;
     return VostelMCPKit::match(
-        decision.is, [](const Decision::Allowed&) { return std::size_t{0}; },
-        [](const Decision::Rejected& rejected) { return static_cast<std::size_t>(rejected.reason) + 1; });
+        decision.is,
+        [&](const Decision::Allowed& allowed) {
+            std::size_t hash = hashOf(allowed.host);
+            for (const std::string& address : allowed.addresses) hash = hash * 31 + hashOf(address);
+            return hash;
+        },
+        [](const Decision::Rejected& rejected) { return static_cast<std::size_t>(rejected.reason); });
 }

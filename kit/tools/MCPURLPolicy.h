@@ -1,8 +1,11 @@
 // Whether a link that came from a model may be fetched: encrypted, to the video service, at public addresses only.
 //
-// The model may have been steered by text it read, so the link is hostile until proven otherwise. What is judged here
-// is text that some fetcher will read again by rules of its own; a link that two readers could take for different hosts
-// is therefore refused, even where the standards give it one meaning.
+// A model may have been steered by text that it read, so the link is hostile until proven otherwise.
+//
+//     const auto decision = MCPURLPolicy::evaluate("https://youtu.be/abc");
+//     if (const auto* allowed = std::get_if<MCPURLPolicy::Decision::Allowed>(&decision.is)) {
+//         connect(allowed->addresses);           // do not resolve allowed->host again
+//     }
 #pragma once
 
 #include "kit/tools/MCPSystemResolver.h"
@@ -23,10 +26,25 @@ inline constexpr std::string_view mainHost = "youtube.com";
 /// This host alone.
 inline constexpr std::string_view shortLinkHost = "youtu.be";
 
-enum class Reason { scheme, host, unresolvedHost, privateAddress };
+enum class Reason {
+    /// The link has no scheme, or another one than https.
+    scheme,
+    /// The link is not a valid URL, has no host, or its host is not one of the video service's.
+    host,
+    /// The host has no address.
+    unresolvedHost,
+    /// At least one address of the host is private, or is not a numeric address.
+    privateAddress,
+};
 
 struct Decision {
     struct Allowed {
+        /// In lower case.
+        std::string host;
+        /// All addresses of the host, as numeric strings in the resolver's order. Connect to one of these: a name may
+        /// resolve to another address a moment later.
+        std::vector<std::string> addresses;
+
         bool operator==(const Allowed&) const = default;
     };
     struct Rejected {
@@ -39,16 +57,29 @@ struct Decision {
     bool operator==(const Decision&) const = default;
 };
 
-/// The addresses of a host as numeric strings, none when there are none.
+/// Returns all addresses of a host as numeric strings; empty when there are none.
 using Resolver = std::function<std::vector<std::string>(const std::string& host)>;
 
-/// Judges `url`. The resolver is asked at most once, with the host in lower case, and only when the link points to the
-/// video service. Whoever fetches must connect to the addresses that were judged here: a name may resolve differently
-/// a moment later.
+/// Judges `url` by its scheme, its host and the host's addresses. A user name, a password, the port, the path, the
+/// query and the fragment do not count.
+///
+/// Asks `resolve` at most once, and only for a host of the video service. Blocks as long as `resolve` does; the
+/// system's resolver, which is the default, may take seconds. An empty function resolves nothing. Thread-safe if
+/// `resolve` is.
 [[nodiscard]] Decision evaluate(std::string_view url, const Resolver& resolve = resolveBySystem);
 
-/// `address` in network order.
+/// Without a resolver nothing can be judged.
+Decision evaluate(std::string_view url, std::nullptr_t) = delete;
+
+// Not a complete guard against addresses that are not public: these two know the ranges below and no others. A program
+// that connects to arbitrary hosts must refuse more, for example 0.0.0.0, :: and 100.64.0.0/10.
+
+/// `address` in network order. True for 10.0.0.0/8, 127.0.0.0/8, 169.254.0.0/16, 172.16.0.0/12 and 192.168.0.0/16.
+/// Deliberate: false for 0.0.0.0/8, 100.64.0.0/10 and multicast.
 [[nodiscard]] bool isPrivateIPv4(const std::array<std::uint8_t, 4>& address);
+
+/// `address` in network order. True for ::1, fc00::/7, fe80::/10, and an IPv4-mapped address whose IPv4 address is
+/// private. Deliberate: false for ::, for multicast, and for an IPv4 address inside a NAT64 or 6to4 address.
 [[nodiscard]] bool isPrivateIPv6(const std::array<std::uint8_t, 16>& address);
 
 } // namespace VostelMCPKit::MCPURLPolicy

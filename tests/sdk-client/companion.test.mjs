@@ -361,11 +361,13 @@ test("a model is installed from the catalogue and removed when the user confirms
 test("a link is judged before anything is fetched", async (t) => {
   const client = await connect(t, home);
   await client.listTools();
+  const hostSentence =
+    "Vostel opens a link only if it is a valid URL whose host is youtube.com, a subdomain of youtube.com, or youtu.be.";
   const refusals = [
     ["http://www.youtube.com/watch?v=abc", "Vostel opens encrypted links only, which begin with https."],
     ["--exec=reboot", "Vostel opens encrypted links only, which begin with https."],
-    ["https://example.com/watch?v=abc", "Vostel opens links to YouTube videos only."],
-    ["https://youtube.com@127.0.0.1/", "Vostel opens links to YouTube videos only."],
+    ["https://example.com/watch?v=abc", hostSentence],
+    ["https://youtube.com@127.0.0.1/", hostSentence],
   ];
   for (const [url, sentence] of refusals) assert.equal(await refused(client, "transcribe_url", { url }), sentence);
 });

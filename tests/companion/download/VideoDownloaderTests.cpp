@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <future>
+#include <mutex>
 #include <sys/stat.h>
 #include <thread>
 
@@ -29,6 +30,11 @@ folder="${output%/*}"
 struct DownloaderStage {
     StoreFolder folder;
     Cancellation cancellation;
+    /// What the policy found for the link.
+    VostelMCPKit::MCPURLPolicy::Decision::Allowed judged{"youtu.be", {}};
+    /// Hosts that were resolved.
+    std::vector<std::string> resolved;
+    std::mutex mutex;
     std::vector<double> progress;
     std::string searchPath = "relative:" + (folder / "bin").string() + ":/usr/bin:/bin";
     VideoDownloader::Limits limits{};
@@ -46,10 +52,14 @@ struct DownloaderStage {
     std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
     download(const std::string& url = "https://youtu.be/a") {
         VideoDownloader downloader{{folder / "down%loads", searchPath, environment,
-                                    [](const std::string&) { return std::vector<std::string>{}; },
+                                    [this](const std::string& host) {
+                                        const std::lock_guard lock{mutex};
+                                        resolved.push_back(host);
+                                        return std::vector<std::string>{};
+                                    },
                                     posix::startBlockingThread},
                                    limits};
-        return downloader.download(url, cancellation, [this](double share) { progress.push_back(share); });
+        return downloader.download({url, judged}, cancellation, [this](double share) { progress.push_back(share); });
     }
     std::string failure(const std::string& url = "https://youtu.be/a") {
         const auto done = download(url);
@@ -95,6 +105,25 @@ printf sound > "$output"
     EXPECT_EQ(readFile((*done)->path()), "sound");
     EXPECT_EQ(stage.note("url"), url) << "no shell has looked at it";
     EXPECT_EQ(stage.progress, (std::vector{0.015, 0.5, 1.0}));
+}
+
+TEST(VideoDownloader, the_host_of_the_link_is_reached_at_the_addresses_that_were_judged) {
+    DownloaderStage stage;
+    stage.judged = {"youtu.be", {"127.0.0.1"}};
+    stage.install(R"sh(
+ask() {
+    bash -c 'exec 3<>"/dev/tcp/127.0.0.1/${1##*:}" && printf "CONNECT %s:443 HTTP/1.1\r\n\r\n" "$2" >&3 && head -1 <&3' \
+        - "$proxy" "$1" | tr -d '\r\n' > "$NOTES/$1"
+}
+ask YOUTU.be
+ask www.youtube.com
+printf sound > "$output"
+)sh");
+    const auto done = stage.download();
+    ASSERT_TRUE(done) << done.error().description();
+    EXPECT_EQ(stage.note("YOUTU.be"), "HTTP/1.1 403 Forbidden") << "the proxy refuses the judged address";
+    EXPECT_EQ(stage.note("www.youtube.com"), "HTTP/1.1 502 Bad Gateway") << "another host has no address";
+    EXPECT_EQ(stage.resolved, std::vector<std::string>{"www.youtube.com"});
 }
 
 TEST(VideoDownloader, the_sound_is_deleted_after_its_use) {
@@ -245,8 +274,8 @@ wait
                                 [](const std::string&) { return std::vector<std::string>{}; },
                                 posix::startBlockingThread},
                                stage.limits};
-    const auto done =
-        downloader.download("https://youtu.be/a", stage.cancellation, [&](double) { stage.cancellation.cancel(); });
+    const auto done = downloader.download({"https://youtu.be/a", stage.judged}, stage.cancellation,
+                                          [&](double) { stage.cancellation.cancel(); });
     ASSERT_FALSE(done);
     EXPECT_EQ(done.error(), DownloadError{DownloadError::Cancelled{}});
     EXPECT_EQ(done.error().description(), "The transcription was cancelled.");
@@ -292,10 +321,11 @@ TEST(VideoDownloader, one_that_has_to_wait_for_its_turn_can_be_cancelled) {
                                 [](const std::string&) { return std::vector<std::string>{}; },
                                 posix::startBlockingThread},
                                stage.limits};
-    const auto first = downloader.download("https://youtu.be/a", stage.cancellation, [&](double) {
+    const auto first = downloader.download({"https://youtu.be/a", stage.judged}, stage.cancellation, [&](double) {
         Cancellation second;
         auto waiting = std::async(std::launch::async, [&] {
-            return downloader.download("https://youtu.be/b", second, [](double) { ADD_FAILURE() << "not its turn"; });
+            return downloader.download({"https://youtu.be/b", stage.judged}, second,
+                                       [](double) { ADD_FAILURE() << "not its turn"; });
         });
         second.cancel();
         EXPECT_EQ(waiting.get().error(), DownloadError{DownloadError::Cancelled{}});

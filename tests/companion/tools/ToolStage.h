@@ -48,7 +48,7 @@ struct ToolStage {
     std::vector<std::string> resolved;
     /// What every download ends with, when not with a file.
     std::optional<DownloadError> downloadFailure;
-    std::vector<std::string> downloaded;
+    std::vector<JudgedLink> downloaded;
     std::vector<OpenConfirmation> told;
     std::vector<double> progress;
 
@@ -82,9 +82,9 @@ struct ToolStage {
                     resolved.push_back(host);
                     return addresses;
                 },
-            .downloadAudio = [this](const std::string& url, Cancellation&, const std::function<void(double)>& report)
+            .downloadAudio = [this](const JudgedLink& link, Cancellation&, const std::function<void(double)>& report)
                 -> std::expected<std::unique_ptr<DownloadedAudio>, DownloadError> {
-                downloaded.push_back(url);
+                downloaded.push_back(link);
                 if (downloadFailure) return std::unexpected(*downloadFailure);
                 report(0.5);
                 report(1);

@@ -174,7 +174,7 @@ TEST(TranscriptFile, has_a_readable_name_for_every_source) {
 TEST(TranscribeURL, transcribes_the_audio_of_the_link) {
     ToolStage stage;
     EXPECT_EQ(stage.text("transcribe_url", video), "hello there");
-    EXPECT_EQ(stage.downloaded, std::vector<std::string>{"https://youtu.be/abc?t=1"});
+    EXPECT_EQ(stage.downloaded, (std::vector<JudgedLink>{{"https://youtu.be/abc?t=1", {"youtu.be", stage.addresses}}}));
     EXPECT_EQ(stage.transcribed.at(0).first, (stage.fixture.folder / "download/audio.webm").string());
     EXPECT_FALSE(std::filesystem::exists(stage.fixture.folder / "download")) << "the sound is not kept";
     EXPECT_EQ(stage.progress, (std::vector{0.125, 0.25, 1.0}));
@@ -192,13 +192,16 @@ TEST(TranscribeURL, each_refused_link_has_a_sentence_of_its_own) {
         const char* sentence;
     };
     const char* scheme = "Vostel opens encrypted links only, which begin with https.";
-    const char* host = "Vostel opens links to YouTube videos only.";
+    const char* host =
+        "Vostel opens a link only if it is a valid URL whose host is youtube.com, a subdomain of youtube.com, "
+        "or youtu.be.";
     const Row rows[] = {
         {"nothing", "", {}, scheme},
         {"an option", "--exec=reboot", {}, scheme},
         {"unencrypted", "http://youtu.be/abc", {}, scheme},
         {"a file", "file:///etc/passwd", {}, scheme},
         {"somewhere else", "https://example.com/", {}, host},
+        {"not a URL", "https://www.youtube.com/\\abc", {}, host},
         {"in disguise", "https://youtube.com@example.com/", {}, host},
         {"nowhere",
          "https://youtu.be/abc",
