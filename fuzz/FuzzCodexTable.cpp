@@ -8,7 +8,7 @@ using namespace MCPClientConfigLogic;
 
 /// As a configuration file; then its lines as a command and its arguments, written and read back.
 void check(std::string_view text) {
-    if (const auto table = parseCodexTable(entryName, text)) {
+    if (const auto table = parseCodexTable({.tableName = entryName, .text = text})) {
         require(text.contains("[mcp_servers.vostel]"), "a table that is read is there");
     }
 
@@ -22,8 +22,9 @@ void check(std::string_view text) {
         entry.args.push_back(std::move(argument));
     }
     const std::string snippet = codexSnippetText(entry);
-    require(parseCodexTable(entryName, snippet) == CodexTable{entry.command, entry.args}, "an entry reads back");
-    require(parseCodexTable(entryName, "a = 1\r\n" + snippet + "\n[b]\ncommand = \"c\"") ==
+    require(parseCodexTable({.tableName = entryName, .text = snippet}) == CodexTable{entry.command, entry.args},
+            "an entry reads back");
+    require(parseCodexTable({.tableName = entryName, .text = "a = 1\r\n" + snippet + "\n[b]\ncommand = \"c\""}) ==
                 CodexTable{entry.command, entry.args},
             "an entry reads back from among others");
 }

@@ -9,6 +9,9 @@
 // follows the grammar of TOML 1.0, with the line breaks and trailing commas that 1.1 allows in inline tables and the
 // escapes that it adds; it does not judge how numbers and dates are made up, nor tables that have nothing to do with
 // ours. Nothing recurses, and memory does not grow with the depth or the length of keys. Thread-safe.
+//
+// The kit has a reader too, parseCodexTable. It reads one simple spelling and knows no positions, so it cannot serve an
+// editor; the tests use it to check that what we wrote can be read back.
 #pragma once
 
 #include "companion/configs/ConfigError.h"

@@ -28,7 +28,8 @@ std::string TruncatedTranscript::shown(std::size_t parts) {
     beginning = beginning.substr(0, VostelMCPKit::validUTF8Prefix(beginning));
     const auto shownCharacters = static_cast<std::int64_t>(countCharacters(beginning, 0).characters);
     return std::string{beginning} +
-           MCPOutputLimit::truncationNotice(shownCharacters, static_cast<std::int64_t>(characters_), savedAt());
+           MCPOutputLimit::truncationNotice({.shown = shownCharacters, .full = static_cast<std::int64_t>(characters_)},
+                                            savedAt());
 }
 
 const std::optional<std::string>& TruncatedTranscript::savedAt() {

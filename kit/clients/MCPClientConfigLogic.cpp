@@ -25,10 +25,11 @@ std::string basicString(std::string_view text) {
     return '"' + replacing(replacing(text, R"(\)", R"(\\)"), R"(")", R"(\")") + '"';
 }
 
-/// What stands between the quotes of `text`; absent when it is not quoted at both ends.
+/// The text inside the quotes of `text`; absent when it is not quoted at both ends.
 std::optional<std::string> unquoted(std::string_view text) {
     if (text.size() < 2 || !text.starts_with('"') || !text.ends_with('"')) return std::nullopt;
-    // Deliberate: in this order, although it does not reverse that of quoting.
+    // Deliberate: quotes first, then backslashes. That undoes basicString exactly. Other escapes of TOML stay as they
+    // are.
     return replacing(replacing(text.substr(1, text.size() - 2), R"(\")", R"(")"), R"(\\)", R"(\)");
 }
 
@@ -39,10 +40,10 @@ std::vector<std::string> parseArgs(std::string_view value) {
     std::vector<std::string> args;
     while (!inner.empty()) {
         // Deliberate: a comma inside quotes is a comma like any other.
-        const std::string_view piece = inner.substr(0, inner.find(','));
-        inner.remove_prefix(std::min(piece.size() + 1, inner.size()));
-        if (piece.empty()) continue;
-        const std::string_view content = trimmed(piece);
+        const std::string_view element = inner.substr(0, inner.find(','));
+        inner.remove_prefix(std::min(element.size() + 1, inner.size()));
+        if (element.empty()) continue;
+        const std::string_view content = trimmed(element);
         args.push_back(unquoted(content).value_or(std::string{content}));
     }
     return args;
@@ -140,8 +141,9 @@ std::string snippetText(MCPClientKind kind, const MCPClientEntry& entry) {
     std::unreachable();
 }
 
-std::optional<CodexTable> parseCodexTable(std::string_view tableName, std::string_view text) {
-    const std::string header = "[mcp_servers." + std::string{tableName} + "]";
+std::optional<CodexTable> parseCodexTable(CodexSource source) {
+    const std::string header = "[mcp_servers." + std::string{source.tableName} + "]";
+    std::string_view text = source.text;
     bool isFound = false;
     while (!isFound && !text.empty()) isFound = takeLine(text) == header;
     if (!isFound) return std::nullopt;
@@ -150,8 +152,9 @@ std::optional<CodexTable> parseCodexTable(std::string_view tableName, std::strin
     while (!text.empty()) {
         const std::string_view line = takeLine(text);
         if (line.starts_with('[')) break;
+        // A comment needs no test of its own: what it has before an equals sign is never one of the two keys.
         const std::size_t equals = line.find('=');
-        if (line.starts_with('#') || equals == std::string_view::npos) continue;
+        if (equals == std::string_view::npos) continue;
         const std::string_view key = trimmed(line.substr(0, equals));
         const std::string_view value = trimmed(line.substr(equals + 1));
         if (key == "command") {

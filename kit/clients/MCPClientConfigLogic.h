@@ -1,6 +1,10 @@
 // The server's entry in each AI client's configuration: how it is written, read back, and compared.
 //
-// Reading and writing the files is the installer's; here are the rules.
+// These are rules only: reading and writing the files is the installer's work. All functions are thread-safe, keep no
+// state, and return values that share nothing with their arguments. All text is UTF-8.
+//
+//     const auto wanted = makeEntry(helperPath, {});
+//     const auto status = compareInstallation(claudeCodeCommand(existingEntry), *wanted);
 #pragma once
 
 #include "kit/clients/MCPClientKind.h"
@@ -16,32 +20,38 @@ namespace VostelMCPKit::MCPClientConfigLogic {
 
 /// The server's name in each client's configuration.
 inline constexpr std::string_view entryName = "vostel";
-/// The executable's file name, by which entries are recognised.
+/// The executable's file name. An entry whose command ends in it is taken for ours.
 inline constexpr std::string_view helperBinaryName = "vostel-mcp";
+/// The `manifest_version` of the Claude Desktop extension.
 inline constexpr std::string_view mcpbManifestVersion = "0.3";
 
+/// What a client needs to start the server.
 struct MCPClientEntry {
-    /// Absolute path of the executable, UTF-8.
+    /// Absolute path of the executable.
     std::string command;
+    /// Arguments for the executable, without its name.
     std::vector<std::string> args;
 
     bool operator==(const MCPClientEntry&) const = default;
 };
 
+/// How a client's entry compares with the one we want.
 struct InstallationStatus {
-    /// The entry points at another copy of the executable.
+    /// The entry runs another copy of vostel-mcp.
     struct StalePath {
         std::string previousCommand;
         bool operator==(const StalePath&) const = default;
     };
-    /// The entry under the server's name runs some other program.
+    /// The entry runs a program that is not vostel-mcp.
     struct ForeignEntry {
         std::string existingCommand;
         bool operator==(const ForeignEntry&) const = default;
     };
+    /// There is no entry, or it has no command.
     struct NotInstalled {
         bool operator==(const NotInstalled&) const = default;
     };
+    /// The entry runs exactly the wanted executable.
     struct UpToDate {
         bool operator==(const UpToDate&) const = default;
     };
@@ -51,35 +61,55 @@ struct InstallationStatus {
     bool operator==(const InstallationStatus&) const = default;
 };
 
-/// What a Codex table says about its server.
+/// What the table of an entry in a Codex configuration file says.
 struct CodexTable {
+    /// Absent when the table has no command in double quotes.
     std::optional<std::string> command;
     std::vector<std::string> args;
 
     bool operator==(const CodexTable&) const = default;
 };
 
-/// Absent for a relative path.
+/// Absent unless `helperPath` begins with "/".
 [[nodiscard]] std::optional<MCPClientEntry> makeEntry(std::string_view helperPath, std::vector<std::string> args);
 
+/// Compares the command of the client's entry, absent when there is none, with ours. Deliberate: only the command
+/// counts. An entry with other arguments is up to date, and an installer that mends a stale path keeps its arguments.
 [[nodiscard]] InstallationStatus compareInstallation(std::optional<std::string_view> existingCommand,
                                                      const MCPClientEntry& ourEntry);
 
+/// The object to write for the key `entryName` in Claude Code's configuration.
 [[nodiscard]] MCPValue claudeCodeEntry(const MCPClientEntry& entry);
+/// The command of such an object; absent when it is not an object or its command is not a string.
 [[nodiscard]] std::optional<std::string> claudeCodeCommand(const MCPValue& existingEntry);
 
+/// The manifest of the extension for Claude Desktop.
 [[nodiscard]] MCPValue claudeDesktopManifest(const MCPClientEntry& entry);
+/// The command of such a manifest; absent when any object on the way is missing or the command is not a string.
 [[nodiscard]] std::optional<std::string> claudeDesktopCommand(const MCPValue& existingManifest);
 
-// The texts that a user can paste.
+// The texts for each client. The JSON texts are one line each, without a line break at the end. The Codex text is a
+// TOML table of two or three lines, each with its line feed.
+
+/// For an application that shows the user what to paste; the reference application edits the file itself.
 [[nodiscard]] std::string claudeCodeSnippetText(const MCPClientEntry& entry);
 [[nodiscard]] std::string claudeDesktopManifestText(const MCPClientEntry& entry);
 [[nodiscard]] std::string codexSnippetText(const MCPClientEntry& entry);
+/// One of the three above, for an application that shows the user what to paste into any client.
 [[nodiscard]] std::string snippetText(MCPClientKind kind, const MCPClientEntry& entry);
 
-/// The table `[mcp_servers.tableName]` of a Codex configuration file, absent when there is none. This reads what
-/// codexSnippetText writes and what people make of it by hand; it is no TOML parser: an array over several lines reads
-/// as empty, and commas part an array even inside quotes.
-[[nodiscard]] std::optional<CodexTable> parseCodexTable(std::string_view tableName, std::string_view text);
+/// Write the names at the call: `parseCodexTable({.tableName = entryName, .text = file})`.
+struct CodexSource {
+    /// The part after "mcp_servers." in the table's header.
+    std::string_view tableName;
+    /// A whole Codex configuration file.
+    std::string_view text;
+};
+
+/// The table `[mcp_servers.tableName]`; absent when there is none. This is a small reader for what codexSnippetText
+/// writes and for simple changes made by hand. It is not a TOML parser: an array over several lines reads as empty, and
+/// a comma inside quotes separates elements. An application that edits the file needs the positions and all spellings
+/// of TOML, which is why the reference application has a scanner of its own.
+[[nodiscard]] std::optional<CodexTable> parseCodexTable(CodexSource source);
 
 } // namespace VostelMCPKit::MCPClientConfigLogic

@@ -1,4 +1,5 @@
-// The AI clients that the application can connect, and where each keeps its configuration.
+// The AI clients that the application can connect, and where each keeps its configuration. All functions are
+// thread-safe and touch no file.
 #pragma once
 
 #include "kit/jsonrpc/Codec.h"
@@ -13,23 +14,28 @@ namespace VostelMCPKit {
 
 enum class MCPClientKind { claudeCode, claudeDesktop, codex };
 
+/// In the order of the enumeration.
 inline constexpr std::array allMCPClientKinds = {MCPClientKind::claudeCode, MCPClientKind::claudeDesktop,
                                                  MCPClientKind::codex};
 
-/// The kind's name for programs.
+// The texts that are returned as std::string_view are constants: they never dangle.
+
+/// The kind's name for programs: "claudeCode".
 [[nodiscard]] std::string_view rawValue(MCPClientKind kind);
+/// The kind with this name for programs; absent when there is none.
 [[nodiscard]] std::optional<MCPClientKind> clientKind(std::string_view rawValue);
 
-/// The kind's name for people.
+/// The kind's name for users: "Claude Code".
 [[nodiscard]] std::string_view displayName(MCPClientKind kind);
 
 /// The client's configuration file; for Claude Desktop the folder of its extensions. `homeFolder` is absolute and has
-/// no trailing slash.
+/// no slash at its end.
 [[nodiscard]] std::string configPath(MCPClientKind kind, std::string_view homeFolder);
 
-/// What to tell a user whose entry only the client itself can remove; absent when the application can.
+/// What to tell a user whose entry only the client itself can remove; absent when the application can remove it.
 [[nodiscard]] std::optional<std::string_view> manualRemovalNote(MCPClientKind kind);
 
+/// The kind's name for programs. Deliberate: only written, never read.
 template <>
 struct Codec<MCPClientKind> {
     static MCPValue encode(MCPClientKind kind) { return rawValue(kind); }

@@ -27,7 +27,7 @@ MCPCallResult MCPCallResult::rendering(const MCPToolOutcome& outcome) {
             return result;
         },
         [](const MCPToolOutcome::AwaitingConfirmation& awaiting) {
-            // Deliberate: a pending request is an error to the model, lest it take the action for done.
+            // Deliberate: a pending request is an error, so that the model does not take the action for done.
             return oneBlock("This action has NOT been performed. It is a pending request (id " + awaiting.id.text() +
                                 ") awaiting confirmation from the user: " + awaiting.summary +
                                 ". Do not assume it happened — wait for the user to confirm before treating it as "

@@ -1,4 +1,6 @@
-// The result of tools/call: what an AI client receives, whatever came of the call.
+// The result of tools/call, which the AI client receives.
+//
+//     const MCPValue result = encode(MCPCallResult::rendering(MCPToolOutcome::text("2 rules")));
 #pragma once
 
 #include "kit/jsonrpc/Hashing.h"
@@ -12,7 +14,7 @@
 namespace VostelMCPKit {
 
 struct MCPContentBlock {
-    /// Always "text" in what this program writes.
+    /// Always "text" in what rendering() returns.
     std::string type = "text";
     std::string text;
 
@@ -27,6 +29,7 @@ struct MCPContentBlock {
 struct MCPCallResult {
     std::vector<MCPContentBlock> content;
     bool isError = false;
+    /// The result as the tool's output schema describes it; left out of the JSON when absent.
     std::optional<MCPValue> structuredContent;
 
     static void codingKeys(auto& self, auto& key) {
@@ -35,8 +38,8 @@ struct MCPCallResult {
         key("structuredContent", self.structuredContent);
     }
 
-    /// Renders `outcome` into exactly one block of text. Text of a tool that ran is fenced as untrusted; our own
-    /// sentences are not.
+    /// Renders `outcome` into exactly one block of text. The text of a tool that ran is fenced as untrusted; our own
+    /// sentences are not. Everything but a tool that ran is an error to the model. Thread-safe.
     [[nodiscard]] static MCPCallResult rendering(const MCPToolOutcome& outcome);
 
     bool operator==(const MCPCallResult&) const = default;

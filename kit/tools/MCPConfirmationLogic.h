@@ -1,6 +1,9 @@
-// What has become of an action that the user must confirm, and how the model is told.
+// What became of an action that the user must confirm, and what the model is told.
 //
-// The store of requests belongs to the application; here a request and the time become a status.
+// The application stores the requests. These functions only judge one; they are thread-safe and keep no state.
+//
+//     const auto status = MCPConfirmationLogic::status(storedRequest, std::chrono::system_clock::now());
+//     if (status == MCPConfirmationLogic::Status::pending) return MCPToolOutcome::awaitingConfirmation(id, summary);
 #pragma once
 
 #include "kit/support/UUID.h"
@@ -11,15 +14,25 @@
 
 namespace VostelMCPKit::MCPConfirmationLogic {
 
+/// The user's answer.
 enum class Decision { confirmed, denied };
 
-enum class Status { pending, confirmed, denied, expired, unknown };
+enum class Status {
+    /// No answer yet, and there is still time.
+    pending,
+    confirmed,
+    denied,
+    /// No answer came in time.
+    expired,
+    /// There is no such request.
+    unknown,
+};
 
 struct Request {
     UUID id;
     std::chrono::system_clock::time_point createdAt;
-    /// How long the request stays open without an answer; chosen by whoever makes the request. Any value is safe: a
-    /// negative one sets the deadline before the request, and one that is not a number leaves no time at all.
+    /// How long the request stays open without an answer. Every value is safe: a negative one puts the deadline before
+    /// the request, and one that is not a number leaves no time at all.
     std::chrono::duration<double> ttl{};
     /// Absent until the user has answered.
     std::optional<Decision> decision;
@@ -27,10 +40,11 @@ struct Request {
     bool operator==(const Request&) const = default;
 };
 
-/// An answer counts whenever it was given; without one the request is open until strictly before its deadline.
+/// Deliberate: an answer counts whenever it was given, even after the deadline. Without an answer the request is
+/// pending while `now` is before its deadline, and expired from the deadline on. An absent request is unknown.
 [[nodiscard]] Status status(const std::optional<Request>& request, std::chrono::system_clock::time_point now);
 
-/// The sentence that the model is given.
+/// The sentence for the model. A constant, so the view never dangles.
 [[nodiscard]] std::string_view message(Status status);
 
 } // namespace VostelMCPKit::MCPConfirmationLogic

@@ -14,9 +14,9 @@ Shaped shape(std::string text, const std::optional<std::string>& transcriptPath)
 
     const auto shown = static_cast<std::int64_t>(limit);
     const auto full = static_cast<std::int64_t>(characters);
-    // A text of its own: the cut one would keep the memory of the whole.
+    // A new text: a shortened one would keep the memory of the whole.
     std::string cut;
-    const std::string notice = truncationNotice(shown, full, transcriptPath);
+    const std::string notice = truncationNotice({.shown = shown, .full = full}, transcriptPath);
     cut.reserve(shownBytes + notice.size());
     cut.append(text, 0, shownBytes);
     cut += notice;
@@ -26,11 +26,11 @@ Shaped shape(std::string text, const std::optional<std::string>& transcriptPath)
     return {std::move(cut), MCPValue::object(std::move(record))};
 }
 
-std::string truncationNotice(std::int64_t shown, std::int64_t full, const std::optional<std::string>& transcriptPath) {
+std::string truncationNotice(Lengths lengths, const std::optional<std::string>& transcriptPath) {
     const std::string where = transcriptPath ? " Full transcript saved at: " + *transcriptPath
                                              : std::string{" Full transcript was not yet saved to disk."};
-    return "\n\n[TRUNCATED: showing first " + std::to_string(shown) + " of " + std::to_string(full) + " characters.]" +
-           where;
+    return "\n\n[TRUNCATED: showing first " + std::to_string(lengths.shown) + " of " + std::to_string(lengths.full) +
+           " characters.]" + where;
 }
 
 } // namespace VostelMCPKit::MCPOutputLimit

@@ -1,4 +1,8 @@
-// Cuts a long transcript to what an AI client copes with, and says so.
+// Cuts a long transcript to a length that AI clients can handle, and says so.
+//
+// Both functions are thread-safe and keep no state.
+//
+//     auto shaped = MCPOutputLimit::shape(std::move(transcript), pathOfSavedTranscript);
 #pragma once
 
 #include "kit/jsonrpc/MCPValue.h"
@@ -10,22 +14,40 @@
 
 namespace VostelMCPKit::MCPOutputLimit {
 
-/// In characters as people perceive them (extended grapheme clusters), not in bytes.
+/// In characters as users perceive them (extended grapheme clusters), not in bytes.
 inline constexpr std::size_t limit = 500'000;
 
 struct Shaped {
+    /// The text to send, with the notice at its end if it was cut.
     std::string text;
-    /// Present only when the text was cut: what was shown, of how much, and where the whole of it is.
+    /// Present only when the text was cut. An object with these keys:
+    ///
+    ///     truncated       true
+    ///     shownLength     characters shown, always `limit`
+    ///     originalLength  characters of the whole text
+    ///     transcriptPath  the path that was passed; left out when there was none
+    ///
+    /// It is not valid `structuredContent` for a tool whose output schema is closed. transcribe_file and transcribe_url
+    /// are such tools: send `text` and `segments` there, as the catalogue's schema says, and leave this record out.
     std::optional<MCPValue> structuredContent;
 
     bool operator==(const Shaped&) const = default;
 };
 
-/// `text` unchanged up to the limit; beyond it, the first characters and a notice, which is not counted. The path is
-/// that of the file with the full transcript, when there is one. Move a large text in: it is not copied then.
+/// Returns `text` unchanged up to the limit; otherwise its first `limit` characters and the notice, which does not
+/// count. `text` is UTF-8; a byte that is not counts as one character. `transcriptPath` names the file with the whole
+/// transcript, if there is one. Move a large text in: an unchanged one is then not copied.
 [[nodiscard]] Shaped shape(std::string text, const std::optional<std::string>& transcriptPath);
 
-[[nodiscard]] std::string truncationNotice(std::int64_t shown, std::int64_t full,
-                                           const std::optional<std::string>& transcriptPath);
+/// Write the names at the call: `truncationNotice({.shown = 500'000, .full = 600'000}, path)`.
+struct Lengths {
+    /// In characters.
+    std::int64_t shown;
+    /// In characters.
+    std::int64_t full;
+};
+
+/// The notice that `shape` appends. For an application that cuts a text by a rule of its own.
+[[nodiscard]] std::string truncationNotice(Lengths lengths, const std::optional<std::string>& transcriptPath);
 
 } // namespace VostelMCPKit::MCPOutputLimit

@@ -7,11 +7,14 @@ MCPValue MCPSchema::property(std::string_view type, std::optional<std::string_vi
     return MCPValue::object({{"type", type}, {"description", *description}});
 }
 
-MCPValue MCPSchema::object(Properties properties, std::initializer_list<MCPValue> required, bool additionalProperties) {
+MCPValue MCPSchema::object(Properties properties, const std::vector<std::string>& required, bool additionalProperties) {
+    std::vector<MCPValue::Member> schemas;
+    schemas.reserve(properties.size());
+    for (auto& [name, schema] : properties) schemas.push_back({name, std::move(schema)});
     std::vector<MCPValue::Member> members{{"type", "object"},
-                                          {"properties", MCPValue::object(properties)},
+                                          {"properties", MCPValue::object(std::move(schemas))},
                                           {"additionalProperties", additionalProperties}};
-    if (required.size() > 0) members.push_back({"required", MCPValue::array(required)});
+    if (!required.empty()) members.push_back({"required", encode(required)});
     return MCPValue::object(std::move(members));
 }
 
@@ -21,9 +24,8 @@ MCPValue MCPSchema::array(MCPValue items, std::optional<std::string_view> descri
     return MCPValue::object(std::move(members));
 }
 
-MCPValue MCPSchema::string(std::string_view description, std::initializer_list<MCPValue> allowedValues) {
-    return MCPValue::object(
-        {{"type", "string"}, {"description", description}, {"enum", MCPValue::array(allowedValues)}});
+MCPValue MCPSchema::string(std::string_view description, const std::vector<std::string>& allowedValues) {
+    return MCPValue::object({{"type", "string"}, {"description", description}, {"enum", encode(allowedValues)}});
 }
 
 } // namespace VostelMCPKit

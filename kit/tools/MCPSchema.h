@@ -1,12 +1,19 @@
 // A JSON Schema document, and builders for the few shapes that the tool catalogue uses.
+//
+//     MCPSchema::object({{"path", MCPSchema::property("string", "Absolute path.")}}, {"path"},
+//                       /*additionalProperties=*/false)
+//
+// The builders are thread-safe and return a document that can be nested in another one. Their lists may be written in
+// braces or built at run time. All text is UTF-8.
 #pragma once
 
 #include "kit/jsonrpc/Codec.h"
 
-#include <initializer_list>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace VostelMCPKit {
 
@@ -14,19 +21,21 @@ struct MCPSchema {
     /// The document itself, normally an object.
     MCPValue value;
 
-    using Properties = std::initializer_list<std::pair<std::string_view, MCPValue>>;
+    /// Names and their schemas, in any order. Of two equal names the last one counts.
+    using Properties = std::vector<std::pair<std::string, MCPValue>>;
 
+    /// `type` is a type of JSON Schema: "string", "integer", "number" or "boolean".
     [[nodiscard]] static MCPValue property(std::string_view type, std::optional<std::string_view> description = {});
-    /// `required` holds names of properties in the order to write them; when it is empty the schema has no such key.
-    [[nodiscard]] static MCPValue object(Properties properties, std::initializer_list<MCPValue> required,
+    /// `required` lists names of properties, in the order to write them. An empty list leaves the key out.
+    [[nodiscard]] static MCPValue object(Properties properties, const std::vector<std::string>& required,
                                          bool additionalProperties);
     [[nodiscard]] static MCPValue array(MCPValue items, std::optional<std::string_view> description = {});
-    [[nodiscard]] static MCPValue string(std::string_view description, std::initializer_list<MCPValue> allowedValues);
+    [[nodiscard]] static MCPValue string(std::string_view description, const std::vector<std::string>& allowedValues);
 
     bool operator==(const MCPSchema&) const = default;
 };
 
-/// The bare document, without a wrapper.
+/// The bare document, without a wrapper. Every JSON value can be read as one.
 template <>
 struct Codec<MCPSchema> {
     static MCPValue encode(const MCPSchema& schema) { return schema.value; }

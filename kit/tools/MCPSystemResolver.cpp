@@ -9,7 +9,7 @@
 namespace VostelMCPKit {
 
 std::vector<std::string> resolveBySystem(const std::string& host) {
-    // The system would resolve what stands before the NUL.
+    // The system would resolve only the part before the NUL.
     if (host.contains('\0')) return {};
 
     addrinfo wanted{};

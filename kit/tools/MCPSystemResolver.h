@@ -1,4 +1,4 @@
-// The system's own name resolution, for those who evaluate links for real.
+// The system's own name resolution. It is the only I/O of the kit, and happens only when this function is called.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace VostelMCPKit {
 
-/// Every address of `host` as a numeric string, in the system's order; none when it does not resolve. Blocks for as
-/// long as the system looks.
+/// All addresses of `host` as numeric strings, in the system's order; empty when the host does not resolve. Blocks as
+/// long as the system searches, which may be many seconds. Thread-safe.
 [[nodiscard]] std::vector<std::string> resolveBySystem(const std::string& host);
 
 } // namespace VostelMCPKit

@@ -1,4 +1,4 @@
-// One tool as the AI client sees it in the answer to tools/list.
+// One tool as the AI client sees it in the answer to tools/list. Values: copies are independent.
 #pragma once
 
 #include "kit/jsonrpc/Hashing.h"
@@ -9,7 +9,7 @@
 
 namespace VostelMCPKit {
 
-/// The behaviour hints of MCP. Deliberate: a tool that says nothing counts as destructive and open, as MCP wants it.
+/// The behaviour hints of MCP. Deliberate: by default a tool counts as destructive and open, as MCP says.
 struct MCPToolAnnotations {
     /// The tool changes nothing.
     bool readOnlyHint = false;
@@ -31,10 +31,13 @@ struct MCPToolAnnotations {
 };
 
 struct MCPTool {
+    /// The name that tools/call uses.
     std::string name;
     /// The text that the model reads.
     std::string description;
+    /// Of the arguments.
     MCPSchema inputSchema;
+    /// Of the structured result. Absent when the tool returns text only.
     std::optional<MCPSchema> outputSchema;
     MCPToolAnnotations annotations;
     /// A call is carried out only after the user confirms it in the application.

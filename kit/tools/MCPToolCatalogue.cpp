@@ -2,6 +2,8 @@
 
 #include "kit/jsonrpc/JSONWriter.h"
 
+#include <utility>
+
 namespace VostelMCPKit::MCPToolCatalogue {
 
 namespace {
@@ -14,8 +16,8 @@ MCPValue boolean(std::optional<std::string_view> description = {}) {
 }
 
 /// Every object of the catalogue is closed.
-MCPValue object(MCPSchema::Properties properties, std::initializer_list<MCPValue> required = {}) {
-    return MCPSchema::object(properties, required, /*additionalProperties=*/false);
+MCPValue object(MCPSchema::Properties properties, const std::vector<std::string>& required = {}) {
+    return MCPSchema::object(std::move(properties), required, /*additionalProperties=*/false);
 }
 
 MCPValue language() {

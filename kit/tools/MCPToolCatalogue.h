@@ -1,5 +1,5 @@
-// The tools that vostel-mcp announces. It fixes what the AI client sees: names, descriptions (the instructions that the
-// model reads), schemas, hints. The application does the work.
+// The tools that vostel-mcp announces. The catalogue fixes what the AI client sees: names, schemas, hints, and
+// descriptions, which instruct the model. The application does the work.
 #pragma once
 
 #include "kit/tools/MCPTool.h"
@@ -8,11 +8,11 @@
 
 namespace VostelMCPKit::MCPToolCatalogue {
 
-/// The tools in their fixed order; without the video tool, transcribe_url, unless `youTubeAvailable`. The descriptors
-/// are built on first use. Thread-safe.
+/// The tools in their fixed order. The video tool, transcribe_url, is missing unless `youTubeAvailable`. Returns a
+/// copy; the original is built at the first call. Thread-safe.
 [[nodiscard]] std::vector<MCPTool> tools(bool youTubeAvailable);
 
-/// The JSON form of the same list, encoded and written once for every answer to tools/list. Thread-safe.
+/// The same list as JSON. It is encoded and written at the first call; later calls share it. Thread-safe.
 [[nodiscard]] MCPValue encodedTools(bool youTubeAvailable);
 
 } // namespace VostelMCPKit::MCPToolCatalogue

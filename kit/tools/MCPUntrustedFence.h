@@ -1,4 +1,5 @@
-// The fence around everything a tool returns: it tells the model that what stands inside is data, whoever wrote it.
+// The fence around the text of a tool that ran. It tells the model that everything inside is data, not instructions.
+// MCPCallResult applies it; an application needs it only to know how much a text grows. Thread-safe.
 #pragma once
 
 #include <string>
@@ -14,11 +15,11 @@ inline constexpr std::string_view preamble =
 inline constexpr std::string_view beginMarker = "-----BEGIN UNTRUSTED TOOL OUTPUT-----";
 inline constexpr std::string_view endMarker = "-----END UNTRUSTED TOOL OUTPUT-----";
 
-/// What stands before the data: preamble, line feed, begin marker, line feed.
+/// The text before the data: preamble, line feed, begin marker, line feed. A constant, so the view never dangles.
 [[nodiscard]] std::string_view opening();
 
-/// `text` inside the fence. Markers that `text` itself contains are escaped, a backslash before each character, so that
-/// no line of the data can close the fence.
+/// `text` inside the fence. A marker that `text` itself contains is escaped by a backslash before each character, so
+/// that no line of the data can close the fence.
 [[nodiscard]] std::string fence(std::string_view text);
 
 } // namespace VostelMCPKit::MCPUntrustedFence

@@ -3,7 +3,7 @@
 
 namespace VostelMCPKit::MCPYouTubeAvailability {
 
-/// Read once, at start, by whoever builds the tool list.
+/// The server reads it once, at start, and passes it to MCPToolCatalogue.
 inline constexpr bool isAvailable = true;
 
 } // namespace VostelMCPKit::MCPYouTubeAvailability

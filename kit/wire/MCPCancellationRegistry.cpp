@@ -35,7 +35,7 @@ MCPCancellationRegistry::progressNotification(const std::string& requestID, doub
     const Call& call = found->second;
     if (call.cancelled || !call.progressToken) return std::nullopt;
 
-    // In key order, which an object need not then look for: reports can come by the hundred thousand.
+    // Listed in key order, which saves sorting: reports can come by the hundred thousand.
     std::array<MCPValue, 8> params{"message",       message ? MCPValue{*message} : MCPValue{},
                                    "progress",      fraction,
                                    "progressToken", *call.progressToken,

@@ -1,5 +1,7 @@
-// The bookkeeping between the two names of a forwarded call: the AI client's request id as text (the external id) and
-// the wire id under which the application knows the call.
+// The bookkeeping between the two ids of a forwarded call.
+//
+//     external id  the AI client's JSON-RPC id as text: the number 7 and the string "7" are both "7"
+//     wire id      the upper-case UUID by which the application knows the call; other functions call it `requestID`
 #pragma once
 
 #include "kit/jsonrpc/MCPMessages.h"
@@ -11,13 +13,14 @@
 
 namespace VostelMCPKit {
 
-/// A plain value without locking; the call proxy owns one and changes it one operation at a time.
+/// A value without a lock. The call proxy owns one and uses it in one piece of work at a time. An id that is not
+/// registered is no error: the functions say what they do then.
 struct MCPCancellationRegistry {
     struct Call {
         std::string externalID;
-        /// As the client gave it, of any JSON type.
+        /// As the client gave it, of any JSON type. Absent when the client asked for no progress.
         std::optional<MCPValue> progressToken;
-        /// Set once the client gave up on the call; never cleared.
+        /// The client cancelled the call. Never cleared.
         bool cancelled = false;
 
         bool operator==(const Call&) const = default;
@@ -25,21 +28,28 @@ struct MCPCancellationRegistry {
 
     /// By wire id.
     std::unordered_map<std::string, Call> calls;
+    /// By external id.
     std::unordered_map<std::string, std::string> wireIDsByExternalID;
 
-    /// Registers a call under the fresh UUID and returns its wire id. Deliberate: an external id that is still in use
-    /// is taken over by the newer call; the older one can no longer be found by it. (`register` is a reserved word.)
+    /// Registers a call and returns its wire id, which is the text of `fresh`; pass a new random UUID for each call.
+    /// Deliberate: an external id that is still in use is taken over by the newer call, and the older one can no longer
+    /// be found by it.
     std::string registerCall(std::string externalID, std::optional<MCPValue> progressToken, const UUID& fresh);
 
+    /// Absent when no call has this external id.
     [[nodiscard]] std::optional<std::string> wireID(const std::string& forExternalID) const;
+    /// Marks the call with this wire id as cancelled; does nothing when there is none.
     void cancel(const std::string& requestID);
-    /// False only for a call that is registered and cancelled.
+    /// False only when a call with this wire id is registered and cancelled.
     [[nodiscard]] bool shouldSendResponse(const std::string& requestID) const;
-    /// The notifications/progress for the client; absent when the call is gone or cancelled, or did not ask for it.
+    /// The notifications/progress for the client. Absent when no call has this wire id, when it is cancelled, and when
+    /// the client asked for no progress. `fraction` is finite, 0 to 1; it is passed on unchanged.
     [[nodiscard]] std::optional<MCPNotification> progressNotification(const std::string& requestID, double fraction,
                                                                       const std::optional<std::string>& message) const;
-    /// Forgets the call. Deliberate: its external id is forgotten too, even when it names a newer call by now.
+    /// Forgets the call with this wire id; does nothing when there is none. Deliberate: its external id is forgotten
+    /// too, even when that belongs to a newer call by now.
     void finish(const std::string& requestID);
+    /// For an owner that reports or awaits running calls. The server does neither.
     [[nodiscard]] std::size_t activeCallCount() const { return calls.size(); }
 
     bool operator==(const MCPCancellationRegistry&) const = default;

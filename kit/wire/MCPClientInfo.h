@@ -8,8 +8,10 @@
 
 namespace VostelMCPKit {
 
+/// A value. All text is UTF-8, as the client sent it.
 struct MCPClientInfo {
     std::string name;
+    /// Absent when the client did not tell.
     std::optional<std::string> version;
 
     static void codingKeys(auto& self, auto& key) {

@@ -1,4 +1,4 @@
-// Why the two sides of the socket cannot understand each other.
+// Why the two sides of the socket cannot understand each other. A value that travels inside a response.
 #pragma once
 
 #include "kit/jsonrpc/Hashing.h"

@@ -1,6 +1,10 @@
-// The records spoken over the socket between vostel-mcp and the application. Each frame carries one JSON document: an
-// inbound frame on the way to the application, an outbound frame on the way back. The directions are the application's
-// point of view; both sides build from these definitions.
+// The records that vostel-mcp and the application exchange over the socket. Each frame carries one JSON document: an
+// inbound frame to the application, an outbound frame back. The directions are the application's point of view.
+//
+// All records are values: copies are independent, and large payloads are shared, not copied. All text is UTF-8.
+// MCPWireFraming::encode turns a frame into bytes; readInboundFrame and readOutboundFrame turn a payload into a frame.
+//
+//     const MCPWireOutboundFrame answer{MCPWireResponse{request.requestID, encode(result)}};
 #pragma once
 
 #include "kit/jsonrpc/Hashing.h"
@@ -17,9 +21,12 @@ namespace VostelMCPKit {
 /// One tool call.
 struct MCPWireRequest {
     static constexpr std::string_view kind = "request";
+    /// The sender's wireProtocolVersion.
     std::int64_t protocolVersion = 0;
     MCPClientInfo clientInfo;
+    /// The tool's name.
     std::string tool;
+    /// As the client gave them; an empty object when it gave none.
     MCPValue arguments;
     /// The wire id of the call: an upper-case UUID. The client's JSON-RPC id never crosses the socket.
     std::string requestID;
@@ -38,7 +45,9 @@ struct MCPWireRequest {
 /// The client gave up on a call; the application stops its work.
 struct MCPWireCancellation {
     static constexpr std::string_view kind = "cancellation";
+    /// The sender's wireProtocolVersion.
     std::int64_t protocolVersion = 0;
+    /// That of the request to stop.
     std::string requestID;
 
     static void codingKeys(auto& self, auto& key) {
@@ -52,9 +61,11 @@ struct MCPWireCancellation {
 /// Interim progress of a running call.
 struct MCPWireProgress {
     static constexpr std::string_view kind = "progress";
+    /// That of the running request.
     std::string requestID;
-    /// The share of the work that is done, 0 to 1.
+    /// The fraction of the work that is done, 0 to 1. Finite.
     double fraction = 0;
+    /// For the user.
     std::optional<std::string> message;
 
     static void codingKeys(auto& self, auto& key) {
@@ -72,6 +83,7 @@ struct MCPWireResponse {
     /// The complete tools/call result, or why the application refused the call as such.
     using Outcome = std::variant<MCPValue, MCPWireError>;
 
+    /// That of the request; empty when the request could not be read.
     std::string requestID;
     Outcome outcome;
 

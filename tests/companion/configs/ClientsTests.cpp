@@ -62,7 +62,7 @@ TEST(Clients, an_empty_home_gets_everything_and_calls_it_up_to_date) {
     const Logic::InstallationStatus upToDate{Logic::InstallationStatus::UpToDate{}};
     const auto code = readJSON(readFile(claude));
     const auto desktop = readJSON(readFile(manifest));
-    const auto table = Logic::parseCodexTable("vostel", readFile(codex));
+    const auto table = Logic::parseCodexTable({.tableName = "vostel", .text = readFile(codex)});
     ASSERT_TRUE(code && desktop && table);
     EXPECT_EQ(Logic::compareInstallation(Logic::claudeCodeCommand(*(*(*code)["mcpServers"])["vostel"]), ourEntry),
               upToDate);

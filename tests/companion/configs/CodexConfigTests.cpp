@@ -159,7 +159,7 @@ TEST(CodexConfig, the_library_calls_what_was_added_up_to_date) {
         if (row.text.find("\n[mcp_servers.vostel]") != std::string::npos) continue;
         const auto after = withEntry(row.text, ourEntry);
         ASSERT_TRUE(after);
-        const auto read = Logic::parseCodexTable("vostel", *after);
+        const auto read = Logic::parseCodexTable({.tableName = "vostel", .text = *after});
         ASSERT_TRUE(read);
         EXPECT_EQ(read->command, ours);
         EXPECT_EQ(Logic::compareInstallation(read->command, ourEntry),
@@ -370,7 +370,7 @@ TEST(CodexConfig, an_awkward_path_is_written_and_read_back) {
         ASSERT_TRUE(text);
         EXPECT_EQ(existingCommand(*text), awkward.command);
         EXPECT_EQ((*parseTOML(*text))["mcp_servers"]["vostel"]["command"], awkward.command);
-        EXPECT_EQ(Logic::parseCodexTable("vostel", *text)->command, awkward.command);
+        EXPECT_EQ(Logic::parseCodexTable({.tableName = "vostel", .text = *text})->command, awkward.command);
     }
 }
 

@@ -204,9 +204,10 @@ TEST(MCPClientConfigLogic, a_codex_table_reads_line_by_line) {
         {"a broken command does not undo a good one", "[mcp_servers.vostel]\ncommand = \"/x\"\ncommand = no\n",
          Table{"/x", {}}},
     };
-    vostel_tests::forEachRow(rows,
-                             [&](const Row& row) { EXPECT_EQ(parseCodexTable("vostel", row.text), row.expected); });
-    EXPECT_EQ(parseCodexTable("a.b", "[mcp_servers.a.b]\ncommand = \"/x\""), (Table{"/x", {}}));
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_EQ(parseCodexTable({.tableName = "vostel", .text = row.text}), row.expected);
+    });
+    EXPECT_EQ(parseCodexTable({.tableName = "a.b", .text = "[mcp_servers.a.b]\ncommand = \"/x\""}), (Table{"/x", {}}));
 }
 
 TEST(MCPClientConfigLogic, codex_arguments_are_read_by_a_simple_rule) {
@@ -246,7 +247,8 @@ TEST(MCPClientConfigLogic, codex_arguments_are_read_by_a_simple_rule) {
         {"escapes outside quotes stay", R"([a\\b])", {R"(a\\b)"}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        const auto table = parseCodexTable("vostel", "[mcp_servers.vostel]\nargs = " + row.value + "\n");
+        const auto table =
+            parseCodexTable({.tableName = "vostel", .text = "[mcp_servers.vostel]\nargs = " + row.value + "\n"});
         ASSERT_TRUE(table.has_value());
         EXPECT_EQ(table->args, row.expected);
     });
@@ -261,7 +263,7 @@ TEST(MCPClientConfigLogic, a_codex_snippet_reads_back_as_its_entry) {
     };
     for (const MCPClientEntry& entry : entries) {
         SCOPED_TRACE(codexSnippetText(entry));
-        EXPECT_EQ(parseCodexTable("vostel", "a = 1\n\n" + codexSnippetText(entry) + "[next]\n"),
+        EXPECT_EQ(parseCodexTable({.tableName = "vostel", .text = "a = 1\n\n" + codexSnippetText(entry) + "[next]\n"}),
                   (CodexTable{entry.command, entry.args}));
     }
 }

@@ -17,11 +17,11 @@ MCPValue record(std::int64_t originalLength) {
 }
 
 TEST(MCPOutputLimit, the_notice_says_how_much_is_shown_and_where_the_rest_is) {
-    EXPECT_EQ(MCPOutputLimit::truncationNotice(500'000, 600'000, "/tmp/P.txt"),
+    EXPECT_EQ(MCPOutputLimit::truncationNotice({.shown = 500'000, .full = 600'000}, "/tmp/P.txt"),
               "\n\n[TRUNCATED: showing first 500000 of 600000 characters.] Full transcript saved at: /tmp/P.txt");
-    EXPECT_EQ(MCPOutputLimit::truncationNotice(1, 2, std::nullopt),
+    EXPECT_EQ(MCPOutputLimit::truncationNotice({.shown = 1, .full = 2}, std::nullopt),
               "\n\n[TRUNCATED: showing first 1 of 2 characters.] Full transcript was not yet saved to disk.");
-    EXPECT_EQ(MCPOutputLimit::truncationNotice(1, 2, ""),
+    EXPECT_EQ(MCPOutputLimit::truncationNotice({.shown = 1, .full = 2}, ""),
               "\n\n[TRUNCATED: showing first 1 of 2 characters.] Full transcript saved at: ");
 }
 

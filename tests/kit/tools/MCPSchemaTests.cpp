@@ -3,6 +3,8 @@
 #include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace VostelMCPKit {
 namespace {
@@ -39,6 +41,22 @@ TEST(MCPSchema, each_builder_gives_its_shape) {
          R"({"description":"Where.","enum":["link","file"],"type":"string"})"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(written(row.schema), row.expected); });
+}
+
+TEST(MCPSchema, a_schema_can_be_built_from_lists_made_at_run_time) {
+    MCPSchema::Properties properties;
+    std::vector<std::string> required;
+    for (const std::string name : {"b", "a", "b"}) {
+        properties.emplace_back(name, MCPSchema::property("string", "The last " + name + " is number " +
+                                                                        std::to_string(properties.size())));
+        required.push_back(name);
+    }
+    EXPECT_EQ(written(MCPSchema::object(properties, required, /*additionalProperties=*/false)),
+              R"({"additionalProperties":false,"properties":{"a":{"description":"The last a is number 1",)"
+              R"("type":"string"},"b":{"description":"The last b is number 2","type":"string"}},)"
+              R"("required":["b","a","b"],"type":"object"})");
+    EXPECT_EQ(written(MCPSchema::string("Where.", required)),
+              R"({"description":"Where.","enum":["b","a","b"],"type":"string"})");
 }
 
 TEST(MCPSchema, is_the_bare_document_in_JSON) {

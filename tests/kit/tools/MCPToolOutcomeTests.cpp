@@ -12,6 +12,16 @@ TEST(MCPToolOutcome, a_denial_names_its_reason) {
               "This action was denied: the tool is currently disabled ().");
 }
 
+TEST(MCPToolOutcome, each_case_has_a_constructor_with_a_name) {
+    const UUID id = *UUID::parse("00000000-0000-0000-0000-000000000001");
+    EXPECT_EQ(MCPToolOutcome::text("a"), (MCPToolOutcome{MCPToolOutcome::Text{"a", std::nullopt}}));
+    EXPECT_EQ(MCPToolOutcome::text("a", MCPValue{1}), (MCPToolOutcome{MCPToolOutcome::Text{"a", MCPValue{1}}}));
+    EXPECT_EQ(MCPToolOutcome::awaitingConfirmation(id, "a"),
+              (MCPToolOutcome{MCPToolOutcome::AwaitingConfirmation{id, "a"}}));
+    EXPECT_EQ(MCPToolOutcome::denied("a"), (MCPToolOutcome{MCPDenial{MCPDenial::Disabled{"a"}}}));
+    EXPECT_EQ(MCPToolOutcome::failed("a"), (MCPToolOutcome{MCPToolError{"a"}}));
+}
+
 TEST(MCPToolOutcome, outcomes_are_equal_and_hash_equally_only_with_case_and_payload) {
     const UUID one = *UUID::parse("00000000-0000-0000-0000-000000000001");
     const UUID two = *UUID::parse("00000000-0000-0000-0000-000000000002");
