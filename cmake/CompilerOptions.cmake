@@ -14,7 +14,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT APPLE)
     add_compile_options(-Wno-deprecated-declarations)
 endif()
 if(CMAKE_UNITY_BUILD)
-    # The files of a batch are no scopes of one another, and a batch is not a header.
+    # In a batch each file sees the names of those before it, and g++ takes its files for headers.
     add_compile_options(-Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()
 if(VOSTEL_SANITIZE)

@@ -1,5 +1,8 @@
 # What more than one folder needs. A folder that alone needs something finds it itself.
 find_package(Threads REQUIRED)
+if(VOSTEL_COMPANION)
+    find_package(PkgConfig REQUIRED)
+endif()
 if(VOSTEL_COMPANION OR VOSTEL_BENCH)
     find_package(CLI11 REQUIRED)
 endif()

@@ -1,4 +1,4 @@
-// Never compiled: what script/check-co-await lets pass, however much it looks like something else.
+// Never compiled. Samples that script/check-co-await must accept, although they look like others.
 // clang-format off: the samples include expressions over several lines.
 Task<void> accepted() {
     co_await plain();
