@@ -86,7 +86,8 @@ std::optional<MCPResponse> handshakeResponse(const MCPIncoming& incoming, bool y
 }
 
 std::string_view negotiate(std::string_view requested) {
-    return std::ranges::find(knownRevisions, requested) != knownRevisions.end() ? requested : ourRevision;
+    const auto known = std::ranges::find(knownRevisions, requested);
+    return known != knownRevisions.end() ? *known : ourRevision;
 }
 
 std::optional<MCPClientInfo> clientInfo(const MCPRequest& fromInitialize) {

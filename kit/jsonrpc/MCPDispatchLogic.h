@@ -28,10 +28,12 @@ inline constexpr std::string_view applicationNotification = "notifications/cance
 /// The server's own answer to a request that is not forwarded. Deliberate: there is no handler for ping, which is an
 /// unknown method like any other.
 [[nodiscard]] MCPResponse handshakeResponse(const MCPRequest& request, bool youTubeAvailable);
-/// The same for a message of any kind; absent for everything but a request.
+/// The same for a message of any kind; absent for everything but a request. For a program that does not route; the
+/// server routes first.
 [[nodiscard]] std::optional<MCPResponse> handshakeResponse(const MCPIncoming& incoming, bool youTubeAvailable);
 
-/// The revision to announce to a client that asked for `requested`.
+/// The revision to announce to a client that asked for `requested`. One of the constants above, so the view never
+/// dangles.
 [[nodiscard]] std::string_view negotiate(std::string_view requested);
 
 /// Who the client says it is; absent unless its params carry a `clientInfo` with a name.

@@ -208,6 +208,13 @@ TEST(MCPDispatchLogic, negotiates_the_known_revision_or_ours) {
     }
 }
 
+TEST(MCPDispatchLogic, a_negotiated_revision_does_not_depend_on_the_text_of_the_client) {
+    for (const auto revision : knownRevisions) {
+        const std::string requested{revision};
+        EXPECT_EQ(negotiate(requested).data(), revision.data());
+    }
+}
+
 TEST(MCPDispatchLogic, unknown_methods_are_not_found_and_ping_is_one_of_them) {
     struct Row {
         const char* when;
