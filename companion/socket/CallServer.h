@@ -8,7 +8,7 @@
 
 #include "companion/socket/CallRegistry.h"
 #include "companion/socket/ListeningSocket.h"
-#include "companion/tools/Tool.h"
+#include "companion/support/Tool.h"
 #include "kit/support/Bytes.h"
 #include "kit/wire/MCPWireFrames.h"
 #include "posix/BlockingThread.h"

@@ -1,7 +1,7 @@
 // Reading what a client gave a tool.
 #pragma once
 
-#include "companion/tools/Tool.h"
+#include "companion/support/Tool.h"
 #include "kit/jsonrpc/Codec.h"
 
 #include <cstddef>

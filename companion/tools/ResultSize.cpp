@@ -1,6 +1,6 @@
 #include "companion/tools/ResultSize.h"
 
-#include "companion/tools/Tool.h"
+#include "companion/support/Tool.h"
 #include "kit/jsonrpc/Codec.h"
 #include "kit/jsonrpc/JSONWriter.h"
 #include "kit/tools/MCPCallResult.h"

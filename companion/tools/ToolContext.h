@@ -8,7 +8,7 @@
 #include "companion/support/Iso8601.h"
 #include "companion/support/Paths.h"
 #include "companion/support/Semaphore.h"
-#include "companion/tools/Tool.h"
+#include "companion/support/Tool.h"
 #include "companion/transcription/Transcriber.h"
 #include "kit/tools/MCPURLPolicy.h"
 #include "posix/RandomUUID.h"
