@@ -8,10 +8,11 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <tuple>
+#include <unistd.h>
+
+extern char** environ;
 
 namespace posix {
-
-using VostelMCPKit::PosixError;
 
 namespace {
 
@@ -22,34 +23,43 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return list;
 }
 
+/// A copy whose number is above those of the standard streams, so that putting one stream in place overwrites no other.
+FileDescriptor copied(int descriptor) {
+    if (descriptor < 0) return FileDescriptor{::open("/dev/null", O_RDWR | O_CLOEXEC)};
+    return FileDescriptor{::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)};
+}
+
 /// How the child differs from us.
 class SpawnPlan final {
 public:
-    explicit SpawnPlan(int output) {
+    SpawnPlan() {
         posix_spawn_file_actions_init(&actions_);
         posix_spawnattr_init(&attributes_);
-        std::ignore = posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        std::ignore = posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-        std::ignore = posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO);
 
-        // Our threads keep the signals that end us blocked for the one thread that waits for them.
+        // Our threads block the signals that end us, for the one thread that waits for them.
         sigset_t none;
-        sigemptyset(&none);
+        ::sigemptyset(&none);
         sigset_t usual;
-        sigemptyset(&usual);
-        for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD}) sigaddset(&usual, signal);
+        ::sigemptyset(&usual);
+        for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD}) ::sigaddset(&usual, signal);
         std::ignore = posix_spawnattr_setsigmask(&attributes_, &none);
         std::ignore = posix_spawnattr_setsigdefault(&attributes_, &usual);
         std::ignore = posix_spawnattr_setpgroup(&attributes_, 0);
         std::ignore = posix_spawnattr_setflags(
             &attributes_, static_cast<short>(POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
-        closeAllButStandardStreams(attributes_, actions_);
     }
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
     ~SpawnPlan() {
         posix_spawn_file_actions_destroy(&actions_);
         posix_spawnattr_destroy(&attributes_);
+    }
+
+    void setStreams(const FileDescriptor& input, const FileDescriptor& output, const FileDescriptor& error) {
+        std::ignore = posix_spawn_file_actions_adddup2(&actions_, input.get(), STDIN_FILENO);
+        std::ignore = posix_spawn_file_actions_adddup2(&actions_, output.get(), STDOUT_FILENO);
+        std::ignore = posix_spawn_file_actions_adddup2(&actions_, error.get(), STDERR_FILENO);
+        closeAllButStandardStreams(attributes_, actions_);
     }
 
     [[nodiscard]] const posix_spawn_file_actions_t* actions() const { return &actions_; }
@@ -62,44 +72,61 @@ private:
 
 } // namespace
 
-std::expected<ChildProcess, PosixError> ChildProcess::start(const std::filesystem::path& executable,
-                                                            std::vector<std::string> arguments,
-                                                            std::vector<std::string> environment) {
-    int ends[2];
-    if (::pipe(ends) != 0) return std::unexpected(PosixError{errno});
-    FileDescriptor reading{ends[0]};
-    const FileDescriptor writing{ends[1]};
-    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    ::fcntl(reading.get(), F_SETFL, O_NONBLOCK);
+std::expected<ChildProcess, PosixError> ChildProcess::start(Program program) {
+    const FileDescriptor input = copied(program.input);
+    const FileDescriptor output = copied(program.output);
+    const FileDescriptor error = copied(program.error);
+    if (!input.isOpen() || !output.isOpen() || !error.isOpen()) return std::unexpected(PosixError{errno});
+    SpawnPlan plan;
+    plan.setStreams(input, output, error);
 
-    arguments.insert(arguments.begin(), executable.string());
-    const SpawnPlan plan{writing.get()};
+    program.arguments.insert(program.arguments.begin(), program.executable.string());
     pid_t process = 0;
-    const int failure = ::posix_spawn(&process, executable.c_str(), plan.actions(), plan.attributes(),
-                                      pointers(arguments).data(), pointers(environment).data());
+    const int failure = ::posix_spawn(&process, program.executable.c_str(), plan.actions(), plan.attributes(),
+                                      pointers(program.arguments).data(), pointers(program.environment).data());
     if (failure != 0) return std::unexpected(PosixError{failure});
-    return ChildProcess{process, std::move(reading)};
+    return ChildProcess{process};
 }
-
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : process_{std::exchange(other.process_, 0)}, output_{std::move(other.output_)} {}
 
 ChildProcess::~ChildProcess() {
-    if (process_ != 0) std::ignore = end();
+    if (process_ != 0) std::ignore = kill();
 }
+
+// A process that has ended keeps its number, which is also that of its group, until its status is taken. Only kill()
+// takes it, so no signal can reach another process.
 
 bool ChildProcess::hasEnded() const {
     siginfo_t info{};
-    // Left to be waited for, so that its number, which is that of its group, is nobody else's yet.
     return ::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
 }
 
-int ChildProcess::end() {
+void ChildProcess::signal(int number) const { ::kill(process_, number); }
+
+int ChildProcess::wait() {
+    siginfo_t info{};
+    while (::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {}
+    return kill();
+}
+
+int ChildProcess::kill() {
     const pid_t process = std::exchange(process_, 0);
     ::kill(-process, SIGKILL);
     int status = 0;
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {}
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::vector<std::string> currentEnvironment() {
+    std::vector<std::string> variables;
+    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+        variables.emplace_back(*variable);
+    }
+    return variables;
+}
+
+void setVariable(std::vector<std::string>& environment, const std::string& name, const std::string& value) {
+    std::erase_if(environment, [&](const std::string& variable) { return variable.starts_with(name + "="); });
+    environment.push_back(name + "=" + value);
 }
 
 } // namespace posix

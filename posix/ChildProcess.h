@@ -1,45 +1,64 @@
-// Another program at work for us.
+// Another program that runs for us.
 #pragma once
 
-#include "kit/support/PosixError.h"
 #include "posix/FileDescriptor.h"
+#include "posix/SystemError.h"
 
 #include <expected>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace posix {
 
-/// A program and everything that it starts, in a process group of its own; all of it is gone after the destructor.
-/// For one thread at a time.
+/// A program and everything that it starts, in a process group of its own; the destructor kills what still runs. For
+/// one thread at a time.
 class ChildProcess final {
 public:
-    /// Runs `executable` itself, without a shell, with `arguments` behind its name and exactly the variables of
-    /// `environment`. It reads nothing, its output and its errors come out of one pipe, it inherits no other
-    /// descriptor, and it treats signals as a program started from a shell does.
-    [[nodiscard]] static std::expected<ChildProcess, VostelMCPKit::PosixError>
-    start(const std::filesystem::path& executable, std::vector<std::string> arguments,
-          std::vector<std::string> environment);
-    ChildProcess(ChildProcess&& other) noexcept;
+    struct Program {
+        /// Run itself, without a shell.
+        std::filesystem::path executable;
+        /// What follows the name of the program.
+        std::vector<std::string> arguments = {};
+        /// All of its variables, each "NAME=value".
+        std::vector<std::string> environment = {};
+        /// What it reads from and writes to; the null device where negative.
+        int input = -1;
+        int output = -1;
+        int error = -1;
+    };
+
+    /// The program inherits no other descriptor, and it treats signals as a program started from a shell does.
+    [[nodiscard]] static std::expected<ChildProcess, PosixError> start(Program program);
+    ChildProcess(ChildProcess&& other) noexcept : process_{std::exchange(other.process_, 0)} {}
     ChildProcess& operator=(ChildProcess&&) = delete;
     ~ChildProcess();
 
-    /// Where its output is read from; reading never waits.
-    [[nodiscard]] int output() const { return output_.get(); }
+    [[nodiscard]] pid_t id() const { return process_; }
     /// Whether the program itself has ended. What it started may still run.
     [[nodiscard]] bool hasEnded() const;
-    /// Kills what still runs; the exit status of the program, or minus the signal that ended it.
-    [[nodiscard]] int end();
+    /// Sends a signal to the program itself.
+    void signal(int number) const;
+
+    // Both return the program's exit status, or minus the signal that ended it, and kill what it has left running.
+    // Nothing else may be called afterwards.
+    /// Waits until the program ends.
+    [[nodiscard]] int wait();
+    /// Does not wait.
+    [[nodiscard]] int kill();
 
 private:
-    ChildProcess(pid_t process, posix::FileDescriptor output) : process_{process}, output_{std::move(output)} {}
+    explicit ChildProcess(pid_t process) : process_{process} {}
 
-    /// Zero once it has been waited for.
+    /// Zero once its status was taken.
     pid_t process_;
-    posix::FileDescriptor output_;
 };
+
+/// The variables of this process.
+[[nodiscard]] std::vector<std::string> currentEnvironment();
+/// Gives the variable `name` a value, whether it has one or not.
+void setVariable(std::vector<std::string>& environment, const std::string& name, const std::string& value);
 
 } // namespace posix

@@ -10,23 +10,28 @@ namespace posix {
 class FileDescriptor final {
 public:
     FileDescriptor() = default;
-    explicit FileDescriptor(int number) : number_{number} {}
-    FileDescriptor(FileDescriptor&& other) noexcept : number_{std::exchange(other.number_, -1)} {}
+    explicit FileDescriptor(int descriptor) : descriptor_{descriptor} {}
+    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_{std::exchange(other.descriptor_, -1)} {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
         FileDescriptor taken{std::move(other)};
-        std::swap(number_, taken.number_);
+        std::swap(descriptor_, taken.descriptor_);
         return *this;
     }
     ~FileDescriptor() {
-        if (isOpen()) close(number_);
+        if (isOpen()) ::close(descriptor_);
     }
 
-    /// Negative when nothing is owned.
-    [[nodiscard]] int get() const { return number_; }
-    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
+    /// For system calls; negative when nothing is owned.
+    [[nodiscard]] int get() const { return descriptor_; }
+    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
 
 private:
-    int number_ = -1;
+    int descriptor_ = -1;
 };
+
+/// The programs that we start do not inherit it.
+void setCloseOnExec(const FileDescriptor& descriptor);
+/// Operations on it fail with EAGAIN where they would have to wait.
+void setNonBlocking(const FileDescriptor& descriptor);
 
 } // namespace posix

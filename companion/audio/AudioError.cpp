@@ -3,8 +3,6 @@
 #include "companion/support/InQuotes.h"
 #include "kit/support/match.h"
 
-#include <system_error>
-
 namespace vostel_companion {
 
 std::string AudioError::description(const std::string& path) const {
@@ -26,8 +24,8 @@ std::string AudioError::description(const std::string& path) const {
                    " hours, which is more than Vostel transcribes in one call.";
         },
         [&](const Cancelled&) { return std::string{"The transcription was cancelled."}; },
-        [&](const System& system) {
-            return file + " could not be read: " + std::generic_category().message(system.code) + ".";
+        [&](const VostelMCPKit::PosixError& error) {
+            return file + " could not be read: " + error.systemText() + ".";
         });
 }
 

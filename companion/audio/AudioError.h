@@ -1,6 +1,8 @@
 // Why a file yields no audio.
 #pragma once
 
+#include "kit/support/PosixError.h"
+
 #include <chrono>
 #include <string>
 #include <variant>
@@ -45,14 +47,9 @@ struct AudioError {
     struct Cancelled {
         bool operator==(const Cancelled&) const = default;
     };
-    struct System {
-        /// An errno value.
-        int code;
-        bool operator==(const System&) const = default;
-    };
 
     std::variant<Missing, Forbidden, Folder, NotARegularFile, Empty, NotAudio, NoAudioTrack, Damaged, TooLong,
-                 Cancelled, System>
+                 Cancelled, VostelMCPKit::PosixError>
         is;
 
     /// One sentence for the user about the file at `path`.

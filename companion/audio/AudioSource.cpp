@@ -55,7 +55,7 @@ using FramePointer = std::unique_ptr<AVFrame, Releasing<AVFrame, av_frame_free>>
 using ResamplerPointer = std::unique_ptr<SwrContext, Releasing<SwrContext, swr_free>>;
 using IOPointer = std::unique_ptr<AVIOContext, FreeIO>;
 
-AudioError outOfMemory() { return {AudioError::System{ENOMEM}}; }
+AudioError outOfMemory() { return {VostelMCPKit::PosixError{ENOMEM}}; }
 
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) { return AVERROR(EPERM); }
 
@@ -272,7 +272,7 @@ private:
     /// tell: a play list, for one, fails as out of memory.
     [[nodiscard]] AudioError failure(AudioError otherwise) const {
         if (cancellation_.isCancelled()) return {AudioError::Cancelled{}};
-        if (systemError_ != 0) return {AudioError::System{systemError_}};
+        if (systemError_ != 0) return {VostelMCPKit::PosixError{systemError_}};
         return otherwise;
     }
 
@@ -286,8 +286,8 @@ private:
         const auto count =
             self.file_.read(self.offset_, std::as_writable_bytes(std::span{buffer, static_cast<std::size_t>(size)}));
         if (!count) {
-            self.systemError_ = count.error();
-            return AVERROR(count.error());
+            self.systemError_ = count.error().errorNumber;
+            return AVERROR(count.error().errorNumber);
         }
         if (*count == 0) return AVERROR_EOF;
         self.offset_ += static_cast<std::int64_t>(*count);

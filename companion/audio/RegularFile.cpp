@@ -1,27 +1,30 @@
 #include "companion/audio/RegularFile.h"
 
+#include "posix/FileIO.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace vostel_companion {
 
+using VostelMCPKit::PosixError;
+
 namespace {
 
-AudioError openingFailed(int code) {
-    switch (code) {
+AudioError openingFailed(int errorNumber) {
+    switch (errorNumber) {
     case ENOENT:
     case ENOTDIR:
         return {AudioError::Missing{}};
     case EACCES:
     case EPERM:
         return {AudioError::Forbidden{}};
-    case ENXIO: // a socket, or a device that nothing stands behind
+    case ENXIO: // a socket, or a device that is not connected
         return {AudioError::NotARegularFile{}};
     default:
-        return {AudioError::System{code}};
+        return {PosixError{errorNumber}};
     }
 }
 
@@ -41,28 +44,15 @@ std::expected<RegularFile, AudioError> RegularFile::open(const std::string& path
     if (::stat(path.c_str(), &status) != 0) return std::unexpected(openingFailed(errno));
     if (auto judged = judge(status); !judged) return std::unexpected(judged.error());
 
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0) return std::unexpected(openingFailed(errno));
-    RegularFile file{descriptor, 0};
-    if (::fstat(descriptor, &status) != 0) return std::unexpected(AudioError{AudioError::System{errno}});
+    posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+    if (!file.isOpen()) return std::unexpected(openingFailed(errno));
+    if (::fstat(file.get(), &status) != 0) return std::unexpected(AudioError{PosixError{errno}});
     if (auto judged = judge(status); !judged) return std::unexpected(judged.error());
-    file.size_ = status.st_size;
-    return file;
+    return RegularFile{std::move(file), status.st_size};
 }
 
-RegularFile::RegularFile(RegularFile&& other) noexcept
-    : descriptor_{std::exchange(other.descriptor_, -1)}, size_{other.size_} {}
-
-RegularFile::~RegularFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-}
-
-std::expected<std::size_t, int> RegularFile::read(std::int64_t offset, std::span<std::byte> into) const {
-    while (true) {
-        const ssize_t count = ::pread(descriptor_, into.data(), into.size(), offset);
-        if (count >= 0) return static_cast<std::size_t>(count);
-        if (errno != EINTR) return std::unexpected(errno);
-    }
+std::expected<std::size_t, PosixError> RegularFile::read(std::int64_t offset, std::span<std::byte> buffer) const {
+    return posix::readSomeAt(file_, offset, buffer);
 }
 
 } // namespace vostel_companion

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "companion/audio/AudioError.h"
+#include "posix/FileDescriptor.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,19 +17,17 @@ namespace vostel_companion {
 class RegularFile final {
 public:
     [[nodiscard]] static std::expected<RegularFile, AudioError> open(const std::string& path);
-    RegularFile(RegularFile&& other) noexcept;
-    RegularFile& operator=(RegularFile&&) = delete;
-    ~RegularFile();
 
     /// In bytes, as it was when opened.
     [[nodiscard]] std::int64_t size() const { return size_; }
-    /// Reads at `offset`; the number of bytes, zero at the end, or an errno value.
-    [[nodiscard]] std::expected<std::size_t, int> read(std::int64_t offset, std::span<std::byte> into) const;
+    /// Reads at `offset`: the number of bytes, zero at the end.
+    [[nodiscard]] std::expected<std::size_t, VostelMCPKit::PosixError> read(std::int64_t offset,
+                                                                            std::span<std::byte> buffer) const;
 
 private:
-    RegularFile(int descriptor, std::int64_t size) : descriptor_{descriptor}, size_{size} {}
+    RegularFile(posix::FileDescriptor file, std::int64_t size) : file_{std::move(file)}, size_{size} {}
 
-    int descriptor_;
+    posix::FileDescriptor file_;
     std::int64_t size_;
 };
 

@@ -6,7 +6,8 @@
 #include "companion/support/TerminalSafe.h"
 #include "companion/transcript/SpokenTurns.h"
 #include "companion/transcript/VocabularyMatcher.h"
-#include "posix/Files.h"
+#include "posix/FileLock.h"
+#include "posix/PrivateFolder.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -106,7 +107,7 @@ Exit run(const Command::Record& verb, CommandContext& context) {
     const UUID id = context.newID();
     const std::filesystem::path lockFile = context.paths.lockOfRecording(id);
     if (const auto made = posix::ensureFolder(lockFile.parent_path()); !made) return context.failed(made.error());
-    const auto lock = posix::FileLock::acquire(lockFile);
+    const auto lock = posix::FileLock::acquire(lockFile, posix::FileLock::IfMissing::create);
     if (!lock) return context.failed(lock.error());
 
     const auto lines = [&] {

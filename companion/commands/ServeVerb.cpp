@@ -3,6 +3,7 @@
 #include "companion/socket/CallServer.h"
 #include "companion/store/Recovery.h"
 #include "companion/store/Schema.h"
+#include "companion/support/TerminalSafe.h"
 #include "companion/terminal/ConfirmationTerminal.h"
 #include "companion/terminal/TerminationSignals.h"
 #include "companion/tools/Tools.h"
@@ -22,7 +23,7 @@ using posix::startBlockingThread;
 namespace {
 
 Exit fail(const std::string& sentence, Exit exit = Exit::failed) {
-    std::fprintf(stderr, "%s\n", sentence.c_str());
+    std::fprintf(stderr, "%s\n", printable(sentence).c_str());
     return exit;
 }
 
@@ -67,7 +68,7 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     std::unique_ptr<ConfirmationTerminal> terminal;
     if (hasTerminal) {
         auto made = ConfirmationTerminal::make(paths, models);
-        if (!made) return fail("Vostel could not start: " + VostelMCPKit::PosixError{made.error()}.systemText() + ".");
+        if (!made) return fail("Vostel could not start: " + made.error().systemText() + ".");
         terminal = *std::move(made);
     }
 

@@ -46,7 +46,7 @@ std::string ConfigError::description(std::string_view path) const {
         [](const TooManyBackups& error) {
             return "There are too many backups beside " + error.path + "; remove some of them and try again.";
         },
-        [](const posix::FileError& error) { return error.description(); });
+        [](const posix::SystemError& error) { return error.description(); });
 }
 
 } // namespace vostel_companion

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "companion/configs/ConfigText.h"
-#include "posix/Files.h"
+#include "posix/SystemError.h"
 
 #include <concepts>
 #include <string>
@@ -76,7 +76,7 @@ struct ConfigError {
     };
 
     std::variant<Broken, HugeNumber, NotAnObject, Repeated, UneditableForm, Unverified, NotAFile, TooLarge, ReadOnly,
-                 Restless, TooManyBackups, posix::FileError>
+                 Restless, TooManyBackups, posix::SystemError>
         is;
 
     template <class Case>

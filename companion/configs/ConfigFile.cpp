@@ -1,9 +1,12 @@
 #include "companion/configs/ConfigFile.h"
 
+#include "posix/AtomicFile.h"
+#include "posix/FileIO.h"
+#include "posix/FileLock.h"
+#include "posix/PrivateFolder.h"
+
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -30,55 +33,16 @@ struct Snapshot {
     bool operator==(const Snapshot&) const = default;
 };
 
-/// A file that is gone again unless it is given a name.
-class TemporaryFile final {
-public:
-    /// Writes a file like `content` beside `target`.
-    static std::expected<TemporaryFile, ConfigError> write(const fs::path& target, const Snapshot& content,
-                                                           bool hasOwner) {
-        std::string name = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
-        const posix::FileDescriptor file{::mkostemp(name.data(), O_CLOEXEC)};
-        if (!file.isOpen()) return posix::fileError(target);
-        TemporaryFile temporary{name};
-        auto done = posix::writeAll(file, content.text, target);
-        // The owner before the mode, since giving a file away takes bits off its mode.
-        if (done && hasOwner && ::fchown(file.get(), content.owner, content.group) != 0)
-            done = posix::fileError(target);
-        if (done && ::fchmod(file.get(), content.mode) != 0) done = posix::fileError(target);
-        if (done) done = posix::synchronize(file, target);
-        if (!done) return std::unexpected(std::move(done.error()));
-        return temporary;
-    }
-
-    TemporaryFile(TemporaryFile&& other) noexcept : path_{std::exchange(other.path_, {})} {}
-    TemporaryFile& operator=(TemporaryFile&&) = delete;
-    ~TemporaryFile() {
-        if (!path_.empty()) ::unlink(path_.c_str());
-    }
-
-    /// Puts the file at `path`, in the place of what stands there.
-    std::expected<void, posix::FileError> moveTo(const fs::path& path) {
-        if (::rename(path_.c_str(), path.c_str()) != 0) return posix::fileError(path);
-        path_.clear();
-        return {};
-    }
-
-private:
-    explicit TemporaryFile(std::string path) : path_{std::move(path)} {}
-
-    std::string path_;
-};
-
 /// Where the links at `path` end, whether anything stands there or not.
-std::expected<fs::path, posix::FileError> withoutLinks(fs::path path) {
+std::expected<fs::path, posix::SystemError> withoutLinks(fs::path path) {
     for (int links = 0; links < linkLimit; ++links) {
         std::error_code failure;
         if (!fs::is_symlink(path, failure)) return path;
         const fs::path target = fs::read_symlink(path, failure);
-        if (failure) return posix::fileError(path, failure.value());
+        if (failure) return posix::systemError("read", path, failure.value());
         path = path.parent_path() / target;
     }
-    return posix::fileError(path, ELOOP);
+    return posix::systemError("read", path, ELOOP);
 }
 
 /// Absent when there is no file.
@@ -87,42 +51,29 @@ std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
     const posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
     if (!file.isOpen() && errno == ENOENT) return std::nullopt;
     if (!file.isOpen() && errno == ENXIO) return std::unexpected(ConfigError::NotAFile{path.string()});
-    if (!file.isOpen()) return posix::fileError(path);
+    if (!file.isOpen()) return posix::systemError("open", path);
     struct stat status{};
-    if (::fstat(file.get(), &status) != 0) return posix::fileError(path);
+    if (::fstat(file.get(), &status) != 0) return posix::systemError("read", path);
     if (!S_ISREG(status.st_mode)) return std::unexpected(ConfigError::NotAFile{path.string()});
 
     Snapshot snapshot{{}, static_cast<mode_t>(status.st_mode & 07777U), status.st_uid, status.st_gid};
-    std::string buffer(std::size_t{64} * 1024, '\0');
-    while (true) {
-        const ssize_t count = ::read(file.get(), buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return posix::fileError(path);
-        if (count == 0) return snapshot;
-        snapshot.text.append(buffer, 0, static_cast<std::size_t>(count));
-        if (snapshot.text.size() > sizeLimit) return std::unexpected(ConfigError::TooLarge{path.string(), sizeLimit});
-    }
+    auto text = posix::readRest(file, sizeLimit);
+    if (!text) return posix::systemError("read", path, text.error().errorNumber);
+    if (text->size() > sizeLimit) return std::unexpected(ConfigError::TooLarge{path.string(), sizeLimit});
+    snapshot.text = *std::move(text);
+    return snapshot;
 }
 
 /// Fails where the file or the folder at `path` is not to be changed.
 std::expected<void, ConfigError> checkWritable(const fs::path& path) {
     struct stat status{};
-    if (::stat(path.c_str(), &status) != 0) return posix::fileError(path);
+    if (::stat(path.c_str(), &status) != 0) return posix::systemError("read", path);
     // Deliberate: what nobody may write is left alone by the superuser too, whom access() never refuses. And a file is
     // asked, although replacing it takes no more than its folder: its owner has protected it.
     if ((status.st_mode & 0222U) == 0 || ::access(path.c_str(), W_OK) != 0) {
         return std::unexpected(ConfigError::ReadOnly{path.string()});
     }
     return {};
-}
-
-/// Holds back other processes that want to change files in `folder`, as long as the result lives.
-posix::FileDescriptor lockFolder(const fs::path& folder) {
-    posix::FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    // Deliberate: without a lock, as on some network file systems, we go on. The last look before the replacement
-    // finds what others did.
-    while (opened.isOpen() && ::flock(opened.get(), LOCK_EX) != 0 && errno == EINTR) {}
-    return opened;
 }
 
 /// Where `text` is kept already, or the first free name. Who asks holds the folder's lock.
@@ -159,18 +110,20 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
     auto writable = checkWritable(target.parent_path());
     if (writable && exists) writable = checkWritable(target);
     if (!writable) return std::unexpected(std::move(writable.error()));
-    auto replacement = TemporaryFile::write(target, {*std::move(edited), old.mode, old.owner, old.group}, exists);
+    const posix::FileAttributes::Owner owner{old.owner, old.group};
+    auto replacement =
+        posix::AtomicFile::write(target, *edited, {old.mode, exists ? std::optional{owner} : std::nullopt});
     if (!replacement) return std::unexpected(std::move(replacement.error()));
 
     BackupPlace kept{{}, true};
-    std::optional<TemporaryFile> backup;
+    std::optional<posix::AtomicFile> backup;
     if (exists) {
         auto place = backupPlace(target, old.text);
         if (!place) return std::unexpected(std::move(place.error()));
         kept = *std::move(place);
     }
     if (!kept.isKept) {
-        auto written = TemporaryFile::write(target, old, true);
+        auto written = posix::AtomicFile::write(target, old.text, {old.mode, owner});
         if (!written) return std::unexpected(std::move(written.error()));
         backup.emplace(*std::move(written));
     }
@@ -178,7 +131,7 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
     const auto now = take(target);
     if (!now) return std::unexpected(now.error());
     if (*now != *before) return std::nullopt;
-    std::expected<void, posix::FileError> done;
+    std::expected<void, posix::SystemError> done;
     if (backup) done = backup->moveTo(kept.path);
     if (done) {
         done = replacement->moveTo(target);
@@ -207,7 +160,9 @@ std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path
     if (auto made = posix::ensureFolder(path.parent_path()); !made) return std::unexpected(std::move(made.error()));
     const auto target = withoutLinks(path);
     if (!target) return std::unexpected(target.error());
-    const posix::FileDescriptor lock = lockFolder(target->parent_path());
+    // Deliberate: without a lock, as on some network file systems, we go on. The last look before the replacement finds
+    // what others did.
+    const auto lock = posix::FileLock::acquire(target->parent_path(), posix::FileLock::IfMissing::fail);
     for (int attempts = 0; attempts < attemptLimit; ++attempts) {
         const auto attempted = attempt(*target, edit);
         if (!attempted) return std::unexpected(attempted.error());

@@ -1,77 +1,53 @@
 #include "companion/demo/Child.h"
 
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "posix/FileIO.h"
+#include "posix/Pipe.h"
 
-extern char** environ;
+#include <array>
+#include <csignal>
+#include <span>
+#include <tuple>
+#include <unistd.h>
 
 namespace vostel_companion {
 
-using VostelMCPKit::PosixError;
-
-namespace {
-
-/// Both ends vanish from other children.
-std::expected<void, PosixError> makePipe(int (&ends)[2]) {
-    if (pipe(ends) != 0) return std::unexpected(PosixError{errno});
-    for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
-    return {};
-}
-
-} // namespace
-
-std::expected<std::unique_ptr<Child>, PosixError> Child::start(const std::vector<std::string>& command) {
-    int input[2];
-    int output[2];
-    if (const auto made = makePipe(input); !made) return std::unexpected(made.error());
-    if (const auto made = makePipe(output); !made) return std::unexpected(made.error());
-    // A child that has ended must show as a sentence, not end the demo.
+std::expected<std::unique_ptr<Child>, VostelMCPKit::PosixError> Child::start(const std::vector<std::string>& command) {
+    auto input = posix::Pipe::make();
+    if (!input) return std::unexpected(input.error());
+    auto output = posix::Pipe::make();
+    if (!output) return std::unexpected(output.error());
+    // Writing to a child that has ended must fail, not end the demo.
     std::signal(SIGPIPE, SIG_IGN);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    std::vector<char*> arguments;
-    for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    pid_t process = 0;
-    const int failure = posix_spawn(&process, arguments.front(), &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(input[0]);
-    close(output[1]);
-    if (failure != 0) {
-        close(input[1]);
-        close(output[0]);
-        return std::unexpected(PosixError{failure});
-    }
-    return std::unique_ptr<Child>{new Child{process, fdopen(input[1], "w"), fdopen(output[0], "r")}};
+    auto process = posix::ChildProcess::start({.executable = command.front(),
+                                               .arguments = {command.begin() + 1, command.end()},
+                                               .environment = posix::currentEnvironment(),
+                                               .input = input->reader.get(),
+                                               .output = output->writer.get(),
+                                               .error = STDERR_FILENO});
+    if (!process) return std::unexpected(process.error());
+    return std::unique_ptr<Child>{new Child{*std::move(process), std::move(input->writer), std::move(output->reader)}};
 }
 
 Child::~Child() {
-    std::fclose(input_);
-    int status = 0;
-    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {}
-    std::fclose(output_);
+    input_ = {};
+    std::ignore = process_.wait();
 }
 
-void Child::write(std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), input_);
-    std::fflush(input_);
-}
+void Child::write(std::string_view text) { std::ignore = posix::writeAll(input_, text, "the child's input"); }
 
 std::string Child::readLine() {
-    char* line = nullptr;
-    std::size_t capacity = 0;
-    const ssize_t length = getline(&line, &capacity, output_);
-    std::string text = length > 0 ? std::string(line, static_cast<std::size_t>(length)) : std::string{};
-    std::free(line);
-    return text;
+    std::size_t end = unread_.find('\n');
+    while (end == std::string::npos) {
+        std::array<char, 4096> piece;
+        const auto count = posix::readSome(output_, std::as_writable_bytes(std::span{piece})).value_or(0);
+        if (count == 0) return std::exchange(unread_, {});
+        const std::size_t searched = unread_.size();
+        unread_.append(piece.data(), count);
+        end = unread_.find('\n', searched);
+    }
+    std::string line = unread_.substr(0, end + 1);
+    unread_.erase(0, end + 1);
+    return line;
 }
 
 } // namespace vostel_companion

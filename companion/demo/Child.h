@@ -1,14 +1,13 @@
 // A program that the demo runs and talks to.
 #pragma once
 
-#include "kit/support/PosixError.h"
+#include "posix/ChildProcess.h"
 
-#include <cstdio>
 #include <expected>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace vostel_companion {
@@ -30,11 +29,14 @@ public:
     [[nodiscard]] std::string readLine();
 
 private:
-    Child(pid_t process, std::FILE* input, std::FILE* output) : process_{process}, input_{input}, output_{output} {}
+    Child(posix::ChildProcess process, posix::FileDescriptor input, posix::FileDescriptor output)
+        : process_{std::move(process)}, input_{std::move(input)}, output_{std::move(output)} {}
 
-    const pid_t process_;
-    std::FILE* const input_;
-    std::FILE* const output_;
+    posix::ChildProcess process_;
+    posix::FileDescriptor input_;
+    posix::FileDescriptor output_;
+    /// What was read and belongs to later lines.
+    std::string unread_;
 };
 
 } // namespace vostel_companion

@@ -2,8 +2,6 @@
 
 #include "kit/support/match.h"
 
-#include <system_error>
-
 namespace vostel_companion {
 
 namespace {
@@ -38,9 +36,7 @@ std::string DownloadError::description() const {
         [](const DownloaderMissing&) {
             return std::string{"Transcribing links needs the program yt-dlp, which is not installed on this computer."};
         },
-        [](const System& system) {
-            return "Vostel could not " + system.attempt + ": " + std::generic_category().message(system.number) + ".";
-        },
+        [](const posix::SystemError& error) { return error.description(); },
         [](const TooLarge& large) {
             return "The link's audio is larger than " + std::to_string(large.limit >> 20) +
                    " MiB, which is more than Vostel downloads.";

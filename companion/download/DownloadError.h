@@ -1,6 +1,8 @@
 // Why a link yielded no audio.
 #pragma once
 
+#include "posix/SystemError.h"
+
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -12,12 +14,6 @@ struct DownloadError {
     /// yt-dlp is nowhere in the PATH.
     struct DownloaderMissing {
         bool operator==(const DownloaderMissing&) const = default;
-    };
-    /// It is there and could not be started, or there was no place for what it fetches; `number` is the errno.
-    struct System {
-        std::string attempt;
-        int number = 0;
-        bool operator==(const System&) const = default;
     };
     struct TooLarge {
         std::uintmax_t limit = 0;
@@ -46,7 +42,9 @@ struct DownloadError {
         bool operator==(const Cancelled&) const = default;
     };
 
-    std::variant<DownloaderMissing, System, TooLarge, TookTooLong, NotOneFinishedVideo, Refused, Failed, Cancelled> is;
+    std::variant<DownloaderMissing, posix::SystemError, TooLarge, TookTooLong, NotOneFinishedVideo, Refused, Failed,
+                 Cancelled>
+        is;
 
     /// One sentence for the user.
     [[nodiscard]] std::string description() const;

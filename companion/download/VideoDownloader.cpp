@@ -1,9 +1,12 @@
 #include "companion/download/VideoDownloader.h"
 
 #include "companion/download/VideoProxy.h"
+#include "kit/support/ASCII.h"
 #include "kit/tools/MCPSystemResolver.h"
 #include "posix/ChildProcess.h"
-#include "posix/Files.h"
+#include "posix/FileIO.h"
+#include "posix/Pipe.h"
+#include "posix/PrivateFolder.h"
 
 #include <algorithm>
 #include <array>
@@ -16,8 +19,6 @@
 #include <unistd.h>
 #include <utility>
 
-extern char** environ;
-
 namespace vostel_companion {
 
 namespace fs = std::filesystem;
@@ -29,8 +30,8 @@ constexpr std::string_view progressMark = "[vostel] ";
 constexpr std::size_t longestLine = 4096;
 
 std::unexpected<DownloadError> failed(DownloadError error) { return std::unexpected(std::move(error)); }
-std::unexpected<DownloadError> systemFailed(const char* attempt, int number) {
-    return failed({DownloadError::System{attempt, number}});
+std::unexpected<DownloadError> systemFailed(const char* attempt, VostelMCPKit::PosixError reason) {
+    return failed({posix::SystemError{attempt, reason}});
 }
 
 /// Deliberate: relative folders of the path are passed over. What they mean depends on where we were started.
@@ -100,10 +101,7 @@ std::vector<std::string> argumentsFor(const std::string& url, const fs::path& fo
 /// Without the variables that name other proxies, or hosts for which none is to be used.
 std::vector<std::string> withoutProxies(std::vector<std::string> environment) {
     std::erase_if(environment, [](const std::string& variable) {
-        std::string name = variable.substr(0, variable.find('='));
-        std::ranges::transform(name, name.begin(),
-                               [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-        return name.ends_with("_proxy");
+        return VostelMCPKit::asciiLowerCase(variable.substr(0, variable.find('='))).ends_with("_proxy");
     });
     return environment;
 }
@@ -141,12 +139,11 @@ public:
     explicit Report(const std::function<void(double)>& progress) : progress_{progress} {}
 
     /// Takes what is there to read, but not for ever when somebody writes faster.
-    void readFrom(int output) {
+    void readFrom(const posix::FileDescriptor& output) {
         std::array<char, 65'536> piece;
-        const ssize_t count = ::read(output, piece.data(), piece.size());
-        isAtEnd_ = count == 0;
-        if (count <= 0) return;
-        for (const char c : std::span{piece}.first(static_cast<std::size_t>(count))) take(c);
+        const auto count = posix::readSome(output, std::as_writable_bytes(std::span{piece}));
+        isAtEnd_ = count && *count == 0;
+        for (const char c : std::span{piece}.first(count.value_or(0))) take(c);
     }
     [[nodiscard]] bool isAtEnd() const { return isAtEnd_; }
     [[nodiscard]] const std::string& error() const { return error_; }
@@ -195,9 +192,9 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
     if (!turn) return failed({DownloadError::Cancelled{}});
 
     constexpr const char* makeFolder = "make a folder for the download";
-    if (auto made = posix::ensureFolder(uses_.downloads); !made) return systemFailed(makeFolder, made.error().number);
+    if (auto made = posix::ensureFolder(uses_.downloads); !made) return systemFailed(makeFolder, made.error().reason);
     std::string folder = (uses_.downloads / "XXXXXX").string();
-    if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, errno);
+    if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, {errno});
     auto audio = std::make_unique<DownloadedAudio>(folder);
     // The host of the link keeps the addresses that the policy judged. Further hosts of the service are judged by the
     // proxy when the downloader asks for them.
@@ -205,25 +202,33 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
         return host == judged.host ? judged.addresses : others(host);
     };
     const auto proxy = VideoProxy::start({resolve, uses_.startThread, 443, isPublicAddress});
-    if (!proxy) return systemFailed("open a way to the video service", proxy.error().errorNumber);
-    auto child = posix::ChildProcess::start(*executable, argumentsFor(link.url, folder, proxy->url()),
-                                            withoutProxies(uses_.environment));
-    if (!child) return systemFailed("start yt-dlp", child.error().errorNumber);
+    if (!proxy) return systemFailed("open a way to the video service", proxy.error());
+    constexpr const char* start = "start yt-dlp";
+    auto output = posix::Pipe::make();
+    if (!output) return systemFailed(start, output.error());
+    posix::setNonBlocking(output->reader);
+    auto child = posix::ChildProcess::start({.executable = *executable,
+                                             .arguments = argumentsFor(link.url, folder, proxy->url()),
+                                             .environment = withoutProxies(uses_.environment),
+                                             .output = output->writer.get(),
+                                             .error = output->writer.get()});
+    if (!child) return systemFailed(start, child.error());
+    output->writer = {};
 
     Report report{progress};
     const auto deadline = std::chrono::steady_clock::now() + limits_.time;
     bool isOver = false;
     while (!isOver) {
         isOver = child->hasEnded();
-        pollfd output{report.isAtEnd() ? -1 : child->output(), POLLIN, 0};
-        if (!isOver) ::poll(&output, 1, static_cast<int>(limits_.look.count()));
-        report.readFrom(child->output());
+        pollfd readable{report.isAtEnd() ? -1 : output->reader.get(), POLLIN, 0};
+        if (!isOver) ::poll(&readable, 1, static_cast<int>(limits_.look.count()));
+        report.readFrom(output->reader);
         if (cancellation.isCancelled()) return failed({DownloadError::Cancelled{}});
         if (sizeOfFiles(folder) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
         if (std::chrono::steady_clock::now() > deadline)
             return failed({DownloadError::TookTooLong{std::chrono::ceil<std::chrono::minutes>(limits_.time)}});
     }
-    if (const int status = child->end(); status != 0) return failed(downloadFailure(report.error(), status));
+    if (const int status = child->kill(); status != 0) return failed(downloadFailure(report.error(), status));
     const auto file = fileIn(folder);
     if (!file) return failed({DownloadError::NotOneFinishedVideo{}});
     audio->setPath(*file);
@@ -232,12 +237,9 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
 }
 
 DownloadAudio systemDownload(const fs::path& downloads) {
-    std::vector<std::string> environment;
-    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable)
-        environment.emplace_back(*variable);
     const char* searchPath = std::getenv("PATH");
     const auto downloader = std::make_shared<VideoDownloader>(
-        VideoDownloader::Uses{downloads, searchPath != nullptr ? searchPath : "", std::move(environment),
+        VideoDownloader::Uses{downloads, searchPath != nullptr ? searchPath : "", posix::currentEnvironment(),
                               VostelMCPKit::resolveBySystem, posix::startBlockingThread},
         VideoDownloader::Limits{});
     return

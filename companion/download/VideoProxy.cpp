@@ -1,13 +1,14 @@
 #include "companion/download/VideoProxy.h"
 
+#include "kit/support/ASCII.h"
 #include "posix/BrokenPipe.h"
+#include "posix/Pipe.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <optional>
@@ -81,10 +82,10 @@ std::string receive(int socket) {
     return piece;
 }
 
-void prepare(int socket) {
-    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-    ::fcntl(socket, F_SETFL, O_NONBLOCK);
-    posix::suppressBrokenPipe(socket);
+void prepare(const posix::FileDescriptor& socket) {
+    posix::setCloseOnExec(socket);
+    posix::setNonBlocking(socket);
+    posix::suppressBrokenPipe(socket.get());
 }
 
 /// A request for a tunnel as it came, and the bytes behind it.
@@ -116,10 +117,7 @@ std::optional<std::string> wantedHost(std::string_view head) {
     std::string_view target = head.substr(method.size(), head.find_first_of(" \r\n", method.size()) - method.size());
     if (!target.ends_with(":443")) return std::nullopt;
     target.remove_suffix(4);
-    std::string host{target};
-    std::ranges::transform(host, host.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return host;
+    return VostelMCPKit::asciiLowerCase(target);
 }
 
 /// Connects to a numeric address.
@@ -132,8 +130,8 @@ posix::FileDescriptor connectTo(const Shared& shared, const std::string& address
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner{list, ::freeaddrinfo};
 
     posix::FileDescriptor socket{::socket(list->ai_family, SOCK_STREAM, 0)};
-    if (socket.get() < 0) return {};
-    prepare(socket.get());
+    if (!socket.isOpen()) return {};
+    prepare(socket);
     if (::connect(socket.get(), list->ai_addr, list->ai_addrlen) == 0) return socket;
     if (errno != EINPROGRESS || !wait(shared, socket.get(), POLLOUT, connectPatience)) return {};
     int failure = 0;
@@ -149,7 +147,7 @@ std::expected<posix::FileDescriptor, const char*> openTunnel(const Shared& share
     const std::vector<std::string> addresses = shared.uses.resolve(*host);
     if (!std::ranges::all_of(addresses, shared.uses.isPublic)) return std::unexpected("403 Forbidden");
     for (const std::string& address : addresses) {
-        if (posix::FileDescriptor socket = connectTo(shared, address); socket.get() >= 0) return socket;
+        if (posix::FileDescriptor socket = connectTo(shared, address); socket.isOpen()) return socket;
     }
     return std::unexpected("502 Bad Gateway");
 }
@@ -172,8 +170,9 @@ void relay(const Shared& shared, int client, int service) {
     }
 }
 
-void serve(const Shared& shared, int client) {
-    prepare(client);
+void serve(const Shared& shared, const posix::FileDescriptor& connection) {
+    prepare(connection);
+    const int client = connection.get();
     const auto request = readRequest(shared, client);
     if (!request) return;
     const auto service = openTunnel(shared, request->head);
@@ -194,7 +193,7 @@ void acceptAll(const std::shared_ptr<Shared>& shared) {
         const auto client = std::make_shared<posix::FileDescriptor>(std::move(accepted));
         ++shared->connections;
         const auto started = shared->uses.startThread(proxyThread, [shared, client] {
-            serve(*shared, client->get());
+            serve(*shared, *client);
             --shared->connections;
         });
         if (!started) --shared->connections;
@@ -223,15 +222,13 @@ bool isPublicIPv6(const std::array<std::uint8_t, 16>& address) {
 
 std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
     const auto failed = [] { return std::unexpected(PosixError{errno}); };
-    int ends[2];
-    if (::pipe(ends) != 0) return failed();
-    posix::FileDescriptor running{ends[1]};
+    auto stop = posix::Pipe::make();
+    if (!stop) return std::unexpected(stop.error());
     auto shared = std::make_shared<Shared>(std::move(uses), posix::FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)},
-                                           posix::FileDescriptor{ends[0]});
-    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+                                           std::move(stop->reader));
+    if (!shared->listener.isOpen()) return failed();
+    prepare(shared->listener);
     const int listener = shared->listener.get();
-    if (listener < 0) return failed();
-    prepare(listener);
 
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -245,7 +242,7 @@ std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
     const auto startThread = shared->uses.startThread;
     if (auto started = startThread(proxyThread, [shared] { acceptAll(shared); }); !started)
         return std::unexpected(started.error());
-    return VideoProxy{std::move(running), "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port))};
+    return VideoProxy{std::move(stop->writer), "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port))};
 }
 
 bool isHostOfVideoService(std::string_view host) {

@@ -3,11 +3,12 @@
 #include "companion/models/LanguageHint.h"
 #include "kit/jsonrpc/Codec.h"
 #include "kit/jsonrpc/JSONReader.h"
+#include "kit/support/ASCII.h"
+#include "posix/FileIO.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace vostel_companion {
 
@@ -24,24 +25,11 @@ struct Catalogue {
     static void codingKeys(auto& self, auto& key) { key("models", self.models); }
 };
 
-// ASCII alone, whatever the locale.
+using VostelMCPKit::asciiLowerCase;
+using VostelMCPKit::hexDigit;
+
 bool isAlphanumeric(char character) {
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z');
-}
-
-std::string lowerCased(std::string text) {
-    for (char& character : text) {
-        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
-    }
-    return text;
-}
-
-std::optional<int> hexDigit(char character) {
-    if (character >= '0' && character <= '9') return character - '0';
-    if (character >= 'a' && character <= 'f') return character - 'a' + 10;
-    if (character >= 'A' && character <= 'F') return character - 'A' + 10;
-    return std::nullopt;
+    return VostelMCPKit::isASCIILetter(character) || VostelMCPKit::isASCIIDigit(character);
 }
 
 bool isSHA256(std::string_view text) {
@@ -73,7 +61,7 @@ std::optional<std::string> pathOfFileURL(std::string_view rest) {
 
 std::optional<std::string> localPath(const std::string& source, const fs::path& folder) {
     if (source.empty() || source.find('\0') != std::string::npos) return std::nullopt;
-    if (lowerCased(source.substr(0, 5)) == "file:") return pathOfFileURL(std::string_view{source}.substr(5));
+    if (asciiLowerCase(source.substr(0, 5)) == "file:") return pathOfFileURL(std::string_view{source}.substr(5));
     if (source.find("://") != std::string::npos) return std::nullopt;
     return (folder / source).lexically_normal().string();
 }
@@ -82,7 +70,7 @@ std::optional<std::string> localPath(const std::string& source, const fs::path& 
 std::expected<void, std::string> settle(ModelDescription& model, const fs::path& folder) {
     if (!isModelIdentifier(model.identifier))
         return std::unexpected("an identifier is not made of the allowed characters");
-    if (lowerCased(model.identifier) == systemModelIdentifier)
+    if (asciiLowerCase(model.identifier) == systemModelIdentifier)
         return std::unexpected("en-us is the system's own model");
     // One without a language, or for any, would be chosen whenever a caller gives none.
     if (model.language && !isLanguageCode(*model.language))
@@ -93,7 +81,7 @@ std::expected<void, std::string> settle(ModelDescription& model, const fs::path&
     model.source = *source;
     if (!isSHA256(model.sha256))
         return std::unexpected("the sha256 of " + model.identifier + " is not 64 hexadecimal digits");
-    model.sha256 = lowerCased(model.sha256);
+    model.sha256 = asciiLowerCase(model.sha256);
     return {};
 }
 
@@ -118,7 +106,7 @@ std::expected<std::vector<ModelDescription>, std::string> parseModelCatalogue(st
     for (ModelDescription& model : catalogue->models) {
         if (auto settled = settle(model, folder); !settled) return std::unexpected(std::move(settled.error()));
         // File systems that ignore letter case would give both the same folder.
-        identifiers.push_back(lowerCased(model.identifier));
+        identifiers.push_back(asciiLowerCase(model.identifier));
     }
     std::ranges::sort(identifiers);
     if (const auto twin = std::ranges::adjacent_find(identifiers); twin != identifiers.end()) {
@@ -130,22 +118,15 @@ std::expected<std::vector<ModelDescription>, std::string> parseModelCatalogue(st
 std::expected<std::vector<ModelDescription>, ModelError> readModelCatalogue(const fs::path& path) {
     const posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
     if (!file.isOpen() && errno == ENOENT) return std::vector<ModelDescription>{};
-    if (!file.isOpen()) return std::unexpected(ModelError{posix::fileError(path).error()});
-
-    std::string text(largestCatalogue + 1, '\0');
-    std::size_t length = 0;
-    while (length < text.size()) {
-        const auto count = ::read(file.get(), text.data() + length, text.size() - length);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return std::unexpected(ModelError{posix::fileError(path).error()});
-        if (count == 0) break;
-        length += static_cast<std::size_t>(count);
+    if (!file.isOpen()) return std::unexpected(ModelError{posix::systemError("open", path).error()});
+    const auto text = posix::readRest(file, largestCatalogue);
+    if (!text) {
+        return std::unexpected(ModelError{posix::systemError("read", path, text.error().errorNumber).error()});
     }
-    if (length > largestCatalogue) {
+    if (text->size() > largestCatalogue) {
         return std::unexpected(ModelError{ModelError::BadCatalogue{path.string(), "it is larger than 1 MiB"}});
     }
-    text.resize(length);
-    auto models = parseModelCatalogue(text, path.parent_path());
+    auto models = parseModelCatalogue(*text, path.parent_path());
     if (!models) return std::unexpected(ModelError{ModelError::BadCatalogue{path.string(), std::move(models.error())}});
     return *std::move(models);
 }

@@ -1,13 +1,14 @@
 #include "companion/models/ModelCopy.h"
 
 #include "companion/models/SHA256.h"
+#include "posix/FileIO.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <span>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace vostel_companion {
@@ -27,8 +28,8 @@ struct Contents {
     std::uintmax_t bytes = 0;
 };
 
-std::unexpected<ModelError> unusable(const fs::path& path, int number) {
-    return std::unexpected(ModelError{posix::FileError{path.string(), number}});
+std::unexpected<ModelError> unusable(const char* attempt, const fs::path& path, int errorNumber) {
+    return std::unexpected(ModelError{posix::systemError(attempt, path, errorNumber).error()});
 }
 
 std::unexpected<ModelError> badSource(const fs::path& path, const char* reason) {
@@ -45,38 +46,38 @@ bool isListable(const std::string& name) {
 std::expected<Contents, ModelError> survey(const fs::path& source) {
     std::error_code failure;
     const auto type = fs::symlink_status(source, failure).type();
-    if (type == fs::file_type::not_found) return unusable(source, ENOENT);
-    if (failure) return unusable(source, failure.value());
+    if (type == fs::file_type::not_found) return unusable("read", source, ENOENT);
+    if (failure) return unusable("read", source, failure.value());
 
     Contents contents;
     if (type == fs::file_type::regular) {
         contents.isSingleFile = true;
         contents.files.push_back(source.filename().string());
         contents.bytes = fs::file_size(source, failure);
-        if (failure) return unusable(source, failure.value());
+        if (failure) return unusable("read", source, failure.value());
         return contents;
     }
     // The source itself may be a link, as when a disk is mounted elsewhere; what lies in it may not.
     fs::recursive_directory_iterator entry{source, failure};
-    if (failure) return unusable(source, failure.value());
+    if (failure) return unusable("read", source, failure.value());
     while (entry != fs::recursive_directory_iterator{}) {
         const std::string name = entry->path().lexically_relative(source).string();
         if (!isListable(name)) return badSource(source, "a file name in it contains control characters");
         const auto entryType = entry->symlink_status(failure).type();
-        if (failure) return unusable(entry->path(), failure.value());
+        if (failure) return unusable("read", entry->path(), failure.value());
         if (entryType == fs::file_type::directory) {
             contents.folders.push_back(name);
         } else if (entryType == fs::file_type::regular) {
             contents.files.push_back(name);
             contents.bytes += entry->file_size(failure);
-            if (failure) return unusable(entry->path(), failure.value());
+            if (failure) return unusable("read", entry->path(), failure.value());
         } else {
             return badSource(entry->path(), "it is neither a plain file nor a folder");
         }
         if (contents.files.size() + contents.folders.size() > mostFiles)
             return badSource(source, "it has too many files");
         entry.increment(failure);
-        if (failure) return unusable(source, failure.value());
+        if (failure) return unusable("read", source, failure.value());
     }
     if (contents.files.empty()) return badSource(source, "it is empty");
     std::ranges::sort(contents.folders);
@@ -93,20 +94,19 @@ public:
     std::expected<std::string, ModelError> copy(const fs::path& source, const fs::path& target) {
         // Without blocking: a pipe that took the file's place since the survey must not hold us.
         const posix::FileDescriptor in{::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
-        if (!in.isOpen()) return unusable(source, errno);
+        if (!in.isOpen()) return unusable("open", source, errno);
         struct stat file{};
-        if (::fstat(in.get(), &file) != 0) return unusable(source, errno);
+        if (::fstat(in.get(), &file) != 0) return unusable("read", source, errno);
         if (!S_ISREG(file.st_mode)) return badSource(source, "it is neither a plain file nor a folder");
         const posix::FileDescriptor out{::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
-        if (!out.isOpen()) return unusable(target, errno);
+        if (!out.isOpen()) return unusable("create", target, errno);
 
         SHA256 checksum;
-        for (;;) {
-            const auto count = ::read(in.get(), piece_.data(), piece_.size());
-            if (count < 0 && errno == EINTR) continue;
-            if (count < 0) return unusable(source, errno);
-            if (count == 0) break;
-            const std::string_view bytes{piece_.data(), static_cast<std::size_t>(count)};
+        while (true) {
+            const auto count = posix::readSome(in, std::as_writable_bytes(std::span{piece_}));
+            if (!count) return unusable("read", source, count.error().errorNumber);
+            if (*count == 0) break;
+            const std::string_view bytes = std::string_view{piece_}.substr(0, *count);
             checksum.add(bytes);
             if (auto written = posix::writeAll(out, bytes, target); !written) {
                 return std::unexpected(ModelError{std::move(written.error())});
@@ -142,7 +142,7 @@ std::expected<std::string, ModelError> copyModel(const fs::path& source, const f
     const auto contents = survey(source);
     if (!contents) return std::unexpected(contents.error());
     for (const std::string& folder : contents->folders) {
-        if (::mkdir((target / folder).c_str(), 0700) != 0) return unusable(target / folder, errno);
+        if (::mkdir((target / folder).c_str(), 0700) != 0) return unusable("create the folder", target / folder, errno);
     }
 
     Copier copier{contents->bytes, progress, isCancelled};

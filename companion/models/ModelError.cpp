@@ -26,7 +26,7 @@ std::string ModelError::description() const {
                    " and not " + error.expected + " as the catalogue says.";
         },
         [](const Cancelled&) { return std::string{"The installation was cancelled; nothing was installed."}; },
-        [](const posix::FileError& error) { return error.description(); });
+        [](const posix::SystemError& error) { return error.description(); });
 }
 
 } // namespace vostel_companion

@@ -1,7 +1,7 @@
 // Why a speech recognition model could not be listed, installed or removed.
 #pragma once
 
-#include "posix/Files.h"
+#include "posix/SystemError.h"
 
 #include <string>
 #include <variant>
@@ -48,7 +48,7 @@ struct ModelError {
     };
 
     std::variant<BadCatalogue, Unknown, BelongsToSystem, PackageMissing, BadSource, WrongChecksum, Cancelled,
-                 posix::FileError>
+                 posix::SystemError>
         is;
 
     /// One full sentence for the user.

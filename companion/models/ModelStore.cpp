@@ -1,6 +1,9 @@
 #include "companion/models/ModelStore.h"
 
 #include "companion/models/ModelCopy.h"
+#include "posix/AtomicFile.h"
+#include "posix/FileIO.h"
+#include "posix/PrivateFolder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,9 +17,11 @@ namespace {
 
 constexpr const char* systemPackage = "pocketsphinx-en-us";
 
-std::unexpected<ModelError> failed(posix::FileError error) { return std::unexpected(ModelError{std::move(error)}); }
+std::unexpected<ModelError> failed(posix::SystemError error) { return std::unexpected(ModelError{std::move(error)}); }
 
-std::unexpected<ModelError> failed(const fs::path& path, int number) { return failed({path.string(), number}); }
+std::unexpected<ModelError> failed(std::unexpected<posix::SystemError> error) {
+    return failed(std::move(error.error()));
+}
 
 bool isFolder(const fs::path& path) {
     std::error_code ignored;
@@ -24,7 +29,7 @@ bool isFolder(const fs::path& path) {
 }
 
 /// The names in a folder, in order; none when it is missing.
-std::expected<std::vector<std::string>, posix::FileError> namesIn(const fs::path& folder) {
+std::expected<std::vector<std::string>, posix::SystemError> namesIn(const fs::path& folder) {
     std::vector<std::string> names;
     std::error_code failure;
     fs::directory_iterator entry{folder, failure};
@@ -32,7 +37,7 @@ std::expected<std::vector<std::string>, posix::FileError> namesIn(const fs::path
     for (; !failure && entry != fs::directory_iterator{}; entry.increment(failure)) {
         names.push_back(entry->path().filename().string());
     }
-    if (failure) return posix::fileError(folder, failure.value());
+    if (failure) return posix::systemError("list", folder, failure.value());
     std::ranges::sort(names);
     return names;
 }
@@ -56,11 +61,11 @@ public:
     [[nodiscard]] const fs::path& path() const { return path_; }
 
     /// The lock of the models' folder must be held: a folder that is not locked yet looks like a dead one's.
-    [[nodiscard]] static std::expected<StagingFolder, posix::FileError> make(const fs::path& parent) {
+    [[nodiscard]] static std::expected<StagingFolder, posix::SystemError> make(const fs::path& parent) {
         if (auto made = posix::ensureFolder(parent); !made) return std::unexpected(std::move(made.error()));
         std::string path = (parent / "XXXXXX").string();
-        if (::mkdtemp(path.data()) == nullptr) return posix::fileError(path);
-        auto lock = posix::FileLock::tryExisting(path);
+        if (::mkdtemp(path.data()) == nullptr) return posix::systemError("create the folder", path);
+        auto lock = posix::FileLock::tryAcquire(path, posix::FileLock::IfMissing::fail);
         if (!lock) return std::unexpected(std::move(lock.error()));
         return StagingFolder{path, *std::move(lock)};
     }
@@ -132,7 +137,7 @@ std::expected<void, ModelError> ModelStore::install(const std::string& identifie
     if (!locked) return std::unexpected(std::move(locked.error()));
     if (installedFolder(identifier)) return {};
     const fs::path target = paths_.models / identifier;
-    if (::rename(staged.c_str(), target.c_str()) != 0) return failed(target, errno);
+    if (::rename(staged.c_str(), target.c_str()) != 0) return failed(posix::systemError("create", target));
     if (auto done = posix::synchronizeFolder(paths_.models); !done) return failed(std::move(done.error()));
     return {};
 }
@@ -150,7 +155,7 @@ std::expected<void, ModelError> ModelStore::checkRemovable(const std::string& id
 
 std::expected<posix::FileLock, ModelError> ModelStore::lock() const {
     if (auto made = posix::ensureFolder(paths_.models); !made) return failed(std::move(made.error()));
-    auto locked = posix::FileLock::acquire(paths_.models / ".lock");
+    auto locked = posix::FileLock::acquire(paths_.models / ".lock", posix::FileLock::IfMissing::create);
     if (!locked) return failed(std::move(locked.error()));
     return *std::move(locked);
 }
@@ -166,7 +171,7 @@ std::expected<bool, ModelError> ModelStore::takeAway(const std::string& identifi
     if (auto made = posix::ensureFolder(removed()); !made) return failed(std::move(made.error()));
     const fs::path folder = paths_.models / identifier;
     if (::rename(folder.c_str(), taken.c_str()) != 0) {
-        if (errno != ENOENT) return failed(folder, errno);
+        if (errno != ENOENT) return failed(posix::systemError("move", folder));
         // The file remembers that there was nothing.
         if (auto noted = posix::writeFileAtomically(taken, ""); !noted) return failed(std::move(noted.error()));
         return false;
@@ -190,7 +195,8 @@ std::expected<void, ModelError> ModelStore::deleteLeftovers() const {
     if (!staged) return failed(staged.error());
     for (const std::string& name : *staged) {
         // Whoever still copies holds the lock of its folder.
-        if (posix::FileLock::tryExisting(staging() / name)) deleteTree(staging() / name);
+        if (posix::FileLock::tryAcquire(staging() / name, posix::FileLock::IfMissing::fail))
+            deleteTree(staging() / name);
     }
     return {};
 }

@@ -14,6 +14,7 @@
 #include "companion/models/ModelCatalogue.h"
 #include "companion/models/ModelError.h"
 #include "kit/support/UUID.h"
+#include "posix/FileLock.h"
 
 #include <expected>
 #include <filesystem>

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <thread>
@@ -51,21 +50,16 @@ Bytes encodedAnswer(const std::string& requestID, const MCPToolOutcome& outcome)
 
 std::expected<std::unique_ptr<CallServer>, ListenError>
 CallServer::make(ListeningSocket socket, const ToolTable& tools, posix::ThreadStarter startThread, Limits limits) {
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0) return std::unexpected(ListenError{ListenError::System{"create a pipe", errno}});
-    for (const int end : ends) {
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-        ::fcntl(end, F_SETFL, O_NONBLOCK);
-    }
-    return std::unique_ptr<CallServer>{new CallServer{std::move(socket), tools, std::move(startThread), limits,
-                                                      posix::FileDescriptor{ends[0]}, posix::FileDescriptor{ends[1]}}};
+    auto wakePipe = posix::WakePipe::make();
+    if (!wakePipe) return std::unexpected(ListenError{posix::SystemError{"create a pipe", wakePipe.error()}});
+    return std::unique_ptr<CallServer>{
+        new CallServer{std::move(socket), tools, std::move(startThread), limits, *std::move(wakePipe)}};
 }
 
 CallServer::CallServer(ListeningSocket socket, const ToolTable& tools, posix::ThreadStarter startThread, Limits limits,
-                       posix::FileDescriptor wakeReader, posix::FileDescriptor wakeWriter)
+                       posix::WakePipe wakePipe)
     : listening_{std::make_unique<ListeningSocket>(std::move(socket))}, tools_{tools},
-      startThread_{std::move(startThread)}, limits_{limits}, wakeReader_{std::move(wakeReader)},
-      wakeWriter_{std::move(wakeWriter)} {}
+      startThread_{std::move(startThread)}, limits_{limits}, wakePipe_{std::move(wakePipe)} {}
 
 bool CallServer::run() {
     while (!stopping_) serveOnce();
@@ -76,12 +70,12 @@ bool CallServer::run() {
 
 void CallServer::stop() {
     stopping_ = true;
-    wake();
+    wakePipe_.wake();
 }
 
 void CallServer::serveOnce() {
     const Time now = std::chrono::steady_clock::now();
-    std::vector<pollfd> waiting{{wakeReader_.get(), POLLIN, 0}};
+    std::vector<pollfd> waiting{{wakePipe_.reader().get(), POLLIN, 0}};
     std::vector<ConnectionID> waitingIDs;
     if (accepts(now)) waiting.push_back({listening_->descriptor(), POLLIN, 0});
     const std::size_t firstConnection = waiting.size();
@@ -146,7 +140,7 @@ void CallServer::acceptWaiting() {
             connection.deadline = now + limits_.frameTimeout;
             continue;
         }
-        switch (socket.error()) {
+        switch (socket.error().errorNumber) {
         case EACCES:       // a process of another user; the connection is closed
         case ECONNABORTED: // closed by the peer before it was accepted
         case EINTR:
@@ -294,8 +288,7 @@ void CallServer::eraseConnection(ConnectionID id) {
 }
 
 void CallServer::takeFinished() {
-    std::array<char, 256> ignored;
-    while (::read(wakeReader_.get(), ignored.data(), ignored.size()) > 0) {}
+    wakePipe_.drain();
     std::vector<ConnectionID> finished;
     {
         const std::lock_guard lock{mutex_};
@@ -340,12 +333,7 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
     // The loop may destroy the server once it has seen the last call end, so this is the thread's last access to it.
     const std::lock_guard lock{mutex_};
     finished_.push_back(id);
-    wake();
-}
-
-void CallServer::wake() {
-    // If the pipe is full, the loop is woken anyway.
-    std::ignore = ::write(wakeWriter_.get(), "", 1);
+    wakePipe_.wake();
 }
 
 } // namespace vostel_companion

@@ -13,6 +13,7 @@
 #include "kit/wire/MCPWireFrames.h"
 #include "posix/BlockingThread.h"
 #include "posix/FileDescriptor.h"
+#include "posix/WakePipe.h"
 
 #include <atomic>
 #include <chrono>
@@ -93,7 +94,7 @@ private:
         std::optional<Waiting> waiting;
     };
     CallServer(ListeningSocket socket, const ToolTable& tools, posix::ThreadStarter startThread, Limits limits,
-               posix::FileDescriptor wakeReader, posix::FileDescriptor wakeWriter);
+               posix::WakePipe wakePipe);
 
     // The loop's thread:
     void serveOnce();
@@ -123,15 +124,13 @@ private:
     // The calls' threads:
     void runCall(ConnectionID id, int socket, const VostelMCPKit::MCPWireRequest& request,
                  const std::shared_ptr<Cancellation>& cancellation);
-    void wake();
 
     /// Null once the server stops.
     std::unique_ptr<ListeningSocket> listening_;
     const ToolTable& tools_;
     const posix::ThreadStarter startThread_;
     const Limits limits_;
-    const posix::FileDescriptor wakeReader_;
-    const posix::FileDescriptor wakeWriter_;
+    const posix::WakePipe wakePipe_;
     std::atomic<bool> stopping_ = false;
 
     // The loop's own:

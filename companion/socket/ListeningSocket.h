@@ -6,6 +6,8 @@
 
 #include "kit/connect/MCPConnectLogic.h"
 #include "posix/FileDescriptor.h"
+#include "posix/FileLock.h"
+#include "posix/SystemError.h"
 
 #include <expected>
 #include <filesystem>
@@ -29,15 +31,7 @@ struct ListenError {
         std::string path;
         bool operator==(const PathTaken&) const = default;
     };
-    struct System {
-        /// What was tried, as in "create the folder '/x'".
-        std::string attempt;
-        /// An errno value.
-        int code;
-        bool operator==(const System&) const = default;
-    };
-
-    std::variant<AlreadyRunning, UnsafeFolder, PathTaken, VostelMCPKit::ConnectError, System> is;
+    std::variant<AlreadyRunning, UnsafeFolder, PathTaken, VostelMCPKit::ConnectError, posix::SystemError> is;
 
     /// One sentence for the user.
     [[nodiscard]] std::string description() const;
@@ -62,15 +56,15 @@ public:
     ~ListeningSocket();
 
     [[nodiscard]] int descriptor() const { return socket_.get(); }
-    /// The next waiting connection of our own user, closed on exec; an errno value if there is none.
-    [[nodiscard]] std::expected<posix::FileDescriptor, int> accept() const;
+    /// The next waiting connection of our own user, closed on exec; EACCES for another user's.
+    [[nodiscard]] std::expected<posix::FileDescriptor, VostelMCPKit::PosixError> accept() const;
 
 private:
-    ListeningSocket(std::string path, posix::FileDescriptor lock, posix::FileDescriptor socket, ino_t fileNumber)
+    ListeningSocket(std::string path, posix::FileLock lock, posix::FileDescriptor socket, ino_t fileNumber)
         : path_{std::move(path)}, lock_{std::move(lock)}, socket_{std::move(socket)}, fileNumber_{fileNumber} {}
 
     std::string path_;
-    posix::FileDescriptor lock_;
+    posix::FileLock lock_;
     posix::FileDescriptor socket_;
     /// Identifies our socket in the file system, so that the destructor does not remove another one.
     ino_t fileNumber_;

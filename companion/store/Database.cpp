@@ -1,5 +1,7 @@
 #include "companion/store/Database.h"
 
+#include "posix/FileDescriptor.h"
+
 #include <algorithm>
 #include <array>
 #include <cassert>
@@ -23,19 +25,18 @@ DatabaseError makeError(int code, std::string reason, const std::string& path) {
     return {DatabaseError::Refused{code, std::move(reason)}};
 }
 
+std::unexpected<DatabaseError> inaccessible(const std::string& path, int errorNumber) {
+    return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, {errorNumber}}});
+}
+
 /// Creates a missing file for its owner alone: SQLite would leave the mode to the mask, and gives its log files the
 /// mode of the database.
 std::expected<void, DatabaseError> prepareFile(const std::string& path) {
     // Deliberate: an existing file is never opened here. Closing it would give up the locks of this process's other
     // connections; another process would then find itself alone and delete the log under them.
-    const int created = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (created >= 0) {
-        ::close(created);
-    } else if (errno != EEXIST) {
-        return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, errno}});
-    }
-    if (::access(path.c_str(), R_OK | W_OK) != 0)
-        return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, errno}});
+    const posix::FileDescriptor created{::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
+    if (!created.isOpen() && errno != EEXIST) return inaccessible(path, errno);
+    if (::access(path.c_str(), R_OK | W_OK) != 0) return inaccessible(path, errno);
     struct stat file{};
     const bool isEmpty = ::stat(path.c_str(), &file) == 0 && file.st_size == 0;
 

@@ -2,8 +2,6 @@
 
 #include "kit/support/match.h"
 
-#include <system_error>
-
 namespace vostel_companion {
 
 std::string DatabaseError::description() const {
@@ -22,8 +20,7 @@ std::string DatabaseError::description() const {
             return "The file " + error.path + " is a database of another application, so Vostel does not touch it.";
         },
         [](const Inaccessible& error) {
-            return "Vostel's database " + error.path +
-                   " could not be opened: " + std::generic_category().message(error.number) + ".";
+            return "Vostel's database " + error.path + " could not be opened: " + error.reason.systemText() + ".";
         });
 }
 

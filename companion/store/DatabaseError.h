@@ -1,6 +1,8 @@
 // Why the companion's database could not do what it was asked.
 #pragma once
 
+#include "kit/support/PosixError.h"
+
 #include <string>
 #include <variant>
 
@@ -31,10 +33,10 @@ struct DatabaseError {
         std::string path;
         bool operator==(const Foreign&) const = default;
     };
-    /// The file could not be created or opened; `number` is the errno.
+    /// The file could not be created or opened.
     struct Inaccessible {
         std::string path;
-        int number = 0;
+        VostelMCPKit::PosixError reason;
         bool operator==(const Inaccessible&) const = default;
     };
 

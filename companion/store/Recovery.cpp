@@ -1,7 +1,7 @@
 #include "companion/store/Recovery.h"
 
 #include "companion/store/Recordings.h"
-#include "posix/Files.h"
+#include "posix/FileLock.h"
 
 namespace vostel_companion {
 

@@ -1,6 +1,6 @@
 #include "companion/store/Schema.h"
 
-#include "posix/Files.h"
+#include "posix/FileLock.h"
 
 #include <array>
 #include <optional>
@@ -169,8 +169,8 @@ std::expected<Database, DatabaseError> openStore(const std::string& path) {
     // does not wait for others when it changes the journal mode.
     std::optional<posix::FileLock> opening;
     if (path != Database::inMemory) {
-        auto lock = posix::FileLock::acquire(path + "-lock");
-        if (!lock) return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, lock.error().number}});
+        auto lock = posix::FileLock::acquire(path + "-lock", posix::FileLock::IfMissing::create);
+        if (!lock) return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, lock.error().reason}});
         opening = *std::move(lock);
     }
     auto database = Database::open(path);

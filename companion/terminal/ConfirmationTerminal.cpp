@@ -7,7 +7,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -32,22 +31,16 @@ bool isInForeground() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
 
 } // namespace
 
-std::expected<std::unique_ptr<ConfirmationTerminal>, int> ConfirmationTerminal::make(Paths paths,
-                                                                                     const ModelStore& models) {
-    int ends[2];
-    if (::pipe(ends) != 0) return std::unexpected(errno);
-    for (const int end : ends) {
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-        ::fcntl(end, F_SETFL, O_NONBLOCK);
-    }
+std::expected<std::unique_ptr<ConfirmationTerminal>, VostelMCPKit::PosixError>
+ConfirmationTerminal::make(Paths paths, const ModelStore& models) {
+    auto wakePipe = posix::WakePipe::make();
+    if (!wakePipe) return std::unexpected(wakePipe.error());
     // A background process that uses the terminal is stopped. The server must not be.
     std::signal(SIGTTIN, SIG_IGN);
     std::signal(SIGTTOU, SIG_IGN);
-    return std::unique_ptr<ConfirmationTerminal>{new ConfirmationTerminal{
-        std::move(paths), models, posix::FileDescriptor{ends[0]}, posix::FileDescriptor{ends[1]}}};
+    return std::unique_ptr<ConfirmationTerminal>{
+        new ConfirmationTerminal{std::move(paths), models, *std::move(wakePipe)}};
 }
-
-void ConfirmationTerminal::wake() { std::ignore = ::write(wakeWriter_.get(), "", 1); }
 
 void ConfirmationTerminal::run() {
     write("Vostel serves AI clients on this machine until you press Ctrl-C.\n");
@@ -78,10 +71,9 @@ void ConfirmationTerminal::run() {
 
 void ConfirmationTerminal::wait() {
     const bool listens = isListening_ && isInForeground();
-    pollfd events[] = {{wakeReader_.get(), POLLIN, 0}, {listens ? STDIN_FILENO : -1, POLLIN, 0}};
+    pollfd events[] = {{wakePipe_.reader().get(), POLLIN, 0}, {listens ? STDIN_FILENO : -1, POLLIN, 0}};
     ::poll(events, std::size(events), static_cast<int>(pollInterval.count()));
-    char wakes[64];
-    while (::read(wakeReader_.get(), wakes, sizeof wakes) > 0) {}
+    wakePipe_.drain();
     if (events[1].revents != 0 && isInForeground()) read();
 }
 

@@ -4,7 +4,7 @@
 #include "companion/models/ModelStore.h"
 #include "companion/support/Paths.h"
 #include "companion/terminal/ConfirmationPrompt.h"
-#include "posix/FileDescriptor.h"
+#include "posix/WakePipe.h"
 
 #include <expected>
 #include <memory>
@@ -16,23 +16,21 @@ namespace vostel_companion {
 /// a stopped terminal blocks nothing else.
 class ConfirmationTerminal final {
 public:
-    /// `models` outlives it. The error is an errno value.
-    [[nodiscard]] static std::expected<std::unique_ptr<ConfirmationTerminal>, int> make(Paths paths,
-                                                                                        const ModelStore& models);
+    /// `models` outlives it.
+    [[nodiscard]] static std::expected<std::unique_ptr<ConfirmationTerminal>, VostelMCPKit::PosixError>
+    make(Paths paths, const ModelStore& models);
     ConfirmationTerminal(const ConfirmationTerminal&) = delete;
     ConfirmationTerminal& operator=(const ConfirmationTerminal&) = delete;
 
     /// Looks for new requests at once instead of within a second. Callable from any thread.
-    void wake();
+    void wake() { wakePipe_.wake(); }
 
     /// Never returns; for a thread of its own.
     [[noreturn]] void run();
 
 private:
-    ConfirmationTerminal(Paths paths, const ModelStore& models, posix::FileDescriptor wakeReader,
-                         posix::FileDescriptor wakeWriter)
-        : paths_{std::move(paths)}, models_{models}, wakeReader_{std::move(wakeReader)},
-          wakeWriter_{std::move(wakeWriter)} {}
+    ConfirmationTerminal(Paths paths, const ModelStore& models, posix::WakePipe wakePipe)
+        : paths_{std::move(paths)}, models_{models}, wakePipe_{std::move(wakePipe)} {}
 
     /// Waits for input, a wake-up or the next poll, and reads what was typed.
     void wait();
@@ -41,8 +39,7 @@ private:
 
     const Paths paths_;
     const ModelStore& models_;
-    const posix::FileDescriptor wakeReader_;
-    const posix::FileDescriptor wakeWriter_;
+    const posix::WakePipe wakePipe_;
 
     ConfirmationPrompt prompt_;
     std::string typed_;

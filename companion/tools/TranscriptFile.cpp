@@ -1,6 +1,8 @@
 #include "companion/tools/TranscriptFile.h"
 
 #include "kit/support/Unicode.h"
+#include "posix/AtomicFile.h"
+#include "posix/PrivateFolder.h"
 
 #include <ctime>
 
@@ -45,8 +47,8 @@ std::string titleOf(const TranscriptSource& source) {
     return std::string{scheme == std::string_view::npos ? value : value.substr(scheme + 3)};
 }
 
-std::expected<std::string, posix::FileError> saveTranscriptFile(const std::filesystem::path& folder,
-                                                                const std::string& name, std::string_view text) {
+std::expected<std::string, posix::SystemError> saveTranscriptFile(const std::filesystem::path& folder,
+                                                                  const std::string& name, std::string_view text) {
     const std::filesystem::path path = folder / name;
     std::error_code ignored;
     if (std::filesystem::is_regular_file(path, ignored)) return path.string();

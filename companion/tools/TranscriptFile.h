@@ -2,7 +2,7 @@
 #pragma once
 
 #include "companion/store/Transcripts.h"
-#include "posix/Files.h"
+#include "posix/SystemError.h"
 
 #include <expected>
 #include <filesystem>
@@ -19,7 +19,7 @@ namespace vostel_companion {
 [[nodiscard]] std::string titleOf(const TranscriptSource& source);
 
 /// Saves the text under `name` in `folder` and returns its path. An existing file of that name is kept.
-[[nodiscard]] std::expected<std::string, posix::FileError>
+[[nodiscard]] std::expected<std::string, posix::SystemError>
 saveTranscriptFile(const std::filesystem::path& folder, const std::string& name, std::string_view text);
 
 } // namespace vostel_companion

@@ -6,7 +6,7 @@
 #include "companion/store/Recordings.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
-#include "posix/Files.h"
+#include "posix/FileLock.h"
 #include "tests/companion/commands/VerbFixture.h"
 
 #include <cstdlib>

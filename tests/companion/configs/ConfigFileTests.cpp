@@ -129,7 +129,7 @@ TEST(ConfigFile, a_link_to_itself_is_reported) {
     fs::create_symlink("config", folder.path() / "config");
     const auto change = editConfigFile(folder.path() / "config", to("new"));
     ASSERT_FALSE(change);
-    EXPECT_EQ(change.error(), (posix::FileError{folder.path() / "config", ELOOP}));
+    EXPECT_EQ(change.error(), (posix::SystemError{"open '" + (folder.path() / "config").string() + "'", {ELOOP}}));
 }
 
 TEST(ConfigFile, what_nobody_may_write_is_left_alone_even_by_the_superuser) {
@@ -159,7 +159,8 @@ TEST(ConfigFile, what_is_no_file_is_reported) {
         EXPECT_EQ(editConfigFile(folder.path() / name, to("new")), std::unexpected(expected));
     }
     const fs::path below = folder.write("file", "") / "config";
-    EXPECT_EQ(editConfigFile(below, to("new")), std::unexpected(ConfigError{posix::FileError{below, ENOTDIR}}));
+    EXPECT_EQ(editConfigFile(below, to("new")),
+              std::unexpected(ConfigError{posix::SystemError{"open '" + below.string() + "'", {ENOTDIR}}}));
 }
 
 TEST(ConfigFile, a_file_without_end_is_not_read) {

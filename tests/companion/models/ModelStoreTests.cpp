@@ -108,7 +108,7 @@ TEST(ModelStore, a_model_that_cannot_be_installed_leaves_nothing) {
          [](const ModelFixture& fixture) { writeFile(fixture.folder / "german/extra", ""); },
          "The model de was not installed, because its SHA-256 is "},
         {"the source is missing", [](const ModelFixture& fixture) { fs::remove_all(fixture.folder / "german"); },
-         "Vostel could not use "},
+         "Vostel could not read '"},
         {"the source is empty",
          [](const ModelFixture& fixture) {
              fs::remove_all(fixture.folder / "german");
@@ -126,7 +126,7 @@ TEST(ModelStore, a_model_that_cannot_be_installed_leaves_nothing) {
              fs::remove_all(fixture.folder / "german");
              ASSERT_EQ(::mkfifo((fixture.folder / "german").c_str(), 0600), 0);
          },
-         "Vostel could not use "},
+         "Vostel could not read '"},
         {"a name holds a line feed", [](const ModelFixture& fixture) { writeFile(fixture.folder / "german/a\nb", ""); },
          "The model could not be copied from "},
     };
@@ -249,7 +249,7 @@ TEST(ModelStore, a_full_or_forbidden_disk_is_an_error) {
     writeFile(fixture.folder / "models", "a file in the way");
     const auto installed = fixture.models.install("de", {});
     ASSERT_FALSE(installed);
-    EXPECT_TRUE(std::holds_alternative<posix::FileError>(installed.error().is));
+    EXPECT_TRUE(std::holds_alternative<posix::SystemError>(installed.error().is));
 }
 
 } // namespace vostel_companion

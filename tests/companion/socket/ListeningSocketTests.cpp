@@ -243,7 +243,7 @@ TEST(ListeningSocket, a_process_of_another_user_is_not_accepted) {
     ASSERT_EQ(WEXITSTATUS(status), 0) << "the other user did connect";
     const auto accepted = socket->accept();
     ASSERT_FALSE(accepted);
-    EXPECT_EQ(accepted.error(), EACCES);
+    EXPECT_EQ(accepted.error(), VostelMCPKit::PosixError{EACCES});
 
     ASSERT_TRUE(place.answers());
     EXPECT_TRUE(socket->accept()) << "our own user is accepted";

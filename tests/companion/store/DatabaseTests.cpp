@@ -131,7 +131,7 @@ TEST(Database, a_folder_that_is_missing_is_said_so) {
     const std::string path = folder / "no/such/store.sqlite";
     const auto database = Database::open(path);
     ASSERT_FALSE(database);
-    EXPECT_EQ(database.error(), (DatabaseError{DatabaseError::Inaccessible{path, ENOENT}}));
+    EXPECT_EQ(database.error(), (DatabaseError{DatabaseError::Inaccessible{path, {ENOENT}}}));
     EXPECT_EQ(database.error().description(),
               "Vostel's database " + path + " could not be opened: No such file or directory.");
 }

@@ -12,7 +12,7 @@ using State = RecordingSummary::State;
 using Track = RecordingLine::Track;
 using VostelMCPKit::UUID;
 
-const std::vector<RecordingLine> conversation = {
+const std::vector<RecordingLine> spokenLines = {
     {Track::system, "Others", "hello", Seconds{1}, Seconds{2}},
     {Track::microphone, "Me", "good morning", Seconds{0}, Seconds{1}},
     {Track::system, "Others", "how are you", Seconds{2.5}, Seconds{4}},
@@ -30,7 +30,7 @@ void make(Recordings& recordings, const UUID& id, State state) {
     if (state == State::recording) return;
     ASSERT_EQ(recordings.beginTranscribing(id, Seconds{4}), true);
     if (state == State::ready) {
-        ASSERT_EQ(recordings.finish(id, "en", conversation), true);
+        ASSERT_EQ(recordings.finish(id, "en", spokenLines), true);
     } else if (state == State::failed) {
         ASSERT_EQ(recordings.fail(id, "The disk was full."), true);
     }
@@ -52,7 +52,7 @@ TEST(Recordings, a_call_goes_from_recording_to_ready) {
     ASSERT_EQ(recordings.reportProgress(uuid(1), 0.5), true);
     EXPECT_EQ(summary(recordings, uuid(1)).progress, 0.5);
 
-    ASSERT_EQ(recordings.finish(uuid(1), "en", conversation), true);
+    ASSERT_EQ(recordings.finish(uuid(1), "en", spokenLines), true);
     EXPECT_EQ(summary(recordings, uuid(1)), (RecordingSummary{uuid(1),
                                                               at(5),
                                                               Seconds{4},
@@ -70,7 +70,7 @@ TEST(Recordings, lines_are_kept_in_the_order_in_which_they_were_spoken) {
     make(recordings, uuid(1), State::ready);
     const auto found = recordings.find(uuid(1));
     ASSERT_TRUE(found && *found);
-    EXPECT_EQ((*found)->lines, (std::vector{conversation[1], conversation[0], conversation[2]}));
+    EXPECT_EQ((*found)->lines, (std::vector{spokenLines[1], spokenLines[0], spokenLines[2]}));
     EXPECT_EQ(plainText((*found)->lines), "Me: good morning\nOthers: hello\nOthers: how are you");
 }
 

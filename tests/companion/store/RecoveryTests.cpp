@@ -1,5 +1,6 @@
 #include "companion/store/Recordings.h"
 #include "companion/store/Recovery.h"
+#include "posix/PrivateFolder.h"
 #include "tests/companion/models/ModelFixture.h"
 
 namespace vostel_companion {
@@ -38,10 +39,11 @@ TEST(Recovery, fails_the_recordings_that_nobody_works_on) {
     ASSERT_TRUE(posix::ensureFolder(stage.paths.unfinishedRecordings()));
     for (std::uint8_t id = 1; id <= 3; ++id) ASSERT_TRUE(stage.recordings.begin(uuid(id), at(id)));
     ASSERT_TRUE(stage.recordings.beginTranscribing(uuid(2), Seconds{1}));
-    const auto working = posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(1)));
+    const auto working =
+        posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(1)), posix::FileLock::IfMissing::create);
     ASSERT_TRUE(working);
-    { ASSERT_TRUE(posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(2)))); }
-    { ASSERT_TRUE(posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(4)))); }
+    { ASSERT_TRUE(posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(2)), posix::FileLock::IfMissing::create)); }
+    { ASSERT_TRUE(posix::FileLock::acquire(stage.paths.lockOfRecording(uuid(4)), posix::FileLock::IfMissing::create)); }
 
     ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
     EXPECT_EQ(stage.stateOf(1), State::recording) << "another process works on it";
@@ -74,7 +76,7 @@ TEST(Recovery, one_failure_does_not_keep_the_rest_from_being_done) {
     const auto done = recoverAfterCrash(stage.database, stage.paths, stage.confirmations);
     ASSERT_FALSE(done);
     EXPECT_EQ(done.error().description(),
-              "Vostel could not use " + (stage.fixture.folder / "models/.lock").string() + ": Is a directory.");
+              "Vostel could not open '" + (stage.fixture.folder / "models/.lock").string() + "': Is a directory.");
     EXPECT_EQ(stage.stateOf(1), State::failed);
 }
 

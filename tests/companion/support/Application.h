@@ -1,20 +1,22 @@
 // The companion itself, started and ended by a test.
 #pragma once
 
+#include "posix/ChildProcess.h"
+#include "posix/FileIO.h"
+#include "posix/Pipe.h"
 #include "tests/companion/support/CompanionClient.h"
 
-#include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <poll.h>
 #include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace vostel_tests {
 
@@ -22,49 +24,33 @@ namespace vostel_tests {
 class Application {
 public:
     explicit Application(const std::filesystem::path& home) {
-        std::array<int, 2> errors{};
-        EXPECT_EQ(::pipe(errors.data()), 0);
-        process_ = ::fork();
-        if (process_ == 0) {
-            ::dup2(errors[1], STDERR_FILENO);
-            ::close(errors[0]);
-            ::close(errors[1]);
-            ::setenv("HOME", home.c_str(), 1);
-            ::execl(VOSTEL_APPLICATION, VOSTEL_APPLICATION, nullptr);
-            ::_exit(127);
-        }
-        ::close(errors[1]);
-        errors_ = posix::FileDescriptor{errors[0]};
+        auto errors = posix::Pipe::make();
+        EXPECT_TRUE(errors);
+        std::vector<std::string> environment = posix::currentEnvironment();
+        posix::setVariable(environment, "HOME", home);
+        auto started = posix::ChildProcess::start({.executable = VOSTEL_APPLICATION,
+                                                   .environment = std::move(environment),
+                                                   .output = STDOUT_FILENO,
+                                                   .error = errors->writer.get()});
+        if (started) process_.emplace(*std::move(started));
+        EXPECT_TRUE(process_);
+        errors_ = std::move(errors->reader);
     }
-    ~Application() {
-        if (process_ > 0) ::kill(process_, SIGKILL);
-        std::ignore = exitStatus();
-    }
-    Application(const Application&) = delete;
-    Application& operator=(const Application&) = delete;
 
-    void signal(int number) const { ::kill(process_, number); }
+    void signal(int number) const { process_->signal(number); }
 
     /// Waits for the end; the exit status, or minus the signal that ended it.
     int exitStatus() {
-        if (process_ <= 0) return status_;
-        int status = 0;
-        ::waitpid(std::exchange(process_, 0), &status, 0);
-        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+        if (process_) status_ = process_->wait();
+        process_.reset();
         return status_;
     }
 
     /// Everything that it wrote to standard error, once it has ended.
-    [[nodiscard]] std::string complaints() const {
-        std::string text;
-        char buffer[4096];
-        for (ssize_t count; (count = ::read(errors_.get(), buffer, sizeof buffer)) > 0;)
-            text.append(buffer, static_cast<std::size_t>(count));
-        return text;
-    }
+    [[nodiscard]] std::string complaints() const { return posix::readRest(errors_, 1 << 20).value_or(""); }
 
 private:
-    pid_t process_ = 0;
+    std::optional<posix::ChildProcess> process_;
     int status_ = 0;
     posix::FileDescriptor errors_;
 };

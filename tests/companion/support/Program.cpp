@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -19,25 +20,22 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Becomes the program; only after a fork.
-[[noreturn]] void become(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
-                         const std::filesystem::path& home) {
-    ::setenv("HOME", home.c_str(), 1);
-    ::setenv("TERM", "xterm", 1);
-    std::vector<char*> raw{const_cast<char*>(executable.c_str())};
-    for (const std::string& argument : arguments) raw.push_back(const_cast<char*>(argument.c_str()));
-    raw.push_back(nullptr);
-    ::execv(executable.c_str(), raw.data());
-    ::_exit(127);
+std::vector<std::string> environmentFor(const std::filesystem::path& home) {
+    std::vector<std::string> environment = posix::currentEnvironment();
+    posix::setVariable(environment, "HOME", home);
+    posix::setVariable(environment, "TERM", "xterm");
+    return environment;
 }
 
-/// Waits for the process unless that is done.
-int waitFor(pid_t& process, int& status) {
-    if (process <= 0) return status;
-    int raw = 0;
-    ::waitpid(std::exchange(process, 0), &raw, 0);
-    status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -WTERMSIG(raw);
-    return status;
+posix::FileDescriptor createdFile(const std::filesystem::path& path) {
+    return posix::FileDescriptor{::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
+}
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> list;
+    for (std::string& text : texts) list.push_back(text.data());
+    list.push_back(nullptr);
+    return list;
 }
 
 } // namespace
@@ -45,22 +43,24 @@ int waitFor(pid_t& process, int& status) {
 Program::Program(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
                  const std::filesystem::path& home)
     : output_{home / "output.txt"}, errors_{home / "errors.txt"} {
-    process_ = ::fork();
-    if (process_ != 0) return;
-    ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
-    ::dup2(::open(output_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
-    ::dup2(::open(errors_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
-    become(executable, arguments, home);
+    const posix::FileDescriptor output = createdFile(output_);
+    const posix::FileDescriptor errors = createdFile(errors_);
+    auto started = posix::ChildProcess::start({.executable = executable,
+                                               .arguments = arguments,
+                                               .environment = environmentFor(home),
+                                               .output = output.get(),
+                                               .error = errors.get()});
+    if (started) process_.emplace(*std::move(started));
+    EXPECT_TRUE(process_) << executable;
 }
 
-Program::~Program() {
-    if (process_ > 0) ::kill(process_, SIGKILL);
-    std::ignore = status();
+void Program::signal(int number) const { process_->signal(number); }
+
+int Program::status() {
+    if (process_) status_ = process_->wait();
+    process_.reset();
+    return status_;
 }
-
-void Program::signal(int number) const { ::kill(process_, number); }
-
-int Program::status() { return waitFor(process_, status_); }
 
 std::string Program::output() const { return readFile(output_); }
 std::string Program::errors() const { return readFile(errors_); }
@@ -73,6 +73,10 @@ ProgramOnTerminal::ProgramOnTerminal(const std::filesystem::path& executable, co
     const winsize size{24, 80, 0, 0};
     ::ioctl(terminal_.get(), TIOCSWINSZ, &size);
     const std::string name = ::ptsname(terminal_.get());
+    std::vector<std::string> words = arguments;
+    words.insert(words.begin(), executable);
+    std::vector<std::string> environment = environmentFor(home);
+    // Deliberate: not a ChildProcess, because a terminal belongs to the session that opens it first.
     process_ = ::fork();
     if (process_ != 0) return;
     ::setsid();
@@ -80,7 +84,8 @@ ProgramOnTerminal::ProgramOnTerminal(const std::filesystem::path& executable, co
     ::ioctl(inside, TIOCSCTTY, 0);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::dup2(inside, stream);
     ::close(inside);
-    become(executable, arguments, home);
+    ::execve(executable.c_str(), pointers(words).data(), pointers(environment).data());
+    ::_exit(127);
 }
 
 ProgramOnTerminal::~ProgramOnTerminal() {
@@ -110,6 +115,12 @@ bool ProgramOnTerminal::shows(std::string_view text) {
     }
 }
 
-int ProgramOnTerminal::status() { return waitFor(process_, status_); }
+int ProgramOnTerminal::status() {
+    if (process_ <= 0) return status_;
+    int raw = 0;
+    ::waitpid(std::exchange(process_, 0), &raw, 0);
+    status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : -WTERMSIG(raw);
+    return status_;
+}
 
 } // namespace vostel_tests

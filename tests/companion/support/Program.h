@@ -1,9 +1,11 @@
 // The real programs, as a person or a script runs them.
 #pragma once
 
+#include "posix/ChildProcess.h"
 #include "posix/FileDescriptor.h"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -17,9 +19,6 @@ class Program final {
 public:
     Program(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
             const std::filesystem::path& home);
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-    ~Program();
 
     void signal(int number) const;
     /// Waits for the end; the exit status, or minus the signal that ended it.
@@ -32,7 +31,7 @@ public:
 private:
     std::filesystem::path output_;
     std::filesystem::path errors_;
-    pid_t process_ = 0;
+    std::optional<posix::ChildProcess> process_;
     int status_ = 0;
 };
 

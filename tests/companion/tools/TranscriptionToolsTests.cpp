@@ -131,9 +131,9 @@ TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
               "hello there\n\n[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
                   stage.paths.database().string() +
                   " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
-                  "move it away.]\n\n[The transcript was not saved as a file. Vostel could not use " +
-                  (stage.paths.transcripts() / transcriptFileName(testBegins, "meeting.m4a", uuid(1))).string() +
-                  ": Not a directory.]");
+                  "move it away.]\n\n[The transcript was not saved as a file. Vostel could not create the "
+                  "folder '" +
+                  stage.paths.transcripts().string() + "': Not a directory.]");
     EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result holds the words alone";
 }
 

@@ -7,7 +7,7 @@ namespace vostel_companion {
 
 namespace {
 
-using Words = std::vector<TranscriptSegment>;
+using Segments = std::vector<TranscriptSegment>;
 
 TranscriptSegment word(const char* text, double start, double end) { return {text, Seconds{start}, Seconds{end}}; }
 
@@ -23,8 +23,8 @@ RecordingLine them(const char* text, double start, double end) {
 TEST(Conversation, is_made_of_the_turns_of_both_tracks) {
     struct Row {
         const char* when;
-        Words microphone;
-        Words system;
+        Segments microphone;
+        Segments system;
         std::vector<RecordingLine> turns;
     };
     const Row rows[] = {

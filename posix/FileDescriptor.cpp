@@ -1,0 +1,11 @@
+#include "posix/FileDescriptor.h"
+
+#include <fcntl.h>
+
+namespace posix {
+
+void setCloseOnExec(const FileDescriptor& descriptor) { ::fcntl(descriptor.get(), F_SETFD, FD_CLOEXEC); }
+
+void setNonBlocking(const FileDescriptor& descriptor) { ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK); }
+
+} // namespace posix
