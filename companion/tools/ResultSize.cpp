@@ -13,7 +13,7 @@ using namespace VostelMCPKit;
 
 std::size_t resultSize(const MCPToolOutcome& outcome) {
     Bytes written;
-    if (!writeJSON(encode(MCPCallResult::rendering(outcome)), written)) return std::numeric_limits<std::size_t>::max();
+    if (!writeJSON(MCPCallResult::rendering(outcome), written)) return std::numeric_limits<std::size_t>::max();
     return written.size();
 }
 

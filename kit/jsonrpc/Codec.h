@@ -1,21 +1,30 @@
 // Records and JSON: each record lists its keys once, for both directions.
 //
-//     static void codingKeys(auto& self, auto& key) {
-//         key("name", self.name);          // required
-//         key("version", self.version);    // a std::optional: left out when absent; missing or null reads as absent
-//     }
+//     struct MCPClientInfo {
+//         std::string name;
+//         std::optional<std::string> version;
 //
-// `self` is const when encoding. Every rule beyond these two is one visible word at its key (see KeyWriter). When
-// decoding, the first key that fails decides and later ones are not read; keys that the record does not list are
-// ignored. A shape that no list of keys can say has a Codec specialisation of its own.
+//         static void codingKeys(auto& self, auto& key) {
+//             key("name", self.name);          // required
+//             key("version", self.version);    // a std::optional: left out when absent; missing or null reads as
+//             absent
+//         }
+//     };
+//     MCPValue json = encode(info);
+//     std::expected<MCPClientInfo, DecodingError> info = decode<MCPClientInfo>(json);
+//
+// `self` is const when encoding. A record may have any number of keys. Every rule beyond these two is one visible word
+// at its key (see KeyReader). When decoding, the first key that fails decides and later ones are not read; keys that
+// the record does not list are ignored. A shape that no list of keys can say has a Codec specialisation of its own.
 #pragma once
 
 #include "kit/jsonrpc/DecodingError.h"
+#include "kit/jsonrpc/JSONWriter.h"
+#include "kit/jsonrpc/MCPObjectBuilder.h"
 #include "kit/jsonrpc/MCPValue.h"
 #include "kit/support/match.h"
 
-#include <array>
-#include <cstdlib>
+#include <concepts>
 #include <expected>
 #include <string>
 #include <utility>
@@ -27,22 +36,29 @@ namespace VostelMCPKit {
 template <class T>
 struct Codec;
 
-/// The JSON form of `value`.
+/// What reading the written text of `value` gives: a double without a fraction becomes an integer. A value that cannot
+/// be written stays as it is. Costs nothing when there is no such double.
+[[nodiscard]] MCPValue throughText(MCPValue value);
+
+/// The JSON form of `value`: what reading its written text gives (see throughText). Cannot fail; a number that is not
+/// finite is kept, and writing the result fails. Large payloads are shared with `value`, not copied. Thread-safe.
 template <class T>
 [[nodiscard]] MCPValue encode(const T& value) {
-    return Codec<T>::encode(value);
+    return throughText(Codec<T>::encode(value));
 }
 
-/// Reads a `T` out of its JSON form. Large payloads are shared with `value`, not copied.
+/// Reads a `T` out of its JSON form. Fails with the first thing that is missing or wrong and the path to it. Large
+/// payloads are shared with `value`, not copied. Thread-safe.
 template <class T>
 [[nodiscard]] std::expected<T, DecodingError> decode(const MCPValue& value) {
     return Codec<T>::decode(value);
 }
 
 [[nodiscard]] inline std::unexpected<DecodingError> typeMismatch(const char* expected) {
-    return std::unexpected(DecodingError{DecodingError::TypeMismatch{{}, expected}});
+    return std::unexpected(DecodingError{DecodingError::TypeMismatch{expected}});
 }
 
+/// Any JSON.
 template <>
 struct Codec<MCPValue> {
     static MCPValue encode(const MCPValue& value) { return value; }
@@ -52,37 +68,25 @@ struct Codec<MCPValue> {
 template <>
 struct Codec<bool> {
     static MCPValue encode(bool value) { return value; }
-    static std::expected<bool, DecodingError> decode(const MCPValue& value) {
-        if (const auto content = value.asBool()) return *content;
-        return typeMismatch("a boolean");
-    }
+    static std::expected<bool, DecodingError> decode(const MCPValue& value);
 };
 
 template <>
 struct Codec<std::int64_t> {
     static MCPValue encode(std::int64_t value) { return value; }
-    static std::expected<std::int64_t, DecodingError> decode(const MCPValue& value) {
-        if (const auto content = value.asInt()) return *content;
-        return typeMismatch("an integer");
-    }
+    static std::expected<std::int64_t, DecodingError> decode(const MCPValue& value);
 };
 
 template <>
 struct Codec<double> {
     static MCPValue encode(double value) { return value; }
-    static std::expected<double, DecodingError> decode(const MCPValue& value) {
-        if (const auto content = value.asDouble()) return *content;
-        return typeMismatch("a number");
-    }
+    static std::expected<double, DecodingError> decode(const MCPValue& value);
 };
 
 template <>
 struct Codec<std::string> {
     static MCPValue encode(const std::string& value) { return value; }
-    static std::expected<std::string, DecodingError> decode(const MCPValue& value) {
-        if (const auto content = value.asString()) return std::string{*content};
-        return typeMismatch("a string");
-    }
+    static std::expected<std::string, DecodingError> decode(const MCPValue& value);
 };
 
 template <class Element>
@@ -90,94 +94,28 @@ struct Codec<std::vector<Element>> {
     static MCPValue encode(const std::vector<Element>& list) {
         std::vector<MCPValue> elements;
         elements.reserve(list.size());
-        for (const Element& element : list) elements.push_back(VostelMCPKit::encode(element));
+        for (const Element& element : list) elements.push_back(Codec<Element>::encode(element));
         return MCPValue::takingArray(elements);
     }
     static std::expected<std::vector<Element>, DecodingError> decode(const MCPValue& value) {
-        const auto elements = value.asArray();
-        if (!elements) return typeMismatch("an array");
+        if (value.kind() != MCPValue::Kind::Array) return typeMismatch("an array");
         std::vector<Element> list;
-        list.reserve(elements->size());
-        for (const MCPValue& element : *elements) {
+        for (const MCPValue& element : value.elements()) {
             auto decoded = VostelMCPKit::decode<Element>(element);
-            if (!decoded) return std::unexpected(std::move(decoded.error()));
+            if (!decoded) {
+                return std::unexpected(std::move(decoded.error()).within("[" + std::to_string(list.size()) + "]"));
+            }
             list.push_back(*std::move(decoded));
         }
         return list;
     }
 };
 
-/// Collects the members of one record. Its words are those of KeyReader, which says what each means when read.
-class KeyWriter final {
-public:
-    template <class T>
-    void operator()(std::string_view key, const T& field) {
-        add(key, encode(field));
-    }
-    template <class T>
-    void operator()(std::string_view key, const std::optional<T>& field) {
-        if (field) add(key, encode(*field));
-    }
-    void constant(std::string_view key, std::string_view text) { add(key, text); }
-    void absentAsNull(std::string_view key, const std::optional<MCPValue>& field) { (*this)(key, field); }
-    template <class T>
-    void absentAsDefault(std::string_view key, const T& field) {
-        (*this)(key, field);
-    }
-    template <class T>
-    void nested(std::string_view key, std::string_view innerKey, const T& field) {
-        add(key, MCPValue::object({{innerKey, encode(field)}}));
-    }
-    template <class First, class Second>
-    void exactlyOne(std::string_view first, std::string_view second, const std::variant<First, Second>& field,
-                    std::string_view /*message*/) {
-        match(
-            field, [&](const First& value) { add(first, encode(value)); },
-            [&](const Second& value) { add(second, encode(value)); });
-    }
-    template <class... Cases>
-    void oneOf(std::string_view kindKey, const std::variant<Cases...>& field) {
-        std::visit(
-            [&]<class Case>(const Case& value) {
-                add(kindKey, Case::kind);
-                Case::codingKeys(value, *this);
-            },
-            field);
-    }
-    template <class... Cases>
-    void oneOf(std::string_view kindKey, std::string_view payloadKey, const std::variant<Cases...>& field) {
-        std::visit(
-            [&]<class Case>(const Case& value) {
-                add(kindKey, Case::kind);
-                add(payloadKey, encode(value));
-            },
-            field);
-    }
-
-    [[nodiscard]] MCPValue take() { return MCPValue::takingObject(std::span{keysAndValues_}.first(2 * count_)); }
-
-private:
-    /// More than any record has.
-    static constexpr std::size_t mostMembers = 8;
-
-    void add(std::string_view key, MCPValue value) {
-        if (count_ == mostMembers) std::abort();
-        keysAndValues_[2 * count_] = key;
-        keysAndValues_[2 * count_ + 1] = std::move(value);
-        ++count_;
-    }
-
-    std::array<MCPValue, 2 * mostMembers> keysAndValues_;
-    std::size_t count_ = 0;
-};
-
-/// Fills the fields of one record from an object.
+/// Fills the fields of one record from an object. Its words are what codingKeys may say; see KeyWriter for the other
+/// direction.
 class KeyReader final {
 public:
-    explicit KeyReader(const MCPValue& object) : object_{object} {
-        if (object.kind() != MCPValue::Kind::Object)
-            fail({}, DecodingError{DecodingError::TypeMismatch{{}, "an object"}});
-    }
+    explicit KeyReader(const MCPValue& object);
 
     /// Required.
     template <class T>
@@ -188,8 +126,7 @@ public:
     template <class T>
     void operator()(std::string_view key, std::optional<T>& field) {
         field.reset();
-        const MCPValue* value = found(key);
-        if (value != nullptr && !value->isNull()) read(key, *value, field.emplace());
+        if (const MCPValue* value = unlessNull(found(key))) read(key, *value, field.emplace());
     }
     /// Always written with this text. Missing or any other string is accepted; a value of another type is not.
     void constant(std::string_view key, std::string_view /*text*/) {
@@ -204,15 +141,14 @@ public:
     /// Missing or null leaves the field as it is.
     template <class T>
     void absentAsDefault(std::string_view key, T& field) {
-        const MCPValue* value = found(key);
-        if (value != nullptr && !value->isNull()) read(key, *value, field);
+        if (const MCPValue* value = unlessNull(found(key))) read(key, *value, field);
     }
     /// The only member of an object of its own. When `key` is missing or holds no object, the field stays as it is.
     template <class T>
     void nested(std::string_view key, std::string_view innerKey, T& field) {
         const MCPValue* outer = found(key);
-        const MCPValue* value = outer != nullptr ? (*outer)[innerKey] : nullptr;
-        if (value != nullptr && !value->isNull()) read(innerKey, *value, field);
+        const MCPValue* value = outer != nullptr ? unlessNull(outer->find(innerKey)) : nullptr;
+        if (value != nullptr && !read(innerKey, *value, field)) error_ = std::move(*error_).within(key);
     }
     /// One of the two keys is present, whatever its value, and the other is not; else the record fails with `message`.
     template <class First, class Second>
@@ -222,20 +158,20 @@ public:
         const MCPValue* firstValue = found(first);
         const MCPValue* secondValue = found(second);
         if ((firstValue != nullptr) == (secondValue != nullptr)) {
-            error_ = DecodingError{DecodingError::DataCorrupted{std::string{first}, std::string{message}}};
+            error_ = DecodingError{DecodingError::DataCorrupted{std::string{message}}, std::string{first}};
         } else if (firstValue != nullptr) {
             read(first, *firstValue, field.template emplace<First>());
         } else {
             read(second, *secondValue, field.template emplace<Second>());
         }
     }
-    /// The member `kindKey` names the case, whose keys stand beside it.
+    /// The member `kindKey` names the case, whose keys are its neighbours.
     template <class... Cases>
     void oneOf(std::string_view kindKey, std::variant<Cases...>& field) {
         const auto readCase = [&]<class Case>(Case& value) { Case::codingKeys(value, *this); };
         readKind(kindKey, field, readCase);
     }
-    /// The member `kindKey` names the case, which stands in the member `payloadKey`.
+    /// The member `kindKey` names the case, which the member `payloadKey` holds.
     template <class... Cases>
     void oneOf(std::string_view kindKey, std::string_view payloadKey, std::variant<Cases...>& field) {
         const auto readCase = [&](auto& value) { (*this)(payloadKey, value); };
@@ -245,22 +181,22 @@ public:
     [[nodiscard]] std::optional<DecodingError> takeError() { return std::move(error_); }
 
 private:
+    /// Nothing is found after a failure.
     [[nodiscard]] const MCPValue* found(std::string_view key) const { return error_ ? nullptr : object_[key]; }
-
-    [[nodiscard]] const MCPValue* required(std::string_view key) {
-        const MCPValue* value = found(key);
-        if (value == nullptr && !error_) error_ = DecodingError{DecodingError::KeyNotFound{std::string{key}}};
-        return value;
+    [[nodiscard]] const MCPValue* required(std::string_view key);
+    [[nodiscard]] static const MCPValue* unlessNull(const MCPValue* value) {
+        return value != nullptr && !value->isNull() ? value : nullptr;
     }
 
     template <class T>
-    void read(std::string_view key, const MCPValue& value, T& field) {
+    bool read(std::string_view key, const MCPValue& value, T& field) {
         auto decoded = decode<T>(value);
         if (decoded) {
             field = *std::move(decoded);
         } else {
-            fail(key, std::move(decoded.error()));
+            error_ = std::move(decoded.error()).within(key);
         }
+        return decoded.has_value();
     }
 
     template <class... Cases>
@@ -269,21 +205,54 @@ private:
         (*this)(kindKey, kind);
         if (error_) return;
         const bool known = ((kind == Cases::kind && (readCase(field.template emplace<Cases>()), true)) || ...);
-        if (!known) {
-            error_ = DecodingError{DecodingError::DataCorrupted{
-                std::string{kindKey}, "the key '" + std::string{kindKey} + "' holds an unknown value"}};
-        }
-    }
-
-    void fail(std::string_view key, DecodingError error) {
-        // A mismatch of the value as a whole is told by the key under which the value stands.
-        auto* mismatch = std::get_if<DecodingError::TypeMismatch>(&error.is);
-        if (mismatch != nullptr && mismatch->key.empty()) mismatch->key = key;
-        error_ = std::move(error);
+        if (!known) error_ = DecodingError{DecodingError::UnknownValue{}, std::string{kindKey}};
     }
 
     const MCPValue& object_;
     std::optional<DecodingError> error_;
+};
+
+/// Collects the members of one record. Its words are those of KeyReader, which says what each means when read.
+class KeyWriter final {
+public:
+    template <class T>
+    void operator()(std::string_view key, const T& field) {
+        members_.add(key, Codec<T>::encode(field));
+    }
+    template <class T>
+    void operator()(std::string_view key, const std::optional<T>& field) {
+        if (field) (*this)(key, *field);
+    }
+    void constant(std::string_view key, std::string_view text) { members_.add(key, text); }
+    void absentAsNull(std::string_view key, const std::optional<MCPValue>& field) { (*this)(key, field); }
+    void absentAsDefault(std::string_view key, const auto& field) { (*this)(key, field); }
+    template <class T>
+    void nested(std::string_view key, std::string_view innerKey, const T& field) {
+        members_.add(key, MCPValue::object({{innerKey, Codec<T>::encode(field)}}));
+    }
+    void exactlyOne(std::string_view first, std::string_view second, const auto& field, std::string_view /*message*/) {
+        const std::string_view key = field.index() == 0 ? first : second;
+        std::visit([&](const auto& value) { (*this)(key, value); }, field);
+    }
+    void oneOf(std::string_view kindKey, const auto& field) {
+        const auto writeCase = [&]<class Case>(const Case& value) {
+            members_.add(kindKey, Case::kind);
+            Case::codingKeys(value, *this);
+        };
+        std::visit(writeCase, field);
+    }
+    void oneOf(std::string_view kindKey, std::string_view payloadKey, const auto& field) {
+        const auto writeCase = [&]<class Case>(const Case& value) {
+            members_.add(kindKey, Case::kind);
+            (*this)(payloadKey, value);
+        };
+        std::visit(writeCase, field);
+    }
+
+    [[nodiscard]] MCPValue take() { return members_.take(); }
+
+private:
+    MCPObjectBuilder members_;
 };
 
 /// Every type without a specialisation of its own is a record with codingKeys.
@@ -302,5 +271,13 @@ struct Codec {
         return record;
     }
 };
+
+/// Appends the JSON text of a record to `out`; see writeJSON of values. Unlike writing what `encode` gives, it spends
+/// nothing on throughText.
+template <class Record>
+    requires(!std::convertible_to<const Record&, MCPValue>)
+[[nodiscard]] std::expected<void, EncodingError> writeJSON(const Record& record, Bytes& out) {
+    return writeJSON(Codec<Record>::encode(record), out);
+}
 
 } // namespace VostelMCPKit

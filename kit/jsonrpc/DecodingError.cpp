@@ -4,14 +4,19 @@
 
 namespace VostelMCPKit {
 
+DecodingError DecodingError::within(std::string_view step) && {
+    const bool needsPoint = !path.empty() && !path.starts_with('[');
+    path = std::string{step} + (needsPoint ? "." : "") + path;
+    return std::move(*this);
+}
+
 std::string DecodingError::description() const {
+    const std::string what = path.empty() ? "it" : path;
     return match(
         is, [](const NotJSON& error) { return "it is not valid JSON at byte " + std::to_string(error.offset); },
-        [](const KeyNotFound& error) { return "the key '" + error.key + "' is missing"; },
-        [](const TypeMismatch& error) {
-            const std::string what = error.key.empty() ? "it" : "the key '" + error.key + "'";
-            return what + " is not " + error.expected;
-        },
+        [&](const KeyNotFound&) { return what + " is missing"; },
+        [&](const TypeMismatch& error) { return what + " is not " + error.expected; },
+        [&](const UnknownValue&) { return what + " holds an unknown value"; },
         [](const DataCorrupted& error) { return error.reason; });
 }
 

@@ -8,33 +8,40 @@
 
 namespace VostelMCPKit {
 
+/// A plain value; its text is English except for the reasons of DataCorrupted, some of which are fixed in Russian.
 struct DecodingError {
-    /// The text breaks the grammar of RFC 8259 (or UTF-8) at this byte.
+    /// The text breaks the grammar of RFC 8259 (or UTF-8) at this byte, counted from 0.
     struct NotJSON {
         std::size_t offset;
         bool operator==(const NotJSON&) const = default;
     };
+    /// The object has no such key.
     struct KeyNotFound {
-        std::string key;
         bool operator==(const KeyNotFound&) const = default;
     };
-    /// `key` is empty when the value itself, rather than one of its members, is of the wrong type.
     struct TypeMismatch {
-        std::string key;
         /// What was expected, with its article: "a string".
         std::string expected;
         bool operator==(const TypeMismatch&) const = default;
     };
+    /// A string that names none of the known cases.
+    struct UnknownValue {
+        bool operator==(const UnknownValue&) const = default;
+    };
     /// The type fits, the content does not.
     struct DataCorrupted {
-        std::string key;
         std::string reason;
         bool operator==(const DataCorrupted&) const = default;
     };
 
-    std::variant<NotJSON, KeyNotFound, TypeMismatch, DataCorrupted> is;
+    std::variant<NotJSON, KeyNotFound, TypeMismatch, UnknownValue, DataCorrupted> is;
+    /// Where in the document, such as "models[1].sha256"; empty for the document itself.
+    std::string path{};
 
-    /// A clause without its full stop, to follow a colon: "the key 'kind' is missing".
+    /// The same error, told from the outside: `step` is the key or the index ("[1]") that leads to the value.
+    [[nodiscard]] DecodingError within(std::string_view step) &&;
+
+    /// A clause without its full stop, to follow a colon: "models[1].sha256 is missing".
     [[nodiscard]] std::string description() const;
 
     bool operator==(const DecodingError&) const = default;

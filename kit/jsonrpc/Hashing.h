@@ -1,4 +1,5 @@
-// Hashing of records, consistent with their equality: a record hashes as its JSON form.
+// Hashing of records, consistent with their equality: a record hashes as its JSON form. No program of ours hashes
+// records; it is for applications that keep them in unordered containers.
 #pragma once
 
 #include "kit/jsonrpc/Codec.h"
@@ -12,5 +13,7 @@ concept HasCodingKeys = requires(const T& record, KeyWriter& writer) { T::coding
 
 template <VostelMCPKit::HasCodingKeys Record>
 struct std::hash<Record> {
-    std::size_t operator()(const Record& record) const noexcept { return VostelMCPKit::encode(record).hash(); }
+    std::size_t operator()(const Record& record) const noexcept {
+        return VostelMCPKit::Codec<Record>::encode(record).hash();
+    }
 };

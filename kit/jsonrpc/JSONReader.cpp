@@ -2,6 +2,7 @@
 
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 
@@ -12,12 +13,12 @@ namespace VostelMCPKit {
 
 namespace {
 
-/// One reading. Finished values wait on a stack of their own until the array or object around them closes, so the depth
-/// of the text costs memory in proportion and no machine stack.
+/// One reading. Finished values are kept on a stack of their own until the array or object around them closes. Depth
+/// therefore costs memory in proportion and no machine stack.
 class Reader final {
 public:
     explicit Reader(std::string_view text) : start_{text.data()}, at_{start_}, end_{start_ + text.size()} {
-        // Room for a message of the usual size, so that reading one allocates little beside its values.
+        // Room for a message of the usual size, so that reading one allocates little besides its values.
         values_.reserve(32);
         containers_.reserve(8);
     }
@@ -71,7 +72,7 @@ private:
         const Container container = containers_.back();
         containers_.pop_back();
         const std::span content = std::span{values_}.subspan(container.firstValue);
-        MCPValue value = container.isObject ? MCPValue::takingObject(content) : MCPValue::takingArray(content);
+        MCPValue value = container.isObject ? JSONTextAccess::object(content) : JSONTextAccess::array(content);
         values_.resize(container.firstValue);
         values_.push_back(std::move(value));
     }
@@ -117,7 +118,7 @@ private:
         std::string_view plain;
         if (!readPlain(plain)) return false;
         if (next('"')) {
-            values_.emplace_back(plain);
+            values_.push_back(JSONTextAccess::string(plain));
             return true;
         }
         unescaped_.assign(plain);
@@ -126,11 +127,11 @@ private:
             if (!readEscape() || !readPlain(plain)) return false;
             unescaped_ += plain;
         }
-        values_.emplace_back(std::string_view{unescaped_});
+        values_.push_back(JSONTextAccess::string(unescaped_));
         return true;
     }
 
-    /// Takes the bytes that stand for themselves.
+    /// Takes the bytes that need no unescaping.
     bool readPlain(std::string_view& plain) {
         const PlainRun run = plainRun(rest());
         plain = rest().substr(0, run.length);
@@ -226,7 +227,7 @@ private:
             return true;
         }
         auto value = numberFromDecimal({first, at_});
-        if (!value) return fail(DecodingError::DataCorrupted{{}, "Значение не является допустимым JSON"});
+        if (!value) return fail(DecodingError::DataCorrupted{"Значение не является допустимым JSON"});
         values_.push_back(*std::move(value));
         return true;
     }

@@ -2,6 +2,7 @@
 
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/support/present.h"
 
 #include <algorithm>
@@ -98,7 +99,7 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
             break;
         case MCPValue::Kind::Array:
         case MCPValue::Kind::Object:
-            if (const auto text = next->keptText()) {
+            if (const auto text = JSONTextAccess::cachedText(*next)) {
                 out.append(*text);
             } else if (kind == MCPValue::Kind::Array) {
                 out.append('[');
@@ -133,10 +134,10 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
     }
 }
 
-MCPValue keepingText(const MCPValue& value) {
+MCPValue withCachedText(const MCPValue& value) {
     Bytes text;
     if (!writeJSON(value, text)) return value;
-    return MCPValue::keepingText(value, text.text());
+    return JSONTextAccess::withCachedText(value, text.text());
 }
 
 } // namespace VostelMCPKit

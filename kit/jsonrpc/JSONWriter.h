@@ -8,17 +8,20 @@
 
 namespace VostelMCPKit {
 
-/// A number that is not finite has no JSON form.
+/// The value holds a number that is not finite, which has no JSON form.
 struct EncodingError {
     bool operator==(const EncodingError&) const = default;
 };
 
-/// Appends the text of `value` to `out`; after a failure `out` is as it was before. The text holds no raw line break,
-/// which the line framing of standard output depends on. Thread-safe; keeps no state between calls.
+/// Appends the text of `value` to `out`; after a failure `out` is as it was before. The text is always valid UTF-8 and
+/// holds no raw line break, which the line framing of standard output depends on. Thread-safe; keeps no state.
+///
+///     Bytes text;
+///     if (!writeJSON(value, text)) return fail("The answer holds a number that is not finite.");
 [[nodiscard]] std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out);
 
-/// The same value; an array or object keeps its text from here on, and writing it becomes a copy. For a large value
-/// that is written again and again.
-[[nodiscard]] MCPValue keepingText(const MCPValue& value);
+/// The same value. An array or object keeps its text from now on, so that writing it becomes a copy: for a large value
+/// that is written again and again. Thread-safe.
+[[nodiscard]] MCPValue withCachedText(const MCPValue& value);
 
 } // namespace VostelMCPKit

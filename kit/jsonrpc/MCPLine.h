@@ -8,10 +8,11 @@
 
 namespace VostelMCPKit {
 
-/// Appends the JSON text of `message` and a line feed to `out`; nothing when the message cannot be written.
+/// Appends the JSON text of `message` (a record or an MCPValue) and a line feed to `out`; nothing when the message
+/// holds a number that is not finite. Thread-safe.
 template <class Message>
 [[nodiscard]] std::expected<void, EncodingError> appendLine(const Message& message, Bytes& out) {
-    if (auto written = writeJSON(encode(message), out); !written) return written;
+    if (auto written = writeJSON(message, out); !written) return written;
     out.append('\n');
     return {};
 }

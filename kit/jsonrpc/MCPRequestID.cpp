@@ -16,7 +16,7 @@ std::expected<MCPRequestID, DecodingError> Codec<MCPRequestID>::decode(const MCP
     if (const auto number = value.asInt()) return MCPRequestID{*number};
     if (const auto string = value.asString()) return MCPRequestID{std::string{*string}};
     return std::unexpected(
-        DecodingError{DecodingError::DataCorrupted{{}, "Идентификатор запроса не является ни строкой, ни числом"}});
+        DecodingError{DecodingError::DataCorrupted{"Идентификатор запроса не является ни строкой, ни числом"}});
 }
 
 } // namespace VostelMCPKit

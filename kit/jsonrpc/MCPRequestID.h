@@ -3,19 +3,29 @@
 
 #include "kit/jsonrpc/Codec.h"
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>
 
 namespace VostelMCPKit {
 
+/// A plain value, hashable. Built from exactly a string or a signed integer: `MCPRequestID id = 7;`
 struct MCPRequestID {
     std::variant<std::string, std::int64_t> is;
 
+    /// The empty string.
     MCPRequestID() = default;
-    MCPRequestID(std::string string) : is{std::move(string)} {}
-    MCPRequestID(const char* string) : is{std::string{string}} {}
-    MCPRequestID(std::integral auto number) : is{static_cast<std::int64_t>(number)} {}
+    template <std::same_as<std::string> String>
+    MCPRequestID(String string) : is{std::move(string)} {}
+    /// A literal. A pointer is refused, because it might be null.
+    template <std::size_t size>
+    MCPRequestID(const char (&literal)[size]) : is{std::string{literal}} {}
+    /// Booleans, characters and unsigned integers are refused: none of them is sure to keep its value.
+    template <MCPInteger Integer>
+        requires std::signed_integral<Integer>
+    MCPRequestID(Integer number) : is{std::int64_t{number}} {}
 
     /// A number in decimal, a string as it is. Deliberate: the number 5 and the string "5" share one text.
     [[nodiscard]] std::string text() const;

@@ -1,11 +1,13 @@
 #include "kit/jsonrpc/MCPValue.h"
 
+#include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 #include "kit/support/present.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -14,20 +16,20 @@
 namespace VostelMCPKit {
 
 /// What copies of a long string, an array or an object share. The payload follows in the same allocation: the bytes of
-/// a string, the elements of an array, or the names and values of an object's members in turn. Behind the values may
-/// stand their text, the length first.
+/// a string, the elements of an array, or the keys and values of an object's members in turn. Cached text follows the
+/// values, its length first.
 struct MCPValue::Block {
     union {
         std::atomic<std::size_t> references;
-        /// Once the last reference is gone: the next block whose elements wait for their release.
+        /// After the last reference is gone: the next block whose elements are still to be released.
         Block* nextDead;
     };
     /// Bytes of a string; values of an array or an object, which has two for each member.
     std::size_t count;
 
-    static Block* allocate(std::size_t count, std::size_t bytesEach, std::size_t bytesBehind = 0) {
-        if (count > (SIZE_MAX - sizeof(Block) - bytesBehind) / bytesEach) std::abort();
-        void* memory = std::malloc(sizeof(Block) + count * bytesEach + bytesBehind);
+    static Block* allocate(std::size_t count, std::size_t bytesEach, std::size_t extraBytes = 0) {
+        if (count > (SIZE_MAX - sizeof(Block) - extraBytes) / bytesEach) std::abort();
+        void* memory = std::malloc(sizeof(Block) + count * bytesEach + extraBytes);
         if (memory == nullptr) std::abort();
         return new (memory) Block{{1}, count};
     }
@@ -59,6 +61,14 @@ void sortByKey(std::span<MCPValue::Member> members) {
 } // namespace
 
 MCPValue::MCPValue(std::string_view text) {
+    if (isValidUTF8(text)) {
+        setString(text);
+    } else {
+        setString(repairedUTF8(text));
+    }
+}
+
+void MCPValue::setString(std::string_view text) {
     if (text.size() <= static_cast<std::size_t>(Tag::longestInline)) {
         if (!text.empty()) std::memcpy(storage_.bytes, text.data(), text.size());
         setTag(static_cast<Tag>(text.size()));
@@ -69,22 +79,44 @@ MCPValue::MCPValue(std::string_view text) {
     set(Tag::string, block);
 }
 
+bool MCPValue::changesWhenWritten() const {
+    if (tag() != Tag::real) return has(changing);
+    // Beyond the 64-bit integers a number stays a double. Inside, the text decides; to ask it needlessly does no harm.
+    const auto number = get<double>();
+    return number == std::trunc(number) && std::fabs(number) <= 0x1p63;
+}
+
+int MCPValue::flagsOf(std::span<const MCPValue> values) {
+    return std::ranges::any_of(values, &MCPValue::changesWhenWritten) ? changing : noFlag;
+}
+
+MCPValue MCPValue::adopting(Tag tag, Block* block, int flags) {
+    MCPValue value;
+    value.set(tag, block);
+    value.storage_.bytes[14] = static_cast<char>(flags);
+    return value;
+}
+
+MCPValue MCPValue::takingContent(Tag tag, std::span<MCPValue> values, int flags) {
+    Block* block = Block::allocate(values.size(), sizeof(MCPValue));
+    std::uninitialized_move(values.begin(), values.end(), block->values());
+    return adopting(tag, block, flags);
+}
+
 MCPValue MCPValue::array(std::span<const MCPValue> elements) {
     Block* block = Block::allocate(elements.size(), sizeof(MCPValue));
     std::uninitialized_copy(elements.begin(), elements.end(), block->values());
-    return adopting(Tag::array, block);
+    return adopting(Tag::array, block, flagsOf(elements));
 }
 
 MCPValue MCPValue::takingArray(std::span<MCPValue> elements) {
-    Block* block = Block::allocate(elements.size(), sizeof(MCPValue));
-    std::uninitialized_move(elements.begin(), elements.end(), block->values());
-    return adopting(Tag::array, block);
+    return takingContent(Tag::array, elements, flagsOf(elements));
 }
 
 MCPValue MCPValue::object(std::initializer_list<std::pair<std::string_view, MCPValue>> members) {
     std::vector<Member> list;
     list.reserve(members.size());
-    for (const auto& [key, value] : members) list.push_back({key, value});
+    for (const auto& [key, value] : members) list.emplace_back(key, value);
     MCPValue result = object(std::move(list));
     if (result.content().size() != 2 * members.size()) std::abort();
     return result;
@@ -96,39 +128,62 @@ MCPValue MCPValue::object(std::vector<Member> members) {
 }
 
 MCPValue MCPValue::takingObject(std::span<MCPValue> keysAndValues) {
+    const std::span content = inOrder(keysAndValues);
+    return takingContent(Tag::object, content, flagsOf(content));
+}
+
+std::span<MCPValue> MCPValue::inOrder(std::span<MCPValue> keysAndValues) {
     std::span<Member> members{reinterpret_cast<Member*>(keysAndValues.data()), keysAndValues.size() / 2};
     const auto notAscending = [](const Member& left, const Member& right) {
         return keyOrder(left.key(), right.key()) >= 0;
     };
-    // Most texts come from a writer like ours, so the members usually stand in order already.
-    if (std::adjacent_find(members.begin(), members.end(), notAscending) != members.end()) {
-        sortByKey(members);
-        std::size_t kept = 0;
-        for (std::size_t next = 1; next < members.size(); ++next) {
-            if (members[kept].key() != members[next].key()) ++kept;
-            if (kept != next) members[kept] = std::move(members[next]);
-        }
-        members = members.first(kept + 1);
+    // Most texts come from a writer like ours, so the members are usually in order already.
+    if (std::adjacent_find(members.begin(), members.end(), notAscending) == members.end()) return keysAndValues;
+    sortByKey(members);
+    std::size_t kept = 0;
+    for (std::size_t next = 1; next < members.size(); ++next) {
+        if (members[kept].key() != members[next].key()) ++kept;
+        if (kept != next) members[kept] = std::move(members[next]);
     }
-    return adopting(Tag::object, takingArray(keysAndValues.first(2 * members.size())).detach());
+    return keysAndValues.first(2 * (kept + 1));
 }
 
-MCPValue MCPValue::keepingText(const MCPValue& value, std::string_view text) {
-    if (value.tag() != Tag::array && value.tag() != Tag::object) return value;
+MCPValue JSONTextAccess::string(std::string_view valid) {
+    MCPValue value;
+    value.setString(valid);
+    return value;
+}
+
+MCPValue JSONTextAccess::array(std::span<MCPValue> elements) {
+    return MCPValue::takingContent(MCPValue::Tag::array, elements, MCPValue::noFlag);
+}
+
+MCPValue JSONTextAccess::object(std::span<MCPValue> keysAndValues) {
+    return MCPValue::takingContent(MCPValue::Tag::object, MCPValue::inOrder(keysAndValues), MCPValue::noFlag);
+}
+
+bool JSONTextAccess::changesWhenWritten(const MCPValue& value) { return value.changesWhenWritten(); }
+
+MCPValue JSONTextAccess::withCachedText(const MCPValue& value, std::string_view text) {
+    if (value.tag() != MCPValue::Tag::array && value.tag() != MCPValue::Tag::object) return value;
     const std::span values = value.content();
     const std::size_t length = text.size();
-    Block* block = Block::allocate(values.size(), sizeof(MCPValue), sizeof length + length);
+    auto* block = MCPValue::Block::allocate(values.size(), sizeof(MCPValue), sizeof length + length);
     MCPValue* end = std::uninitialized_copy(values.begin(), values.end(), block->values());
-    auto* behind = reinterpret_cast<char*>(end);
-    std::memcpy(behind, &length, sizeof length);
-    std::copy(text.begin(), text.end(), behind + sizeof length);
-    return adopting(value.tag(), block, /*keepsText=*/true);
+    auto* afterValues = reinterpret_cast<char*>(end);
+    std::memcpy(afterValues, &length, sizeof length);
+    std::copy(text.begin(), text.end(), afterValues + sizeof length);
+    const bool changes = value.has(MCPValue::changing);
+    return MCPValue::adopting(value.tag(), block, MCPValue::hasCachedText | (changes ? MCPValue::changing : 0));
 }
 
-MCPValue::Block* MCPValue::detach() {
-    Block* block = get<Block*>();
-    setTag(Tag::null);
-    return block;
+std::optional<std::string_view> JSONTextAccess::cachedText(const MCPValue& value) {
+    if (!value.has(MCPValue::hasCachedText)) return std::nullopt;
+    auto* block = value.get<MCPValue::Block*>();
+    const auto* afterValues = reinterpret_cast<const char*>(block->values() + block->count);
+    std::size_t length = 0;
+    std::memcpy(&length, afterValues, sizeof length);
+    return std::string_view{afterValues + sizeof length, length};
 }
 
 MCPValue::Kind MCPValue::kind() const {
@@ -166,34 +221,24 @@ std::optional<double> MCPValue::asDouble() const {
     return get<double>();
 }
 
-std::optional<std::string_view> MCPValue::asString() const {
+std::optional<std::string_view> MCPValue::asString() const& {
     if (tag() <= Tag::longestInline) return std::string_view{storage_.bytes, static_cast<std::size_t>(tag())};
     if (tag() != Tag::string) return std::nullopt;
     auto* block = get<Block*>();
     return std::string_view{block->bytes(), block->count};
 }
 
-std::optional<std::span<const MCPValue>> MCPValue::asArray() const {
+std::optional<std::span<const MCPValue>> MCPValue::asArray() const& {
     if (tag() != Tag::array) return std::nullopt;
     return content();
 }
 
-std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const {
+std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const& {
     if (tag() != Tag::object) return std::nullopt;
     return std::span{reinterpret_cast<const Member*>(content().data()), content().size() / 2};
 }
 
-std::optional<std::string_view> MCPValue::keptText() const {
-    const bool isKept = (tag() == Tag::array || tag() == Tag::object) && storage_.bytes[14] != 0;
-    if (!isKept) return std::nullopt;
-    auto* block = get<Block*>();
-    const auto* behind = reinterpret_cast<const char*>(block->values() + block->count);
-    std::size_t length = 0;
-    std::memcpy(&length, behind, sizeof length);
-    return std::string_view{behind + sizeof length, length};
-}
-
-const MCPValue* MCPValue::operator[](std::string_view key) const {
+const MCPValue* MCPValue::operator[](std::string_view key) const& {
     const auto members = asObject();
     if (!members) return nullptr;
     // Among few keys a look at each costs less than ordering them.
@@ -343,7 +388,7 @@ int sign(auto ordering) { return ordering < 0 ? -1 : (ordering > 0 ? 1 : 0); }
 constexpr int endOfKey = 0;
 constexpr int notPlain = -1;
 
-/// Where a letter or the underscore stands when the letter case is ignored; every other byte needs a closer look.
+/// The rank of a letter or the underscore when letter case is ignored; every other byte needs a closer look.
 int plainRank(char character) {
     return isASCIILetter(character) || character == '_' ? asciiLowerCase(character) : notPlain;
 }
@@ -367,15 +412,15 @@ int compareIgnoringCase(std::string_view left, std::string_view right) {
 } // namespace
 
 int keyOrder(std::string_view left, std::string_view right) {
-    // Two keys that first differ in a letter, or where one of them ends, compare by that alone. Nearly all do: only
-    // digits look back at what stands before them, and only letters that differ in case look on.
+    // Two keys that first differ in a letter, or where one of them ends, compare by that alone. Nearly all do. Only
+    // digits depend on what is before them, and only letters that differ in case need a look at what follows.
     const auto [ours, theirs] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
     const int ourRank = ours == left.end() ? endOfKey : plainRank(*ours);
     const int theirRank = theirs == right.end() ? endOfKey : plainRank(*theirs);
     if (ourRank != theirRank && ourRank != notPlain && theirRank != notPlain) return ourRank < theirRank ? -1 : 1;
     if (ourRank == endOfKey && theirRank == endOfKey) return 0;
     if (const int order = compareIgnoringCase(left, right); order != 0) return sign(order);
-    // Bytes of UTF-8 sort like the code points they stand for.
+    // The bytes of UTF-8 sort like its code points.
     return sign(left.compare(right));
 }
 

@@ -1,16 +1,19 @@
 // The one dynamic JSON value of the system: params, results, schemas, tool arguments, progress tokens.
 //
-// A value is 16 bytes. Booleans, numbers and strings of up to 15 bytes stand in the value itself; longer strings,
-// arrays and objects stand in one immutable block that all copies of the value share:
+// A value is 16 bytes. Booleans, numbers and strings of up to 15 bytes are in the value itself; longer strings,
+// arrays and objects are in one immutable block that all copies of the value share:
 //
 //     byte   0 ................ 7 .. 14           15
 //     short  the string's bytes                   its length, 0 to 15
 //     other  payload or block    array, object:   the kind, 16 and above
-//            pointer             keeps its text?
+//            pointer             flags
 //
 // Copying is therefore cheap at any size, and a value may cross threads freely. Objects keep their members in output
 // order (see keyOrder): writing needs no sorting, equality goes member by member, and a key is found by search.
-// Nothing here recurses, so values may nest to any depth on the smallest stack.
+// Every string is valid UTF-8. Nothing here recurses, so values may nest to any depth on the smallest stack.
+//
+//     const MCPValue call = MCPValue::object({{"name", "models_list"}, {"limit", limit}});
+//     if (const auto name = call.string("name")) ...
 #pragma once
 
 #include <bit>
@@ -19,6 +22,7 @@
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -28,9 +32,16 @@
 
 namespace VostelMCPKit {
 
-/// Where `left` stands against `right` among the keys of a written object: letter case ignored (simple folding to lower
-/// case), runs of digits compared by their value, ties broken by plain code point comparison. Zero only for equal keys.
+/// The order of the keys of a written object: letter case is ignored (simple folding to lower case), runs of digits
+/// compare by their value, and ties are broken by code points. Negative when `left` comes first, zero only for equal
+/// keys.
 [[nodiscard]] int keyOrder(std::string_view left, std::string_view right);
+
+/// Exactly the integer types of the language, which excludes bool and the characters.
+template <class T>
+concept MCPInteger =
+    (std::signed_integral<T> || std::unsigned_integral<T>) && !std::same_as<T, bool> && !std::same_as<T, char> &&
+    !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
 class MCPValue final {
 public:
@@ -40,6 +51,7 @@ public:
     template <class Item>
     class Items;
 
+    /// JSON null.
     MCPValue() noexcept { setTag(Tag::null); }
     MCPValue(std::nullptr_t) noexcept : MCPValue() {}
     /// Exactly bool: a pointer or a number that would convert to bool is refused by the compiler.
@@ -47,37 +59,39 @@ public:
     MCPValue(Boolean value) noexcept {
         set(Tag::boolean, value);
     }
-    template <class Integer>
-        requires(std::signed_integral<Integer> && !std::same_as<Integer, char>)
+    /// Exactly the integer types: characters are refused. An unsigned number beyond the 64-bit signed range has no
+    /// exact JSON form here: it becomes a double that is not a number, so that writing it fails (EncodingError).
+    template <MCPInteger Integer>
     MCPValue(Integer value) noexcept {
-        set(Tag::integer, static_cast<std::int64_t>(value));
+        if (std::in_range<std::int64_t>(value)) {
+            set(Tag::integer, static_cast<std::int64_t>(value));
+        } else {
+            set(Tag::real, std::numeric_limits<double>::quiet_NaN());
+        }
     }
-    /// A number that is not finite can be held and compared, but not written.
+    /// A number that is not finite can be held and compared, but not written (EncodingError).
     template <std::floating_point Floating>
     MCPValue(Floating value) noexcept {
         set(Tag::real, static_cast<double>(value));
     }
-    /// The text is UTF-8; the JSON reader has checked it, any other caller vouches for it.
+    /// The text is copied. U+FFFD replaces every byte of it that is not valid UTF-8, such as in a file's name: an
+    /// answer with such a mark is worth more than one that cannot be written.
     MCPValue(std::string_view text);
     MCPValue(const std::string& text) : MCPValue(std::string_view{text}) {}
-    MCPValue(const char* text) : MCPValue(std::string_view{text}) {}
+    /// A null pointer becomes JSON null.
+    MCPValue(const char* text) : MCPValue(text != nullptr ? MCPValue{std::string_view{text}} : MCPValue{}) {}
 
     [[nodiscard]] static MCPValue array(std::span<const MCPValue> elements);
     [[nodiscard]] static MCPValue array(std::initializer_list<MCPValue> elements) {
         return array(std::span{elements.begin(), elements.size()});
     }
-    /// Members in any order. Two equal keys are a programming error and end the process.
+    /// Takes the elements out of `elements`, without copying.
+    [[nodiscard]] static MCPValue takingArray(std::span<MCPValue> elements);
+    /// Members in any order. Two equal keys are a programming error and end the process. See MCPObjectBuilder for keys
+    /// that are not known when writing the program.
     [[nodiscard]] static MCPValue object(std::initializer_list<std::pair<std::string_view, MCPValue>> members);
     /// Members in any order; of several members with one key the last one wins.
     [[nodiscard]] static MCPValue object(std::vector<Member> members);
-    /// Takes the elements out of `elements`; for the reader, which builds values in place.
-    [[nodiscard]] static MCPValue takingArray(std::span<MCPValue> elements);
-    /// Takes alternating keys (strings) and values out of `keysAndValues`; of equal keys the last one wins.
-    [[nodiscard]] static MCPValue takingObject(std::span<MCPValue> keysAndValues);
-
-    /// An array or object equal to `value` that keeps `text`, its written form, for whoever writes it again; any other
-    /// value as it is.
-    [[nodiscard]] static MCPValue keepingText(const MCPValue& value, std::string_view text);
 
     MCPValue(const MCPValue& other) noexcept : storage_(other.storage_) {
         if (isShared()) retain();
@@ -94,17 +108,19 @@ public:
     [[nodiscard]] Kind kind() const;
     [[nodiscard]] bool isNull() const { return tag() == Tag::null; }
 
-    // Each accessor is absent when the value is of another kind. Views live as long as this value.
+    // Each accessor is absent when the value is of another kind. Views live as long as this value, so a temporary gives
+    // none.
     [[nodiscard]] std::optional<bool> asBool() const;
     /// Deliberate: a double is never an integer, not even an integral one, while every number can be read as a double.
     [[nodiscard]] std::optional<std::int64_t> asInt() const;
     [[nodiscard]] std::optional<double> asDouble() const;
-    [[nodiscard]] std::optional<std::string_view> asString() const;
-    [[nodiscard]] std::optional<std::span<const MCPValue>> asArray() const;
+    [[nodiscard]] std::optional<std::string_view> asString() const&;
+    [[nodiscard]] std::optional<std::span<const MCPValue>> asArray() const&;
     /// In output order, each key once.
-    [[nodiscard]] std::optional<std::span<const Member>> asObject() const;
-    /// The written form, where it is kept.
-    [[nodiscard]] std::optional<std::string_view> keptText() const;
+    [[nodiscard]] std::optional<std::span<const Member>> asObject() const&;
+    void asString() const&& = delete;
+    void asArray() const&& = delete;
+    void asObject() const&& = delete;
 
     /// The elements of an array; none when this is not an array. The range keeps them alive, so a loop may run over a
     /// temporary: `for (const MCPValue& item : answer().elements())`.
@@ -114,7 +130,8 @@ public:
 
     /// The member named `key`; a null pointer when this is not an object or has no such member. A member that holds
     /// JSON null is found. Lives as long as this value.
-    [[nodiscard]] const MCPValue* operator[](std::string_view key) const;
+    [[nodiscard]] const MCPValue* operator[](std::string_view key) const&;
+    void operator[](std::string_view key) const&& = delete;
 
     /// The value at the end of a path of keys: `params.find("_meta", "progressToken")`. A null pointer when a key on
     /// the way is missing or leads through something that is not an object. Lives as long as this value.
@@ -152,6 +169,9 @@ public:
     [[nodiscard]] std::size_t hash() const;
 
 private:
+    friend struct JSONTextAccess;
+    friend class MCPObjectBuilder;
+
     enum class Tag : std::uint8_t { longestInline = 15, string, array, object, boolean, integer, real, null };
     struct Block;
 
@@ -175,32 +195,47 @@ private:
     [[nodiscard]] bool isShared() const {
         return static_cast<unsigned>(tag()) - static_cast<unsigned>(Tag::string) <= 2;
     }
-    /// An array or object of the block's values.
-    [[nodiscard]] static MCPValue adopting(Tag tag, Block* block, bool keepsText = false) {
-        MCPValue value;
-        value.set(tag, block);
-        value.storage_.bytes[14] = static_cast<char>(keepsText);
-        return value;
+    /// What is known of an array or an object.
+    enum Flag : char { noFlag = 0, hasCachedText = 1, changing = 2 };
+    [[nodiscard]] bool has(Flag flag) const {
+        return (tag() == Tag::array || tag() == Tag::object) && (storage_.bytes[14] & flag) != 0;
     }
-    /// The values one level below an array or an object, names included; none below a scalar.
+    /// `text` is valid UTF-8.
+    void setString(std::string_view text);
+    /// The flags of a new array or object with these values.
+    [[nodiscard]] static int flagsOf(std::span<const MCPValue> values);
+    /// An array or object of the block's values.
+    [[nodiscard]] static MCPValue adopting(Tag tag, Block* block, int flags);
+    /// Moves `values` into a block of their own.
+    [[nodiscard]] static MCPValue takingContent(Tag tag, std::span<MCPValue> values, int flags);
+    /// Takes alternating keys (strings) and values out of `keysAndValues`; of equal keys the last one wins.
+    [[nodiscard]] static MCPValue takingObject(std::span<MCPValue> keysAndValues);
+    /// Orders members by key, drops all but the last of equal keys, and returns those that are left.
+    [[nodiscard]] static std::span<MCPValue> inOrder(std::span<MCPValue> keysAndValues);
+    /// Whether reading the written text may give another value: a double without a fraction reads back as an integer.
+    [[nodiscard]] bool changesWhenWritten() const;
+    /// The values one level below an array or an object, keys included; none below a scalar.
     [[nodiscard]] std::span<const MCPValue> content() const;
     [[nodiscard]] const MCPValue* findAlong(std::span<const std::string_view> path) const;
     [[nodiscard]] bool equalsShallowly(const MCPValue& other) const;
     void retain() const;
     void release() const;
-    /// Hands over the reference; this value becomes null.
-    [[nodiscard]] Block* detach();
 
     Storage storage_;
 };
 
 /// One member of an object.
 struct MCPValue::Member {
-    /// Always a string.
-    MCPValue name;
-    MCPValue value;
+    Member(std::string_view key, MCPValue content) : name_{key}, value{std::move(content)} {}
 
-    [[nodiscard]] std::string_view key() const { return name.asString().value_or(std::string_view{}); }
+    [[nodiscard]] std::string_view key() const { return name_.asString().value_or(""); }
+
+private:
+    /// Always a string. In the memory of an object it comes right before its value.
+    MCPValue name_;
+
+public:
+    MCPValue value;
 };
 
 /// The elements or the members of a value, for a loop. Holds a reference to them, which costs one atomic increment.

@@ -24,6 +24,16 @@ Decoded firstCodePoint(std::string_view text) {
     return {codePoint, static_cast<std::size_t>(length)};
 }
 
+bool isASCII(std::string_view text) {
+    std::uint64_t seen = 0;
+    for (std::uint64_t word; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+        std::memcpy(&word, text.data(), sizeof word);
+        seen |= word;
+    }
+    for (const char byte : text) seen |= static_cast<unsigned char>(byte);
+    return (seen & 0x8080808080808080U) == 0;
+}
+
 std::size_t asciiPrefix(std::string_view text) {
     std::size_t length = 0;
     for (std::uint64_t word; text.size() - length >= sizeof word; length += sizeof word) {
@@ -53,7 +63,7 @@ std::size_t validUTF8Prefix(std::string_view bytes) {
     }
 }
 
-bool isValidUTF8(std::string_view bytes) { return validUTF8Prefix(bytes) == bytes.size(); }
+bool isValidUTF8(std::string_view bytes) { return isASCII(bytes) || validUTF8Prefix(bytes) == bytes.size(); }
 
 std::string repairedUTF8(std::string_view bytes) {
     std::string repaired;

@@ -409,10 +409,10 @@ std::vector<MCPTool> tools(bool youTubeAvailable) {
 
 MCPValue encodedTools(bool youTubeAvailable) {
     if (!youTubeAvailable) {
-        static const MCPValue withoutVideo = keepingText(encode(tools(/*youTubeAvailable=*/false)));
+        static const MCPValue withoutVideo = withCachedText(encode(tools(/*youTubeAvailable=*/false)));
         return withoutVideo;
     }
-    static const MCPValue withVideo = keepingText(encode(tools(/*youTubeAvailable=*/true)));
+    static const MCPValue withVideo = withCachedText(encode(tools(/*youTubeAvailable=*/true)));
     return withVideo;
 }
 

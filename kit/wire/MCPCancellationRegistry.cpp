@@ -1,6 +1,6 @@
 #include "kit/wire/MCPCancellationRegistry.h"
 
-#include <array>
+#include "kit/jsonrpc/MCPObjectBuilder.h"
 
 namespace VostelMCPKit {
 
@@ -35,13 +35,13 @@ MCPCancellationRegistry::progressNotification(const std::string& requestID, doub
     const Call& call = found->second;
     if (call.cancelled || !call.progressToken) return std::nullopt;
 
-    // Listed in key order, which saves sorting: reports can come by the hundred thousand.
-    std::array<MCPValue, 8> params{"message",       message ? MCPValue{*message} : MCPValue{},
-                                   "progress",      fraction,
-                                   "progressToken", *call.progressToken,
-                                   "total",         1.0};
-    return MCPNotification{"notifications/progress",
-                           MCPValue::takingObject(message ? std::span{params} : std::span{params}.subspan(2))};
+    // In key order, which saves sorting: reports can come by the hundred thousand.
+    MCPObjectBuilder params;
+    params.addIfPresent("message", message)
+        .add("progress", fraction)
+        .add("progressToken", *call.progressToken)
+        .add("total", 1.0);
+    return MCPNotification{"notifications/progress", params.take()};
 }
 
 void MCPCancellationRegistry::finish(const std::string& requestID) {

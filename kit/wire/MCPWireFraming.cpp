@@ -9,11 +9,11 @@ namespace VostelMCPKit::MCPWireFraming {
 namespace {
 
 /// Writes the payload in place, so that a large result is not copied.
-std::expected<Bytes, EncodingError> framed(const MCPValue& document) {
+std::expected<Bytes, EncodingError> framed(const auto& record) {
     Bytes frame;
     std::ignore = frame.room(headerLength);
     frame.grow(headerLength);
-    if (const auto isWritten = writeJSON(document, frame); !isWritten) return std::unexpected(isWritten.error());
+    if (const auto isWritten = writeJSON(record, frame); !isWritten) return std::unexpected(isWritten.error());
     writeHeader(frame.size() - headerLength, frame.data());
     return frame;
 }
@@ -27,13 +27,9 @@ void writeHeader(std::size_t length, char* destination) {
     }
 }
 
-std::expected<Bytes, EncodingError> encode(const MCPWireInboundFrame& frame) {
-    return framed(VostelMCPKit::encode(frame));
-}
+std::expected<Bytes, EncodingError> encode(const MCPWireInboundFrame& frame) { return framed(frame); }
 
-std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame) {
-    return framed(VostelMCPKit::encode(frame));
-}
+std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame) { return framed(frame); }
 
 Bytes encode(std::string_view payload) {
     Bytes frame;

@@ -9,6 +9,6 @@ using namespace VostelMCPKit;
 std::string renderedOutcome() {
     const MCPToolOutcome outcome = MCPToolOutcome::denied("reading transcripts is off");
     Bytes text;
-    if (!writeJSON(encode(MCPCallResult::rendering(outcome)), text)) return "not written";
+    if (!writeJSON(MCPCallResult::rendering(outcome), text)) return "not written";
     return std::string{text.text()};
 }

@@ -91,9 +91,9 @@ TEST(ModelCatalogue, a_mistake_fails_the_whole_with_its_reason) {
         const char* reason;
     };
     const Row rows[] = {
-        {"no models", "{}", "the key 'models' is missing"},
+        {"no models", "{}", "models is missing"},
         {"an entry without source", catalogue(R"({"identifier":"de","displayName":"x","sha256":""})"),
-         "the key 'source' is missing"},
+         "models[0].source is missing"},
         {"a dangerous identifier", catalogue(entry("../de", "/mnt")),
          "an identifier is not made of the allowed characters"},
         {"a short checksum", catalogue(entry("de", "/mnt", "abc")), "the sha256 of de is not 64 hexadecimal digits"},

@@ -90,10 +90,10 @@ MCPValue reduced(const MCPValue& schema, Required required) { // NOLINT(misc-no-
             std::vector<MCPValue::Member> properties;
             const auto named = value.asObject();
             for (const MCPValue::Member& property : named.value())
-                properties.push_back({property.name, reduced(property.value, required)});
+                properties.push_back({property.key(), reduced(property.value, required)});
             value = MCPValue::object(std::move(properties));
         }
-        members.push_back({keyword.name, std::move(value)});
+        members.push_back({keyword.key(), std::move(value)});
     }
     return MCPValue::object(std::move(members));
 }

@@ -47,8 +47,8 @@ TEST(TranscribeFile, returns_stores_and_saves_the_words) {
               MCPValue::object(
                   {{"text", "hello there"},
                    {"segments",
-                    MCPValue::array({MCPValue::object({{"text", "hello"}, {"startTime", 0.0}, {"endTime", 0.5}}),
-                                     MCPValue::object({{"text", "there"}, {"startTime", 1.0}, {"endTime", 1.5}})})}}));
+                    MCPValue::array({MCPValue::object({{"text", "hello"}, {"startTime", 0}, {"endTime", 0.5}}),
+                                     MCPValue::object({{"text", "there"}, {"startTime", 1}, {"endTime", 1.5}})})}}));
     EXPECT_EQ(stage.transcribed, (std::vector<std::pair<std::string, std::string>>{{"/home/robin/meeting.m4a", "en"}}));
 
     const auto all = stored(stage);
@@ -75,7 +75,7 @@ TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
     EXPECT_EQ(stage.text("transcribe_file", meeting), "Good morning John Dashwood mcp");
     const auto segments = stage.result["segments"]->asArray().value();
     ASSERT_EQ(segments.size(), 3U);
-    EXPECT_EQ(segments[1], MCPValue::object({{"text", "John Dashwood"}, {"startTime", 1.0}, {"endTime", 3.5}}));
+    EXPECT_EQ(segments[1], MCPValue::object({{"text", "John Dashwood"}, {"startTime", 1}, {"endTime", 3.5}}));
     EXPECT_EQ(stored(stage)[0].text, "Good morning John Dashwood mcp");
     EXPECT_EQ(readFile(files(stage)[0]), "Good morning John Dashwood mcp\n");
 }

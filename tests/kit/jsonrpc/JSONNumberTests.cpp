@@ -124,7 +124,7 @@ TEST(JSONNumber, beyond_the_doubles_it_fails) {
         {"four hundred digits", "1" + zeros(400)},
         {"digits and exponent together", "1" + zeros(200) + "e200"},
     };
-    const DecodingError expected{DecodingError::DataCorrupted{{}, "Значение не является допустимым JSON"}};
+    const DecodingError expected{DecodingError::DataCorrupted{"Значение не является допустимым JSON"}};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(numberFromDecimal(row.text), std::nullopt);
         EXPECT_EQ(readJSON(row.text), (std::expected<MCPValue, DecodingError>{std::unexpected(expected)}));

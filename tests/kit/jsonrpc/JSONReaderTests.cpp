@@ -92,7 +92,7 @@ TEST(JSONReader, understands_every_escape) {
          "0123456789abcdef\n0123456789abcdef\t"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        EXPECT_EQ(json(row.text).asString(), row.expected);
+        EXPECT_EQ(json(row.text), MCPValue{row.expected});
         const MCPValue asKey = json("{" + std::string{row.text} + ":1}");
         ASSERT_NE(asKey[row.expected], nullptr);
     });
@@ -311,7 +311,7 @@ TEST(JSONReader, keeps_strings_of_every_length_as_they_are) {
         for (std::size_t index = 0; index < length; ++index) content += static_cast<char>('!' + index % 90);
         std::erase(content, '"');
         std::erase(content, '\\');
-        EXPECT_EQ(json("\"" + content + "\"").asString(), content);
+        EXPECT_EQ(json("\"" + content + "\""), MCPValue{content});
         const MCPValue object = json("{\"" + content + "\":\"" + content + "\"}");
         ASSERT_NE(object[content], nullptr);
         EXPECT_EQ(object[content]->asString(), content);
@@ -337,10 +337,10 @@ TEST(DecodingError, describes_itself_in_a_clause) {
     };
     const Row rows[] = {
         {"no JSON", {DecodingError::NotJSON{17}}, "it is not valid JSON at byte 17"},
-        {"a missing key", {DecodingError::KeyNotFound{"kind"}}, "the key 'kind' is missing"},
-        {"a wrong type", {DecodingError::TypeMismatch{"id", "a string"}}, "the key 'id' is not a string"},
-        {"a wrong type of the whole", {DecodingError::TypeMismatch{"", "an object"}}, "it is not an object"},
-        {"bad content", {DecodingError::DataCorrupted{"result", "Причина"}}, "Причина"},
+        {"a missing key", {DecodingError::KeyNotFound{}, "kind"}, "kind is missing"},
+        {"a wrong type", {DecodingError::TypeMismatch{"a string"}, "id"}, "id is not a string"},
+        {"a wrong type of the whole", {DecodingError::TypeMismatch{"an object"}}, "it is not an object"},
+        {"bad content", {DecodingError::DataCorrupted{"Причина"}, "result"}, "Причина"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(row.error.description(), row.expected); });
 }

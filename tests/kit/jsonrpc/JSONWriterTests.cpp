@@ -1,3 +1,5 @@
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/jsonrpc/JSONWriter.h"
 #include "kit/jsonrpc/MCPLine.h"
 #include "kit/jsonrpc/MCPMessages.h"
@@ -38,32 +40,58 @@ TEST(JSONWriter, writes_each_kind_of_value_compactly) {
          MCPValue::object({{"z", MCPValue::array({MCPValue::object({{"b", 1}, {"a", 2}})})},
                            {"y", MCPValue::object({{"d", nullptr}, {"c", false}})}}),
          R"({"y":{"c":false,"d":null},"z":[{"a":2,"b":1}]})"},
-        {"containers that close one behind the other",
+        {"containers that close one after the other",
          MCPValue::array({MCPValue::array({MCPValue::object({{"a", MCPValue::array({})}})}), 1}), R"([[{"a":[]}],1])"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(written(row.value), row.expected); });
 }
 
-TEST(JSONWriter, a_value_that_keeps_its_text_is_the_same_and_its_text_is_copied) {
+TEST(JSONWriter, a_value_with_cached_text_is_the_same_and_its_text_is_copied) {
     const MCPValue plain = MCPValue::array({1, MCPValue::object({{"b", "text of some length"}, {"a", nullptr}})});
-    const MCPValue kept = keepingText(plain);
-    EXPECT_EQ(kept, plain);
-    EXPECT_EQ(kept.hash(), plain.hash());
-    EXPECT_EQ(plain.keptText(), std::nullopt);
-    EXPECT_EQ(kept.keptText(), R"([1,{"a":null,"b":"text of some length"}])");
-    EXPECT_EQ(written(kept), written(plain));
-    EXPECT_EQ(written(MCPValue::object({{"list", kept}, {"more", 1}})),
+    const MCPValue cached = withCachedText(plain);
+    EXPECT_EQ(cached, plain);
+    EXPECT_EQ(cached.hash(), plain.hash());
+    EXPECT_EQ(JSONTextAccess::cachedText(plain), std::nullopt);
+    EXPECT_EQ(JSONTextAccess::cachedText(cached), R"([1,{"a":null,"b":"text of some length"}])");
+    EXPECT_EQ(written(cached), written(plain));
+    EXPECT_EQ(written(MCPValue::object({{"list", cached}, {"more", 1}})),
               R"({"list":)" + written(plain) + R"(,"more":1})");
-    EXPECT_EQ(written(MCPValue::keepingText(plain, "[as it stands]")), "[as it stands]");
+    EXPECT_EQ(written(JSONTextAccess::withCachedText(plain, "[another text]")), "[another text]");
 }
 
-TEST(JSONWriter, only_an_array_or_object_that_can_be_written_keeps_its_text) {
-    EXPECT_EQ(keepingText("a string of more than fifteen bytes").keptText(), std::nullopt);
-    EXPECT_EQ(keepingText(1).keptText(), std::nullopt);
+TEST(JSONWriter, only_an_array_or_object_that_can_be_written_caches_its_text) {
+    const auto cachedText = [](const MCPValue& value) {
+        const auto text = JSONTextAccess::cachedText(withCachedText(value));
+        return text ? std::optional{std::string{*text}} : std::nullopt;
+    };
+    EXPECT_EQ(cachedText("a string of more than fifteen bytes"), std::nullopt);
+    EXPECT_EQ(cachedText(1), std::nullopt);
     const MCPValue unwritable = MCPValue::array({std::numeric_limits<double>::infinity()});
-    EXPECT_EQ(keepingText(unwritable), unwritable);
-    EXPECT_EQ(keepingText(unwritable).keptText(), std::nullopt);
-    EXPECT_EQ(keepingText(MCPValue::object({})).keptText(), "{}");
+    EXPECT_EQ(withCachedText(unwritable), unwritable);
+    EXPECT_EQ(cachedText(unwritable), std::nullopt);
+    EXPECT_EQ(cachedText(MCPValue::object({})), "{}");
+}
+
+TEST(JSONWriter, text_that_is_not_UTF_8_is_repaired) {
+    struct Row {
+        const char* when;
+        std::string text;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"a byte of another encoding", "caf\xE9", "\"caf\uFFFD\""},
+        {"half a character at the end", "a\xC3", "\"a\uFFFD\""},
+        {"a surrogate", "\xED\xA0\x80.", "\"\uFFFD\uFFFD\uFFFD.\""},
+        {"more than fifteen bytes", "/home/caf\xE9/Library/Application Support",
+         "\"/home/caf\uFFFD/Library/Application Support\""},
+        {"valid text of more than fifteen bytes", "/home/caf\xC3\xA9/Library", "\"/home/caf\u00E9/Library\""},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        const std::string text = written(row.text);
+        EXPECT_EQ(text, row.expected);
+        EXPECT_EQ(readJSON(text), MCPValue{row.text});
+        EXPECT_EQ(written(MCPValue::object({{row.text, 1}})), "{" + text + ":1}");
+    });
 }
 
 TEST(JSONWriter, escapes_quotation_mark_backslash_and_controls_and_nothing_else) {

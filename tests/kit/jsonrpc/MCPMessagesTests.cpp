@@ -47,7 +47,7 @@ TEST(MCPRequestID, is_an_integer_or_a_string) {
             EXPECT_EQ(id, *row.expected);
         } else {
             ASSERT_FALSE(id);
-            EXPECT_EQ(id.error(), (DecodingError{DecodingError::DataCorrupted{{}, badID}}));
+            EXPECT_EQ(id.error(), (DecodingError{DecodingError::DataCorrupted{badID}}));
             EXPECT_EQ(id.error().description(), badID);
         }
     });
@@ -99,20 +99,20 @@ TEST(MCPRequest, fails_with_the_first_member_that_does_not_fit) {
         const char* text;
         DecodingError expected;
     };
-    const DecodingError corruptedID{DecodingError::DataCorrupted{{}, badID}};
+    const DecodingError corruptedID{DecodingError::DataCorrupted{badID}, "id"};
     const Row rows[] = {
-        {"jsonrpc is a number", R"({"jsonrpc":2,"method":7})", {DecodingError::TypeMismatch{"jsonrpc", "a string"}}},
+        {"jsonrpc is a number", R"({"jsonrpc":2,"method":7})", {DecodingError::TypeMismatch{"a string"}, "jsonrpc"}},
         {"jsonrpc is null",
          R"({"jsonrpc":null,"id":1,"method":"m"})",
-         {DecodingError::TypeMismatch{"jsonrpc", "a string"}}},
-        {"no id", R"({"method":7})", {DecodingError::KeyNotFound{"id"}}},
+         {DecodingError::TypeMismatch{"a string"}, "jsonrpc"}},
+        {"no id", R"({"method":7})", {DecodingError::KeyNotFound{}, "id"}},
         {"a null id", R"({"id":null,"method":7})", corruptedID},
         {"a fractional id", R"({"id":7.5,"method":"m"})", corruptedID},
         {"a boolean id", R"({"id":true,"method":"m"})", corruptedID},
-        {"no method", R"({"id":1})", {DecodingError::KeyNotFound{"method"}}},
-        {"a null method", R"({"id":1,"method":null})", {DecodingError::TypeMismatch{"method", "a string"}}},
-        {"a number as method", R"({"id":1,"method":1})", {DecodingError::TypeMismatch{"method", "a string"}}},
-        {"no object", "[]", {DecodingError::TypeMismatch{"", "an object"}}},
+        {"no method", R"({"id":1})", {DecodingError::KeyNotFound{}, "method"}},
+        {"a null method", R"({"id":1,"method":null})", {DecodingError::TypeMismatch{"a string"}, "method"}},
+        {"a number as method", R"({"id":1,"method":1})", {DecodingError::TypeMismatch{"a string"}, "method"}},
+        {"no object", "[]", {DecodingError::TypeMismatch{"an object"}}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto request = decoded<MCPRequest>(row.text);
@@ -177,18 +177,18 @@ TEST(MCPResponse, is_refused_with_both_with_neither_and_without_identifier) {
         const char* text;
         DecodingError expected;
     };
-    const DecodingError corrupted{DecodingError::DataCorrupted{"result", badResponse}};
+    const DecodingError corrupted{DecodingError::DataCorrupted{badResponse}, "result"};
     const Row rows[] = {
         {"both", R"({"id":1,"result":1,"error":{"code":1,"message":"m"}})", corrupted},
         {"both, null", R"({"id":1,"result":null,"error":null})", corrupted},
         {"a null error beside a result", R"({"id":1,"result":1,"error":null})", corrupted},
         {"neither", R"({"id":1,"jsonrpc":"2.0"})", corrupted},
-        {"a null error", R"({"id":1,"error":null})", {DecodingError::TypeMismatch{"error", "an object"}}},
-        {"no id", R"({"result":1})", {DecodingError::KeyNotFound{"id"}}},
-        {"a null id, which comes first", R"({"id":null})", {DecodingError::DataCorrupted{{}, badID}}},
+        {"a null error", R"({"id":1,"error":null})", {DecodingError::TypeMismatch{"an object"}, "error"}},
+        {"no id", R"({"result":1})", {DecodingError::KeyNotFound{}, "id"}},
+        {"a null id, which comes first", R"({"id":null})", {DecodingError::DataCorrupted{badID}, "id"}},
         {"jsonrpc is a number",
          R"({"jsonrpc":2,"id":1,"result":1})",
-         {DecodingError::TypeMismatch{"jsonrpc", "a string"}}},
+         {DecodingError::TypeMismatch{"a string"}, "jsonrpc"}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto response = decoded<MCPResponse>(row.text);

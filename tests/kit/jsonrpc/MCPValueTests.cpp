@@ -1,10 +1,12 @@
 #include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/MCPObjectBuilder.h"
 #include "kit/jsonrpc/MCPValue.h"
 #include "tests/support/JSON.h"
 #include "tests/support/Table.h"
 
 #include <algorithm>
 #include <concepts>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -19,11 +21,12 @@ using Kind = MCPValue::Kind;
 
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
-// What would become a boolean or a number by accident is refused by the compiler.
+// What would become a boolean or a number by accident is refused by the compiler; see compile_fail for the rest.
 static_assert(!std::constructible_from<MCPValue, void*>);
 static_assert(!std::constructible_from<MCPValue, const int*>);
 static_assert(!std::constructible_from<MCPValue, char>);
-static_assert(!std::constructible_from<MCPValue, std::uint64_t>);
+static_assert(!std::constructible_from<MCPValue, char32_t>);
+static_assert(std::constructible_from<MCPValue, std::uint64_t>);
 static_assert(std::constructible_from<MCPValue, std::int32_t>);
 static_assert(std::constructible_from<MCPValue, float>);
 static_assert(std::is_nothrow_copy_constructible_v<MCPValue> && std::is_nothrow_move_constructible_v<MCPValue>);
@@ -55,12 +58,35 @@ TEST(MCPValue, is_built_from_literals_of_each_kind) {
         {"a string", text, Kind::String},
         {"a view", std::string_view{text}, Kind::String},
         {"a list", MCPValue::array({1, "two"}), Kind::Array},
+        {"an unsigned integer", 7U, Kind::Int},
+        {"the largest integer", std::uint64_t{INT64_MAX}, Kind::Int},
+        {"the size of a container", std::size_t{7}, Kind::Int},
+        {"a null pointer to text", static_cast<const char*>(nullptr), Kind::Null},
         {"pairs", MCPValue::object({{"a", 1}}), Kind::Object},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(row.value.kind(), row.kind);
         EXPECT_EQ(row.value.isNull(), row.kind == Kind::Null);
     });
+}
+
+TEST(MCPValue, an_unsigned_integer_keeps_its_value_or_cannot_be_written) {
+    EXPECT_EQ(MCPValue{std::uint64_t{INT64_MAX}}, MCPValue{INT64_MAX});
+    EXPECT_EQ(MCPValue{std::uint8_t{255}}, MCPValue{255});
+    for (const std::uint64_t tooLarge : {std::uint64_t{INT64_MAX} + 1, UINT64_MAX}) {
+        Bytes text;
+        EXPECT_EQ(writeJSON(MCPValue{tooLarge}, text), (std::expected<void, EncodingError>{std::unexpect}));
+        EXPECT_EQ(MCPValue{tooLarge}.asInt(), std::nullopt);
+    }
+}
+
+TEST(MCPObjectBuilder, collects_members_whose_keys_are_known_at_run_time) {
+    MCPObjectBuilder builder;
+    for (const std::string name : {"b", "a"}) builder.add(name, name.size());
+    const std::optional<std::string> known = "text";
+    builder.addIfPresent("known", known).addIfPresent("unknown", std::optional<double>{});
+    EXPECT_EQ(written(builder.take()), R"({"a":1,"b":1,"known":"text"})");
+    EXPECT_EQ(written(builder.take()), "{}");
 }
 
 TEST(MCPValue, each_accessor_is_absent_for_other_kinds) {
@@ -204,15 +230,14 @@ TEST(MCPValue, members_stand_in_output_order_whatever_the_order_of_building) {
 TEST(MCPValue, of_members_with_one_key_the_last_one_wins) {
     const MCPValue value = MCPValue::object(std::vector<MCPValue::Member>{{"a", 1}, {"b", 2}, {"a", 3}, {"a", 4}});
     EXPECT_EQ(written(value), R"({"a":4,"b":2})");
-    std::vector<MCPValue> keysAndValues{"b", 1, "a", 2, "b", 3};
-    EXPECT_EQ(written(MCPValue::takingObject(keysAndValues)), R"({"a":2,"b":3})");
+    EXPECT_EQ(written(MCPObjectBuilder{}.add("b", 1).add("a", 2).add("b", 3).take()), R"({"a":2,"b":3})");
     EXPECT_EQ(written(MCPValue::object(std::vector<MCPValue::Member>{})), "{}");
 }
 
 TEST(MCPValueDeathTest, two_equal_keys_in_a_literal_end_the_process) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(std::ignore = MCPValue::object({{"a", 1}, {"a", 2}}), "");
-    EXPECT_EQ(MCPValue::object({{"a", 1}, {"A", 2}}).asObject()->size(), 2U);
+    EXPECT_EQ(MCPValue::object({{"a", 1}, {"A", 2}}).members().size(), 2U);
 }
 
 TEST(MCPValue, taken_elements_are_those_of_the_array) {

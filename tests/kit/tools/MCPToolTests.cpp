@@ -79,20 +79,19 @@ TEST(MCPTool, is_refused_when_a_required_key_is_missing_or_of_another_type) {
         const char* reason;
     };
     const Row rows[] = {
-        {"no name", R"({"description":"d","inputSchema":{}})", "the key 'name' is missing"},
-        {"a number as name", R"({"name":1,"description":"d","inputSchema":{}})", "the key 'name' is not a string"},
-        {"no description", R"({"name":"t","inputSchema":{}})", "the key 'description' is missing"},
-        {"a null description", R"({"name":"t","description":null,"inputSchema":{}})",
-         "the key 'description' is not a string"},
-        {"no input schema", R"({"name":"t","description":"d"})", "the key 'inputSchema' is missing"},
+        {"no name", R"({"description":"d","inputSchema":{}})", "name is missing"},
+        {"a number as name", R"({"name":1,"description":"d","inputSchema":{}})", "name is not a string"},
+        {"no description", R"({"name":"t","inputSchema":{}})", "description is missing"},
+        {"a null description", R"({"name":"t","description":null,"inputSchema":{}})", "description is not a string"},
+        {"no input schema", R"({"name":"t","description":"d"})", "inputSchema is missing"},
         {"annotations of another type", R"({"name":"t","description":"d","inputSchema":{},"annotations":true})",
-         "the key 'annotations' is not an object"},
+         "annotations is not an object"},
         {"incomplete annotations",
          R"({"name":"t","description":"d","inputSchema":{},"annotations":{"readOnlyHint":true}})",
-         "the key 'destructiveHint' is missing"},
+         "annotations.destructiveHint is missing"},
         {"a flag of another type",
          R"({"name":"t","description":"d","inputSchema":{},"_meta":{"anthropic/requiresUserInteraction":"yes"}})",
-         "the key 'anthropic/requiresUserInteraction' is not a boolean"},
+         "_meta.anthropic/requiresUserInteraction is not a boolean"},
         {"no object", R"("t")", "it is not an object"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
@@ -114,7 +113,7 @@ TEST(MCPToolAnnotations, are_written_and_read_with_all_four_hints) {
         without.replace(without.find(hint), 1, "x");
         const auto incomplete = decoded<MCPToolAnnotations>(without);
         ASSERT_FALSE(incomplete);
-        EXPECT_EQ(incomplete.error(), (DecodingError{DecodingError::KeyNotFound{hint}}));
+        EXPECT_EQ(incomplete.error(), (DecodingError{DecodingError::KeyNotFound{}, hint}));
     }
 }
 

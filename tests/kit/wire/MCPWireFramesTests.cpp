@@ -49,7 +49,7 @@ void expectRefused(std::initializer_list<BadRow> rows) {
 using Missing = DecodingError::KeyNotFound;
 using Mismatch = DecodingError::TypeMismatch;
 using Corrupted = DecodingError::DataCorrupted;
-const DecodingError unknownKind{Corrupted{"kind", "the key 'kind' holds an unknown value"}};
+const DecodingError unknownKind{DecodingError::UnknownValue{}, "kind"};
 
 TEST(MCPClientInfo, leaves_out_a_version_that_is_absent) {
     expectBothWays<MCPClientInfo>({
@@ -59,10 +59,10 @@ TEST(MCPClientInfo, leaves_out_a_version_that_is_absent) {
     });
     EXPECT_EQ(decoded<MCPClientInfo>(R"({"name":"c","version":null,"title":1})"), (MCPClientInfo{"c", {}}));
     expectRefused<MCPClientInfo>({
-        {"no name", R"({"version":"1"})", {Missing{"name"}}},
-        {"a null name", R"({"name":null})", {Mismatch{"name", "a string"}}},
-        {"a number as version", R"({"name":"c","version":1})", {Mismatch{"version", "a string"}}},
-        {"a string", R"("c")", {Mismatch{"", "an object"}}},
+        {"no name", R"({"version":"1"})", {Missing{}, "name"}},
+        {"a null name", R"({"name":null})", {Mismatch{"a string"}, "name"}},
+        {"a number as version", R"({"name":"c","version":1})", {Mismatch{"a string"}, "version"}},
+        {"a string", R"("c")", {Mismatch{"an object"}}},
     });
 }
 
@@ -79,34 +79,34 @@ TEST(MCPWireRequest, carries_the_call) {
     expectRefused<MCPWireRequest>({
         {"no version",
          R"({"clientInfo":{"name":"c"},"tool":"t","arguments":{},"requestID":"r"})",
-         {Missing{"protocolVersion"}}},
+         {Missing{}, "protocolVersion"}},
         {"a fractional version",
          R"({"protocolVersion":4.5,"clientInfo":{"name":"c"},"tool":"t","arguments":{},"requestID":"r"})",
-         {Mismatch{"protocolVersion", "an integer"}}},
-        {"no client", R"({"protocolVersion":4,"tool":"t","arguments":{},"requestID":"r"})", {Missing{"clientInfo"}}},
+         {Mismatch{"an integer"}, "protocolVersion"}},
+        {"no client", R"({"protocolVersion":4,"tool":"t","arguments":{},"requestID":"r"})", {Missing{}, "clientInfo"}},
         {"a client that is null",
          R"({"protocolVersion":4,"clientInfo":null,"tool":"t","arguments":{},"requestID":"r"})",
-         {Mismatch{"clientInfo", "an object"}}},
+         {Mismatch{"an object"}, "clientInfo"}},
         {"no tool",
          R"({"protocolVersion":4,"clientInfo":{"name":"c"},"arguments":{},"requestID":"r"})",
-         {Missing{"tool"}}},
+         {Missing{}, "tool"}},
         {"no arguments",
          R"({"protocolVersion":4,"clientInfo":{"name":"c"},"tool":"t","requestID":"r"})",
-         {Missing{"arguments"}}},
+         {Missing{}, "arguments"}},
         {"a number as id",
          R"({"protocolVersion":4,"clientInfo":{"name":"c"},"tool":"t","arguments":{},"requestID":7})",
-         {Mismatch{"requestID", "a string"}}},
+         {Mismatch{"a string"}, "requestID"}},
     });
 }
 
 TEST(MCPWireCancellation, names_the_call) {
     expectBothWays<MCPWireCancellation>({{"a call", {4, "0A"}, R"({"protocolVersion":4,"requestID":"0A"})"}});
     expectRefused<MCPWireCancellation>({
-        {"no version", R"({"requestID":"r"})", {Missing{"protocolVersion"}}},
-        {"no id", R"({"protocolVersion":4})", {Missing{"requestID"}}},
+        {"no version", R"({"requestID":"r"})", {Missing{}, "protocolVersion"}},
+        {"no id", R"({"protocolVersion":4})", {Missing{}, "requestID"}},
         {"a string as version",
          R"({"protocolVersion":"4","requestID":"r"})",
-         {Mismatch{"protocolVersion", "an integer"}}},
+         {Mismatch{"an integer"}, "protocolVersion"}},
     });
 }
 
@@ -120,15 +120,15 @@ TEST(MCPWireProgress, leaves_out_a_message_that_is_absent) {
     EXPECT_EQ(decoded<MCPWireProgress>(R"({"requestID":"r","fraction":1,"message":null,"x":0})"),
               (MCPWireProgress{"r", 1.0, {}}));
     expectRefused<MCPWireProgress>({
-        {"no id", R"({"fraction":1})", {Missing{"requestID"}}},
-        {"no fraction", R"({"requestID":"r"})", {Missing{"fraction"}}},
-        {"a string as fraction", R"({"requestID":"r","fraction":"1"})", {Mismatch{"fraction", "a number"}}},
-        {"a number as message", R"({"requestID":"r","fraction":1,"message":1})", {Mismatch{"message", "a string"}}},
+        {"no id", R"({"fraction":1})", {Missing{}, "requestID"}},
+        {"no fraction", R"({"requestID":"r"})", {Missing{}, "fraction"}},
+        {"a string as fraction", R"({"requestID":"r","fraction":"1"})", {Mismatch{"a number"}, "fraction"}},
+        {"a number as message", R"({"requestID":"r","fraction":1,"message":1})", {Mismatch{"a string"}, "message"}},
     });
 }
 
 TEST(MCPWireResponse, carries_either_a_result_or_an_error) {
-    const DecodingError corrupted{Corrupted{"result", badWireResponse}};
+    const DecodingError corrupted{Corrupted{badWireResponse}, "result"};
     expectBothWays<MCPWireResponse>({
         {"a result", {"r", MCPValue::object({{"isError", false}})}, R"({"requestID":"r","result":{"isError":false}})"},
         {"a null result", {"r", MCPValue{}}, R"({"requestID":"r","result":null})"},
@@ -143,9 +143,11 @@ TEST(MCPWireResponse, carries_either_a_result_or_an_error) {
         {"both", R"({"requestID":"r","result":1,"error":{"kind":"versionMismatch","helper":4,"app":5}})", corrupted},
         {"both, null", R"({"requestID":"r","result":null,"error":null})", corrupted},
         {"neither", R"({"requestID":"r"})", corrupted},
-        {"no id", R"({"result":1})", {Missing{"requestID"}}},
-        {"a null error", R"({"requestID":"r","error":null})", {Mismatch{"error", "an object"}}},
-        {"an error of unknown kind", R"({"requestID":"r","error":{"kind":"x"}})", unknownKind},
+        {"no id", R"({"result":1})", {Missing{}, "requestID"}},
+        {"a null error", R"({"requestID":"r","error":null})", {Mismatch{"an object"}, "error"}},
+        {"an error of unknown kind",
+         R"({"requestID":"r","error":{"kind":"x"}})",
+         {DecodingError::UnknownValue{}, "error.kind"}},
     });
 }
 
@@ -157,10 +159,10 @@ TEST(MCPWireError, reads_the_keys_of_its_kind_and_no_others) {
     EXPECT_EQ(decoded<MCPWireError>(R"({"kind":"versionMismatch","helper":4,"app":5,"declared":"x","limit":null})"),
               (MCPWireError{MCPWireError::VersionMismatch{4, 5}}));
     expectRefused<MCPWireError>({
-        {"no kind", R"({"helper":4,"app":5})", {Missing{"kind"}}},
+        {"no kind", R"({"helper":4,"app":5})", {Missing{}, "kind"}},
         {"another letter case", R"({"kind":"VersionMismatch","helper":4,"app":5})", unknownKind},
-        {"the keys of the other kind", R"({"kind":"frameTooLarge","helper":4,"app":5})", {Missing{"declared"}}},
-        {"a fraction", R"({"kind":"versionMismatch","helper":4,"app":5.5})", {Mismatch{"app", "an integer"}}},
+        {"the keys of the other kind", R"({"kind":"frameTooLarge","helper":4,"app":5})", {Missing{}, "declared"}},
+        {"a fraction", R"({"kind":"versionMismatch","helper":4,"app":5.5})", {Mismatch{"an integer"}, "app"}},
     });
 }
 
@@ -204,11 +206,11 @@ TEST(MCPWireInboundFrame, names_the_kind_of_its_payload) {
     expectRefused<MCPWireInboundFrame>({
         {"a kind of the other direction", R"({"kind":"progress","payload":{"requestID":"R","fraction":1}})",
          unknownKind},
-        {"no kind", R"({"payload":{}})", {Missing{"kind"}}},
-        {"no payload", R"({"kind":"request"})", {Missing{"payload"}}},
+        {"no kind", R"({"payload":{}})", {Missing{}, "kind"}},
+        {"no payload", R"({"kind":"request"})", {Missing{}, "payload"}},
         {"the payload of another kind",
          R"({"kind":"request","payload":{"protocolVersion":4,"requestID":"R"}})",
-         {Missing{"clientInfo"}}},
+         {Missing{}, "payload.clientInfo"}},
     });
 }
 
@@ -226,13 +228,13 @@ TEST(MCPWireOutboundFrame, names_the_kind_of_its_payload) {
     });
     expectRefused<MCPWireOutboundFrame>({
         {"a kind of the other direction", R"({"kind":"request","payload":{"requestID":"R","result":1}})", unknownKind},
-        {"a null kind", R"({"kind":null,"payload":{}})", {Mismatch{"kind", "a string"}}},
+        {"a null kind", R"({"kind":null,"payload":{}})", {Mismatch{"a string"}, "kind"}},
         {"an unknown kind before a bad payload", R"({"kind":"","payload":7})", unknownKind},
-        {"a payload that is no object", R"({"kind":"response","payload":[]})", {Mismatch{"payload", "an object"}}},
+        {"a payload that is no object", R"({"kind":"response","payload":[]})", {Mismatch{"an object"}, "payload"}},
         {"both outcomes",
          R"({"kind":"response","payload":{"requestID":"R","result":1,"error":1}})",
-         {Corrupted{"result", badWireResponse}}},
-        {"no object", "7", {Mismatch{"", "an object"}}},
+         {Corrupted{badWireResponse}, "payload.result"}},
+        {"no object", "7", {Mismatch{"an object"}}},
     });
 }
 

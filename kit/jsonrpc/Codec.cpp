@@ -1,0 +1,47 @@
+#include "kit/jsonrpc/Codec.h"
+
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/JSONTextAccess.h"
+#include "kit/jsonrpc/JSONWriter.h"
+
+namespace VostelMCPKit {
+
+MCPValue throughText(MCPValue value) {
+    if (!JSONTextAccess::changesWhenWritten(value)) return value;
+    Bytes text;
+    if (!writeJSON(value, text)) return value;
+    auto read = readJSON(text.text());
+    return read ? *std::move(read) : value;
+}
+
+std::expected<bool, DecodingError> Codec<bool>::decode(const MCPValue& value) {
+    if (const auto content = value.asBool()) return *content;
+    return typeMismatch("a boolean");
+}
+
+std::expected<std::int64_t, DecodingError> Codec<std::int64_t>::decode(const MCPValue& value) {
+    if (const auto content = value.asInt()) return *content;
+    return typeMismatch("an integer");
+}
+
+std::expected<double, DecodingError> Codec<double>::decode(const MCPValue& value) {
+    if (const auto content = value.asDouble()) return *content;
+    return typeMismatch("a number");
+}
+
+std::expected<std::string, DecodingError> Codec<std::string>::decode(const MCPValue& value) {
+    if (const auto content = value.asString()) return std::string{*content};
+    return typeMismatch("a string");
+}
+
+KeyReader::KeyReader(const MCPValue& object) : object_{object} {
+    if (object.kind() != MCPValue::Kind::Object) error_ = DecodingError{DecodingError::TypeMismatch{"an object"}};
+}
+
+const MCPValue* KeyReader::required(std::string_view key) {
+    const MCPValue* value = found(key);
+    if (value == nullptr && !error_) error_ = DecodingError{DecodingError::KeyNotFound{}, std::string{key}};
+    return value;
+}
+
+} // namespace VostelMCPKit

@@ -1,0 +1,30 @@
+// What only the reader and the writer of JSON text may do with a value, because it trusts them.
+#pragma once
+
+#include "kit/jsonrpc/MCPValue.h"
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace VostelMCPKit {
+
+struct JSONTextAccess {
+    /// A string whose UTF-8 the reader has checked.
+    [[nodiscard]] static MCPValue string(std::string_view valid);
+    /// An array of elements that come from text, taken out of `elements`.
+    [[nodiscard]] static MCPValue array(std::span<MCPValue> elements);
+    /// An object of alternating keys (strings) and values that come from text, taken out of `keysAndValues`. Of equal
+    /// keys the last one wins.
+    [[nodiscard]] static MCPValue object(std::span<MCPValue> keysAndValues);
+
+    /// Whether reading the written text of `value` may give another value: a double without a fraction reads back as an
+    /// integer. Takes constant time.
+    [[nodiscard]] static bool changesWhenWritten(const MCPValue& value);
+
+    /// An array or object equal to `value` that carries `text`, its written form; any other value as it is.
+    [[nodiscard]] static MCPValue withCachedText(const MCPValue& value, std::string_view text);
+    [[nodiscard]] static std::optional<std::string_view> cachedText(const MCPValue& value);
+};
+
+} // namespace VostelMCPKit
