@@ -1,0 +1,9 @@
+// What the check must notice.
+int number();
+void text(const char*);
+
+void wrong() {
+    number();       // error: nothing is wrong here
+    text(number()); // error: not what the compiler says
+    text(number());
+}
