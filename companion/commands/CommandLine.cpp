@@ -1,6 +1,7 @@
 #include "companion/commands/CommandLine.h"
 
 #include "companion/support/TerminalSafe.h"
+#include "kit/support/ASCII.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -41,7 +42,7 @@ public:
 /// A name without hyphens and in lower case: users may write it either way.
 std::string plainName(std::string name) {
     std::erase_if(name, [](char character) { return character == '-' || character == '_'; });
-    return CLI::detail::to_lower(name);
+    return VostelMCPKit::asciiLowerCase(name);
 }
 
 std::optional<MCPClientKind> kindNamed(const std::string& name) {
@@ -58,6 +59,7 @@ public:
         app_.footer(aboutExitStatus);
         app_.formatter(std::make_shared<PlainHelp>());
         app_.set_help_flag("-h,--help", "Print this help.");
+        app_.set_version_flag("--version", "Vostel " VOSTEL_VERSION, "Print the version.");
         app_.require_subcommand(0, 1);
         verb(app_, "serve", "Serve AI clients until interrupted. On a terminal, also ask for confirmations.",
              Command::Serve{});
@@ -73,7 +75,7 @@ public:
     Grammar& operator=(const Grammar&) = delete;
 
     std::expected<Command, CommandLineText> parse(std::vector<std::string> arguments) {
-        // The library reads the arguments from the back. It throws on help and on every error.
+        // The library reads the arguments from the back. It throws on help, version and every error.
         std::ranges::reverse(arguments);
         try {
             app_.parse(std::move(arguments));
@@ -229,9 +231,9 @@ private:
     [[nodiscard]] CommandLineText textOf(const CLI::ParseError& stop) const {
         std::ostringstream out;
         std::ostringstream err;
-        const bool isHelp = app_.exit(stop, out, err) == 0;
+        const bool wasAskedFor = app_.exit(stop, out, err) == 0;
         // An error message repeats what the user typed.
-        return {isHelp ? out.str() : printable(err.str()), isHelp ? Exit::done : Exit::failed};
+        return {wasAskedFor ? out.str() : printable(err.str()), wasAskedFor ? Exit::done : Exit::failed};
     }
 
     CLI::App app_{aboutProgram, "Vostel"};

@@ -9,10 +9,10 @@
 
 namespace vostel_companion {
 
-/// A text to print instead of running a command: the requested help, or what is wrong with the arguments.
+/// A text to print instead of running a command: help or version, or what is wrong with the arguments.
 struct CommandLineText {
     std::string text;
-    /// `done` for help, which goes to standard output. `failed` for an error message.
+    /// `done` for help and version, which go to standard output. `failed` for an error message.
     Exit exit = Exit::done;
 
     bool operator==(const CommandLineText&) const = default;

@@ -39,8 +39,7 @@ std::expected<MCPValue, std::string> Conversation::ask(std::string_view method, 
     while (true) {
         auto message = receive();
         if (!message) return message;
-        const MCPValue* answered = (*message)["id"];
-        if (answered == nullptr || answered->asInt() != id) continue;
+        if (message->integer("id") != id) continue;
         const auto response = decode<MCPResponse>(*message);
         if (!response) return std::unexpected("The answer could not be read: " + response.error().description() + ".");
         if (const auto* error = std::get_if<MCPError>(&response->outcome)) return std::unexpected(error->message);

@@ -33,22 +33,18 @@ MCPValue answered(std::expected<MCPValue, std::string> answer) {
     return *std::move(answer);
 }
 
-bool isError(const MCPValue& result) {
-    const MCPValue* flag = result["isError"];
-    return flag != nullptr && flag->asBool() == true;
-}
+bool isError(const MCPValue& result) { return result.boolean("isError") == true; }
 
 /// The text of a result, which is a sentence if the call failed.
 std::string sentenceIn(const MCPValue& result) {
-    const MCPValue* content = result["content"];
-    const auto blocks = content != nullptr ? content->asArray() : std::nullopt;
-    const MCPValue* text = blocks && !blocks->empty() ? (*blocks)[0]["text"] : nullptr;
-    return std::string{text != nullptr ? text->asString().value_or("") : ""};
+    const MCPValue* content = result.find("content");
+    if (content == nullptr || content->elements().empty()) return {};
+    return std::string{content->elements()[0].string("text").value_or("")};
 }
 
 /// The structured content of a successful call.
 MCPValue contentOf(const MCPValue& result) {
-    const MCPValue* structured = result["structuredContent"];
+    const MCPValue* structured = result.find("structuredContent");
     if (isError(result) || structured == nullptr) giveUp(sentenceIn(result));
     return *structured;
 }
@@ -56,8 +52,7 @@ MCPValue contentOf(const MCPValue& result) {
 std::string transcribe(Conversation& client, const std::string& recording) {
     const MCPValue content =
         contentOf(answered(client.call("transcribe_file", MCPValue::object({{"path", recording}}))));
-    const MCPValue* text = content["text"];
-    return std::string{text != nullptr ? text->asString().value_or("") : ""};
+    return std::string{content.string("text").value_or("")};
 }
 
 void print(const MCPValue& content) {
@@ -94,13 +89,10 @@ void initialize(Conversation& client) {
 
     heading("It lists the tools");
     const MCPValue list = answered(client.ask("tools/list", MCPValue::object({})));
-    const MCPValue* tools = list["tools"];
-    const auto listed = tools != nullptr ? tools->asArray() : std::nullopt;
-    if (!listed) giveUp("The server listed no tools.");
-    for (const MCPValue& tool : *listed) {
-        const MCPValue* name = tool["name"];
-        if (name != nullptr) std::printf("   %s\n", std::string{name->asString().value_or("?")}.c_str());
-    }
+    const MCPValue* tools = list.find("tools");
+    if (tools == nullptr) giveUp("The server listed no tools.");
+    for (const MCPValue& tool : tools->elements())
+        std::printf("   %s\n", std::string{tool.string("name").value_or("?")}.c_str());
 }
 
 void addRule(Conversation& client, const Rule& rule, const std::string& recording, const std::string& before) {

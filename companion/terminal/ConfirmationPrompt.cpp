@@ -2,10 +2,10 @@
 
 #include "companion/support/InQuotes.h"
 #include "companion/support/TerminalSafe.h"
+#include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace vostel_companion {
 
@@ -14,8 +14,7 @@ using VostelMCPKit::MCPConfirmationLogic::Decision;
 namespace {
 
 std::optional<Decision> decisionIn(std::string_view line) {
-    std::string word{VostelMCPKit::trimmed(line)};
-    std::ranges::transform(word, word.begin(), [](unsigned char letter) { return std::tolower(letter); });
+    const std::string word = VostelMCPKit::asciiLowerCase(VostelMCPKit::trimmed(line));
     if (word == "y" || word == "yes") return Decision::confirmed;
     if (word == "n" || word == "no") return Decision::denied;
     return std::nullopt;

@@ -1,4 +1,4 @@
-// Kills the real program in the middle of its work, looks at what it left, and starts it again.
+// Kills the real program at work, checks what it left, and starts it again.
 #include "companion/models/SHA256.h"
 #include "companion/store/Recordings.h"
 #include "companion/store/Schema.h"
@@ -38,7 +38,7 @@ MCPValue path(const std::filesystem::path& file) { return MCPValue::object({{"pa
 
 const MCPValue german = MCPValue::object({{"identifier", "de"}});
 
-/// The database as the dead program left it, found to be sound.
+/// Opens the database that the killed program left, after a check of its integrity.
 Database soundDatabase(const TemporaryFolder& home) {
     auto database = openStore(Paths::in(supportIn(home.path())).database().string());
     if (!database) {
@@ -56,7 +56,7 @@ std::size_t numberOfFiles(const std::filesystem::path& folder) {
     return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
-/// Describes a model of 200 MB, most of which is a hole.
+/// Describes a model of 200 MB in a sparse file.
 void writeCatalogue(const TemporaryFolder& home) {
     const std::filesystem::path source = home.path() / "model.bin";
     vostel_tests::writeFile(source, "");
@@ -80,7 +80,7 @@ TEST(ApplicationCrash, every_acknowledged_rule_survives) {
         SCOPED_TRACE(round);
         Application application{home.path()};
         ASSERT_TRUE(connected(home.path())->connected());
-        // Another moment in every round.
+        // Each round kills at a different moment.
         const std::size_t enough = acknowledged.size() + std::uniform_int_distribution<std::size_t>{1, 6}(random);
         const auto delay = std::chrono::microseconds{std::uniform_int_distribution{0, 5000}(random)};
         std::thread killer;
@@ -131,7 +131,7 @@ TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
         Application application{home.path()};
         EXPECT_EQ(textOf(call(home, "transcribe_file", path(spoken("0930")))),
                   "he might even have been made amiable himself");
-        // Acknowledged, so it must be on the disk by now.
+        // The call was answered, so the rule must be on the disk.
         application.signal(SIGKILL);
         EXPECT_EQ(application.exitStatus(), -SIGKILL);
     }
@@ -192,7 +192,7 @@ TEST(ApplicationCrash, the_next_start_performs_what_was_confirmed_and_fails_what
     UUID id;
     id.bytes[15] = 1;
     {
-        // As if another one had died between the person's answer and its consequence, and a third while it recorded.
+        // As if one process had died between the confirmation and the removal, and another one while it recorded.
         Database database = soundDatabase(home);
         ASSERT_TRUE(database.execute("UPDATE confirmations SET decision = 'confirmed'"));
         ASSERT_TRUE(Recordings{database}.begin(id, Timestamp{1s}));

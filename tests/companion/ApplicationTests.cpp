@@ -1,4 +1,4 @@
-// The real program, as vostel-mcp meets it.
+// The real program, called through its socket.
 #include "companion/store/Schema.h"
 #include "companion/support/Paths.h"
 #include "tests/companion/support/Application.h"
@@ -138,7 +138,7 @@ TEST(Application, its_database_is_no_sound_file_and_stays_whole) {
                   "1 outcome.\nadded: " + word + " → x");
         EXPECT_EQ(call("transcribe_file", MCPValue::object({{"path", path}})),
                   "'" + path + "' is not an audio or video file that Vostel can read.");
-        // Another process that comes and goes: it would delete the log if it found itself alone.
+        // A process that opens and closes the database would delete the log if no other connection were open.
         ASSERT_TRUE(openStore(database)->execute("UPDATE vocabulary SET replacement = 'y'"));
         EXPECT_TRUE(std::filesystem::exists(database + "-wal"));
         EXPECT_TRUE(call("vocabulary_list", MCPValue::object({})).ends_with(word + " → y"));

@@ -82,6 +82,12 @@ TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
     }
 }
 
+TEST(CommandLine, prints_its_name_and_version) {
+    const auto command = parseCommandLine(Arguments{"--version"});
+    ASSERT_FALSE(command);
+    EXPECT_EQ(command.error(), (CommandLineText{"Vostel " VOSTEL_VERSION "\n", Exit::done}));
+}
+
 TEST(CommandLine, every_verb_explains_itself_and_its_exit_status) {
     const Arguments verbs[] = {{},
                                {"serve"},

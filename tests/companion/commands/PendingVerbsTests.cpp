@@ -14,7 +14,7 @@ namespace {
 struct PendingVerbs : testing::Test, VerbFixture {
     Confirmations confirmations{database, models.models, context.now, context.newID};
 
-    /// The status that the client is told.
+    /// The status that a client gets.
     Status ask(const std::vector<std::string>& words) {
         const auto report = confirmations.ask({ConfirmableAction::RemoveWords{words}});
         EXPECT_TRUE(report);
@@ -60,7 +60,7 @@ TEST_F(PendingVerbs, say_when_nothing_waits) {
 
 TEST_F(PendingVerbs, print_text_of_clients_harmlessly) {
     ask({"one"});
-    // The store takes such characters out of words; this one comes from elsewhere.
+    // The store removes such characters from words, so another program must have written this one.
     Statement smuggle{database, "UPDATE confirmationItems SET item = ?"};
     ASSERT_TRUE(smuggle.bind(hostile).run());
     EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);

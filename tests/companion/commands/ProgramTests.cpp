@@ -1,4 +1,4 @@
-// The real program at work.
+// The real program.
 #include "companion/store/Recordings.h"
 #include "companion/store/Schema.h"
 #include "tests/companion/support/CompanionClient.h"
@@ -47,7 +47,7 @@ Ran ran(const Home& home, const std::vector<std::string>& arguments) {
 
 std::filesystem::path supportIn(const Home& home) { return home.path() / "Library/Application Support"; }
 
-/// The answer to one call of a tool, as soon as the program listens.
+/// Calls a tool as soon as the program listens, and returns the answer.
 std::optional<VostelMCPKit::MCPWireResponse> called(const Home& home, std::string_view tool,
                                                     const MCPValue& arguments) {
     const auto giveUp = std::chrono::steady_clock::now() + 30s;
@@ -109,7 +109,7 @@ TEST(Program, a_folder_that_others_may_write_to_is_refused) {
 
 TEST(Program, output_that_cannot_be_written_is_a_failure) {
     const Home home;
-    // What stands where the output should go is a device that is always full.
+    // Standard output is a device that is always full.
     std::filesystem::create_symlink("/dev/full", home.path() / "output.txt");
     Program program{vostel, {"models"}, home.path()};
     EXPECT_EQ(program.status(), 2);
@@ -133,7 +133,7 @@ TEST(Program, a_confirmation_by_command_reaches_the_serving_process) {
     const std::string id = ran(home, {"pending"}).output.substr(0, 8);
     EXPECT_EQ(ran(home, {"confirm", id}), (Ran{0, "Confirmed; removed 'one'.\n", ""}));
     EXPECT_FALSE(isFailure(removed(home, "one")));
-    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "the client knows, so the request is forgotten";
+    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "the client got the outcome, so the request was removed";
     serving.signal(SIGTERM);
     EXPECT_EQ(serving.status(), 0);
 }
@@ -184,7 +184,8 @@ TEST(ProgramOnTerminal, asks_for_confirmation_while_it_serves) {
     EXPECT_TRUE(isFailure(removed(home, "one")));
     ASSERT_TRUE(program.shows("Remove the vocabulary rule for \"one\"")) << program.screen();
     ASSERT_TRUE(program.shows("Allow it? y/n: ")) << program.screen();
-    EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({})))) << "the question holds up nobody";
+    EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({}))))
+        << "other calls do not wait for the answer";
     program.type("perhaps\n");
     ASSERT_TRUE(program.shows("Please answer y or n: ")) << program.screen();
     program.type("y\n");

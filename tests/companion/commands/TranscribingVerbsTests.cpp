@@ -1,4 +1,4 @@
-// The verbs that transcribe, and the one that shows what came of it.
+// The verbs that transcribe, and the one that shows transcripts.
 #include "companion/commands/DictateVerb.h"
 #include "companion/commands/RecordVerb.h"
 #include "companion/commands/TranscriptVerbs.h"
@@ -113,7 +113,7 @@ TEST_F(RecordVerb, makes_one_call_of_two_tracks) {
                                 std::nullopt, std::nullopt, "en", 3, "Me: good morning\nThem: hello\nMe: fine"}));
     EXPECT_EQ(stored->lines[0],
               (RecordingLine{RecordingLine::Track::microphone, "Me", "good morning", Seconds{0}, Seconds{1}}));
-    EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1)))) << "nobody works on it any more";
+    EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1)))) << "the recording is finished";
 }
 
 TEST_F(RecordVerb, other_processes_see_its_progress_and_that_it_is_alive) {
@@ -125,7 +125,7 @@ TEST_F(RecordVerb, other_processes_see_its_progress_and_that_it_is_alive) {
         progress.push_back(summary().progress);
     };
     EXPECT_EQ(record(), Exit::done);
-    // A quarter of the sound is the microphone's; each track is looked at in its middle.
+    // The microphone has a quarter of the sound. The progress is read in the middle of each track.
     EXPECT_EQ(progress, (std::vector<std::optional<double>>{0.125, 0.625}));
 }
 
@@ -138,7 +138,7 @@ TEST_F(RecordVerb, files_that_cannot_be_read_leave_no_trace) {
     EXPECT_EQ(takeTold(),
               "The language 'gibberish!' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.\n");
     EXPECT_EQ(count(), 0);
-    EXPECT_TRUE(languages.empty()) << "nothing was transcribed in vain";
+    EXPECT_TRUE(languages.empty()) << "nothing was transcribed";
 }
 
 TEST_F(RecordVerb, an_interrupted_recording_is_stored_as_failed) {

@@ -22,7 +22,7 @@ struct VerbFixture {
     std::chrono::system_clock::time_point time = std::chrono::sys_seconds{std::chrono::seconds{1'000'000'000}};
     std::uint8_t lastID = 0;
 
-    /// What is recognised in the file at a path; any other path has no file.
+    /// The result for each path. Other files do not exist.
     std::map<std::string, Transcription> recordings;
     std::vector<std::string> languages;
     /// Runs in the middle of each transcription.
@@ -63,7 +63,7 @@ struct VerbFixture {
     VerbFixture(const VerbFixture&) = delete;
     VerbFixture& operator=(const VerbFixture&) = delete;
 
-    /// What was written since the last look.
+    /// What was written since the last call.
     std::string takePrinted() { return std::exchange(printed, {}); }
     std::string takeTold() { return std::exchange(told, {}); }
 
@@ -83,7 +83,7 @@ private:
     }
 };
 
-/// A recording of `words`, each of which begins at its second and lasts half of one.
+/// A recording of `words`. Each has its start in seconds and lasts half a second.
 inline Transcription spokenWords(const std::vector<std::pair<double, std::string>>& words, double duration) {
     Transcription result{{}, Seconds{duration}, "en"};
     for (const auto& [start, word] : words) {
@@ -92,7 +92,7 @@ inline Transcription spokenWords(const std::vector<std::pair<double, std::string
     return result;
 }
 
-/// Text that would move the cursor, colour the screen and turn around the reading direction.
+/// Text that would move the cursor, change the colour and reverse the reading direction.
 inline const std::string hostile = "a\x1B[31mb\rc\xE2\x80\xAE"
                                    "d\x9B"
                                    "e";

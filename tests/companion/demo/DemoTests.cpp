@@ -11,7 +11,7 @@ namespace vostel_companion {
 
 namespace {
 
-/// Ends the application that the server has launched, which outlives the demo.
+/// Ends the application that the server has launched. It outlives the demo.
 void endApplication(const std::filesystem::path& home) {
     pid_t process = 0;
     std::ifstream{home / "Library/Application Support/com.vostel.vostel/Vostel.pid"} >> process;
@@ -47,7 +47,7 @@ TEST(Demo, adds_applies_and_removes_a_rule_after_confirmation) {
              R"({"removed":["amiable"]})",
          }) {
         const auto at = shown.find(expected, seen);
-        ASSERT_NE(at, std::string::npos) << expected << " is missing behind byte " << seen << " of\n" << shown;
+        ASSERT_NE(at, std::string::npos) << expected << " is missing after byte " << seen << " of\n" << shown;
         seen = at;
     }
     endApplication(home.path());

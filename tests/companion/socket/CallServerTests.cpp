@@ -22,7 +22,7 @@ using vostel_tests::textOf;
 
 namespace {
 
-/// Counts what happened, and lets others wait for it.
+/// Counts events and lets other threads wait for them.
 class Counter final {
 public:
     void add() {
@@ -30,7 +30,7 @@ public:
         ++count_;
         changed_.notify_all();
     }
-    /// Whether it happens that often within half a minute.
+    /// Whether the count is reached within half a minute.
     [[nodiscard]] bool reaches(int count) {
         std::unique_lock lock{mutex_};
         return changed_.wait_for(lock, 30s, [&] { return count_ >= count; });
@@ -95,7 +95,7 @@ public:
     CallServerStage(const CallServerStage&) = delete;
     CallServerStage& operator=(const CallServerStage&) = delete;
 
-    /// Whether all calls had ended when the server gave up waiting.
+    /// Whether all calls had ended when the server stopped waiting.
     bool stop() {
         server_->stop();
         if (thread_.joinable()) thread_.join();
@@ -103,7 +103,7 @@ public:
     }
 
     [[nodiscard]] std::filesystem::path support() const { return folder_.path() / "Library"; }
-    /// Whether the server still does its work, with a connection of its own.
+    /// Whether the server answers a call on a new connection.
     [[nodiscard]] bool serves() const {
         CompanionClient client{support()};
         client.request("echo", MCPValue::object({{"text", "hello"}}));
@@ -203,7 +203,7 @@ TEST(CallServer, a_cancellation_on_a_connection_of_its_own_stops_the_call) {
     EXPECT_EQ(textOf(client.response()), "cancelled");
     EXPECT_TRUE(stage.serves());
     other.cancel("B");
-    EXPECT_EQ(textOf(other.response()), "cancelled") << "the call's own connection will do, too";
+    EXPECT_EQ(textOf(other.response()), "cancelled") << "a cancellation on the connection of the call";
 }
 
 TEST(CallServer, a_cancellation_may_arrive_before_its_request) {
@@ -319,7 +319,7 @@ TEST(CallServer, an_oversized_frame_is_rejected_at_its_header_but_may_be_written
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.sendBytes(std::string_view{"\x04\x00\x00\x01", 4});
-    // More than any socket buffer holds, so this only ends because the other side reads on.
+    // More than any socket buffer holds, so this ends only if the server continues to read.
     client.sendBytes(std::string(4'000'000, 'x'));
     EXPECT_EQ(client.response(),
               (MCPWireResponse{"", MCPWireError{MCPWireError::FrameTooLarge{67'108'865, 67'108'864}}}));
@@ -349,7 +349,7 @@ TEST(CallServer, a_peer_that_does_not_read_loses_its_answer) {
     CallServerStage stage{{.calls = 1, .answerTimeout = 50ms}};
     CompanionClient client{stage.support()};
     client.request("long", nothing);
-    EXPECT_TRUE(stage.serves()) << "with room for one call, once the other one has been given up";
+    EXPECT_TRUE(stage.serves()) << "the limit is one call, so the other one must have ended";
     EXPECT_FALSE(client.response()) << "the answer was cut off";
 }
 
@@ -361,7 +361,7 @@ TEST(CallServer, a_slow_reader_still_gets_a_long_answer) {
 }
 
 TEST(CallServer, progress_does_not_wait_for_a_peer) {
-    // Nobody reads the reports of this call; it comes to its end all the same.
+    // The call must end although nothing reads its reports.
     CallServerStage stage{{.progressInterval = 0ms}};
     CompanionClient client{stage.support()};
     client.request("report", nothing);
@@ -372,7 +372,7 @@ TEST(CallServer, progress_does_not_wait_for_a_peer) {
 TEST(CallServer, half_a_report_is_not_followed_by_the_answer) {
     CallServerStage stage{{.answerTimeout = 50ms}};
     CompanionClient client{stage.support()};
-    // A report repeats the call's id, and this one is more than any socket buffer holds.
+    // A report repeats the id of the call. This id is larger than any socket buffer.
     client.request("give up", nothing, std::string(4'000'000, 'x'));
     ASSERT_TRUE(stage.started.reaches(1));
     stage.released.add();
@@ -393,11 +393,11 @@ TEST(CallServer, a_call_above_the_limit_waits_while_cancellations_are_handled) {
         CompanionClient fourth{stage.support()};
         fourth.request("wait", nothing, "D");
         CompanionClient{stage.support()}.cancel("D");
-        EXPECT_EQ(textOf(fourth.response()), "The call was cancelled.") << "without waiting any longer";
+        EXPECT_EQ(textOf(fourth.response()), "The call was cancelled.") << "the waiting call is answered at once";
     }
     CompanionClient{stage.support()}.cancel("A");
     EXPECT_EQ(textOf(first.response()), "cancelled");
-    EXPECT_TRUE(stage.started.reaches(3)) << "and the third one has its turn";
+    EXPECT_TRUE(stage.started.reaches(3)) << "the third call is next";
     for (const char* id : {"B", "C"}) CompanionClient{stage.support()}.cancel(id);
     EXPECT_EQ(textOf(second.response()), "cancelled");
     EXPECT_EQ(textOf(third.response()), "cancelled");
@@ -422,14 +422,14 @@ TEST(CallServer, a_waiting_call_is_dropped_when_its_peer_hangs_up) {
     {
         CompanionClient impatient{stage.support()};
         impatient.request("stubborn", nothing, "B");
-        // Breaking the protocol, which the server answers by closing, ends the wait as hanging up does.
+        // The server closes the connection of a waiting call if the peer breaks the protocol.
         impatient.request("stubborn", nothing, "C");
         EXPECT_FALSE(impatient.response());
     }
     CompanionClient patient{stage.support()};
     patient.request("echo", MCPValue::object({{"text", "x"}}), "D");
     CompanionClient{stage.support()}.cancel("A");
-    EXPECT_EQ(textOf(patient.response()), "x") << "there was room to wait";
+    EXPECT_EQ(textOf(patient.response()), "x") << "the patient call found room to wait";
 }
 
 TEST(CallServer, a_call_is_rejected_as_busy_when_too_many_wait) {
@@ -459,7 +459,7 @@ TEST(CallServer, a_call_is_rejected_as_busy_when_too_many_wait) {
 TEST(CallServer, a_connection_above_the_limit_waits_to_be_accepted) {
     CallServerStage stage{{.connections = 1, .calls = 1, .frameTimeout = 50ms}};
     CompanionClient silent{stage.support()};
-    EXPECT_TRUE(stage.serves()) << "after the silent one was dropped";
+    EXPECT_TRUE(stage.serves()) << "the silent connection was closed";
 }
 
 TEST(CallServer, a_call_is_rejected_as_busy_if_no_thread_can_be_started) {
@@ -511,7 +511,7 @@ TEST(CallServer, stopping_answers_waiting_calls) {
     ASSERT_TRUE(stage.started.reaches(1));
     CompanionClient waiting{stage.support()};
     waiting.request("stubborn", nothing, "B");
-    // A connection that closes at once, and so has been looked at, was there after it.
+    // The server has closed a later connection, so it has seen the earlier one.
     CompanionClient garbage{stage.support()};
     garbage.sendFrame("");
     ASSERT_TRUE(garbage.isClosed());
@@ -535,7 +535,7 @@ TEST(CallServer, sleeps_while_nothing_happens) {
     CompanionClient gone{stage.support()};
     gone.request("stubborn", nothing);
     ASSERT_TRUE(stage.started.reaches(2));
-    // A connection that was hung up while its call goes on stays ready to be read.
+    // A connection whose peer hung up is always readable. The server must not poll it while the call runs.
     gone.hangUp();
     ASSERT_TRUE(stage.serves());
     const std::clock_t before = std::clock();

@@ -42,7 +42,7 @@ mode_t permissions(const std::filesystem::path& path) {
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-/// Leaves a socket file behind as a process does that is killed.
+/// Leaves a socket file as a killed process does.
 void leaveStaleSocket(const std::filesystem::path& path) {
     const posix::FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
     sockaddr_un address{};
@@ -57,7 +57,7 @@ TEST(ListeningSocket, is_closed_to_other_users_and_so_is_its_folder) {
     const Place place;
     const mode_t mask = ::umask(0);
     const auto socket = ListeningSocket::open(place.support());
-    EXPECT_EQ(::umask(mask), 0U) << "the file mask is as it was";
+    EXPECT_EQ(::umask(mask), 0U) << "the file mask is restored";
     ASSERT_TRUE(socket);
     EXPECT_EQ(permissions(place.folder()), 0700U);
     EXPECT_EQ(permissions(place.socket()), 0600U);
@@ -91,13 +91,13 @@ TEST(ListeningSocket, a_second_start_finds_the_first_one_running) {
     const Place place;
     const auto socket = ListeningSocket::open(place.support());
     EXPECT_EQ(place.refusal(), "Vostel is already running.");
-    EXPECT_TRUE(place.answers()) << "the first goes on";
+    EXPECT_TRUE(place.answers()) << "the first one continues";
 }
 
 TEST(ListeningSocket, of_many_starts_at_once_one_succeeds) {
     for (int round = 0; round < 5; ++round) {
         const Place place;
-        // Processes, because the lock belongs to a process's open file; each tells by its exit status how it went.
+        // Processes, because the lock belongs to an open file. The exit status says what happened.
         int gate[2];
         int opened[2];
         int release[2];
@@ -111,7 +111,7 @@ TEST(ListeningSocket, of_many_starts_at_once_one_succeeds) {
             const auto socket = ListeningSocket::open(place.support());
             if (!socket) ::_exit(socket.error() == ListenError{ListenError::AlreadyRunning{}} ? 1 : 2);
             std::ignore = ::write(opened[1], "", 1);
-            // Serves until every other start has been refused.
+            // Holds the lock until every other start was refused.
             std::ignore = ::read(release[0], &byte, 1);
             ::_exit(0);
         }
@@ -219,7 +219,7 @@ TEST(ListeningSocket, a_path_that_no_client_could_reach_is_refused) {
     const auto opened = ListeningSocket::open(folder.path() / std::string(100, 'x'));
     ASSERT_FALSE(opened);
     EXPECT_TRUE(opened.error().description().starts_with("Vostel MCP socket path '"));
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << "nothing is created for it";
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << "nothing is created";
 }
 
 TEST(ListeningSocket, a_process_of_another_user_is_not_accepted) {
@@ -227,7 +227,7 @@ TEST(ListeningSocket, a_process_of_another_user_is_not_accepted) {
     const Place place;
     const auto socket = ListeningSocket::open(place.support());
     ASSERT_TRUE(socket);
-    // The folder would keep them out, so it is opened for them here.
+    // The folder is closed to other users, so it is opened for this test.
     std::filesystem::permissions(place.support().parent_path(), std::filesystem::perms::all);
     std::filesystem::permissions(place.support(), std::filesystem::perms::all);
     std::filesystem::permissions(place.folder(), std::filesystem::perms::all);

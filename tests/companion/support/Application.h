@@ -1,4 +1,4 @@
-// The companion itself, started and ended by a test.
+// The companion application, started and ended by a test.
 #pragma once
 
 #include "posix/ChildProcess.h"
@@ -20,7 +20,7 @@
 
 namespace vostel_tests {
 
-/// One run of the program with a home folder; what is left of it is killed at the end.
+/// One run of the program with a home folder. The destructor kills it.
 class Application {
 public:
     explicit Application(const std::filesystem::path& home) {
@@ -39,14 +39,14 @@ public:
 
     void signal(int number) const { process_->signal(number); }
 
-    /// Waits for the end; the exit status, or minus the signal that ended it.
+    /// Waits until it has ended. Returns the exit status, or minus the signal that ended it.
     int exitStatus() {
         if (process_) status_ = process_->wait();
         process_.reset();
         return status_;
     }
 
-    /// Everything that it wrote to standard error, once it has ended.
+    /// Everything that it wrote to standard error. Call it after the end.
     [[nodiscard]] std::string complaints() const { return posix::readRest(errors_, 1 << 20).value_or(""); }
 
 private:
@@ -59,7 +59,7 @@ inline std::filesystem::path supportIn(const std::filesystem::path& home) {
     return home / "Library/Application Support";
 }
 
-/// Connects as soon as the program listens; a start takes a moment.
+/// Connects as soon as the program listens.
 inline std::unique_ptr<CompanionClient> connected(const std::filesystem::path& home) {
     const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds{30};
     while (true) {

@@ -1,4 +1,4 @@
-// The other end of the companion's socket: what vostel-mcp does there, and what it never would.
+// A client of the companion's socket. It can also break the protocol, which vostel-mcp never does.
 #pragma once
 
 #include "kit/wire/MCPWireFrames.h"
@@ -25,15 +25,15 @@ public:
     void request(std::string_view tool, const VostelMCPKit::MCPValue& arguments, std::string requestID = "A");
     void cancel(std::string requestID);
     void sendFrame(std::string_view payload);
-    /// Raw bytes; stops early when the companion has closed the connection.
+    /// Sends raw bytes. Stops early if the companion closes the connection.
     void sendBytes(std::string_view bytes);
     void hangUp();
 
-    /// The next frame, waited for up to half a minute; absent when the companion closed the connection.
+    /// The next frame within half a minute. Absent if the companion closed the connection.
     [[nodiscard]] std::optional<VostelMCPKit::MCPWireOutboundFrame> next();
-    /// The end of the call; progress before it is kept.
+    /// The response to the call. Progress before it is kept.
     [[nodiscard]] std::optional<VostelMCPKit::MCPWireResponse> response();
-    /// Whether the companion closes the connection instead of sending anything.
+    /// Whether the companion closes the connection without sending anything.
     [[nodiscard]] bool isClosed();
 
     [[nodiscard]] const std::vector<double>& progress() const { return progress_; }
@@ -44,7 +44,7 @@ private:
     std::vector<double> progress_;
 };
 
-/// The text that a response carries, without the fence; empty when it carries none.
+/// The text of a response without the fence; empty if it has none.
 [[nodiscard]] std::string textOf(const std::optional<VostelMCPKit::MCPWireResponse>& response);
 [[nodiscard]] bool isFailure(const std::optional<VostelMCPKit::MCPWireResponse>& response);
 

@@ -1,4 +1,4 @@
-// For tests that wait for the words alone.
+// For tests that do not check progress.
 #pragma once
 
 namespace vostel_tests {

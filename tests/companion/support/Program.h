@@ -1,4 +1,4 @@
-// The real programs, as a person or a script runs them.
+// The real programs, as a user or a script runs them.
 #pragma once
 
 #include "posix/ChildProcess.h"
@@ -13,18 +13,18 @@
 
 namespace vostel_tests {
 
-/// One run of a program with a home folder of its own and nothing on standard input. What is left of it is killed at
-/// the end. Its standard output and errors go to files in that folder.
+/// One run of a program with a home folder of its own and an empty standard input. Standard output and standard error
+/// go to files in that folder. The destructor kills the program.
 class Program final {
 public:
     Program(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
             const std::filesystem::path& home);
 
     void signal(int number) const;
-    /// Waits for the end; the exit status, or minus the signal that ended it.
+    /// Waits until it has ended. Returns the exit status, or minus the signal that ended it.
     int status();
 
-    // Complete once it has ended.
+    // Complete after the end.
     [[nodiscard]] std::string output() const;
     [[nodiscard]] std::string errors() const;
 
@@ -45,12 +45,12 @@ public:
     ~ProgramOnTerminal();
 
     void type(std::string_view text) const;
-    /// Waits up to half a minute until `text` is on the screen behind what earlier calls found; whether it came.
+    /// Whether `text` appears within half a minute, after the text that the previous call found.
     bool shows(std::string_view text);
     /// Everything on the screen so far.
     [[nodiscard]] const std::string& screen() const { return screen_; }
 
-    /// Waits for the end; the exit status, or minus the signal that ended it.
+    /// Waits until it has ended. Returns the exit status, or minus the signal that ended it.
     int status();
 
 private:

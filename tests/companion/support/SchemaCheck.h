@@ -1,4 +1,4 @@
-// Judging a tool's result by the schema that the tool announces.
+// Validating the result of a tool by its announced schema.
 #pragma once
 
 #include "kit/jsonrpc/MCPValue.h"
@@ -7,8 +7,8 @@
 
 namespace vostel_tests {
 
-/// Why `value` does not match `schema` (the keywords that the catalogue uses: type, properties, required, items,
-/// additionalProperties, enum); empty when it does. A keyword it does not know is a mismatch.
+/// Why `value` does not match `schema`; empty if it does. Knows the keywords of the catalogue: type, properties,
+/// required, items, additionalProperties, enum. An unknown keyword is a mismatch.
 [[nodiscard]] std::string mismatch(const VostelMCPKit::MCPValue& value, const VostelMCPKit::MCPValue& schema);
 
 /// The output schema of the tool `name`.

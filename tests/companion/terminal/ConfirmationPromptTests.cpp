@@ -58,7 +58,7 @@ TEST(ConfirmationPrompt, withdraws_a_question_that_was_answered_elsewhere) {
     ConfirmationPrompt prompt;
     std::ignore = prompt.poll(Open{removal(1, "one")});
     EXPECT_EQ(prompt.poll({}), (Turn{gone, false, std::nullopt}));
-    EXPECT_EQ(prompt.handleInput("y"), Turn{}) << "an answer to nothing";
+    EXPECT_EQ(prompt.handleInput("y"), Turn{}) << "there is no question to answer";
 }
 
 TEST(ConfirmationPrompt, an_answer_to_the_old_question_does_not_answer_the_next) {

@@ -124,7 +124,7 @@ TEST(TranscriptsList, shows_summaries_and_one_transcript_in_full) {
               R"("segments":[{"endTime":0.41,"startTime":0},{"endTime":1,"startTime":0.5}],)"
               R"("source":{"kind":"file","value":"/home/robin/meeting.m4a"},"text":"hello there"}],)"
               R"("returnedCount":1,"totalCount":1})");
-    EXPECT_FALSE(std::filesystem::exists(stage.paths.transcripts())) << "what is short is not saved again";
+    EXPECT_FALSE(std::filesystem::exists(stage.paths.transcripts())) << "a short transcript is not saved again";
 }
 
 TEST(TranscriptsList, saves_a_long_transcript_that_it_has_to_cut) {

@@ -17,7 +17,7 @@ namespace vostel_companion {
 using namespace std::chrono_literals;
 using namespace VostelMCPKit;
 
-/// Words with a second between the beginnings of two of them.
+/// Words that begin one second apart.
 inline Transcription spokenWords(std::initializer_list<const char*> words) {
     Transcription done;
     for (const char* word : words) {
@@ -38,15 +38,15 @@ struct ToolStage {
     std::chrono::system_clock::time_point time = testBegins;
     std::uint8_t lastID = 0;
 
-    /// What every file turns out to hold.
+    /// The result of every transcription.
     std::expected<Transcription, TranscriptionError> heard = spokenWords({"hello", "there"});
-    /// Paths and languages that were to be transcribed.
+    /// Path and language of each transcription.
     std::vector<std::pair<std::string, std::string>> transcribed;
-    /// What names resolve to.
+    /// The addresses of every host.
     std::vector<std::string> addresses = {"142.250.1.1"};
-    /// Hosts that were looked up.
+    /// The hosts that were resolved.
     std::vector<std::string> resolved;
-    /// What every download ends with, when not with a file.
+    /// Makes every download fail.
     std::optional<DownloadError> downloadFailure;
     std::vector<JudgedLink> downloaded;
     std::vector<OpenConfirmation> told;
@@ -110,7 +110,7 @@ struct ToolStage {
         return tools.at(name)({arguments, cancellation, [this](double fraction) { progress.push_back(fraction); }});
     }
 
-    /// The text of a tool that ran, whose structured result is what the tool's schema says; what is wrong otherwise.
+    /// Runs a tool and returns its text. Returns what is wrong if it failed or its result does not match its schema.
     std::string text(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
         const MCPToolOutcome outcome = run(name, arguments);
         const auto* done = std::get_if<MCPToolOutcome::Text>(&outcome.is);
@@ -120,7 +120,7 @@ struct ToolStage {
         const std::string wrong = vostel_tests::mismatch(result, vostel_tests::outputSchema(name));
         return wrong.empty() ? done->text : "the result does not fit its schema: " + wrong;
     }
-    /// The sentence of a tool that failed, was denied, or waits for the user.
+    /// Runs a tool that fails, is denied or waits for the user, and returns its sentence.
     std::string refusal(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
         return refusalOf(run(name, arguments));
     }

@@ -1,4 +1,4 @@
-// What all tools have in common: arguments are hostile, and nothing is promised that is not there.
+// What all tools have in common: their names, and how they answer wrong arguments.
 #include "kit/tools/MCPToolCatalogue.h"
 #include "tests/companion/tools/ToolStage.h"
 #include "tests/support/Table.h"

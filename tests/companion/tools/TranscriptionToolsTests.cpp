@@ -134,7 +134,7 @@ TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
                   "move it away.]\n\n[The transcript was not saved as a file. Vostel could not create the "
                   "folder '" +
                   stage.paths.transcripts().string() + "': Not a directory.]");
-    EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result holds the words alone";
+    EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result has no notes";
 }
 
 TEST(TranscribeFile, says_that_a_long_text_could_not_be_saved) {
@@ -176,7 +176,7 @@ TEST(TranscribeURL, transcribes_the_audio_of_the_link) {
     EXPECT_EQ(stage.text("transcribe_url", video), "hello there");
     EXPECT_EQ(stage.downloaded, (std::vector<JudgedLink>{{"https://youtu.be/abc?t=1", {"youtu.be", stage.addresses}}}));
     EXPECT_EQ(stage.transcribed.at(0).first, (stage.fixture.folder / "download/audio.webm").string());
-    EXPECT_FALSE(std::filesystem::exists(stage.fixture.folder / "download")) << "the sound is not kept";
+    EXPECT_FALSE(std::filesystem::exists(stage.fixture.folder / "download")) << "the downloaded file is deleted";
     EXPECT_EQ(stage.progress, (std::vector{0.125, 0.25, 1.0}));
     const auto all = stored(stage);
     ASSERT_EQ(all.size(), 1U);

@@ -92,7 +92,7 @@ TEST(VocabularyRemove, waits_for_the_user_and_then_returns_the_outcome_once) {
     EXPECT_EQ(stage.text("vocabulary_list"), "1 vocabulary rule.\nMCP (this spelling)");
     EXPECT_EQ(stage.refusal("vocabulary_remove", words({"jon", "nothing"})).substr(0, 45),
               "waits (00000000-0000-0000-0000-000000000002):")
-        << "the outcome is told once, then it is a new request";
+        << "the outcome is returned once; the next call is a new request";
 }
 
 TEST(VocabularyRemove, denied_and_expired_requests_are_failures_with_their_own_sentence) {
