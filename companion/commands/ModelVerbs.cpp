@@ -44,8 +44,9 @@ Exit run(const Command::InstallModel& verb, CommandContext& context) {
 }
 
 Exit run(const Command::RemoveModel& verb, CommandContext& context) {
-    if (const auto removable = context.models.checkRemovable(verb.identifier); !removable)
+    if (const auto removable = context.models.checkRemovable(verb.identifier); !removable) {
         return failed(removable.error(), context);
+    }
     const auto lock = context.models.lock();
     if (!lock) return failed(lock.error(), context);
     const VostelMCPKit::UUID removal = context.newID();

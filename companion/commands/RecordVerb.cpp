@@ -39,8 +39,9 @@ public:
     std::expected<std::vector<RecordingLine>, std::string> run(const Track& microphone, const Track& system,
                                                                const std::string& language) {
         const Timestamp startedAt = std::chrono::floor<Timestamp::duration>(context_.now());
-        if (const auto begun = recordings_.begin(id_, startedAt); !begun)
+        if (const auto begun = recordings_.begin(id_, startedAt); !begun) {
             return std::unexpected(begun.error().description());
+        }
         const auto transcribing = recordings_.beginTranscribing(id_, std::max(microphone.duration, system.duration));
         if (!transcribing) return std::unexpected(transcribing.error().description());
 
@@ -97,8 +98,9 @@ std::expected<Track, Exit> openTrack(const std::string& file, CommandContext& co
 } // namespace
 
 Exit run(const Command::Record& verb, CommandContext& context) {
-    if (!isLanguageHint(verb.language))
+    if (!isLanguageHint(verb.language)) {
         return context.failed(TranscriptionError{TranscriptionError::UnknownLanguage{verb.language}});
+    }
     const auto microphone = openTrack(verb.microphone, context);
     if (!microphone) return microphone.error();
     const auto system = openTrack(verb.system, context);

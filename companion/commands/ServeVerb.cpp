@@ -62,8 +62,9 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     if (auto sound = checkIntegrity(*database); !sound) return fail(sound.error().description());
     const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
     Confirmations confirmations{*database, models, std::chrono::system_clock::now, posix::randomUUID};
-    if (auto recovered = recoverAfterCrash(*database, paths, confirmations); !recovered)
+    if (auto recovered = recoverAfterCrash(*database, paths, confirmations); !recovered) {
         std::ignore = fail(recovered.error().description());
+    }
 
     std::unique_ptr<ConfirmationTerminal> terminal;
     if (hasTerminal) {
@@ -85,8 +86,9 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
         std::ignore = signals.wait();
         (*server)->stop();
     });
-    if (waiting && terminal)
+    if (waiting && terminal) {
         waiting = posix::startBlockingThread({"com.vostel.vostel.terminal", "terminal"}, [&] { terminal->run(); });
+    }
     if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
 
     std::ignore = (*server)->run();

@@ -85,9 +85,10 @@ Exit run(const Command::ListTranscripts& verb, CommandContext& context) {
 
     const std::int64_t hidden = transcripts->totalCount + recordings->totalCount - static_cast<std::int64_t>(shown);
     if (shown == 0) context.printError("There are no transcripts, or none in this period.");
-    if (hidden > 0)
+    if (hidden > 0) {
         context.printError(std::to_string(hidden) +
                            " more are not listed; narrow the list with --since and --until, or raise --limit.");
+    }
     return Exit::done;
 }
 

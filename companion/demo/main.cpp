@@ -91,8 +91,9 @@ void initialize(Conversation& client) {
     const MCPValue list = answered(client.ask("tools/list", MCPValue::object({})));
     const MCPValue* tools = list.find("tools");
     if (tools == nullptr) giveUp("The server listed no tools.");
-    for (const MCPValue& tool : tools->elements())
+    for (const MCPValue& tool : tools->elements()) {
         std::printf("   %s\n", std::string{tool.string("name").value_or("?")}.c_str());
+    }
 }
 
 void addRule(Conversation& client, const Rule& rule, const std::string& recording, const std::string& before) {

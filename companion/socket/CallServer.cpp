@@ -39,8 +39,9 @@ MCPWireResponse responseTo(std::string requestID, const MCPToolOutcome& outcome)
 /// The frame of the answer. A result that cannot be sent is replaced by a failure that says so.
 Bytes encodedAnswer(const std::string& requestID, const MCPToolOutcome& outcome) {
     auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{responseTo(requestID, outcome)});
-    if (bytes && bytes->size() <= MCPWireFraming::maxFrameLength + MCPWireFraming::headerLength)
+    if (bytes && bytes->size() <= MCPWireFraming::maxFrameLength + MCPWireFraming::headerLength) {
         return *std::move(bytes);
+    }
     const MCPWireOutboundFrame failure{
         responseTo(requestID, MCPToolOutcome::failed("The result is too large to be sent."))};
     return MCPWireFraming::encode(failure).value();
@@ -193,8 +194,9 @@ bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
     if (!frame) {
         const auto* refusal = std::get_if<MCPWireResponse>(&frame.error().is);
         if (refusal == nullptr || connection.call) return false;
-        if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{*refusal}))
+        if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{*refusal})) {
             std::ignore = sendFrame(connection.socket.get(), *bytes, noWait);
+        }
         return false;
     }
     return match(
@@ -265,8 +267,9 @@ void CallServer::rejectCall(const Connection& connection, const char* sentence) 
 /// Answers a frame that is too long. The connection stays open for a while, so that the peer can finish writing and
 /// read the answer.
 void CallServer::rejectFrame(Connection& connection, const MCPWireError& error) {
-    if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireResponse{{}, error}}))
+    if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireResponse{{}, error}})) {
         std::ignore = sendFrame(connection.socket.get(), *bytes, noWait);
+    }
     connection.received = {};
     connection.discarding = true;
     connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;

@@ -52,8 +52,9 @@ std::optional<std::string> ArgumentReader::error() const {
     if (!members) return error_;
     // First, because a misspelt argument is also one that is missing.
     for (const MCPValue::Member& member : *members) {
-        if (std::ranges::find(taken_, member.key()) == taken_.end())
+        if (std::ranges::find(taken_, member.key()) == taken_.end()) {
             return std::string{tool_} + " takes no argument " + inQuotes(member.key()) + ".";
+        }
     }
     return error_;
 }

@@ -77,8 +77,9 @@ void ArgumentReader::operator()(std::string_view name, std::vector<Element>& fie
         const Element example;
         Element::codingKeys(example, keys);
         asElements = "as a list of objects with";
-        for (const std::string_view key : keys.names)
+        for (const std::string_view key : keys.names) {
             asElements.append(key == keys.names.front() ? " the strings '" : " and '").append(key).append("'");
+        }
     }
     for (const VostelMCPKit::MCPValue& value : list(name, asElements)) {
         auto element = VostelMCPKit::decode<Element>(value);

@@ -139,17 +139,16 @@ TruncatedTranscript::SaveWhole saving(const ToolContext& context, const std::str
 
 MCPToolOutcome wholeTranscript(const ToolContext& context, const StoredTranscript& transcript) {
     const TranscriptSummary& summary = transcript.summary;
-    std::vector<std::size_t> ends;
-    for (const TranscriptSegment& segment : transcript.segments)
-        ends.push_back((ends.empty() ? 0 : ends.back() + 1) + segment.text.size());
+    auto ends = endsOfJoined(transcript.segments, [](const TranscriptSegment& segment) { return segment.text.size(); });
     TruncatedTranscript text{
         transcript.text, std::move(ends),
         saving(context, transcriptFileName(summary.date, titleOf(summary.source), summary.id), transcript.text)};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
         TranscriptsList::Entry entry = commonEntry(summary);
         std::vector<TranscriptsList::Segment>& segments = entry.segments.emplace();
-        for (const TranscriptSegment& segment : std::span{transcript.segments}.first(count))
+        for (const TranscriptSegment& segment : std::span{transcript.segments}.first(count)) {
             segments.push_back({rounded(segment.startTime), rounded(segment.endTime)});
+        }
         std::string words = text.shown(count);
         entry.text = words;
         return doneOutcome<TranscriptsList>(transcriptHeading(summary) + "\n" + words, {{std::move(entry)}, 1, 1});
@@ -226,9 +225,7 @@ RecordingGet::Turn turnRecord(const RecordingLine& line) {
 MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recording) {
     const RecordingSummary& summary = recording.summary;
     const std::string whole = plainText(recording.lines);
-    std::vector<std::size_t> ends;
-    for (const RecordingLine& line : recording.lines)
-        ends.push_back((ends.empty() ? 0 : ends.back() + 1) + plainText({&line, 1}).size());
+    auto ends = endsOfJoined(recording.lines, [](const RecordingLine& line) { return plainText({&line, 1}).size(); });
     TruncatedTranscript text{whole, std::move(ends),
                              saving(context, transcriptFileName(summary.startedAt, "recording", summary.id), whole)};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
@@ -241,8 +238,9 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
             .text = text.shown(count),
             .lines = {},
         };
-        for (const RecordingLine& line : std::span{recording.lines}.first(count))
+        for (const RecordingLine& line : std::span{recording.lines}.first(count)) {
             result.lines.push_back(turnRecord(line));
+        }
         return doneOutcome<RecordingGet>(recordingHeading(summary) + "\n" + result.text, result);
     });
 }

@@ -53,8 +53,9 @@ std::expected<std::string, posix::SystemError> saveTranscriptFile(const std::fil
     std::error_code ignored;
     if (std::filesystem::is_regular_file(path, ignored)) return path.string();
     if (auto made = posix::ensureFolder(folder); !made) return std::unexpected(std::move(made.error()));
-    if (auto written = posix::writeFileAtomically(path, std::string{text} + "\n"); !written)
+    if (auto written = posix::writeFileAtomically(path, std::string{text} + "\n"); !written) {
         return std::unexpected(std::move(written.error()));
+    }
     return path.string();
 }
 

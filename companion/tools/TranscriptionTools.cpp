@@ -76,15 +76,14 @@ StoredTranscription store(const ToolContext& context, const Transcription& done,
 
 MCPToolOutcome outcomeOf(const StoredTranscription& stored) {
     const std::vector<TranscriptSegment>& segments = stored.transcript.segments;
-    std::vector<std::size_t> ends;
-    for (const TranscriptSegment& segment : segments)
-        ends.push_back((ends.empty() ? 0 : ends.back() + 1) + segment.text.size());
+    auto ends = endsOfJoined(segments, [](const TranscriptSegment& segment) { return segment.text.size(); });
     TruncatedTranscript text{stored.transcript.text(), std::move(ends), [&] { return stored.path; }};
 
     return fittingOutcome(text.parts(), [&](std::size_t count) {
         TranscriptionResult result{text.shown(count), {}};
-        for (const TranscriptSegment& segment : std::span{segments}.first(count))
+        for (const TranscriptSegment& segment : std::span{segments}.first(count)) {
             result.segments.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
+        }
         // Only the model is given the notes: programs read the words out of the result's text.
         std::string words = result.text;
         for (const std::string& note : stored.notes) words += "\n\n[" + note + "]";
@@ -98,8 +97,9 @@ MCPToolOutcome transcribeFile(const ToolContext& context, const ToolCall& call) 
     const std::string& path = arguments->path;
 
     // Checked before anything opens the file.
-    if (isFileOfDatabase(path, context.paths.database()))
+    if (isFileOfDatabase(path, context.paths.database())) {
         return MCPToolOutcome::failed(AudioError{AudioError::NotAudio{}}.description(path));
+    }
 
     const std::string language = arguments->language.value_or("");
     const auto done = context.transcribe(path, language, call.cancellation, call.progress);
@@ -134,12 +134,14 @@ MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
     const std::string& url = arguments->url;
     const std::string language = arguments->language.value_or("");
     // Checked before anything is downloaded.
-    if (!isLanguageHint(language))
+    if (!isLanguageHint(language)) {
         return MCPToolOutcome::failed(TranscriptionError{TranscriptionError::UnknownLanguage{language}}.description());
+    }
 
     MCPURLPolicy::Decision decision = MCPURLPolicy::evaluate(url, context.resolve);
-    if (const auto* rejected = std::get_if<MCPURLPolicy::Decision::Rejected>(&decision.is))
+    if (const auto* rejected = std::get_if<MCPURLPolicy::Decision::Rejected>(&decision.is)) {
         return MCPToolOutcome::failed(refusal(rejected->reason));
+    }
     const JudgedLink link{url, std::get<MCPURLPolicy::Decision::Allowed>(std::move(decision.is))};
 
     const auto audio = context.downloadAudio(link, call.cancellation,

@@ -40,4 +40,13 @@ private:
     std::optional<std::string> savedAt_;
 };
 
+/// The ends of parts that are joined by single bytes, such as words by spaces. `sizeOf` returns the size of a part.
+template <class Part>
+[[nodiscard]] std::vector<std::size_t> endsOfJoined(const std::vector<Part>& parts, const auto& sizeOf) {
+    std::vector<std::size_t> ends;
+    ends.reserve(parts.size());
+    for (const Part& part : parts) ends.push_back((ends.empty() ? 0 : ends.back() + 1) + sizeOf(part));
+    return ends;
+}
+
 } // namespace vostel_companion

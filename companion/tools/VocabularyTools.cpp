@@ -28,8 +28,9 @@ std::string echo(std::string_view given) {
 /// A line that says why some of `additions` were skipped; empty if none were.
 std::string explanation(std::span<const VocabularyAddition> additions) {
     if (std::ranges::find(additions, VocabularyAddition::Outcome::skipped, &VocabularyAddition::outcome) ==
-        additions.end())
+        additions.end()) {
         return {};
+    }
     return "\nA rule is skipped when its word has no usable text or more than " + std::to_string(longestWord) +
            " characters, or its replacement takes more than " + std::to_string(longestReplacement) + " bytes.";
 }
