@@ -57,7 +57,7 @@ void appendEscapingMarkers(std::string& out, std::string_view text) {
             if (start >= copied) {
                 out.append(text, copied, start - copied);
             } else if (start + 1 == endOfLastBegin) {
-                // The last dash of an escaped begin marker stands alone again, so an end marker can start with it.
+                // The last dash of an escaped begin marker is a plain dash again, so an end marker can start with it.
                 out.pop_back();
             } else {
                 continue;

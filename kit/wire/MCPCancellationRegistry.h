@@ -14,7 +14,7 @@
 namespace VostelMCPKit {
 
 /// A value without a lock. The call proxy owns one and uses it in one piece of work at a time. An id that is not
-/// registered is no error: the functions say what they do then.
+/// registered is not an error: each function says what it does then.
 struct MCPCancellationRegistry {
     struct Call {
         std::string externalID;

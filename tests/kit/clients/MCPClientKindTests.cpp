@@ -36,7 +36,7 @@ TEST(MCPClientKind, each_kind_has_its_names_path_and_note) {
     }
 }
 
-TEST(MCPClientKind, other_names_are_no_kind) {
+TEST(MCPClientKind, other_names_are_not_a_kind) {
     for (const std::string_view name : {"", "claude", "Codex", "codex ", "Claude Code"}) {
         SCOPED_TRACE(name);
         EXPECT_EQ(clientKind(name), std::nullopt);

@@ -18,7 +18,7 @@ TEST(MCPConnectLogic, its_constants_are_those_of_the_application) {
     EXPECT_EQ(MCPConnectLogic::pollingInterval, 500ms);
 }
 
-TEST(MCPConnectLogic, the_socket_lies_in_the_folder_named_after_the_application) {
+TEST(MCPConnectLogic, the_socket_is_in_the_folder_named_after_the_application) {
     struct Row {
         const char* when;
         const char* folder;
@@ -61,7 +61,7 @@ TEST(MCPConnectLogic, a_path_fits_when_its_bytes_and_the_nul_fill_at_most_the_ad
     });
 }
 
-TEST(MCPConnectLogic, polling_goes_on_strictly_before_the_ceiling) {
+TEST(MCPConnectLogic, polling_continues_strictly_before_the_ceiling) {
     struct Row {
         const char* when;
         std::chrono::duration<double> elapsed;
@@ -79,7 +79,7 @@ TEST(MCPConnectLogic, polling_goes_on_strictly_before_the_ceiling) {
     });
 }
 
-TEST(MCPConnectLogic, the_bundle_is_three_levels_above_the_helper_when_it_is_named_so) {
+TEST(MCPConnectLogic, the_bundle_is_three_levels_above_the_helper_if_its_name_ends_in_app) {
     struct Row {
         const char* when;
         const char* helper;

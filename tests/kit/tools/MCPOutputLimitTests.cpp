@@ -53,7 +53,7 @@ TEST(MCPOutputLimit, text_up_to_the_limit_is_unchanged_and_longer_text_is_cut_be
     });
 }
 
-TEST(MCPOutputLimit, a_mark_behind_the_last_character_shown_belongs_to_it) {
+TEST(MCPOutputLimit, a_mark_after_the_last_character_shown_belongs_to_it) {
     const std::string full = repeat("a", 499'999) + "e";
     EXPECT_TRUE(shape(full + "\u0301", std::nullopt).text == full + "\u0301");
     EXPECT_TRUE(shape(full + "\u0301b", std::nullopt).text.starts_with(full + "\u0301\n\n[TRUNCATED"));

@@ -76,7 +76,7 @@ TEST(MCPToolCatalogue, is_the_same_every_time) {
     }
 }
 
-TEST(MCPToolCatalogue, is_sent_letter_by_letter_as_it_is_meant) {
+TEST(MCPToolCatalogue, is_sent_exactly_as_the_file_says) {
     const auto request = MCPDispatchLogic::classify(R"({"id":1,"method":"tools/list"})");
     const auto response = MCPDispatchLogic::handshakeResponse(request, /*youTubeAvailable=*/true);
     ASSERT_TRUE(response);
@@ -86,7 +86,7 @@ TEST(MCPToolCatalogue, is_sent_letter_by_letter_as_it_is_meant) {
     EXPECT_TRUE(sent == expected) << "differs at: " << sent.substr(static_cast<std::size_t>(first), 100);
 }
 
-TEST(MCPToolCatalogue, each_tool_equals_the_one_that_is_meant) {
+TEST(MCPToolCatalogue, each_tool_equals_that_of_the_file) {
     const auto expected = decoded<std::vector<MCPTool>>(catalogueFile());
     const auto tools = MCPToolCatalogue::tools(/*youTubeAvailable=*/true);
     ASSERT_TRUE(expected);

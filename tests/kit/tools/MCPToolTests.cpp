@@ -41,7 +41,7 @@ TEST(MCPTool, is_written_with_every_key_but_an_absent_output_schema) {
     });
 }
 
-TEST(MCPTool, what_is_missing_reads_as_MCP_wants_it) {
+TEST(MCPTool, what_is_missing_gets_the_defaults_of_MCP) {
     struct Row {
         const char* when;
         const char* members;

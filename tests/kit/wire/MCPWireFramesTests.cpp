@@ -230,11 +230,11 @@ TEST(MCPWireOutboundFrame, names_the_kind_of_its_payload) {
         {"a kind of the other direction", R"({"kind":"request","payload":{"requestID":"R","result":1}})", unknownKind},
         {"a null kind", R"({"kind":null,"payload":{}})", {Mismatch{"a string"}, "kind"}},
         {"an unknown kind before a bad payload", R"({"kind":"","payload":7})", unknownKind},
-        {"a payload that is no object", R"({"kind":"response","payload":[]})", {Mismatch{"an object"}, "payload"}},
+        {"a payload that is not an object", R"({"kind":"response","payload":[]})", {Mismatch{"an object"}, "payload"}},
         {"both outcomes",
          R"({"kind":"response","payload":{"requestID":"R","result":1,"error":1}})",
          {Corrupted{badWireResponse}, "payload.result"}},
-        {"no object", "7", {Mismatch{"an object"}}},
+        {"not an object", "7", {Mismatch{"an object"}}},
     });
 }
 

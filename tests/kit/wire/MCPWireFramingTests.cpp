@@ -129,8 +129,8 @@ TEST(MCPWireFraming, refuses_a_length_beyond_the_limit_at_the_header) {
         std::int64_t declared;
     };
     const Row rows[] = {
-        {"one too many, nothing behind", "\x04\0\0\x01"sv, 67'108'865},
-        {"one too many, something behind", "\x04\0\0\x01{}"sv, 67'108'865},
+        {"one too many, nothing after it", "\x04\0\0\x01"sv, 67'108'865},
+        {"one too many, something after it", "\x04\0\0\x01{}"sv, 67'108'865},
         {"a length that is not negative", "\x80\0\0\0"sv, 2'147'483'648},
         {"the largest length", "\xFF\xFF\xFF\xFF"sv, 4'294'967'295},
         {"text in place of a header", "HTTP"sv, 1'213'486'160},

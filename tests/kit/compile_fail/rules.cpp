@@ -1,0 +1,54 @@
+// The rules for frames, links, results and configurations.
+#include "kit/clients/MCPClientConfigLogic.h"
+#include "kit/connect/MCPConnectLogic.h"
+#include "kit/tools/MCPOutputLimit.h"
+#include "kit/tools/MCPURLPolicy.h"
+#include "kit/wire/MCPWireFraming.h"
+#include "kit/wire/MCPWireVersionLogic.h"
+
+#include <tuple>
+
+namespace VostelMCPKit {
+
+std::string receive();
+
+// The payload and the remainder would be views of memory that is gone.
+void viewsOfTemporaries(const Bytes& bytes) {
+    std::ignore = MCPWireFraming::extractFrame(receive());                          // error: deleted
+    std::ignore = MCPWireFraming::extractFrame(std::string{"\0\0\0\0", 4});         // error: deleted
+    std::ignore = MCPWireFraming::extractFrame(static_cast<const std::string>("")); // error: deleted
+
+    std::string received = receive();
+    std::ignore = MCPWireFraming::extractFrame(received);
+    std::ignore = MCPWireFraming::extractFrame(bytes.text());
+    std::ignore = MCPWireFraming::extractFrame("HTTP");
+}
+
+// Nothing can be judged without a resolver, and calling an empty function would throw.
+void resolvers(const MCPURLPolicy::Resolver& resolver) {
+    std::ignore = MCPURLPolicy::evaluate("https://youtu.be/a", nullptr); // error: deleted
+    std::ignore = MCPURLPolicy::evaluate("https://youtu.be/a", resolver);
+    std::ignore = MCPURLPolicy::evaluate("https://youtu.be/a");
+}
+
+// Two neighbours of one type would swap unnoticed.
+void namedArguments(std::chrono::seconds time, std::int64_t version) {
+    std::ignore = MCPWireVersionLogic::validate(version, 4);                // error: could not convert|too many
+    std::ignore = MCPConnectLogic::shouldContinuePolling(time, time);       // error: could not convert|too many
+    std::ignore = MCPOutputLimit::truncationNotice(1, 2, std::nullopt);     // error: could not convert|too many
+    std::ignore = MCPClientConfigLogic::parseCodexTable("vostel", "a = 1"); // error: could not convert|too many
+
+    std::ignore = MCPWireVersionLogic::validate({.requestVersion = version, .knownVersion = 4});
+    std::ignore = MCPConnectLogic::shouldContinuePolling({.elapsed = time, .ceiling = time});
+    std::ignore = MCPOutputLimit::truncationNotice({.shown = 1, .full = 2}, std::nullopt);
+    std::ignore = MCPClientConfigLogic::parseCodexTable({.tableName = "vostel", .text = "a = 1"});
+}
+
+// Each direction has its own records, and only a frame is sent.
+void directions(const MCPWireProgress& progress) {
+    std::ignore = MCPWireFraming::encode(progress); // error: no matching
+    std::ignore = MCPWireInboundFrame{progress};    // error: could not convert|no viable conversion
+    std::ignore = MCPWireFraming::encode(MCPWireOutboundFrame{progress});
+}
+
+} // namespace VostelMCPKit
