@@ -127,9 +127,9 @@ std::size_t std::hash<VostelMCPKit::MCPURLPolicy::Decision>::operator()(
     return VostelMCPKit::match(
         decision.is,
         [&](const Decision::Allowed& allowed) {
-            std::size_t hash = hashOf(allowed.host);
-            for (const std::string& address : allowed.addresses) hash = hash * 31 + hashOf(address);
-            return hash;
+            std::size_t result = hashOf(allowed.host);
+            for (const std::string& address : allowed.addresses) result = result * 31 + hashOf(address);
+            return result;
         },
         [](const Decision::Rejected& rejected) { return static_cast<std::size_t>(rejected.reason); });
 }
