@@ -6,7 +6,7 @@
 
 #include "kit/concurrency/Task.h"
 #include "kit/support/PosixError.h"
-#include "kit/support/present.h"
+#include "kit/support/unwrap.h"
 #include "posix/ThreadName.h"
 
 #include <expected>
@@ -49,7 +49,7 @@ public:
         result_.emplace(std::unexpected(typename Result::error_type{started.error()}));
         return false;
     }
-    auto await_resume() { return VostelMCPKit::present(std::move(result_)); }
+    auto await_resume() { return VostelMCPKit::unwrap(std::move(result_)); }
 
 private:
     using Result = std::invoke_result_t<Work>;

@@ -4,14 +4,14 @@ namespace vostel_mcp {
 
 using VostelMCPKit::Task;
 
-void RunLoop::post(std::coroutine_handle<> piece) {
+void RunLoop::post(std::coroutine_handle<> continuation) {
     const std::lock_guard lock{mutex_};
-    pieces_.push_back(piece);
+    continuations_.push_back(continuation);
     posted_.notify_one();
 }
 
 void RunLoop::run(Task<void> task) {
-    start(running(std::move(task)), *this);
+    spawn(running(std::move(task)), *this);
     while (!ended_) next().resume();
 }
 
@@ -22,10 +22,10 @@ Task<void> RunLoop::running(Task<void> task) {
 
 std::coroutine_handle<> RunLoop::next() {
     std::unique_lock lock{mutex_};
-    posted_.wait(lock, [this] { return !pieces_.empty(); });
-    const auto piece = pieces_.front();
-    pieces_.pop_front();
-    return piece;
+    posted_.wait(lock, [this] { return !continuations_.empty(); });
+    const auto continuation = continuations_.front();
+    continuations_.pop_front();
+    return continuation;
 }
 
 } // namespace vostel_mcp

@@ -11,7 +11,7 @@ namespace vostel_mcp {
 
 class RunLoop final : public VostelMCPKit::Executor {
 public:
-    void post(std::coroutine_handle<> piece) override;
+    void post(std::coroutine_handle<> continuation) override;
 
     /// Runs what is posted, on the calling thread, until `task` has ended; waits without waking up in between.
     void run(VostelMCPKit::Task<void> task);
@@ -22,7 +22,7 @@ private:
 
     std::mutex mutex_;
     std::condition_variable posted_;
-    std::deque<std::coroutine_handle<>> pieces_;
+    std::deque<std::coroutine_handle<>> continuations_;
     /// Touched by the running thread alone.
     bool ended_ = false;
 };

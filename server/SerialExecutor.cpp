@@ -35,8 +35,8 @@ void runOnThisThread(const Piece& first) {
 
 } // namespace
 
-void InlineExecutor::post(std::coroutine_handle<> piece) { runOnThisThread({piece, nullptr}); }
+void InlineExecutor::post(std::coroutine_handle<> continuation) { runOnThisThread({continuation, nullptr}); }
 
-void SerialExecutor::post(std::coroutine_handle<> piece) { runOnThisThread({piece, &turn_}); }
+void SerialExecutor::post(std::coroutine_handle<> continuation) { runOnThisThread({continuation, &turn_}); }
 
 } // namespace vostel_mcp

@@ -14,14 +14,14 @@ namespace vostel_mcp {
 /// Runs each piece on the posting thread, as it comes.
 class InlineExecutor final : public VostelMCPKit::Executor {
 public:
-    void post(std::coroutine_handle<> piece) override;
+    void post(std::coroutine_handle<> continuation) override;
 };
 
 /// Runs each piece on the posting thread, one at a time: a thread that comes while another is inside waits its turn.
 /// What isolates an actor.
 class SerialExecutor final : public VostelMCPKit::Executor {
 public:
-    void post(std::coroutine_handle<> piece) override;
+    void post(std::coroutine_handle<> continuation) override;
 
 private:
     std::mutex turn_;

@@ -34,7 +34,7 @@ void ExecutorHop(benchmark::State& state) {
     InlineExecutor outside;
     SerialExecutor inside;
     Counter counter{inside};
-    start(callRepeatedly(counter, state), outside);
+    spawn(callRepeatedly(counter, state), outside);
 }
 BENCHMARK(ExecutorHop);
 
@@ -55,7 +55,7 @@ void BlockingThreadRoundTrip(benchmark::State& state) {
     std::atomic<bool> done = false;
     for (auto _ : state) {
         done = false;
-        start(workOnce(starter, done), caller);
+        spawn(workOnce(starter, done), caller);
         done.wait(false);
     }
 }

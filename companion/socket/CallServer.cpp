@@ -4,7 +4,7 @@
 #include "companion/socket/ProgressThrottle.h"
 #include "companion/support/InQuotes.h"
 #include "kit/support/match.h"
-#include "kit/support/present.h"
+#include "kit/support/unwrap.h"
 #include "kit/tools/MCPCallResult.h"
 #include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
@@ -242,7 +242,7 @@ void CallServer::startWaiting() {
 }
 
 bool CallServer::startCall(ConnectionID id, Connection& connection) {
-    Waiting turn = present(std::exchange(connection.waiting, std::nullopt));
+    Waiting turn = unwrap(std::exchange(connection.waiting, std::nullopt));
     auto work = [this, id, socket = connection.socket.get(), cancellation = connection.call,
                  request = std::move(turn.request)] { runCall(id, socket, request, cancellation); };
     const bool isStarted = startThread_(callThread, std::move(work)).has_value();

@@ -1,16 +1,17 @@
-// Where a piece of a coroutine runs.
+// Where the parts of a coroutine run.
 #pragma once
 
 #include <coroutine>
 
 namespace VostelMCPKit {
 
-/// The programs choose what stands behind it, a test drains it by hand. Outlives every task that runs on it.
+/// The program implements it, for example with a queue and a thread; a test drains one by hand. An executor must
+/// outlive every task that runs on it.
 class Executor {
 public:
-    /// Runs `piece`, a suspended coroutine, once and until its next suspension: now or later, on a thread that the
-    /// executor chooses. Callable from any thread.
-    virtual void post(std::coroutine_handle<> piece) = 0;
+    /// Resumes `continuation`, a suspended coroutine, exactly once: now or later, on a thread that the executor
+    /// chooses. Callable from any thread.
+    virtual void post(std::coroutine_handle<> continuation) = 0;
 
 protected:
     ~Executor() = default;

@@ -1,8 +1,14 @@
 // Task<T>: an asynchronous operation as a coroutine, started when it is awaited.
 //
-// A task runs on the executor of its awaiter until it enters an actor (see Actor.h); when it ends, the awaiter goes on
-// where it was, on its own executor. An executor that runs a piece at once, inside post, costs no stack: a task that
-// has ended by the time its awaiter suspends simply lets the awaiter go on.
+//     Task<int> twice(Counter& counter) {
+//         const int first = co_await counter.increment();
+//         co_return first + co_await counter.increment();
+//     }
+//     spawn(report(counter), executor);
+//
+// A task runs on the executor of its awaiter until it enters an actor (see Actor.h). When it ends, the awaiter goes on
+// on its own executor. An executor that resumes inside post costs no stack: when a task has ended before its awaiter
+// suspends, the awaiter just goes on.
 //
 // Two rules keep coroutines safe. They take their parameters by value and are members or functions, never lambdas with
 // captures. And the operand of co_await is a plain call on names, a name or std::move(name): g++ 12 destroys the
@@ -10,7 +16,7 @@
 #pragma once
 
 #include "kit/concurrency/Executor.h"
-#include "kit/support/present.h"
+#include "kit/support/unwrap.h"
 
 #include <atomic>
 #include <coroutine>
@@ -20,7 +26,7 @@
 
 namespace VostelMCPKit {
 
-/// What every coroutine of the program has: the executor that its next piece runs on.
+/// What every coroutine of the program has: the executor that resumes it next.
 struct TaskContext {
     Executor* executor = nullptr;
 };
@@ -43,7 +49,7 @@ public:
 
     std::suspend_always initial_suspend() const noexcept { return {}; }
     FinalAwaiter final_suspend() const noexcept { return {}; }
-    /// We throw nothing; running out of memory is the end of the process.
+    /// Nothing throws here except for lack of memory, which ends the process.
     void unhandled_exception() const noexcept { std::terminate(); }
 
     /// Runs the task `self` up to its first real suspension. True when the awaiter has to wait for it.
@@ -56,7 +62,8 @@ public:
     }
 
 private:
-    /// The end of the task and the suspension of its awaiter meet here; whoever comes second lets the awaiter go on.
+    /// Called when the task has ended. The end of the task and the suspension of its awaiter may happen at once on two
+    /// threads; the second of them resumes the awaiter.
     void handBack() noexcept {
         if (!arrived_.exchange(true, std::memory_order_acq_rel)) return;
         if (awaiterExecutor_ == executor) {
@@ -76,7 +83,7 @@ class ValuePromise : public Promise {
 public:
     Task<T> get_return_object();
     void return_value(T value) { value_.emplace(std::move(value)); }
-    T take() { return present(std::move(value_)); }
+    T take() { return unwrap(std::move(value_)); }
 
 private:
     std::optional<T> value_;
@@ -92,7 +99,8 @@ public:
 
 } // namespace task_detail
 
-/// Owns the coroutine; awaited at most once. Destroying it before it is awaited drops the operation.
+/// Owns the coroutine. Move-only; awaited at most once. Destroying it before it is awaited drops the operation;
+/// destroying it while it runs is a programming error.
 template <class T>
 class [[nodiscard]] Task final {
 public:
@@ -148,17 +156,17 @@ struct Detached {
 struct Yield {
     bool await_ready() const noexcept { return false; }
     template <class P>
-    void await_suspend(std::coroutine_handle<P> piece) const {
-        piece.promise().executor->post(piece);
+    void await_suspend(std::coroutine_handle<P> continuation) const {
+        continuation.promise().executor->post(continuation);
     }
     void await_resume() const noexcept {}
 };
 
-/// Awaited: goes on as a piece of its own, so that everything that led here is suspended by then.
+/// `co_await yield();` posts the rest of this coroutine to its executor, so that its callers are suspended by then.
 [[nodiscard]] inline Yield yield() { return {}; }
 
-/// Starts `task` on `executor`; nobody waits for its end.
-inline void start(Task<void> task, Executor& executor) {
+/// Runs `task` on `executor` without waiting for its end. Callable from any thread; `executor` must outlive the task.
+inline void spawn(Task<void> task, Executor& executor) {
     const auto detached = task_detail::Detached::running(std::move(task));
     detached.coroutine.promise().executor = &executor;
     executor.post(detached.coroutine);

@@ -3,7 +3,7 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
 #include "kit/jsonrpc/JSONTextAccess.h"
-#include "kit/support/present.h"
+#include "kit/support/unwrap.h"
 
 #include <algorithm>
 #include <charconv>
@@ -82,20 +82,20 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
         const MCPValue::Kind kind = next->kind();
         switch (kind) {
         case MCPValue::Kind::Bool:
-            out.append(present(next->asBool()) ? "true" : "false");
+            out.append(unwrap(next->asBool()) ? "true" : "false");
             break;
         case MCPValue::Kind::Int:
-            writeInteger(present(next->asInt()), out);
+            writeInteger(unwrap(next->asInt()), out);
             break;
         case MCPValue::Kind::Double:
-            if (!std::isfinite(present(next->asDouble()))) {
+            if (!std::isfinite(unwrap(next->asDouble()))) {
                 out.truncate(before);
                 return std::unexpected(EncodingError{});
             }
-            appendDecimal(present(next->asDouble()), out);
+            appendDecimal(unwrap(next->asDouble()), out);
             break;
         case MCPValue::Kind::String:
-            writeString(present(next->asString()), out);
+            writeString(unwrap(next->asString()), out);
             break;
         case MCPValue::Kind::Array:
         case MCPValue::Kind::Object:
@@ -103,10 +103,10 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
                 out.append(*text);
             } else if (kind == MCPValue::Kind::Array) {
                 out.append('[');
-                containers.push_back({present(next->asArray()), {}, /*isObject=*/false});
+                containers.push_back({unwrap(next->asArray()), {}, /*isObject=*/false});
             } else {
                 out.append('{');
-                containers.push_back({{}, present(next->asObject()), /*isObject=*/true});
+                containers.push_back({{}, unwrap(next->asObject()), /*isObject=*/true});
             }
             break;
         case MCPValue::Kind::Null:

@@ -3,7 +3,7 @@
 #include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
-#include "kit/support/present.h"
+#include "kit/support/unwrap.h"
 
 #include <algorithm>
 #include <atomic>
@@ -326,7 +326,7 @@ std::size_t MCPValue::hash() const {
         case Kind::Double:
             return mix(std::hash<double>{}(value.get<double>()));
         case Kind::String:
-            return mix(std::hash<std::string_view>{}(present(value.asString())));
+            return mix(std::hash<std::string_view>{}(unwrap(value.asString())));
         case Kind::Array:
         case Kind::Object:
             return mix(value.content().size());

@@ -5,7 +5,7 @@
 #include "kit/jsonrpc/JSONText.h"
 #include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
-#include "kit/support/present.h"
+#include "kit/support/unwrap.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ bool takeFraction(std::string_view& text, double& fraction) {
     }
     const auto value = numberFromDecimal({text.begin(), end});
     if (!value) return false;
-    fraction = present(value->asDouble());
+    fraction = unwrap(value->asDouble());
     text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
     return true;
 }

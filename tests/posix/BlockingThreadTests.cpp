@@ -260,7 +260,7 @@ TEST(BlockingThread, however_soon_it_ends_its_starter_does_not_inherit_what_come
     };
     Answer answer;
     std::thread::id resumedOn;
-    start(ask(slowToReturn, &answer, &resumedOn), calls);
+    spawn(ask(slowToReturn, &answer, &resumedOn), calls);
     ASSERT_TRUE(answer);
     EXPECT_NE(resumedOn, std::this_thread::get_id());
     EXPECT_EQ(resumedOn, *answer);

@@ -13,7 +13,7 @@ class CallCancellationTest : public testing::Test {
 protected:
     /// Runs a cancellation up to where it may be sent; its executor goes on with it later.
     void send() {
-        start(sending(call, &sent), executor);
+        spawn(sending(call, &sent), executor);
         executor.drain();
     }
 

@@ -56,7 +56,7 @@ struct Forwarding {
 
     /// Hands one line to the proxy, as the server loop does.
     void handle(std::string_view line) {
-        start(proxy->handle(VostelMCPKit::MCPDispatchLogic::classify(line), {"Some Client", "1.2"}), calls);
+        spawn(proxy->handle(VostelMCPKit::MCPDispatchLogic::classify(line), {"Some Client", "1.2"}), calls);
     }
 
     /// The wire id of the call that was registered as the `number`-th, counted from one.

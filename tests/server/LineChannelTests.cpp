@@ -30,7 +30,7 @@ protected:
     }
 
     void consume() {
-        start(collect(channel, &lines, &ended), executor);
+        spawn(collect(channel, &lines, &ended), executor);
         executor.drain();
     }
 

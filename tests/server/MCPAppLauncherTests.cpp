@@ -70,7 +70,7 @@ TEST(MCPAppLauncher, waits_until_the_opening_has_ended) {
         std::ignore = co_await watched.launchHostApplication();
         flag = true;
     };
-    start(watch(launcher, ended), executor);
+    spawn(watch(launcher, ended), executor);
     executor.drain();
     EXPECT_FALSE(ended);
     fake.letGo();

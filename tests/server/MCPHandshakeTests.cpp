@@ -33,7 +33,7 @@ protected:
     }
 
     void serve(MCPHandshake& handshake) {
-        start(watching(handshake, &ended), mainThread);
+        spawn(watching(handshake, &ended), mainThread);
         mainThread.drain();
     }
     /// What is written while the loop takes this input.
@@ -136,7 +136,7 @@ TEST_F(MCPHandshakeTest, the_tool_for_video_links_is_listed_when_it_is_available
         MCPHandshake handshake{other, standardOutput, proxy, available};
         other.push({R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})"});
         other.finish();
-        start(handshake.serve(), executor);
+        spawn(handshake.serve(), executor);
         executor.drain();
         const Lines replies = output.takeLines();
         ASSERT_EQ(replies.size(), 1U);

@@ -45,7 +45,7 @@ TEST(RunLoop, what_other_threads_post_runs_on_the_thread_that_runs_it) {
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([&] {
-            for (int time = 0; time < 1000; ++time) start(place.count(&counter), caller);
+            for (int time = 0; time < 1000; ++time) spawn(place.count(&counter), caller);
         });
     }
     for (std::thread& thread : threads) thread.join();

@@ -59,7 +59,7 @@ public:
     Task<void> noteAround(Noting& other, VostelMCPKit::Executor& executor) {
         co_await isolated();
         events_.push_back(name_ + " begins");
-        start(other.note(), executor);
+        spawn(other.note(), executor);
         events_.push_back(name_ + " ends");
     }
 
@@ -85,7 +85,7 @@ TEST(SerialExecutor, one_piece_at_a_time_runs_however_many_threads_post) {
     InlineExecutor caller;
     Visited actor{turn};
     onThreads(8, [&] {
-        for (int time = 0; time < 2000; ++time) start(actor.visit(), caller);
+        for (int time = 0; time < 2000; ++time) spawn(actor.visit(), caller);
     });
     EXPECT_EQ(actor.visits, 8 * 2000);
     EXPECT_FALSE(actor.hadCompany);
@@ -99,8 +99,8 @@ TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_lock_ea
     Visited other{otherTurn};
     onThreads(8, [&] {
         for (int time = 0; time < 500; ++time) {
-            start(actor.visitAndVisit(other), caller);
-            start(other.visitAndVisit(actor), caller);
+            spawn(actor.visitAndVisit(other), caller);
+            spawn(other.visitAndVisit(actor), caller);
         }
     });
     EXPECT_EQ(actor.visits, 8 * 500 * 3);
@@ -113,7 +113,7 @@ TEST(SerialExecutor, a_piece_runs_on_the_thread_that_posts_it_before_post_return
     InlineExecutor caller;
     Events events;
     Noting noting{turn, "a", events};
-    start(noting.note(), caller);
+    spawn(noting.note(), caller);
     EXPECT_EQ(events, Events{"a"});
 }
 
@@ -125,10 +125,10 @@ TEST(SerialExecutor, a_piece_that_is_posted_within_another_waits_for_its_end) {
     Noting outer{turn, "outer", events};
     Noting same{turn, "inner", events};
     Noting elsewhere{otherTurn, "elsewhere", events};
-    start(outer.noteAround(same, caller), caller);
+    spawn(outer.noteAround(same, caller), caller);
     EXPECT_EQ(events, (Events{"outer begins", "outer ends", "inner"}));
     events.clear();
-    start(outer.noteAround(elsewhere, caller), caller);
+    spawn(outer.noteAround(elsewhere, caller), caller);
     EXPECT_EQ(events, (Events{"outer begins", "outer ends", "elsewhere"}));
 }
 
@@ -142,7 +142,7 @@ TEST(InlineExecutor, chains_of_any_length_take_no_stack) {
     auto manyRounds = [](Visited& one, Visited& two) -> Task<void> {
         for (int round = 0; round < 30'000; ++round) co_await one.visitAndVisit(two);
     };
-    start(manyRounds(actor, other), caller);
+    spawn(manyRounds(actor, other), caller);
     EXPECT_EQ(actor.visits, 2 * 30'000);
     EXPECT_EQ(other.visits, 30'000);
 }

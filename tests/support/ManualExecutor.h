@@ -10,19 +10,19 @@ namespace vostel_tests {
 
 class ManualExecutor final : public VostelMCPKit::Executor {
 public:
-    void post(std::coroutine_handle<> piece) override { pieces_.push_back(piece); }
+    void post(std::coroutine_handle<> continuation) override { continuations_.push_back(continuation); }
 
     /// Runs what is posted, and what that posts, until nothing is left.
     void drain() {
         while (step()) {}
     }
 
-    /// Runs one piece; false when none waits.
+    /// Runs one continuation; false when none is posted.
     bool step() {
-        if (pieces_.empty()) return false;
-        const auto piece = pieces_.front();
-        pieces_.pop_front();
-        piece.resume();
+        if (continuations_.empty()) return false;
+        const auto continuation = continuations_.front();
+        continuations_.pop_front();
+        continuation.resume();
         return true;
     }
 
@@ -30,7 +30,7 @@ public:
     template <class T>
     std::optional<T> run(VostelMCPKit::Task<T> task) {
         std::optional<T> result;
-        start(storing(std::move(task), &result), *this);
+        spawn(storing(std::move(task), &result), *this);
         drain();
         return result;
     }
@@ -41,7 +41,7 @@ private:
         result->emplace(co_await std::move(task));
     }
 
-    std::deque<std::coroutine_handle<>> pieces_;
+    std::deque<std::coroutine_handle<>> continuations_;
 };
 
 } // namespace vostel_tests

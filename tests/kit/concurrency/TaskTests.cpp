@@ -88,7 +88,7 @@ TEST(Task, frees_its_frame_and_its_parameters_when_it_has_ended) {
     ManualExecutor executor;
     Recorder recorder{executor};
     const auto object = std::make_shared<int>(1);
-    start(awaitingLate(object, &recorder), executor);
+    spawn(awaitingLate(object, &recorder), executor);
     EXPECT_GT(object.use_count(), 1);
     executor.drain();
     EXPECT_EQ(object.use_count(), 1);
@@ -133,8 +133,8 @@ Task<void> traced(std::string name, Trace* trace) {
 TEST(Start, runs_nothing_before_its_executor_does_and_then_in_order) {
     ManualExecutor executor;
     Trace trace;
-    start(traced("first", &trace), executor);
-    start(traced("second", &trace), executor);
+    spawn(traced("first", &trace), executor);
+    spawn(traced("second", &trace), executor);
     EXPECT_TRUE(trace.empty());
     EXPECT_TRUE(executor.step());
     EXPECT_EQ(trace, (Trace{"first begins", "first ends"}));
@@ -145,7 +145,7 @@ TEST(Start, runs_nothing_before_its_executor_does_and_then_in_order) {
 TEST(Start, leaves_nothing_behind) {
     ManualExecutor executor;
     const auto object = std::make_shared<int>(1);
-    start(holding(object), executor);
+    spawn(holding(object), executor);
     EXPECT_EQ(object.use_count(), 2);
     EXPECT_TRUE(executor.step());
     EXPECT_EQ(object.use_count(), 1);
@@ -158,12 +158,12 @@ Task<void> addTo(Recorder* recorder, std::string line, Trace* trace) {
     trace->push_back(line + " after");
 }
 
-TEST(Actor, its_pieces_run_on_its_executor_and_the_awaiter_goes_on_on_its_own) {
+TEST(Actor, its_continuations_run_on_its_executor_and_the_awaiter_goes_on_on_its_own) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
     Trace trace;
-    start(addTo(&recorder, "x", &trace), callers);
+    spawn(addTo(&recorder, "x", &trace), callers);
 
     EXPECT_FALSE(own.step());
     EXPECT_TRUE(callers.step());
@@ -186,7 +186,7 @@ TEST(Actor, takes_its_callers_in_the_order_of_their_coming) {
     ManualExecutor own;
     Recorder recorder{own};
     Trace trace;
-    for (const char* name : {"a", "b", "c"}) start(addTo(&recorder, name, &trace), callers);
+    for (const char* name : {"a", "b", "c"}) spawn(addTo(&recorder, name, &trace), callers);
     callers.drain();
     EXPECT_EQ(trace, (Trace{"a before", "b before", "c before"}));
     own.drain();
@@ -201,8 +201,8 @@ TEST(Actor, its_own_operations_do_not_queue_again) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
-    start(addTwiceTo(&recorder, "a"), callers);
-    start(addTwiceTo(&recorder, "b"), callers);
+    spawn(addTwiceTo(&recorder, "a"), callers);
+    spawn(addTwiceTo(&recorder, "b"), callers);
     callers.drain();
     EXPECT_TRUE(own.step());
     EXPECT_EQ(recorder.lines, (Trace{"a begins", "a inside", "a ends"}));
@@ -211,14 +211,14 @@ TEST(Actor, its_own_operations_do_not_queue_again) {
     callers.drain();
 }
 
-TEST(Actor, serialises_the_pieces_between_suspensions_not_whole_operations) {
+TEST(Actor, serialises_the_continuations_between_suspensions_not_whole_operations) {
     ManualExecutor callers;
     ManualExecutor ours;
     ManualExecutor theirs;
     Recorder recorder{ours};
     Recorder other{theirs};
-    start(recorder.outAndBack(&other, "a"), callers);
-    start(addTwiceTo(&recorder, "b"), callers);
+    spawn(recorder.outAndBack(&other, "a"), callers);
+    spawn(addTwiceTo(&recorder, "b"), callers);
     callers.drain();
     ours.drain();
     EXPECT_EQ(recorder.lines, (Trace{"a leaves", "b begins", "b inside", "b ends"}));
@@ -233,18 +233,18 @@ TEST(Actor, a_caller_on_its_executor_needs_no_hop) {
     ManualExecutor own;
     Recorder recorder{own};
     Trace trace;
-    start(addTo(&recorder, "x", &trace), own);
+    spawn(addTo(&recorder, "x", &trace), own);
     EXPECT_TRUE(own.step());
     EXPECT_EQ(trace, (Trace{"x before", "x after"}));
     EXPECT_FALSE(own.step());
 }
 
-/// Runs every piece at once, inside post.
+/// Runs every continuation at once, inside post.
 class InlineExecutor final : public Executor {
 public:
-    void post(std::coroutine_handle<> piece) override {
+    void post(std::coroutine_handle<> continuation) override {
         ++posted;
-        piece.resume();
+        continuation.resume();
     }
 
     int posted = 0;
@@ -314,7 +314,7 @@ TEST(Task, many_visits_to_an_actor_elsewhere_use_no_stack) {
     const auto store = [](Task<int> task, std::optional<int>* into) -> Task<void> {
         into->emplace(co_await std::move(task));
     };
-    start(store(visiting(&recorder, 100'000, &stack), &result), callers);
+    spawn(store(visiting(&recorder, 100'000, &stack), &result), callers);
     while (callers.step() || own.step()) {}
     EXPECT_EQ(result, 100'000);
     EXPECT_LT(stack.bytes(), fewBytes);
@@ -332,9 +332,9 @@ public:
         }
         thread_.join();
     }
-    void post(std::coroutine_handle<> piece) override {
+    void post(std::coroutine_handle<> continuation) override {
         const std::lock_guard lock{mutex_};
-        pieces_.push_back(piece);
+        continuations_.push_back(continuation);
         changed_.notify_one();
     }
     [[nodiscard]] std::thread::id id() const { return thread_.get_id(); }
@@ -342,19 +342,19 @@ public:
 private:
     void run() {
         for (std::unique_lock lock{mutex_};;) {
-            changed_.wait(lock, [this] { return ending_ || !pieces_.empty(); });
-            if (pieces_.empty()) return;
-            const auto piece = pieces_.front();
-            pieces_.pop_front();
+            changed_.wait(lock, [this] { return ending_ || !continuations_.empty(); });
+            if (continuations_.empty()) return;
+            const auto continuation = continuations_.front();
+            continuations_.pop_front();
             lock.unlock();
-            piece.resume();
+            continuation.resume();
             lock.lock();
         }
     }
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<std::coroutine_handle<>> pieces_;
+    std::deque<std::coroutine_handle<>> continuations_;
     bool ending_ = false;
     std::thread thread_;
 };
@@ -417,8 +417,8 @@ Task<void> note(Trace* trace) {
 TEST(Task, yielding_lets_the_executor_run_what_else_is_posted) {
     ManualExecutor executor;
     Trace trace;
-    start(noteAroundYield(&trace), executor);
-    start(note(&trace), executor);
+    spawn(noteAroundYield(&trace), executor);
+    spawn(note(&trace), executor);
     executor.drain();
     EXPECT_EQ(trace, (Trace{"before", "other", "after"}));
 }
@@ -433,7 +433,7 @@ TEST(Task, its_end_and_the_suspension_of_its_awaiter_may_meet_on_two_threads) {
     ThreadExecutor second;
     for (int caller = 0; caller < callers; ++caller) {
         ThreadExecutor& home = caller % 2 == 0 ? first : second;
-        start(incrementing(&counter, &home, times, &result), home);
+        spawn(incrementing(&counter, &home, times, &result), home);
     }
     std::unique_lock lock{result.mutex};
     result.changed.wait(lock, [&] { return result.ended == callers; });

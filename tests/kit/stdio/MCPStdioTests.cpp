@@ -229,8 +229,8 @@ TEST(MCPStdoutWriter, two_senders_never_interleave) {
     MCPStdoutWriter writer{own, output.attemptWrite()};
     const std::string first = std::string(1'000, 'a') + "\n";
     const std::string second = std::string(1'000, 'b') + "\n";
-    start(sendAll(&writer, {first, first}), senders);
-    start(sendAll(&writer, {second, second}), senders);
+    spawn(sendAll(&writer, {first, first}), senders);
+    spawn(sendAll(&writer, {second, second}), senders);
 
     EXPECT_TRUE(output.offered.empty());
     while (senders.step() || own.step()) {}
@@ -242,7 +242,7 @@ TEST(MCPStdoutWriter, writes_only_on_its_own_executor) {
     ManualExecutor own;
     FakeOutput output;
     MCPStdoutWriter writer{own, output.attemptWrite()};
-    start(sendAll(&writer, {"x"}), senders);
+    spawn(sendAll(&writer, {"x"}), senders);
     senders.drain();
     EXPECT_EQ(output.written, "");
     EXPECT_TRUE(own.step());

@@ -1,0 +1,19 @@
+// Reading an optional that cannot be absent at this place, for a reason that the compiler does not see: the kind of a
+// JSON value has been checked, a task has ended.
+#pragma once
+
+#include <cassert>
+#include <optional>
+#include <utility>
+
+namespace VostelMCPKit {
+
+/// The value. An absent one is a programming error: it ends the process in builds with assertions, and is undefined in
+/// a release, where the check costs nothing.
+template <class T>
+[[nodiscard]] T unwrap(std::optional<T>&& optional) {
+    assert(optional.has_value());
+    return *std::move(optional);
+}
+
+} // namespace VostelMCPKit
