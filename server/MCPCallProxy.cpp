@@ -51,15 +51,12 @@ Bytes encodedLine(const MCPResponse& response) {
 } // namespace
 
 Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo) {
+    if (!MCPDispatchLogic::isForApplication(incoming)) co_return;
     if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
-        if (request->method == MCPDispatchLogic::applicationMethod) {
-            co_await startCall(std::move(*request), std::move(clientInfo));
-        }
+        co_await startCall(std::move(*request), std::move(clientInfo));
     } else if (auto* notification = std::get_if<MCPNotification>(&incoming.is)) {
-        if (notification->method == MCPDispatchLogic::applicationNotification) {
-            auto key = cancelledKey(*notification);
-            if (key) co_await cancelCall(*std::move(key));
-        }
+        auto key = cancelledKey(*notification);
+        if (key) co_await cancelCall(*std::move(key));
     }
 }
 
@@ -96,7 +93,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     wireRequest.requestID = call.wireID;
     auto cancellation = std::make_shared<CallCancellation>();
     tasks_.insert_or_assign(call.wireID, cancellation);
-    start(run(weak_from_this(), dependencies_, std::move(call), std::move(wireRequest), std::move(cancellation)),
+    spawn(run(weak_from_this(), dependencies_, std::move(call), std::move(wireRequest), std::move(cancellation)),
           dependencies_.calls);
 }
 
@@ -104,7 +101,7 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies
                              MCPWireRequest request, Cancellation cancellation) {
     Executor& calls = dependencies.calls;
     MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPWireProgress> reports) {
-        start(relay(weakProxy, std::move(reports)), calls);
+        spawn(relay(weakProxy, std::move(reports)), calls);
     };
     auto outcome = co_await dependencies.socketClient.send(std::move(request), std::move(progress), cancellation);
     const auto proxy = weakProxy.lock();
@@ -161,7 +158,7 @@ Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
     if (task == tasks_.end() || !task->second->cancel()) co_return;
     // Not awaited: an application that hangs would hold up the server loop.
     dependencies_.pendingCancellations.add();
-    start(tellApplication(dependencies_, *std::move(wireID), task->second), dependencies_.calls);
+    spawn(tellApplication(dependencies_, *std::move(wireID), task->second), dependencies_.calls);
 }
 
 Task<void> MCPCallProxy::tellApplication(Dependencies dependencies, std::string wireID, Cancellation cancellation) {

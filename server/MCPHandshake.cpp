@@ -19,7 +19,8 @@ Task<void> MCPHandshake::handle(std::string line) {
     MCPIncoming incoming = MCPDispatchLogic::classify(line);
     // A line may be many megabytes long, and the message holds all of it that counts.
     std::string{}.swap(line);
-    if (const auto* request = std::get_if<MCPRequest>(&incoming.is); request && request->method == "initialize") {
+    const auto* request = std::get_if<MCPRequest>(&incoming.is);
+    if (request != nullptr && request->method == MCPDispatchLogic::initializeMethod) {
         if (auto info = MCPDispatchLogic::clientInfo(*request)) clientInfo_ = *std::move(info);
     }
     MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable_);

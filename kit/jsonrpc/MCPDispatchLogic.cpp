@@ -50,18 +50,19 @@ MCPIncoming classify(std::string_view line) {
     return (*value)["id"] != nullptr ? decodedAs<MCPRequest>(*value) : decodedAs<MCPNotification>(*value);
 }
 
+bool isForApplication(const MCPIncoming& incoming) {
+    if (const auto* request = std::get_if<MCPRequest>(&incoming.is)) return request->method == applicationMethod;
+    const auto* notification = std::get_if<MCPNotification>(&incoming.is);
+    return notification != nullptr && notification->method == applicationNotification;
+}
+
 MCPHelperRoute route(const MCPIncoming& incoming, bool youTubeAvailable) {
     using Route = MCPHelperRoute;
+    if (isForApplication(incoming)) return {Route::ForwardToApplication{incoming}};
     return match(
         incoming.is,
-        [&](const MCPRequest& request) {
-            if (request.method == applicationMethod) return Route{Route::ForwardToApplication{incoming}};
-            return Route{Route::Reply{handshakeResponse(request, youTubeAvailable)}};
-        },
-        [&](const MCPNotification& notification) {
-            if (notification.method == applicationNotification) return Route{Route::ForwardToApplication{incoming}};
-            return Route{Route::Ignore{}};
-        },
+        [&](const MCPRequest& request) { return Route{Route::Reply{handshakeResponse(request, youTubeAvailable)}}; },
+        [](const MCPNotification&) { return Route{Route::Ignore{}}; },
         [](const MCPIncoming::Batch&) {
             return Route{Route::ReplyWithoutID{MCPError::invalidRequest("Batch requests are not supported")}};
         },
@@ -70,7 +71,7 @@ MCPHelperRoute route(const MCPIncoming& incoming, bool youTubeAvailable) {
 }
 
 MCPResponse handshakeResponse(const MCPRequest& request, bool youTubeAvailable) {
-    if (request.method == "initialize") return MCPResponse::result(request.id, initializeResult(request));
+    if (request.method == initializeMethod) return MCPResponse::result(request.id, initializeResult(request));
     if (request.method == "tools/list") {
         return MCPResponse::result(request.id,
                                    MCPValue::object({{"tools", MCPToolCatalogue::encodedTools(youTubeAvailable)}}));
