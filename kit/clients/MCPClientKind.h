@@ -22,7 +22,7 @@ inline constexpr std::array allMCPClientKinds = {MCPClientKind::claudeCode, MCPC
 
 /// The kind's name for programs: "claudeCode".
 [[nodiscard]] std::string_view rawValue(MCPClientKind kind);
-/// The kind with this name for programs; absent when there is none.
+/// The kind with this name for programs; absent when there is none. For an application that stores a kind by its name.
 [[nodiscard]] std::optional<MCPClientKind> clientKind(std::string_view rawValue);
 
 /// The kind's name for users: "Claude Code".
@@ -35,7 +35,7 @@ inline constexpr std::array allMCPClientKinds = {MCPClientKind::claudeCode, MCPC
 /// What to tell a user whose entry only the client itself can remove; absent when the application can remove it.
 [[nodiscard]] std::optional<std::string_view> manualRemovalNote(MCPClientKind kind);
 
-/// The kind's name for programs. Deliberate: only written, never read.
+/// The kind's name for programs, for records that contain a kind. Deliberate: only written, never read.
 template <>
 struct Codec<MCPClientKind> {
     static MCPValue encode(MCPClientKind kind) { return rawValue(kind); }

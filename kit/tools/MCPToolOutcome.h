@@ -77,6 +77,7 @@ struct MCPToolOutcome {
 
 } // namespace VostelMCPKit
 
+/// For an application that keeps outcomes in an unordered container. Consistent with equality.
 template <>
 struct std::hash<VostelMCPKit::MCPToolOutcome> {
     std::size_t operator()(const VostelMCPKit::MCPToolOutcome& outcome) const noexcept;

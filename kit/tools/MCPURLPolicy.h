@@ -84,6 +84,7 @@ Decision evaluate(std::string_view url, std::nullptr_t) = delete;
 
 } // namespace VostelMCPKit::MCPURLPolicy
 
+/// For an application that keeps decisions in an unordered container. Consistent with equality.
 template <>
 struct std::hash<VostelMCPKit::MCPURLPolicy::Decision> {
     std::size_t operator()(const VostelMCPKit::MCPURLPolicy::Decision& decision) const noexcept;

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <poll.h>
+#include <unistd.h>
 
 namespace vostel_tests {
 namespace {
@@ -38,8 +39,10 @@ TEST(KitPage, shows_the_source_of_its_program) {
 
 TEST(KitPage, its_program_answers_the_server) {
     const TemporaryFolder home;
-    const auto program = posix::ChildProcess::start(
-        ANSWERING_APPLICATION, {(home / "Library/Application Support").string()}, /*environment=*/{});
+    const auto program = posix::ChildProcess::start({.executable = ANSWERING_APPLICATION,
+                                                     .arguments = {(home / "Library/Application Support").string()},
+                                                     .environment = posix::currentEnvironment(),
+                                                     .error = STDERR_FILENO});
     ASSERT_TRUE(program);
     ASSERT_TRUE(isServed(socketPath(home.path())));
     ServerProcess server{{.home = home.path()}};
