@@ -14,7 +14,6 @@ namespace vostel_companion {
 using vostel_tests::written;
 using VostelMCPKit::MCPTool;
 using VostelMCPKit::MCPValue;
-using VostelMCPKit::MCPToolCatalogue::tools;
 
 namespace {
 
@@ -104,7 +103,7 @@ struct Announced {
 };
 
 Announced announced(const std::string& name) {
-    for (const MCPTool& tool : tools(/*youTubeAvailable=*/true)) {
+    for (const MCPTool& tool : VostelMCPKit::MCPToolCatalogue::tools(/*youTubeAvailable=*/true)) {
         if (tool.name != name) continue;
         return {written(reduced(tool.inputSchema.value, Required::kept)),
                 written(reduced(tool.outputSchema.value().value, Required::leftOut))};
@@ -123,7 +122,8 @@ void expectAnnounced() {
     (expectOne(static_cast<const Signatures*>(nullptr)), ...);
 
     std::set<std::string> names;
-    for (const MCPTool& tool : tools(/*youTubeAvailable=*/true)) names.insert(tool.name);
+    for (const MCPTool& tool : VostelMCPKit::MCPToolCatalogue::tools(/*youTubeAvailable=*/true))
+        names.insert(tool.name);
     EXPECT_EQ(names, (std::set<std::string>{Signatures::name...}));
 }
 
