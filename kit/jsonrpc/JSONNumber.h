@@ -14,8 +14,9 @@ namespace VostelMCPKit {
 /// for a value beyond the doubles.
 [[nodiscard]] std::optional<MCPValue> numberFromDecimal(std::string_view token);
 
-/// Appends the shortest text that reads back as `value`, which is finite: plain for 1e-5 <= |value| < 1e16, with an
-/// exponent otherwise ("1e+16"), and without a fraction when the value is integral.
+/// Appends `value`, which is finite, with the fewest digits that read back as it: "0.1", never "0.1000000000000000055".
+/// Plain for zero and for 1e-5 <= |value| < 1e16, without a fraction when the value is integral; with an exponent of a
+/// sign and at least two digits otherwise ("1e+16", "1e-06"), which is not always the shortest text.
 void appendDecimal(double value, Bytes& out);
 
 } // namespace VostelMCPKit

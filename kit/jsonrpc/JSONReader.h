@@ -9,6 +9,9 @@
 
 namespace VostelMCPKit {
 
+///     const auto value = readJSON(text);
+///     if (!value) return fail(value.error().description());
+///
 /// Reads the one JSON value that `text` holds, white space around it allowed. Values nest to any depth. Of repeated
 /// keys in one object the last one wins. Fails on anything outside the grammar, on text that is not UTF-8, on half a
 /// surrogate pair, and on a number beyond the doubles. Thread-safe; keeps no state between calls.

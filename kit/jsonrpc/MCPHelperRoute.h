@@ -1,4 +1,4 @@
-// Where one incoming message goes.
+// Where one incoming message goes; MCPDispatchLogic::route says it.
 #pragma once
 
 #include "kit/jsonrpc/MCPIncoming.h"
@@ -7,7 +7,7 @@
 
 namespace VostelMCPKit {
 
-/// Its cases list their fields for the sake of hashing.
+/// A plain value. Its cases list their fields only to be hashable.
 struct MCPHelperRoute {
     /// Written as one line.
     struct Reply {

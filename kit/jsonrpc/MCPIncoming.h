@@ -1,5 +1,6 @@
-// What one line of standard input turned out to be. Its cases have no text form of their own; they list their fields
-// for the sake of hashing.
+// What one line of standard input turned out to be; MCPDispatchLogic::classify says it.
+//
+// The cases have no JSON form of their own. They list their fields only to be hashable.
 #pragma once
 
 #include "kit/jsonrpc/MCPMessages.h"
@@ -9,6 +10,7 @@
 
 namespace VostelMCPKit {
 
+/// A plain value. Read it with match, one lambda for each case.
 struct MCPIncoming {
     /// A JSON array; its elements are kept as they are and not examined.
     struct Batch {

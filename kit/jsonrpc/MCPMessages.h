@@ -1,4 +1,7 @@
-// The JSON-RPC 2.0 messages exchanged with the AI client.
+// The JSON-RPC 2.0 messages exchanged with the AI client: plain values, hashable, safe on any thread.
+//
+//     Bytes line;
+//     if (appendLine(MCPResponse::result(request.id, value), line)) send(std::move(line));
 //
 // Deliberate: reading is lenient about `jsonrpc`, whose text is never checked, and turns missing params into JSON null;
 // it is strict about the identifier and about a response carrying either a result or an error.
@@ -18,6 +21,7 @@ namespace VostelMCPKit {
 struct MCPRequest {
     MCPRequestID id;
     std::string method;
+    /// Present after reading, as null when the message has none; see orNull.
     std::optional<MCPValue> params;
 
     static void codingKeys(auto& self, auto& key) {
@@ -44,7 +48,9 @@ struct MCPNotification {
     bool operator==(const MCPNotification&) const = default;
 };
 
+/// The answer to a request.
 struct MCPResponse {
+    /// The result, any JSON, or the error.
     using Outcome = std::variant<MCPValue, MCPError>;
 
     MCPRequestID id;

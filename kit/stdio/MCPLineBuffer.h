@@ -7,7 +7,9 @@
 
 namespace VostelMCPKit {
 
-/// A plain value; a line is kept, at any length, until its line feed arrives.
+/// A plain value, not thread-safe. A line is kept in memory, at any length, until its line feed arrives.
+///
+///     for (const std::string& line : buffer.append(received)) handle(line);
 class MCPLineBuffer {
 public:
     /// Takes the next bytes and returns the lines that they complete, without their line feeds. A carriage return is a
@@ -15,7 +17,7 @@ public:
     [[nodiscard]] std::vector<std::string> append(std::string_view data);
 
 private:
-    /// Everything behind the last line feed.
+    /// Everything after the last line feed.
     std::string pending_;
 };
 

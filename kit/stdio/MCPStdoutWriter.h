@@ -17,12 +17,13 @@
 
 namespace VostelMCPKit {
 
-/// A write operation reported that it wrote nothing.
+/// The write operation reported that it wrote nothing.
 enum class MCPStdioError { noProgress };
 
 using MCPWriteError = std::variant<MCPStdioError, PosixError>;
 
-/// The bytes are written as they are: the caller has appended the line feed.
+/// An actor: `send` may be called from any thread. The bytes are written as they are; the caller appends the line feed
+/// (see appendLine). The writer must outlive its running operations.
 class MCPStdoutWriter final : public Actor {
 public:
     /// Writes some prefix of the bytes and returns its length, at least one. Called from any thread, one call at a

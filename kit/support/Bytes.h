@@ -14,6 +14,9 @@
 namespace VostelMCPKit {
 
 /// Owns its memory; moved, never copied. Not thread-safe. Running out of memory ends the process.
+///
+///     Bytes line;
+///     if (writeJSON(value, line)) write(line.span());
 class Bytes final {
 public:
     Bytes() = default;

@@ -10,10 +10,15 @@
 
 namespace VostelMCPKit {
 
+/// A plain value.
 struct UUID {
     std::array<std::uint8_t, 16> bytes{};
 
-    /// A version 4 UUID (RFC 9562) from sixteen random bytes.
+    /// A version 4 UUID (RFC 9562) from sixteen random bytes. The kit asks no system for them:
+    ///
+    ///     std::array<std::uint8_t, 16> random;
+    ///     if (getentropy(random.data(), random.size()) != 0) return fail();
+    ///     const UUID id = UUID::fromRandom(random);
     [[nodiscard]] static UUID fromRandom(std::array<std::uint8_t, 16> random);
     /// Reads the canonical 8-4-4-4-12 form in either letter case.
     [[nodiscard]] static std::optional<UUID> parse(std::string_view text);

@@ -1,4 +1,7 @@
 // Reading a tagged union: one lambda per case, so that the compiler finds the missing one.
+//
+//     const std::string text = match(outcome.is, [](const Found& found) { return found.name; },
+//                                    [](const Missing&) { return std::string{"nothing"}; });
 #pragma once
 
 #include <variant>

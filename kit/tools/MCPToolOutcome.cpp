@@ -32,7 +32,7 @@ std::size_t
 std::hash<VostelMCPKit::MCPToolOutcome>::operator()(const VostelMCPKit::MCPToolOutcome& outcome) const noexcept {
     using namespace VostelMCPKit;
     const auto hashOf = [&](const MCPValue& first, const MCPValue& second) {
-        return MCPValue::array({static_cast<std::int64_t>(outcome.is.index()), first, second}).hash();
+        return MCPValue::array({outcome.is.index(), first, second}).hash();
     };
     return match(
         outcome.is, [&](const MCPToolOutcome::Text& ran) { return hashOf(ran.text, ran.structured.value_or(nullptr)); },
