@@ -11,16 +11,14 @@ namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 
-bool isJoiner(utf8proc_int32_t codePoint) { return codePoint == 0x200C || codePoint == 0x200D; }
-
-bool showsAsItself(utf8proc_int32_t codePoint) {
-    switch (utf8proc_category(codePoint)) {
+bool showsAsItself(char32_t codePoint) {
+    switch (utf8proc_category(static_cast<utf8proc_int32_t>(codePoint))) {
     case UTF8PROC_CATEGORY_CC:
     case UTF8PROC_CATEGORY_ZL:
     case UTF8PROC_CATEGORY_ZP:
         return false;
     case UTF8PROC_CATEGORY_CF:
-        return isJoiner(codePoint);
+        return VostelMCPKit::isJoiner(codePoint);
     default:
         return true;
     }
@@ -29,11 +27,8 @@ bool showsAsItself(utf8proc_int32_t codePoint) {
 } // namespace
 
 char32_t takePrintable(std::string_view& text) {
-    utf8proc_int32_t codePoint = -1;
-    const utf8proc_ssize_t length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                                     static_cast<utf8proc_ssize_t>(text.size()), &codePoint);
-    text.remove_prefix(length > 0 ? static_cast<std::size_t>(length) : 1);
-    return length > 0 && showsAsItself(codePoint) ? static_cast<char32_t>(codePoint) : replacement;
+    const auto codePoint = VostelMCPKit::takeCodePoint(text);
+    return codePoint && showsAsItself(*codePoint) ? *codePoint : replacement;
 }
 
 std::string printable(std::string_view text) {

@@ -25,12 +25,10 @@ struct Character {
 
 /// Takes the first character off `text`, which is not empty.
 Character take(std::string_view& text) {
-    utf8proc_int32_t codePoint = 0;
-    const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                         static_cast<utf8proc_ssize_t>(text.size()), &codePoint);
-    const std::string_view bytes = text.substr(0, length > 0 ? static_cast<std::size_t>(length) : 1);
-    text.remove_prefix(bytes.size());
-    return {length > 0 ? static_cast<char32_t>(codePoint) : replacementCharacter, VostelMCPKit::trimmed(bytes).empty()};
+    const std::string_view before = text;
+    const auto codePoint = VostelMCPKit::takeCodePoint(text);
+    const std::string_view bytes = before.substr(0, before.size() - text.size());
+    return {codePoint.value_or(replacementCharacter), VostelMCPKit::trimmed(bytes).empty()};
 }
 
 bool isASCIILetter(char32_t codePoint) { return (codePoint | 0x20U) >= 'a' && (codePoint | 0x20U) <= 'z'; }
@@ -38,8 +36,6 @@ bool isASCIILetter(char32_t codePoint) { return (codePoint | 0x20U) >= 'a' && (c
 utf8proc_category_t categoryOf(char32_t codePoint) {
     return utf8proc_category(static_cast<utf8proc_int32_t>(codePoint));
 }
-
-bool isJoiner(char32_t codePoint) { return codePoint == 0x200C || codePoint == 0x200D; }
 
 /// Scripts written without spaces between words. utf8proc knows categories, not scripts.
 bool isUnseparatedScript(char32_t codePoint) {
@@ -223,7 +219,7 @@ std::string normalizedWord(std::string_view word) {
         const auto category = categoryOf(codePoint);
         const bool isInvisible = category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_CF ||
                                  category == UTF8PROC_CATEGORY_CN || category == UTF8PROC_CATEGORY_CO;
-        if (isInvisible && !isJoiner(codePoint)) continue;
+        if (isInvisible && !VostelMCPKit::isJoiner(codePoint)) continue;
         if (isSpaceDue) {
             kept += ' ';
             ++length;

@@ -1,5 +1,7 @@
 #include "kit/support/CharacterCount.h"
 
+#include "kit/support/Unicode.h"
+
 #include <cstdint>
 #include <cstring>
 #include <utf8proc.h>
@@ -11,8 +13,8 @@ namespace {
 constexpr std::uint64_t onePerByte = 0x0101010101010101U;
 constexpr std::uint64_t highBits = 0x80U * onePerByte;
 
-/// Whether each of the eight bytes is a character of its own when none but such bytes stand around it: ASCII without
-/// carriage returns, which would form one character with a line feed.
+/// Whether each of the eight bytes is a character of its own among bytes of this kind: ASCII without carriage returns,
+/// which form one character with a line feed.
 bool isPlain(std::uint64_t word) {
     const std::uint64_t isReturn = word ^ ('\r' * onePerByte);
     return ((word | (isReturn - onePerByte)) & highBits) == 0;
@@ -43,19 +45,14 @@ CharacterCount countCharacters(std::string_view text, std::size_t prefixCharacte
             }
         }
 
-        utf8proc_int32_t codePoint = 0;
-        auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + offset),
-                                       static_cast<utf8proc_ssize_t>(text.size() - offset), &codePoint);
-        if (length <= 0) {
-            length = 1;
-            codePoint = 0xFFFD;
-        }
+        std::string_view rest = text.substr(offset);
+        const auto codePoint = static_cast<utf8proc_int32_t>(takeCodePoint(rest).value_or(0xFFFD));
         if (utf8proc_grapheme_break_stateful(previous, codePoint, &state)) {
             if (count.characters == prefixCharacters) count.prefixBytes = offset;
             ++count.characters;
         }
         previous = codePoint;
-        offset += static_cast<std::size_t>(length);
+        offset = text.size() - rest.size();
     }
     return count;
 }

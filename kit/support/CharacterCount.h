@@ -9,14 +9,18 @@ namespace VostelMCPKit {
 struct CharacterCount {
     /// All characters of the text.
     std::size_t characters = 0;
-    /// Bytes of the first characters, as many as were asked for; of the whole text when it has no more.
+    /// How many bytes the first `prefixCharacters` characters have; the size of the text when it has no more
+    /// characters.
     std::size_t prefixBytes = 0;
 
     bool operator==(const CharacterCount&) const = default;
 };
 
 /// Counts the characters of `text` (UTF-8) and finds where the first `prefixCharacters` of them end, in one pass. A
-/// byte that is no UTF-8 counts as a character that stands for itself.
+/// byte that is not UTF-8 counts like U+FFFD. Thread-safe.
+///
+///     const CharacterCount count = countCharacters(text, 500'000);
+///     if (count.characters > 500'000) text.resize(count.prefixBytes);
 [[nodiscard]] CharacterCount countCharacters(std::string_view text, std::size_t prefixCharacters);
 
 } // namespace VostelMCPKit

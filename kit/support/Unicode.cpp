@@ -65,6 +65,13 @@ std::size_t validUTF8Prefix(std::string_view bytes) {
 
 bool isValidUTF8(std::string_view bytes) { return isASCII(bytes) || validUTF8Prefix(bytes) == bytes.size(); }
 
+std::optional<char32_t> takeCodePoint(std::string_view& text) {
+    const auto [codePoint, length] = firstCodePoint(text);
+    text.remove_prefix(length);
+    if (codePoint < 0) return std::nullopt;
+    return static_cast<char32_t>(codePoint);
+}
+
 std::string repairedUTF8(std::string_view bytes) {
     std::string repaired;
     while (!bytes.empty()) {
