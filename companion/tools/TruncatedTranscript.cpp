@@ -26,10 +26,9 @@ std::string TruncatedTranscript::shown(std::size_t parts) {
 
     std::string_view beginning = std::string_view{text_}.substr(0, parts > 0 ? ends_[parts - 1] : 0);
     beginning = beginning.substr(0, VostelMCPKit::validUTF8Prefix(beginning));
-    const auto shownCharacters = static_cast<std::int64_t>(countCharacters(beginning, 0).characters);
+    const std::size_t shownCharacters = countCharacters(beginning, 0).characters;
     return std::string{beginning} +
-           MCPOutputLimit::truncationNotice({.shown = shownCharacters, .full = static_cast<std::int64_t>(characters_)},
-                                            savedAt());
+           MCPOutputLimit::truncationNotice({.shown = shownCharacters, .full = characters_}, savedAt());
 }
 
 const std::optional<std::string>& TruncatedTranscript::savedAt() {

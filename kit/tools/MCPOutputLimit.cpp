@@ -1,10 +1,10 @@
 #include "kit/tools/MCPOutputLimit.h"
 
+#include "kit/jsonrpc/MCPObjectBuilder.h"
 #include "kit/support/CharacterCount.h"
 
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace VostelMCPKit::MCPOutputLimit {
 
@@ -12,18 +12,19 @@ Shaped shape(std::string text, const std::optional<std::string>& transcriptPath)
     const auto [characters, shownBytes] = countCharacters(text, limit);
     if (characters <= limit) return {std::move(text), std::nullopt};
 
-    const auto shown = static_cast<std::int64_t>(limit);
-    const auto full = static_cast<std::int64_t>(characters);
     // A new text: a shortened one would keep the memory of the whole.
     std::string cut;
-    const std::string notice = truncationNotice({.shown = shown, .full = full}, transcriptPath);
+    const std::string notice = truncationNotice({.shown = limit, .full = characters}, transcriptPath);
     cut.reserve(shownBytes + notice.size());
     cut.append(text, 0, shownBytes);
     cut += notice;
 
-    std::vector<MCPValue::Member> record = {{"truncated", true}, {"shownLength", shown}, {"originalLength", full}};
-    if (transcriptPath) record.push_back({"transcriptPath", *transcriptPath});
-    return {std::move(cut), MCPValue::object(std::move(record))};
+    MCPObjectBuilder record;
+    record.add("truncated", true)
+        .add("shownLength", limit)
+        .add("originalLength", characters)
+        .addIfPresent("transcriptPath", transcriptPath);
+    return {std::move(cut), record.take()};
 }
 
 std::string truncationNotice(Lengths lengths, const std::optional<std::string>& transcriptPath) {

@@ -8,7 +8,6 @@
 #include "kit/jsonrpc/MCPValue.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -42,9 +41,9 @@ struct Shaped {
 /// Write the names at the call: `truncationNotice({.shown = 500'000, .full = 600'000}, path)`.
 struct Lengths {
     /// In characters.
-    std::int64_t shown;
+    std::size_t shown;
     /// In characters.
-    std::int64_t full;
+    std::size_t full;
 };
 
 /// The notice that `shape` appends. For an application that cuts a text by a rule of its own.
