@@ -36,7 +36,7 @@ bool LineChannel::waitsFor(std::coroutine_handle<> consumer, VostelMCPKit::Execu
     return true;
 }
 
-/// Unlocks first, so that the consumer does not wake up to a closed door. Until it is posted it cannot go away.
+/// Unlocks before posting, so the consumer does not block on the mutex. The consumer stays alive until it is posted.
 void LineChannel::wakeConsumer(std::unique_lock<std::mutex> lock) {
     const auto consumer = std::exchange(consumer_, nullptr);
     VostelMCPKit::Executor* const executor = consumerExecutor_;

@@ -1,6 +1,7 @@
 #include "server/MCPCallProxy.h"
 
 #include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/support/outOfMemory.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "server/sendLine.h"
 
@@ -10,16 +11,13 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// From here on, in bytes, what a response leaves in the allocator is more than a helper may idle with.
-constexpr std::size_t largeLine = 4 << 20;
-
 std::optional<MCPValue> progressToken(const MCPRequest& request) {
     const MCPValue* token = orNull(request.params).find("_meta", "progressToken");
     if (token == nullptr) return std::nullopt;
     return *token;
 }
 
-/// The external key that a notifications/cancelled names; absent when its requestId is no possible id.
+/// The external key that a notifications/cancelled names; absent when its requestId cannot be an id.
 std::optional<std::string> cancelledKey(const MCPNotification& notification) {
     const MCPValue* id = orNull(notification.params).find("requestId");
     if (id == nullptr) return std::nullopt;
@@ -41,10 +39,16 @@ std::shared_ptr<LineGate> linesOf(const std::shared_ptr<CallCancellation>& cance
     return {cancellation, &cancellation->lines()};
 }
 
-/// Empty, which writes nothing, when the response holds a number without value.
-Bytes encodedLine(const MCPResponse& response) {
+/// Empty, which writes nothing, when the response holds a number that is not finite.
+Bytes responseLine(const MCPRequestID& id, std::expected<MCPWireResponse, MCPSocketClient::Failure> outcome) {
     Bytes line;
-    std::ignore = appendLine(response, line);
+    const auto encode = [&](const MCPResponse& answer) { std::ignore = appendLine(answer, line); };
+    withinMemory([&] { encode(response(id, std::move(outcome))); },
+                 [&] {
+                     line = {};
+                     const MCPSocketClient::Failure failure{MCPSocketClient::OutOfMemory{}};
+                     encode(MCPResponse::failure(id, MCPError::internalError(failure.description())));
+                 });
     return line;
 }
 
@@ -106,14 +110,14 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies
     auto outcome = co_await dependencies.socketClient.send(std::move(request), std::move(progress), cancellation);
     const auto proxy = weakProxy.lock();
     if (!proxy) co_return;
-    auto line = encodedLine(response(call.requestID, std::move(outcome)));
-    const bool isLarge = line.size() > largeLine;
+    auto line = responseLine(call.requestID, std::move(outcome));
+    const std::size_t length = line.size();
     // A cancelled call does not wait for the writer's turn. The writer asks again when the line begins.
     const bool mayAnswer = co_await proxy->mayAnswer(call.wireID);
     // A response that cannot be written is dropped: nobody is left to tell.
     if (mayAnswer) std::ignore = co_await dependencies.standardOutput.send(std::move(line), linesOf(cancellation));
     co_await proxy->finish(std::move(call));
-    if (isLarge) dependencies.releaseFreeMemory();
+    dependencies.memory.release(length);
 }
 
 Task<bool> MCPCallProxy::mayAnswer(std::string wireID) {
@@ -145,7 +149,9 @@ Task<void> MCPCallProxy::forward(std::vector<MCPWireProgress> progress) {
         }
         if (lines.empty() || task == tasks_.end()) continue;
         auto gate = linesOf(task->second);
+        const std::size_t length = lines.size();
         std::ignore = co_await dependencies_.standardOutput.send(std::move(lines), std::move(gate));
+        dependencies_.memory.release(length);
     }
 }
 

@@ -7,6 +7,7 @@
 #include "kit/stdio/MCPStdoutWriter.h"
 #include "kit/wire/MCPCancellationRegistry.h"
 #include "server/MCPSocketClient.h"
+#include "server/MemoryTrimmer.h"
 #include "server/PendingCancellations.h"
 
 #include <expected>
@@ -31,9 +32,7 @@ public:
         VostelMCPKit::Executor& calls;
         /// A fresh wire id for each call.
         std::function<std::expected<VostelMCPKit::UUID, VostelMCPKit::PosixError>()> makeUUID;
-        /// Gives what the allocator keeps back to the system; called when a large response is done with. Takes
-        /// milliseconds.
-        std::function<void()> releaseFreeMemory;
+        MemoryTrimmer& memory;
     };
 
     MCPCallProxy(VostelMCPKit::Executor& executor, Dependencies dependencies)

@@ -1,22 +1,38 @@
 #include "server/MCPHandshake.h"
 
 #include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/support/outOfMemory.h"
 #include "server/sendLine.h"
 
 namespace vostel_mcp {
 
 using namespace VostelMCPKit;
 
+namespace {
+
+/// A line that takes more memory than there is has an answer without an id, like one that is not JSON.
+MCPIncoming classified(const std::string& line) {
+    return withinMemory([&] { return MCPDispatchLogic::classify(line); },
+                        [] {
+                            auto error = MCPError::internalError("There is not enough memory for this message.");
+                            return MCPIncoming{MCPIncoming::Malformed{std::move(error)}};
+                        });
+}
+
+} // namespace
+
 Task<void> MCPHandshake::serve() {
     for (;;) {
         auto line = co_await lines_.next();
         if (!line) co_return;
+        const std::size_t length = line->size();
         co_await handle(*std::move(line));
+        memory_.release(length);
     }
 }
 
 Task<void> MCPHandshake::handle(std::string line) {
-    MCPIncoming incoming = MCPDispatchLogic::classify(line);
+    MCPIncoming incoming = classified(line);
     // A line may be many megabytes long, and the message holds all of it that counts.
     std::string{}.swap(line);
     const auto* request = std::get_if<MCPRequest>(&incoming.is);

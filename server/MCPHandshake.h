@@ -1,4 +1,4 @@
-// The server loop: takes one line after the other, answers what the server answers by itself, and hands the rest to the
+// The server loop: takes one line after the other, answers what the server answers itself, and hands the rest to the
 // call proxy.
 #pragma once
 
@@ -8,6 +8,7 @@
 #include "kit/wire/MCPClientInfo.h"
 #include "server/LineChannel.h"
 #include "server/MCPCallProxy.h"
+#include "server/MemoryTrimmer.h"
 
 #include <expected>
 #include <memory>
@@ -20,9 +21,9 @@ public:
     using Forwarding = std::expected<std::shared_ptr<MCPCallProxy>, VostelMCPKit::ConnectError>;
 
     MCPHandshake(LineChannel& lines, VostelMCPKit::MCPStdoutWriter& standardOutput, Forwarding forwarding,
-                 bool youTubeAvailable)
+                 bool youTubeAvailable, MemoryTrimmer& memory)
         : lines_{lines}, standardOutput_{standardOutput}, forwarding_{std::move(forwarding)},
-          youTubeAvailable_{youTubeAvailable} {}
+          youTubeAvailable_{youTubeAvailable}, memory_{memory} {}
 
     /// Ends with the lines. A line is handled completely, its reply written, before the next one is looked at; calls
     /// that still run are left alone.
@@ -36,6 +37,7 @@ private:
     VostelMCPKit::MCPStdoutWriter& standardOutput_;
     const Forwarding forwarding_;
     const bool youTubeAvailable_;
+    MemoryTrimmer& memory_;
     /// Replaced by each initialize that says who the client is.
     VostelMCPKit::MCPClientInfo clientInfo_{"unknown client", std::nullopt};
 };

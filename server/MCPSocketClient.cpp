@@ -1,6 +1,7 @@
 #include "server/MCPSocketClient.h"
 
 #include "kit/support/match.h"
+#include "kit/support/outOfMemory.h"
 #include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
@@ -38,13 +39,19 @@ std::expected<void, Failure> writeAll(int socket, Bytes frame) {
     return {};
 }
 
+/// What withinMemory gives when the memory does not suffice.
+constexpr auto noMemory = [] { return std::unexpected(failure(MCPSocketClient::OutOfMemory{})); };
+
 /// Holds nothing of what the frame was made of while it is being written, which may take long.
-std::expected<void, Failure> writeRequest(int socket, MCPWireRequest request, CallCancellation& cancellation) {
-    auto frame = frameBytes(MCPWireInboundFrame{std::move(request)});
+std::expected<void, Failure> writeRequest(int socket, MCPWireRequest request, CallCancellation& cancellation,
+                                          MemoryTrimmer& memory) {
+    auto frame = withinMemory([&] { return frameBytes(MCPWireInboundFrame{std::move(request)}); }, noMemory);
     if (!frame) return std::unexpected(frame.error());
     if (!cancellation.mayBeginRequest()) return std::unexpected(failure(MCPSocketClient::Cancelled{}));
+    const std::size_t length = frame->size();
     auto written = writeAll(socket, *std::move(frame));
     cancellation.endRequest();
+    memory.release(length);
     return written;
 }
 
@@ -72,25 +79,25 @@ public:
         const ssize_t count = recv(socket_, pending_.room(length), length, 0);
         if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
         pending_.grow(static_cast<std::size_t>(count));
+        received_ += static_cast<std::size_t>(count);
         return {};
     }
 
+    /// In bytes.
+    [[nodiscard]] std::size_t received() const { return received_; }
+
 private:
     const int socket_;
+    std::size_t received_ = 0;
     Bytes pending_;
     std::size_t consumed_ = 0;
 };
 
-/// The whole conversation of one call. Blocks until the response, which is the first one on the connection.
-Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress,
-                  CallCancellation& cancellation) {
-    const auto written = writeRequest(socket.get(), std::move(request), cancellation);
-    if (!written) return std::unexpected(written.error());
-
-    FrameReader reader{socket.get()};
+/// Reads up to the response, which is the first one on the connection.
+Response readResponse(FrameReader& reader, const MCPSocketClient::Progress& progress) {
     std::vector<MCPWireProgress> reports;
     for (;;) {
-        auto next = reader.nextPending();
+        auto next = withinMemory([&] { return reader.nextPending(); }, noMemory);
         if (next) {
             auto& frame = *next;
             auto* report = frame ? std::get_if<MCPWireProgress>(&frame->is) : nullptr;
@@ -103,8 +110,20 @@ Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MC
         if (!reports.empty()) progress(std::exchange(reports, {}));
         if (!next) return std::unexpected(std::move(next.error()));
         if (auto& frame = *next) return std::get<MCPWireResponse>(std::move(frame->is));
-        if (const auto read = reader.read(); !read) return std::unexpected(read.error());
+        const auto read = withinMemory([&] { return reader.read(); }, noMemory);
+        if (!read) return std::unexpected(read.error());
     }
+}
+
+/// The whole conversation of one call. Blocks until the response.
+Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress,
+                  CallCancellation& cancellation, MemoryTrimmer& memory) {
+    const auto written = writeRequest(socket.get(), std::move(request), cancellation, memory);
+    if (!written) return std::unexpected(written.error());
+    FrameReader reader{socket.get()};
+    Response response = readResponse(reader, progress);
+    memory.release(reader.received());
+    return response;
 }
 
 } // namespace
@@ -114,6 +133,7 @@ std::string MCPSocketClient::Failure::description() const {
         is,
         [](ClientError) { return std::string{"Vostel closed the connection before it answered. Please try again."}; },
         [](Cancelled) { return std::string{"The call was cancelled."}; },
+        [](OutOfMemory) { return std::string{"There is not enough memory for the call and its answer."}; },
         [](const ConnectError& error) { return error.errorDescription(); },
         [](const PosixError& error) { return "Vostel could not be reached: " + error.systemText() + "."; },
         [](const MCPWireError& error) { return error.description(); },
@@ -121,7 +141,7 @@ std::string MCPSocketClient::Failure::description() const {
             return "Vostel sent an answer that could not be read: " + error.description() + ".";
         },
         [](EncodingError) {
-            return std::string{"The call could not be sent because it holds a number without value."};
+            return std::string{"The call could not be sent because an argument is not a finite number."};
         });
 }
 
@@ -148,7 +168,9 @@ Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress,
         socket = co_await launchAndWait();
         if (!socket) co_return std::unexpected(std::move(socket.error()));
     }
-    auto work = [&] { return exchange(*std::move(socket), std::move(request), progress, *cancellation); };
+    auto work = [&] {
+        return exchange(*std::move(socket), std::move(request), progress, *cancellation, system_.memory);
+    };
     Response response = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
     if (!response) co_return response;
     const auto* error = std::get_if<MCPWireError>(&response->outcome);

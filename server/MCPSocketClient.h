@@ -1,8 +1,8 @@
 // Carries one tool call to the application and brings back its progress and its response, over a connection of its own.
 // When nobody listens it launches the application, once per call, and waits for the socket to appear.
 //
-// Everything that blocks runs on a thread of its own, so that the coroutines never do. The client holds no state beside
-// its construction: one instance serves any number of calls at once.
+// Everything that blocks runs on a thread of its own, so coroutines never block. The client has no state that changes:
+// one instance serves any number of calls at once.
 #pragma once
 
 #include "kit/jsonrpc/DecodingError.h"
@@ -12,6 +12,7 @@
 #include "posix/FileDescriptor.h"
 #include "server/CallCancellation.h"
 #include "server/MCPAppLauncher.h"
+#include "server/MemoryTrimmer.h"
 
 #include <chrono>
 #include <functional>
@@ -32,9 +33,14 @@ public:
         bool operator==(const Cancelled&) const = default;
     };
 
+    /// The call or its answer takes more memory than there is.
+    struct OutOfMemory {
+        bool operator==(const OutOfMemory&) const = default;
+    };
+
     /// Why a call brought no response.
     struct Failure {
-        std::variant<ClientError, Cancelled, VostelMCPKit::ConnectError, VostelMCPKit::PosixError,
+        std::variant<ClientError, Cancelled, OutOfMemory, VostelMCPKit::ConnectError, VostelMCPKit::PosixError,
                      VostelMCPKit::MCPWireError, VostelMCPKit::DecodingError, VostelMCPKit::EncodingError>
             is;
 
@@ -54,6 +60,7 @@ public:
         posix::ThreadStarter startThread;
         std::function<std::chrono::steady_clock::time_point()> now;
         std::function<void(std::chrono::duration<double>)> sleep;
+        MemoryTrimmer& memory;
     };
 
     /// Fails when the socket's path does not fit a socket address.

@@ -1,6 +1,7 @@
 #include "server/MCPStdio.h"
 
 #include "kit/stdio/MCPLineBuffer.h"
+#include "kit/support/outOfMemory.h"
 
 #include <cerrno>
 #include <climits>
@@ -38,6 +39,16 @@ bool mayRetry(int descriptor, short event) {
     return waitUntilReady(descriptor, event);
 }
 
+/// The lines that `bytes` complete. A line that takes more memory than there is is dropped: what follows of it is read
+/// as a line, which cannot be a message.
+std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std::string_view bytes) {
+    return VostelMCPKit::withinMemory([&] { return buffer.append(bytes); },
+                                      [&] {
+                                          buffer = {};
+                                          return std::vector<std::string>{};
+                                      });
+}
+
 void readLines(int descriptor, LineChannel& lines) {
     VostelMCPKit::MCPLineBuffer buffer;
     char bytes[65'536];
@@ -45,7 +56,7 @@ void readLines(int descriptor, LineChannel& lines) {
         const ssize_t count = read(descriptor, bytes, sizeof bytes);
         if (count < 0 && mayRetry(descriptor, POLLIN)) continue;
         if (count <= 0) break;
-        lines.push(buffer.append({bytes, static_cast<std::size_t>(count)}));
+        lines.push(completeLines(buffer, {bytes, static_cast<std::size_t>(count)}));
     }
     lines.finish();
 }

@@ -12,7 +12,7 @@
 namespace vostel_mcp::MCPStdio {
 
 /// Starts the one thread that reads `descriptor` to its end and publishes every complete line to `lines`, which
-/// outlives it. Bytes behind the last line feed are dropped: a message counts only once its line feed has arrived.
+/// outlives it. Bytes after the last line feed are dropped: a message counts only once its line feed has arrived.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startReadingLines(int descriptor, LineChannel& lines,
                                                                               const posix::ThreadStarter& startThread);
 

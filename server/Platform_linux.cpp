@@ -16,8 +16,8 @@ void keepIdleMemorySmall() {
     // A fixed threshold: left alone, the allocator raises it with each large block that is freed, and keeps later ones.
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
     mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
-    // Every call has threads of its own. An arena for each would scatter what they leave behind; in one or two they
-    // would wait for each other.
+    // Every call has threads of its own. An arena for each would scatter free memory; in one or two they would wait
+    // for each other.
     mallopt(M_ARENA_MAX, 8);
 }
 

@@ -7,7 +7,14 @@ using VostelMCPKit::Task;
 void RunLoop::post(std::coroutine_handle<> continuation) {
     const std::lock_guard lock{mutex_};
     continuations_.push_back(continuation);
-    posted_.notify_one();
+    changed_.notify_one();
+}
+
+void RunLoop::requestIdleWork() {
+    const std::lock_guard lock{mutex_};
+    if (idleWorkIsDue_) return;
+    idleWorkIsDue_ = std::chrono::steady_clock::now() + delay_;
+    changed_.notify_one();
 }
 
 void RunLoop::run(Task<void> task) {
@@ -22,10 +29,24 @@ Task<void> RunLoop::running(Task<void> task) {
 
 std::coroutine_handle<> RunLoop::next() {
     std::unique_lock lock{mutex_};
-    posted_.wait(lock, [this] { return !continuations_.empty(); });
+    while (continuations_.empty()) waitForWork(lock);
     const auto continuation = continuations_.front();
     continuations_.pop_front();
     return continuation;
+}
+
+/// Returns when something has changed, or after the idle work.
+void RunLoop::waitForWork(std::unique_lock<std::mutex>& lock) {
+    if (!idleWorkIsDue_) return changed_.wait(lock);
+    if (std::chrono::steady_clock::now() < *idleWorkIsDue_) {
+        const auto due = *idleWorkIsDue_;
+        changed_.wait_until(lock, due);
+        return;
+    }
+    idleWorkIsDue_.reset();
+    lock.unlock();
+    idleWork_();
+    lock.lock();
 }
 
 } // namespace vostel_mcp

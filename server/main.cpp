@@ -1,6 +1,7 @@
 // vostel-mcp: lends the tools of the Vostel application to an AI client that speaks MCP over standard input and output.
 // This page builds everything and hands each object what it uses; the ways of a message begin in MCPHandshake.
 
+#include "kit/support/outOfMemory.h"
 #include "kit/tools/MCPYouTubeAvailability.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "posix/RandomUUID.h"
@@ -10,6 +11,7 @@
 #include "server/MCPCallProxy.h"
 #include "server/MCPHandshake.h"
 #include "server/MCPStdio.h"
+#include "server/MemoryTrimmer.h"
 #include "server/PendingCancellations.h"
 #include "server/Platform.h"
 #include "server/RunLoop.h"
@@ -70,8 +72,10 @@ void writeStartUpLine() {
     }
 }
 
+/// How long after a large message free memory is given back. That takes milliseconds, so not after each one.
+constexpr auto trimDelay = std::chrono::milliseconds{200};
 /// How long the end of the input waits for cancellations that the application has not taken yet.
-constexpr auto drainTimeout = std::chrono::milliseconds{40};
+constexpr auto drainTimeout = std::chrono::milliseconds{30};
 
 } // namespace
 
@@ -82,9 +86,12 @@ int main() {
     raiseDescriptorLimit(originalLimit);
     writeStartUpLine();
 
-    RunLoop mainThread;
+    RunLoop mainThread{trimDelay, releaseFreeMemory};
+    MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }};
     SerialExecutor proxyTurn;
-    SerialExecutor outputTurn;
+    static SerialExecutor outputTurn;
+    // A client must not read half a line, not even from a server that ends for lack of memory.
+    onOutOfMemory([] { outputTurn.close(); });
     InlineExecutor calls;
     LineChannel lines;
     MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); },
@@ -98,17 +105,18 @@ int main() {
                                                   .startThread = posix::startBlockingThread,
                                                   .now = std::chrono::steady_clock::now,
                                                   .sleep = [](auto pause) { std::this_thread::sleep_for(pause); },
+                                                  .memory = memory,
                                               });
     MCPHandshake::Forwarding forwarding = nullptr;
     if (socketClient) {
         forwarding = std::make_shared<MCPCallProxy>(
             proxyTurn, MCPCallProxy::Dependencies{**socketClient, standardOutput, pendingCancellations, calls,
-                                                  posix::freshUUID, releaseFreeMemory});
+                                                  posix::freshUUID, memory});
     } else {
         forwarding = std::unexpected(socketClient.error());
     }
 
-    MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable};
+    MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable, memory};
     if (!MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) std::_Exit(EXIT_FAILURE);
     mainThread.run(handshake.serve());
 

@@ -24,7 +24,7 @@ std::string_view takeLine(std::string_view& lines) {
     fail("a server gave a wrong answer (" + std::string{reason} + "): " + std::string{line.substr(0, shown)});
 }
 
-/// The id stands at one end of the line, whatever the order of keys, so a large result is not searched.
+/// The id is at one end of the line, whatever the order of keys, so a large result is not searched.
 std::optional<std::uint64_t> idOf(std::string_view line) {
     constexpr std::string_view key = "\"id\":";
     constexpr std::size_t reach = 64;

@@ -75,9 +75,9 @@ void printColumns(const std::array<std::string, 7>& columns) {
 
 } // namespace
 
-double Measured::judged() const { return Statistics::median(ratios.empty() ? ours : ratios); }
+double Measured::judged() const { return Statistics::median(ratios.empty() ? subject : ratios); }
 
-void Report::printHeader() { printColumns({"work", "ours", "theirs", "ratio", "in all rounds", "goal", "met"}); }
+void Report::printHeader() { printColumns({"work", "subject", "baseline", "ratio", "in all rounds", "goal", "met"}); }
 
 void Report::print(const Measured& measured) {
     std::string ratio;
@@ -88,8 +88,8 @@ void Report::print(const Measured& measured) {
         range = number(least) + " - " + number(most);
     }
     const char* met = measured.row.goal.isMetBy(measured.judged()) ? "yes" : "NO";
-    printColumns({measured.row.name, withUnit(measured.ours, measured.row.unit),
-                  withUnit(measured.theirs, measured.row.unit), ratio, range, textOf(measured.row.goal),
+    printColumns({measured.row.name, withUnit(measured.subject, measured.row.unit),
+                  withUnit(measured.baseline, measured.row.unit), ratio, range, textOf(measured.row.goal),
                   measured.row.goal.kind == Goal::Kind::none ? "" : met});
 }
 
@@ -103,9 +103,9 @@ void Report::write(const std::filesystem::path& file, const std::vector<Measured
         {"rows", nlohmann::ordered_json::array()},
     };
     for (const Measured& measured : all) {
-        nlohmann::ordered_json row = {{"work", measured.row.name}, {"unit", suffixOf(measured.row.unit)},
-                                      {"ours", measured.ours},     {"theirs", measured.theirs},
-                                      {"ratios", measured.ratios}, {"judged", measured.judged()}};
+        nlohmann::ordered_json row = {{"work", measured.row.name},   {"unit", suffixOf(measured.row.unit)},
+                                      {"subject", measured.subject}, {"baseline", measured.baseline},
+                                      {"ratios", measured.ratios},   {"judged", measured.judged()}};
         if (measured.row.goal.kind != Goal::Kind::none) {
             row["goal"] = textOf(measured.row.goal);
             row["met"] = measured.row.goal.isMetBy(measured.judged());

@@ -1,7 +1,7 @@
-// What a run leaves behind: one table and one file.
+// The result of a run: one table and one file.
 #pragma once
 
-#include "bench/driver/Workouts.h"
+#include "bench/driver/Scenarios.h"
 
 #include <filesystem>
 #include <optional>
@@ -10,12 +10,12 @@
 
 namespace vostel_bench {
 
-/// The figures of all rounds for one row. Round r of a comparison ran ours, theirs, theirs, ours; its ratio is that of
-/// the two means.
+/// The figures of all rounds for one row. Round r of a comparison ran subject, baseline, baseline, subject; its ratio
+/// is that of the two means.
 struct Measured {
     Row row;
-    std::vector<double> ours;
-    std::vector<double> theirs;
+    std::vector<double> subject;
+    std::vector<double> baseline;
     /// One per round. Empty when the goal is for our own figure.
     std::vector<double> ratios;
 

@@ -81,7 +81,7 @@ std::string_view Session::exchange(const Requests& requests, std::size_t lines, 
     std::size_t written = 0;
     std::size_t received = 0;
     std::size_t complete = 0;
-    while (true) {
+    for (;;) {
         const std::size_t unanswered = requests.ends.size() - std::min(complete, requests.ends.size());
         const std::size_t allowed = requests.ends.size() - unanswered + std::min(atOnce, unanswered);
         const std::size_t allowedBytes = allowed == 0 ? 0 : requests.ends[allowed - 1];

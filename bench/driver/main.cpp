@@ -5,7 +5,7 @@
 #include "bench/driver/Footprint.h"
 #include "bench/driver/ProcessFigures.h"
 #include "bench/driver/Report.h"
-#include "bench/driver/Workouts.h"
+#include "bench/driver/Scenarios.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -22,7 +22,6 @@ namespace {
 
 struct Options {
     std::string server;
-    std::string stripped;
     std::string stub;
     std::string peerFolder;
     std::string json;
@@ -66,9 +65,9 @@ private:
 };
 
 /// The peer announces what our own server announces, so both carry the same list.
-std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& ours, Inbox& inbox) {
+std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& subject, Inbox& inbox) {
     constexpr std::uint64_t id = 2;
-    Client client(ours, inbox);
+    Client client(subject, inbox);
     const std::filesystem::path file = home.file("tools.json");
     std::ofstream out(file);
     out << Answers::resultOf(client.session().exchange(Requests::listTools(id), 1), id);
@@ -76,46 +75,46 @@ std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& our
     return file;
 }
 
-std::vector<Measured> measure(const Workout& workout, const Launch& ours, const Launch& theirs, int rounds,
+std::vector<Measured> measure(const Scenario& scenario, const Launch& subject, const Launch& baseline, int rounds,
                               Inbox& inbox) {
     std::vector<Measured> all;
-    for (const Row& row : workout.rows) all.push_back({.row = row, .ours = {}, .theirs = {}, .ratios = {}});
+    for (const Row& row : scenario.rows) all.push_back({.row = row, .subject = {}, .baseline = {}, .ratios = {}});
     for (int round = 0; round < rounds; ++round) {
-        const std::vector<double> first = workout.measure(ours, inbox);
-        const std::vector<double> second = workout.measure(theirs, inbox);
-        const std::vector<double> third = workout.measure(theirs, inbox);
-        const std::vector<double> fourth = workout.measure(ours, inbox);
+        const std::vector<double> first = scenario.measure(subject, inbox);
+        const std::vector<double> second = scenario.measure(baseline, inbox);
+        const std::vector<double> third = scenario.measure(baseline, inbox);
+        const std::vector<double> fourth = scenario.measure(subject, inbox);
         for (std::size_t row = 0; row < all.size(); ++row) {
-            all[row].ours.insert(all[row].ours.end(), {first[row], fourth[row]});
-            all[row].theirs.insert(all[row].theirs.end(), {second[row], third[row]});
+            all[row].subject.insert(all[row].subject.end(), {first[row], fourth[row]});
+            all[row].baseline.insert(all[row].baseline.end(), {second[row], third[row]});
             all[row].ratios.push_back((first[row] + fourth[row]) / (second[row] + third[row]));
         }
     }
     return all;
 }
 
-std::vector<Measured> measureFootprint(const Launch& ours, const Launch& theirs, const std::string& stripped,
+std::vector<Measured> measureFootprint(const Launch& subject, const Launch& baseline, const std::string& server,
                                        Inbox& inbox) {
-    const Footprint our = Footprint::measure(ours, inbox);
-    const Footprint their = Footprint::measure(theirs, inbox);
+    const Footprint ofSubject = Footprint::measure(subject, inbox);
+    const Footprint ofBaseline = Footprint::measure(baseline, inbox);
     std::vector<Measured> all;
-    const auto add = [&all](const char* name, Unit unit, Goal goal, double ourFigure, double theirFigure) {
+    const auto add = [&all](const char* name, Unit unit, Goal goal, double subjectFigure, double baselineFigure) {
         Measured& measured = all.emplace_back();
         measured.row = {name, unit, goal};
-        measured.ours = {ourFigure};
-        measured.theirs = {theirFigure};
+        measured.subject = {subjectFigure};
+        measured.baseline = {baselineFigure};
     };
     constexpr Goal memory{Goal::Kind::atMost, 4};
     constexpr Goal asleep{Goal::Kind::atMost, 0};
     constexpr Goal size{Goal::Kind::atMost, 1.5};
-    add("idle: resident memory", Unit::mebibytes, memory, our.residentMiB, their.residentMiB);
-    add("idle: wake-ups in ten seconds", Unit::count, asleep, our.wakeUpsPerTenSeconds, their.wakeUpsPerTenSeconds);
-    add("idle after a 16 MiB transcript", Unit::mebibytes, {}, our.residentAfterLargeMiB, their.residentAfterLargeMiB);
-    if (!stripped.empty()) {
-        add("executable, stripped", Unit::mebibytes, size,
-            ProcessFigures::mebibytes(std::filesystem::file_size(stripped)), 0);
-        all.back().theirs.clear();
-    }
+    add("idle: resident memory", Unit::mebibytes, memory, ofSubject.residentMiB, ofBaseline.residentMiB);
+    add("idle: wake-ups in ten seconds", Unit::count, asleep, ofSubject.wakeUpsPerTenSeconds,
+        ofBaseline.wakeUpsPerTenSeconds);
+    add("idle after a 16 MiB transcript", Unit::mebibytes, {}, ofSubject.residentAfterLargeMiB,
+        ofBaseline.residentAfterLargeMiB);
+    add("executable, stripped", Unit::mebibytes, size, ProcessFigures::mebibytes(std::filesystem::file_size(server)),
+        0);
+    all.back().baseline.clear();
     return all;
 }
 
@@ -125,8 +124,8 @@ int run(const Options& options) {
     Session stub(home.launch({options.stub, home.socket().string()}, "stub.log"), inbox);
     if (stub.exchange({}, 1) != "ready\n") fail("the stub application did not start");
 
-    const Launch ours = home.launch({options.server}, "ours.log");
-    const std::string tools = writeToolList(home, ours, inbox).string();
+    const Launch subject = home.launch({options.server}, "subject.log");
+    const std::string tools = writeToolList(home, subject, inbox).string();
     const Launch peer = home.launch({"node", options.peerFolder + "/server.mjs", tools}, "peer.log");
     const Launch relay = home.launch({"node", options.peerFolder + "/plain-relay.mjs"}, "relay.log");
 
@@ -138,11 +137,11 @@ int run(const Options& options) {
         }
     };
     Report::printHeader();
-    for (const Workout& workout : allWorkouts()) {
-        if (!isChosen(options, workout.name)) continue;
-        keep(measure(workout, ours, workout.againstRelay ? relay : peer, options.rounds, inbox));
+    for (const Scenario& scenario : allScenarios()) {
+        if (!isChosen(options, scenario.name)) continue;
+        keep(measure(scenario, subject, scenario.againstRelay ? relay : peer, options.rounds, inbox));
     }
-    if (isChosen(options, footprintRows)) keep(measureFootprint(ours, peer, options.stripped, inbox));
+    if (isChosen(options, footprintRows)) keep(measureFootprint(subject, peer, options.server, inbox));
 
     const auto missed = std::ranges::count_if(
         all, [](const Measured& measured) { return !measured.row.goal.isMetBy(measured.judged()); });
@@ -158,14 +157,14 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     vostel_bench::Options options;
     CLI::App app{"Measures vostel-mcp against a peer built with the official TypeScript SDK."};
-    app.add_option("--server", options.server, "our executable")->required()->check(CLI::ExistingFile);
-    app.add_option("--stripped", options.stripped, "the same without symbols, for its size")->check(CLI::ExistingFile);
+    app.add_option("--server", options.server, "the stripped executable")->required()->check(CLI::ExistingFile);
     app.add_option("--stub", options.stub, "the stub application")->required()->check(CLI::ExistingFile);
     app.add_option("--peer", options.peerFolder, "folder of the peer")->required()->check(CLI::ExistingDirectory);
     app.add_option("--json", options.json, "file for all figures");
-    app.add_option("--rounds", options.rounds, "rounds of ours, theirs, theirs, ours")->check(CLI::PositiveNumber);
+    app.add_option("--rounds", options.rounds, "rounds of subject, baseline, baseline, subject")
+        ->check(CLI::PositiveNumber);
     std::vector<std::string> names = {vostel_bench::footprintRows};
-    for (const vostel_bench::Workout& workout : vostel_bench::allWorkouts()) names.push_back(workout.name);
+    for (const vostel_bench::Scenario& scenario : vostel_bench::allScenarios()) names.push_back(scenario.name);
     app.add_option("rows", options.rows, "only these")->check(CLI::IsMember(names));
     CLI11_PARSE(app, argc, argv);
     return vostel_bench::run(options);

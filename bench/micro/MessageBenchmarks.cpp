@@ -4,7 +4,7 @@
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/jsonrpc/MCPLine.h"
 #include "kit/wire/MCPCancellationRegistry.h"
-#include "kit/wire/MCPWireFrames.h"
+#include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 
 #include <benchmark/benchmark.h>
@@ -77,8 +77,7 @@ void RelayProgress(benchmark::State& state) {
     const std::string payload = progressPayload(wireID);
     Bytes lines;
     for (auto _ : state) {
-        const auto value = readJSON(payload);
-        const auto frame = decode<MCPWireOutboundFrame>(*value);
+        const auto frame = readOutboundFrame(payload);
         const auto& progress = std::get<MCPWireProgress>(frame->is);
         const auto notification =
             registry.progressNotification(progress.requestID, progress.fraction, progress.message);

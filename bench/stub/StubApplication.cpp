@@ -32,7 +32,7 @@ std::string progressFrame(const Workload::Tool& tool, std::size_t index) {
     return frameHeader(payload.size()) + payload;
 }
 
-/// What stands in quotes after `key`, which is looked for at both ends only: arguments in between may be large.
+/// The text in quotes after `key`. Only both ends are searched, because arguments in between may be large.
 std::string_view stringAfter(std::string_view payload, std::string_view key) {
     constexpr std::size_t reach = 1024;
     const std::size_t tail = payload.size() > reach ? payload.size() - reach : 0;
@@ -78,7 +78,7 @@ StubApplication::~StubApplication() {
 
 void StubApplication::serve(int stopWhenClosed) {
     std::vector<pollfd> watched;
-    while (true) {
+    for (;;) {
         watched.assign({{.fd = stopWhenClosed, .events = POLLIN, .revents = 0},
                         {.fd = listener_, .events = POLLIN, .revents = 0}});
         for (const auto& [socket, connection] : active_) {
@@ -102,7 +102,7 @@ void StubApplication::serve(int stopWhenClosed) {
 }
 
 void StubApplication::acceptAll() {
-    while (true) {
+    for (;;) {
         const int socket = ::accept(listener_, nullptr, nullptr);
         if (socket < 0) return;
         ::fcntl(socket, F_SETFL, O_NONBLOCK);
@@ -199,7 +199,7 @@ bool StubApplication::sendProgress(Connection& connection) {
 bool StubApplication::sendResponse(Connection& connection) {
     const std::string_view result = connection.refusal.empty() ? connection.answer->json : connection.refusal;
     const std::string_view pieces[] = {connection.responseHead, result, responseEnd};
-    while (true) {
+    for (;;) {
         iovec rest[std::size(pieces)];
         int count = 0;
         std::size_t skip = connection.responseSent;

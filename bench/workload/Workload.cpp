@@ -95,7 +95,7 @@ std::string largeArgumentsJSON() {
 }
 
 std::string progressDigits(std::size_t index, std::size_t count) {
-    // From 0.1 up, so that the first digit is no zero, and with a last 5, so that the last is none either.
+    // From 0.1 up, so that the first digit is not zero, and with a last 5, so that the last digit is not zero either.
     const std::size_t millionths = 100'000 + index * 800'000 / count;
     return std::to_string(millionths) + '5';
 }

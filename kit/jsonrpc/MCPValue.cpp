@@ -3,6 +3,7 @@
 #include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
+#include "kit/support/outOfMemory.h"
 #include "kit/support/unwrap.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ struct MCPValue::Block {
     static Block* allocate(std::size_t count, std::size_t bytesEach, std::size_t extraBytes = 0) {
         if (count > (SIZE_MAX - sizeof(Block) - extraBytes) / bytesEach) std::abort();
         void* memory = std::malloc(sizeof(Block) + count * bytesEach + extraBytes);
-        if (memory == nullptr) std::abort();
+        if (memory == nullptr) outOfMemory();
         return new (memory) Block{{1}, count};
     }
     char* bytes() { return reinterpret_cast<char*>(this + 1); }

@@ -13,7 +13,7 @@
 
 namespace VostelMCPKit {
 
-/// Owns its memory; moved, never copied. Not thread-safe. Running out of memory ends the process.
+/// Owns its memory; moved, never copied. Not thread-safe. Memory that runs out is the business of outOfMemory.
 ///
 ///     Bytes line;
 ///     if (writeJSON(value, line)) write(line.span());

@@ -36,6 +36,9 @@ void ApplicationConnection::write(std::string_view bytes) {
         const ssize_t count = send(socket_.get(), portion.data(), portion.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno == EPIPE || errno == ECONNRESET) {
+            // The server gave up on the call, and tells its client why.
+            return;
         } else if (errno != EAGAIN || !waitUntilReady(socket_.get(), POLLOUT, patience())) {
             ADD_FAILURE() << "the server does not read its socket";
             return;

@@ -211,7 +211,7 @@ TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
         EXPECT_EQ(line, resultLine(id, id));
         EXPECT_EQ(++answers[id], 1);
     }
-    // An answer that lost its race by a moment may come behind the last one's.
+    // An answer that lost its race by a moment may come after the last one's.
     stage.server.closeInput();
     EXPECT_EQ(stage.server.waitForEnd(), Ending{});
     for (std::size_t start = 0, end = 0; (end = stage.server.unreadOutput().find('\n', start)) != std::string::npos;

@@ -148,7 +148,7 @@ TEST(Conversation, each_line_gets_its_reply_or_silence) {
         {"an older JSON-RPC", R"({"jsonrpc":"1.0","id":1,"method":"ping"})", pingReply("1")},
         {"no JSON-RPC by its word", R"({"id":1,"method":"ping"})", pingReply("1")},
         {"a version that is a number", R"({"jsonrpc":2.0,"id":1,"method":"ping"})", invalidRequest},
-        {"a method that is no string", R"({"jsonrpc":"2.0","id":1,"method":1})", invalidRequest},
+        {"a method that is not a string", R"({"jsonrpc":"2.0","id":1,"method":1})", invalidRequest},
         {"bytes that are no UTF-8", "{\"jsonrpc\":\"2.0\",\"id\":\"\xff\",\"method\":\"ping\"}", nothing},
         {"an overlong slash", "\xc0\xaf", nothing},
         {"a surrogate in UTF-8", "\xed\xa0\x80", nothing},

@@ -1,4 +1,4 @@
-// The application's bytes: whole frames in any pieces, and everything that is none.
+// The application's bytes: frames cut in any way, and bytes that are not frames.
 
 #include "tests/e2e/Stage.h"
 #include "tests/support/Table.h"

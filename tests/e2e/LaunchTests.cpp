@@ -147,7 +147,7 @@ TEST(Launch, the_executable_is_the_one_that_the_property_list_names) {
         {"no property list", "Vostel.app", "", "Vostel"},
         {"no property list, another bundle", "My Vostel 2.app", "", "My Vostel 2"},
         {"one without the key", "Vostel.app", "<plist><dict></dict></plist>", "Vostel"},
-        {"one that is no property list", "Vostel.app", std::string{"\0\xff<key>", 7}, "Vostel"},
+        {"one that is not a property list", "Vostel.app", std::string{"\0\xff<key>", 7}, "Vostel"},
         {"one that leads out of the bundle", "Vostel.app", propertyList("../../../bin/sh"), "Vostel"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {

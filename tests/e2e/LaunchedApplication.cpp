@@ -1,6 +1,6 @@
 // What a launch starts in the tests: tells the test how it was started, and lives until the test lets go of it.
 //
-// The test listens at Contents/control.sock of the bundle that this executable stands in. It receives one line, a JSON
+// The test listens at Contents/control.sock of the bundle that this executable is in. It receives one line, a JSON
 // object, and closes the connection to end this process.
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// How long the tests wait for another process: not at all when all is well, and never for ever.
+// How long the tests wait for another process. When all is well they do not wait, and every wait has a limit.
 #pragma once
 
 #include <chrono>

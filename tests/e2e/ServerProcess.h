@@ -1,4 +1,4 @@
-// The real server as an AI client has it: a child process behind three streams.
+// The real server as an AI client has it: a child process with three streams.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -21,6 +21,9 @@ struct Ending {
 
     bool operator==(const Ending&) const = default;
 };
+
+/// Variables that have a server load FakeSystem.cpp and play the faults named, each NAME=value.
+[[nodiscard]] std::vector<std::string> fakeSystem(std::vector<std::string> faults);
 
 /// Whatever takes longer than patience fails the test.
 ///

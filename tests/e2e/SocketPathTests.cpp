@@ -23,9 +23,7 @@ std::string tooLong(const std::filesystem::path& home) {
 
 /// Makes the server see a password database whose only home folder is `home`.
 std::vector<std::string> passwordDatabase(const std::filesystem::path& home) {
-    return {"LD_PRELOAD=" FAKE_PASSWORD_DATABASE, "FAKE_HOME=" + home.native(),
-            // The sanitizer wants to be loaded first; here it need not be.
-            "ASAN_OPTIONS=verify_asan_link_order=0"};
+    return fakeSystem({"FAKE_HOME=" + home.native()});
 }
 
 } // namespace
@@ -59,6 +57,16 @@ TEST(SocketPath, a_longer_one_fails_every_call_and_nothing_else) {
         server.send(R"({"jsonrpc":"2.0","id":4,"method":"tools/list"})");
         EXPECT_EQ(json::parse(server.line()).at("result").at("tools").size(), 12U);
     }
+}
+
+TEST(SocketPath, a_home_folder_whose_name_is_not_UTF_8_reaches_the_client_as_text) {
+    const std::string rest(199, 'x');
+    ServerProcess server{{.home = "/\xFF\xC3" + rest}};
+    server.send(toolsCall("1"));
+    const std::string shown = "/\uFFFD\uFFFD" + rest + "/Library/Application Support/com.vostel.vostel/mcp.sock";
+    EXPECT_EQ(server.line(), internalErrorLine("1", "Vostel MCP socket path '" + shown +
+                                                        "' is 257 bytes, over the 103-byte sun_path limit. Shorten "
+                                                        "your macOS username or home directory path."));
 }
 
 TEST(SocketPath, without_an_absolute_HOME_the_password_database_decides) {

@@ -17,7 +17,7 @@ struct Stage {
     FakeApplication application{home.path()};
     ServerProcess server{{.home = home.path(), .environment = environment}};
 
-    /// The server answers, and nothing else stands before its answer.
+    /// The server answers, and no other line comes before its answer.
     void expectServing() {
         server.send(ping(R"("still there?")"));
         EXPECT_EQ(server.line(), pingReply(R"("still there?")"));

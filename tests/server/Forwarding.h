@@ -23,24 +23,25 @@ struct Forwarding {
     FakeLauncher launcher;
     FakeClock clock;
     RecordingOutput output;
-    int memoryReleases = 0;
+    int trimRequests = 0;
+    vostel_mcp::MemoryTrimmer memory{[this] { ++trimRequests; }};
     bool isWithoutRandomness = false;
     vostel_mcp::SerialExecutor proxyTurn;
     vostel_mcp::InlineExecutor calls;
     VostelMCPKit::MCPStdoutWriter standardOutput;
     vostel_mcp::PendingCancellations pendingCancellations;
-    std::unique_ptr<vostel_mcp::MCPSocketClient> client =
-        *vostel_mcp::MCPSocketClient::make("/home/me/Library/Application Support", launcher.launcher(),
-                                           {application.connector(), threads.starter(), clock.now(), clock.sleep()});
+    std::unique_ptr<vostel_mcp::MCPSocketClient> client = *vostel_mcp::MCPSocketClient::make(
+        "/home/me/Library/Application Support", launcher.launcher(),
+        {application.connector(), threads.starter(), clock.now(), clock.sleep(), memory});
     std::shared_ptr<vostel_mcp::MCPCallProxy> proxy = std::make_shared<vostel_mcp::MCPCallProxy>(
         proxyTurn, vostel_mcp::MCPCallProxy::Dependencies{*client, standardOutput, pendingCancellations, calls,
-                                                          [this] { return nextUUID(); }, [this] { ++memoryReleases; }});
+                                                          [this] { return nextUUID(); }, memory});
 
     Forwarding() : Forwarding{ownOutputTurn_} {}
     /// Standard output is written on `outputTurn`.
     explicit Forwarding(VostelMCPKit::Executor& outputTurn) : standardOutput{outputTurn, output.attempt()} {}
     Forwarding(const Forwarding&) = delete;
-    /// Lets what still runs come to its end.
+    /// Lets running calls end.
     ~Forwarding() {
         launcher.letGo();
         threads.runAll();

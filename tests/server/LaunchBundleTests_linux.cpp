@@ -281,7 +281,7 @@ TEST(LaunchBundle, the_process_has_the_limit_of_descriptors_that_it_is_given) {
     EXPECT_EQ(bundle.report(), "99\n100\n");
 }
 
-/// Launches the bundle while we have room for only so many more descriptors.
+/// Launches the bundle while we can open only `descriptors` more descriptors.
 std::expected<void, PosixError> launchWithRoomFor(unsigned descriptors, const Bundle& bundle) {
     const posix::FileDescriptor next{dup(0)};
     rlimit before{};
@@ -333,7 +333,7 @@ TEST(LaunchBundle, the_executable_name_is_read_out_of_the_property_list_or_not_a
         {"no value", propertyList(key), ""},
         {"an empty value", propertyList(key + "<string></string>"), ""},
         {"no end", key + "<string>Vostel", ""},
-        {"the end of the text behind the key", key, ""},
+        {"the end of the text after the key", key, ""},
         {"the end of the text inside the tag", key + "<stri", ""},
         {"a path", propertyList(key + "<string>/bin/sh</string>"), ""},
         {"a path out of the bundle", propertyList(key + "<string>../../sh</string>"), ""},

@@ -49,8 +49,8 @@ protected:
         threads.runAll();
         const std::string request = peer.received();
         const std::string before = R"({"kind":"request","payload":{"arguments":)";
-        const std::string behind = R"(,"clientInfo":{"name":"Some Client","version":"1.2"},)";
-        const auto end = request.find(behind);
+        const std::string after = R"(,"clientInfo":{"name":"Some Client","version":"1.2"},)";
+        const auto end = request.find(after);
         if (request.substr(4, before.size()) != before || end == request.npos) return "unexpected: " + request;
         return request.substr(4 + before.size(), end - 4 - before.size());
     }
@@ -80,17 +80,29 @@ TEST_F(MCPCallProxyTest, the_result_is_passed_on_unread) {
     }
 }
 
-TEST_F(MCPCallProxyTest, free_memory_is_released_once_a_large_response_is_out) {
-    for (const auto& [length, releases] : {std::pair{1'000, 0}, {5'000'000, 1}}) {
-        SCOPED_TRACE(length);
+TEST_F(MCPCallProxyTest, every_large_part_of_a_call_counts_as_memory_to_give_back) {
+    const std::string large = '"' + std::string(60'000, 'a') + '"';
+    struct Row {
+        const char* when;
+        std::string id, params, result;
+        bool counts;
+    };
+    const Row rows[] = {
+        {"all small", "1", "", "{}", false},
         // The id is the part of a response that passes through no socket.
-        const std::string id = '"' + std::string(static_cast<std::size_t>(length), 'a') + '"';
-        application.answers({answer("null")});
-        handle(call(id));
-        threads.runAll();
-        EXPECT_EQ(output.takeLines(), Lines{result(id, "null")});
-        EXPECT_EQ(memoryReleases, releases);
-    }
+        {"the response", large, "", "{}", true},
+        {"the request", "1", R"("arguments":)" + large, "{}", true},
+        {"an answer that cannot be read", "1", "", large + "?", true},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        Forwarding forwarding;
+        const std::string bytes = Forwarding::answer(row.result);
+        // As much as the first read takes, and the rest.
+        forwarding.application.answers({bytes.substr(0, 512), bytes.substr(std::min<std::size_t>(512, bytes.size()))});
+        forwarding.handle(call(row.id, row.params.empty() ? R"("arguments":{})" : row.params));
+        forwarding.threads.runAll();
+        EXPECT_EQ(forwarding.trimRequests > 0, row.counts);
+    });
 }
 
 TEST_F(MCPCallProxyTest, a_call_without_a_string_for_its_name_is_refused_at_once) {
@@ -156,7 +168,7 @@ TEST_F(MCPCallProxyTest, without_a_token_there_is_only_the_response) {
         {"_meta is a string", R"("_meta":"progressToken")"},
         {"_meta is an array", R"("_meta":["progressToken",7])"},
         {"_meta holds none", R"("_meta":{"token":7})"},
-        {"the token stands in params", R"("progressToken":7)"},
+        {"the token is in params itself", R"("progressToken":7)"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         Forwarding forwarding;

@@ -66,7 +66,7 @@ private:
 };
 
 TEST_F(MCPHandshakeTest, before_any_initialize_the_client_is_unknown) {
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     EXPECT_EQ(forwardedClientInfo(), R"({"name":"unknown client"})");
 }
@@ -81,16 +81,16 @@ TEST_F(MCPHandshakeTest, the_last_initialize_that_says_so_tells_who_the_client_i
         {"name and version", initialize(R"({"clientInfo":{"name":"A","version":"1"}})"),
          R"({"name":"A","version":"1"})"},
         {"a later one replaces it whole", initialize(R"({"clientInfo":{"name":"B"}})"), R"({"name":"B"})"},
-        {"a version that is no string is none", initialize(R"({"clientInfo":{"name":"C","version":2}})"),
+        {"a version that is not a string counts as absent", initialize(R"({"clientInfo":{"name":"C","version":2}})"),
          R"({"name":"C"})"},
         {"without client information it stays", initialize(R"({"protocolVersion":"2025-06-18"})"), R"({"name":"C"})"},
         {"without a name it stays", initialize(R"({"clientInfo":{"version":"9"}})"), R"({"name":"C"})"},
-        {"with a name that is no string it stays", initialize(R"({"clientInfo":{"name":7}})"), R"({"name":"C"})"},
+        {"with a name that is not a string it stays", initialize(R"({"clientInfo":{"name":7}})"), R"({"name":"C"})"},
         {"a notification does not count", initialize(R"({"clientInfo":{"name":"D"}})", /*id=*/""), R"({"name":"C"})"},
         {"another method does not count",
          R"({"jsonrpc":"2.0","id":1,"method":"Initialize","params":{"clientInfo":{"name":"D"}}})", R"({"name":"C"})"},
     };
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         std::ignore = take({row.line});
@@ -99,7 +99,7 @@ TEST_F(MCPHandshakeTest, the_last_initialize_that_says_so_tells_who_the_client_i
 }
 
 TEST_F(MCPHandshakeTest, replies_come_in_the_order_of_their_requests_and_silence_stays_silent) {
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     const Lines replies = take({
         initialize(R"({"protocolVersion":"2024-11-05"})"),
@@ -133,7 +133,7 @@ TEST_F(MCPHandshakeTest, the_tool_for_video_links_is_listed_when_it_is_available
         SCOPED_TRACE(available);
         LineChannel other;
         ManualExecutor executor;
-        MCPHandshake handshake{other, standardOutput, proxy, available};
+        MCPHandshake handshake{other, standardOutput, proxy, available, memory};
         other.push({R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})"});
         other.finish();
         spawn(handshake.serve(), executor);
@@ -148,7 +148,7 @@ TEST_F(MCPHandshakeTest, the_tool_for_video_links_is_listed_when_it_is_available
 TEST_F(MCPHandshakeTest, the_next_line_is_not_looked_at_before_the_reply_to_this_one_is_written) {
     ManualExecutor slowOutput;
     MCPStdoutWriter slowWriter{slowOutput, output.attempt()};
-    MCPHandshake handshake{lines, slowWriter, proxy, true};
+    MCPHandshake handshake{lines, slowWriter, proxy, true, memory};
     serve(handshake);
     EXPECT_EQ(take({ping, someCall}), Lines{});
     EXPECT_EQ(threads.waitingCount(), 0U);
@@ -160,7 +160,7 @@ TEST_F(MCPHandshakeTest, the_next_line_is_not_looked_at_before_the_reply_to_this
 }
 
 TEST_F(MCPHandshakeTest, a_long_call_does_not_delay_the_reply_to_a_later_request) {
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     application.answers({answer("{}")});
     EXPECT_EQ(take({someCall, ping}), Lines{pong});
@@ -169,7 +169,7 @@ TEST_F(MCPHandshakeTest, a_long_call_does_not_delay_the_reply_to_a_later_request
 }
 
 TEST_F(MCPHandshakeTest, a_cancellation_that_the_application_does_not_take_holds_up_no_later_line) {
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     application.refuses(1);
     EXPECT_EQ(take({someCall}), Lines{});
@@ -182,7 +182,7 @@ TEST_F(MCPHandshakeTest, a_cancellation_that_the_application_does_not_take_holds
 
 TEST_F(MCPHandshakeTest, when_forwarding_cannot_be_set_up_every_call_is_told_so_and_the_rest_works) {
     const ConnectError tooLong{ConnectError::SocketPathTooLong{"/long", 104, 103}};
-    MCPHandshake handshake{lines, standardOutput, std::unexpected(tooLong), true};
+    MCPHandshake handshake{lines, standardOutput, std::unexpected(tooLong), true, memory};
     serve(handshake);
     const std::string refusal =
         R"({"error":{"code":-32603,"message":"Vostel MCP socket path '/long' is 104 bytes, over the 103-byte sun_path )"
@@ -207,7 +207,7 @@ TEST_F(MCPHandshakeTest, a_reply_that_cannot_be_written_is_dropped_and_the_loop_
         {"no progress", 0},
         {"a negative count", -1},
     };
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         output.nextWrite(row.outcome);
@@ -218,7 +218,7 @@ TEST_F(MCPHandshakeTest, a_reply_that_cannot_be_written_is_dropped_and_the_loop_
 TEST_F(MCPHandshakeTest, a_reply_is_finished_when_only_a_part_of_it_is_taken_at_a_time) {
     output.nextWrite(3);
     output.nextWrite(1);
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     EXPECT_EQ(take({ping}), Lines{pong});
     EXPECT_EQ(output.writes(), 3U);
@@ -227,14 +227,14 @@ TEST_F(MCPHandshakeTest, a_reply_is_finished_when_only_a_part_of_it_is_taken_at_
 TEST_F(MCPHandshakeTest, what_was_written_before_a_failure_stays_written) {
     output.nextWrite(3);
     output.nextWrite(std::unexpected(PosixError{EIO}));
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     EXPECT_EQ(take({ping}), Lines{"unfinished: " + pong.substr(0, 3)});
     EXPECT_EQ(output.writes(), 2U);
 }
 
 TEST_F(MCPHandshakeTest, the_end_of_input_ends_the_loop_and_leaves_running_calls_alone) {
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     EXPECT_EQ(take({someCall, ping}), Lines{pong});
     lines.finish();
@@ -244,8 +244,29 @@ TEST_F(MCPHandshakeTest, the_end_of_input_ends_the_loop_and_leaves_running_calls
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
+TEST_F(MCPHandshakeTest, a_large_line_counts_as_memory_to_give_back_whatever_becomes_of_it) {
+    const std::string large = '"' + std::string(100'000, 'a') + '"';
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
+    serve(handshake);
+    const std::string given[] = {
+        R"({"jsonrpc":"2.0","method":"notifications/other","params":)" + large + "}",
+        R"({"jsonrpc":"2.0","id":)" + large + R"(,"method":"ping"})",
+        large,
+        large.substr(1),
+    };
+    for (const std::string& line : given) {
+        SCOPED_TRACE(line.substr(0, 50));
+        trimRequests = 0;
+        std::ignore = take({line});
+        EXPECT_GT(trimRequests, 0);
+    }
+    trimRequests = 0;
+    EXPECT_EQ(take({ping}), Lines{pong});
+    EXPECT_EQ(trimRequests, 0);
+}
+
 TEST_F(MCPHandshakeTest, no_message_ends_the_loop) {
-    MCPHandshake handshake{lines, standardOutput, proxy, true};
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     std::ignore =
         take({R"({"jsonrpc":"2.0","id":1,"method":"shutdown"})", R"({"jsonrpc":"2.0","method":"exit"})", "\x04"});

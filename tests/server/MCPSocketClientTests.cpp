@@ -40,8 +40,9 @@ Failure connectFailure(auto reason) { return Failure{ConnectError{reason}}; }
 class MCPSocketClientTest : public testing::Test {
 protected:
     std::unique_ptr<MCPSocketClient> makeClient(const std::string& directory = applicationSupport) {
-        auto made = MCPSocketClient::make(directory, launcher.launcher(),
-                                          {application.connector(), threads.starter(), clock.now(), clock.sleep()});
+        auto made =
+            MCPSocketClient::make(directory, launcher.launcher(),
+                                  {application.connector(), threads.starter(), clock.now(), clock.sleep(), memory});
         return made ? *std::move(made) : nullptr;
     }
 
@@ -69,6 +70,7 @@ protected:
     ScriptedApplication application;
     FakeLauncher launcher;
     FakeClock clock;
+    MemoryTrimmer memory{[] {}};
     /// The fractions reported, those that came together in one list.
     std::vector<std::vector<double>> progress;
 
@@ -105,7 +107,7 @@ TEST_F(MCPSocketClientTest, cannot_be_made_when_the_socket_path_does_not_fit) {
     // "/com.vostel.vostel/mcp.sock" takes 27 of the 103 bytes.
     EXPECT_TRUE(makeClient("/" + std::string(75, 'a')));
     for (const std::string& name : {std::string(76, 'a'), std::string(74, 'a') + "é"}) {
-        const auto made = MCPSocketClient::make("/" + name, {}, {});
+        const auto made = MCPSocketClient::make("/" + name, {}, {{}, {}, {}, {}, memory});
         ASSERT_FALSE(made);
         const ConnectError::SocketPathTooLong tooLong{"/" + name + "/com.vostel.vostel/mcp.sock", 104, 103};
         EXPECT_EQ(made.error(), ConnectError{tooLong});
@@ -163,7 +165,7 @@ TEST_F(MCPSocketClientTest, the_time_out_names_the_measured_seconds_without_thei
                                        clock.pass(1.75s);
                                        return std::unexpected(PosixError{ECONNREFUSED});
                                    },
-                                   threads.starter(), clock.now(), clock.sleep()};
+                                   threads.starter(), clock.now(), clock.sleep(), memory};
     const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(), std::move(system));
     const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
     ASSERT_TRUE(response);
@@ -190,10 +192,10 @@ TEST_F(MCPSocketClientTest, frames_are_found_however_they_are_cut) {
         {"all in one read", {first + second + answer}, {{0.25, 1}}},
         {"the response with the last report", {first, second + answer}, {{0.25}, {1}}},
         {"split inside a header", {first + second.substr(0, 3), second.substr(3) + answer}, {{0.25}, {1}}},
-        {"split behind a header", {first + second.substr(0, 4), second.substr(4) + answer}, {{0.25}, {1}}},
+        {"split after a header", {first + second.substr(0, 4), second.substr(4) + answer}, {{0.25}, {1}}},
         {"split at every byte", splitAtEveryByte(first + answer), {{0.25}}},
-        {"a frame behind the response is not looked at", {answer + first, second}, {}},
-        {"garbage behind the response neither", {answer + "\xFF\xFF\xFF\xFF"}, {}},
+        {"a frame after the response is not looked at", {answer + first, second}, {}},
+        {"nor is garbage after the response", {answer + "\xFF\xFF\xFF\xFF"}, {}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         progress.clear();
@@ -324,8 +326,9 @@ TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_its_call_alone
         ScriptedApplication listening;
         listening.refuses(row.refused);
         ScriptedPeer& peer = listening.answers({answer});
-        const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(),
-                                                   {listening.connector(), few.starter(), clock.now(), clock.sleep()});
+        const auto client =
+            *MCPSocketClient::make(applicationSupport, launcher.launcher(),
+                                   {listening.connector(), few.starter(), clock.now(), clock.sleep(), memory});
         const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
         ASSERT_TRUE(response);
         EXPECT_EQ(*response, Response{std::unexpected(Failure{PosixError{EAGAIN}})});

@@ -1,4 +1,5 @@
 #include "kit/concurrency/Actor.h"
+#include "server/LineChannel.h"
 #include "server/RunLoop.h"
 #include "server/SerialExecutor.h"
 
@@ -56,6 +57,31 @@ TEST(RunLoop, what_other_threads_post_runs_on_the_thread_that_runs_it) {
     mainThread.run(asking(place, &ranOn));
     EXPECT_EQ(counter, 4000);
     EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(RunLoop, requested_idle_work_is_done_once_while_the_task_waits) {
+    LineChannel channel;
+    int done = 0;
+    RunLoop mainThread{std::chrono::milliseconds{1}, [&] {
+                           ++done;
+                           channel.push({"idle"});
+                       }};
+    auto waiting = [](LineChannel& lines, RunLoop& loop) -> Task<void> {
+        loop.requestIdleWork();
+        loop.requestIdleWork();
+        std::ignore = co_await lines.next();
+    };
+    mainThread.run(waiting(channel, mainThread));
+    EXPECT_EQ(done, 1);
+}
+
+TEST(RunLoop, idle_work_may_be_requested_by_another_thread_while_the_task_waits) {
+    LineChannel channel;
+    RunLoop mainThread{std::chrono::milliseconds{0}, [&] { channel.finish(); }};
+    std::thread other{[&] { mainThread.requestIdleWork(); }};
+    auto waiting = [](LineChannel& lines) -> Task<void> { std::ignore = co_await lines.next(); };
+    mainThread.run(waiting(channel));
+    other.join();
 }
 
 } // namespace

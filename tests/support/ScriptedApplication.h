@@ -24,12 +24,12 @@ public:
         script_.push_back([&peer] { return peer.takeClientEnd(); });
         return peer;
     }
-    /// Script: so many attempts that fail.
+    /// Script: this many attempts that fail.
     void refuses(std::size_t attempts, int code = ENOENT) {
         script_.insert(script_.end(), attempts, [code] { return std::unexpected(VostelMCPKit::PosixError{code}); });
     }
 
-    /// Stands in for the connect of the system; nobody listens behind the end of the script.
+    /// Takes the place of the system's connect. After the end of the script nobody listens.
     [[nodiscard]] auto connector() {
         return [this](const std::string& path) { return connect(path); };
     }

@@ -1,4 +1,4 @@
-#include "bench/driver/Workouts.h"
+#include "bench/driver/Scenarios.h"
 
 #include "bench/driver/Answers.h"
 #include "bench/driver/Client.h"
@@ -172,7 +172,7 @@ bool Goal::isMetBy(double measured) const {
     return false;
 }
 
-std::vector<Workout> allWorkouts() {
+std::vector<Scenario> allScenarios() {
     return {
         {.name = "start",
          .rows = {{"start, spawn to the reply of initialize", Unit::milliseconds, atMost(0.01)}},

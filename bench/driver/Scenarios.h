@@ -21,7 +21,7 @@ struct Goal {
 
 enum class Unit { microseconds, milliseconds, mebibytes, perSecond, count };
 
-/// One row: a figure that a workout gives and the goal for its ratio, ours to the other server's.
+/// One row: a figure that a scenario gives, and the goal for its ratio: the subject's figure to the baseline's.
 struct Row {
     std::string name;
     Unit unit = Unit::count;
@@ -31,17 +31,17 @@ struct Row {
 };
 
 /// A piece of work that both servers do in turns.
-struct Workout {
+struct Scenario {
     std::string name;
     std::vector<Row> rows;
     /// Against the plain relay instead of the peer.
     bool againstRelay = false;
     /// Does the work once and returns a figure for each row. Each time has a server of its own, as each session of an
-    /// AI client has: what one round leaves behind, compiled code or peak memory, does not enter the next.
+    /// AI client has: compiled code or peak memory of one round does not affect the next.
     std::function<std::vector<double>(const Launch&, Inbox&)> measure;
 };
 
 /// All of them, in the order of the table.
-std::vector<Workout> allWorkouts();
+std::vector<Scenario> allScenarios();
 
 } // namespace vostel_bench

@@ -1,0 +1,40 @@
+// What happens when the system has no more memory.
+//
+// A peer decides how large its messages are, so an allocation for a message may fail without any fault of ours. Such
+// work runs in a scope of MemoryMayRunOut, and fails alone. Everywhere else, running out of memory ends the process.
+#pragma once
+
+#include <new>
+
+namespace VostelMCPKit {
+
+/// While one of these lives on a thread, allocations that fail on that thread throw std::bad_alloc.
+class MemoryMayRunOut final {
+public:
+    MemoryMayRunOut();
+    MemoryMayRunOut(const MemoryMayRunOut&) = delete;
+    MemoryMayRunOut& operator=(const MemoryMayRunOut&) = delete;
+    ~MemoryMayRunOut();
+};
+
+/// Called when an allocation has failed. Throws std::bad_alloc in a scope of MemoryMayRunOut. Elsewhere it calls the
+/// function of onOutOfMemory and ends the process.
+[[noreturn]] void outOfMemory();
+
+/// Has every failed allocation, those of `new` included, end in outOfMemory, which calls `beforeTheEnd` before it ends
+/// the process. Called once, at start.
+void onOutOfMemory(void (*beforeTheEnd)());
+
+/// Runs `work`, which may allocate as much as a peer asks for, and returns its result; `otherwise` when the memory does
+/// not suffice. The one place in which an exception is caught.
+template <class Work, class Otherwise>
+auto withinMemory(Work work, Otherwise otherwise) -> decltype(work()) {
+    try {
+        const MemoryMayRunOut scope;
+        return work();
+    } catch (const std::bad_alloc&) {
+        return otherwise();
+    }
+}
+
+} // namespace VostelMCPKit
