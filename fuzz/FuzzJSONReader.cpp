@@ -1,4 +1,5 @@
 #include "fuzz/fuzz.h"
+#include "kit/jsonrpc/Codec.h"
 #include "kit/support/Unicode.h"
 
 #include <cmath>
@@ -40,6 +41,9 @@ bool isSameButForIntegralNumbers(const MCPValue& left, const MCPValue& right) {
 } // namespace
 
 void check(std::string_view text) {
+    const MCPValue string{text};
+    require(readBack(written(string)) == string, "any bytes make a string that can be read back");
+
     const auto value = readJSON(text);
     if (!value) return;
     require(isValidUTF8(text), "JSON is UTF-8");
@@ -48,6 +52,7 @@ void check(std::string_view text) {
     require(first.find_first_of("\r\n") == std::string::npos, "a written text is one line");
     const MCPValue again = readBack(first);
     require(isSameButForIntegralNumbers(*value, again), "a value comes back as it was");
+    require(encode(*value) == again, "a value becomes what its text says");
     require(!(*value == again) || value->hash() == again.hash(), "equal values hash equally");
 
     const MCPValue third = readBack(written(again));

@@ -24,7 +24,9 @@ struct JSONTextAccess {
 
     /// An array or object equal to `value` that carries `text`, its written form; any other value as it is.
     [[nodiscard]] static MCPValue withCachedText(const MCPValue& value, std::string_view text);
+    /// Lives as long as `value`.
     [[nodiscard]] static std::optional<std::string_view> cachedText(const MCPValue& value);
+    static void cachedText(MCPValue&&) = delete;
 };
 
 } // namespace VostelMCPKit

@@ -61,7 +61,8 @@ TEST(JSONWriter, a_value_with_cached_text_is_the_same_and_its_text_is_copied) {
 
 TEST(JSONWriter, only_an_array_or_object_that_can_be_written_caches_its_text) {
     const auto cachedText = [](const MCPValue& value) {
-        const auto text = JSONTextAccess::cachedText(withCachedText(value));
+        const MCPValue cached = withCachedText(value);
+        const auto text = JSONTextAccess::cachedText(cached);
         return text ? std::optional{std::string{*text}} : std::nullopt;
     };
     EXPECT_EQ(cachedText("a string of more than fifteen bytes"), std::nullopt);

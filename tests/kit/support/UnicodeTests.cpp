@@ -36,6 +36,21 @@ TEST(Unicode, code_points_are_written_in_one_to_four_bytes) {
     });
 }
 
+TEST(Unicode, code_points_are_taken_one_by_one_and_ill_formed_bytes_alone) {
+    std::string_view text = "a\u00E9\xC3(\U0001F600\xED\xA0";
+    const std::optional<char32_t> expected[] = {U'a', 0xE9, std::nullopt, U'(', 0x1F600, std::nullopt, std::nullopt};
+    for (const auto& codePoint : expected) {
+        ASSERT_FALSE(text.empty());
+        EXPECT_EQ(takeCodePoint(text), codePoint);
+    }
+    EXPECT_TRUE(text.empty());
+}
+
+TEST(Unicode, the_joiners_are_told_from_their_neighbours) {
+    EXPECT_TRUE(isJoiner(0x200C) && isJoiner(0x200D));
+    EXPECT_FALSE(isJoiner(0x200B) || isJoiner(0x200E));
+}
+
 TEST(Unicode, ill_formed_bytes_are_found_at_every_position_of_a_text) {
     struct Row {
         const char* when;
