@@ -1,11 +1,15 @@
 #include "companion/configs/CodexOutline.h"
 
 #include "kit/clients/MCPClientConfigLogic.h"
+#include "kit/support/ASCII.h"
 #include "kit/support/Unicode.h"
 
 #include <utility>
 
 namespace vostel_companion {
+
+using VostelMCPKit::isASCIIDigit;
+using VostelMCPKit::isASCIILetter;
 
 namespace {
 
@@ -114,8 +118,7 @@ private:
         if (next('"')) return readBasicString(false);
         if (next('\'')) return readLiteralString(false);
         const auto isBare = [](char character) {
-            return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-                   (character >= '0' && character <= '9') || character == '_' || character == '-';
+            return isASCIILetter(character) || isASCIIDigit(character) || character == '_' || character == '-';
         };
         const std::size_t begin = at_;
         while (!isAtEnd() && isBare(peek())) ++at_;
@@ -288,10 +291,9 @@ private:
     bool readCodePoint(std::size_t digits) {
         char32_t codePoint = 0;
         for (std::size_t digit = 0; digit < digits; ++digit, ++at_) {
-            static constexpr std::string_view hexadecimal = "0123456789abcdef0123456789ABCDEF";
-            const std::size_t value = isAtEnd() ? std::string_view::npos : hexadecimal.find(peek());
-            if (value == std::string_view::npos) return fail("an escape that does not exist");
-            codePoint = codePoint * 16 + static_cast<char32_t>(value % 16);
+            const auto value = isAtEnd() ? std::nullopt : VostelMCPKit::hexDigit(peek());
+            if (!value) return fail("an escape that does not exist");
+            codePoint = codePoint * 16 + static_cast<char32_t>(*value);
         }
         if (codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
             return fail("an escape for no character");
@@ -303,8 +305,7 @@ private:
     /// Reads a number, a date or a word.
     bool readBareValue() {
         const auto isPart = [](char character) {
-            return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-                   (character >= '0' && character <= '9') ||
+            return isASCIILetter(character) || isASCIIDigit(character) ||
                    std::string_view{"+-_.:"}.find(character) != std::string_view::npos;
         };
         const std::size_t begin = at_;
@@ -313,12 +314,12 @@ private:
         if (value == "true" || value == "false") return true;
         // A date may stand before its time with a space between them.
         if (value.size() == 10 && value[4] == '-' && text_.substr(at_).size() > 2 && text_[at_] == ' ' &&
-            isDigit(text_[at_ + 1]) && isDigit(text_[at_ + 2])) {
+            isASCIIDigit(text_[at_ + 1]) && isASCIIDigit(text_[at_ + 2])) {
             ++at_;
             while (!isAtEnd() && isPart(peek())) ++at_;
         }
         if (value.starts_with('+') || value.starts_with('-')) value.remove_prefix(1);
-        if (value == "inf" || value == "nan" || (!value.empty() && isDigit(value.front()))) return true;
+        if (value == "inf" || value == "nan" || (!value.empty() && isASCIIDigit(value.front()))) return true;
         return failAt(begin, "a value is missing, or a text is not in quotes");
     }
 
@@ -375,13 +376,12 @@ private:
         return true;
     }
 
-    static bool isDigit(char character) { return character >= '0' && character <= '9'; }
     [[nodiscard]] bool isAtEnd() const { return at_ == text_.size(); }
     [[nodiscard]] char peek() const { return text_[at_]; }
 
     bool fail(const char* problem) { return failAt(at_, problem); }
     bool failAt(std::size_t place, const char* problem) {
-        return refuse(ConfigError::Broken{"TOML", positionOf(text_, place), problem});
+        return refuse(ConfigError::SyntaxError{"TOML", positionOf(text_, place), problem});
     }
     bool refuse(ConfigError error) {
         error_ = std::move(error);

@@ -1,5 +1,7 @@
 #include "companion/store/IDPrefix.h"
 
+#include "kit/support/ASCII.h"
+
 #include <algorithm>
 #include <array>
 
@@ -12,18 +14,13 @@ namespace {
 constexpr std::size_t idLength = 36;
 constexpr std::array<std::size_t, 4> hyphens = {8, 13, 18, 23};
 
-bool isHexadecimal(char character) {
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f') ||
-           (character >= 'A' && character <= 'F');
-}
-
 } // namespace
 
 bool isIDPrefix(std::string_view text) {
     if (text.empty() || text.size() > idLength) return false;
     for (std::size_t at = 0; at < text.size(); ++at) {
         const bool isHyphen = std::ranges::find(hyphens, at) != hyphens.end();
-        if (isHyphen ? text[at] != '-' : !isHexadecimal(text[at])) return false;
+        if (isHyphen ? text[at] != '-' : !VostelMCPKit::hexDigit(text[at])) return false;
     }
     return true;
 }

@@ -3,7 +3,6 @@
 #include "kit/support/Unicode.h"
 
 #include <algorithm>
-#include <utf8proc.h>
 
 namespace vostel_companion {
 
@@ -12,16 +11,10 @@ namespace {
 constexpr char32_t replacement = 0xFFFD;
 
 bool showsAsItself(char32_t codePoint) {
-    switch (utf8proc_category(static_cast<utf8proc_int32_t>(codePoint))) {
-    case UTF8PROC_CATEGORY_CC:
-    case UTF8PROC_CATEGORY_ZL:
-    case UTF8PROC_CATEGORY_ZP:
-        return false;
-    case UTF8PROC_CATEGORY_CF:
-        return VostelMCPKit::isJoiner(codePoint);
-    default:
-        return true;
-    }
+    using VostelMCPKit::Category;
+    const Category category = VostelMCPKit::categoryOf(codePoint);
+    if (category == Category::format) return VostelMCPKit::isJoiner(codePoint);
+    return category != Category::control && category != Category::lineSeparator;
 }
 
 } // namespace

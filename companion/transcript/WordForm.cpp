@@ -3,15 +3,15 @@
 #include "kit/support/Unicode.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
-#include <memory>
 #include <optional>
-#include <utf8proc.h>
 
 namespace vostel_companion {
 
 namespace {
+
+using VostelMCPKit::Category;
+using VostelMCPKit::combiningClass;
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 
@@ -25,19 +25,13 @@ struct Character {
 
 /// Takes the first character off `text`, which is not empty.
 Character take(std::string_view& text) {
-    const std::string_view before = text;
     const auto codePoint = VostelMCPKit::takeCodePoint(text);
-    const std::string_view bytes = before.substr(0, before.size() - text.size());
-    return {codePoint.value_or(replacementCharacter), VostelMCPKit::trimmed(bytes).empty()};
+    return {codePoint.value_or(replacementCharacter), codePoint && VostelMCPKit::isWhiteSpace(*codePoint)};
 }
 
 bool isASCIILetter(char32_t codePoint) { return (codePoint | 0x20U) >= 'a' && (codePoint | 0x20U) <= 'z'; }
 
-utf8proc_category_t categoryOf(char32_t codePoint) {
-    return utf8proc_category(static_cast<utf8proc_int32_t>(codePoint));
-}
-
-/// Scripts written without spaces between words. utf8proc knows categories, not scripts.
+/// Scripts written without spaces between words.
 bool isUnseparatedScript(char32_t codePoint) {
     struct Range {
         char32_t first;
@@ -64,26 +58,13 @@ WordClass classOf(char32_t codePoint) {
     // Most of what is recognised.
     if (isASCIILetter(codePoint)) return WordClass::letter;
     if (codePoint == ' ') return WordClass::other;
-    switch (utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->boundclass) {
-    case UTF8PROC_BOUNDCLASS_EXTEND:
-    case UTF8PROC_BOUNDCLASS_SPACINGMARK:
-    case UTF8PROC_BOUNDCLASS_ZWJ:
-        return WordClass::extension;
-    default:
-        break;
-    }
-    switch (categoryOf(codePoint)) {
-    case UTF8PROC_CATEGORY_LU:
-    case UTF8PROC_CATEGORY_LL:
-    case UTF8PROC_CATEGORY_LT:
-    case UTF8PROC_CATEGORY_LM:
-    case UTF8PROC_CATEGORY_LO:
+    if (VostelMCPKit::extendsCharacter(codePoint)) return WordClass::extension;
+    switch (VostelMCPKit::categoryOf(codePoint)) {
+    case Category::letter:
         return isUnseparatedScript(codePoint) ? WordClass::other : WordClass::letter;
-    case UTF8PROC_CATEGORY_ND:
-    case UTF8PROC_CATEGORY_NL:
-    case UTF8PROC_CATEGORY_NO:
+    case Category::number:
         return WordClass::digit;
-    case UTF8PROC_CATEGORY_PC:
+    case Category::connector:
         return WordClass::connector;
     default:
         break;
@@ -96,17 +77,18 @@ bool isInsideWord(WordClass kind) {
     return kind == WordClass::letter || kind == WordClass::digit || kind == WordClass::connector;
 }
 
-/// Between what the character holds a word together: "don't" and "example.com" for letters, "3.14" and "1,000" for
-/// digits.
+/// Whether the character joins its neighbours into one word: "don't" and "example.com" for letters, "3.14" and "1,000"
+/// for digits.
 bool joins(char32_t middle, WordClass before, WordClass after) {
     if (before != after) return false;
     if (before == WordClass::letter) return middle != ',' && middle != ';' && middle != 0x066C;
-    if (before == WordClass::digit)
+    if (before == WordClass::digit) {
         return middle == '\'' || middle == '.' || middle == ',' || middle == ';' || middle == 0x066C;
+    }
     return false;
 }
 
-/// The class of the character that ends before `position`, its marks left out.
+/// The index of the base character that ends before `position`, ignoring its marks.
 std::optional<std::size_t> baseBefore(const std::vector<FoldedCharacter>& text, std::size_t position) {
     while (position > 0) {
         --position;
@@ -115,33 +97,20 @@ std::optional<std::size_t> baseBefore(const std::vector<FoldedCharacter>& text, 
     return std::nullopt;
 }
 
-std::string composed(const std::string& text) {
-    utf8proc_uint8_t* bytes = nullptr;
-    const auto length =
-        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
-                     &bytes, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
-    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owned{bytes, &std::free};
-    if (length < 0) return text;
-    return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
-}
-
 } // namespace
 
 std::vector<FoldedCharacter> folded(std::string_view text) {
     std::vector<FoldedCharacter> result;
     result.reserve(text.size());
-    // Where the marks of the current character begin, which canonical equivalence lets stand in any order.
+    // Where the marks of the current character begin. In canonically equivalent texts they may be in any order.
     std::size_t marks = 0;
-    const auto combiningClassOf = [](char32_t codePoint) {
-        return utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->combining_class;
-    };
     const auto sortMarks = [&] {
         if (result.size() - marks < 2) return;
         std::ranges::stable_sort(std::next(result.begin(), static_cast<std::ptrdiff_t>(marks)), result.end(), {},
-                                 [&](const FoldedCharacter& mark) { return combiningClassOf(mark.codePoint); });
+                                 [&](const FoldedCharacter& mark) { return combiningClass(mark.codePoint); });
     };
-    const auto append = [&](char32_t codePoint, std::uint32_t begin, int combiningClass) {
-        if (combiningClass == 0) {
+    const auto append = [&](char32_t codePoint, std::uint32_t begin, bool isMark) {
+        if (!isMark) {
             sortMarks();
             marks = result.size() + 1;
         }
@@ -150,28 +119,20 @@ std::vector<FoldedCharacter> folded(std::string_view text) {
     for (std::string_view rest = text; !rest.empty();) {
         const auto begin = static_cast<std::uint32_t>(text.size() - rest.size());
         if (const auto first = static_cast<unsigned char>(rest.front()); isASCIILetter(first)) {
-            append(first | 0x20U, begin, /*combiningClass=*/0);
+            append(first | 0x20U, begin, /*isMark=*/false);
             rest.remove_prefix(1);
             continue;
         }
         const auto [codePoint, isWhiteSpace] = take(rest);
-        utf8proc_int32_t parts[32];
-        utf8proc_ssize_t count = 1;
         if (isWhiteSpace) {
-            if (!result.empty() && result.back().codePoint == ' ') continue;
-            parts[0] = ' ';
+            if (result.empty() || result.back().codePoint != ' ') append(' ', begin, /*isMark=*/false);
         } else if (codePoint == 0x2019) {
             // The typographic apostrophe; recognisers write the plain one.
-            parts[0] = '\'';
+            append('\'', begin, /*isMark=*/false);
         } else {
-            int boundClass = UTF8PROC_BOUNDCLASS_START;
-            const auto options = static_cast<utf8proc_option_t>(UTF8PROC_CASEFOLD | UTF8PROC_DECOMPOSE);
-            count = utf8proc_decompose_char(static_cast<utf8proc_int32_t>(codePoint), parts, std::ssize(parts), options,
-                                            &boundClass);
-        }
-        for (utf8proc_ssize_t part = 0; part < count; ++part) {
-            const auto character = static_cast<char32_t>(parts[part]);
-            append(character, begin, combiningClassOf(character));
+            for (const char32_t part : VostelMCPKit::foldedDecomposition(codePoint)) {
+                append(part, begin, combiningClass(part) != 0);
+            }
         }
     }
     sortMarks();
@@ -216,9 +177,9 @@ std::string normalizedWord(std::string_view word) {
             isSpaceDue = !kept.empty();
             continue;
         }
-        const auto category = categoryOf(codePoint);
-        const bool isInvisible = category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_CF ||
-                                 category == UTF8PROC_CATEGORY_CN || category == UTF8PROC_CATEGORY_CO;
+        const Category category = VostelMCPKit::categoryOf(codePoint);
+        const bool isInvisible =
+            category == Category::control || category == Category::format || category == Category::unassigned;
         if (isInvisible && !VostelMCPKit::isJoiner(codePoint)) continue;
         if (isSpaceDue) {
             kept += ' ';
@@ -227,10 +188,9 @@ std::string normalizedWord(std::string_view word) {
         isSpaceDue = false;
         VostelMCPKit::appendUTF8(codePoint, kept);
         if (++length > longestWord) return {};
-        isUsable = isUsable || (category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO) ||
-                   (category >= UTF8PROC_CATEGORY_ND && category <= UTF8PROC_CATEGORY_NO);
+        isUsable = isUsable || category == Category::letter || category == Category::number;
     }
-    return isUsable ? composed(kept) : std::string{};
+    return isUsable ? VostelMCPKit::composed(kept) : std::string{};
 }
 
 } // namespace vostel_companion

@@ -3,7 +3,10 @@
 #include "kit/support/ASCII.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <memory>
 #include <utf8proc.h>
 
 namespace VostelMCPKit {
@@ -44,14 +47,13 @@ std::size_t asciiPrefix(std::string_view text) {
     return length;
 }
 
-bool isWhiteSpace(utf8proc_int32_t codePoint) {
-    if (codePoint < 0) return false;
+} // namespace
+
+bool isWhiteSpace(char32_t codePoint) {
     if ((codePoint >= '\t' && codePoint <= '\r') || codePoint == 0x85) return true;
-    const auto category = utf8proc_category(codePoint);
+    const auto category = utf8proc_category(static_cast<utf8proc_int32_t>(codePoint));
     return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
 }
-
-} // namespace
 
 std::size_t validUTF8Prefix(std::string_view bytes) {
     for (std::string_view rest = bytes;;) {
@@ -91,7 +93,7 @@ void appendUTF8(char32_t codePoint, std::string& out) {
 std::string_view trimmed(std::string_view text) {
     while (!text.empty()) {
         const auto [codePoint, length] = firstCodePoint(text);
-        if (!isWhiteSpace(codePoint)) break;
+        if (codePoint < 0 || !isWhiteSpace(static_cast<char32_t>(codePoint))) break;
         text.remove_prefix(length);
     }
     while (!text.empty()) {
@@ -100,7 +102,7 @@ std::string_view trimmed(std::string_view text) {
             --start;
         }
         const auto [codePoint, length] = firstCodePoint(text.substr(start));
-        if (!isWhiteSpace(codePoint)) break;
+        if (codePoint < 0 || !isWhiteSpace(static_cast<char32_t>(codePoint))) break;
         text.remove_suffix(text.size() - start);
     }
     return text;
@@ -123,6 +125,71 @@ char32_t takeFolded(std::string_view& text) {
     const auto count = utf8proc_decompose_char(codePoint, folded, 4, UTF8PROC_CASEFOLD, &boundClass);
     if (count == 1) return static_cast<char32_t>(folded[0]);
     return static_cast<char32_t>(codePoint == 0x130 ? codePoint : utf8proc_tolower(codePoint));
+}
+
+Category categoryOf(char32_t codePoint) {
+    switch (utf8proc_category(static_cast<utf8proc_int32_t>(codePoint))) {
+    case UTF8PROC_CATEGORY_LU:
+    case UTF8PROC_CATEGORY_LL:
+    case UTF8PROC_CATEGORY_LT:
+    case UTF8PROC_CATEGORY_LM:
+    case UTF8PROC_CATEGORY_LO:
+        return Category::letter;
+    case UTF8PROC_CATEGORY_ND:
+    case UTF8PROC_CATEGORY_NL:
+    case UTF8PROC_CATEGORY_NO:
+        return Category::number;
+    case UTF8PROC_CATEGORY_PC:
+        return Category::connector;
+    case UTF8PROC_CATEGORY_CC:
+        return Category::control;
+    case UTF8PROC_CATEGORY_CF:
+        return Category::format;
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+        return Category::lineSeparator;
+    case UTF8PROC_CATEGORY_CN:
+    case UTF8PROC_CATEGORY_CO:
+        return Category::unassigned;
+    default:
+        return Category::other;
+    }
+}
+
+bool extendsCharacter(char32_t codePoint) {
+    switch (utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->boundclass) {
+    case UTF8PROC_BOUNDCLASS_EXTEND:
+    case UTF8PROC_BOUNDCLASS_SPACINGMARK:
+    case UTF8PROC_BOUNDCLASS_ZWJ:
+        return true;
+    default:
+        return false;
+    }
+}
+
+int combiningClass(char32_t codePoint) {
+    return utf8proc_get_property(static_cast<utf8proc_int32_t>(codePoint))->combining_class;
+}
+
+std::u32string foldedDecomposition(char32_t codePoint) {
+    utf8proc_int32_t parts[32];
+    int boundClass = UTF8PROC_BOUNDCLASS_START;
+    const auto options = static_cast<utf8proc_option_t>(UTF8PROC_CASEFOLD | UTF8PROC_DECOMPOSE);
+    const auto count = utf8proc_decompose_char(static_cast<utf8proc_int32_t>(codePoint), parts, std::ssize(parts),
+                                               options, &boundClass);
+    std::u32string result;
+    for (utf8proc_ssize_t part = 0; part < count; ++part) result += static_cast<char32_t>(parts[part]);
+    return result;
+}
+
+std::string composed(const std::string& text) {
+    utf8proc_uint8_t* bytes = nullptr;
+    const auto length =
+        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
+                     &bytes, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
+    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owned{bytes, &std::free};
+    if (length < 0) return text;
+    return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
 }
 
 } // namespace VostelMCPKit

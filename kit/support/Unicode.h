@@ -1,6 +1,5 @@
-// The questions about Unicode text that more than one part asks; the tables are utf8proc's. CharacterCount has the one
-// about characters as people perceive them. What only the companion wants to know of a character, such as its category,
-// it asks utf8proc itself. All functions are thread-safe.
+// All questions about Unicode text, except those about characters as users perceive them: see CharacterCount. The
+// tables are utf8proc's, and nothing else asks utf8proc. All functions are thread-safe.
 #pragma once
 
 #include <optional>
@@ -34,5 +33,34 @@ void appendUTF8(char32_t codePoint, std::string& out);
 /// Takes the first code point off `text` (UTF-8, not empty) and returns it with its letter case folded (simple folding,
 /// to one code point). A byte that is not UTF-8 is returned as it is.
 [[nodiscard]] char32_t takeFolded(std::string_view& text);
+
+/// The general categories of Unicode, as far as the system tells them apart.
+enum class Category {
+    letter,
+    number,
+    /// Joins words, as the underscore does.
+    connector,
+    control,
+    /// Invisible, such as the marks that change the direction of writing. The joiners are among them.
+    format,
+    /// The separators of lines and of paragraphs.
+    lineSeparator,
+    /// Not assigned, or for private use.
+    unassigned,
+    other
+};
+[[nodiscard]] Category categoryOf(char32_t codePoint);
+
+/// White space and line breaks, as `trimmed` understands them.
+[[nodiscard]] bool isWhiteSpace(char32_t codePoint);
+/// Whether it is a part of the character before it: a combining mark, a vowel sign, the zero-width joiner.
+[[nodiscard]] bool extendsCharacter(char32_t codePoint);
+
+/// The canonical combining class. Marks of different classes after one letter mean the same in any order.
+[[nodiscard]] int combiningClass(char32_t codePoint);
+/// The full case folding of `codePoint`, canonically decomposed.
+[[nodiscard]] std::u32string foldedDecomposition(char32_t codePoint);
+/// `text` (UTF-8) in its canonical composition, NFC.
+[[nodiscard]] std::string composed(const std::string& text);
 
 } // namespace VostelMCPKit

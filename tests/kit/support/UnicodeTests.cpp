@@ -189,5 +189,62 @@ TEST(Unicode, repair_replaces_each_byte_that_is_no_UTF8) {
     EXPECT_EQ(repairedUTF8(""), "");
 }
 
+TEST(Unicode, code_points_are_taken_off_one_by_one) {
+    std::string_view text = "a\xC3\xA9\xFF\xE2\x82";
+    EXPECT_EQ(takeCodePoint(text), U'a');
+    EXPECT_EQ(takeCodePoint(text), U'\u00E9');
+    for (int byte = 0; byte < 3; ++byte) EXPECT_EQ(takeCodePoint(text), std::nullopt) << byte;
+    EXPECT_EQ(text, "");
+}
+
+TEST(Unicode, code_points_have_a_category) {
+    struct Row {
+        const char* when;
+        char32_t codePoint;
+        Category category;
+    };
+    const Row rows[] = {
+        {"a capital letter", U'A', Category::letter},
+        {"a Chinese character", U'\u6F22', Category::letter},
+        {"a digit", U'7', Category::number},
+        {"a fraction", U'\u00BD', Category::number},
+        {"an underscore", U'_', Category::connector},
+        {"a line feed", U'\n', Category::control},
+        {"a direction override", U'\u202E', Category::format},
+        {"a joiner", U'\u200D', Category::format},
+        {"a line separator", U'\u2028', Category::lineSeparator},
+        {"a paragraph separator", U'\u2029', Category::lineSeparator},
+        {"private use", U'\uE000', Category::unassigned},
+        {"not assigned", U'\u0378', Category::unassigned},
+        {"a mark", U'\u0301', Category::other},
+        {"a symbol", U'+', Category::other},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) { EXPECT_EQ(categoryOf(row.codePoint), row.category); });
+}
+
+TEST(Unicode, joiners_and_white_space_are_told_apart) {
+    for (const char32_t joiner : {U'\u200C', U'\u200D'}) EXPECT_TRUE(isJoiner(joiner));
+    for (const char32_t other : {U'\u200B', U'\u200E', U'a'}) EXPECT_FALSE(isJoiner(other));
+    for (const char32_t space : {U' ', U'\t', U'\n', U'\u0085', U'\u00A0', U'\u2028'}) EXPECT_TRUE(isWhiteSpace(space));
+    for (const char32_t other : {U'\u200B', U'\u200D', U'a'}) EXPECT_FALSE(isWhiteSpace(other));
+}
+
+TEST(Unicode, a_mark_is_a_part_of_the_character_before_it) {
+    for (const char32_t mark : {U'\u0301', U'\u0903', U'\u200D'}) EXPECT_TRUE(extendsCharacter(mark));
+    for (const char32_t other : {U'a', U' ', U'\u6F22'}) EXPECT_FALSE(extendsCharacter(other));
+    EXPECT_EQ(combiningClass(U'a'), 0);
+    EXPECT_EQ(combiningClass(U'\u0301'), 230);
+    EXPECT_EQ(combiningClass(U'\u0323'), 220);
+}
+
+TEST(Unicode, folding_decomposes_and_composing_undoes_that) {
+    EXPECT_EQ(foldedDecomposition(U'A'), U"a");
+    EXPECT_EQ(foldedDecomposition(U'\u00C9'), U"e\u0301");
+    EXPECT_EQ(foldedDecomposition(U'\u00DF'), U"ss");
+    EXPECT_EQ(composed("e\xCC\x81"), "\xC3\xA9");
+    EXPECT_EQ(composed("plain"), "plain");
+    EXPECT_EQ(composed("not \xFF UTF-8"), "not \xFF UTF-8");
+}
+
 } // namespace
 } // namespace VostelMCPKit
