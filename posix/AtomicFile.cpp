@@ -16,7 +16,7 @@ std::expected<AtomicFile, SystemError> AtomicFile::write(const std::filesystem::
     if (!file.isOpen()) return systemError("write", target);
     AtomicFile written{std::move(name)};
     if (auto done = writeAll(file, text, target); !done) return std::unexpected(std::move(done.error()));
-    // The owner before the mode: the system takes bits off the mode of a file that is given away.
+    // The owner before the mode, because a change of owner clears bits of the mode.
     const auto& owner = attributes.owner;
     if (owner && ::fchown(file.get(), owner->user, owner->group) != 0) return systemError("write", target);
     if (::fchmod(file.get(), attributes.mode) != 0) return systemError("write", target);

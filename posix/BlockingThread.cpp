@@ -24,7 +24,7 @@ std::size_t pageSize() {
     return size;
 }
 
-/// The memory of one stack, with a page below it that no overflow can cross unseen.
+/// The memory of one stack, with a guard page below it: an overflow is a crash, not a silent overwrite.
 struct Stack {
     char* mapping = nullptr;
 
@@ -49,12 +49,12 @@ struct EndedThread {
     Stack stack;
 };
 
-/// The threads that are about to end or have ended, whose stacks can serve again once they are joined. Joining one
-/// takes a moment at most: it has nothing left to do but, perhaps, to clear away one that came here before it.
+/// The threads that have ended or are about to. Their stacks can be used again once they are joined. Joining is quick:
+/// such a thread at most still joins one earlier thread.
 class EndedThreads final {
 public:
-    /// Called by each thread as its last act. What is too many goes at once, because after a burst of calls there may
-    /// be no other start for days.
+    /// Called by each thread as its last act. A thread beyond the limit is joined at once: after a burst of calls there
+    /// may be no other start for days.
     void add(EndedThread ended) {
         std::optional<EndedThread> surplus;
         {
@@ -80,7 +80,7 @@ public:
     }
 
 private:
-    /// The latest is probably still on its way out, and joining it would mean to wait.
+    /// The oldest, because the latest is probably still ending and joining it would wait.
     EndedThread takeOldest() {
         const EndedThread oldest = ended_.front();
         ended_.pop_front();
@@ -91,7 +91,7 @@ private:
     std::deque<EndedThread> ended_;
 };
 
-/// Never destroyed: threads may still be ending when the process leaves.
+/// Never destroyed: threads may still be ending when the process exits.
 EndedThreads& endedThreads() {
     static auto* threads = new EndedThreads;
     return *threads;

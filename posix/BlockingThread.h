@@ -1,7 +1,7 @@
 // Threads for blocking work: one for each operation, named, with a stack of 1 MiB.
 //
-// Mapping a stack and faulting in its first pages is most of what starting a thread costs, so the stacks of ended
-// threads are kept for the next ones, up to a small number.
+// Most of the cost of starting a thread is mapping its stack and touching its first pages. So a few stacks of ended
+// threads are kept for the next ones.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -17,18 +17,18 @@
 
 namespace posix {
 
-/// Starts a thread that runs `body` and ends. Fails when the system has no room for another thread.
+/// Starts a thread that runs `body` and then ends. Fails when the system has no room for another thread.
 using ThreadStarter =
     std::function<std::expected<void, VostelMCPKit::PosixError>(ThreadName, std::function<void()> body)>;
 
-/// The real thing. Thread-safe.
+/// The starter that the programs use. Thread-safe.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startBlockingThread(ThreadName name,
                                                                                 std::function<void()> body);
 
 namespace blocking_thread_detail {
 
-/// Awaited: runs `work` on a thread of its own and resumes the awaiter, on its executor, with what it returned. The
-/// thread posts back exactly once, as its last act. Stays where it is.
+/// An awaitable that runs `work` on a thread of its own. The thread resumes the awaiter on the awaiter's executor,
+/// once, as its last act. Not movable: the thread refers to it.
 template <class Work>
 class RunBlocking final {
 public:
@@ -64,12 +64,12 @@ private:
 
 } // namespace blocking_thread_detail
 
-/// Runs `work` on a thread of its own and returns what it returned: a std::expected whose error can be made from the
-/// PosixError of a thread that could not be started. The caller goes on on its executor, which that thread posts to.
+/// Runs `work` on a thread of its own and returns its result: a std::expected. Its error type is constructible from the
+/// PosixError of a thread that could not be started. The caller resumes on its own executor.
 template <class Work>
 VostelMCPKit::Task<std::invoke_result_t<Work>> runBlocking(ThreadStarter startThread, ThreadName name, Work work) {
-    // All that waits for this must have suspended before the thread can be done. Otherwise the thread that is here now
-    // would have to go on with it, and would inherit whatever blocks in it.
+    // Suspends every awaiter before the thread can finish. Otherwise the calling thread would resume them, and would
+    // run whatever blocks in them.
     co_await VostelMCPKit::yield();
     blocking_thread_detail::RunBlocking running{startThread, name, std::move(work)};
     co_return co_await running;

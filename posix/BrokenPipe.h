@@ -1,10 +1,10 @@
-// Writing to a socket whose other end is gone: a failure of the write, never the broken-pipe signal.
+// Makes a write to a socket whose other end is closed fail, instead of raising the broken-pipe signal.
 #pragma once
 
 namespace posix {
 
-/// Call it for each new socket, and pass `sendFlags` to each send: one system knows an option of the socket, the other
-/// a flag of the write.
+/// Call this for each new socket and pass `sendFlags` to each send. macOS has an option of the socket, Linux a flag of
+/// the write.
 void suppressBrokenPipe(int socket);
 extern const int sendFlags;
 

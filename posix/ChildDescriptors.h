@@ -1,12 +1,12 @@
-// What a program that we start inherits.
+// Which descriptors a program that we start inherits. A part of ChildProcess that differs between systems.
 #pragma once
 
 #include <spawn.h>
 
 namespace posix {
 
-/// Sees to it that a child gets its three standard streams and no other descriptor of ours, also none that another
-/// thread has just opened. `actions` has put the streams in place by then.
+/// Gives the child its three standard streams and none of our other descriptors, not even one that another thread has
+/// just opened. Call it after `actions` puts the streams in place.
 void closeAllButStandardStreams(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions);
 
 } // namespace posix

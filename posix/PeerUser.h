@@ -1,4 +1,4 @@
-// Who stands at the other end of a socket. One implementation per system beside this header.
+// Which user is at the other end of a socket.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,4 @@
-// Fresh identities.
+// Fresh UUIDs.
 #pragma once
 
 #include "kit/support/PosixError.h"

@@ -1,4 +1,4 @@
-// Where the system keeps the current user's things, and where the running program is.
+// The current user's folders, and the path of the running program.
 #pragma once
 
 #include <filesystem>

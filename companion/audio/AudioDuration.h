@@ -1,4 +1,4 @@
-// How long a recording is, before anything is done with it.
+// The length of a recording.
 #pragma once
 
 #include "companion/audio/AudioError.h"
@@ -10,7 +10,7 @@
 
 namespace vostel_companion {
 
-/// What the file says of itself; a file that does not is decoded to its end. The error of a file without sound.
+/// The length that the file states. A file that states none is decoded to its end. A file without sound is an error.
 [[nodiscard]] std::expected<Seconds, AudioError> audioDuration(const std::string& path, Cancellation& cancellation);
 
 } // namespace vostel_companion

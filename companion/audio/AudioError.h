@@ -1,4 +1,4 @@
-// Why a file yields no audio.
+// Why a file gives no audio.
 #pragma once
 
 #include "kit/support/PosixError.h"
@@ -13,21 +13,21 @@ struct AudioError {
     struct Missing {
         bool operator==(const Missing&) const = default;
     };
-    /// The user's account may not read it.
+    /// The user may not read it.
     struct Forbidden {
         bool operator==(const Forbidden&) const = default;
     };
     struct Folder {
         bool operator==(const Folder&) const = default;
     };
-    /// A device, a pipe or a socket: reading one may block for ever or have effects.
+    /// A device, a pipe or a socket. Reading one may block for ever or have side effects.
     struct NotARegularFile {
         bool operator==(const NotARegularFile&) const = default;
     };
     struct Empty {
         bool operator==(const Empty&) const = default;
     };
-    /// No known container or codec, or a list that points to other files.
+    /// Of no known container or codec, or a play list of other files.
     struct NotAudio {
         bool operator==(const NotAudio&) const = default;
     };

@@ -24,15 +24,15 @@ namespace {
 using Seconds = std::chrono::duration<double>;
 
 constexpr int ioBufferSize = 64 * 1024;
-/// Below this rate a few bytes of file would become megabytes of samples; nothing that carries speech is so low.
+/// Below this rate a few bytes would become megabytes of samples. No recording of speech has such a low rate.
 constexpr int lowestRate = 1000;
 /// The longest frame of any real codec is a small part of this.
 constexpr std::int64_t longestFrame = 1 << 22;
-/// Undecodable sound in one run up to which a file counts as scratched rather than broken.
+/// A file with a longer run of undecodable sound counts as damaged.
 constexpr Seconds tolerableDamage{2.0};
-/// What a packet that does not say how long it is stands for.
+/// The assumed length of a packet that does not state its length.
 constexpr Seconds usualPacket{0.02};
-/// Smaller gaps are the rounding and the priming of codecs.
+/// Smaller gaps come from rounding and from the delay of codecs.
 constexpr Seconds smallestGap{0.1};
 constexpr std::size_t silenceStep = 8192;
 
@@ -82,17 +82,18 @@ public:
 
     [[nodiscard]] double consumed() const {
         const auto whole = duration();
-        const double share = whole ? produced().count() / whole->count()
-                                   : static_cast<double>(offset_) / static_cast<double>(file_.size());
-        return std::clamp(share, 0.0, 1.0);
+        const double fraction = whole ? produced().count() / whole->count()
+                                      : static_cast<double>(offset_) / static_cast<double>(file_.size());
+        return std::clamp(fraction, 0.0, 1.0);
     }
 
     std::expected<std::span<const std::int16_t>, AudioError> read() {
         samples_.clear();
         while (samples_.empty() && !ended_) {
             if (cancellation_.isCancelled()) return std::unexpected(AudioError{AudioError::Cancelled{}});
-            if (auto stepped = silenceOwed_ > 0 ? giveSilence() : frameWaits_ ? giveFrame() : decodeStep(); !stepped)
+            if (auto stepped = silenceOwed_ > 0 ? giveSilence() : frameWaits_ ? giveFrame() : decodeStep(); !stepped) {
                 return std::unexpected(stepped.error());
+            }
         }
         producedSamples_ += samples_.size();
         if (producedSamples_ > samplesIn(longest)) return std::unexpected(AudioError{AudioError::TooLong{longest}});
@@ -114,16 +115,18 @@ private:
         }
         format->pb = io_.get();
         format->interrupt_callback = {isInterrupted, this};
-        // Deliberate: no name is given and nothing else can be opened, so that a play list is no way out of its file.
+        // Deliberate: without a name and without a way to open anything else, a play list cannot lead to other files.
         format->io_open = refuseToOpen;
         std::ignore = av_opt_set(format, "protocol_whitelist", "none", 0);
 
         // Frees the context when it fails.
-        if (avformat_open_input(&format, "", nullptr, nullptr) < 0)
+        if (avformat_open_input(&format, "", nullptr, nullptr) < 0) {
             return std::unexpected(failure(AudioError{AudioError::NotAudio{}}));
+        }
         format_.reset(format);
-        if (avformat_find_stream_info(format_.get(), nullptr) < 0)
+        if (avformat_find_stream_info(format_.get(), nullptr) < 0) {
             return std::unexpected(failure(AudioError{AudioError::NotAudio{}}));
+        }
         return {};
     }
 
@@ -144,12 +147,14 @@ private:
         codec_->max_samples = longestFrame;
         codec_->pkt_timebase = stream_->time_base;
         if (avcodec_parameters_to_context(codec_.get(), stream_->codecpar) < 0 ||
-            avcodec_open2(codec_.get(), codec, nullptr) < 0)
+            avcodec_open2(codec_.get(), codec, nullptr) < 0) {
             return std::unexpected(AudioError{AudioError::NotAudio{}});
+        }
 
         const bool guessed = format_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
-        if (const auto whole = duration(); whole && !guessed && *whole > longest)
+        if (const auto whole = duration(); whole && !guessed && *whole > longest) {
             return std::unexpected(AudioError{AudioError::TooLong{longest}});
+        }
         return {};
     }
 
@@ -186,8 +191,8 @@ private:
         return std::unexpected(AudioError{AudioError::Damaged{produced()}});
     }
 
-    /// A frame that stands later in the file than the samples before it end (a track that starts late, a packet lost)
-    /// gets silence before it, so that times stay those of the file.
+    /// Fills a gap before the frame with silence, so that times stay those of the file. Gaps occur in a track that
+    /// starts late and after a lost packet.
     void oweSilenceUpTo(const AVFrame& frame) {
         const auto whole = duration();
         if (frame.best_effort_timestamp == AV_NOPTS_VALUE || !whole) return;
@@ -211,13 +216,15 @@ private:
         return resample(const_cast<const std::uint8_t**>(frame_->extended_data), frame_->nb_samples);
     }
 
-    /// Streams may change their format on the way (radio recordings do).
+    /// A stream may change its format, as radio recordings do.
     Step prepareResampler(const AVFrame& frame) {
         if (resampler_ && frame.format == inputFormat_ && frame.sample_rate == inputRate_ &&
-            frame.ch_layout.nb_channels == inputChannels_)
+            frame.ch_layout.nb_channels == inputChannels_) {
             return {};
-        if (frame.sample_rate < lowestRate || frame.ch_layout.nb_channels < 1)
+        }
+        if (frame.sample_rate < lowestRate || frame.ch_layout.nb_channels < 1) {
             return std::unexpected(AudioError{AudioError::NotAudio{}});
+        }
         inputFormat_ = frame.format;
         inputRate_ = frame.sample_rate;
         inputChannels_ = frame.ch_layout.nb_channels;
@@ -244,7 +251,7 @@ private:
         return {};
     }
 
-    /// Converts `count` samples of `input`; what the resampler still holds when there is no input.
+    /// Converts `count` samples of `input`. Without input, flushes the resampler.
     Step resample(const std::uint8_t** input, int count) {
         const int room = swr_get_out_samples(resampler_.get(), count);
         if (room < 0) return suffer(usualPacket);
@@ -258,8 +265,9 @@ private:
 
     Step finish() {
         ended_ = true;
-        if (producedSamples_ == 0 && damage_ > Seconds::zero())
+        if (producedSamples_ == 0 && damage_ > Seconds::zero()) {
             return std::unexpected(AudioError{AudioError::Damaged{Seconds::zero()}});
+        }
         if (!resampler_) return {};
         return resample(nullptr, 0);
     }
@@ -268,8 +276,8 @@ private:
         return Seconds{static_cast<double>(producedSamples_) / AudioSource::sampleRate};
     }
 
-    /// What stands behind an FFmpeg failure; `otherwise` when it is about the content. The library's own codes do not
-    /// tell: a play list, for one, fails as out of memory.
+    /// The cause of an FFmpeg failure: `otherwise`, if it is about the content. The library's own codes are of no use:
+    /// for example, a play list fails as out of memory.
     [[nodiscard]] AudioError failure(AudioError otherwise) const {
         if (cancellation_.isCancelled()) return {AudioError::Cancelled{}};
         if (systemError_ != 0) return {VostelMCPKit::PosixError{systemError_}};

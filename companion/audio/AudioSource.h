@@ -1,4 +1,4 @@
-// The sound of an audio or video file as the recogniser wants it: 16 kHz, one channel, 16 bits.
+// The sound of an audio or video file in the format of the recogniser: 16 kHz, one channel, 16 bits.
 #pragma once
 
 #include "companion/audio/AudioError.h"
@@ -14,29 +14,29 @@
 
 namespace vostel_companion {
 
-/// Decodes piece by piece, so that hours of audio need no more memory than seconds. Stays with the one file that it was
-/// given: a play list cannot make it open another file or an address. For one thread at a time.
+/// Decodes in small steps, so hours of audio need no more memory than seconds. Opens no other file and no address, even
+/// if a play list names one. For one thread at a time.
 class AudioSource final {
 public:
     static constexpr int sampleRate = 16000;
-    /// Whatever a file claims, no more than this is decoded: a few hostile bytes can stand for endless sound.
+    /// The limit of what is decoded, because a small malicious file can contain endless sound.
     static constexpr std::chrono::hours longest{24};
 
-    /// `cancellation` is watched while the file is opened and read, and outlives the source.
+    /// `cancellation` stops opening and reading. It outlives the source.
     [[nodiscard]] static std::expected<AudioSource, AudioError> open(const std::string& path,
                                                                      const Cancellation& cancellation);
     AudioSource(AudioSource&&) noexcept;
     AudioSource& operator=(AudioSource&&) = delete;
     ~AudioSource();
 
-    /// Absent when the file does not say how long it is.
+    /// Absent when the file does not state its length.
     [[nodiscard]] std::optional<std::chrono::duration<double>> duration() const;
 
-    /// The next samples, valid until the next read; none at the end. A few bad packets are passed over, as players do,
-    /// with silence in their place; more of them, or a failing disk, are an error.
+    /// The next samples, valid until the next read. Empty at the end. A few bad packets become silence, as in players.
+    /// More of them are an error, and so is a failing disk.
     [[nodiscard]] std::expected<std::span<const std::int16_t>, AudioError> read();
 
-    /// How much of the file has been read so far, 0 to 1. By time where the duration is known, else by bytes.
+    /// The fraction of the file that was read so far: by time if the duration is known, else by bytes.
     [[nodiscard]] double consumed() const;
 
 private:

@@ -38,8 +38,8 @@ std::expected<void, AudioError> judge(const struct stat& status) {
 } // namespace
 
 std::expected<RegularFile, AudioError> RegularFile::open(const std::string& path) {
-    // Judged before it is opened, because opening alone can rewind a tape or start a device; and again afterwards,
-    // because the name may have been given to something else in between.
+    // Checked before it is opened, because opening can rewind a tape or start a device. Checked again afterwards,
+    // because the path may refer to something else by then.
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return std::unexpected(openingFailed(errno));
     if (auto judged = judge(status); !judged) return std::unexpected(judged.error());

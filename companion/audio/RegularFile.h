@@ -1,4 +1,4 @@
-// Opening a file that somebody else named.
+// Opening a file by a path that we do not trust.
 #pragma once
 
 #include "companion/audio/AudioError.h"
@@ -12,13 +12,13 @@
 
 namespace vostel_companion {
 
-/// A regular file, open for reading. It never waits for a pipe's other end, never touches a device, and keeps reading
-/// the file that it judged when the path is given to another one. Owns its descriptor. For one thread at a time.
+/// A regular file, open for reading. Opening it never waits for a pipe and never starts a device. For one thread at a
+/// time.
 class RegularFile final {
 public:
     [[nodiscard]] static std::expected<RegularFile, AudioError> open(const std::string& path);
 
-    /// In bytes, as it was when opened.
+    /// In bytes, at the time of opening.
     [[nodiscard]] std::int64_t size() const { return size_; }
     /// Reads at `offset`: the number of bytes, zero at the end.
     [[nodiscard]] std::expected<std::size_t, VostelMCPKit::PosixError> read(std::int64_t offset,

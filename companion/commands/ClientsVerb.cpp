@@ -20,9 +20,9 @@ Exit run(const Command::Clients& verb, const ClientsContext& context) {
                                              .force = verb.force});
     for (const std::string& line : report.lines) context.print(printableLine(line) + "\n");
     switch (report.exit) {
-    case ClientsExit::asAsked:
+    case ClientsExit::done:
         return Exit::done;
-    case ClientsExit::notAsAsked:
+    case ClientsExit::refused:
         return Exit::refused;
     case ClientsExit::failed:
         break;

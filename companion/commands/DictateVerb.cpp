@@ -33,9 +33,9 @@ Exit run(const Command::Dictate& verb, CommandContext& context) {
                                         .duration = done->duration});
     if (!number) return context.failed(number.error());
     const bool isPrinted = context.print(printable(text) + "\n");
-    const auto settled = dictations.settle(
+    const auto finished = dictations.finish(
         *number, isPrinted ? std::nullopt : std::optional<std::string>{"The text could not be printed."});
-    if (!settled) return context.failed(settled.error());
+    if (!finished) return context.failed(finished.error());
     return isPrinted ? Exit::done : Exit::failed;
 }
 

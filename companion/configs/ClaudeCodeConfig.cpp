@@ -78,8 +78,9 @@ std::expected<std::string, ConfigError> withEntry(std::string_view text, const M
     const MCPValue expected = withValueAt(contents.document, entryPath, ours);
     if (isBlank(text)) return verifiedJSON(std::string{text} + documentText(expected, lineBreakOf(text)), expected);
     if (contents.entry) return verifiedJSON(withMemberValue(text, *contents.entry, ours), expected);
-    if (contents.servers)
+    if (contents.servers) {
         return verifiedJSON(withMember(text, contents.servers->value.begin, entryName, ours), expected);
+    }
     return verifiedJSON(withMember(text, text.find('{'), serversPath.front(), MCPValue::object({{entryName, ours}})),
                         expected);
 }

@@ -65,10 +65,10 @@ std::string anotherCopy(const Status::StalePath& stale) {
 }
 
 /// One client's part of a request. Sentences are built here and nowhere else.
-class Client final {
+class EntryEditor final {
 public:
-    Client(MCPClientKind kind, const ClientsRequest& request, const MCPClientEntry& entry, std::string_view home,
-           ClientsReport& report)
+    EntryEditor(MCPClientKind kind, const ClientsRequest& request, const MCPClientEntry& entry, std::string_view home,
+                ClientsReport& report)
         : kind_{kind}, request_{request}, entry_{entry}, format_{formatOf(kind, home)}, path_{format_.path.string()},
           report_{report} {}
 
@@ -87,7 +87,7 @@ private:
     void showStatus() {
         const auto status = readStatus();
         if (!status) return fail(status.error());
-        say(isUpToDate(*status) ? ClientsExit::asAsked : ClientsExit::notAsAsked,
+        say(isUpToDate(*status) ? ClientsExit::done : ClientsExit::refused,
             match(
                 status->is, [&](const Status::UpToDate&) { return "up to date in " + path_ + "."; },
                 [&](const Status::NotInstalled&) { return "not installed in " + path_ + "."; },
@@ -103,7 +103,7 @@ private:
         const auto change = edit(format_.withEntry);
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("replace");
-        say(ClientsExit::asAsked,
+        say(ClientsExit::done,
             match(
                 found_.is, [&](const Status::UpToDate&) { return "up to date in " + path_ + "; nothing was changed."; },
                 [&](const Status::NotInstalled&) { return "installed in " + path_ + "."; },
@@ -115,9 +115,9 @@ private:
                 }) +
                 backupNote(*change));
         if (!manualRemovalNote(kind_)) return;
-        say(ClientsExit::asAsked, "to finish, open Claude Desktop → Settings → Extensions → Advanced settings, choose "
-                                  "Install Unpacked Extension… and select the folder " +
-                                      format_.path.parent_path().string() + ".");
+        say(ClientsExit::done, "to finish, open Claude Desktop → Settings → Extensions → Advanced settings, choose "
+                               "Install Unpacked Extension… and select the folder " +
+                                   format_.path.parent_path().string() + ".");
     }
 
     void remove() {
@@ -127,14 +127,14 @@ private:
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("remove");
         if (isMissing(found_)) return sayMissing();
-        say(ClientsExit::asAsked, "removed from " + path_ + "." + backupNote(*change));
+        say(ClientsExit::done, "removed from " + path_ + "." + backupNote(*change));
     }
 
     void refuseToRemove(std::string_view note) {
         const auto status = readStatus();
         if (!status) return fail(status.error());
         if (isMissing(*status)) return sayMissing();
-        say(ClientsExit::notAsAsked, std::string{note});
+        say(ClientsExit::refused, std::string{note});
     }
 
     std::expected<Status, ConfigError> judge(std::string_view text) const {
@@ -170,11 +170,10 @@ private:
     }
     void sayForeign(std::string_view whatForceDoes) {
         const auto& foreign = std::get<Status::ForeignEntry>(found_.is);
-        say(ClientsExit::notAsAsked, entryIn(path_) + " is not Vostel's: it " + whatItStarts(foreign) +
-                                         ". It was left as it is; --force would " + std::string{whatForceDoes} +
-                                         " it.");
+        say(ClientsExit::refused, entryIn(path_) + " is not Vostel's: it " + whatItStarts(foreign) +
+                                      ". It was left as it is; --force would " + std::string{whatForceDoes} + " it.");
     }
-    void sayMissing() { say(ClientsExit::asAsked, "not installed in " + path_ + "; nothing was changed."); }
+    void sayMissing() { say(ClientsExit::done, "not installed in " + path_ + "; nothing was changed."); }
     void fail(const ConfigError& error) { say(ClientsExit::failed, error.description(path_)); }
 
     MCPClientKind kind_;
@@ -216,7 +215,7 @@ ClientsReport runClients(const ClientsRequest& request) {
     ClientsReport report;
     std::vector<MCPClientKind> kinds = request.kinds;
     if (kinds.empty()) kinds.assign(allMCPClientKinds.begin(), allMCPClientKinds.end());
-    for (const MCPClientKind kind : kinds) Client{kind, request, *entry, home, report}.serve();
+    for (const MCPClientKind kind : kinds) EntryEditor{kind, request, *entry, home, report}.serve();
     return report;
 }
 

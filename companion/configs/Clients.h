@@ -26,10 +26,10 @@ struct ClientsRequest {
 /// What the program exits with.
 enum class ClientsExit : int {
     /// Status: every client is up to date. Install and remove: everything is as it was asked for.
-    asAsked = 0,
+    done = 0,
     /// Status: a client is not up to date. Install and remove: something was left for the person to decide or to do: a
     /// foreign entry without `force`, or an extension that only its client can remove.
-    notAsAsked = 1,
+    refused = 1,
     /// A file could not be read, understood or written, or the request makes no sense. Other clients were served.
     failed = 2,
 };
@@ -38,7 +38,7 @@ struct ClientsReport {
     /// Full sentences for the terminal, at least one for each client.
     std::vector<std::string> lines;
     /// The worst of what happened.
-    ClientsExit exit = ClientsExit::asAsked;
+    ClientsExit exit = ClientsExit::done;
 
     bool operator==(const ClientsReport&) const = default;
 };

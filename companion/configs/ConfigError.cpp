@@ -16,11 +16,11 @@ std::string ConfigError::description(std::string_view path) const {
     const std::string file{path};
     return VostelMCPKit::match(
         is,
-        [&](const Broken& error) {
+        [&](const SyntaxError& error) {
             const std::string problem = error.problem.empty() ? "" : ": " + error.problem;
             return file + " is not valid " + error.language + " at " + text(error.at) + problem + ".";
         },
-        [&](const HugeNumber&) { return file + " holds a number that is too large to be read."; },
+        [&](const NumberOutOfRange&) { return file + " holds a number that is too large to be read."; },
         [&](const NotAnObject& error) {
             if (error.name.empty()) return file + " does not hold an object (" + text(error.at) + ").";
             return file + " has something other than an object under " + error.name + " (" + text(error.at) + ").";
@@ -40,7 +40,7 @@ std::string ConfigError::description(std::string_view path) const {
                    " MiB, which no configuration file should be.";
         },
         [](const ReadOnly& error) { return error.path + " is read-only."; },
-        [](const Restless& error) {
+        [](const ConcurrentlyModified& error) {
             return error.path + " is being changed by another program; close that and try again.";
         },
         [](const TooManyBackups& error) {

@@ -15,15 +15,15 @@ namespace vostel_companion {
 
 struct ConfigError {
     /// The text breaks the grammar of `language`; `problem` is a clause, or empty.
-    struct Broken {
+    struct SyntaxError {
         std::string language;
         ConfigPosition at;
         std::string problem;
-        bool operator==(const Broken&) const = default;
+        bool operator==(const SyntaxError&) const = default;
     };
     /// A number somewhere in the text is beyond what the JSON reader can hold.
-    struct HugeNumber {
-        bool operator==(const HugeNumber&) const = default;
+    struct NumberOutOfRange {
+        bool operator==(const NumberOutOfRange&) const = default;
     };
     /// What should hold our entry holds something else; `name` is empty for the whole document.
     struct NotAnObject {
@@ -65,9 +65,9 @@ struct ConfigError {
         bool operator==(const ReadOnly&) const = default;
     };
     /// Another program changed the file each time we were about to.
-    struct Restless {
+    struct ConcurrentlyModified {
         std::string path;
-        bool operator==(const Restless&) const = default;
+        bool operator==(const ConcurrentlyModified&) const = default;
     };
     /// Every name for a backup of the file at `path` is taken.
     struct TooManyBackups {
@@ -75,8 +75,8 @@ struct ConfigError {
         bool operator==(const TooManyBackups&) const = default;
     };
 
-    std::variant<Broken, HugeNumber, NotAnObject, Repeated, UneditableForm, Unverified, NotAFile, TooLarge, ReadOnly,
-                 Restless, TooManyBackups, posix::SystemError>
+    std::variant<SyntaxError, NumberOutOfRange, NotAnObject, Repeated, UneditableForm, Unverified, NotAFile, TooLarge,
+                 ReadOnly, ConcurrentlyModified, TooManyBackups, posix::SystemError>
         is;
 
     template <class Case>

@@ -169,7 +169,7 @@ std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path
         const std::optional<ConfigFileChange> change = *attempted;
         if (change) return *change;
     }
-    return std::unexpected(ConfigError::Restless{path.string()});
+    return std::unexpected(ConfigError::ConcurrentlyModified{path.string()});
 }
 
 } // namespace vostel_companion

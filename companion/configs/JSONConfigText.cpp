@@ -25,7 +25,7 @@ struct ObjectSpan {
 };
 
 /// How an object is laid out.
-struct Look {
+struct Layout {
     /// Empty when everything stands in one line.
     std::string lineBreak;
     std::string indent;
@@ -129,24 +129,24 @@ std::string_view indentOfLine(std::string_view text, std::size_t at) {
 }
 
 /// How the member is laid out in its object. Its indentation is that of the object's members.
-Look lookOf(std::string_view text, const JSONMemberSpan& member, bool isFirst) {
+Layout layoutOf(std::string_view text, const JSONMemberSpan& member, bool isFirst) {
     const std::size_t start = text.find('{');
     const std::string_view firstGap = text.substr(start + 1, skipSpace(text, start + 1) - start - 1);
     const std::string_view gap = spaceBefore(text, member.key.begin);
     const std::string_view colon = text.substr(member.key.end, member.value.begin - member.key.end);
 
-    Look look;
-    look.lineBreak = lastBreak(gap);
-    look.indent = look.lineBreak.empty() ? indentOfLine(text, member.key.begin) : lastLine(gap);
-    if (!lastBreak(firstGap).empty()) look.unit = lastLine(firstGap);
-    if (colon.find_first_of(breaks) == std::string_view::npos) look.colon = colon;
-    if (!look.lineBreak.empty()) return look;
-    look.afterComma = isFirst ? (look.colon.ends_with(' ') ? " " : "") : gap;
-    return look;
+    Layout layout;
+    layout.lineBreak = lastBreak(gap);
+    layout.indent = layout.lineBreak.empty() ? indentOfLine(text, member.key.begin) : lastLine(gap);
+    if (!lastBreak(firstGap).empty()) layout.unit = lastLine(firstGap);
+    if (colon.find_first_of(breaks) == std::string_view::npos) layout.colon = colon;
+    if (!layout.lineBreak.empty()) return layout;
+    layout.afterComma = isFirst ? (layout.colon.ends_with(' ') ? " " : "") : gap;
+    return layout;
 }
 
-/// The text of `value` with its objects laid out as `look` says; arrays stay in one line.
-std::string laidOut(const MCPValue& value, const Look& look) {
+/// The text of `value` with its objects laid out as `layout` says; arrays stay in one line.
+std::string laidOut(const MCPValue& value, const Layout& layout) {
     VostelMCPKit::Bytes written;
     // What is added to configurations holds no number, which alone can be impossible to write.
     std::ignore = VostelMCPKit::writeJSON(value, written);
@@ -163,18 +163,19 @@ std::string laidOut(const MCPValue& value, const Look& look) {
             continue;
         }
         const char character = compact[at++];
-        if (character == '}') out += look.newLine(--objects);
-        out += character == ':' ? look.colon : std::string{character};
+        if (character == '}') out += layout.newLine(--objects);
+        out += character == ':' ? layout.colon : std::string{character};
         if (character == '[') ++arrays;
         if (character == ']') --arrays;
-        if (character == '{') out += look.newLine(++objects);
-        if (character == ',') out += look.lineBreak.empty() || arrays > 0 ? look.afterComma : look.newLine(objects);
+        if (character == '{') out += layout.newLine(++objects);
+        if (character == ',')
+            out += layout.lineBreak.empty() || arrays > 0 ? layout.afterComma : layout.newLine(objects);
     }
     return out;
 }
 
-std::string memberText(std::string_view name, const MCPValue& value, const Look& look) {
-    return quotedText(name) + look.colon + laidOut(value, look);
+std::string memberText(std::string_view name, const MCPValue& value, const Layout& layout) {
+    return quotedText(name) + layout.colon + laidOut(value, layout);
 }
 
 } // namespace
@@ -187,8 +188,8 @@ std::expected<MCPValue, ConfigError> readConfigJSON(std::string_view text) {
     if (read) return *std::move(read);
     const auto* broken = std::get_if<VostelMCPKit::DecodingError::NotJSON>(&read.error().is);
     // Of the reader's errors, the other one speaks of numbers beyond the doubles.
-    if (broken == nullptr) return std::unexpected(ConfigError::HugeNumber{});
-    return std::unexpected(ConfigError::Broken{"JSON", positionOf(text, start + broken->offset), {}});
+    if (broken == nullptr) return std::unexpected(ConfigError::NumberOutOfRange{});
+    return std::unexpected(ConfigError::SyntaxError{"JSON", positionOf(text, start + broken->offset), {}});
 }
 
 std::expected<std::optional<JSONMemberSpan>, ConfigError> memberAt(std::string_view text,
@@ -215,27 +216,27 @@ std::string withMember(std::string_view text, std::size_t object, std::string_vi
     const ObjectSpan span = outline(text, object);
     if (!span.members.empty()) {
         const JSONMemberSpan& last = span.members.back();
-        const Look look = lookOf(text, last, span.members.size() == 1);
-        const std::string gap = look.lineBreak.empty() ? look.afterComma : look.newLine(0);
-        return replaced(text, {last.value.end, last.value.end}, "," + gap + memberText(name, value, look));
+        const Layout layout = layoutOf(text, last, span.members.size() == 1);
+        const std::string gap = layout.lineBreak.empty() ? layout.afterComma : layout.newLine(0);
+        return replaced(text, {last.value.end, last.value.end}, "," + gap + memberText(name, value, layout));
     }
 
     // An empty object says nothing of its members; the outermost one may.
     const ObjectSpan outermost = outline(text, skipSpace(text, contentStart(text)));
-    Look look;
+    Layout layout;
     if (outermost.members.empty()) {
-        look.lineBreak = lineBreakOf(text);
+        layout.lineBreak = lineBreakOf(text);
     } else {
-        look = lookOf(text, outermost.members.front(), true);
+        layout = layoutOf(text, outermost.members.front(), true);
     }
-    look.indent = indentOfLine(text, object);
-    const std::string end = look.newLine(0);
-    if (!look.lineBreak.empty()) look.indent += look.unit;
-    return replaced(text, {span.open + 1, span.close}, look.newLine(0) + memberText(name, value, look) + end);
+    layout.indent = indentOfLine(text, object);
+    const std::string end = layout.newLine(0);
+    if (!layout.lineBreak.empty()) layout.indent += layout.unit;
+    return replaced(text, {span.open + 1, span.close}, layout.newLine(0) + memberText(name, value, layout) + end);
 }
 
 std::string withMemberValue(std::string_view text, const JSONMemberSpan& member, const MCPValue& value) {
-    return replaced(text, member.value, laidOut(value, lookOf(text, member, true)));
+    return replaced(text, member.value, laidOut(value, layoutOf(text, member, true)));
 }
 
 std::string withoutMember(std::string_view text, std::size_t object, const JSONMemberSpan& member) {
@@ -247,9 +248,9 @@ std::string withoutMember(std::string_view text, std::size_t object, const JSONM
 }
 
 std::string documentText(const MCPValue& value, std::string_view lineBreak) {
-    Look look;
-    look.lineBreak = lineBreak;
-    return laidOut(value, look) + look.lineBreak;
+    Layout layout;
+    layout.lineBreak = lineBreak;
+    return laidOut(value, layout) + layout.lineBreak;
 }
 
 MCPValue withValueAt(const MCPValue& whole, std::span<const std::string_view> path,

@@ -80,9 +80,10 @@ DownloadError downloadFailure(const std::string& message, int status) {
     for (const auto& row : known) {
         if (message.contains(row.phrase)) return {DownloadError::Refused{row.kind}};
     }
-    // Links that none of the extractors for single videos takes.
-    if (message.contains("Unsupported URL") || message.contains("No suitable extractor"))
+    // No extractor for single videos accepts the link.
+    if (message.contains("Unsupported URL") || message.contains("No suitable extractor")) {
         return {DownloadError::NotOneFinishedVideo{}};
+    }
     return {DownloadError::Failed{status}};
 }
 

@@ -1,4 +1,4 @@
-// Why a link yielded no audio.
+// Why a link gave no audio.
 #pragma once
 
 #include "posix/SystemError.h"
@@ -23,17 +23,17 @@ struct DownloadError {
         std::chrono::minutes limit{0};
         bool operator==(const TookTooLong&) const = default;
     };
-    /// A playlist, a channel, a live stream or something that runs for days: nothing was fetched.
+    /// A playlist, a channel, a live stream or something longer than a day. Nothing was fetched.
     struct NotOneFinishedVideo {
         bool operator==(const NotOneFinishedVideo&) const = default;
     };
-    /// yt-dlp said why, in one of the ways that we know.
+    /// yt-dlp gave a reason that we know.
     struct Refused {
         enum class Kind { unavailable, isPrivate, signInNeeded, notInThisCountry, tooManyRequests, noAudio, network };
         Kind kind = Kind::unavailable;
         bool operator==(const Refused&) const = default;
     };
-    /// yt-dlp ended with this status, or was ended by the signal of its negative.
+    /// The exit status of yt-dlp, or minus the signal that ended it.
     struct Failed {
         int status = 0;
         bool operator==(const Failed&) const = default;
@@ -52,8 +52,8 @@ struct DownloadError {
     bool operator==(const DownloadError&) const = default;
 };
 
-/// What yt-dlp's own message means, when that is known. Deliberate: the message itself goes no further. It repeats
-/// what the page says, and a failure stands outside the fence that keeps other people's text from instructing a model.
+/// The meaning of yt-dlp's message, if we know it. Deliberate: the message itself is not passed on. It may repeat text
+/// of the page, which could contain instructions for the AI client's model.
 [[nodiscard]] DownloadError downloadFailure(const std::string& message, int status);
 
 } // namespace vostel_companion

@@ -34,7 +34,7 @@ std::unexpected<DownloadError> systemFailed(const char* attempt, VostelMCPKit::P
     return failed({posix::SystemError{attempt, reason}});
 }
 
-/// Deliberate: relative folders of the path are passed over. What they mean depends on where we were started.
+/// Deliberate: skips relative folders, because their meaning depends on our working folder.
 std::optional<fs::path> findDownloader(std::string_view searchPath) {
     while (!searchPath.empty()) {
         const std::string_view folder = searchPath.substr(0, searchPath.find(':'));
@@ -58,15 +58,14 @@ std::vector<std::string> argumentsFor(const std::string& url, const fs::path& fo
     return {
         "--ignore-config",
         "--no-cache-dir",
-        // Its own code alone fetches: another program would not know of the proxy.
+        // No other program downloads, because it would not use the proxy.
         "--proxy",
         proxy,
         "--downloader",
         "native",
         "--format",
         "bestaudio[protocol^=http]/best[protocol^=http]",
-        // One video and nothing else: lists are named but not followed, except for the video that a link into a list
-        // points to.
+        // Only one video: lists are not followed, except for the video that a link into a list points to.
         "--use-extractors",
         "youtube,youtube:tab,youtubeytbe",
         "--no-playlist",
@@ -121,24 +120,25 @@ std::uintmax_t sizeOfFiles(const fs::path& folder) {
     return sum;
 }
 
-/// The one file that came, absent when none did.
+/// The downloaded file. Absent when there is none.
 std::optional<fs::path> fileIn(const fs::path& folder) {
     std::error_code failure;
     for (fs::directory_iterator entry{folder, failure}; !failure && entry != fs::directory_iterator{};
          entry.increment(failure)) {
         std::error_code ignored;
-        if (!entry->is_symlink(ignored) && entry->is_regular_file(ignored) && entry->path().extension() != ".part")
+        if (!entry->is_symlink(ignored) && entry->is_regular_file(ignored) && entry->path().extension() != ".part") {
             return entry->path();
+        }
     }
     return std::nullopt;
 }
 
-/// What yt-dlp says: how far it is, and at the end what went wrong.
+/// Reads the output of yt-dlp: its progress, and its error.
 class Report final {
 public:
     explicit Report(const std::function<void(double)>& progress) : progress_{progress} {}
 
-    /// Takes what is there to read, but not for ever when somebody writes faster.
+    /// Reads once, because yt-dlp may write faster than we read.
     void readFrom(const posix::FileDescriptor& output) {
         std::array<char, 65'536> piece;
         const auto count = posix::readSome(output, std::as_writable_bytes(std::span{piece}));
@@ -160,10 +160,10 @@ private:
     void takeLine() {
         if (line_.starts_with("ERROR:")) error_ = line_;
         if (!line_.starts_with(progressMark)) return;
-        const double share = std::strtod(line_.c_str() + progressMark.size(), nullptr) / 100;
-        if (!(share > reported_) || share > 1) return;
-        reported_ = share;
-        progress_(share);
+        const double fraction = std::strtod(line_.c_str() + progressMark.size(), nullptr) / 100;
+        if (!(fraction > reported_) || fraction > 1) return;
+        reported_ = fraction;
+        progress_(fraction);
     }
 
     const std::function<void(double)>& progress_;
@@ -180,28 +180,29 @@ DownloadedAudio::~DownloadedAudio() {
     fs::remove_all(folder_, ignored);
 }
 
-VideoDownloader::VideoDownloader(Uses uses, Limits limits)
-    : uses_{std::move(uses)}, limits_{limits}, turns_{limits.downloadsAtOnce} {}
+VideoDownloader::VideoDownloader(Dependencies dependencies, Limits limits)
+    : dependencies_{std::move(dependencies)}, limits_{limits}, downloads_{limits.downloadsAtOnce} {}
 
 std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
 VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
                           const std::function<void(double)>& progress) {
-    const auto executable = findDownloader(uses_.searchPath);
+    const auto executable = findDownloader(dependencies_.searchPath);
     if (!executable) return failed({DownloadError::DownloaderMissing{}});
-    const auto turn = turns_.wait(cancellation);
-    if (!turn) return failed({DownloadError::Cancelled{}});
+    const auto permit = downloads_.acquire(cancellation);
+    if (!permit) return failed({DownloadError::Cancelled{}});
 
     constexpr const char* makeFolder = "make a folder for the download";
-    if (auto made = posix::ensureFolder(uses_.downloads); !made) return systemFailed(makeFolder, made.error().reason);
-    std::string folder = (uses_.downloads / "XXXXXX").string();
+    if (auto made = posix::ensureFolder(dependencies_.downloads); !made)
+        return systemFailed(makeFolder, made.error().reason);
+    std::string folder = (dependencies_.downloads / "XXXXXX").string();
     if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, {errno});
     auto audio = std::make_unique<DownloadedAudio>(folder);
-    // The host of the link keeps the addresses that the policy judged. Further hosts of the service are judged by the
-    // proxy when the downloader asks for them.
-    const auto resolve = [judged = link.judged, others = uses_.resolve](const std::string& host) {
+    // The host of the link keeps the addresses that the policy judged. The proxy judges the other hosts of the service
+    // when the downloader asks for them.
+    const auto resolve = [judged = link.judged, others = dependencies_.resolve](const std::string& host) {
         return host == judged.host ? judged.addresses : others(host);
     };
-    const auto proxy = VideoProxy::start({resolve, uses_.startThread, 443, isPublicAddress});
+    const auto proxy = VideoProxy::start({resolve, dependencies_.startThread, 443, isPublicAddress});
     if (!proxy) return systemFailed("open a way to the video service", proxy.error());
     constexpr const char* start = "start yt-dlp";
     auto output = posix::Pipe::make();
@@ -209,7 +210,7 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
     posix::setNonBlocking(output->reader);
     auto child = posix::ChildProcess::start({.executable = *executable,
                                              .arguments = argumentsFor(link.url, folder, proxy->url()),
-                                             .environment = withoutProxies(uses_.environment),
+                                             .environment = withoutProxies(dependencies_.environment),
                                              .output = output->writer.get(),
                                              .error = output->writer.get()});
     if (!child) return systemFailed(start, child.error());
@@ -221,12 +222,13 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
     while (!isOver) {
         isOver = child->hasEnded();
         pollfd readable{report.isAtEnd() ? -1 : output->reader.get(), POLLIN, 0};
-        if (!isOver) ::poll(&readable, 1, static_cast<int>(limits_.look.count()));
+        if (!isOver) ::poll(&readable, 1, static_cast<int>(limits_.pollInterval.count()));
         report.readFrom(output->reader);
         if (cancellation.isCancelled()) return failed({DownloadError::Cancelled{}});
         if (sizeOfFiles(folder) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return failed({DownloadError::TookTooLong{std::chrono::ceil<std::chrono::minutes>(limits_.time)}});
+        }
     }
     if (const int status = child->kill(); status != 0) return failed(downloadFailure(report.error(), status));
     const auto file = fileIn(folder);
@@ -239,8 +241,8 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
 DownloadAudio systemDownload(const fs::path& downloads) {
     const char* searchPath = std::getenv("PATH");
     const auto downloader = std::make_shared<VideoDownloader>(
-        VideoDownloader::Uses{downloads, searchPath != nullptr ? searchPath : "", posix::currentEnvironment(),
-                              VostelMCPKit::resolveBySystem, posix::startBlockingThread},
+        VideoDownloader::Dependencies{downloads, searchPath != nullptr ? searchPath : "", posix::currentEnvironment(),
+                                      VostelMCPKit::resolveBySystem, posix::startBlockingThread},
         VideoDownloader::Limits{});
     return
         [downloader](const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress) {

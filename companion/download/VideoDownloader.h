@@ -1,4 +1,4 @@
-// From a link that was judged to a file with its sound, by way of yt-dlp.
+// Downloads the sound of a link with yt-dlp, after the link policy allowed the link.
 #pragma once
 
 #include "companion/download/DownloadError.h"
@@ -17,7 +17,7 @@
 
 namespace vostel_companion {
 
-/// A file that is deleted with this object, and the folder around it.
+/// A file in a folder of its own. Both are deleted with this object.
 class DownloadedAudio final {
 public:
     explicit DownloadedAudio(std::filesystem::path folder) : folder_{std::move(folder)} {}
@@ -43,23 +43,23 @@ struct JudgedLink {
     bool operator==(const JudgedLink&) const = default;
 };
 
-/// Fetches the sound of a link. `progress` takes the fraction that has come, never falling.
+/// Downloads the sound of a link. `progress` receives the fraction that has arrived. It never falls.
 using DownloadAudio = std::function<std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>(
     const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress)>;
 
-/// Runs yt-dlp for a few links at a time, further ones wait their turn. It is given nothing but a way to the video
-/// service (see VideoProxy), a folder for its file, and bounds. Thread-safe.
+/// Runs yt-dlp for a few links at a time; further calls wait. yt-dlp gets only a proxy to the video service (see
+/// VideoProxy), a folder for its file, and limits. Thread-safe.
 class VideoDownloader final {
 public:
     struct Limits {
-        /// Hours of good sound are some 100 MB; a video without a track of its own is larger.
+        /// An hour of good sound is about 100 MB. If sound and video cannot be separated, the file is larger.
         std::uintmax_t bytes = std::uintmax_t{2} << 30;
         std::chrono::seconds time = std::chrono::minutes{30};
-        /// Between two looks at what has come.
-        std::chrono::milliseconds look{200};
+        /// Between two checks of time, size and cancellation.
+        std::chrono::milliseconds pollInterval{200};
         std::size_t downloadsAtOnce = 2;
     };
-    struct Uses {
+    struct Dependencies {
         /// A folder for each download is made in it.
         std::filesystem::path downloads;
         /// As in the variable PATH.
@@ -70,7 +70,7 @@ public:
         posix::ThreadStarter startThread;
     };
 
-    VideoDownloader(Uses uses, Limits limits);
+    VideoDownloader(Dependencies dependencies, Limits limits);
     VideoDownloader(const VideoDownloader&) = delete;
     VideoDownloader& operator=(const VideoDownloader&) = delete;
 
@@ -78,9 +78,9 @@ public:
     download(const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress);
 
 private:
-    const Uses uses_;
+    const Dependencies dependencies_;
     const Limits limits_;
-    Turns turns_;
+    Semaphore downloads_;
 };
 
 /// The downloader with this process's environment and the system's resolver.

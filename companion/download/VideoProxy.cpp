@@ -31,35 +31,35 @@ constexpr std::string_view mediaHost = "googlevideo.com";
 constexpr int connectionsAtOnce = 32;
 constexpr std::size_t longestHead = 8192;
 constexpr std::size_t pieceSize = 65'536;
-constexpr int headPatience = 10'000;
-constexpr int connectPatience = 10'000;
+constexpr int headTimeout = 10'000;
+constexpr int connectTimeout = 10'000;
 /// For a connection on which nothing moves.
-constexpr int idlePatience = 60'000;
-/// How long a short resource of the system is left alone.
-constexpr int acceptRespite = 100;
+constexpr int idleTimeout = 60'000;
+/// Before the next attempt when the system is out of a resource.
+constexpr int acceptRetryDelay = 100;
 
-/// What the threads share; it lives as long as the last of them.
+/// Shared by the threads. The last one to end destroys it.
 struct Shared {
-    VideoProxy::Uses uses;
+    VideoProxy::Dependencies dependencies;
     posix::FileDescriptor listener;
     /// Readable, at its end, once the proxy stops.
     posix::FileDescriptor stopped;
     std::atomic<int> connections = 0;
 };
 
-/// Waits until one of `waiting` has something for us; false when the proxy stops or time is up.
-bool wait(const Shared& shared, std::span<pollfd> waiting, int patience) {
+/// Waits until one of `waiting` is ready. False when the proxy stops or the time-out passes.
+bool wait(const Shared& shared, std::span<pollfd> waiting, int timeout) {
     std::array<pollfd, 3> all{};
     std::ranges::copy(waiting, all.begin());
     all[waiting.size()] = {shared.stopped.get(), POLLIN, 0};
-    const int count = ::poll(all.data(), static_cast<nfds_t>(waiting.size() + 1), patience);
+    const int count = ::poll(all.data(), static_cast<nfds_t>(waiting.size() + 1), timeout);
     std::ranges::copy(std::span{all}.first(waiting.size()), waiting.begin());
     return count > 0 && all[waiting.size()].revents == 0;
 }
 
-bool wait(const Shared& shared, int socket, short events, int patience) {
+bool wait(const Shared& shared, int socket, short events, int timeout) {
     pollfd one{socket, events, 0};
-    return wait(shared, {&one, 1}, patience);
+    return wait(shared, {&one, 1}, timeout);
 }
 
 bool sendAll(const Shared& shared, int socket, std::string_view bytes) {
@@ -67,14 +67,14 @@ bool sendAll(const Shared& shared, int socket, std::string_view bytes) {
         const ssize_t count = ::send(socket, bytes.data(), bytes.size(), posix::sendFlags);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
-        } else if ((errno != EAGAIN && errno != EINTR) || !wait(shared, socket, POLLOUT, idlePatience)) {
+        } else if ((errno != EAGAIN && errno != EINTR) || !wait(shared, socket, POLLOUT, idleTimeout)) {
             return false;
         }
     }
     return true;
 }
 
-/// The next bytes; none at the end or on a failure.
+/// The next bytes. Empty at the end and on a failure.
 std::string receive(int socket) {
     std::string piece(pieceSize, '\0');
     const ssize_t count = ::recv(socket, piece.data(), piece.size(), 0);
@@ -88,7 +88,7 @@ void prepare(const posix::FileDescriptor& socket) {
     posix::suppressBrokenPipe(socket.get());
 }
 
-/// A request for a tunnel as it came, and the bytes behind it.
+/// A request for a tunnel, and the bytes after it.
 struct Request {
     std::string head;
     std::string rest;
@@ -103,14 +103,14 @@ std::optional<Request> readRequest(const Shared& shared, int client) {
             request.head.resize(found);
             return request;
         }
-        if (request.head.size() > longestHead || !wait(shared, client, POLLIN, headPatience)) return std::nullopt;
+        if (request.head.size() > longestHead || !wait(shared, client, POLLIN, headTimeout)) return std::nullopt;
         const std::string piece = receive(client);
         if (piece.empty()) return std::nullopt;
         request.head += piece;
     }
 }
 
-/// The host of "CONNECT host:443 HTTP/1.1", in lower case; absent for every other request.
+/// The host of "CONNECT host:443 HTTP/1.1", in lower case. Absent for every other request.
 std::optional<std::string> wantedHost(std::string_view head) {
     constexpr std::string_view method = "CONNECT ";
     if (!head.starts_with(method)) return std::nullopt;
@@ -126,36 +126,37 @@ posix::FileDescriptor connectTo(const Shared& shared, const std::string& address
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
-    if (::getaddrinfo(address.c_str(), std::to_string(shared.uses.servicePort).c_str(), &hints, &list) != 0) return {};
+    if (::getaddrinfo(address.c_str(), std::to_string(shared.dependencies.servicePort).c_str(), &hints, &list) != 0)
+        return {};
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner{list, ::freeaddrinfo};
 
     posix::FileDescriptor socket{::socket(list->ai_family, SOCK_STREAM, 0)};
     if (!socket.isOpen()) return {};
     prepare(socket);
     if (::connect(socket.get(), list->ai_addr, list->ai_addrlen) == 0) return socket;
-    if (errno != EINPROGRESS || !wait(shared, socket.get(), POLLOUT, connectPatience)) return {};
+    if (errno != EINPROGRESS || !wait(shared, socket.get(), POLLOUT, connectTimeout)) return {};
     int failure = 0;
     socklen_t size = sizeof failure;
     if (::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0 || failure != 0) return {};
     return socket;
 }
 
-/// A connection to the host at the first of its addresses that answers, once all of them were judged.
+/// Connects to the first address of the host that answers. All of its addresses must be public.
 std::expected<posix::FileDescriptor, const char*> openTunnel(const Shared& shared, std::string_view head) {
     const auto host = wantedHost(head);
     if (!host || !isHostOfVideoService(*host)) return std::unexpected("403 Forbidden");
-    const std::vector<std::string> addresses = shared.uses.resolve(*host);
-    if (!std::ranges::all_of(addresses, shared.uses.isPublic)) return std::unexpected("403 Forbidden");
+    const std::vector<std::string> addresses = shared.dependencies.resolve(*host);
+    if (!std::ranges::all_of(addresses, shared.dependencies.isPublic)) return std::unexpected("403 Forbidden");
     for (const std::string& address : addresses) {
         if (posix::FileDescriptor socket = connectTo(shared, address); socket.isOpen()) return socket;
     }
     return std::unexpected("502 Bad Gateway");
 }
 
-/// Carries bytes both ways until both sides are done, or nothing moves any more.
+/// Copies bytes both ways until both sides are closed or both are idle for too long.
 void relay(const Shared& shared, int client, int service) {
     std::array<pollfd, 2> sides{pollfd{client, POLLIN, 0}, pollfd{service, POLLIN, 0}};
-    while ((sides[0].fd >= 0 || sides[1].fd >= 0) && wait(shared, sides, idlePatience)) {
+    while ((sides[0].fd >= 0 || sides[1].fd >= 0) && wait(shared, sides, idleTimeout)) {
         for (std::size_t from = 0; from < 2; ++from) {
             if (sides[from].fd < 0 || sides[from].revents == 0) continue;
             const int to = from == 0 ? service : client;
@@ -185,14 +186,14 @@ void acceptAll(const std::shared_ptr<Shared>& shared) {
     while (wait(*shared, shared->listener.get(), POLLIN, -1)) {
         posix::FileDescriptor accepted{::accept(shared->listener.get(), nullptr, nullptr)};
         if (!accepted.isOpen()) {
-            // Out of descriptors perhaps: who waits goes on waiting, and so would this loop without a pause.
-            std::ignore = wait(*shared, {}, acceptRespite);
+            // Probably out of descriptors. The connection stays ready, so without a pause this loop would spin.
+            std::ignore = wait(*shared, {}, acceptRetryDelay);
             continue;
         }
         if (shared->connections >= connectionsAtOnce) continue;
         const auto client = std::make_shared<posix::FileDescriptor>(std::move(accepted));
         ++shared->connections;
-        const auto started = shared->uses.startThread(proxyThread, [shared, client] {
+        const auto started = shared->dependencies.startThread(proxyThread, [shared, client] {
             serve(*shared, *client);
             --shared->connections;
         });
@@ -210,22 +211,23 @@ bool isPublicIPv4(const std::array<std::uint8_t, 4>& address) {
 }
 
 bool isPublicIPv6(const std::array<std::uint8_t, 16>& address) {
-    // Global unicast addresses begin with 001. In all of the others, and in those that 6to4 makes, an IPv4 address may
-    // be hidden; one that NAT64 has made is judged by it.
+    // Global unicast addresses begin with 001. Others may contain an IPv4 address, and so do those of 6to4. An address
+    // of NAT64 is judged by the IPv4 address in it.
     constexpr std::array<std::uint8_t, 12> translated{0x00, 0x64, 0xFF, 0x9B};
-    if (std::ranges::equal(translated, std::span{address}.first<12>()))
+    if (std::ranges::equal(translated, std::span{address}.first<12>())) {
         return isPublicIPv4({address[12], address[13], address[14], address[15]});
+    }
     return (address[0] & 0xE0) == 0x20 && !(address[0] == 0x20 && address[1] == 0x02);
 }
 
 } // namespace
 
-std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
+std::expected<VideoProxy, PosixError> VideoProxy::start(Dependencies dependencies) {
     const auto failed = [] { return std::unexpected(PosixError{errno}); };
     auto stop = posix::Pipe::make();
     if (!stop) return std::unexpected(stop.error());
-    auto shared = std::make_shared<Shared>(std::move(uses), posix::FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)},
-                                           std::move(stop->reader));
+    auto shared = std::make_shared<Shared>(
+        std::move(dependencies), posix::FileDescriptor{::socket(AF_INET, SOCK_STREAM, 0)}, std::move(stop->reader));
     if (!shared->listener.isOpen()) return failed();
     prepare(shared->listener);
     const int listener = shared->listener.get();
@@ -236,12 +238,14 @@ std::expected<VideoProxy, PosixError> VideoProxy::start(Uses uses) {
     auto* const general = reinterpret_cast<sockaddr*>(&address);
     socklen_t size = sizeof address;
     if (::bind(listener, general, size) != 0 || ::listen(listener, connectionsAtOnce) != 0 ||
-        ::getsockname(listener, general, &size) != 0)
+        ::getsockname(listener, general, &size) != 0) {
         return failed();
+    }
 
-    const auto startThread = shared->uses.startThread;
-    if (auto started = startThread(proxyThread, [shared] { acceptAll(shared); }); !started)
+    const auto startThread = shared->dependencies.startThread;
+    if (auto started = startThread(proxyThread, [shared] { acceptAll(shared); }); !started) {
         return std::unexpected(started.error());
+    }
     return VideoProxy{std::move(stop->writer), "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port))};
 }
 

@@ -1,8 +1,8 @@
-// The only way to the network that a download has.
+// The only network access of a download.
 //
-// The downloader reads links by rules of its own, follows redirections, and resolves names again after they were
-// judged; a name may then have another address. So it is given a proxy, which judges each connection: only encrypted
-// ones, only to hosts of the video service, and only to an address that this very connection was judged by.
+// The downloader parses links by its own rules, follows redirections, and resolves names again after the link policy
+// did. A name may have another address by then. So it must use this proxy, which checks each connection: it must be
+// encrypted, it must go to a host of the video service, and it uses the very address that was checked.
 //
 //     downloader -> CONNECT host:443 -> [is it the service's? are all of its addresses public?] -> one of them
 #pragma once
@@ -20,19 +20,19 @@
 
 namespace vostel_companion {
 
-/// Listens on the local machine from `start` to the destructor, which cuts all connections.
+/// Listens on the local machine from `start` to the destructor, which closes all connections.
 class VideoProxy final {
 public:
-    struct Uses {
+    struct Dependencies {
         VostelMCPKit::MCPURLPolicy::Resolver resolve;
         posix::ThreadStarter startThread;
-        /// The port of the video service; another one only where a test plays the service.
+        /// The port of the video service. Tests use another one.
         std::uint16_t servicePort = 443;
         /// Whether an address, in its numeric form, may be connected to.
         bool (*isPublic)(const std::string& address);
     };
 
-    [[nodiscard]] static std::expected<VideoProxy, VostelMCPKit::PosixError> start(Uses uses);
+    [[nodiscard]] static std::expected<VideoProxy, VostelMCPKit::PosixError> start(Dependencies dependencies);
     VideoProxy(VideoProxy&&) noexcept = default;
     VideoProxy& operator=(VideoProxy&&) = delete;
 
@@ -42,17 +42,17 @@ public:
 private:
     VideoProxy(posix::FileDescriptor running, std::string url) : running_{std::move(running)}, url_{std::move(url)} {}
 
-    /// Its closing tells the threads to end.
+    /// Closing it ends the threads.
     posix::FileDescriptor running_;
     std::string url_;
 };
 
-/// Whether videos, or the pages about them, come from this host: the hosts that links may point to, and those from
-/// which the service delivers sound and pictures.
+/// Whether this is a host of the video service: one that links may point to, or one that delivers sound and pictures.
 [[nodiscard]] bool isHostOfVideoService(std::string_view host);
 
-/// Whether the address leads out into the public network. Deliberate: stricter than the policy for links, whose list of
-/// private ranges is short; here also "this host", shared and reserved ranges and IPv4 in disguise are refused.
+/// Whether the address is in the public network. Deliberate: this is stricter than the link policy, whose list of
+/// private ranges is short. It also refuses "this host", shared and reserved ranges, and IPv4 addresses inside IPv6
+/// ones.
 [[nodiscard]] bool isPublicAddress(const std::string& address);
 
 } // namespace vostel_companion

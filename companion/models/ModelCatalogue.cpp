@@ -66,21 +66,24 @@ std::optional<std::string> localPath(const std::string& source, const fs::path& 
     return (folder / source).lexically_normal().string();
 }
 
-/// Completes an entry as it was written; a clause when it cannot be used.
-std::expected<void, std::string> settle(ModelDescription& model, const fs::path& folder) {
-    if (!isModelIdentifier(model.identifier))
-        return std::unexpected("an identifier is not made of the allowed characters");
-    if (asciiLowerCase(model.identifier) == systemModelIdentifier)
-        return std::unexpected("en-us is the system's own model");
-    // One without a language, or for any, would be chosen whenever a caller gives none.
-    if (model.language && !isLanguageCode(*model.language))
-        return std::unexpected("the language of " + model.identifier + " is not a code such as 'de'");
+/// Completes an entry as it was written. The error is a clause that begins with the key at fault.
+std::expected<void, std::string> validateEntry(ModelDescription& model, const fs::path& folder) {
+    if (!isModelIdentifier(model.identifier)) {
+        return std::unexpected(
+            "identifier is not 1 to 64 letters, digits, '-', '_' and '.' that begin with a letter or digit");
+    }
+    if (asciiLowerCase(model.identifier) == systemModelIdentifier) {
+        return std::unexpected("identifier is en-us, which is the system's own model");
+    }
+    // A model without a language, or for any language, would be chosen whenever a caller names none.
+    if (model.language && !isLanguageCode(*model.language)) {
+        return std::unexpected("language is not a code such as 'de'");
+    }
     if (model.displayName.empty()) model.displayName = model.identifier;
     const auto source = localPath(model.source, folder);
-    if (!source) return std::unexpected("the source of " + model.identifier + " is neither a path nor a file: URL");
+    if (!source) return std::unexpected("source is neither a path nor a file: URL");
     model.source = *source;
-    if (!isSHA256(model.sha256))
-        return std::unexpected("the sha256 of " + model.identifier + " is not 64 hexadecimal digits");
+    if (!isSHA256(model.sha256)) return std::unexpected("sha256 is not 64 hexadecimal digits");
     model.sha256 = asciiLowerCase(model.sha256);
     return {};
 }
@@ -88,7 +91,7 @@ std::expected<void, std::string> settle(ModelDescription& model, const fs::path&
 } // namespace
 
 bool isModelIdentifier(std::string_view identifier) {
-    // The first character keeps the folder's own files, whose names begin with a point, out of reach.
+    // The rule for the first character excludes the folder's own files, whose names begin with a point.
     return !identifier.empty() && identifier.size() <= longestIdentifier && isAlphanumeric(identifier.front()) &&
            std::ranges::all_of(identifier, [](char character) {
                return isAlphanumeric(character) || character == '-' || character == '_' || character == '.';
@@ -104,8 +107,10 @@ std::expected<std::vector<ModelDescription>, std::string> parseModelCatalogue(st
 
     std::vector<std::string> identifiers;
     for (ModelDescription& model : catalogue->models) {
-        if (auto settled = settle(model, folder); !settled) return std::unexpected(std::move(settled.error()));
-        // File systems that ignore letter case would give both the same folder.
+        if (auto valid = validateEntry(model, folder); !valid) {
+            return std::unexpected("models[" + std::to_string(identifiers.size()) + "]." + valid.error());
+        }
+        // A file system that ignores letter case would give both the same folder.
         identifiers.push_back(asciiLowerCase(model.identifier));
     }
     std::ranges::sort(identifiers);

@@ -1,4 +1,4 @@
-// The models that can be installed, described by a file that the user keeps:
+// The models that can be installed. The user describes them in a file:
 //
 //     {"models": [{
 //         "identifier": "de",                     letters, digits, "-", "_" and ".", up to 64
@@ -25,10 +25,10 @@
 
 namespace vostel_companion {
 
-/// The model that comes with the system's packages; no catalogue describes it.
+/// The model of the system's package. No catalogue describes it.
 inline constexpr std::string_view systemModelIdentifier = "en-us";
 
-/// Whether `identifier` can name a model, and with it a folder: it never leads out of the models' own.
+/// Whether `identifier` can name a model and its folder. It never leads out of the models' folder.
 [[nodiscard]] bool isModelIdentifier(std::string_view identifier);
 
 struct ModelDescription {
@@ -51,12 +51,12 @@ struct ModelDescription {
     bool operator==(const ModelDescription&) const = default;
 };
 
-/// Reads the text of a catalogue that lies in `folder`; the error is a clause without its full stop. An entry that
-/// cannot be used fails the whole, so that a typing mistake is noticed.
+/// Reads the text of a catalogue in `folder`. The error is a clause without its full stop. One unusable entry fails the
+/// whole catalogue, so that the user notices the mistake.
 [[nodiscard]] std::expected<std::vector<ModelDescription>, std::string>
 parseModelCatalogue(std::string_view text, const std::filesystem::path& folder);
 
-/// Reads the file at `path`; a missing one is an empty catalogue.
+/// Reads the file at `path`. A missing file is an empty catalogue.
 [[nodiscard]] std::expected<std::vector<ModelDescription>, ModelError>
 readModelCatalogue(const std::filesystem::path& path);
 

@@ -36,7 +36,7 @@ std::unexpected<ModelError> badSource(const fs::path& path, const char* reason) 
     return std::unexpected(ModelError{ModelError::BadSource{path.string(), reason}});
 }
 
-/// sha256sum escapes these in its lists; no model has such names, so none needs to.
+/// sha256sum escapes these characters in its lists. No model needs such names, so they are refused.
 bool isListable(const std::string& name) {
     return std::ranges::none_of(name, [](char character) {
         return character == '\\' || (static_cast<unsigned char>(character) < 0x20) || character == 0x7F;
@@ -57,7 +57,7 @@ std::expected<Contents, ModelError> survey(const fs::path& source) {
         if (failure) return unusable("read", source, failure.value());
         return contents;
     }
-    // The source itself may be a link, as when a disk is mounted elsewhere; what lies in it may not.
+    // The source itself may be a link, for example to another disk. Its contents may not be links.
     fs::recursive_directory_iterator entry{source, failure};
     if (failure) return unusable("read", source, failure.value());
     while (entry != fs::recursive_directory_iterator{}) {
@@ -74,8 +74,9 @@ std::expected<Contents, ModelError> survey(const fs::path& source) {
         } else {
             return badSource(entry->path(), "it is neither a plain file nor a folder");
         }
-        if (contents.files.size() + contents.folders.size() > mostFiles)
+        if (contents.files.size() + contents.folders.size() > mostFiles) {
             return badSource(source, "it has too many files");
+        }
         entry.increment(failure);
         if (failure) return unusable("read", source, failure.value());
     }
@@ -88,11 +89,11 @@ std::expected<Contents, ModelError> survey(const fs::path& source) {
 class Copier {
 public:
     Copier(std::uintmax_t total, const std::function<void(double)>& progress, const std::function<bool()>& isCancelled)
-        : total_(total), progress_(progress), isCancelled_(isCancelled), piece_(pieceSize, '\0') {}
+        : total_{total}, progress_{progress}, isCancelled_{isCancelled}, piece_(pieceSize, '\0') {}
 
     /// Copies one file to the disk and returns its checksum.
     std::expected<std::string, ModelError> copy(const fs::path& source, const fs::path& target) {
-        // Without blocking: a pipe that took the file's place since the survey must not hold us.
+        // Non-blocking, because a pipe may have replaced the file since the survey.
         const posix::FileDescriptor in{::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)};
         if (!in.isOpen()) return unusable("open", source, errno);
         struct stat file{};
@@ -123,7 +124,7 @@ public:
 private:
     void report(std::size_t bytes) {
         copied_ += bytes;
-        // A source that grows meanwhile must not go beyond the whole.
+        // A source that grows during the copy must not exceed 1.
         if (progress_) progress_(std::min(1.0, static_cast<double>(copied_) / static_cast<double>(total_)));
     }
 
@@ -159,8 +160,9 @@ std::expected<std::string, ModelError> copyModel(const fs::path& source, const f
             return std::unexpected(ModelError{std::move(done.error())});
         }
     }
-    if (auto done = posix::synchronizeFolder(target); !done)
+    if (auto done = posix::synchronizeFolder(target); !done) {
         return std::unexpected(ModelError{std::move(done.error())});
+    }
     return contents->isSingleFile ? checksum : list.finish();
 }
 

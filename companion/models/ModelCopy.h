@@ -1,4 +1,4 @@
-// Copies a model out of its source, hashing what it copies.
+// Copies a model from its source and computes its checksum.
 #pragma once
 
 #include "companion/models/ModelError.h"
@@ -11,8 +11,8 @@
 namespace vostel_companion {
 
 /// Copies the file or folder `source` into the empty folder `target` and returns its checksum (see ModelCatalogue.h).
-/// All of it is on the disk then. `progress` is given the share of the bytes; `isCancelled` is asked after each piece.
-/// Symbolic links and special files are refused: a model is its own bytes.
+/// When it returns, the copy is on the disk. `progress` receives the fraction of the bytes that are copied.
+/// `isCancelled` is checked after each block. Symbolic links and special files are refused: a model is its own bytes.
 [[nodiscard]] std::expected<std::string, ModelError> copyModel(const std::filesystem::path& source,
                                                                const std::filesystem::path& target,
                                                                const std::function<void(double)>& progress,

@@ -9,7 +9,7 @@
 namespace vostel_companion {
 
 struct ModelError {
-    /// The catalogue file breaks its format; `reason` is a clause.
+    /// The catalogue file is invalid. `reason` is a clause.
     struct BadCatalogue {
         std::string path;
         std::string reason;
@@ -19,7 +19,7 @@ struct ModelError {
     struct Unknown {
         bool operator==(const Unknown&) const = default;
     };
-    /// The model belongs to the system's packages, which alone may remove it.
+    /// The model belongs to a system package. Only the package manager may remove it.
     struct BelongsToSystem {
         std::string identifier;
         bool operator==(const BelongsToSystem&) const = default;
@@ -30,13 +30,13 @@ struct ModelError {
         std::string package;
         bool operator==(const PackageMissing&) const = default;
     };
-    /// The source holds something that is no plain file or folder, or a name that no checksum list can carry.
+    /// The source contains something other than plain files and folders, or a name that a checksum list cannot contain.
     struct BadSource {
         std::string path;
         std::string reason;
         bool operator==(const BadSource&) const = default;
     };
-    /// What was copied is not what the catalogue describes.
+    /// The copy differs from what the catalogue describes.
     struct WrongChecksum {
         std::string identifier;
         std::string expected;

@@ -28,7 +28,7 @@ bool isFolder(const fs::path& path) {
     return fs::is_directory(path, ignored);
 }
 
-/// The names in a folder, in order; none when it is missing.
+/// The sorted names in a folder. None when it is missing.
 std::expected<std::vector<std::string>, posix::SystemError> namesIn(const fs::path& folder) {
     std::vector<std::string> names;
     std::error_code failure;
@@ -47,12 +47,12 @@ void deleteTree(const fs::path& path) {
     fs::remove_all(path, ignored);
 }
 
-/// A folder of one installation, locked for as long as its process lives, and deleted at the end of its scope.
+/// The folder of one installation, locked while its process lives. The destructor deletes it.
 class StagingFolder final {
 public:
-    StagingFolder(fs::path path, posix::FileLock lock) : path_(std::move(path)), lock_(std::move(lock)) {}
+    StagingFolder(fs::path path, posix::FileLock lock) : path_{std::move(path)}, lock_{std::move(lock)} {}
     StagingFolder(StagingFolder&& other) noexcept
-        : path_(std::exchange(other.path_, fs::path{})), lock_(std::move(other.lock_)) {}
+        : path_{std::exchange(other.path_, fs::path{})}, lock_{std::move(other.lock_)} {}
     StagingFolder& operator=(StagingFolder&&) = delete;
     ~StagingFolder() {
         if (!path_.empty()) deleteTree(path_);
@@ -60,7 +60,7 @@ public:
 
     [[nodiscard]] const fs::path& path() const { return path_; }
 
-    /// The lock of the models' folder must be held: a folder that is not locked yet looks like a dead one's.
+    /// The caller holds the lock of the models' folder: a new folder looks abandoned until it is locked.
     [[nodiscard]] static std::expected<StagingFolder, posix::SystemError> make(const fs::path& parent) {
         if (auto made = posix::ensureFolder(parent); !made) return std::unexpected(std::move(made.error()));
         std::string path = (parent / "XXXXXX").string();
@@ -122,7 +122,7 @@ std::expected<void, ModelError> ModelStore::install(const std::string& identifie
     if (!locked) return std::unexpected(std::move(locked.error()));
     const auto folder = StagingFolder::make(staging());
     if (!folder) return failed(folder.error());
-    // Others may go on while this one copies.
+    // Other installations may run during the copy.
     { const posix::FileLock released = *std::move(locked); }
 
     const fs::path staged = folder->path() / "model";
@@ -143,8 +143,9 @@ std::expected<void, ModelError> ModelStore::install(const std::string& identifie
 }
 
 std::expected<void, ModelError> ModelStore::checkRemovable(const std::string& identifier) const {
-    if (identifier == systemModelIdentifier)
+    if (identifier == systemModelIdentifier) {
         return std::unexpected(ModelError{ModelError::BelongsToSystem{identifier}});
+    }
     if (installedFolder(identifier)) return {};
     const auto catalogue = readModelCatalogue(paths_.catalogue);
     if (!catalogue) return std::unexpected(catalogue.error());
@@ -162,8 +163,9 @@ std::expected<posix::FileLock, ModelError> ModelStore::lock() const {
 
 std::expected<bool, ModelError> ModelStore::takeAway(const std::string& identifier,
                                                      const VostelMCPKit::UUID& request) const {
-    if (identifier == systemModelIdentifier)
+    if (identifier == systemModelIdentifier) {
         return std::unexpected(ModelError{ModelError::BelongsToSystem{identifier}});
+    }
     if (!isModelIdentifier(identifier)) return false;
     const fs::path taken = removed() / request.text();
     std::error_code ignored;
@@ -172,7 +174,7 @@ std::expected<bool, ModelError> ModelStore::takeAway(const std::string& identifi
     const fs::path folder = paths_.models / identifier;
     if (::rename(folder.c_str(), taken.c_str()) != 0) {
         if (errno != ENOENT) return failed(posix::systemError("move", folder));
-        // The file remembers that there was nothing.
+        // The file records that there was nothing to remove.
         if (auto noted = posix::writeFileAtomically(taken, ""); !noted) return failed(std::move(noted.error()));
         return false;
     }
@@ -194,7 +196,7 @@ std::expected<void, ModelError> ModelStore::deleteLeftovers() const {
     const auto staged = namesIn(staging());
     if (!staged) return failed(staged.error());
     for (const std::string& name : *staged) {
-        // Whoever still copies holds the lock of its folder.
+        // An installation that still runs holds the lock of its folder.
         if (posix::FileLock::tryAcquire(staging() / name, posix::FileLock::IfMissing::fail))
             deleteTree(staging() / name);
     }

@@ -1,6 +1,6 @@
 // The speech recognition models on this machine.
 //
-// In the models' folder each model is a folder named for its identifier, whole or not there at all:
+// Each model is a folder inside the models' folder, named by its identifier. It is complete or absent:
 //
 //     <models>/<identifier>/          an installed model
 //     <models>/.staging/<random>/     being copied; locked by the process that copies
@@ -8,7 +8,7 @@
 //                                     found nothing
 //     <models>/.lock                  held while anything is put into or taken out of place
 //
-// The model of the system's own package lies elsewhere and is never written to.
+// The model of the system's package is elsewhere and is never changed.
 #pragma once
 
 #include "companion/models/ModelCatalogue.h"
@@ -36,48 +36,49 @@ struct Model {
     bool operator==(const Model&) const = default;
 };
 
-/// Keeps no state of its own, so any thread may use it at any time; what must not overlap is locked on the disk,
-/// against other processes too.
+/// Has no state, so any thread may use it at any time. Operations that must not overlap take a lock on the disk, which
+/// also excludes other processes.
 class ModelStore final {
 public:
     struct Paths {
         /// Created when the first model is installed.
         std::filesystem::path models;
         std::filesystem::path catalogue;
-        /// Where the system's package keeps its model.
+        /// The model of the system's package.
         std::filesystem::path systemModel = "/usr/share/pocketsphinx/model/en-us";
     };
     struct Observer {
-        /// The share of the bytes copied so far, 0 to 1; never falls.
+        /// The fraction of the bytes copied so far, 0 to 1. Never falls.
         std::function<void(double)> progress;
-        /// Asked between pieces of a copy.
+        /// Checked after each block of a copy.
         std::function<bool()> isCancelled;
     };
 
-    explicit ModelStore(Paths paths) : paths_(std::move(paths)) {}
+    explicit ModelStore(Paths paths) : paths_{std::move(paths)} {}
 
-    /// The system's model, then the catalogue in its order, then installed models that the catalogue no longer names.
+    /// The system's model, then the catalogue in its order, then installed models that are no longer in the catalogue.
     [[nodiscard]] std::expected<std::vector<Model>, ModelError> list() const;
     /// The folder of an installed model.
     [[nodiscard]] std::optional<std::filesystem::path> installedFolder(std::string_view identifier) const;
 
-    /// Copies the model from its source, checks it and puts it in place, or leaves nothing behind. A model that is
-    /// installed already is left as it is.
+    /// Copies the model from its source, checks it and moves it into place. A failure leaves nothing. A model that is
+    /// already installed stays as it is.
     [[nodiscard]] std::expected<void, ModelError> install(const std::string& identifier,
                                                           const Observer& observer) const;
 
-    /// Whether the model may be asked to be removed: it is known, and not the system's.
+    /// Whether a removal may be requested: the model is known and does not belong to the system.
     [[nodiscard]] std::expected<void, ModelError> checkRemovable(const std::string& identifier) const;
 
-    /// Keeps every other removal and installation out while it lives.
+    /// Excludes every other removal and installation until it is destroyed.
     [[nodiscard]] std::expected<posix::FileLock, ModelError> lock() const;
-    /// Takes the model away on behalf of a request; whether it was there. Once it has answered, it answers the same
-    /// until deleteTaken, also after a crash, and leaves a model that was installed since alone. The lock must be held.
+    /// Moves the model away for a request. Returns whether the model was there. Until deleteTaken, a repeated call for
+    /// the request returns the same, also after a crash, and does not touch a model that was installed since. The
+    /// caller holds the lock.
     [[nodiscard]] std::expected<bool, ModelError> takeAway(const std::string& identifier,
                                                            const VostelMCPKit::UUID& request) const;
-    /// Deletes what takeAway took. What cannot be deleted now is tried again by deleteLeftovers.
+    /// Deletes what takeAway moved away. If that fails, deleteLeftovers tries again.
     void deleteTaken(const VostelMCPKit::UUID& request) const;
-    /// Deletes what dead installations and finished removals left. Only when no confirmed removal is still to be
+    /// Deletes what crashed installations and finished removals left. Call it only when every confirmed removal was
     /// performed.
     [[nodiscard]] std::expected<void, ModelError> deleteLeftovers() const;
 

@@ -8,8 +8,8 @@ namespace vostel_companion {
 void SHA256::Freer::operator()(evp_md_ctx_st* context) const { EVP_MD_CTX_free(context); }
 
 SHA256::SHA256()
-    : context_(EVP_MD_CTX_new()),
-      isWorking_(context_ && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1) {}
+    : context_{EVP_MD_CTX_new()},
+      isWorking_{context_ && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1} {}
 
 void SHA256::add(std::string_view bytes) {
     isWorking_ = isWorking_ && EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()) == 1;

@@ -1,4 +1,4 @@
-// SHA-256 (FIPS 180-4) in pieces; OpenSSL does the arithmetic.
+// SHA-256 (FIPS 180-4) of data that comes in pieces, computed by OpenSSL.
 #pragma once
 
 #include <memory>
@@ -14,8 +14,8 @@ public:
     SHA256();
 
     void add(std::string_view bytes);
-    /// The digest of all that was added, in lower-case hexadecimal; the object is used up. Empty, and so equal to no
-    /// digest, when the library refused to work.
+    /// The digest of everything that was added, in lower-case hexadecimal. Call it once. Empty, and so equal to no
+    /// digest, when OpenSSL failed.
     [[nodiscard]] std::string finish();
 
 private:

@@ -11,7 +11,7 @@ bool isFile(const fs::path& path) {
     return fs::is_regular_file(path, ignored);
 }
 
-/// The one entry of the folder that `fits`.
+/// The only entry of the folder that `fits`. Absent when there are several.
 template <class Fits>
 std::optional<fs::path> onlyOne(const fs::path& folder, Fits fits) {
     std::optional<fs::path> found;
@@ -28,7 +28,7 @@ std::optional<fs::path> onlyOne(const fs::path& folder, Fits fits) {
 } // namespace
 
 std::optional<ModelFiles> ModelFiles::in(const fs::path& folder) {
-    // The recogniser's library ends the process over some files that it cannot open.
+    // The recogniser's library ends the process if it cannot open certain files.
     const auto acoustic =
         onlyOne(folder, [](const fs::path& path) { return isFile(path / "mdef") && isFile(path / "feat.params"); });
     const auto dictionary =

@@ -1,4 +1,4 @@
-// Where in a model's folder its parts are.
+// The parts of a model in its folder.
 //
 //     NAME/          the acoustic model, the only folder with a file "mdef"
 //     NAME.lm.bin    the language model
@@ -16,7 +16,7 @@ struct ModelFiles {
     std::string language;
     std::string dictionary;
 
-    /// Absent when a part is missing, or one could be meant as well as another.
+    /// Absent when a part is missing or ambiguous.
     [[nodiscard]] static std::optional<ModelFiles> in(const std::filesystem::path& folder);
 
     bool operator==(const ModelFiles&) const = default;

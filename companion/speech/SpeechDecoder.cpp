@@ -75,7 +75,7 @@ std::expected<std::unique_ptr<SpeechDecoder>, SpeechError> SpeechDecoder::load(c
     const auto files = ModelFiles::in(modelFolder);
     if (!files) return std::unexpected(SpeechError{SpeechError::Kind::modelUnusable});
 
-    // One pass of the search: on the LibriVox sentences it is faster than three and makes fewer errors.
+    // A single pass of the search: on the LibriVox sentences it is faster than three passes and makes fewer errors.
     SphinxOptions options{cmd_ln_init(nullptr, ps_args(), /*strict=*/TRUE, "-hmm", files->acoustic.c_str(), "-lm",
                                       files->language.c_str(), "-dict", files->dictionary.c_str(), "-fwdflat", "no",
                                       "-bestpath", "no", "-remove_silence", "no", "-maxhmmpf", "5000", nullptr)};
@@ -86,8 +86,8 @@ std::expected<std::unique_ptr<SpeechDecoder>, SpeechError> SpeechDecoder::load(c
 
 SpeechDecoder::SpeechDecoder(SphinxOptions options, ps_decoder_t* decoder)
     : options_{std::move(options)}, decoder_{decoder} {
-    // Deliberate: normalisation is done here, over the whole utterance and before the search. The library does so only
-    // when it searches an utterance in one go, which could not be cancelled; bit by bit it normalises by a guess.
+    // Deliberate: we normalise the whole utterance before the search. The library does that only if it searches the
+    // whole utterance in one call, which could not be cancelled. In small steps it normalises by an estimate.
     ps_get_feat(decoder_)->cmn = CMN_NONE;
 }
 
@@ -106,7 +106,8 @@ SpeechDecoder::decode(const Utterance& utterance, const Cancellation& cancellati
     if (ps_start_utt(decoder_) < 0) return std::unexpected(SpeechError{SpeechError::Kind::decodingFailed});
     bool failed = false;
     for (std::size_t done = 0; done < rows.size() && !failed && !cancellation.isCancelled();) {
-        // One by one: the search looks back at frames which a longer step would overwrite in the library's ring.
+        // One frame at a time: the search uses earlier frames, which a longer step would overwrite in the library's
+        // ring buffer.
         failed = ps_process_cep(decoder_, &rows[done], 1, FALSE, FALSE) < 0;
         ++done;
         if (done % reportStep == 0) consumed(static_cast<double>(done) / static_cast<double>(rows.size()));

@@ -1,4 +1,4 @@
-// The recogniser: one stretch of speech in, words with their times out.
+// The recogniser: turns an utterance into words with their times.
 #pragma once
 
 #include "companion/speech/Sphinx.h"
@@ -18,7 +18,7 @@ struct SpeechError {
     enum class Kind {
         /// The model's files are missing or broken.
         modelUnusable,
-        /// The recogniser gave up on the sound.
+        /// The recogniser could not process the sound.
         decodingFailed,
         cancelled,
     };
@@ -30,8 +30,8 @@ struct SpeechError {
     bool operator==(const SpeechError&) const = default;
 };
 
-/// A loaded model, some 100 MB and half a second's work; kept for reuse. For one thread at a time, while several
-/// decoders work side by side.
+/// A loaded model. It takes about 100 MB and half a second to load, so it is kept for reuse. For one thread at a time;
+/// several decoders may work in parallel.
 class SpeechDecoder final {
 public:
     /// `modelFolder` holds the parts of one model; see ModelFiles.
@@ -41,12 +41,12 @@ public:
     SpeechDecoder& operator=(const SpeechDecoder&) = delete;
     ~SpeechDecoder();
 
-    /// Begins another recording: what was learnt about the noise of the last one is forgotten.
+    /// Begins another recording and forgets the noise of the last one.
     void startRecording();
 
-    /// The words of `utterance`, without silence and noise marks, times counted from the beginning of the recording.
-    /// `consumed` is called with the share of the utterance that is done, several times a second of work; there, too,
-    /// `cancellation` is looked at.
+    /// The words of `utterance`, without marks for silence and noise. Times count from the beginning of the recording.
+    /// `consumed` is called several times per second with the fraction of the utterance that is done. `cancellation` is
+    /// checked as often.
     [[nodiscard]] std::expected<std::vector<TranscriptSegment>, SpeechError>
     decode(const Utterance& utterance, const Cancellation& cancellation, const std::function<void(double)>& consumed);
 

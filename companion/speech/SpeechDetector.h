@@ -9,8 +9,8 @@
 
 namespace vostel_companion {
 
-/// The recogniser library's voice activity detection. It follows the noise of one recording, so each recording gets a
-/// detector of its own. For one thread at a time.
+/// The recogniser library's voice activity detection. It adapts to the noise of a recording, so each recording needs
+/// its own detector. For one thread at a time.
 class SpeechDetector final {
 public:
     SpeechDetector();
@@ -18,13 +18,13 @@ public:
     SpeechDetector& operator=(const SpeechDetector&) = delete;
     ~SpeechDetector();
 
-    /// Takes the next samples, at 16 kHz, and tells whether somebody is speaking at their end. It notices speech after
-    /// a tenth of a second, and its end after half a second.
+    /// Takes the next samples, at 16 kHz. Returns whether somebody speaks at their end. It notices speech after a tenth
+    /// of a second, and its end after half a second.
     [[nodiscard]] bool isSpeech(std::span<const std::int16_t> samples);
 
 private:
     static constexpr std::size_t coefficients = 13;
-    /// The library hands back what it held while it was undecided, so there is room for more than one frame.
+    /// The library buffers frames while it is undecided and then returns several at once.
     static constexpr std::size_t rows = 64;
 
     SphinxOptions options_;

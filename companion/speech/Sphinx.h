@@ -1,4 +1,4 @@
-// What the two users of the recogniser library share.
+// Shared by the two users of the recogniser library.
 #pragma once
 
 #include <memory>
@@ -11,7 +11,7 @@ struct FreeSphinxOptions {
 };
 using SphinxOptions = std::unique_ptr<cmd_ln_t, FreeSphinxOptions>;
 
-/// The library narrates on standard error; once per process this stops it. Thread-safe.
+/// Stops the library's log on standard error, once per process. Thread-safe.
 void silenceSphinx();
 
 } // namespace vostel_companion

@@ -1,4 +1,4 @@
-// Long audio, cut into stretches of speech that the recogniser takes one at a time.
+// Cuts long audio into utterances for the recogniser.
 #pragma once
 
 #include <chrono>
@@ -19,19 +19,19 @@ struct Utterance {
     bool operator==(const Utterance&) const = default;
 };
 
-/// Leaves out what is not speech, and cuts in pauses as long as there are any. An utterance that runs on without one is
-/// cut at its quietest moment, so memory and the wait for the first words stay bounded. For one thread at a time.
+/// Drops what is not speech and cuts in pauses. A long utterance without a pause is cut at its quietest moment, so
+/// memory and the delay before the first words stay bounded. For one thread at a time.
 class UtteranceSplitter final {
 public:
     static constexpr std::size_t sampleRate = 16000;
     /// The detector judges 10 ms at a time.
     static constexpr std::size_t frameSize = sampleRate / 100;
-    /// Kept before the detector's first speech frame, because it notices the beginning of a word late.
+    /// Kept before the first speech frame, because the detector notices the beginning of a word late.
     static constexpr std::size_t lead = 30 * frameSize;
-    /// From here on the next pause ends the utterance. Shorter ones are joined over their pauses: the recogniser
-    /// adapts to the voice within one utterance, and needs some of it for that.
+    /// At this length the next pause ends the utterance. Shorter utterances continue over pauses, because the
+    /// recogniser needs some speech to adapt to the voice.
     static constexpr std::size_t comfortable = 500 * frameSize;
-    /// A pause that ends an utterance however short it is.
+    /// A pause that ends even a short utterance.
     static constexpr std::size_t longPause = 150 * frameSize;
     static constexpr std::size_t longest = 1500 * frameSize;
 
@@ -40,12 +40,12 @@ public:
     UtteranceSplitter(const UtteranceSplitter&) = delete;
     UtteranceSplitter& operator=(const UtteranceSplitter&) = delete;
 
-    /// Takes the next samples and returns the utterances that they complete.
+    /// Takes the next samples. Returns the utterances that they complete.
     [[nodiscard]] std::vector<Utterance> push(std::span<const std::int16_t> samples);
-    /// The last utterance, when one is under way at the end of the recording.
+    /// The last utterance, if the recording ends inside one.
     [[nodiscard]] std::vector<Utterance> finish();
 
-    /// The sample up to which everything was handed out or left out.
+    /// Everything before this sample was returned or dropped.
     [[nodiscard]] std::size_t position() const { return pending_.start; }
 
 private:
@@ -55,11 +55,11 @@ private:
     [[nodiscard]] std::size_t quietestMoment() const;
 
     const std::function<bool(std::span<const std::int16_t>)> isSpeech_;
-    /// Everything not handed out yet; `start` is the position of its first sample.
+    /// What was not returned yet. `start` is the position of its first sample.
     Utterance pending_;
     /// How many of the pending samples the detector has seen.
     std::size_t judged_ = 0;
-    /// The end of the last speech frame among the pending samples; zero when there is none.
+    /// The end of the last speech frame among the pending samples. Zero without one.
     std::size_t speechEnd_ = 0;
 };
 

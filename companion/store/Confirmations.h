@@ -82,7 +82,7 @@ public:
 
     /// All outlive this object.
     Confirmations(Database& database, const ModelStore& models, Clock now, VostelMCPKit::UUIDSource newID)
-        : database_(database), models_(models), now_(std::move(now)), newID_(std::move(newID)) {}
+        : database_{database}, models_{models}, now_{std::move(now)}, newID_{std::move(newID)} {}
 
     /// The client's call. Two calls ask for the same when their words are the same set, letter case ignored, or their
     /// model is the same.

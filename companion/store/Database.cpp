@@ -95,7 +95,7 @@ std::expected<void, DatabaseError> Database::execute(const char* sql) {
     return {};
 }
 
-Statement::Statement(Database& database, std::string_view sql) : database_(database) {
+Statement::Statement(Database& database, std::string_view sql) : database_{database} {
     const char* tail = nullptr;
     check(sqlite3_prepare_v2(database.connection(), sql.data(), static_cast<int>(sql.size()), &statement_, &tail));
     assert(failure_ || tail == sql.data() + sql.size());
@@ -113,7 +113,7 @@ std::expected<bool, DatabaseError> Statement::step() {
 }
 
 std::expected<void, DatabaseError> Statement::run() {
-    for (;;) {
+    while (true) {
         auto row = step();
         if (!row) return std::unexpected(std::move(row.error()));
         if (!*row) return {};

@@ -58,7 +58,7 @@ public:
 
 private:
     Database(std::unique_ptr<sqlite3, Closer> connection, std::string path)
-        : connection_(std::move(connection)), path_(std::move(path)) {}
+        : connection_{std::move(connection)}, path_{std::move(path)} {}
 
     std::unique_ptr<sqlite3, Closer> connection_;
     std::string path_;
@@ -96,7 +96,7 @@ public:
     [[nodiscard]] auto all(Read read)
         -> std::expected<std::vector<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
         std::vector<std::invoke_result_t<Read, const Statement&>> rows;
-        for (;;) {
+        while (true) {
             auto row = step();
             if (!row) return std::unexpected(std::move(row.error()));
             if (!*row) return rows;
@@ -164,7 +164,7 @@ public:
         writing
     };
 
-    explicit Transaction(Database& database) : database_(database) {}
+    explicit Transaction(Database& database) : database_{database} {}
     ~Transaction();
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;

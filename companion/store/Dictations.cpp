@@ -43,7 +43,7 @@ std::expected<Dictations::Number, DatabaseError> Dictations::add(const Dictation
     return Number{database_.lastInsertedRow()};
 }
 
-std::expected<bool, DatabaseError> Dictations::settle(Number number, const std::optional<std::string>& failureReason) {
+std::expected<bool, DatabaseError> Dictations::finish(Number number, const std::optional<std::string>& failureReason) {
     Statement update{database_,
                      "UPDATE dictations SET outcome = ?, failureReason = ? WHERE id = ? AND outcome = 'pending'"};
     update.bind(name(failureReason ? Outcome::notDelivered : Outcome::delivered), failureReason,

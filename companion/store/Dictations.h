@@ -33,11 +33,11 @@ public:
     /// Names a stored dictation within this database.
     enum class Number : std::int64_t {};
 
-    explicit Dictations(Database& database) : database_(database) {}
+    explicit Dictations(Database& database) : database_{database} {}
 
     [[nodiscard]] std::expected<Number, DatabaseError> add(const Dictation& dictation);
     /// Settles a pending dictation; false when it is not pending (any more). No reason means that it was delivered.
-    [[nodiscard]] std::expected<bool, DatabaseError> settle(Number number,
+    [[nodiscard]] std::expected<bool, DatabaseError> finish(Number number,
                                                             const std::optional<std::string>& failureReason);
     [[nodiscard]] std::expected<Page<Dictation>, DatabaseError> list(const Listing& listing);
 

@@ -73,8 +73,8 @@ std::expected<bool, DatabaseError> Recordings::beginTranscribing(const UUID& id,
 std::expected<bool, DatabaseError> Recordings::reportProgress(const UUID& id, double progress) {
     Statement update{database_, "UPDATE recordings SET progress = ? WHERE id = ? AND state = 'transcribing'"};
     // Not clamp, which would keep what is not a number.
-    const double share = progress > 0 ? std::min(progress, 1.0) : 0;
-    return runUpdate(database_, update.bind(share, id.text()));
+    const double fraction = progress > 0 ? std::min(progress, 1.0) : 0;
+    return runUpdate(database_, update.bind(fraction, id.text()));
 }
 
 std::expected<bool, DatabaseError> Recordings::finish(const UUID& id, const std::optional<std::string>& language,

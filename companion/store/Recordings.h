@@ -53,7 +53,7 @@ class Recordings final {
 public:
     static constexpr std::size_t previewLength = 200;
 
-    explicit Recordings(Database& database) : database_(database) {}
+    explicit Recordings(Database& database) : database_{database} {}
 
     [[nodiscard]] std::expected<void, DatabaseError> begin(const VostelMCPKit::UUID& id, Timestamp startedAt);
     [[nodiscard]] std::expected<bool, DatabaseError> beginTranscribing(const VostelMCPKit::UUID& id, Seconds duration);

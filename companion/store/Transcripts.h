@@ -60,7 +60,7 @@ public:
         std::vector<TranscriptSegment> segments;
     };
 
-    explicit Transcripts(Database& database) : database_(database) {}
+    explicit Transcripts(Database& database) : database_{database} {}
 
     /// Text and segments are stored together or not at all. Bytes that are no UTF-8 are replaced by U+FFFD.
     [[nodiscard]] std::expected<void, DatabaseError> add(const VostelMCPKit::UUID& id, const New& transcript);

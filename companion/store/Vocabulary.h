@@ -31,7 +31,7 @@ inline constexpr std::size_t longestReplacement = 4096;
 /// Uses the database on the caller's thread.
 class Vocabulary final {
 public:
-    explicit Vocabulary(Database& database) : database_(database) {}
+    explicit Vocabulary(Database& database) : database_{database} {}
 
     /// In the order of their words, letter case ignored.
     [[nodiscard]] std::expected<std::vector<VocabularyRule>, DatabaseError> list();

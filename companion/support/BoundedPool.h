@@ -1,4 +1,4 @@
-// A few expensive things, shared by many jobs.
+// A bounded number of expensive objects, shared by many jobs.
 #pragma once
 
 #include "companion/support/Cancellation.h"
@@ -17,14 +17,14 @@
 
 namespace vostel_companion {
 
-/// Lends out at most `limit` things at a time, makes them on demand and keeps them for the next borrower. Borrowers
-/// beyond the limit wait in the order in which they came. Thread-safe; outlives its leases.
+/// Lends at most `limit` objects at a time. It makes them on demand and keeps them for the next borrower. Borrowers
+/// beyond the limit wait in the order of their requests. Thread-safe. Outlives its leases.
 template <class Thing, class Error>
 class BoundedPool final {
 public:
     using Make = std::function<std::expected<std::unique_ptr<Thing>, Error>()>;
 
-    /// The right to use one thing until destroyed.
+    /// The right to use one object, until the lease is destroyed.
     class Lease final {
     public:
         Lease(BoundedPool& pool, std::unique_ptr<Thing> thing) : pool_{&pool}, thing_{std::move(thing)} {}
@@ -42,12 +42,13 @@ public:
         std::unique_ptr<Thing> thing_;
     };
 
-    /// `make` is called from borrowers' threads, several at once.
+    /// `make` is called on borrowers' threads, possibly on several at once.
     BoundedPool(std::size_t limit, Make make) : limit_{std::max<std::size_t>(limit, 1)}, make_{std::move(make)} {}
     BoundedPool(const BoundedPool&) = delete;
     BoundedPool& operator=(const BoundedPool&) = delete;
 
-    /// Waits for a turn. No lease when `cancellation` came first; an error when the thing could not be made.
+    /// Waits until an object is free. Returns no lease when `cancellation` comes first, and an error when the object
+    /// could not be made.
     [[nodiscard]] std::expected<std::optional<Lease>, Error> borrow(Cancellation& cancellation) {
         const Cancellation::Listener listener{cancellation, [this] { wakeAll(); }};
         std::unique_lock lock{mutex_};

@@ -1,4 +1,4 @@
-// One call's "please stop".
+// A request to stop one call.
 #pragma once
 
 #include <atomic>
@@ -8,12 +8,12 @@
 
 namespace vostel_companion {
 
-/// Set once, from any thread, and never cleared; work looks at it between two steps. Work that sleeps registers a
+/// Set once, from any thread, and never cleared. Work checks it between two steps. Work that blocks registers a
 /// Listener that wakes it. Outlives its listeners.
 class Cancellation final {
 public:
-    /// Runs `wake` when the call is cancelled, on the cancelling thread, or at once when it is already. `wake` must not
-    /// touch the cancellation. After the destructor has returned it neither runs nor will.
+    /// Runs `wake` on the cancelling thread when the call is cancelled, or at once if it is cancelled already. `wake`
+    /// must not use the cancellation. It does not run after the destructor has returned.
     class Listener final {
     public:
         Listener(Cancellation& cancellation, std::function<void()> wake);

@@ -1,4 +1,4 @@
-// Other people's text inside our sentences.
+// Foreign text inside our sentences.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace vostel_companion {
 
-/// `text` between single quotes, fit to stand in one line of a message: control characters and broken UTF-8 become
-/// U+FFFD, and what goes beyond 300 bytes an ellipsis.
+/// `text` in single quotes, safe in one line of a message. Control characters and broken UTF-8 become U+FFFD. What
+/// exceeds 300 bytes becomes an ellipsis.
 [[nodiscard]] std::string inQuotes(std::string_view text);
 
 } // namespace vostel_companion

@@ -9,10 +9,10 @@ namespace {
 
 using namespace std::chrono;
 
-/// Takes a text apart from its front; each step says whether it fitted.
+/// Parses a text from its front. Each step returns whether it matched.
 class Scanner {
 public:
-    explicit Scanner(std::string_view text) : rest_(text) {}
+    explicit Scanner(std::string_view text) : rest_{text} {}
 
     bool digits(std::size_t count, int& value) {
         if (rest_.size() < count) return false;
@@ -102,9 +102,9 @@ std::optional<year_month_day> localDate(std::time_t moment) {
 
 std::optional<sys_seconds> systemLocalMidnight(year_month_day day) {
     tzset();
-    // mktime answers a midnight that the clock skips or repeats with one of several moments, so the first moment of the
-    // day is searched for instead: between two moments that are surely before it and surely not, even where a country
-    // that changed sides of the date line skipped a whole day.
+    // For a midnight that the clock skips or repeats, mktime may return one of several times. So this searches for the
+    // first second of the day, between a time that is surely before it and one that is surely not. That also works
+    // where a country crossed the date line and skipped a whole day.
     std::tm parts{};
     parts.tm_year = static_cast<int>(day.year()) - 1900;
     parts.tm_mon = static_cast<int>(static_cast<unsigned>(day.month())) - 1;

@@ -1,4 +1,4 @@
-// So many at a time and no more.
+// Bounds how much of one kind of work runs at once.
 #pragma once
 
 #include "companion/support/BoundedPool.h"
@@ -7,19 +7,22 @@
 
 namespace vostel_companion {
 
-/// Work that would be too much for the machine if all callers did it at once. Those beyond the limit wait in the order
-/// in which they came. Thread-safe.
-class Turns final {
+/// For work that would be too much for the machine if all callers did it at once. Callers beyond the limit wait in the
+/// order in which they came. Thread-safe.
+class Semaphore final {
+    struct Token {};
+    using Pool = BoundedPool<Token, std::monostate>;
+
 public:
-    struct Turn {};
-    using Pool = BoundedPool<Turn, std::monostate>;
+    /// The right to work, until it is destroyed.
+    using Permit = Pool::Lease;
 
-    explicit Turns(std::size_t limit) : pool_{limit, [] { return std::make_unique<Turn>(); }} {}
+    explicit Semaphore(std::size_t limit) : pool_{limit, [] { return std::make_unique<Token>(); }} {}
 
-    /// The right to work, until it is destroyed; absent when `cancellation` came first.
-    [[nodiscard]] std::optional<Pool::Lease> wait(Cancellation& cancellation) {
-        auto lease = pool_.borrow(cancellation);
-        return lease ? *std::move(lease) : std::nullopt;
+    /// Waits for a permit; absent when `cancellation` came first.
+    [[nodiscard]] std::optional<Permit> acquire(Cancellation& cancellation) {
+        auto permit = pool_.borrow(cancellation);
+        return permit ? *std::move(permit) : std::nullopt;
     }
 
 private:

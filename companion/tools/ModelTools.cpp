@@ -34,11 +34,11 @@ MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
     });
 }
 
-MCPToolOutcome installModel(const ToolContext& context, Turns& turns, const ToolCall& call) {
+MCPToolOutcome installModel(const ToolContext& context, Semaphore& installations, const ToolCall& call) {
     const auto arguments = readArguments<ModelInstall>(call);
     if (!arguments) return MCPToolOutcome::failed(arguments.error());
-    const auto turn = turns.wait(call.cancellation);
-    if (!turn) return MCPToolOutcome::failed(ModelError{ModelError::Cancelled{}}.description());
+    const auto permit = installations.acquire(call.cancellation);
+    if (!permit) return MCPToolOutcome::failed(ModelError{ModelError::Cancelled{}}.description());
     const std::string& identifier = arguments->identifier;
     const auto done =
         context.models.install(identifier, {call.progress, [&call] { return call.cancellation.isCancelled(); }});
@@ -65,9 +65,11 @@ MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
 } // namespace
 
 void addModelTools(ToolTable& tools, const ToolContext& context) {
-    const auto turns = std::make_shared<Turns>(installationsAtOnce);
+    const auto installations = std::make_shared<Semaphore>(installationsAtOnce);
     tools[ModelsList::name] = [context](const ToolCall& call) { return listModels(context, call); };
-    tools[ModelInstall::name] = [context, turns](const ToolCall& call) { return installModel(context, *turns, call); };
+    tools[ModelInstall::name] = [context, installations](const ToolCall& call) {
+        return installModel(context, *installations, call);
+    };
     tools[ModelRemove::name] = [context](const ToolCall& call) { return removeModel(context, call); };
 }
 

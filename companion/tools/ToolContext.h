@@ -35,14 +35,14 @@ struct ToolContext {
     VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;
     DownloadAudio downloadAudio = systemDownload(paths.downloads());
     /// Without it, SQLite would let many writers wait in no order, and fail some of them after a while.
-    std::shared_ptr<Turns> databaseTurns = std::make_shared<Turns>(4);
+    std::shared_ptr<Semaphore> databaseWork = std::make_shared<Semaphore>(4);
 };
 
 /// Waits for the call's turn, opens a connection of its own to the database and returns the outcome of `use`.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome withDatabase(const ToolContext& context, Cancellation& cancellation,
                                                         std::invocable<Database&> auto use) {
-    const auto turn = context.databaseTurns->wait(cancellation);
-    if (!turn) return VostelMCPKit::MCPToolOutcome::failed("The call was cancelled.");
+    const auto permit = context.databaseWork->acquire(cancellation);
+    if (!permit) return VostelMCPKit::MCPToolOutcome::failed("The call was cancelled.");
     auto database = openStore(context.paths.database());
     if (!database) return VostelMCPKit::MCPToolOutcome::failed(database.error().description());
     return use(*database);

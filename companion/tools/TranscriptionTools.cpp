@@ -47,7 +47,7 @@ StoredTranscription store(const ToolContext& context, const Transcription& done,
     StoredTranscription stored{done.transcript, std::nullopt, {}};
     // Deliberate: the transcript of a cancelled call is stored too. The work is done, and the history can show it.
     Cancellation never;
-    const auto turn = context.databaseTurns->wait(never);
+    const auto permit = context.databaseWork->acquire(never);
     auto database = openStore(context.paths.database());
     if (database) {
         applyVocabulary(*database, stored);

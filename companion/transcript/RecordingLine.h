@@ -1,4 +1,4 @@
-// The transcript of a recorded call: one spoken turn after the other.
+// The transcript of a recorded call: a list of spoken turns.
 #pragma once
 
 #include "companion/support/Time.h"
@@ -9,10 +9,10 @@
 namespace vostel_companion {
 
 struct RecordingLine {
-    /// The microphone is the user, the system's sound is everyone else on the call.
+    /// The microphone records the user. The system's sound is everybody else on the call.
     enum class Track { microphone, system };
     Track track = Track::microphone;
-    /// The label of the track, as people read it.
+    /// The label of the track that users see.
     std::string speaker;
     std::string text;
     /// From the start of the call.

@@ -10,7 +10,7 @@
 
 namespace vostel_companion {
 
-/// A silence this long within a track ends a turn: the other side may have answered.
+/// A silence this long within a track ends a turn, because the other side may have answered.
 inline constexpr std::chrono::milliseconds turnPause{1000};
 
 /// The turns of both tracks in the order in which they began. The microphone's speaker is "Me", the other side "Them".

@@ -6,7 +6,7 @@
 
 namespace vostel_companion {
 
-VocabularyMatcher::VocabularyMatcher(std::span<const VocabularyRule> rules) : nodes_(1) {
+VocabularyMatcher::VocabularyMatcher(std::span<const VocabularyRule> rules) : nodes_{1} {
     for (const VocabularyRule& rule : rules) insert(rule);
 }
 
@@ -25,7 +25,7 @@ void VocabularyMatcher::insert(const VocabularyRule& rule) {
         nodes_.emplace_back();
         node = added;
     }
-    // The root is where an empty word ends; it must match nothing.
+    // An empty word ends at the root. It must match nothing.
     if (node != 0) nodes_[node].replacement = rule.replacement.empty() ? rule.word : rule.replacement;
 }
 

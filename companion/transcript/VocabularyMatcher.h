@@ -1,8 +1,8 @@
 // Applies the vocabulary to recognised text.
 //
-// A rule applies to its exact word form wherever that stands as a whole word, letter case ignored. Of several rules
-// that begin at one place the longest wins, and what was replaced is not looked at again. The rules are held as a tree
-// of folded characters, so one pass over the text serves all of them.
+// A rule applies wherever its exact word form is a whole word. Letter case is ignored. If several rules begin at one
+// place, the longest applies. Replaced text is not searched again. The rules form a trie of folded characters, so one
+// pass over the text is enough for all of them.
 #pragma once
 
 #include "companion/transcript/Transcript.h"
@@ -18,18 +18,18 @@
 
 namespace vostel_companion {
 
-/// Immutable, so it may serve several threads.
+/// Immutable, so several threads may use it.
 class VocabularyMatcher final {
 public:
     explicit VocabularyMatcher(std::span<const VocabularyRule> rules);
 
     [[nodiscard]] std::string apply(std::string_view text) const;
-    /// Applies the rules across the segments, as if one space stood between them. Segments that one match joins become
-    /// one, from the start of the first to the end of the last.
+    /// Applies the rules across the segments, as if one space separated them. Segments that one match covers become one
+    /// segment, from the start of the first to the end of the last.
     [[nodiscard]] std::vector<TranscriptSegment> apply(std::span<const TranscriptSegment> segments) const;
 
 private:
-    /// Bytes of a text, and what comes in their place.
+    /// Bytes of a text, and their replacement.
     struct Match {
         std::size_t begin;
         std::size_t end;
@@ -38,7 +38,7 @@ private:
     struct Node {
         /// Ordered by character.
         std::vector<std::pair<char32_t, std::uint32_t>> children;
-        /// What the rule that ends here puts in its place.
+        /// The replacement of the rule that ends here.
         std::optional<std::string> replacement;
     };
 

@@ -1,4 +1,4 @@
-// Which model recognises what.
+// The choice of a recognition model.
 #pragma once
 
 #include "companion/models/ModelStore.h"
@@ -12,14 +12,14 @@ namespace vostel_companion {
 struct SpeechModel {
     /// Where its files are.
     std::string folder;
-    /// The language it knows, ISO 639-1, where that is known.
+    /// Its language, ISO 639-1, if known.
     std::optional<std::string> language;
 
     bool operator==(const SpeechModel&) const = default;
 };
 
-/// An installed model for the language that a caller hinted at ("de", "de-CH", "DE"), else the system's English one:
-/// also for "auto" and for no hint, because no model here can tell which language it hears.
+/// An installed model for the language that the caller hints at ("de", "de-CH", "DE"), else the system's English model.
+/// That is also used for "auto" and without a hint, because no model here can detect a language.
 [[nodiscard]] SpeechModel chooseModel(const ModelStore& models, std::string_view languageHint);
 
 } // namespace vostel_companion

@@ -29,7 +29,7 @@ TranscriptionError failed(const SpeechError& why) {
     return {why};
 }
 
-/// One recording on its way through the splitter and the recogniser.
+/// Takes one recording through the splitter and the recogniser.
 class Recognition final {
 public:
     Recognition(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation, const Progress& progress)
@@ -57,9 +57,9 @@ public:
 private:
     std::expected<void, SpeechError> recognise(const std::vector<Utterance>& utterances) {
         for (const Utterance& utterance : utterances) {
-            const auto consumed = [&](double share) {
+            const auto consumed = [&](double fraction) {
                 report(utterance.start +
-                       static_cast<std::size_t>(share * static_cast<double>(utterance.samples.size())));
+                       static_cast<std::size_t>(fraction * static_cast<double>(utterance.samples.size())));
             };
             auto words = decoder_.decode(utterance, cancellation_, consumed);
             if (!words) return std::unexpected(words.error());
@@ -68,13 +68,14 @@ private:
         return {};
     }
 
-    /// Reading runs ahead of recognising, so what counts is how far the recogniser has come in what was read.
+    /// Reading runs ahead of recognition, so this multiplies the fraction of the file that was read with the fraction
+    /// of that which was recognised.
     void report(std::size_t position) {
         const double exact = source_.consumed() * static_cast<double>(position) / static_cast<double>(read_);
-        const double share = std::floor(exact * 1000) / 1000; // nobody reads more digits
-        if (share <= reported_) return;
-        reported_ = share;
-        progress_(share);
+        const double fraction = std::floor(exact * 1000) / 1000; // more digits are of no use
+        if (fraction <= reported_) return;
+        reported_ = fraction;
+        progress_(fraction);
     }
 
     AudioSource& source_;
@@ -115,11 +116,13 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
                                                                          Cancellation& cancellation,
                                                                          const Progress& progress) {
     if (!path.starts_with('/')) return std::unexpected(TranscriptionError{TranscriptionError::RelativePath{path}});
-    if (!isLanguageHint(language))
+    if (!isLanguageHint(language)) {
         return std::unexpected(TranscriptionError{TranscriptionError::UnknownLanguage{language}});
-    // A path with a NUL inside would be opened as another, shorter one.
-    if (path.contains('\0'))
+    }
+    // The system would cut a path at a NUL and open another file.
+    if (path.contains('\0')) {
         return std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{path, {AudioError::Missing{}}}});
+    }
 
     auto source = AudioSource::open(path, cancellation);
     if (!source) return std::unexpected(unusable(path, source.error()));
@@ -142,10 +145,10 @@ Transcriber::Folder Transcriber::folderAt(const std::string& path) {
 }
 
 std::expected<void, SpeechError> Transcriber::load(Slot& slot, const std::string& path) {
-    // Before anything is read: one that takes its place meanwhile is another one next time.
+    // Before the model is read: a folder that replaces it during that time is noticed the next time.
     Folder folder = folderAt(path);
     if (slot.decoder && slot.folder == folder) return {};
-    // First, because two models at once may be more than there is memory for.
+    // First, because the memory may not hold two models.
     slot.decoder.reset();
     auto loaded = SpeechDecoder::load(path);
     if (!loaded) return std::unexpected(loaded.error());

@@ -1,4 +1,4 @@
-// From a file's path to the words spoken in it.
+// Turns a file into the words spoken in it.
 #pragma once
 
 #include "companion/audio/AudioError.h"
@@ -57,41 +57,41 @@ struct Transcription {
     bool operator==(const Transcription&) const = default;
 };
 
-/// From the path of a file, and what the caller said about its language, to its words; see Transcriber::transcribe.
+/// Turns the file at `path` into words; see Transcriber::transcribe.
 using Transcribe = std::function<std::expected<Transcription, TranscriptionError>(
     const std::string& path, const std::string& language, Cancellation& cancellation,
     const std::function<void(double)>& progress)>;
 
-/// Transcribes up to `jobs` files at a time, further ones wait their turn; one model each, loaded on demand and kept
-/// until another one is needed in its place. Thread-safe.
+/// Transcribes up to `jobs` files at a time; further calls wait. Each job has one model, which is loaded on demand and
+/// kept until the job needs another one. Thread-safe.
 class Transcriber final {
 public:
-    /// Picks the model for what the caller said about the language; called on the callers' threads.
+    /// Chooses the model for a language hint. Called on the callers' threads.
     using ChooseModel = std::function<SpeechModel(const std::string& language)>;
 
     Transcriber(ChooseModel chooseModel, std::size_t jobs);
     Transcriber(const Transcriber&) = delete;
     Transcriber& operator=(const Transcriber&) = delete;
 
-    /// `language` as the caller gave it, empty when not given. Deliberate: a language that the model does not know is a
-    /// hint without effect, so that a caller may name the language of any recording; only what cannot be a language is
-    /// refused. `progress` is called on this thread with the share of the recording that is done, never falling, and
-    /// with 1 at the end.
+    /// `language` is the caller's hint, possibly empty. Deliberate: a language that no model knows is a hint without
+    /// effect, so a caller may name the language of any recording. Only what cannot be a language is refused.
+    /// `progress` is called on this thread with the fraction of the recording that is done. It never falls and ends
+    /// with 1.
     [[nodiscard]] std::expected<Transcription, TranscriptionError>
     transcribe(const std::string& path, const std::string& language, Cancellation& cancellation,
                const std::function<void(double)>& progress);
 
 private:
-    /// Which folder stands at a path: a model that is installed again stands in another one.
+    /// Identifies the folder at a path. A model that is installed again is in another folder.
     struct Folder {
         std::string path;
         dev_t device = 0;
         ino_t number = 0;
-        /// When it last changed, for numbers are given again.
+        /// When it last changed, because the system reuses numbers.
         std::time_t changed = 0;
         bool operator==(const Folder&) const = default;
     };
-    /// Room for one loaded model.
+    /// Holds one loaded model.
     struct Slot {
         Folder folder;
         std::unique_ptr<SpeechDecoder> decoder;
@@ -99,7 +99,7 @@ private:
 
     [[nodiscard]] static Folder folderAt(const std::string& path);
 
-    /// Sees to it that the slot holds the model of the folder at `path`.
+    /// Loads the model of the folder at `path`, unless the slot holds it already.
     [[nodiscard]] static std::expected<void, SpeechError> load(Slot& slot, const std::string& path);
 
     const ChooseModel chooseModel_;

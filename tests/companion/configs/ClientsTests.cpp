@@ -44,18 +44,18 @@ TEST(Clients, an_empty_home_gets_everything_and_calls_it_up_to_date) {
     const std::string codex = home / ".codex/config.toml";
     const std::string manifest = home.path() + manifestFolder + "/manifest.json";
     EXPECT_EQ(home.run(ClientsVerb::status),
-              report(ClientsExit::notAsAsked, {"Claude Code: not installed in " + claude + ".",
-                                               "Claude Desktop: not installed in " + manifest + ".",
-                                               "Codex / ChatGPT desktop: not installed in " + codex + "."}));
+              report(ClientsExit::refused, {"Claude Code: not installed in " + claude + ".",
+                                            "Claude Desktop: not installed in " + manifest + ".",
+                                            "Codex / ChatGPT desktop: not installed in " + codex + "."}));
     EXPECT_EQ(home.run(ClientsVerb::install),
-              report(ClientsExit::asAsked,
+              report(ClientsExit::done,
                      {"Claude Code: installed in " + claude + ".", "Claude Desktop: installed in " + manifest + ".",
                       "Claude Desktop: to finish, open Claude Desktop → Settings → Extensions → Advanced settings, "
                       "choose Install Unpacked Extension… and select the folder " +
                           home.path() + manifestFolder + ".",
                       "Codex / ChatGPT desktop: installed in " + codex + "."}));
     EXPECT_EQ(home.run(ClientsVerb::status),
-              report(ClientsExit::asAsked,
+              report(ClientsExit::done,
                      {"Claude Code: up to date in " + claude + ".", "Claude Desktop: up to date in " + manifest + ".",
                       "Codex / ChatGPT desktop: up to date in " + codex + "."}));
 
@@ -73,10 +73,10 @@ TEST(Clients, an_empty_home_gets_everything_and_calls_it_up_to_date) {
 
 TEST(Clients, installing_again_changes_nothing) {
     const Home home;
-    ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::asAsked);
+    ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::done);
     const std::string before = readFile(home / ".claude.json");
     EXPECT_EQ(home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
-              report(ClientsExit::asAsked,
+              report(ClientsExit::done,
                      {"Claude Code: up to date in " + (home / ".claude.json") + "; nothing was changed."}));
     EXPECT_EQ(readFile(home / ".claude.json"), before);
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup"));
@@ -87,16 +87,15 @@ TEST(Clients, an_entry_of_another_copy_is_updated) {
     const std::string path =
         home.folder.write(".codex/config.toml", "[mcp_servers.vostel]\ncommand = '/old/vostel-mcp'\n");
     EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::codex}),
-              report(ClientsExit::notAsAsked,
+              report(ClientsExit::refused,
                      {"Codex / ChatGPT desktop: the entry vostel in " + path +
                       " starts another copy of the server, '/old/vostel-mcp'; installing updates it."}));
-    EXPECT_EQ(
-        home.run(ClientsVerb::install, {MCPClientKind::codex}),
-        report(ClientsExit::asAsked, {"Codex / ChatGPT desktop: updated in " + path +
-                                      ", where it started another copy of the server, '/old/vostel-mcp'. The file "
-                                      "as it was is kept as " +
-                                      path + ".vostel-backup."}));
-    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::codex}).exit, ClientsExit::asAsked);
+    EXPECT_EQ(home.run(ClientsVerb::install, {MCPClientKind::codex}),
+              report(ClientsExit::done, {"Codex / ChatGPT desktop: updated in " + path +
+                                         ", where it started another copy of the server, '/old/vostel-mcp'. The file "
+                                         "as it was is kept as " +
+                                         path + ".vostel-backup."}));
+    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::codex}).exit, ClientsExit::done);
 }
 
 TEST(Clients, a_foreign_entry_is_touched_by_force_alone) {
@@ -106,24 +105,24 @@ TEST(Clients, a_foreign_entry_is_touched_by_force_alone) {
     const std::vector claudeCode = {MCPClientKind::claudeCode};
     const std::string left =
         "Claude Code: the entry vostel in " + path + " is not Vostel's: it starts '/usr/bin/no\uFFFDde'.";
-    EXPECT_EQ(home.run(ClientsVerb::status, claudeCode), report(ClientsExit::notAsAsked, {left}));
+    EXPECT_EQ(home.run(ClientsVerb::status, claudeCode), report(ClientsExit::refused, {left}));
     EXPECT_EQ(home.run(ClientsVerb::install, claudeCode),
-              report(ClientsExit::notAsAsked, {left + " It was left as it is; --force would replace it."}));
+              report(ClientsExit::refused, {left + " It was left as it is; --force would replace it."}));
     EXPECT_EQ(home.run(ClientsVerb::remove, claudeCode),
-              report(ClientsExit::notAsAsked, {left + " It was left as it is; --force would remove it."}));
+              report(ClientsExit::refused, {left + " It was left as it is; --force would remove it."}));
     EXPECT_EQ(readFile(path), text);
 
     EXPECT_EQ(home.run(ClientsVerb::install, claudeCode, true),
-              report(ClientsExit::asAsked, {"Claude Code: installed in " + path +
-                                            " in the place of an entry that starts '/usr/bin/no\uFFFDde'. The "
-                                            "file as it was is kept as " +
-                                            path + ".vostel-backup."}));
+              report(ClientsExit::done, {"Claude Code: installed in " + path +
+                                         " in the place of an entry that starts '/usr/bin/no\uFFFDde'. The "
+                                         "file as it was is kept as " +
+                                         path + ".vostel-backup."}));
     EXPECT_EQ(ClaudeCodeConfig::existingCommand(readFile(path)), ours);
 
     home.folder.write(".claude.json", text);
     EXPECT_EQ(home.run(ClientsVerb::remove, claudeCode, true),
-              report(ClientsExit::asAsked, {"Claude Code: removed from " + path + ". The file as it was is kept as " +
-                                            path + ".vostel-backup."}));
+              report(ClientsExit::done, {"Claude Code: removed from " + path + ". The file as it was is kept as " +
+                                         path + ".vostel-backup."}));
     EXPECT_EQ(readFile(path), "{\"mcpServers\":{}}");
 }
 
@@ -133,19 +132,19 @@ TEST(Clients, an_entry_without_a_command_is_foreign) {
         home.folder.write(".claude.json", R"({"mcpServers":{"vostel":{"type":"http","url":"x"}}})");
     EXPECT_EQ(
         home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
-        report(ClientsExit::notAsAsked, {"Claude Code: the entry vostel in " + path +
-                                         " is not Vostel's: it starts no program. It was left as it is; --force would "
-                                         "replace it."}));
+        report(ClientsExit::refused, {"Claude Code: the entry vostel in " + path +
+                                      " is not Vostel's: it starts no program. It was left as it is; --force would "
+                                      "replace it."}));
 }
 
 TEST(Clients, removal_says_what_only_the_client_can_do) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
-    ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::asAsked);
+    ASSERT_EQ(home.run(ClientsVerb::install).exit, ClientsExit::done);
     EXPECT_EQ(
         home.run(ClientsVerb::remove),
-        report(ClientsExit::notAsAsked,
+        report(ClientsExit::refused,
                {"Claude Code: removed from " + claude + ". The file as it was is kept as " + claude + ".vostel-backup.",
                 "Claude Desktop: Claude Desktop installs Vostel as an extension through its own dialog, and only it "
                 "can remove one: open Claude Desktop → Settings → Extensions and remove Vostel there.",
@@ -154,16 +153,16 @@ TEST(Clients, removal_says_what_only_the_client_can_do) {
     EXPECT_TRUE(fs::exists(home.path() + manifestFolder + "/manifest.json"));
     fs::remove_all(home.path() + manifestFolder);
     const std::string manifest = home.path() + manifestFolder + "/manifest.json";
-    EXPECT_EQ(home.run(ClientsVerb::remove),
-              report(ClientsExit::asAsked,
-                     {"Claude Code: not installed in " + claude + "; nothing was changed.",
-                      "Claude Desktop: not installed in " + manifest + "; nothing was changed.",
-                      "Codex / ChatGPT desktop: not installed in " + codex + "; nothing was changed."}));
+    EXPECT_EQ(
+        home.run(ClientsVerb::remove),
+        report(ClientsExit::done, {"Claude Code: not installed in " + claude + "; nothing was changed.",
+                                   "Claude Desktop: not installed in " + manifest + "; nothing was changed.",
+                                   "Codex / ChatGPT desktop: not installed in " + codex + "; nothing was changed."}));
 }
 
 TEST(Clients, removal_from_a_home_without_clients_creates_nothing) {
     const Home home;
-    EXPECT_EQ(home.run(ClientsVerb::remove).exit, ClientsExit::asAsked);
+    EXPECT_EQ(home.run(ClientsVerb::remove).exit, ClientsExit::done);
     EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
@@ -187,7 +186,7 @@ TEST(Clients, a_read_only_file_is_reported_by_changes_and_read_by_status) {
     ASSERT_EQ(::chmod(claude.c_str(), 0444), 0);
     EXPECT_EQ(home.run(ClientsVerb::install, {MCPClientKind::claudeCode}),
               report(ClientsExit::failed, {"Claude Code: " + claude + " is read-only."}));
-    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::claudeCode}).exit, ClientsExit::notAsAsked);
+    EXPECT_EQ(home.run(ClientsVerb::status, {MCPClientKind::claudeCode}).exit, ClientsExit::refused);
 }
 
 TEST(Clients, a_request_that_makes_no_sense_is_refused) {
@@ -227,9 +226,9 @@ TEST(Clients, installations_at_the_same_time_agree) {
     }
     for (std::thread& thread : threads) thread.join();
     for (const ClientsReport& report : reports) {
-        EXPECT_EQ(report.exit, ClientsExit::asAsked) << ::testing::PrintToString(report.lines);
+        EXPECT_EQ(report.exit, ClientsExit::done) << ::testing::PrintToString(report.lines);
     }
-    EXPECT_EQ(home.run(ClientsVerb::status).exit, ClientsExit::asAsked);
+    EXPECT_EQ(home.run(ClientsVerb::status).exit, ClientsExit::done);
     EXPECT_EQ(readFile(home / ".claude.json.vostel-backup"), "{\n  \"a\": 1\n}\n");
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup-2"));
 }

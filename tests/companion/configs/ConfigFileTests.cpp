@@ -237,7 +237,7 @@ TEST(ConfigFile, a_file_that_never_rests_is_left_to_its_owner) {
         folder.write("config", std::string{text} + "b");
         return std::string{text} + "!";
     });
-    EXPECT_EQ(change, std::unexpected(ConfigError{ConfigError::Restless{path}}));
+    EXPECT_EQ(change, std::unexpected(ConfigError{ConfigError::ConcurrentlyModified{path}}));
     EXPECT_EQ(readFile(path).find('!'), std::string::npos);
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }

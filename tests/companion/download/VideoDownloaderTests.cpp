@@ -59,7 +59,8 @@ struct DownloaderStage {
                                     },
                                     posix::startBlockingThread},
                                    limits};
-        return downloader.download({url, judged}, cancellation, [this](double share) { progress.push_back(share); });
+        return downloader.download({url, judged}, cancellation,
+                                   [this](double fraction) { progress.push_back(fraction); });
     }
     std::string failure(const std::string& url = "https://youtu.be/a") {
         const auto done = download(url);
@@ -175,8 +176,9 @@ exit 1
     std::istringstream signals{stage.note("signals")};
     std::string name;
     for (unsigned long long set = 0; signals >> name >> std::hex >> set;) {
-        for (const int signal : {SIGTERM, SIGHUP, SIGINT, SIGPIPE})
+        for (const int signal : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
             EXPECT_EQ(set >> (signal - 1) & 1, 0U) << name << " " << signal;
+        }
     }
     EXPECT_EQ(stage.note("environment").find("roxy="), std::string::npos) << stage.note("environment");
     EXPECT_EQ(stage.note("environment").find("PROXY="), std::string::npos);
@@ -262,7 +264,7 @@ TEST(VideoDownloader, says_what_is_missing) {
 
 TEST(VideoDownloader, a_cancelled_download_ends_with_everything_that_it_started) {
     DownloaderStage stage;
-    stage.limits.look = 5ms;
+    stage.limits.pollInterval = 5ms;
     stage.install(R"sh(
 sleep 1000 &
 echo "$$ $!" > "$NOTES/processes"
@@ -290,7 +292,7 @@ wait
 
 TEST(VideoDownloader, what_a_finished_program_leaves_running_is_ended_too) {
     DownloaderStage stage;
-    stage.limits.look = 5ms;
+    stage.limits.pollInterval = 5ms;
     stage.install(R"sh(
 sleep 1000 &
 echo "$!" > "$NOTES/process"
@@ -302,7 +304,7 @@ printf sound > "$output"
 
 TEST(VideoDownloader, time_and_size_have_bounds) {
     DownloaderStage stage;
-    stage.limits.look = 5ms;
+    stage.limits.pollInterval = 5ms;
     stage.limits.bytes = 1 << 20;
     stage.install(R"sh(head -c 1048577 /dev/zero > "$output.part"; sleep 1000)sh");
     EXPECT_EQ(stage.failure(), "The link's audio is larger than 1 MiB, which is more than Vostel downloads.");
@@ -315,7 +317,7 @@ TEST(VideoDownloader, time_and_size_have_bounds) {
 TEST(VideoDownloader, one_that_has_to_wait_for_its_turn_can_be_cancelled) {
     DownloaderStage stage;
     stage.limits.downloadsAtOnce = 1;
-    stage.limits.look = 5ms;
+    stage.limits.pollInterval = 5ms;
     stage.install("echo '[vostel]  10.0%'; sleep 1000");
     VideoDownloader downloader{{stage.folder / "down%loads", stage.searchPath, stage.environment,
                                 [](const std::string&) { return std::vector<std::string>{}; },

@@ -59,7 +59,7 @@ TEST(ModelCatalogue, a_source_is_a_local_path) {
 }
 
 TEST(ModelCatalogue, anything_but_a_local_source_is_refused) {
-    const std::string reason = "the source of de is neither a path nor a file: URL";
+    const std::string reason = "models[0].source is neither a path nor a file: URL";
     for (const char* const source :
          {"", "https://example.com/model", "ftp://example.com/model", "file://example.com/mnt/german", "file:german",
           "file:", "file://", "file:///mnt/german?x", "file:///mnt/german#x", "file:///mnt/%", "file:///mnt/%4",
@@ -95,16 +95,19 @@ TEST(ModelCatalogue, a_mistake_fails_the_whole_with_its_reason) {
         {"an entry without source", catalogue(R"({"identifier":"de","displayName":"x","sha256":""})"),
          "models[0].source is missing"},
         {"a dangerous identifier", catalogue(entry("../de", "/mnt")),
-         "an identifier is not made of the allowed characters"},
-        {"a short checksum", catalogue(entry("de", "/mnt", "abc")), "the sha256 of de is not 64 hexadecimal digits"},
+         "models[0].identifier is not 1 to 64 letters, digits, '-', '_' and '.' that begin with a letter or digit"},
+        {"a short checksum", catalogue(entry("de", "/mnt", "abc")), "models[0].sha256 is not 64 hexadecimal digits"},
         {"a checksum with other letters", catalogue(entry("de", "/mnt", std::string(64, 'g'))),
-         "the sha256 of de is not 64 hexadecimal digits"},
+         "models[0].sha256 is not 64 hexadecimal digits"},
+        {"a mistake in the second entry", catalogue(entry("de", "/a") + "," + entry("fr", "https://example.com/b")),
+         "models[1].source is neither a path nor a file: URL"},
         {"one identifier twice", catalogue(entry("de", "/a") + "," + entry("fr", "/b") + "," + entry("DE", "/c")),
          "two models are called de"},
-        {"an empty language", catalogue(entryFor("")), "the language of de is not a code such as 'de'"},
-        {"any language", catalogue(entryFor("Auto")), "the language of de is not a code such as 'de'"},
-        {"a language's name", catalogue(entryFor("German")), "the language of de is not a code such as 'de'"},
-        {"the system's model", catalogue(entry("EN-us", "/mnt")), "en-us is the system's own model"},
+        {"an empty language", catalogue(entryFor("")), "models[0].language is not a code such as 'de'"},
+        {"any language", catalogue(entryFor("Auto")), "models[0].language is not a code such as 'de'"},
+        {"a language's name", catalogue(entryFor("German")), "models[0].language is not a code such as 'de'"},
+        {"the system's model", catalogue(entry("EN-us", "/mnt")),
+         "models[0].identifier is en-us, which is the system's own model"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(parseModelCatalogue(row.text, "/data"), std::unexpected(std::string{row.reason}));
@@ -127,7 +130,7 @@ TEST(ModelCatalogue, a_file_that_cannot_be_used_is_named) {
     const auto bad = readModelCatalogue(path);
     ASSERT_FALSE(bad);
     EXPECT_EQ(bad.error().description(), "The model catalogue " + path.string() +
-                                             " could not be read: the sha256 of de is not 64 hexadecimal digits.");
+                                             " could not be read: models[0].sha256 is not 64 hexadecimal digits.");
 
     writeFile(path, std::string((1 << 20) + 1, ' '));
     const auto large = readModelCatalogue(path);

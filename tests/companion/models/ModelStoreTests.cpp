@@ -52,15 +52,15 @@ TEST(ModelStore, a_missing_package_is_said_so) {
 
 TEST(ModelStore, an_installed_model_is_a_copy_of_its_source) {
     const ModelFixture fixture;
-    std::vector<double> shares;
-    ASSERT_EQ(sentence(fixture.models.install("de", {[&](double share) { shares.push_back(share); }, {}})),
+    std::vector<double> fractions;
+    ASSERT_EQ(sentence(fixture.models.install("de", {[&](double fraction) { fractions.push_back(fraction); }, {}})),
               "it succeeded");
     EXPECT_EQ(fixture.contents(), ModelFixture::whole);
     EXPECT_EQ(readFile(fixture.installed() / "a/one"), "abc");
     EXPECT_EQ(readFile(fixture.installed() / "b/my file"), "hello\n");
     EXPECT_EQ(fixture.models.installedFolder("de"), fixture.installed());
     EXPECT_TRUE(fixture.models.list()->back().isInstalled);
-    EXPECT_EQ(shares, (std::vector{3.0 / 9, 1.0}));
+    EXPECT_EQ(fractions, (std::vector{3.0 / 9, 1.0}));
 }
 
 TEST(ModelStore, an_installed_model_is_for_its_owner_alone) {

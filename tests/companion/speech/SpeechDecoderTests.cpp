@@ -24,10 +24,10 @@ TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
     const auto decoder = loaded();
     decoder->startRecording();
     const Cancellation never;
-    std::vector<double> shares;
+    std::vector<double> fractions;
     // As if the utterance began at second 100.
-    const auto heard =
-        decoder->decode({1'600'000, samplesOf(spoken("0930"))}, never, [&](double share) { shares.push_back(share); });
+    const auto heard = decoder->decode({1'600'000, samplesOf(spoken("0930"))}, never,
+                                       [&](double fraction) { fractions.push_back(fraction); });
     ASSERT_TRUE(heard);
     EXPECT_EQ(words(*heard), "he might even have been made amiable himself");
     double before = 100;
@@ -37,9 +37,9 @@ TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
         before = segment.endTime.count();
     }
     EXPECT_LE(before, 103.3);
-    ASSERT_GT(shares.size(), 5U);
-    EXPECT_TRUE(std::ranges::is_sorted(shares));
-    EXPECT_LE(shares.back(), 1);
+    ASSERT_GT(fractions.size(), 5U);
+    EXPECT_TRUE(std::ranges::is_sorted(fractions));
+    EXPECT_LE(fractions.back(), 1);
 }
 
 TEST(SpeechDecoder, too_little_sound_has_no_words) {

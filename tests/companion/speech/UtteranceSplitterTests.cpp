@@ -45,8 +45,9 @@ std::vector<Piece> pieces(const std::vector<std::int16_t>& samples, std::size_t 
             found.push_back({utterance.start, utterance.samples.size()});
         }
     };
-    for (std::size_t at = 0; at < samples.size(); at += step)
+    for (std::size_t at = 0; at < samples.size(); at += step) {
         take(splitter.push(std::span{samples}.subspan(at, std::min(step, samples.size() - at))));
+    }
     take(splitter.finish());
     return found;
 }

@@ -25,10 +25,10 @@ TEST(Dictations, a_pending_one_is_settled_once) {
     const auto delivered = dictations.add({at(2), "one", Outcome::pending, {}, {}, {}});
     const auto failed = dictations.add({at(1), "two", Outcome::pending, {}, {}, {}});
     ASSERT_TRUE(delivered && failed);
-    EXPECT_EQ(dictations.settle(*delivered, std::nullopt), true);
-    EXPECT_EQ(dictations.settle(*failed, "No window had the focus."), true);
-    EXPECT_EQ(dictations.settle(*failed, std::nullopt), false);
-    EXPECT_EQ(dictations.settle(Dictations::Number{99}, std::nullopt), false);
+    EXPECT_EQ(dictations.finish(*delivered, std::nullopt), true);
+    EXPECT_EQ(dictations.finish(*failed, "No window had the focus."), true);
+    EXPECT_EQ(dictations.finish(*failed, std::nullopt), false);
+    EXPECT_EQ(dictations.finish(Dictations::Number{99}, std::nullopt), false);
 
     const auto page = dictations.list({});
     ASSERT_TRUE(page);

@@ -32,8 +32,9 @@ std::string objectMismatch(const MCPValue& value, const MCPValue& schema) {
     for (const MCPValue::Member& member : members.value()) {
         const MCPValue* property = (*schema["properties"])[member.key()];
         if (property == nullptr) return "has the undeclared member " + std::string{member.key()};
-        if (const std::string inner = mismatch(member.value, *property); !inner.empty())
+        if (const std::string inner = mismatch(member.value, *property); !inner.empty()) {
             return std::string{member.key()} + ": " + inner;
+        }
     }
     return {};
 }
@@ -45,8 +46,9 @@ std::string mismatch(const MCPValue& value, const MCPValue& schema) {
                                           "enum", "description"};
     const auto keywords = schema.asObject();
     for (const MCPValue::Member& keyword : keywords.value()) {
-        if (std::ranges::find(known, keyword.key()) == std::end(known))
+        if (std::ranges::find(known, keyword.key()) == std::end(known)) {
             return "unknown keyword " + std::string{keyword.key()};
+        }
     }
     if (!isOfType(value, *schema["type"]->asString())) return "is no " + std::string{*schema["type"]->asString()};
     if (schema["properties"] != nullptr) return objectMismatch(value, schema);

@@ -95,9 +95,10 @@ public:
             frame->format = AV_PIX_FMT_YUV420P;
             frame->pts = i;
             av_frame_get_buffer(frame, 0);
-            for (int plane = 0; plane < 3; ++plane)
+            for (int plane = 0; plane < 3; ++plane) {
                 std::memset(frame->data[plane], 128,
                             static_cast<std::size_t>(frame->linesize[plane] * (plane == 0 ? 32 : 16)));
+            }
             encode(picture_, frame, 1);
             av_frame_free(&frame);
         }

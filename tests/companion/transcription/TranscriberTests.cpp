@@ -40,7 +40,7 @@ TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
     Cancellation cancellation;
     std::vector<double> progress;
     const auto done = transcriber.transcribe(folder.path() / "long.wav", "en", cancellation,
-                                             [&](double share) { progress.push_back(share); });
+                                             [&](double fraction) { progress.push_back(fraction); });
     ASSERT_TRUE(done) << done.error().description();
     const auto& segments = done->transcript.segments;
     ASSERT_GE(segments.size(), 12U);
@@ -52,7 +52,7 @@ TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
 
     EXPECT_TRUE(std::ranges::is_sorted(progress));
     EXPECT_EQ(std::ranges::adjacent_find(progress), progress.end());
-    EXPECT_GT(std::ranges::count_if(progress, [](double share) { return share > 0.46 && share < 0.5; }), 2)
+    EXPECT_GT(std::ranges::count_if(progress, [](double fraction) { return fraction > 0.46 && fraction < 0.5; }), 2)
         << "the first sentence";
     EXPECT_EQ(progress.back(), 1);
 }
@@ -180,8 +180,8 @@ TEST(Transcriber, a_cancelled_call_ends_in_its_middle) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     double reached = 0;
-    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, [&](double share) {
-        reached = share;
+    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, [&](double fraction) {
+        reached = fraction;
         cancellation.cancel();
     });
     ASSERT_FALSE(done);
