@@ -17,14 +17,14 @@ constexpr std::array<std::string_view, 3> commandPath = {"mcpServers", entryName
 constexpr std::span<const std::string_view> entryPath = std::span{commandPath}.first(2);
 constexpr std::span<const std::string_view> serversPath = std::span{commandPath}.first(1);
 
-/// What stands in a text, by value and by place.
+/// The contents of a text, by value and by place.
 struct Contents {
     MCPValue document = MCPValue::object(std::vector<MCPValue::Member>{});
     std::optional<JSONMemberSpan> servers;
     std::optional<JSONMemberSpan> entry;
     std::optional<JSONMemberSpan> command;
 
-    /// What the entry starts; absent without an entry, and empty for one that starts no program.
+    /// The command of the entry. Absent without an entry, and empty if the entry has no command.
     [[nodiscard]] std::optional<std::string> existingCommand() const {
         if (!entry) return std::nullopt;
         return claudeCodeCommand(*(*document[serversPath.front()])[entryName]).value_or("");

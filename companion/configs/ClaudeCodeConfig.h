@@ -13,15 +13,15 @@
 
 namespace vostel_companion::ClaudeCodeConfig {
 
-/// The command of the entry under our name; absent without one, and empty for one that starts no program.
+/// The command of the entry under our name. Absent without an entry, and empty if the entry has no command.
 [[nodiscard]] std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text);
 
-/// `text` with `entry` in it. Of an older entry of ours only the command changes; anybody else's is replaced whole, so
-/// ask first.
+/// `text` with `entry` added. In an older entry of ours only the command changes. A foreign entry is replaced
+/// completely, so ask first.
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 
-/// `text` without the entry under our name, whoever's it is.
+/// `text` without the entry under our name, even if it is a foreign one.
 [[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text);
 
 } // namespace vostel_companion::ClaudeCodeConfig

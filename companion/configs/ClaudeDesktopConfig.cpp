@@ -14,7 +14,7 @@ using namespace VostelMCPKit::MCPClientConfigLogic;
 
 constexpr std::array<std::string_view, 3> commandPath = {"server", "mcp_config", "command"};
 
-/// What stands in a manifest, by value and by place.
+/// The contents of a manifest, by value and by place.
 struct Contents {
     MCPValue manifest;
     std::optional<JSONMemberSpan> command;

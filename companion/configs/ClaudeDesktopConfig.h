@@ -1,8 +1,7 @@
 // The text of the manifest of the extension that Vostel is for Claude Desktop.
 //
-// The manifest stands in a folder of its own below the folder of the client's extensions. An empty text, as of a
-// missing file, is no manifest. There is no way to remove an extension from here: see manualRemovalNote. Pure and
-// thread-safe.
+// The manifest is in a folder of its own inside the folder of the client's extensions. An empty text, as of a missing
+// file, is no manifest. Only the client can remove an extension: see manualRemovalNote. Pure and thread-safe.
 #pragma once
 
 #include "companion/configs/ConfigError.h"
@@ -15,14 +14,14 @@
 
 namespace vostel_companion::ClaudeDesktopConfig {
 
-/// The manifest's path below the folder of extensions.
+/// The manifest's path inside the folder of extensions.
 inline constexpr std::string_view manifestPath = "vostel/manifest.json";
 
-/// The command that the manifest starts; absent without a manifest, and empty for one that starts no program.
+/// The command of the manifest. Absent without a manifest, and empty if the manifest has no command.
 [[nodiscard]] std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text);
 
-/// `text` with `entry`'s command in it. Of an older manifest of ours only the command changes; anybody else's is
-/// replaced whole, so ask first.
+/// `text` with the command of `entry`. In an older manifest of ours only the command changes. A foreign manifest is
+/// replaced completely, so ask first.
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 

@@ -25,14 +25,14 @@ using namespace VostelMCPKit;
 using namespace VostelMCPKit::MCPClientConfigLogic;
 using Status = InstallationStatus;
 
-/// How one client's configuration is read and edited.
+/// How to read and edit one client's configuration.
 struct Format {
     using Text = std::expected<std::string, ConfigError>;
 
     fs::path path;
     std::expected<std::optional<std::string>, ConfigError> (*existingCommand)(std::string_view);
     Text (*withEntry)(std::string_view, const MCPClientEntry&);
-    /// Null where only the client itself can remove the entry.
+    /// Null if only the client itself can remove the entry.
     Text (*withoutEntry)(std::string_view);
 };
 
@@ -64,7 +64,7 @@ std::string anotherCopy(const Status::StalePath& stale) {
     return "another copy of the server, " + inQuotes(stale.previousCommand);
 }
 
-/// One client's part of a request. Sentences are built here and nowhere else.
+/// Processes one client of a request. All sentences are built here.
 class EntryEditor final {
 public:
     EntryEditor(MCPClientKind kind, const ClientsRequest& request, const MCPClientEntry& entry, std::string_view home,
@@ -149,7 +149,7 @@ private:
         return judge(*text);
     }
 
-    /// Edits the file unless the entry found is somebody else's. Afterwards `found_` tells what was found.
+    /// Edits the file unless its entry is foreign. Afterwards `found_` is the status before the edit.
     std::expected<ConfigFileChange, ConfigError> edit(const auto& change) {
         return editConfigFile(format_.path, [&](std::string_view text) -> std::expected<std::string, ConfigError> {
             const auto status = judge(text);
@@ -207,7 +207,7 @@ ClientsReport runClients(const ClientsRequest& request) {
     if (!isUpToDate(compareInstallation(request.helperPath, *entry))) {
         return refusal("The server must be named " + std::string{helperBinaryName} + ", which " + helper + " is not.");
     }
-    // Configuration files are text, and no client's quoting rules would let these survive in all of them.
+    // Configuration files are text. No quoting preserves these characters in the files of all clients.
     if (!isValidUTF8(request.helperPath) || hasControlCharacter(request.helperPath)) {
         return refusal("The path of the server, " + helper + ", holds characters that no configuration can hold.");
     }

@@ -13,37 +13,37 @@ enum class ClientsVerb { status, install, remove };
 
 struct ClientsRequest {
     ClientsVerb verb = ClientsVerb::status;
-    /// The clients meant; all of them when empty.
+    /// The clients to work on. Empty means all of them.
     std::vector<VostelMCPKit::MCPClientKind> kinds;
     /// The user's home folder, an absolute path.
     std::string home;
     /// Absolute path of the executable that the entries start.
     std::string helperPath;
-    /// Replaces or removes an entry under our name that is not ours.
+    /// Also replaces or removes a foreign entry under our name.
     bool force = false;
 };
 
-/// What the program exits with.
+/// The exit status of the program.
 enum class ClientsExit : int {
-    /// Status: every client is up to date. Install and remove: everything is as it was asked for.
+    /// Status: every client is up to date. Install and remove: everything was done as requested.
     done = 0,
-    /// Status: a client is not up to date. Install and remove: something was left for the person to decide or to do: a
-    /// foreign entry without `force`, or an extension that only its client can remove.
+    /// Status: a client is not up to date. Install and remove: the user must decide or act, because of a foreign entry
+    /// without `force` or an extension that only its client can remove.
     refused = 1,
-    /// A file could not be read, understood or written, or the request makes no sense. Other clients were served.
+    /// A file could not be read, parsed or written, or the request is invalid. Other clients were still processed.
     failed = 2,
 };
 
 struct ClientsReport {
     /// Full sentences for the terminal, at least one for each client.
     std::vector<std::string> lines;
-    /// The worst of what happened.
+    /// The worst result.
     ClientsExit exit = ClientsExit::done;
 
     bool operator==(const ClientsReport&) const = default;
 };
 
-/// Does what was asked, one client after the other. Several may run at the same time, in several processes.
+/// Processes one client after the other. Several processes may do so at the same time.
 [[nodiscard]] ClientsReport runClients(const ClientsRequest& request);
 
 } // namespace vostel_companion

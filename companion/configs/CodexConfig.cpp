@@ -10,7 +10,7 @@ namespace {
 
 using namespace VostelMCPKit::MCPClientConfigLogic;
 
-/// The line break that ends in front of `at`, empty when there is none.
+/// The line break that ends just before `at`. Empty when there is none.
 std::string_view breakBefore(std::string_view text, std::size_t at) {
     const std::string_view before = text.substr(0, at);
     if (before.ends_with("\r\n")) return before.substr(at - 2);
@@ -22,7 +22,7 @@ bool isEmptyLineBefore(std::string_view text, std::size_t at) {
     return line < at && (line == contentStart(text) || !breakBefore(text, line).empty());
 }
 
-/// What goes when `lines` go: a table takes along the empty line that parted it from what stands before it.
+/// The range to remove with `lines`: a table includes the empty line that separates it from the text before it.
 ConfigRange extended(std::string_view text, const CodexOutline::Lines& lines) {
     auto [begin, end] = lines.range;
     const bool isLast = end == text.size();
@@ -50,7 +50,7 @@ std::string appended(std::string_view text, const MCPClientEntry& entry) {
 
     std::string out{text};
     if (!endsWithBreak) out += lineBreak;
-    // Deliberate: behind a lone byte order mark too, which simple readers would take for a part of the header.
+    // Deliberate: also after a lone byte order mark, because simple readers would treat it as a part of the header.
     if (!text.empty()) out += lineBreak;
     const std::string table = codexSnippetText(entry);
     for (const char character : table) out += character == '\n' ? lineBreak : std::string_view{&character, 1};
@@ -58,19 +58,19 @@ std::string appended(std::string_view text, const MCPClientEntry& entry) {
     return out;
 }
 
-/// What an entry starts; absent without an entry, and empty for one that starts no program.
+/// The command of the entry. Absent without an entry, and empty if the entry has no command.
 std::optional<std::string> commandIn(const CodexOutline& outline) {
     if (!outline.hasEntry()) return std::nullopt;
     return outline.command.value_or("");
 }
 
-/// Why a table can be neither added to the text nor taken out of it.
+/// The error for a text from which a table can be neither removed nor added.
 std::unexpected<ConfigError> inlineServers(std::string_view text, std::size_t place) {
     return std::unexpected(
         ConfigError{ConfigError::UneditableForm{"mcp_servers", positionOf(text, place), "an inline table"}});
 }
 
-/// `edited`, if it has the entry and is otherwise what `rest` makes of the text before and after.
+/// `edited`, if it has the entry and `rest` returns the same text as before the edit.
 std::expected<std::string, ConfigError> verified(std::string edited, const MCPClientEntry& entry,
                                                  const std::string& restBefore, const auto& rest) {
     const auto outline = outlineCodexConfig(edited);

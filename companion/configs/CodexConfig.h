@@ -13,15 +13,15 @@
 
 namespace vostel_companion::CodexConfig {
 
-/// The command of the entry under our name; absent without one, and empty for one that starts no program.
+/// The command of the entry under our name. Absent without an entry, and empty if the entry has no command.
 [[nodiscard]] std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text);
 
-/// `text` with `entry` in it, behind everything else. Of an older entry of ours only the command changes, where it
-/// stands; anybody else's is replaced whole, so ask first. The command holds no control characters.
+/// `text` with `entry` appended. In an older entry of ours only the command changes, in place. A foreign entry is
+/// replaced completely, so ask first. The command contains no control characters.
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 
-/// `text` without the entry under our name, whoever's it is. What withEntry added to a text goes without a trace.
+/// `text` without the entry under our name, even if it is a foreign one. This undoes withEntry completely.
 [[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text);
 
 } // namespace vostel_companion::CodexConfig

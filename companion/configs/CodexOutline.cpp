@@ -13,7 +13,7 @@ using VostelMCPKit::isASCIILetter;
 
 namespace {
 
-/// What a key's path leads to, seen from our entry.
+/// What a key's path means for our entry.
 enum class Place { root, servers, entry, command, insideEntry, elsewhere };
 
 constexpr std::string_view serversName = "mcp_servers";
@@ -42,7 +42,7 @@ bool isControl(char character) {
     return (static_cast<unsigned char>(character) < 0x20 && character != '\t') || character == 0x7F;
 }
 
-/// One scan. All the bool functions are false after a failure, which is then in `error_`.
+/// One scan. A function that returns bool returns false after a failure, which is in `error_`.
 class Scanner final {
 public:
     explicit Scanner(std::string_view text) : text_{text}, at_{contentStart(text)} {}
@@ -51,7 +51,7 @@ public:
         const std::size_t valid = VostelMCPKit::validUTF8Prefix(text_);
         if (valid < text_.size()) {
             at_ = valid;
-            fail("this is no UTF-8");
+            fail("this is not UTF-8");
         }
         while (!error_ && !isAtEnd()) readLine();
         if (error_) return std::unexpected(*std::move(error_));
@@ -91,7 +91,8 @@ private:
         Place place = table_;
         if (!readKey(place) || !readValueOf(place) || !endLine()) return false;
         if (!isOurs(place)) return true;
-        // Comments and empty lines between two lines of our own table go with it; other lines are ours by themselves.
+        // Comments and empty lines between two lines of our own table belong to it. Outside our table, each line counts
+        // alone.
         const bool continues = !outline_.entry.empty() && (isOurs(table_) || outline_.entry.back().range.end == begin);
         if (continues) {
             outline_.entry.back().range.end = at_;
@@ -101,7 +102,7 @@ private:
         return true;
     }
 
-    /// Reads a key, dotted or not, and steps along it.
+    /// Reads a key, dotted or not, and follows it.
     bool readKey(Place& place) {
         do {
             skipBlanks();
@@ -126,7 +127,7 @@ private:
         return at_ > begin || fail("a key is missing");
     }
 
-    /// Reads the equals sign behind a key and the value behind that, with everything in it.
+    /// Reads the equals sign after a key, and the whole value.
     bool readValueOf(Place place) {
         std::vector<Container> containers;
         if (!readEquals()) return false;
@@ -137,12 +138,13 @@ private:
     }
 
     bool readEquals() {
-        if (!next('=')) return fail("'=' is missing behind the key");
+        if (!next('=')) return fail("'=' is missing after the key");
         skipBlanks();
         return true;
     }
 
-    /// After a value or an opening: closes what ends here. True when another value follows, that of `place`.
+    /// After a value or an opening bracket: closes the containers that end here. True if another value follows, the one
+    /// of `place`.
     bool advance(Place& place, std::vector<Container>& containers) {
         bool mayEnd = std::exchange(isOpened_, false);
         while (!containers.empty()) {
@@ -172,7 +174,7 @@ private:
         const bool isString = !isList && !isTable && !isAtEnd() && (peek() == '"' || peek() == '\'');
         if (isList || isTable) {
             isOpened_ = true;
-            // Deliberate: what stands in an array is nobody's entry, whatever its keys are.
+            // Deliberate: a table inside an array is never our entry, whatever its keys are.
             containers.push_back({isTable, isTable ? place : Place::elsewhere, begin});
         } else if (!(isString ? readString() : readBareValue())) {
             return false;
@@ -180,7 +182,7 @@ private:
         return note(place, begin, isTable, isString);
     }
 
-    /// Keeps what a value means to our entry.
+    /// Records what a value means for our entry.
     bool note(Place place, std::size_t begin, bool isTable, bool isString) {
         switch (place) {
         case Place::servers:
@@ -252,7 +254,7 @@ private:
         return failAt(stringBegin_, "the string has no end");
     }
 
-    /// Reads one byte that stands for itself, or a line break.
+    /// Reads one ordinary byte or a line break.
     bool readPlain(bool isLong) {
         const std::size_t begin = at_;
         if (isLong && skipLineBreak()) {
@@ -296,7 +298,7 @@ private:
             codePoint = codePoint * 16 + static_cast<char32_t>(*value);
         }
         if (codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
-            return fail("an escape for no character");
+            return fail("an escape for an invalid character");
         }
         VostelMCPKit::appendUTF8(codePoint, string_);
         return true;
@@ -312,7 +314,7 @@ private:
         while (!isAtEnd() && isPart(peek())) ++at_;
         std::string_view value = text_.substr(begin, at_ - begin);
         if (value == "true" || value == "false") return true;
-        // A date may stand before its time with a space between them.
+        // A space may separate a date from its time.
         if (value.size() == 10 && value[4] == '-' && text_.substr(at_).size() > 2 && text_[at_] == ' ' &&
             isASCIIDigit(text_[at_ + 1]) && isASCIIDigit(text_[at_ + 2])) {
             ++at_;
@@ -323,11 +325,11 @@ private:
         return failAt(begin, "a value is missing, or a text is not in quotes");
     }
 
-    /// Takes what may stand at the end of a line, and its line break.
+    /// Reads blanks, a comment and the line break at the end of a line.
     bool endLine() {
         skipBlanks();
         if (!skipComment()) return false;
-        return isAtEnd() || skipLineBreak() || fail("something stands where the line should end");
+        return isAtEnd() || skipLineBreak() || fail("unexpected text at the end of the line");
     }
 
     bool skipComment() {
@@ -363,7 +365,7 @@ private:
         return true;
     }
 
-    /// Takes the end of a long string. Up to two more quotation marks before it belong to the string.
+    /// Reads the end of a long string. Up to two more quotation marks before it belong to the string.
     bool takeClosingThree(char quote) {
         if (!takeThree(quote)) return false;
         for (int more = 0; more < 2 && next(quote); ++more) string_ += quote;

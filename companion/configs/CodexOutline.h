@@ -1,14 +1,16 @@
-// Where our entry stands in the text of Codex's configuration file (TOML).
+// The place of our entry in the text of Codex's configuration file (TOML).
 //
 // TOML lets the same table be written in many ways; each of these is found:
 //
 //     [mcp_servers.vostel]            [mcp_servers]                      mcp_servers.vostel.command = "..."
 //     command = "..."                 vostel = { command = "..." }
 //
-// with keys quoted or bare, sub-tables anywhere, and looks the same in a comment or a string told apart. The scanner
-// follows the grammar of TOML 1.0, with the line breaks and trailing commas that 1.1 allows in inline tables and the
-// escapes that it adds; it does not judge how numbers and dates are made up, nor tables that have nothing to do with
-// ours. Nothing recurses, and memory does not grow with the depth or the length of keys. Thread-safe.
+// Keys may be quoted or bare, and sub-tables may be anywhere. Similar text in comments and strings is ignored. The
+// scanner follows the grammar of TOML 1.0. Of TOML 1.1 it accepts line breaks and trailing commas in inline tables, and
+// the new escapes. It does not validate numbers, dates and unrelated tables. Nothing recurses, and memory does not grow
+// with the depth or the length of keys. Thread-safe. MCPClientConfigLogic::parseCodexTable of the kit is another reader
+// on purpose. It answers one simple question about one spelling of the table. An editor needs every spelling, and the
+// places in the text.
 //
 // The kit has a reader too, parseCodexTable. It reads one simple spelling and knows no positions, so it cannot serve an
 // editor; the tests use it to check that what we wrote can be read back.
@@ -26,7 +28,7 @@
 namespace vostel_companion {
 
 struct CodexOutline {
-    /// Neighbouring lines that belong to our entry, with their line breaks.
+    /// Adjacent lines of our entry, with their line breaks.
     struct Lines {
         ConfigRange range;
         /// They begin with a table's header.
@@ -35,15 +37,15 @@ struct CodexOutline {
         bool operator==(const Lines&) const = default;
     };
 
-    /// In the order of the text; empty when there is no entry, or when it stands within `inlineServers`.
+    /// In the order of the text. Empty without an entry, and if the entry is inside `inlineServers`.
     std::vector<Lines> entry;
-    /// The entry's command, and where its value stands with its quotation marks. For a command that is no string there
-    /// is no text, and the place is only where the value begins.
+    /// The entry's command, and the range of its value with the quotation marks. If the command is not a string, there
+    /// is no text, and the range is only the beginning of the value.
     std::optional<ConfigRange> commandValue;
     std::optional<std::string> command;
-    /// Where `mcp_servers` as a whole is written as one inline table, which can have no more tables.
+    /// The place of `mcp_servers` if it is one inline table. Such a table cannot be extended.
     std::optional<std::size_t> inlineServers;
-    /// There is an entry within `inlineServers`.
+    /// There is an entry inside `inlineServers`.
     bool isEntryInline = false;
 
     [[nodiscard]] bool hasEntry() const { return !entry.empty() || isEntryInline; }
@@ -51,8 +53,7 @@ struct CodexOutline {
     bool operator==(const CodexOutline&) const = default;
 };
 
-/// Fails for a text that is no TOML, for an entry that is there twice, and where `mcp_servers` or the entry is an array
-/// of tables or some other value that is no table.
+/// Fails for a text that is not TOML, for a repeated entry, and if `mcp_servers` or the entry is not a table.
 [[nodiscard]] std::expected<CodexOutline, ConfigError> outlineCodexConfig(std::string_view text);
 
 } // namespace vostel_companion

@@ -1,4 +1,4 @@
-// Why a client's configuration file could not be read or edited. Whatever the reason, the file is as it was.
+// Why a client's configuration file could not be read or edited. In every case the file is unchanged.
 #pragma once
 
 #include "companion/configs/ConfigText.h"
@@ -21,7 +21,7 @@ struct ConfigError {
         std::string problem;
         bool operator==(const SyntaxError&) const = default;
     };
-    /// A number somewhere in the text is beyond what the JSON reader can hold.
+    /// A number in the text is too large for the JSON reader.
     struct NumberOutOfRange {
         bool operator==(const NumberOutOfRange&) const = default;
     };
@@ -31,7 +31,7 @@ struct ConfigError {
         ConfigPosition at;
         bool operator==(const NotAnObject&) const = default;
     };
-    /// A name that stands twice where it may stand once; `at` is the second place.
+    /// A name that occurs twice but may occur once. `at` is the second place.
     struct Repeated {
         std::string name;
         ConfigPosition at;
@@ -49,7 +49,7 @@ struct ConfigError {
         bool operator==(const Unverified&) const = default;
     };
 
-    /// No regular file stands at `path`.
+    /// `path` is not a regular file.
     struct NotAFile {
         std::string path;
         bool operator==(const NotAFile&) const = default;

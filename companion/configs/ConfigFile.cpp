@@ -23,7 +23,7 @@ constexpr int linkLimit = 40;
 constexpr int attemptLimit = 10;
 constexpr int backupLimit = 100;
 
-/// What a replacement has to keep, and what tells whether the file has changed.
+/// What a replacement has to preserve, and what shows that the file has changed.
 struct Snapshot {
     std::string text;
     mode_t mode = 0600;
@@ -33,7 +33,7 @@ struct Snapshot {
     bool operator==(const Snapshot&) const = default;
 };
 
-/// Where the links at `path` end, whether anything stands there or not.
+/// Follows the links at `path` to their end, which need not exist.
 std::expected<fs::path, posix::SystemError> withoutLinks(fs::path path) {
     for (int links = 0; links < linkLimit; ++links) {
         std::error_code failure;
@@ -47,7 +47,7 @@ std::expected<fs::path, posix::SystemError> withoutLinks(fs::path path) {
 
 /// Absent when there is no file.
 std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
-    // Not blocking, because opening a pipe would wait for its other end.
+    // Non-blocking, because opening a pipe would wait for its other end.
     const posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
     if (!file.isOpen() && errno == ENOENT) return std::nullopt;
     if (!file.isOpen() && errno == ENXIO) return std::unexpected(ConfigError::NotAFile{path.string()});
@@ -64,19 +64,19 @@ std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
     return snapshot;
 }
 
-/// Fails where the file or the folder at `path` is not to be changed.
+/// Fails if the file or folder at `path` must not be changed.
 std::expected<void, ConfigError> checkWritable(const fs::path& path) {
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return posix::systemError("read", path);
-    // Deliberate: what nobody may write is left alone by the superuser too, whom access() never refuses. And a file is
-    // asked, although replacing it takes no more than its folder: its owner has protected it.
+    // Deliberate: the superuser also respects a file that nobody may write, although access() allows it. The mode of
+    // the file counts too, although replacing it needs only its folder, because its owner has protected it.
     if ((status.st_mode & 0222U) == 0 || ::access(path.c_str(), W_OK) != 0) {
         return std::unexpected(ConfigError::ReadOnly{path.string()});
     }
     return {};
 }
 
-/// Where `text` is kept already, or the first free name. Who asks holds the folder's lock.
+/// Where `text` is kept already, or the first free name. The caller holds the lock of the folder.
 struct BackupPlace {
     fs::path path;
     bool isKept = false;
@@ -90,14 +90,14 @@ std::expected<BackupPlace, ConfigError> backupPlace(const fs::path& target, cons
         std::error_code failure;
         const fs::file_status status = fs::symlink_status(path, failure);
         if (status.type() == fs::file_type::not_found) return BackupPlace{path, false};
-        // Something else under that name is nobody's backup, and stays.
+        // Something else with that name is not a backup. It stays.
         if (status.type() != fs::file_type::regular || fs::file_size(path, failure) != text.size()) continue;
         if (readConfigFile(path) == text) return BackupPlace{path, true};
     }
     return std::unexpected(ConfigError::TooManyBackups{target.string()});
 }
 
-/// One attempt, under the lock. Absent when the file was changed meanwhile.
+/// One attempt, under the lock. Absent if the file was changed during it.
 std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::path& target, const ConfigEdit& edit) {
     const auto before = take(target);
     if (!before) return std::unexpected(before.error());
@@ -160,8 +160,8 @@ std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path
     if (auto made = posix::ensureFolder(path.parent_path()); !made) return std::unexpected(std::move(made.error()));
     const auto target = withoutLinks(path);
     if (!target) return std::unexpected(target.error());
-    // Deliberate: without a lock, as on some network file systems, we go on. The last look before the replacement finds
-    // what others did.
+    // Deliberate: continues without a lock, which some network file systems do not offer. The last check before the
+    // replacement finds the changes of others.
     const auto lock = posix::FileLock::acquire(target->parent_path(), posix::FileLock::IfMissing::fail);
     for (int attempts = 0; attempts < attemptLimit; ++attempts) {
         const auto attempted = attempt(*target, edit);

@@ -1,4 +1,4 @@
-// What the editors of configuration files share: places in a text, and replacing one of them.
+// Shared by the editors of configuration files: places in a text, and replacing them.
 //
 // Offsets count bytes of the whole text, a byte order mark at its start included.
 #pragma once
@@ -19,7 +19,7 @@ struct ConfigRange {
     bool operator==(const ConfigRange&) const = default;
 };
 
-/// A place as editors count it, from 1; columns in code points.
+/// A place as text editors count it, from 1. Columns are code points.
 struct ConfigPosition {
     std::size_t line = 1;
     std::size_t column = 1;
@@ -29,15 +29,15 @@ struct ConfigPosition {
 
 [[nodiscard]] ConfigPosition positionOf(std::string_view text, std::size_t offset);
 
-/// Where the content begins: behind the byte order mark, if there is one.
+/// Where the content begins: after the byte order mark, if there is one.
 [[nodiscard]] std::size_t contentStart(std::string_view text);
 
-/// The line break that ends the last line with one, "\n" when there is none.
+/// The last line break of the text, "\n" without one.
 [[nodiscard]] std::string_view lineBreakOf(std::string_view text);
 
 [[nodiscard]] std::string replaced(std::string_view text, ConfigRange range, std::string_view with);
 
-/// `text` (UTF-8) as a JSON string; for a text without control characters that is a TOML string as well.
+/// `text` (UTF-8) as a JSON string. Without control characters it is a TOML string as well.
 [[nodiscard]] std::string quotedText(std::string_view text);
 
 } // namespace vostel_companion

@@ -26,14 +26,14 @@ struct ObjectSpan {
 
 /// How an object is laid out.
 struct Layout {
-    /// Empty when everything stands in one line.
+    /// Empty when everything is in one line.
     std::string lineBreak;
     std::string indent;
     std::string unit = "  ";
     std::string colon = ": ";
     std::string afterComma = " ";
 
-    /// What parts the brackets and members at `depth` below `indent`.
+    /// What separates brackets and members at `depth` below `indent`.
     [[nodiscard]] std::string newLine(std::size_t depth) const {
         if (lineBreak.empty()) return {};
         std::string text = lineBreak + indent;
@@ -46,7 +46,7 @@ std::size_t skipSpace(std::string_view text, std::size_t at) {
     return std::min(text.find_first_not_of(space, at), text.size());
 }
 
-/// The end of the string whose opening quotation mark stands at `at`.
+/// The end of the string whose opening quotation mark is at `at`.
 std::size_t stringEnd(std::string_view text, std::size_t at) {
     for (++at; text[at] != '"'; ++at) {
         if (text[at] == '\\') ++at;
@@ -112,7 +112,7 @@ std::string_view spaceBefore(std::string_view text, std::size_t at) {
     return before.substr(before.find_last_not_of(space) + 1);
 }
 
-/// The last line break in `gap`, empty when there is none.
+/// The last line break in `gap`. Empty without one.
 std::string_view lastBreak(std::string_view gap) {
     const std::size_t last = gap.find_last_of(breaks);
     if (last == std::string_view::npos) return {};
@@ -122,13 +122,13 @@ std::string_view lastBreak(std::string_view gap) {
 
 std::string_view lastLine(std::string_view gap) { return gap.substr(gap.find_last_of(breaks) + 1); }
 
-/// The indentation of the line that `at` stands in.
+/// The indentation of the line of `at`.
 std::string_view indentOfLine(std::string_view text, std::size_t at) {
     const std::string_view line = lastLine(text.substr(0, at));
     return line.substr(0, std::min(line.find_first_not_of(" \t"), line.size()));
 }
 
-/// How the member is laid out in its object. Its indentation is that of the object's members.
+/// How the member is laid out in its object. The indentation is that of the object's members.
 Layout layoutOf(std::string_view text, const JSONMemberSpan& member, bool isFirst) {
     const std::size_t start = text.find('{');
     const std::string_view firstGap = text.substr(start + 1, skipSpace(text, start + 1) - start - 1);
@@ -145,10 +145,10 @@ Layout layoutOf(std::string_view text, const JSONMemberSpan& member, bool isFirs
     return layout;
 }
 
-/// The text of `value` with its objects laid out as `layout` says; arrays stay in one line.
+/// The text of `value` with its objects laid out by `layout`. Arrays stay in one line.
 std::string laidOut(const MCPValue& value, const Layout& layout) {
     VostelMCPKit::Bytes written;
-    // What is added to configurations holds no number, which alone can be impossible to write.
+    // Only a number can be impossible to write, and configurations get none from us.
     std::ignore = VostelMCPKit::writeJSON(value, written);
     const std::string_view compact = written.text();
 
@@ -187,7 +187,7 @@ std::expected<MCPValue, ConfigError> readConfigJSON(std::string_view text) {
     auto read = VostelMCPKit::readJSON(text.substr(start));
     if (read) return *std::move(read);
     const auto* broken = std::get_if<VostelMCPKit::DecodingError::NotJSON>(&read.error().is);
-    // Of the reader's errors, the other one speaks of numbers beyond the doubles.
+    // The reader has only one other error: a number that is too large.
     if (broken == nullptr) return std::unexpected(ConfigError::NumberOutOfRange{});
     return std::unexpected(ConfigError::SyntaxError{"JSON", positionOf(text, start + broken->offset), {}});
 }
@@ -221,7 +221,7 @@ std::string withMember(std::string_view text, std::size_t object, std::string_vi
         return replaced(text, {last.value.end, last.value.end}, "," + gap + memberText(name, value, layout));
     }
 
-    // An empty object says nothing of its members; the outermost one may.
+    // An empty object shows no layout of members. The outermost object may.
     const ObjectSpan outermost = outline(text, skipSpace(text, contentStart(text)));
     Layout layout;
     if (outermost.members.empty()) {

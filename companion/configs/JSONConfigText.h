@@ -1,7 +1,7 @@
-// Edits of JSON text that leave every byte outside the edit as it is, and write what they add in the text's own style.
+// Edits of JSON text that change no other byte, and add text in the style of the file.
 //
-// Each function takes text that readJSON has accepted (a byte order mark before it allowed), which is what keeps the
-// scanning here short: strings and brackets are known to be closed. Nothing recurses. Thread-safe.
+// Each function takes text that readJSON has accepted, after an optional byte order mark. So the scanning here is
+// short: strings and brackets are known to be closed. Nothing recurses. Thread-safe.
 #pragma once
 
 #include "companion/configs/ConfigError.h"
@@ -24,34 +24,34 @@ struct JSONMemberSpan {
     bool operator==(const JSONMemberSpan&) const = default;
 };
 
-/// Whether `text` is empty but for white space, as a file is that its program has not written yet.
+/// Whether `text` has only white space, as a file that its program has not written yet.
 [[nodiscard]] bool isBlank(std::string_view text);
 
-/// Reads the value that `text` holds.
+/// Reads the value in `text`.
 [[nodiscard]] std::expected<VostelMCPKit::MCPValue, ConfigError> readConfigJSON(std::string_view text);
 
-/// The member that the names of `path` lead to, beginning at the outermost object; keys are compared as what their
-/// escapes stand for. Absent when a name is missing or leads through something that is no object. Fails for a name
-/// that stands twice in one object, since programs differ on which of them counts.
+/// The member at `path`, from the outermost object on. Keys are compared after their escapes are decoded. Absent if a
+/// name is missing or a value on the way is not an object. Fails for a name that occurs twice in one object, because
+/// programs differ on which of them counts.
 [[nodiscard]] std::expected<std::optional<JSONMemberSpan>, ConfigError>
 memberAt(std::string_view text, std::span<const std::string_view> path);
 
-/// Adds a member behind the last one of the object that begins at `object`, over as many lines as the object's other
-/// members suggest. The object has no member `name` yet.
+/// Adds a member after the last one of the object that begins at `object`, laid out like its other members. The object
+/// has no member `name` yet.
 [[nodiscard]] std::string withMember(std::string_view text, std::size_t object, std::string_view name,
                                      const VostelMCPKit::MCPValue& value);
 
-/// Puts `value` in the place of the member's value.
+/// Replaces the member's value by `value`.
 [[nodiscard]] std::string withMemberValue(std::string_view text, const JSONMemberSpan& member,
                                           const VostelMCPKit::MCPValue& value);
 
-/// Takes `member` out of the object that begins at `object`, with the comma that parted it from its neighbour.
+/// Removes `member` from the object that begins at `object`, with the comma between it and its neighbour.
 [[nodiscard]] std::string withoutMember(std::string_view text, std::size_t object, const JSONMemberSpan& member);
 
-/// A document of its own for `value`, which is an object, over several lines.
+/// A new document of several lines for `value`, an object.
 [[nodiscard]] std::string documentText(const VostelMCPKit::MCPValue& value, std::string_view lineBreak);
 
-/// `whole`, an object, with `leaf` as the value that the names of `path` lead to, or without that member.
+/// `whole`, an object, with `leaf` as the value at `path`, or without that member.
 [[nodiscard]] VostelMCPKit::MCPValue withValueAt(const VostelMCPKit::MCPValue& whole,
                                                  std::span<const std::string_view> path,
                                                  const std::optional<VostelMCPKit::MCPValue>& leaf);

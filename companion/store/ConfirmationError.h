@@ -21,11 +21,11 @@ struct ConfirmationError {
     struct NotFound {
         bool operator==(const NotFound&) const = default;
     };
-    /// The person has answered before; the first answer stands.
+    /// The user has answered already. The first answer counts.
     struct AlreadyAnswered {
         bool operator==(const AlreadyAnswered&) const = default;
     };
-    /// The answer came too late; nothing was done.
+    /// The answer was too late. Nothing was done.
     struct Expired {
         bool operator==(const Expired&) const = default;
     };

@@ -51,7 +51,7 @@ ConfirmableAction normalized(const ConfirmableAction& action) {
     return {std::move(result)};
 }
 
-/// What two calls that ask for the same have in common. Lengths keep the words apart whatever they contain.
+/// Equal for two calls that make the same request. Each item is preceded by its length, so items cannot run together.
 std::string argumentsKey(const ConfirmableAction& action) {
     std::vector<std::string> items = itemsOf(action);
     if (std::holds_alternative<RemoveWords>(action.is)) std::ranges::transform(items, items.begin(), wordKey);
@@ -110,8 +110,8 @@ std::expected<ConfirmationReport, ConfirmationError> Confirmations::report(const
     Stored& stored = found->front();
     const Request& request = stored.confirmation.request;
     Status status = VostelMCPKit::MCPConfirmationLogic::status(request, now_());
-    // Deliberate: a confirmed removal that another process is just about to perform is still pending, since the text of
-    // a confirmed one says that it has been performed.
+    // Deliberate: a confirmed removal that another process is about to perform is still pending, because the text for
+    // "confirmed" says that it was performed.
     if (status == Status::confirmed && !stored.isPerformed) status = Status::pending;
     if (status != Status::pending) {
         Statement forget{database_, "DELETE FROM confirmations WHERE id = ?"};
@@ -182,7 +182,8 @@ std::expected<Confirmations::Stored, ConfirmationError> Confirmations::decide(co
 std::expected<std::vector<std::string>, ConfirmationError> Confirmations::removeModel(const Stored& confirmed) {
     auto lock = models_.lock();
     if (!lock) return std::unexpected(std::move(lock.error()));
-    // Read again under the lock: another process may have finished it, and forgotten it when its client was told.
+    // Read again under the lock: another process may have finished the removal, and deleted the request after telling
+    // its client.
     const UUID id = confirmed.confirmation.request.id;
     const auto found = load("id = ? AND decision = 'confirmed'", id.text());
     if (!found) return std::unexpected(found.error());
@@ -282,7 +283,7 @@ std::expected<void, DatabaseError> Confirmations::storeOutcome(const UUID& id,
 }
 
 std::expected<void, DatabaseError> Confirmations::forgetOld() {
-    // What was confirmed and not performed is still owed.
+    // A confirmed action that was not performed must stay.
     Statement forget{database_, "DELETE FROM confirmations WHERE createdAt <= ? AND NOT (decision IS 'confirmed' AND "
                                 "NOT isPerformed)"};
     return forget.bind(std::chrono::floor<Timestamp::duration>(now_() - outcomeLifetime)).run();

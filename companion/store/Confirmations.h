@@ -1,14 +1,14 @@
-// Actions that are not done before a person has confirmed them.
+// Actions that are performed only after the user has confirmed them.
 //
 //     the client asks             -> a pending request, the same one for the same arguments
-//     the person confirms         -> the action is performed, exactly once
-//     the person denies, or no answer within five minutes -> it is not
-//     the client asks again       -> what became of the request, once; then it is forgotten
+//     the user confirms           -> the action is performed, exactly once
+//     the user denies, or no answer within five minutes -> the action is not performed
+//     the client asks again       -> the outcome, once; then the request is deleted
 //
-// Vocabulary rules are removed in the transaction that stores the confirmation. A model lies outside the database, so
-// its removal is a journal of two steps: the confirmation is stored; the model is moved to a place named for the
-// request and that is stored. A crash in between leaves a confirmed request that is not performed, and whoever comes
-// next (the next start, the client's next call) finishes it. The place tells whether the move had happened.
+// Vocabulary rules are removed in the transaction that stores the confirmation. A model is outside the database, so its
+// removal has two steps: the confirmation is stored; then the model is moved to a path named by the request, and that
+// is stored. A crash in between leaves a confirmed request that was not performed. The next start or the client's next
+// call finishes it. The path shows whether the model was moved.
 #pragma once
 
 #include "companion/models/ModelStore.h"
@@ -39,15 +39,15 @@ struct ConfirmableAction {
 
     std::variant<RemoveWords, RemoveModel> is;
 
-    /// What would be done, as a clause without its full stop: for the person, who confirms all of it.
+    /// What would be done, as a clause without its full stop. For the user, who confirms all of it.
     [[nodiscard]] std::string description() const;
-    /// The same for the client's answer, with the first of many words.
+    /// The same for the client, with only the first words of a long list.
     [[nodiscard]] std::string summary() const;
 
     bool operator==(const ConfirmableAction&) const = default;
 };
 
-/// A request that waits for the person.
+/// A request that waits for the user.
 struct OpenConfirmation {
     VostelMCPKit::MCPConfirmationLogic::Request request;
     /// Its words are in their normal form, each once.
@@ -56,11 +56,11 @@ struct OpenConfirmation {
     bool operator==(const OpenConfirmation&) const = default;
 };
 
-/// What the client is told.
+/// The answer to the client.
 struct ConfirmationReport {
     OpenConfirmation confirmation;
     VostelMCPKit::MCPConfirmationLogic::Status status = VostelMCPKit::MCPConfirmationLogic::Status::unknown;
-    /// This call made the request: the person has to be told.
+    /// This call made the request, so the user has to be notified.
     bool isNew = false;
     /// What was removed, when the status is confirmed: the words as they were spelled in the vocabulary, or the model.
     std::vector<std::string> removed;
@@ -68,14 +68,14 @@ struct ConfirmationReport {
     bool operator==(const ConfirmationReport&) const = default;
 };
 
-/// Uses the database on the caller's thread. Other processes may use the same database and models at the same time, as
-/// when a person answers by command what the serving program asked for.
+/// Uses the database on the caller's thread. Other processes may use the same database and models at the same time: for
+/// example, a command that answers a request of the serving program.
 class Confirmations final {
 public:
     /// How long a request waits for its answer.
     static constexpr std::chrono::seconds timeToLive{300};
-    /// How long an outcome waits to be asked for. Later the same arguments are a new request: "it has been performed"
-    /// would be misunderstood when it speaks of yesterday.
+    /// How long an outcome is kept for the client. After that the same arguments are a new request, because an old
+    /// outcome would be misunderstood as a new one.
     static constexpr std::chrono::hours outcomeLifetime{24};
 
     using Clock = std::function<std::chrono::system_clock::time_point()>;
@@ -84,19 +84,19 @@ public:
     Confirmations(Database& database, const ModelStore& models, Clock now, VostelMCPKit::UUIDSource newID)
         : database_{database}, models_{models}, now_{std::move(now)}, newID_{std::move(newID)} {}
 
-    /// The client's call. Two calls ask for the same when their words are the same set, letter case ignored, or their
-    /// model is the same.
+    /// The client's call. Two calls are the same request if they name the same set of words, ignoring letter case, or
+    /// the same model.
     [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> ask(const ConfirmableAction& action);
 
-    /// The person's answer; a confirmed action has been performed when this returns. Returns what was removed. When the
-    /// action failed after the confirmation was stored, the next ask tries it again.
+    /// The user's answer. When this returns, a confirmed action has been performed. Returns what was removed. If the
+    /// action fails after the confirmation was stored, the next ask tries it again.
     [[nodiscard]] std::expected<std::vector<std::string>, ConfirmationError>
     answer(const VostelMCPKit::UUID& id, VostelMCPKit::MCPConfirmationLogic::Decision decision);
 
-    /// The requests that wait for the person, oldest first.
+    /// The requests that wait for the user, oldest first.
     [[nodiscard]] std::expected<std::vector<OpenConfirmation>, ConfirmationError> open();
 
-    /// For the start of a program: performs what was confirmed but not performed before a crash, and deletes what dead
+    /// For the start of the program. Performs what was confirmed but not performed before a crash. Deletes what crashed
     /// removals and installations left in the models' folder.
     [[nodiscard]] std::expected<void, ConfirmationError> recover();
 
@@ -107,24 +107,24 @@ private:
         std::vector<std::string> removed;
     };
 
-    /// Within a transaction: the request's report, after which a settled one is forgotten.
+    /// Within a transaction: reports the request, and deletes it unless it is still pending.
     [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> report(const ConfirmableAction& action);
     [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> create(const ConfirmableAction& action);
-    /// Within a transaction: stores the answer and, where that is all in the database, performs the action.
+    /// Within a transaction: stores the answer. Performs the action if it affects only the database.
     [[nodiscard]] std::expected<Stored, ConfirmationError>
     decide(const VostelMCPKit::UUID& id, VostelMCPKit::MCPConfirmationLogic::Decision decision);
-    /// Takes the model of a confirmed request away, unless that is done; returns what was removed.
+    /// Removes the model of a confirmed request unless that was done already. Returns what was removed.
     [[nodiscard]] std::expected<std::vector<std::string>, ConfirmationError> removeModel(const Stored& confirmed);
-    /// Performs what was confirmed and not performed, among the requests that `condition` selects.
+    /// Performs the confirmed, unperformed actions among the requests that `condition` selects.
     template <class... Values>
     [[nodiscard]] std::expected<void, ConfirmationError> finishInterrupted(const std::string& condition,
                                                                            const Values&... values);
-    /// The stored requests that `condition`, with `values` for its parameters, selects; oldest first.
+    /// The stored requests that `condition` selects, oldest first. `values` are its parameters.
     template <class... Values>
     [[nodiscard]] std::expected<std::vector<Stored>, DatabaseError> load(const std::string& condition,
                                                                          const Values&... values);
     [[nodiscard]] std::expected<void, DatabaseError> loadItems(Stored& stored);
-    /// Marks the action as performed; `removed` has an entry for each of the request's items.
+    /// Marks the action as performed. `removed` has an entry for each item of the request.
     [[nodiscard]] std::expected<void, DatabaseError>
     storeOutcome(const VostelMCPKit::UUID& id, const std::vector<std::optional<std::string>>& removed);
     [[nodiscard]] std::expected<void, DatabaseError> forgetOld();

@@ -29,18 +29,18 @@ std::unexpected<DatabaseError> inaccessible(const std::string& path, int errorNu
     return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, {errorNumber}}});
 }
 
-/// Creates a missing file for its owner alone: SQLite would leave the mode to the mask, and gives its log files the
-/// mode of the database.
+/// Creates a missing file for its owner alone. SQLite would use the file mask. It gives its log files the mode of the
+/// database.
 std::expected<void, DatabaseError> prepareFile(const std::string& path) {
-    // Deliberate: an existing file is never opened here. Closing it would give up the locks of this process's other
-    // connections; another process would then find itself alone and delete the log under them.
+    // Deliberate: never opens an existing file. Closing it would release the locks of this process's other connections.
+    // Another process could then delete the log that they use.
     const posix::FileDescriptor created{::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
     if (!created.isOpen() && errno != EEXIST) return inaccessible(path, errno);
     if (::access(path.c_str(), R_OK | W_OK) != 0) return inaccessible(path, errno);
     struct stat file{};
     const bool isEmpty = ::stat(path.c_str(), &file) == 0 && file.st_size == 0;
 
-    // SQLite would take the empty file for a new database and delete the log, and with it everything committed there.
+    // SQLite would treat the empty file as a new database and delete the log with everything committed in it.
     struct stat log{};
     if (isEmpty && ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0) {
         return std::unexpected(DatabaseError{DatabaseError::Damaged{path, "it is empty, its log is not"}});
@@ -150,7 +150,7 @@ std::optional<Seconds> Statement::optionalSeconds(int column) const {
 void Statement::rewind() {
     nextParameter_ = 1;
     if (statement_ == nullptr) return;
-    // The code of reset repeats the failure of the last run, which step() has already given.
+    // The result of reset repeats the failure of the last run, which step() has returned already.
     sqlite3_reset(statement_);
     sqlite3_clear_bindings(statement_);
 }

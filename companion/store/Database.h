@@ -1,8 +1,7 @@
 // A thin layer over SQLite's C interface: one connection, its statements, its transactions.
 //
-// A commit is on the disk when it returns (write-ahead log, synchronous=FULL), so whatever was acknowledged after it
-// survives a kill and a power cut. Several processes may share one file: each waits up to five seconds for another's
-// write to end.
+// A commit is on the disk when it returns (write-ahead log, synchronous=FULL), so it survives a crash and a power cut.
+// Several processes may use one file. Each waits up to five seconds for another's write.
 #pragma once
 
 #include "companion/store/DatabaseError.h"
@@ -26,22 +25,22 @@ struct sqlite3_stmt;
 
 namespace vostel_companion {
 
-/// One connection. One thread at a time: whoever shares it between threads takes turns.
+/// One connection, for one thread at a time.
 class Database final {
 public:
     struct Closer {
         void operator()(sqlite3* connection) const;
     };
 
-    /// The path that stands for a database in memory.
+    /// The path of a database in memory.
     static constexpr std::string_view inMemory = ":memory:";
 
-    /// Opens the file at `path`, creating it for its owner alone. A file that is damaged is reported and left alone.
-    /// The schema is the caller's business.
+    /// Opens the file at `path`. A missing file is created for its owner alone. A damaged file is an error and is not
+    /// changed. The caller is responsible for the schema.
     [[nodiscard]] static std::expected<Database, DatabaseError> open(const std::string& path);
 
     [[nodiscard]] sqlite3* connection() const { return connection_.get(); }
-    /// The last failure of this connection, as an error of ours.
+    /// The last failure of this connection.
     [[nodiscard]] DatabaseError lastError() const;
     /// Rows changed by the last INSERT, UPDATE or DELETE.
     [[nodiscard]] std::int64_t changes() const;
@@ -49,10 +48,10 @@ public:
     [[nodiscard]] bool isInTransaction() const;
     [[nodiscard]] const std::string& path() const { return path_; }
 
-    /// Runs statements that take no values and give no rows.
+    /// Runs statements without parameters and without rows.
     [[nodiscard]] std::expected<void, DatabaseError> execute(const char* sql);
 
-    // Deliberate: movable, so that open() can return one; it is still never copied.
+    // Movable, so that open() can return one.
     Database(Database&&) = default;
     Database& operator=(Database&&) = default;
 
@@ -64,12 +63,12 @@ private:
     std::string path_;
 };
 
-/// Whether `path` leads, by whatever name, to a file of the database at `database`. Nothing in a process that uses the
-/// database may open such a file but SQLite: closing any descriptor of it gives up the locks that this process holds.
+/// Whether `path` leads to a file of the database at `database`, under any name. In a process that uses the database,
+/// only SQLite may open such a file: closing any descriptor of it releases all locks of the process.
 [[nodiscard]] bool isFileOfDatabase(const std::filesystem::path& path, const std::filesystem::path& database);
 
-/// One prepared statement, used in the scope that made it. The first failure (a bad statement, a value that does not
-/// fit) is kept and comes out of the operation that runs the statement.
+/// One prepared statement, for use in one scope. The first failure, such as a bad statement or value, is kept and
+/// returned by the operation that runs the statement.
 class Statement final {
 public:
     /// `sql` must be one statement.
@@ -78,7 +77,7 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    /// Gives all parameters in their order; texts are copied. May follow a finished run.
+    /// Binds all parameters in order. Texts are copied. May be called again after a run.
     template <class... Values>
     Statement& bind(const Values&... values) {
         rewind();
@@ -86,12 +85,12 @@ public:
         return *this;
     }
 
-    /// Moves to the next row; false behind the last one.
+    /// Moves to the next row. False after the last one.
     [[nodiscard]] std::expected<bool, DatabaseError> step();
     /// Runs to the end.
     [[nodiscard]] std::expected<void, DatabaseError> run();
 
-    /// What `read` makes of each row.
+    /// The result of `read` for each row.
     template <class Read>
     [[nodiscard]] auto all(Read read)
         -> std::expected<std::vector<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
@@ -103,7 +102,7 @@ public:
             rows.push_back(read(*this));
         }
     }
-    /// What `read` makes of the first row, if there is one.
+    /// The result of `read` for the first row, if there is one.
     template <class Read>
     [[nodiscard]] auto first(Read read)
         -> std::expected<std::optional<std::invoke_result_t<Read, const Statement&>>, DatabaseError> {
@@ -154,13 +153,13 @@ private:
     std::optional<DatabaseError> failure_;
 };
 
-/// Undoes everything since its beginning unless it was committed. Inside another transaction it is part of that one.
+/// Rolls back unless it was committed. Inside another transaction it is a part of that one.
 class Transaction final {
 public:
     enum class Kind {
-        /// A steady view of the data for several reads.
+        /// A consistent view of the data for several reads.
         reading,
-        /// Takes the write lock at once, so that what was read cannot change before it is written.
+        /// Takes the write lock at once, so that data cannot change between reading and writing.
         writing
     };
 
@@ -177,8 +176,8 @@ private:
     bool isOutermost_ = false;
 };
 
-/// Runs `work` in a transaction and commits when it succeeded. `work` returns an expected whose error type can be made
-/// from a DatabaseError.
+/// Runs `work` in a transaction and commits if it succeeded. `work` returns a std::expected with an error type that is
+/// constructible from a DatabaseError.
 template <class Work>
 [[nodiscard]] auto inTransaction(Database& database, Transaction::Kind kind, Work work) -> std::invoke_result_t<Work> {
     Transaction transaction{database};

@@ -1,4 +1,4 @@
-// Why the companion's database could not do what it was asked.
+// A failure of the companion's database.
 #pragma once
 
 #include "kit/support/PosixError.h"
@@ -9,26 +9,26 @@
 namespace vostel_companion {
 
 struct DatabaseError {
-    /// SQLite refused: its extended result code and its own words (disk full, busy for too long, read-only, ...).
+    /// SQLite failed: its extended result code and message (disk full, busy for too long, read-only, ...).
     struct Refused {
         int code = 0;
         std::string reason;
         bool operator==(const Refused&) const = default;
     };
-    /// The file is no database any more. It is left exactly as it is.
+    /// The file is damaged. It is not changed.
     struct Damaged {
         std::string path;
         std::string reason;
         bool operator==(const Damaged&) const = default;
     };
-    /// Written by a later release, whose data this one could only harm.
+    /// Written by a later release. This one could damage its data.
     struct NewerSchema {
         std::string path;
         int found = 0;
         int known = 0;
         bool operator==(const NewerSchema&) const = default;
     };
-    /// A sound database of some other application.
+    /// An intact database of another application.
     struct Foreign {
         std::string path;
         bool operator==(const Foreign&) const = default;

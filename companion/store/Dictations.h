@@ -15,10 +15,10 @@ struct Dictation {
     /// As it was pasted: after the vocabulary rules.
     std::string text;
     Outcome outcome = Outcome::pending;
-    /// Present only when the text was not delivered.
+    /// Present only if the text was not delivered.
     std::optional<std::string> failureReason;
     std::optional<std::string> targetApplication;
-    /// How long the person spoke.
+    /// How long the user spoke.
     std::optional<Seconds> duration;
 
     bool operator==(const Dictation&) const = default;
@@ -30,13 +30,13 @@ struct Dictation {
 /// Uses the database on the caller's thread.
 class Dictations final {
 public:
-    /// Names a stored dictation within this database.
+    /// Identifies a stored dictation within this database.
     enum class Number : std::int64_t {};
 
     explicit Dictations(Database& database) : database_{database} {}
 
     [[nodiscard]] std::expected<Number, DatabaseError> add(const Dictation& dictation);
-    /// Settles a pending dictation; false when it is not pending (any more). No reason means that it was delivered.
+    /// Ends a pending dictation: delivered without a reason, not delivered with one. False if it is not pending.
     [[nodiscard]] std::expected<bool, DatabaseError> finish(Number number,
                                                             const std::optional<std::string>& failureReason);
     [[nodiscard]] std::expected<Page<Dictation>, DatabaseError> list(const Listing& listing);

@@ -1,4 +1,4 @@
-// Finding what a person means who types the beginning of an id.
+// Finding an entry by the beginning of its id, which a user types.
 #pragma once
 
 #include "companion/store/Database.h"
@@ -11,11 +11,11 @@
 
 namespace vostel_companion {
 
-/// Whether `text` can begin an id, in either letter case; nothing at all cannot.
+/// Whether an id can begin with `text`, in either letter case. `text` is not empty.
 [[nodiscard]] bool isIDPrefix(std::string_view text);
 
-/// The ids in `table`, which has them in its column `id`, that begin with `prefix`; no more than two, since two are
-/// already too many.
+/// The ids in the column `id` of `table` that begin with `prefix`. Returns at most two, because two are ambiguous
+/// already.
 [[nodiscard]] std::expected<std::vector<VostelMCPKit::UUID>, DatabaseError>
 idsBeginningWith(Database& database, const std::string& table, std::string_view prefix);
 

@@ -33,8 +33,8 @@ std::expected<Listing, ListingError> Listing::parse(std::optional<std::int64_t> 
         listing.since = std::chrono::ceil<Timestamp::duration>(*moment);
     }
     if (until) {
-        // Deliberate: a plain date means the midnight that begins the day here too, not its end. The tool's description
-        // tells the model "same format as since", and since reads a date as local midnight.
+        // Deliberate: a plain date means the start of the day here too, not its end. The tool's description says "same
+        // format as since", and `since` reads a date as local midnight.
         const auto moment = parseTimestamp(*until, localMidnight);
         if (!moment) return std::unexpected(ListingError{Argument::until});
         listing.until = std::chrono::floor<Timestamp::duration>(*moment);

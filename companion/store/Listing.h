@@ -1,4 +1,4 @@
-// What the list tools ask for and what they get: the newest entries of a window of time, and how many there are in all.
+// The arguments and results of the list tools: the newest entries of a period of time, and the count of all.
 #pragma once
 
 #include "companion/store/Database.h"
@@ -13,7 +13,7 @@
 
 namespace vostel_companion {
 
-/// An argument of a list tool that means nothing.
+/// An invalid argument of a list tool.
 struct ListingError {
     enum class Argument { limit, since, until };
     Argument argument = Argument::limit;
@@ -30,12 +30,12 @@ struct Listing {
 
     /// Between 1 and mostEntries.
     std::int64_t limit = defaultLimit;
-    /// Both ends belong to the window; an absent one is open.
+    /// Both ends belong to the period. An absent end is open.
     std::optional<Timestamp> since;
     std::optional<Timestamp> until;
 
-    /// Reads the arguments as they came. A limit above the maximum is the maximum: the counters of the page tell the
-    /// client that there is more.
+    /// Reads the arguments of the client. A limit above the maximum counts as the maximum, because the counters of the
+    /// page show that there is more.
     [[nodiscard]] static std::expected<Listing, ListingError> parse(std::optional<std::int64_t> limit,
                                                                     std::optional<std::string_view> since,
                                                                     std::optional<std::string_view> until,
@@ -44,17 +44,17 @@ struct Listing {
     bool operator==(const Listing&) const = default;
 };
 
-/// The newest entries of a window, newest first; of entries of one moment the one added last comes first.
+/// The newest entries of a period, newest first. Of entries with the same date, the one added last is first.
 template <class Entry>
 struct Page {
     std::vector<Entry> entries;
-    /// All entries of the window, before the limit.
+    /// The count of all entries of the period, before the limit.
     std::int64_t totalCount = 0;
 
     bool operator==(const Page&) const = default;
 };
 
-/// Reads one page of `table`, which dates its rows in the indexed column `date`; count and entries come from one steady
+/// Reads one page of `table`, whose indexed column `date` has the dates. Count and entries come from one consistent
 /// view of the data.
 template <class Read>
 [[nodiscard]] auto readPage(Database& database, const Listing& listing, const std::string& table,

@@ -36,7 +36,7 @@ RecordingSummary readRecordingSummary(const Statement& row) {
             row.text(8)};
 }
 
-/// Runs an update of one recording; whether there was one to update.
+/// Runs an update of one recording. Returns whether there was one.
 std::expected<bool, DatabaseError> runUpdate(Database& database, Statement& update) {
     if (auto done = update.run(); !done) return std::unexpected(std::move(done.error()));
     return database.changes() > 0;
@@ -72,7 +72,7 @@ std::expected<bool, DatabaseError> Recordings::beginTranscribing(const UUID& id,
 
 std::expected<bool, DatabaseError> Recordings::reportProgress(const UUID& id, double progress) {
     Statement update{database_, "UPDATE recordings SET progress = ? WHERE id = ? AND state = 'transcribing'"};
-    // Not clamp, which would keep what is not a number.
+    // Not std::clamp, which would keep a NaN.
     const double fraction = progress > 0 ? std::min(progress, 1.0) : 0;
     return runUpdate(database_, update.bind(fraction, id.text()));
 }

@@ -1,4 +1,4 @@
-// Recorded calls: two tracks that become one transcript of spoken turns.
+// Recorded calls: two tracks that become one transcript of turns.
 //
 //     recording    -> transcribing | failed
 //     transcribing -> ready | failed
@@ -24,9 +24,9 @@ struct RecordingSummary {
     /// Absent while the call is still being recorded.
     std::optional<Seconds> duration;
     State state = State::recording;
-    /// Present only when the state is failed.
+    /// Present only if the state is failed.
     std::optional<std::string> failureReason;
-    /// 0 to 1; present only while transcribing.
+    /// 0 to 1. Present only while transcribing.
     std::optional<double> progress;
     std::optional<std::string> language;
     std::int64_t lineCount = 0;
@@ -47,8 +47,8 @@ struct Recording {
     bool operator==(const Recording&) const = default;
 };
 
-/// Uses the database on the caller's thread. A change that does not fit the recording's state, or names none, changes
-/// nothing and answers false.
+/// Uses the database on the caller's thread. A change that does not fit the recording's state, or names no recording,
+/// does nothing and returns false.
 class Recordings final {
 public:
     static constexpr std::size_t previewLength = 200;
@@ -57,13 +57,13 @@ public:
 
     [[nodiscard]] std::expected<void, DatabaseError> begin(const VostelMCPKit::UUID& id, Timestamp startedAt);
     [[nodiscard]] std::expected<bool, DatabaseError> beginTranscribing(const VostelMCPKit::UUID& id, Seconds duration);
-    /// Each call waits for the disk: a few times per second at the most. Beyond 0 to 1 it is taken as the nearer end.
+    /// Each call waits for the disk, so call it at most a few times per second. A value outside 0 to 1 is clamped.
     [[nodiscard]] std::expected<bool, DatabaseError> reportProgress(const VostelMCPKit::UUID& id, double progress);
     /// Stores the lines, ordered by their start, and makes the recording ready.
     [[nodiscard]] std::expected<bool, DatabaseError>
     finish(const VostelMCPKit::UUID& id, const std::optional<std::string>& language, std::vector<RecordingLine> lines);
     [[nodiscard]] std::expected<bool, DatabaseError> fail(const VostelMCPKit::UUID& id, const std::string& reason);
-    /// Fails whatever is unfinished and which nobody works on any more, because its process has died; says how many.
+    /// Fails the unfinished recordings that no process works on, because theirs has died. Returns their number.
     [[nodiscard]] std::expected<std::size_t, DatabaseError>
     failAbandoned(const std::function<bool(const VostelMCPKit::UUID&)>& isWorkedOn, const std::string& reason);
 

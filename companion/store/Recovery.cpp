@@ -19,7 +19,8 @@ std::expected<void, ConfirmationError> failAbandonedRecordings(Database& databas
     return {};
 }
 
-/// Of recordings that are stored: another process may be about to store the one whose lock it has just made.
+/// Deletes only locks of stored recordings: another process may have just made a lock and be about to store its
+/// recording.
 void deleteDeadLocks(Database& database, const Paths& paths) {
     std::error_code failure;
     for (fs::directory_iterator entry{paths.unfinishedRecordings(), failure};

@@ -1,4 +1,4 @@
-// What a program that died left behind.
+// Cleaning up after a crash.
 #pragma once
 
 #include "companion/store/ConfirmationError.h"
@@ -9,9 +9,9 @@
 
 namespace vostel_companion {
 
-/// For the start of the program that serves, once it knows that it is the only one: performs what was confirmed but not
-/// performed, fails the recordings that nobody works on any more, and deletes what dead downloads left. All of it is
-/// tried; the first failure is reported, and what it stands for is tried again at the next start.
+/// For the start of the serving program, once it knows that no other one runs. Performs what was confirmed but not
+/// performed, fails abandoned recordings, and deletes the files of crashed downloads. A failed step does not stop the
+/// others. Returns the first failure; the next start tries again.
 [[nodiscard]] std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Paths& paths,
                                                                        Confirmations& confirmations);
 

@@ -12,9 +12,8 @@ namespace {
 /// Marks the file as ours ("Vstl").
 constexpr std::int64_t applicationID = 0x5673746C;
 
-// Moments are milliseconds since 1970 UTC, lengths of sound are seconds. What the lists show (counts, previews) is
-// written once, with the text, so that listing never reads whole transcripts; long texts come last in their rows for
-// the same reason.
+// Dates are milliseconds since 1970 UTC. Durations are seconds. What the lists show (counts, previews) is stored with
+// the text, so that listing never reads whole transcripts. Long texts are last in their rows for the same reason.
 constexpr const char* firstSchema = R"sql(
 CREATE TABLE settings (
     id INTEGER PRIMARY KEY CHECK (id = 1),
@@ -116,7 +115,7 @@ std::expected<std::int64_t, DatabaseError> readInteger(Database& database, const
     return value->value_or(0);
 }
 
-/// The version of the schema, 0 for a new file; an error when this release must not touch the file.
+/// The version of the schema, 0 for a new file. An error if this release must not change the file.
 std::expected<std::size_t, DatabaseError> findVersion(Database& database, Migrations known) {
     const auto found = readInteger(database, "PRAGMA user_version");
     if (!found) return std::unexpected(found.error());
@@ -160,13 +159,13 @@ std::expected<void, DatabaseError> migrate(Database& database, Migrations known)
     const auto version = findVersion(database, known);
     if (!version) return std::unexpected(version.error());
     if (*version == known.size()) return {};
-    // Asked again inside: another process may have come first.
+    // Checked again inside the transaction, because another process may have been faster.
     return inTransaction(database, Transaction::Kind::writing, [&] { return applyMissing(database, known); });
 }
 
 std::expected<Database, DatabaseError> openStore(const std::string& path) {
-    // One at a time: a file that another process is just filling looks damaged, or like somebody else's, and SQLite
-    // does not wait for others when it changes the journal mode.
+    // One process at a time: a file that another process is creating looks damaged or foreign, and SQLite does not wait
+    // for others when it changes the journal mode.
     std::optional<posix::FileLock> opening;
     if (path != Database::inMemory) {
         auto lock = posix::FileLock::acquire(path + "-lock", posix::FileLock::IfMissing::create);
@@ -176,7 +175,7 @@ std::expected<Database, DatabaseError> openStore(const std::string& path) {
     auto database = Database::open(path);
     if (!database) return database;
     if (auto done = migrate(*database, schemaMigrations()); !done) return std::unexpected(std::move(done.error()));
-    // Only now, when the file is known to be ours: the mode is written into the file.
+    // Only now, because the mode is written into the file, and the file is known to be ours by now.
     if (auto set = database->execute("PRAGMA journal_mode = WAL"); !set) {
         return std::unexpected(std::move(set.error()));
     }

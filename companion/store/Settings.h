@@ -6,7 +6,7 @@
 namespace vostel_companion {
 
 struct Settings {
-    /// Whether AI clients may read the history, the transcripts and the recordings. Off until the user says otherwise.
+    /// Whether AI clients may read the history, the transcripts and the recordings. Off until the user turns it on.
     bool isReadingAllowed = false;
 
     bool operator==(const Settings&) const = default;

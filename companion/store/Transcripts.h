@@ -14,7 +14,7 @@ namespace vostel_companion {
 struct TranscriptSource {
     enum class Kind { file, link };
     Kind kind = Kind::file;
-    /// The path as it was then, or the URL.
+    /// The path at that time, or the URL.
     std::string value;
 
     bool operator==(const TranscriptSource&) const = default;
@@ -62,7 +62,7 @@ public:
 
     explicit Transcripts(Database& database) : database_{database} {}
 
-    /// Text and segments are stored together or not at all. Bytes that are no UTF-8 are replaced by U+FFFD.
+    /// Stores text and segments together or not at all. Bytes that are not UTF-8 become U+FFFD.
     [[nodiscard]] std::expected<void, DatabaseError> add(const VostelMCPKit::UUID& id, const New& transcript);
     [[nodiscard]] std::expected<Page<TranscriptSummary>, DatabaseError> list(const Listing& listing);
     [[nodiscard]] std::expected<std::optional<StoredTranscript>, DatabaseError> find(const VostelMCPKit::UUID& id);

@@ -1,4 +1,4 @@
-// The user's vocabulary: what recognised words are replaced by.
+// The user's vocabulary: replacements of recognised words.
 #pragma once
 
 #include "companion/store/Database.h"
@@ -10,12 +10,12 @@
 
 namespace vostel_companion {
 
-/// What became of one rule that was to be added.
+/// The outcome of adding one rule.
 struct VocabularyAddition {
-    /// `skipped`: no rule was stored, the word has no usable text or word or replacement are too long.
+    /// `skipped`: the rule was not stored. Its word has no usable text, or word or replacement is too long.
     enum class Outcome { added, updated, unchanged, skipped };
 
-    /// As stored; as given when skipped.
+    /// As stored, or as given if it was skipped.
     VocabularyRule rule;
     Outcome outcome = Outcome::skipped;
 
@@ -25,7 +25,7 @@ struct VocabularyAddition {
 /// The tools' word for `outcome`.
 [[nodiscard]] const char* name(VocabularyAddition::Outcome outcome);
 
-/// The longest replacement that a rule may have, in bytes: it may come to stand in a text for every single word.
+/// The longest replacement of a rule, in bytes. It may replace every single word of a text.
 inline constexpr std::size_t longestReplacement = 4096;
 
 /// Uses the database on the caller's thread.
@@ -36,13 +36,12 @@ public:
     /// In the order of their words, letter case ignored.
     [[nodiscard]] std::expected<std::vector<VocabularyRule>, DatabaseError> list();
 
-    /// Adds or updates each rule by its word, letter case ignored, in the given order; one outcome per rule. Either all
-    /// of them are stored or, on an error, none.
+    /// Adds or updates each rule by its word, ignoring letter case, in the given order. Returns one outcome per rule.
+    /// On an error, none is stored.
     [[nodiscard]] std::expected<std::vector<VocabularyAddition>, DatabaseError>
     add(std::span<const VocabularyRule> rules);
 
-    /// Removes the rules of `words`, letter case ignored, and returns the words that had one, as they were spelled in
-    /// the vocabulary.
+    /// Removes the rules of `words`, ignoring letter case. Returns the removed words in the spelling of the vocabulary.
     [[nodiscard]] std::expected<std::vector<std::string>, DatabaseError> remove(std::span<const std::string> words);
 
 private:

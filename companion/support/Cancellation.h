@@ -1,4 +1,7 @@
 // A request to stop one call.
+//
+// The companion uses threads and mutexes, not the coroutines of the kit: its calls run in decoders, in SQLite and
+// beside child processes, all of which block, so each call needs a thread anyway.
 #pragma once
 
 #include <atomic>

@@ -115,7 +115,7 @@ TEST(ChildProcess, kills_what_the_program_left_running) {
         ASSERT_TRUE(child);
         output->writer = {};
     }
-    // The end of the output comes when nobody has its other end any more.
+    // The output ends when no process has its other end open.
     EXPECT_EQ(readRest(output->reader, 100), "");
 }
 

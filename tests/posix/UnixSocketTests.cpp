@@ -73,7 +73,7 @@ TEST(UnixSocket, a_failed_connect_reports_the_systems_reason_and_leaves_no_descr
     };
     const Row rows[] = {
         {"nothing there", folder.path() / "missing.sock", ENOENT},
-        {"nobody listens any more", abandoned, ECONNREFUSED},
+        {"no process listens any more", abandoned, ECONNREFUSED},
         {"no socket", noSocket, ECONNREFUSED},
         {"below a file", noSocket + "/mcp.sock", ENOTDIR},
     };

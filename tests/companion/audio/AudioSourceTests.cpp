@@ -226,7 +226,7 @@ TEST(AudioSource, what_is_no_readable_file_is_refused_in_one_sentence) {
         {"below a file", at("text.mp3/x"), "There is no file at '/a/b'."},
         {"empty", at("empty"), "'/a/b' is empty."},
         {"a folder", at("."), "'/a/b' is a folder, not an audio or video file."},
-        {"a pipe that nobody writes to", at("pipe"), "'/a/b' is a device or a pipe, not an audio or video file."},
+        {"a pipe without a writer", at("pipe"), "'/a/b' is a device or a pipe, not an audio or video file."},
         {"an endless device", at("zero.wav"), "'/a/b' is a device or a pipe, not an audio or video file."},
         {"a socket", at("socket"), "'/a/b' is a device or a pipe, not an audio or video file."},
         {"text", at("text.mp3"), "'/a/b' is not an audio or video file that Vostel can read."},
@@ -247,7 +247,7 @@ TEST(AudioSource, a_file_that_the_user_may_not_read_is_refused) {
                                  std::filesystem::perms::owner_all | std::filesystem::perms::others_exec);
     std::filesystem::permissions(file, std::filesystem::perms::none);
     const uid_t user = ::geteuid();
-    // The superuser may read everything, so it becomes nobody for a moment.
+    // The superuser may read everything, so the test becomes the user nobody for a moment.
     if (user == 0) {
         ASSERT_EQ(::seteuid(65534), 0);
     }
@@ -314,7 +314,7 @@ TEST(AudioSource, a_scratch_is_passed_over_but_a_file_broken_in_the_middle_is_an
 
     const auto scratched = everything(folder.path() / "scratched.m4a");
     ASSERT_TRUE(scratched);
-    EXPECT_NEAR(seconds(*scratched), 30.0, 0.5) << "times behind the scratch stay those of the file";
+    EXPECT_NEAR(seconds(*scratched), 30.0, 0.5) << "times after the damage stay those of the file";
     const auto broken = everything(folder.path() / "broken.m4a");
     ASSERT_FALSE(broken);
     EXPECT_TRUE(

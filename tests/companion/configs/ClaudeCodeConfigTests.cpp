@@ -29,7 +29,7 @@ const char* const entryOfDepthTwo = R"("vostel": {
       "type": "stdio"
     })";
 
-/// A configuration of one who has used the client for long.
+/// The configuration of a user who has used the client for a long time.
 std::string largeFile() {
     std::string text = "{\n  \"projects\": {\n";
     for (int project = 0; text.size() < 256 * 1024; ++project) {
@@ -241,7 +241,7 @@ TEST(ClaudeCodeConfig, a_foreign_entry_is_replaced_whole) {
          "{\n  \"mcpServers\": {\n    \"vostel\": [{\"command\": \"/a/vostel-mcp\"}],\n    \"b\": 1\n  }\n}", "",
          inLines},
         {"null", "{\n  \"mcpServers\": {\n    \"vostel\": null,\n    \"b\": 1\n  }\n}", "", inLines},
-        {"a command that is no text", R"({"mcpServers":{"vostel":{"command":["vostel-mcp"]}}})", "",
+        {"a command that is not text", R"({"mcpServers":{"vostel":{"command":["vostel-mcp"]}}})", "",
          R"({"mcpServers":{"vostel":{"args":[],"command":"/opt/v/vostel-mcp","type":"stdio"}}})"},
     };
     for (const Foreign& row : cases) {
@@ -285,7 +285,7 @@ TEST(ClaudeCodeConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_o
         {"single quotes", "{'a': 1}", "f is not valid JSON at line 1, column 2."},
         {"not UTF-8", "{\"a\": \"\xE9\"}", "f is not valid JSON at line 1, column 8."},
         {"UTF-16", std::string{"\xFF\xFE{\0}\0", 6}, "f is not valid JSON at line 1, column 1."},
-        {"a NUL behind the end", std::string{"{}\0", 3}, "f is not valid JSON at line 1, column 3."},
+        {"a NUL after the end", std::string{"{}\0", 3}, "f is not valid JSON at line 1, column 3."},
         {"a merge conflict", "{\n<<<<<<< HEAD\n}", "f is not valid JSON at line 2, column 1."},
         {"a huge number", "{\"a\": 1e999}", "f holds a number that is too large to be read."},
         {"an array", "\n []", "f does not hold an object (line 2, column 2)."},

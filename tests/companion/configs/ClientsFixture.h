@@ -53,7 +53,7 @@ inline void expectRefusal(std::span<const Refused> cases, auto* existingCommand,
     }
 }
 
-/// Makes texts that nobody would write out of texts that somebody might. The same ones in every run.
+/// Turns ordinary texts into strange ones. They are the same in every run.
 class Mutator final {
 public:
     explicit Mutator(std::vector<std::string> seeds) : seeds_{std::move(seeds)} {}

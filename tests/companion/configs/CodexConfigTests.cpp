@@ -13,7 +13,7 @@ namespace {
 
 const std::string table = "[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\"\n";
 
-/// A configuration of one who has used the client for long.
+/// The configuration of a user who has used the client for a long time.
 std::string largeFile() {
     std::string text = "model = \"o\"\n";
     for (int project = 0; text.size() < 256 * 1024; ++project) {
@@ -29,7 +29,7 @@ struct Row {
     std::string text;
 };
 
-/// Texts without an entry of ours; an entry is added behind each.
+/// Texts without an entry of ours; an entry is appended to each.
 std::vector<Row> rows() {
     return {
         {"a missing or empty file", ""},
@@ -42,7 +42,7 @@ std::vector<Row> rows() {
         {"a setting", "model = \"o\"\n"},
         {"no final line break", "model = \"o\""},
         {"an empty line at the end", "model = \"o\"\n\n"},
-        {"spaces behind the last line break", "model = \"o\"\n  "},
+        {"spaces after the last line break", "model = \"o\"\n  "},
         {"line breaks of two bytes", "model = \"o\"\r\n\r\n[a]\r\nb = 1\r\n"},
         {"line breaks of two bytes, but none at the end", "model = \"o\"\r\n[a]\r\nb = 1"},
         {"line breaks of both kinds", "a = 1\r\nb = 2\n"},
@@ -62,9 +62,9 @@ std::vector<Row> rows() {
         {"long strings with escapes",
          "a = \"\"\"\\\"\"\"\\\"\"\"\" # [mcp_servers.vostel]\nb = \"\"\"a \\\n   b\"\"\"\n"},
         {"literal strings with backslashes", "a = 'C:\\'\nb = '''\\'''\nc = \"\\\\\"\n"},
-        {"a comment behind everything", "a = 1 # \"\n[b] # '''\nc = [ # [\n 1, # ]\n] # x\n"},
+        {"a comment after everything", "a = 1 # \"\n[b] # '''\nc = [ # [\n 1, # ]\n] # x\n"},
         {"an array of tables of another name", "[[mcp_servers_list]]\na = 1\n[[mcp_servers_list]]\na = 2\n"},
-        {"an array of tables behind a server", "[mcp_servers.other]\n[[mcp_servers.other.x]]\na = 1\n"},
+        {"an array of tables after a server", "[mcp_servers.other]\n[[mcp_servers.other.x]]\na = 1\n"},
         {"our names in an array", "servers = [ { mcp_servers = { vostel = { command = \"/x\" } } } ]\n"},
         {"our names in another inline table", "a = { mcp_servers.vostel.command = \"/x\" }\n"},
         {"values of every kind", "a = 1979-05-27 07:32:00Z\nb = 1979-05-27T07:32:00.5-07:00\nc = 07:32:00\nd = -inf\ne "
@@ -78,7 +78,7 @@ std::vector<Row> rows() {
     };
 }
 
-/// Entries of ours in every form, with what stands around them, that start /old/vostel-mcp.
+/// Entries of ours in every form, with text around them, that start /old/vostel-mcp.
 std::vector<Row> staleRows() {
     return {
         {"as it is installed", "a = 1\n\n[mcp_servers.vostel]\ncommand = \"/old/vostel-mcp\"\n"},
@@ -155,7 +155,7 @@ TEST(CodexConfig, other_readers_find_our_entry_and_nothing_else_changed) {
 TEST(CodexConfig, the_library_calls_what_was_added_up_to_date) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
-        // The library's reader takes lines for headers that stand in a string.
+        // The reader of the library treats lines inside a string as headers.
         if (row.text.find("\n[mcp_servers.vostel]") != std::string::npos) continue;
         const auto after = withEntry(row.text, ourEntry);
         ASSERT_TRUE(after);
@@ -175,10 +175,10 @@ TEST(CodexConfig, the_added_text_follows_the_file) {
     };
     const Added cases[] = {
         {"nothing there", "", table},
-        {"behind a line", "a = 1\n", "a = 1\n\n" + table},
-        {"behind a line without its end", "a = 1", "a = 1\n\n[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\""},
-        {"behind line breaks of two bytes", "a = 1\r\n", "a = 1\r\n\r\n" + withCRLF(table)},
-        {"behind a byte order mark, which some readers take for a part of the first line", byteOrderMark,
+        {"after a line", "a = 1\n", "a = 1\n\n" + table},
+        {"after a line without its end", "a = 1", "a = 1\n\n[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\""},
+        {"after line breaks of two bytes", "a = 1\r\n", "a = 1\r\n\r\n" + withCRLF(table)},
+        {"after a byte order mark, which some readers take for a part of the first line", byteOrderMark,
          byteOrderMark + "\n" + table},
     };
     for (const Added& row : cases) {
@@ -264,7 +264,7 @@ TEST(CodexConfig, a_foreign_entry_is_replaced_whole) {
         {"only a sub-table", "[mcp_servers.vostel.env]\nA = \"1\"\n", "", table},
         {"an empty table", "[mcp_servers.vostel]\n", "", table},
         {"no table", "[mcp_servers]\nvostel = 1\n", "", "[mcp_servers]\n\n" + table},
-        {"a command that is no text", "[mcp_servers.vostel]\ncommand = [\"/a/vostel-mcp\"]\n", "", table},
+        {"a command that is not text", "[mcp_servers.vostel]\ncommand = [\"/a/vostel-mcp\"]\n", "", table},
     };
     for (const Foreign& row : cases) {
         SCOPED_TRACE(row.when);
@@ -302,17 +302,17 @@ TEST(CodexConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_operat
          "f is not valid TOML at line 1, column 5: a value is missing, or a text is not in quotes."},
         {"a text without quotes", "a = 1\nb = hello\n",
          "f is not valid TOML at line 2, column 5: a value is missing, or a text is not in quotes."},
-        {"no equals sign", "a\n", "f is not valid TOML at line 1, column 2: '=' is missing behind the key."},
+        {"no equals sign", "a\n", "f is not valid TOML at line 1, column 2: '=' is missing after the key."},
         {"no key", "é = 1\n", "f is not valid TOML at line 1, column 1: a key is missing."},
         {"an open header", "[a\nb = 1\n",
          "f is not valid TOML at line 1, column 3: the table's name does not end with its bracket."},
         {"a half-closed header", "[[a]\n",
          "f is not valid TOML at line 1, column 5: the table's name does not end with its bracket."},
         {"an empty header", "[]\n", "f is not valid TOML at line 1, column 2: a key is missing."},
-        {"a header with more behind it", "[a] b = 1\n",
-         "f is not valid TOML at line 1, column 5: something stands where the line should end."},
+        {"a header with more text after it", "[a] b = 1\n",
+         "f is not valid TOML at line 1, column 5: unexpected text at the end of the line."},
         {"two settings in a line", "a = 1 b = 2\n",
-         "f is not valid TOML at line 1, column 7: something stands where the line should end."},
+         "f is not valid TOML at line 1, column 7: unexpected text at the end of the line."},
         {"an open string", "\"é\" = \"x\nb = 1\n",
          "f is not valid TOML at line 1, column 7: the string has no end in its line."},
         {"an open long string", "a = 1\nb = \"\"\"x\n\n\n",
@@ -328,15 +328,15 @@ TEST(CodexConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_operat
         {"an unknown escape", "a = \"C:\\Users\"\n",
          "f is not valid TOML at line 1, column 10: an escape that does not exist."},
         {"half a surrogate pair", "a = \"\\uD800\"\n",
-         "f is not valid TOML at line 1, column 12: an escape for no character."},
+         "f is not valid TOML at line 1, column 12: an escape for an invalid character."},
         {"a control character", "a = \"\x01\"\n", "f is not valid TOML at line 1, column 6: a control character."},
         {"a control character in a comment", "# \x01\n",
          "f is not valid TOML at line 1, column 3: a control character."},
         {"a carriage return by itself", "a = 1\rb = 2\n",
-         "f is not valid TOML at line 1, column 6: something stands where the line should end."},
-        {"not UTF-8", "a = 1\nb = \"\xE9\"\n", "f is not valid TOML at line 2, column 6: this is no UTF-8."},
+         "f is not valid TOML at line 1, column 6: unexpected text at the end of the line."},
+        {"not UTF-8", "a = 1\nb = \"\xE9\"\n", "f is not valid TOML at line 2, column 6: this is not UTF-8."},
         {"JSON", "{\"a\": 1}\n", "f is not valid TOML at line 1, column 1: a key is missing."},
-        {"servers that are no table", "mcp_servers = 1\n",
+        {"servers that are not a table", "mcp_servers = 1\n",
          "f has something other than an object under mcp_servers (line 1, column 15)."},
         {"servers in an array", "mcp_servers = [ { vostel = {} } ]\n",
          "f has something other than an object under mcp_servers (line 1, column 15)."},

@@ -102,7 +102,7 @@ TEST(VideoProxy, carries_bytes_both_ways_once_the_host_was_judged) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const posix::FileDescriptor client = connectTo(proxy);
-    // In pieces, and with the first bytes of the conversation behind the request.
+    // In pieces, and with the first bytes of the conversation after the request.
     send(client, "CONNECT WWW.YouTube.com:443 HT");
     send(client, "TP/1.1\r\nHost: www.youtube.com:443\r\n\r\nhello");
     EXPECT_EQ(receive(client, established.size()), established);
@@ -273,7 +273,7 @@ TEST(VideoProxy, without_descriptors_it_waits_for_better_times) {
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     posix::FileDescriptor client{::socket(AF_INET, SOCK_STREAM, 0)};
-    // The next one that anybody opens would be beyond the limit.
+    // The next descriptor of this process would exceed the limit.
     rlimit none = before;
     none.rlim_cur = static_cast<rlim_t>(posix::FileDescriptor{::dup(client.get())}.get());
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);

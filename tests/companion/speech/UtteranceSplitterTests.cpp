@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t frame = UtteranceSplitter::frameSize;
 constexpr std::size_t second = UtteranceSplitter::sampleRate;
 
-/// Speech is whatever is not zero.
+/// Every sample other than zero is speech.
 bool isLoud(std::span<const std::int16_t> samples) {
     return std::ranges::any_of(samples, [](std::int16_t sample) { return sample != 0; });
 }

@@ -53,7 +53,8 @@ TEST(Recovery, fails_the_recordings_that_nobody_works_on) {
               "Vostel ended before the recording was transcribed, so its transcript is missing.");
     EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(1))));
     EXPECT_FALSE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(2))));
-    EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(4)))) << "somebody is about to store it";
+    EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(4))))
+        << "another process is about to store it";
 }
 
 TEST(Recovery, performs_what_was_confirmed_and_deletes_what_downloads_left) {

@@ -149,7 +149,7 @@ TEST(Schema, a_damaged_file_is_reported) {
     };
     const Row rows[] = {
         {"its second half is missing", [](std::string& content) { content.resize(content.size() / 2); }},
-        {"its header is gone", [](std::string& content) { content.replace(0, 100, 100, '\0'); }},
+        {"its header is overwritten", [](std::string& content) { content.replace(0, 100, 100, '\0'); }},
         {"its schema page is overwritten", [](std::string& content) { content.replace(100, 3996, 3996, '\xAA'); }},
         {"a page in the middle is overwritten",
          [](std::string& content) { content.replace(content.size() / 8192 * 4096, 4096, 4096, '\xAA'); }},

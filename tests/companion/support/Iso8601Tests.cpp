@@ -102,9 +102,9 @@ TEST(Moments, anything_else_is_refused) {
         {"a zone beyond a day", "2026-08-30T14:05:00+24:00"},
         {"half a zone", "2026-08-30T14:05:00+02:"},
         {"a named zone", "2026-08-30T14:05:00 CET"},
-        {"something behind it", "2026-08-30T14:05:00Z "},
+        {"text after it", "2026-08-30T14:05:00Z "},
         {"something before it", " 2026-08-30"},
-        {"a NUL behind it", std::string_view{"2026-08-30\0", 11}},
+        {"a NUL after it", std::string_view{"2026-08-30\0", 11}},
         {"digits of another script", "２０２６-08-30"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(parse(row.text), std::nullopt); });

@@ -45,7 +45,8 @@ public:
     ~ProgramOnTerminal();
 
     void type(std::string_view text) const;
-    /// Whether `text` appears within half a minute, after the text that the previous call found.
+    /// Waits up to half a minute until `text` is on the screen, after what earlier calls found. Returns whether it
+    /// appeared.
     bool shows(std::string_view text);
     /// Everything on the screen so far.
     [[nodiscard]] const std::string& screen() const { return screen_; }

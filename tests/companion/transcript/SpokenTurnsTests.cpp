@@ -36,7 +36,7 @@ TEST(Conversation, is_made_of_the_turns_of_both_tracks) {
          {word("how", 0, 1), word("fine", 5, 6)},
          {word("well", 2, 3)},
          {me("how", 0, 1), them("well", 2, 3), me("fine", 5, 6)}},
-        {"both at once, whoever began comes first",
+        {"both at once, the one that began first comes first",
          {word("one", 1, 2), word("two", 2, 3)},
          {word("no", 0.5, 1.5), word("wait", 1.5, 2.5)},
          {them("no wait", 0.5, 2.5), me("one two", 1, 3)}},

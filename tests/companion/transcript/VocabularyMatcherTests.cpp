@@ -53,7 +53,7 @@ TEST(VocabularyMatcher, a_rule_replaces_its_exact_word_form) {
          {{"new", "old"}, {"new york", "NY"}, {"new york city", "NYC"}},
          "new york city new york new",
          "NYC NY old"},
-        {"a longer one that does not end is no obstacle",
+        {"a longer one that does not match completely",
          {{"new", "old"}, {"new york city", "NYC"}},
          "new york town",
          "old york town"},
