@@ -100,8 +100,6 @@ bool ChildProcess::hasEnded() const {
     return ::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
 }
 
-void ChildProcess::signal(int number) const { ::kill(process_, number); }
-
 int ChildProcess::wait() {
     siginfo_t info{};
     while (::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {}
@@ -122,11 +120,6 @@ std::vector<std::string> currentEnvironment() {
         variables.emplace_back(*variable);
     }
     return variables;
-}
-
-void setVariable(std::vector<std::string>& environment, const std::string& name, const std::string& value) {
-    std::erase_if(environment, [&](const std::string& variable) { return variable.starts_with(name + "="); });
-    environment.push_back(name + "=" + value);
 }
 
 } // namespace posix

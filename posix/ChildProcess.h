@@ -36,11 +36,10 @@ public:
     ChildProcess& operator=(ChildProcess&&) = delete;
     ~ChildProcess();
 
+    /// The process id of the program.
     [[nodiscard]] pid_t id() const { return process_; }
     /// Whether the program itself has ended. What it started may still run.
     [[nodiscard]] bool hasEnded() const;
-    /// Sends a signal to the program itself.
-    void signal(int number) const;
 
     // Both return the program's exit status, or minus the signal that ended it, and kill what it has left running.
     // Nothing else may be called afterwards.
@@ -58,7 +57,5 @@ private:
 
 /// The variables of this process.
 [[nodiscard]] std::vector<std::string> currentEnvironment();
-/// Gives the variable `name` a value, whether it has one or not.
-void setVariable(std::vector<std::string>& environment, const std::string& name, const std::string& value);
 
 } // namespace posix

@@ -8,7 +8,8 @@
 
 namespace posix {
 
-/// Both ends wait until they can read or write; see setNonBlocking.
+/// Both ends block; see setNonBlocking. Setting close-on-exec is a second step, in which another thread may start a
+/// program. ChildProcess and launchBundle close all other descriptors in the child, so that is harmless.
 struct Pipe {
     FileDescriptor reader;
     FileDescriptor writer;

@@ -1,6 +1,7 @@
 #include "server/LaunchBundle_linux.h"
 
 #include "posix/FileDescriptor.h"
+#include "posix/Pipe.h"
 #include "server/PropertyList.h"
 
 #include <array>
@@ -114,17 +115,17 @@ std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle
     const std::string executable = bundleExecutable(bundle).string();
     if (access(executable.c_str(), X_OK) != 0) return std::unexpected(PosixError{errno});
 
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return std::unexpected(PosixError{errno});
-    const posix::FileDescriptor reading{ends[0]};
-    posix::FileDescriptor writing{ends[1]};
+    auto reports = posix::Pipe::make();
+    if (!reports) return std::unexpected(reports.error());
     char* const arguments[] = {const_cast<char*>(executable.c_str()), nullptr};
+    // Deliberate: not a posix::ChildProcess. The application must outlive us, in a session of its own and as a child of
+    // nobody, and spawning cannot do that.
     const pid_t child = fork();
     if (child < 0) return std::unexpected(PosixError{errno});
-    if (child == 0) becomeApplication(executable.c_str(), arguments, writing.get(), descriptorLimit);
-    writing = posix::FileDescriptor{};
+    if (child == 0) becomeApplication(executable.c_str(), arguments, reports->writer.get(), descriptorLimit);
+    reports->writer = {};
 
-    auto launched = outcome(reading.get());
+    auto launched = outcome(reports->reader.get());
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {}
     return launched;
 }

@@ -5,6 +5,7 @@
 #include "posix/FileIO.h"
 #include "posix/Pipe.h"
 #include "tests/companion/support/CompanionClient.h"
+#include "tests/support/Environment.h"
 
 #include <chrono>
 #include <csignal>
@@ -26,10 +27,8 @@ public:
     explicit Application(const std::filesystem::path& home) {
         auto errors = posix::Pipe::make();
         EXPECT_TRUE(errors);
-        std::vector<std::string> environment = posix::currentEnvironment();
-        posix::setVariable(environment, "HOME", home);
         auto started = posix::ChildProcess::start({.executable = VOSTEL_APPLICATION,
-                                                   .environment = std::move(environment),
+                                                   .environment = environmentWith({{"HOME", home.string()}}),
                                                    .output = STDOUT_FILENO,
                                                    .error = errors->writer.get()});
         if (started) process_.emplace(*std::move(started));
@@ -37,7 +36,7 @@ public:
         errors_ = std::move(errors->reader);
     }
 
-    void signal(int number) const { process_->signal(number); }
+    void signal(int number) const { ::kill(process_->id(), number); }
 
     /// Waits until it has ended. Returns the exit status, or minus the signal that ended it.
     int exitStatus() {

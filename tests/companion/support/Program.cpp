@@ -1,5 +1,6 @@
 #include "tests/companion/support/Program.h"
 
+#include "tests/support/Environment.h"
 #include "tests/support/Files.h"
 
 #include <chrono>
@@ -21,10 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 
 std::vector<std::string> environmentFor(const std::filesystem::path& home) {
-    std::vector<std::string> environment = posix::currentEnvironment();
-    posix::setVariable(environment, "HOME", home);
-    posix::setVariable(environment, "TERM", "xterm");
-    return environment;
+    return environmentWith({{"HOME", home.string()}, {"TERM", "xterm"}});
 }
 
 posix::FileDescriptor createdFile(const std::filesystem::path& path) {
@@ -54,7 +52,7 @@ Program::Program(const std::filesystem::path& executable, const std::vector<std:
     EXPECT_TRUE(process_) << executable;
 }
 
-void Program::signal(int number) const { process_->signal(number); }
+void Program::signal(int number) const { ::kill(process_->id(), number); }
 
 int Program::status() {
     if (process_) status_ = process_->wait();
