@@ -189,14 +189,6 @@ TEST(Unicode, repair_replaces_each_byte_that_is_no_UTF8) {
     EXPECT_EQ(repairedUTF8(""), "");
 }
 
-TEST(Unicode, code_points_are_taken_off_one_by_one) {
-    std::string_view text = "a\xC3\xA9\xFF\xE2\x82";
-    EXPECT_EQ(takeCodePoint(text), U'a');
-    EXPECT_EQ(takeCodePoint(text), U'\u00E9');
-    for (int byte = 0; byte < 3; ++byte) EXPECT_EQ(takeCodePoint(text), std::nullopt) << byte;
-    EXPECT_EQ(text, "");
-}
-
 TEST(Unicode, code_points_have_a_category) {
     struct Row {
         const char* when;
@@ -222,9 +214,7 @@ TEST(Unicode, code_points_have_a_category) {
     vostel_tests::forEachRow(rows, [](const Row& row) { EXPECT_EQ(categoryOf(row.codePoint), row.category); });
 }
 
-TEST(Unicode, joiners_and_white_space_are_told_apart) {
-    for (const char32_t joiner : {U'\u200C', U'\u200D'}) EXPECT_TRUE(isJoiner(joiner));
-    for (const char32_t other : {U'\u200B', U'\u200E', U'a'}) EXPECT_FALSE(isJoiner(other));
+TEST(Unicode, white_space_is_told_from_what_is_only_invisible) {
     for (const char32_t space : {U' ', U'\t', U'\n', U'\u0085', U'\u00A0', U'\u2028'}) EXPECT_TRUE(isWhiteSpace(space));
     for (const char32_t other : {U'\u200B', U'\u200D', U'a'}) EXPECT_FALSE(isWhiteSpace(other));
 }
