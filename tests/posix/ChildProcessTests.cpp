@@ -3,6 +3,7 @@
 #include "posix/Pipe.h"
 #include "tests/support/TemporaryFolder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
