@@ -70,7 +70,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
     if (!tool) {
         auto error = MCPError::invalidParams("tools/call requires params.name");
         auto refusal = MCPResponse::failure(std::move(request.id), std::move(error));
-        co_return co_await sendLine(dependencies_.standardOutput, std::move(refusal));
+        co_return co_await sendLine(dependencies_.standardOutput, refusal);
     }
     const MCPValue* arguments = params.find("arguments");
     const auto fresh = dependencies_.makeUUID();
@@ -78,7 +78,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
         auto error = MCPError::internalError(
             "The call could not be sent because the system has no random numbers: " + fresh.error().systemText() + ".");
         auto failure = MCPResponse::failure(std::move(request.id), std::move(error));
-        co_return co_await sendLine(dependencies_.standardOutput, std::move(failure));
+        co_return co_await sendLine(dependencies_.standardOutput, failure);
     }
     MCPWireRequest wireRequest{
         .protocolVersion = wireProtocolVersion,

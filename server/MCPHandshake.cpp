@@ -42,10 +42,10 @@ Task<void> MCPHandshake::handle(std::string line) {
     MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable_);
     incoming = {};
     if (auto* reply = std::get_if<MCPHelperRoute::Reply>(&route.is)) {
-        co_await sendLine(standardOutput_, std::move(reply->response));
+        co_await sendLine(standardOutput_, reply->response);
     } else if (const auto* error = std::get_if<MCPHelperRoute::ReplyWithoutID>(&route.is)) {
         auto message = MCPDispatchLogic::frameWithoutID(error->error);
-        co_await sendLine(standardOutput_, std::move(message));
+        co_await sendLine(standardOutput_, message);
     } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
         co_await forward(std::move(message->incoming));
     }
@@ -57,7 +57,7 @@ Task<void> MCPHandshake::forward(MCPIncoming incoming) {
     if (request == nullptr) co_return;
     auto error = MCPError::internalError(forwarding_.error().errorDescription());
     auto failure = MCPResponse::failure(request->id, std::move(error));
-    co_await sendLine(standardOutput_, std::move(failure));
+    co_await sendLine(standardOutput_, failure);
 }
 
 } // namespace vostel_mcp

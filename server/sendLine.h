@@ -6,13 +6,16 @@
 
 namespace vostel_mcp {
 
-/// Writes `message` as a line. A message that cannot be encoded is dropped, and so is a failure to write it: nobody is
-/// left to tell.
+/// Writes `text`, a whole line, unless it is empty. A failure is dropped: nobody is left to tell.
+// Not a template: the link-time optimiser of g++ 12 warns of coroutines that two files instantiate.
+VostelMCPKit::Task<void> sendText(VostelMCPKit::MCPStdoutWriter& output, VostelMCPKit::Bytes text);
+
+/// Writes `message` as a line. A message that cannot be encoded is dropped.
 template <class Message>
-VostelMCPKit::Task<void> sendLine(VostelMCPKit::MCPStdoutWriter& output, Message message) {
+VostelMCPKit::Task<void> sendLine(VostelMCPKit::MCPStdoutWriter& output, const Message& message) {
     VostelMCPKit::Bytes line;
-    if (!VostelMCPKit::appendLine(message, line)) co_return;
-    std::ignore = co_await output.send(std::move(line));
+    std::ignore = VostelMCPKit::appendLine(message, line);
+    return sendText(output, std::move(line));
 }
 
 } // namespace vostel_mcp
