@@ -147,5 +147,46 @@ TEST(InlineExecutor, chains_of_any_length_take_no_stack) {
     EXPECT_EQ(other.visits, 30'000);
 }
 
+TEST(SerialExecutor, closing_it_waits_for_what_runs_inside) {
+    // Never destroyed: its turn is held for ever.
+    static auto* const turn = new SerialExecutor;
+    InlineExecutor caller;
+    std::latch isInside{1};
+    std::latch mayLeave{1};
+    std::atomic<bool> hasLeft = false;
+    auto staying = [](SerialExecutor& inside, std::latch& entered, std::latch& released,
+                      std::atomic<bool>& left) -> Task<void> {
+        class Place final : public VostelMCPKit::Actor {
+        public:
+            using Actor::isolated;
+            explicit Place(VostelMCPKit::Executor& executor) : Actor{executor} {}
+        };
+        Place place{inside};
+        co_await place.isolated();
+        entered.count_down();
+        released.wait();
+        left = true;
+    };
+    std::thread other{[&] { spawn(staying(*turn, isInside, mayLeave, hasLeft), caller); }};
+    isInside.wait();
+    std::thread releasing{[&] { mayLeave.count_down(); }};
+    turn->close();
+    EXPECT_TRUE(hasLeft);
+    other.join();
+    releasing.join();
+}
+
+TEST(SerialExecutor, it_can_be_closed_from_inside) {
+    static auto* const turn = new SerialExecutor;
+    bool closed = false;
+    auto closing = [](SerialExecutor& inside, bool* done) -> Task<void> {
+        inside.close();
+        *done = true;
+        co_return;
+    };
+    spawn(closing(*turn, &closed), *turn);
+    EXPECT_TRUE(closed);
+}
+
 } // namespace
 } // namespace vostel_mcp
