@@ -39,7 +39,6 @@ public:
     load(const std::string& modelFolder);
     SpeechDecoder(const SpeechDecoder&) = delete;
     SpeechDecoder& operator=(const SpeechDecoder&) = delete;
-    ~SpeechDecoder();
 
     /// Begins another recording and forgets the noise of the last one.
     void startRecording();
@@ -51,11 +50,10 @@ public:
     decode(const Utterance& utterance, const Cancellation& cancellation, const std::function<void(double)>& consumed);
 
 private:
-    SpeechDecoder(SphinxOptions options, ps_decoder_t* decoder);
+    explicit SpeechDecoder(std::unique_ptr<SphinxDecoder> sphinx);
     [[nodiscard]] std::vector<TranscriptSegment> words(std::size_t start) const;
 
-    SphinxOptions options_;
-    ps_decoder_t* decoder_;
+    const std::unique_ptr<SphinxDecoder> sphinx_;
 };
 
 } // namespace vostel_companion

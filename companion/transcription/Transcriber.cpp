@@ -2,7 +2,7 @@
 
 #include "companion/audio/AudioSource.h"
 #include "companion/models/LanguageHint.h"
-#include "companion/speech/SpeechDetector.h"
+#include "companion/speech/Sphinx.h"
 #include "companion/speech/UtteranceSplitter.h"
 #include "companion/support/InQuotes.h"
 #include "kit/support/match.h"
@@ -83,7 +83,7 @@ private:
     const Cancellation& cancellation_;
     const Progress& progress_;
 
-    SpeechDetector detector_;
+    SphinxDetector detector_;
     UtteranceSplitter splitter_{[this](std::span<const std::int16_t> frame) { return detector_.isSpeech(frame); }};
     Transcript transcript_;
     std::size_t read_ = 0;
