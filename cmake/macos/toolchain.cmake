@@ -24,8 +24,7 @@ set(CMAKE_FIND_ROOT_PATH ${fetched} ${fetched}/${CMAKE_OSX_ARCHITECTURES})
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(VOSTEL_MACOS_INCLUDES ${fetched}/include ${fetched}/include/multiarch ${fetched}/include/sphinxbase
-    ${fetched}/include/multiarch/sphinxbase ${fetched}/include/pocketsphinx)
+set(VOSTEL_MACOS_INCLUDES ${fetched}/include ${fetched}/include/multiarch)
 
 string(REPLACE arm64 aarch64 processor ${CMAKE_OSX_ARCHITECTURES})
 set(c_headers -nostdlibinc)
