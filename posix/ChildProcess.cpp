@@ -38,10 +38,10 @@ public:
 
         // Our threads block the signals that end us, for the one thread that waits for them.
         sigset_t none;
-        ::sigemptyset(&none);
+        sigemptyset(&none);
         sigset_t usual;
-        ::sigemptyset(&usual);
-        for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD}) ::sigaddset(&usual, signal);
+        sigemptyset(&usual);
+        for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD}) sigaddset(&usual, signal);
         std::ignore = posix_spawnattr_setsigmask(&attributes_, &none);
         std::ignore = posix_spawnattr_setsigdefault(&attributes_, &usual);
         std::ignore = posix_spawnattr_setpgroup(&attributes_, 0);

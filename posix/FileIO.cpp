@@ -1,5 +1,7 @@
 #include "posix/FileIO.h"
 
+#include "posix/DiskFlush.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -55,7 +57,7 @@ std::expected<void, SystemError> writeAll(const FileDescriptor& file, std::strin
 }
 
 std::expected<void, SystemError> synchronize(const FileDescriptor& file, const std::filesystem::path& path) {
-    if (::fsync(file.get()) != 0) return systemError("write", path);
+    if (!flushToDisk(file.get())) return systemError("write", path);
     return {};
 }
 

@@ -15,6 +15,7 @@ std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
     FileDescriptor descriptor{::socket(AF_UNIX, SOCK_STREAM, 0)};
     if (descriptor.get() < 0) return std::unexpected(PosixError{errno});
     suppressBrokenPipe(descriptor.get());
+    widenBuffers(descriptor.get());
 
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -23,6 +24,11 @@ std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
         return std::unexpected(PosixError{errno});
     }
     return descriptor;
+}
+
+void widenBuffers(int socket) {
+    const int size = 1'048'576;
+    for (const int direction : {SO_SNDBUF, SO_RCVBUF}) setsockopt(socket, SOL_SOCKET, direction, &size, sizeof size);
 }
 
 std::expected<void, PosixError> writeAll(int socket, std::span<const std::byte> bytes) {

@@ -13,6 +13,10 @@ namespace posix::UnixSocket {
 /// Connects to the socket at `path`, which fits the address (MCPConnectLogic has checked it). One attempt.
 [[nodiscard]] std::expected<FileDescriptor, VostelMCPKit::PosixError> connect(const std::string& path);
 
+/// Asks for room for 1 MiB on its way in each direction. The default of macOS is 8 KiB: a result of several MiB would
+/// take a thousand turns of both processes. For both ends of a connection; connect has called it.
+void widenBuffers(int socket);
+
 /// Writes every byte or fails. An interrupted write is continued. A closed peer is an error, never a signal.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> writeAll(int socket, std::span<const std::byte> bytes);
 

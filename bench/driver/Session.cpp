@@ -27,9 +27,11 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
 }
 
 std::vector<std::string> environmentWithHome(const std::string& home) {
-    std::vector<std::string> made = {"HOME=" + home};
+    // macOS asks the second one first.
+    std::vector<std::string> made = {"HOME=" + home, "CFFIXED_USER_HOME=" + home};
     for (char** entry = environ; *entry != nullptr; ++entry) {
-        if (!std::string_view{*entry}.starts_with("HOME=")) made.emplace_back(*entry);
+        const std::string_view name = std::string_view{*entry}.substr(0, std::string_view{*entry}.find('='));
+        if (name != "HOME" && name != "CFFIXED_USER_HOME") made.emplace_back(*entry);
     }
     return made;
 }

@@ -11,7 +11,7 @@
 namespace vostel_companion {
 
 struct DownloadError {
-    /// yt-dlp is nowhere in the PATH.
+    /// yt-dlp is in none of the folders that were searched.
     struct DownloaderMissing {
         bool operator==(const DownloaderMissing&) const = default;
     };

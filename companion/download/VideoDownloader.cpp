@@ -7,6 +7,7 @@
 #include "posix/FileIO.h"
 #include "posix/Pipe.h"
 #include "posix/PrivateFolder.h"
+#include "posix/StandardFolders.h"
 
 #include <algorithm>
 #include <array>
@@ -238,11 +239,26 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
     return audio;
 }
 
+std::string downloaderSearchPath(std::string_view path, const fs::path& home) {
+    std::string all{path};
+    for (const fs::path& folder : {fs::path{"/opt/homebrew/bin"}, fs::path{"/usr/local/bin"},
+                                   fs::path{"/opt/local/bin"}, home / ".local" / "bin"}) {
+        if (!all.empty()) all += ':';
+        all += folder.string();
+    }
+    return all;
+}
+
 DownloadAudio systemDownload(const fs::path& downloads) {
-    const char* searchPath = std::getenv("PATH");
+    const char* path = std::getenv("PATH");
+    const std::string searchPath = downloaderSearchPath(path != nullptr ? path : "", posix::homeDirectory());
+    // yt-dlp looks in it for the interpreter that runs it.
+    std::vector<std::string> environment = posix::currentEnvironment();
+    std::erase_if(environment, [](const std::string& variable) { return variable.starts_with("PATH="); });
+    environment.push_back("PATH=" + searchPath);
     const auto downloader = std::make_shared<VideoDownloader>(
-        VideoDownloader::Dependencies{downloads, searchPath != nullptr ? searchPath : "", posix::currentEnvironment(),
-                                      VostelMCPKit::resolveBySystem, posix::startBlockingThread},
+        VideoDownloader::Dependencies{downloads, searchPath, std::move(environment), VostelMCPKit::resolveBySystem,
+                                      posix::startBlockingThread},
         VideoDownloader::Limits{});
     return
         [downloader](const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress) {

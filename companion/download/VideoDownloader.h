@@ -83,6 +83,10 @@ private:
     Semaphore downloads_;
 };
 
+/// Where to look for yt-dlp, as in the variable PATH: in the folders of `path`, then where Homebrew, MacPorts and pip
+/// install programs. An application that the system opened has none of these in its PATH.
+[[nodiscard]] std::string downloaderSearchPath(std::string_view path, const std::filesystem::path& home);
+
 /// The downloader with this process's environment and the system's resolver.
 [[nodiscard]] DownloadAudio systemDownload(const std::filesystem::path& downloads);
 

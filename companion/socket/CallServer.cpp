@@ -98,6 +98,9 @@ void CallServer::serveOnce() {
         if (waiting[firstConnection + i].revents == 0) continue;
         receive(waitingIDs[i]);
         startWaiting();
+        // Deliberate: nobody waits to be accepted until all the others have been read. See the backlog in
+        // ListeningSocket.
+        if (accepts(now)) acceptWaiting();
     }
     answerCancelled();
     dropExpired();

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -22,7 +23,9 @@ using VostelMCPKit::MCPConnectLogic::validateSocketPathLength;
 namespace {
 
 constexpr const char* lockFileName = "Vostel.pid";
-constexpr int waitingConnections = 128;
+/// As many as the system allows, which cuts the number down. A system may refuse a connection at once when these are
+/// too many, and the server takes that for an application that does not run.
+constexpr int backlog = std::numeric_limits<int>::max();
 
 std::unexpected<ListenError> failed(std::unexpected<posix::SystemError> error) {
     return std::unexpected(ListenError{std::move(error.error())});
@@ -96,6 +99,7 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
     if (!socket.isOpen()) return failed(posix::systemError("create a socket"));
     posix::setCloseOnExec(socket);
     posix::setNonBlocking(socket);
+    posix::suppressBrokenPipe(socket.get());
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
@@ -106,7 +110,7 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
     ::umask(mask);
     if (bound != 0) return failed(posix::systemError("bind", path, errorNumber));
     struct stat status{};
-    if (::lstat(path.c_str(), &status) != 0 || ::listen(socket.get(), waitingConnections) != 0) {
+    if (::lstat(path.c_str(), &status) != 0 || ::listen(socket.get(), backlog) != 0) {
         return failed(posix::systemError("listen at", path));
     }
     return ListeningSocket{std::move(path), *std::move(lock), std::move(socket), status.st_ino};
@@ -124,7 +128,7 @@ std::expected<posix::FileDescriptor, VostelMCPKit::PosixError> ListeningSocket::
     posix::FileDescriptor connection{::accept(socket_.get(), nullptr, nullptr)};
     if (!connection.isOpen()) return std::unexpected(VostelMCPKit::PosixError{errno});
     posix::setCloseOnExec(connection);
-    posix::suppressBrokenPipe(connection.get());
+    posix::UnixSocket::widenBuffers(connection.get());
     if (posix::peerUser(connection.get()) != ::geteuid()) return std::unexpected(VostelMCPKit::PosixError{EACCES});
     return connection;
 }

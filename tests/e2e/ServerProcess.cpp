@@ -1,5 +1,8 @@
 #include "tests/e2e/ServerProcess.h"
 
+#include "tests/support/HomeFolder.h"
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -43,9 +46,11 @@ Stream makeStream(Flow flow, bool nonBlockingSocket) {
 std::vector<std::string> environmentFor(const ServerProcess::Setting& setting) {
     std::vector<std::string> variables;
     for (char** variable = environ; *variable != nullptr; ++variable) {
-        if (!std::string_view{*variable}.starts_with("HOME=")) variables.emplace_back(*variable);
+        const std::string_view assignment{*variable};
+        const auto sets = [&](std::string_view name) { return assignment.substr(0, assignment.find('=')) == name; };
+        if (!std::ranges::any_of(homeVariables, sets)) variables.emplace_back(assignment);
     }
-    if (setting.home) variables.push_back("HOME=" + *setting.home);
+    if (setting.home) setHome(variables, *setting.home);
     variables.insert(variables.end(), setting.environment.begin(), setting.environment.end());
     return variables;
 }

@@ -97,8 +97,8 @@ TEST(ChildProcess, reports_the_signal_that_ended_the_program) {
 TEST(ChildProcess, starts_with_the_usual_signals_whatever_we_ignore_and_block) {
     const auto before = std::signal(SIGTERM, SIG_IGN);
     sigset_t blocked;
-    ::sigemptyset(&blocked);
-    ::sigaddset(&blocked, SIGTERM);
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
     sigset_t mask;
     ::pthread_sigmask(SIG_BLOCK, &blocked, &mask);
     const Result result = run("kill -TERM $$; exit 0");

@@ -1,4 +1,6 @@
 #include "posix/StandardFolders.h"
+#include "tests/support/HomeFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -46,6 +48,19 @@ TEST_F(HomeFolder, is_what_the_password_database_says_otherwise) {
         set(value);
         EXPECT_EQ(homeDirectory(), expected);
     }
+}
+
+TEST_F(HomeFolder, of_a_test_holds_the_application_support_folder_on_every_system) {
+    const vostel_tests::TemporaryFolder folder;
+    vostel_tests::setHome(folder.path());
+    EXPECT_EQ(applicationSupportDirectory(), folder.path() / "Library" / "Application Support");
+    unsetenv("CFFIXED_USER_HOME");
+}
+
+TEST(HomeFolderOfATest, is_never_the_real_one) {
+    const passwd* entry = getpwuid(getuid());
+    ASSERT_NE(entry, nullptr);
+    EXPECT_DEATH(vostel_tests::refuseRealHome(entry->pw_dir), "must not use the real home folder");
 }
 
 } // namespace

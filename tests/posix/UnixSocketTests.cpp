@@ -52,6 +52,31 @@ TEST(UnixSocket, connects_to_the_socket_that_listens_at_the_path) {
     EXPECT_STREQ(read.data(), "hello");
 }
 
+/// How much of one direction of a socket the system holds.
+int bufferSize(int socket, int direction) {
+    int size = 0;
+    socklen_t length = sizeof size;
+    EXPECT_EQ(getsockopt(socket, SOL_SOCKET, direction, &size, &length), 0);
+    return size;
+}
+
+TEST(UnixSocket, connects_with_room_for_a_megabyte_in_each_direction_or_what_the_system_allows_of_it) {
+    const vostel_tests::TemporaryFolder folder;
+    const std::string path = folder.path() / "mcp.sock";
+    const FileDescriptor listener = listenAt(path);
+    const auto connected = UnixSocket::connect(path);
+    ASSERT_TRUE(connected);
+    for (const int direction : {SO_SNDBUF, SO_RCVBUF}) {
+        const Ends plain = streamPair();
+        const int usual = bufferSize(plain.here.get(), direction);
+        const int megabyte = 1 << 20;
+        ASSERT_EQ(setsockopt(plain.here.get(), SOL_SOCKET, direction, &megabyte, sizeof megabyte), 0);
+        const int allowed = bufferSize(plain.here.get(), direction);
+        EXPECT_EQ(bufferSize(connected->get(), direction), allowed);
+        EXPECT_GT(allowed, usual) << "else this test shows nothing";
+    }
+}
+
 TEST(UnixSocket, a_path_of_103_bytes_is_connected_to) {
     const vostel_tests::TemporaryFolder folder;
     std::string path = folder.path() / "";

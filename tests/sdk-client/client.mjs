@@ -38,7 +38,7 @@ export async function removeHome(home) {
 
 /** Connects a client to a new server. Both end with the test, and the server must have written no error by then. */
 export async function connect(test, home) {
-  const transport = new StdioClientTransport({ command: serverPath(), env: { HOME: home }, stderr: "pipe" });
+  const transport = new StdioClientTransport({ command: serverPath(), env: { HOME: home, CFFIXED_USER_HOME: home }, stderr: "pipe" });
   let errorText = "";
   transport.stderr.setEncoding("utf8").on("data", (text) => (errorText += text));
   const client = new Client({ name: "sdk-client-tests", version: "1.2.3" });

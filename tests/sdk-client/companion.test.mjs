@@ -71,7 +71,7 @@ async function writeRepeated(path, count) {
 
 /** The output of the command line. */
 async function vostel(...words) {
-  const { stdout } = await promisify(execFile)(join(dirname(serverPath()), "Vostel"), words, { env: { HOME: home } });
+  const { stdout } = await promisify(execFile)(join(dirname(serverPath()), "Vostel"), words, { env: { HOME: home, CFFIXED_USER_HOME: home } });
   return stdout;
 }
 

@@ -89,6 +89,12 @@ bool ends(int process) {
 
 } // namespace
 
+TEST(VideoDownloader, is_searched_for_in_the_path_and_then_where_package_managers_install_programs) {
+    const std::string others = "/opt/homebrew/bin:/usr/local/bin:/opt/local/bin:/Users/me/.local/bin";
+    EXPECT_EQ(downloaderSearchPath("/usr/bin:/bin", "/Users/me"), "/usr/bin:/bin:" + others);
+    EXPECT_EQ(downloaderSearchPath("", "/Users/me"), others);
+}
+
 TEST(VideoDownloader, fetches_one_file_and_reports_how_far_it_is) {
     DownloaderStage stage;
     stage.install(R"sh(

@@ -53,6 +53,52 @@ void leaveStaleSocket(const std::filesystem::path& path) {
 
 } // namespace
 
+TEST(ListeningSocket, writing_to_a_client_that_left_before_it_was_accepted_is_a_failure_and_no_signal) {
+    const Place place;
+    const auto socket = ListeningSocket::open(place.support());
+    ASSERT_TRUE(socket);
+    ASSERT_TRUE(posix::UnixSocket::connect(place.socket()));
+    const auto accepted = socket->accept();
+    ASSERT_TRUE(accepted);
+    const std::byte answer{};
+    EXPECT_FALSE(posix::UnixSocket::writeAll(accepted->get(), {&answer, 1}));
+}
+
+TEST(ListeningSocket, a_burst_of_clients_waits_to_be_accepted_and_none_is_refused) {
+    const Place place;
+    const auto socket = ListeningSocket::open(place.support());
+    ASSERT_TRUE(socket);
+    std::vector<posix::FileDescriptor> clients;
+    for (int client = 0; client < 200; ++client) {
+        posix::FileDescriptor connection{::socket(AF_UNIX, SOCK_STREAM, 0)};
+        ::fcntl(connection.get(), F_SETFL, O_NONBLOCK);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::snprintf(address.sun_path, sizeof address.sun_path, "%s", place.socket().c_str());
+        ASSERT_EQ(::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0)
+            << client;
+        clients.push_back(std::move(connection));
+    }
+    for (std::size_t client = 0; client < clients.size(); ++client) EXPECT_TRUE(socket->accept()) << client;
+}
+
+TEST(ListeningSocket, an_accepted_connection_has_as_much_room_as_its_client_has) {
+    const Place place;
+    const auto socket = ListeningSocket::open(place.support());
+    ASSERT_TRUE(socket);
+    const auto client = posix::UnixSocket::connect(place.socket());
+    const auto accepted = socket->accept();
+    ASSERT_TRUE(client && accepted);
+    for (const int direction : {SO_SNDBUF, SO_RCVBUF}) {
+        int expected = 0;
+        int size = 0;
+        socklen_t length = sizeof size;
+        EXPECT_EQ(::getsockopt(client->get(), SOL_SOCKET, direction, &expected, &length), 0);
+        EXPECT_EQ(::getsockopt(accepted->get(), SOL_SOCKET, direction, &size, &length), 0);
+        EXPECT_EQ(size, expected);
+    }
+}
+
 TEST(ListeningSocket, is_closed_to_other_users_and_so_is_its_folder) {
     const Place place;
     const mode_t mask = ::umask(0);

@@ -28,6 +28,15 @@ std::expected<int, DatabaseError> countRows(Database& database) {
 
 } // namespace
 
+TEST(Database, each_commit_asks_the_disk_itself_to_keep_it) {
+    Database database = openEmpty();
+    for (const char* setting : {"PRAGMA fullfsync", "PRAGMA checkpoint_fullfsync"}) {
+        Statement select{database, setting};
+        ASSERT_EQ(select.step(), true) << setting;
+        EXPECT_EQ(select.integer(0), 1) << setting;
+    }
+}
+
 TEST(Database, every_kind_of_value_comes_back_as_it_was_bound) {
     Database database = openEmpty();
     Statement select{database, "SELECT ?, ?, ?, ?, ?, ?, ?, ?"};

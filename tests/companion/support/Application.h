@@ -6,6 +6,7 @@
 #include "posix/Pipe.h"
 #include "tests/companion/support/CompanionClient.h"
 #include "tests/support/Environment.h"
+#include "tests/support/HomeFolder.h"
 
 #include <chrono>
 #include <csignal>
@@ -27,10 +28,12 @@ public:
     explicit Application(const std::filesystem::path& home) {
         auto errors = posix::Pipe::make();
         EXPECT_TRUE(errors);
-        auto started = posix::ChildProcess::start({.executable = VOSTEL_APPLICATION,
-                                                   .environment = environmentWith({{"HOME", home.string()}}),
-                                                   .output = STDOUT_FILENO,
-                                                   .error = errors->writer.get()});
+        refuseRealHome(home);
+        auto started = posix::ChildProcess::start(
+            {.executable = VOSTEL_APPLICATION,
+             .environment = environmentWith({{"HOME", home.string()}, {"CFFIXED_USER_HOME", home.string()}}),
+             .output = STDOUT_FILENO,
+             .error = errors->writer.get()});
         if (started) process_.emplace(*std::move(started));
         EXPECT_TRUE(process_);
         errors_ = std::move(errors->reader);

@@ -2,6 +2,7 @@
 
 #include "tests/support/Environment.h"
 #include "tests/support/Files.h"
+#include "tests/support/HomeFolder.h"
 
 #include <chrono>
 #include <csignal>
@@ -22,7 +23,8 @@ namespace {
 using namespace std::chrono_literals;
 
 std::vector<std::string> environmentFor(const std::filesystem::path& home) {
-    return environmentWith({{"HOME", home.string()}, {"TERM", "xterm"}});
+    refuseRealHome(home);
+    return environmentWith({{"HOME", home.string()}, {"CFFIXED_USER_HOME", home.string()}, {"TERM", "xterm"}});
 }
 
 posix::FileDescriptor createdFile(const std::filesystem::path& path) {

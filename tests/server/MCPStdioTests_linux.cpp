@@ -1,0 +1,52 @@
+#include "posix/FileDescriptor.h"
+#include "server/MCPStdio.h"
+#include "tests/support/BytesOf.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <functional>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+/// In place of the system's poll, when it is set.
+std::function<int(pollfd*)> replacement;
+
+} // namespace
+
+// The linker sends every call of poll here.
+extern "C" int __real_poll(pollfd* descriptors, nfds_t count, int timeout);
+extern "C" int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout);
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
+    return replacement ? replacement(descriptors) : __real_poll(descriptors, count, timeout);
+}
+
+namespace vostel_mcp {
+namespace {
+
+TEST(MCPStdio, a_stream_that_the_system_cannot_wait_for_fails_and_is_not_asked_for_ever) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    const posix::FileDescriptor reader{ends[0]};
+    const posix::FileDescriptor writer{ends[1]};
+    const char full[4096] = {};
+    while (write(writer.get(), full, sizeof full) > 0) {}
+
+    // As macOS does for a terminal.
+    int polls = 0;
+    replacement = [&](pollfd* descriptors) {
+        descriptors->revents = POLLNVAL;
+        ++polls;
+        return 1;
+    };
+    const auto written = MCPStdio::attemptWrite(writer.get(), vostel_tests::bytesOf("line\n"));
+    replacement = nullptr;
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error(), VostelMCPKit::PosixError{EBADF});
+    EXPECT_EQ(polls, 1);
+}
+
+} // namespace
+} // namespace vostel_mcp
