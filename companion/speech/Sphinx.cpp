@@ -73,13 +73,20 @@ private:
 struct SphinxDecoder::State {
     Options options;
     ps_decoder_t* decoder;
+    /// What version 5 normalises by until it has heard something.
+    std::string firstGuess = {};
 };
 
 SphinxDecoder::SphinxDecoder(std::unique_ptr<State> state) : state_{std::move(state)} {}
 
 SphinxDecoder::~SphinxDecoder() { ps_free(state_->decoder); }
 
-void SphinxDecoder::startRecording() { std::ignore = ps_start_stream(state_->decoder); }
+void SphinxDecoder::startRecording() {
+    std::ignore = ps_start_stream(state_->decoder);
+#if VOSTEL_POCKETSPHINX_5
+    std::ignore = ps_set_cmn(state_->decoder, state_->firstGuess.c_str());
+#endif
+}
 
 std::vector<SphinxDecoder::Word> SphinxDecoder::words() const {
     std::vector<Word> found;
@@ -104,10 +111,11 @@ std::unique_ptr<SphinxDecoder> SphinxDecoder::load(const ModelFiles& files) {
     ps_config_set_bool(options.get(), "fwdflat", 0);
     ps_config_set_bool(options.get(), "bestpath", 0);
     ps_config_set_int(options.get(), "maxhmmpf", 5000);
+    ps_config_set_str(options.get(), "cmn", "live");
     ps_decoder_t* decoder = ps_init(options.get());
     if (decoder == nullptr) return nullptr;
-    return std::unique_ptr<SphinxDecoder>{
-        new SphinxDecoder{std::make_unique<State>(State{std::move(options), decoder})}};
+    return std::unique_ptr<SphinxDecoder>{new SphinxDecoder{
+        std::make_unique<State>(State{std::move(options), decoder, ps_get_cmn(decoder, /*update=*/0)})}};
 }
 
 SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,

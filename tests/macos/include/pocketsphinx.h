@@ -30,6 +30,8 @@ int ps_free(ps_decoder_t* decoder);
 int ps_start_stream(ps_decoder_t* decoder);
 int ps_start_utt(ps_decoder_t* decoder);
 int ps_process_raw(ps_decoder_t* decoder, const std::int16_t* samples, std::size_t count, int noSearch, int whole);
+const char* ps_get_cmn(ps_decoder_t* decoder, int update);
+int ps_set_cmn(ps_decoder_t* decoder, const char* values);
 int ps_end_utt(ps_decoder_t* decoder);
 ps_seg_t* ps_seg_iter(ps_decoder_t* decoder);
 ps_seg_t* ps_seg_next(ps_seg_t* segment);
