@@ -110,7 +110,9 @@ TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         stage.server.send(row.line);
         if (row.line.contains("tools/call")) calls.push_back(stage.application.nextCall());
-        if (row.line.starts_with("[")) EXPECT_NE(stage.server.line(), "");
+        if (row.line.starts_with("[")) {
+            EXPECT_NE(stage.server.line(), "");
+        }
         EXPECT_TRUE(soon(stage, isSmall)) << stage.server.residentKiB();
     });
     calls.at(0).answer(values);
