@@ -169,8 +169,13 @@ Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
 
 Task<void> MCPCallProxy::tellApplication(Dependencies dependencies, std::string wireID, Cancellation cancellation) {
     co_await cancellation->requestIsOut();
-    co_await dependencies.socketClient.cancel(std::move(wireID));
-    dependencies.pendingCancellations.remove();
+    bool isConnected = false;
+    std::function<void()> connected = [&] {
+        isConnected = true;
+        dependencies.pendingCancellations.connected();
+    };
+    co_await dependencies.socketClient.cancel(std::move(wireID), std::move(connected));
+    dependencies.pendingCancellations.remove(isConnected);
 }
 
 } // namespace vostel_mcp

@@ -209,9 +209,10 @@ MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
     }
 }
 
-Task<void> MCPSocketClient::cancel(std::string requestID) {
+Task<void> MCPSocketClient::cancel(std::string requestID, std::function<void()> connected) {
     auto socket = co_await connectOnce();
     if (!socket) co_return;
+    connected();
     auto work = [&]() -> std::expected<void, Failure> {
         auto frame = frameBytes({MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
         if (!frame) return std::unexpected(frame.error());

@@ -71,8 +71,9 @@ public:
     [[nodiscard]] VostelMCPKit::Task<std::expected<VostelMCPKit::MCPWireResponse, Failure>>
     send(VostelMCPKit::MCPWireRequest request, Progress progress, std::shared_ptr<CallCancellation> cancellation);
 
-    /// Tells the application that the client gave up on a call. Never launches it and reports nothing.
-    [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID);
+    /// Tells the application that the client gave up on a call. Calls `connected` once the application has taken the
+    /// connection. Never launches the application and reports nothing.
+    [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID, std::function<void()> connected);
 
 private:
     using Connected = std::expected<posix::FileDescriptor, Failure>;

@@ -16,16 +16,22 @@ public:
     PendingCancellations(const PendingCancellations&) = delete;
     PendingCancellations& operator=(const PendingCancellations&) = delete;
 
+    /// One more is on its way.
     void add();
-    void remove();
+    /// The application has taken the connection of one. From here on, only this process can delay it.
+    void connected();
+    /// One has been written or has failed; `wasConnected` when connected() was called for it.
+    void remove(bool wasConnected);
 
-    /// Blocks until none is left, or until `limit` has passed: an application that hangs takes no cancellation.
+    /// Blocks until none is left, or until `limit` has passed: an application that hangs takes no connection. Those
+    /// that are connected are waited for longer, because a busy machine may not have run their threads yet.
     void drain(std::chrono::milliseconds limit);
 
 private:
     std::mutex mutex_;
-    std::condition_variable empty_;
+    std::condition_variable removed_;
     std::size_t count_ = 0;
+    std::size_t connected_ = 0;
 };
 
 } // namespace vostel_mcp

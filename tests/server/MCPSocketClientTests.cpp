@@ -59,7 +59,8 @@ protected:
         struct Ended {};
         const auto client = makeClient();
         auto cancelling = [](MCPSocketClient& with) -> Task<Ended> {
-            co_await with.cancel("A");
+            std::function<void()> connected = [] {};
+            co_await with.cancel("A", std::move(connected));
             co_return Ended{};
         };
         EXPECT_TRUE(executor.run(cancelling(*client))) << "the cancellation hangs";

@@ -1,5 +1,6 @@
 #include "server/PendingCancellations.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -15,8 +16,9 @@ TEST(PendingCancellations, without_any_there_is_nothing_to_wait_for) {
     pending.drain(forEver);
     pending.add();
     pending.add();
-    pending.remove();
-    pending.remove();
+    pending.remove(false);
+    pending.connected();
+    pending.remove(true);
     pending.drain(forEver);
 }
 
@@ -25,8 +27,8 @@ TEST(PendingCancellations, the_last_one_that_is_removed_ends_the_wait) {
     pending.add();
     pending.add();
     std::thread application{[&] {
-        pending.remove();
-        pending.remove();
+        pending.remove(false);
+        pending.remove(false);
     }};
     pending.drain(forEver);
     application.join();
@@ -36,6 +38,20 @@ TEST(PendingCancellations, one_that_is_never_taken_is_waited_for_no_longer_than_
     PendingCancellations pending;
     pending.add();
     pending.drain(1ms);
+}
+
+TEST(PendingCancellations, one_that_is_connected_is_waited_for_beyond_the_limit) {
+    PendingCancellations pending;
+    pending.add();
+    pending.connected();
+    std::atomic<bool> written = false;
+    std::thread writer{[&] {
+        written = true;
+        pending.remove(true);
+    }};
+    pending.drain(0ms);
+    EXPECT_TRUE(written);
+    writer.join();
 }
 
 } // namespace
