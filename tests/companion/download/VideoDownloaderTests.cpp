@@ -32,8 +32,8 @@ struct DownloaderStage {
     Cancellation cancellation;
     /// What the policy found for the link.
     VostelMCPKit::MCPURLPolicy::Decision::Allowed judged{"youtu.be", {}};
-    /// Hosts that were resolved.
-    std::vector<std::string> resolved;
+    /// Hosts that were resolved, on threads of the proxy.
+    std::vector<std::string> resolvedHosts;
     std::mutex mutex;
     std::vector<double> progress;
     std::string searchPath = "relative:" + (folder / "bin").string() + ":/usr/bin:/bin";
@@ -54,7 +54,7 @@ struct DownloaderStage {
         VideoDownloader downloader{{folder / "down%loads", searchPath, environment,
                                     [this](const std::string& host) {
                                         const std::lock_guard lock{mutex};
-                                        resolved.push_back(host);
+                                        resolvedHosts.push_back(host);
                                         return std::vector<std::string>{};
                                     },
                                     posix::startBlockingThread},
@@ -66,6 +66,10 @@ struct DownloaderStage {
         const auto done = download(url);
         EXPECT_TRUE(std::filesystem::is_empty(folder / "down%loads")) << "nothing is left over";
         return done ? "it succeeded" : done.error().description();
+    }
+    [[nodiscard]] std::vector<std::string> resolved() {
+        const std::lock_guard lock{mutex};
+        return resolvedHosts;
     }
     [[nodiscard]] std::string note(std::string_view name) const { return readFile(folder / name); }
 };
@@ -130,7 +134,7 @@ printf sound > "$output"
     ASSERT_TRUE(done) << done.error().description();
     EXPECT_EQ(stage.note("YOUTU.be"), "HTTP/1.1 403 Forbidden") << "the proxy refuses the judged address";
     EXPECT_EQ(stage.note("www.youtube.com"), "HTTP/1.1 502 Bad Gateway") << "another host has no address";
-    EXPECT_EQ(stage.resolved, std::vector<std::string>{"www.youtube.com"});
+    EXPECT_EQ(stage.resolved(), std::vector<std::string>{"www.youtube.com"});
 }
 
 TEST(VideoDownloader, the_sound_is_deleted_after_its_use) {
