@@ -45,7 +45,7 @@ std::string_view stringAfter(std::string_view payload, std::string_view key) {
     return {};
 }
 
-int posix::sendFlags() {
+int sendFlags() {
 #ifdef MSG_NOSIGNAL
     return MSG_NOSIGNAL;
 #else
@@ -188,7 +188,7 @@ bool StubApplication::sendProgress(Connection& connection) {
             std::memcpy(scratch_.data() + at, connection.requestID.data(), requestIDBytes);
         }
         const std::string_view rest = std::string_view{scratch_}.substr(connection.progressSent - start);
-        const ssize_t count = ::send(connection.socket, rest.data(), rest.size(), posix::sendFlags());
+        const ssize_t count = ::send(connection.socket, rest.data(), rest.size(), sendFlags());
         if (count < 0 && (errno == EAGAIN || errno == EINTR)) return false;
         if (count < 0) return true;
         connection.progressSent += static_cast<std::size_t>(count);
@@ -215,7 +215,7 @@ bool StubApplication::sendResponse(Connection& connection) {
         msghdr message{};
         message.msg_iov = rest;
         message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
-        const ssize_t sent = ::sendmsg(connection.socket, &message, posix::sendFlags());
+        const ssize_t sent = ::sendmsg(connection.socket, &message, sendFlags());
         if (sent < 0 && (errno == EAGAIN || errno == EINTR)) return false;
         if (sent < 0) return true;
         connection.responseSent += static_cast<std::size_t>(sent);
