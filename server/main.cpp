@@ -87,7 +87,7 @@ int main() {
     writeStartUpLine();
 
     RunLoop mainThread{trimDelay, releaseFreeMemory};
-    MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }};
+    MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }, releaseFreeMemory};
     SerialExecutor proxyTurn;
     static SerialExecutor outputTurn;
     // A client must not read half a line, not even from a server that ends for lack of memory.
