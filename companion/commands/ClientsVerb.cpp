@@ -8,23 +8,23 @@
 namespace vostel_companion {
 
 Exit run(const Command::Clients& verb, const ClientsContext& context) {
-    if (verb.verb == ClientsVerb::install && ::access(context.helper.c_str(), X_OK) != 0) {
+    if (verb.action == ClientConfigAction::install && ::access(context.helper.c_str(), X_OK) != 0) {
         context.printError("The server " + inQuotes(context.helper.string()) +
                            " does not exist or cannot be executed, so no client was connected to it.");
         return Exit::failed;
     }
-    const ClientsReport report = runClients({.verb = verb.verb,
-                                             .kinds = verb.kinds,
-                                             .home = context.home.string(),
-                                             .helperPath = context.helper.string(),
-                                             .force = verb.force});
+    const ClientConfigReport report = processClientConfigs({.action = verb.action,
+                                                            .kinds = verb.kinds,
+                                                            .home = context.home.string(),
+                                                            .helperPath = context.helper.string(),
+                                                            .force = verb.force});
     for (const std::string& line : report.lines) context.print(printableLine(line) + "\n");
     switch (report.exit) {
-    case ClientsExit::done:
+    case ClientConfigExit::done:
         return Exit::done;
-    case ClientsExit::refused:
+    case ClientConfigExit::refused:
         return Exit::refused;
-    case ClientsExit::failed:
+    case ClientConfigExit::failed:
         break;
     }
     return Exit::failed;

@@ -1,7 +1,7 @@
 // What the user asked for on the command line, as a value.
 #pragma once
 
-#include "companion/configs/Clients.h"
+#include "companion/configs/ClientConfigs.h"
 #include "kit/tools/MCPConfirmationLogic.h"
 
 #include <cstdint>
@@ -88,7 +88,7 @@ struct Command {
         bool operator==(const RemoveModel&) const = default;
     };
     struct Clients {
-        ClientsVerb verb = ClientsVerb::status;
+        ClientConfigAction action = ClientConfigAction::status;
         /// Empty: all of them.
         std::vector<VostelMCPKit::MCPClientKind> kinds;
         bool force = false;

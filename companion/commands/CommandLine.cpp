@@ -192,19 +192,19 @@ private:
             app_.add_subcommand("clients", "Connect AI clients to this copy of Vostel.")->group("Commands");
         clients->require_subcommand(1);
         struct Row {
-            ClientsVerb verb;
+            ClientConfigAction action;
             const char* name;
             const char* about;
         };
         const Row rows[] = {
-            {ClientsVerb::status, "status",
+            {ClientConfigAction::status, "status",
              "Say which clients are connected. The exit status is 0 if all of them are."},
-            {ClientsVerb::install, "install", "Add vostel-mcp to the configuration of the clients."},
-            {ClientsVerb::remove, "remove", "Remove vostel-mcp from the configuration of the clients."},
+            {ClientConfigAction::install, "install", "Add vostel-mcp to the configuration of the clients."},
+            {ClientConfigAction::remove, "remove", "Remove vostel-mcp from the configuration of the clients."},
         };
         for (const Row& row : rows) {
-            CLI::App* added = verb(*clients, row.name, row.about, [this, which = row.verb] {
-                return Command{Command::Clients{which, kinds(), force_}};
+            CLI::App* added = verb(*clients, row.name, row.about, [this, action = row.action] {
+                return Command{Command::Clients{action, kinds(), force_}};
             });
             added
                 ->add_option("KIND", kindNames_,
@@ -213,7 +213,7 @@ private:
                     return kindNamed(name) ? std::string{}
                                            : "'" + name + "' is not one of claude-code, claude-desktop and codex.";
                 });
-            if (row.verb != ClientsVerb::status) {
+            if (row.action != ClientConfigAction::status) {
                 added->add_flag("--force", force_, "Also change an entry of this name that Vostel did not write.");
             }
         }

@@ -2,13 +2,12 @@
 #pragma once
 
 #include "companion/support/Cancellation.h"
-#include "kit/jsonrpc/Codec.h"
+#include "kit/jsonrpc/MCPValue.h"
 #include "kit/tools/MCPToolOutcome.h"
 
 #include <functional>
 #include <string>
 #include <unordered_map>
-#include <utility>
 
 namespace vostel_companion {
 
@@ -27,11 +26,5 @@ using Tool = std::function<VostelMCPKit::MCPToolOutcome(const ToolCall&)>;
 
 /// Filled before the server starts and only read afterwards.
 using ToolTable = std::unordered_map<std::string, Tool>;
-
-/// The tool `Signature` did its work. `text` says for the model what `result` says for programs.
-template <class Signature>
-[[nodiscard]] VostelMCPKit::MCPToolOutcome doneOutcome(std::string text, const typename Signature::Result& result) {
-    return VostelMCPKit::MCPToolOutcome::text(std::move(text), VostelMCPKit::encode(result));
-}
 
 } // namespace vostel_companion

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "companion/support/Time.h"
+#include "kit/jsonrpc/Codec.h"
+#include "kit/tools/MCPToolOutcome.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +13,12 @@
 #include <utility>
 
 namespace vostel_companion {
+
+/// The tool `Signature` did its work. `text` says for the model what `result` says for programs.
+template <class Signature>
+[[nodiscard]] VostelMCPKit::MCPToolOutcome doneOutcome(std::string text, const typename Signature::Result& result) {
+    return VostelMCPKit::MCPToolOutcome::text(std::move(text), VostelMCPKit::encode(result));
+}
 
 /// Seconds with three decimals. Recognition works in steps of 10 ms, and short numbers keep long transcripts short.
 [[nodiscard]] double rounded(Seconds time);

@@ -3,6 +3,7 @@
 #include "companion/store/Vocabulary.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
+#include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
 #include "companion/tools/ToolSignatures.h"
 #include "companion/transcript/WordForm.h"

@@ -30,7 +30,7 @@ struct ClientsVerbs : testing::Test {
 } // namespace
 
 TEST_F(ClientsVerbs, connect_no_client_to_a_missing_server) {
-    EXPECT_EQ(run({ClientsVerb::install, {}, false}, context), Exit::failed);
+    EXPECT_EQ(run({ClientConfigAction::install, {}, false}, context), Exit::failed);
     EXPECT_EQ(told, "The server '" + context.helper.string() +
                         "' does not exist or cannot be executed, so no client was connected to it.\n");
     EXPECT_EQ(printed, "");
@@ -39,10 +39,10 @@ TEST_F(ClientsVerbs, connect_no_client_to_a_missing_server) {
 
 TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
     makeServer();
-    EXPECT_EQ(run({ClientsVerb::status, {}, false}, context), Exit::refused);
-    EXPECT_EQ(run({ClientsVerb::install, {}, false}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::status, {}, false}, context), Exit::refused);
+    EXPECT_EQ(run({ClientConfigAction::install, {}, false}, context), Exit::done);
     printed.clear();
-    EXPECT_EQ(run({ClientsVerb::status, {}, false}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::status, {}, false}, context), Exit::done);
     EXPECT_EQ(printed,
               "Claude Code: up to date in " + (home / ".claude.json").string() + ".\nClaude Desktop: up to date in " +
                   (home / "Library/Application Support/Claude/Claude Extensions/vostel/manifest.json").string() +
@@ -52,19 +52,19 @@ TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
 
 TEST_F(ClientsVerbs, one_client_is_disconnected_and_another_stays) {
     makeServer();
-    ASSERT_EQ(run({ClientsVerb::install, {}, false}, context), Exit::done);
-    EXPECT_EQ(run({ClientsVerb::remove, {MCPClientKind::codex}, false}, context), Exit::done);
-    EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::codex}, false}, context), Exit::refused);
-    EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::claudeCode}, false}, context), Exit::done);
+    ASSERT_EQ(run({ClientConfigAction::install, {}, false}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::remove, {MCPClientKind::codex}, false}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::codex}, false}, context), Exit::refused);
+    EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::claudeCode}, false}, context), Exit::done);
 }
 
 TEST_F(ClientsVerbs, a_foreign_entry_needs_force) {
     makeServer();
     writeFile(home / ".codex/config.toml", "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
-    EXPECT_EQ(run({ClientsVerb::install, {MCPClientKind::codex}, false}, context), Exit::refused);
+    EXPECT_EQ(run({ClientConfigAction::install, {MCPClientKind::codex}, false}, context), Exit::refused);
     EXPECT_EQ(readFile(home / ".codex/config.toml"), "[mcp_servers.vostel]\ncommand = \"/bin/other\"\n");
-    EXPECT_EQ(run({ClientsVerb::install, {MCPClientKind::codex}, true}, context), Exit::done);
-    EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::codex}, false}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::install, {MCPClientKind::codex}, true}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::codex}, false}, context), Exit::done);
 }
 
 TEST_F(ClientsVerbs, a_home_with_control_characters_is_printed_harmlessly) {
@@ -72,7 +72,7 @@ TEST_F(ClientsVerbs, a_home_with_control_characters_is_printed_harmlessly) {
     const auto strange = home / "a\x1B[31m";
     std::filesystem::create_directory(strange);
     context.home = strange;
-    EXPECT_EQ(run({ClientsVerb::status, {MCPClientKind::codex}, false}, context), Exit::refused);
+    EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::codex}, false}, context), Exit::refused);
     EXPECT_EQ(printed.find('\x1B'), std::string::npos) << printed;
 }
 

@@ -38,12 +38,12 @@ TEST(CommandLine, every_verb_has_its_command) {
         {{"models"}, {Command::ListModels{}}},
         {{"models", "install", "de"}, {Command::InstallModel{"de"}}},
         {{"models", "remove", "de"}, {Command::RemoveModel{"de"}}},
-        {{"clients", "status"}, {Command::Clients{ClientsVerb::status, {}, false}}},
+        {{"clients", "status"}, {Command::Clients{ClientConfigAction::status, {}, false}}},
         {{"clients", "install", "claude-code"},
-         {Command::Clients{ClientsVerb::install, {MCPClientKind::claudeCode}, false}}},
+         {Command::Clients{ClientConfigAction::install, {MCPClientKind::claudeCode}, false}}},
         {{"clients", "install", "claudeDesktop", "CODEX", "codex", "--force"},
-         {Command::Clients{ClientsVerb::install, {MCPClientKind::claudeDesktop, MCPClientKind::codex}, true}}},
-        {{"clients", "remove", "--force"}, {Command::Clients{ClientsVerb::remove, {}, true}}},
+         {Command::Clients{ClientConfigAction::install, {MCPClientKind::claudeDesktop, MCPClientKind::codex}, true}}},
+        {{"clients", "remove", "--force"}, {Command::Clients{ClientConfigAction::remove, {}, true}}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.arguments));

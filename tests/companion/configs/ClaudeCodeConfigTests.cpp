@@ -1,6 +1,6 @@
 #include "companion/configs/ClaudeCodeConfig.h"
 #include "kit/jsonrpc/JSONReader.h"
-#include "tests/companion/configs/ClientsFixture.h"
+#include "tests/companion/configs/ClientConfigsFixture.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,5 +1,5 @@
 #include "companion/configs/ClaudeDesktopConfig.h"
-#include "tests/companion/configs/ClientsFixture.h"
+#include "tests/companion/configs/ClientConfigsFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "companion/configs/CodexConfig.h"
-#include "tests/companion/configs/ClientsFixture.h"
+#include "tests/companion/configs/ClientConfigsFixture.h"
 #include "tests/companion/configs/RealTOML.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "companion/configs/ConfigFile.h"
-#include "tests/companion/configs/ClientsFixture.h"
+#include "tests/companion/configs/ClientConfigsFixture.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "companion/configs/Clients.h"
+#include "companion/configs/ClientConfigs.h"
 
 #include "companion/configs/ClaudeCodeConfig.h"
 #include "companion/configs/ClaudeDesktopConfig.h"
@@ -67,18 +67,18 @@ std::string anotherCopy(const Status::StalePath& stale) {
 /// Processes one client of a request. All sentences are built here.
 class EntryEditor final {
 public:
-    EntryEditor(MCPClientKind kind, const ClientsRequest& request, const MCPClientEntry& entry, std::string_view home,
-                ClientsReport& report)
+    EntryEditor(MCPClientKind kind, const ClientConfigRequest& request, const MCPClientEntry& entry,
+                std::string_view home, ClientConfigReport& report)
         : kind_{kind}, request_{request}, entry_{entry}, format_{formatOf(kind, home)}, path_{format_.path.string()},
           report_{report} {}
 
     void serve() {
-        switch (request_.verb) {
-        case ClientsVerb::status:
+        switch (request_.action) {
+        case ClientConfigAction::status:
             return showStatus();
-        case ClientsVerb::install:
+        case ClientConfigAction::install:
             return install();
-        case ClientsVerb::remove:
+        case ClientConfigAction::remove:
             return remove();
         }
     }
@@ -87,7 +87,7 @@ private:
     void showStatus() {
         const auto status = readStatus();
         if (!status) return fail(status.error());
-        say(isUpToDate(*status) ? ClientsExit::done : ClientsExit::refused,
+        say(isUpToDate(*status) ? ClientConfigExit::done : ClientConfigExit::refused,
             match(
                 status->is, [&](const Status::UpToDate&) { return "up to date in " + path_ + "."; },
                 [&](const Status::NotInstalled&) { return "not installed in " + path_ + "."; },
@@ -103,7 +103,7 @@ private:
         const auto change = edit(format_.withEntry);
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("replace");
-        say(ClientsExit::done,
+        say(ClientConfigExit::done,
             match(
                 found_.is, [&](const Status::UpToDate&) { return "up to date in " + path_ + "; nothing was changed."; },
                 [&](const Status::NotInstalled&) { return "installed in " + path_ + "."; },
@@ -115,9 +115,10 @@ private:
                 }) +
                 backupNote(*change));
         if (!manualRemovalNote(kind_)) return;
-        say(ClientsExit::done, "to finish, open Claude Desktop → Settings → Extensions → Advanced settings, choose "
-                               "Install Unpacked Extension… and select the folder " +
-                                   format_.path.parent_path().string() + ".");
+        say(ClientConfigExit::done,
+            "to finish, open Claude Desktop → Settings → Extensions → Advanced settings, choose "
+            "Install Unpacked Extension… and select the folder " +
+                format_.path.parent_path().string() + ".");
     }
 
     void remove() {
@@ -127,14 +128,14 @@ private:
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("remove");
         if (isMissing(found_)) return sayMissing();
-        say(ClientsExit::done, "removed from " + path_ + "." + backupNote(*change));
+        say(ClientConfigExit::done, "removed from " + path_ + "." + backupNote(*change));
     }
 
     void refuseToRemove(std::string_view note) {
         const auto status = readStatus();
         if (!status) return fail(status.error());
         if (isMissing(*status)) return sayMissing();
-        say(ClientsExit::refused, std::string{note});
+        say(ClientConfigExit::refused, std::string{note});
     }
 
     std::expected<Status, ConfigError> judge(std::string_view text) const {
@@ -164,28 +165,29 @@ private:
         return change.backup ? " The file as it was is kept as " + change.backup->string() + "." : "";
     }
 
-    void say(ClientsExit exit, const std::string& sentence) {
+    void say(ClientConfigExit exit, const std::string& sentence) {
         report_.lines.push_back(std::string{displayName(kind_)} + ": " + sentence);
         report_.exit = std::max(report_.exit, exit);
     }
     void sayForeign(std::string_view whatForceDoes) {
         const auto& foreign = std::get<Status::ForeignEntry>(found_.is);
-        say(ClientsExit::refused, entryIn(path_) + " is not Vostel's: it " + whatItStarts(foreign) +
-                                      ". It was left as it is; --force would " + std::string{whatForceDoes} + " it.");
+        say(ClientConfigExit::refused, entryIn(path_) + " is not Vostel's: it " + whatItStarts(foreign) +
+                                           ". It was left as it is; --force would " + std::string{whatForceDoes} +
+                                           " it.");
     }
-    void sayMissing() { say(ClientsExit::done, "not installed in " + path_ + "; nothing was changed."); }
-    void fail(const ConfigError& error) { say(ClientsExit::failed, error.description(path_)); }
+    void sayMissing() { say(ClientConfigExit::done, "not installed in " + path_ + "; nothing was changed."); }
+    void fail(const ConfigError& error) { say(ClientConfigExit::failed, error.description(path_)); }
 
     MCPClientKind kind_;
-    const ClientsRequest& request_;
+    const ClientConfigRequest& request_;
     const MCPClientEntry& entry_;
     Format format_;
     std::string path_;
-    ClientsReport& report_;
+    ClientConfigReport& report_;
     Status found_{Status::NotInstalled{}};
 };
 
-ClientsReport refusal(std::string sentence) { return {{std::move(sentence)}, ClientsExit::failed}; }
+ClientConfigReport refusal(std::string sentence) { return {{std::move(sentence)}, ClientConfigExit::failed}; }
 
 bool hasControlCharacter(std::string_view text) {
     return std::ranges::any_of(
@@ -194,7 +196,7 @@ bool hasControlCharacter(std::string_view text) {
 
 } // namespace
 
-ClientsReport runClients(const ClientsRequest& request) {
+ClientConfigReport processClientConfigs(const ClientConfigRequest& request) {
     std::string_view home = request.home;
     while (home.ends_with('/')) home.remove_suffix(1);
     std::error_code failure;
@@ -212,7 +214,7 @@ ClientsReport runClients(const ClientsRequest& request) {
         return refusal("The path of the server, " + helper + ", holds characters that no configuration can hold.");
     }
 
-    ClientsReport report;
+    ClientConfigReport report;
     std::vector<MCPClientKind> kinds = request.kinds;
     if (kinds.empty()) kinds.assign(allMCPClientKinds.begin(), allMCPClientKinds.end());
     for (const MCPClientKind kind : kinds) EntryEditor{kind, request, *entry, home, report}.serve();

@@ -9,10 +9,10 @@
 
 namespace vostel_companion {
 
-enum class ClientsVerb { status, install, remove };
+enum class ClientConfigAction { status, install, remove };
 
-struct ClientsRequest {
-    ClientsVerb verb = ClientsVerb::status;
+struct ClientConfigRequest {
+    ClientConfigAction action = ClientConfigAction::status;
     /// The clients to work on. Empty means all of them.
     std::vector<VostelMCPKit::MCPClientKind> kinds;
     /// The user's home folder, an absolute path.
@@ -24,7 +24,7 @@ struct ClientsRequest {
 };
 
 /// The exit status of the program.
-enum class ClientsExit : int {
+enum class ClientConfigExit : int {
     /// Status: every client is up to date. Install and remove: everything was done as requested.
     done = 0,
     /// Status: a client is not up to date. Install and remove: the user must decide or act, because of a foreign entry
@@ -34,16 +34,16 @@ enum class ClientsExit : int {
     failed = 2,
 };
 
-struct ClientsReport {
+struct ClientConfigReport {
     /// Full sentences for the terminal, at least one for each client.
     std::vector<std::string> lines;
     /// The worst result.
-    ClientsExit exit = ClientsExit::done;
+    ClientConfigExit exit = ClientConfigExit::done;
 
-    bool operator==(const ClientsReport&) const = default;
+    bool operator==(const ClientConfigReport&) const = default;
 };
 
 /// Processes one client after the other. Several processes may do so at the same time.
-[[nodiscard]] ClientsReport runClients(const ClientsRequest& request);
+[[nodiscard]] ClientConfigReport processClientConfigs(const ClientConfigRequest& request);
 
 } // namespace vostel_companion
