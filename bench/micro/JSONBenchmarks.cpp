@@ -1,4 +1,5 @@
 #include "bench/workload/Workload.h"
+#include "kit/jsonrpc/CanonicalJSON.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONWriter.h"
 
@@ -42,6 +43,14 @@ void writeText(benchmark::State& state, const std::string& text) {
 /// A result is read, and the text and the value are destroyed, on the way of every call.
 void ReadTranscript(benchmark::State& state) { readText(state, transcript(state)); }
 BENCHMARK(ReadTranscript)->Arg(200)->Arg(mebibyte)->Arg(16 * mebibyte)->Unit(benchmark::kMicrosecond);
+
+/// What a result in our own form costs instead of reading and writing.
+void RecogniseTranscript(benchmark::State& state) {
+    const std::string text = transcript(state);
+    for (auto _ : state) benchmark::DoNotOptimize(isCanonicalJSON(text));
+    countBytes(state, text);
+}
+BENCHMARK(RecogniseTranscript)->Arg(200)->Arg(mebibyte)->Arg(16 * mebibyte)->Unit(benchmark::kMicrosecond);
 
 void WriteTranscript(benchmark::State& state) { writeText(state, transcript(state)); }
 BENCHMARK(WriteTranscript)->Arg(200)->Arg(mebibyte)->Arg(16 * mebibyte)->Unit(benchmark::kMicrosecond);

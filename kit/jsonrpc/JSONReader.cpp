@@ -115,29 +115,26 @@ private:
 
     /// Reads a string whose opening quotation mark has been taken.
     bool readString() {
-        std::string_view plain;
-        if (!readPlain(plain)) return false;
+        const std::string_view plain = takePlain();
         if (next('"')) {
             values_.push_back(JSONTextAccess::string(plain));
             return true;
         }
         unescaped_.assign(plain);
         while (!next('"')) {
-            if (!next('\\')) return fail(); // a control character, or the end
-            if (!readEscape() || !readPlain(plain)) return false;
-            unescaped_ += plain;
+            if (!next('\\')) return fail(); // a control character, a byte that is not UTF-8, or the end
+            if (!readEscape()) return false;
+            unescaped_ += takePlain();
         }
         values_.push_back(JSONTextAccess::string(unescaped_));
         return true;
     }
 
     /// Takes the bytes that need no unescaping.
-    bool readPlain(std::string_view& plain) {
-        const PlainRun run = plainRun(rest());
-        plain = rest().substr(0, run.length);
-        const std::size_t valid = run.isASCII ? plain.size() : validUTF8Prefix(plain);
-        at_ += valid;
-        return valid == plain.size() || fail();
+    std::string_view takePlain() {
+        const char* start = at_;
+        at_ = afterPlain(at_, end_);
+        return {start, at_};
     }
 
     /// Reads an escape whose backslash has been taken.

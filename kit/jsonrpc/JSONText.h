@@ -1,74 +1,63 @@
-// What the reader and the writer of JSON strings share.
+// The loops over strings and numbers that all readers and the writer of JSON text share.
 #pragma once
 
-#include <bit>
+#include "kit/support/ASCII.h"
+#include "kit/support/ByteBlock.h"
+#include "kit/support/UTF8.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 namespace VostelMCPKit {
 
-/// The bytes at the front of a text that stand for themselves inside a JSON string.
-struct PlainRun {
-    std::size_t length;
-    bool isASCII;
-};
-
-namespace json_text_detail {
-
-static_assert(std::endian::native == std::endian::little, "the lowest byte of a word must be the first one");
-inline constexpr std::size_t wordSize = sizeof(std::uint64_t);
-inline constexpr std::uint64_t eachByte = 0x0101010101010101U;
-inline constexpr std::uint64_t highBits = 0x8080808080808080U;
-
-template <class Word>
-[[nodiscard]] inline std::uint64_t load(const char* bytes) {
-    Word word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
+/// Whether a JSON string may hold `byte` as it is: it is no control, no quotation mark and no backslash.
+[[nodiscard]] constexpr bool isPlain(char byte) {
+    return static_cast<unsigned char>(byte) >= 0x20 && byte != '"' && byte != '\\';
 }
 
-/// The first `count` bytes, fewer than eight, as a word that spaces fill up; reads no byte beyond them.
-[[nodiscard]] inline std::uint64_t loadPart(const char* bytes, std::size_t count) {
-    const std::uint64_t spaces = eachByte * ' ';
-    if (count == 0) return spaces;
-    std::uint64_t word = 0;
-    if (count >= 4) {
-        word = load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + count - 4) << 8 * (count - 4);
-    } else {
-        const auto byteAt = [bytes](std::size_t at) { return load<std::uint8_t>(bytes + at) << 8 * at; };
-        word = byteAt(0) | byteAt(count / 2) | byteAt(count - 1);
-    }
-    return word | spaces << 8 * count;
-}
-
-/// The high bit of each byte of `word` that needs an escape (RFC 8259, section 7). Only the lowest set bit is exact:
-/// the bytes above the first hit may be marked in error.
-[[nodiscard]] inline std::uint64_t needingEscape(std::uint64_t word) {
-    const auto belowByte = [](std::uint64_t bytes, std::uint64_t limit) { return (bytes - eachByte * limit) & ~bytes; };
-    return (belowByte(word, 0x20) | belowByte(word ^ eachByte * '"', 1) | belowByte(word ^ eachByte * '\\', 1)) &
-           highBits;
-}
-
-} // namespace json_text_detail
-
-/// Looks at eight bytes at a time.
-[[nodiscard]] inline PlainRun plainRun(std::string_view text) {
-    using namespace json_text_detail;
-    std::uint64_t seen = 0;
-    for (std::size_t offset = 0;; offset += wordSize) {
-        const std::size_t left = text.size() - offset;
-        const std::uint64_t word =
-            left >= wordSize ? load<std::uint64_t>(text.data() + offset) : loadPart(text.data() + offset, left);
-        if (const std::uint64_t found = needingEscape(word); found != 0) {
-            // The bits below the first hit are those of the bytes before it.
-            seen |= word & (found ^ (found - 1)) >> 8;
-            return {offset + static_cast<std::size_t>(std::countr_zero(found)) / 8, (seen & highBits) == 0};
+/// The end of the bytes from `at` on that a JSON string may hold as they are: plain bytes that are well-formed
+/// UTF-8.
+[[nodiscard]] inline const char* afterPlain(const char* at, const char* end) {
+    while (at != end) {
+        std::size_t length = 0;
+        if (fitsBlock(at, end)) {
+            const ByteBlock block{at};
+            const std::uint32_t others = block.notPlain();
+            const std::uint32_t considered = upToFirst(others);
+            const bool isASCII = (block.notASCII() & considered) == 0;
+            length = isASCII ? ByteBlock::size : wholeSequences(block, considered);
+            if (others != 0 && length != 0) return at + countBefore(others);
         }
-        seen |= word;
-        if (left < wordSize) return {text.size(), (seen & highBits) == 0};
+        if (length == 0) {
+            if (isPlain(*at)) length = sequenceLength(at, end);
+            if (length == 0) break;
+        }
+        at += length;
     }
+    return at;
+}
+
+/// The end of the digits from `at` on.
+[[nodiscard]] inline const char* afterDigits(const char* at, const char* end) {
+    for (; fitsBlock(at, end); at += ByteBlock::size) {
+        const std::uint32_t digits = ByteBlock{at}.inRange('0', '9');
+        if (digits != 0xFFFF) return at + countBefore(~digits);
+    }
+    while (at != end && isASCIIDigit(*at)) ++at;
+    return at;
+}
+
+/// How many bytes of `text`, which is valid UTF-8, a JSON string may hold as they are.
+[[nodiscard]] inline std::size_t plainLength(std::string_view text) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (; fitsBlock(at, end); at += ByteBlock::size) {
+        const std::uint32_t others = ByteBlock{at}.notPlain();
+        if (others != 0) return static_cast<std::size_t>(at - text.data()) + countBefore(others);
+    }
+    while (at != end && isPlain(*at)) ++at;
+    return static_cast<std::size_t>(at - text.data());
 }
 
 } // namespace VostelMCPKit

@@ -38,7 +38,7 @@ void writeEscape(char byte, Bytes& out) {
 }
 
 void writeString(std::string_view text, Bytes& out) {
-    std::size_t plain = plainRun(text).length;
+    std::size_t plain = plainLength(text);
     if (plain == text.size()) {
         char* room = out.room(plain + 2);
         room[0] = '"';
@@ -47,7 +47,7 @@ void writeString(std::string_view text, Bytes& out) {
         return out.grow(plain + 2);
     }
     out.append('"');
-    for (;; plain = plainRun(text).length) {
+    for (;; plain = plainLength(text)) {
         out.append(text.substr(0, plain));
         if (plain == text.size()) break;
         writeEscape(text[plain], out);

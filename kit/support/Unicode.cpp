@@ -1,6 +1,7 @@
 #include "kit/support/Unicode.h"
 
 #include "kit/support/ASCII.h"
+#include "kit/support/UTF8.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -27,26 +28,6 @@ Decoded firstCodePoint(std::string_view text) {
     return {codePoint, static_cast<std::size_t>(length)};
 }
 
-bool isASCII(std::string_view text) {
-    std::uint64_t seen = 0;
-    for (std::uint64_t word; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
-        std::memcpy(&word, text.data(), sizeof word);
-        seen |= word;
-    }
-    for (const char byte : text) seen |= static_cast<unsigned char>(byte);
-    return (seen & 0x8080808080808080U) == 0;
-}
-
-std::size_t asciiPrefix(std::string_view text) {
-    std::size_t length = 0;
-    for (std::uint64_t word; text.size() - length >= sizeof word; length += sizeof word) {
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if ((word & 0x8080808080808080U) != 0) break;
-    }
-    while (length < text.size() && static_cast<signed char>(text[length]) >= 0) ++length;
-    return length;
-}
-
 } // namespace
 
 bool isWhiteSpace(char32_t codePoint) {
@@ -56,16 +37,22 @@ bool isWhiteSpace(char32_t codePoint) {
 }
 
 std::size_t validUTF8Prefix(std::string_view bytes) {
-    for (std::string_view rest = bytes;;) {
-        rest.remove_prefix(asciiPrefix(rest));
-        if (rest.empty()) return bytes.size();
-        const auto [codePoint, length] = firstCodePoint(rest);
-        if (codePoint < 0) return bytes.size() - rest.size();
-        rest.remove_prefix(length);
+    const char* at = bytes.data();
+    const char* const end = at + bytes.size();
+    while (at != end) {
+        std::size_t length = 0;
+        if (fitsBlock(at, end)) {
+            const ByteBlock block{at};
+            length = block.notASCII() == 0 ? ByteBlock::size : wholeSequences(block, upToFirst(0));
+        }
+        if (length == 0) length = sequenceLength(at, end);
+        if (length == 0) break;
+        at += length;
     }
+    return static_cast<std::size_t>(at - bytes.data());
 }
 
-bool isValidUTF8(std::string_view bytes) { return isASCII(bytes) || validUTF8Prefix(bytes) == bytes.size(); }
+bool isValidUTF8(std::string_view bytes) { return validUTF8Prefix(bytes) == bytes.size(); }
 
 std::optional<char32_t> takeCodePoint(std::string_view& text) {
     const auto [codePoint, length] = firstCodePoint(text);

@@ -4,7 +4,6 @@
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
 #include "kit/support/ASCII.h"
-#include "kit/support/Unicode.h"
 #include "kit/support/unwrap.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 
@@ -39,11 +38,9 @@ bool takeFraction(std::string_view& text, double& fraction) {
 /// Takes a string without escapes.
 bool takeString(std::string_view& text, std::string& string) {
     if (!take(text, "\"")) return false;
-    const PlainRun run = plainRun(text);
-    const std::string_view plain = text.substr(0, run.length);
-    if (!run.isASCII && !isValidUTF8(plain)) return false;
-    string = plain;
-    text.remove_prefix(run.length);
+    const char* end = afterPlain(text.data(), text.data() + text.size());
+    string.assign(text.data(), end);
+    text.remove_prefix(string.size());
     return take(text, "\"");
 }
 

@@ -1,0 +1,126 @@
+// Sixteen bytes of text at a time, for the loops that look at every byte of a large text.
+//
+// A mask has one bit for each byte, the lowest for the first one. PortableBlock defines what the masks mean and serves
+// processors without vector instructions that we know. The tests compare it with the vector instructions of this one.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
+#endif
+
+namespace VostelMCPKit {
+
+class PortableBlock final {
+public:
+    static constexpr std::size_t size = 16;
+
+    /// Reads `size` bytes. They must outlive the block.
+    explicit PortableBlock(const char* bytes) : bytes_{bytes} {}
+
+    /// The bytes from `low` to `high`, both included.
+    [[nodiscard]] std::uint32_t inRange(unsigned char low, unsigned char high) const {
+        std::uint32_t mask = 0;
+        for (std::size_t index = 0; index < size; ++index) {
+            const auto byte = static_cast<unsigned char>(bytes_[index]);
+            mask |= static_cast<std::uint32_t>(low <= byte && byte <= high) << index;
+        }
+        return mask;
+    }
+    [[nodiscard]] std::uint32_t notASCII() const { return inRange(0x80, 0xFF); }
+    /// The bytes that a JSON string cannot hold as they are: controls, quotation marks, backslashes.
+    [[nodiscard]] std::uint32_t notPlain() const { return inRange(0, 0x1F) | inRange('"', '"') | inRange('\\', '\\'); }
+
+private:
+    const char* bytes_;
+};
+
+#if defined(__SSE2__)
+
+class VectorBlock final {
+public:
+    static constexpr std::size_t size = 16;
+
+    explicit VectorBlock(const char* bytes) : bytes_{_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes))} {}
+
+    [[nodiscard]] std::uint32_t inRange(unsigned char low, unsigned char high) const {
+        return maskOf(atMost(_mm_sub_epi8(bytes_, each(low)), static_cast<unsigned char>(high - low)));
+    }
+    [[nodiscard]] std::uint32_t notASCII() const { return maskOf(bytes_); }
+    [[nodiscard]] std::uint32_t notPlain() const {
+        const __m128i escaped = _mm_or_si128(_mm_cmpeq_epi8(bytes_, each('"')), _mm_cmpeq_epi8(bytes_, each('\\')));
+        return maskOf(_mm_or_si128(escaped, atMost(bytes_, 0x1F)));
+    }
+
+private:
+    [[nodiscard]] static __m128i each(unsigned char byte) { return _mm_set1_epi8(static_cast<char>(byte)); }
+    [[nodiscard]] static __m128i atMost(__m128i bytes, unsigned char limit) {
+        return _mm_cmpeq_epi8(_mm_min_epu8(bytes, each(limit)), bytes);
+    }
+    /// The highest bit of each byte.
+    [[nodiscard]] static std::uint32_t maskOf(__m128i bytes) {
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+    }
+
+    __m128i bytes_;
+};
+
+using ByteBlock = VectorBlock;
+
+#elif defined(__aarch64__)
+
+class VectorBlock final {
+public:
+    static constexpr std::size_t size = 16;
+
+    explicit VectorBlock(const char* bytes) : bytes_{vld1q_u8(reinterpret_cast<const std::uint8_t*>(bytes))} {}
+
+    [[nodiscard]] std::uint32_t inRange(unsigned char low, unsigned char high) const {
+        const auto width = static_cast<unsigned char>(high - low);
+        return maskOf(vcleq_u8(vsubq_u8(bytes_, vdupq_n_u8(low)), vdupq_n_u8(width)));
+    }
+    [[nodiscard]] std::uint32_t notASCII() const { return inRange(0x80, 0xFF); }
+    [[nodiscard]] std::uint32_t notPlain() const {
+        const uint8x16_t escaped = vorrq_u8(vceqq_u8(bytes_, vdupq_n_u8('"')), vceqq_u8(bytes_, vdupq_n_u8('\\')));
+        return maskOf(vorrq_u8(escaped, vcltq_u8(bytes_, vdupq_n_u8(0x20))));
+    }
+
+private:
+    /// Takes bytes that have all bits set or none.
+    [[nodiscard]] static std::uint32_t maskOf(uint8x16_t bytes) {
+        static constexpr std::uint8_t bits[size] = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+        const uint8x16_t chosen = vandq_u8(bytes, vld1q_u8(bits));
+        const std::uint32_t low = vaddv_u8(vget_low_u8(chosen));
+        const std::uint32_t high = vaddv_u8(vget_high_u8(chosen));
+        return low | high << 8;
+    }
+
+    uint8x16_t bytes_;
+};
+
+using ByteBlock = VectorBlock;
+
+#else
+
+using ByteBlock = PortableBlock;
+
+#endif
+
+/// How many bytes come before the first one of `mask`, which is not empty.
+[[nodiscard]] inline std::size_t countBefore(std::uint32_t mask) {
+    return static_cast<std::size_t>(std::countr_zero(mask));
+}
+/// The bytes up to the first one of `mask`, which is included; all bytes when `mask` is empty.
+[[nodiscard]] inline std::uint32_t upToFirst(std::uint32_t mask) { return mask ^ (mask - 1); }
+
+/// Whether a block can be read at `at`.
+[[nodiscard]] inline bool fitsBlock(const char* at, const char* end) {
+    return static_cast<std::size_t>(end - at) >= ByteBlock::size;
+}
+
+} // namespace VostelMCPKit

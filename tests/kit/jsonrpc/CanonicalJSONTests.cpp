@@ -1,0 +1,205 @@
+#include "kit/jsonrpc/CanonicalJSON.h"
+#include "kit/jsonrpc/JSONReader.h"
+#include "kit/jsonrpc/JSONWriter.h"
+#include "tests/support/RandomJSON.h"
+#include "tests/support/Repeat.h"
+#include "tests/support/Table.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace VostelMCPKit {
+namespace {
+
+using vostel_tests::Author;
+using vostel_tests::damaged;
+using vostel_tests::Dice;
+
+/// What the check replaces: the text of the value; empty when `text` holds none.
+std::string rewritten(std::string_view text) {
+    const auto value = readJSON(text);
+    Bytes out;
+    if (!value || !writeJSON(*value, out)) return {};
+    return std::string{out.text()};
+}
+
+struct Row {
+    const char* when;
+    std::string text;
+};
+
+TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
+    const Row rows[] = {
+        {"a word", "true"},
+        {"the other words", "[null,false]"},
+        {"an empty string", R"("")"},
+        {"characters beyond ASCII", "\"é€😀\x7F\xE2\x80\xA8/\""},
+        {"a long string", "\"" + std::string(100, 'a') + "é" + std::string(100, 'b') + "\""},
+        {"short escapes", R"("\"\\\b\f\n\r\t")"},
+        {"controls without a short escape", R"("\u0000\u000b\u0010\u001f")"},
+        {"zero", "0"},
+        {"a negative integer", "-17"},
+        {"the largest and the smallest integer", "[9223372036854775807,-9223372036854775808]"},
+        {"decimals", "[0.5,-0.25,123.456,0.00001,12345678901234.5]"},
+        {"decimals of many digits", "[0.1234567890123456,0.30000000000000004]"},
+        {"numbers with an exponent", "[1e-06,1.5e-07,1e+19,-1.7976931348623157e+308,5e-324]"},
+        {"empty containers", "[[],{},[{}],{\"a\":[]}]"},
+        {"an empty key", R"({"":1})"},
+        {"keys in order", R"({"a":1,"b":2,"C":3,"d10":4,"é":5})"},
+        {"keys with digits", R"({"a2":1,"a10":2})"},
+        {"keys with escapes", R"({"\t":1,"\n":2,"a\"":3,"b":4})"},
+        {"objects with the same keys", R"([{"a":1,"b":2},{"a":3,"b":4},{"a":5,"b":6}])"},
+        {"objects with more and fewer keys", R"([{"a":1,"b":2},{"a":3},{"a":5,"b":6,"c":7},{"b":8}])"},
+        {"objects inside objects", R"([{"a":{"b":1,"c":2},"b":3},{"a":{"b":4,"c":5},"b":6}])"},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_EQ(rewritten(row.text), row.text);
+        EXPECT_TRUE(isCanonicalJSON(row.text));
+    });
+}
+
+TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
+    const Row rows[] = {
+        {"white space before", " 1"},
+        {"white space after", "1\n"},
+        {"white space inside", "[1, 2]"},
+        {"white space in an empty array", "[ ]"},
+        {"an escaped slash", R"("\/")"},
+        {"an escaped letter", R"("\u0041")"},
+        {"an escape in capitals", R"("\u001F")"},
+        {"a number for a short escape", R"("\u000a")"},
+        {"the other numbers for short escapes", R"(["\u0008","\u0009","\u000c","\u000d"])"},
+        {"negative zero", "-0"},
+        {"negative zero with a fraction", "-0.0"},
+        {"a zero at the end", "0.50"},
+        {"an integer with a fraction", "1.0"},
+        {"an integer with an exponent", "1e2"},
+        {"a large integer with an exponent", "1e+16"},
+        {"an integer beyond 64 bits", "9223372036854775808"},
+        {"a long integer beyond 64 bits", "-99999999999999999999"},
+        {"more digits than the double has", "0.10000000000000001"},
+        {"a small number without an exponent", "0.000001"},
+        {"an exponent without its sign", "1.5e20"},
+        {"an exponent in capitals", "1.5E+20"},
+        {"an exponent of one digit", "1e-6"},
+        {"keys out of order", R"({"b":1,"a":2})"},
+        {"keys in the order of their bytes", R"({"a10":1,"a2":2})"},
+        {"a repeated key", R"({"a":1,"a":2})"},
+        {"a repeated key with an escape", R"({"\t":1,"\t":2})"},
+        {"keys with escapes out of order", R"({"\n":1,"\t":2})"},
+        {"keys out of order after objects with the same", R"([{"a":1,"b":2},{"a":3,"b":4,"aa":5}])"},
+        {"keys of an object out of order after one inside", R"({"b":{"a":1,"c":2},"b":3})"},
+        {"a later key of an object before one inside", R"([{"b":{"a":1,"c":2},"a":3}])"},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_NE(rewritten(row.text), "");
+        EXPECT_NE(rewritten(row.text), row.text);
+        EXPECT_FALSE(isCanonicalJSON(row.text));
+    });
+}
+
+TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
+    const Row rows[] = {
+        {"nothing", ""},
+        {"two values", "1 2"},
+        {"two values without space", "[][]"},
+        {"a word cut short", "tru"},
+        {"a word too long", "truee"},
+        {"an open array", "[1"},
+        {"an open object", R"({"a":1)"},
+        {"a wrong closing", "[1}"},
+        {"another wrong closing", R"({"a":1])"},
+        {"a comma before the end", "[1,]"},
+        {"no colon", R"({"a"1})"},
+        {"no key", "{1:2}"},
+        {"an open string", R"("a)"},
+        {"a long open string", "\"" + std::string(40, 'a')},
+        {"a line feed in a string", "\"a\nb\""},
+        {"an unknown escape", R"("\x")"},
+        {"an escape cut short", R"("\u00)"},
+        {"the end after a backslash", "\"\\"},
+        {"ill-formed UTF-8", "\"\xC3\""},
+        {"a surrogate", "\"\xED\xA0\x80\""},
+        {"a sign alone", "-"},
+        {"a leading zero", "01"},
+        {"a point alone", "1."},
+        {"a point first", ".5"},
+        {"an exponent without digits", "1e+"},
+        {"a number beyond the doubles", "1e+400"},
+        {"a byte order mark", "\xEF\xBB\xBF"
+                              "1"},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_EQ(rewritten(row.text), "");
+        EXPECT_FALSE(isCanonicalJSON(row.text));
+    });
+}
+
+TEST(CanonicalJSON, exactly_the_texts_that_come_back_unchanged_are_recognised) {
+    Author author{5};
+    Dice dice{6};
+    int recognised = 0;
+    int refused = 0;
+    const auto compare = [&](const std::string& text) {
+        const bool expected = !text.empty() && rewritten(text) == text;
+        ASSERT_EQ(isCanonicalJSON(text), expected) << testing::PrintToString(text);
+        ++(expected ? recognised : refused);
+    };
+    for (int round = 0; round < 2'000; ++round) {
+        const std::string document = author.document();
+        const std::string canonical = rewritten(document);
+        compare(document);
+        compare(canonical);
+        compare(damaged(document, dice));
+        if (!canonical.empty()) compare(damaged(canonical, dice));
+    }
+    // Both answers came up often enough to mean something.
+    EXPECT_GT(recognised, 2'000);
+    EXPECT_GT(refused, 2'000);
+}
+
+TEST(CanonicalJSON, every_damaged_byte_of_a_transcript_is_judged_as_reading_and_writing_would) {
+    std::string text = R"({"segments":[)";
+    for (const char* word : {" the", " \\\"quoted\\\"", " привет", " 会議", " naïve and longer than a block"}) {
+        text += R"({"endTime":12.25,"startTime":7.5,"text":")" + std::string{word} + "\"},";
+    }
+    text.back() = ']';
+    text += '}';
+    ASSERT_TRUE(isCanonicalJSON(text));
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        for (const char byte : {'"', '\\', '0', '.', ',', 'a', ' ', '\xC3', '\x80', '\n', '}', 'e', '-'}) {
+            std::string other = text;
+            other[at] = byte;
+            ASSERT_EQ(isCanonicalJSON(other), rewritten(other) == other) << other;
+        }
+        const std::string shorter = text.substr(0, at);
+        ASSERT_FALSE(isCanonicalJSON(shorter)) << shorter;
+    }
+}
+
+TEST(CanonicalJSON, decimals_of_up_to_seventeen_digits_are_judged_as_reading_and_writing_would) {
+    Dice dice{7};
+    for (int round = 0; round < 20'000; ++round) {
+        std::string text;
+        if (dice.oneIn(3)) text += '-';
+        for (std::size_t digits = 1 + dice.below(9); digits > 0; --digits)
+            text += static_cast<char>('0' + dice.below(10));
+        text += '.';
+        for (std::size_t zeros = dice.oneIn(4) ? dice.below(6) : 0; zeros > 0; --zeros) text += '0';
+        for (std::size_t digits = 1 + dice.below(9); digits > 0; --digits)
+            text += static_cast<char>('0' + dice.below(10));
+        const std::string expected = rewritten(text);
+        ASSERT_EQ(isCanonicalJSON(text), expected == text) << text;
+    }
+}
+
+TEST(CanonicalJSON, nesting_of_any_depth_is_recognised) {
+    const std::size_t depth = 200'000;
+    using vostel_tests::repeat;
+    EXPECT_TRUE(isCanonicalJSON(repeat("[", depth) + repeat("]", depth)));
+    EXPECT_TRUE(isCanonicalJSON(repeat(R"({"a":)", depth) + "1" + repeat("}", depth)));
+    EXPECT_FALSE(isCanonicalJSON(repeat("[", depth)));
+}
+
+} // namespace
+} // namespace VostelMCPKit
