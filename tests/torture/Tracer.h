@@ -1,0 +1,96 @@
+// Runs the server under ptrace and lets its system calls fail.
+#pragma once
+
+#include "tests/torture/Fault.h"
+#include "tests/torture/SharedState.h"
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <semaphore>
+#include <string>
+#include <sys/types.h>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace torture {
+
+/// How a process ended; a signal of 0 means by itself.
+struct Ending {
+    int exitStatus = 0;
+    int signal = 0;
+
+    bool operator==(const Ending&) const = default;
+};
+
+/// Follows the server, its threads and the processes that it starts, up to their exec. Linux on x86-64.
+class Tracer final {
+public:
+    struct Program {
+        std::string executable;
+        std::vector<std::string> environment;
+        int input, output, error;
+    };
+
+    Tracer(SharedState& shared, std::vector<Fault> faults) : shared_{shared}, faults_{std::move(faults)} {}
+    Tracer(const Tracer&) = delete;
+    /// Ends what still runs.
+    ~Tracer();
+
+    /// `armsAtMain` lets the faults begin with the program's own first system call.
+    void start(const Program& program, bool armsAtMain);
+
+    /// From here on system calls and allocations are counted, and fail.
+    void arm();
+    void disarm();
+
+    [[nodiscard]] pid_t server() const { return server_; }
+    /// Absent while the server runs.
+    [[nodiscard]] std::optional<Ending> ending() const;
+    /// Kills the server.
+    void kill() const;
+    /// Whether all that the server started has ended, up to its exec.
+    [[nodiscard]] bool isAlone() const;
+
+    /// While armed: how often each system call was made.
+    [[nodiscard]] std::map<long, long> counts() const;
+    /// The system calls that failed.
+    [[nodiscard]] long failures() const { return shared_.systemFailures; }
+
+private:
+    struct Thread {
+        bool isInside = false;
+        /// What the system call will seem to return.
+        std::optional<long> result;
+        /// The value that a changed argument had.
+        std::optional<unsigned long long> length, address;
+    };
+
+    void trace(const Program& program, bool armsAtMain);
+    void runProgram(const Program& program);
+    void noteThreads();
+    void onSystemCall(pid_t thread);
+    void enter(pid_t id, Thread& thread);
+    void leave(pid_t id, Thread& thread);
+    const Fault* faultFor(long number);
+
+    SharedState& shared_;
+    const std::vector<Fault> faults_;
+    std::thread tracer_;
+    std::binary_semaphore isStarted_{0};
+    std::atomic<pid_t> server_ = 0;
+    bool armsAtMain_ = false;
+    /// Of the tracing thread.
+    std::unordered_map<pid_t, Thread> threads_;
+
+    mutable std::mutex mutex_;
+    std::optional<Ending> ending_;
+    std::map<long, long> counts_;
+    /// What is traced.
+    std::vector<pid_t> ids_;
+};
+
+} // namespace torture

@@ -1,0 +1,198 @@
+// Lets everything fail once that the server asks of the system: torture SERVER PRELOADED [OPTION...]
+
+#include "tests/torture/Judge.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <string>
+#include <string_view>
+#include <sys/prctl.h>
+
+using namespace torture;
+
+namespace {
+
+struct Options {
+    Programs programs;
+    /// Takes every so many-th point, from `offset` on.
+    std::size_t every = 1, offset = 0;
+    std::size_t pairs = 6'400;
+    unsigned seed = 1;
+    /// Only points whose description contains it.
+    std::string only = {};
+    bool isPlanted = false;
+};
+
+constexpr const char* usage = R"(usage: torture SERVER PRELOADED [OPTION...]
+  --every N       every N-th point only
+  --offset N      from this one on
+  --pairs N       pairs of faults (6400)
+  --seed N        which pairs (1)
+  --only TEXT     points whose description contains it
+  --planted       faults of the server, each of which must be found
+)";
+
+Options optionsOf(int count, char** arguments) {
+    const auto fail = [] {
+        std::fputs(usage, stderr);
+        std::exit(2);
+    };
+    if (count < 3) fail();
+    Options options{.programs = {arguments[1], arguments[2]}};
+    for (int index = 3; index < count; ++index) {
+        const std::string_view name = arguments[index];
+        if (name == "--planted") {
+            options.isPlanted = true;
+            continue;
+        }
+        if (++index == count) fail();
+        const char* value = arguments[index];
+        if (name == "--only")
+            options.only = value;
+        else if (name == "--every")
+            options.every = std::strtoul(value, nullptr, 10);
+        else if (name == "--offset")
+            options.offset = std::strtoul(value, nullptr, 10);
+        else if (name == "--pairs")
+            options.pairs = std::strtoul(value, nullptr, 10);
+        else if (name == "--seed")
+            options.seed = static_cast<unsigned>(std::strtoul(value, nullptr, 10));
+        else
+            fail();
+    }
+    return options;
+}
+
+/// Every fault for itself, in the places that a run without faults has shown.
+std::vector<Point> singlePoints(const Conversation& conversation, const Verdict& shown) {
+    std::vector<Point> points;
+    const auto add = [&](Fault fault) { points.push_back({&conversation, {fault}}); };
+    for (const auto& [number, count] : shown.systemCalls) {
+        if (!isKnown(number)) {
+            std::printf("There is no rule for the system call %ld.\n", number);
+            std::exit(EXIT_FAILURE);
+        }
+        // Threads do not do exactly the same each time.
+        const long last = count + 1;
+        for (long position = 1; position <= last; ++position) {
+            for (const int error : errorsOf(number)) {
+                for (const bool stays : {false, true}) {
+                    add({.kind = Fault::Kind::fails,
+                         .number = number,
+                         .error = error,
+                         .position = position,
+                         .stays = stays});
+                }
+            }
+            if (mayBeShort(number)) add({.kind = Fault::Kind::isShort, .number = number, .position = position});
+        }
+        if (mayBeShort(number)) {
+            add({.kind = Fault::Kind::isShort, .number = number, .position = 1, .stays = true});
+        }
+    }
+    for (long position = 1; position <= shown.allocations; ++position) {
+        add({.kind = Fault::Kind::allocation, .position = position});
+        add({.kind = Fault::Kind::allocation, .position = position, .stays = true});
+    }
+    return points;
+}
+
+std::vector<Point> allPoints(const Options& options) {
+    std::vector<Point> points;
+    std::mt19937 random{options.seed};
+    for (const Conversation& conversation : conversations()) {
+        const Verdict shown = judge({&conversation, {}}, options.programs);
+        for (const std::string& violation : shown.violations) {
+            std::printf("%s breaks a rule without a fault: %s\n", conversation.name, violation.c_str());
+            std::exit(EXIT_FAILURE);
+        }
+        const std::vector<Point> single = singlePoints(conversation, shown);
+        points.insert(points.end(), single.begin(), single.end());
+        for (std::size_t pair = 0; pair < options.pairs / conversations().size(); ++pair) {
+            const auto draw = [&] { return single[random() % single.size()].faults.front(); };
+            Point drawn{&conversation, {draw(), draw()}};
+            points.push_back(std::move(drawn));
+        }
+    }
+    if (!options.only.empty()) {
+        std::erase_if(points, [&](const Point& point) { return !point.description().contains(options.only); });
+    }
+    return points;
+}
+
+int tortureAll(const Options& options) {
+    const auto start = std::chrono::steady_clock::now();
+    const std::vector<Point> points = allPoints(options);
+    std::size_t tried = 0, hit = 0, aborted = 0, bad = 0;
+    for (std::size_t index = options.offset; index < points.size(); index += options.every) {
+        const Verdict verdict = judge(points[index], options.programs);
+        ++tried;
+        hit += verdict.hasFault;
+        aborted += verdict.aborted;
+        if (verdict.violations.empty()) continue;
+        ++bad;
+        for (const std::string& violation : verdict.violations) {
+            std::printf("%s: %s\n", points[index].description().c_str(), violation.substr(0, 300).c_str());
+        }
+        std::fflush(stdout);
+    }
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    std::printf("%zu of %zu points in %.0f s: %zu met a fault, %zu ended for lack of memory, %zu break a rule\n", tried,
+                points.size(), seconds.count(), hit, aborted, bad);
+    return bad == 0 && tried > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+/// Each planted fault, in the conversation and with the fault of the system that brings it out.
+int findPlanted(const Options& options) {
+    const auto conversation = [](std::string_view name) {
+        return &*std::ranges::find_if(conversations(), [&](const auto& each) { return each.name == name; });
+    };
+    const Fault refused{.kind = Fault::Kind::fails, .number = 42 /* connect */, .error = ECONNREFUSED, .position = 1};
+    struct Row {
+        Planted planted;
+        const char* name;
+        const char* conversation;
+        std::vector<Fault> faults;
+        const char* violation;
+    };
+    const Row rows[] = {
+        {Planted::tornLine, "a torn line", "progress", {}, "a line"},
+        {Planted::secondAnswer, "a second answer", "progress", {}, "answers"},
+        {Planted::lostAnswer, "a lost answer", "progress", {}, "has no answer"},
+        {Planted::lineAfterCancellation, "a line after the cancellation", "cancellation", {}, "after the cancellation"},
+        {Planted::leakedDescriptor, "a leaked descriptor", "progress", {refused}, "descriptors are left"},
+        {Planted::leakedThread, "a leaked thread", "progress", {refused}, "threads are left"},
+        {Planted::leakedChild, "a leaked child", "progress", {refused}, "child is left"},
+        {Planted::brokenNextCall, "a broken next call", "progress", {refused}, "the next call does not work"},
+        {Planted::crash, "a crash", "progress", {refused}, "signal 11"},
+        {Planted::hang, "a hang", "progress", {refused}, "the next call does not work"},
+    };
+    int missed = 0;
+    patience = std::chrono::seconds{1};
+    for (const Row& row : rows) {
+        const Verdict verdict = judge({conversation(row.conversation), row.faults}, options.programs, row.planted);
+        const bool isFound = std::ranges::any_of(
+            verdict.violations, [&](const std::string& violation) { return violation.contains(row.violation); });
+        std::printf("%s: %s\n", row.name, isFound ? "found" : "MISSED");
+        for (const std::string& violation : verdict.violations) std::printf("    %.200s\n", violation.c_str());
+        missed += !isFound;
+    }
+    return missed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const std::string_view name = arguments[0];
+    if (name.ends_with("/Vostel")) return playLaunched(arguments[0]);
+    // What the server launches comes to us when the server has ended.
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
+    signal(SIGPIPE, SIG_IGN);
+    const Options options = optionsOf(count, arguments);
+    return options.isPlanted ? findPlanted(options) : tortureAll(options);
+}
