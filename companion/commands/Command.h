@@ -59,8 +59,11 @@ struct Command {
         bool operator==(const ListTranscripts&) const = default;
     };
     struct ShowTranscript {
+        enum class Format { text, srt, vtt, json };
+
         /// The beginning of its id.
         std::string id;
+        Format format = Format::text;
         bool operator==(const ShowTranscript&) const = default;
     };
     struct ListWords {

@@ -52,6 +52,14 @@ std::optional<MCPClientKind> kindNamed(const std::string& name) {
     return std::nullopt;
 }
 
+Command::ShowTranscript::Format formatNamed(const std::string& name) {
+    using Format = Command::ShowTranscript::Format;
+    const std::string plain = plainName(name);
+    if (plain == "srt") return Format::srt;
+    if (plain == "vtt") return Format::vtt;
+    return plain == "json" ? Format::json : Format::text;
+}
+
 /// Declares the verbs. After parsing it holds the arguments of the given verb.
 class Grammar final {
 public:
@@ -147,11 +155,18 @@ private:
                                      "List the transcripts of files, links and recorded calls, newest first, or print "
                                      "one of them.",
                                      [this] {
-                                         if (!id_.empty()) return Command{Command::ShowTranscript{id_}};
+                                         if (!id_.empty())
+                                             return Command{Command::ShowTranscript{id_, formatNamed(format_)}};
                                          return Command{Command::ListTranscripts{limit_, since_, until_}};
                                      });
         CLI::Option* id =
             transcripts->add_option("ID", id_, "Print the transcript with this id. The beginning of the id is enough.");
+        transcripts
+            ->add_option("--format", format_,
+                         "How to print the transcript: txt, or with its times as srt or vtt (subtitles) or json.")
+            ->option_text("FORMAT")
+            ->needs(id)
+            ->check(CLI::IsMember({"txt", "srt", "vtt", "json"}, CLI::ignore_case));
         const auto filter = [&](const char* name, auto& value, const char* placeholder, const char* about) {
             transcripts->add_option(name, value, about)->option_text(placeholder)->excludes(id);
         };
@@ -240,6 +255,7 @@ private:
     Make make_ = [] { return Command{Command::Serve{}}; };
 
     std::string id_;
+    std::string format_;
     std::string state_;
     std::string file_;
     std::string system_;

@@ -13,7 +13,7 @@ Exit run(const Command::Dictate& verb, CommandContext& context) {
     const auto done = [&] {
         ProgressBar bar{context.progress, "Transcribing"};
         return context.transcribe(path, verb.language, context.cancellation,
-                                  [&](double fraction) { bar.show(fraction); });
+                                  [&](const Progress& now) { bar.show(now.fraction); });
     }();
     if (!done) return context.failed(done.error());
     const auto rules = Vocabulary{context.database}.list();

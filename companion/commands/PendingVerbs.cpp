@@ -3,8 +3,8 @@
 #include "companion/commands/FindByID.h"
 #include "companion/support/InQuotes.h"
 #include "companion/support/TerminalSafe.h"
+#include "companion/support/Wording.h"
 #include "companion/terminal/ConfirmationPrompt.h"
-#include "companion/terminal/Wording.h"
 
 namespace vostel_companion {
 

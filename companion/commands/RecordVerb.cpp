@@ -69,7 +69,7 @@ private:
     std::expected<Transcription, TranscriptionError> transcribe(const Track& track, const std::string& language,
                                                                 double from, double to) {
         return context_.transcribe(track.path, language, context_.cancellation,
-                                   [&](double fraction) { report(from + (to - from) * fraction); });
+                                   [&](const Progress& now) { report(from + (to - from) * now.fraction); });
     }
 
     void report(double fraction) {

@@ -4,13 +4,20 @@
 #include "companion/store/Recordings.h"
 #include "companion/store/Transcripts.h"
 #include "companion/support/TerminalSafe.h"
-#include "companion/terminal/Wording.h"
+#include "companion/support/Wording.h"
+#include "companion/tools/Rendering.h"
+#include "companion/tools/ToolSignatures.h"
+#include "companion/transcript/Subtitles.h"
+#include "kit/jsonrpc/Codec.h"
+#include "kit/jsonrpc/JSONWriter.h"
 #include "kit/support/CharacterCount.h"
 
 #include <algorithm>
 #include <filesystem>
 
 namespace vostel_companion {
+
+using VostelMCPKit::MCPValue;
 
 namespace {
 
@@ -66,6 +73,34 @@ Entry entryOf(const RecordingSummary& summary) {
                    isReady ? "call: " + previewText(summary.preview) : "call, " + unfinishedText(summary));
 }
 
+/// The words and their times, as transcribe_file returns them.
+MCPValue jsonRecord(const StoredTranscript& transcript) {
+    TranscriptionResult record{transcript.text, std::nullopt};
+    std::vector<TranscriptionResult::Segment>& segments = record.segments.emplace();
+    for (const TranscriptSegment& segment : transcript.segments) {
+        segments.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
+    }
+    return VostelMCPKit::encode(record);
+}
+
+/// The turns and their times, as recording_get returns them.
+MCPValue jsonRecord(const Recording& recording) {
+    std::vector<MCPValue> lines;
+    for (const RecordingLine& line : recording.lines) lines.push_back(VostelMCPKit::encode(turnRecord(line)));
+    return MCPValue::object({{"text", plainText(recording.lines)}, {"lines", MCPValue::array(std::move(lines))}});
+}
+
+std::string jsonText(const MCPValue& record) {
+    VostelMCPKit::Bytes text;
+    // Cannot fail: the record has no infinite number.
+    std::ignore = VostelMCPKit::writeJSON(record, text);
+    return std::string{text.text()} + "\n";
+}
+
+std::string subtitleText(Command::ShowTranscript::Format format, const std::vector<Subtitle>& shown) {
+    return format == Command::ShowTranscript::Format::srt ? srtText(shown) : vttText(shown);
+}
+
 } // namespace
 
 Exit run(const Command::ListTranscripts& verb, CommandContext& context) {
@@ -93,13 +128,17 @@ Exit run(const Command::ListTranscripts& verb, CommandContext& context) {
 }
 
 Exit run(const Command::ShowTranscript& verb, CommandContext& context) {
+    using Format = Command::ShowTranscript::Format;
     static constexpr const char* tables[] = {"transcripts", "recordings"};
     const auto id = findByID(context, tables, "transcript", verb.id);
     if (!id) return id.error();
     const auto transcript = Transcripts{context.database}.find(*id);
     if (!transcript) return context.failed(transcript.error());
     if (const std::optional<StoredTranscript>& found = *transcript) {
-        context.print(printable(found->text) + "\n");
+        const std::string text = verb.format == Format::text   ? found->text + "\n"
+                                 : verb.format == Format::json ? jsonText(jsonRecord(*found))
+                                                               : subtitleText(verb.format, subtitles(found->segments));
+        context.print(printable(text));
         return Exit::done;
     }
     const auto recording = Recordings{context.database}.find(*id);
@@ -109,7 +148,13 @@ Exit run(const Command::ShowTranscript& verb, CommandContext& context) {
         context.printError("This call has no transcript: " + unfinishedText(call.summary));
         return Exit::refused;
     }
-    if (!call.lines.empty()) context.print(printable(plainText(call.lines)) + "\n");
+    if (verb.format == Format::json) {
+        context.print(printable(jsonText(jsonRecord(call))));
+    } else if (verb.format != Format::text) {
+        context.print(printable(subtitleText(verb.format, subtitles(call.lines))));
+    } else if (!call.lines.empty()) {
+        context.print(printable(plainText(call.lines)) + "\n");
+    }
     return Exit::done;
 }
 

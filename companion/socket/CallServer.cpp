@@ -319,9 +319,10 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
                          const std::shared_ptr<Cancellation>& cancellation) {
     ProgressThrottle throttle{limits_.progressInterval, {}};
     bool isBroken = false;
-    const auto progress = [&](double fraction) {
-        if (isBroken || !throttle.admits(fraction, std::chrono::steady_clock::now())) return;
-        const MCPWireOutboundFrame report{MCPWireProgress{request.requestID, fraction, std::nullopt}};
+    const auto progress = [&](const Progress& now) {
+        if (isBroken || !throttle.admits(now.fraction, std::chrono::steady_clock::now())) return;
+        const auto message = now.message.empty() ? std::nullopt : std::optional{now.message};
+        const MCPWireOutboundFrame report{MCPWireProgress{request.requestID, now.fraction, message}};
         const auto bytes = MCPWireFraming::encode(report);
         // A report that finds no room is left out. If the peer does not take the rest of a report, the call is
         // cancelled.

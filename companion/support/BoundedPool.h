@@ -48,13 +48,27 @@ public:
     BoundedPool& operator=(const BoundedPool&) = delete;
 
     /// Waits until an object is free. Returns no lease when `cancellation` comes first, and an error when the object
-    /// could not be made.
-    [[nodiscard]] std::expected<std::optional<Lease>, Error> borrow(Cancellation& cancellation) {
+    /// could not be made. A borrower that waits has `whileWaiting` called on its thread, at once and whenever the
+    /// number changes: the number of leases that must end before it has its turn.
+    [[nodiscard]] std::expected<std::optional<Lease>, Error>
+    borrow(Cancellation& cancellation, const std::function<void(std::size_t)>& whileWaiting = {}) {
         const Cancellation::Listener listener{cancellation, [this] { wakeAll(); }};
         std::unique_lock lock{mutex_};
         const std::size_t ticket = nextTicket_++;
         waiting_.push_back(ticket);
-        turn_.wait(lock, [&] { return cancellation.isCancelled() || (waiting_.front() == ticket && lent_ < limit_); });
+        std::size_t told = 0;
+        while (!cancellation.isCancelled()) {
+            const std::size_t before = leasesBefore(ticket);
+            if (before == 0) break;
+            if (before == told || !whileWaiting) {
+                turn_.wait(lock);
+                continue;
+            }
+            told = before;
+            lock.unlock();
+            whileWaiting(before);
+            lock.lock();
+        }
         std::erase(waiting_, ticket);
         turn_.notify_all();
         if (cancellation.isCancelled()) return std::nullopt;
@@ -73,6 +87,13 @@ public:
     }
 
 private:
+    /// How many leases must end before the borrower with `ticket` has its turn.
+    std::size_t leasesBefore(std::size_t ticket) const {
+        const auto ahead = static_cast<std::size_t>(std::ranges::find(waiting_, ticket) - waiting_.begin());
+        const std::size_t needed = lent_ + ahead + 1;
+        return needed > limit_ ? needed - limit_ : 0;
+    }
+
     void giveBack(std::unique_ptr<Thing> thing) {
         const std::lock_guard lock{mutex_};
         --lent_;

@@ -19,9 +19,10 @@ public:
 
     explicit Semaphore(std::size_t limit) : pool_{limit, [] { return std::make_unique<Token>(); }} {}
 
-    /// Waits for a permit; absent when `cancellation` came first.
-    [[nodiscard]] std::optional<Permit> acquire(Cancellation& cancellation) {
-        auto permit = pool_.borrow(cancellation);
+    /// Waits for a permit; absent when `cancellation` came first. `whileWaiting` as in BoundedPool::borrow.
+    [[nodiscard]] std::optional<Permit> acquire(Cancellation& cancellation,
+                                                const std::function<void(std::size_t)>& whileWaiting = {}) {
+        auto permit = pool_.borrow(cancellation, whileWaiting);
         return permit ? *std::move(permit) : std::nullopt;
     }
 

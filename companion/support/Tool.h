@@ -2,6 +2,7 @@
 #pragma once
 
 #include "companion/support/Cancellation.h"
+#include "companion/support/Progress.h"
 #include "kit/jsonrpc/MCPValue.h"
 #include "kit/tools/MCPToolOutcome.h"
 
@@ -17,8 +18,8 @@ struct ToolCall {
     VostelMCPKit::MCPValue arguments;
     /// Watched by tools that run for long.
     Cancellation& cancellation;
-    /// Takes the fraction of the work that is done, 0 to 1, whenever it changes.
-    std::function<void(double)> progress;
+    /// Called whenever the work is further, or the message changes.
+    ReportProgress progress;
 };
 
 /// Runs on a thread of the call, several calls at once.

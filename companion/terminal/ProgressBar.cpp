@@ -1,6 +1,6 @@
 #include "companion/terminal/ProgressBar.h"
 
-#include "companion/terminal/Wording.h"
+#include "companion/support/Wording.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,7 @@
 #include "companion/tools/ModelTools.h"
 
 #include "companion/support/Semaphore.h"
+#include "companion/support/Wording.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/ConfirmedTools.h"
 #include "companion/tools/Rendering.h"
@@ -38,11 +39,14 @@ MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
 MCPToolOutcome installModel(const ToolContext& context, Semaphore& installations, const ToolCall& call) {
     const auto arguments = readArguments<ModelInstall>(call);
     if (!arguments) return MCPToolOutcome::failed(arguments.error());
-    const auto permit = installations.acquire(call.cancellation);
+    const auto permit = installations.acquire(call.cancellation, reportWaiting(call.progress));
     if (!permit) return MCPToolOutcome::failed(ModelError{ModelError::Cancelled{}}.description());
     const std::string& identifier = arguments->identifier;
+    const auto progress = [&](double fraction) {
+        call.progress({fraction, "Copying the model " + identifier + ", " + percentText(fraction) + " done"});
+    };
     const auto done =
-        context.models.install(identifier, {call.progress, [&call] { return call.cancellation.isCancelled(); }});
+        context.models.install(identifier, {progress, [&call] { return call.cancellation.isCancelled(); }});
     if (!done) return MCPToolOutcome::failed(done.error().description());
     return doneOutcome<ModelInstall>("The model " + identifier + " is installed.", {identifier, /*installed=*/true});
 }

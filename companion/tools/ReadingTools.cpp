@@ -149,9 +149,16 @@ MCPToolOutcome wholeTranscript(const ToolContext& context, const StoredTranscrip
         for (const TranscriptSegment& segment : std::span{transcript.segments}.first(count)) {
             segments.push_back({rounded(segment.startTime), rounded(segment.endTime)});
         }
-        std::string words = text.shown(count);
-        entry.text = words;
-        return doneOutcome<TranscriptsList>(transcriptHeading(summary) + "\n" + words, {{std::move(entry)}, 1, 1});
+        const std::string words = text.shown(count);
+        std::vector<std::string> notes;
+        if (words.empty()) notes.push_back("No speech was found in " + inQuotes(summary.source.value) + ".");
+        entry.text = withNotes(notes, words);
+        if (!hasRoomForTimes(VostelMCPKit::encode(entry))) {
+            entry.segments.reset();
+            entry.text = withNotes({timesLeftOut(summary.id, text.savedAt())}, words);
+        }
+        const std::string readable = transcriptHeading(summary) + "\n" + *entry.text;
+        return doneOutcome<TranscriptsList>(readable, {{std::move(entry)}, 1, 1});
     });
 }
 
@@ -212,16 +219,6 @@ MCPToolOutcome listRecordings(const ToolContext& context, Database& database, co
                                        recordingLines);
 }
 
-RecordingGet::Turn turnRecord(const RecordingLine& line) {
-    return {
-        .track = name(line.track),
-        .speaker = line.speaker,
-        .text = line.text,
-        .startTime = rounded(line.startTime),
-        .endTime = rounded(line.endTime),
-    };
-}
-
 MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recording) {
     const RecordingSummary& summary = recording.summary;
     const std::string whole = plainText(recording.lines);
@@ -229,17 +226,25 @@ MCPToolOutcome wholeRecording(const ToolContext& context, const Recording& recor
     TruncatedTranscript text{whole, std::move(ends),
                              saving(context, transcriptFileName(summary.startedAt, "recording", summary.id), whole)};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
+        const std::string words = text.shown(count);
+        std::vector<std::string> notes;
+        if (words.empty() && summary.state == RecordingSummary::State::ready) {
+            notes.emplace_back("No speech was found in this call.");
+        }
         RecordingGet::Result result{
             .id = summary.id.text(),
             .startedAt = formatTimestamp(summary.startedAt),
             .duration = rounded(summary.duration),
             .state = name(summary.state),
             .language = summary.language,
-            .text = text.shown(count),
-            .lines = {},
+            .text = withNotes(notes, words),
+            .lines = std::nullopt,
         };
-        for (const RecordingLine& line : std::span{recording.lines}.first(count)) {
-            result.lines.push_back(turnRecord(line));
+        std::vector<RecordingGet::Turn>& lines = result.lines.emplace();
+        for (const RecordingLine& line : std::span{recording.lines}.first(count)) lines.push_back(turnRecord(line));
+        if (!hasRoomForTimes(VostelMCPKit::encode(result))) {
+            result.lines.reset();
+            result.text = withNotes({timesLeftOut(summary.id, text.savedAt())}, words);
         }
         return doneOutcome<RecordingGet>(recordingHeading(summary) + "\n" + result.text, result);
     });

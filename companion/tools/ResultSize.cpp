@@ -11,6 +11,11 @@ namespace vostel_companion {
 
 using namespace VostelMCPKit;
 
+bool hasRoomForTimes(const MCPValue& record) {
+    Bytes written;
+    return writeJSON(record, written) && written.size() <= longestRecordWithTimes;
+}
+
 std::size_t resultSize(const MCPToolOutcome& outcome) {
     Bytes written;
     if (!writeJSON(MCPCallResult::rendering(outcome), written)) return std::numeric_limits<std::size_t>::max();

@@ -58,7 +58,8 @@ struct TranscriptionResult {
     };
 
     std::string text;
-    std::vector<Segment> segments;
+    /// Left out of a long record.
+    std::optional<std::vector<Segment>> segments;
 
     static void codingKeys(auto& self, auto& key) {
         key("text", self.text);
@@ -160,7 +161,7 @@ struct TranscriptsList {
         std::int64_t characterCount = 0;
         /// In lists only.
         std::optional<std::string> preview;
-        // Only when the call named this transcript.
+        // Only when the call named this transcript. The segments are left out of a long record.
         std::optional<std::string> text;
         std::optional<std::vector<Segment>> segments;
 
@@ -239,7 +240,8 @@ struct RecordingGet {
         std::string state;
         std::optional<std::string> language;
         std::string text;
-        std::vector<Turn> lines;
+        /// Left out of a long record.
+        std::optional<std::vector<Turn>> lines;
 
         static void codingKeys(auto& self, auto& key) {
             key("id", self.id);

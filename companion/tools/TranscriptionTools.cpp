@@ -3,6 +3,8 @@
 #include "companion/models/LanguageHint.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
+#include "companion/support/InQuotes.h"
+#include "companion/support/Wording.h"
 #include "companion/tools/Arguments.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ResultSize.h"
@@ -27,8 +29,11 @@ constexpr double downloadFraction = 0.25;
 /// A transcription after it was stored, as far as that was possible.
 struct StoredTranscription {
     Transcript transcript;
+    /// Absent if the transcript could not be stored.
+    std::optional<VostelMCPKit::UUID> id;
+    /// Absent if the text could not be saved.
     std::optional<std::string> path;
-    /// What could not be done, one sentence each.
+    /// What the model must know: above all, what could not be done, one sentence each.
     std::vector<std::string> notes;
 };
 
@@ -44,7 +49,7 @@ void applyVocabulary(Database& database, StoredTranscription& stored) {
 /// Applies the vocabulary, stores the transcript and saves its text as a file. A step that fails leaves a note, and the
 /// next one is tried all the same.
 StoredTranscription store(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
-    StoredTranscription stored{done.transcript, std::nullopt, {}};
+    StoredTranscription stored{done.transcript, std::nullopt, std::nullopt, {}};
     // Deliberate: the transcript of a cancelled call is stored too. The work is done, and the history can show it.
     Cancellation never;
     const auto permit = context.databaseWork->acquire(never);
@@ -62,7 +67,11 @@ StoredTranscription store(const ToolContext& context, const Transcription& done,
     if (database) {
         const auto added = Transcripts{*database}.add(
             id, {date, source, done.duration, done.language, text, stored.transcript.segments});
-        if (!added) stored.notes.push_back("The transcript was not stored. " + added.error().description());
+        if (added) {
+            stored.id = id;
+        } else {
+            stored.notes.push_back("The transcript was not stored. " + added.error().description());
+        }
     }
     const auto path =
         saveTranscriptFile(context.paths.transcripts(), transcriptFileName(date, titleOf(source), id), text);
@@ -71,6 +80,7 @@ StoredTranscription store(const ToolContext& context, const Transcription& done,
     } else {
         stored.notes.push_back("The transcript was not saved as a file. " + path.error().description());
     }
+    if (text.empty()) stored.notes.push_back("No speech was found in " + inQuotes(source.value) + ".");
     return stored;
 }
 
@@ -80,14 +90,18 @@ MCPToolOutcome outcomeOf(const StoredTranscription& stored) {
     TruncatedTranscript text{stored.transcript.text(), std::move(ends), [&] { return stored.path; }};
 
     return fittingOutcome(text.parts(), [&](std::size_t count) {
-        TranscriptionResult result{text.shown(count), {}};
+        const std::string words = text.shown(count);
+        TranscriptionResult result{withNotes(stored.notes, words), std::nullopt};
+        std::vector<TranscriptionResult::Segment>& times = result.segments.emplace();
         for (const TranscriptSegment& segment : std::span{segments}.first(count)) {
-            result.segments.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
+            times.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
         }
-        // Only the model is given the notes: programs read the words out of the result's text.
-        std::string words = result.text;
-        for (const std::string& note : stored.notes) words += "\n\n[" + note + "]";
-        return doneOutcome<TranscribeFile>(std::move(words), result);
+        if (!hasRoomForTimes(VostelMCPKit::encode(result))) {
+            std::vector<std::string> notes{timesLeftOut(stored.id, stored.path)};
+            notes.insert(notes.end(), stored.notes.begin(), stored.notes.end());
+            result = {withNotes(notes, words), std::nullopt};
+        }
+        return doneOutcome<TranscribeFile>(result.text, result);
     });
 }
 
@@ -144,12 +158,14 @@ MCPToolOutcome transcribeURL(const ToolContext& context, const ToolCall& call) {
     }
     const JudgedLink link{url, std::get<MCPURLPolicy::Decision::Allowed>(std::move(decision.is))};
 
-    const auto audio = context.downloadAudio(link, call.cancellation,
-                                             [&](double fraction) { call.progress(fraction * downloadFraction); });
-    if (!audio) return MCPToolOutcome::failed(audio.error().description());
-    const auto done = context.transcribe((*audio)->path().string(), language, call.cancellation, [&](double fraction) {
-        call.progress(downloadFraction + fraction * (1 - downloadFraction));
+    const auto audio = context.downloadAudio(link, call.cancellation, [&](double fraction) {
+        call.progress({fraction * downloadFraction, "Downloading the audio, " + percentText(fraction) + " done"});
     });
+    if (!audio) return MCPToolOutcome::failed(audio.error().description());
+    const auto done =
+        context.transcribe((*audio)->path().string(), language, call.cancellation, [&](const Progress& now) {
+            call.progress({downloadFraction + now.fraction * (1 - downloadFraction), now.message});
+        });
     if (!done) return MCPToolOutcome::failed(descriptionForLink(done.error(), url));
     return outcomeOf(store(context, *done, {TranscriptSource::Kind::link, url}));
 }

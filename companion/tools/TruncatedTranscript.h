@@ -13,8 +13,8 @@ namespace vostel_companion {
 /// The text consists of parts, such as words or turns. If the result is still too large, fewer parts can be shown.
 class TruncatedTranscript final {
 public:
-    /// Returns the path of a file with the whole text, if it could be saved. Called at most once, and only if the text
-    /// is cut.
+    /// Returns the path of a file with the whole text, if it could be saved. Called at most once, and only if that file
+    /// is mentioned.
     using SaveWhole = std::function<std::optional<std::string>()>;
 
     /// `ends` holds the offset in bytes at which each part ends, in ascending order.
@@ -27,10 +27,10 @@ public:
     /// The first `parts` parts, with the notice if something is missing. With `parts()`, everything that the limit
     /// allows.
     [[nodiscard]] std::string shown(std::size_t parts);
-
-private:
+    /// The file with the whole text, which is saved if necessary. Absent if that failed.
     [[nodiscard]] const std::optional<std::string>& savedAt();
 
+private:
     const std::string text_;
     const std::vector<std::size_t> ends_;
     const SaveWhole saveWhole_;

@@ -5,6 +5,8 @@
 #include "companion/speech/Sphinx.h"
 #include "companion/speech/UtteranceSplitter.h"
 #include "companion/support/InQuotes.h"
+#include "companion/support/Time.h"
+#include "companion/support/Wording.h"
 #include "kit/support/match.h"
 
 #include <algorithm>
@@ -17,7 +19,16 @@ namespace vostel_companion {
 
 namespace {
 
-using Progress = std::function<void(double)>;
+/// The step between two reports.
+constexpr double smallestStep = 0.001;
+static_assert(mostWhileWaiting < smallestStep);
+
+/// "Transcribing 12:30 of 58:10".
+std::string positionText(Seconds position, const std::optional<Seconds>& whole) {
+    std::string text = "Transcribing " + clockText(std::chrono::floor<std::chrono::seconds>(position));
+    if (whole) text += " of " + clockText(std::chrono::round<std::chrono::seconds>(*whole));
+    return text;
+}
 
 TranscriptionError unusable(const std::string& path, const AudioError& why) {
     if (std::holds_alternative<AudioError::Cancelled>(why.is)) return {TranscriptionError::Cancelled{}};
@@ -32,7 +43,8 @@ TranscriptionError failed(const SpeechError& why) {
 /// Takes one recording through the splitter and the recogniser.
 class Recognition final {
 public:
-    Recognition(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation, const Progress& progress)
+    Recognition(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation,
+                const ReportProgress& progress)
         : source_{source}, decoder_{decoder}, cancellation_{cancellation}, progress_{progress} {}
     Recognition(const Recognition&) = delete;
     Recognition& operator=(const Recognition&) = delete;
@@ -48,10 +60,9 @@ public:
             report(splitter_.position());
         }
         if (auto taken = recognise(splitter_.finish()); !taken) return std::unexpected(failed(taken.error()));
-        progress_(1.0);
-        return Transcription{std::move(transcript_),
-                             std::chrono::duration<double>{static_cast<double>(read_) / AudioSource::sampleRate},
-                             std::nullopt};
+        const Seconds whole = timeOf(read_);
+        progress_({1.0, positionText(whole, whole)});
+        return Transcription{std::move(transcript_), whole, std::nullopt};
     }
 
 private:
@@ -72,16 +83,20 @@ private:
     /// of that which was recognised.
     void report(std::size_t position) {
         const double exact = source_.consumed() * static_cast<double>(position) / static_cast<double>(read_);
-        const double fraction = std::floor(exact * 1000) / 1000; // more digits are of no use
+        const double fraction = std::floor(exact / smallestStep) * smallestStep; // more digits are of no use
         if (fraction <= reported_) return;
         reported_ = fraction;
-        progress_(fraction);
+        progress_({fraction, positionText(timeOf(position), source_.duration())});
+    }
+
+    static Seconds timeOf(std::size_t samples) {
+        return Seconds{static_cast<double>(samples) / AudioSource::sampleRate};
     }
 
     AudioSource& source_;
     SpeechDecoder& decoder_;
     const Cancellation& cancellation_;
-    const Progress& progress_;
+    const ReportProgress& progress_;
 
     SphinxDetector detector_;
     UtteranceSplitter splitter_{[this](std::span<const std::int16_t> frame) { return detector_.isSpeech(frame); }};
@@ -114,7 +129,7 @@ Transcriber::Transcriber(ChooseModel chooseModel, std::size_t jobs)
 std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const std::string& path,
                                                                          const std::string& language,
                                                                          Cancellation& cancellation,
-                                                                         const Progress& progress) {
+                                                                         const ReportProgress& progress) {
     if (!path.starts_with('/')) return std::unexpected(TranscriptionError{TranscriptionError::RelativePath{path}});
     if (!isLanguageHint(language)) {
         return std::unexpected(TranscriptionError{TranscriptionError::UnknownLanguage{language}});
@@ -126,7 +141,7 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
 
     auto source = AudioSource::open(path, cancellation);
     if (!source) return std::unexpected(unusable(path, source.error()));
-    auto borrowed = slots_.borrow(cancellation);
+    auto borrowed = slots_.borrow(cancellation, reportWaiting(progress));
     if (!borrowed) return std::unexpected(failed(borrowed.error()));
     const auto& slot = *borrowed;
     if (!slot) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});

@@ -5,6 +5,7 @@
 #include "companion/speech/SpeechDecoder.h"
 #include "companion/support/BoundedPool.h"
 #include "companion/support/Cancellation.h"
+#include "companion/support/Progress.h"
 #include "companion/transcript/Transcript.h"
 #include "companion/transcription/SpeechModel.h"
 
@@ -59,8 +60,7 @@ struct Transcription {
 
 /// Turns the file at `path` into words; see Transcriber::transcribe.
 using Transcribe = std::function<std::expected<Transcription, TranscriptionError>(
-    const std::string& path, const std::string& language, Cancellation& cancellation,
-    const std::function<void(double)>& progress)>;
+    const std::string& path, const std::string& language, Cancellation& cancellation, const ReportProgress& progress)>;
 
 /// Transcribes up to `jobs` files at a time; further calls wait. Each job has one model, which is loaded on demand and
 /// kept until the job needs another one. Thread-safe.
@@ -75,11 +75,12 @@ public:
 
     /// `language` is the caller's hint, possibly empty. Deliberate: a language that no model knows is a hint without
     /// effect, so a caller may name the language of any recording. Only what cannot be a language is refused.
-    /// `progress` is called on this thread with the fraction of the recording that is done. It never falls and ends
-    /// with 1.
-    [[nodiscard]] std::expected<Transcription, TranscriptionError>
-    transcribe(const std::string& path, const std::string& language, Cancellation& cancellation,
-               const std::function<void(double)>& progress);
+    /// `progress` is called on this thread with the fraction of the recording that is done. It rises and ends with 1.
+    /// While the call waits for other files, it rises by too little to be seen, because clients expect that it rises.
+    [[nodiscard]] std::expected<Transcription, TranscriptionError> transcribe(const std::string& path,
+                                                                              const std::string& language,
+                                                                              Cancellation& cancellation,
+                                                                              const ReportProgress& progress);
 
 private:
     /// Identifies the folder at a path. A model that is installed again is in another folder.

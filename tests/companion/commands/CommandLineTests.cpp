@@ -6,6 +6,7 @@ namespace vostel_companion {
 
 using VostelMCPKit::MCPClientKind;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
+using Format = Command::ShowTranscript::Format;
 using Arguments = std::vector<std::string>;
 
 TEST(CommandLine, every_verb_has_its_command) {
@@ -31,6 +32,10 @@ TEST(CommandLine, every_verb_has_its_command) {
         {{"transcripts", "--limit", "3", "--since", "2026-08-30", "--until", "2026-08-31"},
          {Command::ListTranscripts{3, "2026-08-30", "2026-08-31"}}},
         {{"transcripts", "3F2A"}, {Command::ShowTranscript{"3F2A"}}},
+        {{"transcripts", "3F2A", "--format", "VTT"}, {Command::ShowTranscript{"3F2A", Format::vtt}}},
+        {{"transcripts", "--format=json", "3F2A"}, {Command::ShowTranscript{"3F2A", Format::json}}},
+        {{"transcripts", "3F2A", "--format", "srt"}, {Command::ShowTranscript{"3F2A", Format::srt}}},
+        {{"transcripts", "3F2A", "--format", "txt"}, {Command::ShowTranscript{"3F2A", Format::text}}},
         {{"words"}, {Command::ListWords{}}},
         {{"words", "add", "vostel"}, {Command::AddWord{"vostel", ""}}},
         {{"words", "add", "bostel", "Vostel"}, {Command::AddWord{"bostel", "Vostel"}}},
@@ -71,6 +76,8 @@ TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
         {{"clients", "install", "vim"}, "KIND: 'vim' is not one of claude-code, claude-desktop and codex."},
         {{"clients", "status", "--force"}, "The following argument was not expected: --force"},
         {{"transcripts", "--limit", "3", "3F2A"}, "ID excludes --limit"},
+        {{"transcripts", "--format", "srt"}, "--format requires ID"},
+        {{"transcripts", "3F2A", "--format", "doc"}, "--format: doc not in {txt,srt,vtt,json}"},
         {{"x\x1B[31m"}, "The following argument was not expected: x\xEF\xBF\xBD[31m"},
     };
     for (const Row& row : rows) {

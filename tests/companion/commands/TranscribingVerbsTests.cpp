@@ -206,6 +206,25 @@ TEST_F(TranscriptVerbs, list_lines_stay_short_and_harmless) {
                                  std::string(60 - 14, 'x') + "…\n");
 }
 
+TEST_F(TranscriptVerbs, print_a_transcript_with_the_times_of_its_words) {
+    ASSERT_TRUE(Transcripts{database}.add(uuid(1), {at(0),
+                                                    {TranscriptSource::Kind::file, "/a"},
+                                                    Seconds{3},
+                                                    "en",
+                                                    "hello there " + hostile,
+                                                    {{"hello", Seconds{0.5}, Seconds{1}},
+                                                     {"there", Seconds{1}, Seconds{1.25}},
+                                                     {hostile, Seconds{3}, Seconds{4}}}}));
+    using Format = Command::ShowTranscript::Format;
+    EXPECT_EQ(run(Command::ShowTranscript{idText(1), Format::srt}, context), Exit::done);
+    EXPECT_EQ(
+        takePrinted(),
+        "1\n00:00:00,500 --> 00:00:01,250\nhello there\n\n2\n00:00:03,000 --> 00:00:04,000\na\xEF\xBF\xBD[31mb c" +
+            harmless.substr(harmless.find('c') + 1) + "\n");
+    EXPECT_EQ(run(Command::ShowTranscript{idText(1), Format::json}, context), Exit::done);
+    EXPECT_TRUE(takePrinted().starts_with(R"({"segments":[{"endTime":1,"startTime":0.5,"text":"hello"},)"));
+}
+
 TEST_F(TranscriptVerbs, print_one_transcript_whole) {
     add(1, 0, {TranscriptSource::Kind::file, "/a"}, "line one\nline two " + hostile);
     Recordings calls{database};
@@ -221,6 +240,16 @@ TEST_F(TranscriptVerbs, print_one_transcript_whole) {
                               {RecordingLine::Track::system, "Them", "ho", {}, {}}}));
     EXPECT_EQ(run(Command::ShowTranscript{idText(3)}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "Me: hi\nThem: ho\n");
+
+    using Format = Command::ShowTranscript::Format;
+    EXPECT_EQ(run(Command::ShowTranscript{idText(3), Format::vtt}, context), Exit::done);
+    EXPECT_EQ(takePrinted(), "WEBVTT\n\n00:00:00.000 --> 00:00:00.000\nMe: hi\n\n"
+                             "00:00:00.000 --> 00:00:00.000\nThem: ho\n");
+    EXPECT_EQ(run(Command::ShowTranscript{idText(3), Format::json}, context), Exit::done);
+    EXPECT_EQ(takePrinted(), R"({"lines":[{"endTime":0,"speaker":"Me","startTime":0,"text":"hi","track":"microphone"},)"
+                             R"({"endTime":0,"speaker":"Them","startTime":0,"text":"ho","track":"system"}],)"
+                             R"("text":"Me: hi\nThem: ho"})"
+                             "\n");
 
     EXPECT_EQ(run(Command::ShowTranscript{"F"}, context), Exit::refused);
     EXPECT_EQ(takeTold(), "No transcript has an id that begins with F.\n");

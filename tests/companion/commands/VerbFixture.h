@@ -38,9 +38,7 @@ struct VerbFixture {
         .models = models.models,
         .transcribe =
             [this](const std::string& path, const std::string& language, Cancellation& cancelled,
-                   const std::function<void(double)>& progress) {
-                return transcribe(path, language, cancelled, progress);
-            },
+                   const ReportProgress& progress) { return transcribe(path, language, cancelled, progress); },
         .measure = [this](const std::string& path, Cancellation&) -> std::expected<Seconds, AudioError> {
             if (!recordings.contains(path)) return std::unexpected(AudioError{AudioError::Missing{}});
             return recordings.at(path).duration;
@@ -70,15 +68,15 @@ struct VerbFixture {
 private:
     std::expected<Transcription, TranscriptionError> transcribe(const std::string& path, const std::string& language,
                                                                 const Cancellation& cancelled,
-                                                                const std::function<void(double)>& progress) {
+                                                                const ReportProgress& progress) {
         languages.push_back(language);
         if (!recordings.contains(path)) {
             return std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{path, {AudioError::Missing{}}}});
         }
-        progress(0.5);
+        progress({0.5, ""});
         duringTranscription();
         if (cancelled.isCancelled()) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
-        progress(1);
+        progress({1, ""});
         return recordings.at(path);
     }
 };

@@ -64,12 +64,12 @@ public:
             return released.reaches(1) ? succeeded("released") : MCPToolOutcome::failed("forgotten");
         };
         tools_["give up"] = [this](const ToolCall& call) {
-            call.progress(0.5);
+            call.progress({0.5, ""});
             started.add();
             return released.reaches(1) ? succeeded("behind half a report") : MCPToolOutcome::failed("forgotten");
         };
         tools_["report"] = [this](const ToolCall& call) {
-            for (int step = 1; step <= 1000; ++step) call.progress(step / 1000.0);
+            for (int step = 1; step <= 1000; ++step) call.progress({step / 1000.0, "Step " + std::to_string(step)});
             reported.add();
             return succeeded("reported");
         };
@@ -252,6 +252,7 @@ TEST(CallServer, progress_rises_and_is_throttled) {
     EXPECT_LT(progress.size(), 100U);
     EXPECT_TRUE(std::ranges::is_sorted(progress));
     EXPECT_EQ(progress.front(), 0.001);
+    EXPECT_EQ(client.messages().front(), "Step 1");
 }
 
 TEST(CallServer, progress_never_says_that_the_work_is_done) {

@@ -72,6 +72,43 @@ TEST(BoundedPool, a_cancelled_borrower_stops_waiting_and_holds_nobody_up) {
     EXPECT_TRUE(second.get());
 }
 
+TEST(BoundedPool, a_waiting_borrower_learns_how_many_leases_come_before_it) {
+    std::atomic<int> made = 0;
+    Pool pool{2, counting(made)};
+    Cancellation mine;
+    std::vector<std::optional<Pool::Lease>> held;
+    for (int i = 0; i < 2; ++i)
+        held.push_back(pool.borrow(mine, [](std::size_t) { FAIL() << "it need not wait"; }).value());
+
+    std::promise<void> firstWaits;
+    std::promise<void> secondWaits;
+    std::vector<std::size_t> firstTold;
+    std::vector<std::size_t> secondTold;
+    Cancellation first;
+    auto waiting = std::async(std::launch::async, [&] {
+        return pool.borrow(first, [&](std::size_t others) {
+            firstTold.push_back(others);
+            firstWaits.set_value();
+        });
+    });
+    firstWaits.get_future().wait();
+    Cancellation second;
+    auto last = std::async(std::launch::async, [&] {
+        return pool.borrow(second, [&](std::size_t others) {
+            secondTold.push_back(others);
+            if (secondTold.size() == 1) secondWaits.set_value();
+        });
+    });
+    secondWaits.get_future().wait();
+    first.cancel();
+    EXPECT_FALSE(waiting.get()->has_value());
+    held.clear();
+    EXPECT_TRUE(last.get()->has_value());
+    EXPECT_EQ(firstTold, (std::vector<std::size_t>{1}));
+    EXPECT_EQ(secondTold.front(), 2U);
+    EXPECT_LE(secondTold.size(), 2U) << "told again only when the number changes";
+}
+
 TEST(BoundedPool, a_failure_to_make_a_thing_is_the_borrowers_and_frees_the_place) {
     bool broken = true;
     Pool pool{1, [&]() -> std::expected<std::unique_ptr<int>, std::string> {

@@ -70,7 +70,9 @@ std::optional<MCPWireOutboundFrame> CompanionClient::next() {
 std::optional<MCPWireResponse> CompanionClient::response() {
     while (auto frame = next()) {
         if (auto* response = std::get_if<MCPWireResponse>(&frame->is)) return std::move(*response);
-        progress_.push_back(std::get<MCPWireProgress>(frame->is).fraction);
+        const auto& report = std::get<MCPWireProgress>(frame->is);
+        progress_.push_back(report.fraction);
+        messages_.push_back(report.message.value_or(""));
     }
     return std::nullopt;
 }

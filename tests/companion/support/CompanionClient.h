@@ -37,11 +37,14 @@ public:
     [[nodiscard]] bool isClosed();
 
     [[nodiscard]] const std::vector<double>& progress() const { return progress_; }
+    /// What each of them says, possibly nothing.
+    [[nodiscard]] const std::vector<std::string>& messages() const { return messages_; }
 
 private:
     posix::FileDescriptor socket_;
     std::string received_;
     std::vector<double> progress_;
+    std::vector<std::string> messages_;
 };
 
 /// The text of a response without the fence; empty if it has none.

@@ -3,6 +3,7 @@
 
 namespace vostel_tests {
 
-inline void ignoreProgress(double) {}
+/// Takes a report in any form.
+inline constexpr auto ignoreProgress = [](const auto& /*report*/) {};
 
 } // namespace vostel_tests

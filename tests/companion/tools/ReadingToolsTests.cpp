@@ -137,7 +137,32 @@ TEST(TranscriptsList, saves_a_long_transcript_that_it_has_to_cut) {
     ASSERT_NE(mark, std::string::npos);
     EXPECT_TRUE(text.substr(0, mark).ends_with("[TRUNCATED: showing first 500000 of 749999 characters.]"));
     EXPECT_EQ(readFile(text.substr(mark + 27)), Transcript{segments}.text() + "\n");
-    EXPECT_EQ((*stage.result["entries"]->asArray())[0]["segments"]->asArray()->size(), 1000U);
+    const MCPValue entry = (*stage.result["entries"]->asArray())[0];
+    EXPECT_EQ(entry["segments"], nullptr);
+    EXPECT_TRUE(text.ends_with("\n" + std::string{entry["text"]->asString().value()}));
+    EXPECT_TRUE(entry["text"]->asString()->starts_with(
+        "[This transcript is long, so the times of its words are left out. The user can print them with the command: "
+        "Vostel transcripts 00000000 --format json. If the text below ends early, the whole is in the file "));
+}
+
+TEST(ReadingTools, say_in_both_forms_that_nothing_was_said) {
+    ToolStage stage;
+    stage.allowReading();
+    addTranscript(stage, 1, noon, "", {});
+    {
+        Database database = stage.database();
+        Recordings recordings{database};
+        EXPECT_TRUE(recordings.begin(uuid(2), noon));
+        EXPECT_TRUE(recordings.beginTranscribing(uuid(2), Seconds{20}));
+        EXPECT_TRUE(recordings.finish(uuid(2), "en", {}));
+    }
+    const std::string noTranscript = "[No speech was found in '/home/robin/meeting.m4a'.]";
+    EXPECT_TRUE(stage.text("transcripts_list", MCPValue::object({{"id", uuid(1).text()}})).ends_with(noTranscript));
+    EXPECT_EQ(*(*stage.result["entries"]->asArray())[0]["text"], MCPValue{noTranscript});
+    EXPECT_TRUE(stage.text("recording_get", MCPValue::object({{"id", uuid(2).text()}}))
+                    .ends_with("[No speech was found in this call.]"));
+    EXPECT_EQ(*stage.result["text"], MCPValue{"[No speech was found in this call.]"});
+    EXPECT_EQ(stage.result["lines"]->asArray()->size(), 0U);
 }
 
 TEST(RecordingTools, show_a_recording_in_each_of_its_states) {
@@ -187,7 +212,7 @@ TEST(RecordingTools, show_a_recording_in_each_of_its_states) {
               "2026-08-30T12:00:01.000Z · recording · 0 turns · id 00000000-0000-0000-0000-000000000001\n");
 }
 
-TEST(RecordingGet, cuts_text_and_turns_alike_and_saves_the_whole) {
+TEST(RecordingGet, cuts_a_long_text_and_saves_the_whole) {
     ToolStage stage;
     stage.allowReading();
     {
@@ -204,7 +229,9 @@ TEST(RecordingGet, cuts_text_and_turns_alike_and_saves_the_whole) {
     ASSERT_NE(mark, std::string::npos);
     EXPECT_TRUE(text.substr(0, mark).ends_with("[TRUNCATED: showing first 500000 of 999999 characters.]"));
     EXPECT_EQ(readFile(text.substr(mark + 27)).size(), 1'000'000U);
-    EXPECT_EQ(stage.result["lines"]->asArray()->size(), 500U);
+    EXPECT_EQ(stage.result["lines"], nullptr) << "the text has the turns";
+    EXPECT_TRUE(stage.result["text"]->asString()->starts_with("[This transcript is long, so "));
+    EXPECT_TRUE(text.ends_with("\n" + std::string{stage.result["text"]->asString().value()}));
 }
 
 } // namespace vostel_companion

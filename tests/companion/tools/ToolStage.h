@@ -50,7 +50,7 @@ struct ToolStage {
     std::optional<DownloadError> downloadFailure;
     std::vector<JudgedLink> downloaded;
     std::vector<OpenConfirmation> told;
-    std::vector<double> progress;
+    std::vector<Progress> progress;
 
     ToolTable tools;
     Cancellation cancellation;
@@ -65,11 +65,10 @@ struct ToolStage {
     ToolContext context() {
         return {
             .paths = paths,
-            .transcribe =
-                [this](const std::string& path, const std::string& language, Cancellation&,
-                       const std::function<void(double)>& report) -> std::expected<Transcription, TranscriptionError> {
+            .transcribe = [this](const std::string& path, const std::string& language, Cancellation&,
+                                 const ReportProgress& report) -> std::expected<Transcription, TranscriptionError> {
                 transcribed.emplace_back(path, language);
-                report(1);
+                report({1, "Transcribing 0:02 of 0:02"});
                 return heard;
             },
             .models = fixture.models,
@@ -107,7 +106,7 @@ struct ToolStage {
     }
 
     MCPToolOutcome run(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
-        return tools.at(name)({arguments, cancellation, [this](double fraction) { progress.push_back(fraction); }});
+        return tools.at(name)({arguments, cancellation, [this](const Progress& now) { progress.push_back(now); }});
     }
 
     /// Runs a tool and returns its text. Returns what is wrong if it failed or its result does not match its schema.

@@ -83,8 +83,10 @@ TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
 TEST(TranscribeFile, sound_without_speech_is_an_empty_transcript) {
     ToolStage stage;
     stage.heard = spokenWords({});
-    EXPECT_EQ(stage.text("transcribe_file", meeting), "");
-    EXPECT_EQ(stored(stage).size(), 1U);
+    EXPECT_EQ(stage.text("transcribe_file", meeting), "[No speech was found in '/home/robin/meeting.m4a'.]");
+    EXPECT_EQ(*stage.result["text"], MCPValue{"[No speech was found in '/home/robin/meeting.m4a'.]"});
+    ASSERT_EQ(stored(stage).size(), 1U);
+    EXPECT_EQ(stored(stage)[0].text, "") << "the note is for the client";
 }
 
 TEST(TranscribeFile, a_failure_is_one_sentence_and_stores_nothing) {
@@ -96,15 +98,37 @@ TEST(TranscribeFile, a_failure_is_one_sentence_and_stores_nothing) {
     EXPECT_TRUE(files(stage).empty());
 }
 
-TEST(TranscribeFile, cuts_text_and_segments_alike_and_names_the_file_with_the_whole) {
+TEST(TranscribeFile, a_short_record_has_the_times_of_its_words_and_a_long_one_has_the_words_alone) {
+    ToolStage stage;
+    stage.heard->transcript.segments.assign(150, {"word", 0s, 1s});
+    const std::string few = stage.text("transcribe_file", meeting);
+    EXPECT_EQ(stage.result["segments"]->asArray()->size(), 150U);
+    EXPECT_EQ(*stage.result["text"], MCPValue{few});
+
+    // An hour of speech.
+    stage.heard->transcript.segments.assign(9000, {"word", 0s, 1s});
+    const std::string text = stage.text("transcribe_file", meeting);
+    std::string words = "word";
+    for (int more = 1; more < 9000; ++more) words += " word";
+    EXPECT_EQ(text,
+              "[This transcript is long, so the times of its words are left out. The user can print them with the "
+              "command: Vostel transcripts 00000000 --format json. If the text below ends early, the whole is in "
+              "the file " +
+                  files(stage).at(0).string() + "]\n\n" + words);
+    EXPECT_EQ(stage.result, MCPValue::object({{"text", text}}))
+        << "both forms of the result have the note and all words";
+}
+
+TEST(TranscribeFile, cuts_a_very_long_text_and_names_the_file_with_the_whole) {
     ToolStage stage;
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s}); // 624,999 characters
     const std::string text = stage.text("transcribe_file", meeting);
     const std::string path = files(stage).at(0).string();
-    EXPECT_EQ(text.substr(500'000),
+    const std::size_t words = text.find("]\n\n") + 3;
+    EXPECT_TRUE(text.substr(0, words).contains(path));
+    EXPECT_EQ(text.substr(words + 500'000),
               "\n\n[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript saved at: " + path);
-    EXPECT_EQ(*stage.result["text"], MCPValue{text});
-    EXPECT_EQ(stage.result["segments"]->asArray()->size(), 1000U);
+    EXPECT_EQ(stage.result, MCPValue::object({{"text", text}}));
     EXPECT_EQ(readFile(path).size(), 625'000U);
     EXPECT_EQ(stored(stage).at(0).segments.size(), 1250U);
 }
@@ -120,21 +144,28 @@ TEST(TranscribeFile, a_result_stays_small_however_long_the_characters_are) {
     EXPECT_LE(resultSize(outcome), largestResult);
     const auto& done = std::get<MCPToolOutcome::Text>(outcome.is);
     EXPECT_TRUE(done.text.contains(" of 4999 characters.] Full transcript saved at: "));
-    EXPECT_GT((*done.structured)["segments"]->asArray()->size(), 500U);
+    EXPECT_GT(done.text.size(), 500U * 4000);
 }
 
 TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
     ToolStage stage;
     writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
     writeFile(stage.paths.transcripts(), "and this is a file where a folder should be");
-    EXPECT_EQ(stage.text("transcribe_file", meeting),
-              "hello there\n\n[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
+    const std::string text = stage.text("transcribe_file", meeting);
+    EXPECT_EQ(text,
+              "[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
                   stage.paths.database().string() +
                   " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
                   "move it away.]\n\n[The transcript was not saved as a file. Vostel could not create the "
                   "folder '" +
-                  stage.paths.transcripts().string() + "': Not a directory.]");
-    EXPECT_EQ(*stage.result["text"], MCPValue{"hello there"}) << "the structured result has no notes";
+                  stage.paths.transcripts().string() + "': Not a directory.]\n\nhello there");
+    EXPECT_EQ(*stage.result["text"], MCPValue{text}) << "some clients show the model only the structured result";
+
+    stage.heard->transcript.segments.assign(9000, {"word", 0s, 1s});
+    EXPECT_TRUE(
+        stage.text("transcribe_file", meeting)
+            .starts_with("[This transcript is long, so the times of its words are left out.]\n\n[The vocabulary "))
+        << "neither a command nor a file can help";
 }
 
 TEST(TranscribeFile, says_that_a_long_text_could_not_be_saved) {
@@ -177,7 +208,9 @@ TEST(TranscribeURL, transcribes_the_audio_of_the_link) {
     EXPECT_EQ(stage.downloaded, (std::vector<JudgedLink>{{"https://youtu.be/abc?t=1", {"youtu.be", stage.addresses}}}));
     EXPECT_EQ(stage.transcribed.at(0).first, (stage.fixture.folder / "download/audio.webm").string());
     EXPECT_FALSE(std::filesystem::exists(stage.fixture.folder / "download")) << "the downloaded file is deleted";
-    EXPECT_EQ(stage.progress, (std::vector{0.125, 0.25, 1.0}));
+    EXPECT_EQ(stage.progress, (std::vector<Progress>{{0.125, "Downloading the audio, 50% done"},
+                                                     {0.25, "Downloading the audio, 100% done"},
+                                                     {1.0, "Transcribing 0:02 of 0:02"}}));
     const auto all = stored(stage);
     ASSERT_EQ(all.size(), 1U);
     EXPECT_EQ(all[0].summary.source, (TranscriptSource{TranscriptSource::Kind::link, "https://youtu.be/abc?t=1"}));

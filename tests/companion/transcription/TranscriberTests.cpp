@@ -39,8 +39,11 @@ TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     std::vector<double> progress;
-    const auto done = transcriber.transcribe(folder.path() / "long.wav", "en", cancellation,
-                                             [&](double fraction) { progress.push_back(fraction); });
+    std::vector<std::string> messages;
+    const auto done = transcriber.transcribe(folder.path() / "long.wav", "en", cancellation, [&](const Progress& now) {
+        progress.push_back(now.fraction);
+        messages.push_back(now.message);
+    });
     ASSERT_TRUE(done) << done.error().description();
     const auto& segments = done->transcript.segments;
     ASSERT_GE(segments.size(), 12U);
@@ -55,6 +58,8 @@ TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
     EXPECT_GT(std::ranges::count_if(progress, [](double fraction) { return fraction > 0.46 && fraction < 0.5; }), 2)
         << "the first sentence";
     EXPECT_EQ(progress.back(), 1);
+    EXPECT_TRUE(std::ranges::find(messages, "Transcribing 0:30 of 1:06") != messages.end()) << messages.front();
+    EXPECT_EQ(messages.back(), "Transcribing 1:06 of 1:06");
 }
 
 TEST(Transcriber, a_recording_without_speech_is_no_failure) {
@@ -180,8 +185,8 @@ TEST(Transcriber, a_cancelled_call_ends_in_its_middle) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     double reached = 0;
-    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, [&](double fraction) {
-        reached = fraction;
+    const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, [&](const Progress& now) {
+        reached = now.fraction;
         cancellation.cancel();
     });
     ASSERT_FALSE(done);
@@ -192,7 +197,7 @@ TEST(Transcriber, a_cancelled_call_ends_in_its_middle) {
 TEST(Transcriber, a_cancelled_call_does_not_wait_for_its_turn) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation first;
-    const auto outer = transcriber.transcribe(spoken("0930"), "", first, [&](double) {
+    const auto outer = transcriber.transcribe(spoken("0930"), "", first, [&](const Progress&) {
         if (first.isCancelled()) return;
         // While the only model is in use, another call queues up and gives up.
         Cancellation second;

@@ -1,4 +1,4 @@
-#include "companion/terminal/Wording.h"
+#include "companion/support/Wording.h"
 
 #include <ctime>
 
@@ -16,6 +16,8 @@ std::string clockText(std::chrono::seconds time) {
     if (minutes < 60) return std::to_string(minutes) + ":" + seconds;
     return std::to_string(minutes / 60) + ":" + twoDigits(minutes % 60) + ":" + seconds;
 }
+
+std::string percentText(double fraction) { return std::to_string(static_cast<int>(fraction * 100)) + "%"; }
 
 std::string localTimeText(Timestamp moment) {
     const std::time_t time = std::chrono::system_clock::to_time_t(moment);

@@ -1,4 +1,4 @@
-// How the verbs write times.
+// How times are written for people.
 #pragma once
 
 #include "companion/support/Time.h"
@@ -11,6 +11,9 @@ namespace vostel_companion {
 
 /// "0:07", "12:30", "1:02:03".
 [[nodiscard]] std::string clockText(std::chrono::seconds time);
+
+/// "45%" of the fraction 0.456.
+[[nodiscard]] std::string percentText(double fraction);
 
 /// "2026-08-30 14:05" on the clock of the user's time zone.
 [[nodiscard]] std::string localTimeText(Timestamp moment);

@@ -1,4 +1,4 @@
-#include "companion/terminal/Wording.h"
+#include "companion/support/Wording.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -16,6 +16,12 @@ TEST(Wording, times_read_as_on_a_clock) {
     const Row rows[] = {{0s, "0:00"},     {7s, "0:07"},       {60s, "1:00"},
                         {3599s, "59:59"}, {3600s, "1:00:00"}, {100h + 2min + 3s, "100:02:03"}};
     for (const Row& row : rows) EXPECT_EQ(clockText(row.time), row.text);
+}
+
+TEST(Wording, a_fraction_is_a_whole_percentage) {
+    EXPECT_EQ(percentText(0), "0%");
+    EXPECT_EQ(percentText(0.999), "99%");
+    EXPECT_EQ(percentText(1), "100%");
 }
 
 TEST(Wording, times_are_in_the_time_zone_of_the_user) {

@@ -1,0 +1,72 @@
+// Stores the words of standard input as a transcript and as a recorded call, as if they had been recognised, and allows
+// clients to read them. Prints the id of both.
+//
+//     sdk_client_store_speech DATABASE WORDS_PER_SECOND < words
+
+#include "companion/store/Recordings.h"
+#include "companion/store/Schema.h"
+#include "companion/store/Settings.h"
+#include "companion/store/Transcripts.h"
+#include "companion/transcript/SpokenTurns.h"
+#include "posix/RandomUUID.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+using namespace vostel_companion;
+
+namespace {
+
+/// Each side of a call speaks this long before the other one does.
+constexpr std::size_t wordsInTurn = 25;
+
+bool store(Database& database, const VostelMCPKit::UUID& id, const std::vector<TranscriptSegment>& words) {
+    const Timestamp now = std::chrono::floor<Timestamp::duration>(std::chrono::system_clock::now());
+    const Seconds duration = words.empty() ? Seconds{0} : words.back().endTime;
+    std::vector<RecordingLine> turns;
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        const TranscriptSegment& word = words[index];
+        if (index % wordsInTurn == 0) {
+            const bool isMine = index / wordsInTurn % 2 == 0;
+            turns.push_back({isMine ? RecordingLine::Track::microphone : RecordingLine::Track::system,
+                             isMine ? "Me" : "Them", word.text, word.startTime, word.endTime});
+            continue;
+        }
+        turns.back().text += " " + word.text;
+        turns.back().endTime = word.endTime;
+    }
+    Recordings recordings{database};
+    return saveSettings(database, {.isReadingAllowed = true}) &&
+           Transcripts{database}.add(id, {now,
+                                          {TranscriptSource::Kind::file, "/home/robin/meeting.m4a"},
+                                          duration,
+                                          "en",
+                                          Transcript{words}.text(),
+                                          words}) &&
+           recordings.begin(id, now) && recordings.beginTranscribing(id, duration).value_or(false) &&
+           recordings.finish(id, "en", std::move(turns)).value_or(false);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) return EXIT_FAILURE;
+    const double rate = std::strtod(argv[2], nullptr);
+    std::vector<TranscriptSegment> words;
+    for (std::string word; std::cin >> word;) {
+        const Seconds start{static_cast<double>(words.size()) / rate};
+        words.push_back({word, start, start + Seconds{1 / rate}});
+    }
+    auto database = openStore(argv[1]);
+    if (!database) {
+        std::fprintf(stderr, "%s\n", database.error().description().c_str());
+        return EXIT_FAILURE;
+    }
+    const VostelMCPKit::UUID id = posix::randomUUID();
+    if (!store(*database, id, words)) return EXIT_FAILURE;
+    std::printf("%s\n", id.text().c_str());
+    return EXIT_SUCCESS;
+}
