@@ -26,30 +26,28 @@ std::optional<std::string> cancelledKey(const MCPNotification& notification) {
     return decoded->text();
 }
 
-MCPResponse response(const MCPRequestID& id, std::expected<MCPWireResponse, MCPSocketClient::Failure> outcome) {
-    if (!outcome) return MCPResponse::failure(id, MCPError::internalError(outcome.error().description()));
-    if (const auto* error = std::get_if<MCPWireError>(&outcome->outcome)) {
-        return MCPResponse::failure(id, MCPError::internalError(error->description()));
-    }
-    return MCPResponse::result(id, std::get<MCPValue>(std::move(outcome->outcome)));
-}
-
 /// What the writer asks before each line of the call.
 std::shared_ptr<LineGate> linesOf(const std::shared_ptr<CallCancellation>& cancellation) {
     return {cancellation, &cancellation->lines()};
 }
 
-/// Empty, which writes nothing, when the response holds a number that is not finite.
-Bytes responseLine(const MCPRequestID& id, std::expected<MCPWireResponse, MCPSocketClient::Failure> outcome) {
+Bytes errorLine(const MCPRequestID& id, std::string message) {
     Bytes line;
-    const auto encode = [&](const MCPResponse& answer) { std::ignore = appendLine(answer, line); };
-    withinMemory([&] { encode(response(id, std::move(outcome))); },
-                 [&] {
-                     line = {};
-                     const MCPSocketClient::Failure failure{MCPSocketClient::OutOfMemory{}};
-                     encode(MCPResponse::failure(id, MCPError::internalError(failure.description())));
-                 });
+    std::ignore = appendLine(MCPResponse::failure(id, MCPError::internalError(std::move(message))), line);
     return line;
+}
+
+Bytes responseLine(const MCPRequestID& id, std::expected<MCPSocketClient::Answer, MCPSocketClient::Failure> outcome) {
+    const auto lineOf = [&] {
+        if (!outcome) return errorLine(id, outcome.error().description());
+        return match(
+            *std::move(outcome), [&](Bytes result) { return resultLine(id, std::move(result)); },
+            [&](const MCPWireError& error) { return errorLine(id, error.description()); });
+    };
+    return withinMemory(lineOf, [&] {
+        const MCPSocketClient::Failure failure{MCPSocketClient::OutOfMemory{}};
+        return errorLine(id, failure.description());
+    });
 }
 
 } // namespace

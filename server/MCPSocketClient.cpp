@@ -7,6 +7,7 @@
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "posix/UnixSocket.h"
 
+#include <algorithm>
 #include <sys/socket.h>
 
 namespace vostel_mcp {
@@ -16,7 +17,8 @@ using namespace VostelMCPKit;
 namespace {
 
 using Failure = MCPSocketClient::Failure;
-using Response = std::expected<MCPWireResponse, Failure>;
+using Answer = MCPSocketClient::Answer;
+using Outcome = std::expected<Answer, Failure>;
 
 constexpr posix::ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
 constexpr posix::ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
@@ -60,21 +62,26 @@ class FrameReader final {
 public:
     explicit FrameReader(int socket) : socket_{socket} {}
 
-    /// The next frame; absent when more bytes must be read first.
-    std::expected<std::optional<MCPWireOutboundFrame>, Failure> nextPending() {
-        const auto cut = MCPWireFraming::extractFrame(pending_.text().substr(consumed_));
+    /// What the next frame holds; absent when more bytes must be read first. Nothing follows an answer.
+    std::expected<std::optional<std::variant<MCPWireProgress, Answer>>, Failure> nextPending() {
+        const auto cut = MCPWireFraming::extractFrame(pending_.text());
         if (!cut) return std::unexpected(failure(cut.error()));
         const auto& whole = *cut;
         if (!whole) return std::nullopt;
-        consumed_ = pending_.size() - whole->remainder.size();
+        if (const auto result = canonicalResult(whole->payload)) return Answer{takeText(*result)};
         auto frame = readOutboundFrame(whole->payload);
         if (!frame) return std::unexpected(failure(std::move(frame.error())));
-        return *std::move(frame);
+        if (auto* progress = std::get_if<MCPWireProgress>(&frame->is)) {
+            pending_.removePrefix(pending_.size() - whole->remainder.size());
+            return std::move(*progress);
+        }
+        const auto& outcome = std::get<MCPWireResponse>(frame->is).outcome;
+        if (const auto* error = std::get_if<MCPWireError>(&outcome)) return Answer{*error};
+        return Answer{takeText(std::get<MCPValue>(outcome))};
     }
 
     /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
     std::expected<void, Failure> read() {
-        pending_.removePrefix(std::exchange(consumed_, 0));
         const std::size_t length = pending_.capacity() == 0 ? firstReadLength : readLength;
         const ssize_t count = recv(socket_, pending_.room(length), length, 0);
         if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
@@ -87,20 +94,37 @@ public:
     [[nodiscard]] std::size_t received() const { return received_; }
 
 private:
+    /// The part of the pending bytes that is `result`, where it is.
+    Bytes takeText(std::string_view result) {
+        pending_.removePrefix(static_cast<std::size_t>(result.data() - pending_.data()));
+        pending_.truncate(result.size());
+        return std::move(pending_);
+    }
+    /// The text of `result`, written over its frame: a large result then takes no further memory.
+    Bytes takeText(const MCPValue& result) {
+        // Room for what precedes the result in its line.
+        constexpr std::size_t headLength = 64;
+        pending_.truncate(std::min(headLength, pending_.size()));
+        pending_.removePrefix(pending_.size());
+        // What was read holds no number that cannot be written.
+        std::ignore = writeJSON(result, pending_);
+        return std::move(pending_);
+    }
+
     const int socket_;
     std::size_t received_ = 0;
+    /// What no frame was cut from.
     Bytes pending_;
-    std::size_t consumed_ = 0;
 };
 
 /// Reads up to the response, which is the first one on the connection.
-Response readResponse(FrameReader& reader, const MCPSocketClient::Progress& progress) {
+Outcome readAnswer(FrameReader& reader, const MCPSocketClient::Progress& progress) {
     std::vector<MCPWireProgress> reports;
     for (;;) {
         auto next = withinMemory([&] { return reader.nextPending(); }, noMemory);
         if (next) {
-            auto& frame = *next;
-            auto* report = frame ? std::get_if<MCPWireProgress>(&frame->is) : nullptr;
+            auto& received = *next;
+            auto* report = received ? std::get_if<MCPWireProgress>(&*received) : nullptr;
             if (report != nullptr) {
                 reports.push_back(std::move(*report));
                 continue;
@@ -109,21 +133,21 @@ Response readResponse(FrameReader& reader, const MCPSocketClient::Progress& prog
         // Nothing more is pending, or the exchange ends: what was reported comes first.
         if (!reports.empty()) progress(std::exchange(reports, {}));
         if (!next) return std::unexpected(std::move(next.error()));
-        if (auto& frame = *next) return std::get<MCPWireResponse>(std::move(frame->is));
+        if (auto& received = *next) return std::get<Answer>(*std::move(received));
         const auto read = withinMemory([&] { return reader.read(); }, noMemory);
         if (!read) return std::unexpected(read.error());
     }
 }
 
 /// The whole conversation of one call. Blocks until the response.
-Response exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress,
-                  CallCancellation& cancellation, MemoryTrimmer& memory) {
+Outcome exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress,
+                 CallCancellation& cancellation, MemoryTrimmer& memory) {
     const auto written = writeRequest(socket.get(), std::move(request), cancellation, memory);
     if (!written) return std::unexpected(written.error());
     FrameReader reader{socket.get()};
-    Response response = readResponse(reader, progress);
+    Outcome outcome = readAnswer(reader, progress);
     memory.release(reader.received());
-    return response;
+    return outcome;
 }
 
 } // namespace
@@ -159,8 +183,8 @@ MCPSocketClient::make(const std::filesystem::path& applicationSupportDirectory, 
 MCPSocketClient::MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system)
     : socketPath_{std::move(socketPath)}, launcher_{std::move(launcher)}, system_{std::move(system)} {}
 
-Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress,
-                                     std::shared_ptr<CallCancellation> cancellation) {
+Task<Outcome> MCPSocketClient::send(MCPWireRequest request, Progress progress,
+                                    std::shared_ptr<CallCancellation> cancellation) {
     auto socket = co_await connectOnce();
     if (!socket) {
         if (!cancellation->mayLaunch()) co_return std::unexpected(failure(Cancelled{}));
@@ -171,14 +195,14 @@ Task<Response> MCPSocketClient::send(MCPWireRequest request, Progress progress,
     auto work = [&] {
         return exchange(*std::move(socket), std::move(request), progress, *cancellation, system_.memory);
     };
-    Response response = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
-    if (!response) co_return response;
-    const auto* error = std::get_if<MCPWireError>(&response->outcome);
-    // Deliberate: a version mismatch is a failure of the call here, an oversized frame stays inside the response.
+    Outcome outcome = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
+    if (!outcome) co_return outcome;
+    const auto* error = std::get_if<MCPWireError>(&*outcome);
+    // Deliberate: a version mismatch is a failure of the call here, an oversized frame stays inside the answer.
     if (error != nullptr && std::holds_alternative<MCPWireError::VersionMismatch>(error->is)) {
         co_return std::unexpected(failure(*error));
     }
-    co_return response;
+    co_return outcome;
 }
 
 Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce() {

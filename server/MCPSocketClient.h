@@ -50,6 +50,10 @@ public:
         bool operator==(const Failure&) const = default;
     };
 
+    /// What the application answered: the JSON text of the result, as our writer writes it, or why it refused the call.
+    /// A result stays text because nobody looks into it.
+    using Answer = std::variant<VostelMCPKit::Bytes, VostelMCPKit::MCPWireError>;
+
     /// Receives the progress reports of a call in order, all those of one read together. Called on the thread of the
     /// exchange, which goes on when it returns: a slow client slows the application down, not our memory up.
     using Progress = std::function<void(std::vector<VostelMCPKit::MCPWireProgress>)>;
@@ -68,7 +72,7 @@ public:
     make(const std::filesystem::path& applicationSupportDirectory, MCPAppLauncher launcher, System system);
 
     /// A call that `cancellation` stops before its request is written is not sent.
-    [[nodiscard]] VostelMCPKit::Task<std::expected<VostelMCPKit::MCPWireResponse, Failure>>
+    [[nodiscard]] VostelMCPKit::Task<std::expected<Answer, Failure>>
     send(VostelMCPKit::MCPWireRequest request, Progress progress, std::shared_ptr<CallCancellation> cancellation);
 
     /// Tells the application that the client gave up on a call. Calls `connected` once the application has taken the

@@ -90,29 +90,18 @@ Position afterEscape(Position at, Position end) {
     return digits.find(code.back()) != digits.npos ? at + length : nullptr;
 }
 
-struct String {
-    /// What is between the quotation marks.
-    Position start;
-    std::size_t length : 63;
-    std::size_t hasEscape : 1;
-
-    [[nodiscard]] std::string_view text() const { return {start, length}; }
-    [[nodiscard]] std::string_view withMarks() const { return {start - 1, length + 2}; }
-};
-
-Position afterString(Position at, Position end, String& string) {
+/// `content` becomes what is between the quotation marks.
+Position afterString(Position at, Position end, std::string_view& content) {
     if (!has('"', at, end)) return nullptr;
     const Position start = at + 1;
-    bool hasEscape = false;
     at = afterPlain(start, end);
     while (has('\\', at, end)) {
-        hasEscape = true;
         at = afterEscape(at + 1, end);
         if (at == nullptr) return nullptr;
         at = afterPlain(at, end);
     }
     if (!has('"', at, end)) return nullptr;
-    string = {start, static_cast<std::size_t>(at - start), hasEscape};
+    content = {start, at};
     return at + 1;
 }
 
@@ -120,7 +109,7 @@ Position afterScalar(Position at, Position end) {
     if (at == end) return nullptr;
     switch (*at) {
     case '"': {
-        String ignored;
+        std::string_view ignored;
         return afterString(at, end, ignored);
     }
     case 't':
@@ -134,10 +123,13 @@ Position afterScalar(Position at, Position end) {
     }
 }
 
-bool isBefore(const String& left, const String& right) {
-    if (!left.hasEscape && !right.hasEscape) return keyOrder(left.text(), right.text()) < 0;
-    const auto ours = readJSON(left.withMarks());
-    const auto theirs = readJSON(right.withMarks());
+/// Whether one key is written before another one. Both are as they are in the text, between their quotation marks.
+bool isBefore(std::string_view left, std::string_view right) {
+    const auto hasEscape = [](std::string_view key) { return key.find('\\') != key.npos; };
+    if (!hasEscape(left) && !hasEscape(right)) return keyOrder(left, right) < 0;
+    const auto unescaped = [](std::string_view key) { return readJSON({key.data() - 1, key.size() + 2}); };
+    const auto ours = unescaped(left);
+    const auto theirs = unescaped(right);
     return ours && theirs && keyOrder(unwrap(ours->asString()), unwrap(theirs->asString())) < 0;
 }
 
@@ -145,7 +137,7 @@ bool isBefore(const String& left, const String& right) {
 class Keys final {
 public:
     void openObject() {
-        latest_.push_back({nullptr, 0, 0});
+        latest_.emplace_back();
         known_ = 0;
     }
     void closeObject() {
@@ -154,21 +146,22 @@ public:
     }
     /// After a key and its colon. Null, too, when the key does not come after the one before it.
     Position afterNext(Position at, Position end) {
-        String& latest = latest_.back();
-        // A list of objects repeats the same keys, whose order then needs no second look.
+        std::string_view& latest = latest_.back();
+        // The objects of a list repeat the same keys, whose order then needs no second look.
         if (known_ < shape_.size()) {
-            const String& likely = shape_[known_];
-            const std::size_t length = likely.length + 3;
-            if (std::string_view{at, end}.starts_with(std::string_view{likely.start - 1, length})) {
+            const std::string_view likely = shape_[known_];
+            const std::string_view withMarksAndColon{likely.data() - 1, likely.size() + 3};
+            if (std::string_view{at, end}.starts_with(withMarksAndColon)) {
                 ++known_;
                 latest = likely;
-                return at + length;
+                return at + withMarksAndColon.size();
             }
         }
-        String key;
+        std::string_view key;
         at = afterString(at, end, key);
         if (at == nullptr || !has(':', at, end)) return nullptr;
-        if (latest.start != nullptr && !isBefore(latest, key)) return nullptr;
+        const bool isFirst = latest.data() == nullptr;
+        if (!isFirst && !isBefore(latest, key)) return nullptr;
         latest = key;
         if (known_ != unknown) {
             shape_.resize(known_++);
@@ -180,11 +173,11 @@ public:
 private:
     static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
-    /// The latest key of each open object, from the outermost to the innermost. Starts nowhere before the first one.
-    std::vector<String> latest_;
-    /// The keys of the object that was opened last. They are those of the innermost open object from the first one to
-    /// the `known_`-th, unless an object inside it has replaced them.
-    std::vector<String> shape_;
+    /// The latest key of each open object, from the outermost to the innermost.
+    std::vector<std::string_view> latest_;
+    /// The keys of the object that was opened last. The first `known_` of them are those of the innermost open object,
+    /// unless an object inside it has replaced them.
+    std::vector<std::string_view> shape_;
     std::size_t known_ = unknown;
 };
 

@@ -3,6 +3,7 @@
 
 #include "kit/jsonrpc/Codec.h"
 #include "kit/jsonrpc/JSONWriter.h"
+#include "kit/jsonrpc/MCPRequestID.h"
 
 #include <expected>
 
@@ -16,5 +17,9 @@ template <class Message>
     out.append('\n');
     return {};
 }
+
+/// The line that answers the request `id`. `result` is JSON text as our writer writes it; it becomes the line and is
+/// not copied if enough of a prefix was dropped from it (see Bytes::prepend). Equals appendLine of MCPResponse::result.
+[[nodiscard]] Bytes resultLine(const MCPRequestID& id, Bytes result);
 
 } // namespace VostelMCPKit

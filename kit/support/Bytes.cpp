@@ -3,17 +3,33 @@
 #include "kit/support/outOfMemory.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace VostelMCPKit {
 
-void Bytes::reserve(std::size_t capacity) {
-    if (capacity <= capacity_) return;
+void Bytes::makeRoom(std::size_t count) {
+    if (start_ > 0) {
+        if (size_ > 0) std::memmove(memory_, data(), size_);
+        start_ = 0;
+        if (capacity_ - size_ >= count) return;
+    }
     // Growing by half keeps appending linear and wastes less of a large block than doubling does.
-    std::size_t wanted = std::max({capacity, capacity_ + capacity_ / 2, std::size_t{64}});
-    void* moved = std::realloc(data_, wanted);
+    const std::size_t wanted = std::max({size_ + count, capacity_ + capacity_ / 2, std::size_t{64}});
+    void* moved = std::realloc(memory_, wanted);
     if (moved == nullptr) outOfMemory();
-    data_ = static_cast<char*>(moved);
+    memory_ = static_cast<char*>(moved);
     capacity_ = wanted;
+}
+
+void Bytes::prepend(std::string_view text) {
+    if (start_ < text.size()) {
+        std::ignore = room(text.size());
+        const std::size_t start = std::exchange(start_, text.size());
+        if (size_ > 0) std::memmove(memory_ + start_, memory_ + start, size_);
+    }
+    start_ -= text.size();
+    size_ += text.size();
+    if (!text.empty()) std::memcpy(data(), text.data(), text.size());
 }
 
 } // namespace VostelMCPKit

@@ -27,15 +27,15 @@ public:
         swap(taken);
         return *this;
     }
-    ~Bytes() { std::free(data_); }
+    ~Bytes() { std::free(memory_); }
 
-    [[nodiscard]] const char* data() const { return data_; }
-    [[nodiscard]] char* data() { return data_; }
+    [[nodiscard]] const char* data() const { return memory_ + start_; }
+    [[nodiscard]] char* data() { return memory_ + start_; }
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] bool empty() const { return size_ == 0; }
     [[nodiscard]] std::size_t capacity() const { return capacity_; }
-    [[nodiscard]] std::string_view text() const { return {data_, size_}; }
-    [[nodiscard]] std::span<const std::byte> span() const { return std::as_bytes(std::span{data_, size_}); }
+    [[nodiscard]] std::string_view text() const { return {data(), size_}; }
+    [[nodiscard]] std::span<const std::byte> span() const { return std::as_bytes(std::span{data(), size_}); }
 
     void append(std::string_view text) {
         if (text.empty()) return;
@@ -47,18 +47,21 @@ public:
         grow(1);
     }
 
+    /// Puts `text` before the content. The content stays where it is if enough of a prefix was dropped before.
+    void prepend(std::string_view text);
+
     /// The first byte of at least `count` writable bytes behind the content; valid until the next non-const call.
     [[nodiscard]] char* room(std::size_t count) {
-        if (capacity_ - size_ < count) reserve(size_ + count);
-        return data_ + size_;
+        if (capacity_ - start_ - size_ < count) makeRoom(count);
+        return data() + size_;
     }
     /// Takes the first `count` bytes of the room, which the caller has written, into the content.
     void grow(std::size_t count) { size_ += count; }
 
-    /// Drops the first `count` bytes of the content.
+    /// Drops the first `count` bytes of the content. The others do not move.
     void removePrefix(std::size_t count) {
+        start_ += count;
         size_ -= count;
-        if (count > 0 && size_ > 0) std::memmove(data_, data_ + count, size_);
     }
     /// Drops everything behind the first `size` bytes.
     void truncate(std::size_t size) { size_ = size; }
@@ -66,14 +69,17 @@ public:
     bool operator==(const Bytes& other) const { return text() == other.text(); }
 
 private:
-    void reserve(std::size_t capacity);
+    void makeRoom(std::size_t count);
     void swap(Bytes& other) noexcept {
-        std::swap(data_, other.data_);
+        std::swap(memory_, other.memory_);
+        std::swap(start_, other.start_);
         std::swap(size_, other.size_);
         std::swap(capacity_, other.capacity_);
     }
 
-    char* data_ = nullptr;
+    char* memory_ = nullptr;
+    /// Where the content begins in the memory.
+    std::size_t start_ = 0;
     std::size_t size_ = 0;
     std::size_t capacity_ = 0;
 };

@@ -1,5 +1,6 @@
 #include "kit/wire/MCPWireFrameText.h"
 
+#include "kit/jsonrpc/CanonicalJSON.h"
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
@@ -81,6 +82,17 @@ std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string
     const auto value = readJSON(payload);
     if (!value) return std::unexpected(value.error());
     return decode<MCPWireOutboundFrame>(*value);
+}
+
+std::optional<std::string_view> canonicalResult(std::string_view payload) {
+    constexpr std::string_view end = "}}";
+    std::string requestID;
+    const bool isResponse = take(payload, R"({"kind":"response","payload":{"requestID":)") &&
+                            takeString(payload, requestID) && take(payload, R"(,"result":)") && payload.ends_with(end);
+    if (!isResponse) return std::nullopt;
+    payload.remove_suffix(end.size());
+    if (!isCanonicalJSON(payload)) return std::nullopt;
+    return payload;
 }
 
 } // namespace VostelMCPKit

@@ -1,11 +1,12 @@
 // The text of a frame's payload, read into the frame. Each side of the socket reads what the other one sends.
 //
-// Both functions are thread-safe and keep no state. What they return shares nothing with `payload`.
+// All functions are thread-safe and keep no state.
 #pragma once
 
 #include "kit/wire/MCPWireFrames.h"
 
 #include <expected>
+#include <optional>
 #include <string_view>
 #include <variant>
 
@@ -22,11 +23,15 @@ struct MCPWireInboundFailure {
 
 /// For the application. The version is judged before the rest of the request is decoded, because another version may
 /// give a request another shape. Deliberate: a cancellation of another version is not refused for its version, because
-/// nothing can answer it.
+/// nothing can answer it. The frame shares nothing with `payload`.
 [[nodiscard]] std::expected<MCPWireInboundFrame, MCPWireInboundFailure> readInboundFrame(std::string_view payload);
 
 /// For vostel-mcp. The result equals that of readJSON and decode. Progress comes by the hundred thousand, always in the
-/// same form, and is therefore read without building its document.
+/// same form, and is therefore read without building its document. The frame shares nothing with `payload`.
 [[nodiscard]] std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string_view payload);
+
+/// For vostel-mcp, which passes results on unread. The text of a response's result, a part of `payload`, if our own
+/// encoder would write the whole payload in the same way. Absent for every other payload, valid or not.
+[[nodiscard]] std::optional<std::string_view> canonicalResult(std::string_view payload);
 
 } // namespace VostelMCPKit

@@ -19,7 +19,9 @@ using namespace vostel_tests;
 using namespace std::literals;
 
 using Failure = MCPSocketClient::Failure;
-using Response = std::expected<MCPWireResponse, Failure>;
+/// The text of the result, or what the application refused.
+using Answered = std::variant<std::string, MCPWireError>;
+using Response = std::expected<Answered, Failure>;
 
 constexpr const char* applicationSupport = "/home/me/Library/Application Support";
 
@@ -32,7 +34,15 @@ std::string responseFrame(const std::string& resultOrError, const std::string& r
 }
 
 const std::string answer = responseFrame(R"("result":"done")");
-const MCPWireResponse answered{"A", MCPValue{"done"}};
+const Answered answered{R"("done")"};
+
+/// What can be copied and printed.
+Response copied(std::expected<MCPSocketClient::Answer, Failure> outcome) {
+    if (!outcome) return std::unexpected(outcome.error());
+    return match(
+        *outcome, [](const Bytes& result) { return Answered{std::string{result.text()}}; },
+        [](const MCPWireError& error) { return Answered{error}; });
+}
 
 Failure connectFailure(auto reason) { return Failure{ConnectError{reason}}; }
 
@@ -52,7 +62,7 @@ protected:
         auto response = executor.run(client->send(
             std::move(request), [this](auto reports) { take(reports); }, std::make_shared<CallCancellation>()));
         EXPECT_TRUE(response) << "the call hangs";
-        return *std::move(response);
+        return copied(*std::move(response));
     }
 
     void cancel() {
@@ -212,12 +222,43 @@ TEST_F(MCPSocketClientTest, a_frame_longer_than_one_read_is_put_together) {
     const std::string bytes = responseFrame(R"("result":")" + text + "\"");
     // As much as the first read, a later one and the last one take.
     application.answers({bytes.substr(0, 512), bytes.substr(512, 65'536), bytes.substr(512 + 65'536)});
-    EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPValue{text}}}));
+    EXPECT_EQ(send(), Response{'"' + text + '"'});
+}
+
+TEST_F(MCPSocketClientTest, a_result_is_text_as_our_writer_writes_it_however_it_came) {
+    struct Row {
+        const char* when;
+        std::string payload;
+        std::string result;
+    };
+    const auto inOurForm = [](const std::string& result) {
+        return R"({"kind":"response","payload":{"requestID":"A","result":)" + result + "}}";
+    };
+    const Row rows[] = {
+        {"in our form", inOurForm(R"({"content":[],"isError":false})"), R"({"content":[],"isError":false})"},
+        {"null", inOurForm("null"), "null"},
+        {"keys in another order", inOurForm(R"({"isError":false,"content":[]})"), R"({"content":[],"isError":false})"},
+        {"numbers in another form", inOurForm("[1.0,2e0,0.50]"), "[1,2,0.5]"},
+        {"white space inside", inOurForm("[1, 2]"), "[1,2]"},
+        {"white space around", " " + inOurForm("[1,2]") + "\n", "[1,2]"},
+        {"a result that grows", inOurForm("[1e18, 1e18, 1e18]"),
+         "[1000000000000000000,1000000000000000000,1000000000000000000]"},
+        {"the members of the frame in another order", R"({"payload":{"result":[1],"requestID":"A"},"kind":"response"})",
+         "[1]"},
+        {"a member that is not known", R"({"kind":"response","payload":{"requestID":"A","result":[1],"zone":7}})",
+         "[1]"},
+        {"an ID with an escape", R"({"kind":"response","payload":{"requestID":"\n","result":[1]}})", "[1]"},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        // What follows the answer is of no interest.
+        application.answers({progressFrame("0.5") + frame(row.payload) + answer});
+        EXPECT_EQ(send(), Response{row.result});
+    });
 }
 
 TEST_F(MCPSocketClientTest, the_first_response_is_the_answer_whatever_its_request_ID) {
     application.answers({responseFrame(R"("result":"not ours")", "B") + answer});
-    EXPECT_EQ(send(), (Response{MCPWireResponse{"B", MCPValue{"not ours"}}}));
+    EXPECT_EQ(send(), Response{R"("not ours")"});
 }
 
 TEST_F(MCPSocketClientTest, a_version_mismatch_fails_the_call_while_an_oversized_frame_stays_inside_the_response) {
@@ -225,7 +266,7 @@ TEST_F(MCPSocketClientTest, a_version_mismatch_fails_the_call_while_an_oversized
     EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPWireError{MCPWireError::VersionMismatch{4, 5}}})});
 
     application.answers({responseFrame(R"("error":{"kind":"frameTooLarge","declared":9,"limit":8})")});
-    EXPECT_EQ(send(), (Response{MCPWireResponse{"A", MCPWireError{MCPWireError::FrameTooLarge{9, 8}}}}));
+    EXPECT_EQ(send(), (Response{MCPWireError{MCPWireError::FrameTooLarge{9, 8}}}));
 }
 
 TEST_F(MCPSocketClientTest, a_fault_of_the_conversation_fails_the_call_and_closes_the_connection) {
@@ -330,9 +371,9 @@ TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_its_call_alone
         const auto client =
             *MCPSocketClient::make(applicationSupport, launcher.launcher(),
                                    {listening.connector(), few.starter(), clock.now(), clock.sleep(), memory});
-        const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
+        auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
         ASSERT_TRUE(response);
-        EXPECT_EQ(*response, Response{std::unexpected(Failure{PosixError{EAGAIN}})});
+        EXPECT_EQ(copied(*std::move(response)), Response{std::unexpected(Failure{PosixError{EAGAIN}})});
         EXPECT_EQ(peer.received(), "");
         EXPECT_EQ(peer.clientHasClosed(), row.connects);
     });

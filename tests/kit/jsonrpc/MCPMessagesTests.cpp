@@ -1,3 +1,4 @@
+#include "kit/jsonrpc/MCPLine.h"
 #include "kit/jsonrpc/MCPMessages.h"
 #include "tests/support/Distinct.h"
 #include "tests/support/JSON.h"
@@ -14,6 +15,7 @@ using vostel_tests::decoded;
 using vostel_tests::expectDistinct;
 using vostel_tests::json;
 using vostel_tests::written;
+using namespace std::literals;
 
 constexpr const char* badID = "Идентификатор запроса не является ни строкой, ни числом";
 constexpr const char* badResponse = "Ответ обязан нести либо result, либо error, но не оба и не ни одного";
@@ -275,6 +277,21 @@ TEST(MCPMessages, equal_records_hash_equally) {
     EXPECT_EQ(std::hash<MCPRequest>{}(request), std::hash<MCPRequest>{}(same));
     EXPECT_EQ(std::hash<MCPResponse>{}(MCPResponse::result(1, 0.0)),
               std::hash<MCPResponse>{}(MCPResponse::result(1, -0.0)));
+}
+
+TEST(MCPLine, a_result_that_is_text_becomes_the_line_of_its_response) {
+    const MCPRequestID ids[] = {{7}, {-1}, {"seven"}, {"with \"quotes\" and a line\nfeed"}, {std::string(200, 'x')}};
+    for (const MCPRequestID& id : ids) {
+        for (const std::string& result : {"null"s, "[1,{}]"s, '"' + std::string(1'000, 'y') + '"'}) {
+            Bytes expected;
+            ASSERT_TRUE(appendLine(MCPResponse::result(id, json(result)), expected));
+            for (const std::size_t dropped : {0U, 40U, 100U}) {
+                Bytes text{std::string(dropped, '-') + result};
+                text.removePrefix(dropped);
+                EXPECT_EQ(resultLine(id, std::move(text)).text(), expected.text());
+            }
+        }
+    }
 }
 
 } // namespace

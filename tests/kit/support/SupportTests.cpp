@@ -115,6 +115,44 @@ TEST(Bytes, lose_the_prefix_or_the_rest) {
     EXPECT_EQ(bytes.text(), "again");
 }
 
+TEST(Bytes, take_a_prefix_into_the_place_of_a_dropped_one) {
+    Bytes bytes{"0123456789content"};
+    bytes.removePrefix(10);
+    const char* before = bytes.data();
+    bytes.prepend("the ");
+    EXPECT_EQ(bytes.text(), "the content");
+    EXPECT_EQ(bytes.data(), before - 4);
+    bytes.prepend("");
+    EXPECT_EQ(bytes.data(), before - 4);
+}
+
+TEST(Bytes, take_a_prefix_of_any_length) {
+    for (const std::size_t dropped : {0U, 1U, 50U}) {
+        for (const std::size_t length : {0U, 1U, 49U, 50U, 51U, 500U}) {
+            Bytes bytes{std::string(dropped, '-') + "content"};
+            bytes.removePrefix(dropped);
+            const std::string prefix(length, '+');
+            bytes.prepend(prefix);
+            bytes.append("!");
+            EXPECT_EQ(bytes.text(), prefix + "content!") << dropped << " " << length;
+        }
+    }
+    Bytes empty;
+    empty.prepend("now not");
+    EXPECT_EQ(empty.text(), "now not");
+}
+
+TEST(Bytes, use_the_memory_of_a_dropped_prefix_again) {
+    Bytes bytes{std::string(1'000, 'a')};
+    const std::size_t before = bytes.capacity();
+    for (int round = 0; round < 100; ++round) {
+        bytes.removePrefix(900);
+        bytes.append(std::string(900, 'b'));
+    }
+    EXPECT_EQ(bytes.text(), std::string(1'000, 'b'));
+    EXPECT_LE(bytes.capacity(), 2 * before);
+}
+
 TEST(Bytes, leave_nothing_behind_when_moved) {
     Bytes source{"content"};
     Bytes target{std::move(source)};

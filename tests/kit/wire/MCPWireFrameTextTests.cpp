@@ -162,5 +162,46 @@ TEST(MCPWireFrameText, means_what_the_document_means_whichever_byte_is_damaged) 
     }
 }
 
+TEST(MCPWireFrameText, the_result_of_a_response_in_our_own_form_is_found_as_text) {
+    struct Row {
+        const char* when;
+        std::string payload;
+        std::optional<std::string_view> result;
+    };
+    const Row rows[] = {
+        {"an object", R"({"kind":"response","payload":{"requestID":"0A","result":{"a":[1,{}]}}})", R"({"a":[1,{}]})"},
+        {"a scalar", R"({"kind":"response","payload":{"requestID":"","result":null}})", "null"},
+        {"an error", R"({"kind":"response","payload":{"error":{"kind":"versionMismatch"},"requestID":"0A"}})", {}},
+        {"progress", progressText(R"("fraction":0.5,"requestID":"0A")"), {}},
+        {"white space in the result", R"({"kind":"response","payload":{"requestID":"0A","result":[1, 2]}})", {}},
+        {"white space after the frame", R"({"kind":"response","payload":{"requestID":"0A","result":1}} )", {}},
+        {"a member after the result", R"({"kind":"response","payload":{"requestID":"0A","result":1,"zone":2}})", {}},
+        {"a member after the payload", R"({"kind":"response","payload":{"requestID":"0A","result":1},"zone":2}})", {}},
+        {"no result", R"({"kind":"response","payload":{"requestID":"0A","result":}})", {}},
+        {"one closing too few", R"({"kind":"response","payload":{"requestID":"0A","result":1})", {}},
+        {"one closing too many", R"({"kind":"response","payload":{"requestID":"0A","result":1}}})", {}},
+        {"an ID that is not UTF-8", "{\"kind\":\"response\",\"payload\":{\"requestID\":\"\xC3\",\"result\":1}}", {}},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(canonicalResult(row.payload), row.result); });
+}
+
+TEST(MCPWireFrameText, a_result_found_as_text_is_the_text_of_the_result_whichever_byte_is_damaged) {
+    const std::string text = R"({"kind":"response","payload":{"requestID":"0A","result":{"a":[0.5,"zwölf"],"b":{}}}})";
+    ASSERT_TRUE(canonicalResult(text));
+    std::mt19937 random{8};
+    for (std::size_t damaged = 0; damaged < text.size(); ++damaged) {
+        for (int attempt = 0; attempt < 40; ++attempt) {
+            std::string other = text;
+            other[damaged] = static_cast<char>(random());
+            const auto result = canonicalResult(other);
+            if (!result) continue;
+            const auto frame = readByDocument(other);
+            ASSERT_TRUE(frame) << other;
+            ASSERT_EQ(written(*frame), other);
+            ASSERT_EQ(written(std::get<MCPValue>(std::get<MCPWireResponse>(frame->is).outcome)), *result);
+        }
+    }
+}
+
 } // namespace
 } // namespace VostelMCPKit
