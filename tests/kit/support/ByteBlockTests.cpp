@@ -68,7 +68,8 @@ TEST(UTF8, the_sequence_of_each_code_point_is_well_formed_and_no_shorter_one_is)
         appendUTF8(codePoint, text);
         const char* end = text.data() + text.size();
         ASSERT_EQ(sequenceLength(text.data(), end), text.size()) << static_cast<std::uint32_t>(codePoint);
-        if (text.size() > 1) ASSERT_EQ(sequenceLength(text.data(), end - 1), 0U);
+        if (text.size() == 1) continue;
+        ASSERT_EQ(sequenceLength(text.data(), end - 1), 0U);
     }
 }
 
