@@ -19,8 +19,8 @@ namespace {
 bool waitUntilReady(int descriptor, short event) {
     pollfd waiting{descriptor, event, 0};
     while (poll(&waiting, 1, /*timeout=*/-1) < 0) {
-        // EAGAIN: the system was short of memory for a moment.
-        if (errno == EAGAIN) {
+        // Both mean that the system was short of memory for a moment.
+        if (errno == EAGAIN || errno == ENOMEM) {
             poll(nullptr, 0, /*timeout=*/1);
         } else if (errno != EINTR) {
             return false;

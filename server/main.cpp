@@ -22,8 +22,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <span>
 #include <string>
-#include <string_view>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -60,15 +60,13 @@ void raiseDescriptorLimit(rlimit limit) {
     std::ignore = setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// A signal may interrupt the write.
 void writeStartUpLine() {
     std::setvbuf(stderr, nullptr, _IONBF, 0);
     const std::string line = "vostel-mcp wire protocol v" + std::to_string(wireProtocolVersion) + "\n";
-    for (std::string_view rest = line; !rest.empty();) {
-        const ssize_t count = write(STDERR_FILENO, rest.data(), rest.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return;
-        rest.remove_prefix(static_cast<std::size_t>(count));
+    for (auto rest = std::as_bytes(std::span{line}); !rest.empty();) {
+        const auto count = MCPStdio::attemptWrite(STDERR_FILENO, rest);
+        if (!count || *count == 0) return;
+        rest = rest.subspan(static_cast<std::size_t>(*count));
     }
 }
 
@@ -81,6 +79,9 @@ constexpr auto drainTimeout = std::chrono::milliseconds{30};
 
 int main() {
     if (!occupyStandardStreams()) std::_Exit(EXIT_FAILURE);
+    static SerialExecutor outputTurn;
+    // A client must not read half a line, not even from a server that ends for lack of memory.
+    onOutOfMemory([] { outputTurn.close(); });
     keepIdleMemorySmall();
     const rlimit originalLimit = descriptorLimit();
     raiseDescriptorLimit(originalLimit);
@@ -89,9 +90,6 @@ int main() {
     RunLoop mainThread{trimDelay, releaseFreeMemory};
     MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }, releaseFreeMemory};
     SerialExecutor proxyTurn;
-    static SerialExecutor outputTurn;
-    // A client must not read half a line, not even from a server that ends for lack of memory.
-    onOutOfMemory([] { outputTurn.close(); });
     InlineExecutor calls;
     LineChannel lines;
     MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); },

@@ -1,6 +1,7 @@
 #include "posix/FileDescriptor.h"
 #include "server/MCPStdio.h"
 #include "tests/support/BytesOf.h"
+#include "tests/support/Table.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -46,6 +47,47 @@ TEST(MCPStdio, a_stream_that_the_system_cannot_wait_for_fails_and_is_not_asked_f
     ASSERT_FALSE(written);
     EXPECT_EQ(written.error(), VostelMCPKit::PosixError{EBADF});
     EXPECT_EQ(polls, 1);
+}
+
+TEST(MCPStdio, a_wait_that_fails_for_a_moment_is_repeated_and_one_that_cannot_succeed_is_not) {
+    struct Row {
+        const char* when;
+        int error;
+        bool repeats;
+    };
+    const Row rows[] = {
+        {"a signal", EINTR, true},
+        {"no resources", EAGAIN, true},
+        {"no memory", ENOMEM, true},
+        {"no such thing", EINVAL, false},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+        const posix::FileDescriptor reader{ends[0]};
+        const posix::FileDescriptor writer{ends[1]};
+        char bytes[4096] = {};
+        while (write(writer.get(), bytes, sizeof bytes) > 0) {}
+
+        int failures = 0;
+        replacement = [&](pollfd* descriptors) {
+            // A pause between two attempts waits for nothing.
+            if (descriptors == nullptr) return 0;
+            if (failures < 3) {
+                ++failures;
+                errno = row.error;
+                return -1;
+            }
+            while (read(reader.get(), bytes, sizeof bytes) > 0) {}
+            descriptors->revents = POLLOUT;
+            return 1;
+        };
+        const auto written = MCPStdio::attemptWrite(writer.get(), vostel_tests::bytesOf("line\n"));
+        replacement = nullptr;
+        EXPECT_EQ(failures, row.repeats ? 3 : 1);
+        using Written = std::expected<std::int64_t, VostelMCPKit::PosixError>;
+        EXPECT_EQ(written, row.repeats ? Written{5} : std::unexpected(VostelMCPKit::PosixError{row.error}));
+    });
 }
 
 } // namespace

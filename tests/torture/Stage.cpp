@@ -281,6 +281,7 @@ void Stage::answer(const Connection& to, const std::string& result) {
 }
 
 void Stage::answerHeld() {
+    mayHold_ = false;
     for (Connection& connection : connections_) {
         if (std::exchange(connection.isHeld, false)) answer(connection, "\"late\"");
     }
@@ -298,7 +299,7 @@ void Stage::onFrame(Connection& connection, std::string_view payload) {
     ++requests_;
     connection.wireID = wireID;
     const std::string tool = textAfter(payload, R"("tool":")");
-    if (tool == "hold") {
+    if (tool == "hold" && mayHold_) {
         connection.isHeld = true;
         return;
     }

@@ -65,7 +65,7 @@ public:
     void listen();
     [[nodiscard]] int requests() const { return requests_; }
     [[nodiscard]] int cancellations() const { return cancellations_; }
-    /// Answers the calls that it has held back.
+    /// Answers the calls that it has held back, and holds back none any more.
     void answerHeld();
     [[nodiscard]] bool isLaunched() const { return isLaunched_; }
 
@@ -104,6 +104,7 @@ private:
     std::string unfinished_, errorText_, toSend_;
     int requests_ = 0;
     int cancellations_ = 0;
+    bool mayHold_ = true;
     bool isLaunched_ = false;
     Tracer tracer_;
 };
