@@ -1,0 +1,151 @@
+"""A small application at a socket, right or wrong: for the test of wire_check.py. Each fault breaks one rule."""
+import socket
+import socketserver
+import threading
+import time
+
+import decoder
+
+FAULTS = {
+    "says nothing": "a_call_is_answered",
+    "expects a frame in one piece": "a_frame_may_come_byte_by_byte",
+    "reads one frame of each read": "two_frames_may_come_at_once",
+    "refuses unknown keys": "unknown_keys_are_ignored",
+    "does not mark failures": "an_unknown_tool_is_a_failed_result",
+    "takes every version": "another_version_is_refused",
+    "waits for a payload of any length": "a_frame_that_is_too_long_is_refused_by_its_header",
+    "keeps what is no record": "what_is_no_record_ends_its_connection_alone",
+    "serves one at a time": "a_peer_that_stops_in_a_frame_delays_nobody",
+    "lets progress fall": "progress_names_its_call_and_never_falls",
+    "runs one call at a time": "calls_run_at_the_same_time",
+    "ignores cancellations": "a_cancelled_call_stops",
+    "answers cancellations": "a_cancellation_of_an_unknown_call_is_ignored",
+    "ends at a late cancellation": "a_cancellation_after_the_answer_is_ignored",
+    "ends when a caller hangs up": "a_caller_that_hangs_up_disturbs_nobody",
+}
+LONG = 60.0  # seconds
+
+
+class Ended(Exception):
+    """The connection is over."""
+
+
+class Handler(socketserver.BaseRequestHandler):
+    def fault(self, name):
+        return self.server.fault == name
+
+    def handle(self):
+        if self.fault("serves one at a time"):
+            with self.server.one_at_a_time:
+                return self.serve()
+        return self.serve()
+
+    def serve(self):
+        received = b""
+        try:
+            while True:
+                data = self.request.recv(65536)
+                if not data:
+                    return
+                received = data if self.fault("expects a frame in one piece") else received + data
+                received = self.take(received)
+        except (Ended, OSError):
+            pass
+
+    def take(self, received):
+        frames = decoder.records_of(received, decoder.TO_APPLICATION)
+        while True:
+            try:
+                self.record(next(frames), received)
+                if self.fault("reads one frame of each read"):
+                    return b""
+            except StopIteration as rest:
+                return rest.value
+            except decoder.VersionMismatch as mismatch:
+                if not self.fault("takes every version"):
+                    self.send(mismatch.answer)
+                    raise Ended from mismatch
+                self.answer({"requestID": mismatch.answer["payload"]["requestID"]})
+            except decoder.Refused as reason:
+                if str(reason) == "frame-too-large":
+                    if self.fault("waits for a payload of any length"):
+                        continue_reading(self.request)
+                    error = {"kind": "frameTooLarge", "declared": int.from_bytes(received[:4], "big"),
+                             "limit": decoder.MAX_FRAME_LENGTH}
+                    self.send({"kind": "response", "payload": {"requestID": "", "error": error}})
+                elif self.fault("keeps what is no record"):
+                    continue_reading(self.request)
+                raise Ended from reason
+
+    def record(self, record, received):
+        payload = record["payload"]
+        if self.fault("refuses unknown keys") and b"a later version" in received:
+            raise Ended
+        if record["kind"] == "cancellation":
+            return self.cancel(payload["requestID"])
+        if self.fault("says nothing"):
+            continue_reading(self.request)
+        if payload["tool"] == "long":
+            return self.work(payload)
+        known = payload["tool"] == "quick" or self.fault("does not mark failures")
+        self.server.answered.add(payload["requestID"])
+        return self.answer(payload, isError=not known)
+
+    def cancel(self, request_id):
+        if self.fault("answers cancellations"):
+            self.answer({"requestID": request_id})
+        if self.fault("ends at a late cancellation") and request_id in self.server.answered:
+            self.server.is_over = True
+        if not self.fault("ignores cancellations"):
+            self.server.cancelled.add(request_id)
+
+    def work(self, payload):
+        if self.fault("runs one call at a time"):
+            with self.server.one_at_a_time:
+                return self.long_call(payload)
+        return self.long_call(payload)
+
+    def long_call(self, payload):
+        request_id = payload["requestID"]
+        steps = 600
+        for step in range(steps):
+            if request_id in self.server.cancelled:
+                raise Ended
+            fraction = (steps - step if self.fault("lets progress fall") else step) / steps
+            try:
+                self.send({"kind": "progress", "payload": {"requestID": request_id, "fraction": fraction}})
+            except OSError:
+                self.server.is_over = self.fault("ends when a caller hangs up")
+                raise
+            time.sleep(LONG / steps)
+        self.answer(payload)
+
+    def answer(self, payload, isError=False):
+        self.send({"kind": "response", "payload": {
+            "requestID": payload["requestID"], "result": {"content": [], "isError": isError}}})
+        raise Ended
+
+    def send(self, record):
+        self.request.sendall(decoder.frame_of(record))
+
+
+def continue_reading(connection):
+    while connection.recv(65536):
+        pass
+    raise Ended
+
+
+class Application(socketserver.ThreadingUnixStreamServer):
+    daemon_threads = True
+    request_queue_size = socket.SOMAXCONN
+
+    def __init__(self, path, fault=None):
+        super().__init__(path, Handler)
+        self.fault = fault
+        self.one_at_a_time = threading.Lock()
+        self.cancelled = set()
+        self.answered = set()
+        self.is_over = False
+
+    def verify_request(self, _request, _address):
+        return not self.is_over

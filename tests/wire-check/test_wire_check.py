@@ -1,0 +1,42 @@
+"""wire_check.py finds each fault that a wrong application has, and none in a right one."""
+import concurrent.futures
+import os
+import tempfile
+import threading
+import unittest
+
+import wire_check
+from application import FAULTS, Application
+
+wire_check.PATIENCE = 1.0
+wire_check.NOTICE = 0.5
+
+
+def broken_rules(fault=None):
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "socket")
+        with Application(path, fault) as application:
+            threading.Thread(target=application.serve_forever, args=(0.01,), daemon=True).start()
+            broken = wire_check.Check(path, ("quick", {}), ("long", {})).run(report=lambda line: None)
+            application.shutdown()
+        return broken
+
+
+class WireCheck(unittest.TestCase):
+    def test_a_right_application_keeps_every_rule(self):
+        self.assertEqual(broken_rules(), [])
+
+    def test_each_fault_breaks_its_rule(self):
+        with concurrent.futures.ThreadPoolExecutor(len(FAULTS)) as pool:
+            broken = dict(zip(FAULTS, pool.map(broken_rules, FAULTS)))
+        for fault, rule in FAULTS.items():
+            with self.subTest(fault):
+                self.assertIn(rule, broken[fault])
+
+    def test_each_rule_has_a_fault_that_breaks_it(self):
+        rules = {rule.__name__ for rule in wire_check.Check("", (), ()).rules()}
+        self.assertEqual(rules, set(FAULTS.values()))
+
+
+if __name__ == "__main__":
+    unittest.main()

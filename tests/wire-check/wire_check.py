@@ -1,0 +1,286 @@
+"""Plays vostel-mcp to any application at a socket and says which rules of the wire protocol it keeps.
+
+    wire_check.py SOCKET [--quick TOOL ARGUMENTS] [--long TOOL ARGUMENTS]
+
+The quick call should end at once. The long call should take ten seconds or more and report progress. The exit status is 1
+when a rule is broken. Each rule is explained in docs/wire-protocol.md.
+"""
+import argparse
+import contextlib
+import json
+import os
+import socket
+import sys
+import time
+import uuid
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "second-decoder"))
+import decoder  # noqa: E402
+
+PATIENCE = 10.0  # seconds for what an application does at once
+NOTICE = 1.0  # seconds in which an application sees what has happened on another connection
+
+
+class Broken(Exception):
+    """What the application did instead of keeping a rule."""
+
+
+class Connection:
+    """One connection to the application. Waits at most PATIENCE for each frame."""
+
+    def __init__(self, path):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(PATIENCE)
+        self.socket.connect(path)
+        self.received = b""
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+
+    def send(self, data):
+        # An application may close a connection whose peer still writes.
+        with contextlib.suppress(BrokenPipeError, ConnectionResetError):
+            self.socket.sendall(data)
+
+    def next(self):
+        """The next record, or None at the end."""
+        while True:
+            frames = decoder.records_of(self.received, decoder.FROM_APPLICATION)
+            try:
+                record = next(frames)
+                self.received = self.received[4 + int.from_bytes(self.received[:4], "big"):]
+                return record
+            except StopIteration:
+                pass
+            except decoder.Refused as reason:
+                raise Broken(f"sends a frame that is refused: {reason}") from reason
+            try:
+                data = self.socket.recv(65536)
+            except ConnectionResetError:
+                data = b""
+            except TimeoutError as late:
+                raise Broken(f"sends nothing for {PATIENCE:.0f} s") from late
+            if not data:
+                if self.received:
+                    raise Broken("closes in the middle of a frame")
+                return None
+            self.received += data
+
+    def response(self):
+        """The first response, or None when the connection ends without one."""
+        while True:
+            record = self.next()
+            if record is None or record["kind"] == "response":
+                return record and record["payload"]
+
+    def expect_end(self):
+        if self.next() is not None:
+            raise Broken("sends more, or does not close the connection")
+
+
+class Check:
+    """The calls of one run, and the rules."""
+
+    def __init__(self, path, quick, long):
+        self.path = path
+        self.quick = quick
+        self.long = long
+
+    def connect(self):
+        return Connection(self.path)
+
+    @staticmethod
+    def request(call, **members):
+        tool, arguments = call
+        return {"kind": "request", "payload": {
+            "protocolVersion": decoder.PROTOCOL_VERSION, "clientInfo": {"name": "wire-check", "version": "1"},
+            "tool": tool, "arguments": arguments, "requestID": str(uuid.uuid4()).upper(), **members}}
+
+    @staticmethod
+    def cancellation(request):
+        return {"kind": "cancellation", "payload": {
+            "protocolVersion": decoder.PROTOCOL_VERSION, "requestID": request["payload"]["requestID"]}}
+
+    def expect_answer(self, connection, request):
+        response = connection.response()
+        if response is None:
+            raise Broken("closes the connection without a response")
+        if response["requestID"] != request["payload"]["requestID"]:
+            raise Broken("answers with the requestID of another call")
+        if "result" not in response:
+            raise Broken(f"answers with {response['error']}")
+        return response["result"]
+
+    def expect_service(self):
+        """A quick call works now."""
+        with self.connect() as connection:
+            request = self.request(self.quick)
+            connection.send(decoder.frame_of(request))
+            self.expect_answer(connection, request)
+
+    @contextlib.contextmanager
+    def running(self):
+        """A long call that has reported progress."""
+        request = self.request(self.long)
+        with self.connect() as connection:
+            connection.send(decoder.frame_of(request))
+            report = connection.next()
+            if report is None or report["kind"] != "progress":
+                raise Broken("ends the long call without any progress")
+            yield request, connection
+            cancel = decoder.frame_of(self.cancellation(request))
+            with self.connect() as other:
+                other.send(cancel)
+
+    def expect_stopped(self, connection):
+        """The call stops soon; what it still sends is read."""
+        start = time.monotonic()
+        while connection.next() is not None:
+            if time.monotonic() - start > PATIENCE:
+                raise Broken(f"goes on for {PATIENCE:.0f} s after the cancellation")
+
+    # The rules. The name is what is printed.
+
+    def a_call_is_answered(self):
+        self.expect_service()
+
+    def a_frame_may_come_byte_by_byte(self):
+        request = self.request(self.quick)
+        with self.connect() as connection:
+            for byte in decoder.frame_of(request):
+                connection.send(bytes([byte]))
+            self.expect_answer(connection, request)
+
+    def two_frames_may_come_at_once(self):
+        with self.running() as (first, one), self.running() as (second, two), self.connect() as both:
+            both.send(decoder.frame_of(self.cancellation(first)) + decoder.frame_of(self.cancellation(second)))
+            self.expect_stopped(one)
+            self.expect_stopped(two)
+
+    def unknown_keys_are_ignored(self):
+        request = self.request(self.quick, added={"in": "a later version"})
+        with self.connect() as connection:
+            connection.send(decoder.frame_of(request))
+            self.expect_answer(connection, request)
+
+    def an_unknown_tool_is_a_failed_result(self):
+        request = self.request(("no_such_tool", {}))
+        with self.connect() as connection:
+            connection.send(decoder.frame_of(request))
+            result = self.expect_answer(connection, request)
+            if not isinstance(result, dict) or result.get("isError") is not True:
+                raise Broken("answers without isError")
+
+    def another_version_is_refused(self):
+        request = self.request(self.quick, protocolVersion=decoder.PROTOCOL_VERSION + 1)
+        with self.connect() as connection:
+            connection.send(decoder.frame_of(request))
+            expected = {"requestID": request["payload"]["requestID"], "error": {
+                "kind": "versionMismatch", "helper": decoder.PROTOCOL_VERSION + 1, "app": decoder.PROTOCOL_VERSION}}
+            response = connection.response()
+            if response != expected:
+                raise Broken(f"answers with {response}")
+            connection.expect_end()
+
+    def a_frame_that_is_too_long_is_refused_by_its_header(self):
+        with self.connect() as connection:
+            length = decoder.MAX_FRAME_LENGTH + 1
+            connection.send(length.to_bytes(4, "big"))
+            error = {"kind": "frameTooLarge", "declared": length, "limit": decoder.MAX_FRAME_LENGTH}
+            response = connection.response()
+            if response != {"requestID": "", "error": error}:
+                raise Broken(f"answers with {response}")
+        self.expect_service()
+
+    def what_is_no_record_ends_its_connection_alone(self):
+        with self.connect() as connection:
+            connection.send(b"\0\0\0\x02{]")
+            connection.expect_end()
+        self.expect_service()
+
+    def a_peer_that_stops_in_a_frame_delays_nobody(self):
+        with self.connect() as stalled:
+            stalled.send(b"\0\0")
+            self.expect_service()
+
+    def progress_names_its_call_and_never_falls(self):
+        with self.running() as (request, connection):
+            last = 0.0
+            for _ in range(3):
+                report = connection.next()
+                if report is None or report["kind"] != "progress":
+                    break
+                if report["payload"]["requestID"] != request["payload"]["requestID"]:
+                    raise Broken("reports the progress of another call")
+                fraction = report["payload"]["fraction"]
+                if not last <= fraction <= 1:
+                    raise Broken(f"reports {fraction} after {last}")
+                last = fraction
+
+    def calls_run_at_the_same_time(self):
+        with self.running(), self.running():
+            self.expect_service()
+
+    def a_cancelled_call_stops(self):
+        with self.running() as (request, connection):
+            with self.connect() as other:
+                other.send(decoder.frame_of(self.cancellation(request)))
+            self.expect_stopped(connection)
+
+    def a_cancellation_of_an_unknown_call_is_ignored(self):
+        with self.connect() as connection:
+            connection.send(decoder.frame_of(self.cancellation(self.request(self.quick))))
+            connection.socket.shutdown(socket.SHUT_WR)
+            if connection.response() is not None:
+                raise Broken("answers a cancellation")
+        self.expect_service()
+
+    def a_cancellation_after_the_answer_is_ignored(self):
+        request = self.request(self.quick)
+        with self.connect() as connection:
+            connection.send(decoder.frame_of(request))
+            self.expect_answer(connection, request)
+            with self.connect() as other:
+                other.send(decoder.frame_of(self.cancellation(request)))
+        time.sleep(NOTICE)
+        self.expect_service()
+
+    def a_caller_that_hangs_up_disturbs_nobody(self):
+        with self.running() as (_, connection):
+            connection.socket.close()
+            time.sleep(NOTICE)
+            self.expect_service()
+
+    def rules(self):
+        return [value for name, value in vars(Check).items() if name.split("_")[0] in
+                {"a", "an", "another", "calls", "progress", "two", "unknown", "what"}]
+
+    def run(self, report=print):
+        """Reports a line for each rule, and gives the names of those that are broken."""
+        broken = []
+        for rule in self.rules():
+            name = rule.__name__.replace("_", " ")
+            try:
+                rule(self)
+                report(f"kept    {name}")
+            except (Broken, OSError) as why:
+                broken.append(rule.__name__)
+                report(f"BROKEN  {name}: the application {why}")
+        return broken
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("socket")
+    parser.add_argument("--quick", nargs=2, metavar=("TOOL", "ARGUMENTS"), default=("models_list", "{}"))
+    parser.add_argument("--long", nargs=2, metavar=("TOOL", "ARGUMENTS"), required=True)
+    options = parser.parse_args()
+    calls = [(tool, json.loads(arguments)) for tool, arguments in (options.quick, options.long)]
+    return 1 if Check(options.socket, *calls).run() else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
