@@ -41,6 +41,8 @@ bool print(std::string_view text) {
 /// Sentences contain paths and text from files, which could control the terminal.
 void printError(const std::string& sentence) { std::fprintf(stderr, "%s\n", printable(sentence).c_str()); }
 
+bool isOnTerminal() { return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0; }
+
 std::size_t terminalColumns() {
     winsize size{};
     return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
@@ -110,6 +112,7 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
         .cancellation = cancellation,
         .print = print,
         .printError = printError,
+        .isOnTerminal = isOnTerminal(),
         .progress = progressTerminal(),
     };
     return run(verb, context);
@@ -133,10 +136,7 @@ Exit perform(const auto& verb) {
     return runOnStore(verb, never);
 }
 
-Exit perform(const Command::Serve&) {
-    const bool hasTerminal = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
-    return serve(posix::applicationSupportDirectory(), hasTerminal);
-}
+Exit perform(const Command::Serve&) { return serve(posix::applicationSupportDirectory(), isOnTerminal()); }
 
 Exit perform(const Command::Clients& verb) {
     // Both programs are in the bundle, side by side.

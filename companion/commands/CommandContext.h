@@ -42,8 +42,18 @@ struct CommandContext {
     std::function<bool(std::string_view)> print;
     /// Writes a sentence to standard error: what went wrong, or that there is nothing to print.
     std::function<void(const std::string&)> printError;
+    /// Whether a person can have typed the command: standard input and output are a terminal. AI clients also run
+    /// commands, but without one.
+    bool isOnTerminal = false;
     /// Absent if standard error is not a terminal.
     std::optional<ProgressTerminal> progress;
+
+    /// Whether a person decides. Otherwise says that `what` needs one.
+    [[nodiscard]] bool hasPerson(const std::string& what) const {
+        if (isOnTerminal) return true;
+        printError(what + " needs a person, so this command works only in a terminal. Nothing was changed.");
+        return false;
+    }
 
     /// Prints the error of something that should have worked.
     Exit failed(const auto& error) const {

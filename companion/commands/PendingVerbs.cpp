@@ -9,13 +9,8 @@
 namespace vostel_companion {
 
 using VostelMCPKit::MCPConfirmationLogic::Decision;
-using VostelMCPKit::MCPConfirmationLogic::Request;
 
 namespace {
-
-std::chrono::seconds timeLeft(const Request& request, std::chrono::system_clock::time_point now) {
-    return std::chrono::ceil<std::chrono::seconds>(request.createdAt + request.ttl - now);
-}
 
 /// `refused` if the request was answered already or has expired.
 Exit exitOf(const ConfirmationError& error) {
@@ -33,13 +28,17 @@ Exit run(const Command::ListPending&, CommandContext& context) {
     if (!open) return context.failed(open.error());
     if (open->empty()) context.printError("Nothing waits for your confirmation.");
     for (const OpenConfirmation& waiting : *open) {
-        context.print(waiting.request.id.text() + "  " + clockText(timeLeft(waiting.request, context.now())) +
-                      " left  " + printableLine(waiting.action.description()) + "\n");
+        const auto left = std::chrono::ceil<std::chrono::seconds>(waiting.timeLeft);
+        context.print(waiting.request.id.text() + "  " + clockText(left) + " left  " +
+                      (waiting.client.empty() ? "an AI client" : inQuotes(waiting.client)) + ": " +
+                      printableLine(waiting.action.description()) + "\n");
     }
+    if (!open->empty()) context.printError("To answer, run Vostel confirm ID or Vostel deny ID in a terminal.");
     return Exit::done;
 }
 
 Exit run(const Command::AnswerPending& verb, CommandContext& context) {
+    if (verb.decision == Decision::confirmed && !context.hasPerson("Confirming a request")) return Exit::refused;
     static constexpr const char* tables[] = {"confirmations"};
     const auto id = findByID(context, tables, "request", verb.id);
     if (!id) return id.error();

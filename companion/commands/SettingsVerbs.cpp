@@ -21,6 +21,7 @@ Exit run(const Command::ShowSettings&, CommandContext& context) {
 }
 
 Exit run(const Command::SetReading& verb, CommandContext& context) {
+    if (verb.isAllowed && !context.hasPerson("Allowing AI clients to read")) return Exit::refused;
     // One transaction reads and writes, so that two settings that are changed at the same time are both kept.
     const auto saved =
         inTransaction(context.database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {

@@ -4,8 +4,12 @@
 #include "posix/Pipe.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
 #include <span>
+#include <termios.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -26,6 +30,28 @@ std::expected<std::unique_ptr<Child>, VostelMCPKit::PosixError> Child::start(con
                                                .error = STDERR_FILENO});
     if (!process) return std::unexpected(process.error());
     return std::unique_ptr<Child>{new Child{*std::move(process), std::move(input->writer), std::move(output->reader)}};
+}
+
+std::expected<std::unique_ptr<Child>, VostelMCPKit::PosixError>
+Child::startOnTerminal(const std::vector<std::string>& command) {
+    const auto failed = [] { return std::unexpected(VostelMCPKit::PosixError{errno}); };
+    posix::FileDescriptor outside{::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)};
+    if (outside.get() < 0 || ::grantpt(outside.get()) != 0 || ::unlockpt(outside.get()) != 0) return failed();
+    const posix::FileDescriptor inside{::open(::ptsname(outside.get()), O_RDWR | O_NOCTTY | O_CLOEXEC)};
+    posix::FileDescriptor reader{::fcntl(outside.get(), F_DUPFD_CLOEXEC, 0)};
+    termios settings{};
+    if (inside.get() < 0 || reader.get() < 0 || ::tcgetattr(inside.get(), &settings) != 0) return failed();
+    // Otherwise it would end lines with a carriage return, too.
+    ::cfmakeraw(&settings);
+    if (::tcsetattr(inside.get(), TCSANOW, &settings) != 0) return failed();
+    auto process = posix::ChildProcess::start({.executable = command.front(),
+                                               .arguments = {command.begin() + 1, command.end()},
+                                               .environment = posix::currentEnvironment(),
+                                               .input = inside.get(),
+                                               .output = inside.get(),
+                                               .error = inside.get()});
+    if (!process) return std::unexpected(process.error());
+    return std::unique_ptr<Child>{new Child{*std::move(process), std::move(outside), std::move(reader)}};
 }
 
 Child::~Child() {

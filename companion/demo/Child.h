@@ -18,6 +18,9 @@ public:
     /// Runs the executable `command[0]` with this process's environment and standard error.
     [[nodiscard]] static std::expected<std::unique_ptr<Child>, VostelMCPKit::PosixError>
     start(const std::vector<std::string>& command);
+    /// The same with a terminal of its own for all three streams.
+    [[nodiscard]] static std::expected<std::unique_ptr<Child>, VostelMCPKit::PosixError>
+    startOnTerminal(const std::vector<std::string>& command);
 
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;

@@ -61,14 +61,14 @@ void print(const MCPValue& content) {
     std::printf("\n   %s\n", std::string{text.text()}.c_str());
 }
 
-/// Runs a verb of the application as the user would, and returns its first line.
+/// Runs a verb of the application as the user would, in a terminal, and returns its first line.
 std::string runAsUser(const std::filesystem::path& application, std::vector<std::string> arguments) {
     std::printf("$ Vostel");
     for (const std::string& argument : arguments) std::printf(" %s", argument.c_str());
     std::printf("\n");
     std::fflush(stdout);
     arguments.insert(arguments.begin(), application.string());
-    const auto child = Child::start(arguments);
+    const auto child = Child::startOnTerminal(arguments);
     if (!child) giveUp("Vostel could not be started: " + child.error().systemText() + ".");
     std::string first;
     for (std::string line = (*child)->readLine(); !line.empty(); line = (*child)->readLine()) {

@@ -331,8 +331,9 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
     };
     const auto tool = tools_.find(request.tool);
     const MCPToolOutcome outcome =
-        tool == tools_.end() ? MCPToolOutcome::failed("There is no tool named " + inQuotes(request.tool) + ".")
-                             : tool->second(ToolCall{request.arguments, *cancellation, progress});
+        tool == tools_.end()
+            ? MCPToolOutcome::failed("There is no tool named " + inQuotes(request.tool) + ".")
+            : tool->second(ToolCall{request.arguments, *cancellation, progress, request.clientInfo.name});
     // The connection ends after the answer, even if it was not delivered. After half a report it is not sent, because
     // the peer would read it as the rest of the report.
     if (!isBroken) std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answerTimeout);

@@ -1,7 +1,10 @@
 #include "companion/store/Confirmations.h"
 
 #include "companion/store/Vocabulary.h"
+#include "companion/support/InQuotes.h"
+#include "companion/support/TerminalSafe.h"
 #include "companion/transcript/WordForm.h"
+#include "kit/support/CharacterCount.h"
 #include "kit/support/match.h"
 
 #include <algorithm>
@@ -20,6 +23,7 @@ using RemoveModel = ConfirmableAction::RemoveModel;
 using RemoveWords = ConfirmableAction::RemoveWords;
 
 constexpr std::size_t mostWordsInSummary = 10;
+constexpr std::size_t mostCharactersInClient = 60;
 constexpr const char* confirmedName = "confirmed";
 constexpr const char* deniedName = "denied";
 
@@ -61,6 +65,12 @@ std::string argumentsKey(const ConfirmableAction& action) {
     return key;
 }
 
+/// What is shown of a client's name. Anybody can choose one, so it is bounded and harmless.
+std::string shortened(std::string_view client) {
+    const std::string line = printableLine(client);
+    return line.substr(0, VostelMCPKit::countCharacters(line, mostCharactersInClient).prefixBytes);
+}
+
 std::optional<Decision> decisionNamed(const std::optional<std::string>& text) {
     if (!text) return std::nullopt;
     return *text == confirmedName ? Decision::confirmed : Decision::denied;
@@ -71,11 +81,12 @@ std::string text(const ConfirmableAction& action, std::size_t mostWords) {
         action.is,
         [&](const RemoveWords& removal) {
             const std::size_t shown = std::min(removal.words.size(), mostWords);
-            std::string text =
-                removal.words.size() == 1 ? "Remove the vocabulary rule for " : "Remove the vocabulary rules for ";
+            const std::size_t count = removal.words.size();
+            std::string text = count == 1 ? "Remove the vocabulary rule for "
+                                          : "Remove the vocabulary rules for " + std::to_string(count) + " words: ";
             for (std::size_t index = 0; index < shown; ++index) {
                 if (index > 0) text += ", ";
-                text += '"' + removal.words[index] + '"';
+                text += inDoubleQuotes(removal.words[index]);
             }
             if (shown < removal.words.size()) {
                 text += " and " + std::to_string(removal.words.size() - shown) + " more";
@@ -83,7 +94,7 @@ std::string text(const ConfirmableAction& action, std::size_t mostWords) {
             return text;
         },
         [](const RemoveModel& removal) {
-            return "Remove the speech recognition model \"" + removal.identifier + "\" from disk";
+            return "Remove the speech recognition model " + inDoubleQuotes(removal.identifier) + " from disk";
         });
 }
 
@@ -93,43 +104,90 @@ std::string ConfirmableAction::description() const { return text(*this, std::num
 
 std::string ConfirmableAction::summary() const { return text(*this, mostWordsInSummary); }
 
-std::expected<ConfirmationReport, ConfirmationError> Confirmations::ask(const ConfirmableAction& given) {
+std::expected<ConfirmationReport, ConfirmationError> Confirmations::ask(const ConfirmableAction& given,
+                                                                        std::string_view client) {
     const ConfirmableAction action = normalized(given);
     if (itemsOf(action).empty()) return std::unexpected(ConfirmationError::NoWords{});
     auto finished = finishInterrupted("tool = ? AND argumentsKey = ?", toolOf(action), argumentsKey(action));
     if (!finished) return std::unexpected(std::move(finished.error()));
-    return inTransaction(database_, Transaction::Kind::writing, [&] { return report(action); });
+    return inTransaction(database_, Transaction::Kind::writing, [&] { return report(action, client); });
 }
 
-std::expected<ConfirmationReport, ConfirmationError> Confirmations::report(const ConfirmableAction& action) {
+std::expected<ConfirmationReport, ConfirmationError> Confirmations::report(const ConfirmableAction& action,
+                                                                           std::string_view client) {
     if (auto done = forgetOld(); !done) return std::unexpected(std::move(done.error()));
     auto found = load("tool = ? AND argumentsKey = ?", toolOf(action), argumentsKey(action));
     if (!found) return std::unexpected(std::move(found.error()));
-    if (found->empty()) return create(action);
+    if (found->empty()) return create(action, client);
 
     Stored& stored = found->front();
-    const Request& request = stored.confirmation.request;
-    Status status = VostelMCPKit::MCPConfirmationLogic::status(request, now_());
+    const UUID id = stored.confirmation.request.id;
+    const auto over = isOver(stored);
+    if (!over) return std::unexpected(over.error());
+    if (*over) {
+        if (auto done = forget(id); !done) return std::unexpected(std::move(done.error()));
+        return create(action, client);
+    }
+    Status status = statusOf(stored.confirmation);
     // Deliberate: a confirmed removal that another process is about to perform is still pending, because the text for
     // "confirmed" says that it was performed.
     if (status == Status::confirmed && !stored.isPerformed) status = Status::pending;
-    if (status != Status::pending) {
-        Statement forget{database_, "DELETE FROM confirmations WHERE id = ?"};
-        if (auto done = forget.bind(request.id.text()).run(); !done) return std::unexpected(std::move(done.error()));
+    if (status == Status::expired) {
+        if (auto done = forget(id); !done) return std::unexpected(std::move(done.error()));
+    } else if (status != Status::pending && !stored.toldAt) {
+        Statement update{database_, "UPDATE confirmations SET toldAt = ? WHERE id = ?"};
+        auto done = update.bind(std::chrono::floor<Timestamp::duration>(now_()), id.text()).run();
+        if (!done) return std::unexpected(std::move(done.error()));
     }
     return ConfirmationReport{std::move(stored.confirmation), status, /*isNew=*/false, std::move(stored.removed)};
 }
 
-std::expected<ConfirmationReport, ConfirmationError> Confirmations::create(const ConfirmableAction& action) {
+std::expected<bool, ConfirmationError> Confirmations::isOver(const Stored& stored) {
+    if (!stored.toldAt) return false;
+    const auto sinceTold = now_() - *stored.toldAt;
+    const bool isToldLongEnough = sinceTold < Seconds{0} || sinceTold >= timeToLive;
+    if (isToldLongEnough && stored.confirmation.timeLeft <= Seconds{0}) return true;
+    if (!stored.isPerformed) return false;
+    return isThere(stored.confirmation.action);
+}
+
+std::expected<bool, ConfirmationError> Confirmations::isThere(const ConfirmableAction& action) {
+    if (const auto* const removal = std::get_if<RemoveModel>(&action.is)) {
+        return models_.installedFolder(removal->identifier).has_value();
+    }
+    const auto rules = Vocabulary{database_}.list();
+    if (!rules) return std::unexpected(rules.error());
+    std::set<std::string> keys;
+    for (const VocabularyRule& rule : *rules) keys.insert(wordKey(rule.word));
+    return std::ranges::any_of(itemsOf(action), [&](const std::string& word) { return keys.contains(wordKey(word)); });
+}
+
+Status Confirmations::statusOf(const OpenConfirmation& confirmation) {
+    const Request& request = confirmation.request;
+    const auto age =
+        std::chrono::duration_cast<std::chrono::system_clock::duration>(Seconds{request.ttl} - confirmation.timeLeft);
+    return VostelMCPKit::MCPConfirmationLogic::status(request, request.createdAt + age);
+}
+
+std::expected<void, DatabaseError> Confirmations::forget(const UUID& id) {
+    Statement forget{database_, "DELETE FROM confirmations WHERE id = ?"};
+    return forget.bind(id.text()).run();
+}
+
+std::expected<ConfirmationReport, ConfirmationError> Confirmations::create(const ConfirmableAction& action,
+                                                                           std::string_view client) {
     if (const auto* const removal = std::get_if<RemoveModel>(&action.is)) {
         auto removable = models_.checkRemovable(removal->identifier);
         if (!removable) return std::unexpected(std::move(removable.error()));
     }
     const Timestamp createdAt = std::chrono::floor<Timestamp::duration>(now_());
     const Request request{newID_(), createdAt, timeToLive, std::nullopt};
-    Statement insert{database_,
-                     "INSERT INTO confirmations (id, tool, argumentsKey, createdAt, ttl) VALUES (?, ?, ?, ?, ?)"};
-    insert.bind(request.id.text(), toolOf(action), argumentsKey(action), createdAt, Seconds{timeToLive});
+    const auto madeAt = std::chrono::floor<std::chrono::milliseconds>(steadyNow_().time_since_epoch());
+    const std::string who = shortened(client);
+    Statement insert{database_, "INSERT INTO confirmations (id, tool, argumentsKey, createdAt, ttl, client, madeAt) "
+                                "VALUES (?, ?, ?, ?, ?, ?, ?)"};
+    insert.bind(request.id.text(), toolOf(action), argumentsKey(action), createdAt, Seconds{timeToLive}, who,
+                std::int64_t{madeAt.count()});
     if (auto done = insert.run(); !done) return std::unexpected(std::move(done.error()));
 
     Statement insertItem{database_, "INSERT INTO confirmationItems (confirmation, position, item) VALUES (?, ?, ?)"};
@@ -138,7 +196,7 @@ std::expected<ConfirmationReport, ConfirmationError> Confirmations::create(const
         auto done = insertItem.bind(request.id.text(), position++, item).run();
         if (!done) return std::unexpected(std::move(done.error()));
     }
-    return ConfirmationReport{{request, action}, Status::pending, /*isNew=*/true, {}};
+    return ConfirmationReport{{request, action, who, timeToLive}, Status::pending, /*isNew=*/true, {}};
 }
 
 std::expected<std::vector<std::string>, ConfirmationError> Confirmations::answer(const UUID& id, Decision decision) {
@@ -154,7 +212,7 @@ std::expected<Confirmations::Stored, ConfirmationError> Confirmations::decide(co
     if (found->empty()) return std::unexpected(ConfirmationError::NotFound{});
     Stored& stored = found->front();
     if (stored.confirmation.request.decision) return std::unexpected(ConfirmationError::AlreadyAnswered{});
-    if (VostelMCPKit::MCPConfirmationLogic::status(stored.confirmation.request, now_()) != Status::pending) {
+    if (statusOf(stored.confirmation) != Status::pending) {
         return std::unexpected(ConfirmationError::Expired{});
     }
     Statement update{database_, "UPDATE confirmations SET decision = ? WHERE id = ?"};
@@ -210,8 +268,7 @@ std::expected<std::vector<OpenConfirmation>, ConfirmationError> Confirmations::o
     if (!undecided) return std::unexpected(undecided.error());
     std::vector<OpenConfirmation> open;
     for (const Stored& stored : *undecided) {
-        const Status status = VostelMCPKit::MCPConfirmationLogic::status(stored.confirmation.request, now_());
-        if (status == Status::pending) open.push_back(stored.confirmation);
+        if (statusOf(stored.confirmation) == Status::pending) open.push_back(stored.confirmation);
     }
     return open;
 }
@@ -234,15 +291,27 @@ std::expected<void, ConfirmationError> Confirmations::finishInterrupted(const st
     return {};
 }
 
+Seconds Confirmations::age(const Request& request, std::chrono::milliseconds madeAt) const {
+    const Seconds onWall = now_() - request.createdAt;
+    const Seconds steady = steadyNow_().time_since_epoch() - madeAt;
+    // The machine was started again, so the time is not known. An old request must not live on.
+    if (steady < Seconds{-1}) return std::max(onWall, Seconds{request.ttl});
+    return std::max({onWall, steady, Seconds{0}});
+}
+
 template <class... Values>
 std::expected<std::vector<Confirmations::Stored>, DatabaseError> Confirmations::load(const std::string& condition,
                                                                                      const Values&... values) {
-    Statement select{database_, "SELECT id, createdAt, ttl, decision, isPerformed, tool FROM confirmations WHERE " +
+    Statement select{database_, "SELECT id, createdAt, ttl, decision, isPerformed, tool, client, madeAt, toldAt FROM "
+                                "confirmations WHERE " +
                                     condition + " ORDER BY createdAt, rowid"};
-    auto found = select.bind(values...).all([](const Statement& row) {
+    auto found = select.bind(values...).all([this](const Statement& row) {
         const Request request{UUID::parse(row.text(0)).value_or(UUID{}), row.moment(1), row.seconds(2),
                               decisionNamed(row.optionalText(3))};
-        return Stored{{request, makeAction(row.text(5), {})}, row.boolean(4), {}};
+        const auto toldAt = row.isNull(8) ? std::nullopt : std::optional{row.moment(8)};
+        OpenConfirmation confirmation{request, makeAction(row.text(5), {}), row.text(6),
+                                      Seconds{request.ttl} - age(request, std::chrono::milliseconds{row.integer(7)})};
+        return Stored{std::move(confirmation), row.boolean(4), toldAt, {}};
     });
     if (!found) return found;
     for (Stored& stored : *found) {

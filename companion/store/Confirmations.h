@@ -3,7 +3,11 @@
 //     the client asks             -> a pending request, the same one for the same arguments
 //     the user confirms           -> the action is performed, exactly once
 //     the user denies, or no answer within five minutes -> the action is not performed
-//     the client asks again       -> the outcome, once; then the request is deleted
+//     a client asks again         -> the outcome, as often as it asks, whichever client it is
+//
+// An outcome is told until five minutes after it was first told, and at least until the request's own five minutes are
+// over. It ends earlier when what was removed is there again, because then a removal is a new decision. After that, the
+// same arguments are a new request. That a request has expired is told once: its time is over.
 //
 // Vocabulary rules are removed in the transaction that stores the confirmation. A model is outside the database, so its
 // removal has two steps: the confirmation is stored; then the model is moved to a path named by the request, and that
@@ -22,6 +26,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -52,6 +57,10 @@ struct OpenConfirmation {
     VostelMCPKit::MCPConfirmationLogic::Request request;
     /// Its words are in their normal form, each once.
     ConfirmableAction action;
+    /// The client that asked first, as it introduced itself. Empty if it is not known.
+    std::string client = {};
+    /// Until it expires; negative afterwards.
+    Seconds timeLeft{0};
 
     bool operator==(const OpenConfirmation&) const = default;
 };
@@ -72,21 +81,26 @@ struct ConfirmationReport {
 /// example, a command that answers a request of the serving program.
 class Confirmations final {
 public:
-    /// How long a request waits for its answer.
+    /// How long a request waits for its answer, and how long an outcome is repeated after it was first told.
     static constexpr std::chrono::seconds timeToLive{300};
-    /// How long an outcome is kept for the client. After that the same arguments are a new request, because an old
-    /// outcome would be misunderstood as a new one.
+    /// How long an outcome is kept for a client that has not been told. After that the same arguments are a new
+    /// request, because an old outcome would be misunderstood as a new one.
     static constexpr std::chrono::hours outcomeLifetime{24};
 
     using Clock = std::function<std::chrono::system_clock::time_point()>;
+    /// The same clock in all processes. Nobody can set it, so a request cannot outlive its time.
+    using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
     /// All outlive this object.
-    Confirmations(Database& database, const ModelStore& models, Clock now, VostelMCPKit::UUIDSource newID)
-        : database_{database}, models_{models}, now_{std::move(now)}, newID_{std::move(newID)} {}
+    Confirmations(Database& database, const ModelStore& models, Clock now, VostelMCPKit::UUIDSource newID,
+                  SteadyClock steadyNow = std::chrono::steady_clock::now)
+        : database_{database}, models_{models}, now_{std::move(now)}, newID_{std::move(newID)},
+          steadyNow_{std::move(steadyNow)} {}
 
-    /// The client's call. Two calls are the same request if they name the same set of words, ignoring letter case, or
-    /// the same model.
-    [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> ask(const ConfirmableAction& action);
+    /// The call of `client`. Two calls are the same request if they name the same set of words, ignoring letter case,
+    /// or the same model.
+    [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> ask(const ConfirmableAction& action,
+                                                                           std::string_view client = {});
 
     /// The user's answer. When this returns, a confirmed action has been performed. Returns what was removed. If the
     /// action fails after the confirmation was stored, the next ask tries it again.
@@ -104,12 +118,26 @@ private:
     struct Stored {
         OpenConfirmation confirmation;
         bool isPerformed = false;
+        /// When a client was first told the outcome.
+        std::optional<Timestamp> toldAt;
         std::vector<std::string> removed;
     };
 
-    /// Within a transaction: reports the request, and deletes it unless it is still pending.
-    [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> report(const ConfirmableAction& action);
-    [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> create(const ConfirmableAction& action);
+    /// Within a transaction: reports the request, or makes one.
+    [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> report(const ConfirmableAction& action,
+                                                                              std::string_view client);
+    [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> create(const ConfirmableAction& action,
+                                                                              std::string_view client);
+    /// Whether the outcome was told for long enough, or no longer describes the state.
+    [[nodiscard]] std::expected<bool, ConfirmationError> isOver(const Stored& stored);
+    /// Whether something that the action removes is there.
+    [[nodiscard]] std::expected<bool, ConfirmationError> isThere(const ConfirmableAction& action);
+    /// The status now. The time that has passed is the longer one of both clocks.
+    [[nodiscard]] static VostelMCPKit::MCPConfirmationLogic::Status statusOf(const OpenConfirmation& confirmation);
+    /// How long ago the request was made.
+    [[nodiscard]] Seconds age(const VostelMCPKit::MCPConfirmationLogic::Request& request,
+                              std::chrono::milliseconds madeAt) const;
+    [[nodiscard]] std::expected<void, DatabaseError> forget(const VostelMCPKit::UUID& id);
     /// Within a transaction: stores the answer. Performs the action if it affects only the database.
     [[nodiscard]] std::expected<Stored, ConfirmationError>
     decide(const VostelMCPKit::UUID& id, VostelMCPKit::MCPConfirmationLogic::Decision decision);
@@ -133,6 +161,7 @@ private:
     const ModelStore& models_;
     Clock now_;
     VostelMCPKit::UUIDSource newID_;
+    SteadyClock steadyNow_;
 };
 
 } // namespace vostel_companion

@@ -106,7 +106,14 @@ CREATE TABLE confirmationItems (
 ) STRICT, WITHOUT ROWID;
 )sql";
 
-constexpr std::array<const char*, 1> migrations = {firstSchema};
+// Who asked, when on the clock that nobody sets, and when a client was first told the outcome.
+constexpr const char* confirmationsForSeveralClients = R"sql(
+ALTER TABLE confirmations ADD COLUMN client TEXT NOT NULL DEFAULT '';
+ALTER TABLE confirmations ADD COLUMN madeAt INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE confirmations ADD COLUMN toldAt INTEGER;
+)sql";
+
+constexpr std::array<const char*, 2> migrations = {firstSchema, confirmationsForSeveralClients};
 
 std::expected<std::int64_t, DatabaseError> readInteger(Database& database, const char* sql) {
     Statement statement{database, sql};

@@ -25,4 +25,13 @@ std::string inQuotes(std::string_view text) {
     return out + "'";
 }
 
+std::string inDoubleQuotes(std::string_view text) {
+    std::string out = "\"";
+    for (const char character : text) {
+        if (character == '"' || character == '\\') out += '\\';
+        out += character;
+    }
+    return out + "\"";
+}
+
 } // namespace vostel_companion

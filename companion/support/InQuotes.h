@@ -10,4 +10,8 @@ namespace vostel_companion {
 /// exceeds 300 bytes becomes an ellipsis.
 [[nodiscard]] std::string inQuotes(std::string_view text);
 
+/// All of `text` in double quotes, for a list that a person decides about. A quote or backslash inside has a backslash
+/// before it, so one text cannot be read as two.
+[[nodiscard]] std::string inDoubleQuotes(std::string_view text);
+
 } // namespace vostel_companion

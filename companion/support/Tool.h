@@ -20,6 +20,8 @@ struct ToolCall {
     Cancellation& cancellation;
     /// Called whenever the work is further, or the message changes.
     ReportProgress progress;
+    /// The name of the AI client, as it introduced itself.
+    std::string client = {};
 };
 
 /// Runs on a thread of the call, several calls at once.

@@ -31,9 +31,10 @@ ConfirmationPrompt::Turn ConfirmationPrompt::poll(std::span<const OpenConfirmati
     }
     if (asked_ || open.empty()) return turn;
 
-    asked_ = open.front().request.id;
-    turn.text += "\nAn AI client asks for your confirmation:\n    " + printableLine(open.front().action.description()) +
-                 "\nAllow it? y/n: ";
+    const OpenConfirmation& next = open.front();
+    asked_ = next.request.id;
+    turn.text += "\n" + (next.client.empty() ? "An AI client" : "The AI client " + inQuotes(next.client)) +
+                 " asks for your confirmation:\n    " + printableLine(next.action.description()) + "\nAllow it? y/n: ";
     turn.discardsInput = true;
     return turn;
 }
@@ -53,7 +54,7 @@ std::string outcomeText(VostelMCPKit::MCPConfirmationLogic::Decision decision,
     if (removed.empty()) return "Confirmed; there was nothing left to remove.";
     std::string text = "Confirmed; removed ";
     for (std::size_t index = 0; index < removed.size(); ++index) {
-        text += (index > 0 ? ", " : "") + inQuotes(removed[index]);
+        text += (index > 0 ? ", " : "") + inDoubleQuotes(removed[index]);
     }
     return text + ".";
 }

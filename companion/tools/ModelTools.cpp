@@ -63,7 +63,7 @@ MCPToolOutcome removeModel(const ToolContext& context, const ToolCall& call) {
     if (!arguments) return MCPToolOutcome::failed(arguments.error());
     const std::string& identifier = arguments->identifier;
     return askForConfirmation(
-        context, call.cancellation, {ConfirmableAction::RemoveModel{identifier}},
+        context, call, {ConfirmableAction::RemoveModel{identifier}},
         [&](const std::vector<std::string>& removed) { return removedModel(identifier, !removed.empty()); });
 }
 

@@ -21,8 +21,8 @@ using VostelMCPKit::UUID;
 
 namespace {
 
-constexpr const char* readingIsOff = "the setting \"Let agents read your history and recordings\" is off; the user can "
-                                     "turn it on with the command: Vostel settings reading on";
+constexpr const char* readingIsOff = "the setting \"Let agents read your history and recordings\" is off; only "
+                                     "the user can turn it on, in Vostel's settings";
 
 using Reader = MCPToolOutcome (*)(const ToolContext&, Database&, const ToolCall&);
 

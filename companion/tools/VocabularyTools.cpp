@@ -98,8 +98,7 @@ MCPToolOutcome removedWords(const std::vector<std::string>& removed) {
 MCPToolOutcome removeFromVocabulary(const ToolContext& context, const ToolCall& call) {
     const auto arguments = readArguments<VocabularyRemove>(call);
     if (!arguments) return MCPToolOutcome::failed(arguments.error());
-    return askForConfirmation(context, call.cancellation, {ConfirmableAction::RemoveWords{arguments->words}},
-                              removedWords);
+    return askForConfirmation(context, call, {ConfirmableAction::RemoveWords{arguments->words}}, removedWords);
 }
 
 } // namespace

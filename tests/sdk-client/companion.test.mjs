@@ -69,9 +69,13 @@ async function writeRepeated(path, count) {
   await writeFile(path, Buffer.concat([header, ...Array(count).fill(samples)]));
 }
 
+/** Runs a command in a pseudo-terminal, as a person does, and ends with its exit status. */
+const inTerminal = "import os, pty, sys; sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))";
+
 /** The output of the command line. */
 async function vostel(...words) {
-  const { stdout } = await promisify(execFile)(join(dirname(serverPath()), "Vostel"), words, { env: { HOME: home, CFFIXED_USER_HOME: home } });
+  const command = ["-c", inTerminal, join(dirname(serverPath()), "Vostel"), ...words];
+  const { stdout } = await promisify(execFile)("python3", command, { env: { ...process.env, HOME: home, CFFIXED_USER_HOME: home } });
   return stdout;
 }
 
@@ -229,7 +233,7 @@ test("what was said is read back only after the user allows it", async (t) => {
   const tools = ["history_list", "transcripts_list", "recordings_list", "recording_get"];
   const denial =
     'This action was denied: the tool is currently disabled (the setting "Let agents read your history and ' +
-    'recordings" is off; the user can turn it on with the command: Vostel settings reading on).';
+    'recordings" is off; only the user can turn it on, in Vostel\'s settings).';
   for (const name of tools) assert.equal(await refused(client, name), denial, name);
   await vostel("settings", "reading", "on");
 
@@ -298,8 +302,9 @@ test("a rule changes the next transcription until the user confirms its removal"
   const id = requestID(pending);
   assert.ok(
     pending.endsWith(
-      'awaiting confirmation from the user: Remove the vocabulary rules for "john dashwood", "nothing". Do not assume ' +
-        "it happened — wait for the user to confirm before treating it as complete.",
+      'awaiting confirmation from the user: Remove the vocabulary rules for 2 words: "john dashwood", ' +
+        "\"nothing\" (asked for by 'sdk-client-tests'; the user answers in Vostel's own terminal, or in any terminal after " +
+        "the command 'Vostel pending'). Do not assume it happened — wait for the user to confirm before treating it as complete.",
     ),
     pending,
   );
@@ -307,16 +312,20 @@ test("a rule changes the next transcription until the user confirms its removal"
   assert.equal(requestID(again), id, "the same set of words is the same request");
   assert.match(await vostel("pending"), new RegExp(id.slice(0, 8)));
   await vostel("confirm", id);
-  assert.deepEqual((await succeeded(client, "vocabulary_remove", { words })).removed, ["John Dashwood"]);
+  const another = await connect(t, home);
+  for (const each of [client, another, client]) {
+    assert.deepEqual((await succeeded(each, "vocabulary_remove", { words })).removed, ["John Dashwood"], "told to all");
+  }
   assert.deepEqual((await succeeded(client, "vocabulary_list")).entries, []);
 
-  const denied = requestID(await refused(client, "vocabulary_remove", { words }));
-  assert.notEqual(denied, id, "an outcome is told once");
+  const denied = requestID(await refused(client, "vocabulary_remove", { words: ["another"] }));
   await vostel("deny", denied);
-  assert.equal(
-    await refused(client, "vocabulary_remove", { words }),
-    "The user denied this action. It was not performed.",
-  );
+  for (const each of [another, client]) {
+    assert.equal(
+      await refused(each, "vocabulary_remove", { words: ["another"] }),
+      "The user denied this action. It was not performed.",
+    );
+  }
 });
 
 test("a model is installed from the catalogue and removed when the user confirms", async (t) => {

@@ -15,8 +15,8 @@ struct PendingVerbs : testing::Test, VerbFixture {
     Confirmations confirmations{database, models.models, context.now, context.newID};
 
     /// The status that a client gets.
-    Status ask(const std::vector<std::string>& words) {
-        const auto report = confirmations.ask({ConfirmableAction::RemoveWords{words}});
+    Status ask(const std::vector<std::string>& words, const std::string& client = "") {
+        const auto report = confirmations.ask({ConfirmableAction::RemoveWords{words}}, client);
         EXPECT_TRUE(report);
         return report ? report->status : Status::unknown;
     }
@@ -32,16 +32,16 @@ const std::string firstID = "00000000-0000-0000-0000-000000000001";
 
 } // namespace
 
-TEST_F(PendingVerbs, list_waiting_requests_and_their_time_left) {
-    ask({"one"});
+TEST_F(PendingVerbs, list_waiting_requests_with_their_time_left_and_their_client) {
+    ask({"one"}, "claude-code");
     time += 61s;
     ask({"two", "three"});
     EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
     EXPECT_EQ(takePrinted(),
-              "00000000-0000-0000-0000-000000000001  3:59 left  Remove the vocabulary rule for \"one\"\n"
-              "00000000-0000-0000-0000-000000000002  5:00 left  Remove the vocabulary rules for \"two\", "
-              "\"three\"\n");
-    EXPECT_EQ(takeTold(), "");
+              "00000000-0000-0000-0000-000000000001  3:59 left  'claude-code': Remove the vocabulary rule for \"one\"\n"
+              "00000000-0000-0000-0000-000000000002  5:00 left  an AI client: Remove the vocabulary rules for 2 words: "
+              "\"two\", \"three\"\n");
+    EXPECT_EQ(takeTold(), "To answer, run Vostel confirm ID or Vostel deny ID in a terminal.\n");
 }
 
 TEST_F(PendingVerbs, show_every_word_to_confirm) {
@@ -64,14 +64,15 @@ TEST_F(PendingVerbs, print_text_of_clients_harmlessly) {
     Statement smuggle{database, "UPDATE confirmationItems SET item = ?"};
     ASSERT_TRUE(smuggle.bind(hostile).run());
     EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
-    EXPECT_EQ(takePrinted(), firstID + "  5:00 left  Remove the vocabulary rule for \"" + harmless + "\"\n");
+    EXPECT_EQ(takePrinted(),
+              firstID + "  5:00 left  an AI client: Remove the vocabulary rule for \"" + harmless + "\"\n");
 }
 
 TEST_F(PendingVerbs, a_confirmed_removal_is_done_and_reported_to_its_client) {
     teach("One");
     EXPECT_EQ(ask({"one"}), Status::pending);
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
-    EXPECT_EQ(takePrinted(), "Confirmed; removed 'One'.\n");
+    EXPECT_EQ(takePrinted(), "Confirmed; removed \"One\".\n");
     EXPECT_EQ(wordCount(), 0U);
     EXPECT_EQ(ask({"one"}), Status::confirmed);
 }
@@ -85,6 +86,19 @@ TEST_F(PendingVerbs, a_denied_removal_is_not_done) {
     EXPECT_EQ(ask({"one"}), Status::denied);
 }
 
+TEST_F(PendingVerbs, only_a_person_in_a_terminal_can_confirm) {
+    teach("one");
+    ask({"one"});
+    context.isOnTerminal = false;
+    EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::refused);
+    EXPECT_EQ(takePrinted(), "");
+    EXPECT_EQ(takeTold(), "Confirming a request needs a person, so this command works only in a terminal. Nothing was "
+                          "changed.\n");
+    EXPECT_EQ(ask({"one"}), Status::pending);
+    EXPECT_EQ(wordCount(), 1U);
+    EXPECT_EQ(answer(firstID, Decision::denied), Exit::done) << "denying harms nothing";
+}
+
 TEST_F(PendingVerbs, a_removal_of_nothing_can_be_confirmed) {
     ask({"one"});
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
@@ -95,7 +109,7 @@ TEST_F(PendingVerbs, a_model_is_removed_by_confirmation) {
     ASSERT_TRUE(models.models.install("de", {[](double) {}, [] { return false; }}));
     ASSERT_TRUE(confirmations.ask({ConfirmableAction::RemoveModel{"de"}}));
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
-    EXPECT_EQ(takePrinted(), "Confirmed; removed 'de'.\n");
+    EXPECT_EQ(takePrinted(), "Confirmed; removed \"de\".\n");
     EXPECT_FALSE(std::filesystem::exists(models.installed()));
 }
 

@@ -131,9 +131,14 @@ TEST(Program, a_confirmation_by_command_reaches_the_serving_process) {
     ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
     EXPECT_TRUE(isFailure(removed(home, "one")));
     const std::string id = ran(home, {"pending"}).output.substr(0, 8);
-    EXPECT_EQ(ran(home, {"confirm", id}), (Ran{0, "Confirmed; removed 'one'.\n", ""}));
+    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "a script is no person";
+    EXPECT_TRUE(isFailure(removed(home, "one")));
+    ProgramOnTerminal confirming{vostel, {"confirm", id}, home.path()};
+    EXPECT_TRUE(confirming.shows("Confirmed; removed \"one\".")) << confirming.screen();
+    EXPECT_EQ(confirming.status(), 0);
     EXPECT_FALSE(isFailure(removed(home, "one")));
-    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "the client got the outcome, so the request was removed";
+    EXPECT_FALSE(isFailure(removed(home, "one"))) << "the outcome is told again";
+    EXPECT_EQ(ran(home, {"deny", id}).errors, "This request has been answered already.\n");
     serving.signal(SIGTERM);
     EXPECT_EQ(serving.status(), 0);
 }
@@ -189,7 +194,7 @@ TEST(ProgramOnTerminal, asks_for_confirmation_while_it_serves) {
     program.type("perhaps\n");
     ASSERT_TRUE(program.shows("Please answer y or n: ")) << program.screen();
     program.type("y\n");
-    ASSERT_TRUE(program.shows("Confirmed; removed 'one'.")) << program.screen();
+    ASSERT_TRUE(program.shows("Confirmed; removed \"one\".")) << program.screen();
     EXPECT_FALSE(isFailure(removed(home, "one")));
 
     EXPECT_TRUE(isFailure(removed(home, "two")));

@@ -31,6 +31,16 @@ TEST_F(SettingsVerbs, reading_is_off_until_the_user_turns_it_on) {
     EXPECT_EQ(loadSettings(database), Settings{false});
 }
 
+TEST_F(SettingsVerbs, only_a_person_in_a_terminal_can_allow_reading) {
+    context.isOnTerminal = false;
+    EXPECT_EQ(run(Command::SetReading{true}, context), Exit::refused);
+    EXPECT_EQ(takePrinted(), "");
+    EXPECT_EQ(takeTold(), "Allowing AI clients to read needs a person, so this command works only in a terminal. "
+                          "Nothing was changed.\n");
+    EXPECT_EQ(loadSettings(database), Settings{false});
+    EXPECT_EQ(run(Command::SetReading{false}, context), Exit::done) << "forbidding harms nothing";
+}
+
 TEST_F(SettingsVerbs, a_failing_store_is_reported) {
     ASSERT_TRUE(database.execute("DROP TABLE settings"));
     EXPECT_EQ(run(Command::ShowSettings{}, context), Exit::failed);

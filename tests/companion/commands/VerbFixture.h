@@ -54,6 +54,7 @@ struct VerbFixture {
                 return canPrint;
             },
         .printError = [this](const std::string& sentence) { told += sentence + "\n"; },
+        .isOnTerminal = true,
         .progress = std::nullopt,
     };
 

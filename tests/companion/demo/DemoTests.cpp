@@ -41,9 +41,9 @@ TEST(Demo, adds_applies_and_removes_a_rule_after_confirmation) {
              "   after   he might even have been made AMIABLE himself\n",
              "This action has NOT been performed.",
              "$ Vostel pending\n",
-             "left  Remove the vocabulary rule for \"amiable\"\n",
+             "left  'demo': Remove the vocabulary rule for \"amiable\"\n",
              "$ Vostel confirm ",
-             "Confirmed; removed 'amiable'.\n",
+             "Confirmed; removed \"amiable\".\n",
              R"({"removed":["amiable"]})",
          }) {
         const auto at = shown.find(expected, seen);

@@ -24,8 +24,11 @@ struct Fixture {
     ModelFixture paths;
     Database database = openInMemory();
     std::chrono::system_clock::time_point now{std::chrono::sys_days{std::chrono::year{2026} / 8 / 30}};
+    /// On the clock that nobody sets.
+    std::chrono::steady_clock::time_point steady{1h};
     std::uint8_t lastID = 0;
-    Confirmations confirmations{database, paths.models, [this] { return now; }, [this] { return uuid(++lastID); }};
+    Confirmations confirmations{database, paths.models, [this] { return now; }, [this] { return uuid(++lastID); },
+                                [this] { return steady; }};
     Vocabulary vocabulary{database};
 
     Fixture() {
@@ -33,8 +36,13 @@ struct Fixture {
         EXPECT_TRUE(vocabulary.add(rules));
     }
 
-    ConfirmationReport ask(const ConfirmableAction& action) {
-        auto report = confirmations.ask(action);
+    void wait(std::chrono::milliseconds time) {
+        now += time;
+        steady += time;
+    }
+
+    ConfirmationReport ask(const ConfirmableAction& action, const std::string& client = "") {
+        auto report = confirmations.ask(action, client);
         if (!report) {
             ADD_FAILURE() << report.error().description();
             return {};
@@ -155,40 +163,119 @@ TEST(Confirmations, another_set_of_words_is_another_request) {
     EXPECT_EQ(ids.size(), actions.size());
 }
 
-TEST(Confirmations, a_confirmed_action_is_performed_and_its_outcome_told_once) {
+TEST(Confirmations, a_confirmed_action_is_performed_once_and_its_outcome_told_to_all_who_ask) {
     Fixture fixture;
     const UUID id = fixture.askWords({"VOSTEL", "unknown", "github"}).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), (Words{"Vostel", "GitHub"}));
     EXPECT_EQ(fixture.wordsLeft(), Words{"kept"});
 
-    const ConfirmationReport report = fixture.askWords({"github", "vostel", "unknown"});
-    EXPECT_EQ(report.status, Status::confirmed);
-    EXPECT_EQ(report.confirmation.request.id, id);
-    EXPECT_EQ(report.removed, (Words{"Vostel", "GitHub"}));
-
-    const ConfirmationReport next = fixture.askWords({"github", "vostel", "unknown"});
-    EXPECT_EQ(next.status, Status::pending);
-    EXPECT_TRUE(next.isNew);
-    EXPECT_EQ(next.confirmation.request.id, uuid(2));
+    for (const char* client : {"one", "another", "one"}) {
+        const ConfirmationReport report = fixture.ask({RemoveWords{{"github", "vostel", "unknown"}}}, client);
+        EXPECT_EQ(report.status, Status::confirmed);
+        EXPECT_FALSE(report.isNew);
+        EXPECT_EQ(report.confirmation.request.id, id);
+        EXPECT_EQ(report.removed, (Words{"Vostel", "GitHub"}));
+        fixture.wait(99s);
+    }
 }
 
-TEST(Confirmations, a_denied_action_is_not_performed_and_that_is_told_once) {
+TEST(Confirmations, a_denied_action_is_not_performed_and_that_is_told_to_all_who_ask) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::denied), Words{});
     EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
-    const ConfirmationReport report = fixture.askWords({"github"});
-    EXPECT_EQ(report.status, Status::denied);
-    EXPECT_EQ(report.removed, Words{});
-    EXPECT_TRUE(fixture.askWords({"github"}).isNew);
+    for (const char* client : {"one", "another"}) {
+        const ConfirmationReport report = fixture.ask({RemoveWords{{"github"}}}, client);
+        EXPECT_EQ(report.status, Status::denied);
+        EXPECT_EQ(report.removed, Words{});
+    }
+}
+
+TEST(Confirmations, an_outcome_is_told_until_the_time_of_the_request_is_over) {
+    struct Row {
+        const char* when;
+        std::chrono::milliseconds firstTold;
+        std::chrono::milliseconds lastTold;
+    };
+    const Row rows[] = {
+        {"it is told at once", 0s, 300s - 1ms},
+        {"it is first told late", 250s, 550s - 1ms},
+        {"it is first told after the time of the request", 10h, 10h + 300s - 1ms},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        Fixture fixture;
+        const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+        ASSERT_TRUE(fixture.confirmations.answer(id, Decision::denied));
+        fixture.wait(row.firstTold);
+        EXPECT_EQ(fixture.askWords({"github"}).status, Status::denied);
+        fixture.wait(row.lastTold - row.firstTold);
+        EXPECT_EQ(fixture.askWords({"github"}).status, Status::denied);
+        fixture.wait(1ms);
+        EXPECT_TRUE(fixture.askWords({"github"}).isNew);
+    });
+}
+
+TEST(Confirmations, an_outcome_ends_when_what_was_removed_is_there_again) {
+    Fixture fixture;
+    fixture.install();
+    const UUID words = fixture.askWords({"github", "unknown"}).confirmation.request.id;
+    const UUID model = fixture.ask(removeGerman).confirmation.request.id;
+    ASSERT_TRUE(fixture.confirmations.answer(words, Decision::confirmed));
+    ASSERT_TRUE(fixture.confirmations.answer(model, Decision::confirmed));
+    EXPECT_EQ(fixture.askWords({"github", "unknown"}).status, Status::confirmed);
+    EXPECT_EQ(fixture.ask(removeGerman).status, Status::confirmed);
+
+    ASSERT_TRUE(fixture.vocabulary.add(std::vector<VocabularyRule>{{"UNKNOWN", ""}}));
+    fixture.install();
+    EXPECT_TRUE(fixture.askWords({"github", "unknown"}).isNew);
+    EXPECT_TRUE(fixture.ask(removeGerman).isNew);
+}
+
+TEST(Confirmations, a_request_names_the_client_that_asked_first) {
+    Fixture fixture;
+    EXPECT_EQ(fixture.ask({RemoveWords{{"github"}}}, "codex").confirmation.client, "codex");
+    EXPECT_EQ(fixture.ask({RemoveWords{{"github"}}}, "another").confirmation.client, "codex");
+    EXPECT_EQ(fixture.confirmations.open()->front().client, "codex");
+    const std::string name = fixture.ask({RemoveWords{{"vostel"}}}, "a\nb" + std::string(100, 'x')).confirmation.client;
+    EXPECT_EQ(name, "a b" + std::string(57, 'x'));
+}
+
+TEST(Confirmations, no_request_lives_longer_than_five_minutes_whatever_the_clock_says) {
+    struct Row {
+        const char* when;
+        std::chrono::milliseconds clockMoves;
+        std::chrono::milliseconds timePasses;
+        Status status;
+    };
+    const Row rows[] = {
+        {"the clock is right", 299s, 299s, Status::pending},
+        {"the clock was set back by an hour", -1h + 299s, 299s, Status::pending},
+        {"the clock was set back by an hour and the time is over", -1h + 300s, 300s, Status::expired},
+        {"the clock was set back by a minute", 240s, 300s, Status::expired},
+        {"the clock was set forward", 1h, 1s, Status::expired},
+        {"the machine slept, which only one clock counts", 300s, 1s, Status::expired},
+        {"the machine was started again", 10s, -30min, Status::expired},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        Fixture fixture;
+        const UUID id = fixture.askWords({"github"}).confirmation.request.id;
+        fixture.now += row.clockMoves;
+        fixture.steady += row.timePasses;
+        EXPECT_EQ(fixture.confirmations.open()->size(), row.status == Status::pending ? 1U : 0U);
+        if (row.status == Status::expired) {
+            EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed),
+                      std::unexpected(ConfirmationError{ConfirmationError::Expired{}}));
+        }
+        EXPECT_EQ(fixture.askWords({"github"}).status, row.status);
+    });
 }
 
 TEST(Confirmations, a_request_expires_at_its_deadline_and_that_is_told_once) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
-    fixture.now += 299'999ms;
+    fixture.wait(299'999ms);
     EXPECT_EQ(fixture.askWords({"github"}).status, Status::pending);
-    fixture.now += 1ms;
+    fixture.wait(1ms);
     EXPECT_EQ(fixture.askWords({"github"}).status, Status::expired);
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed),
               std::unexpected(ConfirmationError{ConfirmationError::NotFound{}}));
@@ -200,7 +287,7 @@ TEST(Confirmations, an_answer_that_comes_too_late_does_nothing) {
     for (const Decision decision : {Decision::confirmed, Decision::denied}) {
         Fixture fixture;
         const UUID id = fixture.askWords({"github"}).confirmation.request.id;
-        fixture.now += 300s;
+        fixture.wait(300s);
         EXPECT_EQ(fixture.confirmations.answer(id, decision),
                   std::unexpected(ConfirmationError{ConfirmationError::Expired{}}));
         EXPECT_EQ(fixture.askWords({"github"}).status, Status::expired);
@@ -212,16 +299,16 @@ TEST(Confirmations, an_answer_in_time_is_told_however_late_the_client_asks) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
-    fixture.now += 23h;
+    fixture.wait(23h);
     EXPECT_EQ(fixture.askWords({"github"}).status, Status::confirmed);
 }
 
-TEST(Confirmations, an_outcome_nobody_asked_for_is_forgotten_after_a_day) {
+TEST(Confirmations, an_outcome_that_nobody_asked_for_is_forgotten_after_a_day) {
     Fixture fixture;
     const UUID confirmed = fixture.askWords({"github"}).confirmation.request.id;
     std::ignore = fixture.askWords({"vostel"});
     ASSERT_TRUE(fixture.confirmations.answer(confirmed, Decision::confirmed));
-    fixture.now += 24h;
+    fixture.wait(24h);
     EXPECT_TRUE(fixture.askWords({"github"}).isNew);
     EXPECT_TRUE(fixture.askWords({"vostel"}).isNew);
 }
@@ -267,10 +354,10 @@ TEST(Confirmations, open_requests_are_listed_oldest_first) {
     Fixture fixture;
     fixture.install();
     const UUID late = fixture.askWords({"late"}).confirmation.request.id;
-    fixture.now += 200s;
+    fixture.wait(200s);
     const UUID first = fixture.askWords({"first"}).confirmation.request.id;
     const UUID denied = fixture.askWords({"denied"}).confirmation.request.id;
-    fixture.now += 50s;
+    fixture.wait(50s);
     const UUID second = fixture.ask(removeGerman).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(denied, Decision::denied));
 
@@ -282,7 +369,7 @@ TEST(Confirmations, open_requests_are_listed_oldest_first) {
         return found;
     };
     EXPECT_EQ(ids(), (std::vector{late, first, second}));
-    fixture.now += 50s;
+    fixture.wait(50s);
     EXPECT_EQ(ids(), (std::vector{first, second}));
     EXPECT_EQ(fixture.confirmations.open()->back().action, removeGerman);
 }
@@ -298,12 +385,20 @@ TEST(Confirmations, the_summary_says_what_would_be_done_and_the_description_all_
     };
     const Row rows[] = {
         {"one word", {RemoveWords{{"GitHub"}}}, "Remove the vocabulary rule for \"GitHub\""},
-        {"two words", {RemoveWords{{"a", "b c"}}}, "Remove the vocabulary rules for \"a\", \"b c\""},
+        {"two words", {RemoveWords{{"a", "b c"}}}, "Remove the vocabulary rules for 2 words: \"a\", \"b c\""},
+        {"a word that looks like two",
+         {RemoveWords{{R"(b" and "everything)"}}},
+         R"(Remove the vocabulary rule for "b\" and \"everything")"},
+        {"a word that looks as if it had looked like two",
+         {RemoveWords{{R"(b\" and \"c)", "d"}}},
+         R"(Remove the vocabulary rules for 2 words: "b\\\" and \\\"c", "d")"},
         {"many words",
          {RemoveWords{many}},
-         "Remove the vocabulary rules for \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", \"10\" and 2 "
+         "Remove the vocabulary rules for 12 words: \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", "
+         "\"10\" and 2 "
          "more",
-         "Remove the vocabulary rules for \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", \"10\", "
+         "Remove the vocabulary rules for 12 words: \"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \"9\", "
+         "\"10\", "
          "\"11\", \"12\""},
         {"a model", removeGerman, "Remove the speech recognition model \"de\" from disk"},
     };
@@ -428,7 +523,7 @@ TEST(Confirmations, what_is_owed_is_not_forgotten) {
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
     ASSERT_NO_FATAL_FAILURE(fixture.storeConfirmationOnly(id));
-    fixture.now += 48h;
+    fixture.wait(48h);
     std::ignore = fixture.askWords({"another"});
     ASSERT_TRUE(fixture.confirmations.recover());
     EXPECT_FALSE(fixture.isInstalled());

@@ -89,7 +89,7 @@ TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().description(), "Vostel's database " + path +
                                                  " was written by a newer version of Vostel (schema 99, this version "
-                                                 "knows 1); please update Vostel.");
+                                                 "knows 2); please update Vostel.");
     EXPECT_EQ(readFile(path), before);
 }
 

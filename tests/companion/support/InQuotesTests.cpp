@@ -26,4 +26,11 @@ TEST(InQuotes, other_peoples_text_stays_one_harmless_line) {
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(inQuotes(row.text), row.expected); });
 }
 
+TEST(InDoubleQuotes, one_text_cannot_be_read_as_two) {
+    EXPECT_EQ(inDoubleQuotes("a b"), R"("a b")");
+    EXPECT_EQ(inDoubleQuotes(R"(a", "b)"), R"("a\", \"b")");
+    EXPECT_EQ(inDoubleQuotes(R"(a\)"), R"("a\\")");
+    EXPECT_EQ(inDoubleQuotes(""), R"("")");
+}
+
 } // namespace vostel_companion

@@ -68,6 +68,14 @@ TEST(ConfirmationPrompt, an_answer_to_the_old_question_does_not_answer_the_next)
     EXPECT_EQ(turn, (Turn{gone + question("two"), true, std::nullopt}));
 }
 
+TEST(ConfirmationPrompt, names_the_client_that_asks) {
+    OpenConfirmation one = removal(1, "one");
+    one.client = "codex-mcp-client";
+    ConfirmationPrompt prompt;
+    EXPECT_TRUE(
+        prompt.poll(Open{one}).text.starts_with("\nThe AI client 'codex-mcp-client' asks for your confirmation:\n"));
+}
+
 TEST(ConfirmationPrompt, shows_every_word_to_confirm) {
     OpenConfirmation many = removal(1, "word");
     auto& words = std::get<ConfirmableAction::RemoveWords>(many.action.is).words;

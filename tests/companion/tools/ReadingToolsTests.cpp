@@ -37,7 +37,7 @@ TEST(ReadingTools, are_denied_until_the_user_turns_reading_on) {
         const MCPValue nonsense = MCPValue::object({{"nonsense", 1}});
         EXPECT_EQ(stage.refusal(tool, nonsense),
                   "This action was denied: the tool is currently disabled (the setting \"Let agents read your history "
-                  "and recordings\" is off; the user can turn it on with the command: Vostel settings reading on).");
+                  "and recordings\" is off; only the user can turn it on, in Vostel's settings).");
         EXPECT_TRUE(std::holds_alternative<MCPDenial>(stage.run(tool).is));
     }
     stage.allowReading();

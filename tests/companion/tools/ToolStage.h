@@ -106,7 +106,8 @@ struct ToolStage {
     }
 
     MCPToolOutcome run(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
-        return tools.at(name)({arguments, cancellation, [this](const Progress& now) { progress.push_back(now); }});
+        return tools.at(name)(
+            {arguments, cancellation, [this](const Progress& now) { progress.push_back(now); }, "test client"});
     }
 
     /// Runs a tool and returns its text. Returns what is wrong if it failed or its result does not match its schema.
