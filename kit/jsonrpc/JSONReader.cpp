@@ -13,6 +13,8 @@ namespace VostelMCPKit {
 
 namespace {
 
+constexpr double powersOfTen[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
+
 /// One reading. Finished values are kept on a stack of their own until the array or object around them closes. Depth
 /// therefore costs memory in proportion and no machine stack.
 class Reader final {
@@ -200,26 +202,35 @@ private:
     bool readNumber() {
         const char* first = at_;
         const bool negative = next('-');
-        std::uint64_t magnitude = 0;
-        const char* digits = at_;
-        for (; at_ != end_ && isASCIIDigit(*at_); ++at_)
-            magnitude = magnitude * 10 + static_cast<std::uint64_t>(*at_ - '0');
-        const auto count = at_ - digits;
-        if (count == 0) return fail();
-        if (count > 1 && *digits == '0') {
-            at_ = digits + 1;
+        const char* whole = at_;
+        std::uint64_t magnitude = takeDigits(0);
+        const auto digits = at_ - whole;
+        if (digits == 0) return fail();
+        if (digits > 1 && *whole == '0') {
+            at_ = whole + 1;
             return fail();
         }
+        const char* point = at_;
         const bool hasFraction = next('.');
-        if (hasFraction && !skipDigits()) return false;
+        if (hasFraction) {
+            magnitude = takeDigits(magnitude);
+            if (at_ == point + 1) return fail();
+        }
+        const bool endsInZero = at_[-1] == '0';
         const bool hasExponent = next('e') || next('E');
         if (hasExponent) {
             if (!next('+')) next('-');
             if (!skipDigits()) return false;
         }
         // Eighteen digits cannot have overflowed.
-        if (!hasFraction && !hasExponent && count <= 18) {
+        if (!hasFraction && !hasExponent && digits <= 18) {
             const auto value = static_cast<std::int64_t>(magnitude);
+            values_.emplace_back(negative ? -value : value);
+            return true;
+        }
+        // Up to 15 digits, both numbers are exact as doubles, so their quotient is the nearest double.
+        if (hasFraction && !hasExponent && !endsInZero && at_ - whole <= 16) {
+            const double value = static_cast<double>(magnitude) / powersOfTen[at_ - point - 1];
             values_.emplace_back(negative ? -value : value);
             return true;
         }
@@ -227,6 +238,12 @@ private:
         if (!value) return fail(DecodingError::DataCorrupted{"Значение не является допустимым JSON"});
         values_.push_back(*std::move(value));
         return true;
+    }
+
+    /// Takes digits, and appends them to those of `magnitude`.
+    std::uint64_t takeDigits(std::uint64_t magnitude) {
+        for (; at_ != end_ && isASCIIDigit(*at_); ++at_) magnitude = magnitude * 10 + static_cast<unsigned>(*at_ - '0');
+        return magnitude;
     }
 
     bool skipDigits() {

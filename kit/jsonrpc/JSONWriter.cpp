@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 namespace VostelMCPKit {
@@ -38,20 +39,27 @@ void writeEscape(char byte, Bytes& out) {
 }
 
 void writeString(std::string_view text, Bytes& out) {
-    std::size_t plain = plainLength(text);
-    if (plain == text.size()) {
-        char* room = out.room(plain + 2);
-        room[0] = '"';
-        std::copy(text.begin(), text.end(), room + 1);
-        room[plain + 1] = '"';
-        return out.grow(plain + 2);
-    }
-    out.append('"');
-    for (;; plain = plainLength(text)) {
+    // Most strings need no escape. So the whole string is copied first. Its closing mark ends the search for a byte
+    // that needs an escape, and whole blocks can be read in the room behind it.
+    char* opening = out.room(text.size() + 2 + ByteBlock::size);
+    char* content = opening + 1;
+    *opening = '"';
+    if (!text.empty()) std::memcpy(content, text.data(), text.size());
+    content[text.size()] = '"';
+    const char* at = content;
+    std::uint32_t others = ByteBlock{at}.notPlain();
+    for (; others == 0; others = ByteBlock{at}.notPlain()) at += ByteBlock::size;
+    std::size_t plain = static_cast<std::size_t>(at - content) + countBefore(others);
+    if (plain == text.size()) return out.grow(text.size() + 2);
+
+    out.grow(1 + plain);
+    while (true) {
+        text.remove_prefix(plain);
+        if (text.empty()) break;
+        writeEscape(text.front(), out);
+        text.remove_prefix(1);
+        plain = plainLength(text);
         out.append(text.substr(0, plain));
-        if (plain == text.size()) break;
-        writeEscape(text[plain], out);
-        text.remove_prefix(plain + 1);
     }
     out.append('"');
 }

@@ -99,6 +99,13 @@ MCPValue MCPValue::adopting(Tag tag, Block* block, int flags) {
 }
 
 MCPValue MCPValue::takingContent(Tag tag, std::span<MCPValue> values, int flags) {
+    if (values.empty()) {
+        // All empty arrays and objects share one block, which is never freed.
+        static constinit Block none{{1}, 0};
+        MCPValue empty = adopting(tag, &none, noFlag);
+        empty.retain();
+        return empty;
+    }
     Block* block = Block::allocate(values.size(), sizeof(MCPValue));
     std::uninitialized_move(values.begin(), values.end(), block->values());
     return adopting(tag, block, flags);

@@ -101,7 +101,7 @@ TEST(JSONWriter, escapes_quotation_mark_backslash_and_controls_and_nothing_else)
         R"(\b)",     R"(\t)",     R"(\n)",     R"(\u000b)", R"(\f)",     R"(\r)",     R"(\u000e)", R"(\u000f)",
         R"(\u0010)", R"(\u0011)", R"(\u0012)", R"(\u0013)", R"(\u0014)", R"(\u0015)", R"(\u0016)", R"(\u0017)",
         R"(\u0018)", R"(\u0019)", R"(\u001a)", R"(\u001b)", R"(\u001c)", R"(\u001d)", R"(\u001e)", R"(\u001f)"};
-    // Every byte at every place of an eight-byte step and behind it.
+    // Every byte at every place of a step and after it.
     for (unsigned byte = 0; byte < 0x80; ++byte) {
         std::string expected{static_cast<char>(byte)};
         if (byte < 0x20) expected = controls[byte];
@@ -112,6 +112,18 @@ TEST(JSONWriter, escapes_quotation_mark_backslash_and_controls_and_nothing_else)
             EXPECT_EQ(written(MCPValue{around + static_cast<char>(byte) + around}),
                       "\"" + around + expected + around + "\"")
                 << byte;
+        }
+    }
+}
+
+TEST(JSONWriter, finds_an_escape_at_every_place_of_a_string_of_any_length) {
+    for (std::size_t length = 0; length <= 40; ++length) {
+        EXPECT_EQ(written(MCPValue{std::string(length, 'x')}), '"' + std::string(length, 'x') + '"');
+        for (std::size_t place = 0; place < length; ++place) {
+            std::string text(length, 'x');
+            text[place] = '"';
+            const std::string expected = std::string(place, 'x') + "\\\"" + std::string(length - place - 1, 'x');
+            EXPECT_EQ(written(MCPValue{text}), '"' + expected + '"') << length << " " << place;
         }
     }
 }

@@ -457,5 +457,19 @@ TEST(KeyOrder, is_a_total_order) {
     }
 }
 
+TEST(MCPValue, empty_arrays_and_objects_are_values_like_any_other) {
+    MCPValue copy;
+    {
+        const auto read = readJSON("[[],{},[],{\"a\":{}}]");
+        ASSERT_TRUE(read);
+        copy = *read;
+    }
+    const MCPValue empty = MCPValue::object({});
+    EXPECT_EQ(copy,
+              MCPValue::array({MCPValue::array({}), empty, MCPValue::array({}), MCPValue::object({{"a", empty}})}));
+    EXPECT_NE(MCPValue::array({}), empty);
+    EXPECT_EQ(copy.hash(), MCPValue{copy}.hash());
+}
+
 } // namespace
 } // namespace VostelMCPKit
