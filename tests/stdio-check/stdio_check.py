@@ -15,6 +15,7 @@ import time
 
 PATIENCE = 10.0  # seconds for an answer, and for the end of the process
 QUIET = 1.0  # seconds of silence that count as no answer
+PIECE = 0.01  # seconds between two pieces of a message
 REVISION = "2025-06-18"
 
 
@@ -143,9 +144,10 @@ def an_id_comes_back_as_it_was(server, _long):
         server.result(request_id)
 
 
-def a_message_may_come_byte_by_byte(server, _long):
+def a_message_may_come_in_pieces(server, _long):
     for byte in json.dumps(request(1, "tools/list")).encode() + b"\n":
         server.write(bytes([byte]))
+        time.sleep(PIECE)
     server.result(1)
 
 
@@ -226,7 +228,7 @@ def the_end_of_input_ends_the_process(server, _long):
 
 HANDSHAKES = (initialize_agrees_on_a_revision, an_unknown_revision_is_answered_by_a_known_one)
 RULES = HANDSHAKES + (
-    an_id_comes_back_as_it_was, a_message_may_come_byte_by_byte, messages_may_come_at_once, a_line_may_end_in_crlf,
+    an_id_comes_back_as_it_was, a_message_may_come_in_pieces, messages_may_come_at_once, a_line_may_end_in_crlf,
     a_line_of_a_megabyte_is_read, what_is_no_json_is_a_parse_error, what_is_no_utf_8_does_not_end_the_session,
     an_unknown_method_is_an_error, ping_is_answered, a_notification_is_not_answered,
     a_cancellation_of_an_unknown_call_is_ignored, a_cancelled_call_is_not_answered, the_end_of_input_ends_the_process)

@@ -9,7 +9,7 @@ FAULTS = {
     "forgets its name": "initialize_agrees_on_a_revision",
     "agrees to every revision": "an_unknown_revision_is_answered_by_a_known_one",
     "writes every id as a text": "an_id_comes_back_as_it_was",
-    "takes a read for a line": "a_message_may_come_byte_by_byte",
+    "takes a read for a line": "a_message_may_come_in_pieces",
     "takes the first line of a read": "messages_may_come_at_once",
     "keeps the carriage return": "a_line_may_end_in_crlf",
     "reads short lines": "a_line_of_a_megabyte_is_read",

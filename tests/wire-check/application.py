@@ -8,7 +8,7 @@ import decoder
 
 FAULTS = {
     "says nothing": "a_call_is_answered",
-    "expects a frame in one piece": "a_frame_may_come_byte_by_byte",
+    "expects a frame in one piece": "a_frame_may_come_in_pieces",
     "reads one frame of each read": "two_frames_may_come_at_once",
     "refuses unknown keys": "unknown_keys_are_ignored",
     "does not mark failures": "an_unknown_tool_is_a_failed_result",

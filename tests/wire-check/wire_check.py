@@ -18,6 +18,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 import decoder  # noqa: E402
 
 PATIENCE = 10.0  # seconds for what an application does at once
+PIECE = 0.01  # seconds between two pieces of a frame
 NOTICE = 1.0  # seconds in which an application sees what has happened on another connection
 
 
@@ -147,11 +148,12 @@ class Check:
     def a_call_is_answered(self):
         self.expect_service()
 
-    def a_frame_may_come_byte_by_byte(self):
+    def a_frame_may_come_in_pieces(self):
         request = self.request(self.quick)
         with self.connect() as connection:
             for byte in decoder.frame_of(request):
                 connection.send(bytes([byte]))
+                time.sleep(PIECE)
             self.expect_answer(connection, request)
 
     def two_frames_may_come_at_once(self):
