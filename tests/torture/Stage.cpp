@@ -127,8 +127,8 @@ Stage::Stage(const Setting& setting)
     error_ = std::move(error.first);
     for (const auto* descriptor : {&input_, &output_, &error_}) makeNonBlocking(*descriptor);
     tracer_.start({.executable = bundle / "vostel-mcp",
-                   .environment = {"HOME=" + folder_.string(), "LD_PRELOAD=" + setting.preloaded,
-                                   "TORTURE_STATE=" + (folder_ / "state").string()},
+                   .environment = {"HOME=" + folder_.string(), "CFFIXED_USER_HOME=" + folder_.string(),
+                                   "LD_PRELOAD=" + setting.preloaded, "TORTURE_STATE=" + (folder_ / "state").string()},
                    .input = input.first.get(),
                    .output = output.second.get(),
                    .error = error.second.get()},
