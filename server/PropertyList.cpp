@@ -29,8 +29,8 @@ public:
 
     Token next() {
         while (skips("<?", "?>") || skips("<!--", "-->") || skips("<!DOCTYPE", ">")) {}
-        if (rest_.empty()) return {};
         if (auto literal = between("<![CDATA[", "]]>")) return {Token::Kind::text, *literal, /*isLiteral=*/true};
+        if (rest_.empty()) return {};
         if (rest_.front() != '<') return {Token::Kind::text, take(rest_.find('<'))};
         const auto tag = between("<", ">");
         if (!tag) return {};

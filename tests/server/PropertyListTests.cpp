@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace vostel_mcp {
 namespace {
@@ -48,6 +50,17 @@ TEST(PropertyList, a_string_is_found_at_the_top_level_only) {
         {"nothing", "", std::nullopt},
     };
     forEachRow(rows, [](const Row& row) { EXPECT_EQ(topLevelString(row.text, "K"), row.found); });
+}
+
+TEST(PropertyList, what_has_no_end_is_not_read_beyond_the_text) {
+    for (const std::string_view last :
+         {"<", "<a", "<!--", "<?", "<!DOCTYPE", "<![CDATA[", "<![CDATA[K", "<key>&", "</"}) {
+        SCOPED_TRACE(last);
+        const std::string text = "<plist><dict><key>A</key><true/>" + std::string{last};
+        // Without the terminator that follows the characters of a string.
+        const std::vector<char> characters{text.begin(), text.end()};
+        EXPECT_EQ(topLevelString({characters.data(), characters.size()}, "K"), std::nullopt);
+    }
 }
 
 TEST(PropertyList, text_is_read_as_XML_says) {

@@ -1,0 +1,35 @@
+#include "companion/configs/ClaudeCodeConfig.h"
+#include "companion/configs/ClaudeDesktopConfig.h"
+#include "companion/configs/JSONConfigText.h"
+#include "fuzz/fuzz.h"
+
+using namespace vostel_companion;
+using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
+
+/// As the configuration file of a client that keeps it in JSON.
+void check(std::string_view text) {
+    const MCPClientEntry entry{"/Applications/Vostel.app/Contents/MacOS/vostel-mcp", {}};
+    const auto before = ClaudeCodeConfig::existingCommand(text);
+    const auto with = ClaudeCodeConfig::withEntry(text, entry);
+    if (before && with) {
+        require(ClaudeCodeConfig::existingCommand(*with).value() == entry.command,
+                "an entry that was written is there");
+        require(readConfigJSON(*with).has_value(), "an edited file can be read");
+        require(ClaudeCodeConfig::withEntry(*with, entry) == *with, "an entry is written once");
+        const auto without = ClaudeCodeConfig::withoutEntry(*with);
+        require(without.has_value(), "an entry that was written can be removed");
+        require(!ClaudeCodeConfig::existingCommand(*without).value(), "what was removed is gone");
+        if (!before->has_value() && !isBlank(text)) {
+            const auto old = readConfigJSON(text);
+            const auto now = readConfigJSON(*without);
+            // The object that holds the entries may be left over, empty.
+            const bool hadServers = old->find("mcpServers") != nullptr;
+            require(!hadServers || *old == *now, "nothing else is changed");
+        }
+    }
+    if (const auto manifest = ClaudeDesktopConfig::withEntry(text, entry)) {
+        require(ClaudeDesktopConfig::existingCommand(*manifest).value() == entry.command,
+                "a manifest names its command");
+    }
+    if (!before) require(!before.error().description("/a").empty(), "an error says what is wrong");
+}

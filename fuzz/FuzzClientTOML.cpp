@@ -1,0 +1,63 @@
+#include "companion/configs/CodexConfig.h"
+#include "companion/configs/CodexOutline.h"
+#include "fuzz/fuzz.h"
+
+#include <sstream>
+#define TOML_EXCEPTIONS 0
+#include <toml++/toml.h>
+
+using namespace vostel_companion;
+using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
+
+namespace {
+
+/// What another reader makes of the text; absent when it is no TOML to it.
+std::optional<toml::table> tableOf(std::string_view text) {
+    toml::parse_result result = toml::parse(text);
+    if (!result) return std::nullopt;
+    return std::move(result).table();
+}
+
+std::string textOf(const toml::table& table) {
+    std::ostringstream text;
+    text << table;
+    return text.str();
+}
+
+} // namespace
+
+/// As the configuration file of a client that keeps it in TOML. Another reader says whether an edit is right.
+void check(std::string_view text) {
+    const MCPClientEntry entry{"/Applications/Vostel.app/Contents/MacOS/vostel-mcp", {}};
+    const auto with = CodexConfig::withEntry(text, entry);
+    const auto before = CodexConfig::existingCommand(text);
+    if (!before) {
+        require(!before.error().description("/a").empty(), "an error says what is wrong");
+        return;
+    }
+    auto table = tableOf(text);
+    if (table) {
+        const auto node = table->at_path("mcp_servers.vostel.command");
+        if (const auto command = node.value<std::string>()) {
+            require(*before == command, "another reader finds the same command");
+        }
+    }
+    if (!with) return;
+    require(CodexConfig::existingCommand(*with) == entry.command, "an entry that was written is there");
+    const auto without = CodexConfig::withoutEntry(*with);
+    require(without.has_value(), "an entry that was written can be removed");
+    if (*before == std::optional<std::string>{}) require(*without == text, "removing an entry undoes writing it");
+
+    if (!table) return;
+    auto edited = tableOf(*with);
+    require(edited.has_value(), "an edited file is still TOML");
+    require(edited->at_path("mcp_servers.vostel.command").value<std::string>() == entry.command,
+            "another reader finds our command");
+    for (auto* each : {&*table, &*edited}) {
+        if (auto* servers = each->get_as<toml::table>("mcp_servers")) {
+            servers->erase("vostel");
+            if (servers->empty()) each->erase("mcp_servers");
+        }
+    }
+    require(textOf(*table) == textOf(*edited), "nothing else is changed");
+}
