@@ -74,7 +74,8 @@ private:
         const Container container = containers_.back();
         containers_.pop_back();
         const std::span content = std::span{values_}.subspan(container.firstValue);
-        MCPValue value = container.isObject ? JSONTextAccess::object(content) : JSONTextAccess::array(content);
+        MCPValue value = container.isObject ? JSONTextAccess::object(content, mayChange_)
+                                            : JSONTextAccess::array(content, mayChange_);
         values_.resize(container.firstValue);
         values_.push_back(std::move(value));
     }
@@ -237,6 +238,7 @@ private:
         auto value = numberFromDecimal({first, at_});
         if (!value) return fail(DecodingError::DataCorrupted{"Значение не является допустимым JSON"});
         values_.push_back(*std::move(value));
+        mayChange_ = mayChange_ || JSONTextAccess::changesWhenWritten(values_.back());
         return true;
     }
 
@@ -274,6 +276,8 @@ private:
     const char* at_;
     const char* end_;
     bool opened_ = false;
+    /// A double is integral because it was rounded: 0.99999999999999999999 is written as 1, which is an integer.
+    bool mayChange_ = false;
     std::optional<DecodingError> error_;
     std::vector<MCPValue> values_;
     std::vector<Container> containers_;

@@ -12,11 +12,12 @@ namespace VostelMCPKit {
 struct JSONTextAccess {
     /// A string whose UTF-8 the reader has checked.
     [[nodiscard]] static MCPValue string(std::string_view valid);
-    /// An array of elements that come from text, taken out of `elements`.
-    [[nodiscard]] static MCPValue array(std::span<MCPValue> elements);
+    /// An array of elements that come from text, taken out of `elements`. False for `mayChange` says that
+    /// changesWhenWritten is false for each of them.
+    [[nodiscard]] static MCPValue array(std::span<MCPValue> elements, bool mayChange);
     /// An object of alternating keys (strings) and values that come from text, taken out of `keysAndValues`. Of equal
     /// keys the last one wins.
-    [[nodiscard]] static MCPValue object(std::span<MCPValue> keysAndValues);
+    [[nodiscard]] static MCPValue object(std::span<MCPValue> keysAndValues, bool mayChange);
 
     /// Whether reading the written text of `value` may give another value: a double without a fraction reads back as an
     /// integer. Takes constant time.

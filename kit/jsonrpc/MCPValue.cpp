@@ -162,12 +162,15 @@ MCPValue JSONTextAccess::string(std::string_view valid) {
     return value;
 }
 
-MCPValue JSONTextAccess::array(std::span<MCPValue> elements) {
-    return MCPValue::takingContent(MCPValue::Tag::array, elements, MCPValue::noFlag);
+MCPValue JSONTextAccess::array(std::span<MCPValue> elements, bool mayChange) {
+    const int flags = mayChange ? MCPValue::flagsOf(elements) : MCPValue::noFlag;
+    return MCPValue::takingContent(MCPValue::Tag::array, elements, flags);
 }
 
-MCPValue JSONTextAccess::object(std::span<MCPValue> keysAndValues) {
-    return MCPValue::takingContent(MCPValue::Tag::object, MCPValue::inOrder(keysAndValues), MCPValue::noFlag);
+MCPValue JSONTextAccess::object(std::span<MCPValue> keysAndValues, bool mayChange) {
+    const std::span content = MCPValue::inOrder(keysAndValues);
+    const int flags = mayChange ? MCPValue::flagsOf(content) : MCPValue::noFlag;
+    return MCPValue::takingContent(MCPValue::Tag::object, content, flags);
 }
 
 bool JSONTextAccess::changesWhenWritten(const MCPValue& value) { return value.changesWhenWritten(); }
