@@ -23,13 +23,13 @@ std::string rewritten(std::string_view text) {
     return std::string{out.text()};
 }
 
-struct Row {
+struct TextRow {
     const char* when;
     std::string text;
 };
 
 TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {"a word", "true"},
         {"the other words", "[null,false]"},
         {"an empty string", R"("")"},
@@ -52,14 +52,14 @@ TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
         {"objects with more and fewer keys", R"([{"a":1,"b":2},{"a":3},{"a":5,"b":6,"c":7},{"b":8}])"},
         {"objects inside objects", R"([{"a":{"b":1,"c":2},"b":3},{"a":{"b":4,"c":5},"b":6}])"},
     };
-    vostel_tests::forEachRow(rows, [&](const Row& row) {
+    vostel_tests::forEachRow(rows, [&](const TextRow& row) {
         EXPECT_EQ(rewritten(row.text), row.text);
         EXPECT_TRUE(isCanonicalJSON(row.text));
     });
 }
 
 TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {"white space before", " 1"},
         {"white space after", "1\n"},
         {"white space inside", "[1, 2]"},
@@ -91,7 +91,7 @@ TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
         {"keys of an object out of order after one inside", R"({"b":{"a":1,"c":2},"b":3})"},
         {"a later key of an object before one inside", R"([{"b":{"a":1,"c":2},"a":3}])"},
     };
-    vostel_tests::forEachRow(rows, [&](const Row& row) {
+    vostel_tests::forEachRow(rows, [&](const TextRow& row) {
         EXPECT_NE(rewritten(row.text), "");
         EXPECT_NE(rewritten(row.text), row.text);
         EXPECT_FALSE(isCanonicalJSON(row.text));
@@ -99,7 +99,7 @@ TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
 }
 
 TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {"nothing", ""},
         {"two values", "1 2"},
         {"two values without space", "[][]"},
@@ -129,7 +129,7 @@ TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
         {"a byte order mark", "\xEF\xBB\xBF"
                               "1"},
     };
-    vostel_tests::forEachRow(rows, [&](const Row& row) {
+    vostel_tests::forEachRow(rows, [&](const TextRow& row) {
         EXPECT_EQ(rewritten(row.text), "");
         EXPECT_FALSE(isCanonicalJSON(row.text));
     });
