@@ -22,7 +22,7 @@ Footprint Footprint::measure(const Launch& launch, Inbox& inbox) {
     Client client(launch, inbox);
     constexpr std::uint64_t listID = 1'000'000;
     std::ignore = Answers::resultOf(client.session().exchange(Requests::listTools(listID), 1), listID);
-    client.call(Workload::shortCall, Workload::result(Workload::shortCall.resultBytes), 10, 1);
+    client.call(Workload::shortCall, Workload::result(Workload::shortCall), 10, 1);
     std::this_thread::sleep_for(settling);
 
     measured.residentMiB = ProcessFigures::mebibytes(ProcessFigures::residentMemory(client.process()));
@@ -31,7 +31,7 @@ Footprint Footprint::measure(const Launch& launch, Inbox& inbox) {
     const std::uint64_t switches = ProcessFigures::contextSwitches(client.process()) - before;
     measured.wakeUpsPerTenSeconds = static_cast<double>(switches) * 10.0 / watching.count();
 
-    client.call(Workload::transcript16MiB, Workload::result(Workload::transcript16MiB.resultBytes), 1, 1);
+    client.call(Workload::transcript16MiB, Workload::result(Workload::transcript16MiB), 1, 1);
     std::this_thread::sleep_for(settling);
     measured.residentAfterLargeMiB = ProcessFigures::mebibytes(ProcessFigures::residentMemory(client.process()));
     return measured;

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <sys/utsname.h>
 #include <thread>
+#include <tuple>
 
 namespace vostel_bench {
 
@@ -65,8 +66,10 @@ std::string padded(std::string text, std::size_t width) {
     return text;
 }
 
-void printColumns(const std::array<std::string, 7>& columns) {
-    constexpr std::array<std::size_t, 7> widths = {42, 13, 13, 9, 18, 9, 3};
+using Columns = std::array<std::string, 11>;
+
+void printColumns(const Columns& columns) {
+    constexpr std::array<std::size_t, std::tuple_size_v<Columns>> widths = {42, 12, 12, 8, 16, 9, 5, 12, 8, 9, 3};
     std::string line;
     for (std::size_t index = 0; index < columns.size(); ++index) line += padded(columns[index], widths[index]);
     std::puts(line.c_str());
@@ -77,7 +80,16 @@ void printColumns(const std::array<std::string, 7>& columns) {
 
 double Measured::judged() const { return Statistics::median(ratios.empty() ? subject : ratios); }
 
-void Report::printHeader() { printColumns({"work", "subject", "baseline", "ratio", "in all rounds", "goal", "met"}); }
+double Measured::judgedByFloor() const { return floorRatios.empty() ? 0 : Statistics::median(floorRatios); }
+
+bool Measured::meetsGoals() const {
+    return row.goal.isMetBy(judged()) && (floorRatios.empty() || row.floorGoal.isMetBy(judgedByFloor()));
+}
+
+void Report::printHeader() {
+    printColumns(
+        {"work", "subject", "baseline", "ratio", "in all rounds", "goal", "met", "floor", "ratio", "goal", "met"});
+}
 
 void Report::print(const Measured& measured) {
     std::string ratio;
@@ -87,10 +99,16 @@ void Report::print(const Measured& measured) {
         const auto [least, most] = std::ranges::minmax(measured.ratios);
         range = number(least) + " - " + number(most);
     }
-    const char* met = measured.row.goal.isMetBy(measured.judged()) ? "yes" : "NO";
-    printColumns({measured.row.name, withUnit(measured.subject, measured.row.unit),
-                  withUnit(measured.baseline, measured.row.unit), ratio, range, textOf(measured.row.goal),
-                  measured.row.goal.kind == Goal::Kind::none ? "" : met});
+    const auto met = [](const Goal& goal, double judged) {
+        if (goal.kind == Goal::Kind::none) return "";
+        return goal.isMetBy(judged) ? "yes" : "NO";
+    };
+    const bool hasFloor = !measured.floorRatios.empty();
+    const Row& row = measured.row;
+    printColumns({row.name, withUnit(measured.subject, row.unit), withUnit(measured.baseline, row.unit), ratio, range,
+                  textOf(row.goal), met(row.goal, measured.judged()), withUnit(measured.floor, row.unit),
+                  hasFloor ? number(measured.judgedByFloor()) : "", hasFloor ? textOf(row.floorGoal) : "",
+                  hasFloor ? met(row.floorGoal, measured.judgedByFloor()) : ""});
 }
 
 void Report::write(const std::filesystem::path& file, const std::vector<Measured>& all, int rounds) {
@@ -105,10 +123,15 @@ void Report::write(const std::filesystem::path& file, const std::vector<Measured
     for (const Measured& measured : all) {
         nlohmann::ordered_json row = {{"work", measured.row.name},   {"unit", suffixOf(measured.row.unit)},
                                       {"subject", measured.subject}, {"baseline", measured.baseline},
+                                      {"floor", measured.floor},     {"floorRatios", measured.floorRatios},
                                       {"ratios", measured.ratios},   {"judged", measured.judged()}};
         if (measured.row.goal.kind != Goal::Kind::none) {
             row["goal"] = textOf(measured.row.goal);
             row["met"] = measured.row.goal.isMetBy(measured.judged());
+        }
+        if (!measured.floorRatios.empty() && measured.row.floorGoal.kind != Goal::Kind::none) {
+            row["floorGoal"] = textOf(measured.row.floorGoal);
+            row["floorGoalMet"] = measured.row.floorGoal.isMetBy(measured.judgedByFloor());
         }
         report["rows"].push_back(std::move(row));
     }

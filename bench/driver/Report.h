@@ -10,17 +10,23 @@
 
 namespace vostel_bench {
 
-/// The figures of all rounds for one row. Round r of a comparison ran subject, baseline, baseline, subject; its ratio
-/// is that of the two means.
+/// The figures of all rounds for one row. Round r of a comparison ran subject, baseline, floor, floor, baseline,
+/// subject; its ratios are those of the means.
 struct Measured {
     Row row;
     std::vector<double> subject;
     std::vector<double> baseline;
-    /// One per round. Empty when the goal is for our own figure.
+    std::vector<double> floor;
+    /// Subject to baseline, one per round. Empty when the goal is for our own figure.
     std::vector<double> ratios;
+    /// Subject to floor.
+    std::vector<double> floorRatios;
 
     /// What the goal is compared with: the median ratio, or our own median when there is none.
     [[nodiscard]] double judged() const;
+    /// The same for the goal of the ratio to the floor; zero when there is no such ratio.
+    [[nodiscard]] double judgedByFloor() const;
+    [[nodiscard]] bool meetsGoals() const;
     bool operator==(const Measured&) const = default;
 };
 

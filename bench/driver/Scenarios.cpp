@@ -82,7 +82,7 @@ Figures toolLists(const Launch& launch, Inbox& inbox) {
 }
 
 const Workload::Result& shortResult() {
-    static const Workload::Result result = Workload::result(Workload::shortCall.resultBytes);
+    static const Workload::Result result = Workload::result(Workload::shortCall);
     return result;
 }
 
@@ -133,7 +133,8 @@ Figures shortCallsInAnOldSession(const Launch& launch, Inbox& inbox) {
 
 /// A first call to warm up, `calls` on the clock, one at a time.
 std::function<Figures(const Launch&, Inbox&)> largeCalls(const Workload::Tool& tool, int calls) {
-    return [&tool, calls, result = Workload::result(tool.resultBytes)](const Launch& launch, Inbox& inbox) -> Figures {
+    return [&tool, calls](const Launch& launch, Inbox& inbox) -> Figures {
+        const auto result = Workload::result(tool);
         Client client(launch, inbox);
         client.call(tool, result, 1, 1);
         std::vector<double> times;
@@ -142,18 +143,27 @@ std::function<Figures(const Launch&, Inbox&)> largeCalls(const Workload::Tool& t
     };
 }
 
+/// How much memory a value of many small parts takes. One call, because it takes long.
+std::function<Figures(const Launch&, Inbox&)> amplification(const Workload::Tool& tool) {
+    return [&tool](const Launch& launch, Inbox& inbox) -> Figures {
+        Client client(launch, inbox);
+        const double time = milliseconds(client.call(tool, Workload::result(tool), 1, 1));
+        return {ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process())), time};
+    };
+}
+
 Figures burst(const Launch& launch, Inbox& inbox) {
     constexpr std::size_t calls = 1000;
     Client client(launch, inbox);
     client.call(Workload::shortCall, shortResult(), 1, 1);
-    const auto result = Workload::result(Workload::slowCall.resultBytes);
+    const auto result = Workload::result(Workload::slowCall);
     const double time = milliseconds(client.call(Workload::slowCall, result, calls, calls));
     return {time, ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process()))};
 }
 
 Figures progress(const Launch& launch, Inbox& inbox) {
     Client client(launch, inbox);
-    const auto result = Workload::result(Workload::progressFlood.resultBytes);
+    const auto result = Workload::result(Workload::progressFlood);
     const auto time = client.call(Workload::progressFlood, result, 1, 1);
     return {static_cast<double>(Workload::progressFlood.progressFrames) / seconds(time)};
 }
@@ -173,49 +183,65 @@ bool Goal::isMetBy(double measured) const {
 }
 
 std::vector<Scenario> allScenarios() {
+    using Baseline = Scenario::Baseline;
+    const auto amplified = [](const char* name, const char* what, const Workload::Tool& tool) {
+        const std::string text = std::string{"60 MiB of "} + what;
+        return Scenario{.name = name,
+                        .rows = {{text + ", peak memory", Unit::mebibytes, atMost(360), {}},
+                                 {text + ", time", Unit::milliseconds, {}, {}}},
+                        .baseline = Baseline::none,
+                        .measure = amplification(tool)};
+    };
     return {
         {.name = "start",
-         .rows = {{"start, spawn to the reply of initialize", Unit::milliseconds, atMost(0.01)}},
+         .rows = {{"start, spawn to the reply of initialize", Unit::milliseconds, atMost(0.003), atMost(1.2)}},
          .measure = start},
         {.name = "list",
-         .rows = {{"tools/list, p50, all on one processor", Unit::microseconds, atMost(0.25)}},
+         .rows = {{"tools/list, p50, all on one processor", Unit::microseconds, atMost(0.05), atMost(1.5)}},
          .measure = toolLists},
         {.name = "call",
-         .rows = {{"tools/call, 200 bytes, p50", Unit::microseconds, atMost(0.8)},
-                  {"tools/call, 200 bytes, p99", Unit::microseconds, atMost(0.25)},
-                  {"tools/call, 200 bytes, processor time", Unit::microseconds, atMost(0.5)}},
+         .rows = {{"tools/call, 200 bytes, p50", Unit::microseconds, atMost(0.45), atMost(1.15)},
+                  {"tools/call, 200 bytes, p99", Unit::microseconds, atMost(0.25), {}},
+                  {"tools/call, 200 bytes, processor time", Unit::microseconds, atMost(0.5), {}}},
          .measure = shortCallsOneAtATime},
         {.name = "in-flight",
-         .rows = {{"64 calls in flight, calls per second", Unit::perSecond, atLeast(1.5)}},
+         .rows = {{"64 calls in flight, calls per second", Unit::perSecond, atLeast(3), atLeast(2)}},
          .measure = shortCallsInFlight},
         {.name = "old-session",
-         .rows = {{"after 10 000 calls: tools/call, p50", Unit::microseconds, {}},
-                  {"after 10 000 calls: tools/call, p99", Unit::microseconds, {}},
-                  {"after 10 000 calls: processor time", Unit::microseconds, {}},
-                  {"after 10 000 calls: 64 in flight", Unit::perSecond, {}}},
+         .rows = {{"after 10 000 calls: tools/call, p50", Unit::microseconds, {}, {}},
+                  {"after 10 000 calls: tools/call, p99", Unit::microseconds, {}, {}},
+                  {"after 10 000 calls: processor time", Unit::microseconds, {}, {}},
+                  {"after 10 000 calls: 64 in flight", Unit::perSecond, {}, {}}},
          .measure = shortCallsInAnOldSession},
         {.name = "1-mib",
-         .rows = {{"1 MiB transcript, time per call", Unit::milliseconds, atMost(0.35)},
-                  {"1 MiB transcript, peak memory", Unit::mebibytes, atMost(0.25)}},
+         .rows = {{"1 MiB transcript, time per call", Unit::milliseconds, atMost(0.1), atMost(2.5)},
+                  {"1 MiB transcript, peak memory", Unit::mebibytes, atMost(0.04), atMost(1.5)}},
          .measure = largeCalls(Workload::transcript1MiB, 20)},
         {.name = "16-mib",
-         .rows = {{"16 MiB transcript, time per call", Unit::milliseconds, atMost(0.35)},
-                  {"16 MiB transcript, peak memory", Unit::mebibytes, atMost(0.25)}},
+         .rows = {{"16 MiB transcript, time per call", Unit::milliseconds, atMost(0.08), atMost(2)},
+                  {"16 MiB transcript, peak memory", Unit::mebibytes, atMost(0.065), atMost(1.15)}},
          .measure = largeCalls(Workload::transcript16MiB, 4)},
+        {.name = "unsorted",
+         .rows = {{"16 MiB, unsorted keys, time per call", Unit::milliseconds, atMost(0.22), atMost(7)},
+                  {"16 MiB, unsorted keys, peak memory", Unit::mebibytes, atMost(0.11), atMost(2)}},
+         .measure = largeCalls(Workload::unsorted16MiB, 4)},
         {.name = "arguments",
-         .rows = {{"10 MB of arguments, time per call", Unit::milliseconds, atMost(0.25)},
-                  {"10 MB of arguments, peak memory", Unit::mebibytes, atMost(0.15)}},
+         .rows = {{"10 MB of arguments, time per call", Unit::milliseconds, atMost(0.15), atMost(4)},
+                  {"10 MB of arguments, peak memory", Unit::mebibytes, atMost(0.09), atMost(1.5)}},
          .measure = largeCalls(Workload::largeArguments, 4)},
+        amplified("empty-arrays", "[]", Workload::emptyArrays),
+        amplified("zeros", "0,", Workload::zeros),
+        amplified("nested-arrays", "nested [", Workload::nestedArrays),
         {.name = "burst",
-         .rows = {{"1000 calls at once, 200 ms each, time", Unit::milliseconds, atMost(0.75)},
-                  {"1000 calls at once, peak memory", Unit::mebibytes, atMost(0.2)}},
+         .rows = {{"1000 calls at once, 200 ms each, time", Unit::milliseconds, atMost(0.57), atMost(0.95)},
+                  {"1000 calls at once, peak memory", Unit::mebibytes, atMost(0.14), atMost(1.1)}},
          .measure = burst},
         {.name = "progress",
-         .rows = {{"100 000 progress frames, per second", Unit::perSecond, atLeast(150)}},
+         .rows = {{"100 000 progress frames, per second", Unit::perSecond, atLeast(150), atLeast(0.7)}},
          .measure = progress},
         {.name = "relay",
-         .rows = {{"the same against a plain Node relay", Unit::perSecond, atLeast(5)}},
-         .againstRelay = true,
+         .rows = {{"the same against a plain Node relay", Unit::perSecond, atLeast(8), {}}},
+         .baseline = Baseline::plainRelay,
          .measure = progress},
     };
 }

@@ -26,6 +26,8 @@ struct Row {
     std::string name;
     Unit unit = Unit::count;
     Goal goal;
+    /// For the ratio to the floor.
+    Goal floorGoal = {};
 
     bool operator==(const Row&) const = default;
 };
@@ -34,8 +36,9 @@ struct Row {
 struct Scenario {
     std::string name;
     std::vector<Row> rows;
-    /// Against the plain relay instead of the peer.
-    bool againstRelay = false;
+    /// What the server is compared with besides the floor.
+    enum class Baseline { peer, plainRelay, none };
+    Baseline baseline = Baseline::peer;
     /// Does the work once and returns a figure for each row. Each time has a server of its own, as each session of an
     /// AI client has: compiled code or peak memory of one round does not affect the next.
     std::function<std::vector<double>(const Launch&, Inbox&)> measure;

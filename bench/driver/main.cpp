@@ -24,6 +24,7 @@ struct Options {
     std::string server;
     std::string stub;
     std::string peerFolder;
+    std::string floor;
     std::string json;
     int rounds = 5;
     std::vector<std::string> rows;
@@ -75,51 +76,63 @@ std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& sub
     return file;
 }
 
-std::vector<Measured> measure(const Scenario& scenario, const Launch& subject, const Launch& baseline, int rounds,
-                              Inbox& inbox) {
+/// `baseline` is null when there is nothing to compare with but the floor.
+std::vector<Measured> measure(const Scenario& scenario, const Launch& subject, const Launch* baseline,
+                              const Launch& floor, int rounds, Inbox& inbox) {
+    using Rows = std::vector<double> Measured::*;
     std::vector<Measured> all;
-    for (const Row& row : scenario.rows) all.push_back({.row = row, .subject = {}, .baseline = {}, .ratios = {}});
+    for (const Row& row : scenario.rows) all.emplace_back().row = row;
+    const auto run = [&](const Launch* launch, Rows rows) {
+        if (launch == nullptr) return;
+        const std::vector<double> figures = scenario.measure(*launch, inbox);
+        for (std::size_t row = 0; row < all.size(); ++row) (all[row].*rows).push_back(figures[row]);
+    };
     for (int round = 0; round < rounds; ++round) {
-        const std::vector<double> first = scenario.measure(subject, inbox);
-        const std::vector<double> second = scenario.measure(baseline, inbox);
-        const std::vector<double> third = scenario.measure(baseline, inbox);
-        const std::vector<double> fourth = scenario.measure(subject, inbox);
-        for (std::size_t row = 0; row < all.size(); ++row) {
-            all[row].subject.insert(all[row].subject.end(), {first[row], fourth[row]});
-            all[row].baseline.insert(all[row].baseline.end(), {second[row], third[row]});
-            all[row].ratios.push_back((first[row] + fourth[row]) / (second[row] + third[row]));
+        run(&subject, &Measured::subject);
+        run(baseline, &Measured::baseline);
+        run(&floor, &Measured::floor);
+        run(&floor, &Measured::floor);
+        run(baseline, &Measured::baseline);
+        run(&subject, &Measured::subject);
+        for (Measured& measured : all) {
+            const auto sum = [](const std::vector<double>& figures) {
+                return figures.empty() ? 0 : figures.back() + figures[figures.size() - 2];
+            };
+            if (baseline != nullptr) measured.ratios.push_back(sum(measured.subject) / sum(measured.baseline));
+            measured.floorRatios.push_back(sum(measured.subject) / sum(measured.floor));
         }
     }
     return all;
 }
 
-std::vector<Measured> measureFootprint(const Launch& subject, const Launch& baseline, const std::string& server,
-                                       Inbox& inbox) {
+std::vector<Measured> measureFootprint(const Launch& subject, const Launch& baseline, const Launch& floor,
+                                       const std::string& server, Inbox& inbox) {
     const Footprint ofSubject = Footprint::measure(subject, inbox);
     const Footprint ofBaseline = Footprint::measure(baseline, inbox);
+    const Footprint ofFloor = Footprint::measure(floor, inbox);
     std::vector<Measured> all;
-    const auto add = [&all](const char* name, Unit unit, Goal goal, double subjectFigure, double baselineFigure) {
+    const auto add = [&](const char* name, Unit unit, Goal goal, double Footprint::* figure, Goal floorGoal = {}) {
         Measured& measured = all.emplace_back();
-        measured.row = {name, unit, goal};
-        measured.subject = {subjectFigure};
-        measured.baseline = {baselineFigure};
+        measured.row = {name, unit, goal, floorGoal};
+        measured.subject = {ofSubject.*figure};
+        measured.baseline = {ofBaseline.*figure};
+        measured.floor = {ofFloor.*figure};
+        if (floorGoal.kind != Goal::Kind::none) measured.floorRatios = {ofSubject.*figure / ofFloor.*figure};
     };
     constexpr Goal memory{Goal::Kind::atMost, 4};
     constexpr Goal asleep{Goal::Kind::atMost, 0};
     constexpr Goal size{Goal::Kind::atMost, 1.5};
-    add("idle: resident memory", Unit::mebibytes, memory, ofSubject.residentMiB, ofBaseline.residentMiB);
-    add("idle: wake-ups in ten seconds", Unit::count, asleep, ofSubject.wakeUpsPerTenSeconds,
-        ofBaseline.wakeUpsPerTenSeconds);
-    add("idle after a 16 MiB transcript", Unit::mebibytes, {}, ofSubject.residentAfterLargeMiB,
-        ofBaseline.residentAfterLargeMiB);
-    add("executable, stripped", Unit::mebibytes, size, ProcessFigures::mebibytes(std::filesystem::file_size(server)),
-        0);
-    all.back().baseline.clear();
+    add("idle: resident memory", Unit::mebibytes, memory, &Footprint::residentMiB, {Goal::Kind::atMost, 1.5});
+    add("idle: wake-ups in ten seconds", Unit::count, asleep, &Footprint::wakeUpsPerTenSeconds);
+    add("idle after a 16 MiB transcript", Unit::mebibytes, {}, &Footprint::residentAfterLargeMiB);
+    Measured& executable = all.emplace_back();
+    executable.row = {"executable, stripped", Unit::mebibytes, size, {}};
+    executable.subject = {ProcessFigures::mebibytes(std::filesystem::file_size(server))};
     return all;
 }
 
 int run(const Options& options) {
-    Inbox inbox(48U << 20U, '\0');
+    Inbox inbox(72U << 20U, '\0');
     const ThrowAwayHome home;
     Session stub(home.launch({options.stub, home.socket().string()}, "stub.log"), inbox);
     if (stub.exchange({}, 1) != "ready\n") fail("the stub application did not start");
@@ -128,6 +141,18 @@ int run(const Options& options) {
     const std::string tools = writeToolList(home, subject, inbox).string();
     const Launch peer = home.launch({"node", options.peerFolder + "/server.mjs", tools}, "peer.log");
     const Launch relay = home.launch({"node", options.peerFolder + "/plain-relay.mjs"}, "relay.log");
+    const Launch floor = home.launch({options.floor, tools}, "floor.log");
+    const auto baselineOf = [&](const Scenario& scenario) -> const Launch* {
+        switch (scenario.baseline) {
+        case Scenario::Baseline::peer:
+            return &peer;
+        case Scenario::Baseline::plainRelay:
+            return &relay;
+        case Scenario::Baseline::none:
+            break;
+        }
+        return nullptr;
+    };
 
     std::vector<Measured> all;
     const auto keep = [&all](const std::vector<Measured>& some) {
@@ -139,13 +164,12 @@ int run(const Options& options) {
     Report::printHeader();
     for (const Scenario& scenario : allScenarios()) {
         if (!isChosen(options, scenario.name)) continue;
-        keep(measure(scenario, subject, scenario.againstRelay ? relay : peer, options.rounds, inbox));
+        keep(measure(scenario, subject, baselineOf(scenario), floor, options.rounds, inbox));
     }
-    if (isChosen(options, footprintRows)) keep(measureFootprint(subject, peer, options.server, inbox));
+    if (isChosen(options, footprintRows)) keep(measureFootprint(subject, peer, floor, options.server, inbox));
 
-    const auto missed = std::ranges::count_if(
-        all, [](const Measured& measured) { return !measured.row.goal.isMetBy(measured.judged()); });
-    std::printf("%td of the goals missed\n", missed);
+    const auto missed = std::ranges::count_if(all, [](const Measured& measured) { return !measured.meetsGoals(); });
+    std::printf("%td rows miss a goal\n", missed);
     if (!options.json.empty()) Report::write(options.json, all, options.rounds);
     return 0;
 }
@@ -160,8 +184,9 @@ int main(int argc, char** argv) {
     app.add_option("--server", options.server, "the stripped executable")->required()->check(CLI::ExistingFile);
     app.add_option("--stub", options.stub, "the stub application")->required()->check(CLI::ExistingFile);
     app.add_option("--peer", options.peerFolder, "folder of the peer")->required()->check(CLI::ExistingDirectory);
+    app.add_option("--floor", options.floor, "the least that a server can do")->required()->check(CLI::ExistingFile);
     app.add_option("--json", options.json, "file for all figures");
-    app.add_option("--rounds", options.rounds, "rounds of subject, baseline, baseline, subject")
+    app.add_option("--rounds", options.rounds, "rounds of subject, baseline, floor, floor, baseline, subject")
         ->check(CLI::PositiveNumber);
     std::vector<std::string> names = {vostel_bench::footprintRows};
     for (const vostel_bench::Scenario& scenario : vostel_bench::allScenarios()) names.push_back(scenario.name);

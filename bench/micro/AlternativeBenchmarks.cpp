@@ -17,7 +17,7 @@ using namespace vostel_bench;
 namespace {
 
 std::string transcriptText(const benchmark::State& state) {
-    return Workload::result(static_cast<std::size_t>(state.range(0))).json;
+    return Workload::result({.name = "transcript", .resultBytes = static_cast<std::size_t>(state.range(0))}).json;
 }
 
 void countText(benchmark::State& state, const std::string& text) {

@@ -15,7 +15,7 @@ namespace {
 constexpr std::int64_t mebibyte = 1 << 20;
 
 std::string transcript(const benchmark::State& state) {
-    return Workload::result(static_cast<std::size_t>(state.range(0))).json;
+    return Workload::result({.name = "transcript", .resultBytes = static_cast<std::size_t>(state.range(0))}).json;
 }
 
 void countBytes(benchmark::State& state, const std::string& text) {

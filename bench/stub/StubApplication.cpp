@@ -56,18 +56,23 @@ int sendFlags() {
 } // namespace
 
 StubApplication::StubApplication(int listener)
-    : listener_(listener), largeArguments_("\"arguments\":" + Workload::largeArgumentsJSON()) {
-    for (const Workload::Tool& tool : Workload::tools) {
-        Answer& answer = answers_.emplace_back();
-        answer.tool = &tool;
-        answer.json = Workload::result(tool.resultBytes).json;
-        for (std::size_t index = 0; index < tool.progressFrames; ++index) {
-            const std::string frame = progressFrame(tool, index);
-            answer.progressFrameBytes = frame.size();
-            answer.progressIDOffset = frame.find('?');
-            answer.progress += frame;
-        }
+    : listener_(listener), largeArguments_("\"arguments\":" + Workload::largeArgumentsJSON()) {}
+
+const StubApplication::Answer* StubApplication::answerOf(std::string_view toolName) {
+    const Workload::Tool* tool = Workload::toolNamed(toolName);
+    if (tool == nullptr) return nullptr;
+    const auto [found, isNew] = answers_.try_emplace(tool->name);
+    Answer& answer = found->second;
+    if (!isNew) return &answer;
+    answer.tool = tool;
+    answer.json = Workload::result(*tool).sent;
+    for (std::size_t index = 0; index < tool->progressFrames; ++index) {
+        const std::string frame = progressFrame(*tool, index);
+        answer.progressFrameBytes = frame.size();
+        answer.progressIDOffset = frame.find('?');
+        answer.progress += frame;
     }
+    return &answer;
 }
 
 StubApplication::~StubApplication() {
@@ -143,11 +148,10 @@ void StubApplication::takeRequest(Connection& connection) {
     if (stringAfter(payload, "\"kind\":\"") != "request") return drop(connection.socket);
 
     connection.requestID = stringAfter(payload, "\"requestID\":\"");
-    const std::string_view name = stringAfter(payload, "\"tool\":\"");
-    const auto found = std::ranges::find_if(answers_, [name](const Answer& known) { return known.tool->name == name; });
-    if (found == answers_.end() || connection.requestID.size() != requestIDBytes) return drop(connection.socket);
+    const Answer* found = answerOf(stringAfter(payload, "\"tool\":\""));
+    if (found == nullptr || connection.requestID.size() != requestIDBytes) return drop(connection.socket);
 
-    connection.answer = &*found;
+    connection.answer = found;
     connection.refusal = faultOf(payload, *found);
     const std::string head = R"({"kind":"response","payload":{"requestID":")" + connection.requestID + R"(","result":)";
     const std::string& result = connection.refusal.empty() ? found->json : connection.refusal;

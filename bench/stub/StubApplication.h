@@ -62,6 +62,8 @@ private:
 
     void acceptAll();
     void receive(Connection& connection);
+    /// A null pointer for a tool that does not exist.
+    const Answer* answerOf(std::string_view toolName);
     [[nodiscard]] bool receivedWholeFrame(Connection& connection);
     void takeRequest(Connection& connection);
     [[nodiscard]] std::string faultOf(std::string_view payload, const Answer& answer) const;
@@ -73,7 +75,8 @@ private:
     [[nodiscard]] int millisecondsToNextAnswer() const;
 
     int listener_;
-    std::vector<Answer> answers_;
+    /// By the name of the tool. Each is made at the first call, because some are large.
+    std::unordered_map<std::string_view, Answer> answers_;
     std::string largeArguments_;
     /// Connections that are being read or written. One that waits for its time is not among them.
     std::unordered_map<int, std::unique_ptr<Connection>> active_;

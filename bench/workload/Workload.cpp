@@ -1,7 +1,9 @@
 #include "bench/workload/Workload.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 
 namespace vostel_bench::Workload {
 
@@ -46,6 +48,7 @@ Result assemble(const std::string& contentText, const std::string& structuredCon
         made.parts.push_back(structured);
     }
     made.json += '}';
+    made.sent = made.json;
     return made;
 }
 
@@ -54,30 +57,79 @@ Result shortText(std::size_t bytes) {
     return assemble(std::string(bytes - frame, 'x'), "");
 }
 
-Result transcript(std::size_t bytes) {
+/// `isSorted` is whether the keys of the segments that are sent are in order.
+Result transcript(std::size_t bytes, bool isSorted) {
     WordPicker picker;
     std::string text;
     std::string segments;
+    std::string unsorted;
     std::uint64_t time = 0;
     // The text travels twice, once for the model and once in the structured content.
     while (2 * text.size() + segments.size() < bytes) {
         const std::string_view word = picker.next();
         text += word;
-        segments += segments.empty() ? "{\"endTime\":" : ",{\"endTime\":";
-        appendSeconds(segments, time + 8 * word.size());
-        segments += ",\"startTime\":";
-        appendSeconds(segments, time);
-        segments += ",\"text\":\"";
-        segments += word;
-        segments += "\"}";
+        std::string start;
+        std::string end;
+        appendSeconds(start, time);
+        appendSeconds(end, time + 8 * word.size());
+        const std::string spoken = "\"text\":\"" + std::string{word} + '"';
+        const char* separator = segments.empty() ? "" : ",";
+        segments += separator + ("{\"endTime\":" + end) + ",\"startTime\":" + start + ',' + spoken + '}';
+        if (!isSorted) unsorted += separator + ("{" + spoken) + ",\"startTime\":" + start + ",\"endTime\":" + end + '}';
         time += 9 * word.size();
     }
-    return assemble(text, "{\"segments\":[" + segments + "],\"text\":\"" + text + "\"}");
+    const auto structured = [&](const std::string& list) {
+        return "{\"segments\":[" + list + "],\"text\":\"" + text + "\"}";
+    };
+    Result made = assemble(text, structured(segments));
+    if (!isSorted) {
+        made.sent = assemble(text, structured(unsorted)).json;
+        made.parts.pop_back(); // The segments of another order have no part of this size in common.
+    }
+    return made;
+}
+
+std::string repeated(std::string_view piece, std::size_t bytes) {
+    std::string made;
+    made.reserve(bytes + piece.size());
+    while (made.size() < bytes) made += piece;
+    return made;
+}
+
+/// The members are sent in another order than that of the server's writer.
+Result unsortedOf(const std::string& structuredContent) {
+    const std::string content = R"("content":[])";
+    const std::string structured = "\"structuredContent\":" + structuredContent;
+    return {.json = '{' + content + ',' + structured + '}',
+            .sent = '{' + structured + ',' + content + '}',
+            .parts = {content, structured}};
 }
 
 } // namespace
 
-Result result(std::size_t bytes) { return bytes < 1000 ? shortText(bytes) : transcript(bytes); }
+const Tool* toolNamed(std::string_view name) {
+    for (const std::span<const Tool> list : {std::span<const Tool>{ofSizes}, std::span<const Tool>{others}}) {
+        const auto found = std::ranges::find(list, name, &Tool::name);
+        if (found != list.end()) return &*found;
+    }
+    return nullptr;
+}
+
+Result result(const Tool& tool) {
+    const std::size_t bytes = tool.resultBytes;
+    switch (tool.shape) {
+    case Shape::emptyArrays:
+        return unsortedOf('[' + repeated("[],", bytes) + "[]]");
+    case Shape::zeros:
+        return unsortedOf('[' + repeated("0,", bytes) + "0]");
+    case Shape::nestedArrays:
+        return unsortedOf(repeated("[", bytes / 2) + repeated("]", bytes / 2));
+    case Shape::transcript:
+    case Shape::unsortedTranscript:
+        break;
+    }
+    return bytes < 1000 ? shortText(bytes) : transcript(bytes, tool.shape == Shape::transcript);
+}
 
 std::string largeArgumentsJSON() {
     constexpr std::size_t bytes = 10'000'000;

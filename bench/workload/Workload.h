@@ -10,11 +10,25 @@
 
 namespace vostel_bench::Workload {
 
-/// The result of a tool call as JSON text: compact and with sorted keys, just as the server writes it.
+/// The result of a tool call.
 struct Result {
+    /// Compact and with sorted keys, just as the server writes it.
     std::string json;
+    /// What the application sends; the same unless its keys are in another order.
+    std::string sent;
     /// Parts of `json` that a server may move around, when it keeps another order of keys, but may never change.
     std::vector<std::string> parts;
+};
+
+/// What a large result looks like.
+enum class Shape {
+    transcript,
+    /// Its keys are not in the order of the server's writer, so the server has to read and to write it.
+    unsortedTranscript,
+    // These, too. They show how much memory a value of many small parts takes.
+    emptyArrays,
+    zeros,
+    nestedArrays
 };
 
 /// One kind of call. The tool's name alone tells the stub what to do.
@@ -24,20 +38,43 @@ struct Tool {
     std::chrono::milliseconds delay{0};
     std::size_t progressFrames = 0;
     bool sendsLargeArguments = false;
+    Shape shape = Shape::transcript;
 };
 
 inline constexpr Tool shortCall{.name = "short_call", .resultBytes = 200};
 inline constexpr Tool slowCall{.name = "slow_call", .resultBytes = 200, .delay = std::chrono::milliseconds{200}};
 inline constexpr Tool transcript1MiB{.name = "transcript_1_mib", .resultBytes = 1U << 20U};
 inline constexpr Tool transcript16MiB{.name = "transcript_16_mib", .resultBytes = 16U << 20U};
+inline constexpr Tool unsorted16MiB{
+    .name = "unsorted_16_mib", .resultBytes = 16U << 20U, .shape = Shape::unsortedTranscript};
+inline constexpr Tool emptyArrays{.name = "empty_arrays", .resultBytes = 60U << 20U, .shape = Shape::emptyArrays};
+inline constexpr Tool zeros{.name = "zeros", .resultBytes = 60U << 20U, .shape = Shape::zeros};
+inline constexpr Tool nestedArrays{.name = "nested_arrays", .resultBytes = 60U << 20U, .shape = Shape::nestedArrays};
 inline constexpr Tool largeArguments{.name = "large_arguments", .resultBytes = 200, .sendsLargeArguments = true};
 inline constexpr Tool progressFlood{.name = "progress_flood", .resultBytes = 200, .progressFrames = 100'000};
 
-inline constexpr Tool tools[] = {shortCall, slowCall, transcript1MiB, transcript16MiB, largeArguments, progressFlood};
+/// From 1 KiB to nearly the largest frame, for the plot of time against size.
+inline constexpr Tool ofSizes[] = {
+    {.name = "transcript_1_kib", .resultBytes = 1U << 10U},
+    {.name = "transcript_4_kib", .resultBytes = 4U << 10U},
+    {.name = "transcript_16_kib", .resultBytes = 16U << 10U},
+    {.name = "transcript_64_kib", .resultBytes = 64U << 10U},
+    {.name = "transcript_256_kib", .resultBytes = 1U << 18U},
+    transcript1MiB,
+    {.name = "transcript_4_mib", .resultBytes = 4U << 20U},
+    transcript16MiB,
+    {.name = "transcript_64_mib", .resultBytes = (64U << 20U) - 4096},
+};
 
-/// Below a thousand bytes one block of text of exactly that length in all; above, a transcript with per-token segments
-/// that is the first to reach `bytes`.
-Result result(std::size_t bytes);
+inline constexpr Tool others[] = {shortCall,     slowCall,    largeArguments, progressFlood,
+                                  unsorted16MiB, emptyArrays, zeros,          nestedArrays};
+
+/// The tool of this name; a null pointer when there is none.
+const Tool* toolNamed(std::string_view name);
+
+/// The result of `tool`. A transcript below a thousand bytes is one block of text of exactly that length in all; above,
+/// it has per-token segments and is the first to reach the length.
+Result result(const Tool& tool);
 
 /// The arguments of `largeArguments`: a vocabulary of 10 MB, as JSON text.
 std::string largeArgumentsJSON();
