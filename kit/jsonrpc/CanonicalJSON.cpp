@@ -63,7 +63,10 @@ Position afterNumber(Position at, Position end) {
     } else if (!hasFraction) {
         // Eighteen digits always fit 64 bits. Zero is written without a sign.
         constexpr std::size_t surelyFits = 18;
-        if (whole.size() > surelyFits) return numberFromDecimal({first, at})->asInt() ? at : nullptr;
+        if (whole.size() > surelyFits) {
+            const auto value = numberFromDecimal({first, at});
+            return value && value->asInt() ? at : nullptr;
+        }
         return whole == "0" && wholeStart != first ? nullptr : at;
     }
     return isShortest({first, at}) ? at : nullptr;

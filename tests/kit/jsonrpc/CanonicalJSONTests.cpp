@@ -125,6 +125,8 @@ TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
         {"a point alone", "1."},
         {"a point first", ".5"},
         {"an exponent without digits", "1e+"},
+        {"an integer beyond the doubles", "[" + std::string(400, '7') + "]"},
+        {"an exponent beyond the doubles", "1e999"},
         {"a number beyond the doubles", "1e+400"},
         {"a byte order mark", "\xEF\xBB\xBF"
                               "1"},
