@@ -5,6 +5,7 @@
 #include "companion/commands/ClientsVerb.h"
 #include "companion/commands/CommandLine.h"
 #include "companion/commands/DictateVerb.h"
+#include "companion/commands/DoctorVerb.h"
 #include "companion/commands/ModelVerbs.h"
 #include "companion/commands/PendingVerbs.h"
 #include "companion/commands/RecordVerb.h"
@@ -12,6 +13,7 @@
 #include "companion/commands/SettingsVerbs.h"
 #include "companion/commands/TranscriptVerbs.h"
 #include "companion/commands/WordVerbs.h"
+#include "companion/download/VideoDownloader.h"
 #include "companion/socket/ListeningSocket.h"
 #include "companion/store/Schema.h"
 #include "companion/support/TerminalSafe.h"
@@ -137,6 +139,23 @@ Exit perform(const auto& verb) {
 }
 
 Exit perform(const Command::Serve&) { return serve(posix::applicationSupportDirectory(), isOnTerminal()); }
+
+Exit perform(const Command::Doctor& verb) {
+    const char* const path = std::getenv("PATH");
+    const auto variable = [](const char* name) -> std::optional<std::string> {
+        const char* const value = std::getenv(name);
+        return value != nullptr ? std::optional<std::string>{value} : std::nullopt;
+    };
+    const auto self = posix::ownExecutable().value_or("");
+    return run(
+        verb, DoctorContext{.support = posix::applicationSupportDirectory(),
+                            .home = posix::homeDirectory(),
+                            .helper = self.parent_path() / "vostel-mcp",
+                            .systemModel = VOSTEL_MODEL_FOLDER,
+                            .downloaderPath = downloaderSearchPath(path != nullptr ? path : "", posix::homeDirectory()),
+                            .environmentVariable = variable,
+                            .print = print});
+}
 
 Exit perform(const Command::Clients& verb) {
     // Both programs are in the bundle, side by side.

@@ -90,6 +90,9 @@ struct Command {
         std::string identifier;
         bool operator==(const RemoveModel&) const = default;
     };
+    struct Doctor {
+        bool operator==(const Doctor&) const = default;
+    };
     struct Clients {
         ClientConfigAction action = ClientConfigAction::status;
         /// Empty: all of them.
@@ -99,7 +102,8 @@ struct Command {
     };
 
     std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, ListTranscripts,
-                 ShowTranscript, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Clients>
+                 ShowTranscript, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Doctor,
+                 Clients>
         is;
 
     bool operator==(const Command&) const = default;

@@ -78,6 +78,8 @@ public:
         addWords();
         addModels();
         addClients();
+        verb(app_, "doctor", "Check the installation and say what to do. The exit status is 1 if something is wrong.",
+             Command::Doctor{});
     }
     Grammar(const Grammar&) = delete;
     Grammar& operator=(const Grammar&) = delete;

@@ -3,10 +3,14 @@
 #include "companion/socket/CallServer.h"
 #include "companion/store/Recovery.h"
 #include "companion/store/Schema.h"
+#include "companion/support/InQuotes.h"
+#include "companion/support/Log.h"
 #include "companion/support/TerminalSafe.h"
 #include "companion/terminal/ConfirmationTerminal.h"
 #include "companion/terminal/TerminationSignals.h"
 #include "companion/tools/Tools.h"
+#include "kit/support/match.h"
+#include "kit/tools/MCPToolCatalogue.h"
 #include "posix/RandomUUID.h"
 
 #include <algorithm>
@@ -42,27 +46,102 @@ CallServer::Limits limitsWithDescriptors() {
     return {.connections = 120, .calls = 40, .waitingCalls = 60};
 }
 
+/// What keeps the application from working, as a sentence for the user. Absent if nothing does.
+std::optional<std::string> findObstacle(const Paths& paths) {
+    if (const auto prepared = prepareFolder(paths.folder); !prepared) return prepared.error().description();
+    auto database = openStore(paths.database());
+    if (!database) return database.error().description();
+    if (const auto sound = checkIntegrity(*database); !sound) return sound.error().description();
+    return std::nullopt;
+}
+
+/// "transcribe_file for claude-code: done in 12.3 s". Says nothing of arguments and results, which are private.
+std::string logLine(const std::string& tool, const std::string& client, const VostelMCPKit::MCPToolOutcome& outcome,
+                    std::chrono::duration<double> time) {
+    const char* const what = VostelMCPKit::match(
+        outcome.is, [](const VostelMCPKit::MCPToolOutcome::Text&) { return "done"; },
+        [](const VostelMCPKit::MCPToolOutcome::AwaitingConfirmation&) { return "waits for the user"; },
+        [](const VostelMCPKit::MCPDenial&) { return "denied"; },
+        [](const VostelMCPKit::MCPToolError&) { return "failed"; });
+    char seconds[64];
+    std::snprintf(seconds, sizeof seconds, "%.1f s", time.count());
+    return tool + " for " + inQuotes(client) + ": " + what + " after " + seconds;
+}
+
+/// Every call of `tools` leaves a line in `log`, which outlives them.
+void logCalls(ToolTable& tools, Log& log) {
+    for (auto& [name, tool] : tools) {
+        tool = [&log, toolName = name, run = std::move(tool)](const ToolCall& call) {
+            const auto begun = std::chrono::steady_clock::now();
+            auto outcome = run(call);
+            log.write(logLine(toolName, call.client, outcome, std::chrono::steady_clock::now() - begun));
+            return outcome;
+        };
+    }
+}
+
+/// Answers every call with the reason why the application cannot work, so the user learns it from the AI client. Ends
+/// after a call that finds the reason gone; the next call starts the application again.
+Exit explain(ListeningSocket socket, const Paths& paths, const CallServer::Limits& limits,
+             const TerminationSignals& signals) {
+    CallServer* running = nullptr;
+    ToolTable tools;
+    for (const VostelMCPKit::MCPTool& tool : VostelMCPKit::MCPToolCatalogue::tools(/*youTubeAvailable=*/true)) {
+        tools[tool.name] = [&](const ToolCall&) {
+            if (auto obstacle = findObstacle(paths)) return VostelMCPKit::MCPToolOutcome::failed(*std::move(obstacle));
+            running->stop();
+            return VostelMCPKit::MCPToolOutcome::failed("Vostel could not work until now, and starts again with the "
+                                                        "next call. Please repeat this call.");
+        };
+    }
+    auto server = CallServer::make(std::move(socket), tools, posix::startBlockingThread, limits);
+    if (!server) return fail(server.error().description());
+    running = server->get();
+    const auto waiting = posix::startBlockingThread({"com.vostel.vostel.signals", "signals"}, [&] {
+        std::ignore = signals.wait();
+        running->stop();
+    });
+    if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
+    std::ignore = running->run();
+    // Deliberate: nothing is destroyed, as in `serve`.
+    std::_Exit(static_cast<int>(Exit::failed));
+}
+
 } // namespace
 
 Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal) {
     const TerminationSignals signals;
     const CallServer::Limits limits = limitsWithDescriptors();
 
+    const Paths paths = Paths::in(applicationSupportDirectory);
+    Log log{paths.log()};
     auto socket = ListeningSocket::open(applicationSupportDirectory);
     if (!socket) {
+        const std::string reason = socket.error().description();
         const bool isRunning = std::holds_alternative<ListenError::AlreadyRunning>(socket.error().is);
-        return fail(socket.error().description(), isRunning ? Exit::refused : Exit::failed);
+        const bool isUnsafe = std::holds_alternative<ListenError::UnsafeFolder>(socket.error().is);
+        const Exit exit = fail(reason, isRunning ? Exit::refused : Exit::failed);
+        if (!isUnsafe || hasTerminal) return exit;
+        auto insecure = ListeningSocket::openInUnsafeFolder(applicationSupportDirectory);
+        return insecure ? explain(*std::move(insecure), paths, limits, signals) : exit;
     }
 
-    // From here on this process is the only server. It keeps its database connection open: SQLite writes the whole log
-    // back into the file when the last connection closes, and calls should not wait for that.
-    const Paths paths = Paths::in(applicationSupportDirectory);
+    // From here on this process is the only server.
+    if (const auto obstacle = findObstacle(paths)) {
+        log.write("cannot work: " + *obstacle);
+        const Exit exit = fail(*obstacle);
+        // A person at a terminal has read the reason. AI clients ask for it.
+        return hasTerminal ? exit : explain(*std::move(socket), paths, limits, signals);
+    }
+    // The connection stays open: SQLite writes the whole log back into the file when the last connection closes, and
+    // calls should not wait for that.
     auto database = openStore(paths.database());
     if (!database) return fail(database.error().description());
-    if (auto sound = checkIntegrity(*database); !sound) return fail(sound.error().description());
+    log.write("started");
     const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
     Confirmations confirmations{*database, models, std::chrono::system_clock::now, posix::randomUUID};
     if (auto recovered = recoverAfterCrash(*database, paths, confirmations); !recovered) {
+        log.write(recovered.error().description());
         std::ignore = fail(recovered.error().description());
     }
 
@@ -79,6 +158,7 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
         .paths = paths, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
     if (terminal) context.notifyUser = [&](const OpenConfirmation&) { terminal->wake(); };
     addTools(tools, context);
+    logCalls(tools, log);
 
     auto server = CallServer::make(*std::move(socket), tools, posix::startBlockingThread, limits);
     if (!server) return fail(server.error().description());
@@ -92,6 +172,7 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
 
     std::ignore = (*server)->run();
+    log.write("stopped");
     // Deliberate: nothing is destroyed. The threads for signals and for the terminal still use the objects above, and
     // so may calls that did not end in time.
     std::_Exit(EXIT_SUCCESS);

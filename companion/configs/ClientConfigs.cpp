@@ -196,6 +196,15 @@ bool hasControlCharacter(std::string_view text) {
 
 } // namespace
 
+std::expected<Status, ConfigError> clientConfigStatus(MCPClientKind kind, const fs::path& file,
+                                                      const std::string& helperPath) {
+    const auto text = readConfigFile(file);
+    if (!text) return std::unexpected(text.error());
+    const auto command = formatOf(kind, "/").existingCommand(*text);
+    if (!command) return std::unexpected(command.error());
+    return compareInstallation(*command, {helperPath, {}});
+}
+
 ClientConfigReport processClientConfigs(const ClientConfigRequest& request) {
     std::string_view home = request.home;
     while (home.ends_with('/')) home.remove_suffix(1);

@@ -1,8 +1,12 @@
 // `Vostel clients status | install | remove [KIND]`: our entry in the AI clients' own configuration files.
 #pragma once
 
+#include "companion/configs/ConfigError.h"
+#include "kit/clients/MCPClientConfigLogic.h"
 #include "kit/clients/MCPClientKind.h"
 
+#include <expected>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +46,10 @@ struct ClientConfigReport {
 
     bool operator==(const ClientConfigReport&) const = default;
 };
+
+/// How the entry in `file`, the client's configuration, compares with one that starts `helperPath`.
+[[nodiscard]] std::expected<VostelMCPKit::MCPClientConfigLogic::InstallationStatus, ConfigError>
+clientConfigStatus(VostelMCPKit::MCPClientKind kind, const std::filesystem::path& file, const std::string& helperPath);
 
 /// Processes one client after the other. Several processes may do so at the same time.
 [[nodiscard]] ClientConfigReport processClientConfigs(const ClientConfigRequest& request);

@@ -1,7 +1,10 @@
 #include "companion/configs/CodexConfig.h"
 
 #include "companion/configs/CodexOutline.h"
+#include "kit/support/Unicode.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 namespace vostel_companion::CodexConfig {
@@ -9,6 +12,10 @@ namespace vostel_companion::CodexConfig {
 namespace {
 
 using namespace VostelMCPKit::MCPClientConfigLogic;
+
+/// Codex gives a call up after a minute unless told otherwise. An hour of speech takes a quarter of an hour on one core
+/// of a slow machine.
+constexpr std::string_view toolTimeout = "tool_timeout_sec = 3600\n";
 
 /// The line break that ends just before `at`. Empty when there is none.
 std::string_view breakBefore(std::string_view text, std::size_t at) {
@@ -52,7 +59,7 @@ std::string appended(std::string_view text, const MCPClientEntry& entry) {
     if (!endsWithBreak) out += lineBreak;
     // Deliberate: also after a lone byte order mark, because simple readers would treat it as a part of the header.
     if (!text.empty()) out += lineBreak;
-    const std::string table = codexSnippetText(entry);
+    const std::string table = codexSnippetText(entry).append(toolTimeout);
     for (const char character : table) out += character == '\n' ? lineBreak : std::string_view{&character, 1};
     if (!endsWithBreak) out.resize(out.size() - lineBreak.size());
     return out;
@@ -89,6 +96,24 @@ std::expected<std::optional<std::string>, ConfigError> existingCommand(std::stri
     const auto outline = outlineCodexConfig(text);
     if (!outline) return std::unexpected(outline.error());
     return commandIn(*outline);
+}
+
+std::optional<std::int64_t> toolTimeout(std::string_view text) {
+    const auto outline = outlineCodexConfig(text);
+    if (!outline) return std::nullopt;
+    for (const CodexOutline::Lines& lines : outline->entry) {
+        std::string_view rest = lines.range.in(text);
+        while (!rest.empty()) {
+            const std::string_view line = rest.substr(0, rest.find('\n'));
+            rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+            const std::size_t equals = line.find('=');
+            if (equals == std::string_view::npos) continue;
+            std::string_view key = VostelMCPKit::trimmed(line.substr(0, equals));
+            if (!key.ends_with("tool_timeout_sec")) continue;
+            return std::strtoll(std::string{VostelMCPKit::trimmed(line.substr(equals + 1))}.c_str(), nullptr, 10);
+        }
+    }
+    return std::nullopt;
 }
 
 std::expected<std::string, ConfigError> withEntry(std::string_view text, const MCPClientEntry& entry) {

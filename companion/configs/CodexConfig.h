@@ -6,6 +6,7 @@
 #include "companion/configs/ConfigError.h"
 #include "kit/clients/MCPClientConfigLogic.h"
 
+#include <cstdint>
 #include <expected>
 #include <optional>
 #include <string>
@@ -16,8 +17,12 @@ namespace vostel_companion::CodexConfig {
 /// The command of the entry under our name. Absent without an entry, and empty if the entry has no command.
 [[nodiscard]] std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text);
 
-/// `text` with `entry` appended. In an older entry of ours only the command changes, in place. A foreign entry is
-/// replaced completely, so ask first. The command contains no control characters.
+/// How long Codex waits for a call, in seconds, if the entry says so in a line of its own.
+[[nodiscard]] std::optional<std::int64_t> toolTimeout(std::string_view text);
+
+/// `text` with `entry` appended, and a timeout that is long enough for transcriptions. In an older entry of ours only
+/// the command changes, in place. A foreign entry is replaced completely, so ask first. The command contains no control
+/// characters.
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 

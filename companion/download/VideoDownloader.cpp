@@ -35,19 +35,6 @@ std::unexpected<DownloadError> systemFailed(const char* attempt, VostelMCPKit::P
     return failed({posix::SystemError{attempt, reason}});
 }
 
-/// Deliberate: skips relative folders, because their meaning depends on our working folder.
-std::optional<fs::path> findDownloader(std::string_view searchPath) {
-    while (!searchPath.empty()) {
-        const std::string_view folder = searchPath.substr(0, searchPath.find(':'));
-        searchPath.remove_prefix(std::min(folder.size() + 1, searchPath.size()));
-        if (!folder.starts_with('/')) continue;
-        const fs::path candidate = fs::path{folder} / downloaderName;
-        std::error_code ignored;
-        if (fs::is_regular_file(candidate, ignored) && ::access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-    return std::nullopt;
-}
-
 /// As the value of yt-dlp's option, where a percent sign begins a field.
 std::string outputTemplate(const fs::path& folder) {
     std::string text;
@@ -175,6 +162,19 @@ private:
 };
 
 } // namespace
+
+std::optional<fs::path> findDownloader(std::string_view searchPath) {
+    while (!searchPath.empty()) {
+        const std::string_view folder = searchPath.substr(0, searchPath.find(':'));
+        searchPath.remove_prefix(std::min(folder.size() + 1, searchPath.size()));
+        // Deliberate: the meaning of a relative folder depends on our working folder.
+        if (!folder.starts_with('/')) continue;
+        const fs::path candidate = fs::path{folder} / downloaderName;
+        std::error_code ignored;
+        if (fs::is_regular_file(candidate, ignored) && ::access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return std::nullopt;
+}
 
 DownloadedAudio::~DownloadedAudio() {
     std::error_code ignored;

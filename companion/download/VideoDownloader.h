@@ -87,6 +87,9 @@ private:
 /// install programs. An application that the system opened has none of these in its PATH.
 [[nodiscard]] std::string downloaderSearchPath(std::string_view path, const std::filesystem::path& home);
 
+/// The first yt-dlp in the folders of `searchPath`.
+[[nodiscard]] std::optional<std::filesystem::path> findDownloader(std::string_view searchPath);
+
 /// The downloader with this process's environment and the system's resolver.
 [[nodiscard]] DownloadAudio systemDownload(const std::filesystem::path& downloads);
 

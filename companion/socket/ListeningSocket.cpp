@@ -93,6 +93,18 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
     if (auto prepared = prepareFolder(folder); !prepared) return std::unexpected(prepared.error());
     auto lock = takeLock(folder / lockFileName);
     if (!lock) return std::unexpected(lock.error());
+    return listen(std::move(path), *std::move(lock));
+}
+
+std::expected<ListeningSocket, ListenError>
+ListeningSocket::openInUnsafeFolder(const std::filesystem::path& applicationSupportDirectory) {
+    std::string path = socketPath(applicationSupportDirectory);
+    if (auto fits = validateSocketPathLength(path); !fits) return std::unexpected(ListenError{fits.error()});
+    return listen(std::move(path), std::nullopt);
+}
+
+std::expected<ListeningSocket, ListenError> ListeningSocket::listen(std::string path,
+                                                                    std::optional<posix::FileLock> lock) {
     if (auto removed = removeStaleSocket(path); !removed) return std::unexpected(removed.error());
 
     posix::FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -113,7 +125,7 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
     if (::lstat(path.c_str(), &status) != 0 || ::listen(socket.get(), backlog) != 0) {
         return failed(posix::systemError("listen at", path));
     }
-    return ListeningSocket{std::move(path), *std::move(lock), std::move(socket), status.st_ino};
+    return ListeningSocket{std::move(path), std::move(lock), std::move(socket), status.st_ino};
 }
 
 ListeningSocket::~ListeningSocket() {
@@ -121,7 +133,7 @@ ListeningSocket::~ListeningSocket() {
     struct stat status{};
     if (::lstat(path_.c_str(), &status) == 0 && status.st_ino == fileNumber_) ::unlink(path_.c_str());
     // The file itself stays. If it were removed, two processes could lock two files of the same name.
-    std::ignore = ::ftruncate(lock_.file().get(), 0);
+    if (lock_) std::ignore = ::ftruncate(lock_->file().get(), 0);
 }
 
 std::expected<posix::FileDescriptor, VostelMCPKit::PosixError> ListeningSocket::accept() const {

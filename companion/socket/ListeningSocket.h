@@ -11,6 +11,7 @@
 
 #include <expected>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <variant>
@@ -51,6 +52,10 @@ public:
     /// before other threads create files, because it changes the process's file mask for a moment.
     [[nodiscard]] static std::expected<ListeningSocket, ListenError>
     open(const std::filesystem::path& applicationSupportDirectory);
+    /// The same in a folder that `open` found unsafe. For an application that only tells callers so: nothing that it
+    /// reads there, nor anything that it says, is worth protecting.
+    [[nodiscard]] static std::expected<ListeningSocket, ListenError>
+    openInUnsafeFolder(const std::filesystem::path& applicationSupportDirectory);
     ListeningSocket(ListeningSocket&&) noexcept = default;
     ListeningSocket& operator=(ListeningSocket&&) = delete;
     ~ListeningSocket();
@@ -60,11 +65,15 @@ public:
     [[nodiscard]] std::expected<posix::FileDescriptor, VostelMCPKit::PosixError> accept() const;
 
 private:
-    ListeningSocket(std::string path, posix::FileLock lock, posix::FileDescriptor socket, ino_t fileNumber)
+    [[nodiscard]] static std::expected<ListeningSocket, ListenError> listen(std::string path,
+                                                                            std::optional<posix::FileLock> lock);
+    ListeningSocket(std::string path, std::optional<posix::FileLock> lock, posix::FileDescriptor socket,
+                    ino_t fileNumber)
         : path_{std::move(path)}, lock_{std::move(lock)}, socket_{std::move(socket)}, fileNumber_{fileNumber} {}
 
     std::string path_;
-    posix::FileLock lock_;
+    /// Absent in an unsafe folder, where the file could be a link to another one.
+    std::optional<posix::FileLock> lock_;
     posix::FileDescriptor socket_;
     /// Identifies our socket in the file system, so that the destructor does not remove another one.
     ino_t fileNumber_;

@@ -18,6 +18,7 @@ struct Paths {
     [[nodiscard]] std::filesystem::path database() const { return folder / "Vostel.sqlite"; }
     /// Plain text files for the user, one for each transcript.
     [[nodiscard]] std::filesystem::path transcripts() const { return folder / "Transcripts"; }
+    [[nodiscard]] std::filesystem::path log() const { return folder / "Vostel.log"; }
     [[nodiscard]] std::filesystem::path models() const { return folder / "Models"; }
     /// Describes the models that can be installed; written by the user.
     [[nodiscard]] std::filesystem::path catalogue() const { return folder / "models.json"; }

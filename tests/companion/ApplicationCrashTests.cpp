@@ -208,20 +208,58 @@ TEST(ApplicationCrash, the_next_start_performs_what_was_confirmed_and_fails_what
     EXPECT_EQ(Recordings{database}.find(id).value()->summary.state, RecordingSummary::State::failed);
 }
 
-TEST(ApplicationCrash, a_damaged_database_is_reported_and_left_as_it_is) {
+TEST(ApplicationCrash, a_damaged_database_is_left_as_it_is_and_every_caller_learns_of_it) {
     const TemporaryFolder home;
     const std::string letter(5000, 'x');
-    const auto database = Paths::in(supportIn(home.path())).database();
+    const Paths paths = Paths::in(supportIn(home.path()));
+    const auto database = paths.database();
     vostel_tests::writeFile(database, letter);
-    std::filesystem::permissions(database.parent_path(), std::filesystem::perms::owner_all);
+    std::filesystem::permissions(paths.folder, std::filesystem::perms::owner_all);
+    const std::string reason = "Vostel's database " + database.string() +
+                               " is damaged (file is not a database); nothing in it was changed, please restore it "
+                               "from a backup or move it away.";
+    {
+        Application application{home.path()};
+        for (const char* tool : {"models_list", "transcribe_file"}) {
+            const auto answer = call(home, tool, MCPValue::object({}));
+            EXPECT_TRUE(isFailure(answer));
+            EXPECT_EQ(textOf(answer), reason);
+        }
+        EXPECT_EQ(std::filesystem::file_size(database), letter.size());
+        EXPECT_TRUE(vostel_tests::readFile(paths.log()).ends_with(" cannot work: " + reason + "\n"));
+
+        // The user moves the file away.
+        std::filesystem::rename(database, home.path() / "letter");
+        EXPECT_EQ(textOf(call(home, "models_list", MCPValue::object({}))),
+                  "Vostel could not work until now, and starts again with the next call. Please repeat this call.");
+        EXPECT_EQ(application.exitStatus(), 2);
+        EXPECT_EQ(application.complaints(), reason + "\n");
+        EXPECT_FALSE(std::filesystem::exists(paths.folder / "mcp.sock"));
+    }
+    const Application again{home.path()};
+    EXPECT_FALSE(isFailure(call(home, "models_list", MCPValue::object({}))));
+}
+
+TEST(ApplicationCrash, every_caller_learns_that_others_may_write_to_the_folder) {
+    const TemporaryFolder home;
+    const auto folder = Paths::in(supportIn(home.path())).folder;
+    std::filesystem::create_directories(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms::all);
     Application application{home.path()};
+    const std::string reason = "Vostel does not serve from '" + folder.string() +
+                               "', because it is not a folder that belongs to you and that only you can write to.";
+    EXPECT_EQ(textOf(call(home, "models_list", MCPValue::object({}))), reason);
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator{folder}) {
+        EXPECT_EQ(entry.path().filename(), "mcp.sock");
+        ++files;
+    }
+    EXPECT_EQ(files, 1U) << "nothing else is written there";
+
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+    EXPECT_TRUE(isFailure(call(home, "models_list", MCPValue::object({}))));
     EXPECT_EQ(application.exitStatus(), 2);
-    EXPECT_EQ(application.complaints(),
-              "Vostel's database " + database.string() +
-                  " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
-                  "move it away.\n");
-    EXPECT_EQ(std::filesystem::file_size(database), letter.size());
-    EXPECT_FALSE(std::filesystem::exists(database.parent_path() / "mcp.sock"));
+    EXPECT_EQ(application.complaints(), reason + "\n");
 }
 
 } // namespace vostel_companion

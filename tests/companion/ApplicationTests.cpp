@@ -40,6 +40,12 @@ TEST(Application, transcribes_a_voice_from_the_socket_and_ends_cleanly) {
     EXPECT_EQ(application.exitStatus(), 0);
     EXPECT_EQ(application.complaints(), "") << "no library may write there";
     EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
+    const std::string log = vostel_tests::readFile(Paths::in(supportIn(home.path())).log());
+    EXPECT_TRUE(log.contains(" started\n")) << log;
+    EXPECT_TRUE(log.contains(" transcribe_file for '")) << log;
+    EXPECT_TRUE(log.contains(": done after ")) << log;
+    EXPECT_TRUE(log.ends_with(" stopped\n")) << log;
+    EXPECT_FALSE(log.contains("0930") || log.contains("amiable")) << "what the user says and has is private";
 }
 
 TEST(Application, a_termination_cancels_what_runs) {

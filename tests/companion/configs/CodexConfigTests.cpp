@@ -11,7 +11,7 @@ namespace Logic = VostelMCPKit::MCPClientConfigLogic;
 
 namespace {
 
-const std::string table = "[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\"\n";
+const std::string table = "[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\"\ntool_timeout_sec = 3600\n";
 
 /// The configuration of a user who has used the client for a long time.
 std::string largeFile() {
@@ -148,6 +148,8 @@ TEST(CodexConfig, other_readers_find_our_entry_and_nothing_else_changed) {
         ASSERT_TRUE(before && after);
         nlohmann::json expected = *before;
         expected["mcp_servers"]["vostel"]["command"] = ours;
+        // Codex would give up after a minute.
+        expected["mcp_servers"]["vostel"]["tool_timeout_sec"] = 3600;
         EXPECT_EQ(parseTOML(*after), expected);
     }
 }
@@ -176,7 +178,7 @@ TEST(CodexConfig, the_added_text_follows_the_file) {
     const Added cases[] = {
         {"nothing there", "", table},
         {"after a line", "a = 1\n", "a = 1\n\n" + table},
-        {"after a line without its end", "a = 1", "a = 1\n\n[mcp_servers.vostel]\ncommand = \"/opt/v/vostel-mcp\""},
+        {"after a line without its end", "a = 1", "a = 1\n\n" + table.substr(0, table.size() - 1)},
         {"after line breaks of two bytes", "a = 1\r\n", "a = 1\r\n\r\n" + withCRLF(table)},
         {"after a byte order mark, which some readers take for a part of the first line", byteOrderMark,
          byteOrderMark + "\n" + table},

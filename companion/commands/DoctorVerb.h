@@ -1,0 +1,36 @@
+// `Vostel doctor`: checks what goes wrong in practice and says what to do.
+#pragma once
+
+#include "companion/commands/Command.h"
+#include "companion/support/Paths.h"
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vostel_companion {
+
+/// The dependencies of this verb. It changes nothing, but its call starts the application if that does not run.
+struct DoctorContext {
+    /// The user's Application Support folder.
+    std::filesystem::path support;
+    std::filesystem::path home;
+    /// The vostel-mcp beside this program.
+    std::filesystem::path helper;
+    std::filesystem::path systemModel;
+    /// Where yt-dlp is looked for, as in the variable PATH.
+    std::string downloaderPath;
+    std::function<std::optional<std::string>(const char*)> environmentVariable;
+    // As in CommandContext.
+    std::function<bool(std::string_view)> print;
+    /// For the application to answer, and for a whole call.
+    std::chrono::milliseconds patience{15'000};
+};
+
+/// One line for each check. `refused` if something is wrong.
+[[nodiscard]] Exit run(const Command::Doctor& verb, const DoctorContext& context);
+
+} // namespace vostel_companion
