@@ -17,6 +17,11 @@ if(CMAKE_UNITY_BUILD)
     # In a batch each file sees the names of those before it, and g++ takes its files for headers.
     add_compile_options(-Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    # As Debian hardens its packages. script/check-hardening reads the result.
+    add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    add_link_options(-Wl,-z,relro,-z,now)
+endif()
 if(VOSTEL_SANITIZE)
     add_compile_options(-fsanitize=${VOSTEL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${VOSTEL_SANITIZE})
