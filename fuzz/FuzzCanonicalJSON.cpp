@@ -4,10 +4,16 @@
 using namespace VostelMCPKit;
 
 void check(std::string_view text) {
+    Bytes asText;
+    const bool isRewritten = appendCanonicalJSON(text, asText);
     const auto value = readJSON(text);
-    if (!value) return require(!isCanonicalJSON(text), "a text that cannot be read is not canonical");
+    if (!value) {
+        require(!isCanonicalJSON(text), "a text that cannot be read is not canonical");
+        return require(!isRewritten, "a text that cannot be read is not rewritten");
+    }
     const std::string rewritten = written(*value);
     require(isCanonicalJSON(text) == (rewritten == text), "a text is canonical if and only if it comes back unchanged");
-    // A double without a fraction is written as an integer, but in a text that the writer takes for shortest.
-    require(isCanonicalJSON(rewritten) == (written(readBack(rewritten)) == rewritten), "a written text comes back");
+    require(!isRewritten || asText.text() == rewritten, "a text is rewritten as its value is written");
+    require(isCanonicalJSON(rewritten) == (written(readBack(rewritten)) == rewritten),
+            "a written text is judged alike");
 }

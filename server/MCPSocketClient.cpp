@@ -25,6 +25,8 @@ constexpr posix::ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll"
 constexpr std::size_t readLength = 65'536;
 /// Held by every call that waits for its answer, a thousand perhaps; takes a short answer whole.
 constexpr std::size_t firstReadLength = 512;
+/// From this length on, the memory counts that the value of a payload takes.
+constexpr std::size_t largePayload = 65'536;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
@@ -69,6 +71,9 @@ public:
         const auto& whole = *cut;
         if (!whole) return std::nullopt;
         if (const auto result = canonicalResult(whole->payload)) return Answer{takeText(*result)};
+        if (whole->payload.size() >= largePayload) {
+            if (auto result = rewrittenResult(whole->payload)) return Answer{*std::move(result)};
+        }
         auto frame = readOutboundFrame(whole->payload);
         if (!frame) return std::unexpected(failure(std::move(frame.error())));
         if (auto* progress = std::get_if<MCPWireProgress>(&frame->is)) {

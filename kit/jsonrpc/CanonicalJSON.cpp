@@ -3,9 +3,15 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/jsonrpc/JSONWriter.h"
+#include "kit/support/Unicode.h"
 #include "kit/support/unwrap.h"
 
+#include <algorithm>
+#include <functional>
 #include <optional>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace VostelMCPKit {
@@ -126,9 +132,10 @@ Position afterScalar(Position at, Position end) {
     }
 }
 
+bool hasEscape(std::string_view key) { return key.find('\\') != key.npos; }
+
 /// Whether one key is written before another one. Both are as they are in the text, between their quotation marks.
 bool isBefore(std::string_view left, std::string_view right) {
-    const auto hasEscape = [](std::string_view key) { return key.find('\\') != key.npos; };
     if (!hasEscape(left) && !hasEscape(right)) return keyOrder(left, right) < 0;
     const auto unescaped = [](std::string_view key) { return readJSON({key.data() - 1, key.size() + 2}); };
     const auto ours = unescaped(left);
@@ -184,6 +191,189 @@ private:
     std::size_t known_ = unknown;
 };
 
+/// Writes a text anew, token by token. All the bool functions are false when the value must be built after all; nothing
+/// is asked after that.
+class Rewriter final {
+public:
+    Rewriter(std::string_view text, Bytes& out)
+        : at_{text.data()}, end_{at_ + text.size()}, out_{out}, mayMove_{mostMoves * text.size()} {}
+
+    bool rewrite() {
+        for (;;) {
+            // A value begins here.
+            skipSpace();
+            if (take('{')) {
+                skipSpace();
+                if (!take('}')) {
+                    closings_.push_back('}');
+                    objects_.push_back({members_.size(), /*isSorted=*/true});
+                    if (!writeKey()) return false;
+                    continue;
+                }
+            } else if (take('[')) {
+                skipSpace();
+                if (!take(']')) {
+                    closings_.push_back(']');
+                    continue;
+                }
+            } else if (!writeScalar()) {
+                return false;
+            }
+            // A value has ended. It closes containers until another value follows.
+            for (;;) {
+                skipSpace();
+                if (closings_.empty()) return at_ == end_;
+                const bool isInObject = closings_.back() == '}';
+                if (take(',')) {
+                    if (isInObject && !writeKey()) return false;
+                    break;
+                }
+                if (!has(closings_.back(), at_, end_)) return false;
+                if (isInObject && !closeObject()) return false;
+                take(closings_.back());
+                closings_.pop_back();
+            }
+        }
+    }
+
+private:
+    /// How often each byte of the text may be moved to bring members in order. More happens only where objects out of
+    /// order are nested deeply.
+    static constexpr std::size_t mostMoves = 16;
+
+    /// A member that has been written: where it begins, and the length of its key with its quotation marks.
+    struct Member {
+        std::size_t start;
+        std::size_t keyLength;
+    };
+    struct Object {
+        std::size_t firstMember;
+        bool isSorted;
+    };
+
+    void skipSpace() {
+        while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) ++at_;
+    }
+
+    /// Takes a byte that is written as it is read.
+    bool take(char expected) {
+        if (!has(expected, at_, end_)) return false;
+        out_.append(expected);
+        ++at_;
+        return true;
+    }
+
+    bool writeScalar() {
+        if (has('"', at_, end_)) return writeString();
+        const Position after = afterScalar(at_, end_);
+        if (after != nullptr && !has('E', after, end_)) {
+            out_.append({at_, after});
+            at_ = after;
+            return true;
+        }
+        // A number that is written in another way.
+        const std::string_view rest{at_, end_};
+        const std::string_view number = rest.substr(0, rest.find_first_not_of("+-.0123456789Ee"));
+        const auto value = readJSON(number);
+        if (!value || !writeJSON(*value, out_)) return false;
+        at_ += number.size();
+        return true;
+    }
+
+    bool writeString() {
+        if (!take('"')) return false;
+        for (;;) {
+            const Position plain = at_;
+            at_ = afterPlain(at_, end_);
+            out_.append({plain, at_});
+            if (take('"')) return true;
+            if (!has('\\', at_, end_)) return false;
+            ++at_;
+            const auto codePoint = takeEscape(at_, end_);
+            if (!codePoint) return false;
+            if (*codePoint < 0x80 && !isPlain(static_cast<char>(*codePoint))) {
+                appendEscape(static_cast<char>(*codePoint), out_);
+            } else {
+                std::string encoded;
+                appendUTF8(*codePoint, encoded);
+                out_.append(encoded);
+            }
+        }
+    }
+
+    bool writeKey() {
+        skipSpace();
+        const std::size_t start = out_.size();
+        if (!writeString()) return false;
+        const Member member{start, out_.size() - start};
+        skipSpace();
+        if (!take(':')) return false;
+        Object& object = objects_.back();
+        const bool isFirst = members_.size() == object.firstMember;
+        if (!isFirst && object.isSorted) object.isSorted = isBefore(keyOf(members_.back()), keyOf(member));
+        members_.push_back(member);
+        return true;
+    }
+
+    bool closeObject() {
+        const Object object = objects_.back();
+        objects_.pop_back();
+        if (!object.isSorted && !sort(std::span{members_}.subspan(object.firstMember))) return false;
+        members_.resize(object.firstMember);
+        return true;
+    }
+
+    /// Brings the last members of the text in order.
+    bool sort(std::span<const Member> members) {
+        const std::size_t start = members.front().start;
+        const std::size_t length = out_.size() - start;
+        if (length > mayMove_) return false;
+        mayMove_ -= length;
+
+        struct Piece {
+            std::string_view key;
+            std::string_view text;
+        };
+        std::vector<Piece> pieces;
+        pieces.reserve(members.size());
+        for (std::size_t index = 0; index < members.size(); ++index) {
+            const Member& member = members[index];
+            const bool isLast = index + 1 == members.size();
+            const std::size_t end = isLast ? out_.size() : members[index + 1].start - 1;
+            pieces.push_back({keyOf(member), out_.text().substr(member.start, end - member.start)});
+            // Each comparison would read both keys.
+            if (hasEscape(pieces.back().key)) return false;
+        }
+        std::ranges::stable_sort(pieces, isBefore, &Piece::key);
+        Bytes sorted;
+        for (std::size_t index = 0; index < pieces.size(); ++index) {
+            // Of equal keys the last one wins.
+            if (index + 1 < pieces.size() && pieces[index].key == pieces[index + 1].key) continue;
+            if (!sorted.empty()) sorted.append(',');
+            sorted.append(pieces[index].text);
+        }
+        out_.truncate(start);
+        out_.append(sorted.text());
+        return true;
+    }
+
+    /// Between its quotation marks.
+    [[nodiscard]] std::string_view keyOf(const Member& member) const {
+        return out_.text().substr(member.start + 1, member.keyLength - 2);
+    }
+
+    Position at_;
+    const Position end_;
+    Bytes& out_;
+    /// In bytes.
+    std::size_t mayMove_;
+    /// What closes each open container.
+    std::vector<char> closings_;
+    std::vector<Object> objects_;
+    /// Those of all open objects.
+    std::vector<Member> members_;
+};
+
 } // namespace
 
 bool isCanonicalJSON(std::string_view text) {
@@ -231,5 +421,7 @@ bool isCanonicalJSON(std::string_view text) {
         }
     }
 }
+
+bool appendCanonicalJSON(std::string_view text, Bytes& out) { return Rewriter{text, out}.rewrite(); }
 
 } // namespace VostelMCPKit

@@ -142,60 +142,12 @@ private:
 
     /// Reads an escape whose backslash has been taken.
     bool readEscape() {
-        if (at_ == end_) return fail();
-        switch (*at_++) {
-        case '"':
-            unescaped_ += '"';
-            return true;
-        case '\\':
-            unescaped_ += '\\';
-            return true;
-        case '/':
-            unescaped_ += '/';
-            return true;
-        case 'b':
-            unescaped_ += '\b';
-            return true;
-        case 'f':
-            unescaped_ += '\f';
-            return true;
-        case 'n':
-            unescaped_ += '\n';
-            return true;
-        case 'r':
-            unescaped_ += '\r';
-            return true;
-        case 't':
-            unescaped_ += '\t';
-            return true;
-        case 'u':
-            return readCodePoint();
-        default:
-            --at_;
-            return fail();
-        }
-    }
-
-    bool readCodePoint() {
-        std::uint32_t unit = 0;
-        if (!readHex(unit)) return false;
-        if (unit >= 0xD800 && unit <= 0xDFFF) {
-            std::uint32_t low = 0;
-            if (unit > 0xDBFF || !next('\\') || !next('u')) return fail();
-            if (!readHex(low)) return false;
-            if (low < 0xDC00 || low > 0xDFFF) return fail();
-            unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
-        }
-        appendUTF8(unit, unescaped_);
-        return true;
-    }
-
-    bool readHex(std::uint32_t& unit) {
-        for (int digit = 0; digit < 4; ++digit, ++at_) {
-            if (at_ == end_) return fail();
-            const auto value = hexDigit(*at_);
-            if (!value) return fail();
-            unit = unit << 4 | static_cast<std::uint32_t>(*value);
+        const auto codePoint = takeEscape(at_, end_);
+        if (!codePoint) return fail();
+        if (*codePoint < 0x80) {
+            unescaped_ += static_cast<char>(*codePoint);
+        } else {
+            appendUTF8(*codePoint, unescaped_);
         }
         return true;
     }

@@ -3,10 +3,12 @@
 
 #include "kit/support/ASCII.h"
 #include "kit/support/ByteBlock.h"
+#include "kit/support/Bytes.h"
 #include "kit/support/UTF8.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace VostelMCPKit {
@@ -47,6 +49,13 @@ namespace VostelMCPKit {
     while (at != end && isASCIIDigit(*at)) ++at;
     return at;
 }
+
+/// The code point of an escape, whose backslash was before `at`; a pair of surrogates is one code point. `at` is then
+/// after the escape. Absent for an escape that JSON does not have, with `at` at what is wrong.
+[[nodiscard]] std::optional<char32_t> takeEscape(const char*& at, const char* end);
+
+/// Appends a byte that is not plain as the escape that our writer uses.
+void appendEscape(char byte, Bytes& out);
 
 /// How many bytes of `text`, which is valid UTF-8, a JSON string may hold as they are.
 [[nodiscard]] inline std::size_t plainLength(std::string_view text) {

@@ -15,29 +15,6 @@ namespace VostelMCPKit {
 
 namespace {
 
-void writeEscape(char byte, Bytes& out) {
-    switch (byte) {
-    case '"':
-        return out.append("\\\"");
-    case '\\':
-        return out.append("\\\\");
-    case '\b':
-        return out.append("\\b");
-    case '\f':
-        return out.append("\\f");
-    case '\n':
-        return out.append("\\n");
-    case '\r':
-        return out.append("\\r");
-    case '\t':
-        return out.append("\\t");
-    default:
-        out.append("\\u00");
-        out.append("0123456789abcdef"[byte >> 4]);
-        out.append("0123456789abcdef"[byte & 0x0F]);
-    }
-}
-
 void writeString(std::string_view text, Bytes& out) {
     // Most strings need no escape. So the whole string is copied first. Its closing mark ends the search for a byte
     // that needs an escape, and whole blocks can be read in the room behind it.
@@ -56,7 +33,7 @@ void writeString(std::string_view text, Bytes& out) {
     while (true) {
         text.remove_prefix(plain);
         if (text.empty()) break;
-        writeEscape(text.front(), out);
+        appendEscape(text.front(), out);
         text.remove_prefix(1);
         plain = plainLength(text);
         out.append(text.substr(0, plain));

@@ -91,8 +91,19 @@ std::optional<std::string_view> canonicalResult(std::string_view payload) {
                             takeString(payload, requestID) && take(payload, R"(,"result":)") && payload.ends_with(end);
     if (!isResponse) return std::nullopt;
     payload.remove_suffix(end.size());
+    // Members that are not known could follow the result.
     if (!isCanonicalJSON(payload)) return std::nullopt;
     return payload;
+}
+
+std::optional<Bytes> rewrittenResult(std::string_view payload) {
+    Bytes text;
+    if (!appendCanonicalJSON(payload, text)) return std::nullopt;
+    const auto result = canonicalResult(text.text());
+    if (!result) return std::nullopt;
+    text.removePrefix(static_cast<std::size_t>(result->data() - text.data()));
+    text.truncate(result->size());
+    return text;
 }
 
 } // namespace VostelMCPKit

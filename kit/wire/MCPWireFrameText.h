@@ -3,6 +3,7 @@
 // All functions are thread-safe and keep no state.
 #pragma once
 
+#include "kit/support/Bytes.h"
 #include "kit/wire/MCPWireFrames.h"
 
 #include <expected>
@@ -33,5 +34,10 @@ struct MCPWireInboundFailure {
 /// For vostel-mcp, which passes results on unread. The text of a response's result, a part of `payload`, if our own
 /// encoder would write the whole payload in the same way. Absent for every other payload, valid or not.
 [[nodiscard]] std::optional<std::string_view> canonicalResult(std::string_view payload);
+
+/// For vostel-mcp, too. The text of a response's result, as our own encoder writes it, whatever the form of `payload`.
+/// Takes as much memory as the text, where a value can take twenty times as much. Absent for a payload that is no such
+/// response, and for a rare one that readOutboundFrame reads nevertheless.
+[[nodiscard]] std::optional<Bytes> rewrittenResult(std::string_view payload);
 
 } // namespace VostelMCPKit

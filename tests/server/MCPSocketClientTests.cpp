@@ -253,6 +253,10 @@ TEST_F(MCPSocketClientTest, a_result_is_text_as_our_writer_writes_it_however_it_
         // What follows the answer is of no interest.
         application.answers({progressFrame("0.5") + frame(row.payload) + answer});
         EXPECT_EQ(send(), Response{row.result});
+        // A large payload is read in another way.
+        const std::string large = frame(row.payload + std::string(70'000, ' '));
+        application.answers({large.substr(0, 512), large.substr(512, 65'536), large.substr(512 + 65'536)});
+        EXPECT_EQ(send(), Response{row.result});
     });
 }
 

@@ -23,9 +23,18 @@ std::string rewritten(std::string_view text) {
     return std::string{out.text()};
 }
 
+/// The same without a value. Empty when the value must be built.
+std::string rewrittenAsText(std::string_view text) {
+    Bytes out;
+    if (!appendCanonicalJSON(text, out)) return {};
+    return std::string{out.text()};
+}
+
 struct TextRow {
     const char* when;
     std::string text;
+    /// Rewriting it as text is refused.
+    bool needsValue = false;
 };
 
 TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
@@ -55,6 +64,7 @@ TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
     vostel_tests::forEachRow(rows, [&](const TextRow& row) {
         EXPECT_EQ(rewritten(row.text), row.text);
         EXPECT_TRUE(isCanonicalJSON(row.text));
+        EXPECT_EQ(rewrittenAsText(row.text), row.text);
     });
 }
 
@@ -85,8 +95,8 @@ TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
         {"keys out of order", R"({"b":1,"a":2})"},
         {"keys in the order of their bytes", R"({"a10":1,"a2":2})"},
         {"a repeated key", R"({"a":1,"a":2})"},
-        {"a repeated key with an escape", R"({"\t":1,"\t":2})"},
-        {"keys with escapes out of order", R"({"\n":1,"\t":2})"},
+        {"a repeated key with an escape", R"({"\t":1,"\t":2})", true},
+        {"keys with escapes out of order", R"({"\n":1,"\t":2})", true},
         {"keys out of order after objects with the same", R"([{"a":1,"b":2},{"a":3,"b":4,"aa":5}])"},
         {"keys of an object out of order after one inside", R"({"b":{"a":1,"c":2},"b":3})"},
         {"a later key of an object before one inside", R"([{"b":{"a":1,"c":2},"a":3}])"},
@@ -95,6 +105,7 @@ TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
         EXPECT_NE(rewritten(row.text), "");
         EXPECT_NE(rewritten(row.text), row.text);
         EXPECT_FALSE(isCanonicalJSON(row.text));
+        EXPECT_EQ(rewrittenAsText(row.text), row.needsValue ? "" : rewritten(row.text));
     });
 }
 
@@ -134,6 +145,7 @@ TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
     vostel_tests::forEachRow(rows, [&](const TextRow& row) {
         EXPECT_EQ(rewritten(row.text), "");
         EXPECT_FALSE(isCanonicalJSON(row.text));
+        EXPECT_EQ(rewrittenAsText(row.text), "");
     });
 }
 
@@ -142,9 +154,18 @@ TEST(CanonicalJSON, exactly_the_texts_that_come_back_unchanged_are_recognised) {
     Dice dice{6};
     int recognised = 0;
     int refused = 0;
+    int rewrittenTexts = 0;
     const auto compare = [&](const std::string& text) {
         const bool expected = !text.empty() && rewritten(text) == text;
         ASSERT_EQ(isCanonicalJSON(text), expected) << testing::PrintToString(text);
+        const std::string asText = rewrittenAsText(text);
+        if (asText.empty()) {
+            // Only a text that cannot be read and keys with escapes out of order need the value.
+            ASSERT_TRUE(rewritten(text).empty() || text.find('\\') != text.npos) << testing::PrintToString(text);
+        } else {
+            ASSERT_EQ(asText, rewritten(text)) << testing::PrintToString(text);
+            ++rewrittenTexts;
+        }
         ++(expected ? recognised : refused);
     };
     for (int round = 0; round < 2'000; ++round) {
@@ -155,9 +176,10 @@ TEST(CanonicalJSON, exactly_the_texts_that_come_back_unchanged_are_recognised) {
         compare(damaged(document, dice));
         if (!canonical.empty()) compare(damaged(canonical, dice));
     }
-    // Both answers came up often enough to mean something.
+    // Each answer came up often enough to mean something.
     EXPECT_GT(recognised, 2'000);
     EXPECT_GT(refused, 2'000);
+    EXPECT_GT(rewrittenTexts, recognised + 1'000);
 }
 
 TEST(CanonicalJSON, every_damaged_byte_of_a_transcript_is_judged_as_reading_and_writing_would) {
@@ -201,6 +223,37 @@ TEST(CanonicalJSON, nesting_of_any_depth_is_recognised) {
     EXPECT_TRUE(isCanonicalJSON(repeat("[", depth) + repeat("]", depth)));
     EXPECT_TRUE(isCanonicalJSON(repeat(R"({"a":)", depth) + "1" + repeat("}", depth)));
     EXPECT_FALSE(isCanonicalJSON(repeat("[", depth)));
+}
+
+TEST(CanonicalJSON, members_out_of_order_are_sorted_at_every_level) {
+    const TextRow rows[] = {
+        {"one level", R"({"c":[1, 2],"a":{},"b":"x"})"},
+        {"a repeated key", R"({"b":1,"a":2,"b":3,"a":4})"},
+        {"a repeated key in order", R"({"a":1,"a":[2],"b":3})"},
+        {"several levels", R"({"z":{"y":{"x":1,"w":[{"d":1,"c":2}]},"v":0},"u":0})"},
+        {"an object after one out of order", R"([{"b":1,"a":2},{"a":3,"b":4},{}])"},
+        {"white space everywhere", " { \"b\" : [ 1 , 2 ] , \"a\" :\n{ } }\t"},
+        {"letter case and digits", R"({"item10":1,"Item9":2,"item2":3,"ITEM2":4})"},
+        {"escapes in values", R"({"b":"\u0041\/\ud83d\ude00\u001F\"","a":"\u000A"})"},
+    };
+    vostel_tests::forEachRow(rows, [&](const TextRow& row) {
+        EXPECT_NE(rewritten(row.text), "");
+        EXPECT_EQ(rewrittenAsText(row.text), rewritten(row.text));
+    });
+}
+
+TEST(CanonicalJSON, rewriting_appends) {
+    Bytes out{"before "};
+    ASSERT_TRUE(appendCanonicalJSON(R"({"b":1,"a":[ ]})", out));
+    EXPECT_EQ(out.text(), R"(before {"a":[],"b":1})");
+}
+
+TEST(CanonicalJSON, objects_out_of_order_that_are_nested_deeply_are_left_to_the_value) {
+    const std::size_t depth = 20'000;
+    using vostel_tests::repeat;
+    EXPECT_EQ(rewrittenAsText(repeat(R"({"b":0,"a":)", depth) + "1" + repeat("}", depth)), "");
+    const std::string few = repeat(R"({"b":0,"a":)", 10) + "1" + repeat("}", 10);
+    EXPECT_EQ(rewrittenAsText(few), rewritten(few));
 }
 
 } // namespace

@@ -203,5 +203,32 @@ TEST(MCPWireFrameText, a_result_found_as_text_is_the_text_of_the_result_whicheve
     }
 }
 
+TEST(MCPWireFrameText, the_result_of_a_response_in_any_form_is_rewritten) {
+    struct Row {
+        const char* when;
+        std::string payload;
+        std::optional<std::string> result;
+    };
+    const Row rows[] = {
+        {"our own form", R"({"kind":"response","payload":{"requestID":"0A","result":{"a":[1,{}]}}})",
+         R"({"a":[1,{}]})"},
+        {"another order", R"({"payload":{"result":{"b":1,"a":[]},"requestID":"0A"},"kind":"response"})",
+         R"({"a":[],"b":1})"},
+        {"white space", R"( {"kind" : "response","payload":{"requestID":"0A","result":[1, 2]}} )", "[1,2]"},
+        {"an escape that is not needed", R"({"kind":"respons\u0065","payload":{"requestID":"0A","result":1.0}})", "1"},
+        {"the last of two results", R"({"kind":"response","payload":{"requestID":"0A","result":1,"result":2}})", "2"},
+        {"a member after the result", R"({"kind":"response","payload":{"requestID":"0A","result":1,"zone":2}})", {}},
+        {"a member after the payload", R"({"kind":"response","payload":{"requestID":"0A","result":{}},"zone":{}})", {}},
+        {"an error", R"({"kind":"response","payload":{"error":{"kind":"versionMismatch"},"requestID":"0A"}})", {}},
+        {"progress", progressText(R"("fraction":0.5,"requestID":"0A")"), {}},
+        {"no JSON", R"({"kind":"response","payload":{"requestID":"0A","result":[1,]}})", {}},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        const auto result = rewrittenResult(row.payload);
+        ASSERT_EQ(result.has_value(), row.result.has_value());
+        EXPECT_EQ(result ? result->text() : "", row.result.value_or(""));
+    });
+}
+
 } // namespace
 } // namespace VostelMCPKit
