@@ -2,6 +2,7 @@
 #include "posix/UnixSocket.h"
 #include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/endForkedProcess.h"
 
 #include <fcntl.h>
 #include <fstream>
@@ -16,6 +17,7 @@
 
 namespace vostel_companion {
 
+using vostel_tests::endForkedProcess;
 using vostel_tests::TemporaryFolder;
 
 namespace {
@@ -155,11 +157,11 @@ TEST(ListeningSocket, of_many_starts_at_once_one_succeeds) {
             ::close(release[1]);
             std::ignore = ::read(gate[0], &byte, 1);
             const auto socket = ListeningSocket::open(place.support());
-            if (!socket) ::_exit(socket.error() == ListenError{ListenError::AlreadyRunning{}} ? 1 : 2);
+            if (!socket) endForkedProcess(socket.error() == ListenError{ListenError::AlreadyRunning{}} ? 1 : 2);
             std::ignore = ::write(opened[1], "", 1);
             // Holds the lock until every other start was refused.
             std::ignore = ::read(release[0], &byte, 1);
-            ::_exit(0);
+            endForkedProcess(0);
         }
         ::close(gate[1]);
         int refused = 0;
@@ -282,7 +284,7 @@ TEST(ListeningSocket, a_process_of_another_user_is_not_accepted) {
     if (child == 0) {
         const bool dropped = ::setuid(65534) == 0;
         const auto connected = posix::UnixSocket::connect(place.socket());
-        ::_exit(dropped && connected ? 0 : 1);
+        endForkedProcess(dropped && connected ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);

@@ -2,6 +2,7 @@
 #include "companion/store/Vocabulary.h"
 #include "tests/companion/models/ModelFixture.h"
 #include "tests/support/Table.h"
+#include "tests/support/endForkedProcess.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@ namespace vostel_companion {
 
 namespace {
 
+using vostel_tests::endForkedProcess;
 using namespace std::chrono_literals;
 using VostelMCPKit::UUID;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
@@ -94,7 +96,7 @@ int countOfSuccesses(const std::string& path, const ModelStore& models,
         if (children.back() != 0) continue;
         ::close(barrier[1]);
         auto database = openStore(path);
-        if (!database) ::_exit(255);
+        if (!database) endForkedProcess(255);
         std::uint8_t request = 0;
         Confirmations confirmations{*database, models, atNoTime, [&] {
                                         UUID id = uuid(++request);
@@ -102,8 +104,8 @@ int countOfSuccesses(const std::string& path, const ModelStore& models,
                                         return id;
                                     }};
         char nothing = 0;
-        if (::read(barrier[0], &nothing, 1) != 0) ::_exit(255);
-        ::_exit(work(confirmations).value_or(255));
+        if (::read(barrier[0], &nothing, 1) != 0) endForkedProcess(255);
+        endForkedProcess(work(confirmations).value_or(255));
     }
     ::close(barrier[0]);
     ::close(barrier[1]);

@@ -3,6 +3,7 @@
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
 #include "tests/companion/models/ModelFixture.h"
+#include "tests/support/endForkedProcess.h"
 
 #include <csignal>
 #include <functional>
@@ -15,6 +16,7 @@ namespace vostel_companion {
 
 namespace {
 
+using vostel_tests::endForkedProcess;
 using VostelMCPKit::UUID;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
 using RemoveModel = ConfirmableAction::RemoveModel;
@@ -35,9 +37,9 @@ public:
             ::close(ends[0]);
             work([&] {
                 const char step = '.';
-                if (::write(ends[1], &step, 1) != 1) ::_exit(2);
+                if (::write(ends[1], &step, 1) != 1) endForkedProcess(2);
             });
-            ::_exit(1);
+            endForkedProcess(1);
         }
         ::close(ends[1]);
         acknowledgements_ = ends[0];
@@ -56,7 +58,7 @@ public:
         ::kill(process_, SIGKILL);
         int status = 0;
         ::waitpid(process_, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status)) << "the work ended by itself with " << WEXITSTATUS(status);
+        EXPECT_TRUE(WIFSIGNALED(status)) << "the work was not killed but ended with " << WEXITSTATUS(status);
         while (::read(acknowledgements_, &step, 1) == 1) ++received;
         return received;
     }
@@ -124,12 +126,12 @@ TEST(Crash, every_acknowledged_transcript_survives_whole) {
         const std::string path = folder / "store.sqlite";
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);
-            if (!database) ::_exit(3);
+            if (!database) endForkedProcess(3);
             Transcripts transcripts{*database};
             Transcripts::New talk{at(0), {}, {}, {}, std::string(5000, 'x'), {}};
             talk.segments.assign(segmentCount, {"word", Seconds{0}, Seconds{1}});
             for (int number = 0;; ++number) {
-                if (!transcripts.add(numbered(number), talk)) ::_exit(4);
+                if (!transcripts.add(numbered(number), talk)) endForkedProcess(4);
                 acknowledge();
             }
         }};
@@ -160,14 +162,14 @@ TEST(Crash, a_rule_is_removed_exactly_when_its_confirmation_is_stored) {
         const std::string path = folder / "store.sqlite";
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);
-            if (!database) ::_exit(3);
+            if (!database) endForkedProcess(3);
             Program program{*std::move(database), paths.models};
             for (int number = 1;; ++number) {
                 const std::vector<VocabularyRule> rule = {{"word" + std::to_string(number), ""}};
-                if (!program.vocabulary.add(rule)) ::_exit(4);
+                if (!program.vocabulary.add(rule)) endForkedProcess(4);
                 const auto asked = program.confirmations.ask({RemoveWords{{rule.front().word}}});
-                if (!asked || !asked->isNew) ::_exit(5);
-                if (!program.confirmations.answer(numbered(number), Decision::confirmed)) ::_exit(6);
+                if (!asked || !asked->isNew) endForkedProcess(5);
+                if (!program.confirmations.answer(numbered(number), Decision::confirmed)) endForkedProcess(6);
                 acknowledge();
             }
         }};
@@ -202,16 +204,16 @@ TEST(Crash, a_model_is_whole_or_gone_and_every_confirmed_removal_is_finished) {
         const ConfirmableAction removal{RemoveModel{"de"}};
         Victim victim{[&](const Victim::Acknowledge& acknowledge) {
             auto database = openStore(path);
-            if (!database) ::_exit(3);
+            if (!database) endForkedProcess(3);
             Program program{*std::move(database), paths.models};
             for (int number = 1;; ++number) {
-                if (!paths.models.install("de", {})) ::_exit(4);
+                if (!paths.models.install("de", {})) endForkedProcess(4);
                 acknowledge();
-                if (!program.confirmations.ask(removal)) ::_exit(5);
-                if (!program.confirmations.answer(numbered(number), Decision::confirmed)) ::_exit(6);
+                if (!program.confirmations.ask(removal)) endForkedProcess(5);
+                if (!program.confirmations.answer(numbered(number), Decision::confirmed)) endForkedProcess(6);
                 acknowledge();
                 const auto report = program.confirmations.ask(removal);
-                if (!report || report->removed.size() != 1) ::_exit(7);
+                if (!report || report->removed.size() != 1) endForkedProcess(7);
             }
         }};
         const int acknowledged = victim.killAfter(moments.count(), moments.delay());

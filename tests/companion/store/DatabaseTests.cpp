@@ -1,6 +1,7 @@
 #include "companion/store/Database.h"
 #include "companion/store/Settings.h"
 #include "tests/companion/store/StoreFixture.h"
+#include "tests/support/endForkedProcess.h"
 
 #include <cerrno>
 #include <sqlite3.h>
@@ -11,6 +12,7 @@ namespace vostel_companion {
 
 namespace {
 
+using vostel_tests::endForkedProcess;
 using namespace std::chrono_literals;
 
 Database openEmpty() {
@@ -188,7 +190,7 @@ TEST(Database, another_process_leaves_the_log_alone_whatever_connections_come_an
             word = addRow() ? 'y' : 'n';
             if (::write(answered[1], &word, 1) != 1) break;
         }
-        ::_exit(0);
+        endForkedProcess(0);
     }
 
     auto staying = openStore(path);

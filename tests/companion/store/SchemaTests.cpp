@@ -2,6 +2,7 @@
 #include "companion/store/Transcripts.h"
 #include "tests/companion/store/StoreFixture.h"
 #include "tests/support/Table.h"
+#include "tests/support/endForkedProcess.h"
 
 #include <array>
 #include <cstdio>
@@ -11,6 +12,8 @@
 namespace vostel_companion {
 
 namespace {
+
+using vostel_tests::endForkedProcess;
 
 std::string readOne(Database& database, std::string_view sql) {
     Statement select{database, sql};
@@ -211,7 +214,7 @@ TEST(Schema, processes_that_open_a_new_file_at_once_all_succeed) {
             if (child == 0) {
                 const auto opened = openStore(path);
                 if (!opened) std::fprintf(stderr, "%s\n", opened.error().description().c_str());
-                ::_exit(opened ? 0 : 1);
+                endForkedProcess(opened ? 0 : 1);
             }
             children.push_back(child);
         }
