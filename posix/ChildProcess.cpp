@@ -33,8 +33,8 @@ FileDescriptor copied(int descriptor) {
 class SpawnPlan final {
 public:
     SpawnPlan() {
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawnattr_init(&attributes_);
+        ::posix_spawn_file_actions_init(&actions_);
+        ::posix_spawnattr_init(&attributes_);
 
         // Our threads block the signals that end us, for the one thread that waits for them.
         sigset_t none;
@@ -42,24 +42,28 @@ public:
         sigset_t usual;
         sigemptyset(&usual);
         for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD}) sigaddset(&usual, signal);
-        std::ignore = posix_spawnattr_setsigmask(&attributes_, &none);
-        std::ignore = posix_spawnattr_setsigdefault(&attributes_, &usual);
-        std::ignore = posix_spawnattr_setpgroup(&attributes_, 0);
-        std::ignore = posix_spawnattr_setflags(
+        std::ignore = ::posix_spawnattr_setsigmask(&attributes_, &none);
+        std::ignore = ::posix_spawnattr_setsigdefault(&attributes_, &usual);
+        std::ignore = ::posix_spawnattr_setpgroup(&attributes_, 0);
+        std::ignore = ::posix_spawnattr_setflags(
             &attributes_, static_cast<short>(POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
     }
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
     ~SpawnPlan() {
-        posix_spawn_file_actions_destroy(&actions_);
-        posix_spawnattr_destroy(&attributes_);
+        ::posix_spawn_file_actions_destroy(&actions_);
+        ::posix_spawnattr_destroy(&attributes_);
     }
 
     void setStreams(const FileDescriptor& input, const FileDescriptor& output, const FileDescriptor& error) {
-        std::ignore = posix_spawn_file_actions_adddup2(&actions_, input.get(), STDIN_FILENO);
-        std::ignore = posix_spawn_file_actions_adddup2(&actions_, output.get(), STDOUT_FILENO);
-        std::ignore = posix_spawn_file_actions_adddup2(&actions_, error.get(), STDERR_FILENO);
+        std::ignore = ::posix_spawn_file_actions_adddup2(&actions_, input.get(), STDIN_FILENO);
+        std::ignore = ::posix_spawn_file_actions_adddup2(&actions_, output.get(), STDOUT_FILENO);
+        std::ignore = ::posix_spawn_file_actions_adddup2(&actions_, error.get(), STDERR_FILENO);
         closeAllButStandardStreams(attributes_, actions_);
+    }
+
+    void setFolder(const std::filesystem::path& folder) {
+        if (!folder.empty()) std::ignore = ::posix_spawn_file_actions_addchdir_np(&actions_, folder.c_str());
     }
 
     [[nodiscard]] const posix_spawn_file_actions_t* actions() const { return &actions_; }
@@ -79,6 +83,7 @@ std::expected<ChildProcess, PosixError> ChildProcess::start(Program program) {
     if (!input.isOpen() || !output.isOpen() || !error.isOpen()) return std::unexpected(PosixError{errno});
     SpawnPlan plan;
     plan.setStreams(input, output, error);
+    plan.setFolder(program.folder);
 
     program.arguments.insert(program.arguments.begin(), program.executable.string());
     pid_t process = 0;

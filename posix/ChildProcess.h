@@ -24,6 +24,8 @@ public:
         std::vector<std::string> arguments = {};
         /// All of its variables, each "NAME=value".
         std::vector<std::string> environment = {};
+        /// Where it runs; in our own folder when empty.
+        std::filesystem::path folder = {};
         /// What it reads from and writes to; the null device where negative.
         int input = -1;
         int output = -1;

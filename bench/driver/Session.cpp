@@ -16,8 +16,8 @@ namespace vostel_bench {
 
 namespace {
 
-/// Longer than any honest exchange takes, so that a server that hangs ends the run.
-constexpr int patienceMilliseconds = 120'000;
+/// In milliseconds. Longer than any exchange takes, so that a server that hangs ends the run.
+constexpr int answerTimeout = 120'000;
 
 std::vector<char*> pointers(std::vector<std::string>& strings) {
     std::vector<char*> made;
@@ -43,6 +43,7 @@ Session::Session(const Launch& launch, Inbox& inbox) : inbox_(inbox) {
     int output[2];
     if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0) failWithErrno("no pipe");
 
+    // Deliberate: not a posix::ChildProcess. The driver links nothing of what it measures.
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
@@ -67,10 +68,10 @@ Session::Session(const Launch& launch, Inbox& inbox) : inbox_(inbox) {
 
 Session::~Session() {
     ::close(toServer_);
-    // The write end of the server's output closes when it leaves; whatever it still says is of no interest.
+    // The write end of the server's output closes when it leaves. What it still writes is dropped.
     pollfd output{.fd = fromServer_, .events = POLLIN, .revents = 0};
-    constexpr int patienceToLeave = 10'000;
-    while (::poll(&output, 1, patienceToLeave) == 1 && ::read(fromServer_, inbox_.data(), inbox_.size()) > 0) {}
+    constexpr int exitTimeout = 10'000;
+    while (::poll(&output, 1, exitTimeout) == 1 && ::read(fromServer_, inbox_.data(), inbox_.size()) > 0) {}
     const bool left = (output.revents & POLLHUP) != 0;
     if (!left) ::kill(process_, SIGKILL);
     ::waitpid(process_, nullptr, 0);
@@ -120,7 +121,7 @@ std::size_t Session::readSome(std::span<char> room) {
 void Session::wait(bool toWriteToo) {
     pollfd ends[] = {{.fd = fromServer_, .events = POLLIN, .revents = 0},
                      {.fd = toServer_, .events = POLLOUT, .revents = 0}};
-    const int ready = ::poll(ends, toWriteToo ? 2 : 1, patienceMilliseconds);
+    const int ready = ::poll(ends, toWriteToo ? 2 : 1, answerTimeout);
     if (ready == 0) fail("a server has not answered for two minutes");
 }
 

@@ -11,11 +11,11 @@ std::string ApplicationConnection::read(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t length = 0;
     while (length < count) {
-        if (!waitUntilReady(socket_.get(), POLLIN, patience())) {
+        if (!waitUntilReady(socket_.get(), POLLIN, timeout())) {
             ADD_FAILURE() << "the server sends nothing more after " << length << " of " << count << " bytes";
             break;
         }
-        const ssize_t read = recv(socket_.get(), bytes.data() + length, count - length, MSG_DONTWAIT);
+        const ssize_t read = ::recv(socket_.get(), bytes.data() + length, count - length, MSG_DONTWAIT);
         if (read == 0 || (read < 0 && errno != EAGAIN)) break;
         if (read > 0) length += static_cast<std::size_t>(read);
     }
@@ -33,13 +33,13 @@ void ApplicationConnection::write(std::string_view bytes) {
     while (!bytes.empty()) {
         // Not all at once: the thread sanitizer looks at every byte that is offered, each time.
         const std::string_view portion = bytes.substr(0, 262'144);
-        const ssize_t count = send(socket_.get(), portion.data(), portion.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        const ssize_t count = ::send(socket_.get(), portion.data(), portion.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno == EPIPE || errno == ECONNRESET) {
             // The server gave up on the call, and tells its client why.
             return;
-        } else if (errno != EAGAIN || !waitUntilReady(socket_.get(), POLLOUT, patience())) {
+        } else if (errno != EAGAIN || !waitUntilReady(socket_.get(), POLLOUT, timeout())) {
             ADD_FAILURE() << "the server does not read its socket";
             return;
         }
@@ -49,11 +49,11 @@ void ApplicationConnection::write(std::string_view bytes) {
 void ApplicationConnection::expectClosedByServer() {
     char bytes[4096];
     for (;;) {
-        if (!waitUntilReady(socket_.get(), POLLIN, patience())) {
+        if (!waitUntilReady(socket_.get(), POLLIN, timeout())) {
             ADD_FAILURE() << "the server keeps its connection open";
             return;
         }
-        const ssize_t count = recv(socket_.get(), bytes, sizeof bytes, MSG_DONTWAIT);
+        const ssize_t count = ::recv(socket_.get(), bytes, sizeof bytes, MSG_DONTWAIT);
         if (count == 0 || (count < 0 && errno != EAGAIN)) return;
     }
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "posix/FileDescriptor.h"
-#include "tests/e2e/Patience.h"
+#include "tests/e2e/Timeout.h"
 #include "tests/support/Frame.h"
 
 #include <nlohmann/json.hpp>
@@ -11,7 +11,7 @@
 
 namespace vostel_tests {
 
-/// Whatever takes longer than patience fails the test.
+/// What takes longer than `timeout` fails the test.
 class ApplicationConnection final {
 public:
     explicit ApplicationConnection(posix::FileDescriptor socket) : socket_{std::move(socket)} {}

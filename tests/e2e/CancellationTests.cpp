@@ -137,7 +137,7 @@ TEST(Cancellation, no_cancellation_overtakes_its_call) {
         for (bool answered = false; !answered;) {
             ApplicationConnection connection = stage.application.accept();
             const std::string frame = connection.readFrame();
-            // Nothing comes of a call that was not sent after all.
+            // A call that was not sent has no answer.
             if (frame.empty()) continue;
             const json message = json::parse(frame);
             const std::string requestID = message.at("payload").at("requestID");

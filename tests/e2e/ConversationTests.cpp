@@ -1,4 +1,4 @@
-// What the server says by itself, without any application.
+// What the server answers without any application.
 
 #include "tests/e2e/Messages.h"
 #include "tests/e2e/ServerProcess.h"
@@ -57,7 +57,7 @@ TEST(Conversation, initialize_agrees_on_a_revision) {
         {"unknown", R"(,"params":{"protocolVersion":"2099-01-01"})", "2025-06-18"},
         {"no string", R"(,"params":{"protocolVersion":20250618})", "2025-06-18"},
         {"no params", "", "2025-06-18"},
-        {"params that are no object", R"(,"params":["2024-11-05"])", "2025-06-18"},
+        {"params that are not an object", R"(,"params":["2024-11-05"])", "2025-06-18"},
     };
     Alone alone;
     vostel_tests::forEachRow(rows, [&](const Row& row) {
@@ -149,7 +149,7 @@ TEST(Conversation, each_line_gets_its_reply_or_silence) {
         {"no JSON-RPC by its word", R"({"id":1,"method":"ping"})", pingReply("1")},
         {"a version that is a number", R"({"jsonrpc":2.0,"id":1,"method":"ping"})", invalidRequest},
         {"a method that is not a string", R"({"jsonrpc":"2.0","id":1,"method":1})", invalidRequest},
-        {"bytes that are no UTF-8", "{\"jsonrpc\":\"2.0\",\"id\":\"\xff\",\"method\":\"ping\"}", nothing},
+        {"bytes that are not UTF-8", "{\"jsonrpc\":\"2.0\",\"id\":\"\xff\",\"method\":\"ping\"}", nothing},
         {"an overlong slash", "\xc0\xaf", nothing},
         {"a surrogate in UTF-8", "\xed\xa0\x80", nothing},
         {"a character cut short", "\xe2\x82", nothing},

@@ -45,7 +45,7 @@ void makeGroup(Stage& stage, int first) {
 /// Threads and descriptors of the last calls go a moment after their answers.
 template <class Condition>
 bool soon(Stage& stage, Condition holds) {
-    const auto deadline = std::chrono::steady_clock::now() + patience();
+    const auto deadline = std::chrono::steady_clock::now() + timeout();
     while (!holds()) {
         if (std::chrono::steady_clock::now() > deadline) return false;
         stage.expectServing();

@@ -32,16 +32,16 @@ posix::FileDescriptor listenAt(const std::filesystem::path& path, int backlog) {
     address.sun_family = AF_UNIX;
     EXPECT_LT(path.native().size(), sizeof address.sun_path);
     std::memcpy(address.sun_path, path.c_str(), path.native().size());
-    posix::FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
-    EXPECT_EQ(listen(listener.get(), backlog), 0) << path;
+    posix::FileDescriptor listener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    EXPECT_EQ(::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
+    EXPECT_EQ(::listen(listener.get(), backlog), 0) << path;
     return listener;
 }
 
 std::optional<ApplicationConnection> acceptFrom(const posix::FileDescriptor& listener,
                                                 std::chrono::milliseconds limit) {
     if (!waitUntilReady(listener.get(), POLLIN, limit)) return std::nullopt;
-    posix::FileDescriptor connection{accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    posix::FileDescriptor connection{::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC)};
     if (connection.get() < 0) return std::nullopt;
     return ApplicationConnection{std::move(connection)};
 }
@@ -52,7 +52,7 @@ FakeApplication::FakeApplication(const std::filesystem::path& home, int backlog)
 FakeApplication::~FakeApplication() { std::filesystem::remove(path_); }
 
 ApplicationConnection FakeApplication::accept() {
-    auto connection = acceptFrom(listener_, patience());
+    auto connection = acceptFrom(listener_, timeout());
     if (connection) return *std::move(connection);
     ADD_FAILURE() << "the server does not connect";
     return ApplicationConnection{posix::FileDescriptor{}};

@@ -56,8 +56,8 @@ TEST(Frame, what_is_no_answer_fails_the_call_with_a_sentence) {
     };
     const Row rows[] = {
         {"nothing", "", closedEarly},
-        {"half a header", std::string(2, '\0'), closedEarly},
-        {"half a frame", frame(R"({"kind":"response"})").substr(0, 10), closedEarly},
+        {"a part of a header", std::string(2, '\0'), closedEarly},
+        {"a part of a frame", frame(R"({"kind":"response"})").substr(0, 10), closedEarly},
         {"progress, then nothing", frame(R"({"kind":"progress","payload":{"requestID":"","fraction":1}})"),
          closedEarly},
         {"an empty frame", frame(""), unreadable("it is not valid JSON at byte 0")},

@@ -19,12 +19,12 @@ using nlohmann::json;
 
 const std::filesystem::path sources = VOSTEL_SOURCES;
 
-/// Whether somebody listens there before patience ends.
+/// Whether an application listens there before the timeout.
 bool isServed(const std::filesystem::path& socket) {
-    const auto giveUp = std::chrono::steady_clock::now() + patience();
+    const auto giveUp = std::chrono::steady_clock::now() + timeout();
     while (!posix::UnixSocket::connect(socket)) {
         if (std::chrono::steady_clock::now() > giveUp) return false;
-        poll(nullptr, 0, 10);
+        ::poll(nullptr, 0, 10);
     }
     return true;
 }

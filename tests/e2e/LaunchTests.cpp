@@ -34,7 +34,7 @@ public:
 
     /// The next application that is launched; it lives as long as the connection.
     ApplicationConnection nextLaunch() {
-        auto connection = acceptFrom(control_, patience());
+        auto connection = acceptFrom(control_, timeout());
         if (connection) return *std::move(connection);
         ADD_FAILURE() << "no application is launched";
         return ApplicationConnection{posix::FileDescriptor{}};

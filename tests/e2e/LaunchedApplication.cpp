@@ -32,16 +32,17 @@ json openDescriptors() {
 bool brokenPipeSignalIsDefault() {
     struct sigaction action{};
     sigset_t blocked;
-    sigprocmask(SIG_BLOCK, nullptr, &blocked);
-    return sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL && !sigismember(&blocked, SIGPIPE);
+    ::sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    return ::sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL &&
+           !sigismember(&blocked, SIGPIPE);
 }
 
 int connectToTest(const files::path& controlSocket) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, controlSocket.c_str(), sizeof address.sun_path - 1);
-    const int control = socket(AF_UNIX, SOCK_STREAM, 0);
-    return connect(control, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? control : -1;
+    const int control = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    return ::connect(control, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? control : -1;
 }
 
 } // namespace
@@ -51,8 +52,8 @@ int main(int argumentCount, char** arguments) {
     const json report = {
         {"executable", files::path{arguments[0]}.filename()},
         {"argumentCount", argumentCount},
-        {"processID", getpid()},
-        {"parent", getppid()},
+        {"processID", ::getpid()},
+        {"parent", ::getppid()},
         {"session", getsid(0)},
         {"workingFolder", files::current_path()},
         {"home", home != nullptr ? home : ""},
@@ -62,7 +63,7 @@ int main(int argumentCount, char** arguments) {
     const auto contents = files::read_symlink("/proc/self/exe").parent_path().parent_path();
     const int control = connectToTest(contents / "control.sock");
     const std::string line = report.dump() + "\n";
-    if (control < 0 || send(control, line.data(), line.size(), MSG_NOSIGNAL) < 0) return EXIT_FAILURE;
+    if (control < 0 || ::send(control, line.data(), line.size(), MSG_NOSIGNAL) < 0) return EXIT_FAILURE;
     char released;
-    return recv(control, &released, 1, 0) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    return ::recv(control, &released, 1, 0) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -6,18 +6,13 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace vostel_tests {
 
@@ -33,67 +28,31 @@ enum class Flow { toServer, fromServer };
 Stream makeStream(Flow flow, bool nonBlockingSocket) {
     int ends[2] = {-1, -1};
     if (nonBlockingSocket) {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
     } else {
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
     }
     Stream stream{posix::FileDescriptor{ends[flow == Flow::toServer ? 1 : 0]},
                   posix::FileDescriptor{ends[flow == Flow::toServer ? 0 : 1]}};
-    fcntl(stream.ours.get(), F_SETFL, fcntl(stream.ours.get(), F_GETFL) | O_NONBLOCK);
+    ::fcntl(stream.ours.get(), F_SETFL, ::fcntl(stream.ours.get(), F_GETFL) | O_NONBLOCK);
     return stream;
 }
 
 std::vector<std::string> environmentFor(const ServerProcess::Setting& setting) {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        const std::string_view assignment{*variable};
-        const auto sets = [&](std::string_view name) { return assignment.substr(0, assignment.find('=')) == name; };
-        if (!std::ranges::any_of(homeVariables, sets)) variables.emplace_back(assignment);
-    }
+    std::vector<std::string> variables = posix::currentEnvironment();
+    std::erase_if(variables, [](const std::string& assignment) {
+        const std::string_view name = std::string_view{assignment}.substr(0, assignment.find('='));
+        return std::ranges::find(homeVariables, name) != std::end(homeVariables);
+    });
     if (setting.home) setHome(variables, *setting.home);
     variables.insert(variables.end(), setting.environment.begin(), setting.environment.end());
     return variables;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts) result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
-
-pid_t spawn(const ServerProcess::Setting& setting, const std::array<int, 3>& streams) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (int number = 0; number < 3; ++number) {
-        posix_spawn_file_actions_adddup2(&actions, streams[static_cast<std::size_t>(number)], number);
-    }
-    posix_spawn_file_actions_addchdir_np(&actions, setting.workingFolder.c_str());
-    // The tests ignore the broken-pipe signal; the server starts with its default action.
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-
-    std::vector<std::string> arguments = setting.arguments;
-    arguments.insert(arguments.begin(), setting.executable);
-    std::vector<std::string> environment = environmentFor(setting);
-    pid_t processID = -1;
-    const int failure = posix_spawn(&processID, setting.executable.c_str(), &actions, &attributes,
-                                    pointers(arguments).data(), pointers(environment).data());
-    EXPECT_EQ(failure, 0) << setting.executable << ": " << std::strerror(failure);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return failure == 0 ? processID : -1;
-}
-
 /// Appends what is there to be read; false at the end of the stream.
 bool readAvailable(int descriptor, std::string& text) {
     char bytes[65'536];
-    const ssize_t count = read(descriptor, bytes, sizeof bytes);
+    const ssize_t count = ::read(descriptor, bytes, sizeof bytes);
     if (count > 0) text.append(bytes, static_cast<std::size_t>(count));
     return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
 }
@@ -111,14 +70,22 @@ ServerProcess::ServerProcess(const Setting& setting) {
     Stream input = makeStream(Flow::toServer, setting.streamsAreNonBlockingSockets);
     Stream output = makeStream(Flow::fromServer, setting.streamsAreNonBlockingSockets);
     Stream error = makeStream(Flow::fromServer, false);
-    processID_ = spawn(setting, {input.theirs.get(), output.theirs.get(), error.theirs.get()});
+    auto started = posix::ChildProcess::start({.executable = setting.executable,
+                                               .arguments = setting.arguments,
+                                               .environment = environmentFor(setting),
+                                               .folder = setting.workingFolder,
+                                               .input = input.theirs.get(),
+                                               .output = output.theirs.get(),
+                                               .error = error.theirs.get()});
+    EXPECT_TRUE(started) << setting.executable << ": " << started.error().systemText();
+    if (started) process_.emplace(*std::move(started));
     input_ = std::move(input.ours);
     output_ = std::move(output.ours);
     error_ = std::move(error.ours);
 }
 
 ServerProcess::~ServerProcess() {
-    if (processID_ < 0 || ending_) return;
+    if (!process_) return;
     closeInput();
     EXPECT_EQ(waitForEnd(), (Ending{.exitStatus = 0}));
     EXPECT_EQ(errorText_, "vostel-mcp wire protocol v4\n");
@@ -135,7 +102,7 @@ void ServerProcess::write(std::string_view bytes) {
         } else if (errno != EAGAIN && errno != EINTR) {
             ADD_FAILURE() << "the server's standard input is closed";
             return;
-        } else if (!waitUntilReady(input_.get(), POLLOUT, patience())) {
+        } else if (!waitUntilReady(input_.get(), POLLOUT, timeout())) {
             ADD_FAILURE() << "the server does not read its standard input";
             return;
         }
@@ -158,7 +125,7 @@ std::string ServerProcess::line() {
             return line;
         }
         searchedOutput_ = pendingOutput_.size();
-        if (!readOutput(patience())) {
+        if (!readOutput(timeout())) {
             ADD_FAILURE() << "the server writes no line";
             return {};
         }
@@ -166,7 +133,7 @@ std::string ServerProcess::line() {
 }
 
 void ServerProcess::expectOutputToBegin() {
-    if (pendingOutput_.empty() && !waitUntilReady(output_.get(), POLLIN, patience())) {
+    if (pendingOutput_.empty() && !waitUntilReady(output_.get(), POLLIN, timeout())) {
         ADD_FAILURE() << "the server writes nothing";
     }
 }
@@ -179,16 +146,16 @@ void ServerProcess::expectSilence() {
 Ending ServerProcess::waitForEnd() {
     if (ending_) return *ending_;
     // Standard error is open exactly as long as the process lives.
-    const auto deadline = std::chrono::steady_clock::now() + patience();
+    const auto deadline = std::chrono::steady_clock::now() + timeout();
     bool outputIsOpen = output_.get() >= 0;
     for (bool errorIsOpen = true; errorIsOpen;) {
         std::array<pollfd, 2> streams{{{error_.get(), POLLIN, 0}, {outputIsOpen ? output_.get() : -1, POLLIN, 0}}};
         const auto rest = deadline - std::chrono::steady_clock::now();
         const auto limit = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
-        const int ready = poll(streams.data(), streams.size(), /*timeout=*/limit > 0 ? static_cast<int>(limit) : 0);
+        const int ready = ::poll(streams.data(), streams.size(), /*timeout=*/limit > 0 ? static_cast<int>(limit) : 0);
         if (ready == 0) {
             ADD_FAILURE() << "the server does not end";
-            kill(processID_, SIGKILL);
+            ::kill(processID(), SIGKILL);
             break;
         }
         if (streams[0].revents != 0) errorIsOpen = readAvailable(error_.get(), errorText_);
@@ -197,9 +164,9 @@ Ending ServerProcess::waitForEnd() {
     while (outputIsOpen && waitUntilReady(output_.get(), POLLIN, std::chrono::milliseconds{0})) {
         outputIsOpen = readAvailable(output_.get(), pendingOutput_);
     }
-    int status = 0;
-    waitpid(processID_, &status, 0);
-    ending_ = WIFSIGNALED(status) ? Ending{.signal = WTERMSIG(status)} : Ending{.exitStatus = WEXITSTATUS(status)};
+    const int status = process_->wait();
+    process_.reset();
+    ending_ = status < 0 ? Ending{.signal = -status} : Ending{.exitStatus = status};
     return *ending_;
 }
 
@@ -217,7 +184,7 @@ std::size_t ServerProcess::residentKiB() const {
         std::size_t kibibytes = 0;
         if (word == "VmRSS:" && status >> kibibytes) return kibibytes;
     }
-    ADD_FAILURE() << "the system does not tell the memory of process " << processID_;
+    ADD_FAILURE() << "the system does not tell the memory of process " << processID();
     return 0;
 }
 
@@ -226,7 +193,7 @@ bool ServerProcess::readOutput(std::chrono::milliseconds limit) {
 }
 
 std::filesystem::path ServerProcess::information(std::string_view name) const {
-    return std::filesystem::path{"/proc"} / std::to_string(processID_) / name;
+    return std::filesystem::path{"/proc"} / std::to_string(processID()) / name;
 }
 
 } // namespace vostel_tests

@@ -1,8 +1,9 @@
 // The real server as an AI client has it: a child process with three streams.
 #pragma once
 
+#include "posix/ChildProcess.h"
 #include "posix/FileDescriptor.h"
-#include "tests/e2e/Patience.h"
+#include "tests/e2e/Timeout.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -14,7 +15,7 @@
 
 namespace vostel_tests {
 
-/// How a process ended; a signal of 0 means by itself.
+/// How a process ended. A signal of 0 means that none ended it.
 struct Ending {
     int exitStatus = 0;
     int signal = 0;
@@ -25,10 +26,10 @@ struct Ending {
 /// Variables that have a server load FakeSystem.cpp and play the faults named, each NAME=value.
 [[nodiscard]] std::vector<std::string> fakeSystem(std::vector<std::string> faults);
 
-/// Whatever takes longer than patience fails the test.
+/// What takes longer than `timeout` fails the test.
 ///
 /// The destructor closes standard input and expects what every conversation must end with: exit status 0, no line that
-/// the test did not read, and nothing on standard error beyond the start-up line (a sanitizer would speak there).
+/// the test did not read, and nothing on standard error beyond the start-up line (where a sanitizer would report).
 class ServerProcess final {
 public:
     struct Setting {
@@ -62,14 +63,14 @@ public:
     /// Fails the test when a line comes while we look.
     void expectSilence();
 
-    /// Waits for the end of the process, which somebody else brings about.
+    /// Waits for the end of the process. The test has caused it.
     Ending waitForEnd();
     /// What was written to standard error; complete once the process has ended.
     [[nodiscard]] const std::string& errorText() const { return errorText_; }
     /// What was written to standard output and not read as a line; complete once the process has ended.
     [[nodiscard]] const std::string& unreadOutput() const { return pendingOutput_; }
 
-    [[nodiscard]] pid_t processID() const { return processID_; }
+    [[nodiscard]] pid_t processID() const { return process_->id(); }
     [[nodiscard]] std::size_t descriptorCount() const;
     [[nodiscard]] std::size_t threadCount() const;
     [[nodiscard]] std::size_t residentKiB() const;
@@ -81,7 +82,8 @@ private:
     posix::FileDescriptor input_;
     posix::FileDescriptor output_;
     posix::FileDescriptor error_;
-    pid_t processID_ = -1;
+    /// Set until its end was awaited.
+    std::optional<posix::ChildProcess> process_;
     std::string pendingOutput_;
     std::size_t searchedOutput_ = 0;
     std::string errorText_;

@@ -42,6 +42,18 @@ TEST(ChildProcess, runs_a_program_with_its_arguments_variables_and_streams) {
     EXPECT_EQ(run("echo \"$0 $A\"; cat; exit 3", {"PATH=/usr/bin:/bin", "A=b c"}), (Result{3, "/bin/sh b c\n"}));
 }
 
+TEST(ChildProcess, runs_it_in_the_given_folder) {
+    const TemporaryFolder folder;
+    auto output = Pipe::make();
+    ASSERT_TRUE(output);
+    auto child = ChildProcess::start(
+        {.executable = "/bin/pwd", .arguments = {"-P"}, .folder = folder.path(), .output = output->writer.get()});
+    ASSERT_TRUE(child);
+    output->writer = {};
+    EXPECT_EQ(readRest(output->reader, 1 << 20), std::filesystem::canonical(folder.path()).string() + "\n");
+    EXPECT_EQ(child->wait(), 0);
+}
+
 TEST(ChildProcess, gives_it_input) {
     auto input = Pipe::make();
     ASSERT_TRUE(input);

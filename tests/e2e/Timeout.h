@@ -10,7 +10,7 @@ inline constexpr bool sanitized = VOSTEL_SANITIZED;
 
 /// The limit for what must happen. Generous, because only a failing test ever waits that long; and once it has failed,
 /// short.
-[[nodiscard]] std::chrono::milliseconds patience();
+[[nodiscard]] std::chrono::milliseconds timeout();
 
 /// How long to look for what must not happen.
 inline constexpr std::chrono::milliseconds silence{150};

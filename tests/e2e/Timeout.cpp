@@ -1,4 +1,4 @@
-#include "tests/e2e/Patience.h"
+#include "tests/e2e/Timeout.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -7,7 +7,7 @@ namespace vostel_tests {
 
 using Clock = std::chrono::steady_clock;
 
-std::chrono::milliseconds patience() {
+std::chrono::milliseconds timeout() {
     if (testing::Test::HasFailure()) return std::chrono::milliseconds{200};
     return std::chrono::seconds{sanitized ? 60 : 20};
 }
@@ -17,7 +17,7 @@ bool waitUntilReady(int descriptor, short events, std::chrono::milliseconds limi
     for (;;) {
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         pollfd waiting{descriptor, events, 0};
-        const int count = poll(&waiting, 1, /*timeout=*/rest.count() > 0 ? static_cast<int>(rest.count()) : 0);
+        const int count = ::poll(&waiting, 1, /*timeout=*/rest.count() > 0 ? static_cast<int>(rest.count()) : 0);
         if (count > 0) return true;
         if (count == 0) return false;
     }
