@@ -109,7 +109,7 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
         .measure = audioDuration,
         .workingFolder = std::filesystem::current_path(ignored),
         .now = std::chrono::system_clock::now,
-        .newID = posix::randomUUID,
+        .newID = VostelMCPKit::RandomUUIDs{posix::randomBytes},
         .localMidnight = systemLocalMidnight,
         .cancellation = cancellation,
         .print = print,

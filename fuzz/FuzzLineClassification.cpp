@@ -41,13 +41,13 @@ void check(std::string_view line) {
             const bool isJSON = readJSON(line).has_value();
             const MCPError error =
                 isJSON ? MCPError::invalidRequest("Invalid Request") : MCPError::parseError("Parse error");
-            // White space beyond that of JSON may stand around the text, so text that is no JSON can be either.
+            // White space that JSON does not know may surround the text, so text that is not JSON can be either.
             require(malformed.error == error || (!isJSON && malformed.error.message == "Invalid Request"),
-                    "a malformed line is no JSON or no message");
+                    "a malformed line is not JSON or not a message");
         },
         [&](const MCPIncoming::Empty&) { require(!readJSON(line), "an empty line holds no value"); });
 
-    // The answers the server gives by itself can always be written.
+    // The server can always write its own answers.
     if (const auto response = MCPDispatchLogic::handshakeResponse(incoming, /*youTubeAvailable=*/true)) {
         std::ignore = written(encode(*response));
     }

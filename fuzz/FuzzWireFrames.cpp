@@ -49,12 +49,12 @@ void checkStream(std::string_view buffer) {
         const auto [payload, remainder] = **cut;
         const std::size_t length = MCPWireFraming::headerLength + payload.size();
         require(length + remainder.size() == buffer.size(), "a frame and its remainder are the whole buffer");
-        require(MCPWireFraming::encode(payload).text() == buffer.substr(0, length),
-                "a frame is written as it was read");
+        const Bytes again = MCPWireFraming::encode(payload);
+        require(again.text() == buffer.substr(0, length), "a frame is written as it was read");
         // A frame that comes in pieces is the same frame, and never one too early.
         for (std::size_t arrived = 0; arrived < length; arrived += 1 + length / 16) {
             const auto early = MCPWireFraming::extractFrame(buffer.substr(0, arrived));
-            require(early.has_value() && !early->has_value(), "half a frame is none");
+            require(early.has_value() && !early->has_value(), "a part of a frame is not a frame");
         }
         checkPayload(payload);
         buffer = remainder;

@@ -20,7 +20,7 @@ constexpr std::size_t stackSize = 1'048'576;
 constexpr std::size_t keptStacks = 64;
 
 std::size_t pageSize() {
-    static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    static const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     return size;
 }
 
@@ -30,10 +30,10 @@ struct Stack {
 
     [[nodiscard]] static std::expected<Stack, PosixError> map() {
         void* mapping =
-            mmap(nullptr, stackSize + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            ::mmap(nullptr, stackSize + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (mapping == MAP_FAILED) return std::unexpected(PosixError{errno});
         const Stack stack{static_cast<char*>(mapping)};
-        if (mprotect(mapping, pageSize(), PROT_NONE) != 0) {
+        if (::mprotect(mapping, pageSize(), PROT_NONE) != 0) {
             const int failure = errno;
             stack.unmap();
             return std::unexpected(PosixError{failure});
@@ -41,7 +41,7 @@ struct Stack {
         return stack;
     }
     [[nodiscard]] char* lowest() const { return mapping + pageSize(); }
-    void unmap() const { munmap(mapping, stackSize + pageSize()); }
+    void unmap() const { ::munmap(mapping, stackSize + pageSize()); }
 };
 
 struct EndedThread {
@@ -63,7 +63,7 @@ public:
             ended_.push_back(ended);
         }
         if (!surplus) return;
-        pthread_join(surplus->thread, nullptr);
+        ::pthread_join(surplus->thread, nullptr);
         surplus->stack.unmap();
     }
 
@@ -75,7 +75,7 @@ public:
             if (!ended_.empty()) reused = takeOldest();
         }
         if (!reused) return Stack::map();
-        pthread_join(reused->thread, nullptr);
+        ::pthread_join(reused->thread, nullptr);
         return reused->stack;
     }
 
@@ -108,7 +108,7 @@ void* runThread(void* argument) {
     nameThisThread(start->name);
     start->body();
     start->body = nullptr;
-    endedThreads().add({pthread_self(), start->stack});
+    endedThreads().add({::pthread_self(), start->stack});
     return nullptr;
 }
 
@@ -120,11 +120,11 @@ std::expected<void, PosixError> startBlockingThread(ThreadName name, std::functi
     auto start = std::make_unique<Start>(name, std::move(body), *stack);
 
     pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstack(&attributes, stack->lowest(), stackSize);
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstack(&attributes, stack->lowest(), stackSize);
     pthread_t thread;
-    const int failure = pthread_create(&thread, &attributes, runThread, start.get());
-    pthread_attr_destroy(&attributes);
+    const int failure = ::pthread_create(&thread, &attributes, runThread, start.get());
+    ::pthread_attr_destroy(&attributes);
     if (failure != 0) {
         stack->unmap();
         return std::unexpected(PosixError{failure});

@@ -4,7 +4,7 @@ namespace posix {
 
 void suppressBrokenPipe(int socket) {
     const int on = 1;
-    setsockopt(socket, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+    ::setsockopt(socket, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
 }
 
 } // namespace posix

@@ -4,6 +4,6 @@
 
 namespace posix {
 
-bool flushToDisk(int descriptor) { return fsync(descriptor) == 0; }
+bool flushToDisk(int descriptor) { return ::fsync(descriptor) == 0; }
 
 } // namespace posix

@@ -2,10 +2,7 @@
 
 #include "posix/FileDescriptor.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstdlib>
 #include <fcntl.h>
 #include <span>
 #include <sys/random.h>
@@ -18,33 +15,33 @@ using VostelMCPKit::UUID;
 
 namespace {
 
-std::expected<void, PosixError> readRandomDevice(std::span<std::uint8_t> bytes) {
+int readRandomDevice(std::span<char> bytes) {
     const FileDescriptor device{::open("/dev/urandom", O_RDONLY | O_CLOEXEC)};
-    if (!device.isOpen()) return std::unexpected(PosixError{errno});
+    if (!device.isOpen()) return -1;
     while (!bytes.empty()) {
         const ssize_t count = ::read(device.get(), bytes.data(), bytes.size());
         if (count > 0) {
             bytes = bytes.subspan(static_cast<std::size_t>(count));
-        } else if (count == 0 || errno != EINTR) {
-            return std::unexpected(PosixError{count == 0 ? EIO : errno});
+        } else if (count == 0) {
+            errno = EIO;
+            return -1;
+        } else if (errno != EINTR) {
+            return -1;
         }
     }
-    return {};
+    return 0;
 }
 
 } // namespace
 
-std::expected<UUID, PosixError> freshUUID() {
-    std::array<std::uint8_t, 16> random{};
-    if (::getentropy(random.data(), random.size()) != 0) {
-        if (const auto read = readRandomDevice(random); !read) return std::unexpected(read.error());
-    }
-    return UUID::fromRandom(random);
+int randomBytes(void* bytes, std::size_t count) {
+    if (::getentropy(bytes, count) == 0) return 0;
+    return readRandomDevice({static_cast<char*>(bytes), count});
 }
 
-UUID randomUUID() {
-    const auto fresh = freshUUID();
-    if (!fresh) std::abort();
+std::expected<UUID, PosixError> freshUUID() {
+    const auto fresh = VostelMCPKit::RandomUUIDs{randomBytes}.next();
+    if (!fresh) return std::unexpected(PosixError{errno});
     return *fresh;
 }
 

@@ -12,7 +12,7 @@ std::filesystem::path homeDirectory() {
     std::vector<char> storage(16'384);
     passwd entry{};
     passwd* found = nullptr;
-    if (getpwuid_r(getuid(), &entry, storage.data(), storage.size(), &found) != 0 || found == nullptr) return "/";
+    if (::getpwuid_r(::getuid(), &entry, storage.data(), storage.size(), &found) != 0 || found == nullptr) return "/";
     return found->pw_dir;
 }
 

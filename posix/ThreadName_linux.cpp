@@ -4,6 +4,6 @@
 
 namespace posix {
 
-void nameThisThread(ThreadName name) { pthread_setname_np(pthread_self(), name.suffix); }
+void nameThisThread(ThreadName name) { ::pthread_setname_np(::pthread_self(), name.suffix); }
 
 } // namespace posix

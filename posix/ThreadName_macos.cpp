@@ -4,6 +4,6 @@
 
 namespace posix {
 
-void nameThisThread(ThreadName name) { pthread_setname_np(name.reverseDNS); }
+void nameThisThread(ThreadName name) { ::pthread_setname_np(name.reverseDNS); }
 
 } // namespace posix

@@ -1,26 +1,23 @@
 #include "posix/UnixSocket.h"
 
+#include "kit/connect/MCPSocketAddress.h"
 #include "posix/BrokenPipe.h"
 
 #include <cerrno>
-#include <cstring>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace posix::UnixSocket {
 
 using VostelMCPKit::PosixError;
 
 std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
+    const auto address = VostelMCPKit::MCPConnectLogic::socketAddress(path);
+    if (!address) return std::unexpected(PosixError{ENAMETOOLONG});
     FileDescriptor descriptor{::socket(AF_UNIX, SOCK_STREAM, 0)};
     if (descriptor.get() < 0) return std::unexpected(PosixError{errno});
     suppressBrokenPipe(descriptor.get());
     widenBuffers(descriptor.get());
 
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
         return std::unexpected(PosixError{errno});
     }
     return descriptor;
@@ -28,12 +25,12 @@ std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
 
 void widenBuffers(int socket) {
     const int size = 1'048'576;
-    for (const int direction : {SO_SNDBUF, SO_RCVBUF}) setsockopt(socket, SOL_SOCKET, direction, &size, sizeof size);
+    for (const int direction : {SO_SNDBUF, SO_RCVBUF}) ::setsockopt(socket, SOL_SOCKET, direction, &size, sizeof size);
 }
 
 std::expected<void, PosixError> writeAll(int socket, std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
-        const ssize_t count = send(socket, bytes.data(), bytes.size(), sendFlags);
+        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), sendFlags);
         if (count > 0) {
             bytes = bytes.subspan(static_cast<std::size_t>(count));
         } else if (count == 0 || errno != EINTR) {

@@ -10,7 +10,7 @@
 
 namespace posix::UnixSocket {
 
-/// Connects to the socket at `path`, which fits the address (MCPConnectLogic has checked it). One attempt.
+/// Connects to the socket at `path`; ENAMETOOLONG for a path beyond socketPathByteLimit. One attempt.
 [[nodiscard]] std::expected<FileDescriptor, VostelMCPKit::PosixError> connect(const std::string& path);
 
 /// Asks for room for 1 MiB on its way in each direction. The default of macOS is 8 KiB: a result of several MiB would

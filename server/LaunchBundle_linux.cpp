@@ -23,13 +23,13 @@ constexpr std::size_t mostOfPropertyList = 65'536;
 
 /// The beginning of a file; empty when it cannot be read.
 std::string beginningOf(const std::filesystem::path& file) {
-    const posix::FileDescriptor descriptor{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    const posix::FileDescriptor descriptor{::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
     std::string content;
     if (!descriptor.isOpen()) return content;
     content.resize(mostOfPropertyList);
     std::size_t length = 0;
     while (length < content.size()) {
-        const ssize_t count = read(descriptor.get(), content.data() + length, content.size() - length);
+        const ssize_t count = ::read(descriptor.get(), content.data() + length, content.size() - length);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) break;
         length += static_cast<std::size_t>(count);
@@ -42,8 +42,8 @@ std::string beginningOf(const std::filesystem::path& file) {
 void closeOthersOnExec() {
     if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) == 0) return;
     // A kernel before 5.11, or a container that forbids what it does not know.
-    const long end = sysconf(_SC_OPEN_MAX);
-    for (int descriptor = 3; descriptor < end; ++descriptor) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    const long end = ::sysconf(_SC_OPEN_MAX);
+    for (int descriptor = 3; descriptor < end; ++descriptor) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
 /// Tells the parent how far the launch came: one int when everything is ready for the program, and another one, an
@@ -51,16 +51,16 @@ void closeOthersOnExec() {
 /// first, nothing was launched, whatever became of the report.
 bool report(int descriptor, int value) {
     for (int attempt = 0; attempt < 3; ++attempt) {
-        if (write(descriptor, &value, sizeof value) == sizeof value) return true;
+        if (::write(descriptor, &value, sizeof value) == sizeof value) return true;
     }
     return false;
 }
 
 bool standardStreamsAreNull() {
-    const int null = open("/dev/null", O_RDWR);
+    const int null = ::open("/dev/null", O_RDWR);
     if (null < 0) return false;
     for (int stream = 0; stream <= 2; ++stream) {
-        if (dup2(null, stream) != stream) return false;
+        if (::dup2(null, stream) != stream) return false;
     }
     return true;
 }
@@ -70,25 +70,25 @@ bool standardStreamsAreNull() {
 /// launched.
 [[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int reporting,
                                     const rlimit& descriptorLimit) {
-    if (setsid() < 0 || chdir("/") != 0) _exit(1);
+    if (::setsid() < 0 || ::chdir("/") != 0) ::_exit(1);
     // The second fork leaves the first child, which ends at once, as the only one to reap.
-    if (const pid_t child = fork(); child != 0) _exit(child < 0 ? 1 : 0);
+    if (const pid_t child = ::fork(); child != 0) ::_exit(child < 0 ? 1 : 0);
 
     // Where a standard stream of ours is closed, the report has taken its number.
-    const int high = fcntl(reporting, F_DUPFD_CLOEXEC, 3);
-    if (high < 0 || !standardStreamsAreNull()) _exit(1);
+    const int high = ::fcntl(reporting, F_DUPFD_CLOEXEC, 3);
+    if (high < 0 || !standardStreamsAreNull()) ::_exit(1);
     // The report vanishes with the others.
     closeOthersOnExec();
-    if (setrlimit(RLIMIT_NOFILE, &descriptorLimit) != 0) _exit(1);
+    if (::setrlimit(RLIMIT_NOFILE, &descriptorLimit) != 0) ::_exit(1);
     sigset_t none;
     sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
     std::signal(SIGPIPE, SIG_DFL);
 
-    if (!report(high, 0)) _exit(1);
-    execv(executable, arguments);
+    if (!report(high, 0)) ::_exit(1);
+    ::execv(executable, arguments);
     std::ignore = report(high, errno);
-    _exit(127);
+    ::_exit(127);
 }
 
 /// What the report says of the launch.
@@ -96,7 +96,7 @@ std::expected<void, PosixError> outcome(int descriptor) {
     std::array<int, 2> report{};
     std::span<std::byte> rest = std::as_writable_bytes(std::span{report});
     while (!rest.empty()) {
-        const ssize_t count = read(descriptor, rest.data(), rest.size());
+        const ssize_t count = ::read(descriptor, rest.data(), rest.size());
         if (count == 0) break;
         if (count > 0) {
             rest = rest.subspan(static_cast<std::size_t>(count));
@@ -113,20 +113,20 @@ std::expected<void, PosixError> outcome(int descriptor) {
 
 std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle, const rlimit& descriptorLimit) {
     const std::string executable = bundleExecutable(bundle).string();
-    if (access(executable.c_str(), X_OK) != 0) return std::unexpected(PosixError{errno});
+    if (::access(executable.c_str(), X_OK) != 0) return std::unexpected(PosixError{errno});
 
     auto reports = posix::Pipe::make();
     if (!reports) return std::unexpected(reports.error());
     char* const arguments[] = {const_cast<char*>(executable.c_str()), nullptr};
     // Deliberate: not a posix::ChildProcess. The application must outlive us, in a session of its own and as a child of
     // nobody, and spawning cannot do that.
-    const pid_t child = fork();
+    const pid_t child = ::fork();
     if (child < 0) return std::unexpected(PosixError{errno});
     if (child == 0) becomeApplication(executable.c_str(), arguments, reports->writer.get(), descriptorLimit);
     reports->writer = {};
 
     auto launched = outcome(reports->reader.get());
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {}
+    while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {}
     return launched;
 }
 

@@ -112,7 +112,7 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies
     const std::size_t length = line.size();
     // A cancelled call does not wait for the writer's turn. The writer asks again when the line begins.
     const bool mayAnswer = co_await proxy->mayAnswer(call.wireID);
-    // A response that cannot be written is dropped: nobody is left to tell.
+    // A response that cannot be written is dropped, because the client is gone.
     if (mayAnswer) std::ignore = co_await dependencies.standardOutput.send(std::move(line), linesOf(cancellation));
     co_await proxy->finish(std::move(call));
     dependencies.memory.release(length);

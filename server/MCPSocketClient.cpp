@@ -23,7 +23,7 @@ using Outcome = std::expected<Answer, Failure>;
 constexpr posix::ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
 constexpr posix::ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
 constexpr std::size_t readLength = 65'536;
-/// Held by every call that waits for its answer, a thousand perhaps; takes a short answer whole.
+/// Each waiting call holds this much memory, and there may be a thousand of them. A short answer fits.
 constexpr std::size_t firstReadLength = 512;
 /// From this length on, the memory counts that the value of a payload takes.
 constexpr std::size_t largePayload = 65'536;
@@ -59,7 +59,8 @@ std::expected<void, Failure> writeRequest(int socket, MCPWireRequest request, Ca
     return written;
 }
 
-/// Cuts the application's side of the conversation into frames, reading when no whole one is pending.
+/// Reads the application's side of the conversation. Deliberate: not an MCPWireFrameBuffer, because the answer takes
+/// over the memory in which it was received.
 class FrameReader final {
 public:
     explicit FrameReader(int socket) : socket_{socket} {}
@@ -88,7 +89,7 @@ public:
     /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
     std::expected<void, Failure> read() {
         const std::size_t length = pending_.capacity() == 0 ? firstReadLength : readLength;
-        const ssize_t count = recv(socket_, pending_.room(length), length, 0);
+        const ssize_t count = ::recv(socket_, pending_.room(length), length, 0);
         if (count <= 0) return std::unexpected(failure(MCPSocketClient::ClientError::connectionClosedUnexpectedly));
         pending_.grow(static_cast<std::size_t>(count));
         received_ += static_cast<std::size_t>(count);
@@ -193,7 +194,7 @@ Task<Outcome> MCPSocketClient::send(MCPWireRequest request, Progress progress,
     auto socket = co_await connectOnce();
     if (!socket) {
         if (!cancellation->mayLaunch()) co_return std::unexpected(failure(Cancelled{}));
-        // Whatever kept us from connecting, the cure is the same: the application must run.
+        // Every reason for a failed connect has the same remedy: start the application.
         socket = co_await launchAndWait();
         if (!socket) co_return std::unexpected(std::move(socket.error()));
     }

@@ -18,10 +18,10 @@ namespace {
 /// cannot be waited for.
 bool waitUntilReady(int descriptor, short event) {
     pollfd waiting{descriptor, event, 0};
-    while (poll(&waiting, 1, /*timeout=*/-1) < 0) {
+    while (::poll(&waiting, 1, /*timeout=*/-1) < 0) {
         // Both mean that the system was short of memory for a moment.
         if (errno == EAGAIN || errno == ENOMEM) {
-            poll(nullptr, 0, /*timeout=*/1);
+            ::poll(nullptr, 0, /*timeout=*/1);
         } else if (errno != EINTR) {
             return false;
         }
@@ -53,7 +53,7 @@ void readLines(int descriptor, LineChannel& lines) {
     VostelMCPKit::MCPLineBuffer buffer;
     char bytes[65'536];
     for (;;) {
-        const ssize_t count = read(descriptor, bytes, sizeof bytes);
+        const ssize_t count = ::read(descriptor, bytes, sizeof bytes);
         if (count < 0 && mayRetry(descriptor, POLLIN)) continue;
         if (count <= 0) break;
         lines.push(completeLines(buffer, {bytes, static_cast<std::size_t>(count)}));
@@ -72,7 +72,7 @@ std::expected<void, PosixError> startReadingLines(int descriptor, LineChannel& l
 std::expected<std::int64_t, PosixError> attemptWrite(int descriptor, std::span<const std::byte> bytes) {
     if (bytes.empty()) return 0;
     for (;;) {
-        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
         if (count >= 0) return count;
         if (!mayRetry(descriptor, POLLOUT)) return std::unexpected(PosixError{errno});
     }

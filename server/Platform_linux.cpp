@@ -21,6 +21,6 @@ void keepIdleMemorySmall() {
     mallopt(M_ARENA_MAX, 8);
 }
 
-void releaseFreeMemory() { malloc_trim(0); }
+void releaseFreeMemory() { ::malloc_trim(0); }
 
 } // namespace vostel_mcp

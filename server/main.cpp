@@ -37,10 +37,10 @@ namespace {
 /// go to the application. False when a closed stream can be replaced by nothing.
 bool occupyStandardStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
-        int descriptor = open("/dev/null", O_RDWR);
+        if (::fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
+        int descriptor = ::open("/dev/null", O_RDWR);
         // A folder can be neither read nor written, which serves as well.
-        if (descriptor < 0) descriptor = open("/", O_RDONLY);
+        if (descriptor < 0) descriptor = ::open("/", O_RDONLY);
         if (descriptor != stream) return false;
     }
     return true;
@@ -48,7 +48,7 @@ bool occupyStandardStreams() {
 
 rlimit descriptorLimit() {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) limit = {.rlim_cur = 256, .rlim_max = RLIM_INFINITY};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) limit = {.rlim_cur = 256, .rlim_max = RLIM_INFINITY};
     return limit;
 }
 
@@ -57,7 +57,7 @@ void raiseDescriptorLimit(rlimit limit) {
     const rlim_t wanted = 8192;
     if (limit.rlim_cur >= wanted) return;
     limit.rlim_cur = std::min(wanted, limit.rlim_max);
-    std::ignore = setrlimit(RLIMIT_NOFILE, &limit);
+    std::ignore = ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 void writeStartUpLine() {
@@ -80,7 +80,7 @@ constexpr auto drainTimeout = std::chrono::milliseconds{30};
 int main() {
     if (!occupyStandardStreams()) std::_Exit(EXIT_FAILURE);
     static SerialExecutor outputTurn;
-    // A client must not read half a line, not even from a server that ends for lack of memory.
+    // A client must never read a part of a line, not even from a server that runs out of memory.
     onOutOfMemory([] { outputTurn.close(); });
     keepIdleMemorySmall();
     const rlimit originalLimit = descriptorLimit();

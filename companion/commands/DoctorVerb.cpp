@@ -174,7 +174,7 @@ private:
                                      {"Vostel doctor", std::nullopt},
                                      "models_list",
                                      MCPValue::object({}),
-                                     posix::randomUUID().text()};
+                                     RandomUUIDs{posix::randomBytes}().text()};
         const auto frame = MCPWireFraming::encode(MCPWireInboundFrame{request});
         if (!frame || !posix::UnixSocket::writeAll(connection.get(), frame->span())) {
             return wrong("Vostel runs but takes no call. " + howToEnd());

@@ -139,7 +139,8 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     if (!database) return fail(database.error().description());
     log.write("started");
     const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
-    Confirmations confirmations{*database, models, std::chrono::system_clock::now, posix::randomUUID};
+    Confirmations confirmations{*database, models, std::chrono::system_clock::now,
+                                VostelMCPKit::RandomUUIDs{posix::randomBytes}};
     if (auto recovered = recoverAfterCrash(*database, paths, confirmations); !recovered) {
         log.write(recovered.error().description());
         std::ignore = fail(recovered.error().description());

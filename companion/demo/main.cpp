@@ -39,7 +39,8 @@ bool isError(const MCPValue& result) { return result.boolean("isError") == true;
 std::string sentenceIn(const MCPValue& result) {
     const MCPValue* content = result.find("content");
     if (content == nullptr || content->elements().empty()) return {};
-    return std::string{content->elements()[0].string("text").value_or("")};
+    const MCPValue first = content->elements()[0];
+    return std::string{first.string("text").value_or("")};
 }
 
 /// The structured content of a successful call.

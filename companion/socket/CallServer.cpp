@@ -5,7 +5,8 @@
 #include "companion/support/InQuotes.h"
 #include "kit/support/match.h"
 #include "kit/support/unwrap.h"
-#include "kit/tools/MCPCallResult.h"
+#include "kit/tools/MCPToolOutcome.h"
+#include "kit/wire/MCPWireAnswer.h"
 #include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 
@@ -31,21 +32,6 @@ constexpr std::chrono::milliseconds retryDelay{100};
 /// The loop never waits for a peer. What does not fit into the socket's buffer is not sent.
 constexpr std::chrono::milliseconds noWait{0};
 constexpr const char* busy = "Vostel is busy with too many calls at the moment; please try again later.";
-
-MCPWireResponse responseTo(std::string requestID, const MCPToolOutcome& outcome) {
-    return {std::move(requestID), encode(MCPCallResult::rendering(outcome))};
-}
-
-/// The frame of the answer. A result that cannot be sent is replaced by a failure that says so.
-Bytes encodedAnswer(const std::string& requestID, const MCPToolOutcome& outcome) {
-    auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{responseTo(requestID, outcome)});
-    if (bytes && bytes->size() <= MCPWireFraming::maxFrameLength + MCPWireFraming::headerLength) {
-        return *std::move(bytes);
-    }
-    const MCPWireOutboundFrame failure{
-        responseTo(requestID, MCPToolOutcome::failed("The result is too large to be sent."))};
-    return MCPWireFraming::encode(failure).value();
-}
 
 } // namespace
 
@@ -172,24 +158,18 @@ void CallServer::receive(ConnectionID id) {
 }
 
 void CallServer::processFrames(ConnectionID id, Connection& connection) {
-    std::string_view rest = connection.received.text();
     while (true) {
-        const auto frame = MCPWireFraming::extractFrame(rest);
-        if (!frame) {
+        const auto payload = connection.received.next();
+        if (!payload) {
             if (connection.call) return closeConnection(id, connection);
-            return rejectFrame(connection, frame.error());
+            return rejectFrame(connection, payload.error());
         }
-        const auto& whole = *frame;
-        if (!whole) break;
-        if (!handleFrame(connection, whole->payload)) return closeConnection(id, connection);
+        if (!*payload) break;
+        if (!handleFrame(connection, **payload)) return closeConnection(id, connection);
         connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;
-        rest = whole->remainder;
     }
-    if (rest.empty()) {
-        connection.received = {};
-    } else {
-        connection.received.removePrefix(connection.received.size() - rest.size());
-    }
+    // A thousand connections may wait for their calls.
+    if (connection.received.empty()) connection.received = {};
 }
 
 bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
@@ -197,9 +177,7 @@ bool CallServer::handleFrame(Connection& connection, std::string_view payload) {
     if (!frame) {
         const auto* refusal = std::get_if<MCPWireResponse>(&frame.error().is);
         if (refusal == nullptr || connection.call) return false;
-        if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{*refusal})) {
-            std::ignore = sendFrame(connection.socket.get(), *bytes, noWait);
-        }
+        std::ignore = sendFrame(connection.socket.get(), MCPWireAnswer::encode(*refusal), noWait);
         return false;
     }
     return match(
@@ -263,16 +241,15 @@ void CallServer::answerCancelled() {
 }
 
 void CallServer::rejectCall(const Connection& connection, const char* sentence) {
-    const Bytes answer = encodedAnswer(connection.requestID, MCPToolOutcome::failed(sentence));
+    const Bytes answer = MCPWireAnswer::encode(connection.requestID, MCPToolOutcome::failed(sentence));
     std::ignore = sendFrame(connection.socket.get(), answer, noWait);
 }
 
 /// Answers a frame that is too long. The connection stays open for a while, so that the peer can finish writing and
 /// read the answer.
 void CallServer::rejectFrame(Connection& connection, const MCPWireError& error) {
-    if (const auto bytes = MCPWireFraming::encode(MCPWireOutboundFrame{MCPWireResponse{{}, error}})) {
-        std::ignore = sendFrame(connection.socket.get(), *bytes, noWait);
-    }
+    const Bytes answer = MCPWireAnswer::encode(MCPWireResponse{{}, error});
+    std::ignore = sendFrame(connection.socket.get(), answer, noWait);
     connection.received = {};
     connection.discarding = true;
     connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;
@@ -334,9 +311,11 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
         tool == tools_.end()
             ? MCPToolOutcome::failed("There is no tool named " + inQuotes(request.tool) + ".")
             : tool->second(ToolCall{request.arguments, *cancellation, progress, request.clientInfo.name});
-    // The connection ends after the answer, even if it was not delivered. After half a report it is not sent, because
-    // the peer would read it as the rest of the report.
-    if (!isBroken) std::ignore = sendFrame(socket, encodedAnswer(request.requestID, outcome), limits_.answerTimeout);
+    // The connection ends after the answer, even if it was not delivered. If a report was sent in part, no answer is
+    // sent: the peer would read it as the rest of the report.
+    if (!isBroken) {
+        std::ignore = sendFrame(socket, MCPWireAnswer::encode(request.requestID, outcome), limits_.answerTimeout);
+    }
 
     // The loop may destroy the server once it has seen the last call end, so this is the thread's last access to it.
     const std::lock_guard lock{mutex_};

@@ -9,7 +9,7 @@
 #include "companion/socket/CallRegistry.h"
 #include "companion/socket/ListeningSocket.h"
 #include "companion/support/Tool.h"
-#include "kit/support/Bytes.h"
+#include "kit/wire/MCPWireFrameBuffer.h"
 #include "kit/wire/MCPWireFrames.h"
 #include "posix/BlockingThread.h"
 #include "posix/FileDescriptor.h"
@@ -78,8 +78,7 @@ private:
     };
     struct Connection {
         posix::FileDescriptor socket;
-        /// The beginning of a frame that is not complete.
-        VostelMCPKit::Bytes received;
+        VostelMCPKit::MCPWireFrameBuffer received;
         /// When the connection is closed unless a frame has arrived. Not used once there is a call.
         Time deadline;
         /// Everything received is thrown away, so that a peer that is still writing can read why it was rejected.

@@ -1,6 +1,7 @@
 #include "companion/socket/ListeningSocket.h"
 
 #include "companion/support/InQuotes.h"
+#include "kit/connect/MCPSocketAddress.h"
 #include "kit/support/match.h"
 #include "posix/BrokenPipe.h"
 #include "posix/PeerUser.h"
@@ -8,11 +9,8 @@
 #include "posix/UnixSocket.h"
 
 #include <cerrno>
-#include <cstring>
 #include <limits>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace vostel_companion {
@@ -98,13 +96,13 @@ ListeningSocket::open(const std::filesystem::path& applicationSupportDirectory) 
 
 std::expected<ListeningSocket, ListenError>
 ListeningSocket::openInUnsafeFolder(const std::filesystem::path& applicationSupportDirectory) {
-    std::string path = socketPath(applicationSupportDirectory);
-    if (auto fits = validateSocketPathLength(path); !fits) return std::unexpected(ListenError{fits.error()});
-    return listen(std::move(path), std::nullopt);
+    return listen(socketPath(applicationSupportDirectory), std::nullopt);
 }
 
 std::expected<ListeningSocket, ListenError> ListeningSocket::listen(std::string path,
                                                                     std::optional<posix::FileLock> lock) {
+    const auto address = VostelMCPKit::MCPConnectLogic::socketAddress(path);
+    if (!address) return std::unexpected(ListenError{address.error()});
     if (auto removed = removeStaleSocket(path); !removed) return std::unexpected(removed.error());
 
     posix::FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -112,12 +110,9 @@ std::expected<ListeningSocket, ListenError> ListeningSocket::listen(std::string 
     posix::setCloseOnExec(socket);
     posix::setNonBlocking(socket);
     posix::suppressBrokenPipe(socket.get());
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     // The socket is restricted from the start. A later chmod would leave a gap.
     const mode_t mask = ::umask(0177);
-    const int bound = ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    const int bound = ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address);
     const int errorNumber = errno;
     ::umask(mask);
     if (bound != 0) return failed(posix::systemError("bind", path, errorNumber));

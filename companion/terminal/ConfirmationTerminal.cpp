@@ -49,7 +49,8 @@ void ConfirmationTerminal::run() {
         write(database.error().description() + "\n");
         while (true) ::pause();
     }
-    Confirmations confirmations{*database, models_, std::chrono::system_clock::now, posix::randomUUID};
+    Confirmations confirmations{*database, models_, std::chrono::system_clock::now,
+                                VostelMCPKit::RandomUUIDs{posix::randomBytes}};
     std::string lastFailure;
     while (true) {
         if (const auto open = confirmations.open()) {

@@ -71,7 +71,7 @@ MCPToolOutcome pageOutcome(const std::expected<Page<Stored>, DatabaseError>& pag
 HistoryList::Entry dictationEntry(const Dictation& dictation) {
     return {
         .date = formatTimestamp(dictation.date),
-        .text = VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text,
+        .text = VostelMCPKit::MCPOutputLimit::shape({.text = dictation.text}).text,
         .outcome = name(dictation.outcome),
         .failureReason = dictation.failureReason,
         .targetApplication = dictation.targetApplication,
@@ -85,7 +85,7 @@ std::string dictationLines(const Dictation& dictation) {
         .addKnown(dictation.failureReason)
         .addKnown(dictation.targetApplication)
         .addKnown(dictation.duration);
-    return line.text() + "\n" + VostelMCPKit::MCPOutputLimit::shape(dictation.text, std::nullopt).text;
+    return line.text() + "\n" + VostelMCPKit::MCPOutputLimit::shape({.text = dictation.text}).text;
 }
 
 MCPToolOutcome listHistory(const ToolContext& context, Database& database, const ToolCall& call) {

@@ -29,7 +29,7 @@ struct ToolContext {
     /// Called once for each new request that the user must confirm. The call waits until this returns.
     std::function<void(const OpenConfirmation&)> notifyUser = [](const OpenConfirmation&) {};
     Confirmations::Clock now = std::chrono::system_clock::now;
-    VostelMCPKit::UUIDSource newID = posix::randomUUID;
+    VostelMCPKit::UUIDSource newID = VostelMCPKit::RandomUUIDs{posix::randomBytes};
     LocalMidnight localMidnight = systemLocalMidnight;
     /// Resolves host names when a link is checked.
     VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;

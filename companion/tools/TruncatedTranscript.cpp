@@ -22,7 +22,7 @@ TruncatedTranscript::TruncatedTranscript(std::string text, std::vector<std::size
 
 std::string TruncatedTranscript::shown(std::size_t parts) {
     const bool isLong = characters_ > MCPOutputLimit::limit;
-    if (parts >= parts_) return MCPOutputLimit::shape(text_, isLong ? savedAt() : std::nullopt).text;
+    if (parts >= parts_) return MCPOutputLimit::shape({.text = text_, .path = isLong ? savedAt() : std::nullopt}).text;
 
     std::string_view beginning = std::string_view{text_}.substr(0, parts > 0 ? ends_[parts - 1] : 0);
     beginning = beginning.substr(0, VostelMCPKit::validUTF8Prefix(beginning));

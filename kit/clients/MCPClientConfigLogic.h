@@ -39,11 +39,13 @@ struct MCPClientEntry {
 struct InstallationStatus {
     /// The entry runs another copy of vostel-mcp.
     struct StalePath {
+        /// The executable that it runs.
         std::string previousCommand;
         bool operator==(const StalePath&) const = default;
     };
     /// The entry runs a program that is not vostel-mcp.
     struct ForeignEntry {
+        /// Empty when its command is the empty string.
         std::string existingCommand;
         bool operator==(const ForeignEntry&) const = default;
     };
@@ -65,6 +67,7 @@ struct InstallationStatus {
 struct CodexTable {
     /// Absent when the table has no command in double quotes.
     std::optional<std::string> command;
+    /// Empty when the table has none on one line.
     std::vector<std::string> args;
 
     bool operator==(const CodexTable&) const = default;
@@ -88,14 +91,15 @@ struct CodexTable {
 /// The command of such a manifest; absent when any object on the way is missing or the command is not a string.
 [[nodiscard]] std::optional<std::string> claudeDesktopCommand(const MCPValue& existingManifest);
 
-// The texts for each client. The JSON texts are one line each, without a line break at the end. The Codex text is a
-// TOML table of two or three lines, each with its line feed.
+// For an application that shows the user what to paste. The reference application edits the files itself.
 
-/// For an application that shows the user what to paste; the reference application edits the file itself.
+/// claudeCodeEntry under its key, as JSON on one line without a line break.
 [[nodiscard]] std::string claudeCodeSnippetText(const MCPClientEntry& entry);
+/// claudeDesktopManifest as JSON on one line without a line break.
 [[nodiscard]] std::string claudeDesktopManifestText(const MCPClientEntry& entry);
+/// A TOML table of two or three lines, each with its line feed.
 [[nodiscard]] std::string codexSnippetText(const MCPClientEntry& entry);
-/// One of the three above, for an application that shows the user what to paste into any client.
+/// The one of the three above that `kind` needs.
 [[nodiscard]] std::string snippetText(MCPClientKind kind, const MCPClientEntry& entry);
 
 /// Write the names at the call: `parseCodexTable({.tableName = entryName, .text = file})`.

@@ -12,7 +12,15 @@
 
 namespace VostelMCPKit {
 
-enum class MCPClientKind { claudeCode, claudeDesktop, codex };
+/// A client that the application knows how to configure.
+enum class MCPClientKind {
+    /// Claude Code. One JSON file configures all its servers.
+    claudeCode,
+    /// Claude Desktop. Each server is an extension with a manifest of its own.
+    claudeDesktop,
+    /// Codex. One TOML file configures all its servers.
+    codex
+};
 
 /// In the order of the enumeration.
 inline constexpr std::array allMCPClientKinds = {MCPClientKind::claudeCode, MCPClientKind::claudeDesktop,

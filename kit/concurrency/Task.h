@@ -28,6 +28,7 @@ namespace VostelMCPKit {
 
 /// What every coroutine of the program has: the executor that resumes it next.
 struct TaskContext {
+    /// Set before the coroutine first runs.
     Executor* executor = nullptr;
 };
 
@@ -104,8 +105,10 @@ public:
 template <class T>
 class [[nodiscard]] Task final {
 public:
+    /// Named by the language.
     using promise_type = task_detail::ValuePromise<T>;
 
+    /// For the promise only: a coroutine that returns Task<T> makes one.
     explicit Task(std::coroutine_handle<promise_type> coroutine) : coroutine_{coroutine} {}
     Task(Task&& other) noexcept : coroutine_{std::exchange(other.coroutine_, nullptr)} {}
     Task& operator=(Task&&) = delete;

@@ -17,9 +17,11 @@ namespace VostelMCPKit {
 struct ConnectError {
     /// The socket's path does not fit into a socket address.
     struct SocketPathTooLong {
+        /// Where the application should listen.
         std::string path;
-        /// Bytes of the path, and the most that would fit. Neither counts the terminating NUL.
+        /// Of the path, in bytes. The terminating NUL does not count.
         std::size_t length;
+        /// The most bytes that fit, also without the NUL.
         std::size_t limit;
         bool operator==(const SocketPathTooLong&) const = default;
     };
@@ -47,6 +49,7 @@ namespace MCPConnectLogic {
 
 /// The application's bundle identifier, which is also the name of its folder inside Application Support.
 inline constexpr std::string_view hostApplicationSupportDirectoryName = "com.vostel.vostel";
+/// The socket's name inside that folder.
 inline constexpr std::string_view socketFileName = "mcp.sock";
 /// The size of the path field of a Unix-domain socket address on macOS, terminating NUL included. Deliberate: Linux has
 /// room for four more bytes, but a path must not work on one system only.
@@ -67,6 +70,7 @@ inline constexpr std::chrono::duration<double> pollingInterval{0.5};
 struct Polling {
     /// Since the launch. Finite.
     std::chrono::duration<double> elapsed;
+    /// How long to try: pollingCeiling. Finite.
     std::chrono::duration<double> ceiling;
 };
 

@@ -6,13 +6,13 @@
 //
 //         static void codingKeys(auto& self, auto& key) {
 //             key("name", self.name);          // required
-//             key("version", self.version);    // a std::optional: left out when absent; missing or null reads as
-//             absent
+//             key("version", self.version);    // a std::optional: see below
 //         }
 //     };
 //     MCPValue json = encode(info);
 //     std::expected<MCPClientInfo, DecodingError> info = decode<MCPClientInfo>(json);
 //
+// An absent std::optional is left out of the object; a missing key and null both read as absent.
 // `self` is const when encoding. A record may have any number of keys. Every rule beyond these two is one visible word
 // at its key (see KeyReader). When decoding, the first key that fails decides and later ones are not read; keys that
 // the record does not list are ignored. A shape that no list of keys can say has a Codec specialisation of its own.
@@ -54,6 +54,7 @@ template <class T>
     return Codec<T>::decode(value);
 }
 
+/// The failure to return from a Codec. `expected` has its article: "a string".
 [[nodiscard]] inline std::unexpected<DecodingError> typeMismatch(const char* expected) {
     return std::unexpected(DecodingError{DecodingError::TypeMismatch{expected}});
 }
@@ -115,6 +116,7 @@ struct Codec<std::vector<Element>> {
 /// direction.
 class KeyReader final {
 public:
+    /// `object` outlives the reader. A value of another kind fails at once.
     explicit KeyReader(const MCPValue& object);
 
     /// Required.
@@ -178,6 +180,7 @@ public:
         readKind(kindKey, field, readCase);
     }
 
+    /// The first failure; absent when the record is complete.
     [[nodiscard]] std::optional<DecodingError> takeError() { return std::move(error_); }
 
 private:
@@ -223,17 +226,23 @@ public:
     void operator()(std::string_view key, const std::optional<T>& field) {
         if (field) (*this)(key, *field);
     }
+    /// Writes `text`.
     void constant(std::string_view key, std::string_view text) { members_.add(key, text); }
+    /// Left out when absent.
     void absentAsNull(std::string_view key, const std::optional<MCPValue>& field) { (*this)(key, field); }
+    /// Always written.
     void absentAsDefault(std::string_view key, const auto& field) { (*this)(key, field); }
+    /// Always written, as an object with the single member `innerKey`.
     template <class T>
     void nested(std::string_view key, std::string_view innerKey, const T& field) {
         members_.add(key, MCPValue::object({{innerKey, Codec<T>::encode(field)}}));
     }
+    /// Writes the first case under `first`, the second one under `second`.
     void exactlyOne(std::string_view first, std::string_view second, const auto& field, std::string_view /*message*/) {
         const std::string_view key = field.index() == 0 ? first : second;
         std::visit([&](const auto& value) { (*this)(key, value); }, field);
     }
+    /// The case's name, and its keys beside it.
     void oneOf(std::string_view kindKey, const auto& field) {
         const auto writeCase = [&]<class Case>(const Case& value) {
             members_.add(kindKey, Case::kind);
@@ -241,6 +250,7 @@ public:
         };
         std::visit(writeCase, field);
     }
+    /// The case's name, and its record under `payloadKey`.
     void oneOf(std::string_view kindKey, std::string_view payloadKey, const auto& field) {
         const auto writeCase = [&]<class Case>(const Case& value) {
             members_.add(kindKey, Case::kind);
@@ -249,6 +259,7 @@ public:
         std::visit(writeCase, field);
     }
 
+    /// The object. The writer is empty afterwards.
     [[nodiscard]] MCPValue take() { return members_.take(); }
 
 private:

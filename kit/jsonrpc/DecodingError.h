@@ -10,8 +10,9 @@ namespace VostelMCPKit {
 
 /// A plain value; its text is English except for the reasons of DataCorrupted, some of which are fixed in Russian.
 struct DecodingError {
-    /// The text breaks the grammar of RFC 8259 (or UTF-8) at this byte, counted from 0.
+    /// The text breaks the grammar of RFC 8259 (or UTF-8) at one byte.
     struct NotJSON {
+        /// The number of bytes before it.
         std::size_t offset;
         bool operator==(const NotJSON&) const = default;
     };
@@ -19,6 +20,7 @@ struct DecodingError {
     struct KeyNotFound {
         bool operator==(const KeyNotFound&) const = default;
     };
+    /// The value is of another JSON type.
     struct TypeMismatch {
         /// What was expected, with its article: "a string".
         std::string expected;
@@ -30,6 +32,7 @@ struct DecodingError {
     };
     /// The type fits, the content does not.
     struct DataCorrupted {
+        /// A sentence without its full stop.
         std::string reason;
         bool operator==(const DataCorrupted&) const = default;
     };

@@ -6,6 +6,7 @@
 
 namespace VostelMCPKit {
 
+/// A record, as Codec.h describes it.
 template <class T>
 concept HasCodingKeys = requires(const T& record, KeyWriter& writer) { T::codingKeys(record, writer); };
 

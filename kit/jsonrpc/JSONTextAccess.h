@@ -9,6 +9,7 @@
 
 namespace VostelMCPKit {
 
+/// The friend of MCPValue. Not for applications: nothing checks that text and value agree.
 struct JSONTextAccess {
     /// A string whose UTF-8 the reader has checked.
     [[nodiscard]] static MCPValue string(std::string_view valid);

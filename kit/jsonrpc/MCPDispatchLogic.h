@@ -17,9 +17,11 @@ namespace VostelMCPKit::MCPDispatchLogic {
 inline constexpr std::string_view ourRevision = "2025-06-18";
 /// The MCP revisions that a client may ask for.
 inline constexpr std::array<std::string_view, 4> knownRevisions{"2024-11-05", "2025-03-26", "2025-06-18", "2025-11-25"};
+/// The request that opens every session.
 inline constexpr std::string_view initializeMethod = "initialize";
-/// The one request and the one notification that the application handles.
+/// The one request that the application handles.
 inline constexpr std::string_view applicationMethod = "tools/call";
+/// The one notification that the application handles.
 inline constexpr std::string_view applicationNotification = "notifications/cancelled";
 
 /// Says what one line is, with or without its line break. Never fails: a line that cannot be used is `Malformed` with

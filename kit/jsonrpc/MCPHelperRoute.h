@@ -11,18 +11,21 @@ namespace VostelMCPKit {
 struct MCPHelperRoute {
     /// Written as one line.
     struct Reply {
+        /// Complete, with the id of its request.
         MCPResponse response;
         static void codingKeys(auto& self, auto& key) { key("response", self.response); }
         bool operator==(const Reply&) const = default;
     };
     /// Written as one line that names no request.
     struct ReplyWithoutID {
+        /// See MCPDispatchLogic::frameWithoutID.
         MCPError error;
         static void codingKeys(auto& self, auto& key) { key("error", self.error); }
         bool operator==(const ReplyWithoutID&) const = default;
     };
     /// Handed to the call proxy as it came.
     struct ForwardToApplication {
+        /// A request or a notification.
         MCPIncoming incoming;
         bool operator==(const ForwardToApplication&) const = default;
     };

@@ -14,12 +14,14 @@ namespace VostelMCPKit {
 struct MCPIncoming {
     /// A JSON array; its elements are kept as they are and not examined.
     struct Batch {
+        /// In their order; none for an empty array.
         std::vector<MCPValue> elements;
         static void codingKeys(auto& self, auto& key) { key("elements", self.elements); }
         bool operator==(const Batch&) const = default;
     };
-    /// The line could not be used; the error is the one to send back.
+    /// The line could not be used.
     struct Malformed {
+        /// What to send back.
         MCPError error;
         static void codingKeys(auto& self, auto& key) { key("error", self.error); }
         bool operator==(const Malformed&) const = default;

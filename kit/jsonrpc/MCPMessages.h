@@ -19,7 +19,9 @@ namespace VostelMCPKit {
 
 /// A message that expects a response.
 struct MCPRequest {
+    /// Chosen by the sender; the response repeats it.
     MCPRequestID id;
+    /// Such as "tools/call".
     std::string method;
     /// Present after reading, as null when the message has none; see orNull.
     std::optional<MCPValue> params;
@@ -36,7 +38,9 @@ struct MCPRequest {
 
 /// A message without identifier, which is never answered.
 struct MCPNotification {
+    /// Such as "notifications/progress".
     std::string method;
+    /// As in MCPRequest.
     std::optional<MCPValue> params;
 
     static void codingKeys(auto& self, auto& key) {
@@ -53,12 +57,16 @@ struct MCPResponse {
     /// The result, any JSON, or the error.
     using Outcome = std::variant<MCPValue, MCPError>;
 
+    /// That of the request.
     MCPRequestID id;
+    /// Read it with match, or ask std::get_if.
     Outcome outcome;
 
+    /// The answer to a request that was carried out.
     [[nodiscard]] static MCPResponse result(MCPRequestID id, MCPValue value) {
         return {std::move(id), std::move(value)};
     }
+    /// The answer to a request that failed.
     [[nodiscard]] static MCPResponse failure(MCPRequestID id, MCPError error) {
         return {std::move(id), std::move(error)};
     }

@@ -15,6 +15,7 @@
 
 namespace VostelMCPKit {
 
+/// Not thread-safe. The object shares nothing with the builder.
 class MCPObjectBuilder final {
 public:
     /// Has room for a record of the usual size.

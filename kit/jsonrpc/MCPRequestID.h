@@ -17,6 +17,7 @@ struct MCPRequestID {
 
     /// The empty string.
     MCPRequestID() = default;
+    /// Exactly a std::string.
     template <std::same_as<std::string> String>
     MCPRequestID(String string) : is{std::move(string)} {}
     /// A literal. A pointer is refused, because it might be null.

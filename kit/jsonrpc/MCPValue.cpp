@@ -256,7 +256,7 @@ const MCPValue* MCPValue::operator[](std::string_view key) const& {
     constexpr std::size_t few = 16;
     auto found = members->begin();
     if (members->size() <= few) {
-        found = std::ranges::find(*members, key, &Member::key);
+        found = std::ranges::find_if(*members, [key](const Member& member) { return member.key() == key; });
     } else {
         found = std::lower_bound(members->begin(), members->end(), key,
                                  [](const Member& member, auto wanted) { return keyOrder(member.key(), wanted) < 0; });

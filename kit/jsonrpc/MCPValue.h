@@ -43,16 +43,34 @@ concept MCPInteger =
     (std::signed_integral<T> || std::unsigned_integral<T>) && !std::same_as<T, bool> && !std::same_as<T, char> &&
     !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
+/// Any JSON value. Copies are cheap and independent, and may be read on several threads at once.
 class MCPValue final {
 public:
     // In upper camel because `bool`, `int` and `double` are words of the language.
-    enum class Kind : std::uint8_t { Bool, Int, Double, String, Array, Object, Null };
+    /// The kinds of JSON values. A number is an Int or a Double.
+    enum class Kind : std::uint8_t {
+        /// true or false.
+        Bool,
+        /// A number written without fraction and exponent that fits into 64 bits.
+        Int,
+        /// Any other number.
+        Double,
+        /// Valid UTF-8.
+        String,
+        /// Values in an order.
+        Array,
+        /// Values with keys, each key once.
+        Object,
+        /// null.
+        Null
+    };
     struct Member;
     template <class Item>
     class Items;
 
     /// JSON null.
     MCPValue() noexcept { setTag(Tag::null); }
+    /// The same: `MCPValue::object({{"path", nullptr}})`.
     MCPValue(std::nullptr_t) noexcept : MCPValue() {}
     /// Exactly bool: a pointer or a number that would convert to bool is refused by the compiler.
     template <std::same_as<bool> Boolean>
@@ -77,11 +95,14 @@ public:
     /// The text is copied. U+FFFD replaces every byte of it that is not valid UTF-8, such as in a file's name: an
     /// answer with such a mark is worth more than one that cannot be written.
     MCPValue(std::string_view text);
+    /// The same for a std::string.
     MCPValue(const std::string& text) : MCPValue(std::string_view{text}) {}
     /// A null pointer becomes JSON null.
     MCPValue(const char* text) : MCPValue(text != nullptr ? MCPValue{std::string_view{text}} : MCPValue{}) {}
 
+    /// An array of copies.
     [[nodiscard]] static MCPValue array(std::span<const MCPValue> elements);
+    /// The same in braces: `MCPValue::array({1, "two", nullptr})`.
     [[nodiscard]] static MCPValue array(std::initializer_list<MCPValue> elements) {
         return array(std::span{elements.begin(), elements.size()});
     }
@@ -105,18 +126,24 @@ public:
         if (isShared()) release();
     }
 
+    /// Which of the accessors below has a value.
     [[nodiscard]] Kind kind() const;
+    /// Whether this is JSON null.
     [[nodiscard]] bool isNull() const { return tag() == Tag::null; }
 
     // Each accessor is absent when the value is of another kind. Views live as long as this value, so a temporary gives
     // none.
+    /// true or false.
     [[nodiscard]] std::optional<bool> asBool() const;
-    /// Deliberate: a double is never an integer, not even an integral one, while every number can be read as a double.
+    /// Deliberate: a double is never an integer, not even an integral one.
     [[nodiscard]] std::optional<std::int64_t> asInt() const;
+    /// Every number, integers included.
     [[nodiscard]] std::optional<double> asDouble() const;
+    /// The text in UTF-8.
     [[nodiscard]] std::optional<std::string_view> asString() const&;
+    /// The elements in their order; see elements() for a loop.
     [[nodiscard]] std::optional<std::span<const MCPValue>> asArray() const&;
-    /// In output order, each key once.
+    /// The members in output order, each key once; see members() for a loop.
     [[nodiscard]] std::optional<std::span<const Member>> asObject() const&;
     void asString() const&& = delete;
     void asArray() const&& = delete;
@@ -143,21 +170,23 @@ public:
     }
     void find(auto&&...) const&& = delete;
     /// The string at the end of a path of keys: `params.string("clientInfo", "name")`. Absent when there is none, or a
-    /// value of another kind. The three functions below do the same for the other scalar kinds, each as its accessor
-    /// does: `number` accepts integers, `integer` no double.
+    /// value of another kind. Lives as long as this value.
     [[nodiscard]] std::optional<std::string_view> string(const auto&... path) const& {
         const MCPValue* found = find(path...);
         return found != nullptr ? found->asString() : std::nullopt;
     }
     void string(auto&&...) const&& = delete;
+    /// The integer at the end of a path of keys. A double is not one; see asInt.
     [[nodiscard]] std::optional<std::int64_t> integer(const auto&... path) const {
         const MCPValue* found = find(path...);
         return found != nullptr ? found->asInt() : std::nullopt;
     }
+    /// The number at the end of a path of keys, an integer or a double.
     [[nodiscard]] std::optional<double> number(const auto&... path) const {
         const MCPValue* found = find(path...);
         return found != nullptr ? found->asDouble() : std::nullopt;
     }
+    /// The boolean at the end of a path of keys.
     [[nodiscard]] std::optional<bool> boolean(const auto&... path) const {
         const MCPValue* found = find(path...);
         return found != nullptr ? found->asBool() : std::nullopt;
@@ -226,15 +255,19 @@ private:
 
 /// One member of an object.
 struct MCPValue::Member {
+    /// `key` is copied, like the text of a value.
     Member(std::string_view key, MCPValue content) : name_{key}, value{std::move(content)} {}
 
-    [[nodiscard]] std::string_view key() const { return name_.asString().value_or(""); }
+    /// Lives as long as this member.
+    [[nodiscard]] std::string_view key() const& { return name_.asString().value_or(""); }
+    void key() const&& = delete;
 
 private:
     /// Always a string. In the memory of an object it comes right before its value.
     MCPValue name_;
 
 public:
+    /// What the key names.
     MCPValue value;
 };
 
@@ -242,12 +275,19 @@ public:
 template <class Item>
 class MCPValue::Items {
 public:
-    [[nodiscard]] auto begin() const { return items_.begin(); }
-    [[nodiscard]] auto end() const { return items_.end(); }
+    /// The first item. Iterators live as long as the range, so a temporary gives none.
+    [[nodiscard]] auto begin() const& { return items_.begin(); }
+    /// After the last item.
+    [[nodiscard]] auto end() const& { return items_.end(); }
+    void begin() const&& = delete;
+    void end() const&& = delete;
+    /// The number of items.
     [[nodiscard]] std::size_t size() const { return items_.size(); }
+    /// Whether there is no item.
     [[nodiscard]] bool empty() const { return items_.empty(); }
-    /// `index` is below size(). The item lives as long as the range or the value.
-    [[nodiscard]] const Item& operator[](std::size_t index) const { return items_[index]; }
+    /// `index` is below size(). The item lives as long as the range or the value; a temporary range gives a copy.
+    [[nodiscard]] const Item& operator[](std::size_t index) const& { return items_[index]; }
+    [[nodiscard]] Item operator[](std::size_t index) const&& { return items_[index]; }
 
 private:
     friend class MCPValue;

@@ -17,9 +17,13 @@
 
 namespace VostelMCPKit {
 
-/// The write operation reported that it wrote nothing.
-enum class MCPStdioError { noProgress };
+/// Failures that the system does not report as such.
+enum class MCPStdioError {
+    /// The write operation reported that it wrote nothing.
+    noProgress
+};
 
+/// Why a message was not written to its end.
 using MCPWriteError = std::variant<MCPStdioError, PosixError>;
 
 /// An actor: `send` may be called from any thread. The bytes are written as they are; the caller appends the line feed
@@ -32,6 +36,8 @@ public:
     /// Waits until the output takes bytes and returns how many it takes without waiting, at least one.
     using WaitForRoom = std::function<std::size_t()>;
 
+    /// `executor` runs one continuation at a time and outlives the writer. By default the output takes any number of
+    /// bytes.
     MCPStdoutWriter(
         Executor& executor, AttemptWrite attemptWrite,
         WaitForRoom waitForRoom = [] { return std::numeric_limits<std::size_t>::max(); })

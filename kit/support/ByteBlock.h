@@ -16,8 +16,10 @@
 
 namespace VostelMCPKit {
 
+/// Sixteen bytes, compared one by one.
 class PortableBlock final {
 public:
+    /// In bytes.
     static constexpr std::size_t size = 16;
 
     /// Reads `size` bytes. They must outlive the block.
@@ -32,6 +34,7 @@ public:
         }
         return mask;
     }
+    /// The bytes that belong to longer UTF-8 sequences.
     [[nodiscard]] std::uint32_t notASCII() const { return inRange(0x80, 0xFF); }
     /// The bytes that a JSON string cannot hold as they are: controls, quotation marks, backslashes.
     [[nodiscard]] std::uint32_t notPlain() const { return inRange(0, 0x1F) | inRange('"', '"') | inRange('\\', '\\'); }
@@ -42,16 +45,22 @@ private:
 
 #if defined(__SSE2__)
 
+/// Sixteen bytes in one register. The members are those of PortableBlock.
 class VectorBlock final {
 public:
+    /// In bytes.
     static constexpr std::size_t size = 16;
 
+    /// Reads `size` bytes.
     explicit VectorBlock(const char* bytes) : bytes_{_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes))} {}
 
+    /// See PortableBlock::inRange.
     [[nodiscard]] std::uint32_t inRange(unsigned char low, unsigned char high) const {
         return maskOf(atMost(_mm_sub_epi8(bytes_, each(low)), static_cast<unsigned char>(high - low)));
     }
+    /// See PortableBlock::notASCII.
     [[nodiscard]] std::uint32_t notASCII() const { return maskOf(bytes_); }
+    /// See PortableBlock::notPlain.
     [[nodiscard]] std::uint32_t notPlain() const {
         const __m128i escaped = _mm_or_si128(_mm_cmpeq_epi8(bytes_, each('"')), _mm_cmpeq_epi8(bytes_, each('\\')));
         return maskOf(_mm_or_si128(escaped, atMost(bytes_, 0x1F)));
@@ -70,21 +79,28 @@ private:
     __m128i bytes_;
 };
 
+/// The fastest block of this processor.
 using ByteBlock = VectorBlock;
 
 #elif defined(__aarch64__)
 
+/// Sixteen bytes in one register. The members are those of PortableBlock.
 class VectorBlock final {
 public:
+    /// In bytes.
     static constexpr std::size_t size = 16;
 
+    /// Reads `size` bytes.
     explicit VectorBlock(const char* bytes) : bytes_{vld1q_u8(reinterpret_cast<const std::uint8_t*>(bytes))} {}
 
+    /// See PortableBlock::inRange.
     [[nodiscard]] std::uint32_t inRange(unsigned char low, unsigned char high) const {
         const auto width = static_cast<unsigned char>(high - low);
         return maskOf(vcleq_u8(vsubq_u8(bytes_, vdupq_n_u8(low)), vdupq_n_u8(width)));
     }
+    /// See PortableBlock::notASCII.
     [[nodiscard]] std::uint32_t notASCII() const { return inRange(0x80, 0xFF); }
+    /// See PortableBlock::notPlain.
     [[nodiscard]] std::uint32_t notPlain() const {
         const uint8x16_t escaped = vorrq_u8(vceqq_u8(bytes_, vdupq_n_u8('"')), vceqq_u8(bytes_, vdupq_n_u8('\\')));
         return maskOf(vorrq_u8(escaped, vcltq_u8(bytes_, vdupq_n_u8(0x20))));
@@ -103,10 +119,12 @@ private:
     uint8x16_t bytes_;
 };
 
+/// The fastest block of this processor.
 using ByteBlock = VectorBlock;
 
 #else
 
+/// The fastest block of this processor.
 using ByteBlock = PortableBlock;
 
 #endif

@@ -20,6 +20,7 @@ namespace VostelMCPKit {
 class Bytes final {
 public:
     Bytes() = default;
+    /// A copy of `text`.
     explicit Bytes(std::string_view text) { append(text); }
     Bytes(Bytes&& other) noexcept { swap(other); }
     Bytes& operator=(Bytes&& other) noexcept {
@@ -29,19 +30,34 @@ public:
     }
     ~Bytes() { std::free(memory_); }
 
-    [[nodiscard]] const char* data() const { return memory_ + start_; }
-    [[nodiscard]] char* data() { return memory_ + start_; }
-    [[nodiscard]] std::size_t size() const { return size_; }
-    [[nodiscard]] bool empty() const { return size_ == 0; }
-    [[nodiscard]] std::size_t capacity() const { return capacity_; }
-    [[nodiscard]] std::string_view text() const { return {data(), size_}; }
-    [[nodiscard]] std::span<const std::byte> span() const { return std::as_bytes(std::span{data(), size_}); }
+    // Pointers and views into the content are valid until the next change of it. A temporary gives none.
 
+    /// The first byte of the content; null when nothing was ever stored.
+    [[nodiscard]] const char* data() const& { return memory_ + start_; }
+    /// The same, to overwrite the content.
+    [[nodiscard]] char* data() & { return memory_ + start_; }
+    /// The content as text.
+    [[nodiscard]] std::string_view text() const& { return {data(), size_}; }
+    /// The content as bytes.
+    [[nodiscard]] std::span<const std::byte> span() const& { return std::as_bytes(std::span{data(), size_}); }
+    void data() const&& = delete;
+    void text() const&& = delete;
+    void span() const&& = delete;
+
+    /// The length of the content in bytes.
+    [[nodiscard]] std::size_t size() const { return size_; }
+    /// Whether there is no content.
+    [[nodiscard]] bool empty() const { return size_ == 0; }
+    /// How long the content may become before the memory grows, in bytes.
+    [[nodiscard]] std::size_t capacity() const { return capacity_; }
+
+    /// Adds a copy of `text`, which is no part of this content.
     void append(std::string_view text) {
         if (text.empty()) return;
         std::memcpy(room(text.size()), text.data(), text.size());
         grow(text.size());
     }
+    /// Adds one byte.
     void append(char byte) {
         *room(1) = byte;
         grow(1);
@@ -50,8 +66,8 @@ public:
     /// Puts `text` before the content. The content stays where it is if enough of a prefix was dropped before.
     void prepend(std::string_view text);
 
-    /// The first byte of at least `count` writable bytes behind the content; valid until the next non-const call.
-    [[nodiscard]] char* room(std::size_t count) {
+    /// The first byte of at least `count` writable bytes after the content; valid until the next non-const call.
+    [[nodiscard]] char* room(std::size_t count) & {
         if (capacity_ - start_ - size_ < count) makeRoom(count);
         return data() + size_;
     }
@@ -63,7 +79,7 @@ public:
         start_ += count;
         size_ -= count;
     }
-    /// Drops everything behind the first `size` bytes.
+    /// Drops everything after the first `size` bytes.
     void truncate(std::size_t size) { size_ = size; }
 
     bool operator==(const Bytes& other) const { return text() == other.text(); }

@@ -6,6 +6,7 @@
 
 namespace VostelMCPKit {
 
+/// A plain value; see countCharacters.
 struct CharacterCount {
     /// All characters of the text.
     std::size_t characters = 0;

@@ -6,6 +6,7 @@
 
 namespace VostelMCPKit {
 
+/// A plain value.
 struct PosixError {
     /// A value of errno, such as ENOENT.
     int errorNumber = 0;

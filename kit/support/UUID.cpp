@@ -2,6 +2,8 @@
 
 #include "kit/support/ASCII.h"
 
+#include <cstdlib>
+
 namespace VostelMCPKit {
 
 namespace {
@@ -44,6 +46,18 @@ std::string UUID::text() const {
         result += "0123456789ABCDEF"[byte & 0x0F];
     }
     return result;
+}
+
+std::optional<UUID> RandomUUIDs::next() const {
+    std::array<std::uint8_t, 16> random{};
+    if (!random_ || random_(random.data(), random.size()) != 0) return std::nullopt;
+    return UUID::fromRandom(random);
+}
+
+UUID RandomUUIDs::operator()() const {
+    const auto fresh = next();
+    if (!fresh) std::abort();
+    return *fresh;
 }
 
 } // namespace VostelMCPKit

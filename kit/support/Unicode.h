@@ -36,10 +36,13 @@ void appendUTF8(char32_t codePoint, std::string& out);
 
 /// The general categories of Unicode, as far as the system tells them apart.
 enum class Category {
+    /// L*: letters of every script.
     letter,
+    /// N*: digits and other numbers.
     number,
     /// Joins words, as the underscore does.
     connector,
+    /// Such as the tab and the escape character.
     control,
     /// Invisible, such as the marks that change the direction of writing. The joiners are among them.
     format,
@@ -47,8 +50,10 @@ enum class Category {
     lineSeparator,
     /// Not assigned, or for private use.
     unassigned,
+    /// Everything else: marks, punctuation, symbols, spaces, surrogates.
     other
 };
+/// The category of a code point. One beyond U+10FFFF is unassigned.
 [[nodiscard]] Category categoryOf(char32_t codePoint);
 
 /// White space and line breaks, as `trimmed` understands them.

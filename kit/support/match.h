@@ -8,11 +8,14 @@
 
 namespace VostelMCPKit {
 
+/// One function object out of several lambdas.
 template <class... Cases>
 struct Overloaded : Cases... {
     using Cases::operator()...;
 };
 
+/// Calls the lambda for the case that `variant` holds and returns its result. All lambdas return the same type. Each is
+/// copied or moved, so a lambda that collects something captures by reference.
 template <class Variant, class... Cases>
 decltype(auto) match(Variant&& variant, Cases&&... cases) {
     return std::visit(Overloaded<std::decay_t<Cases>...>{std::forward<Cases>(cases)...},

@@ -11,6 +11,7 @@ namespace VostelMCPKit {
 /// While one of these lives on a thread, allocations that fail on that thread throw std::bad_alloc.
 class MemoryMayRunOut final {
 public:
+    /// Begins the scope. Scopes nest.
     MemoryMayRunOut();
     MemoryMayRunOut(const MemoryMayRunOut&) = delete;
     MemoryMayRunOut& operator=(const MemoryMayRunOut&) = delete;

@@ -13,9 +13,11 @@
 
 namespace VostelMCPKit {
 
+/// One piece of what the model reads.
 struct MCPContentBlock {
     /// Always "text" in what rendering() returns.
     std::string type = "text";
+    /// What the model reads.
     std::string text;
 
     static void codingKeys(auto& self, auto& key) {
@@ -26,8 +28,11 @@ struct MCPContentBlock {
     bool operator==(const MCPContentBlock&) const = default;
 };
 
+/// A plain value, hashable.
 struct MCPCallResult {
+    /// In the order in which the model reads it.
     std::vector<MCPContentBlock> content;
+    /// Tells the model that the tool did not do what it was asked to do.
     bool isError = false;
     /// The result as the tool's output schema describes it; left out of the JSON when absent.
     std::optional<MCPValue> structuredContent;

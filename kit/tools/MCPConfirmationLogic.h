@@ -15,12 +15,20 @@
 namespace VostelMCPKit::MCPConfirmationLogic {
 
 /// The user's answer.
-enum class Decision { confirmed, denied };
+enum class Decision {
+    /// Do it.
+    confirmed,
+    /// Do not do it.
+    denied
+};
 
+/// What became of a request.
 enum class Status {
     /// No answer yet, and there is still time.
     pending,
+    /// The user allowed it.
     confirmed,
+    /// The user refused it.
     denied,
     /// No answer came in time.
     expired,
@@ -28,8 +36,11 @@ enum class Status {
     unknown,
 };
 
+/// One request, as the application stores it.
 struct Request {
+    /// That of MCPToolOutcome::AwaitingConfirmation.
     UUID id;
+    /// When the tool was called.
     std::chrono::system_clock::time_point createdAt;
     /// How long the request stays open without an answer. Every value is safe: a negative one puts the deadline before
     /// the request, and one that is not a number leaves no time at all.

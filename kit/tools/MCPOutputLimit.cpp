@@ -8,22 +8,22 @@
 
 namespace VostelMCPKit::MCPOutputLimit {
 
-Shaped shape(std::string text, const std::optional<std::string>& transcriptPath) {
-    const auto [characters, shownBytes] = countCharacters(text, limit);
-    if (characters <= limit) return {std::move(text), std::nullopt};
+Shaped shape(Transcript transcript) {
+    const auto [characters, shownBytes] = countCharacters(transcript.text, limit);
+    if (characters <= limit) return {std::move(transcript.text), std::nullopt};
 
     // A new text: a shortened one would keep the memory of the whole.
     std::string cut;
-    const std::string notice = truncationNotice({.shown = limit, .full = characters}, transcriptPath);
+    const std::string notice = truncationNotice({.shown = limit, .full = characters}, transcript.path);
     cut.reserve(shownBytes + notice.size());
-    cut.append(text, 0, shownBytes);
+    cut.append(transcript.text, 0, shownBytes);
     cut += notice;
 
     MCPObjectBuilder record;
     record.add("truncated", true)
         .add("shownLength", limit)
         .add("originalLength", characters)
-        .addIfPresent("transcriptPath", transcriptPath);
+        .addIfPresent("transcriptPath", transcript.path);
     return {std::move(cut), record.take()};
 }
 

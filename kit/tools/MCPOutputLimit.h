@@ -2,7 +2,7 @@
 //
 // Both functions are thread-safe and keep no state.
 //
-//     auto shaped = MCPOutputLimit::shape(std::move(transcript), pathOfSavedTranscript);
+//     auto shaped = MCPOutputLimit::shape({.text = std::move(transcript), .path = savedAt});
 #pragma once
 
 #include "kit/jsonrpc/MCPValue.h"
@@ -16,6 +16,7 @@ namespace VostelMCPKit::MCPOutputLimit {
 /// In characters as users perceive them (extended grapheme clusters), not in bytes.
 inline constexpr std::size_t limit = 500'000;
 
+/// A text as it may be sent.
 struct Shaped {
     /// The text to send, with the notice at its end if it was cut.
     std::string text;
@@ -33,10 +34,17 @@ struct Shaped {
     bool operator==(const Shaped&) const = default;
 };
 
-/// Returns `text` unchanged up to the limit; otherwise its first `limit` characters and the notice, which does not
-/// count. `text` is UTF-8; a byte that is not counts as one character. `transcriptPath` names the file with the whole
-/// transcript, if there is one. Move a large text in: an unchanged one is then not copied.
-[[nodiscard]] Shaped shape(std::string text, const std::optional<std::string>& transcriptPath);
+/// Write the names at the call, because two texts would swap unnoticed.
+struct Transcript {
+    /// In UTF-8; a byte that is not counts as one character. Move a large text in: one that fits is then not copied.
+    std::string text;
+    /// The file with the whole transcript, if there is one.
+    std::optional<std::string> path{};
+};
+
+/// Returns the text unchanged up to the limit; otherwise its first `limit` characters and the notice, which does not
+/// count.
+[[nodiscard]] Shaped shape(Transcript transcript);
 
 /// Write the names at the call: `truncationNotice({.shown = 500'000, .full = 600'000}, path)`.
 struct Lengths {

@@ -16,14 +16,14 @@ std::vector<std::string> resolveBySystem(const std::string& host) {
     wanted.ai_family = AF_UNSPEC;
     wanted.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
-    if (getaddrinfo(host.c_str(), nullptr, &wanted, &list) != 0) return {};
+    if (::getaddrinfo(host.c_str(), nullptr, &wanted, &list) != 0) return {};
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner{list, freeaddrinfo};
 
     std::vector<std::string> addresses;
     for (const addrinfo* result = list; result != nullptr; result = result->ai_next) {
         char numeric[1025];
         const int status =
-            getnameinfo(result->ai_addr, result->ai_addrlen, numeric, sizeof numeric, nullptr, 0, NI_NUMERICHOST);
+            ::getnameinfo(result->ai_addr, result->ai_addrlen, numeric, sizeof numeric, nullptr, 0, NI_NUMERICHOST);
         // A link-local address ends in the name of its interface, which may be any bytes.
         if (status == 0) addresses.push_back(repairedUTF8(numeric));
     }

@@ -30,6 +30,7 @@ struct MCPToolAnnotations {
     bool operator==(const MCPToolAnnotations&) const = default;
 };
 
+/// A plain value, hashable.
 struct MCPTool {
     /// The name that tools/call uses.
     std::string name;
@@ -39,6 +40,7 @@ struct MCPTool {
     MCPSchema inputSchema;
     /// Of the structured result. Absent when the tool returns text only.
     std::optional<MCPSchema> outputSchema;
+    /// Hints for the client's own decisions. Nothing enforces them.
     MCPToolAnnotations annotations;
     /// A call is carried out only after the user confirms it in the application.
     bool requiresUserInteraction = false;

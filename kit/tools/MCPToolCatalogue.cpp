@@ -8,11 +8,15 @@ namespace VostelMCPKit::MCPToolCatalogue {
 
 namespace {
 
-MCPValue text(std::optional<std::string_view> description = {}) { return MCPSchema::property("string", description); }
-MCPValue number(std::optional<std::string_view> description = {}) { return MCPSchema::property("number", description); }
-MCPValue integer(std::string_view description) { return MCPSchema::property("integer", description); }
+MCPValue text(std::optional<std::string_view> description = {}) {
+    return MCPSchema::property(MCPSchema::Type::string, description);
+}
+MCPValue number(std::optional<std::string_view> description = {}) {
+    return MCPSchema::property(MCPSchema::Type::number, description);
+}
+MCPValue integer(std::string_view description) { return MCPSchema::property(MCPSchema::Type::integer, description); }
 MCPValue boolean(std::optional<std::string_view> description = {}) {
-    return MCPSchema::property("boolean", description);
+    return MCPSchema::property(MCPSchema::Type::boolean, description);
 }
 
 /// Every object of the catalogue is closed.

@@ -66,10 +66,13 @@ struct MCPToolOutcome {
 
     std::variant<Text, AwaitingConfirmation, MCPDenial, MCPToolError> is;
 
+    /// The tool ran; see Text.
     [[nodiscard]] static MCPToolOutcome text(std::string text, std::optional<MCPValue> structured = {});
+    /// The user is asked first; see AwaitingConfirmation.
     [[nodiscard]] static MCPToolOutcome awaitingConfirmation(const UUID& id, std::string summary);
     /// The tool is disabled; see MCPDenial::Disabled.
     [[nodiscard]] static MCPToolOutcome denied(std::string reason);
+    /// The tool ran and failed; the model receives `message` unchanged.
     [[nodiscard]] static MCPToolOutcome failed(std::string message);
 
     bool operator==(const MCPToolOutcome&) const = default;

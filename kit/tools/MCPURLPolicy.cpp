@@ -80,8 +80,8 @@ bool isPrivate(const std::string& address) {
     std::array<std::uint8_t, 16> sixteen;
     // The system's parser stops at a NUL and would not see the rest.
     if (address.contains('\0')) return true;
-    if (inet_pton(AF_INET, address.c_str(), four.data()) == 1) return isPrivateIPv4(four);
-    if (inet_pton(AF_INET6, address.c_str(), sixteen.data()) == 1) return isPrivateIPv6(sixteen);
+    if (::inet_pton(AF_INET, address.c_str(), four.data()) == 1) return isPrivateIPv4(four);
+    if (::inet_pton(AF_INET6, address.c_str(), sixteen.data()) == 1) return isPrivateIPv6(sixteen);
     return true;
 }
 

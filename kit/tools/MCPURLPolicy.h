@@ -26,6 +26,7 @@ inline constexpr std::string_view mainHost = "youtube.com";
 /// This host alone.
 inline constexpr std::string_view shortLinkHost = "youtu.be";
 
+/// Why a link is refused. The first rule that fails decides, in this order.
 enum class Reason {
     /// The link has no scheme, or another one than https.
     scheme,
@@ -37,7 +38,9 @@ enum class Reason {
     privateAddress,
 };
 
+/// What the rules say about one link.
 struct Decision {
+    /// The link may be fetched, from these addresses only.
     struct Allowed {
         /// In lower case.
         std::string host;
@@ -47,7 +50,9 @@ struct Decision {
 
         bool operator==(const Allowed&) const = default;
     };
+    /// The link must not be fetched.
     struct Rejected {
+        /// For the user's message.
         Reason reason;
         bool operator==(const Rejected&) const = default;
     };

@@ -16,7 +16,9 @@ namespace VostelMCPKit {
 /// A value without a lock. The call proxy owns one and uses it in one piece of work at a time. An id that is not
 /// registered is not an error: each function says what it does then.
 struct MCPCancellationRegistry {
+    /// A forwarded call that has not finished.
     struct Call {
+        /// The AI client's id as text.
         std::string externalID;
         /// As the client gave it, of any JSON type. Absent when the client asked for no progress.
         std::optional<MCPValue> progressToken;

@@ -10,6 +10,7 @@ namespace VostelMCPKit {
 
 /// A value. All text is UTF-8, as the client sent it.
 struct MCPClientInfo {
+    /// For programs and logs; not meant for users.
     std::string name;
     /// Absent when the client did not tell.
     std::optional<std::string> version;

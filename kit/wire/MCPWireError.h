@@ -10,11 +10,14 @@
 namespace VostelMCPKit {
 
 // The cases have no member initialisers: a nested type with them cannot be the first case of a variant beside it.
+/// A plain value, hashable.
 struct MCPWireError {
-    /// `helper` is the version that vostel-mcp sent, `app` the application's own.
+    /// The two programs speak different versions of the protocol.
     struct VersionMismatch {
         static constexpr std::string_view kind = "versionMismatch";
+        /// The version that vostel-mcp sent.
         std::int64_t helper;
+        /// The application's own version.
         std::int64_t app;
 
         static void codingKeys(auto& self, auto& key) {
@@ -23,10 +26,12 @@ struct MCPWireError {
         }
         bool operator==(const VersionMismatch&) const = default;
     };
-    /// A frame's header announced `declared` bytes, more than `limit`.
+    /// A frame's header announced more bytes than the reader accepts.
     struct FrameTooLarge {
         static constexpr std::string_view kind = "frameTooLarge";
+        /// What the header announced, in bytes.
         std::int64_t declared;
+        /// MCPWireFraming::maxFrameLength.
         std::int64_t limit;
 
         static void codingKeys(auto& self, auto& key) {

@@ -23,6 +23,7 @@ struct MCPWireRequest {
     static constexpr std::string_view kind = "request";
     /// The sender's wireProtocolVersion.
     std::int64_t protocolVersion = 0;
+    /// The AI client for which the tool runs.
     MCPClientInfo clientInfo;
     /// The tool's name.
     std::string tool;
@@ -85,6 +86,7 @@ struct MCPWireResponse {
 
     /// That of the request; empty when the request could not be read.
     std::string requestID;
+    /// Read it with match, or ask std::get_if.
     Outcome outcome;
 
     static void codingKeys(auto& self, auto& key) {

@@ -4,14 +4,7 @@
 //     0       4     payload length N, unsigned, big-endian
 //     4       N     payload: one JSON document in UTF-8
 //
-// All functions are thread-safe and keep no state. Reading a connection looks like this:
-//
-//     std::string_view rest = received.text();
-//     while (const auto cut = MCPWireFraming::extractFrame(rest)) {
-//         if (!*cut) break;                      // read more, append it to `received`, start again
-//         handle((*cut)->payload);
-//         rest = (*cut)->remainder;
-//     }
+// All functions are thread-safe and keep no state. To read a connection, see MCPWireFrameBuffer.
 #pragma once
 
 #include "kit/jsonrpc/JSONWriter.h"
@@ -35,6 +28,7 @@ inline constexpr std::size_t maxFrameLength = 67'108'864;
 
 /// Two views into the buffer that the frame was cut from. They dangle once that buffer changes or is destroyed.
 struct Frame {
+    /// The first frame's payload, without its header.
     std::string_view payload;
     /// All bytes after the frame.
     std::string_view remainder;
@@ -45,6 +39,7 @@ struct Frame {
 /// The bytes that carry one record: what each side sends. Fails when a number in the record is not finite. Deliberate:
 /// a payload above maxFrameLength is not refused here, because that limit is the reader's to enforce.
 [[nodiscard]] std::expected<Bytes, EncodingError> encode(const MCPWireInboundFrame& frame);
+/// The same for the other direction.
 [[nodiscard]] std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame);
 
 /// The bytes around a payload that is already text. For a peer with a JSON writer of its own; our programs send

@@ -100,7 +100,7 @@ TEST(ApplicationCrash, every_acknowledged_rule_survives) {
                 application.signal(SIGKILL);
             }};
         }
-        ASSERT_TRUE(killer.joinable()) << "it ended by itself";
+        ASSERT_TRUE(killer.joinable()) << "it ended before it was killed";
         killer.join();
         EXPECT_EQ(application.exitStatus(), -SIGKILL);
 

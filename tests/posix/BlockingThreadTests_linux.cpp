@@ -120,8 +120,8 @@ std::size_t guardedStackCount() {
 /// followed by nothing.
 void letThreadsEnd(std::size_t otherThreads, std::size_t otherStacks) {
     const auto areLeft = [&] { return guardedStackCount() > otherStacks + mostKept || threadCount() > otherThreads; };
-    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds{20};
-    while (areLeft() && std::chrono::steady_clock::now() < patience) std::this_thread::yield();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
+    while (areLeft() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
 }
 
 TEST(BlockingThread, carries_its_name_on_a_stack_of_one_mebibyte_with_a_guard_below) {
@@ -129,12 +129,12 @@ TEST(BlockingThread, carries_its_name_on_a_stack_of_one_mebibyte_with_a_guard_be
     std::size_t size = 0;
     std::string belowStack;
     runRunBlocking([&] {
-        pthread_getname_np(pthread_self(), seenName.data(), seenName.size());
+        ::pthread_getname_np(::pthread_self(), seenName.data(), seenName.size());
         pthread_attr_t attributes;
-        ASSERT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+        ASSERT_EQ(::pthread_getattr_np(::pthread_self(), &attributes), 0);
         void* lowest = nullptr;
-        pthread_attr_getstack(&attributes, &lowest, &size);
-        pthread_attr_destroy(&attributes);
+        ::pthread_attr_getstack(&attributes, &lowest, &size);
+        ::pthread_attr_destroy(&attributes);
         std::ostringstream end;
         end << '-' << std::hex << reinterpret_cast<std::uintptr_t>(lowest) << ' ';
         for (const std::string& line : mappings()) {

@@ -43,13 +43,13 @@ TEST(RandomUUID, every_one_is_fresh_with_or_without_the_system_call) {
 
 TEST(RandomUUID, without_any_source_it_fails) {
     rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
     getentropyIsForbidden = true;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
     const auto fresh = freshUUID();
     getentropyIsForbidden = false;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     ASSERT_FALSE(fresh);
     EXPECT_EQ(fresh.error(), VostelMCPKit::PosixError{EMFILE});
 }

@@ -21,9 +21,9 @@ protected:
 
     static void set(const std::optional<std::string>& home) {
         if (home) {
-            setenv("HOME", home->c_str(), /*overwrite=*/1);
+            ::setenv("HOME", home->c_str(), /*overwrite=*/1);
         } else {
-            unsetenv("HOME");
+            ::unsetenv("HOME");
         }
     }
 
@@ -39,7 +39,7 @@ TEST_F(HomeFolder, is_the_variable_when_that_is_absolute) {
 }
 
 TEST_F(HomeFolder, is_what_the_password_database_says_otherwise) {
-    const passwd* entry = getpwuid(getuid());
+    const passwd* entry = ::getpwuid(::getuid());
     ASSERT_NE(entry, nullptr);
     const std::string expected = entry->pw_dir;
     const std::optional<std::string> values[] = {std::nullopt, "", "home/me", "~", "./"};
@@ -54,11 +54,11 @@ TEST_F(HomeFolder, of_a_test_holds_the_application_support_folder_on_every_syste
     const vostel_tests::TemporaryFolder folder;
     vostel_tests::setHome(folder.path());
     EXPECT_EQ(applicationSupportDirectory(), folder.path() / "Library" / "Application Support");
-    unsetenv("CFFIXED_USER_HOME");
+    ::unsetenv("CFFIXED_USER_HOME");
 }
 
 TEST(HomeFolderOfATest, is_never_the_real_one) {
-    const passwd* entry = getpwuid(getuid());
+    const passwd* entry = ::getpwuid(::getuid());
     ASSERT_NE(entry, nullptr);
     EXPECT_DEATH(vostel_tests::refuseRealHome(entry->pw_dir), "must not use the real home folder");
 }

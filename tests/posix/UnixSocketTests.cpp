@@ -1,3 +1,4 @@
+#include "kit/connect/MCPSocketAddress.h"
 #include "posix/UnixSocket.h"
 #include "tests/support/BytesOf.h"
 #include "tests/support/SignalTicks.h"
@@ -10,7 +11,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 namespace posix {
 namespace {
@@ -24,18 +24,16 @@ struct Ends {
 
 Ends streamPair() {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) std::abort();
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) std::abort();
     return {FileDescriptor{ends[0]}, FileDescriptor{ends[1]}};
 }
 
 /// A socket that listens at `path`.
 FileDescriptor listenAt(const std::string& path) {
-    FileDescriptor listener{socket(AF_UNIX, SOCK_STREAM, 0)};
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(listener.get(), /*backlog=*/1), 0);
+    FileDescriptor listener{::socket(AF_UNIX, SOCK_STREAM, 0)};
+    const auto address = VostelMCPKit::MCPConnectLogic::socketAddress(path);
+    EXPECT_TRUE(address && ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0);
+    EXPECT_EQ(::listen(listener.get(), /*backlog=*/1), 0);
     return listener;
 }
 
@@ -45,10 +43,10 @@ TEST(UnixSocket, connects_to_the_socket_that_listens_at_the_path) {
     const FileDescriptor listener = listenAt(path);
     const auto connected = UnixSocket::connect(path);
     ASSERT_TRUE(connected);
-    const FileDescriptor accepted{accept(listener.get(), nullptr, nullptr)};
+    const FileDescriptor accepted{::accept(listener.get(), nullptr, nullptr)};
     ASSERT_TRUE(UnixSocket::writeAll(connected->get(), bytesOf("hello")));
     std::array<char, 16> read{};
-    EXPECT_EQ(recv(accepted.get(), read.data(), read.size(), 0), 5);
+    EXPECT_EQ(::recv(accepted.get(), read.data(), read.size(), 0), 5);
     EXPECT_STREQ(read.data(), "hello");
 }
 
@@ -56,7 +54,7 @@ TEST(UnixSocket, connects_to_the_socket_that_listens_at_the_path) {
 int bufferSize(int socket, int direction) {
     int size = 0;
     socklen_t length = sizeof size;
-    EXPECT_EQ(getsockopt(socket, SOL_SOCKET, direction, &size, &length), 0);
+    EXPECT_EQ(::getsockopt(socket, SOL_SOCKET, direction, &size, &length), 0);
     return size;
 }
 
@@ -70,7 +68,7 @@ TEST(UnixSocket, connects_with_room_for_a_megabyte_in_each_direction_or_what_the
         const Ends plain = streamPair();
         const int usual = bufferSize(plain.here.get(), direction);
         const int megabyte = 1 << 20;
-        ASSERT_EQ(setsockopt(plain.here.get(), SOL_SOCKET, direction, &megabyte, sizeof megabyte), 0);
+        ASSERT_EQ(::setsockopt(plain.here.get(), SOL_SOCKET, direction, &megabyte, sizeof megabyte), 0);
         const int allowed = bufferSize(plain.here.get(), direction);
         EXPECT_EQ(bufferSize(connected->get(), direction), allowed);
         EXPECT_GT(allowed, usual) << "else this test shows nothing";
@@ -102,13 +100,13 @@ TEST(UnixSocket, a_failed_connect_reports_the_systems_reason_and_leaves_no_descr
         {"no socket", noSocket, ECONNREFUSED},
         {"below a file", noSocket + "/mcp.sock", ENOTDIR},
     };
-    const FileDescriptor before{dup(0)};
+    const FileDescriptor before{::dup(0)};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto connected = UnixSocket::connect(row.path);
         ASSERT_FALSE(connected);
         EXPECT_EQ(connected.error(), PosixError{row.code});
     });
-    const FileDescriptor after{dup(0)};
+    const FileDescriptor after{::dup(0)};
     EXPECT_EQ(after.get(), before.get() + 1);
 }
 
@@ -119,7 +117,7 @@ TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
     std::string received(sent.size() + 1, '\0');
     std::size_t count = 0;
     const auto readSome = [&] {
-        const ssize_t read = recv(ends.there.get(), received.data() + count, received.size() - count, MSG_DONTWAIT);
+        const ssize_t read = ::recv(ends.there.get(), received.data() + count, received.size() - count, MSG_DONTWAIT);
         if (read > 0) count += static_cast<std::size_t>(read);
     };
     {
@@ -148,8 +146,8 @@ TEST(UnixSocket, nothing_to_write_is_written) {
 }
 
 TEST(FileDescriptor, closes_what_it_owns_and_nothing_else) {
-    const auto isOpen = [](int number) { return fcntl(number, F_GETFD) >= 0; };
-    const int number = dup(0);
+    const auto isOpen = [](int number) { return ::fcntl(number, F_GETFD) >= 0; };
+    const int number = ::dup(0);
     {
         FileDescriptor first{number};
         FileDescriptor second{std::move(first)};
@@ -161,9 +159,9 @@ TEST(FileDescriptor, closes_what_it_owns_and_nothing_else) {
     }
     EXPECT_FALSE(isOpen(number));
 
-    const int overwritten = dup(0);
+    const int overwritten = ::dup(0);
     FileDescriptor owner{overwritten};
-    owner = FileDescriptor{dup(0)};
+    owner = FileDescriptor{::dup(0)};
     EXPECT_FALSE(isOpen(overwritten));
     EXPECT_TRUE(isOpen(owner.get()));
 }

@@ -113,7 +113,7 @@ test("a failed outcome is a result, not an error of the protocol", async (t) => 
   assert.deepEqual(await client.callTool(transcribe), failure);
 });
 
-test("an aborted call is over for the client and for the application, and for nobody else", async (t) => {
+test("an aborted call ends for the client and for the application, and no other call ends", async (t) => {
   const arrived = [];
   let secondArrived;
   const both = new Promise((resolve) => (secondArrived = resolve));
@@ -171,7 +171,7 @@ test("an application of another version is an error that says what to do", async
   });
 });
 
-test("without an application, outside a bundle, calls fail and the rest goes on", async (t) => {
+test("without an application, outside a bundle, calls fail and everything else works", async (t) => {
   const home = await makeHome();
   t.after(() => removeHome(home));
   const client = await connect(t, home);

@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", database.error().description().c_str());
         return EXIT_FAILURE;
     }
-    const VostelMCPKit::UUID id = posix::randomUUID();
+    const VostelMCPKit::UUID id = VostelMCPKit::RandomUUIDs{posix::randomBytes}();
     if (!store(*database, id, words)) return EXIT_FAILURE;
     std::printf("%s\n", id.text().c_str());
     return EXIT_SUCCESS;

@@ -11,7 +11,7 @@ using VostelMCPKit::Task;
 
 class CallCancellationTest : public testing::Test {
 protected:
-    /// Runs a cancellation up to where it may be sent; its executor goes on with it later.
+    /// Runs a cancellation up to where it may be sent; its executor continues it later.
     void send() {
         spawn(sending(call, &sent), executor);
         executor.drain();

@@ -53,14 +53,14 @@ std::string propertyList(const std::string& content) {
 class Bundle final {
 public:
     explicit Bundle(const std::string& name = "Small") : name_{name} {
-        if (mkfifo(fifo().c_str(), 0600) != 0) std::abort();
+        if (::mkfifo(fifo().c_str(), 0600) != 0) std::abort();
     }
 
     [[nodiscard]] std::filesystem::path path() const { return folder_.path() / (name_ + ".app"); }
     void writePropertyList(const std::string& text) const { folder_.write(inside("Info.plist"), text); }
     void writeExecutable(const std::string& name, const std::string& content, mode_t mode = 0700) const {
         const auto file = folder_.write(inside("MacOS/" + name), content);
-        if (chmod(file.c_str(), mode) != 0) std::abort();
+        if (::chmod(file.c_str(), mode) != 0) std::abort();
     }
     /// A shell script that runs `command`, whose output is the report.
     void writeScript(const std::string& name, const std::string& command) const {
@@ -69,14 +69,14 @@ public:
 
     /// Launches the bundle and returns its report. Waits for it ten seconds at most.
     [[nodiscard]] std::string report() const {
-        const posix::FileDescriptor reading{open(fifo().c_str(), O_RDONLY | O_NONBLOCK)};
+        const posix::FileDescriptor reading{::open(fifo().c_str(), O_RDONLY | O_NONBLOCK)};
         const auto launched = launchBundle(path(), descriptorLimit);
         if (!launched) return "not launched: " + launched.error().systemText();
         std::string text;
         for (char bytes[4096];;) {
             pollfd ready{reading.get(), POLLIN, 0};
-            if (poll(&ready, 1, /*timeout=*/10'000) <= 0) return text + "(no end)";
-            const ssize_t count = read(reading.get(), bytes, sizeof bytes);
+            if (::poll(&ready, 1, /*timeout=*/10'000) <= 0) return text + "(no end)";
+            const ssize_t count = ::read(reading.get(), bytes, sizeof bytes);
             if (count <= 0) return text;
             text.append(bytes, static_cast<std::size_t>(count));
         }
@@ -137,7 +137,7 @@ TEST(LaunchBundle, a_property_list_that_is_no_file_is_none) {
         bundle.writeScript("Small", "echo here");
         const auto propertyList = bundle.path() / "Contents" / "Info.plist";
         if (fifo) {
-            ASSERT_EQ(mkfifo(propertyList.c_str(), 0600), 0);
+            ASSERT_EQ(::mkfifo(propertyList.c_str(), 0600), 0);
         } else {
             std::filesystem::create_directory(propertyList);
         }
@@ -151,16 +151,16 @@ TEST(LaunchBundle, the_process_is_in_a_session_of_its_own_and_no_child_of_ours) 
     const auto fields = statusFields(bundle.report());
     ASSERT_TRUE(fields.contains("NSsid"));
     EXPECT_NE(fields.at("NSsid"), std::to_string(getsid(0)));
-    EXPECT_NE(fields.at("NSpgid"), std::to_string(getpgid(0)));
+    EXPECT_NE(fields.at("NSpgid"), std::to_string(::getpgid(0)));
     EXPECT_NE(fields.at("NSsid"), fields.at("Pid")) << "a session leader could acquire a terminal";
-    EXPECT_NE(fields.at("PPid"), std::to_string(getpid()));
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_NE(fields.at("PPid"), std::to_string(::getpid()));
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);
 }
 
 void expectOnlyStandardStreamsToBeInherited() {
-    const posix::FileDescriptor ours{open("/etc/passwd", O_RDONLY)};
-    const posix::FileDescriptor high{fcntl(ours.get(), F_DUPFD, 200)};
+    const posix::FileDescriptor ours{::open("/etc/passwd", O_RDONLY)};
+    const posix::FileDescriptor high{::fcntl(ours.get(), F_DUPFD, 200)};
     Bundle bundle;
     // Standard output is looked at before it becomes the report.
     bundle.writeScript("Small", "out=$(readlink /proc/$$/fd/1)\nexec 3>&-\n"
@@ -195,13 +195,13 @@ TEST(LaunchBundle, the_process_inherits_no_blocked_signal_and_dies_of_a_broken_p
     sigset_t some, before;
     sigemptyset(&some);
     sigaddset(&some, SIGUSR1);
-    pthread_sigmask(SIG_BLOCK, &some, &before);
+    ::pthread_sigmask(SIG_BLOCK, &some, &before);
     const auto handler = std::signal(SIGPIPE, SIG_IGN);
     Bundle bundle;
     bundle.writeScript("Small", "exec cat /proc/self/status");
     const auto fields = statusFields(bundle.report());
     std::signal(SIGPIPE, handler);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     ASSERT_TRUE(fields.contains("SigBlk"));
     EXPECT_EQ(fields.at("SigBlk"), "0000000000000000");
     EXPECT_EQ(std::stoull(fields.at("SigIgn"), nullptr, 16) & 1ULL << (SIGPIPE - 1), 0U);
@@ -235,7 +235,7 @@ TEST(LaunchBundle, what_cannot_run_fails_before_the_operation_returns) {
         {"no format that can run", [](const Bundle& bundle) { bundle.writeExecutable("Small", "hello"); }, ENOEXEC},
         {"no interpreter", [](const Bundle& bundle) { bundle.writeExecutable("Small", "#!/nowhere/sh\n"); }, ENOENT},
     };
-    const posix::FileDescriptor before{dup(0)};
+    const posix::FileDescriptor before{::dup(0)};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const Bundle bundle;
         row.arrange(bundle);
@@ -243,9 +243,9 @@ TEST(LaunchBundle, what_cannot_run_fails_before_the_operation_returns) {
         ASSERT_FALSE(launched);
         EXPECT_EQ(launched.error(), PosixError{row.code});
     });
-    const posix::FileDescriptor after{dup(0)};
+    const posix::FileDescriptor after{::dup(0)};
     EXPECT_EQ(after.get(), before.get() + 1);
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
 }
 
 TEST(LaunchBundle, an_ignored_child_signal_does_not_hide_success_or_failure) {
@@ -263,14 +263,14 @@ TEST(LaunchBundle, a_failure_is_known_even_when_standard_streams_are_closed) {
     bundle.writeExecutable("Small", "hello");
     // Some sanitizers write out what is buffered when a forked child leaves.
     std::fflush(nullptr);
-    const posix::FileDescriptor savedInput{fcntl(0, F_DUPFD_CLOEXEC, 10)};
-    const posix::FileDescriptor savedOutput{fcntl(1, F_DUPFD_CLOEXEC, 10)};
-    const posix::FileDescriptor savedError{fcntl(2, F_DUPFD_CLOEXEC, 10)};
-    for (int stream = 0; stream <= 2; ++stream) close(stream);
+    const posix::FileDescriptor savedInput{::fcntl(0, F_DUPFD_CLOEXEC, 10)};
+    const posix::FileDescriptor savedOutput{::fcntl(1, F_DUPFD_CLOEXEC, 10)};
+    const posix::FileDescriptor savedError{::fcntl(2, F_DUPFD_CLOEXEC, 10)};
+    for (int stream = 0; stream <= 2; ++stream) ::close(stream);
     const auto launched = launchBundle(bundle.path(), descriptorLimit);
-    dup2(savedInput.get(), 0);
-    dup2(savedOutput.get(), 1);
-    dup2(savedError.get(), 2);
+    ::dup2(savedInput.get(), 0);
+    ::dup2(savedOutput.get(), 1);
+    ::dup2(savedError.get(), 2);
     ASSERT_FALSE(launched);
     EXPECT_EQ(launched.error(), PosixError{ENOEXEC});
 }
@@ -283,13 +283,13 @@ TEST(LaunchBundle, the_process_has_the_limit_of_descriptors_that_it_is_given) {
 
 /// Launches the bundle while we can open only `descriptors` more descriptors.
 std::expected<void, PosixError> launchWithRoomFor(unsigned descriptors, const Bundle& bundle) {
-    const posix::FileDescriptor next{dup(0)};
+    const posix::FileDescriptor next{::dup(0)};
     rlimit before{};
-    if (getrlimit(RLIMIT_NOFILE, &before) != 0) std::abort();
+    if (::getrlimit(RLIMIT_NOFILE, &before) != 0) std::abort();
     const rlimit scarce{.rlim_cur = static_cast<rlim_t>(next.get()) + 1 + descriptors, .rlim_max = before.rlim_max};
-    if (setrlimit(RLIMIT_NOFILE, &scarce) != 0) std::abort();
+    if (::setrlimit(RLIMIT_NOFILE, &scarce) != 0) std::abort();
     const auto launched = launchBundle(bundle.path(), descriptorLimit);
-    if (setrlimit(RLIMIT_NOFILE, &before) != 0) std::abort();
+    if (::setrlimit(RLIMIT_NOFILE, &before) != 0) std::abort();
     return launched;
 }
 

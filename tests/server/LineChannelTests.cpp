@@ -72,7 +72,7 @@ TEST_F(LineChannelTest, an_empty_line_is_a_line) {
     EXPECT_EQ(lines, (Lines{"", ""}));
 }
 
-TEST_F(LineChannelTest, the_end_comes_behind_the_lines_that_still_wait) {
+TEST_F(LineChannelTest, the_end_comes_after_the_lines_that_still_wait) {
     channel.push({"a"});
     channel.finish();
     consume();

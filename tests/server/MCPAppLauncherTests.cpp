@@ -33,7 +33,7 @@ TEST(MCPAppLauncher, without_a_bundle_around_it_nothing_is_opened) {
         {"one level short", "/Applications/Vostel.app/Contents/vostel-mcp"},
         {"one level deep", "/Applications/Vostel.app/Contents/MacOS/helpers/vostel-mcp"},
         {"another letter case", "/Applications/Vostel.APP/Contents/MacOS/vostel-mcp"},
-        {"nothing but the extension", "/Applications/.app/Contents/MacOS/vostel-mcp"},
+        {"only the extension", "/Applications/.app/Contents/MacOS/vostel-mcp"},
         {"too few levels", "/vostel-mcp"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {

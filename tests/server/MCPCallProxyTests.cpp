@@ -311,7 +311,7 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_before_its_request_is_written_is_not_s
     const Row rows[] = {
         {"before it connects", 0, true},
         {"before it is written", 1, true},
-        {"before it finds nobody listening", 0, false},
+        {"before it finds that no application listens", 0, false},
     };
     vostel_tests::forEachRow(rows, [](const Row& row) {
         Forwarding forwarding;
@@ -362,7 +362,7 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_waits_
     handle(cancel("1"));
     threads.runAll();
     EXPECT_EQ(launcher.opened().size(), 1U) << "a cancellation launches nothing";
-    EXPECT_EQ(threads.waitingCount(), 0U) << "nobody listens, so the cancellation is not sent";
+    EXPECT_EQ(threads.waitingCount(), 0U) << "no application listens, so the cancellation is not sent";
 
     launcher.letGo();
     threads.runAll();
@@ -381,7 +381,7 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_while_it_waits_for_the_socket_waits_on
     EXPECT_EQ(output.takeLines(), Lines{});
 
     threads.runAll();
-    EXPECT_EQ(clock.sleeps().size(), 240U) << "the wait goes on to its end";
+    EXPECT_EQ(clock.sleeps().size(), 240U) << "the wait continues to its end";
     EXPECT_EQ(output.takeLines(), Lines{}) << "the time-out is not reported either";
 }
 

@@ -28,24 +28,24 @@ struct Pipe {
 
     Pipe() {
         int ends[2];
-        if (pipe(ends) != 0) std::abort();
+        if (::pipe(ends) != 0) std::abort();
         reading = posix::FileDescriptor{ends[0]};
         writing = posix::FileDescriptor{ends[1]};
     }
 
     void feed(std::string_view bytes) const {
-        if (write(writing.get(), bytes.data(), bytes.size()) < 0) std::abort();
+        if (::write(writing.get(), bytes.data(), bytes.size()) < 0) std::abort();
     }
     /// Takes out up to a page; may be called from a signal handler.
     std::size_t takePage() const {
         std::array<char, 4096> page;
-        const ssize_t count = read(reading.get(), page.data(), page.size());
+        const ssize_t count = ::read(reading.get(), page.data(), page.size());
         return count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 };
 
 void makeNonBlocking(const posix::FileDescriptor& descriptor) {
-    ASSERT_EQ(fcntl(descriptor.get(), F_SETFL, fcntl(descriptor.get(), F_GETFL) | O_NONBLOCK), 0);
+    ASSERT_EQ(::fcntl(descriptor.get(), F_SETFL, ::fcntl(descriptor.get(), F_GETFL) | O_NONBLOCK), 0);
 }
 
 /// Reads the descriptor to its end, on the thread of the test.
@@ -129,7 +129,7 @@ TEST(MCPStdio, a_non_blocking_input_is_waited_for) {
 }
 
 TEST(MCPStdio, an_input_that_cannot_be_read_is_at_its_end) {
-    const posix::FileDescriptor folder{open("/", O_RDONLY)};
+    const posix::FileDescriptor folder{::open("/", O_RDONLY)};
     EXPECT_EQ(linesOf(folder), Lines{});
     EXPECT_EQ(linesOf(posix::FileDescriptor{}), Lines{});
 }
@@ -146,7 +146,7 @@ TEST(MCPStdio, nothing_is_written_without_asking_the_system) {
 
 TEST(MCPStdio, an_interrupted_write_is_retried) {
     const Pipe pipe;
-    ASSERT_EQ(fcntl(pipe.writing.get(), F_SETPIPE_SZ, 4096), 4096);
+    ASSERT_EQ(::fcntl(pipe.writing.get(), F_SETPIPE_SZ, 4096), 4096);
     pipe.feed(std::string(4096, 'x'));
     const SignalTicks ticks{[&](int tick) {
         if (tick == 5) std::ignore = pipe.takePage();
@@ -156,7 +156,7 @@ TEST(MCPStdio, an_interrupted_write_is_retried) {
 
 TEST(MCPStdio, a_non_blocking_output_is_waited_for_and_takes_a_part_at_a_time) {
     const Pipe pipe;
-    ASSERT_EQ(fcntl(pipe.writing.get(), F_SETPIPE_SZ, 4096), 4096);
+    ASSERT_EQ(::fcntl(pipe.writing.get(), F_SETPIPE_SZ, 4096), 4096);
     makeNonBlocking(pipe.writing);
     const std::string text(5000, 'x');
     EXPECT_EQ(MCPStdio::attemptWrite(pipe.writing.get(), bytesOf(text)), 4096);

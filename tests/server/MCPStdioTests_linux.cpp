@@ -29,11 +29,11 @@ namespace {
 
 TEST(MCPStdio, a_stream_that_the_system_cannot_wait_for_fails_and_is_not_asked_for_ever) {
     int ends[2];
-    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
     const posix::FileDescriptor reader{ends[0]};
     const posix::FileDescriptor writer{ends[1]};
     const char full[4096] = {};
-    while (write(writer.get(), full, sizeof full) > 0) {}
+    while (::write(writer.get(), full, sizeof full) > 0) {}
 
     // As macOS does for a terminal.
     int polls = 0;
@@ -63,11 +63,11 @@ TEST(MCPStdio, a_wait_that_fails_for_a_moment_is_repeated_and_one_that_cannot_su
     };
     vostel_tests::forEachRow(rows, [](const Row& row) {
         int ends[2];
-        ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+        ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
         const posix::FileDescriptor reader{ends[0]};
         const posix::FileDescriptor writer{ends[1]};
         char bytes[4096] = {};
-        while (write(writer.get(), bytes, sizeof bytes) > 0) {}
+        while (::write(writer.get(), bytes, sizeof bytes) > 0) {}
 
         int failures = 0;
         replacement = [&](pollfd* descriptors) {
@@ -78,7 +78,7 @@ TEST(MCPStdio, a_wait_that_fails_for_a_moment_is_repeated_and_one_that_cannot_su
                 errno = row.error;
                 return -1;
             }
-            while (read(reader.get(), bytes, sizeof bytes) > 0) {}
+            while (::read(reader.get(), bytes, sizeof bytes) > 0) {}
             descriptors->revents = POLLOUT;
             return 1;
         };

@@ -146,7 +146,7 @@ public:
         }
         for (const auto& [descriptor, connection] : connections_) {
             char byte;
-            const ssize_t count = recv(connection.applicationEnd.get(), &byte, 1, MSG_DONTWAIT);
+            const ssize_t count = ::recv(connection.applicationEnd.get(), &byte, 1, MSG_DONTWAIT);
             if (count < 0 && errno == EAGAIN) violate("a connection stays open");
         }
     }
@@ -217,7 +217,7 @@ private:
         Scheduler::step(&application_);
         if (++attempts_ <= script_.refusals) return std::unexpected(PosixError{ECONNREFUSED});
         int ends[2];
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
+        if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
         connections_.insert_or_assign(ends[0], Connection{.applicationEnd = posix::FileDescriptor{ends[1]}});
         return posix::FileDescriptor{ends[0]};
     }
@@ -265,7 +265,7 @@ private:
         if (script_.answers) {
             send(frame(R"({"kind":"response","payload":{"requestID":"any","result":)" + std::to_string(number) + "}}"));
         }
-        shutdown(peer, SHUT_WR);
+        ::shutdown(peer, SHUT_WR);
     }
 
     MCPAppLauncher launcher() {

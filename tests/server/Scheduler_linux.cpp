@@ -16,7 +16,7 @@ void stayOn(int processor) {
     cpu_set_t processors;
     CPU_ZERO(&processors);
     CPU_SET(static_cast<unsigned>(processor), &processors);
-    std::ignore = sched_setaffinity(0, sizeof processors, &processors);
+    std::ignore = ::sched_setaffinity(0, sizeof processors, &processors);
 }
 
 } // namespace
@@ -41,7 +41,7 @@ Scheduler::Outcome Scheduler::explore(const MakeWorld& makeWorld, std::size_t mo
         runOnce(makeWorld);
         outcome_.isComplete = !advance();
     }
-    std::ignore = sched_setaffinity(0, sizeof before, &before);
+    std::ignore = ::sched_setaffinity(0, sizeof before, &before);
     return outcome_;
 }
 

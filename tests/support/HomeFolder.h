@@ -17,7 +17,7 @@ inline constexpr std::array homeVariables{"HOME", "CFFIXED_USER_HOME"};
 
 /// Ends the test when `folder` is the real home, whose application and settings a test must never touch.
 inline void refuseRealHome(const std::filesystem::path& folder) {
-    const passwd* user = getpwuid(getuid());
+    const passwd* user = ::getpwuid(::getuid());
     std::error_code ignored;
     if (user != nullptr && !std::filesystem::equivalent(folder, user->pw_dir, ignored)) return;
     std::fprintf(stderr, "a test must not use the real home folder %s\n", folder.c_str());
@@ -33,7 +33,7 @@ inline void setHome(std::vector<std::string>& environment, const std::filesystem
 /// For this process.
 inline void setHome(const std::filesystem::path& folder) {
     refuseRealHome(folder);
-    for (const char* name : homeVariables) setenv(name, folder.c_str(), /*overwrite=*/1);
+    for (const char* name : homeVariables) ::setenv(name, folder.c_str(), /*overwrite=*/1);
 }
 
 } // namespace vostel_tests

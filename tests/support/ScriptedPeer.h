@@ -36,11 +36,11 @@ public:
     /// than 250 pieces would not fit.
     explicit ScriptedPeer(const std::vector<std::string>& pieces, Ending ending = Ending::endOfStream) {
         int ends[2];
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) std::abort();
+        if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) std::abort();
         applicationEnd_ = posix::FileDescriptor{ends[0]};
         clientEnd_ = posix::FileDescriptor{ends[1]};
         for (const std::string& piece : pieces) sendPiece(piece);
-        if (ending == Ending::endOfStream) shutdown(descriptor(), SHUT_WR);
+        if (ending == Ending::endOfStream) ::shutdown(descriptor(), SHUT_WR);
         if (ending == Ending::gone) applicationEnd_ = {};
     }
 
@@ -49,7 +49,7 @@ public:
 
     /// May be called from a signal handler.
     void sendPiece(std::string_view piece) const {
-        if (send(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT) != static_cast<ssize_t>(piece.size())) {
+        if (::send(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT) != static_cast<ssize_t>(piece.size())) {
             std::abort();
         }
     }
@@ -59,7 +59,7 @@ public:
         std::string bytes;
         for (;;) {
             std::string piece(1 << 18, '\0');
-            const ssize_t count = recv(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT);
+            const ssize_t count = ::recv(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT);
             // A client that closes without having read everything resets the connection.
             if (count == 0 || (count < 0 && errno == ECONNRESET)) clientClosed_ = true;
             if (count <= 0) return bytes;

@@ -23,19 +23,19 @@ public:
             onTick_(count_);
             errno = saved;
         };
-        sigaction(SIGALRM, &action, &before_);
+        ::sigaction(SIGALRM, &action, &before_);
         setEvery(/*microseconds=*/1000);
     }
     SignalTicks(const SignalTicks&) = delete;
     ~SignalTicks() {
         setEvery(/*microseconds=*/0);
-        sigaction(SIGALRM, &before_, nullptr);
+        ::sigaction(SIGALRM, &before_, nullptr);
     }
 
 private:
     static void setEvery(int microseconds) {
         const itimerval timer{.it_interval = {0, microseconds}, .it_value = {0, microseconds}};
-        setitimer(ITIMER_REAL, &timer, nullptr);
+        ::setitimer(ITIMER_REAL, &timer, nullptr);
     }
 
     static inline std::function<void(int)> onTick_;

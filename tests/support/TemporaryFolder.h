@@ -16,7 +16,7 @@ public:
     TemporaryFolder() : TemporaryFolder{"/tmp"} {}
     explicit TemporaryFolder(const std::filesystem::path& parent) {
         std::string name = parent / "vostel-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) std::abort();
+        if (::mkdtemp(name.data()) == nullptr) std::abort();
         path_ = name;
     }
     TemporaryFolder(const TemporaryFolder&) = delete;

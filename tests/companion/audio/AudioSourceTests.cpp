@@ -231,7 +231,7 @@ TEST(AudioSource, what_is_no_readable_file_is_refused_in_one_sentence) {
         {"a socket", at("socket"), "'/a/b' is a device or a pipe, not an audio or video file."},
         {"text", at("text.mp3"), "'/a/b' is not an audio or video file that Vostel can read."},
         {"noise bytes", at("random"), "'/a/b' is not an audio or video file that Vostel can read."},
-        {"half a header", at("half.wav"), "'/a/b' is not an audio or video file that Vostel can read."},
+        {"a part of a header", at("half.wav"), "'/a/b' is not an audio or video file that Vostel can read."},
         {"a link to itself", at("loop"), "'/a/b' could not be read: Too many levels of symbolic links."},
         {"a name beyond the system's limit", "/" + std::string(300, 'x'),
          "'/a/b' could not be read: File name too long."},

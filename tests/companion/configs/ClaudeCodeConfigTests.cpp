@@ -58,9 +58,10 @@ std::vector<Row> rows() {
     largeAfter.replace(largeAfter.rfind("\"a\": {}"), 7, "\"a\": {},\n    " + entry);
     return {
         {"a missing or empty file", "", alone + "\n", emptied + "\n"},
-        {"nothing but white space", " \n\t\n", " \n\t\n" + alone + "\n", " \n\t\n" + emptied + "\n"},
-        {"nothing but a byte order mark", byteOrderMark, byteOrderMark + alone + "\n", byteOrderMark + emptied + "\n"},
-        {"nothing but a line break of two", "\r\n", "\r\n" + withCRLF(alone + "\n"), "\r\n" + withCRLF(emptied + "\n")},
+        {"only white space", " \n\t\n", " \n\t\n" + alone + "\n", " \n\t\n" + emptied + "\n"},
+        {"only a byte order mark", byteOrderMark, byteOrderMark + alone + "\n", byteOrderMark + emptied + "\n"},
+        {"only a line break of two characters", "\r\n", "\r\n" + withCRLF(alone + "\n"),
+         "\r\n" + withCRLF(emptied + "\n")},
         {"an empty object", "{}", alone, emptied},
         {"an empty object over lines", "{\n}\n", alone + "\n", emptied + "\n"},
         {"an empty list of servers", "{\n  \"mcpServers\": {}\n}\n", alone + "\n", {}},

@@ -236,7 +236,7 @@ TEST(ClientConfigs, installations_at_the_same_time_agree) {
     EXPECT_FALSE(fs::exists(home / ".claude.json.vostel-backup-2"));
 }
 
-TEST(ClientConfigs, a_slash_behind_the_home_folder_does_not_matter) {
+TEST(ClientConfigs, a_slash_after_the_home_folder_does_not_matter) {
     const Home home;
     EXPECT_EQ(
         processClientConfigs({ClientConfigAction::status, {MCPClientKind::claudeCode}, home.path() + "//", ours, false})

@@ -33,11 +33,11 @@ struct Row {
 std::vector<Row> rows() {
     return {
         {"a missing or empty file", ""},
-        {"nothing but spaces", "   "},
-        {"nothing but empty lines", "\n\n"},
+        {"only spaces", "   "},
+        {"only empty lines", "\n\n"},
         {"one empty line", "\n"},
-        {"nothing but a byte order mark", byteOrderMark},
-        {"nothing but a comment", "# [mcp_servers.vostel]\n"},
+        {"only a byte order mark", byteOrderMark},
+        {"only a comment", "# [mcp_servers.vostel]\n"},
         {"a comment without an end of line", "# mine"},
         {"a setting", "model = \"o\"\n"},
         {"no final line break", "model = \"o\""},
@@ -126,7 +126,7 @@ std::string withCommand(std::string text, std::string_view from, std::string_vie
 
 } // namespace
 
-TEST(CodexConfig, an_entry_is_added_behind_everything_and_taken_out_again) {
+TEST(CodexConfig, an_entry_is_added_after_everything_and_removed_again) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(existingCommand(row.text), std::nullopt);
@@ -329,12 +329,12 @@ TEST(CodexConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_operat
          "f is not valid TOML at line 1, column 7: a comma or the closing bracket is missing."},
         {"an unknown escape", "a = \"C:\\Users\"\n",
          "f is not valid TOML at line 1, column 10: an escape that does not exist."},
-        {"half a surrogate pair", "a = \"\\uD800\"\n",
+        {"a surrogate without its other half", "a = \"\\uD800\"\n",
          "f is not valid TOML at line 1, column 12: an escape for an invalid character."},
         {"a control character", "a = \"\x01\"\n", "f is not valid TOML at line 1, column 6: a control character."},
         {"a control character in a comment", "# \x01\n",
          "f is not valid TOML at line 1, column 3: a control character."},
-        {"a carriage return by itself", "a = 1\rb = 2\n",
+        {"a carriage return without a line feed", "a = 1\rb = 2\n",
          "f is not valid TOML at line 1, column 6: unexpected text at the end of the line."},
         {"not UTF-8", "a = 1\nb = \"\xE9\"\n", "f is not valid TOML at line 2, column 6: this is not UTF-8."},
         {"JSON", "{\"a\": 1}\n", "f is not valid TOML at line 1, column 1: a key is missing."},

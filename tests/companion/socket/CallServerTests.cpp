@@ -66,7 +66,7 @@ public:
         tools_["give up"] = [this](const ToolCall& call) {
             call.progress({0.5, ""});
             started.add();
-            return released.reaches(1) ? succeeded("behind half a report") : MCPToolOutcome::failed("forgotten");
+            return released.reaches(1) ? succeeded("after a part of a report") : MCPToolOutcome::failed("forgotten");
         };
         tools_["report"] = [this](const ToolCall& call) {
             for (int step = 1; step <= 1000; ++step) call.progress({step / 1000.0, "Step " + std::to_string(step)});
@@ -157,13 +157,17 @@ TEST(CallServer, a_tool_that_does_not_exist_is_a_failure_of_its_own) {
 
 TEST(CallServer, an_answer_that_cannot_be_sent_becomes_a_failure) {
     CallServerStage stage;
-    for (const char* tool : {"too long", "no number"}) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"too long", "The result is too large to be sent."},
+        {"no number", "The result holds a number that is not finite."},
+    };
+    for (const auto& [tool, sentence] : rows) {
         SCOPED_TRACE(tool);
         CompanionClient client{stage.support()};
         client.request(tool, nothing);
         const auto response = client.response();
         EXPECT_TRUE(isFailure(response));
-        EXPECT_EQ(textOf(response), "The result is too large to be sent.");
+        EXPECT_EQ(textOf(response), sentence);
     }
 }
 
@@ -267,17 +271,15 @@ TEST(CallServer, progress_never_says_that_the_work_is_done) {
 TEST(CallServer, frames_may_come_in_pieces_or_together) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
-    const std::string frame{
-        MCPWireFraming::encode(
-            R"({"kind":"request","payload":{"protocolVersion":4,"clientInfo":{"name":"x"},"tool":"echo","arguments":{"text":"pieces"},"requestID":"A"}})")
-            .text()};
-    for (const char byte : frame) client.sendBytes({&byte, 1});
+    const Bytes frame = MCPWireFraming::encode(
+        R"({"kind":"request","payload":{"protocolVersion":4,"clientInfo":{"name":"x"},"tool":"echo","arguments":{"text":"pieces"},"requestID":"A"}})");
+    for (const char byte : frame.text()) client.sendBytes({&byte, 1});
     EXPECT_EQ(textOf(client.response()), "pieces");
 
     const Bytes cancellation =
         MCPWireFraming::encode(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"Z"}})");
     CompanionClient other{stage.support()};
-    other.sendBytes(std::string{cancellation.text()} + frame);
+    other.sendBytes(std::string{cancellation.text()} + std::string{frame.text()});
     EXPECT_EQ(textOf(other.response()), "pieces");
 }
 
@@ -293,8 +295,8 @@ TEST(CallServer, a_violation_of_the_protocol_ends_only_its_connection) {
         {"no object", "[1,2]"},
         {"an unknown kind", R"({"kind":"response","payload":{}})"},
         {"a request without a tool", R"({"kind":"request","payload":{"protocolVersion":4,"requestID":"A"}})"},
-        {"a version that is no number", R"({"kind":"request","payload":{"protocolVersion":"4","requestID":"A"}})"},
-        {"bytes that are no text", "\xFF\xFE\x00"},
+        {"a version that is not a number", R"({"kind":"request","payload":{"protocolVersion":"4","requestID":"A"}})"},
+        {"bytes that are not text", "\xFF\xFE\x00"},
         {"a deep nest", std::string(200'000, '[')},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
@@ -333,8 +335,8 @@ TEST(CallServer, a_peer_that_is_too_slow_loses_its_connection) {
         std::string_view bytes;
     };
     const Row rows[] = {{"says nothing", {}},
-                        {"half a header", {"\0\0", 2}},
-                        {"half a frame", {"\0\0\0\x09{\"ki", 8}},
+                        {"a part of a header", {"\0\0", 2}},
+                        {"a part of a frame", {"\0\0\0\x09{\"ki", 8}},
                         {"writes on after a refusal", {"\xFF\xFF\xFF\xFF", 4}}};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         CallServerStage stage{{.frameTimeout = 50ms}};

@@ -23,7 +23,7 @@ TEST(ModelFiles, are_found_by_their_shape_and_only_when_none_is_in_doubt) {
         {"with other things in it", with({"README", "de-phone.lm.bin", "notes/mdef"}), true},
         {"nothing", {}, false},
         {"no acoustic model", {"de.lm.bin", "deutsch.dict"}, false},
-        {"half an acoustic model", {"de/mdef", "de.lm.bin", "deutsch.dict"}, false},
+        {"an incomplete acoustic model", {"de/mdef", "de.lm.bin", "deutsch.dict"}, false},
         {"no language model", {"de/mdef", "de/feat.params", "deutsch.dict"}, false},
         {"a language model for something else", {"de/mdef", "de/feat.params", "fr.lm.bin", "deutsch.dict"}, false},
         {"no dictionary", {"de/mdef", "de/feat.params", "de.lm.bin"}, false},

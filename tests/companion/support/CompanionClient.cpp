@@ -41,7 +41,10 @@ void CompanionClient::cancel(std::string requestID) {
     sendFrame(text(encode(MCPWireInboundFrame{MCPWireCancellation{wireProtocolVersion, std::move(requestID)}})));
 }
 
-void CompanionClient::sendFrame(std::string_view payload) { sendBytes(MCPWireFraming::encode(payload).text()); }
+void CompanionClient::sendFrame(std::string_view payload) {
+    const Bytes frame = MCPWireFraming::encode(payload);
+    sendBytes(frame.text());
+}
 
 void CompanionClient::sendBytes(std::string_view bytes) {
     std::ignore = posix::UnixSocket::writeAll(socket_.get(), std::as_bytes(std::span{bytes}));
@@ -51,19 +54,18 @@ void CompanionClient::hangUp() { socket_ = {}; }
 
 std::optional<MCPWireOutboundFrame> CompanionClient::next() {
     while (true) {
-        const auto frame = MCPWireFraming::extractFrame(received_);
-        if (!frame) return std::nullopt;
-        if (*frame) {
-            const auto value = readJSON((*frame)->payload);
+        const auto payload = received_.next();
+        if (!payload) return std::nullopt;
+        if (*payload) {
+            const auto value = readJSON(**payload);
             const auto decoded = value ? decode<MCPWireOutboundFrame>(*value) : typeMismatch("JSON");
-            received_ = std::string{(*frame)->remainder};
             if (!decoded) return std::nullopt;
             return *decoded;
         }
-        char buffer[65'536];
-        const ssize_t count = ::recv(socket_.get(), buffer, sizeof buffer, 0);
+        constexpr std::size_t length = 65'536;
+        const ssize_t count = ::recv(socket_.get(), received_.room(length), length, 0);
         if (count <= 0) return std::nullopt;
-        received_.append(buffer, static_cast<std::size_t>(count));
+        received_.grow(static_cast<std::size_t>(count));
     }
 }
 

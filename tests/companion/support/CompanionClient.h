@@ -1,6 +1,7 @@
 // A client of the companion's socket. It can also break the protocol, which vostel-mcp never does.
 #pragma once
 
+#include "kit/wire/MCPWireFrameBuffer.h"
 #include "kit/wire/MCPWireFrames.h"
 #include "posix/FileDescriptor.h"
 
@@ -42,7 +43,7 @@ public:
 
 private:
     posix::FileDescriptor socket_;
-    std::string received_;
+    VostelMCPKit::MCPWireFrameBuffer received_;
     std::vector<double> progress_;
     std::vector<std::string> messages_;
 };

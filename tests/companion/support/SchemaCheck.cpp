@@ -50,7 +50,8 @@ std::string mismatch(const MCPValue& value, const MCPValue& schema) {
             return "unknown keyword " + std::string{keyword.key()};
         }
     }
-    if (!isOfType(value, *schema["type"]->asString())) return "is no " + std::string{*schema["type"]->asString()};
+    if (!isOfType(value, *schema["type"]->asString()))
+        return "is not of type " + std::string{*schema["type"]->asString()};
     if (schema["properties"] != nullptr) return objectMismatch(value, schema);
     if (const MCPValue* items = schema["items"]) {
         const auto elements = value.asArray();

@@ -31,7 +31,7 @@ TEST(ProgressLine, shows_what_fits) {
         {"a wide terminal", 0, 0ms, 500, "Work  [" + std::string(40, ' ') + "]   0%"},
         {"a fraction below nothing", -1, 0ms, 20, "Work   0%"},
         {"a fraction beyond everything", 2, 0ms, 20, "Work 100%"},
-        {"a fraction that is no number", std::nan(""), 0ms, 20, "Work   0%"},
+        {"a fraction that is not a number", std::nan(""), 0ms, 20, "Work   0%"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(progressLine("Work", row.fraction, row.elapsed, row.columns), row.line);

@@ -199,7 +199,7 @@ TEST(Transcriber, a_cancelled_call_does_not_wait_for_its_turn) {
     Cancellation first;
     const auto outer = transcriber.transcribe(spoken("0930"), "", first, [&](const Progress&) {
         if (first.isCancelled()) return;
-        // While the only model is in use, another call queues up and gives up.
+        // While the only model is in use, another call waits and is cancelled.
         Cancellation second;
         auto inner = std::async(std::launch::async,
                                 [&] { return transcriber.transcribe(spoken("0930"), "", second, ignoreProgress); });

@@ -2,7 +2,9 @@
 #include "kit/clients/MCPClientConfigLogic.h"
 #include "kit/connect/MCPConnectLogic.h"
 #include "kit/tools/MCPOutputLimit.h"
+#include "kit/tools/MCPSchema.h"
 #include "kit/tools/MCPURLPolicy.h"
+#include "kit/wire/MCPWireFrameBuffer.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 
@@ -11,6 +13,8 @@
 namespace VostelMCPKit {
 
 std::string receive();
+Bytes makeBytes();
+MCPWireFrameBuffer makeBuffer();
 
 // The payload and the remainder would be views of memory that is gone.
 void viewsOfTemporaries(const Bytes& bytes) {
@@ -18,7 +22,18 @@ void viewsOfTemporaries(const Bytes& bytes) {
     std::ignore = MCPWireFraming::extractFrame(std::string{"\0\0\0\0", 4});         // error: deleted
     std::ignore = MCPWireFraming::extractFrame(static_cast<const std::string>("")); // error: deleted
 
+    std::ignore = makeBytes().text();                                // error: deleted
+    std::ignore = makeBytes().span();                                // error: deleted
+    std::ignore = makeBytes().data();                                // error: deleted
+    std::ignore = makeBytes().room(1);                               // error: qualifiers|not viable|passing
+    std::ignore = MCPWireFraming::extractFrame(makeBytes().text());  // error: deleted
+    std::ignore = MCPWireFraming::encode(std::string_view{}).text(); // error: deleted
+    std::ignore = makeBuffer().room(1);                              // error: qualifiers|not viable|passing
+    std::ignore = makeBuffer().next();                               // error: qualifiers|not viable|passing
+
     std::string received = receive();
+    MCPWireFrameBuffer buffer = makeBuffer();
+    std::ignore = buffer.next();
     std::ignore = MCPWireFraming::extractFrame(received);
     std::ignore = MCPWireFraming::extractFrame(bytes.text());
     std::ignore = MCPWireFraming::extractFrame("HTTP");
@@ -37,10 +52,14 @@ void namedArguments(std::chrono::seconds time, std::int64_t version) {
     std::ignore = MCPConnectLogic::shouldContinuePolling(time, time);       // error: could not convert|too many
     std::ignore = MCPOutputLimit::truncationNotice(1, 2, std::nullopt);     // error: could not convert|too many
     std::ignore = MCPClientConfigLogic::parseCodexTable("vostel", "a = 1"); // error: could not convert|too many
+    std::ignore = MCPOutputLimit::shape(receive(), receive());              // error: could not convert|too many
+    std::ignore = MCPSchema::property("Absolute path.", "string"); // error: cannot convert|no viable conversion
 
     std::ignore = MCPWireVersionLogic::validate({.requestVersion = version, .knownVersion = 4});
     std::ignore = MCPConnectLogic::shouldContinuePolling({.elapsed = time, .ceiling = time});
     std::ignore = MCPOutputLimit::truncationNotice({.shown = 1, .full = 2}, std::nullopt);
+    std::ignore = MCPOutputLimit::shape({.text = receive(), .path = receive()});
+    std::ignore = MCPSchema::property(MCPSchema::Type::string, "Absolute path.");
     std::ignore = MCPClientConfigLogic::parseCodexTable({.tableName = "vostel", .text = "a = 1"});
 }
 

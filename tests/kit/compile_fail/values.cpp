@@ -8,6 +8,7 @@
 namespace VostelMCPKit {
 
 MCPValue makeValue();
+MCPValue::Member makeMember();
 std::optional<MCPValue> makeParams();
 
 // A view into a temporary would point into memory that is gone.
@@ -22,7 +23,15 @@ void viewsOfTemporaries(const MCPValue& value) {
     std::ignore = orNull(makeParams());                                      // error: deleted
     std::ignore = orNull(value);                                             // error: deleted
 
+    std::ignore = makeMember().key();             // error: deleted
+    std::ignore = makeValue().elements().begin(); // error: deleted
+    std::ignore = makeValue().members().end();    // error: deleted
+    std::ignore = makeValue().members()[0].key(); // error: deleted
+    std::ignore = &makeValue().elements()[0];     // error: address of
+
     std::ignore = value.asString();
+    const MCPValue& copied = makeValue().elements()[0];
+    std::ignore = copied.asString();
     std::ignore = makeValue().asInt();
     std::ignore = makeValue().integer("key");
     for (const MCPValue::Member& member : makeValue().members()) std::ignore = member.key();

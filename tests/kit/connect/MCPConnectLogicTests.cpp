@@ -1,4 +1,5 @@
 #include "kit/connect/MCPConnectLogic.h"
+#include "kit/connect/MCPSocketAddress.h"
 #include "tests/support/Repeat.h"
 #include "tests/support/Table.h"
 
@@ -54,6 +55,12 @@ TEST(MCPConnectLogic, a_path_fits_when_its_bytes_and_the_nul_fill_at_most_the_ad
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto checked = MCPConnectLogic::validateSocketPathLength(row.path);
         EXPECT_EQ(checked.has_value(), row.fits);
+        const auto address = MCPConnectLogic::socketAddress(row.path);
+        EXPECT_EQ(address.has_value(), row.fits);
+        if (address) {
+            EXPECT_EQ(address->sun_family, AF_UNIX);
+            EXPECT_EQ(address->sun_path, row.path);
+        }
         if (!checked) {
             EXPECT_EQ(checked.error(),
                       (ConnectError{ConnectError::SocketPathTooLong{row.path, row.path.size(), /*limit=*/103}}));
@@ -70,7 +77,7 @@ TEST(MCPConnectLogic, polling_continues_strictly_before_the_ceiling) {
     };
     const Row rows[] = {
         {"at the start", 0s, 120s, true},      {"just before the end", 119'900ms, 120s, true},
-        {"at the ceiling", 120s, 120s, false}, {"behind the ceiling", 120'500ms, 120s, false},
+        {"at the ceiling", 120s, 120s, false}, {"after the ceiling", 120'500ms, 120s, false},
         {"no time at all", 0s, 0s, false},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {

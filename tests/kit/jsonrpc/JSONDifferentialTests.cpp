@@ -1,4 +1,4 @@
-// Our reader and writer against another implementation, on texts that nobody picked.
+// Our reader and writer against another implementation, on random texts.
 //
 // Where the two differ by rule rather than by mistake: the other reader ends at a NUL byte, skips a byte order mark and
 // rounds integers that are written with a fraction or an exponent. It keeps integers of 64 unsigned bits.

@@ -57,8 +57,8 @@ TEST(JSONNumber, is_an_integer_when_its_value_is_integral_and_fits_whatever_the_
         {"the highest with a fraction", "9223372036854775807.000", highest},
         {"the lowest with an exponent", "-922337203685477580.8e1", lowest},
         {"the highest, its digits all in the fraction", "0.9223372036854775807e19", highest},
-        {"no double stands for it", "9007199254740993.0", 9'007'199'254'740'993},
-        {"no double stands for it either", "90071992547409.93e2", 9'007'199'254'740'993},
+        {"no double is equal to it", "9007199254740993.0", 9'007'199'254'740'993},
+        {"no double is equal to it, with an exponent", "90071992547409.93e2", 9'007'199'254'740'993},
         {"eighteen digits and an exponent", "123456789012345678e1", 1'234'567'890'123'456'780},
         {"the largest power of ten", "1e18", 1'000'000'000'000'000'000},
     };
@@ -74,7 +74,7 @@ TEST(JSONNumber, is_the_nearest_double_when_it_is_no_integer_of_64_bits) {
     const Row rows[] = {
         {"a fraction", "1.5", 1.5},
         {"a small negative fraction", "-0.1", -0.1},
-        {"a fraction with zeros behind", "1.5000", 1.5},
+        {"a fraction with zeros at its end", "1.5000", 1.5},
         {"an exponent that leaves a fraction", "15e-1", 1.5},
         {"zeros that do not suffice for the exponent", "1500e-3", 1.5},
         {"one above the highest", "9223372036854775808", 9223372036854775808.0},
@@ -254,7 +254,7 @@ TEST(JSONNumber, an_integer_is_recognised_wherever_its_point_stands) {
         SCOPED_TRACE(sign + text + suffix);
         ASSERT_EQ(json(sign + text + suffix).asInt(), value);
 
-        // One more digit, far behind the point, and it is none.
+        // One more digit, far after the point, and it is not an integer.
         const std::string point = text.find('.') == text.npos ? "." : "";
         const std::string trace = sign + text + point + zeros(60) + "1" + suffix;
         ASSERT_EQ(json(trace).kind(), MCPValue::Kind::Double);

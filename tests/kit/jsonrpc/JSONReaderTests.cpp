@@ -47,7 +47,7 @@ TEST(JSONReader, reads_each_kind_of_value) {
                            {"f", MCPValue::array({})},
                            {"g", MCPValue::object({})}})},
         {"an empty key", R"({"":1})", MCPValue::object({{"", 1}})},
-        {"containers that close one behind the other", R"([[{"a":[{}]}],[]])",
+        {"containers that close one after the other", R"([[{"a":[{}]}],[]])",
          MCPValue::array({MCPValue::array({MCPValue::object({{"a", MCPValue::array({MCPValue::object({})})}})}),
                           MCPValue::array({})})},
     };
@@ -88,7 +88,7 @@ TEST(JSONReader, understands_every_escape) {
         {"two pairs", R"("\ud83d\ude00\ud83d\ude00")", "😀😀"},
         {"raw UTF-8", "\"aé€😀\"", "aé€😀"},
         {"raw line separators", "\"\xE2\x80\xA8\xE2\x80\xA9\"", "\xE2\x80\xA8\xE2\x80\xA9"},
-        {"an escape behind a long plain run", R"("0123456789abcdef\n0123456789abcdef\t")",
+        {"an escape after a long plain run", R"("0123456789abcdef\n0123456789abcdef\t")",
          "0123456789abcdef\n0123456789abcdef\t"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
@@ -110,7 +110,7 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"white space alone", " \n", 2},
         {"a byte order mark", "\xEF\xBB\xBF{}", 0},
         {"NUL", "\0"sv, 0},
-        {"NUL behind the value", "1\0"sv, 1},
+        {"NUL after the value", "1\0"sv, 1},
         {"another kind of white space", "\v1", 0},
         {"a no-break space",
          "\xC2\xA0"
@@ -118,7 +118,7 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
          0},
         {"two values", "1 2", 2},
         {"two values without a space", "{}{}", 2},
-        {"a comma behind the value", "1,", 1},
+        {"a comma after the value", "1,", 1},
         {"a comment", "1 // one", 2},
         {"another comment", "[/* one */1]", 1},
 
@@ -135,15 +135,15 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"a plus", "+1", 0},
         {"a leading zero", "01", 1},
         {"two zeros", "00", 1},
-        {"a leading zero behind the minus", "-01", 2},
+        {"a leading zero after the minus", "-01", 2},
         {"hexadecimal", "0x10", 1},
         {"no digit before the point", ".5", 0},
         {"no digit before the point, negative", "-.5", 1},
-        {"no digit behind the point", "1.", 2},
+        {"no digit after the point", "1.", 2},
         {"no digit between point and exponent", "1.e5", 2},
         {"two points", "1.2.3", 3},
         {"no digit in the exponent", "1e", 2},
-        {"no digit behind the exponent's sign", "1e+", 3},
+        {"no digit after the exponent's sign", "1e+", 3},
         {"two signs in the exponent", "1e+-1", 3},
         {"two exponents", "1e5e5", 3},
         {"a fractional exponent", "1e5.5", 3},
@@ -158,7 +158,7 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"a raw line feed", "\"a\nb\"", 2},
         {"a raw NUL", "\"a\0b\""sv, 2},
         {"the last control", "\"0123456789\x1F\"", 11},
-        {"a raw control behind an escape", "\"\\n\x01\"", 3},
+        {"a raw control after an escape", "\"\\n\x01\"", 3},
         {"an unknown escape", R"("a\qb")", 3},
         {"an escape with a capital letter", R"("\N")", 2},
         {"a hexadecimal escape", R"("\x41")", 2},
@@ -177,7 +177,7 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"a high surrogate before another escape", R"("\uD800\n")", 8},
         {"a high surrogate before a character", R"("\uD800\u0041")", 13},
         {"two high surrogates", R"("\uD800\uD800")", 13},
-        {"the end behind a high surrogate", R"("\uD800)", 7},
+        {"the end after a high surrogate", R"("\uD800)", 7},
 
         {"an open array", "[", 1},
         {"an open array with an element", "[1", 2},
@@ -257,17 +257,17 @@ TEST(JSONReader, names_the_first_byte_that_is_no_UTF8_wherever_it_stands) {
     struct Row {
         const char* when;
         std::string_view before;
-        std::string_view behind;
+        std::string_view after;
     };
     const Row rows[] = {
         {"outside of everything", "", "1"},
-        {"behind the value", "1", ""},
+        {"after the value", "1", ""},
         {"at the start of a string", "\"", "\""},
         {"at the end of a string", "\"0123456789", "\""},
         {"amid a string, at a word's end", "\"0123456", "789\""},
-        {"amid a string, behind a word", "\"01234567", "89abcdefg\""},
-        {"behind other characters", "\"aé€😀", "€\""},
-        {"behind an escape", R"("\n)", "\""},
+        {"inside a string, after a word", "\"01234567", "89abcdefg\""},
+        {"after other characters", "\"aé€😀", "€\""},
+        {"after an escape", R"("\n)", "\""},
         {"before an escape", "\"a", R"(\n")"},
         {"in an open string", "\"a", ""},
         {"in a key", R"({"ab)", R"(":1})"},
@@ -278,7 +278,7 @@ TEST(JSONReader, names_the_first_byte_that_is_no_UTF8_wherever_it_stands) {
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         for (const auto bytes : bad) {
             std::string text{row.before};
-            text.append(bytes).append(row.behind);
+            text.append(bytes).append(row.after);
             EXPECT_EQ(failure(text), row.before.size()) << testing::PrintToString(bytes);
         }
     });

@@ -81,7 +81,7 @@ TEST(JSONWriter, text_that_is_not_UTF_8_is_repaired) {
     };
     const Row rows[] = {
         {"a byte of another encoding", "caf\xE9", "\"caf\uFFFD\""},
-        {"half a character at the end", "a\xC3", "\"a\uFFFD\""},
+        {"an incomplete character at the end", "a\xC3", "\"a\uFFFD\""},
         {"a surrogate", "\xED\xA0\x80.", "\"\uFFFD\uFFFD\uFFFD.\""},
         {"more than fifteen bytes", "/home/caf\xE9/Library/Application Support",
          "\"/home/caf\uFFFD/Library/Application Support\""},
@@ -173,7 +173,7 @@ TEST(JSONWriter, refuses_a_number_that_is_not_finite_and_writes_nothing) {
         {"not a number", notANumber},
         {"infinite", infinity},
         {"negative and infinite", -infinity},
-        {"behind other elements", MCPValue::array({1, "two", notANumber})},
+        {"after other elements", MCPValue::array({1, "two", notANumber})},
         {"deep inside", MCPValue::object({{"a", MCPValue::array({MCPValue::object({{"b", infinity}})})}, {"z", 1}})},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {

@@ -65,7 +65,7 @@ TEST(MCPDispatchLogic, classifies_every_line_as_exactly_one_case) {
         {"two values", "{} {}", parseError},
         {"a byte order mark", "\xEF\xBB\xBF{\"method\":\"m\"}", parseError},
         {"an unusable number", R"({"id":1e400,"method":"m"})", parseError},
-        {"half a surrogate pair", R"({"method":"\ud800"})", parseError},
+        {"a surrogate without its other half", R"({"method":"\ud800"})", parseError},
         {"bytes that are no UTF-8", "{\"method\":\"\xFF\"}", parseError},
         {"bytes that are no UTF-8, alone", "\xFF", parseError},
         {"NUL", std::string(1, '\0'), parseError},
@@ -110,7 +110,7 @@ TEST(MCPDispatchLogic, forwards_calls_and_cancellations_and_nothing_else) {
         {"a call as a notification", R"({"method":"tools/call"})", false},
         {"a cancellation as a request", R"({"id":1,"method":"notifications/cancelled"})", false},
         {"another letter case", R"({"id":1,"method":"Tools/Call"})", false},
-        {"a space behind", R"({"id":1,"method":"tools/call "})", false},
+        {"a space at the end", R"({"id":1,"method":"tools/call "})", false},
         {"another method", R"({"id":1,"method":"tools/list"})", false},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {

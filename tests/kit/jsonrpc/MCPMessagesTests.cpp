@@ -288,7 +288,7 @@ TEST(MCPLine, a_result_that_is_text_becomes_the_line_of_its_response) {
             for (const std::size_t dropped : {0U, 40U, 100U}) {
                 Bytes text{std::string(dropped, '-') + result};
                 text.removePrefix(dropped);
-                EXPECT_EQ(resultLine(id, std::move(text)).text(), expected.text());
+                EXPECT_EQ(resultLine(id, std::move(text)), expected);
             }
         }
     }

@@ -414,7 +414,7 @@ TEST(KeyOrder, ignores_letter_case_and_compares_digit_runs_by_value) {
         {"more digits than any integer holds",
          {"a99999999999999999999", "a100000000000000000000", "a100000000000000000001"}},
         {"a run of digits before its continuation", {"a1", "a1b", "a10", "a10b"}},
-        {"letters beyond ASCII behind those within", {"z", "è", "É", "ê"}},
+        {"letters beyond ASCII after those of ASCII", {"z", "è", "É", "ê"}},
         {"accents and letter case", {"É", "é", "Éa", "éB"}},
         {"Cyrillic in either case", {"А", "а", "Б", "б", "Я", "я"}},
         {"Greek, the sigma at the end of a word too", {"Σ", "ς", "σ", "Τ"}},

@@ -17,19 +17,19 @@ using vostel_tests::written;
 
 void onASmallStack(std::function<void()> work) {
     pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 1'048'576), 0);
+    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, 1'048'576), 0);
     pthread_t thread;
     const auto run = [](void* argument) -> void* {
         (*static_cast<std::function<void()>*>(argument))();
         return nullptr;
     };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &work), 0);
-    EXPECT_EQ(pthread_join(thread, nullptr), 0);
-    pthread_attr_destroy(&attributes);
+    ASSERT_EQ(::pthread_create(&thread, &attributes, run, &work), 0);
+    EXPECT_EQ(::pthread_join(thread, nullptr), 0);
+    ::pthread_attr_destroy(&attributes);
 }
 
-/// `innermost` inside so many pairs of `opening` and `closing`.
+/// `innermost` inside as many pairs of `opening` and `closing`.
 std::string nested(std::size_t pairs, std::string_view opening, std::string_view innermost, std::string_view closing) {
     std::string text;
     text.reserve(pairs * (opening.size() + closing.size()) + innermost.size());
@@ -71,7 +71,7 @@ TEST(Nesting, many_levels_are_read_written_copied_compared_hashed_and_destroyed)
 constexpr std::size_t depth = 50'000;
 
 TEST(Nesting, deep_values_that_differ_inside_are_told_apart) {
-    const Shape withSiblings{"with siblings before and behind", R"([0,{"a":[],"b":)", R"(,"c":{}},1])"};
+    const Shape withSiblings{"with siblings before and after", R"([0,{"a":[],"b":)", R"(,"c":{}},1])"};
     for (const Shape& shape : {shapes[0], shapes[1], withSiblings}) {
         SCOPED_TRACE(shape.when);
         onASmallStack([&] {

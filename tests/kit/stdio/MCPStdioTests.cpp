@@ -29,7 +29,7 @@ TEST(MCPLineBuffer, returns_the_lines_that_each_chunk_completes) {
         {"an empty chunk changes nothing", {"ab", "", "\n"}, {{}, {}, {"ab"}}},
         {"an empty chunk at the start", {""}, {{}}},
         {"several lines and the start of another", {"a\nb\nc\nd"}, {{"a", "b", "c"}}},
-        {"a line feed alone behind a pending line", {"a", "\n", "\n"}, {{}, {"a"}, {""}}},
+        {"a line feed alone after a pending line", {"a", "\n", "\n"}, {{}, {"a"}, {""}}},
         {"a character cut between two chunks", {"\xC3", "\xA9\n"}, {{}, {"é"}}},
         {"ill-formed bytes drop their line alone", {"a\n\xFF\nb\n"}, {{"a", "b"}}},
         {"an overlong line feed is no line feed", {"a\xC0\x8A\nb\n"}, {{"b"}}},
@@ -89,7 +89,7 @@ struct FakeOutput {
     std::string written;
     std::vector<std::size_t> offered;
     std::size_t step = 1'000'000;
-    /// Answers with this instead of writing, once so many bytes are out.
+    /// Answers with this instead of writing, after this many bytes.
     std::optional<std::pair<std::size_t, Answer>> failure;
 
     MCPStdoutWriter::AttemptWrite attemptWrite() {

@@ -15,7 +15,7 @@ namespace {
 /// One row as Unicode writes them in GraphemeBreakTest: "÷" where characters part, "×" where they do not.
 struct BreakRow {
     std::string text;
-    /// Byte offsets behind each character.
+    /// Byte offsets of the end of each character.
     std::vector<std::size_t> ends;
 };
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
@@ -212,6 +213,22 @@ TEST(UUID, random_bytes_keep_all_but_the_bits_of_version_and_variant) {
     EXPECT_EQ(UUID::fromRandom(random).text(), "00000000-0000-4000-8000-000000000000");
     random.fill(0xFF);
     EXPECT_EQ(UUID::fromRandom(random).text(), "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
+}
+
+TEST(UUID, a_source_makes_each_one_of_fresh_random_bytes) {
+    std::uint8_t next = 0xA0;
+    const UUIDSource newID = RandomUUIDs{[&](void* bytes, std::size_t count) {
+        std::memset(bytes, next++, count);
+        return 0;
+    }};
+    EXPECT_EQ(newID().text(), "A0A0A0A0-A0A0-40A0-A0A0-A0A0A0A0A0A0");
+    EXPECT_EQ(newID().text(), "A1A1A1A1-A1A1-41A1-A1A1-A1A1A1A1A1A1");
+}
+
+TEST(UUID, without_random_bytes_there_is_none) {
+    EXPECT_EQ(RandomUUIDs([](void*, std::size_t) { return -1; }).next(), std::nullopt);
+    EXPECT_EQ(RandomUUIDs{nullptr}.next(), std::nullopt);
+    EXPECT_DEATH(std::ignore = RandomUUIDs{nullptr}(), "");
 }
 
 TEST(PosixError, tells_the_systems_text_for_its_number) {

@@ -130,7 +130,7 @@ TEST(Unicode, nothing_but_white_space_is_trimmed) {
         {"a letter whose last bytes are those of a line separator", "\xF0\x92\x80\xA8"},
         {"a stray last byte of white space", "\xA0"},
         {"a stray first byte of white space", "\xC2"},
-        {"half an ideographic space", "\xE3\x80"},
+        {"a part of an ideographic space", "\xE3\x80"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(trimmed(row.text), row.text);
@@ -149,7 +149,7 @@ TEST(Unicode, letter_case_folds_code_point_by_code_point) {
         {"the last capital letter", 'Z', 'z'},
         {"a small letter", 'm', 'm'},
         {"before the capital letters", '@', '@'},
-        {"behind the capital letters", '[', '['},
+        {"after the capital letters", '[', '['},
         {"a digit", '7', '7'},
         {"an accented capital letter", 0xC9, 0xE9},
         {"the multiplication sign among the capital letters", 0xD7, 0xD7},

@@ -42,11 +42,11 @@ TEST(MCPOutputLimit, text_up_to_the_limit_is_unchanged_and_longer_text_is_cut_be
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const std::string full = repeat(row.character, 500'000);
-        const MCPOutputLimit::Shaped unchanged = shape(full, "/tmp/P.txt");
+        const MCPOutputLimit::Shaped unchanged = shape({.text = full, .path = "/tmp/P.txt"});
         EXPECT_TRUE(unchanged.text == full);
         EXPECT_EQ(unchanged.structuredContent, std::nullopt);
 
-        const MCPOutputLimit::Shaped cut = shape(full + std::string{row.character}, std::nullopt);
+        const MCPOutputLimit::Shaped cut = shape({full + std::string{row.character}});
         EXPECT_TRUE(cut.text == full + "\n\n[TRUNCATED: showing first 500000 of 500001 characters.]" +
                                     " Full transcript was not yet saved to disk.");
         EXPECT_EQ(cut.structuredContent, record(500'001));
@@ -55,13 +55,13 @@ TEST(MCPOutputLimit, text_up_to_the_limit_is_unchanged_and_longer_text_is_cut_be
 
 TEST(MCPOutputLimit, a_mark_after_the_last_character_shown_belongs_to_it) {
     const std::string full = repeat("a", 499'999) + "e";
-    EXPECT_TRUE(shape(full + "\u0301", std::nullopt).text == full + "\u0301");
-    EXPECT_TRUE(shape(full + "\u0301b", std::nullopt).text.starts_with(full + "\u0301\n\n[TRUNCATED"));
-    EXPECT_TRUE(shape(repeat("a", 499'999) + "\r\n", std::nullopt).text == repeat("a", 499'999) + "\r\n");
+    EXPECT_TRUE(shape({full + "\u0301"}).text == full + "\u0301");
+    EXPECT_TRUE(shape({full + "\u0301b"}).text.starts_with(full + "\u0301\n\n[TRUNCATED"));
+    EXPECT_TRUE(shape({repeat("a", 499'999) + "\r\n"}).text == repeat("a", 499'999) + "\r\n");
 }
 
 TEST(MCPOutputLimit, a_cut_text_names_the_file_that_holds_the_whole) {
-    const MCPOutputLimit::Shaped cut = shape(repeat("a", 600'000), "/home/u/T \"1\".txt");
+    const MCPOutputLimit::Shaped cut = shape({.text = repeat("a", 600'000), .path = "/home/u/T \"1\".txt"});
     EXPECT_TRUE(cut.text == repeat("a", 500'000) + "\n\n[TRUNCATED: showing first 500000 of 600000 characters.]" +
                                 " Full transcript saved at: /home/u/T \"1\".txt");
     EXPECT_EQ(cut.structuredContent, MCPValue::object({{"truncated", true},
@@ -73,10 +73,12 @@ TEST(MCPOutputLimit, a_cut_text_names_the_file_that_holds_the_whole) {
 TEST(MCPOutputLimit, shaping_moves_an_unchanged_text_instead_of_copying_it) {
     std::string text = repeat("a", 1'000);
     const char* const data = text.data();
-    EXPECT_EQ(shape(std::move(text), std::nullopt).text.data(), data);
+    EXPECT_EQ(shape({std::move(text)}).text.data(), data);
 }
 
-TEST(MCPOutputLimit, empty_text_is_unchanged) { EXPECT_EQ(shape("", "/tmp/P.txt"), (MCPOutputLimit::Shaped{"", {}})); }
+TEST(MCPOutputLimit, empty_text_is_unchanged) {
+    EXPECT_EQ(shape({.text = "", .path = "/tmp/P.txt"}), (MCPOutputLimit::Shaped{"", {}}));
+}
 
 } // namespace
 } // namespace VostelMCPKit

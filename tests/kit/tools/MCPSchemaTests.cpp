@@ -19,12 +19,12 @@ TEST(MCPSchema, each_builder_gives_its_shape) {
         MCPValue schema;
         const char* expected;
     };
-    const MCPValue text = MCPSchema::property("string");
+    const MCPValue text = MCPSchema::property(MCPSchema::Type::string);
     const Row rows[] = {
-        {"a property", MCPSchema::property("integer"), R"({"type":"integer"})"},
-        {"a property with its description", MCPSchema::property("string", "A \"word\"."),
+        {"a property", MCPSchema::property(MCPSchema::Type::integer), R"({"type":"integer"})"},
+        {"a property with its description", MCPSchema::property(MCPSchema::Type::string, "A \"word\"."),
          R"({"description":"A \"word\".","type":"string"})"},
-        {"a property with an empty description", MCPSchema::property("string", ""),
+        {"a property with an empty description", MCPSchema::property(MCPSchema::Type::string, ""),
          R"({"description":"","type":"string"})"},
         {"an object of nothing", MCPSchema::object({}, {}, /*additionalProperties=*/false),
          R"({"additionalProperties":false,"properties":{},"type":"object"})"},
@@ -47,8 +47,9 @@ TEST(MCPSchema, a_schema_can_be_built_from_lists_made_at_run_time) {
     MCPSchema::Properties properties;
     std::vector<std::string> required;
     for (const std::string name : {"b", "a", "b"}) {
-        properties.emplace_back(name, MCPSchema::property("string", "The last " + name + " is number " +
-                                                                        std::to_string(properties.size())));
+        properties.emplace_back(name,
+                                MCPSchema::property(MCPSchema::Type::string, "The last " + name + " is number " +
+                                                                                 std::to_string(properties.size())));
         required.push_back(name);
     }
     EXPECT_EQ(written(MCPSchema::object(properties, required, /*additionalProperties=*/false)),

@@ -152,7 +152,7 @@ TEST(MCPURLPolicy, a_link_is_judged_by_scheme_then_host) {
         {"an at sign in the fragment", "https://youtu.be#a@b", allowed, "youtu.be"},
         {"a user name and no host", "https://youtube.com@/", "host"},
         {"brackets in the user name", "https://[::1]@youtube.com/", "host"},
-        {"half an escape in the user name", "https://a%4@youtube.com/", "host"},
+        {"an incomplete escape in the user name", "https://a%4@youtube.com/", "host"},
         {"an escape that is not a number", "https://a%zz@youtube.com/", "host"},
         {"a letter beyond ASCII in the user name", "https://имя@youtube.com/", "host"},
         {"a user name that looks like an at sign", "https://youtube.com＠@evil.com/", "host"},

@@ -37,8 +37,8 @@ TEST(MCPWireFraming, a_frame_is_its_length_and_its_payload) {
         {"a length of three bytes", std::string(0x012345, 'a'), "\0\x01\x23\x45"sv},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        EXPECT_EQ(MCPWireFraming::encode(row.payload).text(), std::string{row.header} + row.payload);
         const Bytes bytes = MCPWireFraming::encode(row.payload);
+        EXPECT_EQ(bytes.text(), std::string{row.header} + row.payload);
         const auto frame = extractFrame(bytes.text());
         ASSERT_TRUE(frame);
         EXPECT_EQ(*frame, (Frame{row.payload, ""}));
@@ -113,7 +113,7 @@ TEST(MCPWireFraming, cuts_the_first_frame_off_once_it_is_complete) {
          Frame{"abcde", "\0"sv}},
         {"an empty frame", "\0\0\0\0"sv, Frame{"", ""}},
         {"an empty frame and another", "\0\0\0\0\0\0\0\x01x"sv, Frame{"", "\0\0\0\x01x"sv}},
-        {"the most that is accepted, still on its way", "\x04\0\0\0x"sv, {}},
+        {"the longest length that is accepted, before its payload has come", "\x04\0\0\0x"sv, {}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto frame = extractFrame(row.buffer);
@@ -154,7 +154,10 @@ TEST(MCPWireFraming, accepts_a_frame_of_exactly_the_limit) {
 TEST(MCPWireFraming, frames_come_out_in_order_whatever_the_pieces) {
     const std::vector<std::string> payloads{"first", "", "{\"a\":1}", std::string(300, 'x'), "last"};
     std::string stream;
-    for (const std::string& payload : payloads) stream += MCPWireFraming::encode(payload).text();
+    for (const std::string& payload : payloads) {
+        const Bytes frame = MCPWireFraming::encode(payload);
+        stream += frame.text();
+    }
     for (std::size_t length = 1; length <= stream.size(); ++length) {
         std::vector<std::string> found;
         std::string buffer;
