@@ -55,7 +55,7 @@ export function callApplication({ clientInfo, tool, args, signal, onProgress }) 
       relaying = relay(chunk);
     });
     socket.on("end", async () => {
-      // The end may be told while reports of the last chunk are still on their way, in spite of the pause.
+      // The end may be reported before the reports of the last chunk have arrived, despite the pause.
       await relaying;
       settle(reject, new Error("The application closed the connection before it answered."));
     });

@@ -16,7 +16,7 @@ Task<void> accepted() {
     co_await call(values[0], rows[1][2], pair.of(1)[0]);
     co_await call("braces { } and a question ? in a string: \" ?", '{', '\'', '?');
     co_await call(R"(raw " { ? })", R"x(another )" { ?)x");
-    co_await call(1'000'000); // behind it { [] ? :
+    co_await call(1'000'000); // after it { [] ? :
     /* co_await Value{1};
        co_await (flag ? one() : two()); */
     // co_await Value{1};
