@@ -47,7 +47,7 @@ void writeLine(std::array<std::string_view, 3> pieces) {
         rest[index] = {const_cast<char*>(pieces[index].data()), pieces[index].size()};
     }
     for (std::size_t first = 0; first < rest.size();) {
-        const ssize_t count = writev(STDOUT_FILENO, &rest[first], static_cast<int>(rest.size() - first));
+        const ssize_t count = ::writev(STDOUT_FILENO, &rest[first], static_cast<int>(rest.size() - first));
         if (count < 0) std::_Exit(EXIT_FAILURE);
         for (auto left = static_cast<std::size_t>(count); first < rest.size();) {
             const std::size_t taken = std::min(left, rest[first].iov_len);
@@ -96,12 +96,12 @@ struct Call {
 void startThread(void* (*body)(void*), Call* call) {
     constexpr std::size_t stackSize = 1'048'576;
     pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, stackSize);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstacksize(&attributes, stackSize);
+    ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t thread;
-    if (pthread_create(&thread, &attributes, body, call) != 0) std::_Exit(EXIT_FAILURE);
-    pthread_attr_destroy(&attributes);
+    if (::pthread_create(&thread, &attributes, body, call) != 0) std::_Exit(EXIT_FAILURE);
+    ::pthread_attr_destroy(&attributes);
 }
 
 void sendRequest(const Call& call) {

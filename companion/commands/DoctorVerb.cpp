@@ -58,11 +58,10 @@ std::string readMore(const posix::FileDescriptor& file, Time deadline) {
 
 /// What the result of a call says, if it is a failure.
 std::optional<std::string> failureIn(const MCPValue& result) {
-    if (result["isError"] == nullptr || *result["isError"] != MCPValue{true}) return std::nullopt;
-    const MCPValue* content = result["content"];
-    const auto blocks = content != nullptr ? content->asArray() : std::nullopt;
-    if (!blocks || blocks->empty()) return "It failed without a reason.";
-    return std::string{blocks->front().string("text").value_or("It failed without a reason.")};
+    if (result.boolean("isError") != true) return std::nullopt;
+    const MCPValue* content = result.find("content");
+    const MCPValue first = content != nullptr && !content->elements().empty() ? content->elements()[0] : MCPValue{};
+    return std::string{first.string("text").value_or("It failed without a reason.")};
 }
 
 /// The client's name on our command line.
@@ -179,7 +178,7 @@ private:
         if (!frame || !posix::UnixSocket::writeAll(connection.get(), frame->span())) {
             return wrong("Vostel runs but takes no call. " + howToEnd());
         }
-        const Time deadline = std::chrono::steady_clock::now() + context_.patience;
+        const Time deadline = std::chrono::steady_clock::now() + context_.answerTimeout;
         std::string received;
         while (true) {
             const std::string more = readMore(connection, deadline);
@@ -304,7 +303,7 @@ private:
             R"({"id":2,"jsonrpc":"2.0","method":"tools/call","params":{"arguments":{},"name":"models_list"}})"
             "\n";
         std::ignore = posix::writeAll(input->writer, lines, "the server's input");
-        const auto answer = secondAnswer(output->reader, begun + context_.patience);
+        const auto answer = secondAnswer(output->reader, begun + context_.answerTimeout);
         std::ignore = server->kill();
         if (!answer)
             return wrong("A call through vostel-mcp brought no answer. See " + inQuotes(paths_.log().string()) + ".");

@@ -27,7 +27,7 @@ struct DoctorContext {
     // As in CommandContext.
     std::function<bool(std::string_view)> print;
     /// For the application to answer, and for a whole call.
-    std::chrono::milliseconds patience{15'000};
+    std::chrono::milliseconds answerTimeout{15'000};
 };
 
 /// One line for each check. `refused` if something is wrong.
