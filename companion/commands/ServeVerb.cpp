@@ -153,7 +153,8 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
         terminal = *std::move(made);
     }
 
-    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce()};
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce(),
+                            RecognitionCache{paths.recognised(), paths.downloads()}};
     ToolTable tools;
     ToolContext context{
         .paths = paths, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};

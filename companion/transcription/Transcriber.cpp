@@ -43,9 +43,10 @@ TranscriptionError failed(const SpeechError& why) {
 /// Takes one recording through the splitter and the recogniser.
 class Recognition final {
 public:
-    Recognition(AudioSource& source, SpeechDecoder& decoder, const Cancellation& cancellation,
-                const ReportProgress& progress)
-        : source_{source}, decoder_{decoder}, cancellation_{cancellation}, progress_{progress} {}
+    /// `kept` may be null.
+    Recognition(AudioSource& source, SpeechDecoder& decoder, RecognitionCache::Recording* kept,
+                const Cancellation& cancellation, const ReportProgress& progress)
+        : source_{source}, decoder_{decoder}, kept_{kept}, cancellation_{cancellation}, progress_{progress} {}
     Recognition(const Recognition&) = delete;
     Recognition& operator=(const Recognition&) = delete;
 
@@ -60,6 +61,7 @@ public:
             report(splitter_.position());
         }
         if (auto taken = recognise(splitter_.finish()); !taken) return std::unexpected(failed(taken.error()));
+        if (kept_ != nullptr) kept_->finish(read_);
         const Seconds whole = timeOf(read_);
         progress_({1.0, positionText(whole, whole)});
         return Transcription{std::move(transcript_), whole, std::nullopt};
@@ -72,8 +74,15 @@ private:
                 report(utterance.start +
                        static_cast<std::size_t>(fraction * static_cast<double>(utterance.samples.size())));
             };
+            const auto* const known = kept_ != nullptr ? kept_->find(utterance) : nullptr;
+            if (known != nullptr) {
+                if (cancellation_.isCancelled()) return std::unexpected(SpeechError{SpeechError::Kind::cancelled});
+                std::ranges::copy(*known, std::back_inserter(transcript_.segments));
+                continue;
+            }
             auto words = decoder_.decode(utterance, cancellation_, consumed);
             if (!words) return std::unexpected(words.error());
+            if (kept_ != nullptr) kept_->add(utterance, *words);
             std::ranges::move(*words, std::back_inserter(transcript_.segments));
         }
         return {};
@@ -95,6 +104,7 @@ private:
 
     AudioSource& source_;
     SpeechDecoder& decoder_;
+    RecognitionCache::Recording* const kept_;
     const Cancellation& cancellation_;
     const ReportProgress& progress_;
 
@@ -123,8 +133,8 @@ std::string TranscriptionError::description() const {
         [](const Cancelled&) { return std::string{"The transcription was cancelled."}; });
 }
 
-Transcriber::Transcriber(ChooseModel chooseModel, std::size_t jobs)
-    : chooseModel_{std::move(chooseModel)}, slots_{jobs, [] { return std::make_unique<Slot>(); }} {}
+Transcriber::Transcriber(ChooseModel chooseModel, std::size_t jobs, std::optional<RecognitionCache> cache)
+    : chooseModel_{std::move(chooseModel)}, cache_{std::move(cache)}, slots_{jobs, [] { return std::make_unique<Slot>(); }} {}
 
 std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const std::string& path,
                                                                          const std::string& language,
@@ -147,10 +157,29 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
     if (!slot) return std::unexpected(TranscriptionError{TranscriptionError::Cancelled{}});
 
     SpeechModel model = chooseModel_(language);
+    const auto kept = keptOf(path, model);
+    if (kept && kept->samples()) {
+        return Transcription{kept->transcript(),
+                             Seconds{static_cast<double>(*kept->samples()) / AudioSource::sampleRate},
+                             std::move(model.language)};
+    }
     if (auto loaded = load(**slot, model.folder); !loaded) return std::unexpected(failed(loaded.error()));
-    auto done = Recognition{*source, *(*slot)->decoder, cancellation, progress}.run(path);
+    auto done = Recognition{*source, *(*slot)->decoder, kept.get(), cancellation, progress}.run(path);
     if (done) done->language = std::move(model.language);
     return done;
+}
+
+std::unique_ptr<RecognitionCache::Recording> Transcriber::keptOf(const std::string& path,
+                                                                const SpeechModel& model) const {
+    if (!cache_) return nullptr;
+    const Folder folder = folderAt(model.folder);
+    const std::string identity = folder.path + "\n" + std::to_string(folder.device) + "\n" +
+                                 std::to_string(folder.number) + "\n" + std::to_string(folder.changed) + "\n" +
+                                 model.language.value_or("");
+    const auto key = cache_->keyOf(path, identity);
+    if (!key) return nullptr;
+    cache_->prune(std::filesystem::file_time_type::clock::now());
+    return std::make_unique<RecognitionCache::Recording>(cache_->folder(), *key, path);
 }
 
 Transcriber::Folder Transcriber::folderAt(const std::string& path) {

@@ -7,6 +7,7 @@
 #include "companion/support/Cancellation.h"
 #include "companion/support/Progress.h"
 #include "companion/transcript/Transcript.h"
+#include "companion/transcription/RecognitionCache.h"
 #include "companion/transcription/SpeechModel.h"
 
 #include <chrono>
@@ -69,7 +70,8 @@ public:
     /// Chooses the model for a language hint. Called on the callers' threads.
     using ChooseModel = std::function<SpeechModel(const std::string& language)>;
 
-    Transcriber(ChooseModel chooseModel, std::size_t jobs);
+    /// Without `cache`, every call begins anew.
+    Transcriber(ChooseModel chooseModel, std::size_t jobs, std::optional<RecognitionCache> cache = std::nullopt);
     Transcriber(const Transcriber&) = delete;
     Transcriber& operator=(const Transcriber&) = delete;
 
@@ -98,12 +100,16 @@ private:
         std::unique_ptr<SpeechDecoder> decoder;
     };
 
+    /// What is kept of the recording, if anything may be.
+    [[nodiscard]] std::unique_ptr<RecognitionCache::Recording> keptOf(const std::string& path,
+                                                                      const SpeechModel& model) const;
     [[nodiscard]] static Folder folderAt(const std::string& path);
 
     /// Loads the model of the folder at `path`, unless the slot holds it already.
     [[nodiscard]] static std::expected<void, SpeechError> load(Slot& slot, const std::string& path);
 
     const ChooseModel chooseModel_;
+    const std::optional<RecognitionCache> cache_;
     BoundedPool<Slot, SpeechError> slots_;
 };
 

@@ -210,4 +210,39 @@ TEST(Transcriber, a_cancelled_call_does_not_wait_for_its_turn) {
     EXPECT_FALSE(outer);
 }
 
+TEST(Transcriber, a_repeated_request_goes_on_where_the_last_one_stopped_and_then_answers_at_once) {
+    // Two utterances.
+    std::vector<std::int16_t> samples = samplesOf(spoken("0930"));
+    samples.resize(samples.size() + 16'000 * 3);
+    append(samples, samplesOf(spoken("0930")));
+    const TemporaryFolder folder;
+    const auto path = folder.path() / "meeting.wav";
+    writeFile(path, wav(samples, 16'000));
+    const auto kept = folder.path() / "kept";
+    const auto transcriber = [&](const std::string& model) {
+        return Transcriber{vostel_tests::always(model), 1, RecognitionCache{kept, folder.path() / "downloads"}};
+    };
+
+    Cancellation cancelled;
+    EXPECT_FALSE(transcriber(VOSTEL_MODEL_FOLDER).transcribe(path, "", cancelled, [&](const Progress& now) {
+        if (now.fraction > 0.6) cancelled.cancel();
+    }));
+    Cancellation cancellation;
+    Transcriber again = transcriber(VOSTEL_MODEL_FOLDER);
+    double first = 0;
+    const auto whole = again.transcribe(path, "", cancellation, [&](const Progress& now) {
+        if (first == 0) first = now.fraction;
+    });
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->transcript.text(), "he might even have been made amiable himself he might even have been made "
+                                        "amiable himself");
+    EXPECT_GT(first, 0.3) << "the first utterance was not recognised again";
+
+    const auto last = again.transcribe(path, "", cancellation, [](const Progress&) { FAIL() << "nothing is done"; });
+    EXPECT_EQ(last, whole);
+    std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::seconds{1});
+    cancellation.cancel();
+    EXPECT_FALSE(again.transcribe(path, "", cancellation, ignoreProgress)) << "a changed file begins anew";
+}
+
 } // namespace vostel_companion

@@ -1,0 +1,82 @@
+// What was recognised of a file, kept so that the same request need not begin again.
+//
+// A client may give up on a long call, or the application may be killed. The next request for the same file goes on
+// where the last one stopped, and answers at once if everything was recognised.
+#pragma once
+
+#include "companion/speech/UtteranceSplitter.h"
+#include "companion/transcript/Transcript.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vostel_companion {
+
+/// A folder with one file for each recording. Only names and limits; the folder is made when it is needed. Thread-safe.
+class RecognitionCache final {
+public:
+    /// An hour of speech takes about 0.6 MB, so this is about a hundred hours.
+    static constexpr std::uintmax_t mostBytes = 64 << 20;
+    /// Clients repeat a call within minutes, people within days.
+    static constexpr std::chrono::hours longestAge{7 * 24};
+
+    /// The work on one recording. For one thread at a time.
+    class Recording final {
+    public:
+        /// Opens what is kept for `key` in `folder`. `path` is the recording, for `forget`.
+        Recording(const std::filesystem::path& folder, const std::string& key, std::string_view path);
+        Recording(const Recording&) = delete;
+        Recording& operator=(const Recording&) = delete;
+
+        /// The words of the utterance, if it was recognised before.
+        [[nodiscard]] const std::vector<TranscriptSegment>* find(const Utterance& utterance) const;
+        /// Keeps the words of the utterance. A failure is ignored: it costs time, not words.
+        void add(const Utterance& utterance, const std::vector<TranscriptSegment>& words);
+        /// The length of the recording in samples, if all of it was recognised.
+        [[nodiscard]] std::optional<std::size_t> samples() const { return samples_; }
+        /// All words so far, in their order.
+        [[nodiscard]] Transcript transcript() const;
+        /// Keeps that the whole recording was recognised.
+        void finish(std::size_t samples);
+
+    private:
+        /// Where an utterance begins, and its size.
+        using Place = std::pair<std::size_t, std::size_t>;
+
+        void read(std::string_view line);
+        void append(const std::string& line) const;
+
+        const std::filesystem::path file_;
+        const std::string path_;
+        std::map<Place, std::vector<TranscriptSegment>> utterances_;
+        std::optional<std::size_t> samples_;
+    };
+
+    /// Recordings below `temporary` are not kept, because nobody asks for them again.
+    RecognitionCache(std::filesystem::path folder, std::filesystem::path temporary)
+        : folder_{std::move(folder)}, temporary_{std::move(temporary)} {}
+
+    /// The key of the recording at `path`, recognised with a model that `model` identifies. A changed file has another
+    /// key. Absent if the recording is not to be kept.
+    [[nodiscard]] std::optional<std::string> keyOf(const std::string& path, std::string_view model) const;
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+
+    /// Deletes what is too old, and then the oldest until the rest is small enough.
+    void prune(std::filesystem::file_time_type now) const;
+    /// Deletes what is kept of the recording that was at `path`.
+    void forget(std::string_view path) const;
+
+private:
+    std::filesystem::path folder_;
+    std::filesystem::path temporary_;
+};
+
+} // namespace vostel_companion
