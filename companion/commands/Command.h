@@ -66,6 +66,11 @@ struct Command {
         Format format = Format::text;
         bool operator==(const ShowTranscript&) const = default;
     };
+    struct DeleteTranscript {
+        /// The beginning of its id.
+        std::string id;
+        bool operator==(const DeleteTranscript&) const = default;
+    };
     struct ListWords {
         bool operator==(const ListWords&) const = default;
     };
@@ -102,8 +107,8 @@ struct Command {
     };
 
     std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, ListTranscripts,
-                 ShowTranscript, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Doctor,
-                 Clients>
+                 ShowTranscript, DeleteTranscript, ListWords, AddWord, RemoveWords, ListModels, InstallModel,
+                 RemoveModel, Doctor, Clients>
         is;
 
     bool operator==(const Command&) const = default;

@@ -75,6 +75,7 @@ public:
         addSettings();
         addTranscribing();
         addTranscripts();
+        addDelete();
         addWords();
         addModels();
         addClients();
@@ -175,6 +176,16 @@ private:
         filter("--limit", limit_, "COUNT", "List at most this many, 1 to 500. The default is 50.");
         filter("--since", since_, "TIME", "Only those at or after this time: 2026-08-30, or 2026-08-30T14:05:00Z.");
         filter("--until", until_, "TIME", "Only those at or before this time.");
+    }
+
+    void addDelete() {
+        CLI::App* remove = app_.add_subcommand("delete", "Delete what is stored.")->group("Commands");
+        remove->require_subcommand(1);
+        verb(*remove, "transcript",
+             "Delete a transcript or a recorded call, its text file and what was recognised. Your own file stays.",
+             [this] { return Command{Command::DeleteTranscript{id_}}; })
+            ->add_option("ID", id_, "The id of the transcript, or its beginning. 'Vostel transcripts' lists the ids.")
+            ->required();
     }
 
     void addWords() {

@@ -7,7 +7,9 @@
 #include "companion/support/Wording.h"
 #include "companion/tools/Rendering.h"
 #include "companion/tools/ToolSignatures.h"
+#include "companion/tools/TranscriptFile.h"
 #include "companion/transcript/Subtitles.h"
+#include "companion/transcription/RecognitionCache.h"
 #include "kit/jsonrpc/Codec.h"
 #include "kit/jsonrpc/JSONWriter.h"
 #include "kit/support/CharacterCount.h"
@@ -155,6 +157,27 @@ Exit run(const Command::ShowTranscript& verb, CommandContext& context) {
     } else if (!call.lines.empty()) {
         context.print(printable(plainText(call.lines)) + "\n");
     }
+    return Exit::done;
+}
+
+Exit run(const Command::DeleteTranscript& verb, CommandContext& context) {
+    static constexpr const char* tables[] = {"transcripts", "recordings"};
+    const auto id = findByID(context, tables, "transcript", verb.id);
+    if (!id) return id.error();
+    Transcripts transcripts{context.database};
+    const auto transcript = transcripts.find(*id);
+    if (!transcript) return context.failed(transcript.error());
+    // Files first: if one cannot be deleted, the entry still leads to it.
+    if (const auto done = deleteTranscriptFile(context.paths.transcripts(), *id); !done) {
+        return context.failed(done.error());
+    }
+    if (const std::optional<StoredTranscript>& found = *transcript) {
+        RecognitionCache{context.paths.recognised(), context.paths.downloads()}.forget(found->summary.source.value);
+        if (const auto done = transcripts.remove(*id); !done) return context.failed(done.error());
+    } else if (const auto done = Recordings{context.database}.remove(*id); !done) {
+        return context.failed(done.error());
+    }
+    context.print("Deleted " + id->text() + ".\n");
     return Exit::done;
 }
 

@@ -10,5 +10,7 @@ namespace vostel_companion {
 [[nodiscard]] Exit run(const Command::ListTranscripts& verb, CommandContext& context);
 /// Prints the whole text.
 [[nodiscard]] Exit run(const Command::ShowTranscript& verb, CommandContext& context);
+/// Deletes a transcript or a recorded call with everything that is kept of it. The user's own file stays.
+[[nodiscard]] Exit run(const Command::DeleteTranscript& verb, CommandContext& context);
 
 } // namespace vostel_companion

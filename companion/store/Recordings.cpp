@@ -152,4 +152,9 @@ std::expected<std::optional<Recording>, DatabaseError> Recordings::find(const UU
     });
 }
 
+std::expected<void, DatabaseError> Recordings::remove(const UUID& id) {
+    Statement remove{database_, "DELETE FROM recordings WHERE id = ?"};
+    return remove.bind(id.text()).run();
+}
+
 } // namespace vostel_companion

@@ -69,6 +69,7 @@ public:
 
     [[nodiscard]] std::expected<Page<RecordingSummary>, DatabaseError> list(const Listing& listing);
     [[nodiscard]] std::expected<std::optional<Recording>, DatabaseError> find(const VostelMCPKit::UUID& id);
+    [[nodiscard]] std::expected<void, DatabaseError> remove(const VostelMCPKit::UUID& id);
 
 private:
     Database& database_;

@@ -76,4 +76,9 @@ std::expected<std::optional<StoredTranscript>, DatabaseError> Transcripts::find(
     });
 }
 
+std::expected<void, DatabaseError> Transcripts::remove(const UUID& id) {
+    Statement remove{database_, "DELETE FROM transcripts WHERE id = ?"};
+    return remove.bind(id.text()).run();
+}
+
 } // namespace vostel_companion

@@ -66,6 +66,7 @@ public:
     [[nodiscard]] std::expected<void, DatabaseError> add(const VostelMCPKit::UUID& id, const New& transcript);
     [[nodiscard]] std::expected<Page<TranscriptSummary>, DatabaseError> list(const Listing& listing);
     [[nodiscard]] std::expected<std::optional<StoredTranscript>, DatabaseError> find(const VostelMCPKit::UUID& id);
+    [[nodiscard]] std::expected<void, DatabaseError> remove(const VostelMCPKit::UUID& id);
 
 private:
     Database& database_;

@@ -34,10 +34,12 @@ std::string fileTitle(std::string_view title) {
     return std::string{VostelMCPKit::trimmed(name)};
 }
 
+std::string endingOfName(const VostelMCPKit::UUID& id) { return " " + id.text().substr(0, 8) + ".txt"; }
+
 } // namespace
 
 std::string transcriptFileName(Timestamp date, std::string_view title, const VostelMCPKit::UUID& id) {
-    return localTime(date) + " " + fileTitle(title) + " " + id.text().substr(0, 8) + ".txt";
+    return localTime(date) + " " + fileTitle(title) + endingOfName(id);
 }
 
 std::string titleOf(const TranscriptSource& source) {
@@ -57,6 +59,21 @@ std::expected<std::string, posix::SystemError> saveTranscriptFile(const std::fil
         return std::unexpected(std::move(written.error()));
     }
     return path.string();
+}
+
+std::expected<void, posix::SystemError> deleteTranscriptFile(const std::filesystem::path& folder,
+                                                             const VostelMCPKit::UUID& id) {
+    // The rest of the name depends on the time zone at that time.
+    const std::string ending = endingOfName(id);
+    std::error_code failure;
+    for (std::filesystem::directory_iterator entry{folder, failure};
+         !failure && entry != std::filesystem::directory_iterator{}; entry.increment(failure)) {
+        if (!entry->path().filename().string().ends_with(ending)) continue;
+        std::error_code failed;
+        std::filesystem::remove(entry->path(), failed);
+        if (failed) return posix::systemError("delete", entry->path(), failed.value());
+    }
+    return {};
 }
 
 } // namespace vostel_companion

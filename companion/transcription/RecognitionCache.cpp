@@ -56,7 +56,8 @@ std::optional<std::vector<TranscriptSegment>> wordsIn(const MCPValue& line) {
         const auto start = real((*fields)[1]);
         const auto end = real((*fields)[2]);
         if (!text || !start || !end) return std::nullopt;
-        words.push_back({std::string{*text}, std::chrono::duration<double>{*start}, std::chrono::duration<double>{*end}});
+        words.push_back(
+            {std::string{*text}, std::chrono::duration<double>{*start}, std::chrono::duration<double>{*end}});
     }
     return words;
 }
@@ -146,10 +147,9 @@ std::optional<std::string> RecognitionCache::keyOf(const std::string& path, std:
     const timespec changed = status.st_mtim;
 #endif
     SHA256 digest;
-    for (const std::string& part :
-         {std::string{version}, std::to_string(status.st_dev), std::to_string(status.st_ino),
-          std::to_string(status.st_size), std::to_string(changed.tv_sec), std::to_string(changed.tv_nsec),
-          std::string{model}}) {
+    for (const std::string& part : {std::string{version}, std::to_string(status.st_dev), std::to_string(status.st_ino),
+                                    std::to_string(status.st_size), std::to_string(changed.tv_sec),
+                                    std::to_string(changed.tv_nsec), std::string{model}}) {
         digest.add(part + "\n");
     }
     const std::string key = digest.finish();

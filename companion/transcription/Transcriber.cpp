@@ -134,7 +134,8 @@ std::string TranscriptionError::description() const {
 }
 
 Transcriber::Transcriber(ChooseModel chooseModel, std::size_t jobs, std::optional<RecognitionCache> cache)
-    : chooseModel_{std::move(chooseModel)}, cache_{std::move(cache)}, slots_{jobs, [] { return std::make_unique<Slot>(); }} {}
+    : chooseModel_{std::move(chooseModel)}, cache_{std::move(cache)},
+      slots_{jobs, [] { return std::make_unique<Slot>(); }} {}
 
 std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const std::string& path,
                                                                          const std::string& language,
@@ -170,7 +171,7 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
 }
 
 std::unique_ptr<RecognitionCache::Recording> Transcriber::keptOf(const std::string& path,
-                                                                const SpeechModel& model) const {
+                                                                 const SpeechModel& model) const {
     if (!cache_) return nullptr;
     const Folder folder = folderAt(model.folder);
     const std::string identity = folder.path + "\n" + std::to_string(folder.device) + "\n" +

@@ -6,6 +6,8 @@
 #include "companion/store/Recordings.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
+#include "companion/tools/TranscriptFile.h"
+#include "companion/transcription/RecognitionCache.h"
 #include "posix/FileLock.h"
 #include "tests/companion/commands/VerbFixture.h"
 
@@ -256,6 +258,41 @@ TEST_F(TranscriptVerbs, print_one_transcript_whole) {
     EXPECT_EQ(run(Command::ShowTranscript{"0"}, context), Exit::refused);
     EXPECT_EQ(takeTold(),
               "More than one transcript has an id that begins with 0; please give more characters of the id.\n");
+}
+
+TEST_F(TranscriptVerbs, delete_everything_that_is_kept_of_a_transcript) {
+    const Paths& paths = context.paths;
+    const RecognitionCache cache{paths.recognised(), paths.downloads()};
+    for (const std::uint8_t number : {std::uint8_t{1}, std::uint8_t{2}}) {
+        const std::string path = "/home/me/" + std::to_string(number) + ".wav";
+        add(number, 0, {TranscriptSource::Kind::file, path}, "words");
+        // The ids begin alike, so the names of these files do not tell them apart.
+        RecognitionCache::Recording{cache.folder(), std::to_string(number), path}.add({}, {});
+    }
+    Recordings calls{database};
+    VostelMCPKit::UUID other = uuid(3);
+    other.bytes.front() = 0x3F;
+    ASSERT_TRUE(calls.begin(other, at(0)));
+    const auto text = saveTranscriptFile(paths.transcripts(), transcriptFileName(at(0), "recording", other), "words");
+    const auto kept = saveTranscriptFile(paths.transcripts(), transcriptFileName(at(0), "1.wav", uuid(1)), "words");
+    ASSERT_TRUE(text && kept);
+
+    EXPECT_EQ(run(Command::DeleteTranscript{"3F"}, context), Exit::done);
+    EXPECT_EQ(takePrinted(), "Deleted " + other.text() + ".\n");
+    EXPECT_FALSE(std::filesystem::exists(*text));
+    EXPECT_TRUE(std::filesystem::exists(*kept));
+    EXPECT_EQ(calls.find(other).value(), std::nullopt);
+
+    EXPECT_EQ(run(Command::DeleteTranscript{idText(1)}, context), Exit::done);
+    EXPECT_FALSE(std::filesystem::exists(*kept));
+    EXPECT_EQ(Transcripts{database}.find(uuid(1)).value(), std::nullopt);
+    EXPECT_TRUE(Transcripts{database}.find(uuid(2)).value());
+    EXPECT_FALSE(std::filesystem::exists(cache.folder() / "1.words"));
+    EXPECT_TRUE(std::filesystem::exists(cache.folder() / "2.words"));
+    takePrinted();
+
+    EXPECT_EQ(run(Command::DeleteTranscript{idText(1)}, context), Exit::refused);
+    EXPECT_EQ(takePrinted(), "");
 }
 
 } // namespace vostel_companion

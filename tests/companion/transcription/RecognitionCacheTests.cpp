@@ -18,7 +18,9 @@ struct Fixture {
     RecognitionCache cache{home.path() / "kept", home.path() / "downloads"};
 
     Fixture() { writeFile(recording, "sound"); }
-    [[nodiscard]] std::string key(const std::string& model = "en") const { return cache.keyOf(recording, model).value(); }
+    [[nodiscard]] std::string key(const std::string& model = "en") const {
+        return cache.keyOf(recording, model).value();
+    }
     [[nodiscard]] RecognitionCache::Recording open() const { return {cache.folder(), key(), recording.string()}; }
     [[nodiscard]] std::filesystem::path file(const std::string& key) const { return cache.folder() / (key + ".words"); }
 };
