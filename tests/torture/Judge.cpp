@@ -67,7 +67,8 @@ public:
         }
         judgeEnding();
         judgeOutput();
-        for (int attempt = 0; attempt < 1'000 && !stage_.tracer().isAlone(); ++attempt) usleep(1'000);
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        while (!stage_.tracer().isAlone() && std::chrono::steady_clock::now() < deadline) usleep(1'000);
         if (!stage_.tracer().isAlone()) violate("something that it started is left");
         return std::move(verdict_);
     }

@@ -268,7 +268,7 @@ bool Stage::readConnection(Connection& connection) {
     std::string& received = connection.received;
     if (received.size() < 4) return true;
     std::size_t length = 0;
-    for (int byte = 0; byte < 4; ++byte) length = length << 8 | static_cast<unsigned char>(received[byte]);
+    for (const char byte : received.substr(0, 4)) length = length << 8 | static_cast<unsigned char>(byte);
     if (received.size() < 4 + length) return true;
     onFrame(connection, std::string_view{received}.substr(4, length));
     received.erase(0, 4 + length);

@@ -177,7 +177,7 @@ void Tracer::enter(pid_t id, Thread& thread) {
         return setRegisters(id, registers);
     }
     // The kernel interrupts nothing but a wait, and the system's library relies on that.
-    const auto operation = registers.rsi & FUTEX_CMD_MASK;
+    const auto operation = static_cast<int>(registers.rsi) & FUTEX_CMD_MASK;
     if (number == SYS_futex && operation != FUTEX_WAIT && operation != FUTEX_WAIT_BITSET) return;
     if (!shared_.isArmed) return;
     const Fault* fault = faultFor(number);
