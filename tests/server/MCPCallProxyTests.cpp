@@ -276,6 +276,20 @@ TEST_F(MCPCallProxyTest, a_system_without_random_numbers_fails_the_call_with_a_s
     EXPECT_EQ(output.takeLines(), Lines{result("1", "{}")});
 }
 
+TEST_F(MCPCallProxyTest, reports_of_several_calls_that_come_together_go_to_each_call) {
+    handle(call("1", withToken));
+    handle(call("2"));
+    handle(call("3", R"("_meta":{"progressToken":8})"));
+    std::vector<VostelMCPKit::MCPWireProgress> reports;
+    for (const int number : {1, 2, 3, 4}) {
+        reports.push_back({.requestID = wireID(number), .fraction = 0.5, .message = {}});
+    }
+    spawn(proxy->forward(std::move(reports)), calls);
+    EXPECT_EQ(output.takeLines(),
+              (Lines{halfway, R"({"jsonrpc":"2.0","method":"notifications/progress","params":{"progress":0.5,)"
+                              R"("progressToken":8,"total":1}})"}));
+}
+
 TEST_F(MCPCallProxyTest, a_failure_concerns_its_own_call_alone) {
     application.answers({});
     application.answers({answer("{}")});

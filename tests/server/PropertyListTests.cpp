@@ -83,6 +83,8 @@ TEST(PropertyList, text_is_read_as_XML_says) {
         {"a number beyond Unicode", "&#x110000;", std::nullopt},
         {"a surrogate", "&#xD800;", std::nullopt},
         {"no number", "&#x;", std::nullopt},
+        {"a number with more after it", "&#65x;", std::nullopt},
+        {"a number that fits no machine word", "&#99999999999;", std::nullopt},
         {"a number with a sign", "&#-65;", std::nullopt},
         {"markup", "a<b/>", std::nullopt},
     };
