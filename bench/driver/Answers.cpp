@@ -78,6 +78,17 @@ void expectProgressThenResult(std::string_view lines, std::uint64_t id, const Wo
     expectResults(lines, id, 1, result);
 }
 
+std::vector<std::uint64_t> ids(std::string_view lines) {
+    std::vector<std::uint64_t> found;
+    while (!lines.empty()) {
+        const std::string_view line = takeLine(lines);
+        const auto id = idOf(line);
+        if (!id) failAt(line, "its id");
+        found.push_back(*id);
+    }
+    return found;
+}
+
 std::string resultOf(std::string_view line, std::uint64_t id) {
     const auto answer = nlohmann::json::parse(line, nullptr, /*allow_exceptions=*/false);
     if (!answer.is_object() || answer.value("jsonrpc", "") != "2.0" || answer.value("id", std::uint64_t{0}) != id ||

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vostel_bench::Answers {
 
@@ -17,6 +18,9 @@ void expectResults(std::string_view lines, std::uint64_t firstID, std::size_t co
 /// All progress reports of a call, in order, then its answer.
 void expectProgressThenResult(std::string_view lines, std::uint64_t id, const Workload::Tool& tool,
                               const Workload::Result& result);
+
+/// The ids of the answers, in the order in which they came.
+std::vector<std::uint64_t> ids(std::string_view lines);
 
 /// One successful answer; returns its result as JSON text.
 std::string resultOf(std::string_view line, std::uint64_t id);

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <sys/types.h>
+#include <vector>
 
 namespace vostel_bench {
 
@@ -20,6 +21,10 @@ public:
     /// unanswered. `result` is what the stub application answers to `tool`.
     std::chrono::nanoseconds call(const Workload::Tool& tool, const Workload::Result& result, std::size_t count,
                                   std::size_t atOnce);
+
+    /// The same, with the time of each call from its request to its answer.
+    std::vector<std::chrono::nanoseconds> callTimes(const Workload::Tool& tool, const Workload::Result& result,
+                                                    std::size_t count, std::size_t atOnce);
 
     [[nodiscard]] Session& session() { return session_; }
     [[nodiscard]] pid_t process() const { return session_.process(); }

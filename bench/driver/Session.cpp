@@ -79,7 +79,10 @@ Session::~Session() {
     if (!left) fail("a server did not leave at the end of its input");
 }
 
-std::string_view Session::exchange(const Requests& requests, std::size_t lines, std::size_t atOnce) {
+std::string_view Session::exchange(const Requests& requests, std::size_t lines, std::size_t atOnce, Moments* moments) {
+    const auto note = [](std::vector<std::chrono::steady_clock::time_point>& times, std::size_t count) {
+        if (times.size() < count) times.resize(count, std::chrono::steady_clock::now());
+    };
     const std::string_view outgoing = requests.lines;
     std::size_t written = 0;
     std::size_t received = 0;
@@ -89,6 +92,10 @@ std::string_view Session::exchange(const Requests& requests, std::size_t lines, 
         const std::size_t allowed = requests.ends.size() - unanswered + std::min(atOnce, unanswered);
         const std::size_t allowedBytes = allowed == 0 ? 0 : requests.ends[allowed - 1];
         if (written < allowedBytes) written += writeSome(outgoing.substr(written, allowedBytes - written));
+        if (moments != nullptr) {
+            const auto next = std::ranges::upper_bound(requests.ends, written);
+            note(moments->written, static_cast<std::size_t>(next - requests.ends.begin()));
+        }
 
         wait(written < allowedBytes);
         const std::span room = std::span{inbox_}.subspan(received);
@@ -96,6 +103,7 @@ std::string_view Session::exchange(const Requests& requests, std::size_t lines, 
         const std::span news = room.first(readSome(room));
         received += news.size();
         complete += static_cast<std::size_t>(std::ranges::count(news, '\n'));
+        if (moments != nullptr) note(moments->answered, complete);
         if (complete >= lines) break;
     }
     const std::string_view answers{inbox_.data(), received};

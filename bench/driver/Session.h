@@ -3,6 +3,7 @@
 
 #include "bench/driver/Requests.h"
 
+#include <chrono>
 #include <cstddef>
 #include <span>
 #include <string>
@@ -26,6 +27,12 @@ struct Launch {
 /// Room for the answers of one exchange. It is touched once at the start, so that no page of it is mapped on the clock.
 using Inbox = std::vector<char>;
 
+/// When each request of an exchange was written whole, and when each line of the answers was read.
+struct Moments {
+    std::vector<std::chrono::steady_clock::time_point> written;
+    std::vector<std::chrono::steady_clock::time_point> answered;
+};
+
 /// A server in a process of its own, spoken to over pipes as a client would. The driver is one thread: write what the
 /// pipe takes, read what has come, count the line feeds; looking at the answers is left for after the exchange.
 /// The stub application is started and stopped by the same means.
@@ -40,7 +47,9 @@ public:
 
     /// Writes the requests and returns everything read until the `lines`-th line feed, with never more than `atOnce`
     /// requests unanswered. What it returns is valid until the next exchange over the same inbox.
-    std::string_view exchange(const Requests& requests, std::size_t lines, std::size_t atOnce = allAtOnce);
+    /// `moments`, unless it is null, receives the times.
+    std::string_view exchange(const Requests& requests, std::size_t lines, std::size_t atOnce = allAtOnce,
+                              Moments* moments = nullptr);
 
     [[nodiscard]] pid_t process() const { return process_; }
 

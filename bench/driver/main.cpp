@@ -3,6 +3,7 @@
 #include "bench/driver/Client.h"
 #include "bench/driver/Failure.h"
 #include "bench/driver/Footprint.h"
+#include "bench/driver/Plot.h"
 #include "bench/driver/ProcessFigures.h"
 #include "bench/driver/Report.h"
 #include "bench/driver/Scenarios.h"
@@ -26,6 +27,7 @@ struct Options {
     std::string peerFolder;
     std::string floor;
     std::string json;
+    std::string plot;
     int rounds = 5;
     std::vector<std::string> rows;
 };
@@ -154,6 +156,13 @@ int run(const Options& options) {
         return nullptr;
     };
 
+    if (!options.plot.empty()) {
+        const std::vector<Plot::Server> servers = {
+            {"SDK peer", "#c0392b", &peer}, {"vostel-mcp", "#2471a3", &subject}, {"floor", "#7f8c8d", &floor}};
+        Plot::write(options.plot, servers, inbox);
+        return 0;
+    }
+
     std::vector<Measured> all;
     const auto keep = [&all](const std::vector<Measured>& some) {
         for (const Measured& measured : some) {
@@ -186,6 +195,7 @@ int main(int argc, char** argv) {
     app.add_option("--peer", options.peerFolder, "folder of the peer")->required()->check(CLI::ExistingDirectory);
     app.add_option("--floor", options.floor, "the least that a server can do")->required()->check(CLI::ExistingFile);
     app.add_option("--json", options.json, "file for all figures");
+    app.add_option("--plot", options.plot, "file for the plots, which are then measured instead of the rows");
     app.add_option("--rounds", options.rounds, "rounds of subject, baseline, floor, floor, baseline, subject")
         ->check(CLI::PositiveNumber);
     std::vector<std::string> names = {vostel_bench::footprintRows};
