@@ -186,8 +186,9 @@ private:
             received += more;
             const auto extracted = MCPWireFraming::extractFrame(received);
             if (!extracted) return wrong(extracted.error().description());
-            if (!*extracted) continue;
-            return judgeAnswer(std::string{(*extracted)->payload});
+            const auto& whole = *extracted;
+            if (!whole) continue;
+            return judgeAnswer(std::string{whole->payload});
         }
     }
 

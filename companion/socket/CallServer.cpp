@@ -164,8 +164,9 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
             if (connection.call) return closeConnection(id, connection);
             return rejectFrame(connection, payload.error());
         }
-        if (!*payload) break;
-        if (!handleFrame(connection, **payload)) return closeConnection(id, connection);
+        const auto& whole = *payload;
+        if (!whole) break;
+        if (!handleFrame(connection, *whole)) return closeConnection(id, connection);
         connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;
     }
     // A thousand connections may wait for their calls.

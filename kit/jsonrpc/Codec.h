@@ -194,12 +194,12 @@ private:
     template <class T>
     bool read(std::string_view key, const MCPValue& value, T& field) {
         auto decoded = decode<T>(value);
-        if (decoded) {
-            field = *std::move(decoded);
-        } else {
+        if (!decoded) {
             error_ = std::move(decoded.error()).within(key);
+            return false;
         }
-        return decoded.has_value();
+        field = *std::move(decoded);
+        return true;
     }
 
     template <class... Cases>

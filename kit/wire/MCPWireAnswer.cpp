@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::size_t longestFrame = MCPWireFraming::headerLength + MCPWireFraming::maxFrameLength;
 
+MCPWireResponse rendered(std::string requestID, const MCPToolOutcome& outcome) {
+    return {std::move(requestID), VostelMCPKit::encode(MCPCallResult::rendering(outcome))};
+}
+
 } // namespace
 
 Bytes encode(const MCPWireResponse& response) {
@@ -18,11 +22,14 @@ Bytes encode(const MCPWireResponse& response) {
     if (bytes && bytes->size() <= longestFrame) return *std::move(bytes);
     const char* reason =
         bytes ? "The result is too large to be sent." : "The result holds a number that is not finite.";
-    return encode(response.requestID, MCPToolOutcome::failed(reason));
+    // Holds no number. It is too large only if the peer's own id is, and then the peer refuses it.
+    auto failure =
+        MCPWireFraming::encode(MCPWireOutboundFrame{rendered(response.requestID, MCPToolOutcome::failed(reason))});
+    return failure ? *std::move(failure) : Bytes{};
 }
 
 Bytes encode(std::string requestID, const MCPToolOutcome& outcome) {
-    return encode(MCPWireResponse{std::move(requestID), VostelMCPKit::encode(MCPCallResult::rendering(outcome))});
+    return encode(rendered(std::move(requestID), outcome));
 }
 
 } // namespace VostelMCPKit::MCPWireAnswer

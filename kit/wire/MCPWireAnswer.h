@@ -30,8 +30,9 @@ template <class Run>
 [[nodiscard]] std::optional<Bytes> serve(MCPWireFrameBuffer& received, const Run& run) {
     const auto payload = received.next();
     if (!payload) return encode(MCPWireResponse{{}, payload.error()});
-    if (!*payload) return std::nullopt;
-    const auto frame = readInboundFrame(**payload);
+    const auto& whole = *payload;
+    if (!whole) return std::nullopt;
+    const auto frame = readInboundFrame(*whole);
     if (!frame) {
         const auto* refusal = std::get_if<MCPWireResponse>(&frame.error().is);
         return refusal != nullptr ? encode(*refusal) : Bytes{};

@@ -65,6 +65,13 @@ TEST(MCPWireAnswer, the_longest_result_that_a_reader_accepts_is_sent) {
     EXPECT_EQ(frame.size(), MCPWireFraming::headerLength + MCPWireFraming::maxFrameLength);
 }
 
+TEST(MCPWireAnswer, an_id_that_fills_a_frame_gets_an_answer_that_its_own_reader_refuses) {
+    const std::string id(MCPWireFraming::maxFrameLength, 'a');
+    const Bytes frame = MCPWireAnswer::encode(id, MCPToolOutcome::text("words"));
+    const auto refused = MCPWireFraming::extractFrame(frame.text());
+    ASSERT_FALSE(refused);
+}
+
 TEST(MCPWireAnswer, an_outcome_is_rendered) {
     EXPECT_EQ(payloadOf(MCPWireAnswer::encode("7", MCPToolOutcome::failed("No such file."))),
               failedAnswer("No such file."));
