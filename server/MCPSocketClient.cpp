@@ -30,7 +30,7 @@ constexpr std::size_t largePayload = 65'536;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
-std::expected<Bytes, Failure> frameBytes(MCPWireInboundFrame frame) {
+std::expected<Bytes, Failure> frameBytes(const MCPWireInboundFrame& frame) {
     auto bytes = MCPWireFraming::encode(frame);
     if (!bytes) return std::unexpected(failure(bytes.error()));
     return *std::move(bytes);

@@ -159,9 +159,8 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
 
     SpeechModel model = chooseModel_(language);
     const auto kept = keptOf(path, model);
-    if (kept && kept->samples()) {
-        return Transcription{kept->transcript(),
-                             Seconds{static_cast<double>(*kept->samples()) / AudioSource::sampleRate},
+    if (const auto samples = kept ? kept->samples() : std::nullopt) {
+        return Transcription{kept->transcript(), Seconds{static_cast<double>(*samples) / AudioSource::sampleRate},
                              std::move(model.language)};
     }
     if (auto loaded = load(**slot, model.folder); !loaded) return std::unexpected(failed(loaded.error()));
