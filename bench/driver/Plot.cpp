@@ -64,7 +64,7 @@ Diagram timesBySize(const std::vector<Server>& servers, Inbox& inbox) {
 }
 
 Diagram timesByLoad(const std::vector<Server>& servers, Inbox& inbox) {
-    Diagram diagram{"Time of a call of 200 bytes: p50, and p99 dashed", "calls in flight", {}};
+    Diagram diagram{"Time of a small call: p50, and p99 dashed", "calls in flight", {}};
     const auto result = Workload::result(Workload::shortCall);
     for (const Server& server : servers) {
         Curve middle{server.name, server.colour, /*isDashed=*/false, {}};
@@ -175,7 +175,7 @@ std::string origin() {
         processor = line.substr(std::min(line.size(), line.find(':') + 2));
         break;
     }
-    return std::string{date.data()} + ", " + system.sysname + " " + system.release + ", " +
+    return std::string{date.data()} + ", " + system.sysname + " " + system.machine + ", " +
            std::to_string(std::thread::hardware_concurrency()) + " x " + processor;
 }
 
