@@ -51,6 +51,10 @@ FakeApplication::FakeApplication(const std::filesystem::path& home, int backlog)
 
 FakeApplication::~FakeApplication() { std::filesystem::remove(path_); }
 
+void FakeApplication::expectSomebody() {
+    EXPECT_TRUE(waitUntilReady(listener_.get(), POLLIN, timeout())) << "the server does not connect";
+}
+
 ApplicationConnection FakeApplication::accept() {
     auto connection = acceptFrom(listener_, timeout());
     if (connection) return *std::move(connection);

@@ -28,6 +28,8 @@ public:
     FakeApplication(const FakeApplication&) = delete;
     FakeApplication& operator=(const FakeApplication&) = delete;
 
+    /// Waits until a connection waits to be accepted.
+    void expectSomebody();
     [[nodiscard]] ApplicationConnection accept();
     /// The next connection, which must bring a call.
     [[nodiscard]] ReceivedCall nextCall();
