@@ -17,7 +17,7 @@ namespace {
 
 void writeString(std::string_view text, Bytes& out) {
     // Most strings need no escape. So the whole string is copied first. Its closing mark ends the search for a byte
-    // that needs an escape, and whole blocks can be read in the room behind it.
+    // that needs an escape. The search reads whole blocks, so there is room for one block after that mark.
     char* opening = out.room(text.size() + 2 + ByteBlock::size);
     char* content = opening + 1;
     *opening = '"';

@@ -21,7 +21,7 @@
 
 namespace vostel_tests {
 
-/// What runs under a scheduler, made anew for each order. Its functions see a world in which every thread stands still.
+/// What runs under a scheduler. Each order has a new one. While one of its functions runs, no thread of it does.
 class ScheduledWorld {
 public:
     ScheduledWorld() = default;

@@ -13,9 +13,9 @@ import sys
 import threading
 import time
 
-PATIENCE = 10.0  # seconds for an answer, and for the end of the process
-QUIET = 1.0  # seconds of silence that count as no answer
-PIECE = 0.01  # seconds between two pieces of a message
+TIMEOUT = 10.0  # seconds for an answer, and for the end of the process
+SILENCE = 1.0  # seconds of silence that count as no answer
+PAUSE = 0.01  # seconds between two pieces of a message
 REVISION = "2025-06-18"
 
 
@@ -54,10 +54,10 @@ class Server:
     def send(self, *messages):
         self.write(b"".join(json.dumps(message).encode() + b"\n" for message in messages))
 
-    def next(self, patience):
+    def next(self, timeout):
         """The next message, or None when there is none in that time. A line that is no message is a broken rule."""
         try:
-            line = self.lines.get(timeout=patience)
+            line = self.lines.get(timeout=timeout)
         except queue.Empty:
             return None
         if line is None:
@@ -72,7 +72,7 @@ class Server:
 
     def response(self, request_id):
         """The response with this id. Notifications before it are read."""
-        deadline = time.monotonic() + PATIENCE
+        deadline = time.monotonic() + TIMEOUT
         while (left := deadline - time.monotonic()) > 0:
             message = self.next(left)
             if message is None:
@@ -96,7 +96,7 @@ class Server:
             raise Broken(f"answers with {response}, not with the error {code}")
 
     def expect_silence(self):
-        message = self.next(QUIET)
+        message = self.next(SILENCE)
         if message is not None:
             raise Broken(f"writes {message}")
 
@@ -147,7 +147,7 @@ def an_id_comes_back_as_it_was(server, _long):
 def a_message_may_come_in_pieces(server, _long):
     for byte in json.dumps(request(1, "tools/list")).encode() + b"\n":
         server.write(bytes([byte]))
-        time.sleep(PIECE)
+        time.sleep(PAUSE)
     server.result(1)
 
 
@@ -155,7 +155,7 @@ def messages_may_come_at_once(server, _long):
     server.send(*(request(number, "tools/list") for number in range(1, 4)))
     waiting = {1, 2, 3}
     while waiting:
-        message = server.next(PATIENCE)
+        message = server.next(TIMEOUT)
         if message is None:
             raise Broken(f"does not answer the ids {waiting}")
         waiting.discard(message.get("id"))
@@ -179,7 +179,7 @@ def what_is_no_json_is_a_parse_error(server, _long):
 
 def what_is_no_utf_8_does_not_end_the_session(server, _long):
     server.write(b'{"jsonrpc":"2.0","id":1,"method":"\xff"}\n')
-    server.next(QUIET)
+    server.next(SILENCE)
     server.expect_service()
 
 
@@ -208,13 +208,13 @@ def a_cancellation_of_an_unknown_call_is_ignored(server, _long):
 def a_cancelled_call_is_not_answered(server, long):
     tool, arguments = long
     server.send(request(1, "tools/call", {"name": tool, "arguments": arguments, "_meta": {"progressToken": 1}}))
-    first = server.next(PATIENCE)
+    first = server.next(TIMEOUT)
     if first is None or first.get("method") != "notifications/progress":
         raise Broken(f"does not report progress of a long call, but {first}")
     server.send(notification("notifications/cancelled", {"requestId": 1}), request(2, "tools/list"))
     server.result(2)
     # A report that is already on its way may still come.
-    deadline = time.monotonic() + QUIET
+    deadline = time.monotonic() + SILENCE
     while (left := deadline - time.monotonic()) > 0:
         message = server.next(left)
         if message is not None and "method" not in message:
@@ -224,9 +224,9 @@ def a_cancelled_call_is_not_answered(server, long):
 def the_end_of_input_ends_the_process(server, _long):
     server.process.stdin.close()
     try:
-        status = server.process.wait(PATIENCE)
+        status = server.process.wait(TIMEOUT)
     except subprocess.TimeoutExpired as late:
-        raise Broken(f"still runs {PATIENCE:.0f} s after the end of its input") from late
+        raise Broken(f"still runs {TIMEOUT:.0f} s after the end of its input") from late
     if status != 0:
         raise Broken(f"ends with the status {status}")
 

@@ -8,7 +8,7 @@ import unittest
 import stdio_check
 from wrong_server import FAULTS
 
-stdio_check.QUIET = 0.5
+stdio_check.SILENCE = 0.5
 
 folder = os.path.dirname(os.path.abspath(__file__))
 command = {}
@@ -30,12 +30,12 @@ class StdioCheck(unittest.TestCase):
         def broken(fault):
             return wrong_server(fault, rules=[getattr(stdio_check, FAULTS[fault])])
 
-        patience, stdio_check.PATIENCE = stdio_check.PATIENCE, 2.0
+        timeout, stdio_check.TIMEOUT = stdio_check.TIMEOUT, 2.0
         try:
             with concurrent.futures.ThreadPoolExecutor(4) as pool:
                 found = dict(zip(FAULTS, pool.map(broken, FAULTS)))
         finally:
-            stdio_check.PATIENCE = patience
+            stdio_check.TIMEOUT = timeout
         self.assertEqual(found, {fault: [rule] for fault, rule in FAULTS.items()})
 
     def test_each_rule_has_a_fault_that_breaks_it(self):

@@ -53,7 +53,7 @@ public:
             descriptors = stage_.descriptorCount();
             stage_.tracer().arm();
         }
-        const auto limit = excuses_.mayLoseAnswer() ? std::chrono::milliseconds{250} : patience;
+        const auto limit = excuses_.mayLoseAnswer() ? std::chrono::milliseconds{250} : longestWait;
         conversation_.play(stage_, limit);
         stage_.tracer().disarm();
         verdict_.systemCalls = stage_.tracer().counts();
@@ -67,7 +67,7 @@ public:
         }
         judgeEnding();
         judgeOutput();
-        const auto deadline = std::chrono::steady_clock::now() + patience;
+        const auto deadline = std::chrono::steady_clock::now() + longestWait;
         while (!stage_.tracer().isAlone() && std::chrono::steady_clock::now() < deadline) usleep(1'000);
         if (!stage_.tracer().isAlone()) violate("something that it started is left");
         return std::move(verdict_);

@@ -2,7 +2,7 @@
 //
 // 1. No signal ends the server. Exception: where memory fails, it may abort, in the middle of no line. An allocation
 //    that a peer's data asks for fails alone: the server goes on.
-// 2. Nothing takes longer than patience.
+// 2. Nothing takes longer than longestWait (Stage.h).
 // 3. Standard output consists of whole lines. Exception: writing it fails.
 // 4. Each request has one answer at most, and exactly one unless
 //    - writing standard output fails, which loses lines;

@@ -16,7 +16,7 @@
 namespace torture {
 
 /// How long anything may take. Nothing comes near it unless it hangs.
-inline std::chrono::milliseconds patience = std::chrono::seconds{6};
+inline std::chrono::milliseconds longestWait = std::chrono::seconds{6};
 
 class Stage final {
 public:
@@ -45,8 +45,8 @@ public:
     /// While false, nothing of the server's output is read.
     bool readsOutput = true;
 
-    /// Plays on until `isReached`; false when the server ends or patience does.
-    bool playUntil(const std::function<bool()>& isReached, std::chrono::milliseconds limit = patience);
+    /// Plays on until `isReached`; false when the server or the time ends first.
+    bool playUntil(const std::function<bool()>& isReached, std::chrono::milliseconds limit = longestWait);
     void playFor(std::chrono::milliseconds time) {
         playUntil([] { return false; }, time);
     }

@@ -82,6 +82,7 @@ void Tracer::runProgram(const Program& program) {
 
 void Tracer::trace(const Program& program, bool armsAtMain) {
     armsAtMain_ = armsAtMain;
+    // Not a posix::ChildProcess: the child must ask to be traced before it becomes the program.
     const pid_t child = fork();
     if (child == 0) runProgram(program);
     int status = 0;

@@ -19,7 +19,7 @@ namespace {
 
 struct Options {
     Programs programs;
-    /// Takes every so many-th point, from `offset` on.
+    /// Takes each point whose number is `offset` plus a multiple of this.
     std::size_t every = 1, offset = 0;
     std::size_t pairs = 6'400;
     unsigned seed = 1;
@@ -173,7 +173,7 @@ int findPlanted(const Options& options) {
         {Planted::hang, "a hang", "progress", {refused}, "the next call does not work"},
     };
     int missed = 0;
-    patience = std::chrono::seconds{1};
+    longestWait = std::chrono::seconds{1};
     for (const Row& row : rows) {
         const Verdict verdict = judge({conversation(row.conversation), row.faults}, options.programs, row.planted);
         const bool isFound = std::ranges::any_of(

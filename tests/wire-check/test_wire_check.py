@@ -8,8 +8,8 @@ import unittest
 import wire_check
 from application import FAULTS, Application
 
-wire_check.PATIENCE = 1.0
-wire_check.NOTICE = 0.5
+wire_check.TIMEOUT = 1.0
+wire_check.REACTION = 0.5
 
 
 def broken_rules(fault=None):

@@ -17,9 +17,9 @@ import uuid
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "second-decoder"))
 import decoder  # noqa: E402
 
-PATIENCE = 10.0  # seconds for what an application does at once
-PIECE = 0.01  # seconds between two pieces of a frame
-NOTICE = 1.0  # seconds in which an application sees what has happened on another connection
+TIMEOUT = 10.0  # seconds for what an application does at once
+PAUSE = 0.01  # seconds between two pieces of a frame
+REACTION = 1.0  # seconds in which an application sees what has happened on another connection
 
 
 class Broken(Exception):
@@ -27,11 +27,11 @@ class Broken(Exception):
 
 
 class Connection:
-    """One connection to the application. Waits at most PATIENCE for each frame."""
+    """One connection to the application. Waits at most TIMEOUT for each frame."""
 
     def __init__(self, path):
         self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.settimeout(PATIENCE)
+        self.socket.settimeout(TIMEOUT)
         self.socket.connect(path)
         self.received = b""
 
@@ -63,7 +63,7 @@ class Connection:
             except ConnectionResetError:
                 data = b""
             except TimeoutError as late:
-                raise Broken(f"sends nothing for {PATIENCE:.0f} s") from late
+                raise Broken(f"sends nothing for {TIMEOUT:.0f} s") from late
             if not data:
                 if self.received:
                     raise Broken("closes in the middle of a frame")
@@ -140,8 +140,8 @@ class Check:
         """The call stops soon; what it still sends is read."""
         start = time.monotonic()
         while connection.next() is not None:
-            if time.monotonic() - start > PATIENCE:
-                raise Broken(f"goes on for {PATIENCE:.0f} s after the cancellation")
+            if time.monotonic() - start > TIMEOUT:
+                raise Broken(f"goes on for {TIMEOUT:.0f} s after the cancellation")
 
     # The rules. The name is what is printed.
 
@@ -153,7 +153,7 @@ class Check:
         with self.connect() as connection:
             for byte in decoder.frame_of(request):
                 connection.send(bytes([byte]))
-                time.sleep(PIECE)
+                time.sleep(PAUSE)
             self.expect_answer(connection, request)
 
     def two_frames_may_come_at_once(self):
@@ -247,13 +247,13 @@ class Check:
             self.expect_answer(connection, request)
             with self.connect() as other:
                 other.send(decoder.frame_of(self.cancellation(request)))
-        time.sleep(NOTICE)
+        time.sleep(REACTION)
         self.expect_service()
 
     def a_caller_that_hangs_up_disturbs_nobody(self):
         with self.running() as (_, connection):
             connection.socket.close()
-            time.sleep(NOTICE)
+            time.sleep(REACTION)
             self.expect_service()
 
     def rules(self):

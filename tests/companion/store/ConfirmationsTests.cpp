@@ -452,7 +452,7 @@ TEST(Confirmations, models_that_cannot_be_removed_are_no_request) {
     EXPECT_TRUE(fixture.confirmations.open()->empty());
 }
 
-TEST(Confirmations, a_crash_before_the_model_is_taken_is_made_good_by_whoever_comes_next) {
+TEST(Confirmations, a_crash_before_the_model_is_taken_is_made_good_by_the_next_process) {
     for (const bool isAtStart : {true, false}) {
         SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
         Fixture fixture;

@@ -227,7 +227,7 @@ TEST(JSONNumber, every_double_reads_back_from_as_few_digits_as_possible) {
     }
 }
 
-TEST(JSONNumber, an_integer_is_recognised_wherever_its_point_stands) {
+TEST(JSONNumber, an_integer_is_recognised_with_its_point_at_any_place) {
     std::mt19937_64 random{7};
     for (int round = 0; round < 5'000; ++round) {
         const auto value = static_cast<std::int64_t>(random()) >> (random() % 64);

@@ -238,7 +238,7 @@ TEST(JSONReader, refuses_a_rich_text_with_any_byte_replaced_by_a_bad_one) {
     }
 }
 
-TEST(JSONReader, names_the_first_byte_that_is_no_UTF8_wherever_it_stands) {
+TEST(JSONReader, names_the_first_byte_that_is_not_UTF8_at_any_place) {
     const std::string_view bad[] = {"\x80",
                                     "\xBF",
                                     "\xC0\x80",

@@ -135,7 +135,7 @@ TEST(MCPValue, a_key_finds_its_member_also_when_that_is_null) {
     EXPECT_EQ((*value["b"])["b"], nullptr);
 }
 
-TEST(MCPValue, a_path_of_keys_finds_what_stands_at_its_end) {
+TEST(MCPValue, a_path_of_keys_finds_the_value_at_its_end) {
     const MCPValue params = json(R"({"_meta":{"progressToken":7,"none":null},"name":"n","list":[{"a":1}]})");
     EXPECT_EQ(*params.find("_meta", "progressToken"), 7);
     EXPECT_EQ(params.find("_meta"), params["_meta"]);

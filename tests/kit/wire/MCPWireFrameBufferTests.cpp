@@ -1,5 +1,6 @@
 #include "kit/wire/MCPWireFrameBuffer.h"
 #include "kit/wire/MCPWireFraming.h"
+#include "tests/support/Frame.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -18,10 +19,7 @@ void receive(MCPWireFrameBuffer& buffer, std::string_view bytes) {
 TEST(MCPWireFrameBuffer, frames_come_out_in_order_whatever_the_pieces) {
     const std::vector<std::string> payloads{"first", "", "{\"a\":1}", std::string(300, 'x'), "last"};
     std::string stream;
-    for (const std::string& payload : payloads) {
-        const Bytes frame = MCPWireFraming::encode(payload);
-        stream += frame.text();
-    }
+    for (const std::string& payload : payloads) stream += vostel_tests::frame(payload);
     for (std::size_t length = 1; length <= stream.size(); ++length) {
         MCPWireFrameBuffer buffer;
         std::vector<std::string> found;

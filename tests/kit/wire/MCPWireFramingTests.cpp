@@ -1,5 +1,6 @@
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
+#include "tests/support/Frame.h"
 #include "tests/support/JSON.h"
 #include "tests/support/Table.h"
 
@@ -154,10 +155,7 @@ TEST(MCPWireFraming, accepts_a_frame_of_exactly_the_limit) {
 TEST(MCPWireFraming, frames_come_out_in_order_whatever_the_pieces) {
     const std::vector<std::string> payloads{"first", "", "{\"a\":1}", std::string(300, 'x'), "last"};
     std::string stream;
-    for (const std::string& payload : payloads) {
-        const Bytes frame = MCPWireFraming::encode(payload);
-        stream += frame.text();
-    }
+    for (const std::string& payload : payloads) stream += vostel_tests::frame(payload);
     for (std::size_t length = 1; length <= stream.size(); ++length) {
         std::vector<std::string> found;
         std::string buffer;
