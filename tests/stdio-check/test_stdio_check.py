@@ -30,7 +30,7 @@ class StdioCheck(unittest.TestCase):
         def broken(fault):
             return wrong_server(fault, rules=[getattr(stdio_check, FAULTS[fault])])
 
-        timeout, stdio_check.TIMEOUT = stdio_check.TIMEOUT, 2.0
+        timeout, stdio_check.TIMEOUT = stdio_check.TIMEOUT, 4.0
         try:
             with concurrent.futures.ThreadPoolExecutor(4) as pool:
                 found = dict(zip(FAULTS, pool.map(broken, FAULTS)))

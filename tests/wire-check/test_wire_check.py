@@ -8,7 +8,7 @@ import unittest
 import wire_check
 from application import FAULTS, Application
 
-wire_check.TIMEOUT = 1.0
+wire_check.TIMEOUT = 4.0
 wire_check.REACTION = 0.5
 
 
