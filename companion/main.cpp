@@ -6,12 +6,12 @@
 #include "companion/commands/CommandLine.h"
 #include "companion/commands/DictateVerb.h"
 #include "companion/commands/DoctorVerb.h"
+#include "companion/commands/HistoryVerbs.h"
 #include "companion/commands/ModelVerbs.h"
 #include "companion/commands/PendingVerbs.h"
 #include "companion/commands/RecordVerb.h"
 #include "companion/commands/ServeVerb.h"
 #include "companion/commands/SettingsVerbs.h"
-#include "companion/commands/TranscriptVerbs.h"
 #include "companion/commands/WordVerbs.h"
 #include "companion/download/VideoDownloader.h"
 #include "companion/socket/ListeningSocket.h"
@@ -45,9 +45,16 @@ void printError(const std::string& sentence) { std::fprintf(stderr, "%s\n", prin
 
 bool isOnTerminal() { return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0; }
 
-std::size_t terminalColumns() {
+/// The width of the terminal at `stream`, 0 if it is unknown.
+std::size_t terminalColumns(int stream) {
     winsize size{};
-    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+    return ::ioctl(stream, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+std::optional<std::size_t> outputColumns() {
+    if (::isatty(STDOUT_FILENO) == 0) return std::nullopt;
+    const std::size_t columns = terminalColumns(STDOUT_FILENO);
+    return columns > 0 ? columns : 80;
 }
 
 std::optional<ProgressTerminal> progressTerminal() {
@@ -55,7 +62,7 @@ std::optional<ProgressTerminal> progressTerminal() {
     // A dumb terminal cannot clear a line.
     if (::isatty(STDERR_FILENO) == 0 || kind == nullptr || std::string_view{kind} == "dumb") return std::nullopt;
     return ProgressTerminal{[](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); },
-                            terminalColumns, std::chrono::steady_clock::now};
+                            [] { return terminalColumns(STDERR_FILENO); }, std::chrono::steady_clock::now};
 }
 
 template <class Verb>
@@ -115,6 +122,7 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
         .print = print,
         .printError = printError,
         .isOnTerminal = isOnTerminal(),
+        .columns = outputColumns(),
         .progress = progressTerminal(),
     };
     return run(verb, context);

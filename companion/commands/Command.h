@@ -52,24 +52,30 @@ struct Command {
         std::string language;
         bool operator==(const Record&) const = default;
     };
-    struct ListTranscripts {
+    /// What is kept of the user's words. A recorded call is a transcript, too.
+    enum class Kind { transcript, recording, dictation };
+    struct List {
+        Kind kind = Kind::transcript;
         std::optional<std::int64_t> limit;
         std::optional<std::string> since;
         std::optional<std::string> until;
-        bool operator==(const ListTranscripts&) const = default;
+        bool operator==(const List&) const = default;
     };
-    struct ShowTranscript {
+    struct Show {
         enum class Format { text, srt, vtt, json };
 
+        Kind kind = Kind::transcript;
         /// The beginning of its id.
         std::string id;
+        /// Of a dictation always text, which has no times.
         Format format = Format::text;
-        bool operator==(const ShowTranscript&) const = default;
+        bool operator==(const Show&) const = default;
     };
-    struct DeleteTranscript {
+    struct Delete {
+        Kind kind = Kind::transcript;
         /// The beginning of its id.
         std::string id;
-        bool operator==(const DeleteTranscript&) const = default;
+        bool operator==(const Delete&) const = default;
     };
     struct ListWords {
         bool operator==(const ListWords&) const = default;
@@ -106,9 +112,8 @@ struct Command {
         bool operator==(const Clients&) const = default;
     };
 
-    std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, ListTranscripts,
-                 ShowTranscript, DeleteTranscript, ListWords, AddWord, RemoveWords, ListModels, InstallModel,
-                 RemoveModel, Doctor, Clients>
+    std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, List, Show, Delete,
+                 ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Doctor, Clients>
         is;
 
     bool operator==(const Command&) const = default;

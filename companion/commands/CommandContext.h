@@ -13,6 +13,7 @@
 #include "companion/transcription/Transcriber.h"
 #include "kit/support/UUID.h"
 
+#include <cstddef>
 #include <expected>
 #include <filesystem>
 #include <functional>
@@ -45,6 +46,8 @@ struct CommandContext {
     /// Whether a person can have typed the command: standard input and output are a terminal. AI clients also run
     /// commands, but without one.
     bool isOnTerminal = false;
+    /// The width of the terminal at standard output. Absent if there is none.
+    std::optional<std::size_t> columns = std::nullopt;
     /// Absent if standard error is not a terminal.
     std::optional<ProgressTerminal> progress;
 

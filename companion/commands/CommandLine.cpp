@@ -52,8 +52,8 @@ std::optional<MCPClientKind> kindNamed(const std::string& name) {
     return std::nullopt;
 }
 
-Command::ShowTranscript::Format formatNamed(const std::string& name) {
-    using Format = Command::ShowTranscript::Format;
+Command::Show::Format formatNamed(const std::string& name) {
+    using Format = Command::Show::Format;
     const std::string plain = plainName(name);
     if (plain == "srt") return Format::srt;
     if (plain == "vtt") return Format::vtt;
@@ -74,7 +74,7 @@ public:
         addConfirmations();
         addSettings();
         addTranscribing();
-        addTranscripts();
+        addHistory();
         addDelete();
         addWords();
         addModels();
@@ -153,39 +153,68 @@ private:
         }
     }
 
-    void addTranscripts() {
-        CLI::App* transcripts = verb(app_, "transcripts",
-                                     "List the transcripts of files, links and recorded calls, newest first, or print "
-                                     "one of them.",
-                                     [this] {
-                                         if (!id_.empty())
-                                             return Command{Command::ShowTranscript{id_, formatNamed(format_)}};
-                                         return Command{Command::ListTranscripts{limit_, since_, until_}};
-                                     });
-        CLI::Option* id =
-            transcripts->add_option("ID", id_, "Print the transcript with this id. The beginning of the id is enough.");
-        transcripts
-            ->add_option("--format", format_,
-                         "How to print the transcript: txt, or with its times as srt or vtt (subtitles) or json.")
-            ->option_text("FORMAT")
-            ->needs(id)
-            ->check(CLI::IsMember({"txt", "srt", "vtt", "json"}, CLI::ignore_case));
-        const auto filter = [&](const char* name, auto& value, const char* placeholder, const char* about) {
-            transcripts->add_option(name, value, about)->option_text(placeholder)->excludes(id);
+    void addHistory() {
+        struct Row {
+            Command::Kind kind;
+            const char* name;
+            const char* about;
+            const char* aboutID;
         };
-        filter("--limit", limit_, "COUNT", "List at most this many, 1 to 500. The default is 50.");
-        filter("--since", since_, "TIME", "Only those at or after this time: 2026-08-30, or 2026-08-30T14:05:00Z.");
-        filter("--until", until_, "TIME", "Only those at or before this time.");
+        const Row rows[] = {
+            {Command::Kind::transcript, "transcripts",
+             "List the transcripts of files, links and recorded calls, newest first, or print one of them.",
+             "Print the transcript with this id. The beginning of the id is enough."},
+            {Command::Kind::recording, "recordings",
+             "List the recorded calls and their states, newest first, or print who said what in one of them.",
+             "Print the call with this id. The beginning of the id is enough."},
+            {Command::Kind::dictation, "dictations", "List the dictations, newest first, or print one of them.",
+             "Print the dictation with this id. The beginning of the id is enough."},
+        };
+        for (const Row& row : rows) {
+            CLI::App* list = verb(app_, row.name, row.about, [this, kind = row.kind] {
+                if (!id_.empty()) return Command{Command::Show{kind, id_, formatNamed(format_)}};
+                return Command{Command::List{kind, limit_, since_, until_}};
+            });
+            CLI::Option* id = list->add_option("ID", id_, row.aboutID);
+            if (row.kind != Command::Kind::dictation) {
+                list->add_option("--format", format_,
+                                 "How to print it: txt, or with its times as srt or vtt (subtitles) or json.")
+                    ->option_text("FORMAT")
+                    ->needs(id)
+                    ->check(CLI::IsMember({"txt", "srt", "vtt", "json"}, CLI::ignore_case));
+            }
+            const auto filter = [&](const char* name, auto& value, const char* placeholder, const char* about) {
+                list->add_option(name, value, about)->option_text(placeholder)->excludes(id);
+            };
+            filter("--limit", limit_, "COUNT", "List at most this many, 1 to 500. The default is 50.");
+            filter("--since", since_, "TIME", "Only those at or after this time: 2026-08-30, or 2026-08-30T14:05:00Z.");
+            filter("--until", until_, "TIME", "Only those at or before this time.");
+        }
     }
 
     void addDelete() {
         CLI::App* remove = app_.add_subcommand("delete", "Delete what is stored.")->group("Commands");
         remove->require_subcommand(1);
-        verb(*remove, "transcript",
+        struct Row {
+            Command::Kind kind;
+            const char* name;
+            const char* about;
+            const char* aboutID;
+        };
+        const Row rows[] = {
+            {Command::Kind::transcript, "transcript",
              "Delete a transcript or a recorded call, its text file and what was recognised. Your own file stays.",
-             [this] { return Command{Command::DeleteTranscript{id_}}; })
-            ->add_option("ID", id_, "The id of the transcript, or its beginning. 'Vostel transcripts' lists the ids.")
-            ->required();
+             "The id of the transcript, or its beginning. 'Vostel transcripts' lists the ids."},
+            {Command::Kind::recording, "recording", "Delete a recorded call and its text file. Your own files stay.",
+             "The id of the call, or its beginning. 'Vostel recordings' lists the ids."},
+            {Command::Kind::dictation, "dictation", "Delete a dictation.",
+             "The id of the dictation, or its beginning. 'Vostel dictations' lists the ids."},
+        };
+        for (const Row& row : rows) {
+            verb(*remove, row.name, row.about, [this, kind = row.kind] { return Command{Command::Delete{kind, id_}}; })
+                ->add_option("ID", id_, row.aboutID)
+                ->required();
+        }
     }
 
     void addWords() {

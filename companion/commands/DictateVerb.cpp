@@ -25,16 +25,18 @@ Exit run(const Command::Dictate& verb, CommandContext& context) {
     }
 
     Dictations dictations{context.database};
-    const auto number = dictations.add({.date = std::chrono::floor<Timestamp::duration>(context.now()),
-                                        .text = text,
-                                        .outcome = Dictation::Outcome::pending,
-                                        .failureReason = std::nullopt,
-                                        .targetApplication = std::nullopt,
-                                        .duration = done->duration});
-    if (!number) return context.failed(number.error());
+    const VostelMCPKit::UUID id = context.newID();
+    const auto added = dictations.add({.id = id,
+                                       .date = std::chrono::floor<Timestamp::duration>(context.now()),
+                                       .text = text,
+                                       .outcome = Dictation::Outcome::pending,
+                                       .failureReason = std::nullopt,
+                                       .targetApplication = std::nullopt,
+                                       .duration = done->duration});
+    if (!added) return context.failed(added.error());
     const bool isPrinted = context.print(printable(text) + "\n");
-    const auto finished = dictations.finish(
-        *number, isPrinted ? std::nullopt : std::optional<std::string>{"The text could not be printed."});
+    const auto finished =
+        dictations.finish(id, isPrinted ? std::nullopt : std::optional<std::string>{"The text could not be printed."});
     if (!finished) return context.failed(finished.error());
     return isPrinted ? Exit::done : Exit::failed;
 }

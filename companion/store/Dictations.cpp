@@ -7,6 +7,9 @@ namespace vostel_companion {
 namespace {
 
 using Outcome = Dictation::Outcome;
+using VostelMCPKit::UUID;
+
+constexpr const char* dictationColumns = "id, date, text, outcome, failureReason, targetApplication, duration";
 
 Outcome outcomeNamed(std::string_view text) {
     for (const Outcome outcome : {Outcome::delivered, Outcome::notDelivered}) {
@@ -16,8 +19,13 @@ Outcome outcomeNamed(std::string_view text) {
 }
 
 Dictation readDictation(const Statement& row) {
-    return {row.moment(0),       row.text(1),         outcomeNamed(row.text(2)),
-            row.optionalText(3), row.optionalText(4), row.optionalSeconds(5)};
+    return {UUID::parse(row.text(0)).value_or(UUID{}),
+            row.moment(1),
+            row.text(2),
+            outcomeNamed(row.text(3)),
+            row.optionalText(4),
+            row.optionalText(5),
+            row.optionalSeconds(6)};
 }
 
 } // namespace
@@ -34,27 +42,35 @@ const char* name(Dictation::Outcome outcome) {
     return "pending";
 }
 
-std::expected<Dictations::Number, DatabaseError> Dictations::add(const Dictation& dictation) {
-    Statement insert{database_, "INSERT INTO dictations (date, text, outcome, failureReason, targetApplication, "
-                                "duration) VALUES (?, ?, ?, ?, ?, ?)"};
-    insert.bind(dictation.date, VostelMCPKit::repairedUTF8(dictation.text), name(dictation.outcome),
-                dictation.failureReason, dictation.targetApplication, dictation.duration);
-    if (auto done = insert.run(); !done) return std::unexpected(std::move(done.error()));
-    return Number{database_.lastInsertedRow()};
+std::expected<void, DatabaseError> Dictations::add(const Dictation& dictation) {
+    Statement insert{database_,
+                     std::string{"INSERT INTO dictations ("} + dictationColumns + ") VALUES (?, ?, ?, ?, ?, ?, ?)"};
+    return insert
+        .bind(dictation.id.text(), dictation.date, VostelMCPKit::repairedUTF8(dictation.text), name(dictation.outcome),
+              dictation.failureReason, dictation.targetApplication, dictation.duration)
+        .run();
 }
 
-std::expected<bool, DatabaseError> Dictations::finish(Number number, const std::optional<std::string>& failureReason) {
+std::expected<bool, DatabaseError> Dictations::finish(const UUID& id, const std::optional<std::string>& failureReason) {
     Statement update{database_,
                      "UPDATE dictations SET outcome = ?, failureReason = ? WHERE id = ? AND outcome = 'pending'"};
-    update.bind(name(failureReason ? Outcome::notDelivered : Outcome::delivered), failureReason,
-                static_cast<std::int64_t>(number));
+    update.bind(name(failureReason ? Outcome::notDelivered : Outcome::delivered), failureReason, id.text());
     if (auto done = update.run(); !done) return std::unexpected(std::move(done.error()));
     return database_.changes() > 0;
 }
 
 std::expected<Page<Dictation>, DatabaseError> Dictations::list(const Listing& listing) {
-    return readPage(database_, listing, "dictations", "date, text, outcome, failureReason, targetApplication, duration",
-                    readDictation);
+    return readPage(database_, listing, "dictations", dictationColumns, readDictation);
+}
+
+std::expected<std::optional<Dictation>, DatabaseError> Dictations::find(const UUID& id) {
+    Statement select{database_, std::string{"SELECT "} + dictationColumns + " FROM dictations WHERE id = ?"};
+    return select.bind(id.text()).first(readDictation);
+}
+
+std::expected<void, DatabaseError> Dictations::remove(const UUID& id) {
+    Statement remove{database_, "DELETE FROM dictations WHERE id = ?"};
+    return remove.bind(id.text()).run();
 }
 
 } // namespace vostel_companion

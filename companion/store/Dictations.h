@@ -2,7 +2,9 @@
 #pragma once
 
 #include "companion/store/Listing.h"
+#include "kit/support/UUID.h"
 
+#include <expected>
 #include <optional>
 #include <string>
 
@@ -11,6 +13,7 @@ namespace vostel_companion {
 struct Dictation {
     enum class Outcome { delivered, notDelivered, pending };
 
+    VostelMCPKit::UUID id;
     Timestamp date;
     /// As it was pasted: after the vocabulary rules.
     std::string text;
@@ -30,16 +33,15 @@ struct Dictation {
 /// Uses the database on the caller's thread.
 class Dictations final {
 public:
-    /// Identifies a stored dictation within this database.
-    enum class Number : std::int64_t {};
-
     explicit Dictations(Database& database) : database_{database} {}
 
-    [[nodiscard]] std::expected<Number, DatabaseError> add(const Dictation& dictation);
+    [[nodiscard]] std::expected<void, DatabaseError> add(const Dictation& dictation);
     /// Ends a pending dictation: delivered without a reason, not delivered with one. False if it is not pending.
-    [[nodiscard]] std::expected<bool, DatabaseError> finish(Number number,
+    [[nodiscard]] std::expected<bool, DatabaseError> finish(const VostelMCPKit::UUID& id,
                                                             const std::optional<std::string>& failureReason);
     [[nodiscard]] std::expected<Page<Dictation>, DatabaseError> list(const Listing& listing);
+    [[nodiscard]] std::expected<std::optional<Dictation>, DatabaseError> find(const VostelMCPKit::UUID& id);
+    [[nodiscard]] std::expected<void, DatabaseError> remove(const VostelMCPKit::UUID& id);
 
 private:
     Database& database_;

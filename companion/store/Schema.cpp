@@ -113,7 +113,16 @@ ALTER TABLE confirmations ADD COLUMN madeAt INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE confirmations ADD COLUMN toldAt INTEGER;
 )sql";
 
-constexpr std::array<const char*, 2> migrations = {firstSchema, confirmationsForSeveralClients};
+// An id that is never used again, unlike a row number, so that a repeated command cannot delete another dictation.
+constexpr const char* idsForDictations = R"sql(
+ALTER TABLE dictations RENAME COLUMN id TO number;
+ALTER TABLE dictations ADD COLUMN id TEXT NOT NULL DEFAULT '';
+UPDATE dictations SET id = hex(randomblob(4)) || '-' || hex(randomblob(2)) || '-4' || substr(hex(randomblob(2)), 2) ||
+    '-' || substr('89AB', 1 + (random() & 3), 1) || substr(hex(randomblob(2)), 2) || '-' || hex(randomblob(6));
+CREATE UNIQUE INDEX dictationsByID ON dictations (id);
+)sql";
+
+constexpr std::array<const char*, 3> migrations = {firstSchema, confirmationsForSeveralClients, idsForDictations};
 
 std::expected<std::int64_t, DatabaseError> readInteger(Database& database, const char* sql) {
     Statement statement{database, sql};

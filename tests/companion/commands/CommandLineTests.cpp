@@ -6,7 +6,8 @@ namespace vostel_companion {
 
 using VostelMCPKit::MCPClientKind;
 using VostelMCPKit::MCPConfirmationLogic::Decision;
-using Format = Command::ShowTranscript::Format;
+using Format = Command::Show::Format;
+using Kind = Command::Kind;
 using Arguments = std::vector<std::string>;
 
 TEST(CommandLine, every_verb_has_its_command) {
@@ -28,15 +29,21 @@ TEST(CommandLine, every_verb_has_its_command) {
         {{"dictate", "--", "-a.wav"}, {Command::Dictate{"-a.wav", ""}}},
         {{"record", "me.wav", "them.wav"}, {Command::Record{"me.wav", "them.wav", ""}}},
         {{"record", "me.wav", "them.wav", "--language=de"}, {Command::Record{"me.wav", "them.wav", "de"}}},
-        {{"transcripts"}, {Command::ListTranscripts{}}},
+        {{"transcripts"}, {Command::List{}}},
         {{"transcripts", "--limit", "3", "--since", "2026-08-30", "--until", "2026-08-31"},
-         {Command::ListTranscripts{3, "2026-08-30", "2026-08-31"}}},
-        {{"transcripts", "3F2A"}, {Command::ShowTranscript{"3F2A"}}},
-        {{"transcripts", "3F2A", "--format", "VTT"}, {Command::ShowTranscript{"3F2A", Format::vtt}}},
-        {{"transcripts", "--format=json", "3F2A"}, {Command::ShowTranscript{"3F2A", Format::json}}},
-        {{"transcripts", "3F2A", "--format", "srt"}, {Command::ShowTranscript{"3F2A", Format::srt}}},
-        {{"transcripts", "3F2A", "--format", "txt"}, {Command::ShowTranscript{"3F2A", Format::text}}},
-        {{"delete", "transcript", "3F2A"}, {Command::DeleteTranscript{"3F2A"}}},
+         {Command::List{Kind::transcript, 3, "2026-08-30", "2026-08-31"}}},
+        {{"transcripts", "3F2A"}, {Command::Show{Kind::transcript, "3F2A"}}},
+        {{"transcripts", "3F2A", "--format", "VTT"}, {Command::Show{Kind::transcript, "3F2A", Format::vtt}}},
+        {{"transcripts", "--format=json", "3F2A"}, {Command::Show{Kind::transcript, "3F2A", Format::json}}},
+        {{"transcripts", "3F2A", "--format", "srt"}, {Command::Show{Kind::transcript, "3F2A", Format::srt}}},
+        {{"transcripts", "3F2A", "--format", "txt"}, {Command::Show{Kind::transcript, "3F2A", Format::text}}},
+        {{"recordings", "--limit", "3"}, {Command::List{Kind::recording, 3, {}, {}}}},
+        {{"recordings", "3F2A", "--format", "srt"}, {Command::Show{Kind::recording, "3F2A", Format::srt}}},
+        {{"dictations", "--since", "2026-08-30"}, {Command::List{Kind::dictation, {}, "2026-08-30", {}}}},
+        {{"dictations", "3F2A"}, {Command::Show{Kind::dictation, "3F2A"}}},
+        {{"delete", "transcript", "3F2A"}, {Command::Delete{Kind::transcript, "3F2A"}}},
+        {{"delete", "recording", "3F2A"}, {Command::Delete{Kind::recording, "3F2A"}}},
+        {{"delete", "dictation", "3F2A"}, {Command::Delete{Kind::dictation, "3F2A"}}},
         {{"words"}, {Command::ListWords{}}},
         {{"words", "add", "vostel"}, {Command::AddWord{"vostel", ""}}},
         {{"words", "add", "bostel", "Vostel"}, {Command::AddWord{"bostel", "Vostel"}}},
@@ -82,6 +89,8 @@ TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
         {{"transcripts", "--limit", "3", "3F2A"}, "ID excludes --limit"},
         {{"transcripts", "--format", "srt"}, "--format requires ID"},
         {{"transcripts", "3F2A", "--format", "doc"}, "--format: doc not in {txt,srt,vtt,json}"},
+        {{"dictations", "3F2A", "--format", "srt"}, "The following arguments were not expected: srt --format"},
+        {{"delete", "dictation"}, "ID is required"},
         {{"x\x1B[31m"}, "The following argument was not expected: x\xEF\xBF\xBD[31m"},
     };
     for (const Row& row : rows) {
@@ -111,7 +120,11 @@ TEST(CommandLine, every_verb_explains_itself_and_its_exit_status) {
                                {"record"},
                                {"transcripts"},
                                {"delete"},
+                               {"recordings"},
+                               {"dictations"},
                                {"delete", "transcript"},
+                               {"delete", "recording"},
+                               {"delete", "dictation"},
                                {"words"},
                                {"words", "add"},
                                {"words", "remove"},

@@ -12,8 +12,8 @@ using Outcome = Dictation::Outcome;
 TEST(Dictations, every_field_comes_back_newest_first) {
     Database database = openInMemory();
     Dictations dictations{database};
-    const Dictation older{at(1), "first", Outcome::delivered, {}, "Mail", Seconds{2.5}};
-    const Dictation newer{at(2), "second", Outcome::notDelivered, "The window was closed.", {}, {}};
+    const Dictation older{uuid(1), at(1), "first", Outcome::delivered, {}, "Mail", Seconds{2.5}};
+    const Dictation newer{uuid(2), at(2), "second", Outcome::notDelivered, "The window was closed.", {}, {}};
     ASSERT_TRUE(dictations.add(newer));
     ASSERT_TRUE(dictations.add(older));
     EXPECT_EQ(dictations.list({}), (Page<Dictation>{{newer, older}, 2}));
@@ -22,13 +22,12 @@ TEST(Dictations, every_field_comes_back_newest_first) {
 TEST(Dictations, a_pending_one_is_settled_once) {
     Database database = openInMemory();
     Dictations dictations{database};
-    const auto delivered = dictations.add({at(2), "one", Outcome::pending, {}, {}, {}});
-    const auto failed = dictations.add({at(1), "two", Outcome::pending, {}, {}, {}});
-    ASSERT_TRUE(delivered && failed);
-    EXPECT_EQ(dictations.finish(*delivered, std::nullopt), true);
-    EXPECT_EQ(dictations.finish(*failed, "No window had the focus."), true);
-    EXPECT_EQ(dictations.finish(*failed, std::nullopt), false);
-    EXPECT_EQ(dictations.finish(Dictations::Number{99}, std::nullopt), false);
+    ASSERT_TRUE(dictations.add({uuid(1), at(2), "one", Outcome::pending, {}, {}, {}}));
+    ASSERT_TRUE(dictations.add({uuid(2), at(1), "two", Outcome::pending, {}, {}, {}}));
+    EXPECT_EQ(dictations.finish(uuid(1), std::nullopt), true);
+    EXPECT_EQ(dictations.finish(uuid(2), "No window had the focus."), true);
+    EXPECT_EQ(dictations.finish(uuid(2), std::nullopt), false);
+    EXPECT_EQ(dictations.finish(uuid(99), std::nullopt), false);
 
     const auto page = dictations.list({});
     ASSERT_TRUE(page);
@@ -40,7 +39,20 @@ TEST(Dictations, a_pending_one_is_settled_once) {
 TEST(Dictations, a_reason_without_a_failure_is_refused) {
     Database database = openInMemory();
     Dictations dictations{database};
-    EXPECT_FALSE(dictations.add({at(0), "text", Outcome::delivered, "nonsense", {}, {}}));
+    EXPECT_FALSE(dictations.add({uuid(1), at(0), "text", Outcome::delivered, "nonsense", {}, {}}));
+}
+
+TEST(Dictations, one_is_found_and_removed_by_its_id) {
+    Database database = openInMemory();
+    Dictations dictations{database};
+    const Dictation one{uuid(1), at(1), "one", Outcome::pending, {}, {}, {}};
+    const Dictation two{uuid(2), at(2), "two", Outcome::pending, {}, {}, {}};
+    ASSERT_TRUE(dictations.add(one) && dictations.add(two));
+    EXPECT_FALSE(dictations.add(one)) << "an id is unique";
+    EXPECT_EQ(dictations.find(uuid(2)).value(), std::optional{two});
+    EXPECT_EQ(dictations.find(uuid(3)).value(), std::nullopt);
+    ASSERT_TRUE(dictations.remove(uuid(2)));
+    EXPECT_EQ(dictations.list({}), (Page<Dictation>{{one}, 1}));
 }
 
 TEST(Dictations, outcomes_have_the_tools_words) {

@@ -1,3 +1,4 @@
+#include "companion/store/Dictations.h"
 #include "companion/store/Schema.h"
 #include "companion/store/Transcripts.h"
 #include "tests/companion/store/StoreFixture.h"
@@ -79,6 +80,27 @@ TEST(Schema, a_migration_that_fails_leaves_the_database_as_it_was) {
     EXPECT_EQ(readOne(*database, "SELECT group_concat(name) FROM sqlite_schema"), "first");
 }
 
+TEST(Schema, dictations_of_an_older_file_get_ids_of_their_own) {
+    auto database = Database::open(":memory:");
+    ASSERT_TRUE(database);
+    ASSERT_TRUE(migrate(*database, schemaMigrations().first(2)));
+    ASSERT_TRUE(database->execute("INSERT INTO dictations (id, date, outcome, text) VALUES (7, 1, 'pending', 'older'), "
+                                  "(9, 2, 'delivered', 'newer')"));
+    ASSERT_TRUE(migrate(*database, schemaMigrations()));
+
+    const auto page = Dictations{*database}.list({});
+    ASSERT_TRUE(page);
+    ASSERT_EQ(page->totalCount, 2);
+    const Dictation& newer = page->entries[0];
+    const Dictation& older = page->entries[1];
+    EXPECT_EQ(newer, (Dictation{newer.id, at(2), "newer", Dictation::Outcome::delivered, {}, {}, {}}));
+    EXPECT_EQ(older, (Dictation{older.id, at(1), "older", Dictation::Outcome::pending, {}, {}, {}}));
+    EXPECT_NE(older.id, newer.id);
+    EXPECT_NE(older.id, VostelMCPKit::UUID{}) << "the text of the id is read as a UUID";
+    EXPECT_EQ(VostelMCPKit::UUID::fromRandom(older.id.bytes), older.id) << "it has the version and the variant of ours";
+    EXPECT_EQ(Dictations{*database}.find(older.id).value(), std::optional{older});
+}
+
 TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
@@ -92,7 +114,7 @@ TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().description(), "Vostel's database " + path +
                                                  " was written by a newer version of Vostel (schema 99, this version "
-                                                 "knows 2); please update Vostel.");
+                                                 "knows 3); please update Vostel.");
     EXPECT_EQ(readFile(path), before);
 }
 

@@ -53,10 +53,11 @@ TEST(HistoryList, shows_the_newest_dictations_of_the_window) {
     {
         Database database = stage.database();
         Dictations dictations{database};
-        EXPECT_TRUE(dictations.add({noon, "first", Dictation::Outcome::delivered, {}, {}, {}}));
-        EXPECT_TRUE(dictations.add({noon + 1s, "second", Dictation::Outcome::pending, {}, "Mail", Seconds{1.25}}));
+        EXPECT_TRUE(dictations.add({uuid(1), noon, "first", Dictation::Outcome::delivered, {}, {}, {}}));
+        EXPECT_TRUE(
+            dictations.add({uuid(2), noon + 1s, "second", Dictation::Outcome::pending, {}, "Mail", Seconds{1.25}}));
         EXPECT_TRUE(dictations.add(
-            {noon + 2s, "third", Dictation::Outcome::notDelivered, "No text field.", "Notes", Seconds{3}}));
+            {uuid(3), noon + 2s, "third", Dictation::Outcome::notDelivered, "No text field.", "Notes", Seconds{3}}));
     }
     EXPECT_EQ(stage.text("history_list", MCPValue::object({{"limit", 2}})),
               "2 of 3 dictations, newest first.\n\n"
@@ -77,8 +78,9 @@ TEST(HistoryList, leaves_out_the_oldest_when_the_result_would_be_too_large) {
     stage.allowReading();
     {
         Database database = stage.database();
-        for (int number = 0; number < 12; ++number)
-            EXPECT_TRUE(Dictations{database}.add({noon + std::chrono::seconds{number},
+        for (std::uint8_t number = 0; number < 12; ++number)
+            EXPECT_TRUE(Dictations{database}.add({uuid(number),
+                                                  noon + std::chrono::seconds{number},
                                                   std::string(600'000, 'x'),
                                                   Dictation::Outcome::delivered,
                                                   {},

@@ -1,0 +1,46 @@
+#include "companion/commands/ListLine.h"
+
+#include "companion/support/TerminalSafe.h"
+#include "companion/support/Wording.h"
+#include "kit/support/CharacterCount.h"
+
+#include <algorithm>
+
+namespace vostel_companion {
+
+namespace {
+
+/// In user-perceived characters: the room that id and date leave in a line.
+constexpr std::size_t previewCharacters = 60;
+/// Of a narrower terminal, each line takes two rows or more. That reads better than a text of three letters.
+constexpr std::size_t narrowestLine = 50;
+/// The verbs take the beginning of an id. Two ids that begin with these characters are very unlikely.
+constexpr std::size_t shortID = 8;
+
+/// At most `most` characters. An ellipsis is the last of them if something was left out.
+std::string cut(const std::string& text, std::size_t most) {
+    if (VostelMCPKit::countCharacters(text, most).characters <= most) return text;
+    return text.substr(0, VostelMCPKit::countCharacters(text, most - 1).prefixBytes) + "…";
+}
+
+} // namespace
+
+std::string durationText(const std::optional<Seconds>& duration) {
+    return duration ? clockText(std::chrono::round<std::chrono::seconds>(*duration)) : "-";
+}
+
+std::string previewText(std::string_view text) {
+    const std::string line = printableLine(text);
+    const std::size_t shown = VostelMCPKit::countCharacters(line, previewCharacters).prefixBytes;
+    return line.substr(0, shown) + (shown < line.size() ? "…" : "");
+}
+
+std::string listLine(const ListedThing& thing, std::optional<std::size_t> columns) {
+    const std::string id = thing.id.text();
+    const std::string rest = "  " + localTimeText(thing.date) + "  " +
+                             (thing.duration ? *thing.duration + "  " : std::string{}) + thing.text;
+    if (!columns) return id + rest + "\n";
+    return cut(id.substr(0, shortID) + rest, std::max(*columns, narrowestLine)) + "\n";
+}
+
+} // namespace vostel_companion

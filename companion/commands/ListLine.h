@@ -1,0 +1,33 @@
+// The lines in which the verbs list what is kept.
+#pragma once
+
+#include "companion/support/Time.h"
+#include "kit/support/UUID.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vostel_companion {
+
+struct ListedThing {
+    VostelMCPKit::UUID id;
+    Timestamp date;
+    /// Absent where a duration says nothing.
+    std::optional<std::string> duration;
+    /// What it is, and the beginning of its words. One harmless line.
+    std::string text;
+};
+
+/// "0:07", or "-" if it is unknown.
+[[nodiscard]] std::string durationText(const std::optional<Seconds>& duration);
+
+/// The beginning of `text` as one harmless line of a list.
+[[nodiscard]] std::string previewText(std::string_view text);
+
+/// "1A2B3C4D-…  2026-08-30 14:05  1:23  talk.m4a: First words" and a line feed. With `columns`, the width of a
+/// terminal, the id is shortened to what the verbs need and the line is cut to fit.
+[[nodiscard]] std::string listLine(const ListedThing& thing, std::optional<std::size_t> columns);
+
+} // namespace vostel_companion
