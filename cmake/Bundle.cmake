@@ -1,10 +1,11 @@
-# The application's bundle, in which the server finds and launches it. The install rules below are its only description:
+# The application's bundle, in which the server finds and launches it, for a folder of applications:
 #     cmake --install build/release --component bundle --prefix /Applications
+# An installation of everything leaves it out, because packaging/ puts the programs into a bundle under the prefix.
 set(contents Vostel.app/Contents)
 get_target_property(version VostelMCPKit VERSION)
 configure_file(companion/Info.plist ${PROJECT_BINARY_DIR}/Info.plist @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/Info.plist DESTINATION ${contents} COMPONENT bundle)
-install(TARGETS vostel-mcp DESTINATION ${contents}/MacOS COMPONENT bundle)
+install(FILES ${PROJECT_BINARY_DIR}/Info.plist DESTINATION ${contents} COMPONENT bundle EXCLUDE_FROM_ALL)
+install(TARGETS vostel-mcp DESTINATION ${contents}/MacOS COMPONENT bundle EXCLUDE_FROM_ALL)
 
 # The build tree has one too, for the tests.
 add_custom_target(bundle ALL
@@ -12,6 +13,6 @@ add_custom_target(bundle ALL
     COMMENT "Assembling Vostel.app" VERBATIM)
 add_dependencies(bundle vostel-mcp)
 if(VOSTEL_COMPANION)
-    install(TARGETS Vostel DESTINATION ${contents}/MacOS COMPONENT bundle)
+    install(TARGETS Vostel DESTINATION ${contents}/MacOS COMPONENT bundle EXCLUDE_FROM_ALL)
     add_dependencies(bundle Vostel)
 endif()
