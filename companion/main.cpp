@@ -168,7 +168,12 @@ Exit perform(const Command::Doctor& verb) {
 Exit perform(const Command::Clients& verb) {
     // Both programs are in the bundle, side by side.
     const auto self = posix::ownExecutable().value_or("");
-    return run(verb, ClientsContext{posix::homeDirectory(), self.parent_path() / "vostel-mcp", print, printError});
+    const char* const path = std::getenv("PATH");
+    return run(verb, ClientsContext{.home = posix::homeDirectory(),
+                                    .helper = self.parent_path() / "vostel-mcp",
+                                    .searchPath = path != nullptr ? path : "",
+                                    .print = print,
+                                    .printError = printError});
 }
 
 } // namespace

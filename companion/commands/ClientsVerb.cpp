@@ -17,7 +17,8 @@ Exit run(const Command::Clients& verb, const ClientsContext& context) {
                                                             .kinds = verb.kinds,
                                                             .home = context.home.string(),
                                                             .helperPath = context.helper.string(),
-                                                            .force = verb.force});
+                                                            .force = verb.force,
+                                                            .searchPath = context.searchPath});
     for (const std::string& line : report.lines) context.print(printableLine(line) + "\n");
     switch (report.exit) {
     case ClientConfigExit::done:

@@ -256,7 +256,8 @@ private:
         const Row rows[] = {
             {ClientConfigAction::status, "status",
              "Say which clients are connected. The exit status is 0 if all of them are."},
-            {ClientConfigAction::install, "install", "Add vostel-mcp to the configuration of the clients."},
+            {ClientConfigAction::install, "install",
+             "Add vostel-mcp to the configuration of the clients. Without KIND, of those on this computer."},
             {ClientConfigAction::remove, "remove", "Remove vostel-mcp from the configuration of the clients."},
         };
         for (const Row& row : rows) {

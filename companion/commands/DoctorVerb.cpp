@@ -64,19 +64,6 @@ std::optional<std::string> failureIn(const MCPValue& result) {
     return std::string{first.string("text").value_or("It failed without a reason.")};
 }
 
-/// The client's name on our command line.
-const char* verbName(MCPClientKind kind) {
-    switch (kind) {
-    case MCPClientKind::claudeCode:
-        return "claude-code";
-    case MCPClientKind::claudeDesktop:
-        return "claude-desktop";
-    case MCPClientKind::codex:
-        return "codex";
-    }
-    std::unreachable();
-}
-
 /// Makes the checks one after the other and prints a line for each.
 class Examination final {
 public:
@@ -242,7 +229,7 @@ private:
                                                     : " ");
         const std::string repair = isMoved
                                        ? "Correct the command by hand to " + inQuotes(context_.helper.string()) + "."
-                                       : std::string{"Run: Vostel clients install "} + verbName(kind);
+                                       : "Run: Vostel clients install " + std::string{commandLineName(kind)};
         const auto status = clientConfigStatus(kind, file, context_.helper.string());
         if (!status) return wrong(client + ": " + status.error().description(file.string()));
         match(

@@ -85,11 +85,17 @@ std::expected<std::string, ConfigError> withEntry(std::string_view text, const M
                         expected);
 }
 
-std::expected<std::string, ConfigError> withoutEntry(std::string_view text) {
+std::expected<std::string, ConfigError> withoutEntry(std::string_view text, std::string_view original) {
     const auto found = read(text);
     if (!found) return std::unexpected(found.error());
     const Contents& contents = *found;
     if (!contents.servers || !contents.entry) return std::string{text};
+    const bool isLast = contents.document[serversPath.front()]->members().size() == 1;
+    const auto before = read(original);
+    if (isLast && !(before && before->servers)) {
+        return verifiedJSON(withoutMember(text, text.find('{'), *contents.servers),
+                            withValueAt(contents.document, serversPath, std::nullopt));
+    }
     return verifiedJSON(withoutMember(text, contents.servers->value.begin, *contents.entry),
                         withValueAt(contents.document, entryPath, std::nullopt));
 }

@@ -21,7 +21,9 @@ namespace vostel_companion::ClaudeCodeConfig {
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 
-/// `text` without the entry under our name, even if it is a foreign one.
-[[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text);
+/// `text` without the entry under our name, even if it is a foreign one, and without `mcpServers` if it is empty then.
+/// `original` is the text from before withEntry, or empty if that is not known. An `mcpServers` that it has stays.
+[[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text,
+                                                                   std::string_view original = {});
 
 } // namespace vostel_companion::ClaudeCodeConfig

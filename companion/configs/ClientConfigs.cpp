@@ -4,6 +4,7 @@
 #include "companion/configs/ClaudeDesktopConfig.h"
 #include "companion/configs/CodexConfig.h"
 #include "companion/configs/ConfigFile.h"
+#include "companion/support/FindProgram.h"
 #include "companion/support/InQuotes.h"
 #include "kit/clients/MCPClientConfigLogic.h"
 #include "kit/support/Unicode.h"
@@ -13,6 +14,7 @@
 #include <expected>
 #include <filesystem>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace vostel_companion {
@@ -32,8 +34,8 @@ struct Format {
     fs::path path;
     std::expected<std::optional<std::string>, ConfigError> (*existingCommand)(std::string_view);
     Text (*withEntry)(std::string_view, const MCPClientEntry&);
-    /// Null if only the client itself can remove the entry.
-    Text (*withoutEntry)(std::string_view);
+    /// Takes the text and the original before our entry was added. Null if only the client itself can remove the entry.
+    Text (*withoutEntry)(std::string_view, std::string_view);
 };
 
 Format formatOf(MCPClientKind kind, std::string_view home) {
@@ -48,6 +50,38 @@ Format formatOf(MCPClientKind kind, std::string_view home) {
         return {path, CodexConfig::existingCommand, CodexConfig::withEntry, CodexConfig::withoutEntry};
     }
     std::unreachable();
+}
+
+/// What shows that a client is installed.
+struct Signs {
+    /// What the client creates in the home folder at its first start.
+    std::vector<fs::path> files;
+    /// Its program. Empty if it is started in another way.
+    std::string program;
+};
+
+Signs signsOf(MCPClientKind kind, const fs::path& home) {
+    switch (kind) {
+    case MCPClientKind::claudeCode:
+        return {{home / ".claude.json", home / ".claude"}, "claude"};
+    case MCPClientKind::claudeDesktop:
+        return {{home / "Library/Application Support/Claude"}, {}};
+    case MCPClientKind::codex:
+        return {{home / ".codex"}, "codex"};
+    }
+    std::unreachable();
+}
+
+bool isInstalled(const Signs& signs, std::string_view searchPath) {
+    std::error_code ignored;
+    return std::ranges::any_of(signs.files, [&](const fs::path& file) { return fs::exists(file, ignored); }) ||
+           (!signs.program.empty() && findProgram(signs.program, searchPath));
+}
+
+/// Whether the file would say nothing without our entry.
+bool saysNothing(std::string_view text) {
+    const std::string_view content = VostelMCPKit::trimmed(text.substr(contentStart(text)));
+    return content.empty() || content == "{}";
 }
 
 bool isUpToDate(const Status& status) { return std::holds_alternative<Status::UpToDate>(status.is); }
@@ -72,7 +106,7 @@ public:
         : kind_{kind}, request_{request}, entry_{entry}, format_{formatOf(kind, home)}, path_{format_.path.string()},
           report_{report} {}
 
-    void serve() {
+    void process() {
         switch (request_.action) {
         case ClientConfigAction::status:
             return showStatus();
@@ -100,7 +134,7 @@ private:
     }
 
     void install() {
-        const auto change = edit(format_.withEntry);
+        const auto change = editConfigFile(format_.path, [&](std::string_view text) { return withEntry(text); });
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("replace");
         say(ClientConfigExit::done,
@@ -123,19 +157,55 @@ private:
 
     void remove() {
         if (const auto note = manualRemovalNote(kind_)) return refuseToRemove(*note);
-        const auto change =
-            edit([this](std::string_view text, const MCPClientEntry&) { return format_.withoutEntry(text); });
+        const auto change = editConfigFile(format_.path, [&](std::string_view text) { return withoutEntry(text); });
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("remove");
-        if (isMissing(found_)) return sayMissing();
-        say(ClientConfigExit::done, "removed from " + path_ + "." + backupNote(*change));
+        // Only a foreign entry is worth a backup: what we added is gone on purpose.
+        std::string rest = backupNote(*change);
+        if (!change->backup) {
+            const auto deleted = deleteConfigBackups(format_.path);
+            if (!deleted) return fail(deleted.error());
+            if (*deleted) rest = " The backup was deleted.";
+        }
+        std::error_code ignored;
+        const bool isFileDeleted = change->isChanged && !fs::exists(format_.path, ignored);
+        // The folder was made with the file. If it is not empty, it stays.
+        if (isFileDeleted && kind_ == MCPClientKind::codex) ::rmdir(format_.path.parent_path().c_str());
+        if (isMissing(found_)) return sayMissing(rest);
+        say(ClientConfigExit::done, "removed from " + path_ + "." + rest);
+    }
+
+    std::expected<EditedConfig, ConfigError> withoutEntry(std::string_view text) {
+        const auto status = judge(text);
+        if (!status) return std::unexpected(status.error());
+        found_ = *status;
+        if (isMissing(found_) || (isForeign(found_) && !request_.force)) return EditedConfig{std::string{text}};
+        const auto original = originalText();
+        if (original && format_.withEntry(*original, entry_) == text) return EditedConfig{*original, false};
+        auto rest = format_.withoutEntry(text, original.value_or(""));
+        if (!rest) return std::unexpected(std::move(rest.error()));
+        const bool wasOurs = !original && !isForeign(found_) && saysNothing(*rest);
+        return EditedConfig{wasOurs ? std::nullopt : std::optional{*std::move(rest)}, isForeign(found_)};
+    }
+
+    /// The file from before our entry was added, if its backup is there. Otherwise there was no file, or nobody knows.
+    std::optional<std::string> originalText() const {
+        auto backup = readConfigBackup(format_.path);
+        if (!backup) return std::nullopt;
+        const auto command = format_.existingCommand(*backup);
+        // An update of the entry has kept a file with our entry.
+        if (!command || *command) return std::nullopt;
+        return backup;
     }
 
     void refuseToRemove(std::string_view note) {
         const auto status = readStatus();
         if (!status) return fail(status.error());
-        if (isMissing(*status)) return sayMissing();
-        say(ClientConfigExit::refused, std::string{note});
+        const auto deleted = deleteConfigBackups(format_.path);
+        if (!deleted) return fail(deleted.error());
+        const std::string rest = *deleted ? " The backup was deleted." : "";
+        if (isMissing(*status)) return sayMissing(rest);
+        say(ClientConfigExit::refused, std::string{note} + rest);
     }
 
     std::expected<Status, ConfigError> judge(std::string_view text) const {
@@ -150,15 +220,16 @@ private:
         return judge(*text);
     }
 
-    /// Edits the file unless its entry is foreign. Afterwards `found_` is the status before the edit.
-    std::expected<ConfigFileChange, ConfigError> edit(const auto& change) {
-        return editConfigFile(format_.path, [&](std::string_view text) -> std::expected<std::string, ConfigError> {
-            const auto status = judge(text);
-            if (!status) return std::unexpected(status.error());
-            found_ = *status;
-            if (isForeign(found_) && !request_.force) return std::string{text};
-            return change(text, entry_);
-        });
+    // Both edits leave the status from before them in `found_`, and a foreign entry as it is unless that is forced.
+
+    std::expected<EditedConfig, ConfigError> withEntry(std::string_view text) {
+        const auto status = judge(text);
+        if (!status) return std::unexpected(status.error());
+        found_ = *status;
+        if (isForeign(found_) && !request_.force) return EditedConfig{std::string{text}};
+        auto edited = format_.withEntry(text, entry_);
+        if (!edited) return std::unexpected(std::move(edited.error()));
+        return EditedConfig{*std::move(edited)};
     }
 
     static std::string backupNote(const ConfigFileChange& change) {
@@ -175,7 +246,9 @@ private:
                                            ". It was left as it is; --force would " + std::string{whatForceDoes} +
                                            " it.");
     }
-    void sayMissing() { say(ClientConfigExit::done, "not installed in " + path_ + "; nothing was changed."); }
+    void sayMissing(const std::string& rest) {
+        say(ClientConfigExit::done, "not installed in " + path_ + "; nothing was changed." + rest);
+    }
     void fail(const ConfigError& error) { say(ClientConfigExit::failed, error.description(path_)); }
 
     MCPClientKind kind_;
@@ -189,12 +262,31 @@ private:
 
 ClientConfigReport refusal(std::string sentence) { return {{std::move(sentence)}, ClientConfigExit::failed}; }
 
+std::string skipped(MCPClientKind kind, const Signs& signs) {
+    std::string text = std::string{displayName(kind)} + ": skipped, because it is not on this computer: there is no ";
+    for (const fs::path& file : signs.files) text += (file == signs.files.front() ? "" : " and no ") + file.string();
+    if (!signs.program.empty()) text += " and no program " + signs.program;
+    return text + ". To connect it anyway, run: Vostel clients install " + std::string{commandLineName(kind)};
+}
+
 bool hasControlCharacter(std::string_view text) {
     return std::ranges::any_of(
         text, [](char character) { return static_cast<unsigned char>(character) < 0x20 || character == 0x7F; });
 }
 
 } // namespace
+
+std::string_view commandLineName(MCPClientKind kind) {
+    switch (kind) {
+    case MCPClientKind::claudeCode:
+        return "claude-code";
+    case MCPClientKind::claudeDesktop:
+        return "claude-desktop";
+    case MCPClientKind::codex:
+        return "codex";
+    }
+    std::unreachable();
+}
 
 std::expected<Status, ConfigError> clientConfigStatus(MCPClientKind kind, const fs::path& file,
                                                       const std::string& helperPath) {
@@ -224,9 +316,19 @@ ClientConfigReport processClientConfigs(const ClientConfigRequest& request) {
     }
 
     ClientConfigReport report;
-    std::vector<MCPClientKind> kinds = request.kinds;
-    if (kinds.empty()) kinds.assign(allMCPClientKinds.begin(), allMCPClientKinds.end());
-    for (const MCPClientKind kind : kinds) EntryEditor{kind, request, *entry, home, report}.serve();
+    for (const MCPClientKind kind : request.kinds) EntryEditor{kind, request, *entry, home, report}.process();
+    if (!request.kinds.empty()) return report;
+    bool isAnyInstalled = false;
+    for (const MCPClientKind kind : allMCPClientKinds) {
+        const Signs signs = signsOf(kind, home);
+        if (request.action == ClientConfigAction::install && !isInstalled(signs, request.searchPath)) {
+            report.lines.push_back(skipped(kind, signs));
+            continue;
+        }
+        isAnyInstalled = true;
+        EntryEditor{kind, request, *entry, home, report}.process();
+    }
+    if (!isAnyInstalled) report.exit = ClientConfigExit::refused;
     return report;
 }
 

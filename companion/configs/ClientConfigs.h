@@ -17,7 +17,7 @@ enum class ClientConfigAction { status, install, remove };
 
 struct ClientConfigRequest {
     ClientConfigAction action = ClientConfigAction::status;
-    /// The clients to work on. Empty means all of them.
+    /// The clients to work on. Empty means all of them; `install` skips those that are not on this computer.
     std::vector<VostelMCPKit::MCPClientKind> kinds;
     /// The user's home folder, an absolute path.
     std::string home;
@@ -25,6 +25,8 @@ struct ClientConfigRequest {
     std::string helperPath;
     /// Also replaces or removes a foreign entry under our name.
     bool force = false;
+    /// Where the programs of the clients are looked for, as in the variable PATH.
+    std::string searchPath = {};
 };
 
 /// The exit status of the program.
@@ -32,7 +34,7 @@ enum class ClientConfigExit : int {
     /// Status: every client is up to date. Install and remove: everything was done as requested.
     done = 0,
     /// Status: a client is not up to date. Install and remove: the user must decide or act, because of a foreign entry
-    /// without `force` or an extension that only its client can remove.
+    /// without `force`, an extension that only its client can remove, or because no client is on this computer.
     refused = 1,
     /// A file could not be read, parsed or written, or the request is invalid. Other clients were still processed.
     failed = 2,
@@ -46,6 +48,9 @@ struct ClientConfigReport {
 
     bool operator==(const ClientConfigReport&) const = default;
 };
+
+/// The client's name on our command line.
+[[nodiscard]] std::string_view commandLineName(VostelMCPKit::MCPClientKind kind);
 
 /// How the entry in `file`, the client's configuration, compares with one that starts `helperPath`.
 [[nodiscard]] std::expected<VostelMCPKit::MCPClientConfigLogic::InstallationStatus, ConfigError>

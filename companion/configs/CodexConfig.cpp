@@ -131,7 +131,7 @@ std::expected<std::string, ConfigError> withEntry(std::string_view text, const M
     return verified(appended(rest, entry), entry, rest, cut);
 }
 
-std::expected<std::string, ConfigError> withoutEntry(std::string_view text) {
+std::expected<std::string, ConfigError> withoutEntry(std::string_view text, std::string_view /*original*/) {
     const auto outlined = outlineCodexConfig(text);
     if (!outlined) return std::unexpected(outlined.error());
     const CodexOutline& outline = *outlined;

@@ -26,7 +26,9 @@ namespace vostel_companion::CodexConfig {
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 
-/// `text` without the entry under our name, even if it is a foreign one. This undoes withEntry completely.
-[[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text);
+/// `text` without the entry under our name, even if it is a foreign one. This undoes withEntry completely, so it does
+/// not need the text from before.
+[[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text,
+                                                                   std::string_view original = {});
 
 } // namespace vostel_companion::CodexConfig

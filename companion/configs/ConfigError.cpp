@@ -43,9 +43,6 @@ std::string ConfigError::description(std::string_view path) const {
         [](const ConcurrentlyModified& error) {
             return error.path + " is being changed by another program; close that and try again.";
         },
-        [](const TooManyBackups& error) {
-            return "There are too many backups beside " + error.path + "; remove some of them and try again.";
-        },
         [](const posix::SystemError& error) { return error.description(); });
 }
 

@@ -69,14 +69,9 @@ struct ConfigError {
         std::string path;
         bool operator==(const ConcurrentlyModified&) const = default;
     };
-    /// Every name for a backup of the file at `path` is taken.
-    struct TooManyBackups {
-        std::string path;
-        bool operator==(const TooManyBackups&) const = default;
-    };
 
     std::variant<SyntaxError, NumberOutOfRange, NotAnObject, Repeated, UneditableForm, Unverified, NotAFile, TooLarge,
-                 ReadOnly, ConcurrentlyModified, TooManyBackups, posix::SystemError>
+                 ReadOnly, ConcurrentlyModified, posix::SystemError>
         is;
 
     template <class Case>

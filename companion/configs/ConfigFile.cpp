@@ -11,6 +11,7 @@
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace vostel_companion {
 
@@ -21,7 +22,8 @@ namespace {
 constexpr std::size_t sizeLimit = std::size_t{64} * 1024 * 1024;
 constexpr int linkLimit = 40;
 constexpr int attemptLimit = 10;
-constexpr int backupLimit = 100;
+/// Earlier versions kept up to this many.
+constexpr int mostBackups = 100;
 
 /// What a replacement has to preserve, and what shows that the file has changed.
 struct Snapshot {
@@ -64,6 +66,10 @@ std::expected<std::optional<Snapshot>, ConfigError> take(const fs::path& path) {
     return snapshot;
 }
 
+bool changesNothing(const EditedConfig& edited, std::string_view text, bool exists) {
+    return edited.text ? *edited.text == text : !exists;
+}
+
 /// Fails if the file or folder at `path` must not be changed.
 std::expected<void, ConfigError> checkWritable(const fs::path& path) {
     struct stat status{};
@@ -76,25 +82,53 @@ std::expected<void, ConfigError> checkWritable(const fs::path& path) {
     return {};
 }
 
-/// Where `text` is kept already, or the first free name. The caller holds the lock of the folder.
-struct BackupPlace {
-    fs::path path;
-    bool isKept = false;
-};
-
-std::expected<BackupPlace, ConfigError> backupPlace(const fs::path& target, const std::string& text) {
-    for (int number = 1; number <= backupLimit; ++number) {
-        fs::path path = target;
-        path += ".vostel-backup";
-        if (number > 1) path += "-" + std::to_string(number);
-        std::error_code failure;
-        const fs::file_status status = fs::symlink_status(path, failure);
-        if (status.type() == fs::file_type::not_found) return BackupPlace{path, false};
-        // Something else with that name is not a backup. It stays.
-        if (status.type() != fs::file_type::regular || fs::file_size(path, failure) != text.size()) continue;
-        if (readConfigFile(path) == text) return BackupPlace{path, true};
+/// The names that a backup of `target` can have. Only the first one is used, unless something else has it.
+std::vector<fs::path> backupNames(const fs::path& target) {
+    std::vector<fs::path> names;
+    for (int number = 1; number <= mostBackups; ++number) {
+        fs::path& name = names.emplace_back(target);
+        name += ".vostel-backup";
+        if (number > 1) name += "-" + std::to_string(number);
     }
-    return std::unexpected(ConfigError::TooManyBackups{target.string()});
+    return names;
+}
+
+fs::file_type typeOf(const fs::path& path) {
+    std::error_code failure;
+    return fs::symlink_status(path, failure).type();
+}
+
+/// The names of the backups that exist. A link or a folder with such a name is not a backup.
+std::vector<fs::path> backupsOf(const fs::path& target) {
+    std::vector<fs::path> names = backupNames(target);
+    std::erase_if(names, [](const fs::path& name) { return typeOf(name) != fs::file_type::regular; });
+    return names;
+}
+
+/// Where the next backup is written.
+std::expected<fs::path, ConfigError> backupPlace(const fs::path& target) {
+    const std::vector<fs::path> names = backupNames(target);
+    for (const fs::path& name : names) {
+        const fs::file_type type = typeOf(name);
+        if (type == fs::file_type::not_found || type == fs::file_type::regular) return name;
+    }
+    return std::unexpected(ConfigError::NotAFile{names.front().string()});
+}
+
+/// Deletes the backups except for the one at `kept`.
+std::expected<bool, ConfigError> deleteBackups(const fs::path& target, const std::optional<fs::path>& kept) {
+    bool isAnyDeleted = false;
+    for (const fs::path& backup : backupsOf(target)) {
+        if (backup == kept) continue;
+        if (::unlink(backup.c_str()) != 0 && errno != ENOENT) return posix::systemError("delete", backup);
+        isAnyDeleted = true;
+    }
+    return isAnyDeleted;
+}
+
+std::expected<void, posix::SystemError> deleteFile(const fs::path& path) {
+    if (::unlink(path.c_str()) != 0) return posix::systemError("delete", path);
+    return {};
 }
 
 /// One attempt, under the lock. Absent if the file was changed during it.
@@ -103,26 +137,29 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
     if (!before) return std::unexpected(before.error());
     const bool exists = before->has_value();
     const Snapshot old = before->value_or(Snapshot{});
-    auto edited = edit(old.text);
-    if (!edited) return std::unexpected(std::move(edited.error()));
-    if (*edited == old.text) return ConfigFileChange{};
+    const auto edited = edit(old.text);
+    if (!edited) return std::unexpected(edited.error());
+    const std::optional<std::string>& text = edited->text;
+    if (changesNothing(*edited, old.text, exists)) return ConfigFileChange{};
 
     auto writable = checkWritable(target.parent_path());
     if (writable && exists) writable = checkWritable(target);
     if (!writable) return std::unexpected(std::move(writable.error()));
     const posix::FileAttributes::Owner owner{old.owner, old.group};
-    auto replacement =
-        posix::AtomicFile::write(target, *edited, {old.mode, exists ? std::optional{owner} : std::nullopt});
-    if (!replacement) return std::unexpected(std::move(replacement.error()));
+    std::optional<posix::AtomicFile> replacement;
+    if (text) {
+        auto written =
+            posix::AtomicFile::write(target, *text, {old.mode, exists ? std::optional{owner} : std::nullopt});
+        if (!written) return std::unexpected(std::move(written.error()));
+        replacement.emplace(*std::move(written));
+    }
 
-    BackupPlace kept{{}, true};
+    std::optional<fs::path> kept;
     std::optional<posix::AtomicFile> backup;
-    if (exists) {
-        auto place = backupPlace(target, old.text);
+    if (exists && edited->keepsBackup) {
+        auto place = backupPlace(target);
         if (!place) return std::unexpected(std::move(place.error()));
         kept = *std::move(place);
-    }
-    if (!kept.isKept) {
         auto written = posix::AtomicFile::write(target, old.text, {old.mode, owner});
         if (!written) return std::unexpected(std::move(written.error()));
         backup.emplace(*std::move(written));
@@ -132,14 +169,27 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
     if (!now) return std::unexpected(now.error());
     if (*now != *before) return std::nullopt;
     std::expected<void, posix::SystemError> done;
-    if (backup) done = backup->moveTo(kept.path);
+    if (backup) done = backup->moveTo(*kept);
     if (done) {
-        done = replacement->moveTo(target);
-        if (!done && backup) ::unlink(kept.path.c_str());
+        done = replacement ? replacement->moveTo(target) : deleteFile(target);
+        if (!done && backup) ::unlink(kept->c_str());
     }
     if (done) done = posix::synchronizeFolder(target.parent_path());
     if (!done) return std::unexpected(std::move(done.error()));
-    return ConfigFileChange{true, exists ? std::optional{kept.path} : std::nullopt};
+    // A copy of the file remains in each older backup, so the change is complete only without them.
+    if (kept) {
+        const auto deleted = deleteBackups(target, kept);
+        if (!deleted) return std::unexpected(deleted.error());
+    }
+    return ConfigFileChange{true, kept};
+}
+
+/// Our own processes exclude each other. Deliberate: continues without a lock, which some network file systems do not
+/// offer. The last check before the replacement finds the changes of others.
+std::optional<posix::FileLock> lockFolder(const fs::path& folder) {
+    auto lock = posix::FileLock::acquire(folder, posix::FileLock::IfMissing::fail);
+    if (!lock) return std::nullopt;
+    return *std::move(lock);
 }
 
 } // namespace
@@ -151,18 +201,17 @@ std::expected<std::string, ConfigError> readConfigFile(const fs::path& path) {
 }
 
 std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path, const ConfigEdit& edit) {
-    const auto found = readConfigFile(path);
+    const auto found = take(path);
     if (!found) return std::unexpected(found.error());
-    const auto wanted = edit(*found);
+    const std::string text = found->value_or(Snapshot{}).text;
+    const auto wanted = edit(text);
     if (!wanted) return std::unexpected(wanted.error());
-    if (*wanted == *found) return ConfigFileChange{};
+    if (changesNothing(*wanted, text, found->has_value())) return ConfigFileChange{};
 
     if (auto made = posix::ensureFolder(path.parent_path()); !made) return std::unexpected(std::move(made.error()));
     const auto target = withoutLinks(path);
     if (!target) return std::unexpected(target.error());
-    // Deliberate: continues without a lock, which some network file systems do not offer. The last check before the
-    // replacement finds the changes of others.
-    const auto lock = posix::FileLock::acquire(target->parent_path(), posix::FileLock::IfMissing::fail);
+    const auto lock = lockFolder(target->parent_path());
     for (int attempts = 0; attempts < attemptLimit; ++attempts) {
         const auto attempted = attempt(*target, edit);
         if (!attempted) return std::unexpected(attempted.error());
@@ -170,6 +219,24 @@ std::expected<ConfigFileChange, ConfigError> editConfigFile(const fs::path& path
         if (change) return *change;
     }
     return std::unexpected(ConfigError::ConcurrentlyModified{path.string()});
+}
+
+std::optional<std::string> readConfigBackup(const fs::path& path) {
+    const auto target = withoutLinks(path);
+    if (!target) return std::nullopt;
+    const std::vector<fs::path> backups = backupsOf(*target);
+    if (backups.empty()) return std::nullopt;
+    auto text = readConfigFile(backups.front());
+    if (!text) return std::nullopt;
+    return *std::move(text);
+}
+
+std::expected<bool, ConfigError> deleteConfigBackups(const fs::path& path) {
+    const auto target = withoutLinks(path);
+    if (!target) return std::unexpected(target.error());
+    if (backupsOf(*target).empty()) return false;
+    const auto lock = lockFolder(target->parent_path());
+    return deleteBackups(*target, std::nullopt);
 }
 
 } // namespace vostel_companion

@@ -1,6 +1,7 @@
 #include "companion/download/VideoDownloader.h"
 
 #include "companion/download/VideoProxy.h"
+#include "companion/support/FindProgram.h"
 #include "kit/support/ASCII.h"
 #include "kit/tools/MCPSystemResolver.h"
 #include "posix/ChildProcess.h"
@@ -163,18 +164,7 @@ private:
 
 } // namespace
 
-std::optional<fs::path> findDownloader(std::string_view searchPath) {
-    while (!searchPath.empty()) {
-        const std::string_view folder = searchPath.substr(0, searchPath.find(':'));
-        searchPath.remove_prefix(std::min(folder.size() + 1, searchPath.size()));
-        // Deliberate: the meaning of a relative folder depends on our working folder.
-        if (!folder.starts_with('/')) continue;
-        const fs::path candidate = fs::path{folder} / downloaderName;
-        std::error_code ignored;
-        if (fs::is_regular_file(candidate, ignored) && ::access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-    return std::nullopt;
-}
+std::optional<fs::path> findDownloader(std::string_view searchPath) { return findProgram(downloaderName, searchPath); }
 
 DownloadedAudio::~DownloadedAudio() {
     std::error_code ignored;

@@ -10,16 +10,21 @@ using VostelMCPKit::MCPClientKind;
 
 namespace {
 
+const std::vector everyKind(VostelMCPKit::allMCPClientKinds.begin(), VostelMCPKit::allMCPClientKinds.end());
+
 struct ClientsVerbs : testing::Test {
     StoreFolder home;
     std::string printed;
     std::string told;
-    ClientsContext context{home.path(), home / "bundle/vostel-mcp",
-                           [this](std::string_view text) {
-                               printed += text;
-                               return true;
-                           },
-                           [this](const std::string& sentence) { told += sentence + "\n"; }};
+    ClientsContext context{.home = home.path(),
+                           .helper = home / "bundle/vostel-mcp",
+                           .searchPath = "",
+                           .print =
+                               [this](std::string_view text) {
+                                   printed += text;
+                                   return true;
+                               },
+                           .printError = [this](const std::string& sentence) { told += sentence + "\n"; }};
 
     void makeServer() const {
         writeFile(context.helper, "#!/bin/sh\n");
@@ -40,7 +45,7 @@ TEST_F(ClientsVerbs, connect_no_client_to_a_missing_server) {
 TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
     makeServer();
     EXPECT_EQ(run({ClientConfigAction::status, {}, false}, context), Exit::refused);
-    EXPECT_EQ(run({ClientConfigAction::install, {}, false}, context), Exit::done);
+    EXPECT_EQ(run({ClientConfigAction::install, everyKind, false}, context), Exit::done);
     printed.clear();
     EXPECT_EQ(run({ClientConfigAction::status, {}, false}, context), Exit::done);
     EXPECT_EQ(printed,
@@ -52,7 +57,7 @@ TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
 
 TEST_F(ClientsVerbs, one_client_is_disconnected_and_another_stays) {
     makeServer();
-    ASSERT_EQ(run({ClientConfigAction::install, {}, false}, context), Exit::done);
+    ASSERT_EQ(run({ClientConfigAction::install, everyKind, false}, context), Exit::done);
     EXPECT_EQ(run({ClientConfigAction::remove, {MCPClientKind::codex}, false}, context), Exit::done);
     EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::codex}, false}, context), Exit::refused);
     EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::claudeCode}, false}, context), Exit::done);

@@ -23,7 +23,7 @@ struct Installation {
     vostel_tests::TemporaryFolder home;
     Paths paths = Paths::in(home.path() / "Library/Application Support");
 
-    Installation() { EXPECT_EQ(vostel({"clients", "install"}), 0); }
+    Installation() { EXPECT_EQ(vostel({"clients", "install", "claude-code", "claude-desktop", "codex"}), 0); }
     Installation(const Installation&) = delete;
     Installation& operator=(const Installation&) = delete;
     /// Ends the application that the doctor's call has started.

@@ -119,7 +119,7 @@ TEST(Program, output_that_cannot_be_written_is_a_failure) {
 TEST(Program, connects_clients_to_the_server_beside_it) {
     const Home home;
     EXPECT_EQ(ran(home, {"clients", "status"}).status, 1);
-    EXPECT_EQ(ran(home, {"clients", "install"}).status, 0);
+    EXPECT_EQ(ran(home, {"clients", "install", "claude-code"}).status, 0);
     const Ran status = ran(home, {"clients", "status", "claude-code"});
     EXPECT_EQ(status, (Ran{0, "Claude Code: up to date in " + (home.path() / ".claude.json").string() + ".\n", ""}));
     EXPECT_FALSE(std::filesystem::exists(supportIn(home) / "com.vostel.vostel")) << "this verb needs no store";

@@ -52,23 +52,24 @@ std::vector<Row> rows() {
     const std::string entry = entryOfDepthTwo;
     const std::string alone = "{\n  \"mcpServers\": {\n    " + entry + "\n  }\n}";
     const std::string emptied = "{\n  \"mcpServers\": {}\n}";
+    const std::string nothing = "{}\n";
     const std::string large = largeFile();
     const std::string ourLine = R"({"args":[],"command":"/opt/v/vostel-mcp","type":"stdio"})";
     std::string largeAfter = large;
     largeAfter.replace(largeAfter.rfind("\"a\": {}"), 7, "\"a\": {},\n    " + entry);
     return {
-        {"a missing or empty file", "", alone + "\n", emptied + "\n"},
-        {"only white space", " \n\t\n", " \n\t\n" + alone + "\n", " \n\t\n" + emptied + "\n"},
-        {"only a byte order mark", byteOrderMark, byteOrderMark + alone + "\n", byteOrderMark + emptied + "\n"},
-        {"only a line break of two characters", "\r\n", "\r\n" + withCRLF(alone + "\n"),
-         "\r\n" + withCRLF(emptied + "\n")},
-        {"an empty object", "{}", alone, emptied},
-        {"an empty object over lines", "{\n}\n", alone + "\n", emptied + "\n"},
+        {"a missing or empty file", "", alone + "\n", nothing},
+        {"only white space", " \n\t\n", " \n\t\n" + alone + "\n", " \n\t\n" + nothing},
+        {"only a byte order mark", byteOrderMark, byteOrderMark + alone + "\n", byteOrderMark + nothing},
+        {"only a line break of two characters", "\r\n", "\r\n" + withCRLF(alone + "\n"), "\r\n" + withCRLF(nothing)},
+        {"an empty object", "{}", alone, {}},
+        {"an empty object over lines", "{\n}\n", alone + "\n", nothing},
         {"an empty list of servers", "{\n  \"mcpServers\": {}\n}\n", alone + "\n", {}},
         {"an empty list of servers over lines", "{\n  \"mcpServers\": {\n  }\n}\n", alone + "\n", emptied + "\n"},
-        {"other settings", "{\n  \"z\": 1,\n  \"a\": [1, 2]\n}\n",
+        {"other settings",
+         "{\n  \"z\": 1,\n  \"a\": [1, 2]\n}\n",
          "{\n  \"z\": 1,\n  \"a\": [1, 2],\n  \"mcpServers\": {\n    " + entry + "\n  }\n}\n",
-         "{\n  \"z\": 1,\n  \"a\": [1, 2],\n  \"mcpServers\": {}\n}\n"},
+         {}},
         {"other servers",
          "{\n  \"mcpServers\": {\n    \"b\": {\"x\":1}\n  },\n  \"a\": 2\n}\n",
          "{\n  \"mcpServers\": {\n    \"b\": {\"x\":1},\n    " + entry + "\n  },\n  \"a\": 2\n}\n",
@@ -81,9 +82,10 @@ std::vector<Row> rows() {
          withCRLF("{\n  \"mcpServers\": {\n    \"b\": 1\n  }\n}\n"),
          withCRLF("{\n  \"mcpServers\": {\n    \"b\": 1,\n    " + entry + "\n  }\n}\n"),
          {}},
-        {"line breaks of two bytes and no servers", withCRLF("{\n  \"b\": 1\n}\n"),
+        {"line breaks of two bytes and no servers",
+         withCRLF("{\n  \"b\": 1\n}\n"),
          withCRLF("{\n  \"b\": 1,\n  \"mcpServers\": {\n    " + entry + "\n  }\n}\n"),
-         withCRLF("{\n  \"b\": 1,\n  \"mcpServers\": {}\n}\n")},
+         {}},
         {"a byte order mark",
          byteOrderMark + "{\n  \"mcpServers\": {\n    \"b\": 1\n  }\n}\n",
          byteOrderMark + "{\n  \"mcpServers\": {\n    \"b\": 1,\n    " + entry + "\n  }\n}\n",
@@ -106,8 +108,10 @@ std::vector<Row> rows() {
          R"({"a":1,"mcpServers":{"b":{}}})",
          R"({"a":1,"mcpServers":{"b":{},"vostel":)" + ourLine + "}}",
          {}},
-        {"everything in one line, without servers", R"({"a":1})", R"({"a":1,"mcpServers":{"vostel":)" + ourLine + "}}",
-         R"({"a":1,"mcpServers":{}})"},
+        {"everything in one line, without servers",
+         R"({"a":1})",
+         R"({"a":1,"mcpServers":{"vostel":)" + ourLine + "}}",
+         {}},
         {"everything in one line, with spaces",
          R"({ "a": 1, "mcpServers": { "b": 1 } })",
          R"({ "a": 1, "mcpServers": { "b": 1, "vostel": {"args": [], "command": "/opt/v/vostel-mcp", "type": "stdio"} } })",
@@ -181,7 +185,7 @@ TEST(ClaudeCodeConfig, an_entry_is_added_in_the_style_of_the_file_and_taken_out_
         EXPECT_EQ(existingCommand(*after), ours);
         EXPECT_EQ(withEntry(*after, ourEntry), *after);
 
-        const auto removed = withoutEntry(*after);
+        const auto removed = withoutEntry(*after, row.before);
         ASSERT_TRUE(removed) << removed.error().description("file");
         EXPECT_EQ(*removed, row.removed.value_or(row.before));
         EXPECT_EQ(withoutEntry(row.before), row.before);
@@ -257,21 +261,27 @@ TEST(ClaudeCodeConfig, an_entry_is_removed_with_the_comma_that_parted_it) {
         const char* when;
         std::string before;
         std::string after;
+        /// The text from before the entry was added, if it is known.
+        std::string original = {};
     };
     const Removal cases[] = {
         {"the first", R"({"mcpServers": { "vostel": {}, "b": 1}})", R"({"mcpServers": { "b": 1}})"},
         {"between others", "{\"mcpServers\": {\n  \"a\": 1,\n  \"vostel\": {},\n  \"b\": 2\n}}",
          "{\"mcpServers\": {\n  \"a\": 1,\n  \"b\": 2\n}}"},
         {"the last", "{\"mcpServers\": {\n  \"a\": 1,\n  \"vostel\": {}\n}}", "{\"mcpServers\": {\n  \"a\": 1\n}}"},
-        {"alone", "{\"mcpServers\": {\n  \"vostel\": {}\n}, \"a\": 1}", R"({"mcpServers": {}, "a": 1})"},
+        {"alone", "{\"mcpServers\": {\n  \"vostel\": {}\n}, \"a\": 1}", R"({"a": 1})"},
+        {"alone, and the original had no servers", R"({"a": 1, "mcpServers": {"vostel": {}}})", R"({"a": 1})", R"({})"},
+        {"alone, and the original had an empty list", R"({"mcpServers": {"vostel": {}}, "a": 1})",
+         R"({"mcpServers": {}, "a": 1})", R"({"mcpServers": {}})"},
+        {"alone, and the original is broken", R"({"mcpServers": {"vostel": {}}, "a": 1})", R"({"a": 1})", "{"},
         {"not there", R"({"mcpServers": [1]})", ""},
     };
     for (const Removal& row : cases) {
         SCOPED_TRACE(row.when);
         if (row.after.empty()) {
-            EXPECT_FALSE(withoutEntry(row.before));
+            EXPECT_FALSE(withoutEntry(row.before, row.original));
         } else {
-            EXPECT_EQ(withoutEntry(row.before), row.after);
+            EXPECT_EQ(withoutEntry(row.before, row.original), row.after);
         }
     }
 }

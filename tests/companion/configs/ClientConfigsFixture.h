@@ -45,7 +45,7 @@ inline void expectRefusal(std::span<const Refused> cases, auto* existingCommand,
         SCOPED_TRACE(row.when);
         const auto status = existingCommand(row.text);
         const auto installed = withEntry(row.text, ourEntry);
-        const auto removed = withoutEntry(row.text);
+        const auto removed = withoutEntry(row.text, std::string_view{});
         ASSERT_FALSE(status || installed || removed);
         EXPECT_EQ(status.error().description("f"), row.sentence);
         EXPECT_EQ(installed.error(), status.error());

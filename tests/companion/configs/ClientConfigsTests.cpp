@@ -8,6 +8,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <sys/stat.h>
 #include <thread>
 
@@ -23,23 +24,37 @@ namespace {
 
 const std::string manifestFolder = "/Library/Application Support/Claude/Claude Extensions/vostel";
 
+const std::vector everyKind(VostelMCPKit::allMCPClientKinds.begin(), VostelMCPKit::allMCPClientKinds.end());
+
 struct Home {
     TemporaryFolder folder;
+    /// Where the programs of the clients are looked for.
+    std::string searchPath;
 
     [[nodiscard]] std::string path() const { return folder.path().string(); }
     [[nodiscard]] std::string operator/(const char* name) const { return path() + "/" + name; }
 
     [[nodiscard]] ClientConfigReport run(ClientConfigAction action, std::vector<MCPClientKind> kinds = {},
                                          bool force = false) const {
-        return processClientConfigs({action, std::move(kinds), path(), ours, force});
+        return processClientConfigs({action, std::move(kinds), path(), ours, force, searchPath});
     }
 };
+
+/// Everything in `folder`: the relative path and the content of each file. Folders have no content.
+std::map<std::string, std::string> contents(const fs::path& folder) {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : fs::recursive_directory_iterator{folder}) {
+        const std::string name = entry.path().lexically_relative(folder).string();
+        found[name] = entry.is_regular_file() ? readFile(entry.path()) : "";
+    }
+    return found;
+}
 
 ClientConfigReport report(ClientConfigExit exit, std::vector<std::string> lines) { return {std::move(lines), exit}; }
 
 } // namespace
 
-TEST(ClientConfigs, an_empty_home_gets_everything_and_calls_it_up_to_date) {
+TEST(ClientConfigs, clients_that_are_named_are_connected_in_an_empty_home) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
@@ -48,7 +63,7 @@ TEST(ClientConfigs, an_empty_home_gets_everything_and_calls_it_up_to_date) {
               report(ClientConfigExit::refused, {"Claude Code: not installed in " + claude + ".",
                                                  "Claude Desktop: not installed in " + manifest + ".",
                                                  "Codex / ChatGPT desktop: not installed in " + codex + "."}));
-    EXPECT_EQ(home.run(ClientConfigAction::install),
+    EXPECT_EQ(home.run(ClientConfigAction::install, everyKind),
               report(ClientConfigExit::done,
                      {"Claude Code: installed in " + claude + ".", "Claude Desktop: installed in " + manifest + ".",
                       "Claude Desktop: to finish, open Claude Desktop → Settings → Extensions → Advanced settings, "
@@ -74,7 +89,7 @@ TEST(ClientConfigs, an_empty_home_gets_everything_and_calls_it_up_to_date) {
 
 TEST(ClientConfigs, installing_again_changes_nothing) {
     const Home home;
-    ASSERT_EQ(home.run(ClientConfigAction::install).exit, ClientConfigExit::done);
+    ASSERT_EQ(home.run(ClientConfigAction::install, everyKind).exit, ClientConfigExit::done);
     const std::string before = readFile(home / ".claude.json");
     EXPECT_EQ(home.run(ClientConfigAction::install, {MCPClientKind::claudeCode}),
               report(ClientConfigExit::done,
@@ -125,7 +140,8 @@ TEST(ClientConfigs, a_foreign_entry_is_touched_by_force_alone) {
     EXPECT_EQ(home.run(ClientConfigAction::remove, claudeCode, true),
               report(ClientConfigExit::done, {"Claude Code: removed from " + path + ". The file as it was is kept as " +
                                               path + ".vostel-backup."}));
-    EXPECT_EQ(readFile(path), "{\"mcpServers\":{}}");
+    EXPECT_EQ(contents(home.path()),
+              (std::map<std::string, std::string>{{".claude.json", "{}"}, {".claude.json.vostel-backup", text}}));
 }
 
 TEST(ClientConfigs, an_entry_without_a_command_is_foreign) {
@@ -143,15 +159,14 @@ TEST(ClientConfigs, removal_says_what_only_the_client_can_do) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
-    ASSERT_EQ(home.run(ClientConfigAction::install).exit, ClientConfigExit::done);
+    ASSERT_EQ(home.run(ClientConfigAction::install, everyKind).exit, ClientConfigExit::done);
     EXPECT_EQ(
         home.run(ClientConfigAction::remove),
         report(ClientConfigExit::refused,
-               {"Claude Code: removed from " + claude + ". The file as it was is kept as " + claude + ".vostel-backup.",
+               {"Claude Code: removed from " + claude + ".",
                 "Claude Desktop: Claude Desktop installs Vostel as an extension through its own dialog, and only it "
                 "can remove one: open Claude Desktop → Settings → Extensions and remove Vostel there.",
-                "Codex / ChatGPT desktop: removed from " + codex + ". The file as it was is kept as " + codex +
-                    ".vostel-backup."}));
+                "Codex / ChatGPT desktop: removed from " + codex + "."}));
     EXPECT_TRUE(fs::exists(home.path() + manifestFolder + "/manifest.json"));
     fs::remove_all(home.path() + manifestFolder);
     const std::string manifest = home.path() + manifestFolder + "/manifest.json";
@@ -160,6 +175,128 @@ TEST(ClientConfigs, removal_says_what_only_the_client_can_do) {
                      {"Claude Code: not installed in " + claude + "; nothing was changed.",
                       "Claude Desktop: not installed in " + manifest + "; nothing was changed.",
                       "Codex / ChatGPT desktop: not installed in " + codex + "; nothing was changed."}));
+}
+
+TEST(ClientConfigs, without_a_name_those_clients_are_connected_that_are_on_the_computer) {
+    Home home;
+    const std::string code = "Claude Code: skipped, because it is not on this computer: there is no " +
+                             (home / ".claude.json") + " and no " + (home / ".claude") +
+                             " and no program claude. To connect it anyway, run: Vostel clients install claude-code";
+    const std::string desktop = "Claude Desktop: skipped, because it is not on this computer: there is no " +
+                                (home / "Library/Application Support/Claude") +
+                                ". To connect it anyway, run: Vostel clients install claude-desktop";
+    const std::string codex = "Codex / ChatGPT desktop: skipped, because it is not on this computer: there is no " +
+                              (home / ".codex") +
+                              " and no program codex. To connect it anyway, run: Vostel clients install codex";
+    EXPECT_EQ(home.run(ClientConfigAction::install), report(ClientConfigExit::refused, {code, desktop, codex}));
+    EXPECT_EQ(contents(home.path()), (std::map<std::string, std::string>{}));
+
+    fs::create_directory(home / ".codex");
+    EXPECT_EQ(home.run(ClientConfigAction::install),
+              report(ClientConfigExit::done,
+                     {code, desktop, "Codex / ChatGPT desktop: installed in " + (home / ".codex/config.toml") + "."}));
+
+    home.searchPath = "relative:/nowhere:" + (home / "bin");
+    home.folder.write("bin/claude", "#!/bin/sh\n");
+    EXPECT_EQ(home.run(ClientConfigAction::install).lines[0], code) << "which is not executable";
+    fs::permissions(home / "bin/claude", fs::perms::owner_all);
+    EXPECT_EQ(home.run(ClientConfigAction::install).lines[0],
+              "Claude Code: installed in " + (home / ".claude.json") + ".");
+
+    fs::create_directories(home / "Library/Application Support/Claude");
+    EXPECT_EQ(home.run(ClientConfigAction::install).exit, ClientConfigExit::done);
+    EXPECT_EQ(home.run(ClientConfigAction::status).exit, ClientConfigExit::done);
+}
+
+TEST(ClientConfigs, removal_takes_away_what_installing_added) {
+    struct Row {
+        const char* when;
+        MCPClientKind kind;
+        std::string file;
+        /// Absent: there is no file.
+        std::optional<std::string> text;
+    };
+    const std::string code = ".claude.json";
+    const std::string codex = ".codex/config.toml";
+    const Row rows[] = {
+        {"no file", MCPClientKind::claudeCode, code, std::nullopt},
+        {"no file in no folder", MCPClientKind::codex, codex, std::nullopt},
+        {"an empty file", MCPClientKind::claudeCode, code, ""},
+        {"only a line break", MCPClientKind::claudeCode, code, "\r\n"},
+        {"an empty object", MCPClientKind::claudeCode, code, "{}"},
+        {"an empty object over lines", MCPClientKind::claudeCode, code, "{\n}\n"},
+        {"settings without servers", MCPClientKind::claudeCode, code, "{\n\t\"a\": [1,  2]\n}"},
+        {"no servers", MCPClientKind::claudeCode, code, "{ \"mcpServers\" : { }, \"a\":1 }"},
+        {"other servers", MCPClientKind::claudeCode, code, R"({"mcpServers":{"b":{}}})"},
+        {"an empty file of Codex", MCPClientKind::codex, codex, ""},
+        {"only a byte order mark", MCPClientKind::codex, codex, byteOrderMark},
+        {"settings without a last line break", MCPClientKind::codex, codex, "a = 1"},
+        {"other tables", MCPClientKind::codex, codex, "[mcp_servers.a]\r\ncommand = 'b'\r\n"},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        const Home home;
+        const std::string path = home / row.file.c_str();
+        if (row.text) home.folder.write(row.file, *row.text);
+        const auto before = contents(home.path());
+        ASSERT_EQ(home.run(ClientConfigAction::install, {row.kind}).exit, ClientConfigExit::done);
+        ASSERT_EQ(fs::exists(path + ".vostel-backup"), row.text.has_value());
+        EXPECT_EQ(home.run(ClientConfigAction::remove, {row.kind}),
+                  report(ClientConfigExit::done, {std::string{displayName(row.kind)} + ": removed from " + path + "." +
+                                                  (row.text ? " The backup was deleted." : "")}));
+        EXPECT_EQ(contents(home.path()), before);
+    });
+}
+
+TEST(ClientConfigs, removal_keeps_what_others_have_written_since) {
+    struct Row {
+        const char* when;
+        std::string before;
+        std::string since;
+        std::string after;
+    };
+    const std::string entry = R"("vostel":{"args":[],"command":"/opt/v/vostel-mcp","type":"stdio"})";
+    const Row rows[] = {
+        {"a setting, and we made the list of servers", R"({"a":1})", R"({"a":2,"mcpServers":{)" + entry + "}}",
+         R"({"a":2})"},
+        {"a setting, and the list was there", R"({"a":1,"mcpServers":{}})", R"({"a":2,"mcpServers":{)" + entry + "}}",
+         R"({"a":2,"mcpServers":{}})"},
+        {"a server", R"({"a":1})", R"({"a":1,"mcpServers":{)" + entry + R"(,"b":{}}})",
+         R"({"a":1,"mcpServers":{"b":{}}})"},
+        {"settings of the entry", R"({"a":1})",
+         R"({"a":1,"mcpServers":{"vostel":{"command":"/opt/v/vostel-mcp","env":{"A":"1"}}}})", R"({"a":1})"},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        const Home home;
+        home.folder.write(".claude.json", row.before);
+        ASSERT_EQ(home.run(ClientConfigAction::install, {MCPClientKind::claudeCode}).exit, ClientConfigExit::done);
+        home.folder.write(".claude.json", row.since);
+        EXPECT_EQ(home.run(ClientConfigAction::remove, {MCPClientKind::claudeCode}).exit, ClientConfigExit::done);
+        EXPECT_EQ(contents(home.path()), (std::map<std::string, std::string>{{".claude.json", row.after}}));
+    });
+}
+
+TEST(ClientConfigs, an_update_keeps_one_backup_and_removal_deletes_it) {
+    const Home home;
+    const std::string path =
+        home.folder.write(".claude.json", R"({"mcpServers":{"vostel":{"command":"/old/vostel-mcp"}}})");
+    for (int number = 2; number < 34; ++number) {
+        home.folder.write(".claude.json.vostel-backup-" + std::to_string(number), "a secret");
+    }
+    ASSERT_EQ(home.run(ClientConfigAction::install, {MCPClientKind::claudeCode}).exit, ClientConfigExit::done);
+    EXPECT_EQ(contents(home.path()).size(), 2U);
+    EXPECT_EQ(home.run(ClientConfigAction::remove, {MCPClientKind::claudeCode}).lines,
+              std::vector<std::string>{"Claude Code: removed from " + path + ". The backup was deleted."});
+    EXPECT_TRUE(fs::is_empty(home.path()));
+}
+
+TEST(ClientConfigs, removal_deletes_backups_also_when_the_entry_is_gone_already) {
+    const Home home;
+    const std::string path = home.folder.write(".claude.json", "{}");
+    home.folder.write(".claude.json.vostel-backup", "a secret");
+    EXPECT_EQ(home.run(ClientConfigAction::remove, {MCPClientKind::claudeCode}).lines,
+              std::vector<std::string>{"Claude Code: not installed in " + path +
+                                       "; nothing was changed. The backup was deleted."});
+    EXPECT_EQ(contents(home.path()), (std::map<std::string, std::string>{{".claude.json", "{}"}}));
 }
 
 TEST(ClientConfigs, removal_from_a_home_without_clients_creates_nothing) {
@@ -225,7 +362,7 @@ TEST(ClientConfigs, installations_at_the_same_time_agree) {
     std::vector<ClientConfigReport> reports(6);
     std::vector<std::thread> threads;
     for (ClientConfigReport& report : reports) {
-        threads.emplace_back([&] { report = home.run(ClientConfigAction::install); });
+        threads.emplace_back([&] { report = home.run(ClientConfigAction::install, everyKind); });
     }
     for (std::thread& thread : threads) thread.join();
     for (const ClientConfigReport& report : reports) {

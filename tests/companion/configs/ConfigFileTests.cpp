@@ -16,10 +16,10 @@ using vostel_tests::TemporaryFolder;
 
 namespace {
 
-using Result = std::expected<std::string, ConfigError>;
+using Result = std::expected<EditedConfig, ConfigError>;
 
 ConfigEdit to(std::string text) {
-    return [text](std::string_view) -> Result { return text; };
+    return [text](std::string_view) -> Result { return EditedConfig{text}; };
 }
 
 std::set<std::string> names(const fs::path& folder) {
@@ -84,7 +84,8 @@ TEST(ConfigFile, mode_and_owner_stay) {
     ASSERT_EQ(::chown(path.c_str(), owner, group), 0);
     for (const mode_t mode : {0600U, 0644U, 0640U, 0666U, 0755U}) {
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
-        ASSERT_TRUE(editConfigFile(path, [](std::string_view text) -> Result { return std::string{text} + "+"; }));
+        ASSERT_TRUE(editConfigFile(
+            path, [](std::string_view text) -> Result { return EditedConfig{std::string{text} + "+"}; }));
         for (const fs::path& file : {path, fs::path{path.string() + ".vostel-backup"}}) {
             SCOPED_TRACE(file);
             EXPECT_EQ(statusOf(file).st_mode & 07777U, mode);
@@ -173,14 +174,41 @@ TEST(ConfigFile, a_file_without_end_is_not_read) {
               path.string() + " is larger than 64 MiB, which no configuration file should be.");
 }
 
-TEST(ConfigFile, no_backup_is_overwritten_and_none_is_made_twice) {
+TEST(ConfigFile, the_backup_of_the_last_change_replaces_all_earlier_ones) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "one");
-    for (const char* text : {"two", "one", "two", "three", "two", "one"}) ASSERT_TRUE(editConfigFile(path, to(text)));
-    EXPECT_EQ(readFile(folder.path() / "config.vostel-backup"), "one");
-    EXPECT_EQ(readFile(folder.path() / "config.vostel-backup-2"), "two");
-    EXPECT_EQ(readFile(folder.path() / "config.vostel-backup-3"), "three");
-    EXPECT_EQ(names(folder.path()).size(), 4U);
+    folder.write("config.vostel-backup", "old");
+    for (int number = 2; number <= 100; ++number) folder.write("config.vostel-backup-" + std::to_string(number), "old");
+    folder.write("config.vostel-backup-of-mine", "mine");
+    for (const char* text : {"two", "three"}) ASSERT_TRUE(editConfigFile(path, to(text)));
+    EXPECT_EQ(readConfigBackup(path), "two");
+    EXPECT_EQ(names(folder.path()),
+              (std::set<std::string>{"config", "config.vostel-backup", "config.vostel-backup-of-mine"}));
+}
+
+TEST(ConfigFile, a_change_can_leave_the_earlier_backup_and_all_backups_can_be_deleted) {
+    const TemporaryFolder folder;
+    const fs::path path = folder.write("config", "one");
+    EXPECT_EQ(readConfigBackup(path), std::nullopt);
+    EXPECT_EQ(deleteConfigBackups(path), false);
+    ASSERT_TRUE(editConfigFile(path, to("two")));
+    EXPECT_EQ(editConfigFile(path, [](std::string_view) -> Result { return EditedConfig{"three", false}; }),
+              (ConfigFileChange{true, std::nullopt}));
+    EXPECT_EQ(readConfigBackup(path), "one");
+    folder.write("config.vostel-backup-33", "old");
+    EXPECT_EQ(deleteConfigBackups(path), true);
+    EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
+    EXPECT_EQ(readFile(path), "three");
+}
+
+TEST(ConfigFile, an_edit_can_delete_the_file_and_its_link_stays) {
+    const TemporaryFolder folder;
+    const fs::path path = folder.write("real", "one");
+    fs::create_symlink("real", folder.path() / "config");
+    const auto remove = [](std::string_view) -> Result { return EditedConfig{std::nullopt, false}; };
+    EXPECT_EQ(editConfigFile(folder.path() / "config", remove), (ConfigFileChange{true, std::nullopt}));
+    EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
+    EXPECT_EQ(editConfigFile(folder.path() / "config", remove), ConfigFileChange{});
 }
 
 TEST(ConfigFile, something_else_under_a_backups_name_stays) {
@@ -194,12 +222,13 @@ TEST(ConfigFile, something_else_under_a_backups_name_stays) {
     EXPECT_FALSE(fs::exists(folder.path() / "nowhere"));
 }
 
-TEST(ConfigFile, too_many_backups_stop_further_edits) {
+TEST(ConfigFile, without_a_name_for_a_backup_nothing_is_changed) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
-    folder.write("config.vostel-backup", "a");
-    for (int number = 2; number <= 100; ++number) folder.write("config.vostel-backup-" + std::to_string(number), "a");
-    EXPECT_EQ(editConfigFile(path, to("new")), std::unexpected(ConfigError{ConfigError::TooManyBackups{path}}));
+    const fs::path first = path.string() + ".vostel-backup";
+    fs::create_directory(first);
+    for (int number = 2; number <= 100; ++number) fs::create_directory(first.string() + "-" + std::to_string(number));
+    EXPECT_EQ(editConfigFile(path, to("new")), std::unexpected(ConfigError{ConfigError::NotAFile{first}}));
     EXPECT_EQ(readFile(path), "old");
     EXPECT_EQ(names(folder.path()).size(), 101U);
 }
@@ -211,7 +240,7 @@ TEST(ConfigFile, a_file_that_changed_meanwhile_is_edited_anew) {
     const auto change = editConfigFile(path, [&](std::string_view text) -> Result {
         // Behind the first look and the one under the lock, another program writes.
         if (++calls <= 2) folder.write("config", std::string{text} + "b");
-        return std::string{text} + "!";
+        return EditedConfig{std::string{text} + "!"};
     });
     ASSERT_TRUE(change) << change.error().description(path.string());
     EXPECT_EQ(calls, 3);
@@ -225,7 +254,7 @@ TEST(ConfigFile, a_file_that_appeared_meanwhile_is_not_overwritten) {
     int calls = 0;
     ASSERT_TRUE(editConfigFile(folder.path() / "config", [&](std::string_view text) -> Result {
         if (++calls == 2) folder.write("config", "theirs");
-        return std::string{text} + "!";
+        return EditedConfig{std::string{text} + "!"};
     }));
     EXPECT_EQ(readFile(folder.path() / "config"), "theirs!");
 }
@@ -235,7 +264,7 @@ TEST(ConfigFile, a_file_that_never_rests_is_left_to_its_owner) {
     const fs::path path = folder.write("config", "a");
     const auto change = editConfigFile(path, [&](std::string_view text) -> Result {
         folder.write("config", std::string{text} + "b");
-        return std::string{text} + "!";
+        return EditedConfig{std::string{text} + "!"};
     });
     EXPECT_EQ(change, std::unexpected(ConfigError{ConfigError::ConcurrentlyModified{path}}));
     EXPECT_EQ(readFile(path).find('!'), std::string::npos);
@@ -249,8 +278,8 @@ TEST(ConfigFile, edits_at_the_same_time_do_not_lose_each_other) {
     for (char name = 'a'; name < 'g'; ++name) {
         threads.emplace_back([&path, name] {
             for (int edit = 0; edit < 5; ++edit) {
-                EXPECT_TRUE(
-                    editConfigFile(path, [name](std::string_view text) -> Result { return std::string{text} + name; }));
+                EXPECT_TRUE(editConfigFile(
+                    path, [name](std::string_view text) -> Result { return EditedConfig{std::string{text} + name}; }));
             }
         });
     }
