@@ -65,15 +65,11 @@ bool standardStreamsAreNull() {
     return true;
 }
 
-/// The life of the launched process up to its own program. Only async-signal-safe calls: other threads of the parent
-/// may have held locks at the fork. Does not return. What cannot have the streams and limits of a fresh process is not
-/// launched.
+// Only async-signal-safe calls in both processes: other threads of the parent may have held locks at the fork.
+
+/// Runs the program in this process. What cannot have the streams and limits of a fresh process is not launched.
 [[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int reporting,
                                     const rlimit& descriptorLimit) {
-    if (::setsid() < 0 || ::chdir("/") != 0) ::_exit(1);
-    // The second fork leaves the first child, which ends at once, as the only one to reap.
-    if (const pid_t child = ::fork(); child != 0) ::_exit(child < 0 ? 1 : 0);
-
     // Where a standard stream of ours is closed, the report has taken its number.
     const int high = ::fcntl(reporting, F_DUPFD_CLOEXEC, 3);
     if (high < 0 || !standardStreamsAreNull()) ::_exit(1);
@@ -89,6 +85,16 @@ bool standardStreamsAreNull() {
     ::execv(executable, arguments);
     std::ignore = report(high, errno);
     ::_exit(127);
+}
+
+/// Starts the application's process, and ends: this one, the first child, is then the only one to reap.
+[[noreturn]] void leaveApplication(const char* executable, char* const arguments[], int reporting,
+                                   const rlimit& descriptorLimit) {
+    if (::setsid() < 0 || ::chdir("/") != 0) ::_exit(1);
+    const pid_t child = ::fork();
+    // Unreachable in tests: a fork returns twice and is counted once, so both ways of this branch look like one.
+    if (child == 0) becomeApplication(executable, arguments, reporting, descriptorLimit);
+    ::_exit(child < 0 ? 1 : 0);
 }
 
 /// What the report says of the launch.
@@ -122,7 +128,8 @@ std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle
     // nobody, and spawning cannot do that.
     const pid_t child = ::fork();
     if (child < 0) return std::unexpected(PosixError{errno});
-    if (child == 0) becomeApplication(executable.c_str(), arguments, reports->writer.get(), descriptorLimit);
+    // Unreachable in tests: a fork returns twice and is counted once, so both ways of this branch look like one.
+    if (child == 0) leaveApplication(executable.c_str(), arguments, reports->writer.get(), descriptorLimit);
     reports->writer = {};
 
     auto launched = outcome(reports->reader.get());

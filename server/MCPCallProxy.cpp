@@ -55,11 +55,10 @@ Bytes responseLine(const MCPRequestID& id, std::expected<MCPSocketClient::Answer
 Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo) {
     if (!MCPDispatchLogic::isForApplication(incoming)) co_return;
     if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
-        co_await startCall(std::move(*request), std::move(clientInfo));
-    } else if (auto* notification = std::get_if<MCPNotification>(&incoming.is)) {
-        auto key = cancelledKey(*notification);
-        if (key) co_await cancelCall(*std::move(key));
+        co_return co_await startCall(std::move(*request), std::move(clientInfo));
     }
+    auto key = cancelledKey(std::get<MCPNotification>(incoming.is));
+    if (key) co_await cancelCall(*std::move(key));
 }
 
 Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo) {
@@ -139,14 +138,14 @@ Task<void> MCPCallProxy::forward(std::vector<MCPWireProgress> progress) {
     for (auto report = progress.begin(); report != progress.end();) {
         // In practice all reports of one connection are of one call.
         const std::string& wireID = report->requestID;
-        const auto task = tasks_.find(wireID);
         Bytes lines;
         for (; report != progress.end() && report->requestID == wireID; ++report) {
             const auto notification = registry_.progressNotification(wireID, report->fraction, report->message);
             if (notification) std::ignore = appendLine(*notification, lines);
         }
-        if (lines.empty() || task == tasks_.end()) continue;
-        auto gate = linesOf(task->second);
+        if (lines.empty()) continue;
+        // The registry, which knew the call, and the tasks hold the same calls.
+        auto gate = linesOf(tasks_.at(wireID));
         const std::size_t length = lines.size();
         std::ignore = co_await dependencies_.standardOutput.send(std::move(lines), std::move(gate));
         dependencies_.memory.release(length);

@@ -2,6 +2,7 @@
 
 #include "kit/support/match.h"
 #include "kit/support/outOfMemory.h"
+#include "kit/support/unwrap.h"
 #include "kit/wire/MCPWireFrameText.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
@@ -244,9 +245,8 @@ Task<void> MCPSocketClient::cancel(std::string requestID, std::function<void()> 
     if (!socket) co_return;
     connected();
     auto work = [&]() -> std::expected<void, Failure> {
-        auto frame = frameBytes({MCPWireCancellation{wireProtocolVersion, std::move(requestID)}});
-        if (!frame) return std::unexpected(frame.error());
-        return writeAll(socket->get(), *std::move(frame));
+        auto frame = MCPWireFraming::encode(MCPWireInboundFrame{MCPWireCancellation{wireProtocolVersion, requestID}});
+        return writeAll(socket->get(), unwrap(std::move(frame)));
     };
     std::ignore = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
 }

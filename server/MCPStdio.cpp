@@ -34,8 +34,9 @@ bool waitUntilReady(int descriptor, short event) {
 /// After a read or write failed with errno set: true when it is worth another attempt. The other end of a stream may be
 /// shared with a process that made it non-blocking; then this waits until the stream is ready.
 bool mayRetry(int descriptor, short event) {
+    static_assert(EAGAIN == EWOULDBLOCK);
     if (errno == EINTR) return true;
-    if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+    if (errno != EAGAIN) return false;
     return waitUntilReady(descriptor, event);
 }
 

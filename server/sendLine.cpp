@@ -4,8 +4,6 @@ namespace vostel_mcp {
 
 using namespace VostelMCPKit;
 
-Task<void> sendText(MCPStdoutWriter& output, Bytes text) {
-    if (!text.empty()) std::ignore = co_await output.send(std::move(text));
-}
+Task<void> sendText(MCPStdoutWriter& output, Bytes text) { std::ignore = co_await output.send(std::move(text)); }
 
 } // namespace vostel_mcp
