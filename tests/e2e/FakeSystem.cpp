@@ -2,8 +2,12 @@
 //
 //     FAKE_HOME=path        every user's home folder in the password database
 //     NO_THREADS=1          no thread can be started
-//     NO_NULL_DEVICE=1      /dev/null cannot be opened
+//     MISSING=path:path     these paths cannot be opened
+//     UNKNOWN_STREAMS=1     nothing is known of a descriptor
+//     UNKNOWN_LIMIT=1       the limit of descriptors is not known
 //     INTERRUPTED_WRITES=1  a signal interrupts the first write
+//     BROKEN_ERROR=1        standard error cannot be written
+//     STUCK_ERROR=1         standard error takes no bytes
 
 #include <cerrno>
 #include <cstdarg>
@@ -13,9 +17,18 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <pwd.h>
+#include <string>
+#include <string_view>
+#include <sys/resource.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace {
+
+bool isMissing(std::string_view path) {
+    const char* missing = std::getenv("MISSING");
+    return missing != nullptr && (':' + std::string{missing} + ':').contains(':' + std::string{path} + ':');
+}
 
 template <class Function>
 Function next(const char* name) {
@@ -43,7 +56,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 }
 
 extern "C" int open(const char* path, int flags, ...) {
-    if (std::getenv("NO_NULL_DEVICE") != nullptr && std::strcmp(path, "/dev/null") == 0) {
+    if (isMissing(path)) {
         errno = ENOENT;
         return -1;
     }
@@ -54,7 +67,32 @@ extern "C" int open(const char* path, int flags, ...) {
     return next<int (*)(const char*, int, ...)>("open")(path, flags, mode);
 }
 
+extern "C" int fcntl(int descriptor, int command, ...) {
+    if (std::getenv("UNKNOWN_STREAMS") != nullptr && command == F_GETFD) {
+        errno = EPERM;
+        return -1;
+    }
+    va_list more;
+    va_start(more, command);
+    void* argument = va_arg(more, void*);
+    va_end(more);
+    return next<int (*)(int, int, ...)>("fcntl")(descriptor, command, argument);
+}
+
+extern "C" int getrlimit(int resource, rlimit* limit) noexcept {
+    if (std::getenv("UNKNOWN_LIMIT") != nullptr && resource == RLIMIT_NOFILE) {
+        errno = EPERM;
+        return -1;
+    }
+    return next<int (*)(int, rlimit*)>("getrlimit")(resource, limit);
+}
+
 extern "C" ssize_t write(int descriptor, const void* bytes, size_t length) {
+    if (descriptor == STDERR_FILENO && std::getenv("STUCK_ERROR") != nullptr) return 0;
+    if (descriptor == STDERR_FILENO && std::getenv("BROKEN_ERROR") != nullptr) {
+        errno = EIO;
+        return -1;
+    }
     static bool hasInterrupted = false;
     if (!hasInterrupted && std::getenv("INTERRUPTED_WRITES") != nullptr) {
         hasInterrupted = true;

@@ -1,6 +1,7 @@
 // A system that is short of something, or refuses it.
 
 #include "tests/e2e/Stage.h"
+#include "tests/support/Table.h"
 
 #include <csignal>
 
@@ -43,22 +44,72 @@ TEST(Scarcity, an_interrupted_write_loses_nothing_of_the_start_up_line) {
     EXPECT_EQ(server.line(), pingReply("1"));
 }
 
-TEST(Scarcity, without_standard_output_and_null_device_no_reply_goes_to_the_application) {
+TEST(Scarcity, without_standard_output_no_reply_goes_to_the_application) {
     if (!systemCanBeFaked) GTEST_SKIP();
     TemporaryFolder home;
     FakeApplication application{home.path()};
     auto setting = startedAfter("exec 1>&-", home.path());
-    setting.environment = fakeSystem({"NO_NULL_DEVICE=1"});
+    for (const char* missing : {"MISSING=", "MISSING=/dev/null"}) {
+        SCOPED_TRACE(missing);
+        setting.environment = fakeSystem({missing});
+        ServerProcess server{setting};
+        server.send(toolsCall("1"));
+        ReceivedCall call = application.nextCall();
+        for (int time = 0; time < 10; ++time) server.send(ping("2"));
+        server.send(toolsCall("3"));
+        ReceivedCall next = application.nextCall();
+        server.closeInput();
+        EXPECT_EQ(call.connection.read(1), "");
+        EXPECT_EQ(next.connection.read(1), "");
+        EXPECT_EQ(server.waitForEnd(), Ending{});
+    }
+}
+
+TEST(Scarcity, a_standard_stream_that_nothing_can_replace_is_a_failure_of_the_process) {
+    if (!systemCanBeFaked) GTEST_SKIP();
+    TemporaryFolder home;
+    auto setting = startedAfter("exec 1>&-", home.path());
+    setting.environment = fakeSystem({"MISSING=/dev/null:/"});
     ServerProcess server{setting};
-    server.send(toolsCall("1"));
-    ReceivedCall call = application.nextCall();
-    for (int time = 0; time < 10; ++time) server.send(ping("2"));
-    server.send(toolsCall("3"));
-    ReceivedCall next = application.nextCall();
-    server.closeInput();
-    EXPECT_EQ(call.connection.read(1), "");
-    EXPECT_EQ(next.connection.read(1), "");
-    EXPECT_EQ(server.waitForEnd(), Ending{});
+    EXPECT_EQ(server.waitForEnd(), (Ending{.exitStatus = 1}));
+    EXPECT_EQ(server.errorText(), "");
+}
+
+TEST(Scarcity, what_the_system_refuses_at_the_start_is_not_needed_to_serve) {
+    if (!systemCanBeFaked) GTEST_SKIP();
+    struct Row {
+        const char* when;
+        const char* fault;
+        const char* errorText;
+    };
+    const char* startUpLine = "vostel-mcp wire protocol v4\n";
+    const Row rows[] = {
+        {"nothing is known of the standard streams", "UNKNOWN_STREAMS=1", startUpLine},
+        {"the limit of descriptors is not known", "UNKNOWN_LIMIT=1", startUpLine},
+        {"standard error cannot be written", "BROKEN_ERROR=1", ""},
+        {"standard error takes no bytes", "STUCK_ERROR=1", ""},
+    };
+    forEachRow(rows, [](const Row& row) {
+        Stage stage{.environment = fakeSystem({row.fault})};
+        stage.server.send(toolsCall("1"));
+        stage.application.nextCall().answer("{}");
+        EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
+        stage.server.closeInput();
+        EXPECT_EQ(stage.server.waitForEnd(), Ending{});
+        EXPECT_EQ(stage.server.errorText(), row.errorText);
+    });
+}
+
+TEST(Scarcity, a_client_that_allows_few_descriptors_may_still_make_many_calls_at_once) {
+    constexpr int count = 100;
+    TemporaryFolder home;
+    FakeApplication application{home.path()};
+    ServerProcess server{startedAfter("ulimit -S -n 64", home.path())};
+    for (int id = 0; id < count; ++id) server.send(toolsCall(std::to_string(id)));
+    std::vector<ReceivedCall> calls;
+    for (int id = 0; id < count; ++id) calls.push_back(application.nextCall());
+    for (ReceivedCall& call : calls) call.answer("{}");
+    for (int id = 0; id < count; ++id) EXPECT_TRUE(nlohmann::json::parse(server.line()).contains("result"));
 }
 
 TEST(Scarcity, a_message_that_takes_more_memory_than_there_is_fails_alone) {

@@ -20,6 +20,30 @@ namespace {
 /// What an old kernel answers; set while a test plays one.
 bool closeRangeIsUnknown = false;
 
+/// A system call that fails each time, in this process or in those that it forks.
+struct Refusal {
+    const char* call;
+    bool inThisProcess = false;
+};
+std::optional<Refusal> refusal;
+const pid_t thisProcess = ::getpid();
+
+bool isRefused(std::string_view call) {
+    if (!refusal || call != refusal->call || (::getpid() == thisProcess) != refusal->inThisProcess) return false;
+    errno = EIO;
+    return true;
+}
+
+/// While this is set, a signal interrupts every other call that can be interrupted.
+bool signalsInterrupt = false;
+
+bool isInterrupted() {
+    static bool wasInterrupted = false;
+    wasInterrupted = signalsInterrupt && !wasInterrupted;
+    if (wasInterrupted) errno = EINTR;
+    return wasInterrupted;
+}
+
 } // namespace
 
 // The linker sends the server's calls of close_range here.
@@ -29,6 +53,42 @@ int __wrap_close_range(unsigned first, unsigned last, int flags) {
     if (!closeRangeIsUnknown) return __real_close_range(first, last, flags);
     errno = ENOSYS;
     return -1;
+}
+
+// And these calls.
+extern "C" {
+pid_t __real_fork();
+pid_t __wrap_fork();
+pid_t __wrap_fork() { return isRefused("fork") ? -1 : __real_fork(); }
+pid_t __real_setsid();
+pid_t __wrap_setsid();
+pid_t __wrap_setsid() { return isRefused("setsid") ? -1 : __real_setsid(); }
+int __real_chdir(const char* path);
+int __wrap_chdir(const char* path);
+int __wrap_chdir(const char* path) { return isRefused("chdir") ? -1 : __real_chdir(path); }
+int __real_dup2(int from, int to);
+int __wrap_dup2(int from, int to);
+int __wrap_dup2(int from, int to) { return isRefused("dup2") ? -1 : __real_dup2(from, to); }
+int __real_setrlimit(int resource, const rlimit* limit);
+int __wrap_setrlimit(int resource, const rlimit* limit);
+int __wrap_setrlimit(int resource, const rlimit* limit) {
+    return isRefused("setrlimit") ? -1 : __real_setrlimit(resource, limit);
+}
+ssize_t __real_read(int descriptor, void* bytes, size_t length);
+ssize_t __wrap_read(int descriptor, void* bytes, size_t length);
+ssize_t __wrap_read(int descriptor, void* bytes, size_t length) {
+    return isRefused("read") || isInterrupted() ? -1 : __real_read(descriptor, bytes, length);
+}
+ssize_t __real_write(int descriptor, const void* bytes, size_t length);
+ssize_t __wrap_write(int descriptor, const void* bytes, size_t length);
+ssize_t __wrap_write(int descriptor, const void* bytes, size_t length) {
+    return isRefused("write") || isInterrupted() ? -1 : __real_write(descriptor, bytes, length);
+}
+pid_t __real_waitpid(pid_t child, int* status, int options);
+pid_t __wrap_waitpid(pid_t child, int* status, int options);
+pid_t __wrap_waitpid(pid_t child, int* status, int options) {
+    return isInterrupted() ? -1 : __real_waitpid(child, status, options);
+}
 }
 
 namespace vostel_mcp {
@@ -68,9 +128,11 @@ public:
     }
 
     /// Launches the bundle and returns its report. Waits for it ten seconds at most.
-    [[nodiscard]] std::string report() const {
+    [[nodiscard]] std::string report(bool signalsInterruptLaunch = false) const {
         const posix::FileDescriptor reading{::open(fifo().c_str(), O_RDONLY | O_NONBLOCK)};
+        signalsInterrupt = signalsInterruptLaunch;
         const auto launched = launchBundle(path(), descriptorLimit);
+        signalsInterrupt = false;
         if (!launched) return "not launched: " + launched.error().systemText();
         std::string text;
         for (char bytes[4096];;) {
@@ -309,6 +371,94 @@ TEST(LaunchBundle, a_failure_is_known_even_when_there_is_no_room_to_report_it) {
         bundle.writeExecutable("Small", "hello");
         EXPECT_FALSE(launchWithRoomFor(descriptors, bundle));
     }
+}
+
+TEST(LaunchBundle, what_the_system_refuses_on_the_way_fails_the_launch_and_runs_nothing) {
+    struct Row {
+        const char* when;
+        Refusal refusal;
+    };
+    const Row rows[] = {
+        {"no process", {"fork", /*inThisProcess=*/true}},
+        {"no process for the application", {"fork"}},
+        {"no session of its own", {"setsid"}},
+        {"no root folder", {"chdir"}},
+        {"standard streams that cannot be replaced", {"dup2"}},
+        {"a limit that cannot be set", {"setrlimit"}},
+        {"a report that cannot be written", {"write"}},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        const Bundle bundle;
+        bundle.writeScript("Small", "echo here");
+        refusal = row.refusal;
+        const auto launched = launchBundle(bundle.path(), descriptorLimit);
+        refusal.reset();
+        EXPECT_EQ(launched, (std::expected<void, PosixError>{std::unexpect, EIO}));
+        EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
+        EXPECT_EQ(bundle.report(), "here\n") << "and nothing from the launch that was refused";
+    });
+}
+
+TEST(LaunchBundle, a_launch_whose_report_cannot_be_read_has_failed) {
+    const Bundle bundle;
+    bundle.writeExecutable("Small", "#!/bin/sh\n");
+    refusal = Refusal{"read", /*inThisProcess=*/true};
+    const auto launched = launchBundle(bundle.path(), descriptorLimit);
+    refusal.reset();
+    EXPECT_EQ(launched, (std::expected<void, PosixError>{std::unexpect, EIO}));
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
+}
+
+TEST(LaunchBundle, signals_change_nothing) {
+    Bundle bundle;
+    bundle.writePropertyList(propertyList("<key>CFBundleExecutable</key><string>Other</string>"));
+    bundle.writeScript("Other", "echo here");
+    EXPECT_EQ(bundle.report(/*signalsInterruptLaunch=*/true), "here\n");
+    bundle.writeExecutable("Other", "hello");
+    EXPECT_TRUE(bundle.report(/*signalsInterruptLaunch=*/true).starts_with("not launched"));
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
+}
+
+TEST(LaunchBundle, a_property_list_that_cannot_be_opened_is_not_read) {
+    struct Row {
+        const char* when;
+        const char* target;
+        int error;
+    };
+    const Row rows[] = {
+        {"there is none", nullptr, ENOENT},
+        {"a link to nothing", "nothing", ENOENT},
+        {"a link to itself", "Info.plist", ELOOP},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        Bundle bundle;
+        bundle.writeScript("Small", "echo here");
+        const auto list = bundle.path() / "Contents" / "Info.plist";
+        if (row.target != nullptr) std::filesystem::create_symlink(row.target, list);
+        errno = 0;
+        const auto executable = bundleExecutable(bundle.path());
+        EXPECT_EQ(errno, row.error) << "the last call that failed opened the file";
+        EXPECT_EQ(executable, bundle.path() / "Contents" / "MacOS" / "Small");
+    });
+}
+
+TEST(LaunchBundle, no_more_than_the_first_64_KiB_of_the_property_list_are_read) {
+    const std::string key = "<key>CFBundleExecutable</key><string>Other</string>";
+    const std::string filler(65'536, ' ');
+    struct Row {
+        const char* when;
+        std::string content;
+        const char* executable;
+    };
+    const Row rows[] = {
+        {"the name comes before their end", key + filler, "Other"},
+        {"the name comes after their end", filler + key, "Small"},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        const Bundle bundle;
+        bundle.writePropertyList(propertyList(row.content));
+        EXPECT_EQ(bundleExecutable(bundle.path()).filename(), row.executable);
+    });
 }
 
 TEST(LaunchBundle, the_executable_name_is_read_out_of_the_property_list_or_not_at_all) {
