@@ -1,8 +1,6 @@
 // The client of the official SDK, connected over standard input and output to the server that VOSTEL_MCP names.
 import assert from "node:assert/strict";
 import { existsSync } from "node:fs";
-import { mkdtemp, readFile, rm } from "node:fs/promises";
-import { join } from "node:path";
 import { env } from "node:process";
 
 import { Client } from "@modelcontextprotocol/sdk/client/index.js";
@@ -18,22 +16,6 @@ export function serverPath() {
   assert.ok(path, "VOSTEL_MCP must name the server to test");
   assert.ok(existsSync(path), `there is no server at ${path}; script/build makes it`);
   return path;
-}
-
-export function applicationFolder(home) {
-  return join(home, "Library", "Application Support", "com.vostel.vostel");
-}
-
-/** Makes a home folder. Its path is short, because the path of the socket inside must be. */
-export async function makeHome() {
-  return mkdtemp("/tmp/vostel-");
-}
-
-/** Ends the application that was launched for this home folder, if there is one, and removes the folder. */
-export async function removeHome(home) {
-  const id = await readFile(join(applicationFolder(home), "Vostel.pid"), "utf8").catch(() => "");
-  if (id) process.kill(Number(id), "SIGTERM");
-  await rm(home, { recursive: true, force: true });
 }
 
 /** Connects a client to a new server. Both end with the test, and the server must have written no error by then. */

@@ -9,7 +9,8 @@ import { after, before, test } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
 import { promisify } from "node:util";
 
-import { applicationFolder, complaints, connect, makeHome, removeHome, serverPath } from "./client.mjs";
+import { complaints, connect, serverPath } from "./client.mjs";
+import { applicationFolder, makeHome, removeHome } from "./home.mjs";
 
 const recordings = process.env.VOSTEL_SPEECH_DATA;
 const sentence = "sense_and_sensibility_01_austen_64kb-0870";

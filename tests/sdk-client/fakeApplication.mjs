@@ -5,7 +5,7 @@ import { mkdir, rm } from "node:fs/promises";
 import { createServer } from "node:net";
 import { join } from "node:path";
 
-import { applicationFolder } from "./client.mjs";
+import { applicationFolder } from "./home.mjs";
 
 function framed(value) {
   const payload = Buffer.from(JSON.stringify(value));

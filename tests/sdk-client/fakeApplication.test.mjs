@@ -2,8 +2,9 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
-import { complaints, connect, makeHome, removeHome } from "./client.mjs";
+import { complaints, connect } from "./client.mjs";
 import { startFakeApplication } from "./fakeApplication.mjs";
+import { makeHome, removeHome } from "./home.mjs";
 
 const transcription = {
   content: [{ type: "text", text: "hello there" }],

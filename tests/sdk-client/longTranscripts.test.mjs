@@ -6,7 +6,8 @@ import { mkdir, readFile } from "node:fs/promises";
 import { join } from "node:path";
 import { test } from "node:test";
 
-import { applicationFolder, complaints, connect, makeHome, removeHome } from "./client.mjs";
+import { complaints, connect } from "./client.mjs";
+import { applicationFolder, makeHome, removeHome } from "./home.mjs";
 
 const recordings = process.env.VOSTEL_SPEECH_DATA;
 
