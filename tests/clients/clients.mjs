@@ -1,0 +1,143 @@
+// The clients: how each is configured and started. `start` begins one conversation in which the scripted model, or for a
+// library its small program, makes the calls in `steps`. `permitted` is false for a client as it is without permissions.
+import { library, packages, program } from "./stage.mjs";
+
+const prompt = "Do what the script says.";
+const node = process.execPath;
+
+const fromLines = (client) =>
+  client.output
+    .split("\n")
+    .filter((line) => line.startsWith("{"))
+    .map((line) => JSON.parse(line));
+
+function sdk(name, title, mode) {
+  return {
+    name: title,
+    package: name,
+    library: true,
+    start: (stage, { steps }) => stage.start([node, library("sdk.mjs"), name, stage.command, JSON.stringify(steps), ...(mode ? [mode] : [])]),
+    seen: fromLines,
+  };
+}
+
+/** A library whose small program makes the calls itself. */
+function caller(name, title, file, words = []) {
+  return {
+    ...{ name: title, package: name, library: true, seen: fromLines },
+    start: (stage, { steps }) => stage.start([node, library(file), ...words, stage.command, JSON.stringify(steps)]),
+  };
+}
+
+/** A library whose agent asks the scripted model. */
+function agent(name, title, file) {
+  return {
+    ...{ name: title, package: name, api: "completions", library: true },
+    start: (stage, { model }) => stage.start([node, library(file), stage.command, `${model.url}/v1`]),
+  };
+}
+
+export const clients = {
+  "sdk-0.4": sdk("sdk-0.4", "TypeScript SDK"),
+  "sdk-0.7": sdk("sdk-0.7", "TypeScript SDK"),
+  "sdk-1.0": sdk("sdk-1.0", "TypeScript SDK"),
+  "sdk-1.32": sdk("sdk-1.32", "TypeScript SDK"),
+  "sdk-2.0": sdk("sdk-2.0", "TypeScript SDK"),
+  "sdk-2.4": sdk("sdk-2.4", "TypeScript SDK"),
+  "sdk-2.4-auto": sdk("sdk-2.4", 'TypeScript SDK, `versionNegotiation: { mode: "auto" }`', "auto"),
+
+  inspector: caller("@modelcontextprotocol/inspector", "Inspector, `--cli`", "inspector.mjs"),
+
+  "claude-code": {
+    name: "Claude Code",
+    package: "@anthropic-ai/claude-code",
+    api: "anthropic",
+    async start(stage, { model, permitted }) {
+      await stage.write(".claude.json", { mcpServers: { vostel: { type: "stdio", command: stage.command } }, hasCompletedOnboarding: true });
+      return stage.start([program("claude"), "-p", prompt, ...(permitted ? ["--allowedTools", "mcp__vostel"] : [])], {
+        ...{ ANTHROPIC_BASE_URL: model.url, ANTHROPIC_API_KEY: "none" },
+        CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC: "1",
+      });
+    },
+  },
+
+  codex: {
+    name: "Codex",
+    package: "@openai/codex",
+    api: "responses",
+    async start(stage, { model, permitted }) {
+      await stage.write(
+        ".codex/config.toml",
+        `model = "scripted"
+model_provider = "scripted"
+
+[model_providers.scripted]
+name = "scripted"
+base_url = "${model.url}/v1"
+wire_api = "responses"
+
+[mcp_servers.vostel]
+command = "${stage.command}"
+${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
+      );
+      return stage.start([program("codex"), "exec", "--skip-git-repo-check", prompt]);
+    },
+  },
+
+  gemini: {
+    name: "Gemini CLI",
+    package: "@google/gemini-cli",
+    api: "gemini",
+    async start(stage, { model, permitted }) {
+      await stage.write(".gemini/settings.json", {
+        mcpServers: { vostel: { command: stage.command } },
+        security: { auth: { selectedType: "gemini-api-key" } },
+      });
+      return stage.start([program("gemini"), "--skip-trust", "-m", "gemini-2.5-flash", "-p", prompt, ...(permitted ? ["--yolo"] : [])], {
+        ...{ GEMINI_API_KEY: "none", GOOGLE_GEMINI_BASE_URL: model.url },
+      });
+    },
+  },
+
+  copilot: {
+    name: "GitHub Copilot CLI",
+    package: "@github/copilot",
+    api: "completions",
+    async start(stage, { model, permitted }) {
+      await stage.write(".copilot/mcp-config.json", {
+        mcpServers: { vostel: { type: "local", command: stage.command, args: [], tools: ["*"] } },
+      });
+      return stage.start([program("copilot"), "-p", prompt, ...(permitted ? ["--allow-all-tools"] : [])], {
+        ...{ COPILOT_PROVIDER_BASE_URL: `${model.url}/v1`, COPILOT_MODEL: "scripted", COPILOT_OFFLINE: "true" },
+      });
+    },
+  },
+
+  opencode: {
+    name: "opencode",
+    package: "opencode-ai",
+    api: "completions",
+    async start(stage, { model, permitted }) {
+      await stage.write(".config/opencode/opencode.json", {
+        autoupdate: false,
+        provider: {
+          scripted: {
+            ...{ npm: "@ai-sdk/openai-compatible", name: "scripted" },
+            options: { baseURL: `${model.url}/v1`, apiKey: "none" },
+            models: { scripted: { name: "scripted" } },
+          },
+        },
+        mcp: { vostel: { type: "local", command: [stage.command], enabled: true } },
+      });
+      return stage.start([program("opencode"), "run", "--model", "scripted/scripted", ...(permitted ? ["--auto"] : []), prompt]);
+    },
+  },
+
+  langchain: agent("@langchain/mcp-adapters", "LangChain MCP adapters", "langchain.mjs"),
+  "ai-sdk": agent("@ai-sdk/mcp", "Vercel AI SDK", "ai-sdk.mjs"),
+  mastra: agent("@mastra/mcp", "Mastra", "mastra.mjs"),
+
+  supergateway: caller("supergateway", "supergateway, to HTTP", "bridge.mjs", ["supergateway"]),
+  "mcp-proxy": caller("mcp-proxy", "mcp-proxy, to HTTP", "bridge.mjs", ["mcp-proxy"]),
+  "mcp-remote": caller("mcp-remote", "mcp-remote, over mcp-proxy", "bridge.mjs", ["mcp-remote"]),
+};

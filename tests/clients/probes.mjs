@@ -1,0 +1,222 @@
+// What is asked of each client. A probe runs the client once and returns facts; table.mjs says them in words.
+import { setTimeout as pause } from "node:timers/promises";
+
+import { Stage } from "./stage.mjs";
+
+const minute = 60_000;
+
+/** Numbered words, so that a cut shows: `c0000001 c0000002 …`. */
+function numbered(letter, characters) {
+  const words = [];
+  for (let index = 0; index * 9 < characters; ++index) words.push(letter + String(index).padStart(7, "0"));
+  return words.join(" ");
+}
+
+const transcription = (content, text) => ({
+  content: [{ type: "text", text: content }],
+  structuredContent: { text, segments: [] },
+  isError: false,
+});
+const failure = (text) => ({ content: [{ type: "text", text }], isError: true });
+
+/** The results of the application that is played, by the recording's path or the tool's name. */
+const results = {
+  "/words.wav": () => transcription("words in the content", "words in the structure"),
+  "/failed.wav": () => failure("There is no such file."),
+  "/long.wav": () => transcription(numbered("c", 500_000), numbered("s", 500_000)),
+  "/huge.wav": () => transcription(numbered("c", 11_000_000), "short"),
+  vocabulary_list: () => ({ content: [{ type: "text", text: "No words." }], structuredContent: { entries: [] }, isError: false }),
+  vocabulary_remove: () => failure("This action has NOT been performed. It is a pending request that waits for the user."),
+};
+
+const transcribe = (path) => ({ tool: "transcribe_file", arguments: { path } });
+
+/** Answers every call except those for `/held.wav`, and keeps all of them. */
+function application(reportEvery) {
+  const calls = [];
+  const timers = [];
+  const handle = (call) => {
+    calls.push(call);
+    const { tool, arguments: given } = call.request;
+    const make = results[given.path] ?? results[tool];
+    if (make) {
+      call.progress(0.5, "half");
+      timers.push(setTimeout(() => call.answer(make()), 100));
+    } else if (reportEvery) {
+      let fraction = 0;
+      timers.push(setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), "working"), reportEvery));
+    }
+  };
+  return { calls, handle, end: () => timers.forEach(clearTimeout) };
+}
+
+/** All texts in what came back, without the names and ids around them. */
+function texts(value) {
+  if (typeof value === "string") return value;
+  if (Array.isArray(value)) return value.map(texts).join("\n");
+  if (!value || typeof value !== "object") return "";
+  const isFrame = (key) => ["type", "role", "name", "id", "call_id", "tool_call_id", "tool_use_id"].includes(key);
+  return Object.entries(value).filter(([key]) => !isFrame(key)).map(([, each]) => texts(each)).filter(Boolean).join("\n");
+}
+
+/** Runs one conversation: `body` may act while the client runs. Ends the client after `limit`. */
+async function converse(client, server, { steps, permitted = true, limit = 2 * minute, reportEvery, companion }, body) {
+  const stage = await Stage.make(server);
+  const { calls, handle, end } = application(reportEvery);
+  try {
+    if (!companion) await stage.play(handle);
+    const model = client.api && (await stage.model(client.api, steps));
+    const started = await client.start(stage, { model, steps, permitted });
+    const acted = body?.({ started, calls, stage, model });
+    const late = new AbortController();
+    const inTime = await Promise.race([started.ended, pause(limit, null, { signal: late.signal, ref: false })]);
+    late.abort();
+    if (!inTime) started.kill("SIGKILL");
+    await started.ended;
+    await acted;
+    await pause(500); // the recorder writes its last lines
+    const seen = model ? model.seen : client.seen(started);
+    return { wire: await stage.wire(), seen, calls, model, inTime: inTime !== null, status: started.child.exitCode, started };
+  } finally {
+    end();
+    await stage.end();
+  }
+}
+
+const messages = (wire, from, method) => wire.filter((fact) => fact.from === from && fact.message?.method === method);
+
+/** Which revision was negotiated, and what the client wrote and how it ended the server. */
+function protocol(wire) {
+  const [initialize] = messages(wire, "client", "initialize");
+  const reply = wire.find((fact) => fact.from === "server" && fact.message?.result?.protocolVersion);
+  const calls = messages(wire, "client", "tools/call");
+  const refused = wire.filter((fact) => fact.from === "server" && fact.message?.error);
+  const last = wire.findLast((fact) => fact.from === "client");
+  return {
+    discovers: messages(wire, "client", "server/discover").length > 0,
+    asked: initialize?.message.params.protocolVersion,
+    agreed: reply?.message.result.protocolVersion,
+    starts: wire.filter((fact) => fact.event === "start").length,
+    homePassed: wire.find((fact) => fact.event === "start")?.home !== null,
+    wantsProgress: calls.length > 0 && calls.every((fact) => fact.message.params._meta?.progressToken !== undefined),
+    refused: refused.map((fact) => fact.message.error.message),
+    end: wire.filter((fact) => fact.event && fact.at > last?.at && !/server ended|start/.test(fact.event)).map((fact) => fact.event),
+    lateCancellations: messages(wire, "client", "notifications/cancelled").length,
+  };
+}
+
+/** Which of the numbered words are in a text: how many, how many from the start, and what follows those. */
+function numberedIn(text, letter) {
+  const found = [...text.matchAll(new RegExp(`\\b${letter}(\\d{7})\\b`, "g"))];
+  let head = 0;
+  while (head < found.length && Number(found[head][1]) === head) ++head;
+  if (head === 0) return { words: found.length, head };
+  const end = found[head - 1].index + 8;
+  return { words: found.length, head, last: Number(found.at(-1)[1]), after: text.slice(end, end + 60) };
+}
+
+export const probes = {
+  /** A conversation of three calls: what the model sees of a result and of a failure. */
+  async words(client, server) {
+    const { wire, seen, status, inTime, model, started } = await converse(client, server, {
+      steps: ["/words.wav", "/failed.wav", "/words.wav"].map(transcribe),
+    });
+    const [first, failed] = seen.map(texts);
+    return {
+      ...{ ...protocol(wire), status, inTime, searched: (model?.searched.size ?? 0) > 0 },
+      ...{ answered: seen.length, content: /words in the content/.test(first), structure: /words in the structure/.test(first) },
+      ...{ failure: /no such file/.test(failed), seen: seen.slice(0, 2), progress: seen[0]?.progress },
+      ...(seen.length < 3 && { output: (started.output + started.errors).slice(-2000) }),
+    };
+  },
+
+  /** A result of 500,000 characters, as long as the longest transcript. */
+  async long(client, server) {
+    const { seen } = await converse(client, server, { steps: [transcribe("/long.wav")] });
+    const text = texts(seen[0]);
+    return {
+      ...{ characters: text.length, content: numberedIn(text, "c"), structure: numberedIn(text, "s") },
+      ...{ start: text.slice(0, 300), end: text.slice(-60) },
+    };
+  },
+
+  /** A line of 11 MB, then a small result. */
+  async huge(client, server) {
+    const { seen, wire, inTime } = await converse(client, server, { steps: ["/huge.wav", "/words.wav"].map(transcribe) });
+    const [first, second] = seen.map(texts);
+    const line = Math.max(...wire.filter((fact) => fact.from === "server").map((fact) => fact.bytes));
+    return {
+      ...{ line, inTime, starts: wire.filter((fact) => fact.event === "start").length },
+      ...{ arrives: first !== undefined && !/closed|not connected|timed out|exceeded/i.test(first), first: first?.slice(0, 120), nextWorks: /words in/.test(second ?? "") },
+      second: second?.slice(0, 120),
+    };
+  },
+
+  /** SIGINT while a call is in flight: is the server told? A terminal sends it to all programs that the client started. */
+  async stop(client, server) {
+    let stopped;
+    const { wire, calls, inTime, status } = await converse(
+      client,
+      server,
+      { steps: [transcribe("/held.wav")], limit: minute },
+      async ({ started, calls }) => {
+        for (let tick = 0; calls.length === 0 && tick < 500; ++tick) await pause(100);
+        await pause(1000);
+        stopped = Date.now();
+        if (calls.length === 0) return;
+        if (client.library) started.child.kill("SIGINT");
+        else started.kill("SIGINT");
+      },
+    );
+    const cancelled = wire.find((fact) => fact.message?.method === "notifications/cancelled" && fact.from === "client");
+    const after = wire.filter((fact) => fact.event && fact.at >= stopped).map((fact) => fact.event);
+    return {
+      ...{ reached: calls.length > 0, cancelled: cancelled !== undefined, reason: cancelled?.message.params.reason },
+      // The method's name in a draft of MCP, which old SDKs kept.
+      ...{ draftName: wire.some((fact) => fact.from === "client" && fact.message?.method === "cancelled") },
+      ...{ applicationTold: calls[0]?.cancellation.signal.aborted === true, after, inTime, status },
+    };
+  },
+
+  /** Which tools run before a person has given permission, and whether a removal runs with it. */
+  async permission(client, server) {
+    if (client.library) return undefined;
+    const list = { tool: "vocabulary_list", arguments: {} };
+    const remove = { tool: "vocabulary_remove", arguments: { words: ["a"] } };
+    const attempt = async (step, permitted) => {
+      const { seen, calls, model, status, inTime, started } = await converse(client, server, { steps: [step], permitted, limit: minute });
+      const text = texts(seen[0]).slice(0, 300) || (started.output + started.errors).slice(-300);
+      return { ran: calls.length > 0, shown: model.tools[0] !== undefined, seen: text, status, inTime };
+    };
+    return {
+      ...{ list: await attempt(list, false), transcribe: await attempt(transcribe("/words.wav"), false) },
+      ...{ remove: await attempt(remove, false), permittedRemove: await attempt(remove, true) },
+    };
+  },
+
+  /** A call that is never answered. With `reportEvery`, it reports progress. */
+  async patience(client, server, { limit, reportEvery } = { limit: 6 * minute }) {
+    const steps = [transcribe("/held.wav")];
+    const { wire, seen, calls, inTime } = await converse(client, server, { steps, limit, reportEvery });
+    const call = messages(wire, "client", "tools/call")[0];
+    const cancelled = messages(wire, "client", "notifications/cancelled")[0];
+    const ended = wire.find((fact) => fact.event && fact.event !== "start" && fact.at > call?.at);
+    const gaveUp = cancelled?.at ?? (inTime ? ended?.at : undefined);
+    return {
+      ...{ reached: calls.length > 0, limit: limit / 1000, gaveUp: gaveUp && call ? (gaveUp - call.at) / 1000 : null },
+      ...{ calls: calls.length, cancelled: cancelled !== undefined, seen: texts(seen[0]).slice(0, 200) },
+    };
+  },
+
+  async patienceWithProgress(client, server) {
+    return probes.patience(client, server, { limit: 6 * minute, reportEvery: 1000 });
+  },
+
+  /** The companion transcribes a real recording. */
+  async recording(client, server, { recording }) {
+    const { seen, wire } = await converse(client, server, { steps: [transcribe(recording)], companion: true });
+    const text = texts(seen[0]);
+    const line = wire.filter((fact) => fact.from === "server" && fact.message?.method === "notifications/progress");
+    return { text: text.slice(0, 2000), fence: text.includes("BEGIN UNTRUSTED TOOL OUTPUT"), words: /john dashwood/i.test(text), progress: line.length };
+  },
+};

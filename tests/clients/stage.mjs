@@ -1,0 +1,108 @@
+// What a client is run on: a temporary home folder, a command that starts the server and records its lines, and an
+// application that the test plays.
+import { spawn } from "node:child_process";
+import { once } from "node:events";
+import { chmod, mkdir, readFile, writeFile } from "node:fs/promises";
+import { delimiter, dirname, join } from "node:path";
+import { setTimeout as pause } from "node:timers/promises";
+import { fileURLToPath } from "node:url";
+
+import { startFakeApplication } from "../sdk-client/fakeApplication.mjs";
+import { makeHome, removeHome } from "../sdk-client/home.mjs";
+import { startModel } from "./model.mjs";
+
+const here = dirname(fileURLToPath(import.meta.url));
+export const packages = join(here, "node_modules");
+export const program = (name) => join(packages, ".bin", name);
+export const library = (name) => join(here, "libraries", name);
+
+export class Stage {
+  #afterwards = [];
+
+  static async make(server) {
+    const stage = new Stage();
+    stage.home = await makeHome();
+    stage.server = server;
+    stage.folder = join(stage.home, "project");
+    stage.log = join(stage.home, "wire.log");
+    await mkdir(stage.folder);
+    await writeFile(stage.log, "");
+    // A client's configuration names this one file. So it needs no arguments and no environment, as the real server.
+    stage.command = join(stage.home, "vostel-mcp");
+    const recorder = [process.execPath, join(here, "recorder.mjs"), stage.log, stage.home, server];
+    await writeFile(stage.command, `#!/bin/sh\nexec ${recorder.map((word) => `'${word}'`).join(" ")}\n`);
+    await chmod(stage.command, 0o700);
+    return stage;
+  }
+
+  /** Plays the application, as a test does. `handle` is given each call. */
+  async play(handle) {
+    await startFakeApplication(this, this.home, handle);
+  }
+
+  after(step) {
+    this.#afterwards.push(step);
+  }
+
+  async model(api, steps) {
+    const model = await startModel(api, steps);
+    this.after(() => model.close());
+    return model;
+  }
+
+  async write(name, content) {
+    const path = join(this.home, name);
+    await mkdir(dirname(path), { recursive: true });
+    await writeFile(path, typeof content === "string" ? content : JSON.stringify(content));
+    return path;
+  }
+
+  /** Starts a client in the home folder. */
+  start([file, ...words], variables = {}) {
+    const environment = {
+      ...{ PATH: `${dirname(process.execPath)}${delimiter}${process.env.PATH}`, HOME: this.home, CFFIXED_USER_HOME: this.home },
+      ...{ XDG_CONFIG_HOME: join(this.home, ".config"), XDG_DATA_HOME: join(this.home, ".local/share") },
+      ...{ LANG: "C.UTF-8", TERM: "xterm-256color", NO_COLOR: "1", ...variables },
+    };
+    const child = spawn(file, words, { cwd: this.folder, env: environment, stdio: ["ignore", "pipe", "pipe"], detached: true });
+    const client = { child, output: "", errors: "", ended: once(child, "close") };
+    // A client may have started others; all are in the group that it leads.
+    client.kill = (signal) => {
+      try {
+        process.kill(-child.pid, signal);
+      } catch {
+        // None is left.
+      }
+    };
+    child.stdout.on("data", (text) => (client.output += text));
+    child.stderr.on("data", (text) => (client.errors += text));
+    this.after(() => client.kill("SIGKILL"));
+    return client;
+  }
+
+  /** What the recorder saw. Lines that are JSON are parsed. */
+  async wire() {
+    const text = await readFile(this.log, "utf8");
+    return text
+      .split("\n")
+      .filter(Boolean)
+      .map((line) => {
+        const fact = JSON.parse(line);
+        if (fact.line !== undefined) {
+          try {
+            fact.message = JSON.parse(fact.line);
+          } catch {
+            // A long line is kept only in part.
+          }
+        }
+        return fact;
+      });
+  }
+
+  /** Ends what was started here, and removes the folder. */
+  async end() {
+    for (const step of this.#afterwards.reverse()) await step();
+    await pause(300); // programs that the client left are writing their last files
+    await removeHome(this.home);
+  }
+}

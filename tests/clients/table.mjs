@@ -1,0 +1,103 @@
+// Says in words what was measured, and puts it between the marks in docs/clients.md.
+import { clients } from "./clients.mjs";
+
+const number = (value) => value.toLocaleString("en-US");
+
+function table(headings, rows) {
+  const line = (cells) => `| ${cells.join(" | ")} |`;
+  return [line(headings), `|${"---|".repeat(headings.length)}`, ...rows.map(line)].join("\n");
+}
+
+/** One row for each client that the probe was run with. */
+function rows(measured, probe, cells) {
+  return Object.keys(clients)
+    .filter((name) => measured[name]?.[probe] && !measured[name][probe].broken)
+    .map((name) => [clients[name].name, measured[name].version, ...cells(measured[name][probe], measured[name], clients[name])]);
+}
+
+const endings = { "end of input": "closes the input", SIGTERM: "SIGTERM", SIGINT: "SIGINT" };
+
+function shown({ content, structure }) {
+  if (content && structure) return "both";
+  return content ? "the text" : "the structure only";
+}
+
+function stopping(stop) {
+  if (!stop) return "";
+  if (stop.cancelled) return stop.applicationTold ? "cancels the call" : "cancels the call, too late";
+  if (stop.draftName) return "sends `cancelled`, not `notifications/cancelled`";
+  return stop.inTime ? "ends the server" : "waits";
+}
+
+/** How much of the 500,000 characters is shown; a word with its space has nine. */
+function part({ characters, content, structure, start }) {
+  const of = content.words > 0 ? content : structure;
+  const all = 55_556;
+  if (of.words === all) return "all";
+  if (of.words === 0) return `none: "${start.trim().split("\n")[0].split("/")[0]}"`;
+  const first = of.head * 9;
+  const last = (of.words - of.head) * 9;
+  return `the first ${number(first)}${last > 500 ? ` and the last ${number(last)}` : ""}`;
+}
+
+function longLine({ arrives, nextWorks, inTime, starts }) {
+  if (arrives) return nextWorks ? "arrives" : "arrives; the next call fails";
+  if (!inTime) return "does not arrive; the client hangs";
+  return nextWorks ? "that call fails" : "that call and all later ones fail";
+}
+
+function waiting(patience) {
+  if (!patience?.reached) return "";
+  if (patience.gaveUp === null) return `waits ${patience.limit} s and longer`;
+  return `${Math.round(patience.gaveUp)} s${patience.cancelled ? ", cancels" : ""}`;
+}
+
+function verdict({ ran, shown }) {
+  if (ran) return "runs";
+  return shown ? "refused" : "hidden from the model";
+}
+
+export const tables = {
+  protocol: (measured) =>
+    table(
+      ["client", "version", "revision", "asks for progress", "when stopped", "ends the server by"],
+      rows(measured, "words", (words, { stop }) => [
+        `${words.agreed}${words.discovers ? ", after `server/discover`" : ""}`,
+        words.wantsProgress ? "yes" : "no",
+        stopping(stop),
+        [...new Set(words.end)].map((event) => endings[event] ?? event).join(", ") || "leaves it",
+      ]),
+    ),
+  model: (measured) =>
+    table(
+      ["client", "version", "shows the model", "failed result", "of 500,000 characters", "a line of 11 MB"],
+      rows(measured, "words", (words, { long, huge }) => [
+        shown(words),
+        words.failure ? "shown" : "not shown",
+        long ? part(long) : "",
+        huge ? longLine(huge) : "",
+      ]),
+    ),
+  time: (measured) =>
+    table(
+      ["client", "version", "a silent call", "with progress each second"],
+      rows(measured, "patience", (patience, { patienceWithProgress }) => [waiting(patience), waiting(patienceWithProgress)]),
+    ),
+  permission: (measured) =>
+    table(
+      ["client", "version", "`vocabulary_list`", "`transcribe_file`", "`vocabulary_remove`", "`vocabulary_remove`, permitted"],
+      rows(measured, "permission", ({ list, transcribe, remove, permittedRemove }) => [list, transcribe, remove, permittedRemove].map(verdict)),
+    ),
+};
+
+/** The page with each table that stands between its marks replaced. */
+export function withTables(page, measured) {
+  return Object.entries(tables).reduce(
+    (text, [name, make]) =>
+      text.replace(
+        new RegExp(`(<!-- measured: ${name} -->\n)[^]*?(<!-- end -->)`),
+        (_, opening, closing) => `${opening}\n${make(measured)}\n\n${closing}`,
+      ),
+    page,
+  );
+}
