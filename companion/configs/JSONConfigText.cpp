@@ -2,6 +2,7 @@
 
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONWriter.h"
+#include "kit/support/ASCII.h"
 
 #include <algorithm>
 #include <tuple>
@@ -100,6 +101,37 @@ ObjectSpan outline(std::string_view text, std::size_t open) {
     return object;
 }
 
+/// The code unit of the escape at `at`, such as "\\ud83d". Absent if something else is there.
+std::optional<unsigned> escapedUnit(std::string_view text, std::size_t at) {
+    if (text.substr(at, 2) != "\\u" || text.size() - at < 6) return std::nullopt;
+    unsigned unit = 0;
+    for (const char character : text.substr(at + 2, 4)) {
+        const auto digit = VostelMCPKit::hexDigit(character);
+        if (!digit) return std::nullopt;
+        unit = unit * 16 + static_cast<unsigned>(*digit);
+    }
+    return unit;
+}
+
+/// `text` with each lone surrogate's escape replaced by that of U+FFFD, which is as long.
+std::string withoutLoneSurrogates(std::string_view text) {
+    const auto isHigh = [](std::optional<unsigned> unit) { return unit && *unit >= 0xD800 && *unit < 0xDC00; };
+    const auto isLow = [](std::optional<unsigned> unit) { return unit && *unit >= 0xDC00 && *unit < 0xE000; };
+    std::string out{text};
+    for (std::size_t at = 0; (at = text.find('\\', at)) != std::string_view::npos;) {
+        const auto unit = escapedUnit(text, at);
+        if (!unit) {
+            at += 2; // another escape, such as "\\"
+        } else if (isHigh(unit) && isLow(escapedUnit(text, at + 6))) {
+            at += 12;
+        } else {
+            if (isHigh(unit) || isLow(unit)) out.replace(at, 6, "\\uFFFD");
+            at += 6;
+        }
+    }
+    return out;
+}
+
 bool isNamed(std::string_view key, std::string_view name) {
     if (key.find('\\') == std::string_view::npos) return key.substr(1, key.size() - 2) == name;
     const auto read = VostelMCPKit::readJSON(key);
@@ -185,6 +217,7 @@ bool isBlank(std::string_view text) { return skipSpace(text, contentStart(text))
 std::expected<MCPValue, ConfigError> readConfigJSON(std::string_view text) {
     const std::size_t start = contentStart(text);
     auto read = VostelMCPKit::readJSON(text.substr(start));
+    if (!read) read = VostelMCPKit::readJSON(withoutLoneSurrogates(text.substr(start)));
     if (read) return *std::move(read);
     const auto* broken = std::get_if<VostelMCPKit::DecodingError::NotJSON>(&read.error().is);
     // The reader has only one other error: a number that is too large.

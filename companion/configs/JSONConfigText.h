@@ -1,6 +1,6 @@
 // Edits of JSON text that change no other byte, and add text in the style of the file.
 //
-// Each function takes text that readJSON has accepted, after an optional byte order mark. So the scanning here is
+// Each function takes text that readConfigJSON has accepted, after an optional byte order mark. So the scanning here is
 // short: strings and brackets are known to be closed. Nothing recurses. Thread-safe.
 #pragma once
 
@@ -27,7 +27,8 @@ struct JSONMemberSpan {
 /// Whether `text` has only white space, as a file that its program has not written yet.
 [[nodiscard]] bool isBlank(std::string_view text);
 
-/// Reads the value in `text`.
+/// Reads the value in `text`. Half a surrogate pair, written as an escape, reads as U+FFFD: other programs write such
+/// escapes when they cut a text, and an edit does not touch them.
 [[nodiscard]] std::expected<VostelMCPKit::MCPValue, ConfigError> readConfigJSON(std::string_view text);
 
 /// The member at `path`, from the outermost object on. Keys are compared after their escapes are decoded. Absent if a

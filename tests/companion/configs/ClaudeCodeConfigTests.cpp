@@ -205,6 +205,19 @@ TEST(ClaudeCodeConfig, another_reader_finds_our_entry_and_nothing_else_changed) 
     }
 }
 
+TEST(ClaudeCodeConfig, half_a_surrogate_pair_stays_as_it_is) {
+    // Other programs write such escapes when they cut a text between the two halves.
+    const std::string head =
+        "{\n  \"a\": \"\\ud83d \\\\\\uDE42 \\\\ud83d \\ud83d\\ude42\",\n  \"\\ud83d\\ud83d\\ude42\": 1,\n"
+        "  \"mcpServers\": {\n    \"b\\udc00\": 1";
+    const std::string before = head + "\n  }\n}";
+    const std::string after = head + ",\n    " + entryOfDepthTwo + "\n  }\n}";
+    EXPECT_EQ(existingCommand(before), std::nullopt);
+    EXPECT_EQ(withEntry(before, ourEntry), after);
+    EXPECT_EQ(existingCommand(after), ours);
+    EXPECT_EQ(withoutEntry(after), before);
+}
+
 TEST(ClaudeCodeConfig, of_an_older_entry_of_ours_only_the_command_changes) {
     struct Stale {
         const char* when;
@@ -294,6 +307,10 @@ TEST(ClaudeCodeConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_o
         {"a byte order mark counts for nothing", byteOrderMark + "{,}", "f is not valid JSON at line 1, column 2."},
         {"two documents", "{} {}", "f is not valid JSON at line 1, column 4."},
         {"single quotes", "{'a': 1}", "f is not valid JSON at line 1, column 2."},
+        {"half a surrogate pair that is not an escape", "{\"a\": \"\xED\xA0\xBD\"}",
+         "f is not valid JSON at line 1, column 8."},
+        {"an error after half a surrogate pair", "{\"a\": \"\\ud83d\",}", "f is not valid JSON at line 1, column 16."},
+        {"a surrogate pair that is cut off", "{\"a\": \"\\ud8", "f is not valid JSON at line 1, column 12."},
         {"not UTF-8", "{\"a\": \"\xE9\"}", "f is not valid JSON at line 1, column 8."},
         {"UTF-16", std::string{"\xFF\xFE{\0}\0", 6}, "f is not valid JSON at line 1, column 1."},
         {"a NUL after the end", std::string{"{}\0", 3}, "f is not valid JSON at line 1, column 3."},
