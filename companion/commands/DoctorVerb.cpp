@@ -233,7 +233,11 @@ private:
         const auto status = clientConfigStatus(kind, file, context_.helper.string());
         if (!status) return wrong(client + ": " + status.error().description(file.string()));
         match(
-            status->is, [&](const Status::UpToDate&) { checkConnected(kind, file, where); },
+            status->command.is,
+            [&](const Status::UpToDate&) {
+                if (!status->isOldForm) return checkConnected(kind, file, where);
+                wrong(where + "has an entry of an older form, which it may refuse. " + repair);
+            },
             [&](const Status::NotInstalled&) {
                 note(where + "is not connected. " + (isMoved ? "Add the entry by hand." : repair));
             },

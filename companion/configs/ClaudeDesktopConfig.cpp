@@ -2,8 +2,10 @@
 
 #include "companion/configs/JSONConfigText.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 namespace vostel_companion::ClaudeDesktopConfig {
 
@@ -12,42 +14,80 @@ namespace {
 using namespace VostelMCPKit;
 using namespace VostelMCPKit::MCPClientConfigLogic;
 
-constexpr std::array<std::string_view, 3> commandPath = {"server", "mcp_config", "command"};
+/// The extension's own version. Raise it when the manifest says something else about the server.
+constexpr const char* extensionVersion = "1.0.0";
 
-/// The contents of a manifest, by value and by place.
-struct Contents {
-    MCPValue manifest;
-    std::optional<JSONMemberSpan> command;
+std::expected<MCPValue, ConfigError> readManifest(std::string_view text) {
+    constexpr std::array<std::string_view, 3> commandPath = {"server", "mcp_config", "command"};
+    auto manifest = readConfigJSON(text);
+    if (!manifest) return manifest;
+    // Fails for a member that is there twice.
+    if (const auto command = memberAt(text, commandPath); !command) return std::unexpected(command.error());
+    return manifest;
+}
+
+/// What the user may have added to an older manifest of ours, as far as the client allows it.
+struct Additions {
+    MCPValue arguments = MCPValue::array({});
+    std::optional<MCPValue> environment;
 };
 
-std::expected<Contents, ConfigError> read(std::string_view text) {
-    auto manifest = readConfigJSON(text);
-    if (!manifest) return std::unexpected(std::move(manifest.error()));
-    auto command = memberAt(text, commandPath);
-    if (!command) return std::unexpected(std::move(command.error()));
-    return Contents{*std::move(manifest), *command};
+Additions additionsOf(const MCPValue& manifest) {
+    Additions additions;
+    const MCPValue* config = manifest.find("server", "mcp_config");
+    if (config == nullptr) return additions;
+    const auto isString = [](const MCPValue& value) { return value.asString().has_value(); };
+    const MCPValue* arguments = config->find("args");
+    if (arguments != nullptr && arguments->asArray() && std::ranges::all_of(*arguments->asArray(), isString)) {
+        additions.arguments = *arguments;
+    }
+    const MCPValue* environment = config->find("env");
+    if (environment != nullptr && environment->asObject() &&
+        std::ranges::all_of(*environment->asObject(),
+                            [&](const MCPValue::Member& member) { return isString(member.value); })) {
+        additions.environment = *environment;
+    }
+    return additions;
+}
+
+MCPValue manifestOf(const MCPClientEntry& entry, const Additions& additions) {
+    std::vector<MCPValue::Member> config = {{"command", entry.command}, {"args", additions.arguments}};
+    if (additions.environment) config.push_back({"env", *additions.environment});
+    return MCPValue::object({
+        {"manifest_version", mcpbManifestVersion},
+        {"name", entryName},
+        {"display_name", "Vostel"},
+        {"version", extensionVersion},
+        {"description", "Transcribes recordings, video links and calls on this computer, and learns your words."},
+        {"author", MCPValue::object({{"name", "Vostel"}})},
+        {"server", MCPValue::object({
+                       {"type", "binary"},
+                       // The server stays inside the application, so the extension contains only this manifest.
+                       {"entry_point", entry.command},
+                       {"mcp_config", MCPValue::object(std::move(config))},
+                   })},
+    });
 }
 
 } // namespace
 
 std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text) {
     if (isBlank(text)) return std::nullopt;
-    const auto contents = read(text);
-    if (!contents) return std::unexpected(contents.error());
-    return claudeDesktopCommand(contents->manifest).value_or("");
+    const auto manifest = readManifest(text);
+    if (!manifest) return std::unexpected(manifest.error());
+    return claudeDesktopCommand(*manifest).value_or("");
 }
 
 std::expected<std::string, ConfigError> withEntry(std::string_view text, const MCPClientEntry& entry) {
-    const std::string wholeText = claudeDesktopManifestText(entry) + "\n";
-    if (isBlank(text)) return wholeText;
-    const auto found = read(text);
-    if (!found) return std::unexpected(found.error());
-    const Contents& contents = *found;
-    const InstallationStatus status = compareInstallation(claudeDesktopCommand(contents.manifest), entry);
-    if (std::holds_alternative<InstallationStatus::UpToDate>(status.is)) return std::string{text};
-    if (!std::holds_alternative<InstallationStatus::StalePath>(status.is) || !contents.command) return wholeText;
-    return verifiedJSON(withMemberValue(text, *contents.command, entry.command),
-                        withValueAt(contents.manifest, commandPath, entry.command));
+    Additions additions;
+    if (!isBlank(text)) {
+        const auto manifest = readManifest(text);
+        if (!manifest) return std::unexpected(manifest.error());
+        const InstallationStatus status = compareInstallation(claudeDesktopCommand(*manifest), entry);
+        if (!std::holds_alternative<InstallationStatus::ForeignEntry>(status.is)) additions = additionsOf(*manifest);
+        if (*manifest == manifestOf(entry, additions)) return std::string{text};
+    }
+    return documentText(manifestOf(entry, additions), "\n");
 }
 
 } // namespace vostel_companion::ClaudeDesktopConfig

@@ -85,8 +85,21 @@ bool saysNothing(std::string_view text) {
 }
 
 bool isUpToDate(const Status& status) { return std::holds_alternative<Status::UpToDate>(status.is); }
-bool isForeign(const Status& status) { return std::holds_alternative<Status::ForeignEntry>(status.is); }
-bool isMissing(const Status& status) { return std::holds_alternative<Status::NotInstalled>(status.is); }
+bool isForeign(const ClientEntryStatus& status) {
+    return std::holds_alternative<Status::ForeignEntry>(status.command.is);
+}
+bool isMissing(const ClientEntryStatus& status) {
+    return std::holds_alternative<Status::NotInstalled>(status.command.is);
+}
+
+std::expected<ClientEntryStatus, ConfigError> judge(const Format& format, std::string_view text,
+                                                    const MCPClientEntry& entry) {
+    const auto command = format.existingCommand(text);
+    if (!command) return std::unexpected(command.error());
+    ClientEntryStatus status{compareInstallation(*command, entry)};
+    status.isOldForm = isUpToDate(status.command) && format.withEntry(text, entry) != text;
+    return status;
+}
 
 std::string entryIn(const std::string& path) { return "the entry " + std::string{entryName} + " in " + path; }
 
@@ -121,9 +134,14 @@ private:
     void showStatus() {
         const auto status = readStatus();
         if (!status) return fail(status.error());
-        say(isUpToDate(*status) ? ClientConfigExit::done : ClientConfigExit::refused,
+        say(status->isUpToDate() ? ClientConfigExit::done : ClientConfigExit::refused,
             match(
-                status->is, [&](const Status::UpToDate&) { return "up to date in " + path_ + "."; },
+                status->command.is,
+                [&](const Status::UpToDate&) {
+                    return status->isOldForm ? path_ + " has an older form, which the client may refuse; installing "
+                                                       "updates it."
+                                             : "up to date in " + path_ + ".";
+                },
                 [&](const Status::NotInstalled&) { return "not installed in " + path_ + "."; },
                 [&](const Status::StalePath& stale) {
                     return entryIn(path_) + " starts " + anotherCopy(stale) + "; installing updates it.";
@@ -139,7 +157,11 @@ private:
         if (isForeign(found_) && !request_.force) return sayForeign("replace");
         say(ClientConfigExit::done,
             match(
-                found_.is, [&](const Status::UpToDate&) { return "up to date in " + path_ + "; nothing was changed."; },
+                found_.command.is,
+                [&](const Status::UpToDate&) {
+                    return found_.isOldForm ? "updated in " + path_ + ", which had an older form."
+                                            : "up to date in " + path_ + "; nothing was changed.";
+                },
                 [&](const Status::NotInstalled&) { return "installed in " + path_ + "."; },
                 [&](const Status::StalePath& stale) {
                     return "updated in " + path_ + ", where it started " + anotherCopy(stale) + ".";
@@ -176,7 +198,7 @@ private:
     }
 
     std::expected<EditedConfig, ConfigError> withoutEntry(std::string_view text) {
-        const auto status = judge(text);
+        const auto status = judge(format_, text, entry_);
         if (!status) return std::unexpected(status.error());
         found_ = *status;
         if (isMissing(found_) || (isForeign(found_) && !request_.force)) return EditedConfig{std::string{text}};
@@ -208,22 +230,16 @@ private:
         say(ClientConfigExit::refused, std::string{note} + rest);
     }
 
-    std::expected<Status, ConfigError> judge(std::string_view text) const {
-        const auto command = format_.existingCommand(text);
-        if (!command) return std::unexpected(command.error());
-        return compareInstallation(*command, entry_);
-    }
-
-    std::expected<Status, ConfigError> readStatus() const {
+    std::expected<ClientEntryStatus, ConfigError> readStatus() const {
         const auto text = readConfigFile(format_.path);
         if (!text) return std::unexpected(text.error());
-        return judge(*text);
+        return judge(format_, *text, entry_);
     }
 
     // Both edits leave the status from before them in `found_`, and a foreign entry as it is unless that is forced.
 
     std::expected<EditedConfig, ConfigError> withEntry(std::string_view text) {
-        const auto status = judge(text);
+        const auto status = judge(format_, text, entry_);
         if (!status) return std::unexpected(status.error());
         found_ = *status;
         if (isForeign(found_) && !request_.force) return EditedConfig{std::string{text}};
@@ -241,7 +257,7 @@ private:
         report_.exit = std::max(report_.exit, exit);
     }
     void sayForeign(std::string_view whatForceDoes) {
-        const auto& foreign = std::get<Status::ForeignEntry>(found_.is);
+        const auto& foreign = std::get<Status::ForeignEntry>(found_.command.is);
         say(ClientConfigExit::refused, entryIn(path_) + " is not Vostel's: it " + whatItStarts(foreign) +
                                            ". It was left as it is; --force would " + std::string{whatForceDoes} +
                                            " it.");
@@ -257,7 +273,7 @@ private:
     Format format_;
     std::string path_;
     ClientConfigReport& report_;
-    Status found_{Status::NotInstalled{}};
+    ClientEntryStatus found_{Status{Status::NotInstalled{}}};
 };
 
 ClientConfigReport refusal(std::string sentence) { return {{std::move(sentence)}, ClientConfigExit::failed}; }
@@ -288,13 +304,13 @@ std::string_view commandLineName(MCPClientKind kind) {
     std::unreachable();
 }
 
-std::expected<Status, ConfigError> clientConfigStatus(MCPClientKind kind, const fs::path& file,
-                                                      const std::string& helperPath) {
+bool ClientEntryStatus::isUpToDate() const { return vostel_companion::isUpToDate(command) && !isOldForm; }
+
+std::expected<ClientEntryStatus, ConfigError> clientConfigStatus(MCPClientKind kind, const fs::path& file,
+                                                                 const std::string& helperPath) {
     const auto text = readConfigFile(file);
     if (!text) return std::unexpected(text.error());
-    const auto command = formatOf(kind, "/").existingCommand(*text);
-    if (!command) return std::unexpected(command.error());
-    return compareInstallation(*command, {helperPath, {}});
+    return judge(formatOf(kind, "/"), *text, {helperPath, {}});
 }
 
 ClientConfigReport processClientConfigs(const ClientConfigRequest& request) {

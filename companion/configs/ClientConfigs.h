@@ -52,8 +52,17 @@ struct ClientConfigReport {
 /// The client's name on our command line.
 [[nodiscard]] std::string_view commandLineName(VostelMCPKit::MCPClientKind kind);
 
+/// How a client's entry compares with the one that we want.
+struct ClientEntryStatus {
+    VostelMCPKit::MCPClientConfigLogic::InstallationStatus command;
+    /// It starts the right server, but it was written by an earlier version, in a form that the client may refuse.
+    bool isOldForm = false;
+
+    [[nodiscard]] bool isUpToDate() const;
+};
+
 /// How the entry in `file`, the client's configuration, compares with one that starts `helperPath`.
-[[nodiscard]] std::expected<VostelMCPKit::MCPClientConfigLogic::InstallationStatus, ConfigError>
+[[nodiscard]] std::expected<ClientEntryStatus, ConfigError>
 clientConfigStatus(VostelMCPKit::MCPClientKind kind, const std::filesystem::path& file, const std::string& helperPath);
 
 /// Processes one client after the other. Several processes may do so at the same time.

@@ -115,6 +115,22 @@ TEST(ClientConfigs, an_entry_of_another_copy_is_updated) {
     EXPECT_EQ(home.run(ClientConfigAction::status, {MCPClientKind::codex}).exit, ClientConfigExit::done);
 }
 
+TEST(ClientConfigs, a_manifest_of_an_older_form_is_not_called_up_to_date) {
+    const Home home;
+    const std::string path = home.path() + manifestFolder + "/manifest.json";
+    home.folder.write("Library/Application Support/Claude/Claude Extensions/vostel/manifest.json",
+                      Logic::claudeDesktopManifestText(ourEntry));
+    const std::vector desktop = {MCPClientKind::claudeDesktop};
+    EXPECT_EQ(home.run(ClientConfigAction::status, desktop),
+              report(ClientConfigExit::refused, {"Claude Desktop: " + path +
+                                                 " has an older form, which the client may refuse; installing updates "
+                                                 "it."}));
+    EXPECT_EQ(home.run(ClientConfigAction::install, desktop).lines[0],
+              "Claude Desktop: updated in " + path + ", which had an older form. The file as it was is kept as " +
+                  path + ".vostel-backup.");
+    EXPECT_EQ(home.run(ClientConfigAction::status, desktop).exit, ClientConfigExit::done);
+}
+
 TEST(ClientConfigs, a_foreign_entry_is_touched_by_force_alone) {
     const Home home;
     const std::string text = "{\"mcpServers\":{\"vostel\":{\"command\":\"/usr/bin/no\\u001bde\"}}}";
