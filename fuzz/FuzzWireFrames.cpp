@@ -1,5 +1,6 @@
 #include "fuzz/fuzz.h"
-#include "kit/wire/MCPWireFrameText.h"
+#include "kit/wire/MCPCancellationRegistry.h"
+#include "kit/wire/MCPProgressReports.h"
 #include "kit/wire/MCPWireFraming.h"
 
 #include <utility>
@@ -24,11 +25,33 @@ void decodeAndEncode(const MCPValue& value) {
     require(last.has_value() && written(encode(*last)) == text, "a frame comes back as it was");
 }
 
+/// Progress that is passed on as text has the line that its values have.
+void checkProgress(std::string_view payload, const std::expected<MCPWireOutboundFrame, DecodingError>& frame) {
+    const auto* report = frame ? std::get_if<MCPWireProgress>(&frame->is) : nullptr;
+    const auto parts = canonicalProgress(payload);
+    if (report == nullptr) return require(!parts, "only progress has the parts of progress");
+    MCPCancellationRegistry registry;
+    const std::string wireID = registry.registerCall("1", MCPValue{report->requestID}, UUID{});
+    const auto notification = registry.progressNotification(wireID, report->fraction, report->message);
+    const auto expected = written(encode(*notification)) + "\n";
+    const auto lineOf = [&](const auto& added) {
+        MCPProgressReports reports{wireID};
+        reports.add(added);
+        const Bytes lines = reports.lines(*registry.progressNotification(wireID, 0, {}));
+        return std::string{lines.text()};
+    };
+    require(lineOf(*report) == expected, "a line of progress is that of its notification");
+    if (!parts) return;
+    require(parts->requestID == report->requestID, "progress as text names the same call");
+    require(lineOf(*parts) == expected, "progress as text has the line of its notification");
+}
+
 void checkPayload(std::string_view payload) {
     const auto value = readJSON(payload);
     const auto frame = readOutboundFrame(payload);
     require(frame == (value ? decode<MCPWireOutboundFrame>(*value) : std::unexpected(value.error())),
             "a frame means what its document means");
+    checkProgress(payload, frame);
     const auto inbound = readInboundFrame(payload);
     const bool isAnswered = !inbound && std::holds_alternative<MCPWireResponse>(inbound.error().is);
     const auto decoded = value ? decode<MCPWireInboundFrame>(*value) : std::unexpected(value.error());

@@ -101,7 +101,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
 Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies, CallIdentity call,
                              MCPWireRequest request, Cancellation cancellation) {
     Executor& calls = dependencies.calls;
-    MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPWireProgress> reports) {
+    MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPProgressReports> reports) {
         spawn(relay(weakProxy, std::move(reports)), calls);
     };
     auto outcome = co_await dependencies.socketClient.send(std::move(request), std::move(progress), cancellation);
@@ -128,24 +128,19 @@ Task<void> MCPCallProxy::finish(CallIdentity call) {
     registry_.finish(call.wireID);
 }
 
-Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vector<MCPWireProgress> progress) {
+Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vector<MCPProgressReports> progress) {
     const auto proxy = weakProxy.lock();
     if (proxy) co_await proxy->forward(std::move(progress));
 }
 
-Task<void> MCPCallProxy::forward(std::vector<MCPWireProgress> progress) {
+Task<void> MCPCallProxy::forward(std::vector<MCPProgressReports> progress) {
     co_await isolated();
-    for (auto report = progress.begin(); report != progress.end();) {
-        // In practice all reports of one connection are of one call.
-        const std::string& wireID = report->requestID;
-        Bytes lines;
-        for (; report != progress.end() && report->requestID == wireID; ++report) {
-            const auto notification = registry_.progressNotification(wireID, report->fraction, report->message);
-            if (notification) std::ignore = appendLine(*notification, lines);
-        }
-        if (lines.empty()) continue;
+    for (const MCPProgressReports& reports : progress) {
+        const auto notification = registry_.progressNotification(reports.requestID(), 0, {});
+        if (!notification) continue;
+        auto lines = reports.lines(*notification);
         // The registry, which knew the call, and the tasks hold the same calls.
-        auto gate = linesOf(tasks_.at(wireID));
+        auto gate = linesOf(tasks_.at(reports.requestID()));
         const std::size_t length = lines.size();
         std::ignore = co_await dependencies_.standardOutput.send(std::move(lines), std::move(gate));
         dependencies_.memory.release(length);

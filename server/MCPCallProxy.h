@@ -44,8 +44,8 @@ public:
     [[nodiscard]] VostelMCPKit::Task<void> handle(VostelMCPKit::MCPIncoming incoming,
                                                   VostelMCPKit::MCPClientInfo clientInfo);
 
-    /// Relays progress reports to the client, all in one write.
-    [[nodiscard]] VostelMCPKit::Task<void> forward(std::vector<VostelMCPKit::MCPWireProgress> progress);
+    /// Relays progress reports to the client, all those of one call together.
+    [[nodiscard]] VostelMCPKit::Task<void> forward(std::vector<VostelMCPKit::MCPProgressReports> progress);
 
 private:
     using Cancellation = std::shared_ptr<CallCancellation>;
@@ -68,7 +68,7 @@ private:
                                         CallIdentity call, VostelMCPKit::MCPWireRequest request,
                                         Cancellation cancellation);
     static VostelMCPKit::Task<void> relay(std::weak_ptr<MCPCallProxy> weakProxy,
-                                          std::vector<VostelMCPKit::MCPWireProgress> progress);
+                                          std::vector<VostelMCPKit::MCPProgressReports> progress);
     static VostelMCPKit::Task<void> tellApplication(Dependencies dependencies, std::string wireID,
                                                     Cancellation cancellation);
 

@@ -20,6 +20,7 @@ namespace {
 using Failure = MCPSocketClient::Failure;
 using Answer = MCPSocketClient::Answer;
 using Outcome = std::expected<Answer, Failure>;
+using Reports = std::vector<MCPProgressReports>;
 
 constexpr posix::ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
 constexpr posix::ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
@@ -60,31 +61,34 @@ std::expected<void, Failure> writeRequest(int socket, MCPWireRequest request, Ca
     return written;
 }
 
+/// The last ones of `reports`, if they are of the call, or new ones.
+MCPProgressReports& ofCall(std::string_view requestID, Reports& reports) {
+    if (reports.empty() || reports.back().requestID() != requestID) reports.emplace_back(std::string{requestID});
+    return reports.back();
+}
+
 /// Reads the application's side of the conversation. Deliberate: not an MCPWireFrameBuffer, because the answer takes
 /// over the memory in which it was received.
 class FrameReader final {
 public:
     explicit FrameReader(int socket) : socket_{socket} {}
 
-    /// What the next frame holds; absent when more bytes must be read first. Nothing follows an answer.
-    std::expected<std::optional<std::variant<MCPWireProgress, Answer>>, Failure> nextPending() {
-        const auto cut = MCPWireFraming::extractFrame(pending_.text());
-        if (!cut) return std::unexpected(failure(cut.error()));
-        const auto& whole = *cut;
-        if (!whole) return std::nullopt;
-        if (const auto result = canonicalResult(whole->payload)) return Answer{takeText(*result)};
-        if (whole->payload.size() >= largePayload) {
-            if (auto result = rewrittenResult(whole->payload)) return Answer{*std::move(result)};
-        }
-        auto frame = readOutboundFrame(whole->payload);
-        if (!frame) return std::unexpected(failure(std::move(frame.error())));
-        if (auto* progress = std::get_if<MCPWireProgress>(&frame->is)) {
+    /// The answer; absent when more bytes must be read first. Progress before it is added to `reports`. Nothing follows
+    /// an answer.
+    std::expected<std::optional<Answer>, Failure> nextPending(Reports& reports) {
+        for (;;) {
+            const auto cut = MCPWireFraming::extractFrame(pending_.text());
+            if (!cut) return std::unexpected(failure(cut.error()));
+            const auto& whole = *cut;
+            if (!whole) return std::nullopt;
+            if (const auto report = canonicalProgress(whole->payload)) {
+                ofCall(report->requestID, reports).add(*report);
+            } else {
+                auto answer = read(whole->payload, reports);
+                if (!answer || *answer) return answer;
+            }
             pending_.removePrefix(pending_.size() - whole->remainder.size());
-            return std::move(*progress);
         }
-        const auto& outcome = std::get<MCPWireResponse>(frame->is).outcome;
-        if (const auto* error = std::get_if<MCPWireError>(&outcome)) return Answer{*error};
-        return Answer{takeText(std::get<MCPValue>(outcome))};
     }
 
     /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
@@ -101,6 +105,23 @@ public:
     [[nodiscard]] std::size_t received() const { return received_; }
 
 private:
+    /// The answer in `payload`; absent for progress, which is added to `reports`.
+    std::expected<std::optional<Answer>, Failure> read(std::string_view payload, Reports& reports) {
+        if (const auto result = canonicalResult(payload)) return Answer{takeText(*result)};
+        if (payload.size() >= largePayload) {
+            if (auto result = rewrittenResult(payload)) return Answer{*std::move(result)};
+        }
+        auto frame = readOutboundFrame(payload);
+        if (!frame) return std::unexpected(failure(std::move(frame.error())));
+        if (const auto* report = std::get_if<MCPWireProgress>(&frame->is)) {
+            ofCall(report->requestID, reports).add(*report);
+            return std::nullopt;
+        }
+        const auto& outcome = std::get<MCPWireResponse>(frame->is).outcome;
+        if (const auto* error = std::get_if<MCPWireError>(&outcome)) return Answer{*error};
+        return Answer{takeText(std::get<MCPValue>(outcome))};
+    }
+
     /// The part of the pending bytes that is `result`, where it is.
     Bytes takeText(std::string_view result) {
         pending_.removePrefix(static_cast<std::size_t>(result.data() - pending_.data()));
@@ -126,21 +147,13 @@ private:
 
 /// Reads up to the response, which is the first one on the connection.
 Outcome readAnswer(FrameReader& reader, const MCPSocketClient::Progress& progress) {
-    std::vector<MCPWireProgress> reports;
     for (;;) {
-        auto next = withinMemory([&] { return reader.nextPending(); }, noMemory);
-        if (next) {
-            auto& received = *next;
-            auto* report = received ? std::get_if<MCPWireProgress>(&*received) : nullptr;
-            if (report != nullptr) {
-                reports.push_back(std::move(*report));
-                continue;
-            }
-        }
+        Reports reports;
+        auto answer = withinMemory([&] { return reader.nextPending(reports); }, noMemory);
         // Nothing more is pending, or the exchange ends: what was reported comes first.
-        if (!reports.empty()) progress(std::exchange(reports, {}));
-        if (!next) return std::unexpected(std::move(next.error()));
-        if (auto& received = *next) return std::get<Answer>(*std::move(received));
+        if (!reports.empty()) progress(std::move(reports));
+        if (!answer) return std::unexpected(std::move(answer.error()));
+        if (auto& received = *answer) return *std::move(received);
         const auto read = withinMemory([&] { return reader.read(); }, noMemory);
         if (!read) return std::unexpected(read.error());
     }

@@ -7,6 +7,7 @@
 
 #include "kit/jsonrpc/DecodingError.h"
 #include "kit/jsonrpc/JSONWriter.h"
+#include "kit/wire/MCPProgressReports.h"
 #include "kit/wire/MCPWireFrames.h"
 #include "posix/BlockingThread.h"
 #include "posix/FileDescriptor.h"
@@ -54,9 +55,10 @@ public:
     /// A result stays text because nobody looks into it.
     using Answer = std::variant<VostelMCPKit::Bytes, VostelMCPKit::MCPWireError>;
 
-    /// Receives the progress reports of a call in order, all those of one read together. Called on the thread of the
-    /// exchange, which goes on when it returns: a slow client slows the application down, not our memory up.
-    using Progress = std::function<void(std::vector<VostelMCPKit::MCPWireProgress>)>;
+    /// Receives the progress reports of a connection in order, all those of one read together. In practice they are of
+    /// one call. Called on the thread of the exchange, which goes on when it returns: a slow client slows the
+    /// application down, not our memory up.
+    using Progress = std::function<void(std::vector<VostelMCPKit::MCPProgressReports>)>;
 
     /// What the client needs of the system; a test brings its own.
     struct System {

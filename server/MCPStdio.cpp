@@ -5,7 +5,9 @@
 
 #include <cerrno>
 #include <climits>
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace vostel_mcp::MCPStdio {
@@ -81,6 +83,14 @@ std::expected<std::int64_t, PosixError> attemptWrite(int descriptor, std::span<c
 
 std::size_t waitForRoom(int descriptor) {
     std::ignore = waitUntilReady(descriptor, POLLOUT);
+#ifdef F_GETPIPE_SZ
+    // Each write into a pipe may leave a part of a page unused. So only an empty pipe surely has room for more.
+    int unread = 0;
+    if (::ioctl(descriptor, FIONREAD, &unread) == 0 && unread == 0) {
+        const int capacity = ::fcntl(descriptor, F_GETPIPE_SZ);
+        if (capacity > PIPE_BUF) return static_cast<std::size_t>(capacity);
+    }
+#endif
     return PIPE_BUF;
 }
 

@@ -4,7 +4,7 @@
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/jsonrpc/MCPLine.h"
 #include "kit/wire/MCPCancellationRegistry.h"
-#include "kit/wire/MCPWireFrameText.h"
+#include "kit/wire/MCPProgressReports.h"
 #include "kit/wire/MCPWireFraming.h"
 
 #include <benchmark/benchmark.h>
@@ -70,21 +70,19 @@ void CutFrames(benchmark::State& state) {
 }
 BENCHMARK(CutFrames)->Unit(benchmark::kMicrosecond);
 
-/// One report from the payload of its frame to the line for the client.
+/// From the payloads of the frames to the lines for the client.
 void RelayProgress(benchmark::State& state) {
     MCPCancellationRegistry registry;
     const std::string wireID = registry.registerCall("7", MCPValue{7}, UUID{});
     const std::string payload = progressPayload(wireID);
-    Bytes lines;
+    // As many as one read brings.
+    constexpr int atOnce = 500;
     for (auto _ : state) {
-        const auto frame = readOutboundFrame(payload);
-        const auto& progress = std::get<MCPWireProgress>(frame->is);
-        const auto notification =
-            registry.progressNotification(progress.requestID, progress.fraction, progress.message);
-        benchmark::DoNotOptimize(appendLine(*notification, lines));
-        lines.truncate(0);
+        MCPProgressReports reports{wireID};
+        for (int index = 0; index < atOnce; ++index) reports.add(*canonicalProgress(payload));
+        benchmark::DoNotOptimize(reports.lines(*registry.progressNotification(wireID, 0, {})));
     }
-    state.SetItemsProcessed(state.iterations());
+    state.SetItemsProcessed(state.iterations() * atOnce);
 }
 BENCHMARK(RelayProgress);
 

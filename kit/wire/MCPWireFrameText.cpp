@@ -1,14 +1,9 @@
 #include "kit/wire/MCPWireFrameText.h"
 
 #include "kit/jsonrpc/CanonicalJSON.h"
-#include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
-#include "kit/support/ASCII.h"
-#include "kit/support/unwrap.h"
 #include "kit/wire/MCPWireVersionLogic.h"
-
-#include <algorithm>
 
 namespace VostelMCPKit {
 
@@ -21,39 +16,24 @@ bool take(std::string_view& text, std::string_view expected) {
 }
 
 /// Takes a fraction as it is usually written: 0 or 1, with or without decimals.
-bool takeFraction(std::string_view& text, double& fraction) {
-    if (!text.starts_with('0') && !text.starts_with('1')) return false;
-    auto end = text.begin() + 1;
-    if (end != text.end() && *end == '.') {
-        const auto firstDecimal = end + 1;
-        end = std::find_if_not(firstDecimal, text.end(), isASCIIDigit);
-        if (end == firstDecimal) return false;
-    }
-    const auto value = numberFromDecimal({text.begin(), end});
-    if (!value) return false;
-    fraction = unwrap(value->asDouble());
-    text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
-    return true;
+std::optional<std::string_view> takeFraction(std::string_view& text) {
+    if (!text.starts_with('0') && !text.starts_with('1')) return std::nullopt;
+    const char* const end = text.data() + text.size();
+    const char* at = text.data() + 1;
+    if (at != end && *at == '.') at = afterDigits(at + 1, end);
+    const std::string_view fraction{text.data(), at};
+    if (!isCanonicalJSON(fraction)) return std::nullopt;
+    text.remove_prefix(fraction.size());
+    return fraction;
 }
 
-/// Takes a string without escapes.
-bool takeString(std::string_view& text, std::string& string) {
-    if (!take(text, "\"")) return false;
-    const char* end = afterPlain(text.data(), text.data() + text.size());
-    string.assign(text.data(), end);
-    text.remove_prefix(string.size());
-    return take(text, "\"");
-}
-
-/// Progress in the form that our own encoder writes; absent for any other text, valid or not.
-std::optional<MCPWireProgress> readPlainProgress(std::string_view text) {
-    MCPWireProgress progress;
-    const bool isPlain = take(text, R"({"kind":"progress","payload":{"fraction":)") &&
-                         takeFraction(text, progress.fraction) &&
-                         (!take(text, R"(,"message":)") || takeString(text, progress.message.emplace())) &&
-                         take(text, R"(,"requestID":)") && takeString(text, progress.requestID) && text == "}}";
-    if (!isPlain) return std::nullopt;
-    return progress;
+/// Takes a string without escapes, with its quotation marks.
+std::optional<std::string_view> takeString(std::string_view& text) {
+    const std::string_view before = text;
+    if (!take(text, "\"")) return std::nullopt;
+    text = {afterPlain(text.data(), text.data() + text.size()), text.end()};
+    if (!take(text, "\"")) return std::nullopt;
+    return before.substr(0, before.size() - text.size());
 }
 
 /// The answer to a request of another version; absent for every other document.
@@ -78,17 +58,32 @@ std::expected<MCPWireInboundFrame, MCPWireInboundFailure> readInboundFrame(std::
 }
 
 std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string_view payload) {
-    if (auto progress = readPlainProgress(payload)) return MCPWireOutboundFrame{*std::move(progress)};
     const auto value = readJSON(payload);
     if (!value) return std::unexpected(value.error());
     return decode<MCPWireOutboundFrame>(*value);
 }
 
+std::optional<MCPWireProgressText> canonicalProgress(std::string_view payload) {
+    MCPWireProgressText progress;
+    if (!take(payload, R"({"kind":"progress","payload":{"fraction":)")) return std::nullopt;
+    const auto fraction = takeFraction(payload);
+    if (!fraction) return std::nullopt;
+    if (take(payload, R"(,"message":)")) {
+        progress.message = takeString(payload);
+        if (!progress.message) return std::nullopt;
+    }
+    if (!take(payload, R"(,"requestID":)")) return std::nullopt;
+    const auto requestID = takeString(payload);
+    if (!requestID || payload != "}}") return std::nullopt;
+    progress.fraction = *fraction;
+    progress.requestID = requestID->substr(1, requestID->size() - 2);
+    return progress;
+}
+
 std::optional<std::string_view> canonicalResult(std::string_view payload) {
     constexpr std::string_view end = "}}";
-    std::string requestID;
-    const bool isResponse = take(payload, R"({"kind":"response","payload":{"requestID":)") &&
-                            takeString(payload, requestID) && take(payload, R"(,"result":)") && payload.ends_with(end);
+    const bool isResponse = take(payload, R"({"kind":"response","payload":{"requestID":)") && takeString(payload) &&
+                            take(payload, R"(,"result":)") && payload.ends_with(end);
     if (!isResponse) return std::nullopt;
     payload.remove_suffix(end.size());
     // Members that are not known could follow the result.

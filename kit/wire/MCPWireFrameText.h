@@ -27,9 +27,25 @@ struct MCPWireInboundFailure {
 /// nothing can answer it. The frame shares nothing with `payload`.
 [[nodiscard]] std::expected<MCPWireInboundFrame, MCPWireInboundFailure> readInboundFrame(std::string_view payload);
 
-/// For vostel-mcp. The result equals that of readJSON and decode. Progress comes by the hundred thousand, always in the
-/// same form, and is therefore read without building its document. The frame shares nothing with `payload`.
+/// For vostel-mcp. The result equals that of readJSON and decode. The frame shares nothing with `payload`.
 [[nodiscard]] std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string_view payload);
+
+/// The parts of a progress report as they are in its payload.
+struct MCPWireProgressText {
+    /// A number.
+    std::string_view fraction;
+    /// A string with its quotation marks.
+    std::optional<std::string_view> message;
+    /// Without its quotation marks. It holds no escape.
+    std::string_view requestID;
+
+    bool operator==(const MCPWireProgressText&) const = default;
+};
+
+/// For vostel-mcp, which passes progress on unread. The parts of a report if our own encoder would write the whole
+/// payload in the same way; a message with escapes and an unusual fraction are left out. Absent for every other
+/// payload, valid or not.
+[[nodiscard]] std::optional<MCPWireProgressText> canonicalProgress(std::string_view payload);
 
 /// For vostel-mcp, which passes results on unread. The text of a response's result, a part of `payload`, if our own
 /// encoder would write the whole payload in the same way. Absent for every other payload, valid or not.

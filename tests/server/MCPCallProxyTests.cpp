@@ -280,9 +280,9 @@ TEST_F(MCPCallProxyTest, reports_of_several_calls_that_come_together_go_to_each_
     handle(call("1", withToken));
     handle(call("2"));
     handle(call("3", R"("_meta":{"progressToken":8})"));
-    std::vector<VostelMCPKit::MCPWireProgress> reports;
+    std::vector<VostelMCPKit::MCPProgressReports> reports;
     for (const int number : {1, 2, 3, 4}) {
-        reports.push_back({.requestID = wireID(number), .fraction = 0.5, .message = {}});
+        reports.emplace_back(wireID(number)).add(VostelMCPKit::MCPWireProgressText{"0.5", {}, wireID(number)});
     }
     spawn(proxy->forward(std::move(reports)), calls);
     EXPECT_EQ(output.takeLines(),

@@ -3,6 +3,7 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeLauncher.h"
 #include "tests/support/FakeThreads.h"
+#include "tests/support/JSON.h"
 #include "tests/support/ManualExecutor.h"
 #include "tests/support/ScriptedApplication.h"
 #include "tests/support/SignalTicks.h"
@@ -10,6 +11,7 @@
 
 #include <gtest/gtest.h>
 #include <limits>
+#include <sstream>
 
 namespace vostel_mcp {
 namespace {
@@ -86,9 +88,15 @@ protected:
     std::vector<std::vector<double>> progress;
 
 private:
-    void take(const std::vector<MCPWireProgress>& reports) {
+    void take(const std::vector<MCPProgressReports>& ofCalls) {
         progress.emplace_back();
-        for (const MCPWireProgress& report : reports) progress.back().push_back(report.fraction);
+        for (const MCPProgressReports& reports : ofCalls) {
+            const Bytes lines = reports.lines({"m", json(R"({"progress":0,"total":1})")});
+            std::istringstream rest{std::string{lines.text()}};
+            for (std::string line; std::getline(rest, line);) {
+                progress.back().push_back(json(line).number("params", "progress").value_or(-1));
+            }
+        }
     }
 };
 

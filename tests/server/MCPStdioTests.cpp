@@ -8,9 +8,11 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace vostel_mcp {
@@ -178,6 +180,35 @@ TEST(MCPStdio, a_write_that_cannot_succeed_reports_the_systems_reason) {
     std::signal(SIGPIPE, before);
     ASSERT_FALSE(broken);
     EXPECT_EQ(broken.error(), PosixError{EPIPE});
+}
+
+TEST(MCPStdio, as_many_bytes_as_there_is_room_for_are_written_without_waiting) {
+    struct Row {
+        const char* when;
+        std::size_t unread;
+        bool isSocket;
+    };
+    const Row rows[] = {
+        {"an empty pipe", 0, false},
+        {"a pipe with one byte", 1, false},
+        {"a pipe with many bytes", 40'000, false},
+        {"a socket", 0, true},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        Pipe output;
+        if (row.isSocket) {
+            int ends[2];
+            ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+            output.reading = posix::FileDescriptor{ends[0]};
+            output.writing = posix::FileDescriptor{ends[1]};
+        }
+        output.feed(std::string(row.unread, 'x'));
+        const std::size_t room = MCPStdio::waitForRoom(output.writing.get());
+        EXPECT_GE(room, static_cast<std::size_t>(PIPE_BUF));
+        makeNonBlocking(output.writing);
+        const std::string bytes(room, 'y');
+        EXPECT_EQ(::write(output.writing.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(room));
+    });
 }
 
 } // namespace

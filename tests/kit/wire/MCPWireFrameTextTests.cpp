@@ -162,6 +162,45 @@ TEST(MCPWireFrameText, means_what_the_document_means_whichever_byte_is_damaged) 
     }
 }
 
+TEST(MCPWireFrameText, the_parts_of_progress_in_our_own_form_are_found_as_text) {
+    struct Row {
+        const char* when;
+        std::string payload;
+        std::optional<MCPWireProgressText> parts;
+    };
+    const auto of = [](const char* fraction) {
+        return progressText(R"("fraction":)" + std::string{fraction} + R"(,"requestID":"0A")");
+    };
+    const Row rows[] = {
+        {"without a message", of("0.5"), {{"0.5", {}, "0A"}}},
+        {"with a message",
+         progressText(R"("fraction":0.125,"message":"Слушаю…","requestID":"0A")"),
+         {{"0.125", "\"Слушаю…\"", "0A"}}},
+        {"empty texts", progressText(R"("fraction":0,"message":"","requestID":"")"), {{"0", "\"\"", ""}}},
+        {"finished", of("1"), {{"1", {}, "0A"}}},
+        {"more than the whole", of("1.5"), {{"1.5", {}, "0A"}}},
+        {"a fraction that is written with an exponent", of("1e-07"), {}},
+        {"a fraction that would be written with an exponent", of("0.0000001"), {}},
+        {"a zero at its end", of("0.50"), {}},
+        {"a zero at its beginning", of("01"), {}},
+        {"no digit after the point", of("0."), {}},
+        {"more digits than a double has", of("0.1000000000000000055511151231257827"), {}},
+        {"an integer that a double cannot hold", of("1234567890123456789"), {}},
+        {"less than nothing", of("-0.5"), {}},
+        {"an escape", progressText(R"("fraction":0.5,"message":"a\n","requestID":"0A")"), {}},
+        {"an escape in the ID", progressText(R"("fraction":0.5,"requestID":"\u0030A")"), {}},
+        {"a null message", progressText(R"("fraction":0.5,"message":null,"requestID":"0A")"), {}},
+        {"another order", progressText(R"("requestID":"0A","fraction":0.5)"), {}},
+        {"white space", progressText(R"("fraction": 0.5,"requestID":"0A")"), {}},
+        {"an unknown key", progressText(R"("fraction":0.5,"requestID":"0A","zone":2)"), {}},
+        {"a line break", progressText("\"fraction\":0.5,\"message\":\"\n\",\"requestID\":\"0A\""), {}},
+        {"no UTF-8", progressText("\"fraction\":0.5,\"message\":\"\xC3\",\"requestID\":\"0A\""), {}},
+        {"one closing too few", R"({"kind":"progress","payload":{"fraction":0.5,"requestID":"0A"})", {}},
+        {"a response", R"({"kind":"response","payload":{"requestID":"0A","result":null}})", {}},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(canonicalProgress(row.payload), row.parts); });
+}
+
 TEST(MCPWireFrameText, the_result_of_a_response_in_our_own_form_is_found_as_text) {
     struct Row {
         const char* when;
