@@ -7,8 +7,10 @@ import { Client } from "@modelcontextprotocol/sdk/client/index.js";
 import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js";
 import Ajv from "ajv";
 
+import { atEnd } from "./home.mjs";
+
 /** In milliseconds. The SDK's own minute is too short on a machine that is busy with other work. */
-const requestTimeout = 600_000;
+const requestTimeout = 300_000;
 
 /** The path of the server under test. A missing server is a failure. */
 export function serverPath() {
@@ -29,12 +31,12 @@ export async function connect(test, home) {
   client.onerror = (error) => {
     if (!error.message.includes("progress notification for an unknown token")) assert.fail(error);
   };
-  await client.connect(transport);
-  expectOnlyAwaitedProgress(transport);
-  test.after(async () => {
+  atEnd(test, async () => {
     await client.close();
     assert.equal(errorText, "vostel-mcp wire protocol v4\n");
   });
+  await client.connect(transport);
+  expectOnlyAwaitedProgress(transport);
   return client;
 }
 

@@ -5,7 +5,7 @@ import { mkdir, rm } from "node:fs/promises";
 import { createServer } from "node:net";
 import { join } from "node:path";
 
-import { applicationFolder } from "./home.mjs";
+import { applicationFolder, atEnd } from "./home.mjs";
 
 function framed(value) {
   const payload = Buffer.from(JSON.stringify(value));
@@ -74,7 +74,7 @@ export async function startFakeApplication(test, home, handle) {
   const path = join(applicationFolder(home), "mcp.sock");
   listener.listen(path);
   await once(listener, "listening");
-  test.after(async () => {
+  atEnd(test, async () => {
     listener.close();
     await rm(path, { force: true });
   });

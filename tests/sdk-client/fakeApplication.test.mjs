@@ -4,7 +4,7 @@ import { test } from "node:test";
 
 import { complaints, connect } from "./client.mjs";
 import { startFakeApplication } from "./fakeApplication.mjs";
-import { makeHome, removeHome } from "./home.mjs";
+import { makeHomeFor } from "./home.mjs";
 
 const transcription = {
   content: [{ type: "text", text: "hello there" }],
@@ -21,8 +21,7 @@ const transcription = {
 const transcribe = { name: "transcribe_file", arguments: { path: "/a.m4a" } };
 
 async function stage(test, handle) {
-  const home = await makeHome();
-  test.after(() => removeHome(home));
+  const home = await makeHomeFor(test);
   await startFakeApplication(test, home, handle);
   return connect(test, home);
 }
@@ -173,8 +172,7 @@ test("an application of another version is an error that says what to do", async
 });
 
 test("without an application, outside a bundle, calls fail and everything else works", async (t) => {
-  const home = await makeHome();
-  t.after(() => removeHome(home));
+  const home = await makeHomeFor(t);
   const client = await connect(t, home);
   await assert.rejects(client.callTool(transcribe), { code: -32603, message: /Please open Vostel yourself/ });
   await assert.rejects(client.ping(), { code: -32601, message: /Method not found: ping/ });

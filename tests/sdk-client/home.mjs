@@ -1,9 +1,34 @@
-// The home folder of one test, and the application's folder below it.
+// The home folder of one test, the application's folder below it, and what is to be done at the end of a test.
+import assert from "node:assert/strict";
 import { mkdtemp, readFile, rm } from "node:fs/promises";
 import { join } from "node:path";
 
 export function applicationFolder(home) {
   return join(home, "Library", "Application Support", "com.vostel.vostel");
+}
+
+const stepsAtEnd = new WeakMap();
+
+/**
+ * Runs `step` when the test has ended. The last step runs first, because it may need what the earlier ones made. Every
+ * step runs, even if another fails: a server that nobody ends would keep this process alive.
+ */
+export function atEnd(test, step) {
+  const steps = stepsAtEnd.get(test) ?? [];
+  steps.unshift(step);
+  if (steps.length > 1) return;
+  stepsAtEnd.set(test, steps);
+  test.after(async () => {
+    const failures = [];
+    for (const each of steps) {
+      try {
+        await each();
+      } catch (failure) {
+        failures.push(failure);
+      }
+    }
+    if (failures.length > 0) throw new AggregateError(failures, failures.map(String).join("; "));
+  });
 }
 
 /** Makes a home folder. Its path is short, because the path of the socket inside must be. */
@@ -14,6 +39,18 @@ export async function makeHome() {
 /** Ends the application that was launched for this home folder, if there is one, and removes the folder. */
 export async function removeHome(home) {
   const id = await readFile(join(applicationFolder(home), "Vostel.pid"), "utf8").catch(() => "");
-  if (id) process.kill(Number(id), "SIGTERM");
-  await rm(home, { recursive: true, force: true });
+  try {
+    if (id) process.kill(Number(id), "SIGTERM");
+  } catch (failure) {
+    assert.equal(failure.code, "ESRCH"); // It has ended already.
+  }
+  // While the application ends, it still writes into its folder. A folder that is not empty again is tried again.
+  await rm(home, { recursive: true, force: true, maxRetries: 20, retryDelay: 50 });
+}
+
+/** Makes a home folder that is removed when the test has ended. */
+export async function makeHomeFor(test) {
+  const home = await makeHome();
+  atEnd(test, () => removeHome(home));
+  return home;
 }

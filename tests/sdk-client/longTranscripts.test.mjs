@@ -7,7 +7,7 @@ import { join } from "node:path";
 import { test } from "node:test";
 
 import { complaints, connect } from "./client.mjs";
-import { applicationFolder, makeHome, removeHome } from "./home.mjs";
+import { applicationFolder, makeHomeFor } from "./home.mjs";
 
 const recordings = process.env.VOSTEL_SPEECH_DATA;
 
@@ -54,8 +54,7 @@ function textIn(record) {
 const beginning = (text, bytes) => Buffer.from(text).subarray(0, bytes).toString();
 
 test("every word of an hour reaches clients that read the text or 50 KB of the record", async (t) => {
-  const home = await makeHome();
-  t.after(() => removeHome(home));
+  const home = await makeHomeFor(t);
   await mkdir(applicationFolder(home), { recursive: true, mode: 0o700 });
   const client = await connect(t, home);
   const { tools } = await client.listTools();
