@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Installs a build and uses what was installed: check.py BUILD-FOLDER
+"""Installs a build and uses what was installed: check.py BUILD-FOLDER SPEECH-FOLDER
 
 The prefix is /usr and DESTDIR is a scratch folder, as for a package. Then the client's side of a conversation starts the
-installed server by its link in bin/ and calls a tool. The server must launch the installed companion, which answers.
+installed server by its link in bin/ and calls tools. The server must launch the installed companion, which answers. At
+the end come the commands that the documentation shows.
 """
 import json
 import os
@@ -13,6 +14,9 @@ import subprocess
 import sys
 import tempfile
 import time
+import wave
+
+import documented
 
 EXPECTED = """
 bin/Vostel
@@ -29,25 +33,63 @@ share/man/man1/vostel-mcp.1
 share/man/man7/vostel-mcp-wire.7
 """.split()
 
+def request(number, method, **params):
+    return json.dumps({"jsonrpc": "2.0", "id": number, "method": method, "params": params}) + "\n"
+
+
+# Each request with a part of its answer. The last one waits for a confirmation.
 CONVERSATION = [
-    {"jsonrpc": "2.0", "id": 1, "method": "initialize", "params": {
-        "protocolVersion": "2025-06-18", "capabilities": {}, "clientInfo": {"name": "installation", "version": "1"}}},
-    {"jsonrpc": "2.0", "method": "notifications/initialized"},
-    {"jsonrpc": "2.0", "id": 2, "method": "tools/call", "params": {"name": "vocabulary_list", "arguments": {}}},
+    (request(1, "initialize", protocolVersion="2025-06-18", capabilities={},
+             clientInfo={"name": "installation", "version": "1"}), '"serverInfo"'),
+    (request(2, "tools/call", name="vocabulary_add", arguments={"rules": [{"word": "vostl", "replacement": "Vostel"}]}),
+     '"isError":false'),
+    (request(3, "tools/call", name="vocabulary_remove", arguments={"words": ["vostl"]}), "pending request"),
 ]
 
 
-def call_a_tool(server, home):
-    """The result of the call in the conversation. The input stays open until then, because its end ends the server."""
-    environment = {**os.environ, "HOME": str(home)}
+def problems_of_conversation(server, environment):
+    """Each request follows the reply to the one before. The input stays open until then, because its end ends the server."""
     with subprocess.Popen([server], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
                           env=environment) as process:
-        for message in CONVERSATION:
-            process.stdin.write(json.dumps(message) + "\n")
-        process.stdin.flush()
-        replies = [json.loads(process.stdout.readline()) for _ in range(2)]
+        for line, expected in CONVERSATION:
+            process.stdin.write(line)
+            process.stdin.flush()
+            reply = process.stdout.readline()
+            if expected not in reply:
+                yield f"{line} was answered with {reply}"
         process.stdin.close()
-    return next(reply for reply in replies if reply["id"] == 2)
+
+
+def install(build, stage, *options):
+    subprocess.run(["cmake", "--install", build, "--prefix", "/usr", *options], check=True, stdout=subprocess.DEVNULL,
+                   env={**os.environ, "DESTDIR": str(stage)})
+
+
+def problems_of_files(stage):
+    prefix = stage / "usr"
+    for pattern in EXPECTED:
+        # In Debian's layout, a folder is named for the processor.
+        if not any(prefix.glob(pattern)) and not any(prefix.glob(pattern.replace("lib*/", "lib/*/"))):
+            yield f"{pattern} is not installed"
+    folders = ("bin", "include", "lib", "lib64", "libexec", "share")
+    for path in [*stage.iterdir(), *prefix.iterdir()]:
+        if path.name not in (*folders, "usr"):
+            yield f"{path.name} is installed outside of {', '.join(folders)}"
+
+
+def problems_of_kit_alone(stage):
+    if not any(stage.glob("usr/include/VostelMCPKit/kit")) or any((stage / "usr" / name).exists() for name in ("bin", "libexec")):
+        yield "the component kit is not the library alone"
+
+
+def make_recordings(speech, folder):
+    """The first words of a spoken sentence. Reading costs little time."""
+    with wave.open(str(speech / "sense_and_sensibility_01_austen_64kb-0870.wav")) as sentence:
+        parameters, words = sentence.getparams(), sentence.readframes(2 * sentence.getframerate())
+    for name in ("memo.m4a", "me.wav", "them.wav"):
+        with wave.open(str(folder / name), "wb") as recording:
+            recording.setparams(parameters)
+            recording.writeframes(words)
 
 
 def end_companion(home):
@@ -63,28 +105,33 @@ def end_companion(home):
         pass
 
 
+def problems(build, speech, scratch, home):
+    install(build, scratch / "kit", "--component", "kit")
+    yield from problems_of_kit_alone(scratch / "kit")
+    install(build, scratch / "stage")
+    yield from problems_of_files(scratch / "stage")
+    prefix = scratch / "stage/usr"
+    environment = {**os.environ, "HOME": str(home), "PATH": f"{prefix / 'bin'}:{os.environ['PATH']}"}
+    yield from problems_of_conversation(prefix / "bin/vostel-mcp", environment)
+    make_recordings(speech, scratch)
+    (scratch / "Vostel.app").symlink_to(prefix / "libexec/vostel/Vostel.app")
+    yield from documented.problems_of_lists()
+    yield from documented.problems_of_running(scratch, environment)
+
+
 def main():
     # A short path: that of the socket is in it.
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="vi-"))
     home = scratch / "home"
     home.mkdir(mode=0o700)
     try:
-        subprocess.run(["cmake", "--install", sys.argv[1], "--prefix", "/usr"], check=True, stdout=subprocess.DEVNULL,
-                       env={**os.environ, "DESTDIR": str(scratch / "stage")})
-        prefix = scratch / "stage/usr"
-        missing = [pattern for pattern in EXPECTED if not any(prefix.glob(pattern))
-                   # In Debian's layout, a folder is named for the processor.
-                   and not any(prefix.glob(pattern.replace("lib*/", "lib/*/")))]
-        surplus = [path.name for path in (scratch / "stage").iterdir() if path.name != "usr"] + [
-            path.name for path in prefix.iterdir() if path.name not in ("bin", "include", "lib", "lib64", "libexec", "share")]
-        if missing or surplus:
-            return f"not installed: {missing}; installed elsewhere: {surplus}"
-        reply = call_a_tool(prefix / "bin/vostel-mcp", home)
-        if reply.get("result", {}).get("isError") is not False:
-            return f"the installed companion did not answer: {reply}"
+        found = list(problems(sys.argv[1], pathlib.Path(sys.argv[2]), scratch, home))
     finally:
         end_companion(home)
         shutil.rmtree(scratch, ignore_errors=True)
+    for problem in found:
+        print(problem)
+    return 1 if found else 0
 
 
 sys.exit(main())
