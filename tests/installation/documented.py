@@ -31,7 +31,7 @@ RUN = [
     ("""echo '{"jsonrpc":"2.0","id":1,"method":"tools/list"}' | Vostel.app/Contents/MacOS/vostel-mcp""", None),
 ]
 
-# What is too expensive here, or needs what a test has not: the file that runs it, and what it contains then.
+# What is too expensive here, or needs what a test has not: the file that runs it or that it runs, and a word in there.
 ELSEWHERE = {
     "script/demo": ("tests/companion/CMakeLists.txt", "vostel-demo"),
     "script/test": (".ci/run", "script/test"),
@@ -43,6 +43,9 @@ ELSEWHERE = {
     "cmake --install build/release --component bundle --prefix /Applications": ("cmake/Bundle.cmake", "--component bundle"),
     "c++ main.cpp $(pkg-config --cflags --libs VostelMCPKit) -o answer":
         ("tests/consumer/check", "program/answer/main.cpp -o pkgconfig/answer"),
+    "cd tests/clients": ("tests/clients/package.json", "node run.mjs"),
+    "npm ci": ("tests/clients/package-lock.json", "packages"),
+    "node run.mjs": ("tests/clients/run.mjs", "process.argv"),
     './answer "$HOME/Library/Application Support"': ("tests/e2e/KitPageTests.cpp", "answer"),
     'CODESIGN_IDENTITY="Developer ID Application: …" NOTARY_PROFILE=… script/sign-macos path/to/Vostel.app':
         ("tests/macos/sign.test.mjs", "sign-macos"),
