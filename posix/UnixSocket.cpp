@@ -4,12 +4,22 @@
 #include "posix/BrokenPipe.h"
 
 #include <cerrno>
+#include <fcntl.h>
 
 namespace posix::UnixSocket {
 
 using VostelMCPKit::PosixError;
 
-std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
+namespace {
+
+void setBlocking(int socket, bool isBlocking) {
+    const int flags = ::fcntl(socket, F_GETFL);
+    ::fcntl(socket, F_SETFL, isBlocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+} // namespace
+
+std::expected<FileDescriptor, PosixError> connect(const std::string& path, const std::function<void()>& waits) {
     const auto address = VostelMCPKit::MCPConnectLogic::socketAddress(path);
     if (!address) return std::unexpected(PosixError{ENAMETOOLONG});
     FileDescriptor descriptor{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -17,9 +27,18 @@ std::expected<FileDescriptor, PosixError> connect(const std::string& path) {
     suppressBrokenPipe(descriptor.get());
     widenBuffers(descriptor.get());
 
-    if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
-        return std::unexpected(PosixError{errno});
+    const auto succeeds = [&] {
+        return ::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
+    };
+    if (waits) {
+        setBlocking(descriptor.get(), false);
+        const bool isConnected = succeeds();
+        if (!isConnected && errno != EAGAIN) return std::unexpected(PosixError{errno});
+        setBlocking(descriptor.get(), true);
+        if (isConnected) return descriptor;
+        waits();
     }
+    if (!succeeds()) return std::unexpected(PosixError{errno});
     return descriptor;
 }
 

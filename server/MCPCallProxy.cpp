@@ -161,13 +161,9 @@ Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
 
 Task<void> MCPCallProxy::tellApplication(Dependencies dependencies, std::string wireID, Cancellation cancellation) {
     co_await cancellation->requestIsOut();
-    bool isConnected = false;
-    std::function<void()> connected = [&] {
-        isConnected = true;
-        dependencies.pendingCancellations.connected();
-    };
-    co_await dependencies.socketClient.cancel(std::move(wireID), std::move(connected));
-    dependencies.pendingCancellations.remove(isConnected);
+    dependencies.pendingCancellations.released();
+    co_await dependencies.socketClient.cancel(std::move(wireID), dependencies.pendingCancellations);
+    dependencies.pendingCancellations.remove();
 }
 
 } // namespace vostel_mcp

@@ -205,7 +205,7 @@ MCPSocketClient::MCPSocketClient(std::string socketPath, MCPAppLauncher launcher
 
 Task<Outcome> MCPSocketClient::send(MCPWireRequest request, Progress progress,
                                     std::shared_ptr<CallCancellation> cancellation) {
-    auto socket = co_await connectOnce();
+    auto socket = co_await connectOnce(/*holding=*/nullptr);
     if (!socket) {
         if (!cancellation->mayLaunch()) co_return std::unexpected(failure(Cancelled{}));
         // Every reason for a failed connect has the same remedy: start the application.
@@ -225,9 +225,18 @@ Task<Outcome> MCPSocketClient::send(MCPWireRequest request, Progress progress,
     co_return outcome;
 }
 
-Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce() {
-    auto work = [this]() -> Connected {
-        auto socket = system_.connect(socketPath_);
+Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce(PendingCancellations* holding) {
+    auto work = [this, holding]() -> Connected {
+        bool isHeld = false;
+        std::function<void()> waits;
+        if (holding != nullptr) {
+            waits = [&] {
+                isHeld = true;
+                holding->held();
+            };
+        }
+        auto socket = system_.connect(socketPath_, waits);
+        if (isHeld) holding->released();
         if (!socket) return std::unexpected(failure(socket.error()));
         return *std::move(socket);
     };
@@ -244,7 +253,7 @@ Task<MCPSocketClient::Connected> MCPSocketClient::launchAndWait() {
 MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
     const auto start = system_.now();
     for (;;) {
-        if (auto socket = system_.connect(socketPath_)) return *std::move(socket);
+        if (auto socket = system_.connect(socketPath_, {})) return *std::move(socket);
         const std::chrono::duration<double> elapsed = system_.now() - start;
         if (!MCPConnectLogic::shouldContinuePolling({.elapsed = elapsed, .ceiling = MCPConnectLogic::pollingCeiling})) {
             return std::unexpected(failure(ConnectError{ConnectError::TimedOutWaitingForApp{elapsed}}));
@@ -253,10 +262,9 @@ MCPSocketClient::Connected MCPSocketClient::waitForSocket() const {
     }
 }
 
-Task<void> MCPSocketClient::cancel(std::string requestID, std::function<void()> connected) {
-    auto socket = co_await connectOnce();
+Task<void> MCPSocketClient::cancel(std::string requestID, PendingCancellations& pending) {
+    auto socket = co_await connectOnce(&pending);
     if (!socket) co_return;
-    connected();
     auto work = [&]() -> std::expected<void, Failure> {
         auto frame = MCPWireFraming::encode(MCPWireInboundFrame{MCPWireCancellation{wireProtocolVersion, requestID}});
         return writeAll(socket->get(), unwrap(std::move(frame)));

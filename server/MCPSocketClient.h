@@ -14,6 +14,7 @@
 #include "server/CallCancellation.h"
 #include "server/MCPAppLauncher.h"
 #include "server/MemoryTrimmer.h"
+#include "server/PendingCancellations.h"
 
 #include <chrono>
 #include <functional>
@@ -62,7 +63,10 @@ public:
 
     /// What the client needs of the system; a test brings its own.
     struct System {
-        std::function<std::expected<posix::FileDescriptor, VostelMCPKit::PosixError>(const std::string& path)> connect;
+        /// Calls `waits`, if there is one, before it waits for the application to accept.
+        std::function<std::expected<posix::FileDescriptor, VostelMCPKit::PosixError>(
+            const std::string& path, const std::function<void()>& waits)>
+            connect;
         posix::ThreadStarter startThread;
         std::function<std::chrono::steady_clock::time_point()> now;
         std::function<void(std::chrono::duration<double>)> sleep;
@@ -77,16 +81,16 @@ public:
     [[nodiscard]] VostelMCPKit::Task<std::expected<Answer, Failure>>
     send(VostelMCPKit::MCPWireRequest request, Progress progress, std::shared_ptr<CallCancellation> cancellation);
 
-    /// Tells the application that the client gave up on a call. Calls `connected` once the application has taken the
-    /// connection. Never launches the application and reports nothing.
-    [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID, std::function<void()> connected);
+    /// Tells the application that the client gave up on a call. The cancellation is held in `pending` while the
+    /// application accepts no connection. Never launches the application and reports nothing.
+    [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID, PendingCancellations& pending);
 
 private:
     using Connected = std::expected<posix::FileDescriptor, Failure>;
 
     MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system);
 
-    VostelMCPKit::Task<Connected> connectOnce();
+    VostelMCPKit::Task<Connected> connectOnce(PendingCancellations* holding);
     VostelMCPKit::Task<Connected> launchAndWait();
     Connected waitForSocket() const;
 

@@ -2,35 +2,36 @@
 
 namespace vostel_mcp {
 
-namespace {
-
-/// The frame of a cancellation fits into the buffer of a fresh connection, so writing it takes no time worth
-/// mentioning.
-constexpr auto connectedLimit = std::chrono::seconds{1};
-
-} // namespace
-
 void PendingCancellations::add() {
     const std::lock_guard lock{mutex_};
     ++count_;
+    ++held_;
 }
 
-void PendingCancellations::connected() {
+void PendingCancellations::released() {
     const std::lock_guard lock{mutex_};
-    ++connected_;
+    --held_;
 }
 
-void PendingCancellations::remove(bool wasConnected) {
+void PendingCancellations::held() {
+    const std::lock_guard lock{mutex_};
+    ++held_;
+    changed_.notify_all();
+}
+
+void PendingCancellations::remove() {
     const std::lock_guard lock{mutex_};
     --count_;
-    if (wasConnected) --connected_;
-    removed_.notify_all();
+    changed_.notify_all();
 }
 
-void PendingCancellations::drain(std::chrono::milliseconds limit) {
+void PendingCancellations::drain(std::chrono::milliseconds forApplication, std::chrono::milliseconds forProcess) {
+    const auto allAreHeld = [this] { return held_ == count_; };
     std::unique_lock lock{mutex_};
-    removed_.wait_for(lock, limit, [this] { return count_ == 0; });
-    removed_.wait_for(lock, connectedLimit, [this] { return connected_ == 0; });
+    changed_.wait_for(lock, forProcess, allAreHeld);
+    changed_.wait_for(lock, forApplication, [this] { return count_ == 0; });
+    // Those that the application has let go meanwhile.
+    changed_.wait_for(lock, forProcess, allAreHeld);
 }
 
 } // namespace vostel_mcp

@@ -16,22 +16,24 @@ public:
     PendingCancellations(const PendingCancellations&) = delete;
     PendingCancellations& operator=(const PendingCancellations&) = delete;
 
-    /// One more is on its way.
+    /// One more is on its way. The application holds it up at first: it may still have to read the request.
     void add();
-    /// The application has taken the connection of one. From here on, only this process can delay it.
-    void connected();
-    /// One has been written or has failed; `wasConnected` when connected() was called for it.
-    void remove(bool wasConnected);
+    /// Only this process can delay one from here on.
+    void released();
+    /// The application holds one up again: it accepts no connection.
+    void held();
+    /// One that is not held has been written or has failed.
+    void remove();
 
-    /// Blocks until none is left, or until `limit` has passed: an application that hangs takes no connection. Those
-    /// that are connected are waited for longer, because a busy machine may not have run their threads yet.
-    void drain(std::chrono::milliseconds limit);
+    /// Blocks until none is left. Waits `forApplication` for those that the application holds up, because it may hang,
+    /// and `forProcess` for the others, because a busy machine may not have run their threads yet.
+    void drain(std::chrono::milliseconds forApplication, std::chrono::milliseconds forProcess);
 
 private:
     std::mutex mutex_;
-    std::condition_variable removed_;
+    std::condition_variable changed_;
     std::size_t count_ = 0;
-    std::size_t connected_ = 0;
+    std::size_t held_ = 0;
 };
 
 } // namespace vostel_mcp

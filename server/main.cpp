@@ -72,8 +72,10 @@ void writeStartUpLine() {
 
 /// How long after a large message free memory is given back. That takes milliseconds, so not after each one.
 constexpr auto trimDelay = std::chrono::milliseconds{200};
-/// How long the end of the input waits for cancellations that the application has not taken yet.
+/// How long the end of the input waits for cancellations that the application holds up.
 constexpr auto drainTimeout = std::chrono::milliseconds{30};
+/// How long it waits for those that only this process delays. Their frames fit into the buffers of fresh connections.
+constexpr auto ownDrainTimeout = std::chrono::seconds{1};
 
 } // namespace
 
@@ -118,7 +120,7 @@ int main() {
     if (!MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) std::_Exit(EXIT_FAILURE);
     mainThread.run(handshake.serve());
 
-    pendingCancellations.drain(drainTimeout);
+    pendingCancellations.drain(/*forApplication=*/drainTimeout, /*forProcess=*/ownDrainTimeout);
     // Deliberate: calls that still run are neither awaited nor cancelled. Their threads use the objects above, so
     // nothing is destroyed.
     std::_Exit(EXIT_SUCCESS);

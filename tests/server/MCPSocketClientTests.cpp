@@ -70,15 +70,19 @@ protected:
     void cancel() {
         struct Ended {};
         const auto client = makeClient();
-        auto cancelling = [](MCPSocketClient& with) -> Task<Ended> {
-            std::function<void()> connected = [] {};
-            co_await with.cancel("A", std::move(connected));
+        pending.add();
+        pending.released();
+        auto cancelling = [](MCPSocketClient& with, PendingCancellations& pending) -> Task<Ended> {
+            co_await with.cancel("A", pending);
             co_return Ended{};
         };
-        EXPECT_TRUE(executor.run(cancelling(*client))) << "the cancellation hangs";
+        EXPECT_TRUE(executor.run(cancelling(*client, pending))) << "the cancellation hangs";
+        pending.remove();
+        pending.drain(std::chrono::minutes{10}, std::chrono::minutes{10});
     }
 
     ManualExecutor executor;
+    PendingCancellations pending;
     FakeThreads threads{FakeThreads::Run::atOnce};
     ScriptedApplication application;
     FakeLauncher launcher;
@@ -180,11 +184,12 @@ TEST_F(MCPSocketClientTest, the_socket_may_appear_at_the_last_look) {
 }
 
 TEST_F(MCPSocketClientTest, the_time_out_names_the_measured_seconds_without_their_fraction) {
-    MCPSocketClient::System system{[this](const std::string&) -> std::expected<posix::FileDescriptor, PosixError> {
-                                       clock.pass(1.75s);
-                                       return std::unexpected(PosixError{ECONNREFUSED});
-                                   },
-                                   threads.starter(), clock.now(), clock.sleep(), memory};
+    MCPSocketClient::System system{
+        [this](const std::string&, const auto&) -> std::expected<posix::FileDescriptor, PosixError> {
+            clock.pass(1.75s);
+            return std::unexpected(PosixError{ECONNREFUSED});
+        },
+        threads.starter(), clock.now(), clock.sleep(), memory};
     const auto client = *MCPSocketClient::make(applicationSupport, launcher.launcher(), std::move(system));
     const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
     ASSERT_TRUE(response);
@@ -406,6 +411,14 @@ TEST_F(MCPSocketClientTest, a_cancellation_is_one_frame_on_a_connection_of_its_o
     EXPECT_EQ(peer.received(), frame(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"A"}})"));
     EXPECT_TRUE(peer.clientHasClosed());
     EXPECT_EQ(threads.suffixes(), (std::vector<std::string>{"socket-client", "socket-client"}));
+}
+
+TEST_F(MCPSocketClientTest, the_end_of_the_process_does_not_wait_for_an_application_that_accepts_nothing) {
+    application.isFull();
+    application.onConnect([this] { pending.drain(std::chrono::milliseconds{0}, std::chrono::minutes{10}); });
+    ScriptedPeer& peer = application.answers({});
+    cancel();
+    EXPECT_NE(peer.received(), "") << "it is sent when there is room";
 }
 
 TEST_F(MCPSocketClientTest, a_cancellation_does_not_launch_the_application) {

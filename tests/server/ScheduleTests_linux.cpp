@@ -51,12 +51,16 @@ struct ProxyRegistry {
 struct ProxyTasks {
     friend auto open(ProxyTasks);
 };
-struct ConnectedCancellations {
-    friend auto open(ConnectedCancellations);
+struct AllCancellations {
+    friend auto open(AllCancellations);
+};
+struct HeldCancellations {
+    friend auto open(HeldCancellations);
 };
 template struct Opened<&MCPCallProxy::registry_, ProxyRegistry>;
 template struct Opened<&MCPCallProxy::tasks_, ProxyTasks>;
-template struct Opened<&PendingCancellations::connected_, ConnectedCancellations>;
+template struct Opened<&PendingCancellations::count_, AllCancellations>;
+template struct Opened<&PendingCancellations::held_, HeldCancellations>;
 
 std::string call(const std::string& id) {
     return R"({"jsonrpc":"2.0","id":)" + id +
@@ -166,8 +170,11 @@ private:
             if (std::holds_alternative<MCPNotification>(incoming.is)) noteCancellation(line);
         }
         if (!script_.ends) return;
-        // The end waits for the cancellations whose connections the application has taken. For others it has a timeout.
-        Scheduler::stepOnEverything([this] { return pendingCancellations_.*open(ConnectedCancellations{}) == 0; });
+        // The end waits for the cancellations that only the process delays. For others it has a timeout.
+        Scheduler::stepOnEverything([this] {
+            const PendingCancellations& pending = pendingCancellations_;
+            return pending.*open(HeldCancellations{}) == pending.*open(AllCancellations{});
+        });
         for (const auto& [descriptor, connection] : connections_) {
             if (connection.isCancellation && !isWhole(connection.received)) violate("half a cancellation is sent");
         }
@@ -366,7 +373,7 @@ private:
     std::chrono::steady_clock::time_point now_;
     const std::unique_ptr<MCPSocketClient> client_ = *MCPSocketClient::make(
         "/home/me", launcher(),
-        {[this](const std::string&) { return connect(); },
+        {[this](const std::string&, const auto&) { return connect(); },
          [this](posix::ThreadName, std::function<void()> body) { return startThread(std::move(body)); },
          [this] { return now_; }, [](std::chrono::duration<double>) {}, memory_});
     const std::shared_ptr<MCPCallProxy> proxy_ = std::make_shared<MCPCallProxy>(

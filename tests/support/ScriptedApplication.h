@@ -29,9 +29,18 @@ public:
         script_.insert(script_.end(), attempts, [code] { return std::unexpected(VostelMCPKit::PosixError{code}); });
     }
 
+    /// From now on, those who connect have to wait first.
+    void isFull() { isFull_ = true; }
+    /// Done before each attempt to connect, and after the wait for it has begun.
+    void onConnect(std::function<void()> action) { onConnect_ = std::move(action); }
+
     /// Takes the place of the system's connect. After the end of the script nobody listens.
     [[nodiscard]] auto connector() {
-        return [this](const std::string& path) { return connect(path); };
+        return [this](const std::string& path, const std::function<void()>& waits) {
+            if (waits && isFull_) waits();
+            if (onConnect_) onConnect_();
+            return connect(path);
+        };
     }
 
     [[nodiscard]] std::size_t attempts() const { return paths_.size(); }
@@ -51,6 +60,8 @@ private:
     std::deque<std::function<Connected()>> script_;
     std::list<ScriptedPeer> peers_;
     std::vector<std::string> paths_;
+    bool isFull_ = false;
+    std::function<void()> onConnect_;
 };
 
 } // namespace vostel_tests
