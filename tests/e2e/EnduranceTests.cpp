@@ -42,17 +42,6 @@ void makeGroup(Stage& stage, int first) {
     EXPECT_EQ(answers, (std::vector<int>{1, 1, 1, 1, 1, 1, 1, 0}));
 }
 
-/// Threads and descriptors of the last calls go a moment after their answers.
-template <class Condition>
-bool soon(Stage& stage, Condition holds) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout();
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        stage.expectServing();
-    }
-    return true;
-}
-
 } // namespace
 
 TEST(Endurance, ten_thousand_calls_leave_no_descriptor_thread_or_memory) {
@@ -67,9 +56,9 @@ TEST(Endurance, ten_thousand_calls_leave_no_descriptor_thread_or_memory) {
     const std::size_t residentKiB = stage.server.residentKiB();
     for (int id = 0; id < count && !testing::Test::HasFailure(); id += groupSize) makeGroup(stage, id);
 
-    EXPECT_TRUE(soon(stage, [&] { return stage.server.descriptorCount() == descriptors; }))
+    EXPECT_TRUE(stage.soon([&] { return stage.server.descriptorCount() == descriptors; }))
         << stage.server.descriptorCount() << " instead of " << descriptors;
-    EXPECT_TRUE(soon(stage, [&] { return stage.server.threadCount() == threads; }))
+    EXPECT_TRUE(stage.soon([&] { return stage.server.threadCount() == threads; }))
         << stage.server.threadCount() << " instead of " << threads;
     // 100 bytes kept by every call would be seen; a sanitizer keeps what was freed for a while.
     const std::size_t boundKiB = sanitized ? 32 * 1024 : 1000;
@@ -86,7 +75,7 @@ TEST(Endurance, the_memory_of_large_results_goes_back_to_the_system) {
         stage.application.nextCall().answer(result);
         EXPECT_TRUE(stage.server.line() == resultLine("1", result));
     }
-    EXPECT_TRUE(soon(stage, [&] { return stage.server.residentKiB() < 8 * 1024; })) << stage.server.residentKiB();
+    EXPECT_TRUE(stage.soon([&] { return stage.server.residentKiB() < 8 * 1024; })) << stage.server.residentKiB();
 }
 
 TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
@@ -113,13 +102,13 @@ TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
         if (row.line.starts_with("[")) {
             EXPECT_NE(stage.server.line(), "");
         }
-        EXPECT_TRUE(soon(stage, isSmall)) << stage.server.residentKiB();
+        EXPECT_TRUE(stage.soon(isSmall)) << stage.server.residentKiB();
     });
     calls.at(0).answer(values);
     EXPECT_NE(stage.server.line(), "");
-    EXPECT_TRUE(soon(stage, isSmall)) << stage.server.residentKiB();
+    EXPECT_TRUE(stage.soon(isSmall)) << stage.server.residentKiB();
     for (int count = 0; count < 100'000; ++count) stage.server.send("");
-    EXPECT_TRUE(soon(stage, isSmall)) << stage.server.residentKiB();
+    EXPECT_TRUE(stage.soon(isSmall)) << stage.server.residentKiB();
 }
 
 TEST(Endurance, a_thousand_waiting_calls_give_their_threads_back) {
@@ -133,7 +122,7 @@ TEST(Endurance, a_thousand_waiting_calls_give_their_threads_back) {
     EXPECT_GE(stage.server.threadCount(), threads + count);
     for (ReceivedCall& call : calls) call.answer("{}");
     for (int index = 0; index < count; ++index) EXPECT_TRUE(json::parse(stage.server.line()).contains("result"));
-    EXPECT_TRUE(soon(stage, [&] { return stage.server.threadCount() == threads; })) << stage.server.threadCount();
+    EXPECT_TRUE(stage.soon([&] { return stage.server.threadCount() == threads; })) << stage.server.threadCount();
 }
 
 } // namespace vostel_tests

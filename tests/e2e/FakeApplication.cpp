@@ -70,9 +70,10 @@ ReceivedCall FakeApplication::nextCall() {
 }
 
 ReceivedCall FakeApplication::nextCallPastCancellations() {
-    for (;;) {
+    while (!testing::Test::HasFailure()) {
         if (auto call = receiveCall(accept())) return *std::move(call);
     }
+    return {ApplicationConnection{posix::FileDescriptor{}}, {}, {}};
 }
 
 json FakeApplication::nextCancellation() {

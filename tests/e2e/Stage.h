@@ -22,6 +22,18 @@ struct Stage {
         server.send(ping(R"("still there?")"));
         EXPECT_EQ(server.line(), pingReply(R"("still there?")"));
     }
+
+    /// Whether `condition` holds before the timeout. A call's thread forgets the call and ends a moment after its
+    /// answer.
+    template <class Condition>
+    [[nodiscard]] bool soon(Condition condition) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout();
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            expectServing();
+        }
+        return true;
+    }
 };
 
 } // namespace vostel_tests

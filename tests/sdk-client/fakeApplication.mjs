@@ -59,16 +59,20 @@ class Call {
 /** Listens below `home` until the test ends; `handle` is given each call. */
 export async function startFakeApplication(test, home, handle) {
   const calls = new Map();
+  // Of two connections, the later one may be read first.
+  const cancelled = new Set();
   const listener = createServer(async (connection) => {
     connection.on("error", () => {});
     const { kind, payload } = await readFrame(connection);
     if (kind === "cancellation") {
+      cancelled.add(payload.requestID);
       calls.get(payload.requestID)?.cancellation.abort();
       return;
     }
     const call = new Call(connection, payload);
     calls.set(payload.requestID, call);
     handle(call);
+    if (cancelled.has(payload.requestID)) call.cancellation.abort();
   });
   await mkdir(applicationFolder(home), { recursive: true, mode: 0o700 });
   const path = join(applicationFolder(home), "mcp.sock");

@@ -8,8 +8,6 @@ import unittest
 import wire_check
 from application import FAULTS, Application
 
-wire_check.TIMEOUT = 4.0
-wire_check.REACTION = 0.5
 
 
 def broken_rules(fault=None):
@@ -24,11 +22,17 @@ def broken_rules(fault=None):
 
 class WireCheck(unittest.TestCase):
     def test_a_right_application_keeps_every_rule(self):
+        # A right application is quick, but the machine may be busy.
+        wire_check.TIMEOUT, wire_check.REACTION = 60.0, 0.5
         self.assertEqual(broken_rules(), [])
 
     def test_each_fault_breaks_its_rule(self):
+        wire_check.TIMEOUT, wire_check.REACTION = 4.0, 0.5
         with concurrent.futures.ThreadPoolExecutor(len(FAULTS)) as pool:
             broken = dict(zip(FAULTS, pool.map(broken_rules, FAULTS)))
+        # On a busy machine, the fault may have shown after the pause.
+        wire_check.REACTION = 10.0
+        broken.update({fault: broken_rules(fault) for fault, rule in FAULTS.items() if rule not in broken[fault]})
         for fault, rule in FAULTS.items():
             with self.subTest(fault):
                 self.assertIn(rule, broken[fault])
