@@ -72,8 +72,8 @@ protected:
         const auto client = makeClient();
         pending.add();
         pending.released();
-        auto cancelling = [](MCPSocketClient& with, PendingCancellations& pending) -> Task<Ended> {
-            co_await with.cancel("A", pending);
+        auto cancelling = [](MCPSocketClient& with, PendingCancellations& holding) -> Task<Ended> {
+            co_await with.cancel("A", holding);
             co_return Ended{};
         };
         EXPECT_TRUE(executor.run(cancelling(*client, pending))) << "the cancellation hangs";
