@@ -4,6 +4,7 @@
 #include "companion/store/Vocabulary.h"
 #include "companion/support/InQuotes.h"
 #include "companion/support/TerminalSafe.h"
+#include "companion/transcript/ReadableText.h"
 #include "companion/transcript/VocabularyMatcher.h"
 
 namespace vostel_companion {
@@ -18,9 +19,10 @@ Exit run(const Command::Dictate& verb, CommandContext& context) {
     if (!done) return context.failed(done.error());
     const auto rules = Vocabulary{context.database}.list();
     if (!rules) return context.failed(rules.error());
-    const std::string text = VocabularyMatcher{*rules}.apply(done->transcript.text());
+    const auto words = VocabularyMatcher{*rules}.apply(done->transcript.segments);
+    const std::string text = readableText(words, done->language, *rules);
     if (text.empty()) {
-        context.printError("No speech was recognised in " + inQuotes(path) + ".");
+        context.printError("No speech was found in " + inQuotes(path) + ".");
         return Exit::refused;
     }
 

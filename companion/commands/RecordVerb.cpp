@@ -55,7 +55,8 @@ public:
         const auto rules = Vocabulary{context_.database}.list();
         if (!rules) return std::unexpected(rules.error().description());
         const VocabularyMatcher matcher{*rules};
-        auto lines = conversation(matcher.apply(mine->transcript.segments), matcher.apply(theirs->transcript.segments));
+        auto lines = conversation({matcher.apply(mine->transcript.segments), mine->language},
+                                  {matcher.apply(theirs->transcript.segments), theirs->language}, *rules);
         const auto finished = recordings_.finish(id_, mine->language, lines);
         if (!finished) return std::unexpected(finished.error().description());
         if (!*finished) return std::unexpected("The recording was ended by another process.");
@@ -123,7 +124,7 @@ Exit run(const Command::Record& verb, CommandContext& context) {
         context.printError(lines.error());
         return Exit::failed;
     }
-    if (lines->empty()) context.printError("No speech was recognised.");
+    if (lines->empty()) context.printError("No speech was found in this call.");
     for (const RecordingLine& line : *lines) context.print(printableLine(plainText({&line, 1})) + "\n");
     return Exit::done;
 }

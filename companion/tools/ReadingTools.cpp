@@ -139,14 +139,13 @@ TruncatedTranscript::SaveWhole saving(const ToolContext& context, const std::str
 
 MCPToolOutcome wholeTranscript(const ToolContext& context, const StoredTranscript& transcript) {
     const TranscriptSummary& summary = transcript.summary;
-    auto ends = endsOfJoined(transcript.segments, [](const TranscriptSegment& segment) { return segment.text.size(); });
     TruncatedTranscript text{
-        transcript.text, std::move(ends),
+        transcript.text, endsOfWords(transcript.text),
         saving(context, transcriptFileName(summary.date, titleOf(summary.source), summary.id), transcript.text)};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
         TranscriptsList::Entry entry = commonEntry(summary);
         std::vector<TranscriptsList::Segment>& segments = entry.segments.emplace();
-        for (const TranscriptSegment& segment : std::span{transcript.segments}.first(count)) {
+        for (const TranscriptSegment& segment : transcript.segments) {
             segments.push_back({rounded(segment.startTime), rounded(segment.endTime)});
         }
         const std::string words = text.shown(count);

@@ -5,6 +5,7 @@
 #include "companion/support/InQuotes.h"
 #include "companion/support/Wording.h"
 #include "companion/tools/TranscriptFile.h"
+#include "companion/transcript/ReadableText.h"
 #include "companion/transcript/VocabularyMatcher.h"
 #include "kit/support/Unicode.h"
 
@@ -19,36 +20,37 @@ using Result = std::expected<StoredTranscription, std::string>;
 /// The part of a link's progress that its download takes. Recognition is mostly slower.
 constexpr double downloadFraction = 0.25;
 
-void applyVocabulary(Database& database, StoredTranscription& stored) {
-    const auto rules = Vocabulary{database}.list();
-    if (!rules) {
-        stored.notes.push_back("The vocabulary was not applied. " + rules.error().description());
-        return;
-    }
-    stored.transcript.segments = VocabularyMatcher{*rules}.apply(stored.transcript.segments);
+/// Without rules if they cannot be read.
+std::vector<VocabularyRule> readVocabulary(Database& database, std::vector<std::string>& notes) {
+    auto rules = Vocabulary{database}.list();
+    if (rules) return *std::move(rules);
+    notes.push_back("The vocabulary was not applied. " + rules.error().description());
+    return {};
 }
 
 /// Applies the vocabulary, stores the transcript and saves its text as a file. A step that fails leaves a note, and the
 /// next one is tried all the same.
 StoredTranscription store(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
-    StoredTranscription stored{done.transcript, std::nullopt, std::nullopt, {}};
+    StoredTranscription stored;
     // Deliberate: the transcript of a cancelled call is stored too. The work is done, and the history can show it.
     Cancellation never;
     const auto permit = context.databaseWork->acquire(never);
     auto database = openStore(context.paths.database());
+    std::vector<VocabularyRule> rules;
     if (database) {
-        applyVocabulary(*database, stored);
+        rules = readVocabulary(*database, stored.notes);
     } else {
         stored.notes.push_back("The vocabulary was not applied, and the transcript was not stored. " +
                                database.error().description());
     }
+    stored.transcript.segments = VocabularyMatcher{rules}.apply(done.transcript.segments);
+    stored.text = readableText(stored.transcript.segments, done.language, rules);
 
     const Timestamp date = std::chrono::floor<Timestamp::duration>(context.now());
     const VostelMCPKit::UUID id = context.newID();
-    const std::string text = stored.transcript.text();
     if (database) {
         const auto added = Transcripts{*database}.add(
-            id, {date, source, done.duration, done.language, text, stored.transcript.segments});
+            id, {date, source, done.duration, done.language, stored.text, stored.transcript.segments});
         if (added) {
             stored.id = id;
         } else {
@@ -56,13 +58,13 @@ StoredTranscription store(const ToolContext& context, const Transcription& done,
         }
     }
     const auto path =
-        saveTranscriptFile(context.paths.transcripts(), transcriptFileName(date, titleOf(source), id), text);
+        saveTranscriptFile(context.paths.transcripts(), transcriptFileName(date, titleOf(source), id), stored.text);
     if (path) {
         stored.path = *path;
     } else {
         stored.notes.push_back("The transcript was not saved as a file. " + path.error().description());
     }
-    if (text.empty()) stored.notes.push_back("No speech was found in " + inQuotes(source.value) + ".");
+    if (stored.text.empty()) stored.notes.push_back("No speech was found in " + inQuotes(source.value) + ".");
     return stored;
 }
 

@@ -16,6 +16,8 @@ namespace vostel_companion {
 struct StoredTranscription {
     /// With the vocabulary applied.
     Transcript transcript;
+    /// As it is read; see ReadableText.h.
+    std::string text;
     /// Absent if the transcript could not be stored.
     std::optional<VostelMCPKit::UUID> id;
     /// The file with the text. Absent if it could not be saved.

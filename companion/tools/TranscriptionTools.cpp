@@ -16,16 +16,13 @@ using VostelMCPKit::MCPToolOutcome;
 namespace {
 
 MCPToolOutcome outcomeOf(const StoredTranscription& stored) {
-    const std::vector<TranscriptSegment>& segments = stored.transcript.segments;
-    auto ends = endsOfJoined(segments, [](const TranscriptSegment& segment) { return segment.text.size(); });
-    TruncatedTranscript text{stored.transcript.text(), std::move(ends), [&] { return stored.path; }};
-
+    TruncatedTranscript text{stored.text, endsOfWords(stored.text), [&] { return stored.path; }};
     return fittingOutcome(text.parts(), [&](std::size_t count) {
         const std::string words = text.shown(count);
         TranscriptionResult result{withNotes(stored.notes, words), std::nullopt};
         std::vector<TranscriptionResult::Segment>& times = result.segments.emplace();
-        for (const TranscriptSegment& segment : std::span{segments}.first(count)) {
-            times.push_back({segment.text, rounded(segment.startTime), rounded(segment.endTime)});
+        for (const TranscriptSegment& word : stored.transcript.segments) {
+            times.push_back({word.text, rounded(word.startTime), rounded(word.endTime)});
         }
         if (!hasRoomForTimes(VostelMCPKit::encode(result))) {
             std::vector<std::string> notes{timesLeftOut(stored.id, stored.path)};

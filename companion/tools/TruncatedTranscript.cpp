@@ -5,7 +5,6 @@
 #include "kit/tools/MCPOutputLimit.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace vostel_companion {
@@ -34,6 +33,16 @@ std::string TruncatedTranscript::shown(std::size_t parts) {
 const std::optional<std::string>& TruncatedTranscript::savedAt() {
     if (!std::exchange(isSaved_, true)) savedAt_ = saveWhole_();
     return savedAt_;
+}
+
+std::vector<std::size_t> endsOfWords(std::string_view text) {
+    const auto isSpace = [&](std::size_t index) { return text[index] == ' ' || text[index] == '\n'; };
+    std::vector<std::size_t> ends;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        const bool isEnd = !isSpace(index) && (index + 1 == text.size() || isSpace(index + 1));
+        if (isEnd) ends.push_back(index + 1);
+    }
+    return ends;
 }
 
 } // namespace vostel_companion

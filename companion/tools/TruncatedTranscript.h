@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vostel_companion {
@@ -40,7 +41,11 @@ private:
     std::optional<std::string> savedAt_;
 };
 
-/// The ends of parts that are joined by single bytes, such as words by spaces. `sizeOf` returns the size of a part.
+/// The ends of the words of `text`.
+[[nodiscard]] std::vector<std::size_t> endsOfWords(std::string_view text);
+
+/// The ends of parts that are joined by single bytes, such as turns by line breaks. `sizeOf` returns the size of a
+/// part.
 template <class Part>
 [[nodiscard]] std::vector<std::size_t> endsOfJoined(const std::vector<Part>& parts, const auto& sizeOf) {
     std::vector<std::size_t> ends;

@@ -1,31 +1,33 @@
 #include "companion/transcript/SpokenTurns.h"
 
+#include "companion/transcript/ReadableText.h"
+
 #include <algorithm>
 
 namespace vostel_companion {
 
 namespace {
 
-void appendTurns(RecordingLine::Track track, const char* speaker, std::span<const TranscriptSegment> words,
-                 std::vector<RecordingLine>& turns) {
-    const std::size_t first = turns.size();
-    for (const TranscriptSegment& word : words) {
-        if (turns.size() == first || word.startTime - turns.back().endTime >= turnPause) {
-            turns.push_back({track, speaker, word.text, word.startTime, word.endTime});
-            continue;
-        }
-        turns.back().text += " " + word.text;
-        turns.back().endTime = word.endTime;
+void appendTurns(RecordingLine::Track track, const char* speaker, const SpokenTrack& spoken,
+                 std::span<const VocabularyRule> vocabulary, std::vector<RecordingLine>& turns) {
+    std::span<const TranscriptSegment> rest = spoken.words;
+    while (!rest.empty()) {
+        std::size_t count = 1;
+        while (count < rest.size() && rest[count].startTime - rest[count - 1].endTime < turnPause) ++count;
+        const auto words = rest.first(count);
+        turns.push_back({track, speaker, readableText(words, spoken.language, vocabulary), words.front().startTime,
+                         words.back().endTime});
+        rest = rest.subspan(count);
     }
 }
 
 } // namespace
 
-std::vector<RecordingLine> conversation(std::span<const TranscriptSegment> microphone,
-                                        std::span<const TranscriptSegment> system) {
+std::vector<RecordingLine> conversation(const SpokenTrack& microphone, const SpokenTrack& system,
+                                        std::span<const VocabularyRule> vocabulary) {
     std::vector<RecordingLine> turns;
-    appendTurns(RecordingLine::Track::microphone, "Me", microphone, turns);
-    appendTurns(RecordingLine::Track::system, "Them", system, turns);
+    appendTurns(RecordingLine::Track::microphone, "Me", microphone, vocabulary, turns);
+    appendTurns(RecordingLine::Track::system, "Them", system, vocabulary, turns);
     std::ranges::stable_sort(turns, {}, &RecordingLine::startTime);
     return turns;
 }

@@ -20,9 +20,6 @@ struct Transcript {
     /// In the order in which they were spoken.
     std::vector<TranscriptSegment> segments;
 
-    /// The words with single spaces between them.
-    [[nodiscard]] std::string text() const;
-
     bool operator==(const Transcript&) const = default;
 };
 

@@ -95,6 +95,10 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
+char32_t titleCase(char32_t codePoint) {
+    return static_cast<char32_t>(utf8proc_totitle(static_cast<utf8proc_int32_t>(codePoint)));
+}
+
 char32_t takeFolded(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text.front());
     if (first < 0x80) {

@@ -34,6 +34,9 @@ void appendUTF8(char32_t codePoint, std::string& out);
 /// to one code point). A byte that is not UTF-8 is returned as it is.
 [[nodiscard]] char32_t takeFolded(std::string_view& text);
 
+/// The form of `codePoint` at the beginning of a sentence: "A" of "a". Itself if it has no other form.
+[[nodiscard]] char32_t titleCase(char32_t codePoint);
+
 /// The general categories of Unicode, as far as the system tells them apart.
 enum class Category {
     /// L*: letters of every script.

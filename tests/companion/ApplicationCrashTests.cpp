@@ -130,7 +130,7 @@ TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
     {
         Application application{home.path()};
         EXPECT_EQ(textOf(call(home, "transcribe_file", path(spoken("0930")))),
-                  "he might even have been made amiable himself");
+                  "He might even have been made amiable himself.");
         // The call was answered, so the rule must be on the disk.
         application.signal(SIGKILL);
         EXPECT_EQ(application.exitStatus(), -SIGKILL);

@@ -29,7 +29,7 @@ TEST(Application, transcribes_a_voice_from_the_socket_and_ends_cleanly) {
     const auto response = client->response();
     ASSERT_TRUE(response);
     EXPECT_FALSE(isFailure(response));
-    EXPECT_EQ(textOf(response), "he might even have been made amiable himself");
+    EXPECT_EQ(textOf(response), "He might even have been made amiable himself.");
     const MCPValue& result = std::get<MCPValue>(response->outcome);
     ASSERT_NE(result["structuredContent"], nullptr);
     EXPECT_EQ(vostel_tests::mismatch(*result["structuredContent"], vostel_tests::outputSchema("transcribe_file")), "");

@@ -32,8 +32,9 @@ async function storeMinutes(home, minutes) {
 
 /** How many of the words `text` has, in their order and from the first one on. */
 function wordsIn(text, spoken) {
-  // Each turn of a call begins a line with its speaker.
-  const plain = text.replaceAll(/(\\n|\n)(Me|Them): /g, " ").replaceAll("Me: ", "");
+  // Each turn of a call begins a line with its speaker. Sentences begin with a capital and end with a full stop, and
+  // empty lines separate paragraphs.
+  const plain = text.replaceAll(/(\\n|\n)(Me: |Them: )?/g, " ").replaceAll("Me: ", "").toLowerCase();
   const start = plain.indexOf(spoken.slice(0, 20).join(" "));
   if (start < 0) return 0;
   const heard = plain.slice(start).split(/[^\p{L}\p{N}']+/u);

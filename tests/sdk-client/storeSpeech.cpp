@@ -7,36 +7,36 @@
 #include "companion/store/Schema.h"
 #include "companion/store/Settings.h"
 #include "companion/store/Transcripts.h"
-#include "companion/transcript/SpokenTurns.h"
+#include "companion/transcript/ReadableText.h"
 #include "posix/RandomUUID.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <span>
 #include <string>
 
 using namespace vostel_companion;
 
 namespace {
 
-/// Each side of a call speaks this long before the other one does.
+/// Each side of a call speaks this long before the other one does. A transcript has its paragraphs there.
 constexpr std::size_t wordsInTurn = 25;
 
 bool store(Database& database, const VostelMCPKit::UUID& id, const std::vector<TranscriptSegment>& words) {
     const Timestamp now = std::chrono::floor<Timestamp::duration>(std::chrono::system_clock::now());
     const Seconds duration = words.empty() ? Seconds{0} : words.back().endTime;
     std::vector<RecordingLine> turns;
-    for (std::size_t index = 0; index < words.size(); ++index) {
-        const TranscriptSegment& word = words[index];
-        if (index % wordsInTurn == 0) {
-            const bool isMine = index / wordsInTurn % 2 == 0;
-            turns.push_back({isMine ? RecordingLine::Track::microphone : RecordingLine::Track::system,
-                             isMine ? "Me" : "Them", word.text, word.startTime, word.endTime});
-            continue;
-        }
-        turns.back().text += " " + word.text;
-        turns.back().endTime = word.endTime;
+    std::span<const TranscriptSegment> rest = words;
+    while (!rest.empty()) {
+        const auto turn = rest.first(std::min(rest.size(), wordsInTurn));
+        const bool isMine = turns.size() % 2 == 0;
+        turns.push_back({isMine ? RecordingLine::Track::microphone : RecordingLine::Track::system,
+                         isMine ? "Me" : "Them", readableText(turn, "en", {}), turn.front().startTime,
+                         turn.back().endTime});
+        rest = rest.subspan(turn.size());
     }
     Recordings recordings{database};
     return saveSettings(database, {.isReadingAllowed = true}) &&
@@ -44,7 +44,7 @@ bool store(Database& database, const VostelMCPKit::UUID& id, const std::vector<T
                                           {TranscriptSource::Kind::file, "/home/robin/meeting.m4a"},
                                           duration,
                                           "en",
-                                          Transcript{words}.text(),
+                                          readableText(words, "en", {}),
                                           words}) &&
            recordings.begin(id, now) && recordings.beginTranscribing(id, duration).value_or(false) &&
            recordings.finish(id, "en", std::move(turns)).value_or(false);
@@ -57,7 +57,8 @@ int main(int argc, char** argv) {
     const double rate = std::strtod(argv[2], nullptr);
     std::vector<TranscriptSegment> words;
     for (std::string word; std::cin >> word;) {
-        const Seconds start{static_cast<double>(words.size()) / rate};
+        const Seconds pause = words.empty() || words.size() % wordsInTurn != 0 ? Seconds{0} : paragraphPause;
+        const Seconds start = (words.empty() ? Seconds{0} : words.back().endTime) + pause;
         words.push_back({word, start, start + Seconds{1 / rate}});
     }
     auto database = openStore(argv[1]);

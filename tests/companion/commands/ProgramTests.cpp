@@ -147,7 +147,7 @@ TEST(Program, dictates_a_voice_into_the_history) {
     const Home home;
     ASSERT_EQ(ran(home, {"words", "add", "amiable", "AMIABLE"}).status, 0);
     EXPECT_EQ(ran(home, {"dictate", spoken("0930").string()}),
-              (Ran{0, "he might even have been made AMIABLE himself\n", ""}));
+              (Ran{0, "He might even have been made AMIABLE himself.\n", ""}));
     EXPECT_EQ(ran(home, {"dictate", "missing.wav"}).status, 2);
 }
 
@@ -215,7 +215,7 @@ TEST(ProgramOnTerminal, shows_the_progress_of_a_transcription) {
     ASSERT_TRUE(program.shows("\r\x1B[KTranscribing  [                                        ]   0%"))
         << program.screen();
     ASSERT_TRUE(program.shows("] 100%\r\x1B[K")) << program.screen();
-    EXPECT_TRUE(program.shows("he might even have been made amiable himself\r\n")) << program.screen();
+    EXPECT_TRUE(program.shows("He might even have been made amiable himself.\r\n")) << program.screen();
     EXPECT_EQ(program.status(), 0);
 }
 

@@ -38,18 +38,18 @@ TEST_F(DictateVerb, prints_the_text_and_adds_it_to_the_history) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}, {1, "world"}}, 2.5);
     teach("world", "World");
     EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, context), Exit::done);
-    EXPECT_EQ(takePrinted(), "hello World\n");
+    EXPECT_EQ(takePrinted(), "Hello. World.\n");
     EXPECT_EQ(takeTold(), "");
     EXPECT_EQ(languages, std::vector<std::string>{"en"});
     EXPECT_EQ(history(),
-              (std::vector{Dictation{uuid(1), at(1'000'000'000'000), "hello World", Dictation::Outcome::delivered,
+              (std::vector{Dictation{uuid(1), at(1'000'000'000'000), "Hello. World.", Dictation::Outcome::delivered,
                                      std::nullopt, std::nullopt, Seconds{2.5}}}));
 }
 
 TEST_F(DictateVerb, an_absolute_path_stays_as_it_is) {
     recordings["/else/a.wav"] = spokenWords({{0, "hello"}}, 1);
     EXPECT_EQ(run(Command::Dictate{"/else/a.wav", ""}, context), Exit::done);
-    EXPECT_EQ(takePrinted(), "hello\n");
+    EXPECT_EQ(takePrinted(), "Hello.\n");
 }
 
 TEST_F(DictateVerb, text_that_could_not_be_printed_was_not_delivered) {
@@ -67,7 +67,7 @@ TEST_F(DictateVerb, a_file_without_usable_speech_leaves_the_history_alone) {
 
     recordings["/home/me/silence.wav"] = spokenWords({}, 1);
     EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "No speech was recognised in '/home/me/silence.wav'.\n");
+    EXPECT_EQ(takeTold(), "No speech was found in '/home/me/silence.wav'.\n");
 
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, context), Exit::failed);
@@ -80,22 +80,22 @@ TEST_F(DictateVerb, a_replacement_cannot_draw_on_the_terminal_and_is_kept_as_it_
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     teach("hello", "x\x1B[2Jy");
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, context), Exit::done);
-    EXPECT_EQ(takePrinted(), "x\xEF\xBF\xBD[2Jy\n");
-    EXPECT_EQ(history().front().text, "x\x1B[2Jy");
+    EXPECT_EQ(takePrinted(), "x\xEF\xBF\xBD[2Jy.\n");
+    EXPECT_EQ(history().front().text, "x\x1B[2Jy.");
 }
 
 TEST_F(RecordVerb, makes_one_call_of_two_tracks) {
     teach("mourning", "morning");
     EXPECT_EQ(record(), Exit::done);
-    EXPECT_EQ(takePrinted(), "Me: good morning\nThem: hello\nMe: fine\n");
+    EXPECT_EQ(takePrinted(), "Me: Good morning.\nThem: Hello.\nMe: Fine.\n");
     EXPECT_EQ(takeTold(), "");
     const auto stored = Recordings{database}.find(uuid(1)).value();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->summary,
               (RecordingSummary{uuid(1), at(1'000'000'000'000), Seconds{30}, RecordingSummary::State::ready,
-                                std::nullopt, std::nullopt, "en", 3, "Me: good morning\nThem: hello\nMe: fine"}));
+                                std::nullopt, std::nullopt, "en", 3, "Me: Good morning.\nThem: Hello.\nMe: Fine."}));
     EXPECT_EQ(stored->lines[0],
-              (RecordingLine{RecordingLine::Track::microphone, "Me", "good morning", Seconds{0}, Seconds{1}}));
+              (RecordingLine{RecordingLine::Track::microphone, "Me", "Good morning.", Seconds{0}, Seconds{1}}));
     EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1)))) << "the recording is finished";
 }
 
@@ -143,7 +143,7 @@ TEST_F(RecordVerb, a_call_in_which_nobody_speaks_is_ready_and_empty) {
     recordings["/home/me/me.wav"] = recordings["/home/me/them.wav"] = spokenWords({}, 0);
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "No speech was recognised.\n");
+    EXPECT_EQ(takeTold(), "No speech was found in this call.\n");
     EXPECT_EQ(summary().state, RecordingSummary::State::ready);
     EXPECT_EQ(summary().lineCount, 0);
 }

@@ -16,6 +16,7 @@ TEST(RuleThatChanges, changes_the_longest_word_visibly) {
         {"spaces", "  ", std::nullopt},
         {"one word", "hello", Rule{"hello", "HELLO"}},
         {"the first of two long ones", "a dashwood had leisures", Rule{"dashwood", "DASHWOOD"}},
+        {"the last of a sentence", "So be it.\n\nWe consider.", Rule{"consider", "CONSIDER"}},
         {"the last", "to consider", Rule{"consider", "CONSIDER"}},
         {"capitals already", "NATO", Rule{"NATO", "[NATO]"}},
         {"letters without ASCII capitals", "да", Rule{"да", "[да]"}},

@@ -1,5 +1,6 @@
 #include "companion/speech/SpeechDecoder.h"
 #include "tests/companion/support/IgnoreProgress.h"
+#include "tests/companion/support/PlainWords.h"
 #include "tests/companion/support/SoundFile.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -9,14 +10,13 @@
 namespace vostel_companion {
 
 using vostel_tests::ignoreProgress;
+using vostel_tests::plainWords;
 using vostel_tests::samplesOf;
 using vostel_tests::spoken;
 
 namespace {
 
 std::unique_ptr<SpeechDecoder> loaded() { return SpeechDecoder::load(VOSTEL_MODEL_FOLDER).value(); }
-
-std::string words(const std::vector<TranscriptSegment>& segments) { return Transcript{segments}.text(); }
 
 } // namespace
 
@@ -29,7 +29,7 @@ TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
     const auto heard = decoder->decode({1'600'000, samplesOf(spoken("0930"))}, never,
                                        [&](double fraction) { fractions.push_back(fraction); });
     ASSERT_TRUE(heard);
-    EXPECT_EQ(words(*heard), "he might even have been made amiable himself");
+    EXPECT_EQ(plainWords(*heard), "he might even have been made amiable himself");
     double before = 100;
     for (const TranscriptSegment& segment : *heard) {
         EXPECT_GE(segment.startTime.count(), before) << segment.text;
@@ -50,7 +50,7 @@ TEST(SpeechDecoder, too_little_sound_has_no_words) {
         SCOPED_TRACE(length);
         const auto heard = decoder->decode({0, std::vector<std::int16_t>(length)}, never, ignoreProgress);
         ASSERT_TRUE(heard);
-        EXPECT_EQ(words(*heard), "");
+        EXPECT_EQ(plainWords(*heard), "");
     }
 }
 
@@ -69,7 +69,7 @@ TEST(SpeechDecoder, a_cancelled_utterance_stops_soon_and_the_decoder_is_fit_for_
 
     const Cancellation never;
     decoder->startRecording();
-    EXPECT_EQ(words(decoder->decode({0, samplesOf(spoken("0930"))}, never, ignoreProgress).value()),
+    EXPECT_EQ(plainWords(decoder->decode({0, samplesOf(spoken("0930"))}, never, ignoreProgress).value()),
               "he might even have been made amiable himself");
 }
 

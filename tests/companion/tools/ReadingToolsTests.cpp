@@ -3,6 +3,7 @@
 #include "companion/store/Transcripts.h"
 #include "companion/tools/ResultSize.h"
 #include "kit/jsonrpc/JSONWriter.h"
+#include "tests/companion/support/PlainWords.h"
 #include "tests/companion/tools/ToolStage.h"
 
 namespace vostel_companion {
@@ -133,12 +134,12 @@ TEST(TranscriptsList, saves_a_long_transcript_that_it_has_to_cut) {
     ToolStage stage;
     stage.allowReading();
     std::vector<TranscriptSegment> segments(1500, {std::string(499, 'x'), 0s, 1s});
-    addTranscript(stage, 1, noon, Transcript{segments}.text(), segments);
+    addTranscript(stage, 1, noon, vostel_tests::plainWords(segments), segments);
     std::string text = stage.text("transcripts_list", MCPValue::object({{"id", uuid(1).text()}}));
     const std::size_t mark = text.find(" Full transcript saved at: ");
     ASSERT_NE(mark, std::string::npos);
     EXPECT_TRUE(text.substr(0, mark).ends_with("[TRUNCATED: showing first 500000 of 749999 characters.]"));
-    EXPECT_EQ(readFile(text.substr(mark + 27)), Transcript{segments}.text() + "\n");
+    EXPECT_EQ(readFile(text.substr(mark + 27)), vostel_tests::plainWords(segments) + "\n");
     const MCPValue entry = (*stage.result["entries"]->asArray())[0];
     EXPECT_EQ(entry["segments"], nullptr);
     EXPECT_TRUE(text.ends_with("\n" + std::string{entry["text"]->asString().value()}));

@@ -42,10 +42,10 @@ std::vector<std::filesystem::path> files(const ToolStage& stage) {
 
 TEST(TranscribeFile, returns_stores_and_saves_the_words) {
     ToolStage stage;
-    EXPECT_EQ(stage.text("transcribe_file", meeting), "hello there");
+    EXPECT_EQ(stage.text("transcribe_file", meeting), "Hello. There.");
     EXPECT_EQ(stage.result,
               MCPValue::object(
-                  {{"text", "hello there"},
+                  {{"text", "Hello. There."},
                    {"segments",
                     MCPValue::array({MCPValue::object({{"text", "hello"}, {"startTime", 0}, {"endTime", 0.5}}),
                                      MCPValue::object({{"text", "there"}, {"startTime", 1}, {"endTime", 1.5}})})}}));
@@ -53,17 +53,17 @@ TEST(TranscribeFile, returns_stores_and_saves_the_words) {
 
     const auto all = stored(stage);
     ASSERT_EQ(all.size(), 1U);
-    EXPECT_EQ(all[0].text, "hello there");
+    EXPECT_EQ(all[0].text, "Hello. There.");
     EXPECT_EQ(all[0].segments, stage.heard->transcript.segments);
     EXPECT_EQ(all[0].summary, (TranscriptSummary{uuid(1),
                                                  testBegins,
                                                  {TranscriptSource::Kind::file, "/home/robin/meeting.m4a"},
                                                  Seconds{2},
                                                  "en",
-                                                 11,
-                                                 "hello there"}));
+                                                 13,
+                                                 "Hello. There."}));
     ASSERT_EQ(files(stage).size(), 1U);
-    EXPECT_EQ(readFile(files(stage)[0]), "hello there\n");
+    EXPECT_EQ(readFile(files(stage)[0]), "Hello. There.\n");
     EXPECT_TRUE(files(stage)[0].filename().string().ends_with(" meeting.m4a 00000000.txt")) << files(stage)[0];
 }
 
@@ -72,12 +72,12 @@ TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
     const VocabularyRule rules[] = {{"jon dash wood", "John Dashwood"}, {"mcp", ""}, {"Hello", "Good morning"}};
     addRules(stage, rules);
     stage.heard = spokenWords({"hello", "jon", "dash", "wood", "MCP"});
-    EXPECT_EQ(stage.text("transcribe_file", meeting), "Good morning John Dashwood mcp");
+    EXPECT_EQ(stage.text("transcribe_file", meeting), "Good morning. John Dashwood. mcp.");
     const auto segments = stage.result["segments"]->asArray().value();
     ASSERT_EQ(segments.size(), 3U);
     EXPECT_EQ(segments[1], MCPValue::object({{"text", "John Dashwood"}, {"startTime", 1}, {"endTime", 3.5}}));
-    EXPECT_EQ(stored(stage)[0].text, "Good morning John Dashwood mcp");
-    EXPECT_EQ(readFile(files(stage)[0]), "Good morning John Dashwood mcp\n");
+    EXPECT_EQ(stored(stage)[0].text, "Good morning. John Dashwood. mcp.");
+    EXPECT_EQ(readFile(files(stage)[0]), "Good morning. John Dashwood. mcp.\n");
 }
 
 TEST(TranscribeFile, sound_without_speech_is_an_empty_transcript) {
@@ -108,8 +108,9 @@ TEST(TranscribeFile, a_short_record_has_the_times_of_its_words_and_a_long_one_ha
     // An hour of speech.
     stage.heard->transcript.segments.assign(9000, {"word", 0s, 1s});
     const std::string text = stage.text("transcribe_file", meeting);
-    std::string words = "word";
+    std::string words = "Word";
     for (int more = 1; more < 9000; ++more) words += " word";
+    words += ".";
     EXPECT_EQ(text,
               "[This transcript is long, so the times of its words are left out. The user can print them with the "
               "command: Vostel transcripts 00000000 --format json. If the text below ends early, the whole is in "
@@ -121,15 +122,16 @@ TEST(TranscribeFile, a_short_record_has_the_times_of_its_words_and_a_long_one_ha
 
 TEST(TranscribeFile, cuts_a_very_long_text_and_names_the_file_with_the_whole) {
     ToolStage stage;
-    stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s}); // 624,999 characters
+    stage.heard->transcript.segments.assign(1250,
+                                            {std::string(499, 'x'), 0s, 1s}); // with the full stop 625,000 characters
     const std::string text = stage.text("transcribe_file", meeting);
     const std::string path = files(stage).at(0).string();
     const std::size_t words = text.find("]\n\n") + 3;
     EXPECT_TRUE(text.substr(0, words).contains(path));
     EXPECT_EQ(text.substr(words + 500'000),
-              "\n\n[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript saved at: " + path);
+              "\n\n[TRUNCATED: showing first 500000 of 625000 characters.] Full transcript saved at: " + path);
     EXPECT_EQ(stage.result, MCPValue::object({{"text", text}}));
-    EXPECT_EQ(readFile(path).size(), 625'000U);
+    EXPECT_EQ(readFile(path).size(), 625'001U);
     EXPECT_EQ(stored(stage).at(0).segments.size(), 1250U);
 }
 
@@ -143,7 +145,7 @@ TEST(TranscribeFile, a_result_stays_small_however_long_the_characters_are) {
     const MCPToolOutcome outcome = stage.run("transcribe_file", meeting);
     EXPECT_LE(resultSize(outcome), largestResult);
     const auto& done = std::get<MCPToolOutcome::Text>(outcome.is);
-    EXPECT_TRUE(done.text.contains(" of 4999 characters.] Full transcript saved at: "));
+    EXPECT_TRUE(done.text.contains(" of 5000 characters.] Full transcript saved at: "));
     EXPECT_GT(done.text.size(), 500U * 4000);
 }
 
@@ -158,7 +160,7 @@ TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
                   " is damaged (file is not a database); nothing in it was changed, please restore it from a backup or "
                   "move it away.]\n\n[The transcript was not saved as a file. Vostel could not create the "
                   "folder '" +
-                  stage.paths.transcripts().string() + "': Not a directory.]\n\nhello there");
+                  stage.paths.transcripts().string() + "': Not a directory.]\n\nHello. There.");
     EXPECT_EQ(*stage.result["text"], MCPValue{text}) << "some clients show the model only the structured result";
 
     stage.heard->transcript.segments.assign(9000, {"word", 0s, 1s});
@@ -173,7 +175,7 @@ TEST(TranscribeFile, says_that_a_long_text_could_not_be_saved) {
     writeFile(stage.paths.transcripts(), "a file where a folder should be");
     stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
     EXPECT_TRUE(stage.text("transcribe_file", meeting)
-                    .contains("[TRUNCATED: showing first 500000 of 624999 characters.] Full transcript was not yet "
+                    .contains("[TRUNCATED: showing first 500000 of 625000 characters.] Full transcript was not yet "
                               "saved to disk."));
 }
 
@@ -204,7 +206,7 @@ TEST(TranscriptFile, has_a_readable_name_for_every_source) {
 
 TEST(TranscribeURL, transcribes_the_audio_of_the_link) {
     ToolStage stage;
-    EXPECT_EQ(stage.text("transcribe_url", video), "hello there");
+    EXPECT_EQ(stage.text("transcribe_url", video), "Hello. There.");
     EXPECT_EQ(stage.downloaded, (std::vector<JudgedLink>{{"https://youtu.be/abc?t=1", {"youtu.be", stage.addresses}}}));
     EXPECT_EQ(stage.transcribed.at(0).first, (stage.fixture.folder / "download/audio.webm").string());
     EXPECT_FALSE(std::filesystem::exists(stage.fixture.folder / "download")) << "the downloaded file is deleted";

@@ -29,23 +29,29 @@ TEST(Conversation, is_made_of_the_turns_of_both_tracks) {
     };
     const Row rows[] = {
         {"nobody speaks", {}, {}, {}},
-        {"words close together", {word("good", 0, 0.5), word("morning", 0.5, 1)}, {}, {me("good morning", 0, 1)}},
-        {"a pause just below the limit", {word("a", 0, 1), word("b", 1.999, 3)}, {}, {me("a b", 0, 3)}},
-        {"a pause at the limit", {word("a", 0, 1), word("b", 2, 3)}, {}, {me("a", 0, 1), me("b", 2, 3)}},
+        {"words close together", {word("good", 0, 0.5), word("morning", 0.5, 1)}, {}, {me("Good morning.", 0, 1)}},
+        {"a pause just below the limit", {word("a", 0, 1), word("b", 1.999, 3)}, {}, {me("A. B.", 0, 3)}},
+        {"a pause at the limit", {word("a", 0, 1), word("b", 2, 3)}, {}, {me("A.", 0, 1), me("B.", 2, 3)}},
         {"question and answer",
          {word("how", 0, 1), word("fine", 5, 6)},
          {word("well", 2, 3)},
-         {me("how", 0, 1), them("well", 2, 3), me("fine", 5, 6)}},
+         {me("How.", 0, 1), them("Well.", 2, 3), me("Fine.", 5, 6)}},
         {"both at once, the one that began first comes first",
          {word("one", 1, 2), word("two", 2, 3)},
          {word("no", 0.5, 1.5), word("wait", 1.5, 2.5)},
-         {them("no wait", 0.5, 2.5), me("one two", 1, 3)}},
-        {"the same moment", {word("a", 0, 1)}, {word("b", 0, 1)}, {me("a", 0, 1), them("b", 0, 1)}},
-        {"words that overlap", {word("a", 0, 2), word("b", 1, 3)}, {}, {me("a b", 0, 3)}},
+         {them("No wait.", 0.5, 2.5), me("One two.", 1, 3)}},
+        {"the same moment", {word("a", 0, 1)}, {word("b", 0, 1)}, {me("A.", 0, 1), them("B.", 0, 1)}},
+        {"words that overlap", {word("a", 0, 2), word("b", 1, 3)}, {}, {me("A b.", 0, 3)}},
+        {"two sentences in one turn",
+         {word("well", 0, 1), word("i", 1.5, 2), word("know", 2, 3)},
+         {},
+         {me("Well. I know.", 0, 3)}},
+        {"a taught word", {word("npm", 0, 1)}, {}, {me("npm.", 0, 1)}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        EXPECT_TRUE(conversation(row.microphone, row.system) == row.turns)
-            << plainText(conversation(row.microphone, row.system));
+        const VocabularyRule rules[] = {{"node package manager", "npm"}};
+        const auto turns = conversation({row.microphone, "en"}, {row.system, "en"}, rules);
+        EXPECT_TRUE(turns == row.turns) << plainText(turns);
     });
 }
 

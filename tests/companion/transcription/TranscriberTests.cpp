@@ -1,6 +1,7 @@
 #include "companion/transcription/Transcriber.h"
 #include "tests/companion/support/AlwaysModel.h"
 #include "tests/companion/support/IgnoreProgress.h"
+#include "tests/companion/support/PlainWords.h"
 #include "tests/companion/support/SoundFile.h"
 #include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
@@ -12,6 +13,7 @@
 namespace vostel_companion {
 
 using vostel_tests::ignoreProgress;
+using vostel_tests::plainWords;
 using vostel_tests::samplesOf;
 using vostel_tests::spoken;
 using vostel_tests::TemporaryFolder;
@@ -47,8 +49,8 @@ TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
     ASSERT_TRUE(done) << done.error().description();
     const auto& segments = done->transcript.segments;
     ASSERT_GE(segments.size(), 12U);
-    EXPECT_TRUE(done->transcript.text().starts_with("he might even have been made amiable himself "))
-        << done->transcript.text();
+    EXPECT_TRUE(plainWords(done->transcript.segments).starts_with("he might even have been made amiable himself "))
+        << plainWords(done->transcript.segments);
     EXPECT_NEAR(segments[0].startTime.count(), 30.2, 0.2);
     EXPECT_NEAR(segments[8].startTime.count(), 63.5, 0.2) << segments[8].text;
     EXPECT_NEAR(done->duration.count(), 66.3, 0.1);
@@ -84,7 +86,7 @@ TEST(Transcriber, several_recordings_at_once_do_not_disturb_each_other) {
             Cancellation cancellation;
             const auto done =
                 transcriber.transcribe(folder.path() / "beginning.wav", "auto", cancellation, ignoreProgress);
-            return done ? done->transcript.text() : done.error().description();
+            return done ? plainWords(done->transcript.segments) : done.error().description();
         }));
     }
     const std::string first = texts[0].get();
@@ -146,13 +148,15 @@ TEST(Transcriber, loads_the_model_that_the_language_asks_for) {
     Cancellation cancellation;
     const char* sentence = "he might even have been made amiable himself";
     const auto english = transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress);
-    EXPECT_EQ(english->transcript.text(), sentence);
+    EXPECT_EQ(plainWords(english->transcript.segments), sentence);
     EXPECT_EQ(english->language, "en");
     const auto french = transcriber.transcribe(spoken("0930"), "fr", cancellation, ignoreProgress);
     ASSERT_TRUE(french) << french.error().description();
-    EXPECT_NE(french->transcript.text(), sentence);
+    EXPECT_NE(plainWords(french->transcript.segments), sentence);
     EXPECT_EQ(french->language, "fr");
-    EXPECT_EQ(transcriber.transcribe(spoken("0930"), "en", cancellation, ignoreProgress)->transcript.text(), sentence);
+    EXPECT_EQ(
+        plainWords(transcriber.transcribe(spoken("0930"), "en", cancellation, ignoreProgress)->transcript.segments),
+        sentence);
 }
 
 TEST(Transcriber, a_model_that_was_installed_again_is_loaded_again) {
@@ -234,8 +238,9 @@ TEST(Transcriber, a_repeated_request_goes_on_where_the_last_one_stopped_and_then
         if (first == 0) first = now.fraction;
     });
     ASSERT_TRUE(whole);
-    EXPECT_EQ(whole->transcript.text(), "he might even have been made amiable himself he might even have been made "
-                                        "amiable himself");
+    EXPECT_EQ(plainWords(whole->transcript.segments),
+              "he might even have been made amiable himself he might even have been made "
+              "amiable himself");
     EXPECT_GT(first, 0.3) << "the first utterance was not recognised again";
 
     const auto last = again.transcribe(path, "", cancellation, [](const Progress&) { FAIL() << "nothing is done"; });

@@ -214,6 +214,13 @@ TEST(Unicode, code_points_have_a_category) {
     vostel_tests::forEachRow(rows, [](const Row& row) { EXPECT_EQ(categoryOf(row.codePoint), row.category); });
 }
 
+TEST(Unicode, a_letter_has_the_form_that_begins_a_sentence) {
+    EXPECT_EQ(titleCase(U'a'), U'A');
+    EXPECT_EQ(titleCase(U'\u00E9'), U'\u00C9');
+    EXPECT_EQ(titleCase(U'\u01C6'), U'\u01C5') << "neither small nor capital";
+    for (const char32_t same : {U'A', U'7', U'\'', U'\u6F22'}) EXPECT_EQ(titleCase(same), same);
+}
+
 TEST(Unicode, white_space_is_told_from_what_is_only_invisible) {
     for (const char32_t space : {U' ', U'\t', U'\n', U'\u0085', U'\u00A0', U'\u2028'}) EXPECT_TRUE(isWhiteSpace(space));
     for (const char32_t other : {U'\u200B', U'\u200D', U'a'}) EXPECT_FALSE(isWhiteSpace(other));
