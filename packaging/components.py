@@ -14,6 +14,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import urllib.parse
 import uuid
 
 
@@ -113,7 +114,7 @@ def check(build, programs):
 def component(package, licence, **more):
     version = query(package, "Version")
     return {"bom-ref": package, "type": "library", "name": package, "version": version,
-            "licenses": [{"expression": licence}], "purl": f"pkg:deb/debian/{package}@{version.replace('+', '%2B')}", **more}
+            "licenses": [{"expression": licence}], "purl": f"pkg:deb/debian/{package}@{urllib.parse.quote(version, safe=':')}", **more}
 
 
 def linkage(value):
