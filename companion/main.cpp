@@ -10,6 +10,7 @@
 #include "companion/commands/ModelVerbs.h"
 #include "companion/commands/PendingVerbs.h"
 #include "companion/commands/RecordVerb.h"
+#include "companion/commands/SearchVerb.h"
 #include "companion/commands/ServeVerb.h"
 #include "companion/commands/SettingsVerbs.h"
 #include "companion/commands/WordVerbs.h"

@@ -77,6 +77,13 @@ struct Command {
         std::string id;
         bool operator==(const Delete&) const = default;
     };
+    struct Search {
+        std::vector<std::string> phrases;
+        std::optional<std::int64_t> limit;
+        std::optional<std::string> since;
+        std::optional<std::string> until;
+        bool operator==(const Search&) const = default;
+    };
     struct ListWords {
         bool operator==(const ListWords&) const = default;
     };
@@ -113,7 +120,7 @@ struct Command {
     };
 
     std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, List, Show, Delete,
-                 ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Doctor, Clients>
+                 Search, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Doctor, Clients>
         is;
 
     bool operator==(const Command&) const = default;

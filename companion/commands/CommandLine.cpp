@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <sstream>
 #include <utility>
 
@@ -183,13 +184,29 @@ private:
                     ->needs(id)
                     ->check(CLI::IsMember({"txt", "srt", "vtt", "json"}, CLI::ignore_case));
             }
-            const auto filter = [&](const char* name, auto& value, const char* placeholder, const char* about) {
-                list->add_option(name, value, about)->option_text(placeholder)->excludes(id);
-            };
-            filter("--limit", limit_, "COUNT", "List at most this many, 1 to 500. The default is 50.");
-            filter("--since", since_, "TIME", "Only those at or after this time: 2026-08-30, or 2026-08-30T14:05:00Z.");
-            filter("--until", until_, "TIME", "Only those at or before this time.");
+            for (CLI::Option* option : addWindow(*list)) option->excludes(id);
         }
+        CLI::App* search =
+            verb(app_, "search", "Find words in all transcripts, recorded calls and dictations, newest first.",
+                 [this] { return Command{Command::Search{words_, limit_, since_, until_}}; });
+        search
+            ->add_option("WORDS", words_,
+                         "All of these must occur; the beginning of a word is enough. Put words in quotes to find them "
+                         "next to each other.")
+            ->required();
+        addWindow(*search);
+    }
+
+    /// The options that choose a part of a long list.
+    std::array<CLI::Option*, 3> addWindow(CLI::App& list) {
+        const auto add = [&](const char* name, auto& value, const char* placeholder, const char* about) {
+            return list.add_option(name, value, about)->option_text(placeholder);
+        };
+        return {
+            add("--limit", limit_, "COUNT", "List at most this many, 1 to 500. The default is 50."),
+            add("--since", since_, "TIME", "Only those at or after this time: 2026-08-30, or 2026-08-30T14:05:00Z."),
+            add("--until", until_, "TIME", "Only those at or before this time."),
+        };
     }
 
     void addDelete() {

@@ -15,7 +15,6 @@
 #include "kit/jsonrpc/JSONWriter.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <span>
 
 namespace vostel_companion {
@@ -64,12 +63,8 @@ std::string unfinishedText(const RecordingSummary& summary) {
 }
 
 ListedThing listed(const TranscriptSummary& summary) {
-    const TranscriptSource& source = summary.source;
-    const std::string name = source.kind == TranscriptSource::Kind::file
-                                 ? std::filesystem::path{source.value}.filename().string()
-                                 : source.value;
     return {summary.id, summary.date, durationText(summary.duration),
-            printableLine(name) + ": " + previewText(summary.preview)};
+            sourceText(summary.source) + ": " + previewText(summary.preview)};
 }
 
 ListedThing listed(const RecordingSummary& summary) {

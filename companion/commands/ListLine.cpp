@@ -5,13 +5,12 @@
 #include "kit/support/CharacterCount.h"
 
 #include <algorithm>
+#include <filesystem>
 
 namespace vostel_companion {
 
 namespace {
 
-/// In user-perceived characters: the room that id and date leave in a line.
-constexpr std::size_t previewCharacters = 60;
 /// Of a narrower terminal, each line takes two rows or more. That reads better than a text of three letters.
 constexpr std::size_t narrowestLine = 50;
 /// The verbs take the beginning of an id. Two ids that begin with these characters are very unlikely.
@@ -29,10 +28,15 @@ std::string durationText(const std::optional<Seconds>& duration) {
     return duration ? clockText(std::chrono::round<std::chrono::seconds>(*duration)) : "-";
 }
 
-std::string previewText(std::string_view text) {
+std::string previewText(std::string_view text, std::size_t characters) {
     const std::string line = printableLine(text);
-    const std::size_t shown = VostelMCPKit::countCharacters(line, previewCharacters).prefixBytes;
+    const std::size_t shown = VostelMCPKit::countCharacters(line, characters).prefixBytes;
     return line.substr(0, shown) + (shown < line.size() ? "…" : "");
+}
+
+std::string sourceText(const TranscriptSource& source) {
+    const bool isFile = source.kind == TranscriptSource::Kind::file;
+    return printableLine(isFile ? std::filesystem::path{source.value}.filename().string() : source.value);
 }
 
 std::string listLine(const ListedThing& thing, std::optional<std::size_t> columns) {

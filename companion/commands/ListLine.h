@@ -1,7 +1,7 @@
 // The lines in which the verbs list what is kept.
 #pragma once
 
-#include "companion/support/Time.h"
+#include "companion/store/Transcripts.h"
 #include "kit/support/UUID.h"
 
 #include <cstddef>
@@ -23,8 +23,11 @@ struct ListedThing {
 /// "0:07", or "-" if it is unknown.
 [[nodiscard]] std::string durationText(const std::optional<Seconds>& duration);
 
-/// The beginning of `text` as one harmless line of a list.
-[[nodiscard]] std::string previewText(std::string_view text);
+/// At most `characters` of the beginning of `text`, as one harmless line of a list.
+[[nodiscard]] std::string previewText(std::string_view text, std::size_t characters = 60);
+
+/// What is transcribed, in a list: the name of the file, or the link.
+[[nodiscard]] std::string sourceText(const TranscriptSource& source);
 
 /// "1A2B3C4D-…  2026-08-30 14:05  1:23  talk.m4a: First words" and a line feed. With `columns`, the width of a
 /// terminal, the id is shortened to what the verbs need and the line is cut to fit.

@@ -1,5 +1,6 @@
 #include "companion/store/Dictations.h"
 
+#include "companion/store/SearchIndex.h"
 #include "kit/support/Unicode.h"
 
 namespace vostel_companion {
@@ -43,12 +44,15 @@ const char* name(Dictation::Outcome outcome) {
 }
 
 std::expected<void, DatabaseError> Dictations::add(const Dictation& dictation) {
-    Statement insert{database_,
-                     std::string{"INSERT INTO dictations ("} + dictationColumns + ") VALUES (?, ?, ?, ?, ?, ?, ?)"};
-    return insert
-        .bind(dictation.id.text(), dictation.date, VostelMCPKit::repairedUTF8(dictation.text), name(dictation.outcome),
-              dictation.failureReason, dictation.targetApplication, dictation.duration)
-        .run();
+    const std::string text = VostelMCPKit::repairedUTF8(dictation.text);
+    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        Statement insert{database_,
+                         std::string{"INSERT INTO dictations ("} + dictationColumns + ") VALUES (?, ?, ?, ?, ?, ?, ?)"};
+        insert.bind(dictation.id.text(), dictation.date, text, name(dictation.outcome), dictation.failureReason,
+                    dictation.targetApplication, dictation.duration);
+        if (auto done = insert.run(); !done) return done;
+        return SearchIndex{database_}.add(SearchHit::Kind::dictation, dictation.id, text);
+    });
 }
 
 std::expected<bool, DatabaseError> Dictations::finish(const UUID& id, const std::optional<std::string>& failureReason) {
@@ -69,8 +73,11 @@ std::expected<std::optional<Dictation>, DatabaseError> Dictations::find(const UU
 }
 
 std::expected<void, DatabaseError> Dictations::remove(const UUID& id) {
-    Statement remove{database_, "DELETE FROM dictations WHERE id = ?"};
-    return remove.bind(id.text()).run();
+    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        if (auto done = SearchIndex{database_}.remove(SearchHit::Kind::dictation, id); !done) return done;
+        Statement remove{database_, "DELETE FROM dictations WHERE id = ?"};
+        return remove.bind(id.text()).run();
+    });
 }
 
 } // namespace vostel_companion

@@ -1,5 +1,6 @@
 #include "companion/store/Recordings.h"
 
+#include "companion/store/SearchIndex.h"
 #include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
 
@@ -40,6 +41,13 @@ RecordingSummary readRecordingSummary(const Statement& row) {
 std::expected<bool, DatabaseError> runUpdate(Database& database, Statement& update) {
     if (auto done = update.run(); !done) return std::unexpected(std::move(done.error()));
     return database.changes() > 0;
+}
+
+/// What was said, without the speakers' names.
+std::string wordsOf(std::span<const RecordingLine> lines) {
+    std::string words;
+    for (const RecordingLine& line : lines) words += (words.empty() ? "" : "\n") + line.text;
+    return words;
 }
 
 } // namespace
@@ -103,6 +111,8 @@ std::expected<bool, DatabaseError> Recordings::finish(const UUID& id, const std:
             insert.bind(id.text(), position++, name(line.track), line.speaker, line.startTime, line.endTime, line.text);
             if (auto done = insert.run(); !done) return std::unexpected(std::move(done.error()));
         }
+        auto added = SearchIndex{database_}.add(SearchHit::Kind::recording, id, wordsOf(lines));
+        if (!added) return std::unexpected(std::move(added.error()));
         return true;
     });
 }
@@ -153,8 +163,11 @@ std::expected<std::optional<Recording>, DatabaseError> Recordings::find(const UU
 }
 
 std::expected<void, DatabaseError> Recordings::remove(const UUID& id) {
-    Statement remove{database_, "DELETE FROM recordings WHERE id = ?"};
-    return remove.bind(id.text()).run();
+    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        if (auto done = SearchIndex{database_}.remove(SearchHit::Kind::recording, id); !done) return done;
+        Statement remove{database_, "DELETE FROM recordings WHERE id = ?"};
+        return remove.bind(id.text()).run();
+    });
 }
 
 } // namespace vostel_companion

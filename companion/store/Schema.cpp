@@ -122,7 +122,20 @@ UPDATE dictations SET id = hex(randomblob(4)) || '-' || hex(randomblob(2)) || '-
 CREATE UNIQUE INDEX dictationsByID ON dictations (id);
 )sql";
 
-constexpr std::array<const char*, 3> migrations = {firstSchema, confirmationsForSeveralClients, idsForDictations};
+// Written and read by SearchIndex alone.
+constexpr const char* wordsToSearch = R"sql(
+CREATE VIRTUAL TABLE searchIndex USING fts5(text, tokenize = 'unicode61 remove_diacritics 2');
+INSERT INTO searchIndex (rowid, text) SELECT 4 * number, text FROM transcripts;
+INSERT INTO searchIndex (rowid, text) SELECT 4 * number + 1, (
+    SELECT group_concat(text, char(10)) FROM (
+        SELECT text FROM recordingLines WHERE recording = number ORDER BY position
+    )
+) FROM recordings WHERE state = 'ready';
+INSERT INTO searchIndex (rowid, text) SELECT 4 * number + 2, text FROM dictations;
+)sql";
+
+constexpr std::array<const char*, 4> migrations = {firstSchema, confirmationsForSeveralClients, idsForDictations,
+                                                   wordsToSearch};
 
 std::expected<std::int64_t, DatabaseError> readInteger(Database& database, const char* sql) {
     Statement statement{database, sql};

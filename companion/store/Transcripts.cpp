@@ -1,5 +1,6 @@
 #include "companion/store/Transcripts.h"
 
+#include "companion/store/SearchIndex.h"
 #include "kit/support/CharacterCount.h"
 #include "kit/support/Unicode.h"
 
@@ -14,10 +15,9 @@ constexpr const char* transcriptColumns =
     "id, date, sourceKind, sourceValue, duration, language, characterCount, preview";
 
 TranscriptSummary readTranscriptSummary(const Statement& row) {
-    const auto kind = row.text(2) == "link" ? TranscriptSource::Kind::link : TranscriptSource::Kind::file;
     return {UUID::parse(row.text(0)).value_or(UUID{}),
             row.moment(1),
-            {kind, row.text(3)},
+            {sourceKindNamed(row.text(2)), row.text(3)},
             row.optionalSeconds(4),
             row.optionalText(5),
             row.integer(6),
@@ -27,6 +27,10 @@ TranscriptSummary readTranscriptSummary(const Statement& row) {
 } // namespace
 
 const char* name(TranscriptSource::Kind kind) { return kind == TranscriptSource::Kind::file ? "file" : "link"; }
+
+TranscriptSource::Kind sourceKindNamed(std::string_view name) {
+    return name == "link" ? TranscriptSource::Kind::link : TranscriptSource::Kind::file;
+}
 
 std::expected<void, DatabaseError> Transcripts::add(const UUID& id, const New& transcript) {
     const std::string text = repairedUTF8(transcript.text);
@@ -49,7 +53,7 @@ std::expected<void, DatabaseError> Transcripts::add(const UUID& id, const New& t
             insertSegment.bind(number, position++, segment.startTime, segment.endTime, repairedUTF8(segment.text));
             if (auto stored = insertSegment.run(); !stored) return stored;
         }
-        return {};
+        return SearchIndex{database_}.add(SearchHit::Kind::transcript, id, text);
     });
 }
 
@@ -77,8 +81,11 @@ std::expected<std::optional<StoredTranscript>, DatabaseError> Transcripts::find(
 }
 
 std::expected<void, DatabaseError> Transcripts::remove(const UUID& id) {
-    Statement remove{database_, "DELETE FROM transcripts WHERE id = ?"};
-    return remove.bind(id.text()).run();
+    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        if (auto done = SearchIndex{database_}.remove(SearchHit::Kind::transcript, id); !done) return done;
+        Statement remove{database_, "DELETE FROM transcripts WHERE id = ?"};
+        return remove.bind(id.text()).run();
+    });
 }
 
 } // namespace vostel_companion

@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vostel_companion {
@@ -22,6 +23,8 @@ struct TranscriptSource {
 
 /// The tools' word for `kind`: "file" or "link".
 [[nodiscard]] const char* name(TranscriptSource::Kind kind);
+/// The kind with that word. Other words are read as a file.
+[[nodiscard]] TranscriptSource::Kind sourceKindNamed(std::string_view name);
 
 struct TranscriptSummary {
     VostelMCPKit::UUID id;

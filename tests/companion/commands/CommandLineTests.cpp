@@ -44,6 +44,10 @@ TEST(CommandLine, every_verb_has_its_command) {
         {{"delete", "transcript", "3F2A"}, {Command::Delete{Kind::transcript, "3F2A"}}},
         {{"delete", "recording", "3F2A"}, {Command::Delete{Kind::recording, "3F2A"}}},
         {{"delete", "dictation", "3F2A"}, {Command::Delete{Kind::dictation, "3F2A"}}},
+        {{"search", "good morning", "boat"}, {Command::Search{{"good morning", "boat"}, {}, {}, {}}}},
+        {{"search", "--limit", "3", "--since", "2026-08-30", "a", "--until", "2026-08-31"},
+         {Command::Search{{"a"}, 3, "2026-08-30", "2026-08-31"}}},
+        {{"search", "--", "--limit"}, {Command::Search{{"--limit"}, {}, {}, {}}}},
         {{"words"}, {Command::ListWords{}}},
         {{"words", "add", "vostel"}, {Command::AddWord{"vostel", ""}}},
         {{"words", "add", "bostel", "Vostel"}, {Command::AddWord{"bostel", "Vostel"}}},
@@ -91,6 +95,7 @@ TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
         {{"transcripts", "3F2A", "--format", "doc"}, "--format: doc not in {txt,srt,vtt,json}"},
         {{"dictations", "3F2A", "--format", "srt"}, "The following arguments were not expected: srt --format"},
         {{"delete", "dictation"}, "ID is required"},
+        {{"search"}, "WORDS is required"},
         {{"x\x1B[31m"}, "The following argument was not expected: x\xEF\xBF\xBD[31m"},
     };
     for (const Row& row : rows) {
@@ -125,6 +130,7 @@ TEST(CommandLine, every_verb_explains_itself_and_its_exit_status) {
                                {"delete", "transcript"},
                                {"delete", "recording"},
                                {"delete", "dictation"},
+                               {"search"},
                                {"words"},
                                {"words", "add"},
                                {"words", "remove"},

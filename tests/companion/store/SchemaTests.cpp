@@ -1,5 +1,6 @@
 #include "companion/store/Dictations.h"
 #include "companion/store/Schema.h"
+#include "companion/store/SearchIndex.h"
 #include "companion/store/Transcripts.h"
 #include "tests/companion/store/StoreFixture.h"
 #include "tests/support/Table.h"
@@ -101,6 +102,36 @@ TEST(Schema, dictations_of_an_older_file_get_ids_of_their_own) {
     EXPECT_EQ(Dictations{*database}.find(older.id).value(), std::optional{older});
 }
 
+TEST(Schema, the_texts_of_an_older_file_can_be_searched) {
+    auto database = Database::open(":memory:");
+    ASSERT_TRUE(database);
+    ASSERT_TRUE(migrate(*database, schemaMigrations().first(3)));
+    const std::string older =
+        "INSERT INTO transcripts (number, id, date, sourceKind, sourceValue, characterCount, preview, text) "
+        "VALUES (5, '" +
+        uuid(1).text() +
+        "', 1, 'link', 'https://youtu.be/x', 3, 'boat', 'the boat');"
+        "INSERT INTO dictations (number, id, date, outcome, text) VALUES (5, '" +
+        uuid(2).text() +
+        "', 2, 'pending', 'a boat');"
+        "INSERT INTO recordings (number, id, date, state, lineCount, preview) VALUES (5, '" +
+        uuid(3).text() + "', 3, 'ready', 2, ''), (6, '" + uuid(4).text() +
+        "', 4, 'recording', 0, '');"
+        "INSERT INTO recordingLines (recording, position, track, speaker, startTime, endTime, text) "
+        "VALUES (5, 1, 'system', 'Them', 1, 2, 'boat there'), (5, 0, 'microphone', 'Me', 0, 1, 'is a')";
+    ASSERT_TRUE(database->execute(older.c_str()));
+    ASSERT_TRUE(migrate(*database, schemaMigrations()));
+
+    const std::string word = "boat";
+    const auto found = SearchIndex{*database}.find({&word, 1}, {});
+    ASSERT_TRUE(found) << found.error().description();
+    const TranscriptSource link{TranscriptSource::Kind::link, "https://youtu.be/x"};
+    EXPECT_EQ(*found, (Page<SearchHit>{{{SearchHit::Kind::recording, uuid(3), at(3), {}, "is a\nboat there"},
+                                        {SearchHit::Kind::dictation, uuid(2), at(2), {}, "a boat"},
+                                        {SearchHit::Kind::transcript, uuid(1), at(1), link, "the boat"}},
+                                       3}));
+}
+
 TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
@@ -114,7 +145,7 @@ TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().description(), "Vostel's database " + path +
                                                  " was written by a newer version of Vostel (schema 99, this version "
-                                                 "knows 3); please update Vostel.");
+                                                 "knows 4); please update Vostel.");
     EXPECT_EQ(readFile(path), before);
 }
 

@@ -1,0 +1,64 @@
+// Finding what was said, in the transcripts, the recorded calls and the dictations.
+//
+// One FTS5 table holds a copy of each text. The row of a text is found by its number in its own table:
+//
+//     row number in the index = 4 * number + kind
+//
+// Deliberate: no triggers. SQLite runs an FTS5 table in a trigger only if it may trust the schema of the file.
+#pragma once
+
+#include "companion/store/Listing.h"
+#include "companion/store/Transcripts.h"
+#include "kit/support/UUID.h"
+
+#include <cstdint>
+#include <expected>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vostel_companion {
+
+/// One text that was found.
+struct SearchHit {
+    /// The values are part of the row numbers in the index.
+    enum class Kind : std::int64_t { transcript = 0, recording = 1, dictation = 2 };
+
+    Kind kind = Kind::transcript;
+    VostelMCPKit::UUID id;
+    Timestamp date;
+    /// Of a transcript.
+    std::optional<TranscriptSource> source;
+    /// A few words around the first ones that were found.
+    std::string excerpt;
+
+    bool operator==(const SearchHit&) const = default;
+};
+
+/// The only user of the table. Uses the database on the caller's thread. A store changes its own table and the index in
+/// one transaction.
+class SearchIndex final {
+public:
+    explicit SearchIndex(Database& database) : database_{database} {}
+
+    /// Lets `text` be found. `id` is stored and not in the index.
+    [[nodiscard]] std::expected<void, DatabaseError> add(SearchHit::Kind kind, const VostelMCPKit::UUID& id,
+                                                         std::string_view text);
+    /// Takes the text out of the index, while it is still stored. None of its words remain in the file's index.
+    [[nodiscard]] std::expected<void, DatabaseError> remove(SearchHit::Kind kind, const VostelMCPKit::UUID& id);
+
+    /// The texts that contain every one of `phrases`, newest first. The words of a phrase are next to each other, and
+    /// its last word may be the beginning of a longer one. Letter case, accents and punctuation do not matter. A phrase
+    /// without letters and digits is ignored. Nothing in a phrase is an operator. Finds nothing if no phrase is left.
+    [[nodiscard]] std::expected<Page<SearchHit>, DatabaseError> find(std::span<const std::string> phrases,
+                                                                     const Listing& listing);
+
+private:
+    Database& database_;
+};
+
+/// Whether a search for `phrase` can find anything: it has a letter or a digit.
+[[nodiscard]] bool isSearchable(std::string_view phrase);
+
+} // namespace vostel_companion
