@@ -111,7 +111,8 @@ def problems(build, speech, scratch, home):
     install(build, scratch / "stage")
     yield from problems_of_files(scratch / "stage")
     prefix = scratch / "stage/usr"
-    environment = {**os.environ, "HOME": str(home), "PATH": f"{prefix / 'bin'}:{os.environ['PATH']}"}
+    # Nothing else of ours, because some variables name the configuration of a client: CODEX_HOME.
+    environment = {"HOME": str(home), "PATH": f"{prefix / 'bin'}:{os.environ['PATH']}", "TERM": "xterm"}
     yield from problems_of_conversation(prefix / "bin/vostel-mcp", environment)
     make_recordings(speech, scratch)
     (scratch / "Vostel.app").symlink_to(prefix / "libexec/vostel/Vostel.app")
