@@ -37,6 +37,7 @@ ELSEWHERE = {
     "script/test": (".ci/run", "script/test"),
     "script/test dev": (".ci/run", "script/test"),
     "script/build": ("script/demo", "script/build"),
+    'Vostel search "good morning" boat': ("tests/companion/commands/CommandLineTests.cpp", '{"search", "good morning", "boat"}'),
     "apt install ./vostel_*.deb ./vostel-mcp_*.deb": ("script/check-packages", "apt-get install"),
     "cmake --install build/release --prefix /usr/local": ("tests/installation/check.py", '"cmake", "--install"'),
     "cmake --install build/release --component kit --prefix /usr/local": ("tests/installation/check.py", '"--component", "kit"'),
