@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::size_t longestIdentifier = 64;
 constexpr std::size_t largestCatalogue = 1 << 20;
+constexpr std::size_t mostFilesInList = 10'000;
 
 struct Catalogue {
     std::vector<ModelDescription> models;
@@ -66,6 +67,53 @@ std::optional<std::string> localPath(const std::string& source, const fs::path& 
     return (folder / source).lexically_normal().string();
 }
 
+/// Whether `name` is the path of a file inside a folder, in the only form in which a checksum's list can have it.
+bool isRelativePath(std::string_view name) {
+    const bool isListable = std::ranges::all_of(name, [](char character) {
+        return static_cast<unsigned char>(character) >= 0x20 && character != 0x7F && character != '\\';
+    });
+    if (!isListable) return false;
+    while (true) {
+        const std::string_view component = name.substr(0, name.find('/'));
+        if (component.empty() || component == "." || component == "..") return false;
+        if (component.size() == name.size()) return true;
+        name.remove_prefix(component.size() + 1);
+    }
+}
+
+/// The source in a form that isLink recognises. Absent if it is not a link that Vostel downloads from.
+std::optional<std::string> httpsLink(const std::string& source) {
+    constexpr std::string_view scheme = "https://";
+    if (asciiLowerCase(source.substr(0, scheme.size())) != scheme) return std::nullopt;
+    const std::string_view rest = std::string_view{source}.substr(scheme.size());
+    const std::string_view host = rest.substr(0, rest.find('/'));
+    const bool isPlain = std::ranges::all_of(rest, [](char character) { return character > ' ' && character < 0x7F; });
+    // A password in it would be repeated in error texts, and a query would not end in the name of a file.
+    if (host.empty() || host == rest || !isPlain || rest.find_first_of("@?#\\") != std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string_view name = rest.substr(rest.rfind('/') + 1);
+    if (!name.empty() && !isRelativePath(name)) return std::nullopt;
+    return std::string{scheme}.append(rest);
+}
+
+std::expected<void, std::string> validateFiles(ModelDescription& model) {
+    const bool isFolder = model.isLink() && model.source.ends_with('/');
+    if (isFolder != !model.files.empty()) {
+        return std::unexpected(isFolder ? "files is missing, and source is the link of a folder"
+                                        : "files is there, but source is not a link that ends in '/'");
+    }
+    if (model.files.size() > mostFilesInList) return std::unexpected("files has more than 10000 elements");
+    if (!std::ranges::all_of(model.files, isRelativePath)) {
+        return std::unexpected("files has something other than relative paths");
+    }
+    std::ranges::sort(model.files);
+    if (std::ranges::adjacent_find(model.files) != model.files.end()) {
+        return std::unexpected("files has one path twice");
+    }
+    return {};
+}
+
 /// Completes an entry as it was written. The error is a clause that begins with the key at fault.
 std::expected<void, std::string> validateEntry(ModelDescription& model, const fs::path& folder) {
     if (!isModelIdentifier(model.identifier)) {
@@ -80,9 +128,12 @@ std::expected<void, std::string> validateEntry(ModelDescription& model, const fs
         return std::unexpected("language is not a code such as 'de'");
     }
     if (model.displayName.empty()) model.displayName = model.identifier;
-    const auto source = localPath(model.source, folder);
-    if (!source) return std::unexpected("source is neither a path nor a file: URL");
-    model.source = *source;
+    auto source = localPath(model.source, folder);
+    if (!source) source = httpsLink(model.source);
+    if (!source)
+        return std::unexpected("source is neither a path nor a file: URL nor an https link to a file or folder");
+    model.source = *std::move(source);
+    if (auto valid = validateFiles(model); !valid) return valid;
     if (!isSHA256(model.sha256)) return std::unexpected("sha256 is not 64 hexadecimal digits");
     model.sha256 = asciiLowerCase(model.sha256);
     return {};

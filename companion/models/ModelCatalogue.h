@@ -6,10 +6,18 @@
 //         "language": "de",                       ISO 639; may be missing
 //         "source": "file:///mnt/models/german",  or a path, absolute or from the catalogue's folder
 //         "sha256": "9f86d0..."
+//     }, {
+//         "identifier": "fr",
+//         "displayName": "French",
+//         "language": "fr",
+//         "source": "https://example.org/french/",
+//         "files": ["fr/mdef", "fr.lm.bin", "fr.dict"],
+//         "sha256": "60303a..."
 //     }]}
 //
-// The source is a file or a folder. The checksum of a folder is that of the list that sha256sum prints for its files,
-// ordered by the bytes of their names:
+// The source is a file, a folder, or an https link. A link is one file, or, if it ends in a slash, the folder of
+// `files`. The checksum of a folder is that of the list that sha256sum prints for its files, ordered by the bytes of
+// their names:
 //
 //     cd FOLDER && find . -type f -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum | sha256sum
 #pragma once
@@ -35,10 +43,14 @@ struct ModelDescription {
     std::string identifier;
     std::string displayName;
     std::optional<std::string> language;
-    /// A local path once the catalogue has been read.
+    /// A local path or an https link once the catalogue has been read.
     std::string source;
     /// Lower-case hexadecimal.
     std::string sha256;
+    /// Relative paths of the files in the folder at the link, ordered by their bytes. Empty for any other source.
+    std::vector<std::string> files = {};
+
+    [[nodiscard]] bool isLink() const { return source.starts_with("https://"); }
 
     static void codingKeys(auto& self, auto& key) {
         key("identifier", self.identifier);
@@ -46,6 +58,7 @@ struct ModelDescription {
         key("language", self.language);
         key("source", self.source);
         key("sha256", self.sha256);
+        key.absentAsDefault("files", self.files);
     }
 
     bool operator==(const ModelDescription&) const = default;

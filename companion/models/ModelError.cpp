@@ -21,6 +21,14 @@ std::string ModelError::description() const {
         [](const BadSource& error) {
             return "The model could not be copied from " + error.path + ": " + error.reason + ".";
         },
+        [](const DownloadFailed& error) {
+            return "The model " + error.identifier + " could not be downloaded from " + error.link + ": " +
+                   error.reason + ".";
+        },
+        [](const BeingDownloaded& error) {
+            return "The model " + error.identifier +
+                   " is being downloaded by another process. Try again when that has finished.";
+        },
         [](const WrongChecksum& error) {
             return "The model " + error.identifier + " was not installed, because its SHA-256 is " + error.found +
                    " and not " + error.expected + " as the catalogue says.";

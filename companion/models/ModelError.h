@@ -36,6 +36,18 @@ struct ModelError {
         std::string reason;
         bool operator==(const BadSource&) const = default;
     };
+    /// `reason` is a clause.
+    struct DownloadFailed {
+        std::string identifier;
+        std::string link;
+        std::string reason;
+        bool operator==(const DownloadFailed&) const = default;
+    };
+    /// Another process downloads the model.
+    struct BeingDownloaded {
+        std::string identifier;
+        bool operator==(const BeingDownloaded&) const = default;
+    };
     /// The copy differs from what the catalogue describes.
     struct WrongChecksum {
         std::string identifier;
@@ -47,8 +59,8 @@ struct ModelError {
         bool operator==(const Cancelled&) const = default;
     };
 
-    std::variant<BadCatalogue, Unknown, BelongsToSystem, PackageMissing, BadSource, WrongChecksum, Cancelled,
-                 posix::SystemError>
+    std::variant<BadCatalogue, Unknown, BelongsToSystem, PackageMissing, BadSource, DownloadFailed, BeingDownloaded,
+                 WrongChecksum, Cancelled, posix::SystemError>
         is;
 
     /// One full sentence for the user.

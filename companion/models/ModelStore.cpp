@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 
 namespace vostel_companion {
@@ -16,6 +17,10 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* systemPackage = "pocketsphinx-en-us";
+/// How much of the progress of an installation from a link is the download. The rest is the copy into place.
+constexpr double downloadsPart = 0.95;
+/// How long a part of a model is kept that was downloaded.
+constexpr auto partsAge = std::chrono::days{7};
 
 std::unexpected<ModelError> failed(posix::SystemError error) { return std::unexpected(ModelError{std::move(error)}); }
 
@@ -40,6 +45,14 @@ std::expected<std::vector<std::string>, posix::SystemError> namesIn(const fs::pa
     if (failure) return posix::systemError("list", folder, failure.value());
     std::ranges::sort(names);
     return names;
+}
+
+/// Whether nothing was downloaded into `folder` for a long time.
+bool isOld(const fs::path& folder) {
+    std::error_code ignored;
+    const auto latest =
+        std::max(fs::last_write_time(folder, ignored), fs::last_write_time(folder / "unfinished", ignored));
+    return latest < fs::file_time_type::clock::now() - partsAge;
 }
 
 void deleteTree(const fs::path& path) {
@@ -117,7 +130,38 @@ std::expected<void, ModelError> ModelStore::install(const std::string& identifie
     if (!catalogue) return std::unexpected(catalogue.error());
     const auto model = std::ranges::find(*catalogue, identifier, &ModelDescription::identifier);
     if (model == catalogue->end()) return std::unexpected(ModelError{ModelError::Unknown{}});
+    return model->isLink() ? installFromLink(*model, observer) : installFrom(model->source, *model, observer);
+}
 
+std::expected<void, ModelError> ModelStore::installFromLink(const ModelDescription& model,
+                                                            const Observer& observer) const {
+    const fs::path folder = partial() / model.sha256;
+    auto lockOfModels = lock();
+    if (!lockOfModels) return std::unexpected(std::move(lockOfModels.error()));
+    if (auto made = posix::ensureFolder(folder); !made) return failed(std::move(made.error()));
+    const auto lockOfFolder = posix::FileLock::tryAcquire(folder, posix::FileLock::IfMissing::fail);
+    if (!lockOfFolder) {
+        if (lockOfFolder.error().reason.errorNumber != EWOULDBLOCK) return failed(lockOfFolder.error());
+        return std::unexpected(ModelError{ModelError::BeingDownloaded{model.identifier}});
+    }
+    { const posix::FileLock released = *std::move(lockOfModels); }
+
+    const auto report = [&](double begin, double part) {
+        return [&observer, begin, part](double fraction) {
+            if (observer.progress) observer.progress(begin + part * fraction);
+        };
+    };
+    const auto downloaded = downloadModel(model, folder, rules_, report(0, downloadsPart), observer.isCancelled);
+    if (!downloaded) return std::unexpected(downloaded.error());
+    auto installed = installFrom(*downloaded, model, {report(downloadsPart, 1 - downloadsPart), observer.isCancelled});
+    // With a wrong checksum, only a new download can help.
+    const bool isWrong = !installed && std::holds_alternative<ModelError::WrongChecksum>(installed.error().is);
+    if (installed || isWrong) deleteTree(folder);
+    return installed;
+}
+
+std::expected<void, ModelError> ModelStore::installFrom(const fs::path& source, const ModelDescription& model,
+                                                        const Observer& observer) const {
     auto locked = lock();
     if (!locked) return std::unexpected(std::move(locked.error()));
     const auto folder = StagingFolder::make(staging());
@@ -127,16 +171,16 @@ std::expected<void, ModelError> ModelStore::install(const std::string& identifie
 
     const fs::path staged = folder->path() / "model";
     if (auto made = posix::ensureFolder(staged); !made) return failed(std::move(made.error()));
-    const auto checksum = copyModel(model->source, staged, observer.progress, observer.isCancelled);
+    const auto checksum = copyModel(source, staged, observer.progress, observer.isCancelled);
     if (!checksum) return std::unexpected(checksum.error());
-    if (*checksum != model->sha256) {
-        return std::unexpected(ModelError{ModelError::WrongChecksum{identifier, model->sha256, *checksum}});
+    if (*checksum != model.sha256) {
+        return std::unexpected(ModelError{ModelError::WrongChecksum{model.identifier, model.sha256, *checksum}});
     }
 
     locked = lock();
     if (!locked) return std::unexpected(std::move(locked.error()));
-    if (installedFolder(identifier)) return {};
-    const fs::path target = paths_.models / identifier;
+    if (installedFolder(model.identifier)) return {};
+    const fs::path target = paths_.models / model.identifier;
     if (::rename(staged.c_str(), target.c_str()) != 0) return failed(posix::systemError("create", target));
     if (auto done = posix::synchronizeFolder(paths_.models); !done) return failed(std::move(done.error()));
     return {};
@@ -199,6 +243,12 @@ std::expected<void, ModelError> ModelStore::deleteLeftovers() const {
         // An installation that still runs holds the lock of its folder.
         if (posix::FileLock::tryAcquire(staging() / name, posix::FileLock::IfMissing::fail))
             deleteTree(staging() / name);
+    }
+    const auto parts = namesIn(partial());
+    if (!parts) return failed(parts.error());
+    for (const std::string& name : *parts) {
+        const fs::path folder = partial() / name;
+        if (isOld(folder) && posix::FileLock::tryAcquire(folder, posix::FileLock::IfMissing::fail)) deleteTree(folder);
     }
     return {};
 }

@@ -4,6 +4,7 @@
 //
 //     <models>/<identifier>/          an installed model
 //     <models>/.staging/<random>/     being copied; locked by the process that copies
+//     <models>/.partial/<checksum>/   the part of a model that was downloaded; locked by the process that downloads
 //     <models>/.removed/<request>/    taken away by a confirmed request, about to be deleted; a file when the request
 //                                     found nothing
 //     <models>/.lock                  held while anything is put into or taken out of place
@@ -12,6 +13,7 @@
 #pragma once
 
 #include "companion/models/ModelCatalogue.h"
+#include "companion/models/ModelDownload.h"
 #include "companion/models/ModelError.h"
 #include "kit/support/UUID.h"
 #include "posix/FileLock.h"
@@ -48,21 +50,22 @@ public:
         std::filesystem::path systemModel = "/usr/share/pocketsphinx/model/en-us";
     };
     struct Observer {
-        /// The fraction of the bytes copied so far, 0 to 1. Never falls.
+        /// The fraction that is done, 0 to 1. Never falls.
         std::function<void(double)> progress;
-        /// Checked after each block of a copy.
+        /// Checked after each block of a copy, and at least once a second during a download.
         std::function<bool()> isCancelled;
     };
 
-    explicit ModelStore(Paths paths) : paths_{std::move(paths)} {}
+    explicit ModelStore(Paths paths, DownloadRules rules = {}) : paths_{std::move(paths)}, rules_{std::move(rules)} {}
 
     /// The system's model, then the catalogue in its order, then installed models that are no longer in the catalogue.
     [[nodiscard]] std::expected<std::vector<Model>, ModelError> list() const;
     /// The folder of an installed model.
     [[nodiscard]] std::optional<std::filesystem::path> installedFolder(std::string_view identifier) const;
 
-    /// Copies the model from its source, checks it and moves it into place. A failure leaves nothing. A model that is
-    /// already installed stays as it is.
+    /// Copies or downloads the model from its source, checks it and moves it into place. A failure leaves nothing,
+    /// except what was downloaded: it is kept for a week, so that a repeated call goes on. A model that is already
+    /// installed stays as it is.
     [[nodiscard]] std::expected<void, ModelError> install(const std::string& identifier,
                                                           const Observer& observer) const;
 
@@ -78,15 +81,22 @@ public:
                                                            const VostelMCPKit::UUID& request) const;
     /// Deletes what takeAway moved away. If that fails, deleteLeftovers tries again.
     void deleteTaken(const VostelMCPKit::UUID& request) const;
-    /// Deletes what crashed installations and finished removals left. Call it only when every confirmed removal was
-    /// performed.
+    /// Deletes what crashed installations, finished removals and old downloads left. Call it only when every confirmed
+    /// removal was performed.
     [[nodiscard]] std::expected<void, ModelError> deleteLeftovers() const;
 
 private:
     [[nodiscard]] std::filesystem::path staging() const { return paths_.models / ".staging"; }
+    [[nodiscard]] std::filesystem::path partial() const { return paths_.models / ".partial"; }
     [[nodiscard]] std::filesystem::path removed() const { return paths_.models / ".removed"; }
+    /// Copies the model from `source`, a local path.
+    [[nodiscard]] std::expected<void, ModelError>
+    installFrom(const std::filesystem::path& source, const ModelDescription& model, const Observer& observer) const;
+    [[nodiscard]] std::expected<void, ModelError> installFromLink(const ModelDescription& model,
+                                                                  const Observer& observer) const;
 
     Paths paths_;
+    DownloadRules rules_;
 };
 
 } // namespace vostel_companion

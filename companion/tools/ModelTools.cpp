@@ -16,7 +16,7 @@ using VostelMCPKit::MCPToolOutcome;
 
 namespace {
 
-/// One installation already copies as fast as the disk allows. Two at once would only be slower.
+/// One installation already uses all of the disk or the network. Two at once would only be slower.
 constexpr std::size_t installationsAtOnce = 1;
 
 MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {
@@ -43,7 +43,7 @@ MCPToolOutcome installModel(const ToolContext& context, Semaphore& installations
     if (!permit) return MCPToolOutcome::failed(ModelError{ModelError::Cancelled{}}.description());
     const std::string& identifier = arguments->identifier;
     const auto progress = [&](double fraction) {
-        call.progress({fraction, "Copying the model " + identifier + ", " + percentText(fraction) + " done"});
+        call.progress({fraction, "Installing the model " + identifier + ", " + percentText(fraction) + " done"});
     };
     const auto done =
         context.models.install(identifier, {progress, [&call] { return call.cancellation.isCancelled(); }});

@@ -20,6 +20,11 @@ std::string entryFor(const std::string& language) {
            language + R"("})";
 }
 
+std::string entryWithFiles(const std::string& source, const std::string& files) {
+    return R"({"identifier":"de","displayName":"Name","source":")" + source + R"(","sha256":")" + digest +
+           R"(","files":)" + files + "}";
+}
+
 std::string catalogue(const std::string& entries) { return R"({"models":[)" + entries + "]}"; }
 
 std::expected<std::string, std::string> sourceOf(const std::string& source) {
@@ -58,12 +63,71 @@ TEST(ModelCatalogue, a_source_is_a_local_path) {
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(sourceOf(row.source), row.path); });
 }
 
-TEST(ModelCatalogue, anything_but_a_local_source_is_refused) {
-    const std::string reason = "models[0].source is neither a path nor a file: URL";
-    for (const char* const source :
-         {"", "https://example.com/model", "ftp://example.com/model", "file://example.com/mnt/german", "file:german",
-          "file:", "file://", "file:///mnt/german?x", "file:///mnt/german#x", "file:///mnt/%", "file:///mnt/%4",
-          "file:///mnt/%zz", "file:///mnt/%00", "/mnt/\\u0000german"}) {
+TEST(ModelCatalogue, a_source_is_a_link) {
+    EXPECT_EQ(sourceOf("https://example.com/a/b.bin"), "https://example.com/a/b.bin");
+    EXPECT_EQ(sourceOf("HTTPS://example.com:8443/%C3%A9"), "https://example.com:8443/%C3%A9");
+    const auto models =
+        parseModelCatalogue(catalogue(entryWithFiles("https://h/f/", R"(["b/c d","a","b.x"])")), "/data");
+    ASSERT_TRUE(models);
+    EXPECT_TRUE(models->front().isLink());
+    EXPECT_EQ(models->front().files, (std::vector<std::string>{"a", "b.x", "b/c d"}));
+}
+
+TEST(ModelCatalogue, a_folder_behind_a_link_needs_the_paths_of_its_files) {
+    struct Row {
+        const char* when;
+        const char* source;
+        std::string files;
+        const char* reason;
+    };
+    const char* const paths = "models[0].files has something other than relative paths";
+    const Row rows[] = {
+        {"no files", "https://h/f/", "[]", "models[0].files is missing, and source is the link of a folder"},
+        {"files of a file", "https://h/f", R"(["a"])",
+         "models[0].files is there, but source is not a link that ends in '/'"},
+        {"files of a path", "/mnt/", R"(["a"])", "models[0].files is there, but source is not a link that ends in '/'"},
+        {"an absolute path", "https://h/f/", R"(["/a"])", paths},
+        {"a path that leads up", "https://h/f/", R"(["a/../../b"])", paths},
+        {"a path of a folder", "https://h/f/", R"(["a/"])", paths},
+        {"an empty path", "https://h/f/", R"([""])", paths},
+        {"a backslash", "https://h/f/", R"(["a\\b"])", paths},
+        {"a line feed", "https://h/f/", R"(["a\nb"])", paths},
+        {"one path twice", "https://h/f/", R"(["a","b","a"])", "models[0].files has one path twice"},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_EQ(parseModelCatalogue(catalogue(entryWithFiles(row.source, row.files)), "/data"),
+                  std::unexpected(std::string{row.reason}));
+    });
+}
+
+TEST(ModelCatalogue, anything_but_a_path_and_an_https_link_is_refused) {
+    const std::string reason =
+        "models[0].source is neither a path nor a file: URL nor an https link to a file or folder";
+    for (const char* const source : {"",
+                                     "http://example.com/model",
+                                     "https://",
+                                     "https://example.com",
+                                     "https:///model",
+                                     "https://me:secret@h/model",
+                                     "https://h/model?x",
+                                     "https://h/model#x",
+                                     "https://h/my model",
+                                     "https://h/\u00e9",
+                                     "https://h/..",
+                                     "https://h/a/.",
+                                     "https://h/a\\\\b",
+                                     "ftp://example.com/model",
+                                     "file://example.com/mnt/german",
+                                     "file:german",
+                                     "file:",
+                                     "file://",
+                                     "file:///mnt/german?x",
+                                     "file:///mnt/german#x",
+                                     "file:///mnt/%",
+                                     "file:///mnt/%4",
+                                     "file:///mnt/%zz",
+                                     "file:///mnt/%00",
+                                     "/mnt/\\u0000german"}) {
         SCOPED_TRACE(source);
         EXPECT_EQ(sourceOf(source), std::unexpected(reason));
     }
@@ -99,8 +163,8 @@ TEST(ModelCatalogue, a_mistake_fails_the_whole_with_its_reason) {
         {"a short checksum", catalogue(entry("de", "/mnt", "abc")), "models[0].sha256 is not 64 hexadecimal digits"},
         {"a checksum with other letters", catalogue(entry("de", "/mnt", std::string(64, 'g'))),
          "models[0].sha256 is not 64 hexadecimal digits"},
-        {"a mistake in the second entry", catalogue(entry("de", "/a") + "," + entry("fr", "https://example.com/b")),
-         "models[1].source is neither a path nor a file: URL"},
+        {"a mistake in the second entry", catalogue(entry("de", "/a") + "," + entry("fr", "http://example.com/b")),
+         "models[1].source is neither a path nor a file: URL nor an https link to a file or folder"},
         {"one identifier twice", catalogue(entry("de", "/a") + "," + entry("fr", "/b") + "," + entry("DE", "/c")),
          "two models are called de"},
         {"an empty language", catalogue(entryFor("")), "models[0].language is not a code such as 'de'"},

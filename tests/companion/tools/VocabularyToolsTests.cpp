@@ -129,7 +129,7 @@ TEST(ModelTools, list_install_and_remove_a_model) {
     EXPECT_EQ(stage.text("model_install", german), "The model de is installed.");
     EXPECT_EQ(stage.result, MCPValue::object({{"identifier", "de"}, {"installed", true}}));
     ASSERT_FALSE(stage.progress.empty());
-    EXPECT_EQ(stage.progress.back(), (Progress{1, "Copying the model de, 100% done"}));
+    EXPECT_EQ(stage.progress.back(), (Progress{1, "Installing the model de, 100% done"}));
     EXPECT_TRUE(std::filesystem::is_directory(stage.fixture.installed()));
     EXPECT_EQ(stage.text("model_install", german), "The model de is installed.");
     EXPECT_EQ(stage.text("models_list"), "Speech recognition models:\nen-us · English (United States) · installed\n"
