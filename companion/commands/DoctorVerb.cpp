@@ -172,11 +172,16 @@ private:
             if (more.empty()) return wrong("Vostel runs but does not answer. " + howToEnd());
             received += more;
             const auto extracted = MCPWireFraming::extractFrame(received);
-            if (!extracted) return wrong(extracted.error().description());
+            if (!extracted) return sayIsForeign();
             const auto& whole = *extracted;
             if (!whole) continue;
             return judgeAnswer(std::string{whole->payload});
         }
+    }
+
+    void sayIsForeign() {
+        wrong("The program at the socket speaks another protocol. Update Vostel, or end that program if it is another "
+              "one.");
     }
 
     std::string howToEnd() const {
@@ -189,7 +194,7 @@ private:
         const MCPValue value = readJSON(payload).value_or(MCPValue{});
         const auto frame = decode<MCPWireOutboundFrame>(value);
         const auto* response = frame ? std::get_if<MCPWireResponse>(&frame->is) : nullptr;
-        if (response == nullptr) return wrong("The program at the socket speaks another protocol. Update Vostel.");
+        if (response == nullptr) return sayIsForeign();
         if (const auto* error = std::get_if<MCPWireError>(&response->outcome)) {
             return wrong(error->description());
         }
