@@ -45,11 +45,11 @@ SHARED = {
     "libswresample4": "GPL-2.0-or-later",
     "libc6": "LGPL-2.1-or-later", "libgcc-s1": GCC, "libstdc++6": GCC,
     "libpocketsphinx3": "BSD-2-Clause", "libsphinxbase3": "BSD-2-Clause",
-    "libsqlite3-0": "blessing", "libssl3": "Apache-2.0",
+    "libcurl4": "curl", "libsqlite3-0": "blessing", "libssl3": "Apache-2.0",
 }
 # Packages of which only the interface is used: declarations of what is in a shared library or in the system.
 INTERFACES = {"libavcodec-dev", "libavformat-dev", "libavutil-dev", "libswresample-dev", "libpocketsphinx-dev",
-              "libsphinxbase-dev", "libsqlite3-dev", "libssl-dev", "linux-libc-dev"}
+              "libsphinxbase-dev", "libcurl4-openssl-dev", "libsqlite3-dev", "libssl-dev", "linux-libc-dev"}
 # Data that a program needs and that another package brings.
 DATA = {"pocketsphinx-en-us": "BSD-2-Clause"}
 
