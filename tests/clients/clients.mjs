@@ -52,9 +52,15 @@ export const clients = {
     name: "Claude Code",
     package: "@anthropic-ai/claude-code",
     api: "anthropic",
-    async start(stage, { model, permitted }) {
-      await stage.write(".claude.json", { mcpServers: { vostel: { type: "stdio", command: stage.command } }, hasCompletedOnboarding: true });
-      return stage.start([program("claude"), "-p", prompt, ...(permitted ? ["--allowedTools", "mcp__vostel"] : [])], {
+    async start(stage, { model, permitted, terminal }) {
+      await stage.write(".claude.json", {
+        mcpServers: { vostel: { type: "stdio", command: stage.command } },
+        // Answers to the questions of the first start.
+        ...{ hasCompletedOnboarding: true, customApiKeyResponses: { approved: ["none"] } },
+        projects: { [stage.folder]: { hasTrustDialogAccepted: true } },
+      });
+      const words = [...(terminal ? [] : ["-p"]), prompt, ...(permitted ? ["--allowedTools", "mcp__vostel"] : [])];
+      return stage.start([program("claude"), ...words], {
         ...{ ANTHROPIC_BASE_URL: model.url, ANTHROPIC_API_KEY: "none" },
         CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC: "1",
       });
@@ -65,7 +71,7 @@ export const clients = {
     name: "Codex",
     package: "@openai/codex",
     api: "responses",
-    async start(stage, { model, permitted }) {
+    async start(stage, { model, permitted, terminal }) {
       await stage.write(
         ".codex/config.toml",
         `model = "scripted"
@@ -76,11 +82,14 @@ name = "scripted"
 base_url = "${model.url}/v1"
 wire_api = "responses"
 
+[projects."${stage.folder}"]
+trust_level = "trusted"
+
 [mcp_servers.vostel]
 command = "${stage.command}"
 ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
       );
-      return stage.start([program("codex"), "exec", "--skip-git-repo-check", prompt]);
+      return stage.start([program("codex"), ...(terminal ? [] : ["exec", "--skip-git-repo-check"]), prompt]);
     },
   },
 
@@ -88,12 +97,12 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
     name: "Gemini CLI",
     package: "@google/gemini-cli",
     api: "gemini",
-    async start(stage, { model, permitted }) {
+    async start(stage, { model, permitted, terminal }) {
       await stage.write(".gemini/settings.json", {
         mcpServers: { vostel: { command: stage.command } },
         security: { auth: { selectedType: "gemini-api-key" } },
       });
-      return stage.start([program("gemini"), "--skip-trust", "-m", "gemini-2.5-flash", "-p", prompt, ...(permitted ? ["--yolo"] : [])], {
+      return stage.start([program("gemini"), "--skip-trust", "-m", "gemini-2.5-flash", terminal ? "-i" : "-p", prompt, ...(permitted ? ["--yolo"] : [])], {
         ...{ GEMINI_API_KEY: "none", GOOGLE_GEMINI_BASE_URL: model.url },
       });
     },
@@ -103,11 +112,12 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
     name: "GitHub Copilot CLI",
     package: "@github/copilot",
     api: "completions",
-    async start(stage, { model, permitted }) {
+    async start(stage, { model, permitted, terminal }) {
       await stage.write(".copilot/mcp-config.json", {
         mcpServers: { vostel: { type: "local", command: stage.command, args: [], tools: ["*"] } },
       });
-      return stage.start([program("copilot"), "-p", prompt, ...(permitted ? ["--allow-all-tools"] : [])], {
+      await stage.write(".copilot/config.json", { trusted_folders: [stage.folder] });
+      return stage.start([program("copilot"), terminal ? "-i" : "-p", prompt, ...(permitted ? ["--allow-all-tools"] : [])], {
         ...{ COPILOT_PROVIDER_BASE_URL: `${model.url}/v1`, COPILOT_MODEL: "scripted", COPILOT_OFFLINE: "true" },
       });
     },
@@ -117,7 +127,7 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
     name: "opencode",
     package: "opencode-ai",
     api: "completions",
-    async start(stage, { model, permitted }) {
+    async start(stage, { model, permitted, terminal }) {
       await stage.write(".config/opencode/opencode.json", {
         autoupdate: false,
         provider: {
@@ -129,7 +139,9 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
         },
         mcp: { vostel: { type: "local", command: [stage.command], enabled: true } },
       });
-      return stage.start([program("opencode"), "run", "--model", "scripted/scripted", ...(permitted ? ["--auto"] : []), prompt]);
+      const model_ = ["--model", "scripted/scripted"];
+      if (terminal) return stage.start([program("opencode"), ...model_, "--prompt", prompt]);
+      return stage.start([program("opencode"), "run", ...model_, ...(permitted ? ["--auto"] : []), prompt]);
     },
   },
 

@@ -44,7 +44,7 @@ function application(reportEvery) {
       timers.push(setTimeout(() => call.answer(make()), 100));
     } else if (reportEvery) {
       let fraction = 0;
-      timers.push(setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), "working"), reportEvery));
+      timers.push(setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), "on its way"), reportEvery));
     }
   };
   return { calls, handle, end: () => timers.forEach(clearTimeout) };
@@ -176,6 +176,44 @@ export const probes = {
       ...{ draftName: wire.some((fact) => fact.from === "client" && fact.message?.method === "cancelled") },
       ...{ applicationTold: calls[0]?.cancellation.signal.aborted === true, after, inTime, status },
     };
+  },
+
+  /** Escape while a call is in flight in a terminal, as a person presses it, and what the person sees of the progress. */
+  async terminal(client, server) {
+    if (client.library) return undefined;
+    const stage = await Stage.make(server);
+    const { calls, handle, end } = application(1000);
+    try {
+      await stage.play(handle);
+      const model = await stage.model(client.api, [transcribe("/held.wav")]);
+      stage.terminal = true;
+      const started = await client.start(stage, { model, permitted: true, terminal: true });
+      for (let tick = 0; calls.length === 0 && tick < 600; ++tick) await pause(100);
+      await pause(4000);
+      const screen = started.screen();
+      if (calls.length === 0) return { reached: false, screen };
+      const cancellation = async () => messages(await stage.wire(), "client", "notifications/cancelled")[0];
+      started.press("Escape");
+      await pause(3000);
+      let twice = false;
+      if (!(await cancellation())) {
+        // Some clients ask for two in a row.
+        twice = true;
+        started.press("Escape");
+        await pause(300);
+        started.press("Escape");
+        await pause(5000);
+      }
+      const cancelled = await cancellation();
+      return {
+        ...{ reached: true, showsText: screen.includes("on its way"), showsFraction: /\b[0-9.]+ ?%/.test(screen) },
+        ...{ cancelled: cancelled !== undefined, twice, applicationTold: calls[0].cancellation.signal.aborted },
+        ...{ screen: screen.replace(/\n\s*\n+/g, "\n"), after: started.screen().replace(/\n\s*\n+/g, "\n") },
+      };
+    } finally {
+      end();
+      await stage.end();
+    }
   },
 
   /** Which tools run before a person has given permission, and whether a removal runs with it. */

@@ -1,5 +1,5 @@
 // Runs real MCP clients against the server and writes docs/clients.md:
-//   node run.mjs [--only PROBE,…] [CLIENT …]
+//   node run.mjs [--only PROBE,…] [CLIENT …]      (--only "" measures nothing and writes the page)
 // VOSTEL_MCP names the server in its bundle (default: the one of script/build), VOSTEL_RECORDING a recording of speech.
 // What was measured is kept in results/, so one client can be measured again without the others.
 import { spawn } from "node:child_process";
@@ -34,7 +34,7 @@ async function main() {
   if (!existsSync(server)) throw new Error(`There is no server at ${server}. script/build makes it.`);
   const recording = process.env.VOSTEL_RECORDING;
   const names = positionals.length > 0 ? positionals : Object.keys(clients);
-  const wanted = values.only?.split(",") ?? Object.keys(probes);
+  const wanted = values.only?.split(",").filter(Boolean) ?? Object.keys(probes);
   await mkdir(results, { recursive: true });
   for (const name of names) {
     const client = clients[name];

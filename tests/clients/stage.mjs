@@ -1,6 +1,6 @@
 // What a client is run on: a temporary home folder, a command that starts the server and records its lines, and an
 // application that the test plays.
-import { spawn } from "node:child_process";
+import { execFileSync, spawn } from "node:child_process";
 import { once } from "node:events";
 import { chmod, mkdir, readFile, writeFile } from "node:fs/promises";
 import { delimiter, dirname, join } from "node:path";
@@ -57,14 +57,18 @@ export class Stage {
     return path;
   }
 
-  /** Starts a client in the home folder. */
-  start([file, ...words], variables = {}) {
-    const environment = {
+  #environment(variables) {
+    return {
       ...{ PATH: `${dirname(process.execPath)}${delimiter}${process.env.PATH}`, HOME: this.home, CFFIXED_USER_HOME: this.home },
       ...{ XDG_CONFIG_HOME: join(this.home, ".config"), XDG_DATA_HOME: join(this.home, ".local/share") },
       ...{ LANG: "C.UTF-8", TERM: "xterm-256color", NO_COLOR: "1", ...variables },
     };
-    const child = spawn(file, words, { cwd: this.folder, env: environment, stdio: ["ignore", "pipe", "pipe"], detached: true });
+  }
+
+  /** Starts a client in the home folder. */
+  start([file, ...words], variables = {}) {
+    if (this.terminal) return this.#startInTerminal([file, ...words], variables);
+    const child = spawn(file, words, { cwd: this.folder, env: this.#environment(variables), stdio: ["ignore", "pipe", "pipe"], detached: true });
     const client = { child, output: "", errors: "", ended: once(child, "close") };
     // A client may have started others; all are in the group that it leads.
     client.kill = (signal) => {
@@ -78,6 +82,20 @@ export class Stage {
     child.stderr.on("data", (text) => (client.errors += text));
     this.after(() => client.kill("SIGKILL"));
     return client;
+  }
+
+  #startInTerminal(words, variables) {
+    const options = { cwd: this.folder, env: this.#environment(variables), encoding: "utf8" };
+    const tmux = (...command) => execFileSync("tmux", ["-S", join(this.home, "tmux"), "-f", "/dev/null", ...command], options);
+    tmux("new-session", "-d", "-x", "120", "-y", "40", ...words);
+    this.after(() => {
+      try {
+        tmux("kill-server");
+      } catch {
+        // The client ended, and its terminal with it.
+      }
+    });
+    return { press: (key) => tmux("send-keys", key), screen: () => tmux("capture-pane", "-p") };
   }
 
   /** What the recorder saw. Lines that are JSON are parsed. */
@@ -102,7 +120,14 @@ export class Stage {
   /** Ends what was started here, and removes the folder. */
   async end() {
     for (const step of this.#afterwards.reverse()) await step();
-    await pause(300); // programs that the client left are writing their last files
-    await removeHome(this.home);
+    // Programs that the client left are writing their last files.
+    for (let tries = 0; ; ++tries) {
+      await pause(500);
+      try {
+        return await removeHome(this.home);
+      } catch (error) {
+        if (tries === 10) throw error;
+      }
+    }
   }
 }

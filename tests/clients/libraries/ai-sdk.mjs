@@ -1,4 +1,6 @@
 // The Vercel AI SDK with its MCP client: ai-sdk.mjs COMMAND MODEL. SIGINT aborts the run.
+import { setTimeout as pause } from "node:timers/promises";
+
 import { createMCPClient } from "@ai-sdk/mcp";
 import { Experimental_StdioMCPTransport as StdioTransport } from "@ai-sdk/mcp/mcp-stdio";
 import { createOpenAICompatible } from "@ai-sdk/openai-compatible";
@@ -16,5 +18,6 @@ try {
   });
   console.log(text);
 } finally {
+  await pause(500); // a client that goes on after an aborted call
   await client.close();
 }
