@@ -1,6 +1,9 @@
-// The clients: how each is configured and started. `start` begins one conversation in which the scripted model, or for a
-// library its small program, makes the calls in `steps`. `permitted` is false for a client as it is without permissions.
-import { library, packages, program } from "./stage.mjs";
+// The clients: how each is configured and started. `start` begins one conversation, in which the scripted model makes the
+// calls in `steps`, or a small program of a library does. What `start` is given besides:
+//   permitted   false for a client as it is before a person has given permission
+//   terminal    true for a client with a terminal, where a person can press keys
+//   seconds     a time limit for calls, in the client's own setting, which `timeoutSetting` describes
+import { library, program } from "./stage.mjs";
 
 const prompt = "Do what the script says.";
 const node = process.execPath;
@@ -44,15 +47,17 @@ export const clients = {
   "sdk-1.32": sdk("sdk-1.32", "TypeScript SDK"),
   "sdk-2.0": sdk("sdk-2.0", "TypeScript SDK"),
   "sdk-2.4": sdk("sdk-2.4", "TypeScript SDK"),
-  "sdk-2.4-auto": sdk("sdk-2.4", 'TypeScript SDK, `versionNegotiation: { mode: "auto" }`', "auto"),
+  "sdk-2.4-auto": sdk("sdk-2.4", 'TypeScript SDK, `mode: "auto"`', "auto"),
 
+  "sdk-2.4-pinned": { ...sdk("sdk-2.4", 'TypeScript SDK, `mode: { pin: "2026-07-28" }`', "2026-07-28"), only: ["words"] },
   inspector: caller("@modelcontextprotocol/inspector", "Inspector, `--cli`", "inspector.mjs"),
 
   "claude-code": {
     name: "Claude Code",
     package: "@anthropic-ai/claude-code",
     api: "anthropic",
-    async start(stage, { model, permitted, terminal }) {
+    timeoutSetting: "`MCP_TOOL_TIMEOUT`, an environment variable, in milliseconds",
+    async start(stage, { model, permitted, terminal, seconds }) {
       await stage.write(".claude.json", {
         mcpServers: { vostel: { type: "stdio", command: stage.command } },
         // Answers to the questions of the first start.
@@ -62,7 +67,7 @@ export const clients = {
       const words = [...(terminal ? [] : ["-p"]), prompt, ...(permitted ? ["--allowedTools", "mcp__vostel"] : [])];
       return stage.start([program("claude"), ...words], {
         ...{ ANTHROPIC_BASE_URL: model.url, ANTHROPIC_API_KEY: "none" },
-        CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC: "1",
+        ...{ CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC: "1", ...(seconds && { MCP_TOOL_TIMEOUT: String(seconds * 1000) }) },
       });
     },
   },
@@ -71,7 +76,8 @@ export const clients = {
     name: "Codex",
     package: "@openai/codex",
     api: "responses",
-    async start(stage, { model, permitted, terminal }) {
+    timeoutSetting: "`tool_timeout_sec`, in seconds",
+    async start(stage, { model, permitted, terminal, seconds }) {
       await stage.write(
         ".codex/config.toml",
         `model = "scripted"
@@ -87,7 +93,7 @@ trust_level = "trusted"
 
 [mcp_servers.vostel]
 command = "${stage.command}"
-${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
+${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool_timeout_sec = ${seconds}\n` : ""}`,
       );
       return stage.start([program("codex"), ...(terminal ? [] : ["exec", "--skip-git-repo-check"]), prompt]);
     },
@@ -97,9 +103,10 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
     name: "Gemini CLI",
     package: "@google/gemini-cli",
     api: "gemini",
-    async start(stage, { model, permitted, terminal }) {
+    timeoutSetting: "`timeout`, in milliseconds",
+    async start(stage, { model, permitted, terminal, seconds }) {
       await stage.write(".gemini/settings.json", {
-        mcpServers: { vostel: { command: stage.command } },
+        mcpServers: { vostel: { command: stage.command, ...(seconds && { timeout: seconds * 1000 }) } },
         security: { auth: { selectedType: "gemini-api-key" } },
       });
       return stage.start([program("gemini"), "--skip-trust", "-m", "gemini-2.5-flash", terminal ? "-i" : "-p", prompt, ...(permitted ? ["--yolo"] : [])], {
@@ -112,9 +119,10 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
     name: "GitHub Copilot CLI",
     package: "@github/copilot",
     api: "completions",
-    async start(stage, { model, permitted, terminal }) {
+    timeoutSetting: "`timeout`, in milliseconds",
+    async start(stage, { model, permitted, terminal, seconds }) {
       await stage.write(".copilot/mcp-config.json", {
-        mcpServers: { vostel: { type: "local", command: stage.command, args: [], tools: ["*"] } },
+        mcpServers: { vostel: { type: "local", command: stage.command, args: [], tools: ["*"], ...(seconds && { timeout: seconds * 1000 }) } },
       });
       await stage.write(".copilot/config.json", { trusted_folders: [stage.folder] });
       return stage.start([program("copilot"), terminal ? "-i" : "-p", prompt, ...(permitted ? ["--allow-all-tools"] : [])], {
@@ -127,7 +135,8 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
     name: "opencode",
     package: "opencode-ai",
     api: "completions",
-    async start(stage, { model, permitted, terminal }) {
+    timeoutSetting: "`timeout`, in milliseconds",
+    async start(stage, { model, permitted, terminal, seconds }) {
       await stage.write(".config/opencode/opencode.json", {
         autoupdate: false,
         provider: {
@@ -137,11 +146,10 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}`,
             models: { scripted: { name: "scripted" } },
           },
         },
-        mcp: { vostel: { type: "local", command: [stage.command], enabled: true } },
+        mcp: { vostel: { type: "local", command: [stage.command], enabled: true, ...(seconds && { timeout: seconds * 1000 }) } },
       });
-      const model_ = ["--model", "scripted/scripted"];
-      if (terminal) return stage.start([program("opencode"), ...model_, "--prompt", prompt]);
-      return stage.start([program("opencode"), "run", ...model_, ...(permitted ? ["--auto"] : []), prompt]);
+      const command = terminal ? ["--prompt"] : ["run", ...(permitted ? ["--auto"] : [])];
+      return stage.start([program("opencode"), "--model", "scripted/scripted", ...command, prompt]);
     },
   },
 

@@ -138,6 +138,12 @@ const apis = {
   },
 };
 
+/** About as many tokens as a real model would count. */
+function counted(body) {
+  const tokens = Math.ceil(JSON.stringify(body).length / 4);
+  return { input_tokens: tokens, totalTokens: tokens };
+}
+
 async function readBody(request) {
   const chunks = [];
   for await (const chunk of request) chunks.push(chunk);
@@ -184,7 +190,7 @@ export async function startModel(api, steps) {
     model.requests.push({ method: request.method, url: request.url, body });
     response.on("error", () => {});
     if (request.method !== "POST" || !path.test(request.url)) {
-      const found = /count_?tokens/i.test(request.url) ? { input_tokens: 10, totalTokens: 10 } : /models/.test(request.url) ? { data: [], models: [] } : null;
+      const found = /count_?tokens/i.test(request.url) ? counted(body) : /models/.test(request.url) ? { data: [], models: [] } : null;
       response.writeHead(found ? 200 : 404, { "content-type": "application/json" });
       response.end(JSON.stringify(found ?? { error: { message: "There is nothing here.", type: "not_found" } }));
       return;
@@ -192,7 +198,8 @@ export async function startModel(api, steps) {
     const listed = tools(body);
     const back = results(body);
     const step = steps[back.length];
-    for (const [index, result] of back.entries()) model.seen[index] = result;
+    // As the model first sees it. Some clients shorten old results in later requests.
+    for (const [index, result] of back.entries()) model.seen[index] ??= result;
     const message = next(listed, step, back.length) ?? say(ending);
     if (streams(body, request.url)) {
       response.writeHead(200, { "content-type": "text/event-stream" });

@@ -38,7 +38,8 @@ function application(reportEvery) {
   const handle = (call) => {
     calls.push(call);
     const { tool, arguments: given } = call.request;
-    const make = results[given.path] ?? results[tool];
+    const sized = given.path?.match(/^\/room-(\d+)\.wav$/);
+    const make = sized ? () => transcription(numbered("c", Number(sized[1])), numbered("s", Number(sized[1]))) : (results[given.path] ?? results[tool]);
     if (make) {
       call.progress(0.5, "half");
       timers.push(setTimeout(() => call.answer(make()), 100));
@@ -60,13 +61,13 @@ function texts(value) {
 }
 
 /** Runs one conversation: `body` may act while the client runs. Ends the client after `limit`. */
-async function converse(client, server, { steps, permitted = true, limit = 2 * minute, reportEvery, companion }, body) {
+async function converse(client, server, { steps, permitted = true, seconds, limit = 2 * minute, reportEvery, companion }, body) {
   const stage = await Stage.make(server);
   const { calls, handle, end } = application(reportEvery);
   try {
     if (!companion) await stage.play(handle);
     const model = client.api && (await stage.model(client.api, steps));
-    const started = await client.start(stage, { model, steps, permitted });
+    const started = await client.start(stage, { model, steps, permitted, seconds });
     const acted = body?.({ started, calls, stage, model });
     const late = new AbortController();
     const inTime = await Promise.race([started.ended, pause(limit, null, { signal: late.signal, ref: false })]);
@@ -138,6 +139,19 @@ export const probes = {
       ...{ characters: text.length, content: numberedIn(text, "c"), structure: numberedIn(text, "s") },
       ...{ start: text.slice(0, 300), end: text.slice(-60) },
     };
+  },
+
+  /** The longest of some results that the model sees whole, and the shortest that it does not. */
+  async room(client, server) {
+    if (!client.api) return undefined;
+    const sizes = [8, 10, 12, 16, 20, 24, 30, 40, 48, 52, 64, 80, 96, 104, 128, 200].map((each) => each * 1000);
+    const { seen } = await converse(client, server, { steps: sizes.map((size) => transcribe(`/room-${size}.wav`)), limit: 4 * minute });
+    const whole = sizes.map((size, index) => {
+      const text = texts(seen[index]);
+      return Math.max(numberedIn(text, "c").head, numberedIn(text, "s").head) === Math.ceil(size / 9);
+    });
+    const cut = whole.indexOf(false);
+    return { answered: seen.length, whole: cut < 0 ? sizes.at(-1) : (sizes[cut - 1] ?? 0), cut: sizes[cut] ?? null };
   },
 
   /** A line of 11 MB, then a small result. */
@@ -233,9 +247,9 @@ export const probes = {
   },
 
   /** A call that is never answered. With `reportEvery`, it reports progress. */
-  async patience(client, server, { limit, reportEvery } = { limit: 6 * minute }) {
+  async patience(client, server, { limit, reportEvery, seconds } = { limit: 6 * minute }) {
     const steps = [transcribe("/held.wav")];
-    const { wire, seen, calls, inTime } = await converse(client, server, { steps, limit, reportEvery });
+    const { wire, seen, calls, inTime } = await converse(client, server, { steps, limit, reportEvery, seconds });
     const call = messages(wire, "client", "tools/call")[0];
     const cancelled = messages(wire, "client", "notifications/cancelled")[0];
     const ended = wire.find((fact) => fact.event && fact.event !== "start" && fact.at > call?.at);
@@ -244,6 +258,11 @@ export const probes = {
       ...{ reached: calls.length > 0, limit: limit / 1000, gaveUp: gaveUp && call ? (gaveUp - call.at) / 1000 : null },
       ...{ calls: calls.length, cancelled: cancelled !== undefined, seen: texts(seen[0]).slice(0, 200) },
     };
+  },
+
+  /** Does the client's setting of a time limit work? */
+  async timeout(client, server) {
+    return client.timeoutSetting && probes.patience(client, server, { limit: minute, seconds: 5 });
   },
 
   async patienceWithProgress(client, server) {

@@ -42,7 +42,7 @@ async function main() {
     const path = join(results, `${name}.json`);
     const { version } = JSON.parse(await readFile(join(packages, client.package, "package.json"), "utf8"));
     for (const probe of wanted) {
-      if (client.omit?.includes(probe) || (probe === "recording" && !recording)) continue;
+      if ((client.only && !client.only.includes(probe)) || (probe === "recording" && !recording)) continue;
       process.stderr.write(`${name}: ${probe} … `);
       const began = Date.now();
       let facts;
@@ -54,7 +54,7 @@ async function main() {
       process.stderr.write(`${facts?.broken ? "BROKEN" : "done"} in ${((Date.now() - began) / 1000).toFixed(1)} s\n`);
       const known = existsSync(path) ? JSON.parse(await readFile(path, "utf8")) : {};
       const measured = { ...known, version, date: new Date().toISOString().slice(0, 10), [probe]: facts };
-      const text = JSON.stringify(measured, null, 1).replace(/\/tmp\/vostel-\w{6}/g, "~");
+      const text = JSON.stringify(measured, null, 1).replace(/\/tmp\/vostel-\w{6}/g, "~").replaceAll(repository, "");
       await writeFile(path, `${text}\n`);
     }
   }

@@ -30,14 +30,20 @@ function stopping(stop) {
 }
 
 /** How much of the 500,000 characters is shown; a word with its space has nine. */
-function part({ characters, content, structure, start }) {
+function part({ content, structure, start, end }) {
   const of = content.words > 0 ? content : structure;
-  const all = 55_556;
-  if (of.words === all) return "all";
-  if (of.words === 0) return `none: "${start.trim().split("\n")[0].split("/")[0]}"`;
+  if (of.words === 55_556) return "all";
+  const file = /saved to|full output/i.test(start + end) ? "; names a file" : "";
+  if (of.words === 0) return `none${file}`;
   const first = of.head * 9;
   const last = (of.words - of.head) * 9;
-  return `the first ${number(first)}${last > 500 ? ` and the last ${number(last)}` : ""}`;
+  return `the first ${number(first)}${last > 500 ? ` and the last ${number(last)}` : ""}${file}`;
+}
+
+/** The longest result that was shown whole, and the shortest that was not. */
+function wholeUpTo(room, long) {
+  if (!room || part(long) === "all") return "";
+  return `${number(room.whole)}; ${number(room.cut)} is cut`;
 }
 
 function longLine({ arrives, nextWorks, inTime, starts }) {
@@ -62,26 +68,39 @@ export const tables = {
     table(
       ["client", "version", "revision", "asks for progress", "when stopped", "ends the server by"],
       rows(measured, "words", (words, { stop }) => [
-        `${words.agreed}${words.discovers ? ", after `server/discover`" : ""}`,
-        words.wantsProgress ? "yes" : "no",
+        words.agreed ? `${words.agreed}${words.discovers ? ", after `server/discover`" : ""}` : "none: it does not connect",
+        !words.agreed ? "" : words.wantsProgress ? "yes" : "no",
         stopping(stop),
-        [...new Set(words.end)].map((event) => endings[event] ?? event).join(", ") || "leaves it",
+        [...new Set(words.end)].map((event) => endings[event] ?? event).join(", ") || "kills it",
       ]),
     ),
   model: (measured) =>
     table(
-      ["client", "version", "shows the model", "failed result", "of 500,000 characters", "a line of 11 MB"],
-      rows(measured, "words", (words, { long, huge }) => [
+      ["client", "version", "shows the model", "failed result", "whole up to characters", "of 500,000", "a line of 11 MB"],
+      rows(measured, "long", (long, { words, room, huge }) => [
         shown(words),
         words.failure ? "shown" : "not shown",
-        long ? part(long) : "",
+        wholeUpTo(room, long),
+        part(long),
         huge ? longLine(huge) : "",
       ]),
     ),
   time: (measured) =>
     table(
-      ["client", "version", "a silent call", "with progress each second"],
-      rows(measured, "patience", (patience, { patienceWithProgress }) => [waiting(patience), waiting(patienceWithProgress)]),
+      ["client", "version", "a silent call", "with progress each second", "set by"],
+      rows(measured, "patience", (patience, { patienceWithProgress, timeout }, client) => [
+        waiting(patience),
+        waiting(patienceWithProgress),
+        timeout && Math.round(timeout.gaveUp) === 5 ? client.timeoutSetting : "",
+      ]),
+    ),
+  terminal: (measured) =>
+    table(
+      ["client", "version", "progress", "Escape"],
+      rows(measured, "terminal", (terminal) => [
+        terminal.showsText ? "shown, with its text" : "not shown",
+        terminal.cancelled ? `cancels the call${terminal.twice ? " when pressed twice" : ""}` : "does not tell the server",
+      ]),
     ),
   permission: (measured) =>
     table(

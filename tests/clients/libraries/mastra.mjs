@@ -11,7 +11,7 @@ const agent = new Agent({
   model: { id: "scripted/scripted", url, apiKey: "none" },
 });
 try {
-  const { text } = await agent.generate("Do it.", { maxSteps: 10, abortSignal: stopped() });
+  const { text } = await agent.generate("Do it.", { maxSteps: 100, abortSignal: stopped() });
   console.log(text);
 } finally {
   await servers.disconnect();

@@ -1,4 +1,5 @@
-// The official SDK's client, of any version: sdk.mjs PACKAGE COMMAND STEPS [MODE]. MODE is version 2's way to negotiate.
+// The official SDK's client, of any version: sdk.mjs PACKAGE COMMAND STEPS [MODE]. MODE is version 2's way to negotiate:
+// "auto", or the one revision that the client accepts.
 import { printCalls } from "./calls.mjs";
 
 const [name, command, steps, mode] = process.argv.slice(2);
@@ -14,7 +15,7 @@ async function load() {
 
 const { Client, StdioClientTransport, major } = await load();
 const identity = { name: "clients-sdk", version: "1" };
-const options = { capabilities: {}, ...(mode && { versionNegotiation: { mode } }) };
+const options = { capabilities: {}, ...(mode && { versionNegotiation: { mode: mode === "auto" ? mode : { pin: mode } } }) };
 const client = major === 0 ? new Client(identity) : new Client(identity, options);
 client.onerror = (error) => console.error(error.message);
 await client.connect(new StdioClientTransport({ command }));
