@@ -69,6 +69,8 @@ std::string reasonFor(CURLcode code, long status) {
         return "the connection ended too early; try again, and the download goes on where it stopped";
     case CURLE_PEER_FAILED_VERIFICATION:
         return "the server's certificate is not valid, so this may be another server";
+    case CURLE_SSL_CACERT_BADFILE:
+        return "the certificates of this machine cannot be read; install the package ca-certificates";
     case CURLE_SSL_CONNECT_ERROR:
         return "no encrypted connection to the server could be made";
     case CURLE_UNSUPPORTED_PROTOCOL:

@@ -73,7 +73,7 @@ TEST(ModelCatalogue, a_source_is_a_link) {
     EXPECT_EQ(models->front().files, (std::vector<std::string>{"a", "b.x", "b/c d"}));
 }
 
-TEST(ModelCatalogue, a_folder_behind_a_link_needs_the_paths_of_its_files) {
+TEST(ModelCatalogue, a_folder_at_a_link_needs_the_paths_of_its_files) {
     struct Row {
         const char* when;
         const char* source;

@@ -1,6 +1,8 @@
 // Installing a model from a link, with a real https server on the loopback interface.
 #include "companion/models/ModelStore.h"
 #include "companion/models/SHA256.h"
+#include "posix/FileDescriptor.h"
+#include "posix/FileLock.h"
 #include "tests/companion/models/ModelFixture.h"
 #include "tests/companion/support/TLSServer.h"
 #include "tests/support/Table.h"
@@ -10,7 +12,9 @@
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <netinet/in.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 
 namespace vostel_companion {
 
@@ -24,7 +28,7 @@ std::string sumOf(std::string_view text) {
     return sum.finish();
 }
 
-/// The number behind "Range: bytes=" of a request.
+/// The number after "Range: bytes=" of a request.
 std::size_t rangeIn(const std::string& request) {
     constexpr std::string_view name = "Range: bytes=";
     const std::size_t at = request.find(name);
@@ -230,8 +234,15 @@ TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
          "the server answered with status 404; the link in the catalogue does not exist any more"},
         {"the server is broken", answering("HTTP/1.1 503 Service Unavailable\r\nContent-Length: 0\r\n\r\n"),
          "the server answered with status 503"},
-        {"the certificate is unknown", [](LinkFixture& fixture) { fixture.rules.certificates.clear(); },
+        {"the certificate is not among those that are trusted",
+         [](LinkFixture& fixture) {
+             fs::create_directory(fixture.local.folder / "other");
+             const vostel_tests::TLSServer other{fixture.local.folder / "other", {}};
+             fixture.rules.certificates = other.certificate();
+         },
          "the server's certificate is not valid, so this may be another server"},
+        {"no certificates are there", [](LinkFixture& fixture) { fixture.rules.certificates = "/nowhere"; },
+         "the certificates of this machine cannot be read; install the package ca-certificates"},
         {"a redirect to http", answering(redirectTo("http://127.0.0.1:1/f")),
          "the server redirects to a link that is not https"},
         {"a redirect to a file", answering(redirectTo("file:///etc/passwd")),
@@ -262,20 +273,25 @@ TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
 }
 
 TEST(ModelDownload, a_server_that_is_gone_is_said_so) {
-    std::string address;
-    ModelFixture local;
-    {
-        const vostel_tests::TLSServer server{local.folder.path(), [](const std::string&) { return std::string{}; }};
-        address = server.address();
-    }
+    // The port stays ours, and nobody listens there.
+    const posix::FileDescriptor bound{::socket(AF_INET, SOCK_STREAM, 0)};
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const plain = reinterpret_cast<sockaddr*>(&address);
+    ASSERT_EQ(::bind(bound.get(), plain, size), 0);
+    ASSERT_EQ(::getsockname(bound.get(), plain, &size), 0);
+
     ::setenv("no_proxy", "127.0.0.1", 1);
+    const ModelFixture local;
+    const std::string link = "https://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/f";
     writeFile(local.folder / "models.json", R"({"models":[{"identifier":"fr","displayName":"French","source":")" +
-                                                address + R"(/f","sha256":")" + sumOf("") + "\"}]}");
+                                                link + R"(","sha256":")" + sumOf("") + "\"}]}");
     const auto installed = local.models.install("fr", {});
     ASSERT_FALSE(installed);
-    EXPECT_EQ(installed.error().description(),
-              "The model fr could not be downloaded from " + address +
-                  "/f: the server cannot be reached; check the network and try again.");
+    EXPECT_EQ(installed.error().description(), "The model fr could not be downloaded from " + link +
+                                                   ": the server cannot be reached; check the network and try again.");
 }
 
 TEST(ModelDownload, a_redirect_to_another_https_link_is_followed) {
