@@ -9,7 +9,7 @@ namespace vostel_companion {
 
 namespace {
 
-using Kind = SearchHit::Kind;
+using HitKind = SearchHit::Kind;
 using IDs = std::vector<int>;
 
 struct Searching : testing::Test {
@@ -54,10 +54,10 @@ TEST_F(Searching, finds_every_kind_newest_first_with_an_excerpt) {
     const auto page = SearchIndex{database}.find({&word, 1}, {});
     ASSERT_TRUE(page) << page.error().description();
     const TranscriptSource file{TranscriptSource::Kind::file, "/a.wav"};
-    const SearchHit transcript{Kind::transcript, uuid(1), at(1000), file,
+    const SearchHit transcript{HitKind::transcript, uuid(1), at(1000), file,
                                "…four five six seven eight nine ten eleven boat twelve"};
-    EXPECT_EQ(*page, (Page<SearchHit>{{{Kind::dictation, uuid(3), at(3000), {}, "A boat."},
-                                       {Kind::recording, uuid(2), at(2000), {}, "the boat\nis late"},
+    EXPECT_EQ(*page, (Page<SearchHit>{{{HitKind::dictation, uuid(3), at(3000), {}, "A boat."},
+                                       {HitKind::recording, uuid(2), at(2000), {}, "the boat\nis late"},
                                        transcript},
                                       3}));
 }
