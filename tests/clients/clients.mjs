@@ -2,6 +2,7 @@
 // calls in `steps`, or a small program of a library does. What `start` is given besides:
 //   permitted   false for a client as it is before a person has given permission
 //   terminal    true for a client with a terminal, where a person can press keys
+//   installed   true for a client that `Vostel clients install` is to configure
 //   seconds     a time limit for calls, in the client's own setting, which `timeoutSetting` describes
 import { library, program } from "./stage.mjs";
 
@@ -19,7 +20,8 @@ function sdk(name, title, mode) {
     name: title,
     package: name,
     library: true,
-    start: (stage, { steps }) => stage.start([node, library("sdk.mjs"), name, stage.command, JSON.stringify(steps), ...(mode ? [mode] : [])]),
+    start: (stage, { steps }) =>
+      stage.start([node, library("sdk.mjs"), name, stage.command, JSON.stringify(steps), ...(mode ? [mode] : [])]),
     seen: fromLines,
   };
 }
@@ -27,7 +29,10 @@ function sdk(name, title, mode) {
 /** A library whose small program makes the calls itself. */
 function caller(name, title, file, words = []) {
   return {
-    ...{ name: title, package: name, library: true, seen: fromLines },
+    name: title,
+    package: name,
+    library: true,
+    seen: fromLines,
     start: (stage, { steps }) => stage.start([node, library(file), ...words, stage.command, JSON.stringify(steps)]),
   };
 }
@@ -35,7 +40,10 @@ function caller(name, title, file, words = []) {
 /** A library whose agent asks the scripted model. */
 function agent(name, title, file) {
   return {
-    ...{ name: title, package: name, api: "completions", library: true },
+    name: title,
+    package: name,
+    api: "completions",
+    library: true,
     start: (stage, { model }) => stage.start([node, library(file), stage.command, `${model.url}/v1`]),
   };
 }
@@ -49,25 +57,33 @@ export const clients = {
   "sdk-2.4": sdk("sdk-2.4", "TypeScript SDK"),
   "sdk-2.4-auto": sdk("sdk-2.4", 'TypeScript SDK, `mode: "auto"`', "auto"),
 
-  "sdk-2.4-pinned": { ...sdk("sdk-2.4", 'TypeScript SDK, `mode: { pin: "2026-07-28" }`', "2026-07-28"), only: ["words"] },
-  inspector: caller("@modelcontextprotocol/inspector", "Inspector, `--cli`", "inspector.mjs"),
+  "sdk-2.4-pinned": {
+    ...sdk("sdk-2.4", 'TypeScript SDK, `mode: { pin: "2026-07-28" }`', "2026-07-28"),
+    only: ["words"],
+  },
+  inspector: { ...caller("@modelcontextprotocol/inspector", "Inspector, `--cli`", "inspector.mjs"), library: false },
 
   "claude-code": {
     name: "Claude Code",
     package: "@anthropic-ai/claude-code",
     api: "anthropic",
+    installable: true,
     timeoutSetting: "`MCP_TOOL_TIMEOUT`, an environment variable, in milliseconds",
-    async start(stage, { model, permitted, terminal, seconds }) {
+    async start(stage, { model, permitted, terminal, seconds, installed }) {
       await stage.write(".claude.json", {
-        mcpServers: { vostel: { type: "stdio", command: stage.command } },
+        ...(!installed && { mcpServers: { vostel: { type: "stdio", command: stage.command } } }),
         // Answers to the questions of the first start.
-        ...{ hasCompletedOnboarding: true, customApiKeyResponses: { approved: ["none"] } },
+        hasCompletedOnboarding: true,
+        customApiKeyResponses: { approved: ["none"] },
         projects: { [stage.folder]: { hasTrustDialogAccepted: true } },
       });
+      if (installed) await stage.install("claude-code");
       const words = [...(terminal ? [] : ["-p"]), prompt, ...(permitted ? ["--allowedTools", "mcp__vostel"] : [])];
       return stage.start([program("claude"), ...words], {
-        ...{ ANTHROPIC_BASE_URL: model.url, ANTHROPIC_API_KEY: "none" },
-        ...{ CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC: "1", ...(seconds && { MCP_TOOL_TIMEOUT: String(seconds * 1000) }) },
+        ANTHROPIC_BASE_URL: model.url,
+        ANTHROPIC_API_KEY: "none",
+        CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC: "1",
+        ...(seconds && { MCP_TOOL_TIMEOUT: String(seconds * 1000) }),
       });
     },
   },
@@ -76,8 +92,13 @@ export const clients = {
     name: "Codex",
     package: "@openai/codex",
     api: "responses",
+    installable: true,
     timeoutSetting: "`tool_timeout_sec`, in seconds",
-    async start(stage, { model, permitted, terminal, seconds }) {
+    async start(stage, { model, permitted, terminal, seconds, installed }) {
+      const entry = `
+[mcp_servers.vostel]
+command = "${stage.command}"
+${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool_timeout_sec = ${seconds}\n` : ""}`;
       await stage.write(
         ".codex/config.toml",
         `model = "scripted"
@@ -90,11 +111,9 @@ wire_api = "responses"
 
 [projects."${stage.folder}"]
 trust_level = "trusted"
-
-[mcp_servers.vostel]
-command = "${stage.command}"
-${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool_timeout_sec = ${seconds}\n` : ""}`,
+${installed ? "" : entry}`,
       );
+      if (installed) await stage.install("codex");
       return stage.start([program("codex"), ...(terminal ? [] : ["exec", "--skip-git-repo-check"]), prompt]);
     },
   },
@@ -109,9 +128,21 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool
         mcpServers: { vostel: { command: stage.command, ...(seconds && { timeout: seconds * 1000 }) } },
         security: { auth: { selectedType: "gemini-api-key" } },
       });
-      return stage.start([program("gemini"), "--skip-trust", "-m", "gemini-2.5-flash", terminal ? "-i" : "-p", prompt, ...(permitted ? ["--yolo"] : [])], {
-        ...{ GEMINI_API_KEY: "none", GOOGLE_GEMINI_BASE_URL: model.url },
-      });
+      return stage.start(
+        [
+          program("gemini"),
+          "--skip-trust",
+          "-m",
+          "gemini-2.5-flash",
+          terminal ? "-i" : "-p",
+          prompt,
+          ...(permitted ? ["--yolo"] : []),
+        ],
+        {
+          GEMINI_API_KEY: "none",
+          GOOGLE_GEMINI_BASE_URL: model.url,
+        },
+      );
     },
   },
 
@@ -122,12 +153,25 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool
     timeoutSetting: "`timeout`, in milliseconds",
     async start(stage, { model, permitted, terminal, seconds }) {
       await stage.write(".copilot/mcp-config.json", {
-        mcpServers: { vostel: { type: "local", command: stage.command, args: [], tools: ["*"], ...(seconds && { timeout: seconds * 1000 }) } },
+        mcpServers: {
+          vostel: {
+            type: "local",
+            command: stage.command,
+            args: [],
+            tools: ["*"],
+            ...(seconds && { timeout: seconds * 1000 }),
+          },
+        },
       });
       await stage.write(".copilot/config.json", { trusted_folders: [stage.folder] });
-      return stage.start([program("copilot"), terminal ? "-i" : "-p", prompt, ...(permitted ? ["--allow-all-tools"] : [])], {
-        ...{ COPILOT_PROVIDER_BASE_URL: `${model.url}/v1`, COPILOT_MODEL: "scripted", COPILOT_OFFLINE: "true" },
-      });
+      return stage.start(
+        [program("copilot"), terminal ? "-i" : "-p", prompt, ...(permitted ? ["--allow-all-tools"] : [])],
+        {
+          COPILOT_PROVIDER_BASE_URL: `${model.url}/v1`,
+          COPILOT_MODEL: "scripted",
+          COPILOT_OFFLINE: "true",
+        },
+      );
     },
   },
 
@@ -141,12 +185,20 @@ ${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool
         autoupdate: false,
         provider: {
           scripted: {
-            ...{ npm: "@ai-sdk/openai-compatible", name: "scripted" },
+            npm: "@ai-sdk/openai-compatible",
+            name: "scripted",
             options: { baseURL: `${model.url}/v1`, apiKey: "none" },
             models: { scripted: { name: "scripted" } },
           },
         },
-        mcp: { vostel: { type: "local", command: [stage.command], enabled: true, ...(seconds && { timeout: seconds * 1000 }) } },
+        mcp: {
+          vostel: {
+            type: "local",
+            command: [stage.command],
+            enabled: true,
+            ...(seconds && { timeout: seconds * 1000 }),
+          },
+        },
       });
       const command = terminal ? ["--prompt"] : ["run", ...(permitted ? ["--auto"] : [])];
       return stage.start([program("opencode"), "--model", "scripted/scripted", ...command, prompt]);

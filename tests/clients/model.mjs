@@ -25,8 +25,13 @@ const apis = {
     call: ({ name }, step, id) => ({ type: "tool_use", id: `toolu_${id}`, name, input: step.arguments }),
     say: (text) => ({ type: "text", text }),
     whole: (block, body) => ({
-      ...{ id: unique("msg"), type: "message", role: "assistant", model: body.model, content: [block] },
-      ...{ stop_reason: block.type === "tool_use" ? "tool_use" : "end_turn", stop_sequence: null },
+      id: unique("msg"),
+      type: "message",
+      role: "assistant",
+      model: body.model,
+      content: [block],
+      stop_reason: block.type === "tool_use" ? "tool_use" : "end_turn",
+      stop_sequence: null,
       usage: { input_tokens: 10, output_tokens: 10 },
     }),
     *events(block, body) {
@@ -42,7 +47,8 @@ const apis = {
       yield named({ type: "content_block_delta", index: 0, delta });
       yield named({ type: "content_block_stop", index: 0 });
       yield named({
-        ...{ type: "message_delta", delta: { stop_reason: message.stop_reason, stop_sequence: null } },
+        type: "message_delta",
+        delta: { stop_reason: message.stop_reason, stop_sequence: null },
         usage: { output_tokens: 10 },
       });
       yield named({ type: "message_stop" });
@@ -63,18 +69,34 @@ const apis = {
         (item) => item.type === "function_call_output" && item.call_id.startsWith("call_step"),
       ),
     call: ({ name, namespace }, step, id) => ({
-      ...{ type: "function_call", id: `fc_${id}`, call_id: `call_${id}`, name, ...(namespace && { namespace }) },
-      ...{ arguments: JSON.stringify(step.arguments), status: "completed" },
+      type: "function_call",
+      id: `fc_${id}`,
+      call_id: `call_${id}`,
+      name,
+      ...(namespace && { namespace }),
+      arguments: JSON.stringify(step.arguments),
+      status: "completed",
     }),
     say: (text) => ({
-      ...{ type: "message", id: unique("msg"), role: "assistant", status: "completed" },
+      type: "message",
+      id: unique("msg"),
+      role: "assistant",
+      status: "completed",
       content: [{ type: "output_text", text, annotations: [] }],
     }),
     whole: (item, body) => ({
-      ...{ id: unique("resp"), object: "response", created_at: 0, status: "completed", model: body.model, output: [item] },
+      id: unique("resp"),
+      object: "response",
+      created_at: 0,
+      status: "completed",
+      model: body.model,
+      output: [item],
       usage: {
-        ...{ input_tokens: 10, input_tokens_details: { cached_tokens: 0 } },
-        ...{ output_tokens: 10, output_tokens_details: { reasoning_tokens: 0 }, total_tokens: 20 },
+        input_tokens: 10,
+        input_tokens_details: { cached_tokens: 0 },
+        output_tokens: 10,
+        output_tokens_details: { reasoning_tokens: 0 },
+        total_tokens: 20,
       },
     }),
     *events(item, body) {
@@ -102,13 +124,19 @@ const apis = {
     }),
     say: (content) => ({ role: "assistant", content }),
     whole: (message, body) => ({
-      ...{ id: unique("chatcmpl"), object: "chat.completion", created: 0, model: body.model },
+      id: unique("chatcmpl"),
+      object: "chat.completion",
+      created: 0,
+      model: body.model,
       choices: [{ index: 0, message, finish_reason: message.tool_calls ? "tool_calls" : "stop" }],
       usage: { prompt_tokens: 10, completion_tokens: 10, total_tokens: 20 },
     }),
     *events(message, body) {
       const { choices, ...head } = apis.completions.whole(message, body);
-      const delta = { ...message, ...(message.tool_calls && { tool_calls: message.tool_calls.map((call) => ({ index: 0, ...call })) }) };
+      const delta = {
+        ...message,
+        ...(message.tool_calls && { tool_calls: message.tool_calls.map((call) => ({ index: 0, ...call })) }),
+      };
       const chunk = { ...head, object: "chat.completion.chunk" };
       yield [null, { ...chunk, usage: null, choices: [{ index: 0, delta, finish_reason: null }] }];
       yield [null, { ...chunk, choices: [{ index: 0, delta: {}, finish_reason: choices[0].finish_reason }] }];
@@ -120,7 +148,9 @@ const apis = {
     path: /:(streamGenerateContent|generateContent)(\?|$)/,
     streams: (_, url) => url.includes(":streamGenerateContent"),
     tools: (body) =>
-      (body.tools ?? []).flatMap((tool) => tool.functionDeclarations ?? []).map((tool) => ({ name: tool.name, definition: tool })),
+      (body.tools ?? [])
+        .flatMap((tool) => tool.functionDeclarations ?? [])
+        .map((tool) => ({ name: tool.name, definition: tool })),
     results: (body) =>
       body.contents
         .flatMap((content) => content.parts ?? [])
@@ -174,7 +204,9 @@ export async function startModel(api, steps) {
   /** The message that asks for `step`, if the client shows its tool or a search that finds it. */
   function next(listed, step, index) {
     if (!step) return undefined;
-    const tool = listed.find(({ name }) => name === step.tool || name.endsWith(`_${step.tool}`) || name.endsWith(`-${step.tool}`));
+    const tool = listed.find(
+      ({ name }) => name === step.tool || name.endsWith(`_${step.tool}`) || name.endsWith(`-${step.tool}`),
+    );
     if (tool) {
       model.tools[index] = tool;
       return call(tool, step, `step${index}`);
@@ -190,7 +222,11 @@ export async function startModel(api, steps) {
     model.requests.push({ method: request.method, url: request.url, body });
     response.on("error", () => {});
     if (request.method !== "POST" || !path.test(request.url)) {
-      const found = /count_?tokens/i.test(request.url) ? counted(body) : /models/.test(request.url) ? { data: [], models: [] } : null;
+      const found = /count_?tokens/i.test(request.url)
+        ? counted(body)
+        : /models/.test(request.url)
+          ? { data: [], models: [] }
+          : null;
       response.writeHead(found ? 200 : 404, { "content-type": "application/json" });
       response.end(JSON.stringify(found ?? { error: { message: "There is nothing here.", type: "not_found" } }));
       return;

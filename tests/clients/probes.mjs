@@ -25,8 +25,13 @@ const results = {
   "/failed.wav": () => failure("There is no such file."),
   "/long.wav": () => transcription(numbered("c", 500_000), numbered("s", 500_000)),
   "/huge.wav": () => transcription(numbered("c", 11_000_000), "short"),
-  vocabulary_list: () => ({ content: [{ type: "text", text: "No words." }], structuredContent: { entries: [] }, isError: false }),
-  vocabulary_remove: () => failure("This action has NOT been performed. It is a pending request that waits for the user."),
+  vocabulary_list: () => ({
+    content: [{ type: "text", text: "No words." }],
+    structuredContent: { entries: [] },
+    isError: false,
+  }),
+  vocabulary_remove: () =>
+    failure("This action has NOT been performed. It is a pending request that waits for the user."),
 };
 
 const transcribe = (path) => ({ tool: "transcribe_file", arguments: { path } });
@@ -39,13 +44,17 @@ function application(reportEvery) {
     calls.push(call);
     const { tool, arguments: given } = call.request;
     const sized = given.path?.match(/^\/room-(\d+)\.wav$/);
-    const make = sized ? () => transcription(numbered("c", Number(sized[1])), numbered("s", Number(sized[1]))) : (results[given.path] ?? results[tool]);
+    const make = sized
+      ? () => transcription(numbered("c", Number(sized[1])), numbered("s", Number(sized[1])))
+      : (results[given.path] ?? results[tool]);
     if (make) {
       call.progress(0.5, "half");
       timers.push(setTimeout(() => call.answer(make()), 100));
     } else if (reportEvery) {
       let fraction = 0;
-      timers.push(setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), "on its way"), reportEvery));
+      timers.push(
+        setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), "on its way"), reportEvery),
+      );
     }
   };
   return { calls, handle, end: () => timers.forEach(clearTimeout) };
@@ -57,17 +66,26 @@ function texts(value) {
   if (Array.isArray(value)) return value.map(texts).join("\n");
   if (!value || typeof value !== "object") return "";
   const isFrame = (key) => ["type", "role", "name", "id", "call_id", "tool_call_id", "tool_use_id"].includes(key);
-  return Object.entries(value).filter(([key]) => !isFrame(key)).map(([, each]) => texts(each)).filter(Boolean).join("\n");
+  return Object.entries(value)
+    .filter(([key]) => !isFrame(key))
+    .map(([, each]) => texts(each))
+    .filter(Boolean)
+    .join("\n");
 }
 
 /** Runs one conversation: `body` may act while the client runs. Ends the client after `limit`. */
-async function converse(client, server, { steps, permitted = true, seconds, limit = 2 * minute, reportEvery, companion }, body) {
+async function converse(
+  client,
+  server,
+  { steps, permitted = true, seconds, installed, limit = 2 * minute, reportEvery, companion },
+  body,
+) {
   const stage = await Stage.make(server);
   const { calls, handle, end } = application(reportEvery);
   try {
     if (!companion) await stage.play(handle);
     const model = client.api && (await stage.model(client.api, steps));
-    const started = await client.start(stage, { model, steps, permitted, seconds });
+    const started = await client.start(stage, { model, steps, permitted, seconds, installed });
     const acted = body?.({ started, calls, stage, model });
     const late = new AbortController();
     const inTime = await Promise.race([started.ended, pause(limit, null, { signal: late.signal, ref: false })]);
@@ -77,7 +95,15 @@ async function converse(client, server, { steps, permitted = true, seconds, limi
     await acted;
     await pause(500); // the recorder writes its last lines
     const seen = model ? model.seen : client.seen(started);
-    return { wire: await stage.wire(), seen, calls, model, inTime: inTime !== null, status: started.child.exitCode, started };
+    return {
+      wire: await stage.wire(),
+      seen,
+      calls,
+      model,
+      inTime: inTime !== null,
+      status: started.child.exitCode,
+      started,
+    };
   } finally {
     end();
     await stage.end();
@@ -101,7 +127,9 @@ function protocol(wire) {
     homePassed: wire.find((fact) => fact.event === "start")?.home !== null,
     wantsProgress: calls.length > 0 && calls.every((fact) => fact.message.params._meta?.progressToken !== undefined),
     refused: refused.map((fact) => fact.message.error.message),
-    end: wire.filter((fact) => fact.event && fact.at > last?.at && !/server ended|start/.test(fact.event)).map((fact) => fact.event),
+    end: wire
+      .filter((fact) => fact.event && fact.at > last?.at && !/server ended|start/.test(fact.event))
+      .map((fact) => fact.event),
     lateCancellations: messages(wire, "client", "notifications/cancelled").length,
   };
 }
@@ -116,6 +144,24 @@ function numberedIn(text, letter) {
   return { words: found.length, head, last: Number(found.at(-1)[1]), after: text.slice(end, end + 60) };
 }
 
+/** How long a client waits for a call that is never answered. With `reportEvery`, it reports progress. */
+async function patienceOf(client, server, { limit, reportEvery, seconds }) {
+  const steps = [transcribe("/held.wav")];
+  const { wire, seen, calls, inTime } = await converse(client, server, { steps, limit, reportEvery, seconds });
+  const call = messages(wire, "client", "tools/call")[0];
+  const cancelled = messages(wire, "client", "notifications/cancelled")[0];
+  const ended = wire.find((fact) => fact.event && fact.event !== "start" && fact.at > call?.at);
+  const gaveUp = cancelled?.at ?? (inTime ? ended?.at : undefined);
+  return {
+    reached: calls.length > 0,
+    limit: limit / 1000,
+    gaveUp: gaveUp && call ? (gaveUp - call.at) / 1000 : null,
+    calls: calls.length,
+    cancelled: cancelled !== undefined,
+    seen: texts(seen[0]).slice(0, 200),
+  };
+}
+
 export const probes = {
   /** A conversation of three calls: what the model sees of a result and of a failure. */
   async words(client, server) {
@@ -124,9 +170,16 @@ export const probes = {
     });
     const [first, failed] = seen.map(texts);
     return {
-      ...{ ...protocol(wire), status, inTime, searched: (model?.searched.size ?? 0) > 0 },
-      ...{ answered: seen.length, content: /words in the content/.test(first), structure: /words in the structure/.test(first) },
-      ...{ failure: /no such file/.test(failed), seen: seen.slice(0, 2), progress: seen[0]?.progress },
+      ...protocol(wire),
+      status,
+      inTime,
+      searched: (model?.searched.size ?? 0) > 0,
+      answered: seen.length,
+      content: /words in the content/.test(first),
+      structure: /words in the structure/.test(first),
+      failure: /no such file/.test(failed),
+      seen: seen.slice(0, 2),
+      progress: seen[0]?.progress,
       ...(seen.length < 3 && { output: (started.output + started.errors).slice(-2000) }),
     };
   },
@@ -136,8 +189,11 @@ export const probes = {
     const { seen } = await converse(client, server, { steps: [transcribe("/long.wav")] });
     const text = texts(seen[0]);
     return {
-      ...{ characters: text.length, content: numberedIn(text, "c"), structure: numberedIn(text, "s") },
-      ...{ start: text.slice(0, 300), end: text.slice(-60) },
+      characters: text.length,
+      content: numberedIn(text, "c"),
+      structure: numberedIn(text, "s"),
+      start: text.slice(0, 300),
+      end: text.slice(-60),
     };
   },
 
@@ -145,7 +201,10 @@ export const probes = {
   async room(client, server) {
     if (!client.api) return undefined;
     const sizes = [8, 10, 12, 16, 20, 24, 30, 40, 48, 52, 64, 80, 96, 104, 128, 200].map((each) => each * 1000);
-    const { seen } = await converse(client, server, { steps: sizes.map((size) => transcribe(`/room-${size}.wav`)), limit: 4 * minute });
+    const { seen } = await converse(client, server, {
+      steps: sizes.map((size) => transcribe(`/room-${size}.wav`)),
+      limit: 4 * minute,
+    });
     const whole = sizes.map((size, index) => {
       const text = texts(seen[index]);
       return Math.max(numberedIn(text, "c").head, numberedIn(text, "s").head) === Math.ceil(size / 9);
@@ -156,12 +215,18 @@ export const probes = {
 
   /** A line of 11 MB, then a small result. */
   async huge(client, server) {
-    const { seen, wire, inTime } = await converse(client, server, { steps: ["/huge.wav", "/words.wav"].map(transcribe) });
+    const { seen, wire, inTime } = await converse(client, server, {
+      steps: ["/huge.wav", "/words.wav"].map(transcribe),
+    });
     const [first, second] = seen.map(texts);
     const line = Math.max(...wire.filter((fact) => fact.from === "server").map((fact) => fact.bytes));
     return {
-      ...{ line, inTime, starts: wire.filter((fact) => fact.event === "start").length },
-      ...{ arrives: first !== undefined && !/closed|not connected|timed out|exceeded/i.test(first), first: first?.slice(0, 120), nextWorks: /words in/.test(second ?? "") },
+      line,
+      inTime,
+      starts: wire.filter((fact) => fact.event === "start").length,
+      arrives: first !== undefined && !/closed|not connected|timed out|exceeded/i.test(first),
+      first: first?.slice(0, 120),
+      nextWorks: /words in/.test(second ?? ""),
       second: second?.slice(0, 120),
     };
   },
@@ -185,16 +250,21 @@ export const probes = {
     const cancelled = wire.find((fact) => fact.message?.method === "notifications/cancelled" && fact.from === "client");
     const after = wire.filter((fact) => fact.event && fact.at >= stopped).map((fact) => fact.event);
     return {
-      ...{ reached: calls.length > 0, cancelled: cancelled !== undefined, reason: cancelled?.message.params.reason },
+      reached: calls.length > 0,
+      cancelled: cancelled !== undefined,
+      reason: cancelled?.message.params.reason,
       // The method's name in a draft of MCP, which old SDKs kept.
-      ...{ draftName: wire.some((fact) => fact.from === "client" && fact.message?.method === "cancelled") },
-      ...{ applicationTold: calls[0]?.cancellation.signal.aborted === true, after, inTime, status },
+      draftName: wire.some((fact) => fact.from === "client" && fact.message?.method === "cancelled"),
+      applicationTold: calls[0]?.cancellation.signal.aborted === true,
+      after,
+      inTime,
+      status,
     };
   },
 
   /** Escape while a call is in flight in a terminal, as a person presses it, and what the person sees of the progress. */
   async terminal(client, server) {
-    if (client.library) return undefined;
+    if (!client.api || client.library) return undefined;
     const stage = await Stage.make(server);
     const { calls, handle, end } = application(1000);
     try {
@@ -220,9 +290,14 @@ export const probes = {
       }
       const cancelled = await cancellation();
       return {
-        ...{ reached: true, showsText: screen.includes("on its way"), showsFraction: /\b[0-9.]+ ?%/.test(screen) },
-        ...{ cancelled: cancelled !== undefined, twice, applicationTold: calls[0].cancellation.signal.aborted },
-        ...{ screen: screen.replace(/\n\s*\n+/g, "\n"), after: started.screen().replace(/\n\s*\n+/g, "\n") },
+        reached: true,
+        showsText: screen.includes("on its way"),
+        showsFraction: /\b[0-9.]+ ?%/.test(screen),
+        cancelled: cancelled !== undefined,
+        twice,
+        applicationTold: calls[0].cancellation.signal.aborted,
+        screen: screen.replace(/\n\s*\n+/g, "\n"),
+        after: started.screen().replace(/\n\s*\n+/g, "\n"),
       };
     } finally {
       end();
@@ -232,41 +307,38 @@ export const probes = {
 
   /** Which tools run before a person has given permission, and whether a removal runs with it. */
   async permission(client, server) {
-    if (client.library) return undefined;
+    if (!client.api || client.library) return undefined;
     const list = { tool: "vocabulary_list", arguments: {} };
     const remove = { tool: "vocabulary_remove", arguments: { words: ["a"] } };
     const attempt = async (step, permitted) => {
-      const { seen, calls, model, status, inTime, started } = await converse(client, server, { steps: [step], permitted, limit: minute });
+      const { seen, calls, model, status, inTime, started } = await converse(client, server, {
+        steps: [step],
+        permitted,
+        limit: minute,
+      });
       const text = texts(seen[0]).slice(0, 300) || (started.output + started.errors).slice(-300);
       return { ran: calls.length > 0, shown: model.tools[0] !== undefined, seen: text, status, inTime };
     };
     return {
-      ...{ list: await attempt(list, false), transcribe: await attempt(transcribe("/words.wav"), false) },
-      ...{ remove: await attempt(remove, false), permittedRemove: await attempt(remove, true) },
-    };
-  },
-
-  /** A call that is never answered. With `reportEvery`, it reports progress. */
-  async patience(client, server, { limit, reportEvery, seconds } = { limit: 6 * minute }) {
-    const steps = [transcribe("/held.wav")];
-    const { wire, seen, calls, inTime } = await converse(client, server, { steps, limit, reportEvery, seconds });
-    const call = messages(wire, "client", "tools/call")[0];
-    const cancelled = messages(wire, "client", "notifications/cancelled")[0];
-    const ended = wire.find((fact) => fact.event && fact.event !== "start" && fact.at > call?.at);
-    const gaveUp = cancelled?.at ?? (inTime ? ended?.at : undefined);
-    return {
-      ...{ reached: calls.length > 0, limit: limit / 1000, gaveUp: gaveUp && call ? (gaveUp - call.at) / 1000 : null },
-      ...{ calls: calls.length, cancelled: cancelled !== undefined, seen: texts(seen[0]).slice(0, 200) },
+      list: await attempt(list, false),
+      transcribe: await attempt(transcribe("/words.wav"), false),
+      remove: await attempt(remove, false),
+      permittedRemove: await attempt(remove, true),
     };
   },
 
   /** Does the client's setting of a time limit work? */
   async timeout(client, server) {
-    return client.timeoutSetting && probes.patience(client, server, { limit: minute, seconds: 5 });
+    return client.timeoutSetting && patienceOf(client, server, { limit: minute, seconds: 5 });
+  },
+
+  /** A call that is never answered and reports nothing. */
+  async patience(client, server) {
+    return patienceOf(client, server, { limit: 6 * minute });
   },
 
   async patienceWithProgress(client, server) {
-    return probes.patience(client, server, { limit: 6 * minute, reportEvery: 1000 });
+    return patienceOf(client, server, { limit: 6 * minute, reportEvery: 1000 });
   },
 
   /** The companion transcribes a real recording. */
@@ -274,6 +346,22 @@ export const probes = {
     const { seen, wire } = await converse(client, server, { steps: [transcribe(recording)], companion: true });
     const text = texts(seen[0]);
     const line = wire.filter((fact) => fact.from === "server" && fact.message?.method === "notifications/progress");
-    return { text: text.slice(0, 2000), fence: text.includes("BEGIN UNTRUSTED TOOL OUTPUT"), words: /john dashwood/i.test(text), progress: line.length };
+    return {
+      text: text.slice(0, 2000),
+      fence: text.includes("BEGIN UNTRUSTED TOOL OUTPUT"),
+      words: /john dashwood/i.test(text),
+      progress: line.length,
+    };
+  },
+
+  /** The same with the entry that `Vostel clients install` writes. */
+  async installed(client, server, { recording }) {
+    if (!client.installable) return undefined;
+    const { seen } = await converse(client, server, {
+      steps: [transcribe(recording)],
+      companion: true,
+      installed: true,
+    });
+    return { words: /dashwood/i.test(texts(seen[0])), seen: texts(seen[0]).slice(0, 300) };
   },
 };

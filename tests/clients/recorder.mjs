@@ -28,7 +28,10 @@ function lineRecorder(from) {
 }
 
 note({ event: "start", process: process.pid, home: process.env.HOME ?? null });
-const child = spawn(server, { env: { ...process.env, HOME: home, CFFIXED_USER_HOME: home }, stdio: ["pipe", "pipe", "inherit"] });
+const child = spawn(server, {
+  env: { ...process.env, HOME: home, CFFIXED_USER_HOME: home },
+  stdio: ["pipe", "pipe", "inherit"],
+});
 const fromClient = lineRecorder("client");
 const fromServer = lineRecorder("server");
 process.stdin.on("data", (chunk) => {

@@ -42,25 +42,29 @@ async function main() {
     const path = join(results, `${name}.json`);
     const { version } = JSON.parse(await readFile(join(packages, client.package, "package.json"), "utf8"));
     for (const probe of wanted) {
-      if ((client.only && !client.only.includes(probe)) || (probe === "recording" && !recording)) continue;
+      if ((client.only && !client.only.includes(probe)) || (["recording", "installed"].includes(probe) && !recording))
+        continue;
       process.stderr.write(`${name}: ${probe} … `);
       const began = Date.now();
       let facts;
       try {
-        facts = await (probes[probe].length > 2 ? probes[probe](client, server, { recording }) : probes[probe](client, server));
+        facts = await probes[probe](client, server, { recording });
       } catch (error) {
         facts = { broken: String(error.stack) };
       }
       process.stderr.write(`${facts?.broken ? "BROKEN" : "done"} in ${((Date.now() - began) / 1000).toFixed(1)} s\n`);
       const known = existsSync(path) ? JSON.parse(await readFile(path, "utf8")) : {};
       const measured = { ...known, version, date: new Date().toISOString().slice(0, 10), [probe]: facts };
-      const text = JSON.stringify(measured, null, 1).replace(/\/tmp\/vostel-\w{6}/g, "~").replaceAll(repository, "");
+      const text = JSON.stringify(measured, null, 1)
+        .replace(/\/tmp\/vostel-\w{6}/g, "~")
+        .replaceAll(repository, "");
       await writeFile(path, `${text}\n`);
     }
   }
 
   const measured = {};
-  for (const file of await readdir(results)) measured[file.replace(".json", "")] = JSON.parse(await readFile(join(results, file), "utf8"));
+  for (const file of await readdir(results))
+    measured[file.replace(".json", "")] = JSON.parse(await readFile(join(results, file), "utf8"));
   const page = join(repository, "docs/clients.md");
   await writeFile(page, withTables(await readFile(page, "utf8"), measured));
 }

@@ -59,16 +59,33 @@ export class Stage {
 
   #environment(variables) {
     return {
-      ...{ PATH: `${dirname(process.execPath)}${delimiter}${process.env.PATH}`, HOME: this.home, CFFIXED_USER_HOME: this.home },
-      ...{ XDG_CONFIG_HOME: join(this.home, ".config"), XDG_DATA_HOME: join(this.home, ".local/share") },
-      ...{ LANG: "C.UTF-8", TERM: "xterm-256color", NO_COLOR: "1", ...variables },
+      PATH: `${dirname(process.execPath)}${delimiter}${process.env.PATH}`,
+      HOME: this.home,
+      CFFIXED_USER_HOME: this.home,
+      XDG_CONFIG_HOME: join(this.home, ".config"),
+      XDG_DATA_HOME: join(this.home, ".local/share"),
+      LANG: "C.UTF-8",
+      TERM: "xterm-256color",
+      NO_COLOR: "1",
+      ...variables,
     };
+  }
+
+  /** Lets the application write the client's configuration, as a user does. The recorder is not in that. */
+  async install(client) {
+    const application = join(dirname(this.server), "Vostel");
+    execFileSync(application, ["clients", "install", client], { cwd: this.folder, env: this.#environment({}) });
   }
 
   /** Starts a client in the home folder. */
   start([file, ...words], variables = {}) {
     if (this.terminal) return this.#startInTerminal([file, ...words], variables);
-    const child = spawn(file, words, { cwd: this.folder, env: this.#environment(variables), stdio: ["ignore", "pipe", "pipe"], detached: true });
+    const child = spawn(file, words, {
+      cwd: this.folder,
+      env: this.#environment(variables),
+      stdio: ["ignore", "pipe", "pipe"],
+      detached: true,
+    });
     const client = { child, output: "", errors: "", ended: once(child, "close") };
     // A client may have started others; all are in the group that it leads.
     client.kill = (signal) => {
@@ -86,7 +103,8 @@ export class Stage {
 
   #startInTerminal(words, variables) {
     const options = { cwd: this.folder, env: this.#environment(variables), encoding: "utf8" };
-    const tmux = (...command) => execFileSync("tmux", ["-S", join(this.home, "tmux"), "-f", "/dev/null", ...command], options);
+    const tmux = (...command) =>
+      execFileSync("tmux", ["-S", join(this.home, "tmux"), "-f", "/dev/null", ...command], options);
     tmux("new-session", "-d", "-x", "120", "-y", "40", ...words);
     this.after(() => {
       try {

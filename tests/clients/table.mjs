@@ -12,7 +12,11 @@ function table(headings, rows) {
 function rows(measured, probe, cells) {
   return Object.keys(clients)
     .filter((name) => measured[name]?.[probe] && !measured[name][probe].broken)
-    .map((name) => [clients[name].name, measured[name].version, ...cells(measured[name][probe], measured[name], clients[name])]);
+    .map((name) => [
+      clients[name].name,
+      measured[name].version,
+      ...cells(measured[name][probe], measured[name], clients[name]),
+    ]);
 }
 
 const endings = { "end of input": "closes the input", SIGTERM: "SIGTERM", SIGINT: "SIGINT" };
@@ -22,10 +26,11 @@ function shown({ content, structure }) {
   return content ? "the text" : "the structure only";
 }
 
-function stopping(stop) {
+function stopping(stop, client) {
   if (!stop) return "";
   if (stop.cancelled) return stop.applicationTold ? "cancels the call" : "cancels the call, too late";
   if (stop.draftName) return "sends `cancelled`, not `notifications/cancelled`";
+  if (client.library) return "does not tell the server";
   return stop.inTime ? "ends the server" : "waits";
 }
 
@@ -67,16 +72,26 @@ export const tables = {
   protocol: (measured) =>
     table(
       ["client", "version", "revision", "asks for progress", "when stopped", "ends the server by"],
-      rows(measured, "words", (words, { stop }) => [
-        words.agreed ? `${words.agreed}${words.discovers ? ", after `server/discover`" : ""}` : "none: it does not connect",
+      rows(measured, "words", (words, { stop }, client) => [
+        words.agreed
+          ? `${words.agreed}${words.discovers ? ", after `server/discover`" : ""}`
+          : "none: it does not connect",
         !words.agreed ? "" : words.wantsProgress ? "yes" : "no",
-        stopping(stop),
+        stopping(stop, client),
         [...new Set(words.end)].map((event) => endings[event] ?? event).join(", ") || "kills it",
       ]),
     ),
   model: (measured) =>
     table(
-      ["client", "version", "shows the model", "failed result", "whole up to characters", "of 500,000", "a line of 11 MB"],
+      [
+        "client",
+        "version",
+        "shows the model",
+        "failed result",
+        "whole up to characters",
+        "of 500,000",
+        "a line of 11 MB",
+      ],
       rows(measured, "long", (long, { words, room, huge }) => [
         shown(words),
         words.failure ? "shown" : "not shown",
@@ -99,13 +114,24 @@ export const tables = {
       ["client", "version", "progress", "Escape"],
       rows(measured, "terminal", (terminal) => [
         terminal.showsText ? "shown, with its text" : "not shown",
-        terminal.cancelled ? `cancels the call${terminal.twice ? " when pressed twice" : ""}` : "does not tell the server",
+        terminal.cancelled
+          ? `cancels the call${terminal.twice ? " when pressed twice" : ""}`
+          : "does not tell the server",
       ]),
     ),
   permission: (measured) =>
     table(
-      ["client", "version", "`vocabulary_list`", "`transcribe_file`", "`vocabulary_remove`", "`vocabulary_remove`, permitted"],
-      rows(measured, "permission", ({ list, transcribe, remove, permittedRemove }) => [list, transcribe, remove, permittedRemove].map(verdict)),
+      [
+        "client",
+        "version",
+        "`vocabulary_list`",
+        "`transcribe_file`",
+        "`vocabulary_remove`",
+        "`vocabulary_remove`, permitted",
+      ],
+      rows(measured, "permission", ({ list, transcribe, remove, permittedRemove }) =>
+        [list, transcribe, remove, permittedRemove].map(verdict),
+      ),
     ),
 };
 

@@ -13,8 +13,11 @@ const client = await createMCPClient({ transport: new StdioTransport({ command }
 const scripted = createOpenAICompatible({ name: "scripted", baseURL: url, apiKey: "none" });
 try {
   const { text } = await generateText({
-    ...{ model: scripted("scripted"), tools: await client.tools(), stopWhen: isStepCount(100) },
-    ...{ prompt: "Do it.", abortSignal: stopped() },
+    model: scripted("scripted"),
+    tools: await client.tools(),
+    stopWhen: isStepCount(100),
+    prompt: "Do it.",
+    abortSignal: stopped(),
   });
   console.log(text);
 } finally {

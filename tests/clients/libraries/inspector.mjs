@@ -10,7 +10,9 @@ const inspector = join(dirname(fileURLToPath(import.meta.url)), "../node_modules
 
 await printCalls(JSON.parse(steps), (step, { signal }) => {
   const call = ["--method", "tools/call", "--tool-name", step.tool, "--tool-args-json", JSON.stringify(step.arguments)];
-  const child = spawn(inspector, ["--cli", command, ...call, "--format", "json", "-q"], { stdio: ["ignore", "pipe", "pipe"] });
+  const child = spawn(inspector, ["--cli", command, ...call, "--format", "json", "-q"], {
+    stdio: ["ignore", "pipe", "pipe"],
+  });
   signal.addEventListener("abort", () => child.kill("SIGINT"));
   let output = "";
   let errors = "";

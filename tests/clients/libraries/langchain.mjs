@@ -13,7 +13,10 @@ const servers = new MultiServerMCPClient({
 const llm = new ChatOpenAI({ model: "scripted", apiKey: "none", configuration: { baseURL: url } });
 const agent = createReactAgent({ llm, tools: await servers.getTools() });
 try {
-  const { messages } = await agent.invoke({ messages: [{ role: "user", content: "Do it." }] }, { signal: stopped(), recursionLimit: 100 });
+  const { messages } = await agent.invoke(
+    { messages: [{ role: "user", content: "Do it." }] },
+    { signal: stopped(), recursionLimit: 100 },
+  );
   console.log(messages.at(-1).content);
 } finally {
   await servers.close();

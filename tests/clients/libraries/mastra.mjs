@@ -7,7 +7,10 @@ import { stopped } from "./calls.mjs";
 const [command, url] = process.argv.slice(2);
 const servers = new MCPClient({ servers: { vostel: { command } } });
 const agent = new Agent({
-  ...{ id: "scripted", name: "scripted", instructions: "Do it.", tools: await servers.listTools() },
+  id: "scripted",
+  name: "scripted",
+  instructions: "Do it.",
+  tools: await servers.listTools(),
   model: { id: "scripted/scripted", url, apiKey: "none" },
 });
 try {

@@ -15,7 +15,10 @@ async function load() {
 
 const { Client, StdioClientTransport, major } = await load();
 const identity = { name: "clients-sdk", version: "1" };
-const options = { capabilities: {}, ...(mode && { versionNegotiation: { mode: mode === "auto" ? mode : { pin: mode } } }) };
+const options = {
+  capabilities: {},
+  ...(mode && { versionNegotiation: { mode: mode === "auto" ? mode : { pin: mode } } }),
+};
 const client = major === 0 ? new Client(identity) : new Client(identity, options);
 client.onerror = (error) => console.error(error.message);
 await client.connect(new StdioClientTransport({ command }));
