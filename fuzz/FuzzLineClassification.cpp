@@ -1,5 +1,6 @@
 #include "fuzz/fuzz.h"
 #include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/jsonrpc/MCPTextCall.h"
 
 #include <tuple>
 
@@ -9,10 +10,27 @@ namespace {
 
 MCPIncoming classifyAgain(const MCPValue& message) { return MCPDispatchLogic::classify(written(message)); }
 
+/// A call that is read as text is the call that its value is.
+void checkTextCall(std::string_view line, const MCPIncoming& incoming) {
+    const auto call = readTextCall(line);
+    if (!call) return;
+    const auto* request = std::get_if<MCPRequest>(&incoming.is);
+    require(request != nullptr && MCPDispatchLogic::isForApplication(incoming), "only a call is read as text");
+    require(call->request.id == request->id && call->request.method == request->method, "it is the same call");
+    std::vector<MCPValue::Member> members;
+    for (const MCPValue::Member& member : orNull(request->params).members()) {
+        const bool isArguments = member.key() == "arguments";
+        if (isArguments) require(call->arguments.text() == written(member.value), "the text is that of the arguments");
+        members.emplace_back(member.key(), isArguments ? MCPValue{} : member.value);
+    }
+    require(call->request.params == MCPValue::object(members), "the other params are the same");
+}
+
 } // namespace
 
 void check(std::string_view line) {
     const MCPIncoming incoming = MCPDispatchLogic::classify(line);
+    checkTextCall(line, incoming);
     require(MCPDispatchLogic::classify(" \t" + std::string{line} + "\r\n") == incoming,
             "white space around is nothing");
     const std::hash<MCPIncoming> hash;

@@ -52,16 +52,16 @@ Bytes responseLine(const MCPRequestID& id, std::expected<MCPSocketClient::Answer
 
 } // namespace
 
-Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo) {
+Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo, TextArguments arguments) {
     if (!MCPDispatchLogic::isForApplication(incoming)) co_return;
     if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
-        co_return co_await startCall(std::move(*request), std::move(clientInfo));
+        co_return co_await startCall(std::move(*request), std::move(clientInfo), std::move(arguments));
     }
     auto key = cancelledKey(std::get<MCPNotification>(incoming.is));
     if (key) co_await cancelCall(*std::move(key));
 }
 
-Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo) {
+Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo, TextArguments textArguments) {
     const MCPValue& params = orNull(request.params);
     const auto tool = params.string("name");
     if (!tool) {
@@ -77,34 +77,37 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo)
         auto failure = MCPResponse::failure(std::move(request.id), std::move(error));
         co_return co_await sendLine(dependencies_.standardOutput, failure);
     }
-    MCPWireRequest wireRequest{
-        .protocolVersion = wireProtocolVersion,
-        .clientInfo = std::move(clientInfo),
-        .tool = std::string{*tool},
-        .arguments = arguments != nullptr ? *arguments : MCPValue::object({}),
-        .requestID = {},
+    MCPSocketClient::Call toSend{
+        .request{
+            .protocolVersion = wireProtocolVersion,
+            .clientInfo = std::move(clientInfo),
+            .tool = std::string{*tool},
+            .arguments = arguments != nullptr ? *arguments : MCPValue::object({}),
+            .requestID = {},
+        },
+        .arguments = std::move(textArguments),
     };
     CallIdentity call{.requestID = request.id, .wireID = {}, .externalKey = request.id.text()};
     auto token = progressToken(request);
-    // Large arguments are held by the wire request alone from here on.
+    // Large arguments are held by what is sent alone from here on.
     request = {};
 
     co_await isolated();
     call.wireID = registry_.registerCall(call.externalKey, std::move(token), *fresh);
-    wireRequest.requestID = call.wireID;
+    toSend.request.requestID = call.wireID;
     auto cancellation = std::make_shared<CallCancellation>();
     tasks_.insert_or_assign(call.wireID, cancellation);
-    spawn(run(weak_from_this(), dependencies_, std::move(call), std::move(wireRequest), std::move(cancellation)),
+    spawn(run(weak_from_this(), dependencies_, std::move(call), std::move(toSend), std::move(cancellation)),
           dependencies_.calls);
 }
 
 Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies, CallIdentity call,
-                             MCPWireRequest request, Cancellation cancellation) {
+                             MCPSocketClient::Call toSend, Cancellation cancellation) {
     Executor& calls = dependencies.calls;
     MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPProgressReports> reports) {
         spawn(relay(weakProxy, std::move(reports)), calls);
     };
-    auto outcome = co_await dependencies.socketClient.send(std::move(request), std::move(progress), cancellation);
+    auto outcome = co_await dependencies.socketClient.send(std::move(toSend), std::move(progress), cancellation);
     const auto proxy = weakProxy.lock();
     if (!proxy) co_return;
     auto line = responseLine(call.requestID, std::move(outcome));

@@ -13,6 +13,7 @@
 #include <expected>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -35,14 +36,18 @@ public:
         MemoryTrimmer& memory;
     };
 
+    /// The JSON text of a call's arguments, as our writer writes it; see MCPTextCall.
+    using TextArguments = std::optional<VostelMCPKit::Bytes>;
+
     MCPCallProxy(VostelMCPKit::Executor& executor, Dependencies dependencies)
         : Actor{executor}, dependencies_{std::move(dependencies)} {}
 
     /// Starts the call of a tools/call request, or cancels the call that a notifications/cancelled names; every other
     /// message is ignored. Returns once the call has begun or is cancelled: no state of the application delays it.
     /// After a cancellation, no line of its call begins.
+    /// `arguments` replace those of the request.
     [[nodiscard]] VostelMCPKit::Task<void> handle(VostelMCPKit::MCPIncoming incoming,
-                                                  VostelMCPKit::MCPClientInfo clientInfo);
+                                                  VostelMCPKit::MCPClientInfo clientInfo, TextArguments arguments = {});
 
     /// Relays progress reports to the client, all those of one call together.
     [[nodiscard]] VostelMCPKit::Task<void> forward(std::vector<VostelMCPKit::MCPProgressReports> progress);
@@ -58,15 +63,15 @@ private:
         std::string externalKey;
     };
 
-    VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo);
+    VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo,
+                                       TextArguments textArguments);
     VostelMCPKit::Task<void> cancelCall(std::string externalKey);
     VostelMCPKit::Task<bool> mayAnswer(std::string wireID);
     VostelMCPKit::Task<void> finish(CallIdentity call);
 
     /// The life of one call. Holds the proxy weakly while the application works.
     static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies,
-                                        CallIdentity call, VostelMCPKit::MCPWireRequest request,
-                                        Cancellation cancellation);
+                                        CallIdentity call, MCPSocketClient::Call toSend, Cancellation cancellation);
     static VostelMCPKit::Task<void> relay(std::weak_ptr<MCPCallProxy> weakProxy,
                                           std::vector<VostelMCPKit::MCPProgressReports> progress);
     static VostelMCPKit::Task<void> tellApplication(Dependencies dependencies, std::string wireID,

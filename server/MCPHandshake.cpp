@@ -1,6 +1,7 @@
 #include "server/MCPHandshake.h"
 
 #include "kit/jsonrpc/MCPDispatchLogic.h"
+#include "kit/jsonrpc/MCPTextCall.h"
 #include "kit/support/outOfMemory.h"
 #include "server/sendLine.h"
 
@@ -10,12 +11,28 @@ using namespace VostelMCPKit;
 
 namespace {
 
+/// From this length on, in bytes, the memory counts that the value of a call's arguments takes.
+constexpr std::size_t largeLine = 65'536;
+
+/// A message, and the arguments of a large call, which are then null in the message.
+struct Received {
+    MCPIncoming incoming;
+    MCPCallProxy::TextArguments arguments = {};
+};
+
+Received received(const std::string& line) {
+    if (line.size() >= largeLine) {
+        if (auto call = readTextCall(line)) return {{std::move(call->request)}, std::move(call->arguments)};
+    }
+    return {MCPDispatchLogic::classify(line)};
+}
+
 /// A line that takes more memory than there is has an answer without an id, like one that is not JSON.
-MCPIncoming classified(const std::string& line) {
-    return withinMemory([&] { return MCPDispatchLogic::classify(line); },
+Received receivedWithinMemory(const std::string& line) {
+    return withinMemory([&] { return received(line); },
                         [] {
                             auto error = MCPError::internalError("There is not enough memory for this message.");
-                            return MCPIncoming{MCPIncoming::Malformed{std::move(error)}};
+                            return Received{{MCPIncoming::Malformed{std::move(error)}}};
                         });
 }
 
@@ -32,7 +49,7 @@ Task<void> MCPHandshake::serve() {
 }
 
 Task<void> MCPHandshake::handle(std::string line) {
-    MCPIncoming incoming = classified(line);
+    auto [incoming, arguments] = receivedWithinMemory(line);
     // A line may be many megabytes long, and the message holds all of it that counts.
     std::string{}.swap(line);
     const auto* request = std::get_if<MCPRequest>(&incoming.is);
@@ -47,12 +64,14 @@ Task<void> MCPHandshake::handle(std::string line) {
         auto message = MCPDispatchLogic::frameWithoutID(error->error);
         co_await sendLine(standardOutput_, message);
     } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
-        co_await forward(std::move(message->incoming));
+        co_await forward(std::move(message->incoming), std::move(arguments));
     }
 }
 
-Task<void> MCPHandshake::forward(MCPIncoming incoming) {
-    if (forwarding_) co_return co_await (*forwarding_)->handle(std::move(incoming), clientInfo_);
+Task<void> MCPHandshake::forward(MCPIncoming incoming, MCPCallProxy::TextArguments arguments) {
+    if (forwarding_) {
+        co_return co_await (*forwarding_)->handle(std::move(incoming), clientInfo_, std::move(arguments));
+    }
     const auto* request = std::get_if<MCPRequest>(&incoming.is);
     if (request == nullptr) co_return;
     auto error = MCPError::internalError(forwarding_.error().errorDescription());

@@ -31,7 +31,7 @@ public:
 
 private:
     VostelMCPKit::Task<void> handle(std::string line);
-    VostelMCPKit::Task<void> forward(VostelMCPKit::MCPIncoming incoming);
+    VostelMCPKit::Task<void> forward(VostelMCPKit::MCPIncoming incoming, MCPCallProxy::TextArguments arguments);
 
     LineChannel& lines_;
     VostelMCPKit::MCPStdoutWriter& standardOutput_;

@@ -32,10 +32,14 @@ constexpr std::size_t largePayload = 65'536;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
 
-std::expected<Bytes, Failure> frameBytes(const MCPWireInboundFrame& frame) {
-    auto bytes = MCPWireFraming::encode(frame);
-    if (!bytes) return std::unexpected(failure(bytes.error()));
-    return *std::move(bytes);
+std::expected<Bytes, Failure> orFailure(std::expected<Bytes, EncodingError> frame) {
+    if (!frame) return std::unexpected(failure(frame.error()));
+    return *std::move(frame);
+}
+
+std::expected<Bytes, Failure> frameOf(MCPSocketClient::Call call) {
+    if (!call.arguments) return orFailure(MCPWireFraming::encode(MCPWireInboundFrame{std::move(call.request)}));
+    return orFailure(MCPWireFraming::encode(std::move(call.request), *std::move(call.arguments)));
 }
 
 std::expected<void, Failure> writeAll(int socket, Bytes frame) {
@@ -49,9 +53,9 @@ std::expected<void, Failure> writeAll(int socket, Bytes frame) {
 constexpr auto noMemory = [] { return std::unexpected(failure(MCPSocketClient::OutOfMemory{})); };
 
 /// Holds nothing of what the frame was made of while it is being written, which may take long.
-std::expected<void, Failure> writeRequest(int socket, MCPWireRequest request, CallCancellation& cancellation,
+std::expected<void, Failure> writeRequest(int socket, MCPSocketClient::Call call, CallCancellation& cancellation,
                                           MemoryTrimmer& memory) {
-    auto frame = withinMemory([&] { return frameBytes(MCPWireInboundFrame{std::move(request)}); }, noMemory);
+    auto frame = withinMemory([&] { return frameOf(std::move(call)); }, noMemory);
     if (!frame) return std::unexpected(frame.error());
     if (!cancellation.mayBeginRequest()) return std::unexpected(failure(MCPSocketClient::Cancelled{}));
     const std::size_t length = frame->size();
@@ -160,9 +164,9 @@ Outcome readAnswer(FrameReader& reader, const MCPSocketClient::Progress& progres
 }
 
 /// The whole conversation of one call. Blocks until the response.
-Outcome exchange(posix::FileDescriptor socket, MCPWireRequest request, const MCPSocketClient::Progress& progress,
+Outcome exchange(posix::FileDescriptor socket, MCPSocketClient::Call call, const MCPSocketClient::Progress& progress,
                  CallCancellation& cancellation, MemoryTrimmer& memory) {
-    const auto written = writeRequest(socket.get(), std::move(request), cancellation, memory);
+    const auto written = writeRequest(socket.get(), std::move(call), cancellation, memory);
     if (!written) return std::unexpected(written.error());
     FrameReader reader{socket.get()};
     Outcome outcome = readAnswer(reader, progress);
@@ -203,8 +207,7 @@ MCPSocketClient::make(const std::filesystem::path& applicationSupportDirectory, 
 MCPSocketClient::MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system)
     : socketPath_{std::move(socketPath)}, launcher_{std::move(launcher)}, system_{std::move(system)} {}
 
-Task<Outcome> MCPSocketClient::send(MCPWireRequest request, Progress progress,
-                                    std::shared_ptr<CallCancellation> cancellation) {
+Task<Outcome> MCPSocketClient::send(Call call, Progress progress, std::shared_ptr<CallCancellation> cancellation) {
     auto socket = co_await connectOnce(/*holding=*/nullptr);
     if (!socket) {
         if (!cancellation->mayLaunch()) co_return std::unexpected(failure(Cancelled{}));
@@ -212,9 +215,7 @@ Task<Outcome> MCPSocketClient::send(MCPWireRequest request, Progress progress,
         socket = co_await launchAndWait();
         if (!socket) co_return std::unexpected(std::move(socket.error()));
     }
-    auto work = [&] {
-        return exchange(*std::move(socket), std::move(request), progress, *cancellation, system_.memory);
-    };
+    auto work = [&] { return exchange(*std::move(socket), std::move(call), progress, *cancellation, system_.memory); };
     Outcome outcome = co_await posix::runBlocking(system_.startThread, socketClientThread, work);
     if (!outcome) co_return outcome;
     const auto* error = std::get_if<MCPWireError>(&*outcome);

@@ -19,6 +19,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -52,6 +53,13 @@ public:
         bool operator==(const Failure&) const = default;
     };
 
+    /// What the application is asked.
+    struct Call {
+        VostelMCPKit::MCPWireRequest request;
+        /// The JSON text of the arguments, as our writer writes it; then those of `request` do not count.
+        std::optional<VostelMCPKit::Bytes> arguments = {};
+    };
+
     /// What the application answered: the JSON text of the result, as our writer writes it, or why it refused the call.
     /// A result stays text because nobody looks into it.
     using Answer = std::variant<VostelMCPKit::Bytes, VostelMCPKit::MCPWireError>;
@@ -79,7 +87,7 @@ public:
 
     /// A call that `cancellation` stops before its request is written is not sent.
     [[nodiscard]] VostelMCPKit::Task<std::expected<Answer, Failure>>
-    send(VostelMCPKit::MCPWireRequest request, Progress progress, std::shared_ptr<CallCancellation> cancellation);
+    send(Call call, Progress progress, std::shared_ptr<CallCancellation> cancellation);
 
     /// Tells the application that the client gave up on a call. The cancellation is held in `pending` while the
     /// application accepts no connection. Never launches the application and reports nothing.

@@ -198,6 +198,7 @@ public:
     Rewriter(std::string_view text, Bytes& out)
         : at_{text.data()}, end_{at_ + text.size()}, out_{out}, mayMove_{mostMoves * text.size()} {}
 
+    /// The value at the beginning of the text.
     bool rewrite() {
         for (;;) {
             // A value begins here.
@@ -221,8 +222,8 @@ public:
             }
             // A value has ended. It closes containers until another value follows.
             for (;;) {
+                if (closings_.empty()) return true;
                 skipSpace();
-                if (closings_.empty()) return at_ == end_;
                 const bool isInObject = closings_.back() == '}';
                 if (take(',')) {
                     if (isInObject && !writeKey()) return false;
@@ -234,6 +235,13 @@ public:
                 closings_.pop_back();
             }
         }
+    }
+
+    /// What follows the value.
+    [[nodiscard]] std::string_view rest() const { return {at_, end_}; }
+    bool isAtEnd() {
+        skipSpace();
+        return at_ == end_;
     }
 
 private:
@@ -272,8 +280,7 @@ private:
             return true;
         }
         // A number that is written in another way.
-        const std::string_view rest{at_, end_};
-        const std::string_view number = rest.substr(0, rest.find_first_not_of("+-.0123456789Ee"));
+        const std::string_view number = rest().substr(0, rest().find_first_not_of("+-.0123456789Ee"));
         const auto value = readJSON(number);
         if (!value || !writeJSON(*value, out_)) return false;
         at_ += number.size();
@@ -374,11 +381,8 @@ private:
     std::vector<Member> members_;
 };
 
-} // namespace
-
-bool isCanonicalJSON(std::string_view text) {
-    Position at = text.data();
-    const Position end = at + text.size();
+/// The end of the value that begins at `at`.
+Position afterValue(Position at, Position end) {
     /// What closes each open container.
     std::vector<char> closings;
     Keys keys;
@@ -390,7 +394,7 @@ bool isCanonicalJSON(std::string_view text) {
                 closings.push_back('}');
                 keys.openObject();
                 at = keys.afterNext(at, end);
-                if (at == nullptr) return false;
+                if (at == nullptr) return nullptr;
                 continue;
             }
             ++at;
@@ -403,25 +407,49 @@ bool isCanonicalJSON(std::string_view text) {
             ++at;
         } else {
             at = afterScalar(at, end);
-            if (at == nullptr) return false;
+            if (at == nullptr) return nullptr;
         }
         // A value has ended. It closes containers until another value follows.
         for (;; ++at) {
-            if (closings.empty()) return at == end;
+            if (closings.empty()) return at;
             const char closing = closings.back();
             if (has(',', at, end)) {
                 ++at;
                 if (closing == '}') at = keys.afterNext(at, end);
-                if (at == nullptr) return false;
+                if (at == nullptr) return nullptr;
                 break;
             }
-            if (!has(closing, at, end)) return false;
+            if (!has(closing, at, end)) return nullptr;
             closings.pop_back();
             if (closing == '}') keys.closeObject();
         }
     }
 }
 
-bool appendCanonicalJSON(std::string_view text, Bytes& out) { return Rewriter{text, out}.rewrite(); }
+} // namespace
+
+bool isCanonicalJSON(std::string_view text) {
+    const Position end = text.data() + text.size();
+    const Position after = afterValue(text.data(), end);
+    return after != nullptr && after == end;
+}
+
+bool appendCanonicalJSON(std::string_view text, Bytes& out) {
+    Rewriter rewriter{text, out};
+    return rewriter.rewrite() && rewriter.isAtEnd();
+}
+
+bool takeCanonicalJSON(std::string_view& text, Bytes& out) {
+    const Position end = text.data() + text.size();
+    if (const Position after = afterValue(text.data(), end)) {
+        out.append({text.data(), after});
+        text = {after, end};
+        return true;
+    }
+    Rewriter rewriter{text, out};
+    if (!rewriter.rewrite()) return false;
+    text = rewriter.rest();
+    return true;
+}
 
 } // namespace VostelMCPKit

@@ -20,4 +20,8 @@ namespace VostelMCPKit {
 /// meaning. Thread-safe; keeps no state.
 [[nodiscard]] bool appendCanonicalJSON(std::string_view text, Bytes& out);
 
+/// The same for the value at the beginning of `text`, which becomes what follows the value. That is not looked at: of
+/// `1e` it takes the 1.
+[[nodiscard]] bool takeCanonicalJSON(std::string_view& text, Bytes& out);
+
 } // namespace VostelMCPKit

@@ -31,6 +31,20 @@ std::expected<Bytes, EncodingError> encode(const MCPWireInboundFrame& frame) { r
 
 std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame) { return framed(frame); }
 
+std::expected<Bytes, EncodingError> encode(MCPWireRequest request, Bytes arguments) {
+    request.arguments = nullptr;
+    auto frame = encode(MCPWireInboundFrame{std::move(request)});
+    if (!frame) return frame;
+    // The first member of the payload. So what surrounds a null surrounds all arguments.
+    constexpr std::string_view key = R"("arguments":)";
+    constexpr std::string_view placeholder = "null";
+    const std::size_t headLength = frame->text().find(key) + key.size();
+    arguments.append(frame->text().substr(headLength + placeholder.size()));
+    arguments.prepend(frame->text().substr(0, headLength));
+    writeHeader(arguments.size() - headerLength, arguments.data());
+    return arguments;
+}
+
 Bytes encode(std::string_view payload) {
     Bytes frame;
     writeHeader(payload.size(), frame.room(headerLength + payload.size()));

@@ -42,6 +42,10 @@ struct Frame {
 /// The same for the other direction.
 [[nodiscard]] std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame);
 
+/// The same for a request whose arguments are already text, as our writer writes it; those of `request` do not count.
+/// The text becomes the frame and is not copied if enough of a prefix was dropped from it (see Bytes::prepend).
+[[nodiscard]] std::expected<Bytes, EncodingError> encode(MCPWireRequest request, Bytes arguments);
+
 /// The bytes around a payload that is already text. For a peer with a JSON writer of its own; our programs send
 /// records. A length beyond 32 bits is a programming error and ends the process.
 [[nodiscard]] Bytes encode(std::string_view payload);

@@ -265,6 +265,56 @@ TEST_F(MCPHandshakeTest, a_large_line_counts_as_memory_to_give_back_whatever_bec
     EXPECT_EQ(trimRequests, 0);
 }
 
+TEST_F(MCPHandshakeTest, a_large_call_is_forwarded_and_refused_as_a_small_one_is) {
+    struct Row {
+        const char* when;
+        std::string line;
+    };
+    const auto withParams = [](const std::string& params) {
+        return R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)" + params + "}";
+    };
+    // The small line is as it is here. In the large one, many letters replace the @.
+    const Row rows[] = {
+        {"our own form", withParams(R"({"arguments":{"a":"@","b":[1]},"name":"t"})")},
+        {"another form", withParams(R"({"name":"t", "arguments":{"b":1.0,"a":"@"},"_meta":{"progressToken":7}})")},
+        {"arguments that are no object", withParams(R"({"name":"t","arguments":"@"})")},
+        {"no arguments", withParams(R"({"name":"t","_meta":"@"})")},
+        {"arguments of null", withParams(R"({"name":"t","arguments":null,"_meta":"@"})")},
+        {"arguments twice", withParams(R"({"name":"t","arguments":1,"arguments":{"b":1,"a":"@"}})")},
+        {"no name", withParams(R"({"arguments":"@"})")},
+        {"a name of another type", withParams(R"({"name":7,"arguments":"@"})")},
+        {"an ID that is none", R"({"id":null,"method":"tools/call","params":{"name":"t","arguments":"@"}})"},
+        {"no JSON", withParams(R"({"name":"t","arguments":["@",]})")},
+        {"no JSON after the arguments", withParams(R"({"name":"t","arguments":"@"]})")},
+        {"another method", R"({"id":1,"method":"ping","params":{"name":"t","arguments":"@"}})"},
+    };
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
+    serve(handshake);
+    ScriptedPeer* next = nullptr;
+    /// What the client receives, and what the application receives but for the id of the call.
+    const auto outcomeOf = [&](const std::string& line, const std::string& filling) {
+        std::string filled = line;
+        filled.replace(filled.find('@'), 1, filling);
+        const std::size_t before = application.attempts();
+        if (next == nullptr) next = &application.answers({answer("{}")});
+        Lines outcome = take({filled});
+        threads.runAll();
+        for (std::string& later : output.takeLines()) outcome.push_back(std::move(later));
+        if (application.attempts() == before) return outcome;
+        std::string received = std::exchange(next, nullptr)->received().substr(4);
+        const std::string key = R"("requestID":")";
+        received.erase(received.find(key) + key.size(), 36);
+        if (const auto at = received.find(filling); at != received.npos) received.replace(at, filling.size(), "@");
+        outcome.push_back(std::move(received));
+        return outcome;
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        const Lines small = outcomeOf(row.line, "@");
+        EXPECT_EQ(outcomeOf(row.line, std::string(100'000, 'x')), small);
+        EXPECT_FALSE(small.empty());
+    });
+}
+
 TEST_F(MCPHandshakeTest, no_message_ends_the_loop) {
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);

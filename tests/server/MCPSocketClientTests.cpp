@@ -62,7 +62,7 @@ protected:
         const auto client = makeClient();
         MCPWireRequest request{wireProtocolVersion, {"Some Client", std::nullopt}, "models_list", arguments, "A"};
         auto response = executor.run(client->send(
-            std::move(request), [this](auto reports) { take(reports); }, std::make_shared<CallCancellation>()));
+            {std::move(request)}, [this](auto reports) { take(reports); }, std::make_shared<CallCancellation>()));
         EXPECT_TRUE(response) << "the call hangs";
         return copied(*std::move(response));
     }

@@ -6,6 +6,7 @@
 #include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 
 namespace VostelMCPKit {
@@ -146,6 +147,37 @@ TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
         EXPECT_EQ(rewritten(row.text), "");
         EXPECT_FALSE(isCanonicalJSON(row.text));
         EXPECT_EQ(rewrittenAsText(row.text), "");
+    });
+}
+
+TEST(CanonicalJSON, the_value_at_the_beginning_of_a_text_is_taken) {
+    struct Row {
+        const char* when;
+        std::string_view text;
+        std::optional<std::string_view> taken;
+        std::string_view rest;
+    };
+    const Row rows[] = {
+        {"a value alone", "[1]", "[1]", ""},
+        {"a member follows", R"({"a":1},"b":2})", R"({"a":1})", R"(,"b":2})"},
+        {"white space before and after", " [1, 2] \n", "[1,2]", " \n"},
+        {"a value in another form", R"({"b":1,"a":2.0}])", R"({"a":2,"b":1})", "]"},
+        {"a number", "12}", "12", "}"},
+        {"a number in another form", "1.0,", "1", ","},
+        {"what follows is not looked at", "nullify", "null", "ify"},
+        {"nothing", {}, {}, {}},
+        {"no value", "]", {}, {}},
+        {"an open array", "[1", {}, {}},
+        {"an open array in another form", "[1, 2", {}, {}},
+    };
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        std::string_view text = row.text;
+        Bytes out;
+        const bool isTaken = takeCanonicalJSON(text, out);
+        ASSERT_EQ(isTaken, row.taken.has_value());
+        if (!isTaken) return;
+        EXPECT_EQ(out.text(), *row.taken);
+        EXPECT_EQ(text, row.rest);
     });
 }
 

@@ -90,6 +90,16 @@ TEST(MCPWireFraming, a_record_with_a_number_that_is_not_finite_has_no_frame) {
     EXPECT_FALSE(MCPWireFraming::encode(MCPWireInboundFrame{MCPWireRequest{4, {}, "tool", infinity, "0A"}}));
 }
 
+TEST(MCPWireFraming, a_request_whose_arguments_are_text_is_the_same_frame) {
+    for (const char* arguments : {"{}", "null", R"({"arguments":null})", R"([1.5,"é"])"}) {
+        SCOPED_TRACE(arguments);
+        MCPWireRequest request{4, {"\"arguments\":null", "1.0"}, "tool", vostel_tests::json(arguments), "0A"};
+        const auto expected = MCPWireFraming::encode(MCPWireInboundFrame{request});
+        request.arguments = "any";
+        EXPECT_EQ(MCPWireFraming::encode(request, Bytes{arguments}), expected);
+    }
+}
+
 TEST(MCPWireFraming, cuts_the_first_frame_off_once_it_is_complete) {
     struct Row {
         const char* when;
