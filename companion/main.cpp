@@ -9,10 +9,12 @@
 #include "companion/commands/HistoryVerbs.h"
 #include "companion/commands/ModelVerbs.h"
 #include "companion/commands/PendingVerbs.h"
+#include "companion/commands/QuitVerb.h"
 #include "companion/commands/RecordVerb.h"
 #include "companion/commands/SearchVerb.h"
 #include "companion/commands/ServeVerb.h"
 #include "companion/commands/SettingsVerbs.h"
+#include "companion/commands/StatusVerb.h"
 #include "companion/commands/WordVerbs.h"
 #include "companion/download/VideoDownloader.h"
 #include "companion/socket/ListeningSocket.h"
@@ -148,6 +150,14 @@ Exit perform(const auto& verb) {
 }
 
 Exit perform(const Command::Serve&) { return serve(posix::applicationSupportDirectory(), isOnTerminal()); }
+
+Exit perform(const Command::Status& verb) {
+    return run(verb, StatusContext{posix::applicationSupportDirectory(), VOSTEL_MODEL_FOLDER, print, printError});
+}
+
+Exit perform(const Command::Quit& verb) {
+    return run(verb, QuitContext{posix::applicationSupportDirectory(), print, printError});
+}
 
 Exit perform(const Command::Doctor& verb) {
     const char* const path = std::getenv("PATH");

@@ -1,4 +1,4 @@
-// Which user is at the other end of a socket.
+// Who is at the other end of a socket.
 #pragma once
 
 #include <optional>
@@ -8,5 +8,8 @@ namespace posix {
 
 /// The user id of the process that connected; absent when the system cannot tell.
 [[nodiscard]] std::optional<uid_t> peerUser(int socket);
+
+/// The id of the process that connected, or of the one that listens; absent when the system cannot tell.
+[[nodiscard]] std::optional<pid_t> peerProcess(int socket);
 
 } // namespace posix

@@ -108,6 +108,12 @@ struct Command {
         std::string identifier;
         bool operator==(const RemoveModel&) const = default;
     };
+    struct Status {
+        bool operator==(const Status&) const = default;
+    };
+    struct Quit {
+        bool operator==(const Quit&) const = default;
+    };
     struct Doctor {
         bool operator==(const Doctor&) const = default;
     };
@@ -120,7 +126,8 @@ struct Command {
     };
 
     std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, List, Show, Delete,
-                 Search, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Doctor, Clients>
+                 Search, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Status, Quit, Doctor,
+                 Clients>
         is;
 
     bool operator==(const Command&) const = default;

@@ -72,6 +72,10 @@ public:
         app_.require_subcommand(0, 1);
         verb(app_, "serve", "Serve AI clients until interrupted. On a terminal, also ask for confirmations.",
              Command::Serve{});
+        verb(app_, "status",
+             "Say whether Vostel runs, what it does and how much is kept. The exit status is 1 if it does not run.",
+             Command::Status{});
+        verb(app_, "quit", "Ask the running Vostel to end, and wait until it has.", Command::Quit{});
         addConfirmations();
         addSettings();
         addTranscribing();

@@ -5,6 +5,7 @@
 #include "companion/store/Schema.h"
 #include "companion/support/InQuotes.h"
 #include "companion/support/Log.h"
+#include "companion/support/LongCalls.h"
 #include "companion/support/TerminalSafe.h"
 #include "companion/terminal/ConfirmationTerminal.h"
 #include "companion/terminal/TerminationSignals.h"
@@ -68,12 +69,17 @@ std::string logLine(const std::string& tool, const std::string& client, const Vo
     return tool + " for " + inQuotes(client) + ": " + what + " after " + seconds;
 }
 
-/// Every call of `tools` leaves a line in `log`, which outlives them.
-void logCalls(ToolTable& tools, Log& log) {
+/// Every call of `tools` leaves a line in `log`, and is in `longCalls` while it runs. Both outlive the tools.
+void noteCalls(ToolTable& tools, Log& log, LongCalls& longCalls) {
     for (auto& [name, tool] : tools) {
-        tool = [&log, toolName = name, run = std::move(tool)](const ToolCall& call) {
+        tool = [&log, &longCalls, toolName = name, run = std::move(tool)](const ToolCall& call) {
             const auto begun = std::chrono::steady_clock::now();
-            auto outcome = run(call);
+            LongCalls::Call noted{longCalls, toolName, call.client};
+            const auto progress = [&](const Progress& now) {
+                noted.report(now);
+                call.progress(now);
+            };
+            auto outcome = run(ToolCall{call.arguments, call.cancellation, progress, call.client});
             log.write(logLine(toolName, call.client, outcome, std::chrono::steady_clock::now() - begun));
             return outcome;
         };
@@ -160,7 +166,8 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
         .paths = paths, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
     if (terminal) context.notifyUser = [&](const OpenConfirmation&) { terminal->wake(); };
     addTools(tools, context);
-    logCalls(tools, log);
+    LongCalls longCalls{paths.longCalls()};
+    noteCalls(tools, log, longCalls);
 
     auto server = CallServer::make(*std::move(socket), tools, posix::startBlockingThread, limits);
     if (!server) return fail(server.error().description());

@@ -19,6 +19,8 @@ struct Paths {
     /// Plain text files for the user, one for each transcript.
     [[nodiscard]] std::filesystem::path transcripts() const { return folder / "Transcripts"; }
     [[nodiscard]] std::filesystem::path log() const { return folder / "Vostel.log"; }
+    /// See LongCalls.
+    [[nodiscard]] std::filesystem::path longCalls() const { return folder / "Vostel.calls"; }
     /// Words recognised of the files of long calls; see RecognitionCache.
     [[nodiscard]] std::filesystem::path recognised() const { return folder / "Recognised"; }
     [[nodiscard]] std::filesystem::path models() const { return folder / "Models"; }

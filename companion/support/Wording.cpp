@@ -19,6 +19,14 @@ std::string clockText(std::chrono::seconds time) {
 
 std::string percentText(double fraction) { return std::to_string(static_cast<int>(fraction * 100)) + "%"; }
 
+std::string sizeText(std::uintmax_t bytes) {
+    const std::uintmax_t kilobytes = (bytes + 999) / 1000;
+    if (kilobytes < 1000) return std::to_string(kilobytes) + " KB";
+    const bool isLarge = kilobytes >= 1'000'000;
+    const std::uintmax_t tenths = kilobytes / (isLarge ? 100'000 : 100);
+    return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + (isLarge ? " GB" : " MB");
+}
+
 std::string localTimeText(Timestamp moment) {
     const std::time_t time = std::chrono::system_clock::to_time_t(moment);
     std::tm local{};

@@ -4,6 +4,7 @@
 #include "companion/support/Time.h"
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,9 @@ namespace vostel_companion {
 
 /// "45%" of the fraction 0.456.
 [[nodiscard]] std::string percentText(double fraction);
+
+/// "812 KB", "12.3 MB" or "1.2 GB".
+[[nodiscard]] std::string sizeText(std::uintmax_t bytes);
 
 /// "2026-08-30 14:05" on the clock of the user's time zone.
 [[nodiscard]] std::string localTimeText(Timestamp moment);

@@ -1,4 +1,5 @@
 // The real program.
+#include "companion/commands/QuitVerb.h"
 #include "companion/store/Recordings.h"
 #include "companion/store/Schema.h"
 #include "tests/companion/support/CompanionClient.h"
@@ -140,6 +141,57 @@ TEST(Program, a_confirmation_by_command_reaches_the_serving_process) {
     EXPECT_FALSE(isFailure(removed(home, "one"))) << "the outcome is told again";
     EXPECT_EQ(ran(home, {"deny", id}).errors, "This request has been answered already.\n");
     serving.signal(SIGTERM);
+    EXPECT_EQ(serving.status(), 0);
+}
+
+TEST(Program, says_what_it_does_and_ends_in_order) {
+    const Home home;
+    EXPECT_EQ(ran(home, {"quit"}), (Ran{1, "", "Vostel does not run.\n"}));
+    const Ran idle = ran(home, {"status"});
+    EXPECT_EQ(idle.status, 1);
+    EXPECT_TRUE(
+        idle.output.starts_with("running      no; the first call of an AI client starts it\nmodels       en-us\n"
+                                "kept         nothing yet\non the disk  0 KB in '"))
+        << idle.output;
+    EXPECT_FALSE(std::filesystem::exists(supportIn(home))) << "it creates nothing";
+
+    Program serving{vostel, {}, home.path()};
+    EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({}))));
+    CompanionClient client{supportIn(home)};
+    client.request("transcribe_file", MCPValue::object({{"path", longRecording(home).string()}}));
+    Ran status = ran(home, {"status"});
+    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    while (!status.output.contains("Transcribing") && std::chrono::steady_clock::now() < giveUp) {
+        ::poll(nullptr, 0, 20);
+        status = ran(home, {"status"});
+    }
+    EXPECT_EQ(status.status, 0);
+    EXPECT_TRUE(status.output.starts_with("running      since 20")) << status.output;
+    EXPECT_TRUE(status.output.contains("\nworking on   transcribe_file for '")) << status.output;
+    EXPECT_TRUE(status.output.contains(" of 10:")) << status.output;
+    EXPECT_TRUE(status.output.contains("\ndictations   0\ntranscripts  0\nrecordings   0\nwords        0\n"))
+        << status.output;
+
+    EXPECT_EQ(ran(home, {"quit"}), (Ran{0, "Vostel has ended. One long call was cancelled.\n", ""}));
+    EXPECT_EQ(serving.status(), 0);
+    EXPECT_TRUE(isFailure(client.response())) << "the client learns that its call was cancelled";
+}
+
+TEST(Program, an_application_that_does_not_end_is_reported) {
+    const Home home;
+    Program serving{vostel, {}, home.path()};
+    EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({}))));
+    // A stopped process gets its signals when it continues.
+    serving.signal(SIGSTOP);
+    std::string told;
+    const QuitContext context{.support = supportIn(home),
+                              .print = [](std::string_view) { return true; },
+                              .printError = [&](const std::string& sentence) { told = sentence; },
+                              .timeout = 1ms};
+    EXPECT_EQ(run(Command::Quit{}, context), Exit::failed);
+    EXPECT_TRUE(told.starts_with("Vostel was asked to end but still runs after 1 s. To end it at once, run: kill -9 "))
+        << told;
+    serving.signal(SIGCONT);
     EXPECT_EQ(serving.status(), 0);
 }
 

@@ -34,4 +34,20 @@ TEST(Wording, times_are_in_the_time_zone_of_the_user) {
     EXPECT_EQ(localTimeText(moment), "2001-09-09 01:46");
 }
 
+TEST(Wording, sizes_have_one_decimal_at_most) {
+    struct Row {
+        std::uintmax_t bytes;
+        const char* text;
+    };
+    const Row rows[] = {{0, "0 KB"},
+                        {1, "1 KB"},
+                        {999'000, "999 KB"},
+                        {999'001, "1.0 MB"},
+                        {12'345'678, "12.3 MB"},
+                        {999'999'000, "999.9 MB"},
+                        {1'000'000'000, "1.0 GB"},
+                        {123'456'789'012, "123.4 GB"}};
+    for (const Row& row : rows) EXPECT_EQ(sizeText(row.bytes), row.text);
+}
+
 } // namespace vostel_companion
