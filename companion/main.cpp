@@ -15,6 +15,7 @@
 #include "companion/commands/ServeVerb.h"
 #include "companion/commands/SettingsVerbs.h"
 #include "companion/commands/StatusVerb.h"
+#include "companion/commands/TranscribeVerb.h"
 #include "companion/commands/WordVerbs.h"
 #include "companion/download/VideoDownloader.h"
 #include "companion/socket/ListeningSocket.h"
@@ -69,7 +70,7 @@ std::optional<ProgressTerminal> progressTerminal() {
 }
 
 template <class Verb>
-concept LongWork = std::same_as<Verb, Command::Dictate> || std::same_as<Verb, Command::Record> ||
+concept LongWork = std::same_as<Verb, Command::Dictate> || std::same_as<Verb, Command::Transcribe> || std::same_as<Verb, Command::Record> ||
                    std::same_as<Verb, Command::InstallModel>;
 
 /// The first termination signal cancels long work. The second one ends the program.
@@ -109,7 +110,13 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
         return Exit::failed;
     }
     const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
-    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, /*jobs=*/1};
+    std::optional<RecognitionCache> cache;
+    // Only what is stored with its path can be forgotten when it is deleted.
+    if constexpr (std::same_as<std::remove_cvref_t<decltype(verb)>, Command::Transcribe>) {
+        cache.emplace(paths.recognised(), paths.downloads());
+    }
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, /*jobs=*/1,
+                            std::move(cache)};
     std::error_code ignored;
     CommandContext context{
         .paths = paths,

@@ -46,6 +46,12 @@ struct Command {
         std::string language;
         bool operator==(const Dictate&) const = default;
     };
+    struct Transcribe {
+        /// Paths and links.
+        std::vector<std::string> sources;
+        std::string language;
+        bool operator==(const Transcribe&) const = default;
+    };
     struct Record {
         std::string microphone;
         std::string system;
@@ -125,7 +131,7 @@ struct Command {
         bool operator==(const Clients&) const = default;
     };
 
-    std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Record, List, Show, Delete,
+    std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Transcribe, Record, List, Show, Delete,
                  Search, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Status, Quit, Doctor,
                  Clients>
         is;

@@ -3,6 +3,7 @@
 
 #include "companion/audio/AudioError.h"
 #include "companion/commands/Command.h"
+#include "companion/download/VideoDownloader.h"
 #include "companion/models/ModelStore.h"
 #include "companion/store/Confirmations.h"
 #include "companion/store/Database.h"
@@ -12,6 +13,7 @@
 #include "companion/terminal/ProgressBar.h"
 #include "companion/transcription/Transcriber.h"
 #include "kit/support/UUID.h"
+#include "kit/tools/MCPURLPolicy.h"
 
 #include <cstddef>
 #include <expected>
@@ -31,6 +33,9 @@ struct CommandContext {
     Transcribe transcribe;
     /// Returns the length of the sound in a file.
     std::function<std::expected<Seconds, AudioError>(const std::string& path, Cancellation& cancellation)> measure;
+    /// Resolves host names when a link is checked.
+    VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;
+    DownloadAudio downloadAudio = systemDownload(paths.downloads());
     /// The base of relative paths.
     std::filesystem::path workingFolder;
     Confirmations::Clock now;

@@ -144,6 +144,9 @@ private:
     }
 
     void addTranscribing() {
+        CLI::App* transcribe = verb(app_, "transcribe", "Transcribe files and links, print the texts and store them.",
+                                    [this] { return Command{Command::Transcribe{words_, language_}}; });
+        transcribe->add_option("SOURCE", words_, "Audio or video files, and links to YouTube.")->required();
         CLI::App* dictate = verb(app_, "dictate", "Transcribe a file, print the text and add it to the history.",
                                  [this] { return Command{Command::Dictate{file_, language_}}; });
         dictate->add_option("FILE", file_, "An audio or video file.")->required();
@@ -151,7 +154,7 @@ private:
                                 [this] { return Command{Command::Record{file_, system_, language_}}; });
         record->add_option("MICROPHONE", file_, "The audio file with your own voice.")->required();
         record->add_option("SYSTEM", system_, "The audio file with everyone else on the call.")->required();
-        for (CLI::App* one : {dictate, record}) {
+        for (CLI::App* one : {transcribe, dictate, record}) {
             one->add_option("--language", language_,
                             "The spoken language, such as en. A model for it must be installed.")
                 ->option_text("CODE");

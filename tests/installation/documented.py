@@ -18,6 +18,7 @@ RUN = [
     ("Vostel clients install codex", None),
     ("Vostel clients install claude-desktop", None),
     ("Vostel clients install", None),
+    ("Vostel transcribe memo.m4a", None),
     ("Vostel dictate memo.m4a", None),
     ("Vostel record me.wav them.wav", None),
     ("Vostel transcripts", None),
