@@ -70,8 +70,8 @@ std::optional<ProgressTerminal> progressTerminal() {
 }
 
 template <class Verb>
-concept LongWork = std::same_as<Verb, Command::Dictate> || std::same_as<Verb, Command::Transcribe> || std::same_as<Verb, Command::Record> ||
-                   std::same_as<Verb, Command::InstallModel>;
+concept LongWork = std::same_as<Verb, Command::Dictate> || std::same_as<Verb, Command::Transcribe> ||
+                   std::same_as<Verb, Command::Record> || std::same_as<Verb, Command::InstallModel>;
 
 /// The first termination signal cancels long work. The second one ends the program.
 class Interruption final {
@@ -154,6 +154,11 @@ Exit perform(const LongWork auto& verb) {
 Exit perform(const auto& verb) {
     Cancellation never;
     return runOnStore(verb, never);
+}
+
+Exit perform(const Command::PrintCompletions& verb) {
+    print(completionScript(verb.shell, describeCommandLine()));
+    return Exit::done;
 }
 
 Exit perform(const Command::Serve&) { return serve(posix::applicationSupportDirectory(), isOnTerminal()); }

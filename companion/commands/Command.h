@@ -1,6 +1,7 @@
 // What the user asked for on the command line, as a value.
 #pragma once
 
+#include "companion/commands/Completions.h"
 #include "companion/configs/ClientConfigs.h"
 #include "kit/tools/MCPConfirmationLogic.h"
 
@@ -114,6 +115,10 @@ struct Command {
         std::string identifier;
         bool operator==(const RemoveModel&) const = default;
     };
+    struct PrintCompletions {
+        Shell shell = Shell::bash;
+        bool operator==(const PrintCompletions&) const = default;
+    };
     struct Status {
         bool operator==(const Status&) const = default;
     };
@@ -131,9 +136,9 @@ struct Command {
         bool operator==(const Clients&) const = default;
     };
 
-    std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Transcribe, Record, List, Show, Delete,
-                 Search, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Status, Quit, Doctor,
-                 Clients>
+    std::variant<Serve, ListPending, AnswerPending, ShowSettings, SetReading, Dictate, Transcribe, Record, List, Show,
+                 Delete, Search, ListWords, AddWord, RemoveWords, ListModels, InstallModel, RemoveModel, Status, Quit,
+                 Doctor, Clients, PrintCompletions>
         is;
 
     bool operator==(const Command&) const = default;

@@ -6,6 +6,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <map>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -86,6 +88,7 @@ public:
         addClients();
         verb(app_, "doctor", "Check the installation and say what to do. The exit status is 1 if something is wrong.",
              Command::Doctor{});
+        addCompletions();
     }
     Grammar(const Grammar&) = delete;
     Grammar& operator=(const Grammar&) = delete;
@@ -101,8 +104,48 @@ public:
         return make_();
     }
 
+    [[nodiscard]] CommandDescription describe() const { return describe(app_); }
+
 private:
     using Make = std::function<Command()>;
+
+    // NOLINTNEXTLINE(misc-no-recursion): commands are nested twice at most.
+    [[nodiscard]] CommandDescription describe(const CLI::App& app) const {
+        CommandDescription description{app.get_name(), app.get_description(), {}, {}, {}, false};
+        for (const CLI::Option* option : app.get_options()) {
+            const auto found = choices_.find(option);
+            const std::vector<std::string> choices =
+                found == choices_.end() ? std::vector<std::string>{} : found->second;
+            if (option->nonpositional()) {
+                description.options.push_back({"--" + option->get_lnames().front(), option->get_description(),
+                                               option->get_items_expected_max() > 0, choices});
+            } else {
+                description.choices.insert(description.choices.end(), choices.begin(), choices.end());
+                description.takesFiles = description.takesFiles || files_.contains(option);
+            }
+        }
+        const auto all = [](const CLI::App*) { return true; };
+        for (const CLI::App* inner : app.get_subcommands(all)) description.commands.push_back(describe(*inner));
+        return description;
+    }
+
+    /// The option has one of these values, in either letter case.
+    void allowOnly(CLI::Option* option, const std::vector<std::string>& choices) {
+        option->check(CLI::IsMember(choices, CLI::ignore_case));
+        choices_[option] = choices;
+    }
+
+    void addCompletions() {
+        CLI::App* completions =
+            verb(app_, "completions", "Print a script that completes these commands in a shell.", [this] {
+                const std::string plain = plainName(state_);
+                const Shell shell = plain == "zsh" ? Shell::zsh : plain == "fish" ? Shell::fish : Shell::bash;
+                return Command{Command::PrintCompletions{shell}};
+            });
+        allowOnly(completions->add_option("SHELL", state_, "bash, zsh or fish. The script says where it belongs.")
+                      ->required(),
+                  {"bash", "zsh", "fish"});
+    }
 
     /// `make` builds the command after the arguments were parsed.
     CLI::App* verb(CLI::App& parent, const char* name, const char* about, Make make) {
@@ -136,24 +179,25 @@ private:
     void addSettings() {
         CLI::App* settings = verb(app_, "settings", "Show what AI clients may do.", Command::ShowSettings{});
         settings->require_subcommand(0, 1);
-        verb(*settings, "reading", "Allow or forbid AI clients to read your history, transcripts and recordings.",
-             [this] { return Command{Command::SetReading{plainName(state_) == "on"}}; })
-            ->add_option("STATE", state_, "on or off.")
-            ->required()
-            ->check(CLI::IsMember({"on", "off"}, CLI::ignore_case));
+        CLI::App* reading =
+            verb(*settings, "reading", "Allow or forbid AI clients to read your history, transcripts and recordings.",
+                 [this] { return Command{Command::SetReading{plainName(state_) == "on"}}; });
+        allowOnly(reading->add_option("STATE", state_, "on or off.")->required(), {"on", "off"});
     }
 
     void addTranscribing() {
         CLI::App* transcribe = verb(app_, "transcribe", "Transcribe files and links, print the texts and store them.",
                                     [this] { return Command{Command::Transcribe{words_, language_}}; });
-        transcribe->add_option("SOURCE", words_, "Audio or video files, and links to YouTube.")->required();
+        files_.insert(
+            transcribe->add_option("SOURCE", words_, "Audio or video files, and links to YouTube.")->required());
         CLI::App* dictate = verb(app_, "dictate", "Transcribe a file, print the text and add it to the history.",
                                  [this] { return Command{Command::Dictate{file_, language_}}; });
-        dictate->add_option("FILE", file_, "An audio or video file.")->required();
+        files_.insert(dictate->add_option("FILE", file_, "An audio or video file.")->required());
         CLI::App* record = verb(app_, "record", "Transcribe the two tracks of a call and print who said what.",
                                 [this] { return Command{Command::Record{file_, system_, language_}}; });
-        record->add_option("MICROPHONE", file_, "The audio file with your own voice.")->required();
-        record->add_option("SYSTEM", system_, "The audio file with everyone else on the call.")->required();
+        files_.insert(record->add_option("MICROPHONE", file_, "The audio file with your own voice.")->required());
+        files_.insert(
+            record->add_option("SYSTEM", system_, "The audio file with everyone else on the call.")->required());
         for (CLI::App* one : {transcribe, dictate, record}) {
             one->add_option("--language", language_,
                             "The spoken language, such as en. A model for it must be installed.")
@@ -185,11 +229,9 @@ private:
             });
             CLI::Option* id = list->add_option("ID", id_, row.aboutID);
             if (row.kind != Command::Kind::dictation) {
-                list->add_option("--format", format_,
-                                 "How to print it: txt, or with its times as srt or vtt (subtitles) or json.")
-                    ->option_text("FORMAT")
-                    ->needs(id)
-                    ->check(CLI::IsMember({"txt", "srt", "vtt", "json"}, CLI::ignore_case));
+                CLI::Option* format = list->add_option(
+                    "--format", format_, "How to print it: txt, or with its times as srt or vtt (subtitles) or json.");
+                allowOnly(format->option_text("FORMAT")->needs(id), {"txt", "srt", "vtt", "json"});
             }
             for (CLI::Option* option : addWindow(*list)) option->excludes(id);
         }
@@ -288,13 +330,13 @@ private:
             CLI::App* added = verb(*clients, row.name, row.about, [this, action = row.action] {
                 return Command{Command::Clients{action, kinds(), force_}};
             });
-            added
-                ->add_option("KIND", kindNames_,
-                             "claude-code, claude-desktop or codex. Give several, or none for all of them.")
-                ->check([](const std::string& name) {
-                    return kindNamed(name) ? std::string{}
-                                           : "'" + name + "' is not one of claude-code, claude-desktop and codex.";
-                });
+            CLI::Option* kind = added->add_option(
+                "KIND", kindNames_, "claude-code, claude-desktop or codex. Give several, or none for all of them.");
+            choices_[kind] = {"claude-code", "claude-desktop", "codex"};
+            kind->check([](const std::string& name) {
+                return kindNamed(name) ? std::string{}
+                                       : "'" + name + "' is not one of claude-code, claude-desktop and codex.";
+            });
             if (row.action != ClientConfigAction::status) {
                 added->add_flag("--force", force_, "Also change an entry of this name that Vostel did not write.");
             }
@@ -335,6 +377,11 @@ private:
     std::optional<std::string> until_;
     std::vector<std::string> kindNames_;
     bool force_ = false;
+
+    /// All values of an option or argument, where they are known.
+    std::map<const CLI::Option*, std::vector<std::string>> choices_;
+    /// The arguments that are paths.
+    std::set<const CLI::Option*> files_;
 };
 
 } // namespace
@@ -342,5 +389,7 @@ private:
 std::expected<Command, CommandLineText> parseCommandLine(std::span<const std::string> arguments) {
     return Grammar{}.parse({arguments.begin(), arguments.end()});
 }
+
+CommandDescription describeCommandLine() { return Grammar{}.describe(); }
 
 } // namespace vostel_companion

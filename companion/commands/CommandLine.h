@@ -21,4 +21,7 @@ struct CommandLineText {
 /// `arguments` do not include the name of the program.
 [[nodiscard]] std::expected<Command, CommandLineText> parseCommandLine(std::span<const std::string> arguments);
 
+/// All commands and options that parseCommandLine knows.
+[[nodiscard]] CommandDescription describeCommandLine();
+
 } // namespace vostel_companion

@@ -57,6 +57,9 @@ TEST(CommandLine, every_verb_has_its_command) {
         {{"models"}, {Command::ListModels{}}},
         {{"models", "install", "de"}, {Command::InstallModel{"de"}}},
         {{"models", "remove", "de"}, {Command::RemoveModel{"de"}}},
+        {{"completions", "bash"}, {Command::PrintCompletions{Shell::bash}}},
+        {{"completions", "ZSH"}, {Command::PrintCompletions{Shell::zsh}}},
+        {{"completions", "fish"}, {Command::PrintCompletions{Shell::fish}}},
         {{"status"}, {Command::Status{}}},
         {{"quit"}, {Command::Quit{}}},
         {{"doctor"}, {Command::Doctor{}}},
@@ -101,6 +104,8 @@ TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
         {{"dictations", "3F2A", "--format", "srt"}, "The following arguments were not expected: srt --format"},
         {{"delete", "dictation"}, "ID is required"},
         {{"search"}, "WORDS is required"},
+        {{"completions"}, "SHELL is required"},
+        {{"completions", "csh"}, "SHELL: csh not in {bash,zsh,fish}"},
         {{"x\x1B[31m"}, "The following argument was not expected: x\xEF\xBF\xBD[31m"},
     };
     for (const Row& row : rows) {
@@ -143,6 +148,7 @@ TEST(CommandLine, every_verb_explains_itself_and_its_exit_status) {
                                {"models"},
                                {"models", "install"},
                                {"models", "remove"},
+                               {"completions"},
                                {"status"},
                                {"quit"},
                                {"doctor"},

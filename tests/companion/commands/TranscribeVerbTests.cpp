@@ -1,5 +1,4 @@
 #include "companion/commands/TranscribeVerb.h"
-
 #include "companion/store/Transcripts.h"
 #include "tests/companion/commands/VerbFixture.h"
 
@@ -23,9 +22,7 @@ struct TranscribeVerb : testing::Test, VerbFixture {
         };
     }
 
-    Exit transcribe(const std::vector<std::string>& sources) {
-        return run(Command::Transcribe{sources, ""}, context);
-    }
+    Exit transcribe(const std::vector<std::string>& sources) { return run(Command::Transcribe{sources, ""}, context); }
     /// Newest first.
     std::vector<TranscriptSummary> stored() {
         auto store = openStore(context.paths.database());
