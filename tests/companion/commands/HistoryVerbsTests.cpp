@@ -13,9 +13,10 @@
 
 namespace vostel_companion {
 
-namespace {
-
+using Format = Command::Show::Format;
 using Kind = Command::Kind;
+
+namespace {
 
 struct HistoryVerbs : testing::Test, VerbFixture {
     HistoryVerbs() {
@@ -90,7 +91,6 @@ TEST_F(HistoryVerbs, print_a_transcript_with_the_times_of_its_words) {
                                                     {{"hello", Seconds{0.5}, Seconds{1}},
                                                      {"there", Seconds{1}, Seconds{1.25}},
                                                      {hostile, Seconds{3}, Seconds{4}}}}));
-    using Format = Command::Show::Format;
     EXPECT_EQ(run(Command::Show{Kind::transcript, idText(1), Format::srt}, context), Exit::done);
     EXPECT_EQ(
         takePrinted(),
@@ -116,7 +116,6 @@ TEST_F(HistoryVerbs, print_one_transcript_whole) {
     EXPECT_EQ(run(Command::Show{Kind::transcript, idText(3)}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "Me: hi\nThem: ho\n");
 
-    using Format = Command::Show::Format;
     EXPECT_EQ(run(Command::Show{Kind::transcript, idText(3), Format::vtt}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "WEBVTT\n\n00:00:00.000 --> 00:00:00.000\nMe: hi\n\n"
                              "00:00:00.000 --> 00:00:00.000\nThem: ho\n");
