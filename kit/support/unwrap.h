@@ -16,6 +16,7 @@ template <class T>
     assert(optional.has_value());
     return *std::move(optional);
 }
+/// The same for a result.
 template <class T, class E>
 [[nodiscard]] T unwrap(std::expected<T, E>&& expected) {
     assert(expected.has_value());
