@@ -48,6 +48,38 @@ function agent(name, title, file) {
   };
 }
 
+const codex = {
+  name: "Codex",
+  package: "@openai/codex",
+  api: "responses",
+  /** A model that Codex knows. In a terminal it would first offer a newer one. */
+  slug: "gpt-5.5",
+  installable: true,
+  timeoutSetting: "`tool_timeout_sec`, in seconds",
+  async start(stage, { model, permitted, terminal, seconds, installed }) {
+    const entry = `
+[mcp_servers.vostel]
+command = "${stage.command}"
+${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool_timeout_sec = ${seconds}\n` : ""}`;
+    await stage.write(
+      ".codex/config.toml",
+      `model = "${terminal ? "scripted" : this.slug}"
+model_provider = "scripted"
+
+[model_providers.scripted]
+name = "scripted"
+base_url = "${model.url}/v1"
+wire_api = "responses"
+
+[projects."${stage.folder}"]
+trust_level = "trusted"
+${installed ? "" : entry}`,
+    );
+    if (installed) await stage.install("codex");
+    return stage.start([program("codex"), ...(terminal ? [] : ["exec", "--skip-git-repo-check"]), prompt]);
+  },
+};
+
 export const clients = {
   "sdk-0.4": sdk("sdk-0.4", "TypeScript SDK"),
   "sdk-0.7": sdk("sdk-0.7", "TypeScript SDK"),
@@ -88,34 +120,12 @@ export const clients = {
     },
   },
 
-  codex: {
-    name: "Codex",
-    package: "@openai/codex",
-    api: "responses",
-    installable: true,
-    timeoutSetting: "`tool_timeout_sec`, in seconds",
-    async start(stage, { model, permitted, terminal, seconds, installed }) {
-      const entry = `
-[mcp_servers.vostel]
-command = "${stage.command}"
-${permitted ? 'default_tools_approval_mode = "approve"\n' : ""}${seconds ? `tool_timeout_sec = ${seconds}\n` : ""}`;
-      await stage.write(
-        ".codex/config.toml",
-        `model = "scripted"
-model_provider = "scripted"
-
-[model_providers.scripted]
-name = "scripted"
-base_url = "${model.url}/v1"
-wire_api = "responses"
-
-[projects."${stage.folder}"]
-trust_level = "trusted"
-${installed ? "" : entry}`,
-      );
-      if (installed) await stage.install("codex");
-      return stage.start([program("codex"), ...(terminal ? [] : ["exec", "--skip-git-repo-check"]), prompt]);
-    },
+  codex,
+  "codex-other": {
+    ...codex,
+    name: "Codex, with a model that it does not know",
+    slug: "scripted",
+    only: ["words", "long", "room"],
   },
 
   gemini: {

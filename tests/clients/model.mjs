@@ -58,25 +58,36 @@ const apis = {
   responses: {
     path: /\/responses(\?|$)/,
     streams: (body) => body.stream === true,
-    tools: (body) =>
-      (body.tools ?? []).flatMap((tool) =>
+    tools: (body) => {
+      const found = (Array.isArray(body.input) ? body.input : []).filter((item) => item.type === "tool_search_output");
+      return [...(body.tools ?? []), ...found.flatMap((item) => item.tools)].flatMap((tool) =>
         tool.type === "namespace"
           ? tool.tools.map((inner) => ({ name: inner.name, namespace: tool.name, definition: inner }))
-          : [{ name: tool.name, definition: tool }],
-      ),
+          : [{ name: tool.name ?? tool.type, definition: tool }],
+      );
+    },
     results: (body) =>
       (Array.isArray(body.input) ? body.input : []).filter(
         (item) => item.type === "function_call_output" && item.call_id.startsWith("call_step"),
       ),
-    call: ({ name, namespace }, step, id) => ({
-      type: "function_call",
-      id: `fc_${id}`,
-      call_id: `call_${id}`,
-      name,
-      ...(namespace && { namespace }),
-      arguments: JSON.stringify(step.arguments),
-      status: "completed",
-    }),
+    call: ({ name, namespace }, step, id) =>
+      name === "tool_search"
+        ? {
+            type: "tool_search_call",
+            call_id: `call_${id}`,
+            execution: "client",
+            status: "completed",
+            arguments: step.arguments,
+          }
+        : {
+            type: "function_call",
+            id: `fc_${id}`,
+            call_id: `call_${id}`,
+            name,
+            ...(namespace && { namespace }),
+            arguments: JSON.stringify(step.arguments),
+            status: "completed",
+          },
     say: (text) => ({
       type: "message",
       id: unique("msg"),
@@ -112,7 +123,10 @@ const apis = {
   completions: {
     path: /\/chat\/completions(\?|$)/,
     streams: (body) => body.stream === true,
-    tools: (body) => (body.tools ?? []).map(({ function: tool }) => ({ name: tool.name, definition: tool })),
+    tools: (body) =>
+      (body.tools ?? [])
+        .filter((tool) => tool.type === "function")
+        .map(({ function: tool }) => ({ name: tool.name, definition: tool })),
     results: (body) =>
       body.messages.filter((message) => message.role === "tool" && message.tool_call_id.startsWith("call_step")),
     call: ({ name }, step, id) => ({
@@ -211,7 +225,7 @@ export async function startModel(api, steps) {
       model.tools[index] = tool;
       return call(tool, step, `step${index}`);
     }
-    const search = listed.find(({ name }) => name === "ToolSearch");
+    const search = listed.find(({ name }) => name === "ToolSearch" || name === "tool_search");
     if (!search || model.searched.has(index)) return undefined;
     model.searched.add(index);
     return call(search, { arguments: { query: step.tool } }, `search${index}`);

@@ -157,6 +157,7 @@ async function patienceOf(client, server, { limit, reportEvery, seconds }) {
     limit: limit / 1000,
     gaveUp: gaveUp && call ? (gaveUp - call.at) / 1000 : null,
     calls: calls.length,
+    refused: protocol(wire).refused,
     cancelled: cancelled !== undefined,
     seen: texts(seen[0]).slice(0, 200),
   };

@@ -78,7 +78,10 @@ export const tables = {
           : "none: it does not connect",
         !words.agreed ? "" : words.wantsProgress ? "yes" : "no",
         stopping(stop, client),
-        [...new Set(words.end)].map((event) => endings[event] ?? event).join(", ") || "kills it",
+        Object.keys(endings)
+          .filter((event) => words.end.includes(event))
+          .map((event) => endings[event])
+          .join(", ") || "kills it",
       ]),
     ),
   model: (measured) =>
