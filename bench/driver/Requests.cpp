@@ -22,6 +22,15 @@ Requests Requests::listTools(std::uint64_t id) {
     return made;
 }
 
+Requests Requests::emptyArrays(std::size_t bytes) {
+    std::string line = "[[]";
+    while (line.size() + 4 <= bytes) line += ",[]";
+    line += ']';
+    Requests made;
+    made.add(line);
+    return made;
+}
+
 Requests Requests::call(const Workload::Tool& tool, std::uint64_t firstID, std::size_t count) {
     const std::string arguments =
         tool.sendsLargeArguments ? Workload::largeArgumentsJSON() : std::string{Workload::smallArgumentsJSON};

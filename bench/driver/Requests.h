@@ -21,6 +21,8 @@ struct Requests {
 
     static Requests initialize(std::uint64_t id);
     static Requests listTools(std::uint64_t id);
+    /// One array of `bytes` bytes that holds empty arrays, which the server refuses.
+    static Requests emptyArrays(std::size_t bytes);
     /// `count` calls with ids from `firstID` on. A tool that reports progress gets its call's id as the token.
     static Requests call(const Workload::Tool& tool, std::uint64_t firstID, std::size_t count);
 };

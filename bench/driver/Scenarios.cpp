@@ -23,24 +23,29 @@ double seconds(std::chrono::nanoseconds time) { return std::chrono::duration<dou
 Goal atMost(double value) { return {Goal::Kind::atMost, value}; }
 Goal atLeast(double value) { return {Goal::Kind::atLeast, value}; }
 
-/// Keeps this process, and what it starts meanwhile, on one processor; the stub application is kept there by the
-/// caller.
+/// Keeps this process, what it starts meanwhile, and the stub application on one processor.
 class OnOneProcessor final {
 public:
-    OnOneProcessor() {
+    explicit OnOneProcessor(pid_t application) : application_{application} {
         ::sched_getaffinity(0, sizeof before_, &before_);
         cpu_set_t first;
         CPU_ZERO(&first);
         int processor = 0;
         while (!CPU_ISSET(processor, &before_)) ++processor;
         CPU_SET(processor, &first);
-        if (::sched_setaffinity(0, sizeof first, &first) != 0) failWithErrno("cannot stay on one processor");
+        if (!stayOn(first)) failWithErrno("cannot stay on one processor");
     }
-    ~OnOneProcessor() { ::sched_setaffinity(0, sizeof before_, &before_); }
+    ~OnOneProcessor() { stayOn(before_); }
     OnOneProcessor(const OnOneProcessor&) = delete;
     OnOneProcessor& operator=(const OnOneProcessor&) = delete;
 
 private:
+    bool stayOn(const cpu_set_t& processors) const {
+        return ::sched_setaffinity(0, sizeof processors, &processors) == 0 &&
+               ::sched_setaffinity(application_, sizeof processors, &processors) == 0;
+    }
+
+    const pid_t application_;
     cpu_set_t before_{};
 };
 
@@ -65,7 +70,7 @@ Figures toolLists(const Launch& launch, Inbox& inbox) {
     constexpr int trips = 500;
     // One id for all: then every answer must be the first one again, to the byte.
     constexpr std::uint64_t id = 7;
-    const OnOneProcessor here;
+    const OnOneProcessor here{launch.application};
     Client client(launch, inbox);
     const Requests request = Requests::listTools(id);
     const std::string expected{client.session().exchange(request, 1)};
@@ -116,6 +121,11 @@ Figures shortCallsOneAtATime(const Launch& launch, Inbox& inbox) {
     return shortCalls(client);
 }
 
+Figures shortCallsOnOneProcessor(const Launch& launch, Inbox& inbox) {
+    const OnOneProcessor here{launch.application};
+    return {shortCallsOneAtATime(launch, inbox).front()};
+}
+
 Figures shortCallsInFlight(const Launch& launch, Inbox& inbox) {
     Client client(launch, inbox);
     return {callsInFlightPerSecond(client)};
@@ -150,6 +160,17 @@ std::function<Figures(const Launch&, Inbox&)> amplification(const Workload::Tool
         const double time = milliseconds(client.call(tool, Workload::result(tool), 1, 1));
         return {ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process())), time};
     };
+}
+
+/// The same for a line of the client.
+Figures amplifiedLine(const Launch& launch, Inbox& inbox) {
+    constexpr std::size_t bytes = 100U << 20U;
+    Client client(launch, inbox);
+    const Requests request = Requests::emptyArrays(bytes);
+    const Clock::time_point start = Clock::now();
+    client.session().exchange(request, 1);
+    const double time = milliseconds(Clock::now() - start);
+    return {ProcessFigures::mebibytes(ProcessFigures::peakMemory(client.process())), time};
 }
 
 Figures burst(const Launch& launch, Inbox& inbox) {
@@ -204,6 +225,9 @@ std::vector<Scenario> allScenarios() {
                   {"tools/call, 200 bytes, p99", Unit::microseconds, atMost(0.25), {}},
                   {"tools/call, 200 bytes, processor time", Unit::microseconds, atMost(0.5), {}}},
          .measure = shortCallsOneAtATime},
+        {.name = "call-on-one-processor",
+         .rows = {{"tools/call, p50, all on one processor", Unit::microseconds, atMost(0.35), atMost(0.85)}},
+         .measure = shortCallsOnOneProcessor},
         {.name = "in-flight",
          .rows = {{"64 calls in flight, calls per second", Unit::perSecond, atLeast(3), atLeast(2)}},
          .measure = shortCallsInFlight},
@@ -232,6 +256,11 @@ std::vector<Scenario> allScenarios() {
         amplified("empty-arrays", "[]", Workload::emptyArrays),
         amplified("zeros", "0,", Workload::zeros),
         amplified("nested-arrays", "nested [", Workload::nestedArrays),
+        {.name = "client-arrays",
+         .rows = {{"a line of 100 MiB of [], peak memory", Unit::mebibytes, atMost(600), {}},
+                  {"a line of 100 MiB of [], time", Unit::milliseconds, {}, {}}},
+         .baseline = Baseline::none,
+         .measure = amplifiedLine},
         {.name = "burst",
          .rows = {{"1000 calls at once, 200 ms each, time", Unit::milliseconds, atMost(0.57), atMost(0.95)},
                   {"1000 calls at once, peak memory", Unit::mebibytes, atMost(0.14), atMost(1.1)}},

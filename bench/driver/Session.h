@@ -20,6 +20,8 @@ struct Launch {
     std::string home;
     /// Gets the server's standard error.
     std::string log;
+    /// The stub application that it talks to, if any.
+    pid_t application = 0;
 
     bool operator==(const Launch&) const = default;
 };

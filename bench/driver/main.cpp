@@ -139,11 +139,16 @@ int run(const Options& options) {
     Session stub(home.launch({options.stub, home.socket().string()}, "stub.log"), inbox);
     if (stub.exchange({}, 1) != "ready\n") fail("the stub application did not start");
 
-    const Launch subject = home.launch({options.server}, "subject.log");
+    const auto launch = [&](std::vector<std::string> command, const char* log) {
+        Launch made = home.launch(std::move(command), log);
+        made.application = stub.process();
+        return made;
+    };
+    const Launch subject = launch({options.server}, "subject.log");
     const std::string tools = writeToolList(home, subject, inbox).string();
-    const Launch peer = home.launch({"node", options.peerFolder + "/server.mjs", tools}, "peer.log");
-    const Launch relay = home.launch({"node", options.peerFolder + "/plain-relay.mjs"}, "relay.log");
-    const Launch floor = home.launch({options.floor, tools}, "floor.log");
+    const Launch peer = launch({"node", options.peerFolder + "/server.mjs", tools}, "peer.log");
+    const Launch relay = launch({"node", options.peerFolder + "/plain-relay.mjs"}, "relay.log");
+    const Launch floor = launch({options.floor, tools}, "floor.log");
     const auto baselineOf = [&](const Scenario& scenario) -> const Launch* {
         switch (scenario.baseline) {
         case Scenario::Baseline::peer:
