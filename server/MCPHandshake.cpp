@@ -1,7 +1,9 @@
 #include "server/MCPHandshake.h"
 
+#include "kit/jsonrpc/CanonicalJSON.h"
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/jsonrpc/MCPTextCall.h"
+#include "kit/support/Unicode.h"
 #include "kit/support/outOfMemory.h"
 #include "server/sendLine.h"
 
@@ -11,7 +13,7 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// From this length on, in bytes, the memory counts that the value of a call's arguments takes.
+/// From this length on, in bytes, the memory counts that the value of a line takes.
 constexpr std::size_t largeLine = 65'536;
 
 /// A message, and the arguments of a large call, which are then null in the message.
@@ -20,9 +22,18 @@ struct Received {
     MCPCallProxy::TextArguments arguments = {};
 };
 
+/// Whether the line is an array. Its elements do not matter, because a batch is refused. False for a rare array that
+/// has to become a value.
+bool isBatch(std::string_view line) {
+    const std::string_view text = trimmed(line);
+    Bytes ignored;
+    return text.starts_with('[') && appendCanonicalJSON(text, ignored);
+}
+
 Received received(const std::string& line) {
     if (line.size() >= largeLine) {
         if (auto call = readTextCall(line)) return {{std::move(call->request)}, std::move(call->arguments)};
+        if (isBatch(line)) return {{MCPIncoming::Batch{}}};
     }
     return {MCPDispatchLogic::classify(line)};
 }

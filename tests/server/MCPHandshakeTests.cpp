@@ -265,7 +265,7 @@ TEST_F(MCPHandshakeTest, a_large_line_counts_as_memory_to_give_back_whatever_bec
     EXPECT_EQ(trimRequests, 0);
 }
 
-TEST_F(MCPHandshakeTest, a_large_call_is_forwarded_and_refused_as_a_small_one_is) {
+TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is) {
     struct Row {
         const char* when;
         std::string line;
@@ -287,6 +287,10 @@ TEST_F(MCPHandshakeTest, a_large_call_is_forwarded_and_refused_as_a_small_one_is
         {"no JSON", withParams(R"({"name":"t","arguments":["@",]})")},
         {"no JSON after the arguments", withParams(R"({"name":"t","arguments":"@"]})")},
         {"another method", R"({"id":1,"method":"ping","params":{"name":"t","arguments":"@"}})"},
+        {"a batch", R"( [{"id":1,"method":"ping"}, "@"])"},
+        {"a batch with a key twice", R"([{"\t":"@","\t":1}])"},
+        {"a batch that is no JSON", R"(["@",])"},
+        {"a text", R"("@")"},
     };
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
