@@ -116,11 +116,10 @@ Position afterString(Position at, Position end, std::string_view& content) {
 
 Position afterScalar(Position at, Position end) {
     if (at == end) return nullptr;
+    std::string_view content;
     switch (*at) {
-    case '"': {
-        std::string_view ignored;
-        return afterString(at, end, ignored);
-    }
+    case '"':
+        return afterString(at, end, content);
     case 't':
         return afterWord(at, end, "true");
     case 'f':

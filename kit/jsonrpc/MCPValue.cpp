@@ -302,7 +302,7 @@ bool MCPValue::equalsShallowly(const MCPValue& other) const {
     case Kind::Null:
         return true;
     }
-    return false;
+    std::unreachable();
 }
 
 bool operator==(const MCPValue& left, const MCPValue& right) {

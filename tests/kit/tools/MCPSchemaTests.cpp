@@ -43,6 +43,20 @@ TEST(MCPSchema, each_builder_gives_its_shape) {
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(written(row.schema), row.expected); });
 }
 
+TEST(MCPSchema, each_type_has_the_name_that_json_schema_gives_it) {
+    using Type = MCPSchema::Type;
+    struct Row {
+        const char* when;
+        Type type;
+    };
+    const Row rows[] = {{"string", Type::string},   {"integer", Type::integer}, {"number", Type::number},
+                        {"boolean", Type::boolean}, {"object", Type::object},   {"array", Type::array},
+                        {"null", Type::null}};
+    vostel_tests::forEachRow(rows, [&](const Row& row) {
+        EXPECT_EQ(written(MCPSchema::property(row.type)), R"({"type":")" + std::string{row.when} + "\"}");
+    });
+}
+
 TEST(MCPSchema, a_schema_can_be_built_from_lists_made_at_run_time) {
     MCPSchema::Properties properties;
     std::vector<std::string> required;
