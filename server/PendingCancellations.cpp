@@ -27,9 +27,10 @@ void PendingCancellations::remove() {
 
 void PendingCancellations::drain(std::chrono::milliseconds forApplication, std::chrono::milliseconds forProcess) {
     const auto allAreHeld = [this] { return held_ == count_; };
+    const auto end = std::chrono::steady_clock::now() + forApplication;
     std::unique_lock lock{mutex_};
     changed_.wait_for(lock, forProcess, allAreHeld);
-    changed_.wait_for(lock, forApplication, [this] { return count_ == 0; });
+    changed_.wait_until(lock, end, [this] { return count_ == 0; });
     // Those that the application has let go meanwhile.
     changed_.wait_for(lock, forProcess, allAreHeld);
 }
