@@ -184,7 +184,7 @@ TEST(Call, more_calls_than_the_application_accepts_at_once_wait_their_turn) {
 }
 
 TEST(Call, a_thousand_calls_wait_at_once) {
-    constexpr int count = sanitized ? 200 : 1000;
+    const int count = sanitized ? 200 : 1000;
     Stage stage;
     for (int id = 0; id < count; ++id) stage.server.send(toolsCall(std::to_string(id)));
     std::vector<ReceivedCall> calls;

@@ -124,7 +124,7 @@ TEST(Cancellation, one_call_among_many_is_cancelled_alone) {
 }
 
 TEST(Cancellation, no_cancellation_overtakes_its_call) {
-    constexpr int count = sanitized ? 100 : 500;
+    const int count = sanitized ? 100 : 500;
     Stage stage;
     std::set<std::string> sent;
     // A connection that closes would be an answer of its own.
@@ -160,7 +160,7 @@ TEST(Cancellation, no_cancellation_overtakes_its_call) {
 TEST(Cancellation, a_client_that_reads_slowly_gets_no_line_that_begins_after_it) {
     // More than a pipe holds, so that most of it waits to be written.
     const std::string text(200'000, 'x');
-    constexpr int count = sanitized ? 10 : 50;
+    const int count = sanitized ? 10 : 50;
     Stage stage;
     for (int time = 0; time < count; ++time) {
         stage.server.send(toolsCall(R"("long")"));
@@ -185,7 +185,7 @@ TEST(Cancellation, a_client_that_reads_slowly_gets_no_line_that_begins_after_it)
 }
 
 TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
-    constexpr int count = sanitized ? 100 : 500;
+    const int count = sanitized ? 100 : 500;
     Stage stage;
     std::vector<std::string> expected;
     for (int id = 0; id < count; ++id) {

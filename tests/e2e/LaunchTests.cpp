@@ -23,7 +23,7 @@ public:
     explicit Bundle(const files::path& folder, std::string_view name = "Vostel.app")
         : path_{folder / name}, control_{listenAt(path_ / "Contents" / "control.sock", /*backlog=*/16)} {
         files::create_directories(executables());
-        files::copy_file(VOSTEL_MCP, server());
+        files::copy_file(serverPath, server());
     }
 
     [[nodiscard]] files::path executables() const { return path_ / "Contents" / "MacOS"; }
@@ -223,7 +223,7 @@ TEST(Launch, outside_a_bundle_the_user_is_asked_to_open_the_application) {
         SCOPED_TRACE(place);
         const files::path executable = folder.path() / place;
         files::create_directories(executable.parent_path());
-        files::copy_file(VOSTEL_MCP, executable);
+        files::copy_file(serverPath, executable);
         ServerProcess server{{.home = folder.path(), .executable = executable}};
         server.send(toolsCall("1"));
         EXPECT_EQ(server.line(), internalErrorLine("1", notLaunched));

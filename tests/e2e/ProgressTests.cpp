@@ -85,7 +85,7 @@ TEST(Progress, a_report_for_a_call_that_nobody_made_is_dropped) {
 }
 
 TEST(Progress, tens_of_thousands_of_reports_keep_their_order) {
-    constexpr int count = sanitized ? 2'000 : 20'000;
+    const int count = sanitized ? 2'000 : 20'000;
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();

@@ -11,7 +11,7 @@ namespace {
 
 /// The server, started by a shell that has run `before`: with its limits and streams.
 ServerProcess::Setting startedAfter(const std::string& before, const std::filesystem::path& home) {
-    return {.home = home.native(), .executable = "/bin/sh", .arguments = {"-c", before + "; exec \"$0\"", VOSTEL_MCP}};
+    return {.home = home.native(), .executable = "/bin/sh", .arguments = {"-c", before + "; exec \"$0\"", serverPath}};
 }
 
 /// This sanitizer puts itself before what a test wants to put there.

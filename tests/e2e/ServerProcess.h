@@ -35,7 +35,7 @@ public:
     struct Setting {
         /// Left unset in the server's environment when absent.
         std::optional<std::string> home;
-        std::filesystem::path executable = VOSTEL_MCP;
+        std::filesystem::path executable = serverPath;
         std::vector<std::string> arguments = {};
         /// More variables, each NAME=value.
         std::vector<std::string> environment = {};

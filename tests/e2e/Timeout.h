@@ -2,11 +2,17 @@
 #pragma once
 
 #include <chrono>
+#include <cstdlib>
 
 namespace vostel_tests {
 
-/// True when server and tests are built with a sanitizer, which makes them many times slower and larger.
-inline constexpr bool sanitized = VOSTEL_SANITIZED;
+/// A released server that is tested in place of the one built with the tests. Its memory is what users get; a sanitizer
+/// keeps what was freed. Null when the environment names none.
+inline const char* const releasedServer = std::getenv("VOSTEL_RELEASED_MCP");
+inline const char* const serverPath = releasedServer != nullptr ? releasedServer : VOSTEL_MCP;
+
+/// True when the server is built with a sanitizer, which makes it many times slower and larger.
+inline const bool sanitized = VOSTEL_SANITIZED && releasedServer == nullptr;
 
 /// The limit for what must happen. Generous, because only a failing test ever waits that long; and once it has failed,
 /// short.
