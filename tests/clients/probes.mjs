@@ -73,6 +73,16 @@ function texts(value) {
     .join("\n");
 }
 
+/** Waits until the recorder has seen the end of each server. A recorder that was killed sees none. */
+async function ended(stage) {
+  for (let tries = 0; tries < 20; ++tries) {
+    await pause(250);
+    const wire = await stage.wire();
+    const count = (event) => wire.filter((fact) => fact.event === event).length;
+    if (count("the server ended") === count("start")) return;
+  }
+}
+
 /** Runs one conversation: `body` may act while the client runs. Ends the client after `limit`. */
 async function converse(
   client,
@@ -93,7 +103,7 @@ async function converse(
     if (!inTime) started.kill("SIGKILL");
     await started.ended;
     await acted;
-    await pause(500); // the recorder writes its last lines
+    await ended(stage);
     const seen = model ? model.seen : client.seen(started);
     return {
       wire: await stage.wire(),

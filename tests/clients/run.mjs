@@ -31,10 +31,11 @@ if (major < 24 && existsSync(bundled)) {
 async function main() {
   const { values, positionals } = parseArgs({ allowPositionals: true, options: { only: { type: "string" } } });
   const server = process.env.VOSTEL_MCP ?? join(repository, "build/Vostel.app/Contents/MacOS/vostel-mcp");
-  if (!existsSync(server)) throw new Error(`There is no server at ${server}. script/build makes it.`);
+  const wanted = values.only?.split(",").filter(Boolean) ?? Object.keys(probes);
+  if (wanted.length > 0 && !existsSync(server))
+    throw new Error(`There is no server at ${server}. script/build makes it.`);
   const recording = process.env.VOSTEL_RECORDING;
   const names = positionals.length > 0 ? positionals : Object.keys(clients);
-  const wanted = values.only?.split(",").filter(Boolean) ?? Object.keys(probes);
   await mkdir(results, { recursive: true });
   for (const name of names) {
     const client = clients[name];
