@@ -116,9 +116,15 @@ TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
     const TemporaryFolder home;
     const auto transcripts = Paths::in(supportIn(home.path())).transcripts();
     {
+        // So long that the work does not end before the signal, even if this process has to wait for a processor.
+        const auto sentence = vostel_tests::samplesOf(spoken("0930"));
+        std::vector<std::int16_t> samples;
+        while (samples.size() < 16'000U * 120) samples.insert(samples.end(), sentence.begin(), sentence.end());
+        vostel_tests::writeFile(home.path() / "long.wav", vostel_tests::wav(samples, 16'000));
+
         Application application{home.path()};
         const auto client = connected(home.path());
-        client->request("transcribe_file", path(spoken("0930")));
+        client->request("transcribe_file", path(home.path() / "long.wav"));
         ASSERT_TRUE(client->next()) << "the first progress";
         application.signal(SIGKILL);
         EXPECT_FALSE(client->response());

@@ -11,7 +11,6 @@
 
 namespace vostel_companion {
 
-using namespace std::chrono_literals;
 using namespace VostelMCPKit;
 using vostel_tests::Application;
 using vostel_tests::connected;
@@ -59,11 +58,9 @@ TEST(Application, a_termination_cancels_what_runs) {
     const auto client = connected(home.path());
     client->request("transcribe_file", MCPValue::object({{"path", (home.path() / "long.wav").string()}}));
     ASSERT_TRUE(client->next()) << "the first progress";
-    const auto before = std::chrono::steady_clock::now();
     application.signal(SIGTERM);
     EXPECT_EQ(textOf(client->response()), "The transcription was cancelled.");
     EXPECT_EQ(application.exitStatus(), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 10s);
 }
 
 TEST(Application, a_second_start_ends_with_a_word_and_leaves_the_first_alone) {
