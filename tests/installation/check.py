@@ -28,9 +28,12 @@ lib*/pkgconfig/VostelMCPKit.pc
 libexec/vostel/Vostel.app/Contents/Info.plist
 libexec/vostel/Vostel.app/Contents/MacOS/Vostel
 libexec/vostel/Vostel.app/Contents/MacOS/vostel-mcp
+share/bash-completion/completions/Vostel
+share/fish/vendor_completions.d/Vostel.fish
 share/man/man1/Vostel.1
 share/man/man1/vostel-mcp.1
 share/man/man7/vostel-mcp-wire.7
+share/zsh/site-functions/_Vostel
 """.split()
 
 def request(number, method, **params):
