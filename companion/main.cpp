@@ -115,8 +115,8 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
     if constexpr (std::same_as<std::remove_cvref_t<decltype(verb)>, Command::Transcribe>) {
         cache.emplace(paths.recognised(), paths.downloads());
     }
-    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, /*jobs=*/1,
-                            std::move(cache)};
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); },
+                            decodersForThisMachine(), std::move(cache)};
     std::error_code ignored;
     CommandContext context{
         .paths = paths,

@@ -70,9 +70,14 @@ public:
     Decoder(const Decoder&) = delete;
     Decoder& operator=(const Decoder&) = delete;
 
-    std::expected<void, AudioError> open() {
+    std::expected<void, AudioError> open(std::optional<std::size_t> track) {
         if (auto opened = openContainer(); !opened) return opened;
-        return openTrack();
+        return openTrack(track);
+    }
+
+    [[nodiscard]] std::size_t trackCount() const { return tracks_.size(); }
+    [[nodiscard]] std::size_t track() const {
+        return static_cast<std::size_t>(std::ranges::find(tracks_, stream_->index) - tracks_.begin());
     }
 
     [[nodiscard]] std::optional<Seconds> duration() const {
@@ -130,9 +135,17 @@ private:
         return {};
     }
 
-    Step openTrack() {
+    Step openTrack(std::optional<std::size_t> wanted) {
+        for (unsigned i = 0; i < format_->nb_streams; ++i) {
+            const AVCodecParameters& parameters = *format_->streams[i]->codecpar;
+            if (parameters.codec_type != AVMEDIA_TYPE_AUDIO || avcodec_find_decoder(parameters.codec_id) == nullptr)
+                continue;
+            tracks_.push_back(static_cast<int>(i));
+        }
+        if (wanted && *wanted >= tracks_.size()) return std::unexpected(AudioError{AudioError::NoAudioTrack{}});
         const AVCodec* codec = nullptr;
-        const int track = av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+        const int track =
+            av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, wanted ? tracks_[*wanted] : -1, -1, &codec, 0);
         if (track == AVERROR_DECODER_NOT_FOUND) return std::unexpected(AudioError{AudioError::NotAudio{}});
         if (track < 0 || codec == nullptr) return std::unexpected(AudioError{AudioError::NoAudioTrack{}});
         for (unsigned i = 0; i < format_->nb_streams; ++i) {
@@ -329,6 +342,8 @@ private:
 
     IOPointer io_;
     FormatPointer format_;
+    /// The indices of the streams that can be decoded.
+    std::vector<int> tracks_;
     AVStream* stream_ = nullptr;
     CodecPointer codec_;
     PacketPointer packet_;
@@ -346,12 +361,13 @@ private:
     std::size_t producedSamples_ = 0;
 };
 
-std::expected<AudioSource, AudioError> AudioSource::open(const std::string& path, const Cancellation& cancellation) {
+std::expected<AudioSource, AudioError> AudioSource::open(const std::string& path, const Cancellation& cancellation,
+                                                         std::optional<std::size_t> track) {
     [[maybe_unused]] static const bool quiet = (av_log_set_level(AV_LOG_QUIET), true);
     auto file = RegularFile::open(path);
     if (!file) return std::unexpected(file.error());
     auto decoder = std::make_unique<Decoder>(*std::move(file), cancellation);
-    if (auto opened = decoder->open(); !opened) return std::unexpected(opened.error());
+    if (auto opened = decoder->open(track); !opened) return std::unexpected(opened.error());
     return AudioSource{std::move(decoder)};
 }
 
@@ -359,6 +375,8 @@ AudioSource::AudioSource(std::unique_ptr<Decoder> decoder) : decoder_{std::move(
 AudioSource::AudioSource(AudioSource&&) noexcept = default;
 AudioSource::~AudioSource() = default;
 
+std::size_t AudioSource::trackCount() const { return decoder_->trackCount(); }
+std::size_t AudioSource::track() const { return decoder_->track(); }
 std::optional<std::chrono::duration<double>> AudioSource::duration() const { return decoder_->duration(); }
 std::expected<std::span<const std::int16_t>, AudioError> AudioSource::read() { return decoder_->read(); }
 double AudioSource::consumed() const { return decoder_->consumed(); }

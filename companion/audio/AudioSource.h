@@ -5,6 +5,7 @@
 #include "companion/support/Cancellation.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <memory>
@@ -22,12 +23,18 @@ public:
     /// The limit of what is decoded, because a small malicious file can contain endless sound.
     static constexpr std::chrono::hours longest{24};
 
-    /// `cancellation` stops opening and reading. It outlives the source.
-    [[nodiscard]] static std::expected<AudioSource, AudioError> open(const std::string& path,
-                                                                     const Cancellation& cancellation);
+    /// Opens the audio track with the index `track`, or without one the track that players choose. `cancellation` stops
+    /// opening and reading. It outlives the source.
+    [[nodiscard]] static std::expected<AudioSource, AudioError>
+    open(const std::string& path, const Cancellation& cancellation, std::optional<std::size_t> track = std::nullopt);
     AudioSource(AudioSource&&) noexcept;
     AudioSource& operator=(AudioSource&&) = delete;
     ~AudioSource();
+
+    /// How many audio tracks of the file can be decoded.
+    [[nodiscard]] std::size_t trackCount() const;
+    /// The index of the open track among them.
+    [[nodiscard]] std::size_t track() const;
 
     /// Absent when the file does not state its length.
     [[nodiscard]] std::optional<std::chrono::duration<double>> duration() const;

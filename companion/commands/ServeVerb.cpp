@@ -3,6 +3,7 @@
 #include "companion/socket/CallServer.h"
 #include "companion/store/Recovery.h"
 #include "companion/store/Schema.h"
+#include "companion/support/FreeMemory.h"
 #include "companion/support/InQuotes.h"
 #include "companion/support/Log.h"
 #include "companion/support/LongCalls.h"
@@ -31,9 +32,6 @@ Exit fail(const std::string& sentence, Exit exit = Exit::failed) {
     std::fprintf(stderr, "%s\n", printable(sentence).c_str());
     return exit;
 }
-
-/// One for each core. At most four, to bound memory.
-std::size_t jobsAtOnce() { return std::clamp(std::thread::hardware_concurrency(), 1U, 4U); }
 
 /// Raises the descriptor limit to what the server's limits and two downloads need. Some systems start a process with
 /// 256. If that fails, uses smaller limits: a rejected call gets an answer, a failed accept does not.
@@ -86,6 +84,14 @@ void noteCalls(ToolTable& tools, Log& log, LongCalls& longCalls) {
     }
 }
 
+/// Gives back the memory that an idle application does not need.
+[[noreturn]] void freeIdleMemory(Transcriber& transcriber) {
+    while (true) {
+        std::this_thread::sleep_for(Transcriber::keptIdle / 4);
+        if (transcriber.freeIdle()) releaseFreeMemory();
+    }
+}
+
 /// Answers every call with the reason why the application cannot work, so the user learns it from the AI client. Ends
 /// after a call that finds the reason gone; the next call starts the application again.
 Exit explain(ListeningSocket socket, const Paths& paths, const CallServer::Limits& limits,
@@ -116,6 +122,7 @@ Exit explain(ListeningSocket socket, const Paths& paths, const CallServer::Limit
 } // namespace
 
 Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal) {
+    returnLargeBlocks();
     const TerminationSignals signals;
     const CallServer::Limits limits = limitsWithDescriptors();
 
@@ -159,8 +166,10 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
         terminal = *std::move(made);
     }
 
-    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); }, jobsAtOnce(),
-                            RecognitionCache{paths.recognised(), paths.downloads()}};
+    const RecognitionCache recognised{paths.recognised(), paths.downloads()};
+    recognised.prune(std::filesystem::file_time_type::clock::now());
+    Transcriber transcriber{[&](const std::string& language) { return chooseModel(models, language); },
+                            decodersForThisMachine(), recognised};
     ToolTable tools;
     ToolContext context{
         .paths = paths, .transcribe = std::bind_front(&Transcriber::transcribe, &transcriber), .models = models};
@@ -177,6 +186,9 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     });
     if (waiting && terminal) {
         waiting = posix::startBlockingThread({"com.vostel.vostel.terminal", "terminal"}, [&] { terminal->run(); });
+    }
+    if (waiting) {
+        waiting = posix::startBlockingThread({"com.vostel.vostel.idle", "idle"}, [&] { freeIdleMemory(transcriber); });
     }
     if (!waiting) return fail("Vostel could not start: " + waiting.error().systemText() + ".");
 

@@ -43,8 +43,6 @@ std::expected<std::unique_ptr<SpeechDecoder>, SpeechError> SpeechDecoder::load(c
 
 SpeechDecoder::SpeechDecoder(std::unique_ptr<SphinxDecoder> sphinx) : sphinx_{std::move(sphinx)} {}
 
-void SpeechDecoder::startRecording() { sphinx_->startRecording(); }
-
 std::expected<std::vector<TranscriptSegment>, SpeechError>
 SpeechDecoder::decode(const Utterance& utterance, const Cancellation& cancellation,
                       const std::function<void(double)>& consumed) {

@@ -40,10 +40,8 @@ public:
     SpeechDecoder(const SpeechDecoder&) = delete;
     SpeechDecoder& operator=(const SpeechDecoder&) = delete;
 
-    /// Begins another recording and forgets the noise of the last one.
-    void startRecording();
-
     /// The words of `utterance`, without marks for silence and noise. Times count from the beginning of the recording.
+    /// They do not depend on what the decoder was given before, so several decoders can share a recording.
     /// `consumed` is called several times per second with the fraction of the utterance that is done. `cancellation` is
     /// checked as often.
     [[nodiscard]] std::expected<std::vector<TranscriptSegment>, SpeechError>

@@ -81,7 +81,7 @@ SphinxDecoder::SphinxDecoder(std::unique_ptr<State> state) : state_{std::move(st
 
 SphinxDecoder::~SphinxDecoder() { ps_free(state_->decoder); }
 
-void SphinxDecoder::startRecording() {
+void SphinxDecoder::forget() {
     std::ignore = ps_start_stream(state_->decoder);
 #if VOSTEL_POCKETSPHINX_5
     std::ignore = ps_set_cmn(state_->decoder, state_->firstGuess.c_str());
@@ -123,6 +123,7 @@ SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
     // Deliberate: bit by bit, although the library then normalises by a guess. An utterance that it is given whole
     // could not be cancelled, and this version keeps its features to itself.
     if (samples.empty()) return End::tooShort;
+    forget();
     if (ps_start_utt(state_->decoder) < 0) return End::failed;
     constexpr std::size_t step = reportStep * UtteranceSplitter::frameSize;
     bool failed = false;
@@ -190,6 +191,7 @@ std::unique_ptr<SphinxDecoder> SphinxDecoder::load(const ModelFiles& files) {
 
 SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
                                          const std::function<bool(double)>& goesOn) {
+    forget();
     Features features{ps_get_fe(state_->decoder), samples};
     const std::span<mfcc_t*> rows = features.rows();
     if (rows.empty()) return End::tooShort;

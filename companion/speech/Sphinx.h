@@ -31,11 +31,8 @@ public:
     SphinxDecoder& operator=(const SphinxDecoder&) = delete;
     ~SphinxDecoder();
 
-    /// Forgets what was learnt about the noise of the last recording.
-    void startRecording();
-
-    /// Searches for the words of one utterance. `goesOn` is called with the share that is done, several times a second
-    /// of work; false ends the search.
+    /// Searches for the words of one utterance, and uses nothing that was learnt from those before it. `goesOn` is
+    /// called with the share that is done, several times a second of work; false ends the search.
     [[nodiscard]] End search(std::span<const std::int16_t> samples, const std::function<bool(double)>& goesOn);
 
     /// What the last search found.
@@ -44,6 +41,8 @@ public:
 private:
     struct State;
     explicit SphinxDecoder(std::unique_ptr<State> state);
+    /// Forgets the noise and the mean of what was heard before.
+    void forget();
 
     std::unique_ptr<State> state_;
 };

@@ -4,11 +4,13 @@
 #include "companion/support/Cancellation.h"
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <expected>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -42,8 +44,11 @@ public:
         std::unique_ptr<Thing> thing_;
     };
 
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
     /// `make` is called on borrowers' threads, possibly on several at once.
-    BoundedPool(std::size_t limit, Make make) : limit_{std::max<std::size_t>(limit, 1)}, make_{std::move(make)} {}
+    BoundedPool(std::size_t limit, Make make, Clock now = std::chrono::steady_clock::now)
+        : limit_{std::max<std::size_t>(limit, 1)}, make_{std::move(make)}, now_{std::move(now)} {}
     BoundedPool(const BoundedPool&) = delete;
     BoundedPool& operator=(const BoundedPool&) = delete;
 
@@ -72,10 +77,47 @@ public:
         std::erase(waiting_, ticket);
         turn_.notify_all();
         if (cancellation.isCancelled()) return std::nullopt;
+        return lend(lock);
+    }
 
+    /// Borrows only what nobody else waits for. No lease, if that is nothing.
+    [[nodiscard]] std::expected<std::optional<Lease>, Error> tryBorrow() {
+        std::unique_lock lock{mutex_};
+        if (!waiting_.empty() || lent_ >= limit_) return std::nullopt;
+        return lend(lock);
+    }
+
+    /// Whether a borrower waits.
+    [[nodiscard]] bool isWanted() const {
+        const std::lock_guard lock{mutex_};
+        return !waiting_.empty();
+    }
+
+    [[nodiscard]] std::size_t limit() const { return limit_; }
+
+    /// Destroys the objects that nobody has borrowed for as long as `time`. Returns how many those were.
+    std::size_t destroyIdle(std::chrono::steady_clock::duration time) {
+        std::vector<Idle> old;
+        {
+            const std::lock_guard lock{mutex_};
+            const auto latest = now_() - time;
+            const auto end = std::ranges::find_if(idle_, [&](const Idle& idle) { return idle.since > latest; });
+            std::ranges::move(idle_.begin(), end, std::back_inserter(old));
+            idle_.erase(idle_.begin(), end);
+        }
+        return old.size();
+    }
+
+private:
+    struct Idle {
+        std::unique_ptr<Thing> thing;
+        std::chrono::steady_clock::time_point since;
+    };
+
+    std::expected<std::optional<Lease>, Error> lend(std::unique_lock<std::mutex>& lock) {
         ++lent_;
         if (!idle_.empty()) {
-            std::unique_ptr<Thing> thing = std::move(idle_.back());
+            std::unique_ptr<Thing> thing = std::move(idle_.back().thing);
             idle_.pop_back();
             return Lease{*this, std::move(thing)};
         }
@@ -86,7 +128,6 @@ public:
         return std::unexpected(std::move(made.error()));
     }
 
-private:
     /// How many leases must end before the borrower with `ticket` has its turn.
     std::size_t leasesBefore(std::size_t ticket) const {
         const auto ahead = static_cast<std::size_t>(std::ranges::find(waiting_, ticket) - waiting_.begin());
@@ -97,7 +138,7 @@ private:
     void giveBack(std::unique_ptr<Thing> thing) {
         const std::lock_guard lock{mutex_};
         --lent_;
-        if (thing) idle_.push_back(std::move(thing));
+        if (thing) idle_.push_back({std::move(thing), now_()});
         turn_.notify_all();
     }
 
@@ -108,12 +149,14 @@ private:
 
     const std::size_t limit_;
     const Make make_;
-    std::mutex mutex_;
+    const Clock now_;
+    mutable std::mutex mutex_;
     std::condition_variable turn_;
     std::deque<std::size_t> waiting_;
     std::size_t nextTicket_ = 0;
     std::size_t lent_ = 0;
-    std::vector<std::unique_ptr<Thing>> idle_;
+    /// In the order in which they were given back.
+    std::vector<Idle> idle_;
 };
 
 } // namespace vostel_companion

@@ -64,6 +64,10 @@ StoredTranscription store(const ToolContext& context, const Transcription& done,
     } else {
         stored.notes.push_back("The transcript was not saved as a file. " + path.error().description());
     }
+    if (done.tracks > 1) {
+        stored.notes.push_back("This file has " + std::to_string(done.tracks) +
+                               " audio tracks. The words are those of track " + std::to_string(done.track) + ".");
+    }
     if (stored.text.empty()) stored.notes.push_back("No speech was found in " + inQuotes(source.value) + ".");
     return stored;
 }

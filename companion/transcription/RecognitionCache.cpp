@@ -23,7 +23,7 @@ using VostelMCPKit::MCPValue;
 namespace {
 
 /// Changes when utterances are cut or recognised in another way, so that nothing older is used.
-constexpr std::string_view version = "1";
+constexpr std::string_view version = "2";
 constexpr std::string_view extension = ".words";
 
 std::string lineOf(const MCPValue& value) {
@@ -92,7 +92,10 @@ RecognitionCache::Recording::Recording(const fs::path& folder, const std::string
 void RecognitionCache::Recording::read(std::string_view line) {
     const auto value = VostelMCPKit::readJSON(line);
     if (!value) return;
-    if (const auto samples = sizeIn(*value, "samples")) samples_ = samples;
+    const auto samples = sizeIn(*value, "samples");
+    const auto track = sizeIn(*value, "track");
+    const auto tracks = sizeIn(*value, "tracks");
+    if (samples && track && tracks) whole_ = {*samples, *track, *tracks};
     const auto start = sizeIn(*value, "start");
     const auto size = sizeIn(*value, "size");
     auto words = wordsIn(*value);
@@ -121,9 +124,10 @@ Transcript RecognitionCache::Recording::transcript() const {
     return transcript;
 }
 
-void RecognitionCache::Recording::finish(std::size_t samples) {
-    append(lineOf(MCPValue::object({{"samples", number(samples)}})));
-    samples_ = samples;
+void RecognitionCache::Recording::finish(const Whole& whole) {
+    append(lineOf(MCPValue::object(
+        {{"samples", number(whole.samples)}, {"track", number(whole.track)}, {"tracks", number(whole.tracks)}})));
+    whole_ = whole;
 }
 
 void RecognitionCache::Recording::append(const std::string& line) const {

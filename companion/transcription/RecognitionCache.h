@@ -40,12 +40,20 @@ public:
         [[nodiscard]] const std::vector<TranscriptSegment>* find(const Utterance& utterance) const;
         /// Keeps the words of the utterance. A failure is ignored: it costs time, not words.
         void add(const Utterance& utterance, const std::vector<TranscriptSegment>& words);
-        /// The length of the recording in samples, if all of it was recognised.
-        [[nodiscard]] std::optional<std::size_t> samples() const { return samples_; }
+        /// What is known of a recording after all of it was recognised.
+        struct Whole {
+            std::size_t samples = 0;
+            /// The audio track with the words, counted from 1, and how many there are.
+            std::size_t track = 1;
+            std::size_t tracks = 1;
+            bool operator==(const Whole&) const = default;
+        };
+        /// Absent until all of it was recognised.
+        [[nodiscard]] const std::optional<Whole>& whole() const { return whole_; }
         /// All words so far, in their order.
         [[nodiscard]] Transcript transcript() const;
         /// Keeps that the whole recording was recognised.
-        void finish(std::size_t samples);
+        void finish(const Whole& whole);
 
     private:
         /// Where an utterance begins, and its size.
@@ -57,7 +65,7 @@ public:
         const std::filesystem::path file_;
         const std::string path_;
         std::map<Place, std::vector<TranscriptSegment>> utterances_;
-        std::optional<std::size_t> samples_;
+        std::optional<Whole> whole_;
     };
 
     /// Recordings below `temporary` are not kept, because nobody asks for them again.

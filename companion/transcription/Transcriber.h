@@ -3,22 +3,21 @@
 
 #include "companion/audio/AudioError.h"
 #include "companion/speech/SpeechDecoder.h"
-#include "companion/support/BoundedPool.h"
 #include "companion/support/Cancellation.h"
 #include "companion/support/Progress.h"
 #include "companion/transcript/Transcript.h"
+#include "companion/transcription/DecoderPool.h"
 #include "companion/transcription/RecognitionCache.h"
 #include "companion/transcription/SpeechModel.h"
+#include "posix/BlockingThread.h"
 
 #include <chrono>
 #include <cstddef>
-#include <ctime>
 #include <expected>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <variant>
 
 namespace vostel_companion {
@@ -55,6 +54,9 @@ struct Transcription {
     std::chrono::duration<double> duration{};
     /// The language of the model that recognised it, where that is known.
     std::optional<std::string> language;
+    /// The audio track with the words, counted from 1, and how many there are.
+    std::size_t track = 1;
+    std::size_t tracks = 1;
 
     bool operator==(const Transcription&) const = default;
 };
@@ -63,15 +65,22 @@ struct Transcription {
 using Transcribe = std::function<std::expected<Transcription, TranscriptionError>(
     const std::string& path, const std::string& language, Cancellation& cancellation, const ReportProgress& progress)>;
 
-/// Transcribes up to `jobs` files at a time; further calls wait. Each job has one model, which is loaded on demand and
-/// kept until the job needs another one. Thread-safe.
+/// Transcribes with up to `decoders` loaded models. Each call has one of them for itself, and further calls wait. Those
+/// that no call needs help the others. They are loaded on demand and kept for the next calls; see `freeIdle`.
+/// Thread-safe.
 class Transcriber final {
 public:
     /// Chooses the model for a language hint. Called on the callers' threads.
     using ChooseModel = std::function<SpeechModel(const std::string& language)>;
 
+    /// How long an unused model is kept. Loading it again takes half a second, so this only has to cover the pauses
+    /// within one conversation.
+    static constexpr std::chrono::minutes keptIdle{2};
+
     /// Without `cache`, every call begins anew.
-    Transcriber(ChooseModel chooseModel, std::size_t jobs, std::optional<RecognitionCache> cache = std::nullopt);
+    Transcriber(ChooseModel chooseModel, std::size_t decoders, std::optional<RecognitionCache> cache = std::nullopt,
+                posix::ThreadStarter startThread = posix::startBlockingThread,
+                DecoderPool::Clock now = std::chrono::steady_clock::now);
     Transcriber(const Transcriber&) = delete;
     Transcriber& operator=(const Transcriber&) = delete;
 
@@ -84,33 +93,21 @@ public:
                                                                               Cancellation& cancellation,
                                                                               const ReportProgress& progress);
 
-private:
-    /// Identifies the folder at a path. A model that is installed again is in another folder.
-    struct Folder {
-        std::string path;
-        dev_t device = 0;
-        ino_t number = 0;
-        /// When it last changed, because the system reuses numbers.
-        std::time_t changed = 0;
-        bool operator==(const Folder&) const = default;
-    };
-    /// Holds one loaded model.
-    struct Slot {
-        Folder folder;
-        std::unique_ptr<SpeechDecoder> decoder;
-    };
+    /// Frees the models that were not used for `keptIdle`. Returns whether there were any.
+    bool freeIdle() { return decoders_.destroyIdle(keptIdle) > 0; }
 
+private:
     /// What is kept of the recording, if anything may be.
     [[nodiscard]] std::unique_ptr<RecognitionCache::Recording> keptOf(const std::string& path,
                                                                       const SpeechModel& model) const;
-    [[nodiscard]] static Folder folderAt(const std::string& path);
-
-    /// Loads the model of the folder at `path`, unless the slot holds it already.
-    [[nodiscard]] static std::expected<void, SpeechError> load(Slot& slot, const std::string& path);
 
     const ChooseModel chooseModel_;
     const std::optional<RecognitionCache> cache_;
-    BoundedPool<Slot, SpeechError> slots_;
+    const posix::ThreadStarter startThread_;
+    DecoderPool decoders_;
 };
+
+/// How many decoders a machine is given: one for each core. At most four, because each takes about 100 MB.
+[[nodiscard]] std::size_t decodersForThisMachine();
 
 } // namespace vostel_companion

@@ -148,6 +148,51 @@ TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
     EXPECT_EQ(numberOfFiles(transcripts), 1U);
 }
 
+TEST(ApplicationCrash, a_repeated_transcription_goes_on_where_the_killed_one_stopped) {
+    // Six utterances of a second.
+    std::vector<std::int16_t> samples;
+    for (int utterance = 0; utterance < 6; ++utterance) {
+        auto beginning = vostel_tests::samplesOf(spoken("0930"));
+        beginning.resize(16'000);
+        samples.insert(samples.end(), beginning.begin(), beginning.end());
+        samples.resize(samples.size() + 16'000 * 2);
+    }
+    const TemporaryFolder home;
+    const auto recording = home.path() / "meeting.wav";
+    vostel_tests::writeFile(recording, vostel_tests::wav(samples, 16'000));
+    const auto folder = Paths::in(supportIn(home.path())).recognised();
+    const auto kept = [&] {
+        std::size_t count = 0;
+        std::error_code missing;
+        for (const auto& file : std::filesystem::directory_iterator{folder, missing}) {
+            const std::string lines = vostel_tests::readFile(file.path());
+            for (std::size_t at = lines.find("\"start\""); at != std::string::npos;
+                 at = lines.find("\"start\"", at + 1)) {
+                ++count;
+            }
+        }
+        return count;
+    };
+    {
+        Application application{home.path()};
+        const auto client = connected(home.path());
+        client->request("transcribe_file", path(recording));
+        const auto giveUp = std::chrono::steady_clock::now() + 120s;
+        while (kept() == 0 && std::chrono::steady_clock::now() < giveUp) std::this_thread::sleep_for(5ms);
+        application.signal(SIGKILL);
+        EXPECT_EQ(application.exitStatus(), -SIGKILL);
+        EXPECT_GT(kept(), 0U);
+    }
+    const Application application{home.path()};
+    const std::string text = textOf(call(home, "transcribe_file", path(recording)));
+    const std::string paragraph = text.substr(0, text.find("\n\n"));
+    EXPECT_TRUE(paragraph.starts_with("He might ")) << text;
+    std::string whole = paragraph;
+    for (int more = 1; more < 6; ++more) whole += "\n\n" + paragraph;
+    EXPECT_EQ(text, whole);
+    EXPECT_EQ(kept(), 6U) << "no utterance was recognised twice";
+}
+
 TEST(ApplicationCrash, an_installation_that_died_leaves_no_trace_and_can_be_repeated) {
     const TemporaryFolder home;
     writeCatalogue(home);

@@ -22,7 +22,6 @@ std::unique_ptr<SpeechDecoder> loaded() { return SpeechDecoder::load(VOSTEL_MODE
 
 TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
     const auto decoder = loaded();
-    decoder->startRecording();
     const Cancellation never;
     std::vector<double> fractions;
     // As if the utterance began at second 100.
@@ -44,7 +43,6 @@ TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
 
 TEST(SpeechDecoder, too_little_sound_has_no_words) {
     const auto decoder = loaded();
-    decoder->startRecording();
     const Cancellation never;
     for (const std::size_t length : {0U, 1U, 100U, 410U, 1600U}) {
         SCOPED_TRACE(length);
@@ -56,7 +54,6 @@ TEST(SpeechDecoder, too_little_sound_has_no_words) {
 
 TEST(SpeechDecoder, a_cancelled_utterance_stops_soon_and_the_decoder_is_fit_for_the_next) {
     const auto decoder = loaded();
-    decoder->startRecording();
     Cancellation cancellation;
     int reports = 0;
     const auto heard = decoder->decode({0, samplesOf(spoken("0930"))}, cancellation, [&](double) {
@@ -68,9 +65,22 @@ TEST(SpeechDecoder, a_cancelled_utterance_stops_soon_and_the_decoder_is_fit_for_
     EXPECT_EQ(reports, 1);
 
     const Cancellation never;
-    decoder->startRecording();
     EXPECT_EQ(plainWords(decoder->decode({0, samplesOf(spoken("0930"))}, never, ignoreProgress).value()),
               "he might even have been made amiable himself");
+}
+
+TEST(SpeechDecoder, an_utterance_does_not_depend_on_those_before_it) {
+    const Cancellation never;
+    auto loud = samplesOf(spoken("0890"));
+    loud.resize(16'000);
+    const auto heard = [&](SpeechDecoder& decoder) {
+        auto sentence = samplesOf(spoken("0880"));
+        return decoder.decode({0, std::move(sentence)}, never, ignoreProgress).value();
+    };
+    const auto alone = heard(*loaded());
+    const auto decoder = loaded();
+    ASSERT_TRUE(decoder->decode({0, loud}, never, ignoreProgress));
+    EXPECT_EQ(heard(*decoder), alone);
 }
 
 TEST(SpeechDecoder, a_model_that_is_not_there_is_an_error) {

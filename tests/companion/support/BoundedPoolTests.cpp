@@ -125,4 +125,48 @@ TEST(BoundedPool, a_failure_to_make_a_thing_is_the_borrowers_and_frees_the_place
     EXPECT_EQ(***lease, 7);
 }
 
+TEST(BoundedPool, lends_on_trial_only_what_nobody_waits_for) {
+    std::atomic<int> made = 0;
+    Pool pool{2, counting(made)};
+    EXPECT_EQ(pool.limit(), 2U);
+    Cancellation cancellation;
+    auto first = pool.borrow(cancellation);
+    auto second = pool.tryBorrow();
+    ASSERT_TRUE(second && *second);
+    EXPECT_EQ(***second, 2);
+    EXPECT_FALSE(pool.isWanted());
+    EXPECT_FALSE(*pool.tryBorrow()) << "all are lent";
+
+    std::promise<void> waits;
+    auto third = std::async(std::launch::async, [&] {
+        const auto lease = pool.borrow(cancellation, [&](std::size_t) { waits.set_value(); });
+        return ***lease;
+    });
+    waits.get_future().wait();
+    EXPECT_TRUE(pool.isWanted());
+    second = std::nullopt;
+    EXPECT_EQ(third.get(), 2);
+    EXPECT_FALSE(pool.isWanted());
+}
+
+TEST(BoundedPool, destroys_what_nobody_has_borrowed_for_a_time) {
+    std::chrono::steady_clock::time_point now;
+    const auto alive = std::make_shared<int>();
+    using Kept = BoundedPool<std::shared_ptr<int>, std::string>;
+    Kept pool{3, [&] { return std::make_unique<std::shared_ptr<int>>(alive); }, [&] { return now; }};
+    Cancellation cancellation;
+    {
+        const auto one = pool.borrow(cancellation);
+        const auto two = pool.borrow(cancellation);
+    }
+    now += std::chrono::minutes{1};
+    { const auto used = pool.borrow(cancellation); }
+    const auto lent = pool.borrow(cancellation);
+    now += std::chrono::minutes{1};
+    EXPECT_EQ(alive.use_count(), 3);
+    EXPECT_EQ(pool.destroyIdle(std::chrono::minutes{2}), 1U) << "one was used since, and is lent now";
+    EXPECT_EQ(alive.use_count(), 2);
+    EXPECT_EQ(pool.destroyIdle(std::chrono::minutes{0}), 0U);
+}
+
 } // namespace vostel_companion

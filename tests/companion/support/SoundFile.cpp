@@ -184,6 +184,45 @@ bool encodeTone(const std::filesystem::path& file, std::string_view encoder, dou
     return true;
 }
 
+bool writeTracks(const std::filesystem::path& file, const std::vector<std::vector<std::int16_t>>& tracks) {
+    constexpr int rate = 16'000;
+    constexpr std::size_t step = 1600;
+    AVFormatContext* format = nullptr;
+    if (avformat_alloc_output_context2(&format, nullptr, "matroska", file.c_str()) < 0) return false;
+    std::size_t longest = 0;
+    for (const auto& samples : tracks) {
+        AVCodecParameters* parameters = avformat_new_stream(format, nullptr)->codecpar;
+        parameters->codec_type = AVMEDIA_TYPE_AUDIO;
+        parameters->codec_id = AV_CODEC_ID_PCM_S16LE;
+        parameters->sample_rate = rate;
+        parameters->bits_per_coded_sample = 16;
+        av_channel_layout_default(&parameters->ch_layout, 1);
+        longest = std::max(longest, samples.size());
+    }
+    const bool isOpen =
+        avio_open(&format->pb, file.c_str(), AVIO_FLAG_WRITE) >= 0 && avformat_write_header(format, nullptr) >= 0;
+    AVPacket* packet = av_packet_alloc();
+    for (std::size_t at = 0; isOpen && at < longest; at += step) {
+        for (std::size_t track = 0; track < tracks.size(); ++track) {
+            const auto& samples = tracks[track];
+            if (at >= samples.size()) continue;
+            const std::size_t count = std::min(step, samples.size() - at);
+            av_new_packet(packet, static_cast<int>(count * 2));
+            std::memcpy(packet->data, samples.data() + at, count * 2);
+            packet->stream_index = static_cast<int>(track);
+            packet->pts = packet->dts = static_cast<std::int64_t>(at);
+            packet->duration = static_cast<std::int64_t>(count);
+            av_packet_rescale_ts(packet, {1, rate}, format->streams[track]->time_base);
+            av_interleaved_write_frame(format, packet);
+        }
+    }
+    const bool isWritten = isOpen && av_write_trailer(format) >= 0;
+    av_packet_free(&packet);
+    avio_closep(&format->pb);
+    avformat_free_context(format);
+    return isWritten;
+}
+
 std::filesystem::path spoken(std::string_view number) {
     return std::filesystem::path{VOSTEL_SPEECH_DATA} /
            ("sense_and_sensibility_01_austen_64kb-" + std::string{number} + ".wav");

@@ -23,6 +23,9 @@ namespace vostel_tests {
 [[nodiscard]] bool encodeTone(const std::filesystem::path& file, std::string_view encoder, double seconds,
                               bool video = false, double lateBy = 0);
 
+/// Writes a Matroska file with one track for each of `tracks`, at 16 kHz. False when that is not possible here.
+[[nodiscard]] bool writeTracks(const std::filesystem::path& file, const std::vector<std::vector<std::int16_t>>& tracks);
+
 /// One of the LibriVox sentences.
 [[nodiscard]] std::filesystem::path spoken(std::string_view number);
 

@@ -89,6 +89,15 @@ TEST(TranscribeFile, sound_without_speech_is_an_empty_transcript) {
     EXPECT_EQ(stored(stage)[0].text, "") << "the note is for the client";
 }
 
+TEST(TranscribeFile, says_which_of_several_tracks_was_taken) {
+    ToolStage stage;
+    stage.heard->track = 2;
+    stage.heard->tracks = 3;
+    EXPECT_EQ(stage.text("transcribe_file", meeting),
+              "[This file has 3 audio tracks. The words are those of track 2.]\n\nHello. There.");
+    EXPECT_EQ(stored(stage).at(0).text, "Hello. There.");
+}
+
 TEST(TranscribeFile, a_failure_is_one_sentence_and_stores_nothing) {
     ToolStage stage;
     stage.heard = std::unexpected(

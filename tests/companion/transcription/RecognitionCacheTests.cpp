@@ -43,12 +43,12 @@ TEST(RecognitionCache, goes_on_where_the_last_request_stopped) {
     ASSERT_NE(second.find(utterance(0, 10)), nullptr);
     EXPECT_EQ(*second.find(utterance(0, 10)), hello);
     EXPECT_EQ(second.find(utterance(0, 11)), nullptr) << "it was cut at another place";
-    EXPECT_EQ(second.samples(), std::nullopt);
+    EXPECT_EQ(second.whole(), std::nullopt);
     second.add(utterance(10, 5), there);
-    second.finish(15);
+    second.finish({15, 2, 3});
 
     const auto third = fixture.open();
-    EXPECT_EQ(third.samples(), 15U);
+    EXPECT_EQ(third.whole(), (RecognitionCache::Recording::Whole{15, 2, 3}));
     std::vector<TranscriptSegment> all = hello;
     all.push_back(there[0]);
     EXPECT_EQ(third.transcript().segments, all);

@@ -7,6 +7,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <future>
 #include <gtest/gtest.h>
 
@@ -72,6 +73,69 @@ TEST(Transcriber, a_recording_without_speech_is_no_failure) {
     const auto done = transcriber.transcribe(folder.path() / "silence.wav", "", cancellation, ignoreProgress);
     ASSERT_TRUE(done);
     EXPECT_EQ(done->transcript, Transcript{});
+}
+
+TEST(Transcriber, the_words_are_the_same_however_many_decoders_work) {
+    // Four utterances of a second, with silence between them.
+    std::vector<std::int16_t> samples;
+    for (const char* number : {"0930", "0880", "0890", "0920"}) {
+        auto beginning = samplesOf(spoken(number));
+        beginning.resize(16'000);
+        append(samples, beginning);
+        samples.resize(samples.size() + 16'000 * 16 / 10);
+    }
+    const TemporaryFolder folder;
+    const auto path = folder.path() / "meeting.wav";
+    writeFile(path, wav(samples, 16'000));
+    const auto choose = vostel_tests::always(VOSTEL_MODEL_FOLDER);
+    const auto words = [&](Transcriber& transcriber) {
+        Cancellation never;
+        std::vector<double> progress;
+        const auto done =
+            transcriber.transcribe(path, "", never, [&](const Progress& now) { progress.push_back(now.fraction); });
+        EXPECT_TRUE(std::ranges::is_sorted(progress));
+        EXPECT_EQ(progress.empty() ? 0 : progress.back(), 1);
+        return done ? done->transcript.segments : std::vector<TranscriptSegment>{};
+    };
+    Transcriber one{choose, 1};
+    const auto serial = words(one);
+    ASSERT_GE(serial.size(), 8U);
+
+    const RecognitionCache cache{folder.path() / "kept", folder.path() / "downloads"};
+    Transcriber several{choose, 3, cache};
+    Cancellation cancelled;
+    EXPECT_FALSE(several.transcribe(path, "", cancelled, [&](const Progress& now) {
+        if (now.fraction > 0.5) cancelled.cancel();
+    }));
+    EXPECT_EQ(words(several), serial) << "begun by several, and resumed";
+
+    Transcriber alone{choose, 3, std::nullopt, [](posix::ThreadName, const std::function<void()>&) {
+                          return std::unexpected(VostelMCPKit::PosixError{EAGAIN});
+                      }};
+    EXPECT_EQ(words(alone), serial) << "no thread could be started";
+}
+
+TEST(Transcriber, frees_its_models_when_it_has_been_idle) {
+    const TemporaryFolder folder;
+    auto beginning = samplesOf(spoken("0930"));
+    beginning.resize(16'000);
+    writeFile(folder.path() / "beginning.wav", wav(beginning, 16'000));
+    std::chrono::steady_clock::time_point now;
+    Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1, std::nullopt, posix::startBlockingThread,
+                            [&] { return now; }};
+    EXPECT_FALSE(transcriber.freeIdle()) << "nothing is loaded";
+    for (int round = 0; round < 2; ++round) {
+        Cancellation cancellation;
+        ASSERT_TRUE(transcriber.transcribe(folder.path() / "beginning.wav", "", cancellation, [&](const Progress&) {
+            now += 2 * Transcriber::keptIdle;
+            EXPECT_FALSE(transcriber.freeIdle()) << "it is at work";
+        }));
+        now += Transcriber::keptIdle - std::chrono::seconds{1};
+        EXPECT_FALSE(transcriber.freeIdle());
+        now += std::chrono::seconds{1};
+        EXPECT_TRUE(transcriber.freeIdle());
+        EXPECT_FALSE(transcriber.freeIdle());
+    }
 }
 
 TEST(Transcriber, several_recordings_at_once_do_not_disturb_each_other) {
