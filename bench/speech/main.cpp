@@ -110,7 +110,8 @@ int main(int argc, char** argv) {
     const std::filesystem::path recording = std::filesystem::path{folder} / "recording.wav";
     writeRecording(recording, minutes);
 
-    std::printf("decoders     sound      time  processor  real-time factor  of processor   words     memory  when idle\n");
+    std::printf(
+        "decoders     sound      time  processor  real-time factor  of processor   words     memory  when idle\n");
     const auto serial = measure(recording, 1);
     const auto parallel = measure(recording, decodersForThisMachine());
     std::filesystem::remove_all(folder);

@@ -20,6 +20,9 @@ namespace vostel_companion {
 class AudioSource final {
 public:
     static constexpr int sampleRate = 16000;
+    [[nodiscard]] static constexpr std::chrono::duration<double> timeOf(std::size_t samples) {
+        return std::chrono::duration<double>{static_cast<double>(samples) / sampleRate};
+    }
     /// The limit of what is decoded, because a small malicious file can contain endless sound.
     static constexpr std::chrono::hours longest{24};
 

@@ -19,8 +19,6 @@ static_assert(mostWhileWaiting < smallestStep);
 
 constexpr std::size_t waitingForEachDecoder = 4;
 
-Seconds timeOf(std::size_t samples) { return Seconds{static_cast<double>(samples) / AudioSource::sampleRate}; }
-
 /// "Transcribing 12:30 of 58:10".
 std::string positionText(Seconds position, const std::optional<Seconds>& whole) {
     std::string text = "Transcribing " + clockText(std::chrono::floor<std::chrono::seconds>(position));
@@ -55,7 +53,7 @@ std::expected<Recognition::Recognised, Recognition::Error> Recognition::run() {
 
     Recognised done{{}, read_};
     for (Piece& piece : pieces_) std::ranges::move(piece.words, std::back_inserter(done.words));
-    progress_({1.0, positionText(timeOf(read_), timeOf(read_))});
+    progress_({1.0, positionText(AudioSource::timeOf(read_), AudioSource::timeOf(read_))});
     return done;
 }
 
@@ -205,7 +203,7 @@ void Recognition::report() {
     const double fraction = std::floor(exact / smallestStep) * smallestStep; // more digits are of no use
     if (fraction <= reported_) return;
     reported_ = fraction;
-    progress_({fraction, positionText(timeOf(position), source_.duration())});
+    progress_({fraction, positionText(AudioSource::timeOf(position), source_.duration())});
 }
 
 } // namespace vostel_companion

@@ -17,8 +17,6 @@ namespace vostel_companion {
 
 namespace {
 
-Seconds timeOf(std::size_t samples) { return Seconds{static_cast<double>(samples) / AudioSource::sampleRate}; }
-
 TranscriptionError unusable(const std::string& path, const AudioError& why) {
     if (std::holds_alternative<AudioError::Cancelled>(why.is)) return {TranscriptionError::Cancelled{}};
     return {TranscriptionError::UnusableFile{path, why}};
@@ -83,8 +81,8 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
     SpeechModel model = chooseModel_(language);
     const auto kept = keptOf(path, model);
     if (const auto whole = kept ? kept->whole() : std::nullopt) {
-        return Transcription{kept->transcript(), timeOf(whole->samples), std::move(model.language), whole->track,
-                             whole->tracks};
+        return Transcription{kept->transcript(), AudioSource::timeOf(whole->samples), std::move(model.language),
+                             whole->track, whole->tracks};
     }
     auto source = openTrackWithSpeech(path, cancellation);
     if (!source) return std::unexpected(unusable(path, source.error()));
@@ -96,8 +94,11 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
     if (!done) return std::unexpected(failed(done.error(), path));
     const std::size_t track = source->track() + 1;
     if (kept) kept->finish({done->samples, track, source->trackCount()});
-    return Transcription{
-        {std::move(done->words)}, timeOf(done->samples), std::move(model.language), track, source->trackCount()};
+    return Transcription{{std::move(done->words)},
+                         AudioSource::timeOf(done->samples),
+                         std::move(model.language),
+                         track,
+                         source->trackCount()};
 }
 
 std::unique_ptr<RecognitionCache::Recording> Transcriber::keptOf(const std::string& path,
