@@ -4,7 +4,9 @@
 //   terminal    true for a client with a terminal, where a person can press keys
 //   installed   true for a client that `Vostel clients install` is to configure
 //   seconds     a time limit for calls, in the client's own setting, which `timeoutSetting` describes
-import { library, program } from "./stage.mjs";
+import { join } from "node:path";
+
+import { library, packages, program } from "./stage.mjs";
 
 const prompt = "Do what the script says.";
 const node = process.execPath;
@@ -187,7 +189,8 @@ export const clients = {
 
   opencode: {
     name: "opencode",
-    package: "opencode-ai",
+    // The program itself. Its package `opencode-ai` names programs for other systems, which not every registry has.
+    package: "opencode-linux-x64",
     api: "completions",
     timeoutSetting: "`timeout`, in milliseconds",
     async start(stage, { model, permitted, terminal, seconds }) {
@@ -211,7 +214,13 @@ export const clients = {
         },
       });
       const command = terminal ? ["--prompt"] : ["run", ...(permitted ? ["--auto"] : [])];
-      return stage.start([program("opencode"), "--model", "scripted/scripted", ...command, prompt]);
+      return stage.start([
+        join(packages, "opencode-linux-x64/bin/opencode"),
+        "--model",
+        "scripted/scripted",
+        ...command,
+        prompt,
+      ]);
     },
   },
 

@@ -106,9 +106,10 @@ export class Stage {
     const tmux = (...command) =>
       execFileSync("tmux", ["-S", join(this.home, "tmux"), "-f", "/dev/null", ...command], options);
     tmux("new-session", "-d", "-x", "120", "-y", "40", ...words);
+    const leader = Number(tmux("list-panes", "-F", "#{pane_pid}"));
     this.after(() => {
       try {
-        tmux("kill-server");
+        process.kill(-leader, "SIGKILL"); // some clients outlive their terminal
       } catch {
         // The client ended, and its terminal with it.
       }
