@@ -7,7 +7,7 @@ import sys
 plural = {"line": "lines", "branch": "branches"}
 MARK = "// Unreachable in tests:"
 # These say themselves that nothing comes here.
-NEVER = ("std::unreachable()", "std::abort()")
+NEVER = ("std::unreachable()", "std::abort()", "std::terminate()")
 
 
 def marked_lines(text):

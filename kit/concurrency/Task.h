@@ -45,7 +45,7 @@ public:
         void await_suspend(std::coroutine_handle<P> ended) const noexcept {
             ended.promise().handBack();
         }
-        void await_resume() const noexcept {}
+        void await_resume() const noexcept {} // Unreachable in tests: an ended task is not resumed.
     };
 
     std::suspend_always initial_suspend() const noexcept { return {}; }

@@ -401,6 +401,7 @@ TEST_F(MCPSocketClientTest, a_call_that_holds_a_number_without_value_is_not_sent
     const Response response = send(MCPValue::object({{"limit", std::numeric_limits<double>::infinity()}}));
     ASSERT_FALSE(response);
     EXPECT_EQ(response.error(), Failure{EncodingError{}});
+    EXPECT_EQ(response.error().description(), "The call could not be sent because an argument is not a finite number.");
     EXPECT_EQ(peer.received(), "");
     EXPECT_TRUE(peer.clientHasClosed());
 }
