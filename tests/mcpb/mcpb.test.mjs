@@ -19,7 +19,7 @@ function withExtension(use) {
   const clients = (action) =>
     spawnSync(process.env.VOSTEL, ["clients", action, "claude-desktop"], {
       encoding: "utf8",
-      env: { ...process.env, HOME: home },
+      env: { ...process.env, HOME: home, CFFIXED_USER_HOME: home },
     });
   try {
     const installed = clients("install");
