@@ -11,9 +11,10 @@ namespace vostel_companion {
 /// Clients drop a line of 10 MiB or more. The 64 KiB are for the message around the result.
 inline constexpr std::size_t largestResult = (10 << 20) - (64 << 10);
 
-/// Some clients give the model only the structured record, and of that only the first 12 KB (Codex) or 50 KB (Claude
-/// Code). Its keys are sorted, so the times of the words come before the words and take ten times their room. A record
-/// with times is therefore at most this long, and no client cuts it. A longer record carries the words alone.
+/// Some clients give the model only the structured record, and cut it: Codex at 12 KB for a model that it does not know
+/// and at 48 KB for others, Claude Code at 50 KB. Its keys are sorted, so the times of the words come before the words
+/// and take ten times their room. A record with times is therefore at most this long, and no client cuts it. A longer
+/// record carries the words alone.
 inline constexpr std::size_t longestRecordWithTimes = 10'000;
 
 /// Whether `record` may carry the times of its words.
