@@ -45,13 +45,12 @@ def error(request_id, code):
 
 def work(request_id, token):
     for step in range(100):
-        if request_id in cancelled and fault != "answers cancelled calls":
-            return
-        write({"method": "notifications/progress", "params": {"progressToken": token, "progress": step, "total": 100}})
         if request_id in cancelled:
             break
+        write({"method": "notifications/progress", "params": {"progressToken": token, "progress": step, "total": 100}})
         time.sleep(0.1)
-    answer(request_id, result={"content": []})
+    if request_id not in cancelled or fault == "answers cancelled calls":
+        answer(request_id, result={"content": []})
 
 
 def handle(line):
