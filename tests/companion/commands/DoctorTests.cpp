@@ -14,11 +14,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -50,14 +47,8 @@ struct Installation {
     Installation() { EXPECT_EQ(vostel({"clients", "install", "claude-code", "claude-desktop", "codex"}), 0); }
     Installation(const Installation&) = delete;
     Installation& operator=(const Installation&) = delete;
-    /// Ends the application that the doctor's call has started.
-    ~Installation() {
-        pid_t application = 0;
-        std::ifstream{paths.folder / "Vostel.pid"} >> application;
-        if (application <= 0) return;
-        ::kill(application, SIGTERM);
-        for (int tries = 0; ::kill(application, 0) == 0 && tries < 3000; ++tries) ::poll(nullptr, 0, 10);
-    }
+    /// Ends the application that the doctor's call has started. One that serves from no folder has no file with its id.
+    ~Installation() { vostel({"quit"}); }
 
     int vostel(const std::vector<std::string>& arguments) {
         Program program{bundle / "Vostel", arguments, home.path()};
