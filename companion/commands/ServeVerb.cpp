@@ -86,8 +86,10 @@ void noteCalls(ToolTable& tools, Log& log, LongCalls& longCalls) {
 
 /// Gives back the memory that an idle application does not need.
 [[noreturn]] void freeIdleMemory(Transcriber& transcriber) {
+    constexpr auto interval = Transcriber::keptIdle / 4;
+    static_assert(interval >= std::chrono::seconds{1}, "a thread that does not sleep takes a whole processor");
     while (true) {
-        std::this_thread::sleep_for(Transcriber::keptIdle / 4);
+        std::this_thread::sleep_for(interval);
         if (transcriber.freeIdle()) releaseFreeMemory();
     }
 }

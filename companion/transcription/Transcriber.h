@@ -75,7 +75,7 @@ public:
 
     /// How long an unused model is kept. Loading it again takes half a second, so this only has to cover the pauses
     /// within one conversation.
-    static constexpr std::chrono::minutes keptIdle{2};
+    static constexpr std::chrono::seconds keptIdle = std::chrono::minutes{2};
 
     /// Without `cache`, every call begins anew.
     Transcriber(ChooseModel chooseModel, std::size_t decoders, std::optional<RecognitionCache> cache = std::nullopt,

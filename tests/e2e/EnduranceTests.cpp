@@ -123,7 +123,7 @@ TEST(Endurance, a_thousand_waiting_calls_give_their_threads_back) {
     for (int id = 0; id < count; ++id) stage.server.send(toolsCall(std::to_string(id)));
     std::vector<ReceivedCall> calls;
     for (int index = 0; index < count; ++index) calls.push_back(stage.application.nextCall());
-    EXPECT_GE(stage.server.threadCount(), threads + count);
+    EXPECT_GE(stage.server.threadCount(), threads + static_cast<std::size_t>(count));
     for (ReceivedCall& call : calls) call.answer("{}");
     for (int index = 0; index < count; ++index) EXPECT_TRUE(json::parse(stage.server.line()).contains("result"));
     EXPECT_TRUE(stage.soon([&] { return stage.server.threadCount() == threads; })) << stage.server.threadCount();
