@@ -16,7 +16,7 @@
 namespace torture {
 
 /// How long anything may take. Nothing comes near it unless it hangs.
-inline std::chrono::milliseconds longestWait = std::chrono::seconds{30};
+inline std::chrono::milliseconds longestWait = std::chrono::seconds{10};
 
 class Stage final {
 public:
