@@ -1,9 +1,9 @@
 // Checks a software bill of materials against the schema of CycloneDX: node bill.mjs FILE
 import { readFileSync } from "node:fs";
-import { Spec, Validation } from "@cyclonedx/cyclonedx-library";
+import { Validation } from "@cyclonedx/cyclonedx-library";
 
 const text = readFileSync(process.argv[2], "utf8");
-const errors = await new Validation.JsonStrictValidator(Spec.Version.v1dot5).validate(text);
+const errors = await new Validation.JsonStrictValidator("1.5").validate(text);
 if (errors !== null) {
     console.error(errors);
     process.exit(1);

@@ -46,7 +46,7 @@ ELSEWHERE = {
     "c++ main.cpp $(pkg-config --cflags --libs VostelMCPKit) -o answer":
         ("tests/consumer/check", "program/answer/main.cpp -o pkgconfig/answer"),
     "cd tests/clients": ("tests/clients/package.json", "node run.mjs"),
-    "npm ci": ("tests/clients/package-lock.json", "packages"),
+    "npm install": ("tests/clients/.npmrc", "before="),
     "node run.mjs": ("tests/clients/run.mjs", "process.argv"),
     './answer "$HOME/Library/Application Support"': ("tests/e2e/KitPageTests.cpp", "answer"),
     'CODESIGN_IDENTITY="Developer ID Application: …" NOTARY_PROFILE=… script/sign-macos path/to/Vostel.app':
