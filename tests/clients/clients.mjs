@@ -1,5 +1,5 @@
-// The clients: how each is configured and started. `start` begins one conversation, in which the scripted model makes the
-// calls in `steps`, or a small program of a library does. What `start` is given besides:
+// The clients: how each is configured and started. `start` begins one conversation. The scripted model, or a small program
+// of a library, makes the calls in `steps`. The other arguments of `start`:
 //   permitted   false for a client as it is before a person has given permission
 //   terminal    true for a client with a terminal, where a person can press keys
 //   installed   true for a client that `Vostel clients install` is to configure

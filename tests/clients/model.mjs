@@ -212,8 +212,6 @@ export async function startModel(api, steps) {
     tools: [],
     /** The steps whose tool the model had to search for first. */
     searched: new Set(),
-    /** All requests, for a look when a client behaves unexpectedly. */
-    requests: [],
   };
   /** The message that asks for `step`, if the client shows its tool or a search that finds it. */
   function next(listed, step, index) {
@@ -233,7 +231,6 @@ export async function startModel(api, steps) {
 
   const server = createServer(async (request, response) => {
     const body = await readBody(request);
-    model.requests.push({ method: request.method, url: request.url, body });
     response.on("error", () => {});
     if (request.method !== "POST" || !path.test(request.url)) {
       const found = /count_?tokens/i.test(request.url)

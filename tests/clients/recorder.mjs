@@ -1,5 +1,5 @@
-// Stands between a client and the server as the client's server: recorder.mjs LOG HOME SERVER. It passes all bytes on and
-// writes what it sees to LOG, one JSON object in a line.
+// Is between a client and the server: recorder.mjs LOG HOME SERVER. The client starts it instead of the server. It starts
+// the server, passes all bytes on, and writes what it sees to LOG, one JSON object in a line.
 import { spawn } from "node:child_process";
 import { appendFileSync } from "node:fs";
 

@@ -27,7 +27,7 @@ export class Stage {
     stage.log = join(stage.home, "wire.log");
     await mkdir(stage.folder);
     await writeFile(stage.log, "");
-    // A client's configuration names this one file. So it needs no arguments and no environment, as the real server.
+    // A client's configuration names this one file. Like the real server, it needs no arguments and no environment.
     stage.command = join(stage.home, "vostel-mcp");
     const recorder = [process.execPath, join(here, "recorder.mjs"), stage.log, stage.home, server];
     await writeFile(stage.command, `#!/bin/sh\nexec ${recorder.map((word) => `'${word}'`).join(" ")}\n`);
@@ -54,7 +54,6 @@ export class Stage {
     const path = join(this.home, name);
     await mkdir(dirname(path), { recursive: true });
     await writeFile(path, typeof content === "string" ? content : JSON.stringify(content));
-    return path;
   }
 
   #environment(variables) {
@@ -71,7 +70,7 @@ export class Stage {
     };
   }
 
-  /** Lets the application write the client's configuration, as a user does. The recorder is not in that. */
+  /** Lets the application write the client's configuration, as a user does. It names the server, not the recorder. */
   async install(client) {
     const application = join(dirname(this.server), "Vostel");
     execFileSync(application, ["clients", "install", client], { cwd: this.folder, env: this.#environment({}) });

@@ -51,7 +51,7 @@ function wholeUpTo(room, long) {
   return `${number(room.whole)}; ${number(room.cut)} is cut`;
 }
 
-function longLine({ arrives, nextWorks, inTime, starts }) {
+function longLine({ arrives, nextWorks, inTime }) {
   if (arrives) return nextWorks ? "arrives" : "arrives; the next call fails";
   if (!inTime) return "does not arrive; the client hangs";
   return nextWorks ? "that call fails" : "that call and all later ones fail";
@@ -138,7 +138,7 @@ export const tables = {
     ),
 };
 
-/** The page with each table that stands between its marks replaced. */
+/** The page, with the tables between its marks replaced. */
 export function withTables(page, measured) {
   return Object.entries(tables).reduce(
     (text, [name, make]) =>

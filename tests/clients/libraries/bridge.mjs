@@ -1,19 +1,17 @@
-// A bridge between standard streams and HTTP, with the SDK's newest client at its other end: bridge.mjs NAME COMMAND STEPS.
-// mcp-remote bridges the other way, so mcp-proxy is behind it.
+// A bridge between standard streams and HTTP, called by the SDK's newest client: bridge.mjs NAME COMMAND STEPS.
+// mcp-remote bridges the other way, so mcp-proxy is between it and the server.
 import { spawn } from "node:child_process";
 import { once } from "node:events";
 import { createServer } from "node:net";
-import { dirname, join } from "node:path";
 import { setTimeout as pause } from "node:timers/promises";
-import { fileURLToPath } from "node:url";
 
 import { Client, StreamableHTTPClientTransport } from "sdk-2.4";
 import { StdioClientTransport } from "sdk-2.4/stdio";
 
+import { program } from "../stage.mjs";
 import { printCalls } from "./calls.mjs";
 
 const [name, command, steps] = process.argv.slice(2);
-const program = (each) => join(dirname(fileURLToPath(import.meta.url)), "../node_modules/.bin", each);
 
 async function freePort() {
   const listener = createServer().listen(0, "127.0.0.1");

@@ -1,16 +1,14 @@
 // The Inspector's command line: inspector.mjs COMMAND STEPS. It makes one call in each run.
 import { spawn } from "node:child_process";
-import { dirname, join } from "node:path";
-import { fileURLToPath } from "node:url";
 
+import { program } from "../stage.mjs";
 import { printCalls } from "./calls.mjs";
 
 const [command, steps] = process.argv.slice(2);
-const inspector = join(dirname(fileURLToPath(import.meta.url)), "../node_modules/.bin/inspector");
 
 await printCalls(JSON.parse(steps), (step, { signal }) => {
   const call = ["--method", "tools/call", "--tool-name", step.tool, "--tool-args-json", JSON.stringify(step.arguments)];
-  const child = spawn(inspector, ["--cli", command, ...call, "--format", "json", "-q"], {
+  const child = spawn(program("inspector"), ["--cli", command, ...call, "--format", "json", "-q"], {
     stdio: ["ignore", "pipe", "pipe"],
   });
   signal.addEventListener("abort", () => child.kill("SIGINT"));
