@@ -14,7 +14,7 @@ ServerProcess::Setting startedAfter(const std::string& before, const std::filesy
     return {.home = home.native(), .executable = "/bin/sh", .arguments = {"-c", before + "; exec \"$0\"", serverPath}};
 }
 
-/// This sanitizer puts itself before what a test wants to put there.
+constexpr const char* sanitizerIsFirst = "the thread sanitizer answers before the system that a test plays";
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 constexpr bool systemCanBeFaked = false;
@@ -28,7 +28,7 @@ constexpr bool systemCanBeFaked = true;
 } // namespace
 
 TEST(Scarcity, a_reader_thread_that_cannot_be_started_is_a_failure_of_the_process) {
-    if (!systemCanBeFaked) GTEST_SKIP();
+    if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     TemporaryFolder home;
     ServerProcess server{{.home = home.path(), .environment = fakeSystem({"NO_THREADS=1"})}};
     EXPECT_EQ(server.waitForEnd(), (Ending{.exitStatus = 1}));
@@ -37,7 +37,7 @@ TEST(Scarcity, a_reader_thread_that_cannot_be_started_is_a_failure_of_the_proces
 }
 
 TEST(Scarcity, an_interrupted_write_loses_nothing_of_the_start_up_line) {
-    if (!systemCanBeFaked) GTEST_SKIP();
+    if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     TemporaryFolder home;
     ServerProcess server{{.home = home.path(), .environment = fakeSystem({"INTERRUPTED_WRITES=1"})}};
     server.send(ping("1"));
@@ -45,7 +45,7 @@ TEST(Scarcity, an_interrupted_write_loses_nothing_of_the_start_up_line) {
 }
 
 TEST(Scarcity, without_standard_output_no_reply_goes_to_the_application) {
-    if (!systemCanBeFaked) GTEST_SKIP();
+    if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     TemporaryFolder home;
     FakeApplication application{home.path()};
     auto setting = startedAfter("exec 1>&-", home.path());
@@ -66,7 +66,7 @@ TEST(Scarcity, without_standard_output_no_reply_goes_to_the_application) {
 }
 
 TEST(Scarcity, a_standard_stream_that_nothing_can_replace_is_a_failure_of_the_process) {
-    if (!systemCanBeFaked) GTEST_SKIP();
+    if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     TemporaryFolder home;
     auto setting = startedAfter("exec 1>&-", home.path());
     setting.environment = fakeSystem({"MISSING=/dev/null:/"});
@@ -76,7 +76,7 @@ TEST(Scarcity, a_standard_stream_that_nothing_can_replace_is_a_failure_of_the_pr
 }
 
 TEST(Scarcity, what_the_system_refuses_at_the_start_is_not_needed_to_serve) {
-    if (!systemCanBeFaked) GTEST_SKIP();
+    if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     struct Row {
         const char* when;
         const char* fault;
