@@ -8,4 +8,6 @@ void setCloseOnExec(const FileDescriptor& descriptor) { ::fcntl(descriptor.get()
 
 void setNonBlocking(const FileDescriptor& descriptor) { ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK); }
 
+void setBlocking(const FileDescriptor& descriptor) { ::fcntl(descriptor.get(), F_SETFL, 0); }
+
 } // namespace posix

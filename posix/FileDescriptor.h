@@ -33,5 +33,7 @@ private:
 void setCloseOnExec(const FileDescriptor& descriptor);
 /// Operations on it fail with EAGAIN where they would have to wait.
 void setNonBlocking(const FileDescriptor& descriptor);
+/// They wait again.
+void setBlocking(const FileDescriptor& descriptor);
 
 } // namespace posix

@@ -4,20 +4,10 @@
 #include "posix/BrokenPipe.h"
 
 #include <cerrno>
-#include <fcntl.h>
 
 namespace posix::UnixSocket {
 
 using VostelMCPKit::PosixError;
-
-namespace {
-
-void setBlocking(int socket, bool isBlocking) {
-    const int flags = ::fcntl(socket, F_GETFL);
-    ::fcntl(socket, F_SETFL, isBlocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
-}
-
-} // namespace
 
 std::expected<FileDescriptor, PosixError> connect(const std::string& path, const std::function<void()>& waits) {
     const auto address = VostelMCPKit::MCPConnectLogic::socketAddress(path);
@@ -31,10 +21,10 @@ std::expected<FileDescriptor, PosixError> connect(const std::string& path, const
         return ::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
     };
     if (waits) {
-        setBlocking(descriptor.get(), false);
+        setNonBlocking(descriptor);
         const bool isConnected = succeeds();
         if (!isConnected && errno != EAGAIN) return std::unexpected(PosixError{errno});
-        setBlocking(descriptor.get(), true);
+        setBlocking(descriptor);
         if (isConnected) return descriptor;
         waits();
     }

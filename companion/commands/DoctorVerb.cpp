@@ -17,7 +17,7 @@
 #include "kit/wire/MCPWireVersionLogic.h"
 #include "posix/ChildProcess.h"
 #include "posix/FileIO.h"
-#include "posix/PeerUser.h"
+#include "posix/Peer.h"
 #include "posix/Pipe.h"
 #include "posix/RandomUUID.h"
 #include "posix/UnixSocket.h"

@@ -2,7 +2,7 @@
 
 #include "companion/support/InQuotes.h"
 #include "kit/connect/MCPConnectLogic.h"
-#include "posix/PeerUser.h"
+#include "posix/Peer.h"
 #include "posix/UnixSocket.h"
 
 #include <cerrno>

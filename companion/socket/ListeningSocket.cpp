@@ -4,7 +4,7 @@
 #include "kit/connect/MCPSocketAddress.h"
 #include "kit/support/match.h"
 #include "posix/BrokenPipe.h"
-#include "posix/PeerUser.h"
+#include "posix/Peer.h"
 #include "posix/PrivateFolder.h"
 #include "posix/UnixSocket.h"
 

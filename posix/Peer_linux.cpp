@@ -1,4 +1,4 @@
-#include "posix/PeerUser.h"
+#include "posix/Peer.h"
 
 #include <sys/socket.h>
 
