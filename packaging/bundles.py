@@ -77,7 +77,7 @@ def registry(version, url, file):
 
 
 def refused(entry):
-    """What the registry's schema does not allow in an entry. The schema is in no package that could be installed here."""
+    """The fields of an entry that break a rule of the registry's schema. No package that we install contains that schema."""
     package = entry["packages"][0]
     rules = {
         "name": re.fullmatch(r"[a-zA-Z0-9.-]+/[a-zA-Z0-9._-]+", entry["name"]) and 3 <= len(entry["name"]) <= 200,

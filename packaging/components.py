@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What of other projects is in the packages for Debian. The versions are those of the packages on this machine.
+"""Which parts of other projects the packages for Debian contain. The versions are those of the packages on this machine.
 
     components.py notices PACKAGE                 the notices of what is linked statically or included
     components.py built-using PACKAGE             the same as the field Static-Built-Using of a package
@@ -59,10 +59,10 @@ def output(*command):
 
 
 def query(package, field):
-    architecture = output("dpkg", "--print-architecture").strip()
-    # Of a package for several processors, this one's.
-    return output("dpkg-query", "--show", f"--showformat=${{Architecture}} ${{{field}}}\n", package).strip() \
-        .replace(f"{architecture} ", "").replace("all ", "")
+    """A field of an installed package. If the package is installed for several processors, this machine's counts."""
+    shown = output("dpkg-query", "--show", f"--showformat=${{Architecture}} ${{{field}}}\n", package)
+    values = dict(line.split(" ", 1) for line in shown.splitlines())
+    return values.get("all") or values[output("dpkg", "--print-architecture").strip()]
 
 
 def owners(files):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes a manual page for man(1) from a text that exists already.
+"""Writes a manual page for man(1) from another text.
 
     manual.py page NAME SECTION WHAT-IT-IS VERSION FILE.md PAGE    from a page of the documentation
     manual.py help NAME SECTION WHAT-IT-IS VERSION PROGRAM PAGE    from what a program and its commands print for --help

@@ -9,7 +9,7 @@ import unittest
 import stdio_check
 from wrong_server import FAULTS
 
-# Only what is wrong waits. What is right is quick, but the machine may be busy.
+# In seconds. A right server answers sooner than LONG even on a busy machine. A wrong one makes the check wait for SHORT.
 LONG, SHORT = 60.0, 4.0
 
 folder = os.path.dirname(os.path.abspath(__file__))
@@ -45,7 +45,7 @@ class StdioCheck(unittest.TestCase):
 
         with waiting(SHORT, silence=0.5), concurrent.futures.ThreadPoolExecutor(4) as pool:
             found = dict(zip(FAULTS, pool.map(broken, FAULTS)))
-        # On a busy machine, a wrong server may have said its wrong word after the silence.
+        # On a busy machine, a wrong server may have written its wrong line after the silence.
         with waiting(SHORT, silence=10.0):
             found.update({fault: broken(fault) for fault, rules in found.items() if not rules})
         self.assertEqual(found, {fault: [rule] for fault, rule in FAULTS.items()})

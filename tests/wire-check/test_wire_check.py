@@ -9,7 +9,6 @@ import wire_check
 from application import FAULTS, Application
 
 
-
 def broken_rules(fault=None):
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "socket")
