@@ -7,13 +7,13 @@
 #include "companion/store/Schema.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
+#include "companion/support/FolderSize.h"
 #include "companion/support/InQuotes.h"
 #include "companion/support/LongCalls.h"
 #include "companion/support/Paths.h"
 #include "companion/support/TerminalSafe.h"
 #include "companion/support/Wording.h"
 
-#include <algorithm>
 #include <cstdint>
 
 namespace vostel_companion {
@@ -24,21 +24,6 @@ namespace {
 
 /// Where the facts begin in each line.
 constexpr std::size_t nameWidth = 13;
-
-/// Of everything in the folder.
-std::uintmax_t sizeOf(const fs::path& folder) {
-    std::uintmax_t size = 0;
-    std::error_code failure;
-    for (fs::recursive_directory_iterator entry{folder, failure};
-         !failure && entry != fs::recursive_directory_iterator{}; entry.increment(failure)) {
-        std::error_code ignored;
-        if (!entry->is_symlink(ignored) && entry->is_regular_file(ignored)) {
-            const std::uintmax_t more = entry->file_size(ignored);
-            if (!ignored) size += more;
-        }
-    }
-    return size;
-}
 
 std::string timeText(std::time_t time) {
     return localTimeText(std::chrono::floor<Timestamp::duration>(std::chrono::system_clock::from_time_t(time)));
@@ -54,7 +39,7 @@ public:
         const Exit running = printRunning();
         printModels();
         const bool isKnown = printKept();
-        say("on the disk", sizeText(sizeOf(paths_.folder)) + " in " + inQuotes(paths_.folder.string()));
+        say("on the disk", sizeText(sizeOfFolder(paths_.folder)) + " in " + inQuotes(paths_.folder.string()));
         return isKnown ? running : Exit::failed;
     }
 

@@ -2,6 +2,7 @@
 
 #include "companion/download/VideoProxy.h"
 #include "companion/support/FindProgram.h"
+#include "companion/support/FolderSize.h"
 #include "kit/support/ASCII.h"
 #include "kit/tools/MCPSystemResolver.h"
 #include "posix/ChildProcess.h"
@@ -92,21 +93,6 @@ std::vector<std::string> withoutProxies(std::vector<std::string> environment) {
         return VostelMCPKit::asciiLowerCase(variable.substr(0, variable.find('='))).ends_with("_proxy");
     });
     return environment;
-}
-
-/// The size of everything in the folder.
-std::uintmax_t sizeOfFiles(const fs::path& folder) {
-    std::uintmax_t sum = 0;
-    std::error_code failure;
-    for (fs::recursive_directory_iterator entry{folder, failure};
-         !failure && entry != fs::recursive_directory_iterator{}; entry.increment(failure)) {
-        std::error_code ignored;
-        if (entry->is_regular_file(ignored) && !entry->is_symlink(ignored)) {
-            const std::uintmax_t size = entry->file_size(ignored);
-            if (!ignored) sum += size;
-        }
-    }
-    return sum;
 }
 
 /// The downloaded file. Absent when there is none.
@@ -216,7 +202,7 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
         if (!isOver) ::poll(&readable, 1, static_cast<int>(limits_.pollInterval.count()));
         report.readFrom(output->reader);
         if (cancellation.isCancelled()) return failed({DownloadError::Cancelled{}});
-        if (sizeOfFiles(folder) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
+        if (sizeOfFolder(folder) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
         if (std::chrono::steady_clock::now() > deadline) {
             return failed({DownloadError::TookTooLong{std::chrono::ceil<std::chrono::minutes>(limits_.time)}});
         }
