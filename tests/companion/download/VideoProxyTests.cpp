@@ -1,12 +1,11 @@
 #include "companion/download/VideoProxy.h"
+#include "tests/companion/support/Loopback.h"
 #include "tests/support/Table.h"
 
-#include <arpa/inet.h>
 #include <array>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <mutex>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -16,19 +15,11 @@ namespace vostel_companion {
 
 namespace {
 
-sockaddr_in local(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 /// A socket that is the video service, as far as a proxy can tell.
 class Service {
 public:
     Service() : listener_{::socket(AF_INET, SOCK_STREAM, 0)} {
-        sockaddr_in address = local(0);
+        sockaddr_in address = vostel_tests::loopback(0);
         socklen_t size = sizeof address;
         EXPECT_EQ(::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
         EXPECT_EQ(::listen(listener_.get(), 8), 0);
@@ -52,7 +43,7 @@ private:
 void connectTo(const VideoProxy& proxy, const posix::FileDescriptor& socket) {
     const std::string& url = proxy.url();
     const auto port = static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1)));
-    const sockaddr_in address = local(port);
+    const sockaddr_in address = vostel_tests::loopback(port);
     EXPECT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
 }
 
@@ -66,7 +57,7 @@ void send(const posix::FileDescriptor& socket, std::string_view bytes) {
     EXPECT_EQ(::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
 }
 
-/// So many bytes, or fewer when the connection ends before.
+/// The next `count` bytes, or fewer when the connection ends before.
 std::string receive(const posix::FileDescriptor& socket, std::size_t count) {
     std::string bytes(count, '\0');
     const ssize_t received = ::recv(socket.get(), bytes.data(), bytes.size(), MSG_WAITALL);

@@ -4,6 +4,7 @@
 #include "posix/FileDescriptor.h"
 #include "posix/FileLock.h"
 #include "tests/companion/models/ModelFixture.h"
+#include "tests/companion/support/Loopback.h"
 #include "tests/companion/support/TLSServer.h"
 #include "tests/support/Table.h"
 
@@ -12,7 +13,6 @@
 #include <cstdlib>
 #include <map>
 #include <mutex>
-#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
@@ -275,9 +275,7 @@ TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
 TEST(ModelDownload, a_server_that_is_gone_is_said_so) {
     // The port stays ours, and nobody listens there.
     const posix::FileDescriptor bound{::socket(AF_INET, SOCK_STREAM, 0)};
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address = vostel_tests::loopback(0);
     socklen_t size = sizeof address;
     auto* const plain = reinterpret_cast<sockaddr*>(&address);
     ASSERT_EQ(::bind(bound.get(), plain, size), 0);

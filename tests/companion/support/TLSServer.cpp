@@ -1,13 +1,12 @@
 #include "tests/companion/support/TLSServer.h"
 
 #include "posix/FileDescriptor.h"
+#include "tests/companion/support/Loopback.h"
 
-#include <arpa/inet.h>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <netinet/in.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
@@ -25,14 +24,6 @@ void require(bool isFine, const char* what) {
     if (isFine) return;
     std::perror(what);
     std::abort();
-}
-
-sockaddr_in loopback(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
 }
 
 X509* selfSigned(EVP_PKEY* key) {
