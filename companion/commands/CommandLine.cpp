@@ -205,14 +205,16 @@ private:
         }
     }
 
+    /// A verb for one kind of what is kept.
+    struct KindVerb {
+        Command::Kind kind;
+        const char* name;
+        const char* about;
+        const char* aboutID;
+    };
+
     void addHistory() {
-        struct Row {
-            Command::Kind kind;
-            const char* name;
-            const char* about;
-            const char* aboutID;
-        };
-        const Row rows[] = {
+        const KindVerb verbs[] = {
             {Command::Kind::transcript, "transcripts",
              "List the transcripts of files, links and recorded calls, newest first, or print one of them.",
              "Print the transcript with this id. The beginning of the id is enough."},
@@ -222,13 +224,13 @@ private:
             {Command::Kind::dictation, "dictations", "List the dictations, newest first, or print one of them.",
              "Print the dictation with this id. The beginning of the id is enough."},
         };
-        for (const Row& row : rows) {
-            CLI::App* list = verb(app_, row.name, row.about, [this, kind = row.kind] {
+        for (const KindVerb& one : verbs) {
+            CLI::App* list = verb(app_, one.name, one.about, [this, kind = one.kind] {
                 if (!id_.empty()) return Command{Command::Show{kind, id_, formatNamed(format_)}};
                 return Command{Command::List{kind, limit_, since_, until_}};
             });
-            CLI::Option* id = list->add_option("ID", id_, row.aboutID);
-            if (row.kind != Command::Kind::dictation) {
+            CLI::Option* id = list->add_option("ID", id_, one.aboutID);
+            if (one.kind != Command::Kind::dictation) {
                 CLI::Option* format = list->add_option(
                     "--format", format_, "How to print it: txt, or with its times as srt or vtt (subtitles) or json.");
                 allowOnly(format->option_text("FORMAT")->needs(id), {"txt", "srt", "vtt", "json"});
@@ -261,13 +263,7 @@ private:
     void addDelete() {
         CLI::App* remove = app_.add_subcommand("delete", "Delete what is stored.")->group("Commands");
         remove->require_subcommand(1);
-        struct Row {
-            Command::Kind kind;
-            const char* name;
-            const char* about;
-            const char* aboutID;
-        };
-        const Row rows[] = {
+        const KindVerb verbs[] = {
             {Command::Kind::transcript, "transcript",
              "Delete a transcript or a recorded call, its text file and what was recognised. Your own file stays.",
              "The id of the transcript, or its beginning. 'Vostel transcripts' lists the ids."},
@@ -276,9 +272,9 @@ private:
             {Command::Kind::dictation, "dictation", "Delete a dictation.",
              "The id of the dictation, or its beginning. 'Vostel dictations' lists the ids."},
         };
-        for (const Row& row : rows) {
-            verb(*remove, row.name, row.about, [this, kind = row.kind] { return Command{Command::Delete{kind, id_}}; })
-                ->add_option("ID", id_, row.aboutID)
+        for (const KindVerb& one : verbs) {
+            verb(*remove, one.name, one.about, [this, kind = one.kind] { return Command{Command::Delete{kind, id_}}; })
+                ->add_option("ID", id_, one.aboutID)
                 ->required();
         }
     }
