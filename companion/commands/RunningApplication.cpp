@@ -26,7 +26,7 @@ findRunningApplication(const std::filesystem::path& applicationSupportDirectory)
         return std::unexpected("The socket " + inQuotes(path) + " cannot be reached (" +
                                connection.error().systemText() + ").");
     }
-    // Deliberate: not the number in Vostel.pid, which a crashed application leaves behind.
+    // Deliberate: not the number in Vostel.pid. After a crash, that file still names the process that has ended.
     const auto process = posix::peerProcess(connection->get());
     if (posix::peerUser(connection->get()) != ::geteuid() || !process) {
         return std::unexpected("The program at the socket " + inQuotes(path) + " belongs to another user.");
