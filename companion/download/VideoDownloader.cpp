@@ -8,18 +8,16 @@
 #include "posix/ChildProcess.h"
 #include "posix/FileIO.h"
 #include "posix/Pipe.h"
-#include "posix/PrivateFolder.h"
 #include "posix/StandardFolders.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <poll.h>
 #include <span>
 #include <string_view>
-#include <unistd.h>
 #include <utility>
 
 namespace vostel_companion {
@@ -152,28 +150,19 @@ private:
 
 std::optional<fs::path> findDownloader(std::string_view searchPath) { return findProgram(downloaderName, searchPath); }
 
-DownloadedAudio::~DownloadedAudio() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-}
-
 VideoDownloader::VideoDownloader(Dependencies dependencies, Limits limits)
     : dependencies_{std::move(dependencies)}, limits_{limits}, downloads_{limits.downloadsAtOnce} {}
 
-std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
-VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
-                          const std::function<void(double)>& progress) {
+std::expected<DownloadedAudio, DownloadError> VideoDownloader::download(const JudgedLink& link,
+                                                                        Cancellation& cancellation,
+                                                                        const std::function<void(double)>& progress) {
     const auto executable = findDownloader(dependencies_.searchPath);
     if (!executable) return failed({DownloadError::DownloaderMissing{}});
     const auto permit = downloads_.acquire(cancellation);
     if (!permit) return failed({DownloadError::Cancelled{}});
 
-    constexpr const char* makeFolder = "make a folder for the download";
-    if (auto made = posix::ensureFolder(dependencies_.downloads); !made)
-        return systemFailed(makeFolder, made.error().reason);
-    std::string folder = (dependencies_.downloads / "XXXXXX").string();
-    if (::mkdtemp(folder.data()) == nullptr) return systemFailed(makeFolder, {errno});
-    auto audio = std::make_unique<DownloadedAudio>(folder);
+    auto folder = WorkFolder::make(dependencies_.downloads);
+    if (!folder) return systemFailed("make a folder for the download", folder.error().reason);
     // The host of the link keeps the addresses that the policy judged. The proxy judges the other hosts of the service
     // when the downloader asks for them.
     const auto resolve = [judged = link.judged, others = dependencies_.resolve](const std::string& host) {
@@ -186,7 +175,7 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
     if (!output) return systemFailed(start, output.error());
     posix::setNonBlocking(output->reader);
     auto child = posix::ChildProcess::start({.executable = *executable,
-                                             .arguments = argumentsFor(link.url, folder, proxy->url()),
+                                             .arguments = argumentsFor(link.url, folder->path(), proxy->url()),
                                              .environment = withoutProxies(dependencies_.environment),
                                              .output = output->writer.get(),
                                              .error = output->writer.get()});
@@ -202,17 +191,16 @@ VideoDownloader::download(const JudgedLink& link, Cancellation& cancellation,
         if (!isOver) ::poll(&readable, 1, static_cast<int>(limits_.pollInterval.count()));
         report.readFrom(output->reader);
         if (cancellation.isCancelled()) return failed({DownloadError::Cancelled{}});
-        if (sizeOfFolder(folder) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
+        if (sizeOfFolder(folder->path()) > limits_.bytes) return failed({DownloadError::TooLarge{limits_.bytes}});
         if (std::chrono::steady_clock::now() > deadline) {
             return failed({DownloadError::TookTooLong{std::chrono::ceil<std::chrono::minutes>(limits_.time)}});
         }
     }
     if (const int status = child->kill(); status != 0) return failed(downloadFailure(report.error(), status));
-    const auto file = fileIn(folder);
+    auto file = fileIn(folder->path());
     if (!file) return failed({DownloadError::NotOneFinishedVideo{}});
-    audio->setPath(*file);
     progress(1.0);
-    return audio;
+    return DownloadedAudio{*std::move(folder), *std::move(file)};
 }
 
 std::string downloaderSearchPath(std::string_view path, const fs::path& home) {

@@ -4,6 +4,7 @@
 #include "companion/download/DownloadError.h"
 #include "companion/support/Cancellation.h"
 #include "companion/support/Semaphore.h"
+#include "companion/support/WorkFolder.h"
 #include "kit/tools/MCPURLPolicy.h"
 #include "posix/BlockingThread.h"
 
@@ -11,27 +12,16 @@
 #include <expected>
 #include <filesystem>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace vostel_companion {
 
 /// A file in a folder of its own. Both are deleted with this object.
-class DownloadedAudio final {
-public:
-    explicit DownloadedAudio(std::filesystem::path folder) : folder_{std::move(folder)} {}
-    DownloadedAudio(const DownloadedAudio&) = delete;
-    DownloadedAudio& operator=(const DownloadedAudio&) = delete;
-    ~DownloadedAudio();
-
-    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-    void setPath(std::filesystem::path path) { path_ = std::move(path); }
-
-private:
-    std::filesystem::path folder_;
-    std::filesystem::path path_;
+struct DownloadedAudio {
+    WorkFolder folder;
+    std::filesystem::path path;
 };
 
 /// A link that the policy allowed.
@@ -44,7 +34,7 @@ struct JudgedLink {
 };
 
 /// Downloads the sound of a link. `progress` receives the fraction that has arrived. It never falls.
-using DownloadAudio = std::function<std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>(
+using DownloadAudio = std::function<std::expected<DownloadedAudio, DownloadError>(
     const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress)>;
 
 /// Runs yt-dlp for a few links at a time; further calls wait. yt-dlp gets only a proxy to the video service (see
@@ -74,7 +64,7 @@ public:
     VideoDownloader(const VideoDownloader&) = delete;
     VideoDownloader& operator=(const VideoDownloader&) = delete;
 
-    [[nodiscard]] std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
+    [[nodiscard]] std::expected<DownloadedAudio, DownloadError>
     download(const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress);
 
 private:

@@ -1,6 +1,7 @@
 #include "companion/models/ModelStore.h"
 
 #include "companion/models/ModelCopy.h"
+#include "companion/support/WorkFolder.h"
 #include "posix/AtomicFile.h"
 #include "posix/FileIO.h"
 #include "posix/PrivateFolder.h"
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 
 namespace vostel_companion {
 
@@ -59,34 +59,6 @@ void deleteTree(const fs::path& path) {
     std::error_code ignored;
     fs::remove_all(path, ignored);
 }
-
-/// The folder of one installation, locked while its process lives. The destructor deletes it.
-class StagingFolder final {
-public:
-    StagingFolder(fs::path path, posix::FileLock lock) : path_{std::move(path)}, lock_{std::move(lock)} {}
-    StagingFolder(StagingFolder&& other) noexcept
-        : path_{std::exchange(other.path_, fs::path{})}, lock_{std::move(other.lock_)} {}
-    StagingFolder& operator=(StagingFolder&&) = delete;
-    ~StagingFolder() {
-        if (!path_.empty()) deleteTree(path_);
-    }
-
-    [[nodiscard]] const fs::path& path() const { return path_; }
-
-    /// The caller holds the lock of the models' folder: a new folder looks abandoned until it is locked.
-    [[nodiscard]] static std::expected<StagingFolder, posix::SystemError> make(const fs::path& parent) {
-        if (auto made = posix::ensureFolder(parent); !made) return std::unexpected(std::move(made.error()));
-        std::string path = (parent / "XXXXXX").string();
-        if (::mkdtemp(path.data()) == nullptr) return posix::systemError("create the folder", path);
-        auto lock = posix::FileLock::tryAcquire(path, posix::FileLock::IfMissing::fail);
-        if (!lock) return std::unexpected(std::move(lock.error()));
-        return StagingFolder{path, *std::move(lock)};
-    }
-
-private:
-    fs::path path_;
-    posix::FileLock lock_;
-};
 
 } // namespace
 
@@ -162,12 +134,9 @@ std::expected<void, ModelError> ModelStore::installFromLink(const ModelDescripti
 
 std::expected<void, ModelError> ModelStore::installFrom(const fs::path& source, const ModelDescription& model,
                                                         const Observer& observer) const {
-    auto locked = lock();
-    if (!locked) return std::unexpected(std::move(locked.error()));
-    const auto folder = StagingFolder::make(staging());
+    if (auto made = posix::ensureFolder(paths_.models); !made) return failed(std::move(made.error()));
+    const auto folder = WorkFolder::make(staging());
     if (!folder) return failed(folder.error());
-    // Other installations may run during the copy.
-    { const posix::FileLock released = *std::move(locked); }
 
     const fs::path staged = folder->path() / "model";
     if (auto made = posix::ensureFolder(staged); !made) return failed(std::move(made.error()));
@@ -177,8 +146,9 @@ std::expected<void, ModelError> ModelStore::installFrom(const fs::path& source, 
         return std::unexpected(ModelError{ModelError::WrongChecksum{model.identifier, model.sha256, *checksum}});
     }
 
-    locked = lock();
-    if (!locked) return std::unexpected(std::move(locked.error()));
+    // Not before: other installations may run during the copy.
+    const auto locked = lock();
+    if (!locked) return std::unexpected(locked.error());
     if (installedFolder(model.identifier)) return {};
     const fs::path target = paths_.models / model.identifier;
     if (::rename(staged.c_str(), target.c_str()) != 0) return failed(posix::systemError("create", target));
@@ -237,13 +207,7 @@ std::expected<void, ModelError> ModelStore::deleteLeftovers() const {
     const auto taken = namesIn(removed());
     if (!taken) return failed(taken.error());
     for (const std::string& name : *taken) deleteTree(removed() / name);
-    const auto staged = namesIn(staging());
-    if (!staged) return failed(staged.error());
-    for (const std::string& name : *staged) {
-        // An installation that still runs holds the lock of its folder.
-        if (posix::FileLock::tryAcquire(staging() / name, posix::FileLock::IfMissing::fail))
-            deleteTree(staging() / name);
-    }
+    if (auto done = deleteAbandonedWork(staging()); !done) return failed(std::move(done.error()));
     const auto parts = namesIn(partial());
     if (!parts) return failed(parts.error());
     for (const std::string& name : *parts) {

@@ -1,6 +1,7 @@
 #include "companion/store/Recovery.h"
 
 #include "companion/store/Recordings.h"
+#include "companion/support/WorkFolder.h"
 #include "posix/FileLock.h"
 
 namespace vostel_companion {
@@ -37,8 +38,8 @@ void deleteDeadLocks(Database& database, const Paths& paths) {
 
 std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Paths& paths,
                                                          Confirmations& confirmations) {
-    std::error_code ignored;
-    fs::remove_all(paths.downloads(), ignored);
+    // A failure costs only room on the disk, so it is not worth a message.
+    std::ignore = deleteAbandonedWork(paths.downloads());
     auto failed = failAbandonedRecordings(database, paths);
     deleteDeadLocks(database, paths);
     auto recovered = confirmations.recover();

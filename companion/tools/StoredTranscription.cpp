@@ -120,7 +120,7 @@ Result transcribeLink(const ToolContext& context, const TranscriptSource& link, 
         progress({fraction * downloadFraction, "Downloading the audio, " + percentText(fraction) + " done"});
     });
     if (!audio) return std::unexpected(audio.error().description());
-    const auto done = context.transcribe((*audio)->path().string(), language, cancellation, [&](const Progress& now) {
+    const auto done = context.transcribe(audio->path.string(), language, cancellation, [&](const Progress& now) {
         progress({downloadFraction + now.fraction * (1 - downloadFraction), now.message});
     });
     if (!done) return std::unexpected(descriptionForLink(done.error(), link.value));

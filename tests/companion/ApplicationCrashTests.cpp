@@ -252,7 +252,7 @@ TEST(ApplicationCrash, the_next_start_performs_what_was_confirmed_and_fails_what
     const Application application{home.path()};
     ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it has recovered before it answers";
     EXPECT_FALSE(std::filesystem::exists(paths.models() / "de"));
-    EXPECT_FALSE(std::filesystem::exists(paths.downloads()));
+    EXPECT_TRUE(std::filesystem::is_empty(paths.downloads()));
     EXPECT_EQ(textOf(call(home, "model_remove", german)),
               "The user confirmed this action, and it has been performed.\nThe model de was removed.");
     Database database = soundDatabase(home);

@@ -11,14 +11,12 @@ struct TranscribeVerb : testing::Test, VerbFixture {
         recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
         recordings["/home/me/b.wav"] = spokenWords({{0, "goodbye"}}, 2);
         context.resolve = [](const std::string&) { return std::vector<std::string>{"142.250.1.1"}; };
-        context.downloadAudio = [this](const JudgedLink& link, Cancellation&,
-                                       const std::function<void(double)>& progress)
-            -> std::expected<std::unique_ptr<DownloadedAudio>, DownloadError> {
+        context.downloadAudio =
+            [this](const JudgedLink& link, Cancellation&,
+                   const std::function<void(double)>& progress) -> std::expected<DownloadedAudio, DownloadError> {
             downloaded.push_back(link.url);
             progress(1);
-            auto audio = std::make_unique<DownloadedAudio>(models.folder / "download");
-            audio->setPath("/home/me/a.wav");
-            return audio;
+            return DownloadedAudio{WorkFolder::make(models.folder / "downloads").value(), "/home/me/a.wav"};
         };
     }
 

@@ -49,8 +49,7 @@ struct DownloaderStage {
         ::chmod(path.c_str(), 0755);
     }
 
-    std::expected<std::unique_ptr<DownloadedAudio>, DownloadError>
-    download(const std::string& url = "https://youtu.be/a") {
+    std::expected<DownloadedAudio, DownloadError> download(const std::string& url = "https://youtu.be/a") {
         VideoDownloader downloader{{folder / "down%loads", searchPath, environment,
                                     [this](const std::string& host) {
                                         const std::lock_guard lock{mutex};
@@ -112,8 +111,8 @@ printf sound > "$output"
     const std::string url = "https://www.youtube.com/watch?v=$(reboot)&list=`x`;';\"";
     const auto done = stage.download(url);
     ASSERT_TRUE(done) << done.error().description();
-    EXPECT_EQ((*done)->path().filename(), "audio.webm");
-    EXPECT_EQ(readFile((*done)->path()), "sound");
+    EXPECT_EQ(done->path.filename(), "audio.webm");
+    EXPECT_EQ(readFile(done->path), "sound");
     EXPECT_EQ(stage.note("url"), url) << "no shell has looked at it";
     EXPECT_EQ(stage.progress, (std::vector{0.015, 0.5, 1.0}));
 }
@@ -144,7 +143,7 @@ TEST(VideoDownloader, the_sound_is_deleted_after_its_use) {
     {
         const auto done = stage.download();
         ASSERT_TRUE(done) << done.error().description();
-        path = (*done)->path();
+        path = done->path;
         EXPECT_TRUE(std::filesystem::exists(path));
     }
     EXPECT_FALSE(std::filesystem::exists(path.parent_path()));

@@ -1,5 +1,6 @@
 #include "companion/store/Recordings.h"
 #include "companion/store/Recovery.h"
+#include "companion/support/WorkFolder.h"
 #include "posix/PrivateFolder.h"
 #include "tests/companion/models/ModelFixture.h"
 
@@ -67,7 +68,16 @@ TEST(Recovery, performs_what_was_confirmed_and_deletes_what_downloads_left) {
 
     ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
     EXPECT_FALSE(std::filesystem::exists(stage.fixture.installed()));
-    EXPECT_FALSE(std::filesystem::exists(stage.paths.downloads()));
+    EXPECT_TRUE(std::filesystem::is_empty(stage.paths.downloads()));
+}
+
+TEST(Recovery, keeps_the_download_of_another_process) {
+    Stage stage;
+    const auto download = WorkFolder::make(stage.paths.downloads());
+    ASSERT_TRUE(download);
+    writeFile(download->path() / "audio.webm.part", "half");
+    ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
+    EXPECT_EQ(vostel_tests::readFile(download->path() / "audio.webm.part"), "half");
 }
 
 TEST(Recovery, one_failure_does_not_keep_the_rest_from_being_done) {

@@ -82,15 +82,15 @@ struct ToolStage {
                     return addresses;
                 },
             .downloadAudio = [this](const JudgedLink& link, Cancellation&, const std::function<void(double)>& report)
-                -> std::expected<std::unique_ptr<DownloadedAudio>, DownloadError> {
+                -> std::expected<DownloadedAudio, DownloadError> {
                 downloaded.push_back(link);
                 if (downloadFailure) return std::unexpected(*downloadFailure);
                 report(0.5);
                 report(1);
-                auto audio = std::make_unique<DownloadedAudio>(fixture.folder / "download");
-                audio->setPath(fixture.folder / "download/audio.webm");
-                writeFile(audio->path(), "sound");
-                return audio;
+                WorkFolder folder = WorkFolder::make(paths.downloads()).value();
+                const auto audio = folder.path() / "audio.webm";
+                writeFile(audio, "sound");
+                return DownloadedAudio{std::move(folder), audio};
             },
         };
     }
