@@ -260,10 +260,10 @@ class Check:
         return [value for name, value in vars(Check).items() if name.split("_")[0] in
                 {"a", "an", "another", "calls", "progress", "two", "unknown", "what"}]
 
-    def run(self, report=print):
-        """Reports a line for each rule, and gives the names of those that are broken."""
+    def run(self, rules=None, report=print):
+        """Checks all rules or those given. Reports a line for each, and gives the names of those that are broken."""
         broken = []
-        for rule in self.rules():
+        for rule in rules or self.rules():
             name = rule.__name__.replace("_", " ")
             try:
                 rule(self)
