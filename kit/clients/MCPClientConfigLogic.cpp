@@ -49,7 +49,7 @@ std::vector<std::string> parseArgs(std::string_view value) {
     return args;
 }
 
-/// Takes the first line and its line feed off `text`.
+/// Removes the first line and its line feed from `text`, and returns that line without white space at its ends.
 std::string_view takeLine(std::string_view& text) {
     const std::string_view line = text.substr(0, text.find('\n'));
     text.remove_prefix(std::min(line.size() + 1, text.size()));
@@ -68,7 +68,7 @@ std::optional<std::string> owned(std::optional<std::string_view> text) {
 
 std::string jsonText(const MCPValue& value) {
     Bytes text;
-    // Only a number can be impossible to write, and these values hold none.
+    // Writing fails only for a number that is not finite. These values hold no number.
     std::ignore = writeJSON(value, text);
     return std::string{text.text()};
 }
@@ -104,7 +104,7 @@ MCPValue claudeDesktopManifest(const MCPClientEntry& entry) {
     return MCPValue::object({
         {"manifest_version", mcpbManifestVersion},
         {"name", entryName},
-        // What starts the server is written alike for both clients.
+        // Both clients describe in the same way how to start the server.
         {"server", MCPValue::object({{"type", "binary"}, {"mcp_config", claudeCodeEntry(entry)}})},
     });
 }
@@ -152,7 +152,7 @@ std::optional<CodexTable> parseCodexTable(CodexSource source) {
     while (!text.empty()) {
         const std::string_view line = takeLine(text);
         if (line.starts_with('[')) break;
-        // A comment needs no test of its own: what it has before an equals sign is never one of the two keys.
+        // Comments need no check: the text before their equals sign begins with "#", so it is neither of the two keys.
         const std::size_t equals = line.find('=');
         if (equals == std::string_view::npos) continue;
         const std::string_view key = trimmed(line.substr(0, equals));

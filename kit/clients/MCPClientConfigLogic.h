@@ -20,7 +20,7 @@ namespace VostelMCPKit::MCPClientConfigLogic {
 
 /// The server's name in each client's configuration.
 inline constexpr std::string_view entryName = "vostel";
-/// The executable's file name. An entry whose command ends in it is taken for ours.
+/// The executable's file name. An entry whose command ends in it counts as ours.
 inline constexpr std::string_view helperBinaryName = "vostel-mcp";
 /// The `manifest_version` of the Claude Desktop extension.
 inline constexpr std::string_view mcpbManifestVersion = "0.3";
@@ -73,7 +73,7 @@ struct CodexTable {
     bool operator==(const CodexTable&) const = default;
 };
 
-/// Absent unless `helperPath` begins with "/".
+/// The entry to install. Absent unless `helperPath` begins with "/".
 [[nodiscard]] std::optional<MCPClientEntry> makeEntry(std::string_view helperPath, std::vector<std::string> args);
 
 /// Compares the command of the client's entry, absent when there is none, with ours. Deliberate: only the command
@@ -99,7 +99,7 @@ struct CodexTable {
 [[nodiscard]] std::string claudeDesktopManifestText(const MCPClientEntry& entry);
 /// A TOML table of two or three lines, each with its line feed.
 [[nodiscard]] std::string codexSnippetText(const MCPClientEntry& entry);
-/// The one of the three above that `kind` needs.
+/// The text for `kind`: one of the three above.
 [[nodiscard]] std::string snippetText(MCPClientKind kind, const MCPClientEntry& entry);
 
 /// Write the names at the call: `parseCodexTable({.tableName = entryName, .text = file})`.

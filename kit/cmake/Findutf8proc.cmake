@@ -8,7 +8,7 @@ include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(utf8proc REQUIRED_VARS utf8proc_LIBRARY utf8proc_INCLUDE_DIR)
 
 if(utf8proc_FOUND AND NOT TARGET utf8proc::utf8proc)
-    # Global: the companion, the tests and the fuzzers use it too.
+    # Global: the tests and the fuzzers use it too.
     add_library(utf8proc::utf8proc UNKNOWN IMPORTED GLOBAL)
     set_target_properties(utf8proc::utf8proc PROPERTIES
         IMPORTED_LOCATION ${utf8proc_LIBRARY}

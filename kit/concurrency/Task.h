@@ -6,13 +6,13 @@
 //     }
 //     spawn(report(counter), executor);
 //
-// A task runs on the executor of its awaiter until it enters an actor (see Actor.h). When it ends, the awaiter goes on
-// on its own executor. An executor that resumes inside post costs no stack: when a task has ended before its awaiter
-// suspends, the awaiter just goes on.
+// A task runs on the executor of its awaiter until it enters an actor (see Actor.h). When it ends, its awaiter
+// continues on the awaiter's own executor. If the task has ended before its awaiter suspends, the awaiter continues at
+// once. Such tasks therefore do not grow the stack, even if the executor resumes inside post.
 //
-// Two rules keep coroutines safe. They take their parameters by value and are members or functions, never lambdas with
-// captures. And the operand of co_await is a plain call on names, a name or std::move(name): g++ 12 destroys the
-// temporaries of anything richer twice.
+// Two rules keep coroutines safe. A coroutine takes its parameters by value and is a function or a member function,
+// never a lambda with captures. The operand of co_await is a plain call on names, a name or std::move(name), because
+// g++ 12 destroys the temporaries of other operands twice.
 #pragma once
 
 #include "kit/concurrency/Executor.h"
@@ -26,7 +26,7 @@
 
 namespace VostelMCPKit {
 
-/// What every coroutine of the program has: the executor that resumes it next.
+/// Every coroutine's promise has it: the executor that resumes the coroutine next.
 struct TaskContext {
     /// Set before the coroutine first runs.
     Executor* executor = nullptr;
@@ -50,7 +50,7 @@ public:
 
     std::suspend_always initial_suspend() const noexcept { return {}; }
     FinalAwaiter final_suspend() const noexcept { return {}; }
-    /// Nothing throws here except for lack of memory, which ends the process.
+    /// Only a failed allocation throws here, and it ends the process.
     void unhandled_exception() const noexcept { std::terminate(); }
 
     /// Runs the task `self` up to its first real suspension. True when the awaiter has to wait for it.
@@ -63,8 +63,8 @@ public:
     }
 
 private:
-    /// Called when the task has ended. The end of the task and the suspension of its awaiter may happen at once on two
-    /// threads; the second of them resumes the awaiter.
+    /// Called when the task has ended. The task may end on one thread while its awaiter suspends on another. Whichever
+    /// comes second resumes the awaiter.
     void handBack() noexcept {
         if (!arrived_.exchange(true, std::memory_order_acq_rel)) return;
         if (awaiterExecutor_ == executor) {
@@ -165,7 +165,7 @@ struct Yield {
     void await_resume() const noexcept {}
 };
 
-/// `co_await yield();` posts the rest of this coroutine to its executor, so that its callers are suspended by then.
+/// `co_await yield();` posts the rest of this coroutine to its executor. Its callers are suspended when it continues.
 [[nodiscard]] inline Yield yield() { return {}; }
 
 /// Runs `task` on `executor` without waiting for its end. Callable from any thread; `executor` must outlive the task.

@@ -30,7 +30,7 @@ std::string MCPConnectLogic::socketPath(const std::filesystem::path& application
 
 std::expected<void, ConnectError> MCPConnectLogic::validateSocketPathLength(std::string_view path) {
     if (path.size() + 1 <= socketPathByteLimit) return {};
-    // Deliberate: length and limit are both reported without the NUL, so that they compare.
+    // Deliberate: length and limit are both reported without the NUL, so that the user can compare them.
     return std::unexpected(
         ConnectError{ConnectError::SocketPathTooLong{std::string{path}, path.size(), socketPathByteLimit - 1}});
 }

@@ -1,4 +1,4 @@
-// The application's socket as the system's functions take it. In a header of its own because it needs the system's.
+// The address of the application's socket. It has its own header because it includes system headers.
 #pragma once
 
 #include "kit/connect/MCPConnectLogic.h"
@@ -10,7 +10,7 @@
 
 namespace VostelMCPKit::MCPConnectLogic {
 
-/// For bind and connect. Fails where validateSocketPathLength does. Thread-safe; touches no file.
+/// The address to pass to bind and connect. Fails where validateSocketPathLength fails. Thread-safe; touches no file.
 [[nodiscard]] std::expected<sockaddr_un, ConnectError> socketAddress(std::string_view path);
 
 } // namespace VostelMCPKit::MCPConnectLogic

@@ -18,7 +18,7 @@ namespace VostelMCPKit {
 
 namespace {
 
-/// A place in the text. A function returns a null pointer when the text is not canonical.
+/// A position in the text. A function returns a null pointer when the text is not canonical.
 using Position = const char*;
 
 bool has(char expected, Position at, Position end) { return at != end && *at == expected; }
@@ -27,7 +27,8 @@ Position afterWord(Position at, Position end, std::string_view word) {
     return std::string_view{at, end}.starts_with(word) ? at + word.size() : nullptr;
 }
 
-/// Whether `number`, which follows the grammar and has a fraction or an exponent, is the text of its double.
+/// Whether our writer gives the double that `number` denotes the same text. `number` follows the grammar and has a
+/// fraction or an exponent.
 bool isShortest(std::string_view number) {
     const auto value = numberFromDecimal(number);
     if (!value || value->asInt()) return false;
@@ -36,8 +37,9 @@ bool isShortest(std::string_view number) {
     return written.text() == number;
 }
 
-/// Whether the fraction of a number with few digits is written as it is. No two decimals of up to 15 digits are the
-/// same double, so each of them is the shortest text of its own. Below 0.00001 it is written with an exponent instead.
+/// A quick check for numbers without an exponent: true only if our writer writes `whole`.`fraction` in the same way.
+/// Two different decimals of up to 15 digits are never the same double. So such a decimal is the shortest text of its
+/// double. Numbers below 0.00001 are written with an exponent.
 bool isPlainlyShortest(std::string_view whole, std::string_view fraction) {
     constexpr std::size_t uniqueDigits = 15;
     constexpr std::size_t mostZeros = 4;
@@ -99,7 +101,7 @@ Position afterEscape(Position at, Position end) {
     return digits.find(code.back()) != digits.npos ? at + length : nullptr;
 }
 
-/// `content` becomes what is between the quotation marks.
+/// Sets `content` to the text between the quotation marks.
 Position afterString(Position at, Position end, std::string_view& content) {
     if (!has('"', at, end)) return nullptr;
     const Position start = at + 1;
@@ -133,7 +135,8 @@ Position afterScalar(Position at, Position end) {
 
 bool hasEscape(std::string_view key) { return key.find('\\') != key.npos; }
 
-/// Whether one key is written before another one. Both are as they are in the text, between their quotation marks.
+/// Whether our writer writes the key `left` before `right`. Both are given as in the text, with their escapes and
+/// without their quotation marks.
 bool isBefore(std::string_view left, std::string_view right) {
     if (!hasEscape(left) && !hasEscape(right)) return keyOrder(left, right) < 0;
     const auto unescaped = [](std::string_view key) { return readJSON({key.data() - 1, key.size() + 2}); };
@@ -142,7 +145,7 @@ bool isBefore(std::string_view left, std::string_view right) {
     return ours && theirs && keyOrder(unwrap(ours->asString()), unwrap(theirs->asString())) < 0;
 }
 
-/// The keys of the open objects.
+/// Checks that the keys of each open object are in order.
 class Keys final {
 public:
     void openObject() {
@@ -153,10 +156,10 @@ public:
         latest_.pop_back();
         known_ = unknown;
     }
-    /// After a key and its colon. Null, too, when the key does not come after the one before it.
+    /// The position after a key and its colon. Null also when the key is not in order.
     Position afterNext(Position at, Position end) {
         std::string_view& latest = latest_.back();
-        // The objects of a list repeat the same keys, whose order then needs no second look.
+        // The objects of a list often have the same keys. Their order has been checked already.
         if (known_ < shape_.size()) {
             const std::string_view likely = shape_[known_];
             const std::string_view withMarksAndColon{likely.data() - 1, likely.size() + 3};
@@ -190,14 +193,14 @@ private:
     std::size_t known_ = unknown;
 };
 
-/// Writes a text anew, token by token. All the bool functions are false when the value must be built after all; nothing
-/// is asked after that.
+/// Rewrites a text in our writer's form, token by token. A bool function returns false when the text must be read into
+/// a value instead. The rewriter is not used after that.
 class Rewriter final {
 public:
     Rewriter(std::string_view text, Bytes& out)
         : at_{text.data()}, end_{at_ + text.size()}, out_{out}, mayMove_{mostMoves * text.size()} {}
 
-    /// The value at the beginning of the text.
+    /// Rewrites the value at the beginning of the text.
     bool rewrite() {
         for (;;) {
             // A value begins here.
@@ -236,7 +239,7 @@ public:
         }
     }
 
-    /// What follows the value.
+    /// The text after the value.
     [[nodiscard]] std::string_view rest() const { return {at_, end_}; }
     bool isAtEnd() {
         skipSpace();
@@ -244,8 +247,8 @@ public:
     }
 
 private:
-    /// How often each byte of the text may be moved to bring members in order. More happens only where objects out of
-    /// order are nested deeply.
+    /// How often sorting may move each byte of the text on average. Only unsorted objects that are nested deeply need
+    /// more.
     static constexpr std::size_t mostMoves = 16;
 
     /// A member that has been written: where it begins, and the length of its key with its quotation marks.
@@ -262,7 +265,7 @@ private:
         while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) ++at_;
     }
 
-    /// Takes a byte that is written as it is read.
+    /// Reads a byte and writes it unchanged. False when it is not `expected`.
     bool take(char expected) {
         if (!has(expected, at_, end_)) return false;
         out_.append(expected);
@@ -278,7 +281,7 @@ private:
             at_ = after;
             return true;
         }
-        // A number that is written in another way.
+        // Our writer writes this number in another form.
         const std::string_view number = rest().substr(0, rest().find_first_not_of("+-.0123456789Ee"));
         const auto value = readJSON(number);
         if (!value || !writeJSON(*value, out_)) return false;
@@ -329,7 +332,7 @@ private:
         return true;
     }
 
-    /// Brings the last members of the text in order.
+    /// Sorts `members`, which are the last ones of the output, by their keys.
     bool sort(std::span<const Member> members) {
         const std::size_t start = members.front().start;
         const std::size_t length = out_.size() - start;
@@ -347,7 +350,7 @@ private:
             const bool isLast = index + 1 == members.size();
             const std::size_t end = isLast ? out_.size() : members[index + 1].start - 1;
             pieces.push_back({keyOf(member), out_.text().substr(member.start, end - member.start)});
-            // Each comparison would read both keys.
+            // Each comparison would decode the escapes of both keys.
             if (hasEscape(pieces.back().key)) return false;
         }
         std::ranges::stable_sort(pieces, isBefore, &Piece::key);
@@ -363,7 +366,7 @@ private:
         return true;
     }
 
-    /// Between its quotation marks.
+    /// Without its quotation marks.
     [[nodiscard]] std::string_view keyOf(const Member& member) const {
         return out_.text().substr(member.start + 1, member.keyLength - 2);
     }
@@ -371,18 +374,18 @@ private:
     Position at_;
     const Position end_;
     Bytes& out_;
-    /// In bytes.
+    /// How many bytes sorting may still move.
     std::size_t mayMove_;
-    /// What closes each open container.
+    /// The closing bracket of each open container.
     std::vector<char> closings_;
     std::vector<Object> objects_;
-    /// Those of all open objects.
+    /// The members of all open objects.
     std::vector<Member> members_;
 };
 
 /// The end of the value that begins at `at`.
 Position afterValue(Position at, Position end) {
-    /// What closes each open container.
+    /// The closing bracket of each open container.
     std::vector<char> closings;
     Keys keys;
     for (;;) {

@@ -13,9 +13,9 @@
 //     std::expected<MCPClientInfo, DecodingError> info = decode<MCPClientInfo>(json);
 //
 // An absent std::optional is left out of the object; a missing key and null both read as absent.
-// `self` is const when encoding. A record may have any number of keys. Every rule beyond these two is one visible word
-// at its key (see KeyReader). When decoding, the first key that fails decides and later ones are not read; keys that
-// the record does not list are ignored. A shape that no list of keys can say has a Codec specialisation of its own.
+// `self` is const when encoding. A record may have any number of keys. Every other rule is a named function at its key,
+// such as key.constant (see KeyReader). Decoding stops at the first key that fails. Keys that the record does not list
+// are ignored. A type that a list of keys cannot describe has its own specialisation of Codec.
 #pragma once
 
 #include "kit/jsonrpc/DecodingError.h"
@@ -36,18 +36,18 @@ namespace VostelMCPKit {
 template <class T>
 struct Codec;
 
-/// What reading the written text of `value` gives: a double without a fraction becomes an integer. A value that cannot
-/// be written stays as it is. Costs nothing when there is no such double.
+/// `value` as it is after it was written and read again: a double without a fraction becomes an integer. A value that
+/// cannot be written stays unchanged. Takes constant time when there is no such double.
 [[nodiscard]] MCPValue throughText(MCPValue value);
 
-/// The JSON form of `value`: what reading its written text gives (see throughText). Cannot fail; a number that is not
-/// finite is kept, and writing the result fails. Large payloads are shared with `value`, not copied. Thread-safe.
+/// The JSON form of `value`, after throughText. Cannot fail. A number that is not finite is kept, and writing the
+/// result fails. Large payloads are shared with `value`, not copied. Thread-safe.
 template <class T>
 [[nodiscard]] MCPValue encode(const T& value) {
     return throughText(Codec<T>::encode(value));
 }
 
-/// Reads a `T` out of its JSON form. Fails with the first thing that is missing or wrong and the path to it. Large
+/// Reads a `T` from its JSON form. The error names the first value that is missing or wrong, and the path to it. Large
 /// payloads are shared with `value`, not copied. Thread-safe.
 template <class T>
 [[nodiscard]] std::expected<T, DecodingError> decode(const MCPValue& value) {
@@ -112,8 +112,8 @@ struct Codec<std::vector<Element>> {
     }
 };
 
-/// Fills the fields of one record from an object. Its words are what codingKeys may say; see KeyWriter for the other
-/// direction.
+/// Fills the fields of one record from an object. codingKeys may call its public functions on `key`. KeyWriter has the
+/// same functions for the other direction.
 class KeyReader final {
 public:
     /// `object` outlives the reader. A value of another kind fails at once.
@@ -130,7 +130,8 @@ public:
         field.reset();
         if (const MCPValue* value = unlessNull(found(key))) read(key, *value, field.emplace());
     }
-    /// Always written with this text. Missing or any other string is accepted; a value of another type is not.
+    /// Always written with this text. When reading, a missing value or another string is accepted. A value of another
+    /// type is not.
     void constant(std::string_view key, std::string_view /*text*/) {
         std::string ignored;
         if (const MCPValue* value = found(key)) read(key, *value, ignored);
@@ -145,14 +146,15 @@ public:
     void absentAsDefault(std::string_view key, T& field) {
         if (const MCPValue* value = unlessNull(found(key))) read(key, *value, field);
     }
-    /// The only member of an object of its own. When `key` is missing or holds no object, the field stays as it is.
+    /// The member `key` is an object with the single member `innerKey`. When either is missing, the field stays as it
+    /// is.
     template <class T>
     void nested(std::string_view key, std::string_view innerKey, T& field) {
         const MCPValue* outer = found(key);
         const MCPValue* value = outer != nullptr ? unlessNull(outer->find(innerKey)) : nullptr;
         if (value != nullptr && !read(innerKey, *value, field)) error_ = std::move(*error_).within(key);
     }
-    /// One of the two keys is present, whatever its value, and the other is not; else the record fails with `message`.
+    /// Exactly one of the two keys must be present, whatever its value. Otherwise decoding fails with `message`.
     template <class First, class Second>
     void exactlyOne(std::string_view first, std::string_view second, std::variant<First, Second>& field,
                     std::string_view message) {
@@ -167,13 +169,13 @@ public:
             read(second, *secondValue, field.template emplace<Second>());
         }
     }
-    /// The member `kindKey` names the case, whose keys are its neighbours.
+    /// The member `kindKey` names the case. The keys of the case are in the same object.
     template <class... Cases>
     void oneOf(std::string_view kindKey, std::variant<Cases...>& field) {
         const auto readCase = [&]<class Case>(Case& value) { Case::codingKeys(value, *this); };
         readKind(kindKey, field, readCase);
     }
-    /// The member `kindKey` names the case, which the member `payloadKey` holds.
+    /// The member `kindKey` names the case. The member `payloadKey` holds its record.
     template <class... Cases>
     void oneOf(std::string_view kindKey, std::string_view payloadKey, std::variant<Cases...>& field) {
         const auto readCase = [&](auto& value) { (*this)(payloadKey, value); };
@@ -215,7 +217,7 @@ private:
     std::optional<DecodingError> error_;
 };
 
-/// Collects the members of one record. Its words are those of KeyReader, which says what each means when read.
+/// Collects the members of one record. Its functions are those of KeyReader, which says what each means for reading.
 class KeyWriter final {
 public:
     template <class T>
@@ -283,8 +285,8 @@ struct Codec {
     }
 };
 
-/// Appends the JSON text of a record to `out`; see writeJSON of values. Unlike writing what `encode` gives, it spends
-/// nothing on throughText.
+/// Appends the JSON text of a record to `out`; see writeJSON of values. Cheaper than writing the result of `encode`,
+/// because it needs no throughText.
 template <class Record>
     requires(!std::convertible_to<const Record&, MCPValue>)
 [[nodiscard]] std::expected<void, EncodingError> writeJSON(const Record& record, Bytes& out) {

@@ -8,7 +8,7 @@
 
 namespace VostelMCPKit {
 
-/// A plain value; its text is English except for the reasons of DataCorrupted, some of which are fixed in Russian.
+/// A plain value. Its text is English. Only some reasons of DataCorrupted are fixed texts in Russian.
 struct DecodingError {
     /// The text breaks the grammar of RFC 8259 (or UTF-8) at one byte.
     struct NotJSON {
@@ -41,7 +41,7 @@ struct DecodingError {
     /// Where in the document, such as "models[1].sha256"; empty for the document itself.
     std::string path{};
 
-    /// The same error, told from the outside: `step` is the key or the index ("[1]") that leads to the value.
+    /// The same error with `step` before its path. `step` is the key or the index ("[1]") that leads to the value.
     [[nodiscard]] DecodingError within(std::string_view step) &&;
 
     /// A clause without its full stop, to follow a colon: "models[1].sha256 is missing".

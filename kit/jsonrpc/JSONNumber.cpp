@@ -10,7 +10,7 @@ namespace VostelMCPKit {
 
 namespace {
 
-/// Far beyond every exponent that matters, near enough that sums of a few cannot overflow.
+/// Larger than every exponent that matters, and small enough that sums of a few cannot overflow.
 constexpr std::int64_t exponentCeiling = 1'000'000'000'000'000;
 
 /// A decimal number taken apart: (-1)^negative * digits * 10^exponent, the digits without zeros at either end.
@@ -73,7 +73,8 @@ std::optional<std::int64_t> integer(const Decimal& number) {
     return value;
 }
 
-/// A token that ends in another digit than zero and has a point but no exponent is no integer: most doubles.
+/// Whether `token` has a point, no exponent, and a last digit other than zero. Such a number is never an integer. Most
+/// doubles have this form.
 bool isPlainFraction(std::string_view token) {
     if (token.back() == '0') return false;
     bool hasPoint = false;
@@ -84,16 +85,16 @@ bool isPlainFraction(std::string_view token) {
     return hasPoint;
 }
 
-/// Infinite for a value beyond the doubles.
+/// Infinite for a value beyond the range of double.
 double nearestDouble(std::string_view token) {
     double value = 0;
     std::ignore = fast_float::from_chars(token.data(), token.data() + token.size(), value);
     return value;
 }
 
-/// Writes a value of at most three decimals, as times of speech are; zero when `value` is none. Such a decimal, when it
-/// reads back as `value`, is the shortest one: below 2^40 the doubles lie so close together that no other decimal with
-/// three places or fewer reads back the same.
+/// Writes a value with at most three decimals, such as a time in a recording, and returns the length of its text. Zero
+/// for every other value. Below 2^40, doubles are so close together that at most one decimal with up to three places
+/// reads back as `value`. So this decimal is the shortest text.
 std::size_t writeThousandths(double value, char* out) {
     constexpr double ceiling = 1'099'511'627'776.0;
     if (!(value > 0 && value < ceiling)) return 0;

@@ -15,8 +15,8 @@ namespace {
 
 constexpr double powersOfTen[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
 
-/// One reading. Finished values are kept on a stack of their own until the array or object around them closes. Depth
-/// therefore costs memory in proportion and no machine stack.
+/// Reads one text. Finished values stay on an explicit stack until the array or object around them closes. So nesting
+/// costs heap memory and no call stack.
 class Reader final {
 public:
     explicit Reader(std::string_view text) : start_{text.data()}, at_{start_}, end_{start_ + text.size()} {
@@ -38,7 +38,7 @@ private:
         bool isObject;
     };
 
-    /// Reads one value with everything in it. All the bool functions of this class are false after a failure.
+    /// Reads one value with all values in it. Every bool function of this class returns false after a failure.
     bool readValues() {
         do {
             skipSpace();
@@ -47,7 +47,8 @@ private:
         return !error_;
     }
 
-    /// After a value or an opening: closes what ends here. True when another value follows.
+    /// Called after a value or an opening bracket. Closes the containers that end here. True when another value
+    /// follows.
     bool advance() {
         if (std::exchange(opened_, false)) {
             skipSpace();
@@ -194,7 +195,7 @@ private:
         return true;
     }
 
-    /// Takes digits, and appends them to those of `magnitude`.
+    /// Reads digits and appends them to those of `magnitude`.
     std::uint64_t takeDigits(std::uint64_t magnitude) {
         for (; at_ != end_ && isASCIIDigit(*at_); ++at_) magnitude = magnitude * 10 + static_cast<unsigned>(*at_ - '0');
         return magnitude;
@@ -228,7 +229,7 @@ private:
     const char* at_;
     const char* end_;
     bool opened_ = false;
-    /// A double is integral because it was rounded: 0.99999999999999999999 is written as 1, which is an integer.
+    /// Whether rounding has made a double integral: 0.99999999999999999999 is written as 1, which is an integer.
     bool mayChange_ = false;
     std::optional<DecodingError> error_;
     std::vector<MCPValue> values_;

@@ -13,7 +13,7 @@
 
 namespace VostelMCPKit {
 
-/// Whether a JSON string may hold `byte` as it is: it is no control, no quotation mark and no backslash.
+/// Whether a JSON string may hold `byte` as it is: not a control character, a quotation mark or a backslash.
 [[nodiscard]] constexpr bool isPlain(char byte) {
     return static_cast<unsigned char>(byte) >= 0x20 && byte != '"' && byte != '\\';
 }
@@ -50,8 +50,8 @@ namespace VostelMCPKit {
     return at;
 }
 
-/// The code point of an escape, whose backslash was before `at`; a pair of surrogates is one code point. `at` is then
-/// after the escape. Absent for an escape that JSON does not have, with `at` at what is wrong.
+/// Reads an escape whose backslash is just before `at`, and moves `at` past it. A pair of surrogates is one code
+/// point. Absent for an escape that JSON does not have; then `at` is at the wrong byte.
 [[nodiscard]] std::optional<char32_t> takeEscape(const char*& at, const char* end);
 
 /// Appends a byte that is not plain as the escape that our writer uses.

@@ -1,4 +1,4 @@
-// What only the reader and the writer of JSON text may do with a value, because it trusts them.
+// Operations on a value that only the reader and the writer of JSON text may call. They do not check their arguments.
 #pragma once
 
 #include "kit/jsonrpc/MCPValue.h"
@@ -13,10 +13,10 @@ namespace VostelMCPKit {
 struct JSONTextAccess {
     /// A string whose UTF-8 the reader has checked.
     [[nodiscard]] static MCPValue string(std::string_view valid);
-    /// An array of elements that come from text, taken out of `elements`. False for `mayChange` says that
+    /// An array of elements that come from text, moved out of `elements`. Pass false for `mayChange` only if
     /// changesWhenWritten is false for each of them.
     [[nodiscard]] static MCPValue array(std::span<MCPValue> elements, bool mayChange);
-    /// An object of alternating keys (strings) and values that come from text, taken out of `keysAndValues`. Of equal
+    /// An object of alternating keys (strings) and values that come from text, moved out of `keysAndValues`. Of equal
     /// keys the last one wins.
     [[nodiscard]] static MCPValue object(std::span<MCPValue> keysAndValues, bool mayChange);
 

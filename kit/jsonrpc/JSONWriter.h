@@ -20,8 +20,8 @@ struct EncodingError {
 ///     if (!writeJSON(value, text)) return fail("The answer holds a number that is not finite.");
 [[nodiscard]] std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out);
 
-/// The same value. An array or object keeps its text from now on, so that writing it becomes a copy: for a large value
-/// that is written again and again. Thread-safe.
+/// The same value. An array or object also stores its text, so that writing it only copies that text. For a large value
+/// that is written many times. Thread-safe.
 [[nodiscard]] MCPValue withCachedText(const MCPValue& value);
 
 } // namespace VostelMCPKit

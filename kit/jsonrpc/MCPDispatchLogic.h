@@ -28,8 +28,8 @@ inline constexpr std::string_view applicationNotification = "notifications/cance
 /// -32700 when it is not JSON and with -32600 when it is not a usable message (JSON-RPC 2.0, section 5.1).
 [[nodiscard]] MCPIncoming classify(std::string_view line);
 
-/// Whether the application handles this message. The only place that says so: the route and the call proxy both ask
-/// here.
+/// Whether the application handles this message. `route` and the call proxy both ask this function; no other code
+/// decides it.
 [[nodiscard]] bool isForApplication(const MCPIncoming& incoming);
 
 /// What to do with a message. `youTubeAvailable` only decides whether tools/list offers the tool for video links.

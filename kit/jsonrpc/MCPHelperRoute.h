@@ -1,4 +1,4 @@
-// Where one incoming message goes; MCPDispatchLogic::route says it.
+// Where one incoming message goes. MCPDispatchLogic::route decides it.
 #pragma once
 
 #include "kit/jsonrpc/MCPIncoming.h"
@@ -7,7 +7,7 @@
 
 namespace VostelMCPKit {
 
-/// A plain value. Its cases list their fields only to be hashable.
+/// A plain value. Its cases have codingKeys only so that they can be hashed.
 struct MCPHelperRoute {
     /// Written as one line.
     struct Reply {
@@ -23,7 +23,7 @@ struct MCPHelperRoute {
         static void codingKeys(auto& self, auto& key) { key("error", self.error); }
         bool operator==(const ReplyWithoutID&) const = default;
     };
-    /// Handed to the call proxy as it came.
+    /// Passed to the call proxy unchanged.
     struct ForwardToApplication {
         /// A request or a notification.
         MCPIncoming incoming;

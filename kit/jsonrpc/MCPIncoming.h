@@ -1,6 +1,6 @@
-// What one line of standard input turned out to be; MCPDispatchLogic::classify says it.
+// What one line of standard input is. MCPDispatchLogic::classify decides it.
 //
-// The cases have no JSON form of their own. They list their fields only to be hashable.
+// The cases have no JSON form of their own. They have codingKeys only so that they can be hashed.
 #pragma once
 
 #include "kit/jsonrpc/MCPMessages.h"

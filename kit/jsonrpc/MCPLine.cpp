@@ -8,7 +8,7 @@
 namespace VostelMCPKit {
 
 Bytes resultLine(const MCPRequestID& id, Bytes result) {
-    // The result is the last member of a response. So what surrounds a null surrounds every result.
+    // The result is the last member of a response. So the text around a null is the text around every result.
     constexpr std::string_view placeholder = "null";
     constexpr std::string_view end = "}\n";
     Bytes envelope;

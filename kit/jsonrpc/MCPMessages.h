@@ -3,8 +3,8 @@
 //     Bytes line;
 //     if (appendLine(MCPResponse::result(request.id, value), line)) send(std::move(line));
 //
-// Deliberate: reading is lenient about `jsonrpc`, whose text is never checked, and turns missing params into JSON null;
-// it is strict about the identifier and about a response carrying either a result or an error.
+// Deliberate: when reading, any text of `jsonrpc` is accepted, and missing params become JSON null. The identifier is
+// checked strictly, and a response must have either a result or an error.
 #pragma once
 
 #include "kit/jsonrpc/Hashing.h"
@@ -36,7 +36,7 @@ struct MCPRequest {
     bool operator==(const MCPRequest&) const = default;
 };
 
-/// A message without identifier, which is never answered.
+/// A message without an identifier. It is never answered.
 struct MCPNotification {
     /// Such as "notifications/progress".
     std::string method;

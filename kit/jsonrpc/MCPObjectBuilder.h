@@ -1,4 +1,4 @@
-// Builds an object whose keys or members are known at run time only.
+// Builds an object whose keys or members are known only at run time.
 //
 //     MCPObjectBuilder entry;
 //     entry.add("command", path).addIfPresent("language", language);

@@ -1,4 +1,4 @@
-// The identifier of a JSON-RPC 2.0 request: a string or a 64-bit integer, never equal to each other.
+// The identifier of a JSON-RPC 2.0 request: a string or a 64-bit integer. A string never equals an integer.
 #pragma once
 
 #include "kit/jsonrpc/Codec.h"
@@ -23,7 +23,7 @@ struct MCPRequestID {
     /// A literal. A pointer is refused, because it might be null.
     template <std::size_t size>
     MCPRequestID(const char (&literal)[size]) : is{std::string{literal}} {}
-    /// Booleans, characters and unsigned integers are refused: none of them is sure to keep its value.
+    /// Booleans, characters and unsigned integers are refused, because the conversion could change their value.
     template <MCPInteger Integer>
         requires std::signed_integral<Integer>
     MCPRequestID(Integer number) : is{std::int64_t{number}} {}

@@ -13,8 +13,8 @@ namespace VostelMCPKit {
 
 namespace {
 
-/// Finds the arguments of a call. It judges only what it has to: the rest of the line is read as any other line. All
-/// the bool functions are false when the line is unusual; nothing is asked after that.
+/// Finds the arguments of a call in its line. It checks only what it must: classify checks the rest of the line. A bool
+/// function returns false when the line is unusual. The finder is not used after that.
 class ArgumentsFinder final {
 public:
     explicit ArgumentsFinder(std::string_view line) : line_{line}, rest_{line} {}
@@ -31,7 +31,7 @@ public:
     Bytes takeText() { return std::move(arguments_); }
 
 private:
-    /// Takes an object that has a member `wanted`, whose value `takeWanted` takes.
+    /// Reads an object that has a member `wanted`. `takeWanted` reads the value of that member.
     template <class TakeWanted>
     bool takeObject(std::string_view wanted, TakeWanted takeWanted) {
         if (!take('{')) return false;
@@ -43,14 +43,14 @@ private:
                 if (!skipValue()) return false;
                 continue;
             }
-            // Of equal keys the last one would count.
+            // Of equal keys the last one counts, so a line with two is left to classify.
             if (std::exchange(isFound, true) || !takeWanted()) return false;
         } while (take(','));
         return take('}') && isFound;
     }
 
     bool takeArguments() {
-        // Room for what precedes the arguments in their frame.
+        // Room for the part of the frame that comes before the arguments.
         constexpr std::size_t headLength = 64;
         std::ignore = arguments_.room(headLength + rest_.size());
         arguments_.grow(headLength);

@@ -1,4 +1,4 @@
-// A tool call whose arguments stay text, because the server passes them on unread.
+// A tool call whose arguments stay text, because the server forwards them without reading them.
 #pragma once
 
 #include "kit/jsonrpc/MCPMessages.h"
@@ -9,16 +9,16 @@
 
 namespace VostelMCPKit {
 
-/// For arguments of many megabytes: their value can take twenty times the memory of their text.
+/// Saves memory for arguments of many megabytes: an MCPValue can take twenty times the memory of its text.
 struct MCPTextCall {
-    /// As MCPDispatchLogic::classify reads it, but for `arguments` in its params, which are null.
+    /// As MCPDispatchLogic::classify reads it, except that `arguments` in its params is null.
     MCPRequest request;
     /// The JSON text of the arguments, as our writer writes it.
     Bytes arguments;
 };
 
-/// Reads a line. Absent when it is no tools/call, has no arguments, or is written in a way that is unusual: then ask
-/// MCPDispatchLogic::classify, which also says what is wrong with it. Thread-safe; keeps no state.
+/// Reads a line. Absent when it is not a tools/call, has no arguments, or has an unusual form. Then call
+/// MCPDispatchLogic::classify, which also finds any error in the line. Thread-safe; keeps no state.
 [[nodiscard]] std::optional<MCPTextCall> readTextCall(std::string_view line);
 
 } // namespace VostelMCPKit

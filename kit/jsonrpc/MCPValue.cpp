@@ -82,7 +82,8 @@ void MCPValue::setString(std::string_view text) {
 
 bool MCPValue::changesWhenWritten() const {
     if (tag() != Tag::real) return has(changing);
-    // Beyond the 64-bit integers a number stays a double. Inside, the text decides; to ask it needlessly does no harm.
+    // Outside the range of 64-bit integers, a number stays a double. Inside, the text decides. A needless true costs
+    // time only.
     const auto number = get<double>();
     return number == std::trunc(number) && std::fabs(number) <= 0x1p63;
 }
@@ -252,7 +253,7 @@ std::optional<std::span<const MCPValue::Member>> MCPValue::asObject() const& {
 const MCPValue* MCPValue::operator[](std::string_view key) const& {
     const auto members = asObject();
     if (!members) return nullptr;
-    // Among few keys a look at each costs less than ordering them.
+    // Among few keys, comparing each is faster than a binary search.
     constexpr std::size_t few = 16;
     auto found = members->begin();
     if (members->size() <= few) {
@@ -423,8 +424,8 @@ int compareIgnoringCase(std::string_view left, std::string_view right) {
 } // namespace
 
 int keyOrder(std::string_view left, std::string_view right) {
-    // Two keys that first differ in a letter, or where one of them ends, compare by that alone. Nearly all do. Only
-    // digits depend on what is before them, and only letters that differ in case need a look at what follows.
+    // If two keys first differ in a letter, or where one of them ends, that difference decides. Nearly all keys do.
+    // Only digits depend on what is before them. Only letters that differ in case alone depend on what follows.
     const auto [ours, theirs] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
     const int ourRank = ours == left.end() ? endOfKey : plainRank(*ours);
     const int theirRank = theirs == right.end() ? endOfKey : plainRank(*theirs);

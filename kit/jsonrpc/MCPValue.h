@@ -46,7 +46,7 @@ concept MCPInteger =
 /// Any JSON value. Copies are cheap and independent, and may be read on several threads at once.
 class MCPValue final {
 public:
-    // In upper camel because `bool`, `int` and `double` are words of the language.
+    // The names are in upper camel case, because `bool`, `int` and `double` are keywords.
     /// The kinds of JSON values. A number is an Int or a Double.
     enum class Kind : std::uint8_t {
         /// true or false.
@@ -92,8 +92,8 @@ public:
     MCPValue(Floating value) noexcept {
         set(Tag::real, static_cast<double>(value));
     }
-    /// The text is copied. U+FFFD replaces every byte of it that is not valid UTF-8, such as in a file's name: an
-    /// answer with such a mark is worth more than one that cannot be written.
+    /// The text is copied. U+FFFD replaces every byte that is not valid UTF-8, for example in a file's name. An answer
+    /// with this character is better than an answer that cannot be written.
     MCPValue(std::string_view text);
     /// The same for a std::string.
     MCPValue(const std::string& text) : MCPValue(std::string_view{text}) {}
@@ -131,8 +131,8 @@ public:
     /// Whether this is JSON null.
     [[nodiscard]] bool isNull() const { return tag() == Tag::null; }
 
-    // Each accessor is absent when the value is of another kind. Views live as long as this value, so a temporary gives
-    // none.
+    // Each accessor returns nothing when the value is of another kind. Views live as long as this value, so a temporary
+    // value returns none.
     /// true or false.
     [[nodiscard]] std::optional<bool> asBool() const;
     /// Deliberate: a double is never an integer, not even an integral one.
@@ -275,7 +275,7 @@ public:
 template <class Item>
 class MCPValue::Items {
 public:
-    /// The first item. Iterators live as long as the range, so a temporary gives none.
+    /// The first item. Iterators live as long as the range, so a temporary range returns none.
     [[nodiscard]] auto begin() const& { return items_.begin(); }
     /// After the last item.
     [[nodiscard]] auto end() const& { return items_.end(); }

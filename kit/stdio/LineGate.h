@@ -5,21 +5,21 @@
 
 namespace VostelMCPKit {
 
-/// Open until it is closed. The writer asks it in the moment in which a line begins, so nothing comes between the
-/// question and the first byte. Thread-safe.
+/// Open until it is closed. The writer writes the first bytes of a line while it holds the gate's lock, so the gate
+/// cannot close between the check and the write. Thread-safe.
 class LineGate final {
 public:
     LineGate() = default;
     LineGate(const LineGate&) = delete;
     LineGate& operator=(const LineGate&) = delete;
 
-    /// Once this has returned, no line begins. A line that is beginning delays it for one write that does not wait.
+    /// After this has returned, no line begins. It may wait for one write, which does not block.
     void close() {
         const std::lock_guard lock{mutex_};
         isOpen_ = false;
     }
 
-    /// Runs `begin`, which must not wait, and returns true. Once closed: returns false and runs nothing.
+    /// If the gate is open: runs `begin`, which must not block, and returns true. If closed: returns false.
     template <class Begin>
     [[nodiscard]] bool ifOpen(Begin begin) {
         const std::lock_guard lock{mutex_};

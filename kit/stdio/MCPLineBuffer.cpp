@@ -8,7 +8,7 @@ namespace VostelMCPKit {
 
 std::vector<std::string> MCPLineBuffer::append(std::string_view data) {
     std::vector<std::string> lines;
-    // Only the new bytes are searched: a long line arrives in many pieces, and what waits holds no line feed.
+    // Searches the new bytes only: a long line arrives in many pieces, and the pending bytes hold no line feed.
     for (auto end = data.find('\n'); end != data.npos; end = data.find('\n')) {
         pending_.append(data.substr(0, end));
         data.remove_prefix(end + 1);

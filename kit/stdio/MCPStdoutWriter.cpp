@@ -21,7 +21,7 @@ Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes data) {
 Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes lines, std::shared_ptr<LineGate> gate) {
     co_await isolated();
     for (std::string_view rest = lines.text(); !rest.empty();) {
-        // The wait comes before the question: a reader may take its time, and the gate may close meanwhile.
+        // Waits before it asks the gate, because the reader may be slow and the gate may close during the wait.
         const std::string_view beginning = fitting(rest, waitForRoom_());
         std::expected<std::size_t, MCPWriteError> count = 0;
         const bool isOpen = gate->ifOpen([&] { count = writeSome(beginning); });

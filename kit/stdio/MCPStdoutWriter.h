@@ -47,8 +47,8 @@ public:
     /// before a failure stays written.
     Task<std::expected<void, MCPWriteError>> send(Bytes data);
 
-    /// The same for one or more lines that may be taken back: once `gate` is closed, no further line begins. A line
-    /// that has begun is finished. Lines that are not written are no failure.
+    /// The same for one or more lines that may be dropped: after `gate` is closed, no further line begins. A line that
+    /// has begun is finished. Dropping lines is not a failure.
     Task<std::expected<void, MCPWriteError>> send(Bytes lines, std::shared_ptr<LineGate> gate);
 
 private:

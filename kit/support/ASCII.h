@@ -7,10 +7,10 @@
 
 namespace VostelMCPKit {
 
-/// Whether it is one of 0 to 9.
+/// Whether `character` is a digit from 0 to 9.
 [[nodiscard]] constexpr bool isASCIIDigit(char character) { return character >= '0' && character <= '9'; }
 
-/// Whether it is one of A to Z and a to z.
+/// Whether `character` is a letter from A to Z or from a to z.
 [[nodiscard]] constexpr bool isASCIILetter(char character) {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
 }

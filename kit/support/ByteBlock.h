@@ -1,7 +1,7 @@
 // Sixteen bytes of text at a time, for the loops that look at every byte of a large text.
 //
-// A mask has one bit for each byte, the lowest for the first one. PortableBlock defines what the masks mean and serves
-// processors without vector instructions that we know. The tests compare it with the vector instructions of this one.
+// A mask has one bit for each byte. The lowest bit is that of the first byte. PortableBlock defines what each mask
+// means, and is used on processors that have no VectorBlock here. On all others, the tests compare the two.
 #pragma once
 
 #include <bit>
@@ -107,7 +107,7 @@ public:
     }
 
 private:
-    /// Takes bytes that have all bits set or none.
+    /// In each byte of `bytes`, either all bits are set or none.
     [[nodiscard]] static std::uint32_t maskOf(uint8x16_t bytes) {
         static constexpr std::uint8_t bits[size] = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
         const uint8x16_t chosen = vandq_u8(bytes, vld1q_u8(bits));
@@ -129,11 +129,11 @@ using ByteBlock = PortableBlock;
 
 #endif
 
-/// How many bytes come before the first one of `mask`, which is not empty.
+/// How many bytes come before the first byte in `mask`, which is not empty.
 [[nodiscard]] inline std::size_t countBefore(std::uint32_t mask) {
     return static_cast<std::size_t>(std::countr_zero(mask));
 }
-/// The bytes up to the first one of `mask`, which is included; all bytes when `mask` is empty.
+/// The mask of all bytes up to the first byte in `mask`, which is included. All bytes when `mask` is empty.
 [[nodiscard]] inline std::uint32_t upToFirst(std::uint32_t mask) { return mask ^ (mask - 1); }
 
 /// Whether a block can be read at `at`.

@@ -13,7 +13,7 @@
 
 namespace VostelMCPKit {
 
-/// Owns its memory; moved, never copied. Not thread-safe. Memory that runs out is the business of outOfMemory.
+/// Owns its memory; moved, never copied. Not thread-safe. Calls outOfMemory when an allocation fails.
 ///
 ///     Bytes line;
 ///     if (writeJSON(value, line)) write(line.span());
@@ -30,7 +30,7 @@ public:
     }
     ~Bytes() { std::free(memory_); }
 
-    // Pointers and views into the content are valid until the next change of it. A temporary gives none.
+    // Pointers and views into the content are valid until the content changes. A temporary object returns none.
 
     /// The first byte of the content; null when nothing was ever stored.
     [[nodiscard]] const char* data() const& { return memory_ + start_; }
@@ -51,7 +51,7 @@ public:
     /// How long the content may become before the memory grows, in bytes.
     [[nodiscard]] std::size_t capacity() const { return capacity_; }
 
-    /// Adds a copy of `text`, which is no part of this content.
+    /// Adds a copy of `text`, which must not point into this content.
     void append(std::string_view text) {
         if (text.empty()) return;
         std::memcpy(room(text.size()), text.data(), text.size());
@@ -63,7 +63,7 @@ public:
         grow(1);
     }
 
-    /// Puts `text` before the content. The content stays where it is if enough of a prefix was dropped before.
+    /// Inserts `text` before the content. The content does not move if removePrefix has dropped at least as many bytes.
     void prepend(std::string_view text);
 
     /// The first byte of at least `count` writable bytes after the content; valid until the next non-const call.
@@ -71,7 +71,7 @@ public:
         if (capacity_ - start_ - size_ < count) makeRoom(count);
         return data() + size_;
     }
-    /// Takes the first `count` bytes of the room, which the caller has written, into the content.
+    /// Adds the first `count` bytes of the room to the content, after the caller has written them.
     void grow(std::size_t count) { size_ += count; }
 
     /// Drops the first `count` bytes of the content. The others do not move.

@@ -13,8 +13,8 @@ namespace {
 constexpr std::uint64_t onePerByte = 0x0101010101010101U;
 constexpr std::uint64_t highBits = 0x80U * onePerByte;
 
-/// Whether each of the eight bytes is a character of its own among bytes of this kind: ASCII without carriage returns,
-/// which form one character with a line feed.
+/// Whether all eight bytes are ASCII and none is a carriage return. Then each byte is one character. A carriage return
+/// and the line feed after it are one character together.
 bool isPlain(std::uint64_t word) {
     const std::uint64_t isReturn = word ^ ('\r' * onePerByte);
     return ((word | (isReturn - onePerByte)) & highBits) == 0;

@@ -10,7 +10,7 @@ namespace VostelMCPKit {
 struct CharacterCount {
     /// All characters of the text.
     std::size_t characters = 0;
-    /// How many bytes the first `prefixCharacters` characters have; the size of the text when it has no more
+    /// The length in bytes of the first `prefixCharacters` characters; the size of the text if it has no more
     /// characters.
     std::size_t prefixBytes = 0;
 

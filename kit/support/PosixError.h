@@ -1,4 +1,4 @@
-// A failure of the operating system as a value. In the kit because the error of MCPStdoutWriter carries it.
+// A failure of the operating system as a value. It is in the kit because an error of MCPStdoutWriter contains it.
 #pragma once
 
 #include <string>

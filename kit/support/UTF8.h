@@ -26,9 +26,9 @@ namespace VostelMCPKit {
     return length;
 }
 
-/// How many bytes of `block`, from the first one on, are whole well-formed sequences. Only the bytes of `considered`, a
-/// mask without a gap from the first byte on, are looked at; zero when one of them belongs to no well-formed sequence.
-/// The last sequence does not count when it continues after the block.
+/// How many bytes at the beginning of `block` are complete well-formed sequences. Examines only the bytes of
+/// `considered`, a mask of the first bytes without a gap. Zero when one of them belongs to no well-formed sequence. A
+/// sequence that continues after the block does not count.
 template <class Block>
 [[nodiscard]] std::size_t wholeSequences(const Block& block, std::uint32_t considered) {
     const std::uint32_t continuations = block.inRange(0x80, 0xBF);
@@ -38,7 +38,7 @@ template <class Block>
     const std::uint32_t leads = leadsOfTwo | leadsOfThree | leadsOfFour;
     const std::uint32_t expected = leads << 1 | (leadsOfThree | leadsOfFour) << 2 | leadsOfFour << 3;
     std::uint32_t wrong = (block.notASCII() ^ (leads | continuations)) | (expected ^ continuations);
-    // Overlong sequences and surrogates begin with one of four bytes, and the next byte gives them away.
+    // Overlong sequences and surrogates begin with one of four bytes. The byte after it decides.
     const auto mark = [&](unsigned char lead, unsigned char low, unsigned char high) {
         wrong |= block.inRange(lead, lead) << 1 & block.inRange(low, high);
     };

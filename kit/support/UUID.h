@@ -28,23 +28,24 @@ struct UUID {
     bool operator==(const UUID&) const = default;
 };
 
-/// Where fresh UUIDs come from: RandomUUIDs in the programs, a script in tests.
+/// Returns a new UUID at each call: RandomUUIDs in the programs, a fixed list in tests.
 using UUIDSource = std::function<UUID()>;
 
-/// Fills `count` bytes with random ones and returns 0; any other number when it cannot. getentropy of POSIX does so.
+/// Fills `count` bytes with random data. Returns 0, or another number on failure. getentropy of POSIX is one.
 using RandomBytes = std::function<int(void* bytes, std::size_t count)>;
 
-/// Fresh version 4 UUIDs, as thread-safe as the source of their random bytes. The kit asks no system for those:
+/// Makes new version 4 UUIDs. As thread-safe as its source of random bytes. The caller passes that source, because the
+/// kit does no I/O:
 ///
 ///     const UUIDSource newID = RandomUUIDs{getentropy};
 class RandomUUIDs final {
 public:
-    /// An empty function counts as one that has no bytes.
+    /// An empty function counts as one that always fails.
     explicit RandomUUIDs(RandomBytes random) : random_{std::move(random)} {}
 
     /// Absent when there are no random bytes.
     [[nodiscard]] std::optional<UUID> next() const;
-    /// The same for a program that cannot work without: ends the process where `next` is absent.
+    /// The same for a program that cannot work without a UUID. Ends the process where `next` would be absent.
     [[nodiscard]] UUID operator()() const;
 
 private:

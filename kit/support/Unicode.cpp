@@ -19,7 +19,7 @@ struct Decoded {
     std::size_t length;
 };
 
-/// The first code point of `text`; a byte that begins no valid sequence is negative and one byte long.
+/// The first code point of `text` and its length in bytes. A byte that begins no valid sequence gives -1 and 1.
 Decoded firstCodePoint(std::string_view text) {
     utf8proc_int32_t codePoint = -1;
     const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
@@ -109,8 +109,9 @@ char32_t takeFolded(std::string_view& text) {
     text.remove_prefix(length);
     if (codePoint < 0) return first;
 
-    // utf8proc offers the full folding; where that is one code point it is also the simple one. The few characters
-    // that fold to several (U+1E9E to "ss") have their simple folding in the lower-case mapping; U+0130 has none.
+    // utf8proc offers the full folding only. Where that is one code point, it is also the simple folding. A few
+    // characters fold to several code points (U+1E9E to "ss"). Their simple folding is the lower-case mapping, except
+    // for U+0130, which has no simple folding.
     utf8proc_int32_t folded[4];
     int boundClass = UTF8PROC_BOUNDCLASS_START;
     const auto count = utf8proc_decompose_char(codePoint, folded, 4, UTF8PROC_CASEFOLD, &boundClass);

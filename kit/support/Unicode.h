@@ -1,5 +1,5 @@
-// All questions about Unicode text, except those about characters as users perceive them: see CharacterCount. The
-// tables are utf8proc's, and nothing else asks utf8proc. All functions are thread-safe.
+// The properties of Unicode text. For characters as users perceive them, see CharacterCount. Only these two files call
+// utf8proc. All functions are thread-safe.
 #pragma once
 
 #include <optional>
@@ -10,11 +10,11 @@ namespace VostelMCPKit {
 
 /// Whether every byte belongs to a well-formed UTF-8 sequence (RFC 3629: no surrogates, nothing overlong).
 [[nodiscard]] bool isValidUTF8(std::string_view bytes);
-/// How many of the bytes, from the first on, are well-formed; the offset of the first byte that is not.
+/// The length of the longest well-formed prefix, in bytes.
 [[nodiscard]] std::size_t validUTF8Prefix(std::string_view bytes);
 
-/// The first code point of `text`, which is not empty, and its bytes taken off. Absent for a byte that begins no
-/// well-formed sequence; that byte alone is then taken off.
+/// Removes the first code point from `text`, which is not empty, and returns it. Absent for a byte that begins no
+/// well-formed sequence; then only that byte is removed.
 [[nodiscard]] std::optional<char32_t> takeCodePoint(std::string_view& text);
 
 /// Whether a code point is one of the invisible joiners U+200C and U+200D.
@@ -30,14 +30,14 @@ void appendUTF8(char32_t codePoint, std::string& out);
 /// (Zs, Zl, Zp), the controls from tab to carriage return, and the next-line control U+0085.
 [[nodiscard]] std::string_view trimmed(std::string_view text);
 
-/// Takes the first code point off `text` (UTF-8, not empty) and returns it with its letter case folded (simple folding,
-/// to one code point). A byte that is not UTF-8 is returned as it is.
+/// Removes the first code point from `text` (UTF-8, not empty) and returns it with its letter case folded (simple
+/// folding, to one code point). A byte that is not UTF-8 is returned as it is.
 [[nodiscard]] char32_t takeFolded(std::string_view& text);
 
-/// The form of `codePoint` at the beginning of a sentence: "A" of "a". Itself if it has no other form.
+/// The form of `codePoint` at the beginning of a sentence: "A" for "a". `codePoint` itself if it has no other form.
 [[nodiscard]] char32_t titleCase(char32_t codePoint);
 
-/// The general categories of Unicode, as far as the system tells them apart.
+/// The general categories of Unicode, as far as the programs need to distinguish them.
 enum class Category {
     /// L*: letters of every script.
     letter,
@@ -61,7 +61,7 @@ enum class Category {
 
 /// White space and line breaks, as `trimmed` understands them.
 [[nodiscard]] bool isWhiteSpace(char32_t codePoint);
-/// Whether it is a part of the character before it: a combining mark, a vowel sign, the zero-width joiner.
+/// Whether `codePoint` belongs to the character before it: a combining mark, a vowel sign, the zero-width joiner.
 [[nodiscard]] bool extendsCharacter(char32_t codePoint);
 
 /// The canonical combining class. Marks of different classes after one letter mean the same in any order.

@@ -1,7 +1,7 @@
 // What happens when the system has no more memory.
 //
-// A peer decides how large its messages are, so an allocation for a message may fail without any fault of ours. Such
-// work runs in a scope of MemoryMayRunOut, and fails alone. Everywhere else, running out of memory ends the process.
+// A peer decides how large its messages are, so an allocation for a message may fail through no fault of ours. Such
+// work runs in a scope of MemoryMayRunOut, where only this work fails. Elsewhere a failed allocation ends the process.
 #pragma once
 
 #include <new>
@@ -22,12 +22,12 @@ public:
 /// function of onOutOfMemory and ends the process.
 [[noreturn]] void outOfMemory();
 
-/// Has every failed allocation, those of `new` included, end in outOfMemory, which calls `beforeTheEnd` before it ends
-/// the process. Called once, at start.
+/// Makes every failed allocation, including those of `new`, call outOfMemory. That calls `beforeTheEnd` before it ends
+/// the process. Call this once, at start.
 void onOutOfMemory(void (*beforeTheEnd)());
 
-/// Runs `work`, which may allocate as much as a peer asks for, and returns its result; `otherwise` when the memory does
-/// not suffice. The one place in which an exception is caught.
+/// Runs `work`, which may allocate as much as a peer asks for, and returns its result. When an allocation fails,
+/// returns the result of `otherwise`. No other function catches an exception.
 template <class Work, class Otherwise>
 auto withinMemory(Work work, Otherwise otherwise) -> decltype(work()) {
     try {

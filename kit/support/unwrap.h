@@ -9,8 +9,8 @@
 
 namespace VostelMCPKit {
 
-/// The value. An absent one is a programming error: it ends the process in builds with assertions, and is undefined in
-/// a release, where the check costs nothing.
+/// The value. An absent value is a programming error. It ends the process in builds with assertions. A release does not
+/// check it, so the behaviour is undefined there.
 template <class T>
 [[nodiscard]] T unwrap(std::optional<T>&& optional) {
     assert(optional.has_value());

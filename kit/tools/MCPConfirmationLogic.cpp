@@ -9,7 +9,8 @@ namespace {
 
 using Clock = std::chrono::system_clock;
 
-/// In ticks of the clock. Two times at the ends of the clock's range are further apart than its own durations reach.
+/// In ticks of the clock. A double, because the distance between the two ends of the clock's range does not fit the
+/// clock's own duration.
 double elapsed(Clock::time_point from, Clock::time_point to) {
     const auto distance = [](Clock::time_point earlier, Clock::time_point later) {
         return static_cast<double>(static_cast<std::uint64_t>(later.time_since_epoch().count()) -

@@ -1,4 +1,4 @@
-// What became of an action that the user must confirm, and what the model is told.
+// The state of an action that the user must confirm, and what the model is told about it.
 //
 // The application stores the requests. These functions only judge one; they are thread-safe and keep no state.
 //
@@ -22,7 +22,7 @@ enum class Decision {
     denied
 };
 
-/// What became of a request.
+/// The state of a request.
 enum class Status {
     /// No answer yet, and there is still time.
     pending,
@@ -42,8 +42,8 @@ struct Request {
     UUID id;
     /// When the tool was called.
     std::chrono::system_clock::time_point createdAt;
-    /// How long the request stays open without an answer. Every value is safe: a negative one puts the deadline before
-    /// the request, and one that is not a number leaves no time at all.
+    /// How long the request stays open without an answer. Every value is safe. With a negative value or NaN, a request
+    /// without an answer is expired from the start.
     std::chrono::duration<double> ttl{};
     /// Absent until the user has answered.
     std::optional<Decision> decision;

@@ -12,7 +12,7 @@ Shaped shape(Transcript transcript) {
     const auto [characters, shownBytes] = countCharacters(transcript.text, limit);
     if (characters <= limit) return {std::move(transcript.text), std::nullopt};
 
-    // A new text: a shortened one would keep the memory of the whole.
+    // Builds a new string, because a shortened one would keep the memory of the whole text.
     std::string cut;
     const std::string notice = truncationNotice({.shown = limit, .full = characters}, transcript.path);
     cut.reserve(shownBytes + notice.size());

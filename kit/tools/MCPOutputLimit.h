@@ -36,14 +36,14 @@ struct Shaped {
 
 /// Write the names at the call, because two texts would swap unnoticed.
 struct Transcript {
-    /// In UTF-8; a byte that is not counts as one character. Move a large text in: one that fits is then not copied.
+    /// In UTF-8. Every other byte counts as one character. Move a large text in: if it fits, it is not copied.
     std::string text;
     /// The file with the whole transcript, if there is one.
     std::optional<std::string> path{};
 };
 
-/// Returns the text unchanged up to the limit; otherwise its first `limit` characters and the notice, which does not
-/// count.
+/// Returns a text of up to `limit` characters unchanged. Of a longer one, returns the first `limit` characters and the
+/// notice, which comes on top of the limit.
 [[nodiscard]] Shaped shape(Transcript transcript);
 
 /// Write the names at the call: `truncationNotice({.shown = 500'000, .full = 600'000}, path)`.

@@ -1,4 +1,4 @@
-// What came of a tool call, as the application that ran the tool sees it. An outcome has no JSON form of its own: the
+// The outcome of a tool call, as the application that ran the tool sees it. It has no JSON form of its own: the
 // application renders it into an MCPCallResult and sends that.
 //
 //     return MCPToolOutcome::text("2 rules", structured);

@@ -27,8 +27,8 @@ std::optional<std::string> takeScheme(std::string_view& url) {
     return asciiLowerCase(scheme);
 }
 
-/// No URL contains these. Some readers drop tabs and line breaks, end the URL at a space, or take a backslash for a
-/// slash, and would find another host.
+/// No URL contains these. Some URL parsers drop tabs and line breaks, end the URL at a space, or read a backslash as a
+/// slash. They would find another host.
 bool isForbidden(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte <= 0x20 || byte == 0x7F || c == '\\';
@@ -49,7 +49,8 @@ bool isUserInformation(std::string_view text) {
     return true;
 }
 
-/// The host of what follows the scheme, in lower case; absent when that is not the rest of a URL with a named host.
+/// The host of a URL in lower case. `afterScheme` is the part after the scheme and its colon. Absent when it is not the
+/// rest of a URL, or when the host is an IPv6 address.
 std::optional<std::string> host(std::string_view afterScheme) {
     if (!afterScheme.starts_with("//") || std::ranges::any_of(afterScheme, isForbidden)) return std::nullopt;
     afterScheme.remove_prefix(2);
@@ -63,7 +64,7 @@ std::optional<std::string> host(std::string_view afterScheme) {
     if (colon != std::string_view::npos && !std::ranges::all_of(authority.substr(colon + 1), isASCIIDigit))
         return std::nullopt;
 
-    // Deliberate: no percent escapes in the host, although RFC 3986 has them. Some readers decode them, some do not.
+    // Deliberate: no percent escapes in the host, although RFC 3986 has them. Not all URL parsers decode them.
     const std::string_view name = authority.substr(0, colon);
     if (name.empty() || !std::ranges::all_of(name, isPlain)) return std::nullopt;
     return asciiLowerCase(name);

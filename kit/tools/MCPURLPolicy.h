@@ -1,6 +1,6 @@
 // Whether a link that came from a model may be fetched: encrypted, to the video service, at public addresses only.
 //
-// A model may have been steered by text that it read, so the link is hostile until proven otherwise.
+// A text that the model has read may have told it to pass a harmful link. So no link is trusted.
 //
 //     const auto decision = MCPURLPolicy::evaluate("https://youtu.be/abc");
 //     if (const auto* allowed = std::get_if<MCPURLPolicy::Decision::Allowed>(&decision.is)) {
@@ -65,8 +65,8 @@ struct Decision {
 /// Returns all addresses of a host as numeric strings; empty when there are none.
 using Resolver = std::function<std::vector<std::string>(const std::string& host)>;
 
-/// Judges `url` by its scheme, its host and the host's addresses. A user name, a password, the port, the path, the
-/// query and the fragment do not count.
+/// Judges `url` by its scheme, its host and the host's addresses. User name, password, port, path, query and fragment
+/// have no influence.
 ///
 /// Asks `resolve` at most once, and only for a host of the video service. Blocks as long as `resolve` does; the
 /// system's resolver, which is the default, may take seconds. An empty function resolves nothing. Thread-safe if

@@ -19,7 +19,7 @@ constexpr auto openingText = [] {
 }();
 static_assert(openingText.size() == 357);
 
-// Both markers end in the same words, which cannot overlap themselves: one search meets every marker of either kind.
+// Both markers end in this text. It cannot overlap itself, so one search finds every marker of both kinds.
 constexpr std::string_view commonTail = "UNTRUSTED TOOL OUTPUT-----";
 static_assert(beginMarker.ends_with(commonTail) && endMarker.ends_with(commonTail));
 constexpr std::size_t dashes = 5;
@@ -31,9 +31,9 @@ void appendEscaped(std::string& out, std::string_view marker) {
     }
 }
 
-/// Appends `text` with every begin marker escaped and, in what that gives, every end marker; both searches run left to
-/// right without overlap. Where dashes are shared between two markers, the result depends on this order, so the single
-/// pass below follows it.
+/// Appends `text` with its markers escaped. The result is that of two passes: the first escapes every begin marker, the
+/// second every end marker in the result of the first. Each pass goes from left to right without overlap. Two markers
+/// can share dashes, and then this order decides. This function gives the same result in a single pass.
 void appendEscapingMarkers(std::string& out, std::string_view text) {
     const std::boyer_moore_horspool_searcher search{commonTail.begin(), commonTail.end()};
     std::size_t copied = 0;

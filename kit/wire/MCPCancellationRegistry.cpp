@@ -35,7 +35,7 @@ MCPCancellationRegistry::progressNotification(const std::string& requestID, doub
     const Call& call = found->second;
     if (call.cancelled || !call.progressToken) return std::nullopt;
 
-    // In key order, which saves sorting: reports can come by the hundred thousand.
+    // In key order, which saves sorting: one call can send hundreds of thousands of reports.
     MCPObjectBuilder params;
     params.addIfPresent("message", message)
         .add("progress", fraction)

@@ -1,4 +1,4 @@
-// The bookkeeping between the two ids of a forwarded call.
+// Which wire id belongs to which id of the client, for each forwarded call.
 //
 //     external id  the AI client's JSON-RPC id as text: the number 7 and the string "7" are both "7"
 //     wire id      the upper-case UUID by which the application knows the call; other functions call it `requestID`
@@ -13,8 +13,8 @@
 
 namespace VostelMCPKit {
 
-/// A value without a lock. The call proxy owns one and uses it in one piece of work at a time. An id that is not
-/// registered is not an error: each function says what it does then.
+/// A value, not thread-safe. The call proxy, an actor, owns one. An id that is not registered is not an error: each
+/// function says what it does then.
 struct MCPCancellationRegistry {
     /// A forwarded call that has not finished.
     struct Call {
@@ -48,8 +48,8 @@ struct MCPCancellationRegistry {
     /// the client asked for no progress. `fraction` is finite, 0 to 1; it is passed on unchanged.
     [[nodiscard]] std::optional<MCPNotification> progressNotification(const std::string& requestID, double fraction,
                                                                       const std::optional<std::string>& message) const;
-    /// Forgets the call with this wire id; does nothing when there is none. Deliberate: its external id is forgotten
-    /// too, even when that belongs to a newer call by now.
+    /// Removes the call with this wire id; does nothing when there is none. Deliberate: its external id is removed too,
+    /// even if it belongs to a newer call by now.
     void finish(const std::string& requestID);
     /// For an owner that reports or awaits running calls. The server does neither.
     [[nodiscard]] std::size_t activeCallCount() const { return calls.size(); }

@@ -16,7 +16,7 @@ constexpr std::string_view progressKey = R"("progress":)";
 
 void MCPProgressReports::add(const MCPWireProgressText& report) {
     const std::string_view message = report.message.value_or("");
-    // A report is added whole or, when the memory does not suffice, not at all.
+    // Reserves all room first. If that allocation fails, no part of the report has been added.
     std::ignore = members_.room(messageKey.size() + message.size() + progressKey.size() + report.fraction.size() + 2);
     if (report.message) {
         members_.append(messageKey);
@@ -41,7 +41,8 @@ void MCPProgressReports::add(const MCPWireProgress& report) {
 Bytes MCPProgressReports::lines(const MCPNotification& notification) const {
     Bytes line;
     std::ignore = appendLine(notification, line);
-    // The first member of the params. What follows its value is the same in every line.
+    // `progress` is the first member of the params. The text before it and the text after its value are the same in
+    // every line.
     const std::size_t headLength = line.text().find(progressKey);
     const std::string_view head = line.text().substr(0, headLength);
     std::string_view tail = line.text().substr(headLength + progressKey.size());

@@ -1,4 +1,4 @@
-// Progress on its way from the application's frames to the client's lines, as text.
+// Turns the application's progress frames into lines for the client. The reports stay text.
 //
 //     MCPProgressReports reports{wireID};
 //     for (const auto& payload : payloads) reports.add(*canonicalProgress(payload));
@@ -15,11 +15,12 @@
 
 namespace VostelMCPKit {
 
-/// Some reports of one call, in order. Reports come by the hundred thousand, and their notifications differ in two
-/// members alone. So only these are kept, and no report becomes a value. Moved, never copied. Not thread-safe.
+/// Some reports of one call, in order. One call can send hundreds of thousands of reports, and their notifications
+/// differ in two members only. So only the text of these two is stored, and no report becomes an MCPValue. Moved, never
+/// copied. Not thread-safe.
 class MCPProgressReports final {
 public:
-    /// None of the call with this wire id.
+    /// Holds no report yet. `requestID` is the wire id of the call.
     explicit MCPProgressReports(std::string requestID) : requestID_{std::move(requestID)} {}
 
     /// The wire id of the call.
@@ -27,16 +28,16 @@ public:
 
     /// Adds a report of this call.
     void add(const MCPWireProgressText& report);
-    /// The same for one that had to be read.
+    /// The same for a report that was decoded, because canonicalProgress could not take its text.
     void add(const MCPWireProgress& report);
 
-    /// One line for each report, as appendLine writes it. `notification` is one of the call's, without a message; its
-    /// progress does not count.
+    /// One line for each report, as appendLine writes it. `notification` is a progress notification of the call without
+    /// a message. The progress of each report replaces its progress.
     [[nodiscard]] Bytes lines(const MCPNotification& notification) const;
 
 private:
     std::string requestID_;
-    /// For each report the members `message` and `progress` of the notification and a line feed.
+    /// For each report: the members `message` and `progress` of its notification, then a line feed.
     Bytes members_;
     std::size_t count_ = 0;
 };

@@ -22,7 +22,7 @@ Bytes encode(const MCPWireResponse& response) {
     if (bytes && bytes->size() <= longestFrame) return *std::move(bytes);
     const char* reason =
         bytes ? "The result is too large to be sent." : "The result holds a number that is not finite.";
-    // Holds no number. It is too large only if the peer's own id is, and then the peer refuses it.
+    // This failure holds no number. It is too large only if the peer's own id is. The peer refuses it then.
     auto failure =
         MCPWireFraming::encode(MCPWireOutboundFrame{rendered(response.requestID, MCPToolOutcome::failed(reason))});
     return failure ? *std::move(failure) : Bytes{};

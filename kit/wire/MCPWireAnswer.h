@@ -14,17 +14,17 @@
 
 namespace VostelMCPKit::MCPWireAnswer {
 
-/// The frame with `response`. A result that cannot be sent, because it is longer than a reader accepts or holds a
-/// number that is not finite, is replaced by a failure of the tool that says so.
+/// The frame with `response`. A result cannot be sent if it is longer than a reader accepts, or if it holds a number
+/// that is not finite. A tool failure that says so replaces it.
 [[nodiscard]] Bytes encode(const MCPWireResponse& response);
 
-/// The frame with what came of the call `requestID`, as MCPCallResult renders it.
+/// The frame with the outcome of the call `requestID`, as MCPCallResult renders it.
 [[nodiscard]] Bytes encode(std::string requestID, const MCPToolOutcome& outcome);
 
 /// Serves a connection in an application that runs one call at a time and reports no progress. Reads the first frame,
-/// has `run` do the call, and returns the bytes to write before closing the connection. They are empty when nothing is
-/// to be answered: the frame cannot be read, or it cancels a call, which has ended by then. Absent when more bytes are
-/// needed.
+/// calls `run` with the request, and returns the bytes to write before closing the connection. They are empty when
+/// there is nothing to answer: the frame cannot be read, or it cancels a call, which has ended by then. Absent when
+/// more bytes are needed.
 template <class Run>
     requires std::is_invocable_r_v<MCPToolOutcome, Run, const MCPWireRequest&>
 [[nodiscard]] std::optional<Bytes> serve(MCPWireFrameBuffer& received, const Run& run) {

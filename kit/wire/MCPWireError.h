@@ -1,4 +1,4 @@
-// Why the two sides of the socket cannot understand each other. A value that travels inside a response.
+// Why one side of the socket cannot use what the other side sent. It is sent inside a response.
 #pragma once
 
 #include "kit/jsonrpc/Hashing.h"
@@ -9,7 +9,7 @@
 
 namespace VostelMCPKit {
 
-// The cases have no member initialisers: a nested type with them cannot be the first case of a variant beside it.
+// The cases have no member initialisers. With them, VersionMismatch could not be the first case of the variant.
 /// A plain value, hashable.
 struct MCPWireError {
     /// The two programs speak different versions of the protocol.

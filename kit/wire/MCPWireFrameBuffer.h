@@ -1,4 +1,4 @@
-// The bytes of one connection, cut into frames however they arrive.
+// Cuts the bytes of one connection into frames. The bytes may arrive in pieces of any size.
 //
 //     MCPWireFrameBuffer received;
 //     while ((count = read(connection, received.room(4096), 4096)) > 0) {
@@ -19,17 +19,17 @@
 
 namespace VostelMCPKit {
 
-/// Owns the bytes that have been received and not cut off yet; moved, never copied. Not thread-safe.
+/// Owns the received bytes that `next` has not returned yet; moved, never copied. Not thread-safe.
 class MCPWireFrameBuffer final {
 public:
-    /// The first of at least `count` writable bytes. Ends the views that `next` returned.
+    /// The first of at least `count` writable bytes. Views that `next` returned are no longer valid.
     [[nodiscard]] char* room(std::size_t count) & { return received_.room(count); }
-    /// Takes the first `count` bytes of the room, which the caller has written.
+    /// Adds the first `count` bytes of the room, after the caller has written them.
     void grow(std::size_t count) { received_.grow(count); }
 
-    /// The payload of the next frame; absent when more bytes are needed. The view ends with the next call of `room`. A
-    /// frame above MCPWireFraming::maxFrameLength fails as soon as its header is complete, and again at every later
-    /// call: nothing after it can be read.
+    /// The payload of the next frame; absent when more bytes are needed. The view is valid until the next call of
+    /// `room`. A frame above MCPWireFraming::maxFrameLength fails as soon as its header is complete. Every later call
+    /// fails too, because nothing after such a frame can be read.
     [[nodiscard]] std::expected<std::optional<std::string_view>, MCPWireError> next() &;
 
     /// Whether every byte that was received belongs to a frame that `next` returned.

@@ -86,7 +86,7 @@ std::optional<std::string_view> canonicalResult(std::string_view payload) {
                             take(payload, R"(,"result":)") && payload.ends_with(end);
     if (!isResponse) return std::nullopt;
     payload.remove_suffix(end.size());
-    // Members that are not known could follow the result.
+    // Unknown members could follow the result.
     if (!isCanonicalJSON(payload)) return std::nullopt;
     return payload;
 }

@@ -1,4 +1,4 @@
-// The text of a frame's payload, read into the frame. Each side of the socket reads what the other one sends.
+// Reads the payload of a frame. Each side of the socket reads what the other side sends.
 //
 // All functions are thread-safe and keep no state.
 #pragma once
@@ -15,8 +15,8 @@ namespace VostelMCPKit {
 
 /// Why a payload is not a frame that the application can serve.
 struct MCPWireInboundFailure {
-    /// Either the payload is not an inbound frame: there is nobody to answer, so close the connection. Or it is a
-    /// request of another protocol version: send the response, then close the connection.
+    /// DecodingError: the payload is not an inbound frame. It names no call to answer, so close the connection.
+    /// MCPWireResponse: it is a request of another protocol version. Send this response, then close the connection.
     std::variant<DecodingError, MCPWireResponse> is;
 
     bool operator==(const MCPWireInboundFailure&) const = default;
@@ -42,18 +42,18 @@ struct MCPWireProgressText {
     bool operator==(const MCPWireProgressText&) const = default;
 };
 
-/// For vostel-mcp, which passes progress on unread. The parts of a report if our own encoder would write the whole
-/// payload in the same way; a message with escapes and an unusual fraction are left out. Absent for every other
-/// payload, valid or not.
+/// For vostel-mcp, which forwards progress without decoding it. The parts of a report, if our own encoder would write
+/// the payload in the same way. Absent for every other payload, valid or not, and for a report whose message has
+/// escapes or whose fraction has an unusual form.
 [[nodiscard]] std::optional<MCPWireProgressText> canonicalProgress(std::string_view payload);
 
-/// For vostel-mcp, which passes results on unread. The text of a response's result, a part of `payload`, if our own
-/// encoder would write the whole payload in the same way. Absent for every other payload, valid or not.
+/// For vostel-mcp, which forwards results without decoding them. The text of a response's result, a part of `payload`,
+/// if our own encoder would write the payload in the same way. Absent for every other payload, valid or not.
 [[nodiscard]] std::optional<std::string_view> canonicalResult(std::string_view payload);
 
-/// For vostel-mcp, too. The text of a response's result, as our own encoder writes it, whatever the form of `payload`.
-/// Takes as much memory as the text, where a value can take twenty times as much. Absent for a payload that is no such
-/// response, and for a rare one that readOutboundFrame reads nevertheless.
+/// For vostel-mcp, too. The text of a response's result as our own encoder writes it, whatever the form of `payload`.
+/// Takes as much memory as the text; an MCPValue can take twenty times as much. Absent for a payload that is not a
+/// response with a result, and for a few that readOutboundFrame can read.
 [[nodiscard]] std::optional<Bytes> rewrittenResult(std::string_view payload);
 
 } // namespace VostelMCPKit

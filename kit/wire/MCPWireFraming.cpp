@@ -35,7 +35,8 @@ std::expected<Bytes, EncodingError> encode(MCPWireRequest request, Bytes argumen
     request.arguments = nullptr;
     auto frame = encode(MCPWireInboundFrame{std::move(request)});
     if (!frame) return frame;
-    // The first member of the payload. So what surrounds a null surrounds all arguments.
+    // `arguments` is the first member of the payload, so the first occurrence of its key is the member itself. The text
+    // around its null value is the text around any arguments.
     constexpr std::string_view key = R"("arguments":)";
     constexpr std::string_view placeholder = "null";
     const std::size_t headLength = frame->text().find(key) + key.size();

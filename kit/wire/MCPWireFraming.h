@@ -42,12 +42,12 @@ struct Frame {
 /// The same for the other direction.
 [[nodiscard]] std::expected<Bytes, EncodingError> encode(const MCPWireOutboundFrame& frame);
 
-/// The same for a request whose arguments are already text, as our writer writes it; those of `request` do not count.
-/// The text becomes the frame and is not copied if enough of a prefix was dropped from it (see Bytes::prepend).
+/// The same for a request whose `arguments` are already text, as our writer writes it. `request.arguments` is ignored.
+/// The text becomes the frame. It is not copied if enough of a prefix was dropped from it (see Bytes::prepend).
 [[nodiscard]] std::expected<Bytes, EncodingError> encode(MCPWireRequest request, Bytes arguments);
 
-/// The bytes around a payload that is already text. For a peer with a JSON writer of its own; our programs send
-/// records. A length beyond 32 bits is a programming error and ends the process.
+/// The frame with a payload that is already text. For a peer with its own JSON writer; our programs send records. A
+/// length beyond 32 bits is a programming error and ends the process.
 [[nodiscard]] Bytes encode(std::string_view payload);
 
 /// Cuts the first frame off `buffer`, which holds the bytes received so far. Absent when more bytes are needed. A
