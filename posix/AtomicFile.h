@@ -1,4 +1,4 @@
-// Replacing a file so that every reader finds the old one or the new one, whole, also after a crash.
+// Replaces a file atomically: every reader finds the complete old file or the complete new one, also after a crash.
 #pragma once
 
 #include "posix/SystemError.h"
@@ -25,7 +25,7 @@ struct FileAttributes {
     std::optional<Owner> owner;
 };
 
-/// A new file on the disk, complete, that has no proper name yet. The destructor deletes it unless it was moved.
+/// A complete new file on the disk under a temporary name. The destructor deletes it unless it was moved.
 class AtomicFile final {
 public:
     /// Writes `text` to a temporary file in the folder of `target`, which must exist.
@@ -35,18 +35,18 @@ public:
     AtomicFile& operator=(AtomicFile&&) = delete;
     ~AtomicFile();
 
-    /// Gives the file its name, replacing what is there; `path` is in the same folder as the target. The name is safe
-    /// from a crash after synchronizeFolder.
+    /// Renames the file to `path`, which is in the same folder as the target, and replaces what is there. The new name
+    /// survives a crash only after synchronizeFolder.
     [[nodiscard]] std::expected<void, SystemError> moveTo(const std::filesystem::path& path);
 
 private:
     explicit AtomicFile(std::string temporary) : temporary_{std::move(temporary)} {}
 
-    /// Empty once the file was moved.
+    /// Empty after the file was moved.
     std::string temporary_;
 };
 
-/// All of the steps: when it returns, the new file is on the disk, readable by its owner alone.
+/// Does all steps. When it returns, the new file is on the disk, and only its owner can read it.
 [[nodiscard]] std::expected<void, SystemError> writeFileAtomically(const std::filesystem::path& path,
                                                                    std::string_view text);
 

@@ -16,7 +16,7 @@ namespace {
 using VostelMCPKit::PosixError;
 
 constexpr std::size_t stackSize = 1'048'576;
-/// Enough for a burst of calls; 64 kept stacks hold well under 1 MiB of touched memory.
+/// Enough for a burst of calls. 64 kept stacks use less than 1 MiB of memory, because few of their pages are touched.
 constexpr std::size_t keptStacks = 64;
 
 std::size_t pageSize() {
@@ -24,7 +24,8 @@ std::size_t pageSize() {
     return size;
 }
 
-/// The memory of one stack, with a guard page below it: an overflow is a crash, not a silent overwrite.
+/// The memory of one stack, with a guard page below it, so that an overflow crashes instead of overwriting other
+/// memory.
 struct Stack {
     char* mapping = nullptr;
 
@@ -49,12 +50,12 @@ struct EndedThread {
     Stack stack;
 };
 
-/// The threads that have ended or are about to. Their stacks can be used again once they are joined. Joining is quick:
-/// such a thread at most still joins one earlier thread.
+/// The threads that have ended or are about to end. After a thread is joined, its stack can be used again. Joining is
+/// quick: at most, such a thread still joins one earlier thread.
 class EndedThreads final {
 public:
-    /// Called by each thread as its last act. A thread beyond the limit is joined at once: after a burst of calls there
-    /// may be no other start for days.
+    /// Each thread calls it at its end. Above the limit, it joins the oldest thread at once: after a burst of calls,
+    /// the next start of a thread may be days away.
     void add(EndedThread ended) {
         std::optional<EndedThread> surplus;
         {
@@ -67,7 +68,7 @@ public:
         surplus->stack.unmap();
     }
 
-    /// A stack that no thread uses, kept or new.
+    /// Returns a stack that no thread uses: a kept one or a new one.
     std::expected<Stack, PosixError> takeStack() {
         std::optional<EndedThread> reused;
         {
@@ -80,7 +81,7 @@ public:
     }
 
 private:
-    /// The oldest, because the latest is probably still ending and joining it would wait.
+    /// The oldest thread, because the latest is probably still ending, and joining it would wait.
     EndedThread takeOldest() {
         const EndedThread oldest = ended_.front();
         ended_.pop_front();

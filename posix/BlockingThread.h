@@ -1,7 +1,7 @@
 // Threads for blocking work: one for each operation, named, with a stack of 1 MiB.
 //
-// Most of the cost of starting a thread is mapping its stack and touching its first pages. So a few stacks of ended
-// threads are kept for the next ones.
+// Most of the cost of starting a thread is mapping its stack and touching its first pages. So the stacks of up to 64
+// ended threads are kept for new threads.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -27,8 +27,8 @@ using ThreadStarter =
 
 namespace blocking_thread_detail {
 
-/// An awaitable that runs `work` on a thread of its own. The thread resumes the awaiter on the awaiter's executor,
-/// once, as its last act. Not movable: the thread refers to it.
+/// An awaitable that runs `work` on a thread of its own. After `work`, the thread posts the awaiter once to the
+/// awaiter's executor. Not movable, because the thread refers to it.
 template <class Work>
 class RunBlocking final {
 public:
@@ -64,12 +64,12 @@ private:
 
 } // namespace blocking_thread_detail
 
-/// Runs `work` on a thread of its own and returns its result: a std::expected. Its error type is constructible from the
-/// PosixError of a thread that could not be started. The caller resumes on its own executor.
+/// Runs `work` on a thread of its own and returns its result, a std::expected. The error type must be constructible
+/// from PosixError, which reports a thread that could not be started. The caller resumes on its own executor.
 template <class Work>
 VostelMCPKit::Task<std::invoke_result_t<Work>> runBlocking(ThreadStarter startThread, ThreadName name, Work work) {
-    // Suspends every awaiter before the thread can finish. Otherwise the calling thread would resume them, and would
-    // run whatever blocks in them.
+    // Suspends every awaiter before the thread can finish. Otherwise the calling thread would resume them and run their
+    // blocking work.
     co_await VostelMCPKit::yield();
     blocking_thread_detail::RunBlocking running{startThread, name, std::move(work)};
     co_return co_await running;

@@ -1,4 +1,4 @@
-// Makes a write to a socket whose other end is closed fail, instead of raising the broken-pipe signal.
+// Makes a write to a socket whose other end is closed fail with an error instead of SIGPIPE.
 #pragma once
 
 #include <sys/socket.h>
@@ -8,8 +8,8 @@ namespace posix {
 /// Pass it to each send.
 inline constexpr int sendFlags = MSG_NOSIGNAL;
 
-/// The same as an option, for a system that has one. Call it for each socket before it listens or connects: accepted
-/// ones inherit it. Once the client has left, it is too late to set it on an accepted one.
+/// Does the same by a socket option on systems that have one. Call it for each socket before it listens or connects:
+/// accepted sockets inherit the option. On an accepted socket it can be too late, because the client may have left.
 void suppressBrokenPipe(int socket);
 
 } // namespace posix

@@ -1,12 +1,12 @@
-// Which descriptors a program that we start inherits. A part of ChildProcess that differs between systems.
+// Which descriptors a child process inherits. This part of ChildProcess differs between systems.
 #pragma once
 
 #include <spawn.h>
 
 namespace posix {
 
-/// Gives the child its three standard streams and none of our other descriptors, not even one that another thread has
-/// just opened. Call it after `actions` puts the streams in place.
+/// The child inherits its three standard streams and no other descriptor, not even one that another thread has just
+/// opened. Call it after adding the streams to `actions`.
 void closeAllButStandardStreams(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions);
 
 } // namespace posix

@@ -23,20 +23,21 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return list;
 }
 
-/// A copy whose number is above those of the standard streams, so that putting one stream in place overwrites no other.
+/// A copy whose number is above those of the standard streams. So installing one stream does not overwrite another.
 FileDescriptor copied(int descriptor) {
     if (descriptor < 0) return FileDescriptor{::open("/dev/null", O_RDWR | O_CLOEXEC)};
     return FileDescriptor{::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)};
 }
 
-/// How the child differs from us.
+/// What posix_spawn changes in the child.
 class SpawnPlan final {
 public:
     SpawnPlan() {
         ::posix_spawn_file_actions_init(&actions_);
         ::posix_spawnattr_init(&attributes_);
 
-        // Our threads block the signals that end us, for the one thread that waits for them.
+        // Our threads block the termination signals, because one thread waits for them. The child must not inherit
+        // that.
         sigset_t none;
         sigemptyset(&none);
         sigset_t usual;
@@ -97,8 +98,8 @@ ChildProcess::~ChildProcess() {
     if (process_ != 0) std::ignore = kill();
 }
 
-// A process that has ended keeps its number, which is also that of its group, until its status is taken. Only kill()
-// takes it, so no signal can reach another process.
+// An ended process keeps its id, which is also the id of its group, until it is reaped. Only kill() reaps it, so a
+// signal cannot reach another process with the same id.
 
 bool ChildProcess::hasEnded() const {
     siginfo_t info{};

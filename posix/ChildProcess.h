@@ -1,4 +1,4 @@
-// Another program that runs for us.
+// Runs another program as a child process.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -13,20 +13,20 @@
 
 namespace posix {
 
-/// A program and everything that it starts, in a process group of its own; the destructor kills what still runs. For
-/// one thread at a time.
+/// A program and all processes that it starts, in a process group of its own. The destructor kills those that still
+/// run. Not thread-safe.
 class ChildProcess final {
 public:
     struct Program {
-        /// Run itself, without a shell.
+        /// Started directly, without a shell.
         std::filesystem::path executable;
-        /// What follows the name of the program.
+        /// The arguments without the program's name.
         std::vector<std::string> arguments = {};
-        /// All of its variables, each "NAME=value".
+        /// All variables, each "NAME=value".
         std::vector<std::string> environment = {};
-        /// Where it runs; in our own folder when empty.
+        /// Its working folder. Empty: that of this process.
         std::filesystem::path folder = {};
-        /// What it reads from and writes to; the null device where negative.
+        /// The descriptors of its standard streams. A negative one is replaced by the null device.
         int input = -1;
         int output = -1;
         int error = -1;
@@ -40,11 +40,11 @@ public:
 
     /// The process id of the program.
     [[nodiscard]] pid_t id() const { return process_; }
-    /// Whether the program itself has ended. What it started may still run.
+    /// Whether the program itself has ended. Processes that it started may still run.
     [[nodiscard]] bool hasEnded() const;
 
-    // Both return the program's exit status, or minus the signal that ended it, and kill what it has left running.
-    // Nothing else may be called afterwards.
+    // Both return the program's exit status, or minus the signal that ended it, and kill the processes that it started.
+    // Call nothing else afterwards.
     /// Waits until the program ends.
     [[nodiscard]] int wait();
     /// Does not wait.
@@ -53,7 +53,7 @@ public:
 private:
     explicit ChildProcess(pid_t process) : process_{process} {}
 
-    /// Zero once its status was taken.
+    /// Zero after it was reaped.
     pid_t process_;
 };
 

@@ -1,9 +1,9 @@
-// Getting what was written to a file onto the disk.
+// Makes the system write a file's data to the disk.
 #pragma once
 
 namespace posix {
 
-/// True once the disk holds what was written to the file; false with errno set.
+/// Returns true when the data is on the disk. On failure returns false and sets errno.
 [[nodiscard]] bool flushToDisk(int descriptor);
 
 } // namespace posix

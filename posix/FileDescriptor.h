@@ -29,11 +29,11 @@ private:
     int descriptor_ = -1;
 };
 
-/// The programs that we start do not inherit it.
+/// Child processes do not inherit the descriptor.
 void setCloseOnExec(const FileDescriptor& descriptor);
-/// Operations on it fail with EAGAIN where they would have to wait.
+/// Operations on the descriptor fail with EAGAIN instead of blocking.
 void setNonBlocking(const FileDescriptor& descriptor);
-/// They wait again.
+/// Operations block again.
 void setBlocking(const FileDescriptor& descriptor);
 
 } // namespace posix

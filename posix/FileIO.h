@@ -14,13 +14,13 @@
 
 namespace posix {
 
-/// Reads what is there and fits into `buffer`: the number of bytes, zero at the end of the file.
+/// Reads into `buffer` and returns the number of bytes, which may be less than its size. Zero at the end of the file.
 [[nodiscard]] std::expected<std::size_t, PosixError> readSome(const FileDescriptor& file, std::span<std::byte> buffer);
-/// The same from the byte `offset` on, without moving the file's own position.
+/// The same from the byte `offset` on, without moving the file's position.
 [[nodiscard]] std::expected<std::size_t, PosixError> readSomeAt(const FileDescriptor& file, std::int64_t offset,
                                                                 std::span<std::byte> buffer);
 
-/// The rest of the file. Reads no more than `limit` bytes and one: a longer text means that the file is larger.
+/// The rest of the file. Reads at most `limit` + 1 bytes: a text longer than `limit` means that the rest is larger.
 [[nodiscard]] std::expected<std::string, PosixError> readRest(const FileDescriptor& file, std::size_t limit);
 
 /// Writes all of `bytes`. `path` names the open file in the error.

@@ -21,7 +21,7 @@ bool FileLock::isHeld(const std::filesystem::path& path) {
 
 std::expected<FileLock, SystemError> FileLock::lock(const std::filesystem::path& path, IfMissing ifMissing,
                                                     int operation) {
-    // A link could have the lock file created elsewhere, and opening a pipe could wait for its other end.
+    // Following a link could create the lock file elsewhere. Opening a named pipe could wait for its other end.
     const int flags = ifMissing == IfMissing::create ? O_RDWR | O_CREAT | O_NOFOLLOW : O_RDONLY | O_NONBLOCK;
     FileDescriptor file{::open(path.c_str(), flags | O_CLOEXEC, 0600)};
     if (!file.isOpen()) return systemError("open", path);

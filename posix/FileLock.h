@@ -1,4 +1,4 @@
-// An exclusive lock that processes share.
+// An exclusive lock between processes.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -10,7 +10,8 @@
 
 namespace posix {
 
-/// Locks a file or folder until it is destroyed. The kernel releases the lock when the process ends, however it ends.
+/// Locks a file or folder until this object is destroyed. The kernel releases the lock when the process ends, also
+/// after a crash.
 class FileLock final {
 public:
     enum class IfMissing { create, fail };
@@ -18,13 +19,13 @@ public:
     /// Waits for the lock.
     [[nodiscard]] static std::expected<FileLock, SystemError> acquire(const std::filesystem::path& path,
                                                                       IfMissing ifMissing);
-    /// Does not wait: the error is EWOULDBLOCK while somebody else holds the lock.
+    /// Does not wait. The error is EWOULDBLOCK while another holder has the lock.
     [[nodiscard]] static std::expected<FileLock, SystemError> tryAcquire(const std::filesystem::path& path,
                                                                          IfMissing ifMissing);
-    /// Whether anybody holds the lock of `path`.
+    /// Whether the lock of `path` is held.
     [[nodiscard]] static bool isHeld(const std::filesystem::path& path);
 
-    /// The locked file, open for writing if the lock may create it.
+    /// The locked file. It is open for writing with IfMissing::create.
     [[nodiscard]] const FileDescriptor& file() const { return file_; }
 
 private:

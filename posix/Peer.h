@@ -1,4 +1,4 @@
-// Who is at the other end of a socket.
+// The user and the process at the other end of a socket.
 #pragma once
 
 #include <optional>

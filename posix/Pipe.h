@@ -1,4 +1,4 @@
-// A pipe whose ends no program that we start inherits.
+// A pipe. Child processes inherit neither end.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -8,8 +8,8 @@
 
 namespace posix {
 
-/// Both ends block; see setNonBlocking. Setting close-on-exec is a second step, in which another thread may start a
-/// program. ChildProcess and launchBundle close all other descriptors in the child, so that is harmless.
+/// Both ends block; see setNonBlocking. Close-on-exec is set in a second step, and another thread may start a program
+/// just before it. That is harmless, because ChildProcess and launchBundle close all other descriptors in the child.
 struct Pipe {
     FileDescriptor reader;
     FileDescriptor writer;

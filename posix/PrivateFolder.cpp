@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Creates the folder and its parents; something that has the name already is left as it is.
+/// Creates the folder and its parents. Anything that already exists at `folder` is left as it is.
 std::expected<void, SystemError> createFolder(const fs::path& folder) {
     std::error_code failure;
     fs::create_directories(folder.parent_path(), failure);
@@ -34,7 +34,7 @@ std::expected<void, SystemError> ensureFolder(const fs::path& folder) {
 
 std::expected<bool, SystemError> ensurePrivateFolder(const fs::path& folder) {
     if (auto created = createFolder(folder); !created) return std::unexpected(std::move(created.error()));
-    // Opened before it is judged: another folder may take its name at any moment.
+    // Opens the folder before checking it, because another folder may take its name at any moment.
     const FileDescriptor opened{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     if (!opened.isOpen() && (errno == ENOTDIR || errno == ELOOP)) return false;
     struct stat status{};

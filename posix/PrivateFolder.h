@@ -1,4 +1,4 @@
-// Folders of the user's own.
+// Folders that belong to the current user.
 #pragma once
 
 #include "posix/SystemError.h"
@@ -8,11 +8,12 @@
 
 namespace posix {
 
-/// Creates a missing folder, for its owner alone, and its missing parents. An existing folder is left as it is.
+/// Creates a missing folder and its missing parents. Only the owner can enter a folder that it creates. An existing
+/// folder is left as it is.
 [[nodiscard]] std::expected<void, SystemError> ensureFolder(const std::filesystem::path& folder);
 
-/// The same, and makes sure that nobody else can enter the folder. False when it cannot be trusted, because others
-/// could have prepared what is in it: it belongs to another user, others may write to it, or it is a link or no folder.
+/// The same, and makes sure that nobody else can enter the folder. False when others could have put files into it: it
+/// belongs to another user, others may write to it, or it is a link or not a folder.
 [[nodiscard]] std::expected<bool, SystemError> ensurePrivateFolder(const std::filesystem::path& folder);
 
 } // namespace posix

@@ -6,7 +6,7 @@
 
 namespace posix {
 
-/// The home folder of the current user: `HOME` when it is an absolute path, else what the password database says.
+/// The home folder of the current user: `HOME` if it is an absolute path, otherwise the entry in the password database.
 [[nodiscard]] std::filesystem::path homeDirectory();
 
 /// The current user's Application Support folder.

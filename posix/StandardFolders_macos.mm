@@ -4,7 +4,7 @@
 
 namespace posix {
 
-// Deliberate: checked because a build on Linux declares these values itself.
+// Checked because the cross-build on Linux has its own declarations of these values.
 static_assert(NSApplicationSupportDirectory == 14 && NSUserDomainMask == 1);
 
 std::filesystem::path applicationSupportDirectory() {

@@ -11,7 +11,7 @@ namespace posix {
 
 using VostelMCPKit::PosixError;
 
-/// An errno value is held in a PosixError, and in this where the user has to learn what failed.
+/// A PosixError with the attempt that failed, for errors that the user reads.
 struct SystemError {
     /// Completes the sentence "Vostel could not ...": "write '/x'".
     std::string attempt;
@@ -25,7 +25,7 @@ struct SystemError {
 
 /// The error of an attempt that set errno. Call it before anything else can change errno.
 [[nodiscard]] std::unexpected<SystemError> systemError(const char* attempt);
-/// The same about a file or folder: systemError("write", "/x") is the failure to "write '/x'".
+/// The same for a file or folder: systemError("write", "/x") has the attempt "write '/x'".
 [[nodiscard]] std::unexpected<SystemError> systemError(const char* verb, const std::filesystem::path& path);
 [[nodiscard]] std::unexpected<SystemError> systemError(const char* verb, const std::filesystem::path& path,
                                                        int errorNumber);

@@ -3,7 +3,7 @@
 
 namespace posix {
 
-/// `reverseDNS` names the thread on macOS, `suffix` on Linux, where a name ends after 15 bytes.
+/// `reverseDNS` names the thread on macOS, `suffix` on Linux, where a name has at most 15 bytes.
 struct ThreadName {
     const char* reverseDNS;
     const char* suffix;

@@ -11,16 +11,16 @@
 
 namespace posix::UnixSocket {
 
-/// Connects to the socket at `path`; ENAMETOOLONG for a path beyond socketPathByteLimit. Some systems wait while the
-/// backlog of the listener is full: then `waits` is called first, if there is one.
+/// Connects to the socket at `path`. ENAMETOOLONG for a path beyond socketPathByteLimit. On some systems, connecting
+/// blocks while the listener's backlog is full. Before it blocks, it calls `waits` if there is one.
 [[nodiscard]] std::expected<FileDescriptor, VostelMCPKit::PosixError> connect(const std::string& path,
                                                                               const std::function<void()>& waits = {});
 
-/// Asks for room for 1 MiB on its way in each direction. The default of macOS is 8 KiB: a result of several MiB would
-/// take a thousand turns of both processes. For both ends of a connection; connect has called it.
+/// Asks for socket buffers of 1 MiB in each direction. The default of macOS is 8 KiB, with which both processes would
+/// take turns a thousand times for a result of several MiB. Both ends need it; connect calls it for its end.
 void widenBuffers(int socket);
 
-/// Writes every byte or fails. An interrupted write is continued. A closed peer is an error, never a signal.
+/// Writes every byte or fails. Continues after an interrupted write. A closed peer is an error, never a signal.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> writeAll(int socket, std::span<const std::byte> bytes);
 
 } // namespace posix::UnixSocket

@@ -17,7 +17,7 @@ std::expected<WakePipe, PosixError> WakePipe::make() {
 }
 
 void WakePipe::wake() const {
-    // A full pipe wakes as well as another byte would.
+    // A failed write into a full pipe is harmless: its bytes wake the thread.
     std::ignore = ::write(writer_.get(), "", 1);
 }
 

@@ -15,9 +15,9 @@ public:
     [[nodiscard]] static std::expected<WakePipe, PosixError> make();
 
     [[nodiscard]] const FileDescriptor& reader() const { return reader_; }
-    /// Neither waits nor fails.
+    /// Never blocks and never fails.
     void wake() const;
-    /// Forgets all wakes so far.
+    /// Clears all wakes so far.
     void drain() const;
 
 private:

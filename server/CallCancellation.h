@@ -1,5 +1,5 @@
-// Where a call and its cancellation meet: which of their frames is sent, in which order, and whether a line of the call
-// may still begin.
+// Orders a call and its cancellation: which of their frames is sent, in which order, and whether a line of the call may
+// still begin.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -18,25 +18,25 @@ public:
     CallCancellation(const CallCancellation&) = delete;
     CallCancellation& operator=(const CallCancellation&) = delete;
 
-    /// Asked by every line of the call; closed by the cancellation.
+    /// The writer asks it before every line of the call. The cancellation closes it.
     [[nodiscard]] VostelMCPKit::LineGate& lines() { return lines_; }
 
-    /// The client gave up on the call: no line of it begins from here on. True when the application must be told; false
+    /// The client cancelled the call: from now on, no line of it begins. True when the application must be told. False
     /// when the request will never be sent.
     [[nodiscard]] bool cancel();
 
-    // The way of the request, each step taken at most once and in this order.
+    // The steps of the request. Each is called at most once, in this order.
 
     /// False for a cancelled call, which launches nothing.
     [[nodiscard]] bool mayLaunch();
     /// False for a cancelled call, whose request is not sent. Deliberate: a call that was cancelled while the
-    /// application was being launched for it is sent all the same.
+    /// application was being launched for it is sent nevertheless.
     [[nodiscard]] bool mayBeginRequest();
-    /// The request has been written, or could not be.
+    /// The request has been written, or writing it has failed.
     void endRequest();
 
-    /// Returns when a cancellation may be sent: while the request is being written, at its end. Otherwise the
-    /// cancellation could overtake its call.
+    /// Returns when a cancellation may be sent. While the request is being written, it waits for the end of the
+    /// request. Otherwise the application could receive the cancellation before the call.
     [[nodiscard]] VostelMCPKit::Task<void> requestIsOut();
 
 private:

@@ -19,14 +19,14 @@ namespace {
 
 using VostelMCPKit::PosixError;
 
-constexpr std::size_t mostOfPropertyList = 65'536;
+constexpr std::size_t propertyListLimit = 65'536;
 
 /// The beginning of a file; empty when it cannot be read.
 std::string beginningOf(const std::filesystem::path& file) {
     const posix::FileDescriptor descriptor{::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
     std::string content;
     if (!descriptor.isOpen()) return content;
-    content.resize(mostOfPropertyList);
+    content.resize(propertyListLimit);
     std::size_t length = 0;
     while (length < content.size()) {
         const ssize_t count = ::read(descriptor.get(), content.data() + length, content.size() - length);
@@ -38,17 +38,17 @@ std::string beginningOf(const std::filesystem::path& file) {
     return content;
 }
 
-/// Lets every descriptor from 3 on vanish with the exec.
+/// Makes exec close every descriptor from 3 on.
 void closeOthersOnExec() {
     if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) == 0) return;
-    // A kernel before 5.11, or a container that forbids what it does not know.
+    // The kernel is older than 5.11, or a container forbids the system call.
     const long end = ::sysconf(_SC_OPEN_MAX);
     for (int descriptor = 3; descriptor < end; ++descriptor) ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
-/// Tells the parent how far the launch came: one int when everything is ready for the program, and another one, an
-/// errno value, when the program could not be run. The end of the stream after the first means success. Without the
-/// first, nothing was launched, whatever became of the report.
+/// Tells the parent how far the launch came. A first int says that everything is ready for the program. A second int,
+/// an errno value, says that the program could not be run. The end of the stream after the first int means success. The
+/// end without any int means that nothing was launched.
 bool report(int descriptor, int value) {
     for (int attempt = 0; attempt < 3; ++attempt) {
         if (::write(descriptor, &value, sizeof value) == sizeof value) return true;
@@ -56,7 +56,7 @@ bool report(int descriptor, int value) {
     return false;
 }
 
-bool standardStreamsAreNull() {
+bool redirectStandardStreams() {
     const int null = ::open("/dev/null", O_RDWR);
     if (null < 0) return false;
     for (int stream = 0; stream <= 2; ++stream) {
@@ -67,13 +67,13 @@ bool standardStreamsAreNull() {
 
 // Only async-signal-safe calls in both processes: other threads of the parent may have held locks at the fork.
 
-/// Runs the program in this process. What cannot have the streams and limits of a fresh process is not launched.
+/// Runs the program in this process. If its streams or limits cannot be set, the program is not run.
 [[noreturn]] void becomeApplication(const char* executable, char* const arguments[], int reporting,
                                     const rlimit& descriptorLimit) {
-    // Where a standard stream of ours is closed, the report has taken its number.
+    // The report's descriptor may have the number of a standard stream, if that stream was closed in our process.
     const int high = ::fcntl(reporting, F_DUPFD_CLOEXEC, 3);
-    if (high < 0 || !standardStreamsAreNull()) ::_exit(1);
-    // The report vanishes with the others.
+    if (high < 0 || !redirectStandardStreams()) ::_exit(1);
+    // Also closes the report's descriptor at the exec.
     closeOthersOnExec();
     if (::setrlimit(RLIMIT_NOFILE, &descriptorLimit) != 0) ::_exit(1);
     sigset_t none;
@@ -87,9 +87,9 @@ bool standardStreamsAreNull() {
     ::_exit(127);
 }
 
-/// Starts the application's process, and ends: this one, the first child, is then the only one to reap.
-[[noreturn]] void leaveApplication(const char* executable, char* const arguments[], int reporting,
-                                   const rlimit& descriptorLimit) {
+/// Starts the application's process and ends. So vostel-mcp has to reap only this process, its first child.
+[[noreturn]] void startDetached(const char* executable, char* const arguments[], int reporting,
+                                const rlimit& descriptorLimit) {
     if (::setsid() < 0 || ::chdir("/") != 0) ::_exit(1);
     const pid_t child = ::fork();
     // Unreachable in tests: a fork returns twice and is counted once, so both ways of this branch look like one.
@@ -97,7 +97,7 @@ bool standardStreamsAreNull() {
     ::_exit(child < 0 ? 1 : 0);
 }
 
-/// What the report says of the launch.
+/// Reads the result of the launch from the report.
 std::expected<void, PosixError> outcome(int descriptor) {
     std::array<int, 2> report{};
     std::span<std::byte> rest = std::as_writable_bytes(std::span{report});
@@ -124,12 +124,12 @@ std::expected<void, PosixError> launchBundle(const std::filesystem::path& bundle
     auto reports = posix::Pipe::make();
     if (!reports) return std::unexpected(reports.error());
     char* const arguments[] = {const_cast<char*>(executable.c_str()), nullptr};
-    // Deliberate: not a posix::ChildProcess. The application must outlive us, in a session of its own and as a child of
-    // nobody, and spawning cannot do that.
+    // Deliberate: not a posix::ChildProcess. The application must outlive us in its own session, and must not be our
+    // child. posix_spawn cannot do that.
     const pid_t child = ::fork();
     if (child < 0) return std::unexpected(PosixError{errno});
     // Unreachable in tests: a fork returns twice and is counted once, so both ways of this branch look like one.
-    if (child == 0) leaveApplication(executable.c_str(), arguments, reports->writer.get(), descriptorLimit);
+    if (child == 0) startDetached(executable.c_str(), arguments, reports->writer.get(), descriptorLimit);
     reports->writer = {};
 
     auto launched = outcome(reports->reader.get());
@@ -145,7 +145,7 @@ std::filesystem::path bundleExecutable(const std::filesystem::path& bundle) {
 
 std::string executableName(std::string_view inPropertyList) {
     const std::string name = topLevelString(inPropertyList, "CFBundleExecutable").value_or("");
-    // The name of a file in the bundle, which a path could leave.
+    // It must name a file in the bundle. A path could lead out of it.
     constexpr std::string_view refused{"/\0", 2};
     if (name.find_first_of(refused) != name.npos || name == "." || name == "..") return {};
     return name;

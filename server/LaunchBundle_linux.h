@@ -1,4 +1,4 @@
-// Starts an application bundle on Linux, where no system service opens one.
+// Starts an application bundle on Linux, which has no system service for that.
 #pragma once
 
 #include "kit/support/PosixError.h"
@@ -11,9 +11,9 @@
 
 namespace vostel_mcp {
 
-/// Runs the bundle's executable as a background process of its own: a new session, standard streams on /dev/null,
-/// `descriptorLimit` for its open files, no descriptor of ours, and nobody's child to reap. Returns once the executable
-/// runs or is known not to.
+/// Runs the bundle's executable as an independent background process. It has a session of its own, its standard streams
+/// on /dev/null, `descriptorLimit` for its open files, and none of our descriptors. It is not our child, so we need not
+/// reap it. Returns when the executable runs or could not be run.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> launchBundle(const std::filesystem::path& bundle,
                                                                          const rlimit& descriptorLimit);
 

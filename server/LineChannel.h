@@ -1,4 +1,4 @@
-// The lines of standard input on their way from the reader thread to the server loop.
+// The queue of input lines from the reader thread to the server loop.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -15,14 +15,14 @@ namespace vostel_mcp {
 class LineChannel final {
 public:
     void push(std::vector<std::string> lines);
-    /// No line follows.
+    /// Call it after the last line.
     void finish();
 
-    /// The next line; absent once the channel is finished and empty.
+    /// Waits for the next line. Absent when the channel is finished and empty.
     VostelMCPKit::Task<std::optional<std::string>> next();
 
 private:
-    /// Suspends the consumer until something can be taken.
+    /// Suspends the consumer until there is a line, or until the end.
     struct Arrival {
         LineChannel& channel;
 

@@ -1,4 +1,4 @@
-// Starts the application when nobody listens on its socket.
+// Starts the application when no process listens on its socket.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -17,12 +17,12 @@ struct MCPAppLauncher {
     using OpenApplication =
         std::function<VostelMCPKit::Task<std::expected<void, VostelMCPKit::PosixError>>(std::filesystem::path bundle)>;
 
-    /// The running vostel-mcp; absent when the process cannot tell.
+    /// The path of the running vostel-mcp; absent when the system cannot tell.
     std::optional<std::filesystem::path> executableURL;
     OpenApplication openApplication;
 
-    /// Opens the bundle around the executable. Does not wait until the application is ready. Whatever goes wrong is the
-    /// one error that tells the user to open the application.
+    /// Opens the bundle around the executable. Does not wait until the application is ready. Every failure has the same
+    /// error, which tells the user to open the application.
     [[nodiscard]] VostelMCPKit::Task<std::expected<void, VostelMCPKit::ConnectError>> launchHostApplication() const;
 };
 

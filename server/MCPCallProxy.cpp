@@ -17,7 +17,7 @@ std::optional<MCPValue> progressToken(const MCPRequest& request) {
     return *token;
 }
 
-/// The external key that a notifications/cancelled names; absent when its requestId cannot be an id.
+/// The external key of the call that a notifications/cancelled names; absent when its requestId is not a valid id.
 std::optional<std::string> cancelledKey(const MCPNotification& notification) {
     const MCPValue* id = orNull(notification.params).find("requestId");
     if (id == nullptr) return std::nullopt;
@@ -26,7 +26,7 @@ std::optional<std::string> cancelledKey(const MCPNotification& notification) {
     return decoded->text();
 }
 
-/// What the writer asks before each line of the call.
+/// The gate that the writer asks before each line of the call.
 std::shared_ptr<LineGate> linesOf(const std::shared_ptr<CallCancellation>& cancellation) {
     return {cancellation, &cancellation->lines()};
 }
@@ -89,7 +89,7 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo,
     };
     CallIdentity call{.requestID = request.id, .wireID = {}, .externalKey = request.id.text()};
     auto token = progressToken(request);
-    // Large arguments are held by what is sent alone from here on.
+    // Frees this copy: large arguments must exist only in `toSend` from here on.
     request = {};
 
     co_await isolated();
@@ -112,7 +112,7 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies
     if (!proxy) co_return;
     auto line = responseLine(call.requestID, std::move(outcome));
     const std::size_t length = line.size();
-    // A cancelled call does not wait for the writer's turn. The writer asks again when the line begins.
+    // A cancelled call does not wait for the writer. The writer asks again before the line begins.
     const bool mayAnswer = co_await proxy->mayAnswer(call.wireID);
     // A response that cannot be written is dropped, because the client is gone.
     if (mayAnswer) std::ignore = co_await dependencies.standardOutput.send(std::move(line), linesOf(cancellation));
@@ -142,7 +142,7 @@ Task<void> MCPCallProxy::forward(std::vector<MCPProgressReports> progress) {
         const auto notification = registry_.progressNotification(reports.requestID(), 0, {});
         if (!notification) continue;
         auto lines = reports.lines(*notification);
-        // The registry, which knew the call, and the tasks hold the same calls.
+        // The call is in `tasks_`, because it is in the registry. Both always hold the same calls.
         auto gate = linesOf(tasks_.at(reports.requestID()));
         const std::size_t length = lines.size();
         std::ignore = co_await dependencies_.standardOutput.send(std::move(lines), std::move(gate));
@@ -157,7 +157,7 @@ Task<void> MCPCallProxy::cancelCall(std::string externalKey) {
     registry_.cancel(*wireID);
     const auto task = tasks_.find(*wireID);
     if (task == tasks_.end() || !task->second->cancel()) co_return;
-    // Not awaited: an application that hangs would hold up the server loop.
+    // Not awaited, because an application that hangs would block the server loop.
     dependencies_.pendingCancellations.add();
     spawn(tellApplication(dependencies_, *std::move(wireID), task->second), dependencies_.calls);
 }

@@ -1,5 +1,5 @@
-// Forwards the client's tool calls to the application, relays progress, writes each call's response when it comes, and
-// carries cancellations through.
+// Forwards the client's tool calls and cancellations to the application. Relays progress, and writes each response when
+// it comes.
 #pragma once
 
 #include "kit/concurrency/Actor.h"
@@ -20,18 +20,18 @@
 
 namespace vostel_mcp {
 
-/// An actor. Its calls run on after it is gone, but then they write nothing more.
+/// An actor. Its calls may outlive it, but then they write nothing more.
 class MCPCallProxy final : public VostelMCPKit::Actor, public std::enable_shared_from_this<MCPCallProxy> {
 public:
-    /// All of it outlives the proxy and its calls.
+    /// All of them outlive the proxy and its calls.
     struct Dependencies {
         MCPSocketClient& socketClient;
         VostelMCPKit::MCPStdoutWriter& standardOutput;
         PendingCancellations& pendingCancellations;
-        /// Where calls run between their blocking operations: off the proxy, so that a large result keeps nobody
-        /// waiting.
+        /// Runs calls between their blocking operations. Not the proxy's executor, so that a large result does not
+        /// delay other calls.
         VostelMCPKit::Executor& calls;
-        /// A fresh wire id for each call.
+        /// Makes the wire id of each call.
         std::function<std::expected<VostelMCPKit::UUID, VostelMCPKit::PosixError>()> makeUUID;
         MemoryTrimmer& memory;
     };
@@ -42,20 +42,19 @@ public:
     MCPCallProxy(VostelMCPKit::Executor& executor, Dependencies dependencies)
         : Actor{executor}, dependencies_{std::move(dependencies)} {}
 
-    /// Starts the call of a tools/call request, or cancels the call that a notifications/cancelled names; every other
-    /// message is ignored. Returns once the call has begun or is cancelled: no state of the application delays it.
-    /// After a cancellation, no line of its call begins.
-    /// `arguments` replace those of the request.
+    /// Starts the call of a tools/call request, or cancels the call that a notifications/cancelled names. Ignores every
+    /// other message. Returns when the call has begun or is cancelled, and never waits for the application. After a
+    /// cancellation, no line of its call begins. `arguments` replace those of the request.
     [[nodiscard]] VostelMCPKit::Task<void> handle(VostelMCPKit::MCPIncoming incoming,
                                                   VostelMCPKit::MCPClientInfo clientInfo, TextArguments arguments = {});
 
-    /// Relays progress reports to the client, all those of one call together.
+    /// Relays progress reports to the client. Writes all reports of one call together.
     [[nodiscard]] VostelMCPKit::Task<void> forward(std::vector<VostelMCPKit::MCPProgressReports> progress);
 
 private:
     using Cancellation = std::shared_ptr<CallCancellation>;
 
-    /// What a call's task knows of its call.
+    /// The names of one call.
     struct CallIdentity {
         VostelMCPKit::MCPRequestID requestID;
         std::string wireID;
@@ -69,7 +68,7 @@ private:
     VostelMCPKit::Task<bool> mayAnswer(std::string wireID);
     VostelMCPKit::Task<void> finish(CallIdentity call);
 
-    /// The life of one call. Holds the proxy weakly while the application works.
+    /// Runs one call from its request to its answer. Does not keep the proxy alive while the application works.
     static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies,
                                         CallIdentity call, MCPSocketClient::Call toSend, Cancellation cancellation);
     static VostelMCPKit::Task<void> relay(std::weak_ptr<MCPCallProxy> weakProxy,
@@ -79,7 +78,7 @@ private:
 
     const Dependencies dependencies_;
     VostelMCPKit::MCPCancellationRegistry registry_;
-    /// What cancels each running call, by wire id. The registry knows which call an external key names.
+    /// The cancellation of each running call, by wire id. The registry knows the wire id of an external key.
     std::unordered_map<std::string, Cancellation> tasks_;
 };
 

@@ -13,17 +13,17 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// From this length on, in bytes, the memory counts that the value of a line takes.
+/// A line of at least this many bytes is handled as text if possible, because its MCPValue would take much memory.
 constexpr std::size_t largeLine = 65'536;
 
-/// A message, and the arguments of a large call, which are then null in the message.
+/// A message. The arguments of a large call are separate, and null in the message.
 struct Received {
     MCPIncoming incoming;
     MCPCallProxy::TextArguments arguments = {};
 };
 
-/// Whether the line is an array. Its elements do not matter, because a batch is refused. False for a rare array that
-/// has to become a value.
+/// Whether the line is an array. Its elements do not matter, because a batch is refused. False for a few arrays that
+/// can only be read as a value.
 bool isBatch(std::string_view line) {
     const std::string_view text = trimmed(line);
     Bytes ignored;
@@ -38,7 +38,7 @@ Received received(const std::string& line) {
     return {MCPDispatchLogic::classify(line)};
 }
 
-/// A line that takes more memory than there is has an answer without an id, like one that is not JSON.
+/// If there is not enough memory for the line, the answer has no id, as for a line that is not JSON.
 Received receivedWithinMemory(const std::string& line) {
     return withinMemory([&] { return received(line); },
                         [] {
@@ -61,7 +61,7 @@ Task<void> MCPHandshake::serve() {
 
 Task<void> MCPHandshake::handle(std::string line) {
     auto [incoming, arguments] = receivedWithinMemory(line);
-    // A line may be many megabytes long, and the message holds all of it that counts.
+    // Frees the line, which may have many megabytes. The message holds everything that is still needed.
     std::string{}.swap(line);
     const auto* request = std::get_if<MCPRequest>(&incoming.is);
     if (request != nullptr && request->method == MCPDispatchLogic::initializeMethod) {

@@ -1,5 +1,5 @@
-// The server loop: takes one line after the other, answers what the server answers itself, and hands the rest to the
-// call proxy.
+// The server loop: takes one line after the other, answers the handshake and the tool list, and passes tool calls and
+// cancellations to the call proxy.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -17,7 +17,7 @@ namespace vostel_mcp {
 
 class MCPHandshake final {
 public:
-    /// The proxy, or the error that kept it from being built, which then answers every call.
+    /// The proxy. If it could not be built: the error that answers every call.
     using Forwarding = std::expected<std::shared_ptr<MCPCallProxy>, VostelMCPKit::ConnectError>;
 
     MCPHandshake(LineChannel& lines, VostelMCPKit::MCPStdoutWriter& standardOutput, Forwarding forwarding,
@@ -25,8 +25,8 @@ public:
         : lines_{lines}, standardOutput_{standardOutput}, forwarding_{std::move(forwarding)},
           youTubeAvailable_{youTubeAvailable}, memory_{memory} {}
 
-    /// Ends with the lines. A line is handled completely, its reply written, before the next one is looked at; calls
-    /// that still run are left alone.
+    /// Returns at the end of the lines. Each line is handled completely, and its reply is written, before the next line
+    /// is read. Calls that still run at the end are not stopped.
     [[nodiscard]] VostelMCPKit::Task<void> serve();
 
 private:
@@ -38,7 +38,7 @@ private:
     const Forwarding forwarding_;
     const bool youTubeAvailable_;
     MemoryTrimmer& memory_;
-    /// Replaced by each initialize that says who the client is.
+    /// Each initialize request with a client name replaces it.
     VostelMCPKit::MCPClientInfo clientInfo_{"unknown client", std::nullopt};
 };
 

@@ -25,9 +25,9 @@ using Reports = std::vector<MCPProgressReports>;
 constexpr posix::ThreadName socketClientThread{"com.vostel.vostel-mcp.socket-client", "socket-client"};
 constexpr posix::ThreadName socketPollThread{"com.vostel.vostel-mcp.socket-poll", "socket-poll"};
 constexpr std::size_t readLength = 65'536;
-/// Each waiting call holds this much memory, and there may be a thousand of them. A short answer fits.
+/// Each waiting call holds this much memory, and a thousand calls may wait. A short answer fits.
 constexpr std::size_t firstReadLength = 512;
-/// From this length on, the memory counts that the value of a payload takes.
+/// A payload of at least this many bytes is handled as text if possible, because its MCPValue would take much memory.
 constexpr std::size_t largePayload = 65'536;
 
 Failure failure(auto reason) { return Failure{std::move(reason)}; }
@@ -49,10 +49,10 @@ std::expected<void, Failure> writeAll(int socket, Bytes frame) {
     return {};
 }
 
-/// What withinMemory gives when the memory does not suffice.
+/// The result of withinMemory when there is not enough memory.
 constexpr auto noMemory = [] { return std::unexpected(failure(MCPSocketClient::OutOfMemory{})); };
 
-/// Holds nothing of what the frame was made of while it is being written, which may take long.
+/// Writing the frame may take long. Meanwhile, only the frame is in memory, not the call that it was made of.
 std::expected<void, Failure> writeRequest(int socket, MCPSocketClient::Call call, CallCancellation& cancellation,
                                           MemoryTrimmer& memory) {
     auto frame = withinMemory([&] { return frameOf(std::move(call)); }, noMemory);
@@ -65,20 +65,20 @@ std::expected<void, Failure> writeRequest(int socket, MCPSocketClient::Call call
     return written;
 }
 
-/// The last ones of `reports`, if they are of the call, or new ones.
+/// The last element of `reports` if it belongs to the call, otherwise a new one.
 MCPProgressReports& ofCall(std::string_view requestID, Reports& reports) {
     if (reports.empty() || reports.back().requestID() != requestID) reports.emplace_back(std::string{requestID});
     return reports.back();
 }
 
-/// Reads the application's side of the conversation. Deliberate: not an MCPWireFrameBuffer, because the answer takes
-/// over the memory in which it was received.
+/// Reads the frames of the application. Deliberate: not an MCPWireFrameBuffer, because the answer keeps the memory in
+/// which it was received.
 class FrameReader final {
 public:
     explicit FrameReader(int socket) : socket_{socket} {}
 
-    /// The answer; absent when more bytes must be read first. Progress before it is added to `reports`. Nothing follows
-    /// an answer.
+    /// The answer; absent when more bytes must be read first. Adds the progress before it to `reports`. Call it no more
+    /// after an answer.
     std::expected<std::optional<Answer>, Failure> nextPending(Reports& reports) {
         for (;;) {
             const auto cut = MCPWireFraming::extractFrame(pending_.text());
@@ -95,7 +95,7 @@ public:
         }
     }
 
-    /// Deliberate: any end of the stream and any error, an interrupted read included, mean that the answer is lost.
+    /// Deliberate: after any end of the stream and any error, also an interrupted read, the answer is lost.
     std::expected<void, Failure> read() {
         const std::size_t length = pending_.capacity() == 0 ? firstReadLength : readLength;
         const ssize_t count = ::recv(socket_, pending_.room(length), length, 0);
@@ -105,7 +105,7 @@ public:
         return {};
     }
 
-    /// In bytes.
+    /// How many bytes were read.
     [[nodiscard]] std::size_t received() const { return received_; }
 
 private:
@@ -126,35 +126,35 @@ private:
         return Answer{takeText(std::get<MCPValue>(outcome))};
     }
 
-    /// The part of the pending bytes that is `result`, where it is.
+    /// Cuts the pending bytes down to `result`, which is a part of them, without moving it.
     Bytes takeText(std::string_view result) {
         pending_.removePrefix(static_cast<std::size_t>(result.data() - pending_.data()));
         pending_.truncate(result.size());
         return std::move(pending_);
     }
-    /// The text of `result`, written over its frame: a large result then takes no further memory.
+    /// Writes the text of `result` over its frame, so that a large result needs no more memory.
     Bytes takeText(const MCPValue& result) {
-        // Room for what precedes the result in its line.
+        // Room for the part of the line that comes before the result.
         constexpr std::size_t headLength = 64;
         pending_.truncate(std::min(headLength, pending_.size()));
         pending_.removePrefix(pending_.size());
-        // What was read holds no number that cannot be written.
+        // Cannot fail: a value that was read holds only finite numbers.
         std::ignore = writeJSON(result, pending_);
         return std::move(pending_);
     }
 
     const int socket_;
     std::size_t received_ = 0;
-    /// What no frame was cut from.
+    /// The received bytes that belong to no complete frame yet.
     Bytes pending_;
 };
 
-/// Reads up to the response, which is the first one on the connection.
+/// Reads until the first response on the connection.
 Outcome readAnswer(FrameReader& reader, const MCPSocketClient::Progress& progress) {
     for (;;) {
         Reports reports;
         auto answer = withinMemory([&] { return reader.nextPending(reports); }, noMemory);
-        // Nothing more is pending, or the exchange ends: what was reported comes first.
+        // Passes the reports on before the next read and before the end of the exchange.
         if (!reports.empty()) progress(std::move(reports));
         if (!answer) return std::unexpected(std::move(answer.error()));
         if (auto& received = *answer) return *std::move(received);

@@ -1,8 +1,8 @@
-// Carries one tool call to the application and brings back its progress and its response, over a connection of its own.
-// When nobody listens it launches the application, once per call, and waits for the socket to appear.
+// Sends one tool call to the application over a connection of its own, and receives its progress and its response. When
+// no process listens, it launches the application, once per call, and waits for the socket to appear.
 //
-// Everything that blocks runs on a thread of its own, so coroutines never block. The client has no state that changes:
-// one instance serves any number of calls at once.
+// Each blocking operation runs on a thread of its own, so coroutines never block. The client has no mutable state: one
+// instance serves any number of calls at once.
 #pragma once
 
 #include "kit/jsonrpc/DecodingError.h"
@@ -31,17 +31,17 @@ public:
     /// The application closed the connection, or reading failed, before a response had arrived.
     enum class ClientError { connectionClosedUnexpectedly };
 
-    /// The client gave up on the call before its request was written.
+    /// The client cancelled the call before its request was written.
     struct Cancelled {
         bool operator==(const Cancelled&) const = default;
     };
 
-    /// The call or its answer takes more memory than there is.
+    /// There is not enough memory for the call or its answer.
     struct OutOfMemory {
         bool operator==(const OutOfMemory&) const = default;
     };
 
-    /// Why a call brought no response.
+    /// Why a call got no response.
     struct Failure {
         std::variant<ClientError, Cancelled, OutOfMemory, VostelMCPKit::ConnectError, VostelMCPKit::PosixError,
                      VostelMCPKit::MCPWireError, VostelMCPKit::DecodingError, VostelMCPKit::EncodingError>
@@ -53,23 +53,23 @@ public:
         bool operator==(const Failure&) const = default;
     };
 
-    /// What the application is asked.
+    /// What is sent to the application.
     struct Call {
         VostelMCPKit::MCPWireRequest request;
-        /// The JSON text of the arguments, as our writer writes it; then those of `request` do not count.
+        /// The JSON text of the arguments, as our writer writes it. If present, `request.arguments` is ignored.
         std::optional<VostelMCPKit::Bytes> arguments = {};
     };
 
-    /// What the application answered: the JSON text of the result, as our writer writes it, or why it refused the call.
-    /// A result stays text because nobody looks into it.
+    /// The application's answer: the JSON text of the result, as our writer writes it, or why it refused the call. A
+    /// result stays text, because the server does not read it.
     using Answer = std::variant<VostelMCPKit::Bytes, VostelMCPKit::MCPWireError>;
 
-    /// Receives the progress reports of a connection in order, all those of one read together. In practice they are of
-    /// one call. Called on the thread of the exchange, which goes on when it returns: a slow client slows the
-    /// application down, not our memory up.
+    /// Receives the progress reports of a connection in order, all reports of one read together. Usually they belong to
+    /// one call. Called on the thread of the exchange, which reads on when it returns. So a slow client slows down the
+    /// application, and reports do not pile up in our memory.
     using Progress = std::function<void(std::vector<VostelMCPKit::MCPProgressReports>)>;
 
-    /// What the client needs of the system; a test brings its own.
+    /// The system functions that the client uses. A test passes its own.
     struct System {
         /// Calls `waits`, if there is one, before it waits for the application to accept.
         std::function<std::expected<posix::FileDescriptor, VostelMCPKit::PosixError>(
@@ -85,12 +85,12 @@ public:
     [[nodiscard]] static std::expected<std::unique_ptr<MCPSocketClient>, VostelMCPKit::ConnectError>
     make(const std::filesystem::path& applicationSupportDirectory, MCPAppLauncher launcher, System system);
 
-    /// A call that `cancellation` stops before its request is written is not sent.
+    /// If `cancellation` is cancelled before the request is written, the call is not sent.
     [[nodiscard]] VostelMCPKit::Task<std::expected<Answer, Failure>>
     send(Call call, Progress progress, std::shared_ptr<CallCancellation> cancellation);
 
-    /// Tells the application that the client gave up on a call. The cancellation is held in `pending` while the
-    /// application accepts no connection. Never launches the application and reports nothing.
+    /// Tells the application that the client cancelled a call. Marks the cancellation as held in `pending` while the
+    /// application accepts no connection. Never launches the application. Reports no failure.
     [[nodiscard]] VostelMCPKit::Task<void> cancel(std::string requestID, PendingCancellations& pending);
 
 private:

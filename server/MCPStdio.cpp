@@ -16,12 +16,12 @@ using VostelMCPKit::PosixError;
 
 namespace {
 
-/// Waits until `descriptor` is ready for `event` (of poll) or its other end is gone. False with errno set when it
-/// cannot be waited for.
+/// Waits until `descriptor` is ready for `event` (of poll) or its other end is closed. False with errno set when poll
+/// cannot wait for it.
 bool waitUntilReady(int descriptor, short event) {
     pollfd waiting{descriptor, event, 0};
     while (::poll(&waiting, 1, /*timeout=*/-1) < 0) {
-        // Both mean that the system was short of memory for a moment.
+        // Both errors mean that the system is short of memory for a moment.
         if (errno == EAGAIN || errno == ENOMEM) {
             ::poll(nullptr, 0, /*timeout=*/1);
         } else if (errno != EINTR) {
@@ -33,8 +33,8 @@ bool waitUntilReady(int descriptor, short event) {
     return false;
 }
 
-/// After a read or write failed with errno set: true when it is worth another attempt. The other end of a stream may be
-/// shared with a process that made it non-blocking; then this waits until the stream is ready.
+/// Call it after a read or write has failed with errno set. True when it should be tried again. Another process that
+/// shares the stream may have made it non-blocking. Then this function waits until the stream is ready.
 bool mayRetry(int descriptor, short event) {
     static_assert(EAGAIN == EWOULDBLOCK);
     if (errno == EINTR) return true;
@@ -42,8 +42,8 @@ bool mayRetry(int descriptor, short event) {
     return waitUntilReady(descriptor, event);
 }
 
-/// The lines that `bytes` complete. A line that takes more memory than there is is dropped: what follows of it is read
-/// as a line, which cannot be a message.
+/// The lines that `bytes` complete. If there is not enough memory for a line, its bytes so far are dropped. The rest of
+/// it is read as a line, which is not a valid message.
 std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std::string_view bytes) {
     return VostelMCPKit::withinMemory([&] { return buffer.append(bytes); },
                                       [&] {

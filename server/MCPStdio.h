@@ -11,18 +11,18 @@
 
 namespace vostel_mcp::MCPStdio {
 
-/// Starts the one thread that reads `descriptor` to its end and publishes every complete line to `lines`, which
-/// outlives it. Bytes after the last line feed are dropped: a message counts only once its line feed has arrived.
+/// Starts the thread that reads `descriptor` to its end and pushes every complete line to `lines`, which outlives the
+/// thread. Bytes after the last line feed are dropped, because only a line feed completes a message.
 [[nodiscard]] std::expected<void, VostelMCPKit::PosixError> startReadingLines(int descriptor, LineChannel& lines,
                                                                               const posix::ThreadStarter& startThread);
 
-/// One write to `descriptor`, retried while interrupted: the bytes that it took, or the system's error. A descriptor
-/// that somebody has made non-blocking is waited for.
+/// One write to `descriptor`. Returns the number of bytes written, or the system's error. Tries again when a signal
+/// interrupts it. Waits if another process has made the descriptor non-blocking.
 [[nodiscard]] std::expected<std::int64_t, VostelMCPKit::PosixError> attemptWrite(int descriptor,
                                                                                  std::span<const std::byte> bytes);
 
-/// Waits until `descriptor` takes bytes, and returns how many a pipe then takes without waiting. A descriptor that
-/// cannot be waited for counts as ready: the write reports what is wrong.
+/// Waits until `descriptor` takes bytes, and returns how many bytes a pipe then takes without blocking. A descriptor
+/// for which poll cannot wait counts as ready: the write then reports the error.
 [[nodiscard]] std::size_t waitForRoom(int descriptor);
 
 } // namespace vostel_mcp::MCPStdio

@@ -1,4 +1,4 @@
-// Decides when free memory goes back to the system after messages.
+// Decides when free memory is returned to the system.
 #pragma once
 
 #include <atomic>
@@ -7,12 +7,12 @@
 
 namespace vostel_mcp {
 
-/// Told of every message that is done with, whatever its kind. A message leaves up to many times its own size in the
-/// allocator, which keeps that memory for the next one. A helper that idles must give it back. Thread-safe.
+/// Call `release` after every message of any kind. A message can leave many times its own size in the allocator, which
+/// keeps that memory for later. While the server is idle, it must return it. Thread-safe.
 class MemoryTrimmer final {
 public:
-    /// `requestTrim` has free memory given back once the server has nothing to do.
-    /// `trimNow` does so at once, on the calling thread.
+    /// `requestTrim` returns free memory to the system later, when the server is idle. `trimNow` does so at once, on
+    /// the calling thread.
     explicit MemoryTrimmer(
         std::function<void()> requestTrim, std::function<void()> trimNow = [] {})
         : requestTrim_{std::move(requestTrim)}, trimNow_{std::move(trimNow)} {}
@@ -21,7 +21,7 @@ public:
 
     /// A message of `bytes` bytes, or a part of one, has been freed.
     void release(std::size_t bytes) {
-        // Once its thread has ended, the allocator keeps what a large message left at the end of that thread's memory.
+        // Trims before this thread ends: after that, the allocator keeps what a large message left in its arena.
         if (bytes >= largeMessage) trimNow_();
         if (released_.fetch_add(bytes) + bytes < bytesWorthATrim) return;
         released_ = 0;
@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    /// Small enough that what is left below it does not count, and too much for an ordinary conversation.
+    /// Small enough that the memory left below it is negligible, and larger than an ordinary conversation.
     static constexpr std::size_t bytesWorthATrim = 32'768;
 
     static constexpr std::size_t largeMessage = 4 << 20;

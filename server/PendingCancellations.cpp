@@ -31,7 +31,7 @@ void PendingCancellations::drain(std::chrono::milliseconds forApplication, std::
     std::unique_lock lock{mutex_};
     changed_.wait_for(lock, forProcess, allAreHeld);
     changed_.wait_until(lock, end, [this] { return count_ == 0; });
-    // Those that the application has let go meanwhile.
+    // Waits for those that the application has stopped delaying meanwhile.
     changed_.wait_for(lock, forProcess, allAreHeld);
 }
 

@@ -1,4 +1,4 @@
-// The cancellations that are on their way to the application.
+// The cancellations that are not yet sent to the application.
 #pragma once
 
 #include <chrono>
@@ -8,25 +8,25 @@
 
 namespace vostel_mcp {
 
-/// Counts them, so that a client that cancels its call and leaves is heard: the process ends with its input, and until
-/// then nobody waits for a cancellation. Thread-safe.
+/// Counts them. A client may cancel its call and close the input at once, which ends the process. Because of the count,
+/// the process first sends the cancellation. Thread-safe.
 class PendingCancellations final {
 public:
     PendingCancellations() = default;
     PendingCancellations(const PendingCancellations&) = delete;
     PendingCancellations& operator=(const PendingCancellations&) = delete;
 
-    /// One more is on its way. The application holds it up at first: it may still have to read the request.
+    /// Adds a cancellation. It counts as held by the application at first, which may still have to read the request.
     void add();
-    /// Only this process can delay one from here on.
+    /// The application no longer holds one: only this process can delay it now.
     void released();
-    /// The application holds one up again: it accepts no connection.
+    /// The application holds one again: it accepts no connection.
     void held();
-    /// One that is not held has been written or has failed.
+    /// Removes one that is not held, after it was written or has failed.
     void remove();
 
-    /// Blocks until none is left. Waits `forApplication` for those that the application holds up, because it may hang,
-    /// and `forProcess` for the others, because a busy machine may not have run their threads yet.
+    /// Blocks until none is left. Waits at most `forApplication` for those that the application holds, because it may
+    /// hang. Waits at most `forProcess` for the others, whose threads may be late on a busy machine.
     void drain(std::chrono::milliseconds forApplication, std::chrono::milliseconds forProcess);
 
 private:

@@ -1,4 +1,4 @@
-// What the server asks of each system in that system's own way. One implementation per system beside this header.
+// The functions of the server that differ between systems. Each system has its own implementation beside this header.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -10,15 +10,15 @@
 
 namespace vostel_mcp {
 
-/// Opens the application bundle in the background: not brought to the front, not among the recent items. Returns once
-/// the launch is known to have succeeded or failed. Where the system would pass our limit of open files on, the
-/// application gets `descriptorLimit` instead.
+/// Opens the application bundle in the background: not in front, not among the recent items. Returns when the launch
+/// has succeeded or failed. On a system where the application would inherit our limit of open files, it gets
+/// `descriptorLimit` instead.
 [[nodiscard]] VostelMCPKit::Task<std::expected<void, VostelMCPKit::PosixError>>
 openWithoutActivating(std::filesystem::path bundle, rlimit descriptorLimit);
 
-/// Tells the allocator to give large blocks back to the system as soon as they are freed. Called once, at start.
+/// Tells the allocator to return large blocks to the system as soon as they are freed. Call it once, at start.
 void keepIdleMemorySmall();
-/// Gives what the allocator holds of freed small blocks back to the system. Thread-safe.
+/// Returns the memory of freed small blocks to the system. Thread-safe.
 void releaseFreeMemory();
 
 } // namespace vostel_mcp

@@ -13,11 +13,11 @@ Task<std::expected<void, PosixError>> openWithoutActivating(std::filesystem::pat
 }
 
 void keepIdleMemorySmall() {
-    // A fixed threshold: left alone, the allocator raises it with each large block that is freed, and keeps later ones.
+    // Fixes the threshold. By default, the allocator raises it when a large block is freed, and then keeps such blocks.
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
     mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
-    // Every call has threads of its own. An arena for each would scatter free memory; in one or two they would wait
-    // for each other.
+    // Every call has threads of its own. One arena for each would scatter free memory. With one or two arenas, the
+    // threads would wait for each other.
     mallopt(M_ARENA_MAX, 8);
 }
 

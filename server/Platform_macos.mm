@@ -15,8 +15,8 @@ namespace {
 
 using Opened = std::expected<void, PosixError>;
 
-/// Awaited: asks the workspace to open a bundle and resumes the awaiter, on its executor, when the completion handler
-/// has run, on whatever thread that does. Stays where it is: name it, then await it.
+/// An awaitable. Asks the workspace to open a bundle. Its completion handler, on any thread, resumes the awaiter on the
+/// awaiter's executor. Not movable: name it, then await it.
 class Opening final {
 public:
     explicit Opening(const std::filesystem::path& bundle) : bundle_{bundle} {}
@@ -30,8 +30,8 @@ public:
     Opened await_resume() const { return result_; }
 
 private:
-    /// False when there is no workspace to ask: then no completion handler will run, and the result is a failure.
-    /// This object may be gone as soon as the workspace has been asked.
+    /// False when there is no workspace: then no completion handler will run, and the result is a failure. After the
+    /// request to the workspace, this object may be destroyed at any moment.
     bool begin(std::coroutine_handle<> awaiter, VostelMCPKit::Executor* executor) {
         @autoreleasepool {
             // Deliberate: AppKit is loaded here and not linked, because most runs of the server never need it.
@@ -49,8 +49,8 @@ private:
             [workspace openApplicationAtURL:url
                               configuration:configuration
                           completionHandler:^(NSRunningApplication*, NSError* error) {
-                            // The system runs this on a thread of its own choice, which may have no pool, and the call
-                            // goes on inside post.
+                            // The system runs this on a thread that may have no autorelease pool, and the call
+                            // continues inside post.
                             @autoreleasepool {
                                 result_ = outcome(error);
                                 executor->post(awaiter);
@@ -72,7 +72,7 @@ private:
 
 } // namespace
 
-// The workspace starts the application: it inherits nothing of ours.
+// The workspace starts the application, so it inherits nothing from this process.
 Task<Opened> openWithoutActivating(std::filesystem::path bundle, rlimit /*descriptorLimit*/) {
     Opening opening{bundle};
     co_return co_await opening;

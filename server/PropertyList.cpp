@@ -13,22 +13,22 @@ struct Token {
     enum class Kind { text, opening, closing, empty, end };
 
     Kind kind = Kind::end;
-    /// The name of a tag, or the text as it is written.
+    /// The name of a tag, or a text with its escapes.
     std::string_view content = {};
-    /// From a CDATA section, in which nothing is escaped.
+    /// The text comes from a CDATA section, which has no escapes.
     bool isLiteral = false;
 
     [[nodiscard]] bool opens(std::string_view name) const { return kind == Kind::opening && content == name; }
     [[nodiscard]] bool closes(std::string_view name) const { return kind == Kind::closing && content == name; }
 };
 
-/// Cuts a text into tags and what is between them. What is malformed is its end.
+/// Splits a text into tags and the text between them. A malformed tag ends it.
 class Tokens final {
 public:
     explicit Tokens(std::string_view text) : rest_{text} {}
 
     Token next() {
-        while (skips("<?", "?>") || skips("<!--", "-->") || skips("<!DOCTYPE", ">")) {}
+        while (skip("<?", "?>") || skip("<!--", "-->") || skip("<!DOCTYPE", ">")) {}
         if (auto literal = between("<![CDATA[", "]]>")) return {Token::Kind::text, *literal, /*isLiteral=*/true};
         if (rest_.empty()) return {};
         if (rest_.front() != '<') return {Token::Kind::text, take(rest_.find('<'))};
@@ -52,7 +52,8 @@ private:
         return taken;
     }
 
-    /// Takes what begins with `opening` and ends with `closing`; without a `closing`, the whole rest and nothing.
+    /// Removes a part that begins with `opening` and ends with `closing`, and returns what is between them. Without
+    /// `closing`, removes the whole rest and returns nothing.
     std::optional<std::string_view> between(std::string_view opening, std::string_view closing) {
         if (!rest_.starts_with(opening)) return std::nullopt;
         rest_.remove_prefix(opening.size());
@@ -62,7 +63,7 @@ private:
         rest_.remove_prefix(closing.size());
         return content;
     }
-    bool skips(std::string_view opening, std::string_view closing) { return between(opening, closing).has_value(); }
+    bool skip(std::string_view opening, std::string_view closing) { return between(opening, closing).has_value(); }
 
     static std::string_view name(std::string_view tag) { return tag.substr(0, tag.find_first_of(" \t\r\n")); }
 

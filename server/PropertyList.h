@@ -1,4 +1,4 @@
-// Reads one string out of an XML property list, such as the Info.plist of an application bundle.
+// Reads one string from an XML property list, such as the Info.plist of an application bundle.
 #pragma once
 
 #include <optional>

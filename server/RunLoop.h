@@ -15,17 +15,16 @@ namespace vostel_mcp {
 class RunLoop final : public VostelMCPKit::Executor {
 public:
     RunLoop() = default;
-    /// When `idleWork` has been requested, it runs once on the running thread: `delay` later, as soon as nothing is
-    /// posted.
+    /// After a request, `idleWork` runs once on the thread of `run`: after `delay`, as soon as no continuation waits.
     RunLoop(std::chrono::milliseconds delay, std::function<void()> idleWork)
         : delay_{delay}, idleWork_{std::move(idleWork)} {}
 
     void post(std::coroutine_handle<> continuation) override;
-    /// Requests that come before the work is done are one. Thread-safe.
+    /// Several requests before the work runs count as one. Thread-safe.
     void requestIdleWork();
 
-    /// Runs what is posted, on the calling thread, until `task` has ended. Without requests for idle work it waits
-    /// without waking up in between.
+    /// Runs posted continuations on the calling thread until `task` has ended. While there is nothing to do, it sleeps
+    /// without waking up, unless idle work is requested.
     void run(VostelMCPKit::Task<void> task);
 
 private:
@@ -36,12 +35,12 @@ private:
     const std::chrono::milliseconds delay_{0};
     const std::function<void()> idleWork_;
     std::mutex mutex_;
-    /// Something was posted or requested.
+    /// Notified when a continuation is posted or idle work is requested.
     std::condition_variable changed_;
     std::deque<std::coroutine_handle<>> continuations_;
     /// Absent while no idle work is requested.
     std::optional<std::chrono::steady_clock::time_point> idleWorkIsDue_;
-    /// Touched by the running thread alone.
+    /// Used only by the thread of `run`.
     bool ended_ = false;
 };
 

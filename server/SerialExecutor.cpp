@@ -8,16 +8,16 @@ namespace {
 
 struct Posted {
     std::coroutine_handle<> continuation;
-    /// Null when the continuation needs no turn.
-    Turn* turn;
+    /// Null when the continuation needs no lock.
+    TrackedMutex* mutex;
 };
 
 void run(const Posted& posted) {
-    if (posted.turn == nullptr) return posted.continuation.resume();
-    const std::lock_guard inside{posted.turn->mutex};
-    posted.turn->holder = std::this_thread::get_id();
+    if (posted.mutex == nullptr) return posted.continuation.resume();
+    const std::lock_guard inside{posted.mutex->mutex};
+    posted.mutex->holder = std::this_thread::get_id();
     posted.continuation.resume();
-    posted.turn->holder = std::thread::id{};
+    posted.mutex->holder = std::thread::id{};
 }
 
 void runOnThisThread(const Posted& first) {
@@ -39,10 +39,10 @@ void runOnThisThread(const Posted& first) {
 
 void InlineExecutor::post(std::coroutine_handle<> continuation) { runOnThisThread({continuation, nullptr}); }
 
-void SerialExecutor::post(std::coroutine_handle<> continuation) { runOnThisThread({continuation, &turn_}); }
+void SerialExecutor::post(std::coroutine_handle<> continuation) { runOnThisThread({continuation, &mutex_}); }
 
 void SerialExecutor::close() {
-    if (turn_.holder != std::this_thread::get_id()) turn_.mutex.lock();
+    if (mutex_.holder != std::this_thread::get_id()) mutex_.mutex.lock();
 }
 
 } // namespace vostel_mcp

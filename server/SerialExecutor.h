@@ -1,8 +1,9 @@
-// The executors that borrow threads: a continuation runs on the thread that posts it, before post returns.
+// The executors that borrow threads: a continuation runs on the thread that posts it.
 //
-// No thread runs another thread's work. So no thread inherits a blocking write that another one began, and a call pays
-// for no hop between threads. A continuation that is posted from within another one waits until that one has ended. So
-// a thread is inside at most one actor at a time, and actors that call each other cannot deadlock.
+// No thread runs another thread's work. So no thread gets a blocking write that another thread began, and a call needs
+// no switch between threads. A continuation that is posted inside another one runs when that one has ended. All others
+// run before post returns. So a thread is inside at most one actor at a time, and actors that call each other cannot
+// deadlock.
 #pragma once
 
 #include "kit/concurrency/Executor.h"
@@ -13,29 +14,29 @@
 
 namespace vostel_mcp {
 
-/// What one thread at a time is inside.
-struct Turn {
+/// A lock that knows which thread holds it.
+struct TrackedMutex {
     std::mutex mutex;
     std::atomic<std::thread::id> holder;
 };
 
-/// Runs each continuation on the posting thread, as it comes.
+/// Runs each continuation on the posting thread. Threads do not wait for each other.
 class InlineExecutor final : public VostelMCPKit::Executor {
 public:
     void post(std::coroutine_handle<> continuation) override;
 };
 
-/// Runs each continuation on the posting thread, one at a time: a thread that comes while another one is inside waits
-/// for its turn. This is what isolates an actor.
+/// Runs each continuation on the posting thread, one at a time: a thread waits while another one runs a continuation
+/// here. This isolates an actor.
 class SerialExecutor final : public VostelMCPKit::Executor {
 public:
     void post(std::coroutine_handle<> continuation) override;
 
-    /// Waits until nothing runs here, except what called this, and lets nothing run from then on.
+    /// Waits until no other thread runs a continuation here. Afterwards, no other thread can run one.
     void close();
 
 private:
-    Turn turn_;
+    TrackedMutex mutex_;
 };
 
 } // namespace vostel_mcp

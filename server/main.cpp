@@ -1,5 +1,5 @@
-// vostel-mcp: lends the tools of the Vostel application to an AI client that speaks MCP over standard input and output.
-// This page builds everything and hands each object what it uses; the ways of a message begin in MCPHandshake.
+// vostel-mcp offers the tools of the Vostel application to an AI client that speaks MCP over standard input and output.
+// This file creates all objects and passes each object what it uses. To follow a message, begin in MCPHandshake.
 
 #include "kit/support/outOfMemory.h"
 #include "kit/tools/MCPYouTubeAvailability.h"
@@ -33,13 +33,13 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// A client may start us with a standard stream closed. The first socket would then take its number, and replies would
-/// go to the application. False when a closed stream can be replaced by nothing.
+/// A client may start us with a closed standard stream. The first socket would then get its number, and replies would
+/// go to the application. False when a closed stream cannot be replaced.
 bool occupyStandardStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (::fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
         int descriptor = ::open("/dev/null", O_RDWR);
-        // A folder can be neither read nor written, which serves as well.
+        // A folder can be neither read nor written, so it is a safe replacement, too.
         if (descriptor < 0) descriptor = ::open("/", O_RDONLY);
         if (descriptor != stream) return false;
     }
@@ -70,20 +70,20 @@ void writeStartUpLine() {
     }
 }
 
-/// How long after a large message free memory is given back. That takes milliseconds, so not after each one.
+/// How long after a large message free memory is returned. Returning it takes milliseconds, so not after each message.
 constexpr auto trimDelay = std::chrono::milliseconds{200};
-/// How long the end of the input waits for cancellations that the application holds up.
+/// How long the process waits at the end of the input for cancellations that the application delays.
 constexpr auto drainTimeout = std::chrono::milliseconds{30};
-/// How long it waits for those that only this process delays. Their frames fit into the buffers of fresh connections.
+/// How long it waits for those that only this process delays. Their frames fit into the buffers of new connections.
 constexpr auto ownDrainTimeout = std::chrono::seconds{1};
 
 } // namespace
 
 int main() {
     if (!occupyStandardStreams()) std::_Exit(EXIT_FAILURE);
-    static SerialExecutor outputTurn;
-    // A client must never read a part of a line, not even from a server that runs out of memory.
-    onOutOfMemory([] { outputTurn.close(); });
+    static SerialExecutor outputExecutor;
+    // The client must never read a part of a line, not even when the server runs out of memory.
+    onOutOfMemory([] { outputExecutor.close(); });
     keepIdleMemorySmall();
     const rlimit originalLimit = descriptorLimit();
     raiseDescriptorLimit(originalLimit);
@@ -91,10 +91,11 @@ int main() {
 
     RunLoop mainThread{trimDelay, releaseFreeMemory};
     MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }, releaseFreeMemory};
-    SerialExecutor proxyTurn;
+    SerialExecutor proxyExecutor;
     InlineExecutor calls;
     LineChannel lines;
-    MCPStdoutWriter standardOutput{outputTurn, [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); },
+    MCPStdoutWriter standardOutput{outputExecutor,
+                                   [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); },
                                    [] { return MCPStdio::waitForRoom(STDOUT_FILENO); }};
     PendingCancellations pendingCancellations;
 
@@ -110,8 +111,8 @@ int main() {
     MCPHandshake::Forwarding forwarding = nullptr;
     if (socketClient) {
         forwarding = std::make_shared<MCPCallProxy>(
-            proxyTurn, MCPCallProxy::Dependencies{**socketClient, standardOutput, pendingCancellations, calls,
-                                                  posix::freshUUID, memory});
+            proxyExecutor, MCPCallProxy::Dependencies{**socketClient, standardOutput, pendingCancellations, calls,
+                                                      posix::freshUUID, memory});
     } else {
         forwarding = std::unexpected(socketClient.error());
     }

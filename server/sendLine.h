@@ -6,11 +6,11 @@
 
 namespace vostel_mcp {
 
-/// Writes `text`, a whole line. A failure is dropped: nobody is left to tell.
+/// Writes `text`, a whole line. A failure is ignored, because the client is gone.
 // Not a template: the link-time optimiser of g++ 12 warns of coroutines that two files instantiate.
 VostelMCPKit::Task<void> sendText(VostelMCPKit::MCPStdoutWriter& output, VostelMCPKit::Bytes text);
 
-/// Writes `message` as a line. One that cannot be encoded has no text, so nothing is written.
+/// Writes `message` as a line. If it cannot be encoded, nothing is written.
 template <class Message>
 VostelMCPKit::Task<void> sendLine(VostelMCPKit::MCPStdoutWriter& output, const Message& message) {
     VostelMCPKit::Bytes line;

@@ -26,7 +26,7 @@ struct Forwarding {
     int trimRequests = 0;
     vostel_mcp::MemoryTrimmer memory{[this] { ++trimRequests; }};
     bool isWithoutRandomness = false;
-    vostel_mcp::SerialExecutor proxyTurn;
+    vostel_mcp::SerialExecutor proxyExecutor;
     vostel_mcp::InlineExecutor calls;
     VostelMCPKit::MCPStdoutWriter standardOutput;
     vostel_mcp::PendingCancellations pendingCancellations;
@@ -34,12 +34,12 @@ struct Forwarding {
         "/home/me/Library/Application Support", launcher.launcher(),
         {application.connector(), threads.starter(), clock.now(), clock.sleep(), memory});
     std::shared_ptr<vostel_mcp::MCPCallProxy> proxy = std::make_shared<vostel_mcp::MCPCallProxy>(
-        proxyTurn, vostel_mcp::MCPCallProxy::Dependencies{*client, standardOutput, pendingCancellations, calls,
-                                                          [this] { return nextUUID(); }, memory});
+        proxyExecutor, vostel_mcp::MCPCallProxy::Dependencies{*client, standardOutput, pendingCancellations, calls,
+                                                              [this] { return nextUUID(); }, memory});
 
     Forwarding() : Forwarding{ownOutputTurn_} {}
-    /// Standard output is written on `outputTurn`.
-    explicit Forwarding(VostelMCPKit::Executor& outputTurn) : standardOutput{outputTurn, output.attempt()} {}
+    /// Standard output is written on `outputExecutor`.
+    explicit Forwarding(VostelMCPKit::Executor& outputExecutor) : standardOutput{outputExecutor, output.attempt()} {}
     Forwarding(const Forwarding&) = delete;
     /// Lets running calls end.
     ~Forwarding() {

@@ -365,10 +365,10 @@ private:
     std::set<int> cancelledWhenLineBegan_;
 
     MemoryTrimmer memory_{[] {}};
-    SerialExecutor proxyTurn_, outputTurn_;
+    SerialExecutor proxyExecutor_, outputExecutor_;
     InlineExecutor calls_inline_;
     PendingCancellations pendingCancellations_;
-    MCPStdoutWriter standardOutput_{outputTurn_, [this](auto bytes) { return write(bytes); },
+    MCPStdoutWriter standardOutput_{outputExecutor_, [this](auto bytes) { return write(bytes); },
                                     [this] { return script_.room; }};
     std::chrono::steady_clock::time_point now_;
     const std::unique_ptr<MCPSocketClient> client_ = *MCPSocketClient::make(
@@ -377,8 +377,8 @@ private:
          [this](posix::ThreadName, std::function<void()> body) { return startThread(std::move(body)); },
          [this] { return now_; }, [](std::chrono::duration<double>) {}, memory_});
     const std::shared_ptr<MCPCallProxy> proxy_ = std::make_shared<MCPCallProxy>(
-        proxyTurn_, MCPCallProxy::Dependencies{*client_, standardOutput_, pendingCancellations_, calls_inline_,
-                                               [this] { return nextUUID(); }, memory_});
+        proxyExecutor_, MCPCallProxy::Dependencies{*client_, standardOutput_, pendingCancellations_, calls_inline_,
+                                                   [this] { return nextUUID(); }, memory_});
 };
 
 /// With a sanitizer, all orders of the largest worlds take minutes. So an everyday run stops earlier.
