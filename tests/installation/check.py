@@ -20,6 +20,7 @@ import documented
 
 EXPECTED = """
 bin/Vostel
+bin/Vostel-wire-check
 bin/vostel-mcp
 include/VostelMCPKit/kit/jsonrpc/MCPValue.h
 lib*/cmake/VostelMCPKit/VostelMCPKitConfig.cmake
@@ -33,6 +34,8 @@ share/fish/vendor_completions.d/Vostel.fish
 share/man/man1/Vostel.1
 share/man/man1/vostel-mcp.1
 share/man/man7/vostel-mcp-wire.7
+share/vostel/wire-check/decoder.py
+share/vostel/wire-check/wire_check.py
 share/zsh/site-functions/_Vostel
 """.split()
 

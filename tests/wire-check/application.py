@@ -19,11 +19,13 @@ FAULTS = {
     "lets progress fall": "progress_names_its_call_and_never_falls",
     "runs one call at a time": "calls_run_at_the_same_time",
     "ignores cancellations": "a_cancelled_call_stops",
+    "forgets early cancellations": "a_cancellation_at_once_stops_its_call",
     "answers cancellations": "a_cancellation_of_an_unknown_call_is_ignored",
     "ends at a late cancellation": "a_cancellation_after_the_answer_is_ignored",
     "ends when a caller hangs up": "a_caller_that_hangs_up_disturbs_nobody",
 }
 LONG = 60.0  # seconds
+EARLY = 2.0  # seconds in which a cancellation is forgotten
 
 
 class Ended(Exception):
@@ -107,6 +109,9 @@ class Handler(socketserver.BaseRequestHandler):
 
     def long_call(self, payload):
         request_id = payload["requestID"]
+        if self.fault("forgets early cancellations"):
+            time.sleep(EARLY)
+            self.server.cancelled.discard(request_id)
         steps = 600
         for step in range(steps):
             if request_id in self.server.cancelled:

@@ -37,6 +37,18 @@ class WireCheck(unittest.TestCase):
         found.update({fault: broken(fault) for fault, rules in found.items() if not rules})
         self.assertEqual(found, {fault: [rule] for fault, rule in FAULTS.items()})
 
+    def test_rules_that_need_a_long_call_are_left_out_without_one(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "socket")
+            lines = []
+            with Application(path) as application:
+                threading.Thread(target=application.serve_forever, args=(0.01,), daemon=True).start()
+                rules = [wire_check.Check.a_call_is_answered, wire_check.Check.a_cancelled_call_stops]
+                check = wire_check.Check(path, ("quick", {}), None)
+                self.assertEqual(check.run(rules, lines.append), [])
+                application.shutdown()
+        self.assertEqual(lines, ["kept    a call is answered", "-       a cancelled call stops: needs a long call"])
+
     def test_each_rule_has_a_fault_that_breaks_it(self):
         rules = {rule.__name__ for rule in wire_check.Check("", (), ()).rules()}
         self.assertEqual(rules, set(FAULTS.values()))
