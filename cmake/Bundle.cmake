@@ -7,7 +7,7 @@ configure_file(companion/Info.plist ${PROJECT_BINARY_DIR}/Info.plist @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/Info.plist DESTINATION ${contents} COMPONENT bundle EXCLUDE_FROM_ALL)
 install(TARGETS vostel-mcp DESTINATION ${contents}/MacOS COMPONENT bundle EXCLUDE_FROM_ALL)
 
-# The build tree has one too, for the tests.
+# The build folder has a bundle too, for the tests.
 add_custom_target(bundle ALL
     COMMAND ${CMAKE_COMMAND} --install ${PROJECT_BINARY_DIR} --config $<CONFIG> --component bundle --prefix ${PROJECT_BINARY_DIR}
     COMMENT "Assembling Vostel.app" VERBATIM)

@@ -1,4 +1,4 @@
-# What more than one folder needs. A folder that alone needs something finds it itself.
+# The dependencies of more than one folder. A dependency of one folder is found there.
 find_package(Threads REQUIRED)
 if(VOSTEL_COMPANION)
     find_package(PkgConfig REQUIRED)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What clients and catalogues of MCP install from. The texts about the server come from the server itself.
+"""Makes the files from which MCP clients and registries install. The descriptions of the tools come from the server.
 
     bundles.py desktop VERSION BUNDLE FILE NOTICES    packs the application bundle for Claude Desktop on Linux
     bundles.py registry VERSION URL FILE              prints the server.json of the MCP registry for a packed FILE at URL

@@ -148,7 +148,7 @@ def bill_of_materials(version, programs):
               for package in names),
         ],
     }
-    # The same content has the same number.
+    # The same content has the same serial number.
     content = json.dumps(bill, sort_keys=True)
     bill["serialNumber"] = "urn:uuid:" + str(uuid.uuid5(uuid.NAMESPACE_OID, content))
     print(json.dumps(bill, indent=2))

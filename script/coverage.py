@@ -6,7 +6,7 @@ import sys
 
 plural = {"line": "lines", "branch": "branches"}
 MARK = "// Unreachable in tests:"
-# These say themselves that nothing comes here.
+# These calls need no mark, because they already say that they are never reached.
 NEVER = ("std::unreachable()", "std::abort()", "std::terminate()")
 
 
@@ -67,7 +67,7 @@ def main():
             for what, counts in (("line", lines[file]), ("branch", branches[file])):
                 for key, count in sorted(counts.items()):
                     number = key if what == "line" else key[0]
-                    # Our switches name every case, so no value takes none.
+                    # Our switches name every case, so the branch for all other values is never taken.
                     excused = number in marked or (what == "branch" and source[number - 1].strip().startswith("switch ("))
                     total[what, "excused" if excused and count == 0 else "reached" if count else "missed"] += 1
                     if count == 0:
@@ -75,8 +75,9 @@ def main():
                         missed.append((file, number, what + side, excused, source[number - 1].strip()))
         for what in ("line", "branch"):
             reached, lost, excused = (total[what, state] for state in ("reached", "missed", "excused"))
-            share = 100 * reached / (reached + lost)
-            print(f"{folder}: {share:.2f} % of {reached + lost} {plural[what]}, without {excused} that no test can reach")
+            percentage = 100 * reached / (reached + lost)
+            print(f"{folder}: {percentage:.2f} % of {reached + lost} {plural[what]}, "
+                  f"without {excused} that no test can reach")
     for file, number, what, excused, text in missed:
         print(f"{file}:{number}: {'excused ' if excused else ''}{what}: {text}")
 

@@ -1,5 +1,5 @@
-# Builds for macOS on Linux: clang and lld, macOS's C headers and libSystem's stub from the package that
-# `script/setup macos` unpacks, libc++'s own headers, and in sdk/ our own declarations of the few other things we use.
+# Builds for macOS on Linux with clang and lld. macOS's C headers and libSystem's stub come from the package that
+# `script/setup macos` unpacks. The C++ headers are libc++'s own. sdk/ declares the few other things that we use.
 # CMAKE_OSX_ARCHITECTURES names the one architecture to build for, VOSTEL_MACOS_LIBCXX another libc++ to compile with.
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR ${CMAKE_OSX_ARCHITECTURES})
@@ -19,7 +19,7 @@ set(CMAKE_RANLIB ${llvm}/bin/llvm-ranlib)
 set(CMAKE_INSTALL_NAME_TOOL ${llvm}/bin/llvm-install-name-tool)
 
 set(CMAKE_OSX_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/sdk)
-# Other libraries, without the headers of Linux beside theirs.
+# The folders of other libraries. They do not contain the headers of Linux.
 set(CMAKE_FIND_ROOT_PATH ${fetched} ${fetched}/${CMAKE_OSX_ARCHITECTURES})
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
@@ -35,7 +35,7 @@ string(APPEND c_headers " -iframework ${CMAKE_OSX_SYSROOT}/System/Library/Framew
 set(libcxx ${llvm}/include/c++/v1)
 if(VOSTEL_MACOS_LIBCXX)
     set(libcxx ${fetched}/${VOSTEL_MACOS_LIBCXX})
-    # An older libc++ takes what macOS got later for something that no macOS has.
+    # An older libc++ treats features of later versions of macOS as unavailable in all versions.
     string(APPEND c_headers " -D_LIBCPP_DISABLE_AVAILABILITY")
 endif()
 set(cxx_headers "-nostdinc++ -isystem ${CMAKE_CURRENT_LIST_DIR}/libc++ -isystem ${libcxx}")
@@ -44,6 +44,6 @@ set(CMAKE_C_FLAGS_INIT "${c_headers}")
 set(CMAKE_CXX_FLAGS_INIT "${cxx_headers} ${c_headers}")
 set(CMAKE_OBJCXX_FLAGS_INIT "${cxx_headers} ${c_headers}")
 
-# The linker leaves out what the program does not need, also names, and signs: a signature made by nobody, which Macs with
-# Apple's processors ask for. Whoever ships the program signs it anew.
+# The linker removes debug information and local symbols. It adds an ad-hoc signature, which Macs with Apple's processors
+# require. The distributor replaces that signature.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -L${fetched}/lib -Wl,-S,-x,-adhoc_codesign")

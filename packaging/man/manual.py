@@ -2,10 +2,10 @@
 """Writes a manual page for man(1) from another text.
 
     manual.py page NAME SECTION WHAT-IT-IS VERSION FILE.md PAGE    from a page of the documentation
-    manual.py help NAME SECTION WHAT-IT-IS VERSION PROGRAM PAGE    from what a program and its commands print for --help
+    manual.py help NAME SECTION WHAT-IT-IS VERSION PROGRAM PAGE    from the --help of a program and its commands
 
-Of Markdown it reads what the documentation uses: headings, paragraphs, lists, tables,
-blocks of code, and in a line code, bold text and links.
+It reads the Markdown that the documentation uses: headings, paragraphs, lists, tables and
+blocks of code; inside a line, code, bold text and links.
 """
 import datetime
 import os
@@ -39,7 +39,7 @@ def page(name, section, summary, version, body):
     seconds = int(os.environ.get("SOURCE_DATE_EPOCH", time.time()))
     date = datetime.datetime.fromtimestamp(seconds, datetime.timezone.utc).date()
     title = f'.TH {name.upper()} {section} "{date}" "vostel-mcp {version}"'
-    # A section begins with a paragraph by itself.
+    # .SH begins a paragraph too, so the .PP after it is dropped.
     body = [line for line, before in zip(body, ["", *body]) if not (line == ".PP" and before.startswith(".SH"))]
     # The first line lets man(1) format tables.
     return "\n".join(["'\\\" t", title, ".SH NAME", f"{escaped(name)} \\- {escaped(summary)}", *body]) + "\n"
