@@ -15,5 +15,5 @@ void check(std::string_view text) {
     require(isCanonicalJSON(text) == (rewritten == text), "a text is canonical if and only if it comes back unchanged");
     require(!isRewritten || asText.text() == rewritten, "a text is rewritten as its value is written");
     require(isCanonicalJSON(rewritten) == (written(readBack(rewritten)) == rewritten),
-            "a written text is judged alike");
+            "a written text is canonical if and only if writing its value gives it again");
 }

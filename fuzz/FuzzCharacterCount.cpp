@@ -7,7 +7,7 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// The slow and plain way: every code point is looked at.
+/// A slow reference implementation that examines every code point.
 CharacterCount countPlainly(std::string_view text, std::size_t prefixCharacters) {
     CharacterCount count{0, text.size()};
     utf8proc_int32_t previous = 0;
@@ -31,10 +31,10 @@ CharacterCount countPlainly(std::string_view text, std::size_t prefixCharacters)
 
 } // namespace
 
-/// The first byte says how many characters to ask for.
+/// The first byte is the length of the prefix in characters.
 void check(std::string_view text) {
     if (text.empty()) return;
     const auto choice = static_cast<unsigned char>(text.front());
     text.remove_prefix(1);
-    require(countCharacters(text, choice) == countPlainly(text, choice), "the fast count is the plain one");
+    require(countCharacters(text, choice) == countPlainly(text, choice), "the fast count equals the reference");
 }

@@ -6,7 +6,7 @@
 using namespace vostel_companion;
 using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
 
-/// As the configuration file of a client that keeps it in JSON.
+/// The text is the configuration file of a client that uses JSON.
 void check(std::string_view text) {
     const MCPClientEntry entry{"/Applications/Vostel.app/Contents/MacOS/vostel-mcp", {}};
     const auto before = ClaudeCodeConfig::existingCommand(text);
@@ -22,7 +22,7 @@ void check(std::string_view text) {
         if (!before->has_value() && !isBlank(text)) {
             const auto old = readConfigJSON(text);
             const auto now = readConfigJSON(*without);
-            // The object that holds the entries may be left over, empty.
+            // The object that holds the entries may remain, empty.
             const bool hadServers = old->find("mcpServers") != nullptr;
             require(!hadServers || *old == *now, "nothing else is changed");
         }

@@ -11,7 +11,7 @@ using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
 
 namespace {
 
-/// What another reader makes of the text; absent when it is no TOML to it.
+/// The text as another parser reads it; absent when that parser refuses it.
 std::optional<toml::table> tableOf(std::string_view text) {
     toml::parse_result result = toml::parse(text);
     if (!result) return std::nullopt;
@@ -26,7 +26,7 @@ std::string textOf(const toml::table& table) {
 
 } // namespace
 
-/// As the configuration file of a client that keeps it in TOML. Another reader says whether an edit is right.
+/// The text is the configuration file of a client that uses TOML. Another parser checks each edit.
 void check(std::string_view text) {
     const MCPClientEntry entry{"/Applications/Vostel.app/Contents/MacOS/vostel-mcp", {}};
     const auto with = CodexConfig::withEntry(text, entry);

@@ -6,7 +6,8 @@
 using namespace VostelMCPKit;
 using namespace MCPClientConfigLogic;
 
-/// As a configuration file; then its lines as a command and its arguments, written and read back.
+/// First the text is a configuration file. Then its lines are a command and its arguments, which are written and read
+/// back.
 void check(std::string_view text) {
     if (const auto table = parseCodexTable({.tableName = entryName, .text = text})) {
         require(text.contains("[mcp_servers.vostel]"), "a table that is read is there");
@@ -17,7 +18,7 @@ void check(std::string_view text) {
     for (std::string_view rest = text; rest.contains('\n');) {
         rest.remove_prefix(rest.find('\n') + 1);
         std::string argument{rest.substr(0, rest.find('\n'))};
-        // Commas part arguments even in quotes, which is meant.
+        // Deliberate: parseCodexTable splits arguments at commas, even in quotes.
         std::erase(argument, ',');
         entry.args.push_back(std::move(argument));
     }
@@ -26,5 +27,5 @@ void check(std::string_view text) {
             "an entry reads back");
     require(parseCodexTable({.tableName = entryName, .text = "a = 1\r\n" + snippet + "\n[b]\ncommand = \"c\""}) ==
                 CodexTable{entry.command, entry.args},
-            "an entry reads back from among others");
+            "an entry between other tables reads back");
 }

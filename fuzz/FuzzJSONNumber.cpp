@@ -36,12 +36,12 @@ bool isNumber(std::string_view text) {
 
 } // namespace
 
-/// As a number; then its first eight bytes as a double that is written and read back.
+/// First the text is a number. Then its first eight bytes are a double, which is written and read back.
 void check(std::string_view text) {
     if (isNumber(text)) {
         const auto number = numberFromDecimal(text);
         const double expected = std::strtod(std::string{text}.c_str(), nullptr);
-        require(number.has_value() == std::isfinite(expected), "a number beyond the doubles is none");
+        require(number.has_value() == std::isfinite(expected), "a number beyond the range of double is refused");
         std::int64_t integer = 0;
         const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), integer);
         const bool isInteger = failure == std::errc{} && end == text.data() + text.size();
@@ -58,8 +58,8 @@ void check(std::string_view text) {
     if (!std::isfinite(value)) return;
     Bytes written;
     appendDecimal(value, written);
-    require(isNumber(written.text()), "a double is written as JSON has it");
+    require(isNumber(written.text()), "a double is written as a JSON number");
     const auto back = numberFromDecimal(written.text());
     const double same = back->asInt() ? static_cast<double>(*back->asInt()) : *back->asDouble();
-    require(same == value, "a double reads back as it was");
+    require(same == value, "a double reads back unchanged");
 }

@@ -10,7 +10,7 @@ using namespace VostelMCPKit;
 
 namespace {
 
-/// Equal but for numbers that are written as integers and so come back as such: 2.0 is written 2.
+/// Whether the values are equal, except for doubles that are written as integers and read back as such: 2.0 as 2.
 bool isSameButForIntegralNumbers(const MCPValue& left, const MCPValue& right) {
     std::vector<std::pair<const MCPValue*, const MCPValue*>> open{{&left, &right}};
     while (!open.empty()) {
@@ -51,12 +51,12 @@ void check(std::string_view text) {
     const std::string first = written(*value);
     require(first.find_first_of("\r\n") == std::string::npos, "a written text is one line");
     const MCPValue again = readBack(first);
-    require(isSameButForIntegralNumbers(*value, again), "a value comes back as it was");
-    require(encode(*value) == again, "a value becomes what its text says");
+    require(isSameButForIntegralNumbers(*value, again), "a value reads back unchanged");
+    require(encode(*value) == again, "encoding a value equals writing and reading it");
     require(!(*value == again) || value->hash() == again.hash(), "equal values hash equally");
 
     const MCPValue third = readBack(written(again));
     require(again == third, "a value that was written once comes back exactly");
     require(again.hash() == third.hash(), "a value that comes back hashes equally");
-    require(written(third) == written(again), "a value is always written alike");
+    require(written(third) == written(again), "equal values have the same text");
 }

@@ -4,7 +4,7 @@
 
 using namespace VostelMCPKit;
 
-/// The first byte says how large the pieces are in which the text arrives.
+/// The first byte decides how large the pieces are in which the rest arrives.
 void check(std::string_view text) {
     if (text.empty()) return;
     const std::size_t step = 1 + static_cast<unsigned char>(text.front()) % 17;

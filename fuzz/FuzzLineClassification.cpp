@@ -10,7 +10,7 @@ namespace {
 
 MCPIncoming classifyAgain(const MCPValue& message) { return MCPDispatchLogic::classify(written(message)); }
 
-/// A call that is read as text is the call that its value is.
+/// Reading a call as text must give the same call as reading it as a value.
 void checkTextCall(std::string_view line, const MCPIncoming& incoming) {
     const auto call = readTextCall(line);
     if (!call) return;
@@ -32,7 +32,7 @@ void check(std::string_view line) {
     const MCPIncoming incoming = MCPDispatchLogic::classify(line);
     checkTextCall(line, incoming);
     require(MCPDispatchLogic::classify(" \t" + std::string{line} + "\r\n") == incoming,
-            "white space around is nothing");
+            "white space around a line does not matter");
     const std::hash<MCPIncoming> hash;
     require(hash(incoming) == hash(MCPDispatchLogic::classify(line)), "equal lines hash equally");
 
@@ -59,7 +59,8 @@ void check(std::string_view line) {
             const bool isJSON = readJSON(line).has_value();
             const MCPError error =
                 isJSON ? MCPError::invalidRequest("Invalid Request") : MCPError::parseError("Parse error");
-            // White space that JSON does not know may surround the text, so text that is not JSON can be either.
+            // classify also removes white space that JSON does not allow, so text that is not JSON can give either
+            // error.
             require(malformed.error == error || (!isJSON && malformed.error.message == "Invalid Request"),
                     "a malformed line is not JSON or not a message");
         },

@@ -29,11 +29,11 @@ std::string element(std::string_view name, std::string_view text) {
 
 } // namespace
 
-/// As a property list; then as the key and the value of one that is well-formed.
+/// First the text is a property list. Then it is the key and the value in a well-formed property list.
 void check(std::string_view text) {
     const std::string name = executableName(text);
     require(!name.contains('/') && name != "." && name != "..", "the name stays in the bundle");
-    require(!name.contains('\0'), "the name is whole for the system");
+    require(!name.contains('\0'), "the name contains no NUL");
 
     const std::string_view key = text.substr(0, text.find('\n'));
     const std::string_view value = text.substr(std::min(key.size() + 1, text.size()));
@@ -41,7 +41,7 @@ void check(std::string_view text) {
                              "</array>" +
                              element("key", key) + element("string", value) + "</dict></plist>";
     const auto read = topLevelString(list, key);
-    if (key == "a-key") return require(!read, "a value of another type is no string");
-    require(read == value, "what is escaped is read back");
-    if (key != "inner") require(!topLevelString(list, "inner"), "an inner key is none of the top level");
+    if (key == "a-key") return require(!read, "a value of another type is not a string");
+    require(read == value, "escaped text is read back");
+    if (key != "inner") require(!topLevelString(list, "inner"), "an inner key is not found at the top level");
 }

@@ -15,17 +15,17 @@ void read(const VostelMCPKit::MCPValue& given) {
     const ToolCall call{given, cancellation, [](const Progress&) {}};
     const auto arguments = readArguments<Signature>(call);
     if (!arguments) {
-        require(arguments.error().starts_with(Signature::name), "a complaint names the tool");
-        require(VostelMCPKit::isValidUTF8(arguments.error()), "a complaint can be sent");
+        require(arguments.error().starts_with(Signature::name), "an error names the tool");
+        require(VostelMCPKit::isValidUTF8(arguments.error()), "an error is UTF-8");
         return;
     }
-    // What was accepted holds no key that nobody reads, so it is an object or nothing.
+    // Accepted arguments have no unknown keys, so they are an object or absent.
     require(given.isNull() || given.asObject().has_value(), "arguments are an object");
 }
 
 } // namespace
 
-/// As the arguments of every tool.
+/// The text is the arguments of every tool.
 void check(std::string_view text) {
     const auto given = VostelMCPKit::readJSON(text);
     if (!given) return;

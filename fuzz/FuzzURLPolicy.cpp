@@ -22,7 +22,7 @@ std::string lowercased(std::string_view text) {
     return lower;
 }
 
-/// The host that Python's urlsplit finds, which is what the downloader connects to.
+/// The host that Python's urlsplit finds. The downloader connects to it.
 std::string hostForPython(std::string_view url) {
     std::string text;
     while (!url.empty() && static_cast<unsigned char>(url.front()) <= 0x20) url.remove_prefix(1);
@@ -60,7 +60,7 @@ std::string hostForBrowsers(std::string_view url) {
 
 } // namespace
 
-/// The first line is the address that the host resolves to, the rest the link.
+/// The first line is an address that the host resolves to. The rest is the link.
 void check(std::string_view text) {
     const std::string address{text.substr(0, text.find('\n'))};
     const std::string_view url = text.substr(std::min(address.size() + 1, text.size()));
@@ -82,10 +82,10 @@ void check(std::string_view text) {
     require(hostForPython(url) == *asked, "the downloader connects to the host that was judged");
     require(hostForBrowsers(url) == *asked, "a browser finds the host that was judged");
     require(std::ranges::all_of(url, [](char c) { return static_cast<unsigned char>(c) > 0x20 && c != '\\'; }),
-            "no link that readers could take apart differently");
+            "no allowed link has characters that parsers treat differently");
 
     if (const auto* allowed = std::get_if<Decision::Allowed>(&decision.is)) {
-        require(*allowed == Decision::Allowed{*asked, addresses}, "an allowed link carries what was judged");
+        require(*allowed == Decision::Allowed{*asked, addresses}, "an allowed link has the host and addresses judged");
         require(address.find_first_not_of("0123456789abcdefABCDEF.:") == std::string::npos, "addresses are numeric");
         require(!address.starts_with("127.") && !address.starts_with("10."), "addresses are public");
     }

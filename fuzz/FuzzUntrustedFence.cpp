@@ -8,7 +8,7 @@ using namespace MCPUntrustedFence;
 
 namespace {
 
-/// The slow and plain way: one marker after the other, from left to right.
+/// A slow reference implementation: one marker after the other, each from left to right.
 std::string escapedPlainly(std::string text) {
     for (const std::string_view marker : {beginMarker, endMarker}) {
         std::string replacement;
@@ -25,7 +25,7 @@ std::string escapedPlainly(std::string text) {
 void check(std::string_view text) {
     const std::string escaped = escapedPlainly(std::string{text});
     require(fence(text) == std::string{opening()} + escaped + '\n' + std::string{endMarker},
-            "the quick way is the plain one");
+            "the fence equals the reference");
     for (std::string_view rest = escaped; !rest.empty();) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         require(line != endMarker && line != beginMarker, "no line of the data closes the fence");

@@ -22,10 +22,10 @@ void decodeAndEncode(const MCPValue& value) {
     require(again.has_value(), "a frame that was encoded can be decoded");
     const std::string text = written(encode(*again));
     const auto last = decode<Frame>(readBack(text));
-    require(last.has_value() && written(encode(*last)) == text, "a frame comes back as it was");
+    require(last.has_value() && written(encode(*last)) == text, "a frame reads back unchanged");
 }
 
-/// Progress that is passed on as text has the line that its values have.
+/// Progress that is relayed as text must give the same line as decoded progress.
 void checkProgress(std::string_view payload, const std::expected<MCPWireOutboundFrame, DecodingError>& frame) {
     const auto* report = frame ? std::get_if<MCPWireProgress>(&frame->is) : nullptr;
     const auto parts = canonicalProgress(payload);
@@ -88,7 +88,7 @@ void checkStream(std::string_view buffer) {
 
 void check(std::string_view text) {
     checkStream(text);
-    // A header that fits is hard to find by chance.
+    // The fuzzer rarely finds a valid header by chance, so this adds one.
     checkPayload(text);
     Bytes framed = MCPWireFraming::encode(text);
     framed.append(text);

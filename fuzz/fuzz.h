@@ -1,4 +1,4 @@
-// What every fuzzer shares. A fuzzer is one function, `check`, that states what must hold for any text.
+// The shared part of all fuzzers. A fuzzer is one function, `check`, which checks what must hold for any text.
 #pragma once
 
 #include "kit/jsonrpc/JSONReader.h"
@@ -25,7 +25,7 @@ inline std::string written(const VostelMCPKit::MCPValue& value) {
     return std::string{out.text()};
 }
 
-/// The value of a text that was written.
+/// The value of a text that our writer has written.
 inline VostelMCPKit::MCPValue readBack(std::string_view text) {
     auto value = VostelMCPKit::readJSON(text);
     require(value.has_value(), "a text that was written can be read");

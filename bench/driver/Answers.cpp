@@ -11,7 +11,7 @@ namespace vostel_bench::Answers {
 
 namespace {
 
-/// The line without its line feed; takes it off `lines`.
+/// Removes the first line from `lines` and returns it without its line feed.
 std::string_view takeLine(std::string_view& lines) {
     const std::size_t end = lines.find('\n');
     const std::string_view line = lines.substr(0, end);
@@ -24,7 +24,7 @@ std::string_view takeLine(std::string_view& lines) {
     fail("a server gave a wrong answer (" + std::string{reason} + "): " + std::string{line.substr(0, shown)});
 }
 
-/// The id is at one end of the line, whatever the order of keys, so a large result is not searched.
+/// The id is near one end of the line in any order of keys, so a large result need not be searched.
 std::optional<std::uint64_t> idOf(std::string_view line) {
     constexpr std::string_view key = "\"id\":";
     constexpr std::size_t reach = 64;
@@ -60,7 +60,7 @@ void expectResults(std::string_view lines, std::uint64_t firstID, std::size_t co
         answered[*id - firstID] = true;
         expectResult(line, *id, result);
     }
-    if (!std::ranges::all_of(answered, [](bool is) { return is; })) fail("a server left a call unanswered");
+    if (!std::ranges::all_of(answered, [](bool is) { return is; })) fail("a server did not answer a call");
 }
 
 void expectProgressThenResult(std::string_view lines, std::uint64_t id, const Workload::Tool& tool,

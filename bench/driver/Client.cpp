@@ -30,12 +30,12 @@ std::chrono::nanoseconds Client::call(const Workload::Tool& tool, const Workload
 std::vector<std::chrono::nanoseconds> Client::callTimes(const Workload::Tool& tool, const Workload::Result& result,
                                                         std::size_t count, std::size_t atOnce) {
     const Requests requests = Requests::call(tool, nextID_, count);
-    Moments moments;
-    const std::string_view answers = session_.exchange(requests, count, atOnce, &moments);
+    Timestamps timestamps;
+    const std::string_view answers = session_.exchange(requests, count, atOnce, &timestamps);
     Answers::expectResults(answers, nextID_, count, result);
     std::vector<std::chrono::nanoseconds> times;
     for (const std::uint64_t id : Answers::ids(answers)) {
-        times.push_back(moments.answered[times.size()] - moments.written[id - nextID_]);
+        times.push_back(timestamps.answered[times.size()] - timestamps.written[id - nextID_]);
     }
     nextID_ += count;
     return times;

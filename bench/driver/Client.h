@@ -1,4 +1,4 @@
-// What a client does with a server: greet it, call its tools, look at every answer.
+// A client of a server: it sends initialize, calls tools and checks every answer.
 #pragma once
 
 #include "bench/driver/Session.h"
@@ -12,17 +12,17 @@
 
 namespace vostel_bench {
 
-/// A session in which the server has been greeted and calls have ids of their own. Every answer is verified.
+/// A session after initialize. Each call gets an id of its own. Every answer is checked.
 class Client final {
 public:
     Client(const Launch& launch, Inbox& inbox);
 
-    /// The time from the first byte written to the last one read, for `count` calls, at most `atOnce` of them
-    /// unanswered. `result` is what the stub application answers to `tool`.
+    /// Makes `count` calls with at most `atOnce` of them unanswered. Returns the time from the first byte written to
+    /// the last byte read. `result` is the stub application's answer to `tool`.
     std::chrono::nanoseconds call(const Workload::Tool& tool, const Workload::Result& result, std::size_t count,
                                   std::size_t atOnce);
 
-    /// The same, with the time of each call from its request to its answer.
+    /// The same, but returns the time of each call from its request to its answer.
     std::vector<std::chrono::nanoseconds> callTimes(const Workload::Tool& tool, const Workload::Result& result,
                                                     std::size_t count, std::size_t atOnce);
 

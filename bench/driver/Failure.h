@@ -1,12 +1,12 @@
-// The one way in which a run ends early.
+// Ends a run after any failure.
 #pragma once
 
 #include <string_view>
 
 namespace vostel_bench {
 
-/// Ends the run with status 1 and a message. Deliberate: a figure from a run in which anything at all went wrong is
-/// worth nothing, so no failure is handed up to be handled.
+/// Ends the run with status 1 and a message. Deliberate: no caller handles a failure, because the figures of a run with
+/// a failure are useless.
 [[noreturn]] void fail(std::string_view message);
 
 /// `fail` with the system's text for errno after the message.

@@ -1,4 +1,4 @@
-// What a server costs while nobody asks anything of it.
+// The memory and the wake-ups of an idle server.
 #pragma once
 
 #include "bench/driver/Session.h"
@@ -7,13 +7,13 @@ namespace vostel_bench {
 
 struct Footprint {
     double residentMiB = 0;
-    /// Resident again some time after a transcript of 16 MiB has passed through.
+    /// The resident memory two seconds after a transcript of 16 MiB.
     double residentAfterLargeMiB = 0;
     double wakeUpsPerTenSeconds = 0;
 
     bool operator==(const Footprint&) const = default;
 
-    /// After the greeting, the list of tools and some short calls. Takes about eight seconds, for the most part asleep.
+    /// Measures after initialize, the list of tools and some short calls. Takes about eight seconds and mostly sleeps.
     static Footprint measure(const Launch& launch, Inbox& inbox);
 };
 

@@ -83,7 +83,7 @@ Diagram timesByLoad(const std::vector<Server>& servers, Inbox& inbox) {
     return diagram;
 }
 
-/// A power of ten as a reader expects it: 0.01, 1, 1000.
+/// A power of ten in plain digits: 0.01, 1, 1000.
 std::string label(int exponent) {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%.*f", std::max(0, -exponent), std::pow(10, exponent));

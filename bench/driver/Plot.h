@@ -15,8 +15,8 @@ struct Server {
     const Launch* launch = nullptr;
 };
 
-/// Measures each server and writes the plots, with the date and the machine. Fails the run when the file cannot be
-/// written.
+/// Measures each server and writes the plots, with the date and the machine. If the file cannot be written, the run
+/// fails.
 void write(const std::filesystem::path& file, const std::vector<Server>& servers, Inbox& inbox);
 
 } // namespace vostel_bench::Plot

@@ -21,7 +21,7 @@ std::uint64_t statusNumber(const std::filesystem::path& folder, const std::strin
         std::istringstream(line.substr(name.size() + 1)) >> number;
         return number;
     }
-    fail(folder.string() + "/status has no " + name + ": has the server died?");
+    fail(folder.string() + "/status has no " + name + ": has the server ended?");
 }
 
 std::filesystem::path folderOf(pid_t process) { return "/proc/" + std::to_string(process); }

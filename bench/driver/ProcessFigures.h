@@ -1,4 +1,4 @@
-// What the system knows about a running process. Linux only: it reads /proc.
+// The system's figures about a running process. Linux only, because it reads /proc.
 #pragma once
 
 #include <chrono>
@@ -8,16 +8,16 @@
 
 namespace vostel_bench::ProcessFigures {
 
-/// User and system time of all threads, those that ended included, to the nanosecond.
+/// User and system time of all threads, including ended ones, in nanoseconds.
 std::chrono::nanoseconds cpuTime(pid_t process);
 
-/// The most memory that was ever resident, in bytes.
+/// The peak of the resident memory, in bytes.
 std::size_t peakMemory(pid_t process);
 
 /// Memory resident now, in bytes.
 std::size_t residentMemory(pid_t process);
 
-/// How often a thread that lives now has been switched out: each wake-up ends in one.
+/// The number of context switches of all current threads. Each wake-up of a thread ends with one.
 std::uint64_t contextSwitches(pid_t process);
 
 constexpr double mebibytes(std::uintmax_t bytes) { return static_cast<double>(bytes) / (1U << 20U); }

@@ -58,7 +58,7 @@ std::string textOf(const Goal& goal) {
     return "";
 }
 
-/// As wide as the reader sees it: bytes that continue a UTF-8 character take no room.
+/// Fills up `text` to `width` characters. Bytes that continue a UTF-8 character do not count.
 std::string padded(std::string text, std::size_t width) {
     const auto continuation = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; };
     const auto seen = text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continuation));

@@ -10,19 +10,19 @@
 
 namespace vostel_bench {
 
-/// The figures of all rounds for one row. Round r of a comparison ran subject, baseline, floor, floor, baseline,
-/// subject; its ratios are those of the means.
+/// The figures of all rounds for one row. Each round runs subject, baseline, floor, floor, baseline, subject. Its
+/// ratios are those of the means.
 struct Measured {
     Row row;
     std::vector<double> subject;
     std::vector<double> baseline;
     std::vector<double> floor;
-    /// Subject to baseline, one per round. Empty when the goal is for our own figure.
+    /// Subject to baseline, one for each round. Empty when the goal is for the subject's own figure.
     std::vector<double> ratios;
     /// Subject to floor.
     std::vector<double> floorRatios;
 
-    /// What the goal is compared with: the median ratio, or our own median when there is none.
+    /// The value that the goal is compared with: the median ratio. Without ratios, the subject's median.
     [[nodiscard]] double judged() const;
     /// The same for the goal of the ratio to the floor; zero when there is no such ratio.
     [[nodiscard]] double judgedByFloor() const;
@@ -35,7 +35,7 @@ namespace Report {
 void printHeader();
 void print(const Measured& measured);
 
-/// The machine, and every figure of every round. A file that cannot be written fails the run.
+/// Writes the machine and every figure of every round. If the file cannot be written, the run fails.
 void write(const std::filesystem::path& file, const std::vector<Measured>& all, int rounds);
 
 } // namespace Report

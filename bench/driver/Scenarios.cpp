@@ -23,7 +23,7 @@ double seconds(std::chrono::nanoseconds time) { return std::chrono::duration<dou
 Goal atMost(double value) { return {Goal::Kind::atMost, value}; }
 Goal atLeast(double value) { return {Goal::Kind::atLeast, value}; }
 
-/// Keeps this process, what it starts meanwhile, and the stub application on one processor.
+/// Keeps this process, its new child processes and the stub application on one processor.
 class OnOneProcessor final {
 public:
     explicit OnOneProcessor(pid_t application) : application_{application} {
@@ -33,14 +33,14 @@ public:
         int processor = 0;
         while (!CPU_ISSET(processor, &before_)) ++processor;
         CPU_SET(processor, &first);
-        if (!stayOn(first)) failWithErrno("cannot stay on one processor");
+        if (!pin(first)) failWithErrno("cannot stay on one processor");
     }
-    ~OnOneProcessor() { stayOn(before_); }
+    ~OnOneProcessor() { pin(before_); }
     OnOneProcessor(const OnOneProcessor&) = delete;
     OnOneProcessor& operator=(const OnOneProcessor&) = delete;
 
 private:
-    bool stayOn(const cpu_set_t& processors) const {
+    bool pin(const cpu_set_t& processors) const {
         return ::sched_setaffinity(0, sizeof processors, &processors) == 0 &&
                ::sched_setaffinity(application_, sizeof processors, &processors) == 0;
     }
@@ -68,7 +68,7 @@ Figures start(const Launch& launch, Inbox& inbox) {
 Figures toolLists(const Launch& launch, Inbox& inbox) {
     constexpr int warmUp = 300;
     constexpr int trips = 500;
-    // One id for all: then every answer must be the first one again, to the byte.
+    // All requests have the same id, so every answer must equal the first one.
     constexpr std::uint64_t id = 7;
     const OnOneProcessor here{launch.application};
     Client client(launch, inbox);
@@ -91,7 +91,7 @@ const Workload::Result& shortResult() {
     return result;
 }
 
-/// Each call alone, in microseconds.
+/// The time of each call in microseconds. The calls are made one after the other.
 std::vector<double> shortCallTimes(Client& client, int calls) {
     std::vector<double> times;
     for (int index = 0; index < calls; ++index) {
@@ -131,8 +131,8 @@ Figures shortCallsInFlight(const Launch& launch, Inbox& inbox) {
     return {callsInFlightPerSecond(client)};
 }
 
-/// Hardly any session of an AI client gets as old, but a runtime that compiles what it runs often is at its best only
-/// here.
+/// Few sessions of an AI client last that long. But a runtime with a just-in-time compiler reaches its best speed only
+/// after many calls.
 Figures shortCallsInAnOldSession(const Launch& launch, Inbox& inbox) {
     Client client(launch, inbox);
     std::ignore = shortCallTimes(client, 10'000);
@@ -141,7 +141,7 @@ Figures shortCallsInAnOldSession(const Launch& launch, Inbox& inbox) {
     return figures;
 }
 
-/// A first call to warm up, `calls` on the clock, one at a time.
+/// One call to warm up, then `calls` measured calls, one after the other.
 std::function<Figures(const Launch&, Inbox&)> largeCalls(const Workload::Tool& tool, int calls) {
     return [&tool, calls](const Launch& launch, Inbox& inbox) -> Figures {
         const auto result = Workload::result(tool);
@@ -153,7 +153,7 @@ std::function<Figures(const Launch&, Inbox&)> largeCalls(const Workload::Tool& t
     };
 }
 
-/// How much memory a value of many small parts takes. One call, because it takes long.
+/// How much memory the server needs for a value of many small parts. Only one call, because it takes long.
 std::function<Figures(const Launch&, Inbox&)> amplification(const Workload::Tool& tool) {
     return [&tool](const Launch& launch, Inbox& inbox) -> Figures {
         Client client(launch, inbox);

@@ -1,4 +1,4 @@
-// What is measured: each piece of work, the rows of the table that it fills, and their goals.
+// What is measured: each scenario, its rows of the table, and their goals.
 #pragma once
 
 #include "bench/driver/Session.h"
@@ -21,7 +21,7 @@ struct Goal {
 
 enum class Unit { microseconds, milliseconds, mebibytes, perSecond, count };
 
-/// One row: a figure that a scenario gives, and the goal for its ratio: the subject's figure to the baseline's.
+/// One row: a figure of a scenario, and the goal for the ratio of the subject's figure to the baseline's.
 struct Row {
     std::string name;
     Unit unit = Unit::count;
@@ -32,15 +32,15 @@ struct Row {
     bool operator==(const Row&) const = default;
 };
 
-/// A piece of work that both servers do in turns.
+/// Work that the servers do in turns.
 struct Scenario {
     std::string name;
     std::vector<Row> rows;
     /// What the server is compared with besides the floor.
     enum class Baseline { peer, plainRelay, none };
     Baseline baseline = Baseline::peer;
-    /// Does the work once and returns a figure for each row. Each time has a server of its own, as each session of an
-    /// AI client has: compiled code or peak memory of one round does not affect the next.
+    /// Does the work once and returns a figure for each row. Each time uses a new server, so that compiled code or the
+    /// peak memory of one round does not affect the next.
     std::function<std::vector<double>(const Launch&, Inbox&)> measure;
 };
 

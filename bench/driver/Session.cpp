@@ -16,7 +16,7 @@ namespace vostel_bench {
 
 namespace {
 
-/// In milliseconds. Longer than any exchange takes, so that a server that hangs ends the run.
+/// In milliseconds. Longer than any exchange takes. If a server hangs, it ends the run.
 constexpr int answerTimeout = 120'000;
 
 std::vector<char*> pointers(std::vector<std::string>& strings) {
@@ -27,7 +27,7 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
 }
 
 std::vector<std::string> environmentWithHome(const std::string& home) {
-    // macOS asks the second one first.
+    // macOS prefers CFFIXED_USER_HOME.
     std::vector<std::string> made = {"HOME=" + home, "CFFIXED_USER_HOME=" + home};
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string_view name = std::string_view{*entry}.substr(0, std::string_view{*entry}.find('='));
@@ -43,7 +43,7 @@ Session::Session(const Launch& launch, Inbox& inbox) : inbox_(inbox) {
     int output[2];
     if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0) failWithErrno("no pipe");
 
-    // Deliberate: not a posix::ChildProcess. The driver links nothing of what it measures.
+    // Deliberate: not a posix::ChildProcess. The driver must not link code that it measures.
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
@@ -68,7 +68,7 @@ Session::Session(const Launch& launch, Inbox& inbox) : inbox_(inbox) {
 
 Session::~Session() {
     ::close(toServer_);
-    // The write end of the server's output closes when it leaves. What it still writes is dropped.
+    // The server's output closes when the server ends. Its last bytes are ignored.
     pollfd output{.fd = fromServer_, .events = POLLIN, .revents = 0};
     constexpr int exitTimeout = 10'000;
     while (::poll(&output, 1, exitTimeout) == 1 && ::read(fromServer_, inbox_.data(), inbox_.size()) > 0) {}
@@ -76,10 +76,11 @@ Session::~Session() {
     if (!left) ::kill(process_, SIGKILL);
     ::waitpid(process_, nullptr, 0);
     ::close(fromServer_);
-    if (!left) fail("a server did not leave at the end of its input");
+    if (!left) fail("a server did not end at the end of its input");
 }
 
-std::string_view Session::exchange(const Requests& requests, std::size_t lines, std::size_t atOnce, Moments* moments) {
+std::string_view Session::exchange(const Requests& requests, std::size_t lines, std::size_t atOnce,
+                                   Timestamps* timestamps) {
     const auto note = [](std::vector<std::chrono::steady_clock::time_point>& times, std::size_t count) {
         if (times.size() < count) times.resize(count, std::chrono::steady_clock::now());
     };
@@ -92,9 +93,9 @@ std::string_view Session::exchange(const Requests& requests, std::size_t lines, 
         const std::size_t allowed = requests.ends.size() - unanswered + std::min(atOnce, unanswered);
         const std::size_t allowedBytes = allowed == 0 ? 0 : requests.ends[allowed - 1];
         if (written < allowedBytes) written += writeSome(outgoing.substr(written, allowedBytes - written));
-        if (moments != nullptr) {
+        if (timestamps != nullptr) {
             const auto next = std::ranges::upper_bound(requests.ends, written);
-            note(moments->written, static_cast<std::size_t>(next - requests.ends.begin()));
+            note(timestamps->written, static_cast<std::size_t>(next - requests.ends.begin()));
         }
 
         wait(written < allowedBytes);
@@ -103,7 +104,7 @@ std::string_view Session::exchange(const Requests& requests, std::size_t lines, 
         const std::span news = room.first(readSome(room));
         received += news.size();
         complete += static_cast<std::size_t>(std::ranges::count(news, '\n'));
-        if (moments != nullptr) note(moments->answered, complete);
+        if (timestamps != nullptr) note(timestamps->answered, complete);
         if (complete >= lines) break;
     }
     const std::string_view answers{inbox_.data(), received};
@@ -121,7 +122,7 @@ std::size_t Session::writeSome(std::string_view bytes) {
 std::size_t Session::readSome(std::span<char> room) {
     const ssize_t count = ::read(fromServer_, room.data(), room.size());
     if (count > 0) return static_cast<std::size_t>(count);
-    if (count == 0) fail("a server left before it had answered");
+    if (count == 0) fail("a server ended before it had answered");
     if (errno != EAGAIN && errno != EINTR) failWithErrno("a server's output cannot be read");
     return 0;
 }

@@ -16,9 +16,9 @@ namespace vostel_bench {
 /// How a server is started.
 struct Launch {
     std::vector<std::string> command;
-    /// The throw-away home folder whose socket the stub application listens on.
+    /// The temporary home folder that contains the stub application's socket.
     std::string home;
-    /// Gets the server's standard error.
+    /// The file for the server's standard error.
     std::string log;
     /// The stub application that it talks to, if any.
     pid_t application = 0;
@@ -26,41 +26,40 @@ struct Launch {
     bool operator==(const Launch&) const = default;
 };
 
-/// Room for the answers of one exchange. It is touched once at the start, so that no page of it is mapped on the clock.
+/// Room for the answers of one exchange. All its pages are touched at the start, so that mapping them is not measured.
 using Inbox = std::vector<char>;
 
-/// When each request of an exchange was written whole, and when each line of the answers was read.
-struct Moments {
+/// When each request of an exchange was written completely, and when each line of the answers was read.
+struct Timestamps {
     std::vector<std::chrono::steady_clock::time_point> written;
     std::vector<std::chrono::steady_clock::time_point> answered;
 };
 
-/// A server in a process of its own, spoken to over pipes as a client would. The driver is one thread: write what the
-/// pipe takes, read what has come, count the line feeds; looking at the answers is left for after the exchange.
-/// The stub application is started and stopped by the same means.
+/// A server in a process of its own, which the driver uses over pipes as a client does. The driver is one thread: it
+/// writes what the pipe takes, reads what has come, and counts line feeds. It checks the answers after the exchange.
+/// The stub application is started and stopped in the same way.
 class Session final {
 public:
     Session(const Launch& launch, Inbox& inbox);
-    /// Closes the server's standard input and waits for it to leave; a server that has not left after 10 s fails the
-    /// run.
+    /// Closes the server's standard input and waits for its end. If the server has not ended after 10 s, the run fails.
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    /// Writes the requests and returns everything read until the `lines`-th line feed, with never more than `atOnce`
-    /// requests unanswered. What it returns is valid until the next exchange over the same inbox.
-    /// `moments`, unless it is null, receives the times.
+    /// Writes the requests with at most `atOnce` of them unanswered. Returns everything that was read until `lines`
+    /// line feeds; it is valid until the next exchange with the same inbox. `timestamps`, unless it is null, receives
+    /// the times.
     std::string_view exchange(const Requests& requests, std::size_t lines, std::size_t atOnce = allAtOnce,
-                              Moments* moments = nullptr);
+                              Timestamps* timestamps = nullptr);
 
     [[nodiscard]] pid_t process() const { return process_; }
 
 private:
     static constexpr std::size_t allAtOnce = static_cast<std::size_t>(-1);
 
-    /// Returns the number of bytes that the pipe took, none when it is full.
+    /// Returns the number of bytes that the pipe took: 0 when it is full.
     std::size_t writeSome(std::string_view bytes);
-    /// Returns the number of bytes read into `room`, none when nothing has come.
+    /// Returns the number of bytes read into `room`: 0 when none have come.
     std::size_t readSome(std::span<char> room);
     void wait(bool toWriteToo);
 

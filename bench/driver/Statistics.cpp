@@ -6,9 +6,9 @@
 
 namespace vostel_bench::Statistics {
 
-double quantile(std::vector<double> values, double share) {
+double quantile(std::vector<double> values, double fraction) {
     std::ranges::sort(values);
-    const auto rank = static_cast<std::size_t>(share * static_cast<double>(values.size()));
+    const auto rank = static_cast<std::size_t>(fraction * static_cast<double>(values.size()));
     return values[std::min(rank, values.size() - 1)];
 }
 

@@ -1,12 +1,12 @@
-// What many figures come down to.
+// Statistics over many figures.
 #pragma once
 
 #include <vector>
 
 namespace vostel_bench::Statistics {
 
-/// The value that `share` of the values (from 0 to 1) do not exceed. `values` is not empty.
-double quantile(std::vector<double> values, double share);
+/// The value that `fraction` (from 0 to 1) of the values do not exceed. `values` is not empty.
+double quantile(std::vector<double> values, double fraction);
 
 double median(std::vector<double> values);
 

@@ -38,22 +38,22 @@ bool isChosen(const Options& options, const std::string& name) {
     return options.rows.empty() || std::ranges::find(options.rows, name) != options.rows.end();
 }
 
-/// A home of this run's own, so that no socket and no file of the user is touched. A failed run leaves it, with the
-/// servers' standard errors, to be looked at.
-class ThrowAwayHome final {
+/// A temporary home folder, so that the run uses no socket and no file of the user. A failed run keeps it with the
+/// standard errors of the servers, for inspection.
+class TemporaryHome final {
 public:
-    ThrowAwayHome() {
+    TemporaryHome() {
         std::string pattern = (std::filesystem::temp_directory_path() / "vostel-bench-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) failWithErrno("no throw-away home");
+        if (::mkdtemp(pattern.data()) == nullptr) failWithErrno("cannot create a temporary home folder");
         path_ = pattern;
         std::filesystem::create_directories(socket().parent_path());
     }
-    ~ThrowAwayHome() {
+    ~TemporaryHome() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
-    ThrowAwayHome(const ThrowAwayHome&) = delete;
-    ThrowAwayHome& operator=(const ThrowAwayHome&) = delete;
+    TemporaryHome(const TemporaryHome&) = delete;
+    TemporaryHome& operator=(const TemporaryHome&) = delete;
 
     [[nodiscard]] std::filesystem::path file(const char* name) const { return path_ / name; }
     [[nodiscard]] std::filesystem::path socket() const {
@@ -67,8 +67,8 @@ private:
     std::filesystem::path path_;
 };
 
-/// The peer announces what our own server announces, so both carry the same list.
-std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& subject, Inbox& inbox) {
+/// The peer announces the tools of our server, so that both send the same list.
+std::filesystem::path writeToolList(const TemporaryHome& home, const Launch& subject, Inbox& inbox) {
     constexpr std::uint64_t id = 2;
     Client client(subject, inbox);
     const std::filesystem::path file = home.file("tools.json");
@@ -78,7 +78,7 @@ std::filesystem::path writeToolList(const ThrowAwayHome& home, const Launch& sub
     return file;
 }
 
-/// `baseline` is null when there is nothing to compare with but the floor.
+/// `baseline` is null when the scenario is compared only with the floor.
 std::vector<Measured> measure(const Scenario& scenario, const Launch& subject, const Launch* baseline,
                               const Launch& floor, int rounds, Inbox& inbox) {
     using Rows = std::vector<double> Measured::*;
@@ -122,10 +122,10 @@ std::vector<Measured> measureFootprint(const Launch& subject, const Launch& base
         if (floorGoal.kind != Goal::Kind::none) measured.floorRatios = {ofSubject.*figure / ofFloor.*figure};
     };
     constexpr Goal memory{Goal::Kind::atMost, 4};
-    constexpr Goal asleep{Goal::Kind::atMost, 0};
+    constexpr Goal noWakeUps{Goal::Kind::atMost, 0};
     constexpr Goal size{Goal::Kind::atMost, 1.5};
     add("idle: resident memory", Unit::mebibytes, memory, &Footprint::residentMiB, {Goal::Kind::atMost, 1.5});
-    add("idle: wake-ups in ten seconds", Unit::count, asleep, &Footprint::wakeUpsPerTenSeconds);
+    add("idle: wake-ups in ten seconds", Unit::count, noWakeUps, &Footprint::wakeUpsPerTenSeconds);
     add("idle after a 16 MiB transcript", Unit::mebibytes, {}, &Footprint::residentAfterLargeMiB);
     Measured& executable = all.emplace_back();
     executable.row = {"executable, stripped", Unit::mebibytes, size, {}};
@@ -135,7 +135,7 @@ std::vector<Measured> measureFootprint(const Launch& subject, const Launch& base
 
 int run(const Options& options) {
     Inbox inbox(72U << 20U, '\0');
-    const ThrowAwayHome home;
+    const TemporaryHome home;
     Session stub(home.launch({options.stub, home.socket().string()}, "stub.log"), inbox);
     if (stub.exchange({}, 1) != "ready\n") fail("the stub application did not start");
 
@@ -198,14 +198,14 @@ int main(int argc, char** argv) {
     app.add_option("--server", options.server, "the stripped executable")->required()->check(CLI::ExistingFile);
     app.add_option("--stub", options.stub, "the stub application")->required()->check(CLI::ExistingFile);
     app.add_option("--peer", options.peerFolder, "folder of the peer")->required()->check(CLI::ExistingDirectory);
-    app.add_option("--floor", options.floor, "the least that a server can do")->required()->check(CLI::ExistingFile);
+    app.add_option("--floor", options.floor, "the minimal server")->required()->check(CLI::ExistingFile);
     app.add_option("--json", options.json, "file for all figures");
-    app.add_option("--plot", options.plot, "file for the plots, which are then measured instead of the rows");
+    app.add_option("--plot", options.plot, "measures the plots instead of the rows, and writes them to this file");
     app.add_option("--rounds", options.rounds, "rounds of subject, baseline, floor, floor, baseline, subject")
         ->check(CLI::PositiveNumber);
     std::vector<std::string> names = {vostel_bench::footprintRows};
     for (const vostel_bench::Scenario& scenario : vostel_bench::allScenarios()) names.push_back(scenario.name);
-    app.add_option("rows", options.rows, "only these")->check(CLI::IsMember(names));
+    app.add_option("rows", options.rows, "measures only these rows")->check(CLI::IsMember(names));
     CLI11_PARSE(app, argc, argv);
     return vostel_bench::run(options);
 }

@@ -1,7 +1,8 @@
-// The least that a server of this kind can do: the same system calls and the same threads, and no look at the JSON.
+// The least work that a server of this kind must do: the same system calls and threads as vostel-mcp, but no JSON
+// reader.
 //
-// It is not a server. It finds what it needs at fixed places of the driver's own lines and of the stub's own frames,
-// refuses nothing, and knows no cancellation. Each call takes two new threads, one to connect and one for the exchange.
+// It is not a complete server. It relies on the fixed form of the driver's lines and of the stub's frames, checks
+// nothing, and does not support cancellation. Each call uses two new threads, one to connect and one for the exchange.
 //
 //     bench-floor TOOLS.JSON        the file holds the result of tools/list
 #include "posix/UnixSocket.h"
@@ -60,7 +61,7 @@ void writeLine(std::array<std::string_view, 3> pieces) {
     }
 }
 
-/// A buffer that is never filled before it is read into.
+/// A buffer that does not initialise its memory.
 struct Buffer {
     char* bytes = nullptr;
     std::size_t size = 0;
@@ -122,7 +123,7 @@ void sendRequest(const Call& call) {
     }
 }
 
-/// The frames of the answer; the last one is the response.
+/// Relays the frames of the answer. The last one is the response.
 void relayAnswer(const Call& call) {
     const std::string id{between(call.line, R"("id":)", ',')};
     const std::string lineHead = R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":)";

@@ -1,4 +1,4 @@
-// What we decided against, measured like what we have: docs/decisions compares the two.
+// The alternatives that we decided against, measured in the same way as our own code. docs/decisions compares the two.
 #include "bench/workload/Workload.h"
 #include "kit/support/PosixError.h"
 
@@ -24,7 +24,7 @@ void countText(benchmark::State& state, const std::string& text) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
-/// Beside ReadTranscript.
+/// To compare with ReadTranscript.
 void ReadTranscriptWithNlohmann(benchmark::State& state) {
     const std::string text = transcriptText(state);
     for (auto _ : state) {
@@ -35,7 +35,7 @@ void ReadTranscriptWithNlohmann(benchmark::State& state) {
 }
 BENCHMARK(ReadTranscriptWithNlohmann)->Arg(200)->Arg(1 << 20)->Arg(16 << 20)->Unit(benchmark::kMicrosecond);
 
-/// Beside WriteTranscript.
+/// To compare with WriteTranscript.
 void WriteTranscriptWithNlohmann(benchmark::State& state) {
     const std::string text = transcriptText(state);
     const auto value = nlohmann::json::parse(text);
@@ -44,7 +44,7 @@ void WriteTranscriptWithNlohmann(benchmark::State& state) {
 }
 BENCHMARK(WriteTranscriptWithNlohmann)->Arg(200)->Arg(1 << 20)->Arg(16 << 20)->Unit(benchmark::kMicrosecond);
 
-// A failure that passes through `calls` callers on its way to the one that handles it.
+// A failure that passes through `calls` callers before it is handled.
 
 [[gnu::noinline]] std::expected<int, VostelMCPKit::PosixError> failByValue(int calls) {
     if (calls == 0) return std::unexpected(VostelMCPKit::PosixError{ENOENT});
@@ -74,7 +74,7 @@ void FailureAsException(benchmark::State& state) {
 }
 BENCHMARK(FailureAsException)->Arg(1)->Arg(10);
 
-/// Beside BlockingThreadRoundTrip: a thread of the standard library, with the system's stack, joined.
+/// To compare with BlockingThreadRoundTrip: a joined thread of the standard library, with the system's stack.
 void StandardThreadRoundTrip(benchmark::State& state) {
     std::atomic<int> answers = 0;
     for (auto _ : state) std::thread{[&] { ++answers; }}.join();

@@ -29,7 +29,7 @@ Task<void> callRepeatedly(Counter& counter, benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(co_await counter.next());
 }
 
-/// Into an actor and back out of it.
+/// A call into an actor and the return from it.
 void ExecutorHop(benchmark::State& state) {
     InlineExecutor outside;
     SerialExecutor inside;
@@ -48,7 +48,7 @@ Task<void> workOnce(const posix::ThreadStarter& starter, std::atomic<bool>& done
     done.notify_one();
 }
 
-/// A thread of its own for one operation, and word back to the one who waits.
+/// One operation on a thread of its own, and waking the waiting thread.
 void BlockingThreadRoundTrip(benchmark::State& state) {
     const posix::ThreadStarter starter = posix::startBlockingThread;
     InlineExecutor caller;

@@ -40,11 +40,11 @@ void writeText(benchmark::State& state, const std::string& text) {
     countBytes(state, text);
 }
 
-/// A result is read, and the text and the value are destroyed, on the way of every call.
+/// Reads a result and destroys its value.
 void ReadTranscript(benchmark::State& state) { readText(state, transcript(state)); }
 BENCHMARK(ReadTranscript)->Arg(200)->Arg(mebibyte)->Arg(16 * mebibyte)->Unit(benchmark::kMicrosecond);
 
-/// What a result in our own form costs instead of reading and writing.
+/// Recognises a result in our writer's form. The server does this instead of reading and writing the result.
 void RecogniseTranscript(benchmark::State& state) {
     const std::string text = transcript(state);
     for (auto _ : state) benchmark::DoNotOptimize(isCanonicalJSON(text));

@@ -53,7 +53,7 @@ std::string progressPayload(std::string_view requestID) {
            std::string{requestID} + "\"}}";
 }
 
-/// As many frames as one read of 64 KiB brings.
+/// Cuts the frames of one read of 64 KiB.
 void CutFrames(benchmark::State& state) {
     const Bytes frame = MCPWireFraming::encode(progressPayload(UUID{}.text()));
     std::string received;
@@ -75,7 +75,7 @@ void RelayProgress(benchmark::State& state) {
     MCPCancellationRegistry registry;
     const std::string wireID = registry.registerCall("7", MCPValue{7}, UUID{});
     const std::string payload = progressPayload(wireID);
-    // As many as one read brings.
+    // About as many as one read returns.
     constexpr int atOnce = 500;
     for (auto _ : state) {
         MCPProgressReports reports{wireID};

@@ -5,10 +5,10 @@ import { FrameReader, encodeFrame, wireProtocolVersion } from "./frames.mjs";
 import { socketPath } from "./socketPath.mjs";
 
 /**
- * Sends one tool call to the application on a connection of its own and settles with the response's result.
- * `onProgress` gets each progress report; what it returns is awaited before later frames are looked at. That is the SDK
- * at its best: notifications that are sent without waiting each leave a listener at a standard output that is full, and
- * taking those away again costs quadratic time.
+ * Sends one tool call to the application on a connection of its own and returns the result of the response.
+ * `onProgress` gets each progress report, and is awaited before the next frame is read. That is the fastest use of the
+ * SDK: each notification that is sent without waiting adds a listener to a full standard output, and removing these
+ * listeners takes quadratic time.
  */
 export function callApplication({ clientInfo, tool, args, signal, onProgress }) {
   const requestID = randomUUID().toUpperCase();
@@ -55,7 +55,7 @@ export function callApplication({ clientInfo, tool, args, signal, onProgress }) 
       relaying = relay(chunk);
     });
     socket.on("end", async () => {
-      // The end may be reported before the reports of the last chunk have arrived, despite the pause.
+      // Despite the pause, this event may come before the reports of the last chunk have been relayed.
       await relaying;
       settle(reject, new Error("The application closed the connection before it answered."));
     });

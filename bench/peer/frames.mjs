@@ -13,7 +13,7 @@ export function encodeFrame(value) {
   return frame;
 }
 
-/** Cuts frames out of a byte stream; a large frame is put together once, not once per chunk. */
+/** Cuts frames out of a byte stream. It joins the chunks of a large frame once, not after each chunk. */
 export class FrameReader {
   #chunks = [];
   #received = 0;

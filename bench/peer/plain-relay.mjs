@@ -1,5 +1,5 @@
-// The least that a relay in Node can be: lines in, frames out, no SDK, no validation, nothing awaited.
-// It answers initialize and tools/call, and is there to be compared for progress alone.
+// A minimal relay in Node: it turns lines into frames and back, without SDK, validation or waiting.
+// It answers initialize and tools/call, and is compared only in relaying progress.
 import { randomUUID } from "node:crypto";
 import { connect } from "node:net";
 import { stdin, stdout } from "node:process";

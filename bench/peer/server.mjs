@@ -1,5 +1,5 @@
-// The same job as vostel-mcp, written with the official SDK: node server.mjs TOOLS.JSON
-// The file holds the result of tools/list, so that both servers announce the very same tools.
+// A server with the function of vostel-mcp, built with the official SDK: node server.mjs TOOLS.JSON
+// The file holds the result of tools/list, so that both servers announce the same tools.
 import { readFileSync } from "node:fs";
 import { argv } from "node:process";
 

@@ -1,5 +1,5 @@
 import { homedir } from "node:os";
 import { join } from "node:path";
 
-/** Where the application listens; HOME decides, as it does for the server itself. */
+/** Where the application listens. It depends on HOME, as for vostel-mcp. */
 export const socketPath = join(homedir(), "Library", "Application Support", "com.vostel.vostel", "mcp.sock");

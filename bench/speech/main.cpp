@@ -1,5 +1,5 @@
-// Measures the recognition of speech: with one decoder, and with one for each core. The real-time factor is the time
-// that a second of sound takes.
+// Measures speech recognition with one decoder, and with one decoder for each core. The real-time factor is the time
+// that one second of sound takes.
 //
 //     speech-bench [MINUTES]
 //
@@ -39,7 +39,7 @@ void setNumber(std::string& bytes, std::size_t at, std::size_t number) {
     for (std::size_t byte = 0; byte < 4; ++byte) bytes[at + byte] = static_cast<char>(value >> (8 * byte) & 0xFF);
 }
 
-/// Writes the sentences over and over, with pauses between them, until the recording is as long as `minutes`.
+/// Repeats the sentences, with pauses between them, until the recording has `minutes` minutes.
 void writeRecording(const std::filesystem::path& file, std::size_t minutes) {
     std::vector<std::filesystem::path> sentences;
     for (const auto& entry : std::filesystem::directory_iterator{VOSTEL_SPEECH_DATA}) {
@@ -65,7 +65,7 @@ double processorSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-/// The resident memory of this process, in MB. Zero where the system does not say.
+/// The resident memory of this process, in MB. Zero on a system that does not report it.
 double residentMegabytes() {
     std::size_t whole = 0;
     std::size_t resident = 0;

@@ -77,7 +77,7 @@ const StubApplication::Answer* StubApplication::answerOf(std::string_view toolNa
 
 StubApplication::~StubApplication() {
     for (const auto& [socket, connection] : active_) ::close(socket);
-    for (const auto& [socket, connection] : asleep_) ::close(socket);
+    for (const auto& [socket, connection] : delayed_) ::close(socket);
     ::close(listener_);
 }
 
@@ -161,7 +161,7 @@ void StubApplication::takeRequest(Connection& connection) {
     if (found->tool->delay == std::chrono::milliseconds{0}) return send(connection);
 
     const int socket = connection.socket;
-    asleep_.insert(active_.extract(socket));
+    delayed_.insert(active_.extract(socket));
     waiting_.push_back({Clock::now() + found->tool->delay, socket});
 }
 
@@ -231,7 +231,7 @@ void StubApplication::answerDue() {
     while (!waiting_.empty() && waiting_.front().due <= now) {
         const int socket = waiting_.front().socket;
         waiting_.pop_front();
-        active_.insert(asleep_.extract(socket));
+        active_.insert(delayed_.extract(socket));
         send(*active_.at(socket));
     }
 }

@@ -1,4 +1,4 @@
-// The application's side of the socket, for measuring: it answers from memory and is never the slower side.
+// The application's side of the socket, for measuring. It must be faster than every server, so it answers from memory.
 #pragma once
 
 #include "bench/workload/Workload.h"
@@ -15,10 +15,10 @@
 
 namespace vostel_bench {
 
-/// The application's side of the socket, made to be cheap: all answers lie ready, one thread serves every connection,
-/// and a connection that only waits for its time costs nothing.
+/// All answers are built in advance, one thread serves every connection, and a connection that waits for a delay uses
+/// no time.
 ///
-/// A request that is not what the driver asked for is answered with `isError` true and the reason, which fails the run.
+/// A request that differs from the driver's is answered with `isError` true and the reason, so that the run fails.
 class StubApplication final {
 public:
     /// Takes ownership of a listening, non-blocking socket.
@@ -36,7 +36,7 @@ private:
     struct Answer {
         const Workload::Tool* tool = nullptr;
         std::string json;
-        /// All progress frames of a call in a row; only the request id within each is yet to be filled in.
+        /// All progress frames of a call, one after the other. The request id in each must still be filled in.
         std::string progress;
         std::size_t progressFrameBytes = 0;
         std::size_t progressIDOffset = 0;
@@ -75,13 +75,14 @@ private:
     [[nodiscard]] int millisecondsToNextAnswer() const;
 
     int listener_;
-    /// By the name of the tool. Each is made at the first call, because some are large.
+    /// By the name of the tool. Each is built at the first call, because some are large.
     std::unordered_map<std::string_view, Answer> answers_;
     std::string largeArguments_;
-    /// Connections that are being read or written. One that waits for its time is not among them.
+    /// Connections that are being read or written.
     std::unordered_map<int, std::unique_ptr<Connection>> active_;
-    std::unordered_map<int, std::unique_ptr<Connection>> asleep_;
-    /// One delay for all slow calls, so the queue is in the order of their times.
+    /// Connections whose answer is delayed.
+    std::unordered_map<int, std::unique_ptr<Connection>> delayed_;
+    /// All slow calls have the same delay, so the queue is in the order of their times.
     std::deque<Waiting> waiting_;
     std::string scratch_;
 };

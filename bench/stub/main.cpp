@@ -1,4 +1,4 @@
-// The stub application: stub-application SOCKET. It listens there, says "ready" on its standard output, and serves
+// The stub application: stub-application SOCKET. It listens there, writes "ready" to its standard output, and serves
 // until its standard input is closed, so that it never outlives the driver.
 #include "bench/stub/StubApplication.h"
 
@@ -19,7 +19,7 @@ int listenAt(std::string_view path) {
     if (path.size() >= sizeof address.sun_path) return -1;
     std::memcpy(address.sun_path, path.data(), path.size());
 
-    // As many calls at once as any row asks for may be waiting to be accepted.
+    // Larger than the number of calls that any row makes at once.
     constexpr int backlog = 4096;
     const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
     if (listener < 0 || ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return -1;

@@ -9,13 +9,13 @@ namespace vostel_bench::Workload {
 
 namespace {
 
-/// Words of several scripts and with characters that JSON escapes, as speech recognisers give them.
+/// Words in several scripts, and one with characters that JSON escapes.
 constexpr std::array<std::string_view, 16> words = {
     " the",  " transcript", " of", " a",  " conversation", R"( \"quoted\")", " привет", " мир",
     " café", " naïve",      " 42", " in", " which",        " people",        " 会議",   " speak,",
 };
 
-/// Fixed and poor on purpose: the same words on every machine and in both processes.
+/// A simple random generator with a fixed seed: it returns the same words on every machine and in both processes.
 class WordPicker final {
 public:
     std::string_view next() {
@@ -27,7 +27,7 @@ private:
     std::uint64_t state_ = 1;
 };
 
-/// Hundredths as the shortest decimal number.
+/// Appends hundredths of a second as the shortest decimal number.
 void appendSeconds(std::string& out, std::uint64_t hundredths) {
     out += std::to_string(hundredths / 100);
     const std::uint64_t rest = hundredths % 100;
@@ -57,14 +57,14 @@ Result shortText(std::size_t bytes) {
     return assemble(std::string(bytes - frame, 'x'), "");
 }
 
-/// `isSorted` is whether the keys of the segments that are sent are in order.
+/// If `isSorted` is false, the keys of the segments are sent in another order.
 Result transcript(std::size_t bytes, bool isSorted) {
     WordPicker picker;
     std::string text;
     std::string segments;
     std::string unsorted;
     std::uint64_t time = 0;
-    // The text travels twice, once for the model and once in the structured content.
+    // The text is sent twice, once for the model and once in the structured content.
     while (2 * text.size() + segments.size() < bytes) {
         const std::string_view word = picker.next();
         text += word;
@@ -84,7 +84,7 @@ Result transcript(std::size_t bytes, bool isSorted) {
     Result made = assemble(text, structured(segments));
     if (!isSorted) {
         made.sent = assemble(text, structured(unsorted)).json;
-        made.parts.pop_back(); // The segments of another order have no part of this size in common.
+        made.parts.pop_back(); // Segments in another order do not contain this part.
     }
     return made;
 }
@@ -96,7 +96,7 @@ std::string repeated(std::string_view piece, std::size_t bytes) {
     return made;
 }
 
-/// The members are sent in another order than that of the server's writer.
+/// The members are sent in an order that differs from that of the server's writer.
 Result unsortedOf(const std::string& structuredContent) {
     const std::string content = R"("content":[])";
     const std::string structured = "\"structuredContent\":" + structuredContent;
@@ -147,7 +147,7 @@ std::string largeArgumentsJSON() {
 }
 
 std::string progressDigits(std::size_t index, std::size_t count) {
-    // From 0.1 up, so that the first digit is not zero, and with a last 5, so that the last digit is not zero either.
+    // From 0.1 up, so that the first digit is not zero. The last digit is 5, so that it is not zero either.
     const std::size_t millionths = 100'000 + index * 800'000 / count;
     return std::to_string(millionths) + '5';
 }

@@ -1,5 +1,5 @@
-// What the driver asks for and the stub application answers. Both build from the same functions, so that each can tell
-// whether the bytes went through the server unharmed.
+// The driver's requests and the stub application's answers. Both programs build them with the same functions, so each
+// can check that the server has not changed the bytes.
 #pragma once
 
 #include <chrono>
@@ -12,26 +12,26 @@ namespace vostel_bench::Workload {
 
 /// The result of a tool call.
 struct Result {
-    /// Compact and with sorted keys, just as the server writes it.
+    /// Compact and with sorted keys, as the server writes it.
     std::string json;
-    /// What the application sends; the same unless its keys are in another order.
+    /// What the application sends. It differs from `json` only in the order of the keys.
     std::string sent;
-    /// Parts of `json` that a server may move around, when it keeps another order of keys, but may never change.
+    /// Parts of `json` that no server may change. A server with another order of keys may move them.
     std::vector<std::string> parts;
 };
 
-/// What a large result looks like.
+/// The form of a large result.
 enum class Shape {
     transcript,
-    /// Its keys are not in the order of the server's writer, so the server has to read and to write it.
+    /// Its keys are not in the order of the server's writer, so the server must rewrite it.
     unsortedTranscript,
-    // These, too. They show how much memory a value of many small parts takes.
+    // These are unsorted, too. They show how much memory a value of many small parts takes.
     emptyArrays,
     zeros,
     nestedArrays
 };
 
-/// One kind of call. The tool's name alone tells the stub what to do.
+/// One kind of call. The stub chooses its answer only by the tool's name.
 struct Tool {
     std::string_view name;
     std::size_t resultBytes = 0;
@@ -72,8 +72,8 @@ inline constexpr Tool others[] = {shortCall,     slowCall,    largeArguments, pr
 /// The tool of this name; a null pointer when there is none.
 const Tool* toolNamed(std::string_view name);
 
-/// The result of `tool`. A transcript below a thousand bytes is one block of text of exactly that length in all; above,
-/// it has per-token segments and is the first to reach the length.
+/// The result of `tool`. A transcript of less than a thousand bytes is one block of text with exactly that length. A
+/// longer one has segments, which are added until it reaches the length.
 Result result(const Tool& tool);
 
 /// The arguments of `largeArguments`: a vocabulary of 10 MB, as JSON text.
@@ -82,8 +82,8 @@ std::string largeArgumentsJSON();
 /// The arguments of every other tool.
 inline constexpr std::string_view smallArgumentsJSON = R"({"path":"/Users/someone/Recordings/Interview 7.m4a"})";
 
-/// The digits after "0." of the `index`-th report's fraction. Always seven, none of them a trailing zero, so that
-/// frames are of one length and every server writes the number alike.
+/// The digits after "0." in the fraction of report number `index`. Always seven digits without a zero at the end, so
+/// that all frames have one length and every server writes the same number.
 std::string progressDigits(std::size_t index, std::size_t count);
 
 } // namespace vostel_bench::Workload
