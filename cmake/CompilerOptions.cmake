@@ -21,6 +21,17 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
     # The options with which Debian hardens its packages. script/check-hardening checks the result.
     add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     add_link_options(-Wl,-z,relro,-z,now)
+    include(CheckCXXCompilerFlag)
+    # Control-flow protection of x86-64 and of ARM64. Each compiler knows the option of its processor alone.
+    check_cxx_compiler_flag(-fcf-protection VOSTEL_CF_PROTECTION)
+    check_cxx_compiler_flag(-mbranch-protection=standard VOSTEL_BRANCH_PROTECTION)
+    if(VOSTEL_CF_PROTECTION)
+        add_compile_options(-fcf-protection)
+        # Debian 12's start-up code is not marked, but it keeps the rules of a shadow stack.
+        add_link_options(-Wl,-z,shstk)
+    elseif(VOSTEL_BRANCH_PROTECTION)
+        add_compile_options(-mbranch-protection=standard)
+    endif()
 endif()
 if(VOSTEL_SANITIZE)
     add_compile_options(-fsanitize=${VOSTEL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

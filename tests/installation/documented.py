@@ -60,6 +60,7 @@ ELSEWHERE = {
     "Vostel models remove": ("tests/companion/commands/StoreVerbsTests.cpp", 'RemoveModel{"de"}'),
     "Vostel deny 3F2A": ("tests/companion/commands/ProgramTests.cpp", '{"deny", '),
     "Vostel serve": ("tests/companion/commands/ProgramTests.cpp", '{"serve"}'),
+    "script/torture sample": ("script/test", "script/torture sample"),
     "script/setup macos": ("script/build-macos", "script/setup macos"),
     "script/sign-macos --dry-run path/to/Vostel.app": ("tests/macos/sign.test.mjs", "--dry-run"),
     "apt install ./vostel_*.deb ./vostel-mcp_*.deb": ("script/check-packages", "apt-get install"),
