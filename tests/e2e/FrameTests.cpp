@@ -62,7 +62,7 @@ TEST(Frame, what_is_no_answer_fails_the_call_with_a_sentence) {
          closedEarly},
         {"an empty frame", frame(""), unreadable("it is not valid JSON at byte 0")},
         {"words", frame("hello"), unreadable("it is not valid JSON at byte 0")},
-        {"bytes that are no UTF-8", frame("\"\xff\""), unreadable("it is not valid JSON at byte 1")},
+        {"bytes that are not UTF-8", frame("\"\xff\""), unreadable("it is not valid JSON at byte 1")},
         {"no object", frame("[]"), unreadable("it is not an object")},
         {"no kind", frame(R"({"payload":{}})"), unreadable("kind is missing")},
         {"no payload", frame(R"({"kind":"response"})"), unreadable("payload is missing")},

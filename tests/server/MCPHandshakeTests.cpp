@@ -277,7 +277,7 @@ TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is
     const Row rows[] = {
         {"our own form", withParams(R"({"arguments":{"a":"@","b":[1]},"name":"t"})")},
         {"another form", withParams(R"({"name":"t", "arguments":{"b":1.0,"a":"@"},"_meta":{"progressToken":7}})")},
-        {"arguments that are no object", withParams(R"({"name":"t","arguments":"@"})")},
+        {"arguments that are not an object", withParams(R"({"name":"t","arguments":"@"})")},
         {"no arguments", withParams(R"({"name":"t","_meta":"@"})")},
         {"arguments of null", withParams(R"({"name":"t","arguments":null,"_meta":"@"})")},
         {"arguments twice", withParams(R"({"name":"t","arguments":1,"arguments":{"b":1,"a":"@"}})")},
@@ -289,7 +289,7 @@ TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is
         {"another method", R"({"id":1,"method":"ping","params":{"name":"t","arguments":"@"}})"},
         {"a batch", R"( [{"id":1,"method":"ping"}, "@"])"},
         {"a batch with a key twice", R"([{"\t":"@","\t":1}])"},
-        {"a batch that is no JSON", R"(["@",])"},
+        {"a batch that is not JSON", R"(["@",])"},
         {"a text", R"("@")"},
     };
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};

@@ -85,7 +85,7 @@ TEST(MCPStdio, every_complete_line_is_published_and_the_unfinished_last_one_neve
         {"empty lines", "\n\n", {"", ""}},
         {"a carriage return is kept", "x\r\n", {"x\r"}},
         {"a carriage return alone ends nothing", "x\ry\n", {"x\ry"}},
-        {"a line that is no UTF-8 is dropped", "a\n\xFF\nb\n", {"a", "b"}},
+        {"a line that is not UTF-8 is dropped", "a\n\xFF\nb\n", {"a", "b"}},
         {"a NUL is a byte like any other", {"a\0b\n", 4}, {{"a\0b", 3}}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(linesOfBytes(row.bytes), row.lines); });

@@ -1,4 +1,4 @@
-// JSON texts that nobody picked, and what is left of them after some damage.
+// Random JSON texts, and damaged copies of them.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@
 
 namespace vostel_tests {
 
-/// Deterministic on every platform: the engine is standardised, and the distribution is our own.
-class Dice final {
+/// Gives the same numbers on every platform, because the engine is standardised and the distribution is our own.
+class Random final {
 public:
-    explicit Dice(std::uint64_t seed) : engine_{seed} {}
+    explicit Random(std::uint64_t seed) : engine_{seed} {}
 
     std::size_t below(std::size_t bound) { return static_cast<std::size_t>(engine_() % bound); }
     bool oneIn(std::size_t chances) { return below(chances) == 0; }
@@ -24,10 +24,10 @@ private:
     std::mt19937_64 engine_;
 };
 
-/// Writes texts that are JSON, in all the ways that the grammar allows.
-class Author final {
+/// Writes random JSON texts in all forms that the grammar allows.
+class Generator final {
 public:
-    explicit Author(std::uint64_t seed) : dice_{seed} {}
+    explicit Generator(std::uint64_t seed) : random_{seed} {}
 
     std::string document() {
         text_.clear();
@@ -37,14 +37,14 @@ public:
 
 private:
     void space() {
-        if (dice_.oneIn(4)) text_ += dice_.oneOf(spaces);
+        if (random_.oneIn(4)) text_ += random_.oneOf(spaces);
     }
 
     void value(int depth) { // NOLINT(misc-no-recursion)
         space();
-        switch (dice_.below(depth < 5 ? 9 : 6)) {
+        switch (random_.below(depth < 5 ? 9 : 6)) {
         case 0:
-            text_ += dice_.oneOf(words);
+            text_ += random_.oneOf(words);
             break;
         case 1:
         case 2:
@@ -72,7 +72,7 @@ private:
 
     void list(char opening, char closing, const auto& item) {
         text_ += opening;
-        for (std::size_t left = dice_.below(6); left > 0; --left) {
+        for (std::size_t left = random_.below(6); left > 0; --left) {
             item();
             if (left > 1) text_ += ',';
         }
@@ -81,37 +81,38 @@ private:
     }
 
     void digits(std::size_t count) {
-        for (; count > 0; --count) text_ += static_cast<char>('0' + (dice_.oneIn(3) ? 0 : dice_.below(10)));
+        for (; count > 0; --count) text_ += static_cast<char>('0' + (random_.oneIn(3) ? 0 : random_.below(10)));
     }
 
     void number() {
-        if (dice_.oneIn(4)) {
-            text_ += dice_.oneOf(numbers);
+        if (random_.oneIn(4)) {
+            text_ += random_.oneOf(numbers);
             return;
         }
-        if (dice_.oneIn(3)) text_ += '-';
-        if (dice_.oneIn(4)) {
+        if (random_.oneIn(3)) text_ += '-';
+        if (random_.oneIn(4)) {
             text_ += '0';
         } else {
-            text_ += static_cast<char>('1' + dice_.below(9));
-            digits(dice_.below(dice_.oneIn(4) ? 25 : 6));
+            text_ += static_cast<char>('1' + random_.below(9));
+            digits(random_.below(random_.oneIn(4) ? 25 : 6));
         }
-        if (dice_.oneIn(3)) {
+        if (random_.oneIn(3)) {
             text_ += '.';
-            digits(1 + dice_.below(dice_.oneIn(4) ? 25 : 6));
+            digits(1 + random_.below(random_.oneIn(4) ? 25 : 6));
         }
-        if (dice_.oneIn(4)) {
-            text_ += dice_.oneOf(exponentMarks);
-            digits(1 + dice_.below(dice_.oneIn(20) ? 3 : 2));
+        if (random_.oneIn(4)) {
+            text_ += random_.oneOf(exponentMarks);
+            digits(1 + random_.below(random_.oneIn(20) ? 3 : 2));
         }
     }
 
     void string() {
         text_ += '"';
         // Few letters, so that keys repeat.
-        const std::size_t most = dice_.oneIn(5) ? 30 : 3;
-        for (std::size_t left = dice_.below(most + 1); left > 0; --left) {
-            text_ += dice_.oneIn(3) ? dice_.oneOf(pieces) : std::string_view{"aAbB019_"}.substr(dice_.below(8), 1);
+        const std::size_t most = random_.oneIn(5) ? 30 : 3;
+        for (std::size_t left = random_.below(most + 1); left > 0; --left) {
+            text_ +=
+                random_.oneIn(3) ? random_.oneOf(pieces) : std::string_view{"aAbB019_"}.substr(random_.below(8), 1);
         }
         text_ += '"';
     }
@@ -168,12 +169,12 @@ private:
                                                   "\\ud83d\\ude00",
                                                   "a plain run of some length"};
 
-    Dice dice_;
+    Random random_;
     std::string text_;
 };
 
-/// `text` with a few short pieces taken out or replaced; mostly no JSON any more.
-inline std::string damaged(std::string text, Dice& dice) {
+/// `text` with a few short pieces removed or replaced. The result is usually not JSON.
+inline std::string damaged(std::string text, Random& random) {
     static constexpr std::string_view splinters[] = {"{",        "}",
                                                      "[",        "]",
                                                      ",",        ":",
@@ -193,10 +194,10 @@ inline std::string damaged(std::string text, Dice& dice) {
                                                      "\xFF",     "\xEF\xBB\xBF",
                                                      "/",        "'",
                                                      "a"};
-    for (std::size_t changes = 1 + dice.below(3); changes > 0; --changes) {
-        const std::size_t position = dice.below(text.size() + 1);
-        const std::size_t length = dice.below(3);
-        text.replace(position, length, dice.oneIn(4) ? std::string_view{} : dice.oneOf(splinters));
+    for (std::size_t changes = 1 + random.below(3); changes > 0; --changes) {
+        const std::size_t position = random.below(text.size() + 1);
+        const std::size_t length = random.below(3);
+        text.replace(position, length, random.oneIn(4) ? std::string_view{} : random.oneOf(splinters));
     }
     return text;
 }

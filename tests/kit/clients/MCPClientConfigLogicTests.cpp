@@ -71,7 +71,7 @@ TEST(MCPClientConfigLogic, an_installation_is_judged_by_its_command_alone) {
 
 TEST(MCPClientConfigLogic, each_client_gets_its_text) {
     const MCPClientEntry plain{ours, {}};
-    const MCPClientEntry awkward{R"(/opt/a "b" \c/vostel-mcp)", {"--x", R"(say "hi\")", ""}};
+    const MCPClientEntry needsEscapes{R"(/opt/a "b" \c/vostel-mcp)", {"--x", R"(say "hi\")", ""}};
     struct Row {
         const char* when;
         MCPClientKind kind;
@@ -81,7 +81,7 @@ TEST(MCPClientConfigLogic, each_client_gets_its_text) {
     const Row rows[] = {
         {"Claude Code", MCPClientKind::claudeCode, plain,
          R"({"args":[],"command":"/Applications/Vostel.app/Contents/MacOS/vostel-mcp","type":"stdio"})"},
-        {"Claude Code, awkward", MCPClientKind::claudeCode, awkward,
+        {"Claude Code, with escapes", MCPClientKind::claudeCode, needsEscapes,
          R"({"args":["--x","say \"hi\\\"",""],"command":"/opt/a \"b\" \\c/vostel-mcp","type":"stdio"})"},
         {"Claude Desktop", MCPClientKind::claudeDesktop, plain,
          R"({"manifest_version":"0.3","name":"vostel","server":{"mcp_config":{"args":[],)"
@@ -97,18 +97,18 @@ TEST(MCPClientConfigLogic, each_client_gets_its_text) {
          MCPClientKind::codex,
          {"/v", {"a"}},
          "[mcp_servers.vostel]\ncommand = \"/v\"\nargs = [\"a\"]\n"},
-        {"Codex, awkward", MCPClientKind::codex, awkward,
+        {"Codex, with escapes", MCPClientKind::codex, needsEscapes,
          R"([mcp_servers.vostel]
 command = "/opt/a \"b\" \\c/vostel-mcp"
 args = ["--x", "say \"hi\\\"", ""]
 )"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(snippetText(row.kind, row.entry), row.expected); });
-    EXPECT_EQ(claudeCodeSnippetText(awkward), snippetText(MCPClientKind::claudeCode, awkward));
-    EXPECT_EQ(claudeDesktopManifestText(awkward), snippetText(MCPClientKind::claudeDesktop, awkward));
-    EXPECT_EQ(codexSnippetText(awkward), snippetText(MCPClientKind::codex, awkward));
-    EXPECT_EQ(claudeCodeEntry(awkward), json(claudeCodeSnippetText(awkward)));
-    EXPECT_EQ(claudeDesktopManifest(awkward), json(claudeDesktopManifestText(awkward)));
+    EXPECT_EQ(claudeCodeSnippetText(needsEscapes), snippetText(MCPClientKind::claudeCode, needsEscapes));
+    EXPECT_EQ(claudeDesktopManifestText(needsEscapes), snippetText(MCPClientKind::claudeDesktop, needsEscapes));
+    EXPECT_EQ(codexSnippetText(needsEscapes), snippetText(MCPClientKind::codex, needsEscapes));
+    EXPECT_EQ(claudeCodeEntry(needsEscapes), json(claudeCodeSnippetText(needsEscapes)));
+    EXPECT_EQ(claudeDesktopManifest(needsEscapes), json(claudeDesktopManifestText(needsEscapes)));
 }
 
 TEST(MCPClientConfigLogic, the_claude_code_command_is_read_back_or_absent) {
@@ -165,7 +165,7 @@ TEST(MCPClientConfigLogic, a_codex_table_reads_line_by_line) {
     const Row rows[] = {
         {"an empty file", "", std::nullopt},
         {"no such table", "model = \"o3\"\n[mcp_servers.other]\ncommand = \"/x\"\n", std::nullopt},
-        {"a table of its tables", "[mcp_servers.vostel.env]\ncommand = \"/x\"\n", std::nullopt},
+        {"a subtable", "[mcp_servers.vostel.env]\ncommand = \"/x\"\n", std::nullopt},
         {"a header with a comment", "[mcp_servers.vostel] # ours\ncommand = \"/x\"\n", std::nullopt},
         {"a header in a comment", "# [mcp_servers.vostel]\ncommand = \"/x\"\n", std::nullopt},
         {"a header with spaces inside", "[ mcp_servers.vostel ]\n", std::nullopt},
@@ -201,7 +201,7 @@ TEST(MCPClientConfigLogic, a_codex_table_reads_line_by_line) {
         {"escapes in the command", "[mcp_servers.vostel]\ncommand = \"/a \\\"b\\\" \\\\c\"\n",
          Table{R"(/a "b" \c)", {}}},
         {"other escapes stay", "[mcp_servers.vostel]\ncommand = \"/a\\tb\"\n", Table{R"(/a\tb)", {}}},
-        {"a broken command does not undo a good one", "[mcp_servers.vostel]\ncommand = \"/x\"\ncommand = no\n",
+        {"an invalid command does not replace a valid one", "[mcp_servers.vostel]\ncommand = \"/x\"\ncommand = no\n",
          Table{"/x", {}}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
@@ -229,7 +229,7 @@ TEST(MCPClientConfigLogic, codex_arguments_are_read_by_a_simple_rule) {
         {"a comment after it", R"(["a"] # x)", {}},
         {"a comma at the end", R"(["a",])", {"a"}},
         {"commas alone", "[,,]", {}},
-        {"a piece of white space is kept, empty", R"(["a", ,"b"])", {"a", "", "b"}},
+        {"white space between commas is an empty argument", R"(["a", ,"b"])", {"a", "", "b"}},
         {"an empty argument", R"(["", "b"])", {"", "b"}},
         {"a comma in quotes", R"(["a,b", "c"])", {R"("a)", R"(b")", "c"}},
         {"without quotes", "[a, 1, true]", {"a", "1", "true"}},
@@ -241,7 +241,7 @@ TEST(MCPClientConfigLogic, codex_arguments_are_read_by_a_simple_rule) {
         {"an escaped backslash", R"(["a\\b"])", {R"(a\b)"}},
         {"both", R"(["\\\""])", {R"(\")"}},
         {"a backslash before the last quote", R"(["a\\"])", {R"(a\)"}},
-        {"an escaped backslash before a bare quote: the quote goes first", R"(["a\\"b"])", {R"(a\"b)"}},
+        {"an escaped backslash before a bare quote: quotes are unescaped first", R"(["a\\"b"])", {R"(a\"b)"}},
         {"three backslashes", R"(["\\\"])", {R"(\\)"}},
         {"another escape stays", R"(["a\nb"])", {R"(a\nb)"}},
         {"escapes outside quotes stay", R"([a\\b])", {R"(a\\b)"}},

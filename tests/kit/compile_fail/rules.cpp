@@ -16,7 +16,7 @@ std::string receive();
 Bytes makeBytes();
 MCPWireFrameBuffer makeBuffer();
 
-// The payload and the remainder would be views of memory that is gone.
+// The payload and the remainder would be views of freed memory.
 void viewsOfTemporaries(const Bytes& bytes) {
     std::ignore = MCPWireFraming::extractFrame(receive());                          // error: deleted
     std::ignore = MCPWireFraming::extractFrame(std::string{"\0\0\0\0", 4});         // error: deleted
@@ -46,7 +46,7 @@ void resolvers(const MCPURLPolicy::Resolver& resolver) {
     std::ignore = MCPURLPolicy::evaluate("https://youtu.be/a");
 }
 
-// Two neighbours of one type would swap unnoticed.
+// Nobody would notice if two adjacent arguments of one type were swapped.
 void namedArguments(std::chrono::seconds time, std::int64_t version) {
     std::ignore = MCPWireVersionLogic::validate(version, 4);                // error: could not convert|too many
     std::ignore = MCPConnectLogic::shouldContinuePolling(time, time);       // error: could not convert|too many

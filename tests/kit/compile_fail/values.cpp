@@ -11,7 +11,7 @@ MCPValue makeValue();
 MCPValue::Member makeMember();
 std::optional<MCPValue> makeParams();
 
-// A view into a temporary would point into memory that is gone.
+// A view of a temporary would point into freed memory.
 void viewsOfTemporaries(const MCPValue& value) {
     std::ignore = makeValue().asString();                                    // error: deleted
     std::ignore = makeValue().asArray();                                     // error: deleted
@@ -38,7 +38,7 @@ void viewsOfTemporaries(const MCPValue& value) {
     for (const MCPValue& element : readJSON("[]")->elements()) std::ignore = element;
 }
 
-// What would change its value on the way is refused.
+// Conversions that could change the value are refused.
 void exactTypes(const char* pointer, std::size_t size, void* memory) {
     std::ignore = MCPRequestID{true};    // error: no matching
     std::ignore = MCPRequestID{'7'};     // error: no matching

@@ -26,7 +26,7 @@ static_assert(!std::is_copy_constructible_v<Actor> && !std::is_copy_assignable_v
 
 Task<void> nothing() { co_return; }
 
-/// An actor that writes down the pieces that run in it.
+/// An actor that records what runs in it.
 class Recorder final : public Actor {
 public:
     explicit Recorder(Executor& executor) : Actor{executor} {}
@@ -49,7 +49,7 @@ public:
         std::ignore = co_await other->add(line);
         lines.push_back(line + " is back");
     }
-    /// Enters the actor and leaves it to nobody.
+    /// Enters the actor and ends there.
     Task<void> visit() { co_await isolated(); }
 
     Trace lines;
@@ -130,7 +130,7 @@ Task<void> traced(std::string name, Trace* trace) {
     trace->push_back(name + " ends");
 }
 
-TEST(Start, runs_nothing_before_its_executor_does_and_then_in_order) {
+TEST(Spawn, runs_nothing_before_its_executor_does_and_then_in_order) {
     ManualExecutor executor;
     Trace trace;
     spawn(traced("first", &trace), executor);
@@ -142,7 +142,7 @@ TEST(Start, runs_nothing_before_its_executor_does_and_then_in_order) {
     EXPECT_EQ(trace, (Trace{"first begins", "first ends", "second begins", "second ends"}));
 }
 
-TEST(Start, leaves_nothing_behind) {
+TEST(Spawn, frees_everything_at_its_end) {
     ManualExecutor executor;
     const auto object = std::make_shared<int>(1);
     spawn(holding(object), executor);
@@ -158,7 +158,7 @@ Task<void> addTo(Recorder* recorder, std::string line, Trace* trace) {
     trace->push_back(line + " after");
 }
 
-TEST(Actor, its_continuations_run_on_its_executor_and_the_awaiter_goes_on_on_its_own) {
+TEST(Actor, its_continuations_run_on_its_executor_and_the_awaiter_continues_on_its_own) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
@@ -181,7 +181,7 @@ TEST(Actor, its_continuations_run_on_its_executor_and_the_awaiter_goes_on_on_its
     EXPECT_FALSE(callers.step());
 }
 
-TEST(Actor, takes_its_callers_in_the_order_of_their_coming) {
+TEST(Actor, serves_its_callers_in_the_order_in_which_they_come) {
     ManualExecutor callers;
     ManualExecutor own;
     Recorder recorder{own};
@@ -229,7 +229,7 @@ TEST(Actor, serialises_the_continuations_between_suspensions_not_whole_operation
     callers.drain();
 }
 
-TEST(Actor, a_caller_on_its_executor_needs_no_hop) {
+TEST(Actor, a_caller_on_its_executor_continues_without_a_post) {
     ManualExecutor own;
     Recorder recorder{own};
     Trace trace;
@@ -320,7 +320,7 @@ TEST(Task, many_visits_to_an_actor_elsewhere_use_no_stack) {
     EXPECT_LT(stack.bytes(), fewBytes);
 }
 
-/// A thread that runs what is posted to it, and what is left at its end.
+/// Runs posted continuations on a thread. The destructor waits until all have run.
 class ThreadExecutor final : public Executor {
 public:
     ThreadExecutor() : thread_{[this] { run(); }} {}
@@ -359,46 +359,46 @@ private:
     std::thread thread_;
 };
 
-/// Counts without a lock or an atomic: the actor is what keeps it right.
+/// Counts without a lock and without an atomic, because the actor serialises its operations.
 class Counter final : public Actor {
 public:
     explicit Counter(ThreadExecutor& executor) : Actor{executor}, executor_{executor} {}
 
     Task<std::int64_t> increment() {
         co_await isolated();
-        if (std::this_thread::get_id() != executor_.id()) ++strayed_;
+        if (std::this_thread::get_id() != executor_.id()) ++onWrongThread_;
         co_return ++count_;
     }
-    Task<std::int64_t> strayed() {
+    Task<std::int64_t> onWrongThread() {
         co_await isolated();
-        co_return strayed_;
+        co_return onWrongThread_;
     }
 
 private:
     ThreadExecutor& executor_;
     std::int64_t count_ = 0;
-    std::int64_t strayed_ = 0;
+    std::int64_t onWrongThread_ = 0;
 };
 
 struct Result {
     std::mutex mutex;
     std::condition_variable changed;
     int ended = 0;
-    std::int64_t strayed = 0;
+    std::int64_t onWrongThread = 0;
     std::int64_t highest = 0;
 };
 
 Task<void> incrementing(Counter* counter, const ThreadExecutor* home, int times, Result* result) {
     std::int64_t highest = 0;
-    std::int64_t strayed = 0;
+    std::int64_t onWrongThread = 0;
     for (int round = 0; round < times; ++round) {
         highest = co_await counter->increment();
-        if (std::this_thread::get_id() != home->id()) ++strayed;
+        if (std::this_thread::get_id() != home->id()) ++onWrongThread;
     }
-    strayed += co_await counter->strayed();
+    onWrongThread += co_await counter->onWrongThread();
     const std::lock_guard lock{result->mutex};
     result->highest = std::max(result->highest, highest);
-    result->strayed += strayed;
+    result->onWrongThread += onWrongThread;
     ++result->ended;
     result->changed.notify_one();
 }
@@ -414,7 +414,7 @@ Task<void> note(Trace* trace) {
     co_return;
 }
 
-TEST(Task, yielding_lets_the_executor_run_what_else_is_posted) {
+TEST(Task, yielding_lets_the_executor_run_other_posted_coroutines) {
     ManualExecutor executor;
     Trace trace;
     spawn(noteAroundYield(&trace), executor);
@@ -423,7 +423,7 @@ TEST(Task, yielding_lets_the_executor_run_what_else_is_posted) {
     EXPECT_EQ(trace, (Trace{"before", "other", "after"}));
 }
 
-TEST(Task, its_end_and_the_suspension_of_its_awaiter_may_meet_on_two_threads) {
+TEST(Task, may_end_on_one_thread_while_its_awaiter_suspends_on_another) {
     constexpr int callers = 4;
     constexpr int times = 5'000;
     Result result;
@@ -437,7 +437,7 @@ TEST(Task, its_end_and_the_suspension_of_its_awaiter_may_meet_on_two_threads) {
     }
     std::unique_lock lock{result.mutex};
     result.changed.wait(lock, [&] { return result.ended == callers; });
-    EXPECT_EQ(result.strayed, 0);
+    EXPECT_EQ(result.onWrongThread, 0);
     EXPECT_EQ(result.highest, callers * times);
 }
 

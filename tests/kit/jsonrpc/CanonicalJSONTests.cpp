@@ -12,11 +12,11 @@
 namespace VostelMCPKit {
 namespace {
 
-using vostel_tests::Author;
 using vostel_tests::damaged;
-using vostel_tests::Dice;
+using vostel_tests::Generator;
+using vostel_tests::Random;
 
-/// What the check replaces: the text of the value; empty when `text` holds none.
+/// The text that our writer gives the value of `text`; empty when `text` is not JSON.
 std::string rewritten(std::string_view text) {
     const auto value = readJSON(text);
     Bytes out;
@@ -24,7 +24,7 @@ std::string rewritten(std::string_view text) {
     return std::string{out.text()};
 }
 
-/// The same without a value. Empty when the value must be built.
+/// The same without building the value. Empty when that is refused.
 std::string rewrittenAsText(std::string_view text) {
     Bytes out;
     if (!appendCanonicalJSON(text, out)) return {};
@@ -69,7 +69,7 @@ TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
     });
 }
 
-TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
+TEST(CanonicalJSON, texts_in_another_form_are_not_recognised) {
     const TextRow rows[] = {
         {"white space before", " 1"},
         {"white space after", "1\n"},
@@ -110,7 +110,7 @@ TEST(CanonicalJSON, texts_that_our_writer_would_write_otherwise_are_not) {
     });
 }
 
-TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
+TEST(CanonicalJSON, texts_that_are_not_JSON_are_not_recognised) {
     const TextRow rows[] = {
         {"nothing", ""},
         {"two values", "1 2"},
@@ -137,9 +137,9 @@ TEST(CanonicalJSON, texts_that_are_no_JSON_are_not) {
         {"a point alone", "1."},
         {"a point first", ".5"},
         {"an exponent without digits", "1e+"},
-        {"an integer beyond the doubles", "[" + std::string(400, '7') + "]"},
-        {"an exponent beyond the doubles", "1e999"},
-        {"a number beyond the doubles", "1e+400"},
+        {"an integer beyond the range of double", "[" + std::string(400, '7') + "]"},
+        {"an exponent beyond the range of double", "1e999"},
+        {"a number beyond the range of double", "1e+400"},
         {"a byte order mark", "\xEF\xBB\xBF"
                               "1"},
     };
@@ -164,7 +164,7 @@ TEST(CanonicalJSON, the_value_at_the_beginning_of_a_text_is_taken) {
         {"a value in another form", R"({"b":1,"a":2.0}])", R"({"a":2,"b":1})", "]"},
         {"a number", "12}", "12", "}"},
         {"a number in another form", "1.0,", "1", ","},
-        {"what follows is not looked at", "nullify", "null", "ify"},
+        {"what follows is not examined", "nullify", "null", "ify"},
         {"nothing", {}, {}, {}},
         {"no value", "]", {}, {}},
         {"an open array", "[1", {}, {}},
@@ -182,8 +182,8 @@ TEST(CanonicalJSON, the_value_at_the_beginning_of_a_text_is_taken) {
 }
 
 TEST(CanonicalJSON, exactly_the_texts_that_come_back_unchanged_are_recognised) {
-    Author author{5};
-    Dice dice{6};
+    Generator generator{5};
+    Random random{6};
     int recognised = 0;
     int refused = 0;
     int rewrittenTexts = 0;
@@ -201,20 +201,20 @@ TEST(CanonicalJSON, exactly_the_texts_that_come_back_unchanged_are_recognised) {
         ++(expected ? recognised : refused);
     };
     for (int round = 0; round < 2'000; ++round) {
-        const std::string document = author.document();
+        const std::string document = generator.document();
         const std::string canonical = rewritten(document);
         compare(document);
         compare(canonical);
-        compare(damaged(document, dice));
-        if (!canonical.empty()) compare(damaged(canonical, dice));
+        compare(damaged(document, random));
+        if (!canonical.empty()) compare(damaged(canonical, random));
     }
-    // Each answer came up often enough to mean something.
+    // Each answer occurred often enough.
     EXPECT_GT(recognised, 2'000);
     EXPECT_GT(refused, 2'000);
     EXPECT_GT(rewrittenTexts, recognised + 1'000);
 }
 
-TEST(CanonicalJSON, every_damaged_byte_of_a_transcript_is_judged_as_reading_and_writing_would) {
+TEST(CanonicalJSON, every_changed_byte_of_a_transcript_is_judged_like_reading_and_writing_it) {
     std::string text = R"({"segments":[)";
     for (const char* word : {" the", " \\\"quoted\\\"", " привет", " 会議", " naïve and longer than a block"}) {
         text += R"({"endTime":12.25,"startTime":7.5,"text":")" + std::string{word} + "\"},";
@@ -233,17 +233,17 @@ TEST(CanonicalJSON, every_damaged_byte_of_a_transcript_is_judged_as_reading_and_
     }
 }
 
-TEST(CanonicalJSON, decimals_of_up_to_seventeen_digits_are_judged_as_reading_and_writing_would) {
-    Dice dice{7};
+TEST(CanonicalJSON, decimals_of_up_to_seventeen_digits_are_judged_like_reading_and_writing_them) {
+    Random random{7};
     for (int round = 0; round < 20'000; ++round) {
         std::string text;
-        if (dice.oneIn(3)) text += '-';
-        for (std::size_t digits = 1 + dice.below(9); digits > 0; --digits)
-            text += static_cast<char>('0' + dice.below(10));
+        if (random.oneIn(3)) text += '-';
+        for (std::size_t digits = 1 + random.below(9); digits > 0; --digits)
+            text += static_cast<char>('0' + random.below(10));
         text += '.';
-        for (std::size_t zeros = dice.oneIn(4) ? dice.below(6) : 0; zeros > 0; --zeros) text += '0';
-        for (std::size_t digits = 1 + dice.below(9); digits > 0; --digits)
-            text += static_cast<char>('0' + dice.below(10));
+        for (std::size_t zeros = random.oneIn(4) ? random.below(6) : 0; zeros > 0; --zeros) text += '0';
+        for (std::size_t digits = 1 + random.below(9); digits > 0; --digits)
+            text += static_cast<char>('0' + random.below(10));
         const std::string expected = rewritten(text);
         ASSERT_EQ(isCanonicalJSON(text), expected == text) << text;
     }
@@ -280,7 +280,7 @@ TEST(CanonicalJSON, rewriting_appends) {
     EXPECT_EQ(out.text(), R"(before {"a":[],"b":1})");
 }
 
-TEST(CanonicalJSON, objects_out_of_order_that_are_nested_deeply_are_left_to_the_value) {
+TEST(CanonicalJSON, deeply_nested_objects_out_of_order_are_not_rewritten_as_text) {
     const std::size_t depth = 20'000;
     using vostel_tests::repeat;
     EXPECT_EQ(rewrittenAsText(repeat(R"({"b":0,"a":)", depth) + "1" + repeat("}", depth)), "");

@@ -36,7 +36,7 @@ struct Square {
     bool operator==(const Square&) const = default;
 };
 
-/// Uses every word that a list of keys can say.
+/// Uses every rule of KeyReader except oneOf.
 struct Record {
     std::string name;
     std::optional<std::string> note;
@@ -77,7 +77,7 @@ std::expected<T, Error> failed(auto reason, std::string path = {}) {
     return std::unexpected(Error{std::move(reason), std::move(path)});
 }
 
-TEST(Codec, reads_scalars_of_their_type_alone) {
+TEST(Codec, reads_only_scalars_of_the_right_type) {
     EXPECT_EQ(decoded<bool>("true"), true);
     EXPECT_EQ(decoded<bool>("1"), failed<bool>(Error::TypeMismatch{"a boolean"}));
     EXPECT_EQ(decoded<std::int64_t>("1.0"), 1);
@@ -116,7 +116,7 @@ TEST(Codec, writes_and_reads_every_key_of_a_record) {
     EXPECT_EQ(written(absent), R"({"_meta":{"hidden":false},"flag":true,"list":[],"name":"","value":1,"version":"1"})");
 }
 
-TEST(Codec, reads_what_may_be_missing_as_its_key_says) {
+TEST(Codec, reads_a_missing_value_by_the_rule_of_its_key) {
     struct Row {
         const char* when;
         const char* text;
@@ -125,7 +125,7 @@ TEST(Codec, reads_what_may_be_missing_as_its_key_says) {
         {"missing", R"({"name":"n","list":[],"value":1})"},
         {"null", R"({"name":"n","list":[],"value":1,"note":null,"params":null,"flag":null,"_meta":{"hidden":null}})"},
         {"an outer member without the inner", R"({"name":"n","list":[],"value":1,"_meta":{}})"},
-        {"an outer member that is no object", R"({"name":"n","list":[],"value":1,"_meta":"hidden"})"},
+        {"an outer member that is not an object", R"({"name":"n","list":[],"value":1,"_meta":"hidden"})"},
         {"an outer member that is null", R"({"name":"n","list":[],"value":1,"_meta":null})"},
         {"another constant", R"({"name":"n","list":[],"value":1,"version":"2"})"},
         {"unknown keys", R"({"name":"n","list":[],"value":1,"Name":7,"extra":{"name":1}})"},
@@ -145,7 +145,7 @@ TEST(Codec, the_first_key_that_fails_decides) {
     const Row rows[] = {
         {"no object", "[]", {Error::TypeMismatch{"an object"}}},
         {"null", "null", {Error::TypeMismatch{"an object"}}},
-        {"a constant that is no string", R"({"version":1,"name":1})", {Error::TypeMismatch{"a string"}, "version"}},
+        {"a constant that is not a string", R"({"version":1,"name":1})", {Error::TypeMismatch{"a string"}, "version"}},
         {"a constant that is null", R"({"version":null})", {Error::TypeMismatch{"a string"}, "version"}},
         {"a missing key", R"({"note":1})", {Error::KeyNotFound{}, "name"}},
         {"a required key that is null", R"({"name":null,"note":1})", {Error::TypeMismatch{"a string"}, "name"}},
@@ -172,7 +172,7 @@ TEST(Codec, the_first_key_that_fails_decides) {
     });
 }
 
-TEST(Codec, a_kind_names_the_case_whose_keys_are_its_neighbours) {
+TEST(Codec, a_kind_names_the_case_whose_keys_are_beside_it) {
     EXPECT_EQ(written(Beside{Circle{0.5}}), R"({"kind":"circle","radius":0.5})");
     EXPECT_EQ(decoded<Beside>(R"({"kind":"circle","radius":0.5,"side":"ignored"})"), (Beside{Circle{0.5}}));
     EXPECT_EQ(decoded<Beside>(R"({"side":2,"kind":"square"})"), (Beside{Square{2}}));
@@ -250,7 +250,7 @@ struct Measured {
     }
 };
 
-TEST(Codec, a_record_becomes_the_value_that_its_text_says) {
+TEST(Codec, encoding_a_record_equals_writing_and_reading_it) {
     const double infinite = std::numeric_limits<double>::infinity();
     struct Row {
         const char* when;

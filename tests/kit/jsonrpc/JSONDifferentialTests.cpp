@@ -1,7 +1,7 @@
-// Our reader and writer against another implementation, on random texts.
+// Compares our reader and writer with a reference implementation, on random texts.
 //
-// Where the two differ by rule rather than by mistake: the other reader ends at a NUL byte, skips a byte order mark and
-// rounds integers that are written with a fraction or an exponent. It keeps integers of 64 unsigned bits.
+// The two differ by design in four points. The reference ends at a NUL byte, skips a byte order mark, rounds integers
+// that are written with a fraction or an exponent, and keeps integers of 64 unsigned bits.
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONWriter.h"
 #include "tests/support/RandomJSON.h"
@@ -13,15 +13,15 @@
 namespace VostelMCPKit {
 namespace {
 
-using vostel_tests::Author;
 using vostel_tests::damaged;
-using vostel_tests::Dice;
+using vostel_tests::Generator;
+using vostel_tests::Random;
 
-using Judge = nlohmann::json;
+using Reference = nlohmann::json;
 
-Judge judged(std::string_view text) { return Judge::parse(text, nullptr, /*allow_exceptions=*/false); }
+Reference readByReference(std::string_view text) { return Reference::parse(text, nullptr, /*allow_exceptions=*/false); }
 
-bool isSameNumber(const MCPValue& ours, const Judge& theirs) {
+bool isSameNumber(const MCPValue& ours, const Reference& theirs) {
     if (const auto integer = ours.asInt()) {
         if (theirs.is_number_float()) return static_cast<double>(*integer) == theirs.get<double>();
         return theirs.is_number_integer() && theirs == *integer;
@@ -29,8 +29,8 @@ bool isSameNumber(const MCPValue& ours, const Judge& theirs) {
     return theirs.is_number() && ours.asDouble() == theirs.get<double>();
 }
 
-/// Whether both hold the same value. The texts of this file nest a little only.
-bool isSame(const MCPValue& ours, const Judge& theirs) { // NOLINT(misc-no-recursion)
+/// Whether both hold the same value. The texts of this file are not deeply nested.
+bool isSame(const MCPValue& ours, const Reference& theirs) { // NOLINT(misc-no-recursion)
     switch (ours.kind()) {
     case MCPValue::Kind::Null:
         return theirs.is_null();
@@ -61,55 +61,55 @@ bool isSame(const MCPValue& ours, const Judge& theirs) { // NOLINT(misc-no-recur
 }
 
 TEST(JSONDifferential, both_readers_find_the_same_value_in_every_document) {
-    Author author{1};
+    Generator generator{1};
     for (int round = 0; round < 2'500; ++round) {
-        const std::string text = author.document();
+        const std::string text = generator.document();
         SCOPED_TRACE(text);
-        const Judge theirs = judged(text);
+        const Reference theirs = readByReference(text);
         const auto ours = readJSON(text);
-        // A number beyond the doubles, which neither takes.
+        // Both may refuse a document, because of a number beyond the range of double.
         ASSERT_EQ(ours.has_value(), !theirs.is_discarded());
         ASSERT_TRUE(!ours || isSame(*ours, theirs));
     }
 }
 
-TEST(JSONDifferential, what_we_write_reads_as_the_same_value_there_and_here) {
-    Author author{2};
+TEST(JSONDifferential, both_readers_read_the_same_value_from_what_we_write) {
+    Generator generator{2};
     for (int round = 0; round < 2'500; ++round) {
-        const std::string text = author.document();
+        const std::string text = generator.document();
         SCOPED_TRACE(text);
         const auto value = readJSON(text);
         if (!value) continue;
         Bytes written;
         ASSERT_TRUE(writeJSON(*value, written));
         SCOPED_TRACE(written.text());
-        ASSERT_TRUE(isSame(*value, judged(written.text())));
-        // Integral doubles come back as integers, which the comparison with the judge allows for.
+        ASSERT_TRUE(isSame(*value, readByReference(written.text())));
+        // Integral doubles read back as integers. isSame treats both as equal.
         const auto again = readJSON(written.text());
         ASSERT_TRUE(again);
-        ASSERT_TRUE(isSame(*again, judged(text)));
+        ASSERT_TRUE(isSame(*again, readByReference(text)));
     }
 }
 
-TEST(JSONDifferential, both_readers_agree_on_what_is_no_JSON) {
-    Author author{3};
-    Dice dice{4};
+TEST(JSONDifferential, both_readers_agree_on_what_is_not_JSON) {
+    Generator generator{3};
+    Random random{4};
     int accepted = 0;
     int rejected = 0;
     while (accepted + rejected < 10'000) {
-        const std::string text = damaged(author.document(), dice);
+        const std::string text = damaged(generator.document(), random);
         SCOPED_TRACE(testing::PrintToString(text));
         const auto ours = readJSON(text);
         if (text.starts_with("\xEF\xBB\xBF")) {
             ASSERT_FALSE(ours);
             continue;
         }
-        const Judge theirs = judged(text);
+        const Reference theirs = readByReference(text);
         ASSERT_EQ(ours.has_value(), !theirs.is_discarded());
         ASSERT_TRUE(!ours || isSame(*ours, theirs));
         ++(ours ? accepted : rejected);
     }
-    // Both answers came up often enough to mean something.
+    // Both answers occurred often enough.
     EXPECT_GT(accepted, 1'000);
     EXPECT_GT(rejected, 4'000);
 }
@@ -119,7 +119,8 @@ TEST(JSONDifferential, both_readers_agree_on_every_first_byte_of_a_string) {
         for (const char second :
              {'a', '"', '\\', 'u', '\x1F', '\x7F', '\x80', '\x8F', '\x90', '\x9F', '\xA0', '\xBF', '\xC0'}) {
             const std::string text{'"', static_cast<char>(first), second, '\x80', '"'};
-            ASSERT_EQ(readJSON(text).has_value(), !judged(text).is_discarded()) << testing::PrintToString(text);
+            ASSERT_EQ(readJSON(text).has_value(), !readByReference(text).is_discarded())
+                << testing::PrintToString(text);
         }
     }
 }
@@ -127,9 +128,9 @@ TEST(JSONDifferential, both_readers_agree_on_every_first_byte_of_a_string) {
 TEST(JSONDifferential, both_readers_agree_on_every_short_text_of_the_grammars_characters) {
     constexpr std::string_view alphabet = "{}[],:\"0-.e1 ";
     std::string text;
-    const auto judgeAll = [&](const auto& self, std::size_t length) -> void { // NOLINT(misc-no-recursion)
+    const auto compareAll = [&](const auto& self, std::size_t length) -> void { // NOLINT(misc-no-recursion)
         if (length == 0) {
-            ASSERT_EQ(readJSON(text).has_value(), !judged(text).is_discarded()) << text;
+            ASSERT_EQ(readJSON(text).has_value(), !readByReference(text).is_discarded()) << text;
             return;
         }
         for (const char character : alphabet) {
@@ -138,7 +139,7 @@ TEST(JSONDifferential, both_readers_agree_on_every_short_text_of_the_grammars_ch
             text.pop_back();
         }
     };
-    for (std::size_t length = 0; length <= 4; ++length) judgeAll(judgeAll, length);
+    for (std::size_t length = 0; length <= 4; ++length) compareAll(compareAll, length);
 }
 
 } // namespace

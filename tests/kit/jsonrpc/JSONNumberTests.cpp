@@ -22,7 +22,7 @@ constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
 std::string zeros(std::size_t count) { return std::string(count, '0'); }
 
-TEST(JSONNumber, is_an_integer_when_its_value_is_integral_and_fits_whatever_the_notation) {
+TEST(JSONNumber, is_an_integer_in_any_notation_when_its_value_is_integral_and_fits) {
     struct Row {
         const char* when;
         std::string text;
@@ -43,9 +43,9 @@ TEST(JSONNumber, is_an_integer_when_its_value_is_integral_and_fits_whatever_the_
         {"an exponent with leading zeros", "1e0000000000000000000003", 1'000},
         {"an exponent of zero", "7e0", 7},
         {"a negative exponent of zero", "7e-0", 7},
-        {"a fraction that the exponent lifts", "1.25e2", 125},
-        {"a fraction that the exponent lifts exactly", "0.000001e6", 1},
-        {"zeros that the exponent takes away", "1000e-3", 1},
+        {"a fraction that the exponent makes integral", "1.25e2", 125},
+        {"a fraction that the exponent makes one", "0.000001e6", 1},
+        {"zeros that the exponent removes", "1000e-3", 1},
         {"more zeros than an integer has digits", "1" + zeros(400) + "e-400", 1},
         {"a fraction with more zeros than an integer has digits", "0." + zeros(400) + "5e402", 50},
         {"zeros on both sides", "0." + zeros(30) + "7" + zeros(30) + "e31", 7},
@@ -57,15 +57,15 @@ TEST(JSONNumber, is_an_integer_when_its_value_is_integral_and_fits_whatever_the_
         {"the highest with a fraction", "9223372036854775807.000", highest},
         {"the lowest with an exponent", "-922337203685477580.8e1", lowest},
         {"the highest, its digits all in the fraction", "0.9223372036854775807e19", highest},
-        {"no double is equal to it", "9007199254740993.0", 9'007'199'254'740'993},
-        {"no double is equal to it, with an exponent", "90071992547409.93e2", 9'007'199'254'740'993},
+        {"an integer that equals no double", "9007199254740993.0", 9'007'199'254'740'993},
+        {"an integer that equals no double, with an exponent", "90071992547409.93e2", 9'007'199'254'740'993},
         {"eighteen digits and an exponent", "123456789012345678e1", 1'234'567'890'123'456'780},
         {"the largest power of ten", "1e18", 1'000'000'000'000'000'000},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(json(row.text).asInt(), row.expected); });
 }
 
-TEST(JSONNumber, is_the_nearest_double_when_it_is_no_integer_of_64_bits) {
+TEST(JSONNumber, is_the_nearest_double_when_it_is_not_a_64_bit_integer) {
     struct Row {
         const char* when;
         std::string text;
@@ -84,23 +84,23 @@ TEST(JSONNumber, is_the_nearest_double_when_it_is_no_integer_of_64_bits) {
         {"twenty digits", "12345678901234567890", 12345678901234567890.0},
         {"the next power of ten", "1e19", 1e19},
         {"a large power of ten", "1e22", 1e22},
-        {"nearly one, nearer than any double", "0.99999999999999999999", 1.0},
-        {"nearly an integer, nearer than any double", "9007199254740992.5", 9007199254740992.0},
-        {"a trace above one", "1." + zeros(300) + "1", 1.0},
-        {"a trace of nothing", "0." + zeros(400) + "1", 0.0},
+        {"nearer to one than any other double", "0.99999999999999999999", 1.0},
+        {"nearer to an integer than any other double", "9007199254740992.5", 9007199254740992.0},
+        {"slightly above one", "1." + zeros(300) + "1", 1.0},
+        {"slightly above zero", "0." + zeros(400) + "1", 0.0},
         {"too small for a double", "1e-400", 0.0},
         {"negative and too small for a double", "-1e-400", -0.0},
         {"an exponent below all bounds", "1e-99999999999999999999", 0.0},
         {"the smallest double", "4.9406564584124654e-324", 5e-324},
-        {"half of the smallest double and a trace", "2.4703282292062328e-324", 5e-324},
+        {"slightly above half of the smallest double", "2.4703282292062328e-324", 5e-324},
         {"the smallest normal double", "2.2250738585072014e-308", 2.2250738585072014e-308},
         {"below the smallest normal double", "2.2250738585072011e-308", 2.225073858507201e-308},
         {"the largest double", "1.7976931348623157e308", std::numeric_limits<double>::max()},
         {"rounds down to the largest double", "1.79769313486231580793e308", std::numeric_limits<double>::max()},
         {"the largest double in plain notation", "17976931348623157" + zeros(292), std::numeric_limits<double>::max()},
         {"halfway between two doubles, to even", "1.00000000000000011102230246251565404236316680908203125", 1.0},
-        {"a trace above halfway", "1.000000000000000111022302462515654042363166809082031251", 1.0000000000000002},
-        {"a large exponent that the fraction brings down", "0." + zeros(400) + "15e401", 1.5},
+        {"slightly above halfway", "1.000000000000000111022302462515654042363166809082031251", 1.0000000000000002},
+        {"a large exponent and a small fraction", "0." + zeros(400) + "15e401", 1.5},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const MCPValue value = json(row.text);
@@ -111,7 +111,7 @@ TEST(JSONNumber, is_the_nearest_double_when_it_is_no_integer_of_64_bits) {
     });
 }
 
-TEST(JSONNumber, beyond_the_doubles_it_fails) {
+TEST(JSONNumber, fails_beyond_the_range_of_double) {
     struct Row {
         const char* when;
         std::string text;
@@ -144,7 +144,7 @@ TEST(JSONNumber, doubles_are_written_with_the_shortest_digits_that_read_back) {
         {"minus zero", -0.0, "-0"},
         {"a fraction", 1.5, "1.5"},
         {"no exact fraction", 0.1, "0.1"},
-        {"the sum that is not", 0.1 + 0.2, "0.30000000000000004"},
+        {"the sum of two fractions", 0.1 + 0.2, "0.30000000000000004"},
         {"a third", 1.0 / 3.0, "0.3333333333333333"},
         {"negative", -1234.5678, "-1234.5678"},
         {"the smallest in plain notation", 1e-5, "0.00001"},
@@ -189,7 +189,7 @@ TEST(JSONNumber, integers_are_written_in_decimal) {
     });
 }
 
-/// The least number of significant digits that reads back, found by trying.
+/// The smallest number of significant digits that reads back, found by trying each number.
 int shortestDigits(double value) {
     char text[64];
     for (int digits = 1; digits < 17; ++digits) {
@@ -212,7 +212,7 @@ int significantDigits(std::string_view text) {
 TEST(JSONNumber, every_double_reads_back_from_as_few_digits_as_possible) {
     std::mt19937_64 random{20'250'618};
     for (int round = 0; round < 5'000; ++round) {
-        // Half of them of any magnitude, half of them of everyday magnitudes.
+        // Half of the numbers have any magnitude, the others usual magnitudes.
         double value = std::bit_cast<double>(random());
         if (round % 2 == 0)
             value = std::ldexp(static_cast<double>(random() >> 11), static_cast<int>(random() % 80) - 70);
@@ -254,7 +254,7 @@ TEST(JSONNumber, an_integer_is_recognised_with_its_point_at_any_place) {
         SCOPED_TRACE(sign + text + suffix);
         ASSERT_EQ(json(sign + text + suffix).asInt(), value);
 
-        // One more digit, far after the point, and it is not an integer.
+        // With one more digit far after the point, it is not an integer.
         const std::string point = text.find('.') == text.npos ? "." : "";
         const std::string trace = sign + text + point + zeros(60) + "1" + suffix;
         ASSERT_EQ(json(trace).kind(), MCPValue::Kind::Double);

@@ -125,7 +125,7 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"a word cut short", "nul", 0},
         {"a word too long", "nulll", 4},
         {"a word in capitals", "True", 0},
-        {"a word of its own", "undefined", 0},
+        {"an unknown word", "undefined", 0},
         {"not a number", "NaN", 0},
         {"infinity", "Infinity", 0},
         {"minus infinity", "-Infinity", 1},
@@ -164,10 +164,10 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"a hexadecimal escape", R"("\x41")", 2},
         {"three digits", R"("\u041")", 6},
         {"no digits", R"("\u")", 3},
-        {"a letter that is no digit", R"("\u00g0")", 5},
+        {"a letter that is not a digit", R"("\u00g0")", 5},
         {"a sign for a digit", R"("\u+041")", 3},
         {"a space for a digit", R"("\u 041")", 3},
-        {"the end amid the digits", R"("\u00)", 5},
+        {"the end between the digits", R"("\u00)", 5},
         {"a low surrogate alone", R"("\uDC00")", 7},
         {"the last low surrogate alone", R"("\uDFFF ")", 7},
         {"two low surrogates", R"("\uDC00\uDC00")", 7},
@@ -205,7 +205,7 @@ TEST(JSONReader, names_the_byte_at_which_a_text_stops_being_JSON) {
         {"no colon and no value", R"({"a"})", 4},
         {"no value", R"({"a":})", 5},
         {"two colons", R"({"a"::1})", 5},
-        {"a key that is no string", "{1:2}", 1},
+        {"a key that is not a string", "{1:2}", 1},
         {"a key that is a word", "{null:2}", 1},
         {"an unquoted key", "{a:1}", 1},
         {"a closed object that was not open", "}", 0},
@@ -227,7 +227,7 @@ TEST(JSONReader, refuses_a_text_cut_short_at_any_byte) {
     }
 }
 
-TEST(JSONReader, refuses_a_rich_text_with_any_byte_replaced_by_a_bad_one) {
+TEST(JSONReader, refuses_a_text_with_any_byte_replaced_by_an_invalid_one) {
     const std::string text = R"({"id":12,"list":["héllo",true,null,{"a":"0123456789abcdef€"}]})";
     for (const char bad : {'\0', '\x01', '\xC0', '\xFE', '\xFF'}) {
         for (std::size_t position = 0; position < text.size(); ++position) {
@@ -264,8 +264,8 @@ TEST(JSONReader, names_the_first_byte_that_is_not_UTF8_at_any_place) {
         {"after the value", "1", ""},
         {"at the start of a string", "\"", "\""},
         {"at the end of a string", "\"0123456789", "\""},
-        {"amid a string, at a word's end", "\"0123456", "789\""},
-        {"inside a string, after a word", "\"01234567", "89abcdefg\""},
+        {"in a string, after eight bytes", "\"0123456", "789\""},
+        {"in a string, after nine bytes", "\"01234567", "89abcdefg\""},
         {"after other characters", "\"aé€😀", "€\""},
         {"after an escape", R"("\n)", "\""},
         {"before an escape", "\"a", R"(\n")"},

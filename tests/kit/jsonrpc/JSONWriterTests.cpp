@@ -101,7 +101,7 @@ TEST(JSONWriter, escapes_quotation_mark_backslash_and_controls_and_nothing_else)
         R"(\b)",     R"(\t)",     R"(\n)",     R"(\u000b)", R"(\f)",     R"(\r)",     R"(\u000e)", R"(\u000f)",
         R"(\u0010)", R"(\u0011)", R"(\u0012)", R"(\u0013)", R"(\u0014)", R"(\u0015)", R"(\u0016)", R"(\u0017)",
         R"(\u0018)", R"(\u0019)", R"(\u001a)", R"(\u001b)", R"(\u001c)", R"(\u001d)", R"(\u001e)", R"(\u001f)"};
-    // Every byte at every place of a step and after it.
+    // Every byte at every position of a block of eight bytes, and after it.
     for (unsigned byte = 0; byte < 0x80; ++byte) {
         std::string expected{static_cast<char>(byte)};
         if (byte < 0x20) expected = controls[byte];
@@ -142,7 +142,7 @@ TEST(JSONWriter, writes_everything_beyond_ASCII_as_it_is) {
         {"the line separators", "\xE2\x80\xA8\xE2\x80\xA9"},
         {"a byte order mark", "\xEF\xBB\xBF"},
         {"no character", "\xEF\xBF\xBF"},
-        {"a dash and quotation marks of print", "“a — b”"},
+        {"a dash and typographic quotation marks", "“a — b”"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(written(MCPValue{row.text}), "\"" + row.text + "\"");
@@ -183,7 +183,7 @@ TEST(JSONWriter, refuses_a_number_that_is_not_finite_and_writes_nothing) {
     });
 }
 
-TEST(JSONWriter, appends_to_what_is_there) {
+TEST(JSONWriter, appends_to_existing_text) {
     Bytes out{"a"};
     EXPECT_TRUE(writeJSON(MCPValue::array({1}), out));
     EXPECT_TRUE(writeJSON("b", out));
@@ -196,7 +196,7 @@ TEST(MCPLine, is_the_text_of_the_message_and_a_line_feed) {
     EXPECT_EQ(out.text(), "first\n{\"id\":1,\"jsonrpc\":\"2.0\",\"result\":\"a\\nb\"}\n");
 }
 
-TEST(MCPLine, a_message_that_cannot_be_written_leaves_nothing) {
+TEST(MCPLine, a_message_that_cannot_be_written_adds_nothing) {
     Bytes out{"first\n"};
     EXPECT_FALSE(appendLine(MCPResponse::result(1, std::numeric_limits<double>::quiet_NaN()), out));
     EXPECT_EQ(out.text(), "first\n");

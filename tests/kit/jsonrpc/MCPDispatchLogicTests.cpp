@@ -66,8 +66,8 @@ TEST(MCPDispatchLogic, classifies_every_line_as_exactly_one_case) {
         {"a byte order mark", "\xEF\xBB\xBF{\"method\":\"m\"}", parseError},
         {"an unusable number", R"({"id":1e400,"method":"m"})", parseError},
         {"a surrogate without its other half", R"({"method":"\ud800"})", parseError},
-        {"bytes that are no UTF-8", "{\"method\":\"\xFF\"}", parseError},
-        {"bytes that are no UTF-8, alone", "\xFF", parseError},
+        {"bytes that are not UTF-8", "{\"method\":\"\xFF\"}", parseError},
+        {"bytes that are not UTF-8, alone", "\xFF", parseError},
         {"NUL", std::string(1, '\0'), parseError},
         {"white space that JSON does not know, inside",
          "[1,\xC2\xA0"
@@ -129,7 +129,7 @@ TEST(MCPDispatchLogic, ignores_empty_lines_and_all_other_notifications) {
     }
 }
 
-TEST(MCPDispatchLogic, answers_what_it_cannot_use_without_identifier) {
+TEST(MCPDispatchLogic, answers_unusable_lines_without_an_identifier) {
     struct Row {
         const char* when;
         const char* line;
@@ -257,14 +257,14 @@ TEST(MCPDispatchLogic, the_tool_list_is_the_catalogue_for_the_availability_given
     }
 }
 
-TEST(MCPDispatchLogic, a_handshake_response_is_for_requests_alone) {
+TEST(MCPDispatchLogic, only_requests_have_a_handshake_response) {
     const MCPRequest request{1, "server/discover", {}};
     EXPECT_EQ(handshakeResponse(MCPIncoming{request}, true), handshakeResponse(request, true));
     const MCPIncoming others[] = {{MCPNotification{"initialize", {}}}, {Batch{}}, parseError, {Empty{}}};
     for (const MCPIncoming& incoming : others) EXPECT_EQ(handshakeResponse(incoming, true), std::nullopt);
 }
 
-TEST(MCPDispatchLogic, the_client_is_who_it_says_when_it_names_itself) {
+TEST(MCPDispatchLogic, the_client_info_is_read_when_it_has_a_name) {
     struct Row {
         const char* when;
         const char* params;

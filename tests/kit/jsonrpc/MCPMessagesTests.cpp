@@ -75,7 +75,7 @@ TEST(MCPRequestID, a_number_never_equals_a_string_but_shares_its_text) {
     EXPECT_NE(hash(7), hash("7"));
 }
 
-TEST(MCPRequest, is_read_leniently_but_for_its_identifier_and_method) {
+TEST(MCPRequest, is_read_leniently_except_for_its_identifier_and_method) {
     struct Row {
         const char* when;
         const char* text;
@@ -130,7 +130,7 @@ TEST(MCPRequest, writes_params_when_present_also_when_null) {
     EXPECT_EQ(written(MCPRequest{"a", "m", {}}), R"({"id":"a","jsonrpc":"2.0","method":"m"})");
 }
 
-TEST(MCPRequest, without_params_is_written_with_null_once_it_was_read) {
+TEST(MCPRequest, without_params_is_written_with_null_after_it_was_read) {
     EXPECT_EQ(written(*decoded<MCPRequest>(R"({"id":1,"method":"m"})")),
               R"({"id":1,"jsonrpc":"2.0","method":"m","params":null})");
 }
@@ -199,7 +199,7 @@ TEST(MCPResponse, is_refused_with_both_with_neither_and_without_identifier) {
     });
 }
 
-TEST(MCPResponse, is_read_whatever_its_version) {
+TEST(MCPResponse, is_read_with_any_version) {
     EXPECT_EQ(decoded<MCPResponse>(R"({"id":1,"result":2})"), MCPResponse::result(1, 2));
     EXPECT_EQ(decoded<MCPResponse>(R"({"jsonrpc":"1.0","id":1,"result":2,"other":3})"), MCPResponse::result(1, 2));
 }

@@ -10,16 +10,16 @@
 namespace VostelMCPKit {
 namespace {
 
-using vostel_tests::Author;
 using vostel_tests::damaged;
-using vostel_tests::Dice;
+using vostel_tests::Generator;
+using vostel_tests::Random;
 using vostel_tests::written;
 
 std::string call(const std::string& params) {
     return R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)" + params + "}";
 }
 
-/// Whether `line` is read as text. If it is, it means what its value means.
+/// Whether `line` is read as text. If it is, the result must equal that of reading it as a value.
 bool isReadAsText(const std::string& line) {
     const auto asText = readTextCall(line);
     if (!asText) return false;
@@ -62,13 +62,13 @@ TEST(MCPTextCall, only_a_usual_call_is_read_as_text) {
         {"no arguments", call(R"({"name":"t"})"), {}},
         {"arguments outside the params", R"({"id":1,"method":"tools/call","params":{},"arguments":1})", {}},
         {"no params", R"({"id":1,"method":"tools/call"})", {}},
-        {"params that are no object", call(R"([{"arguments":1}])"), {}},
+        {"params that are not an object", call(R"([{"arguments":1}])"), {}},
         {"repeated arguments", call(R"({"arguments":1,"arguments":2})"), {}},
         {"repeated params", R"({"params":{"arguments":1},"params":{},"id":1,"method":"tools/call"})", {}},
         {"a key with an escape", call(R"({"arguments":1,"argument\u0073":2})"), {}},
         {"another method", R"({"id":1,"method":"tools/list","params":{"arguments":1}})", {}},
         {"a notification", R"({"method":"tools/call","params":{"arguments":1}})", {}},
-        {"an ID that is none", R"({"id":null,"method":"tools/call","params":{"arguments":1}})", {}},
+        {"an invalid ID", R"({"id":null,"method":"tools/call","params":{"arguments":1}})", {}},
         {"a batch", "[" + call(R"({"arguments":1})") + "]", {}},
         {"nothing", "", {}},
         {"no JSON in the arguments", call(R"({"arguments":[1,]})"), {}},
@@ -87,16 +87,16 @@ TEST(MCPTextCall, only_a_usual_call_is_read_as_text) {
     });
 }
 
-TEST(MCPTextCall, a_call_read_as_text_is_the_call_that_its_value_is) {
-    Author author{11};
-    Dice dice{12};
+TEST(MCPTextCall, a_call_read_as_text_equals_the_call_read_as_a_value) {
+    Generator generator{11};
+    Random random{12};
     int asText = 0;
     int damagedAsText = 0;
     for (int round = 0; round < 1'000; ++round) {
         const std::string line =
-            call(R"({"name":"t","_meta":)" + author.document() + R"(,"arguments":)" + author.document() + "}");
+            call(R"({"name":"t","_meta":)" + generator.document() + R"(,"arguments":)" + generator.document() + "}");
         if (isReadAsText(line)) ++asText;
-        if (isReadAsText(damaged(line, dice))) ++damagedAsText;
+        if (isReadAsText(damaged(line, random))) ++damagedAsText;
     }
     EXPECT_GT(asText, 200);
     EXPECT_GT(damagedAsText, 50);

@@ -21,7 +21,7 @@ using Kind = MCPValue::Kind;
 
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
-// What would become a boolean or a number by accident is refused by the compiler; see compile_fail for the rest.
+// The compiler refuses values that would become a boolean or a number by accident. For the rest, see compile_fail.
 static_assert(!std::constructible_from<MCPValue, void*>);
 static_assert(!std::constructible_from<MCPValue, const int*>);
 static_assert(!std::constructible_from<MCPValue, char>);
@@ -164,7 +164,7 @@ TEST(MCPValue, a_path_of_keys_reads_a_scalar_or_nothing) {
     EXPECT_EQ(MCPValue{}.integer("in"), std::nullopt);
 }
 
-TEST(MCPValue, absent_params_are_looked_into_like_null) {
+TEST(MCPValue, absent_params_read_like_null) {
     const std::optional<MCPValue> absent;
     const std::optional<MCPValue> params = json(R"({"name":"n"})");
     EXPECT_TRUE(orNull(absent).isNull());
@@ -172,7 +172,7 @@ TEST(MCPValue, absent_params_are_looked_into_like_null) {
     EXPECT_EQ(&orNull(params), &*params);
 }
 
-TEST(MCPValue, loops_run_over_elements_and_members_and_over_none_of_other_kinds) {
+TEST(MCPValue, loops_run_over_elements_and_members_and_over_nothing_in_other_kinds) {
     const MCPValue value = json(R"({"list":[1,2,3],"none":[]})");
     std::int64_t sum = 0;
     for (const MCPValue& element : value.find("list")->elements()) sum += element.asInt().value_or(0);
@@ -191,7 +191,7 @@ TEST(MCPValue, loops_run_over_elements_and_members_and_over_none_of_other_kinds)
 
 TEST(MCPValue, a_loop_may_run_over_a_temporary) {
     std::string keys;
-    // The expected value is gone before the first round of the loop.
+    // The temporary value is destroyed before the first iteration.
     for (const MCPValue::Member& member : readJSON(R"({"a":1,"a key of more than fifteen bytes":2})")->members())
         keys += member.key();
     EXPECT_EQ(keys, "aa key of more than fifteen bytes");
@@ -216,7 +216,7 @@ TEST(MCPValue, every_key_of_a_large_object_is_found) {
     EXPECT_EQ(object["Key1001"], nullptr);
 }
 
-TEST(MCPValue, members_stand_in_output_order_whatever_the_order_of_building) {
+TEST(MCPValue, members_are_in_output_order_however_they_were_added) {
     std::vector<MCPValue::Member> members{{"b", 1}, {"A", 2}, {"a10", 3}, {"a2", 4}, {"_", 5}};
     std::ranges::sort(members, {}, [](const MCPValue::Member& member) { return std::string{member.key()}; });
     const auto byKey = [](const MCPValue::Member& left, const MCPValue::Member& right) {
@@ -288,7 +288,7 @@ TEST(MCPValue, copies_and_moves_keep_the_value) {
 }
 
 TEST(MCPValue, equals_only_the_same_kind_with_the_same_payload) {
-    // The values of one row equal each other and none of another row.
+    // The values of one row equal each other, and differ from those of all other rows.
     const std::vector<std::vector<MCPValue>> rows{
         {nullptr, MCPValue{}, json("null")},
         {true, json("true")},
@@ -345,7 +345,7 @@ TEST(MCPValue, not_a_number_equals_nothing) {
     EXPECT_NE(object, object);
 }
 
-TEST(MCPValue, hashes_tell_similar_values_apart) {
+TEST(MCPValue, similar_values_have_different_hashes) {
     const char* texts[] = {"null",
                            "true",
                            "false",
@@ -418,7 +418,7 @@ TEST(KeyOrder, ignores_letter_case_and_compares_digit_runs_by_value) {
         {"accents and letter case", {"É", "é", "Éa", "éB"}},
         {"Cyrillic in either case", {"А", "а", "Б", "б", "Я", "я"}},
         {"Greek, the sigma at the end of a word too", {"Σ", "ς", "σ", "Τ"}},
-        {"the Kelvin sign is a k", {"K", "k", "\xE2\x84\xAA", "l"}},
+        {"the Kelvin sign compares like a k", {"K", "k", "\xE2\x84\xAA", "l"}},
         {"the fourth byte", {"\xEF\xBF\xBF", "😀", "😁"}},
         {"digits of other scripts are letters", {"a9", "a10", "a٢", "a٣"}},
         {"a space first", {" ", "!", "/", "0", "A"}},
@@ -435,7 +435,7 @@ TEST(KeyOrder, ignores_letter_case_and_compares_digit_runs_by_value) {
 }
 
 TEST(KeyOrder, is_a_total_order) {
-    // Everything of up to three of these pieces, each with each.
+    // Compares all texts of up to three of these pieces with each other.
     const std::string_view pieces[] = {"a", "A", "_", "0", "1", "00", "9", "É", "é", "-"};
     std::vector<std::string> keys{""};
     for (const auto first : pieces) {

@@ -1,4 +1,4 @@
-// Values that nest far deeper than the smallest stack that a thread of the program has could follow.
+// Values that are nested so deeply that recursion would overflow the smallest stack of the program's threads.
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/wire/MCPWireFrames.h"
 #include "tests/support/JSON.h"
@@ -49,7 +49,7 @@ constexpr Shape shapes[] = {
     {"objects", "{\"a\":", "}"},
 };
 
-/// Leaves each level five bytes of that stack.
+/// With this depth, the stack has only five bytes for each level.
 constexpr std::size_t greatDepth = 200'000;
 
 TEST(Nesting, many_levels_are_read_written_copied_compared_hashed_and_destroyed) {
@@ -67,10 +67,10 @@ TEST(Nesting, many_levels_are_read_written_copied_compared_hashed_and_destroyed)
     }
 }
 
-// The rest is less deep, which no recursion survives either.
+// The other tests use less depth, which still overflows the stack of any recursion.
 constexpr std::size_t depth = 50'000;
 
-TEST(Nesting, deep_values_that_differ_inside_are_told_apart) {
+TEST(Nesting, deep_values_that_differ_inside_are_not_equal) {
     const Shape withSiblings{"with siblings before and after", R"([0,{"a":[],"b":)", R"(,"c":{}},1])"};
     for (const Shape& shape : {shapes[0], shapes[1], withSiblings}) {
         SCOPED_TRACE(shape.when);
@@ -102,7 +102,7 @@ TEST(Nesting, deep_values_outlive_their_copies_and_their_originals) {
     });
 }
 
-TEST(Nesting, many_levels_are_built_and_taken_apart) {
+TEST(Nesting, many_levels_are_built_and_removed_one_by_one) {
     onASmallStack([] {
         MCPValue value = "a string of its own block";
         for (std::size_t level = 0; level < depth; ++level) {
@@ -117,7 +117,7 @@ TEST(Nesting, many_levels_are_built_and_taken_apart) {
     });
 }
 
-TEST(Nesting, a_reading_that_fails_deep_inside_leaves_nothing_behind) {
+TEST(Nesting, a_failure_deep_inside_frees_everything) {
     struct Row {
         const char* when;
         std::string_view opening;

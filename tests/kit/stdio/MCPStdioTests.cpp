@@ -50,7 +50,7 @@ TEST(MCPLineBuffer, returns_the_lines_that_each_chunk_completes) {
     });
 }
 
-TEST(MCPLineBuffer, cuts_the_same_lines_whatever_the_chunks) {
+TEST(MCPLineBuffer, cuts_the_same_lines_from_chunks_of_any_size) {
     const std::string text = "{\"a\":1}\n\n\xFFx\nпривет\r\n" + std::string(300, 'z') + "\nrest";
     const Lines expected{"{\"a\":1}", "", "привет\r", std::string(300, 'z')};
     for (std::size_t length = 1; length <= text.size(); ++length) {
@@ -74,7 +74,7 @@ TEST(MCPLineBuffer, keeps_a_line_of_many_mebibytes_until_its_line_feed_arrives) 
     EXPECT_EQ(lines[0].size(), 512 * chunk.size());
 }
 
-TEST(MCPLineBuffer, copies_are_plain_values) {
+TEST(MCPLineBuffer, copies_are_independent) {
     MCPLineBuffer buffer;
     EXPECT_TRUE(buffer.append("a").empty());
     MCPLineBuffer copy = buffer;
@@ -82,14 +82,14 @@ TEST(MCPLineBuffer, copies_are_plain_values) {
     EXPECT_EQ(buffer.append("c\n"), Lines{"ac"});
 }
 
-/// A write operation that takes `step` bytes at a time and then plays the given failure.
+/// A write operation that takes `step` bytes at a time and then returns the given failure.
 struct FakeOutput {
     using Answer = std::expected<std::int64_t, PosixError>;
 
     std::string written;
     std::vector<std::size_t> offered;
     std::size_t step = 1'000'000;
-    /// Answers with this instead of writing, after this many bytes.
+    /// Returned instead of writing, after this many bytes.
     std::optional<std::pair<std::size_t, Answer>> failure;
 
     MCPStdoutWriter::AttemptWrite attemptWrite() {
@@ -133,7 +133,7 @@ TEST(MCPStdoutWriter, offers_the_rest_until_every_byte_is_out) {
     });
 }
 
-TEST(MCPStdoutWriter, ends_at_the_first_failure_and_leaves_what_is_written) {
+TEST(MCPStdoutWriter, ends_at_the_first_failure_and_keeps_what_was_written) {
     struct Row {
         const char* when;
         FakeOutput::Answer answer;
@@ -161,7 +161,7 @@ TEST(MCPStdoutWriter, ends_at_the_first_failure_and_leaves_what_is_written) {
     });
 }
 
-TEST(MCPStdoutWriter, lines_that_may_be_taken_back_begin_only_while_their_gate_is_open) {
+TEST(MCPStdoutWriter, lines_with_a_gate_begin_only_while_it_is_open) {
     struct Row {
         const char* when;
         std::string lines;
@@ -187,7 +187,7 @@ TEST(MCPStdoutWriter, lines_that_may_be_taken_back_begin_only_while_their_gate_i
         output.step = row.step;
         const auto gate = std::make_shared<LineGate>();
         int asked = 0;
-        // The gate closes while the writer waits for room: the worst moment.
+        // The gate closes at the worst moment: while the writer waits for room.
         const auto waitForRoom = [&] {
             if (asked++ == row.closedBefore) gate->close();
             return row.room;
@@ -199,7 +199,7 @@ TEST(MCPStdoutWriter, lines_that_may_be_taken_back_begin_only_while_their_gate_i
     });
 }
 
-TEST(MCPStdoutWriter, a_failure_ends_the_lines_that_may_be_taken_back) {
+TEST(MCPStdoutWriter, a_failure_ends_lines_with_a_gate) {
     for (const std::size_t after : {0U, 4U}) {
         SCOPED_TRACE(after);
         ManualExecutor executor;

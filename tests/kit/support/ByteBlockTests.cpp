@@ -11,7 +11,7 @@
 namespace VostelMCPKit {
 namespace {
 
-/// Sixteen bytes, among them many that begin, continue and break UTF-8 sequences.
+/// Sixteen bytes. Many of them begin, continue or break UTF-8 sequences.
 std::string randomBlock(std::mt19937_64& random) {
     constexpr std::string_view pieces[] = {
         "\xC3\xA9",     "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "a",    "\"",   "\\",   "\n",
@@ -73,7 +73,7 @@ TEST(UTF8, the_sequence_of_each_code_point_is_well_formed_and_no_shorter_one_is)
     }
 }
 
-TEST(UTF8, every_start_of_three_bytes_is_judged_as_the_tables_of_Unicode_do) {
+TEST(UTF8, the_first_three_bytes_are_judged_as_in_the_tables_of_Unicode) {
     for (std::uint32_t start = 0x800000; start <= 0xFFFFFF; start += 0x1F) {
         const std::string bytes{static_cast<char>(start >> 16), static_cast<char>(start >> 8), static_cast<char>(start),
                                 '\x80'};
@@ -87,8 +87,8 @@ std::size_t lengthOfSequence(const std::string& bytes) {
     return sequenceLength(bytes.data(), bytes.data() + bytes.size());
 }
 
-/// How many bytes of `bytes` are whole sequences, one looked at after the other. Absent when the bytes after them
-/// cannot begin one.
+/// How many bytes at the start of `bytes` are complete sequences, found one by one. Absent when the bytes after them
+/// cannot begin a sequence.
 std::optional<std::size_t> wholeOneByOne(std::string_view bytes) {
     std::string rest{bytes};
     while (!rest.empty() && lengthOfSequence(rest) != 0) rest.erase(0, lengthOfSequence(rest));
@@ -98,7 +98,7 @@ std::optional<std::size_t> wholeOneByOne(std::string_view bytes) {
     return bytes.size() - rest.size();
 }
 
-TEST(UTF8, a_block_has_the_whole_sequences_that_are_found_one_by_one) {
+TEST(UTF8, a_block_has_the_same_complete_sequences_as_are_found_one_by_one) {
     std::mt19937_64 random{2};
     int wellFormed = 0;
     int illFormed = 0;
@@ -115,7 +115,7 @@ TEST(UTF8, a_block_has_the_whole_sequences_that_are_found_one_by_one) {
         const bool isWellFormed = wholeOneByOne(std::string_view{bytes}.substr(0, considered)).has_value();
         ASSERT_EQ(wholeSequences(block, mask) != 0, isWellFormed) << considered;
     }
-    // Both came up often enough to mean something.
+    // Both occurred often enough.
     EXPECT_GT(wellFormed, 100);
     EXPECT_GT(illFormed, 1'000);
 }

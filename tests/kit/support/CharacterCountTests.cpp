@@ -12,7 +12,7 @@
 namespace VostelMCPKit {
 namespace {
 
-/// One row as Unicode writes them in GraphemeBreakTest: "÷" where characters part, "×" where they do not.
+/// One row in the form of Unicode's GraphemeBreakTest: "÷" where a new character begins, "×" elsewhere.
 struct BreakRow {
     std::string text;
     /// Byte offsets of the end of each character.
@@ -45,7 +45,7 @@ void expectBreaks(const BreakRow& row, const std::string& before = "", const std
 
 TEST(CharacterCount, the_tables_are_those_of_Unicode_15) { EXPECT_STREQ(utf8proc_unicode_version(), "15.0.0"); }
 
-TEST(CharacterCount, characters_part_where_Unicode_says_so) {
+TEST(CharacterCount, characters_end_where_Unicode_says) {
     const char* const rows[] = {
         // Plain characters, alone, in pairs, and around a mark.
         "÷ 0020 ÷",
@@ -176,7 +176,7 @@ TEST(CharacterCount, characters_part_where_Unicode_says_so) {
         "÷ 1F1E6 ÷ 0020 ÷ 1F1E7 ÷",
         "÷ 1F1F7 × 1F1FA ÷ 1F1FA × 1F1E6 ÷ 000A ÷ 1F1E9 × 1F1EA ÷",
         "÷ 1F3F4 × E0067 × E0062 × E0065 × E006E × E0067 × E007F ÷ 0061 ÷",
-        // Pictures, their modifiers and what joins them.
+        // Emoji, their modifiers and joiners.
         "÷ 231A ÷ 231A ÷",
         "÷ 231A × 0308 ÷ 231A ÷",
         "÷ 1F476 × 1F3FF ÷ 1F476 ÷",
@@ -225,7 +225,7 @@ TEST(CharacterCount, characters_part_where_Unicode_says_so) {
     }
 }
 
-TEST(CharacterCount, every_pair_of_classes_parts_or_holds_together) {
+TEST(CharacterCount, every_pair_of_classes_breaks_or_joins) {
     const char32_t samples[] = {0x20,   0xD,    0xA,    0x1,    0x34F,  0x1F1E6, 0x600,  0x903, 0x1100,
                                 0x1160, 0x11A8, 0xAC00, 0xAC01, 0x231A, 0x300,   0x200D, 0x378};
     // One line for each left side, one column for each right side, in the order of the samples.
@@ -263,8 +263,8 @@ TEST(CharacterCount, every_pair_of_classes_parts_or_holds_together) {
     }
 }
 
-TEST(CharacterCount, the_breaks_are_the_same_amid_long_runs_of_ASCII) {
-    // The fast way over ASCII takes eight bytes at a step, so each alignment is tried on both sides.
+TEST(CharacterCount, the_breaks_are_the_same_between_long_runs_of_ASCII) {
+    // The fast path for ASCII counts eight bytes at once, so the test tries each alignment on both sides.
     const char* const rows[] = {
         "÷ 000D × 000A ÷",
         "÷ 0061 × 0301 ÷",
@@ -287,7 +287,7 @@ TEST(CharacterCount, the_breaks_are_the_same_amid_long_runs_of_ASCII) {
     }
 }
 
-TEST(CharacterCount, a_plain_walk_by_utf_8_proc_agrees_on_random_text) {
+TEST(CharacterCount, a_simple_count_with_utf8proc_agrees_on_random_text) {
     const char32_t pieces[] = {'a',    'b',    ' ',    '\r',  '\n',  0x301, 0x200D,   0x1F1E6, 0x1F469, 0x1F3FD, 0x1100,
                                0x1160, 0x11A8, 0xAC00, 0x600, 0x903, 0x430, 0x10FFFF, 0,       0x7F,    0x80};
     std::mt19937 random{15};
@@ -315,7 +315,7 @@ TEST(CharacterCount, a_plain_walk_by_utf_8_proc_agrees_on_random_text) {
 
 TEST(CharacterCount, empty_text_has_no_characters) { EXPECT_EQ(countCharacters("", 5), (CharacterCount{0, 0})); }
 
-TEST(CharacterCount, bytes_that_are_no_UTF8_stand_for_themselves) {
+TEST(CharacterCount, bytes_that_are_not_UTF8_count_as_characters) {
     struct Row {
         const char* when;
         std::string text;

@@ -6,7 +6,7 @@
 namespace VostelMCPKit {
 namespace {
 
-TEST(OutOfMemory, work_that_needs_more_than_there_is_fails_alone) {
+TEST(OutOfMemory, only_work_that_needs_too_much_memory_fails) {
     const auto needed = [](bool muchMore) {
         return withinMemory(
             [&] {
@@ -20,7 +20,7 @@ TEST(OutOfMemory, work_that_needs_more_than_there_is_fails_alone) {
     EXPECT_EQ(needed(false), "done");
 }
 
-TEST(OutOfMemory, the_inner_of_two_scopes_leaves_the_outer_one_in_force) {
+TEST(OutOfMemory, the_end_of_an_inner_scope_does_not_end_the_outer_one) {
     const bool failed = withinMemory(
         [] {
             withinMemory([] {}, [] {});
@@ -31,7 +31,7 @@ TEST(OutOfMemory, the_inner_of_two_scopes_leaves_the_outer_one_in_force) {
     EXPECT_TRUE(failed);
 }
 
-TEST(OutOfMemoryDeathTest, everything_else_ends_the_process_after_the_last_act) {
+TEST(OutOfMemoryDeathTest, outside_of_a_scope_the_process_ends_after_the_given_function) {
     EXPECT_EXIT(
         {
             onOutOfMemory([] { std::_Exit(7); });

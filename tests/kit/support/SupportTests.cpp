@@ -41,7 +41,7 @@ TEST(ASCII, hexadecimal_digits_have_their_values) {
     }
 }
 
-TEST(ASCII, letters_and_digits_are_told_from_their_neighbours) {
+TEST(ASCII, letters_and_digits_are_distinguished_from_adjacent_characters) {
     std::string letters;
     std::string digits;
     for (int byte = -128; byte < 128; ++byte) {
@@ -83,7 +83,7 @@ TEST(Bytes, keep_what_is_appended_through_every_growth) {
                            [](std::byte left, char right) { return left == static_cast<std::byte>(right); }));
 }
 
-TEST(Bytes, room_is_taken_into_the_content_by_growing) {
+TEST(Bytes, growing_adds_the_room_to_the_content) {
     Bytes bytes{"ab"};
     char* room = bytes.room(1'000);
     std::fill_n(room, 3, 'c');
@@ -104,7 +104,7 @@ TEST(Bytes, do_not_move_within_the_room_that_was_asked_for) {
     EXPECT_EQ(bytes.size(), 1'000U);
 }
 
-TEST(Bytes, lose_the_prefix_or_the_rest) {
+TEST(Bytes, drop_a_prefix_or_the_rest) {
     Bytes bytes{"abcdef"};
     bytes.removePrefix(2);
     EXPECT_EQ(bytes.text(), "cdef");
@@ -116,7 +116,7 @@ TEST(Bytes, lose_the_prefix_or_the_rest) {
     EXPECT_EQ(bytes.text(), "again");
 }
 
-TEST(Bytes, take_a_prefix_into_the_place_of_a_dropped_one) {
+TEST(Bytes, prepend_into_the_place_of_a_dropped_prefix) {
     Bytes bytes{"0123456789content"};
     bytes.removePrefix(10);
     const char* before = bytes.data();
@@ -127,7 +127,7 @@ TEST(Bytes, take_a_prefix_into_the_place_of_a_dropped_one) {
     EXPECT_EQ(bytes.data(), before - 4);
 }
 
-TEST(Bytes, take_a_prefix_of_any_length) {
+TEST(Bytes, prepend_a_text_of_any_length) {
     for (const std::size_t dropped : {0U, 1U, 50U}) {
         for (const std::size_t length : {0U, 1U, 49U, 50U, 51U, 500U}) {
             Bytes bytes{std::string(dropped, '-') + "content"};
@@ -143,7 +143,7 @@ TEST(Bytes, take_a_prefix_of_any_length) {
     EXPECT_EQ(empty.text(), "now not");
 }
 
-TEST(Bytes, use_the_memory_of_a_dropped_prefix_again) {
+TEST(Bytes, reuse_the_memory_of_a_dropped_prefix) {
     Bytes bytes{std::string(1'000, 'a')};
     const std::size_t before = bytes.capacity();
     for (int round = 0; round < 100; ++round) {
@@ -154,7 +154,7 @@ TEST(Bytes, use_the_memory_of_a_dropped_prefix_again) {
     EXPECT_LE(bytes.capacity(), 2 * before);
 }
 
-TEST(Bytes, leave_nothing_behind_when_moved) {
+TEST(Bytes, are_empty_after_a_move) {
     Bytes source{"content"};
     Bytes target{std::move(source)};
     EXPECT_EQ(target.text(), "content");
@@ -188,7 +188,7 @@ TEST(UUID, is_read_in_either_letter_case_and_written_in_upper_case) {
         {"nothing", "", {}},
         {"a digit too few", "0A1B2C3D-4E5F-6789-ABCD-EF012345678", {}},
         {"a digit too many", "0A1B2C3D-4E5F-6789-ABCD-EF01234567890", {}},
-        {"a letter that is no digit", "0A1B2C3D-4E5F-6789-ABCD-EF012345678G", {}},
+        {"a letter that is not a digit", "0A1B2C3D-4E5F-6789-ABCD-EF012345678G", {}},
         {"a sign for a digit", "+A1B2C3D-4E5F-6789-ABCD-EF0123456789", {}},
         {"a space for a digit", " A1B2C3D-4E5F-6789-ABCD-EF0123456789", {}},
         {"no hyphens", "0A1B2C3D4E5F6789ABCDEF01234567890000", {}},
@@ -208,14 +208,14 @@ TEST(UUID, its_text_holds_the_bytes_in_order) {
     EXPECT_EQ(UUID::parse(uuid.text()), uuid);
 }
 
-TEST(UUID, random_bytes_keep_all_but_the_bits_of_version_and_variant) {
+TEST(UUID, random_bytes_keep_all_bits_except_version_and_variant) {
     std::array<std::uint8_t, 16> random{};
     EXPECT_EQ(UUID::fromRandom(random).text(), "00000000-0000-4000-8000-000000000000");
     random.fill(0xFF);
     EXPECT_EQ(UUID::fromRandom(random).text(), "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
 }
 
-TEST(UUID, a_source_makes_each_one_of_fresh_random_bytes) {
+TEST(UUID, each_new_one_uses_new_random_bytes) {
     std::uint8_t next = 0xA0;
     const UUIDSource newID = RandomUUIDs{[&](void* bytes, std::size_t count) {
         std::memset(bytes, next++, count);
@@ -231,7 +231,7 @@ TEST(UUID, without_random_bytes_there_is_none) {
     EXPECT_DEATH(std::ignore = RandomUUIDs{nullptr}(), "");
 }
 
-TEST(PosixError, tells_the_systems_text_for_its_number) {
+TEST(PosixError, has_the_systems_text_for_its_number) {
     EXPECT_EQ(PosixError{ENOENT}.systemText(), "No such file or directory");
     EXPECT_EQ(PosixError{ECONNREFUSED}.systemText(), "Connection refused");
     EXPECT_EQ(PosixError{EPIPE}, PosixError{EPIPE});

@@ -46,7 +46,7 @@ TEST(Unicode, code_points_are_taken_one_by_one_and_ill_formed_bytes_alone) {
     EXPECT_TRUE(text.empty());
 }
 
-TEST(Unicode, the_joiners_are_told_from_their_neighbours) {
+TEST(Unicode, only_the_two_joiners_are_joiners) {
     EXPECT_TRUE(isJoiner(0x200C) && isJoiner(0x200D));
     EXPECT_FALSE(isJoiner(0x200B) || isJoiner(0x200E));
 }
@@ -111,7 +111,7 @@ TEST(Unicode, white_space_of_every_kind_is_trimmed_from_both_ends) {
     EXPECT_EQ(trimmed(all + "€" + all), "€");
 }
 
-TEST(Unicode, nothing_but_white_space_is_trimmed) {
+TEST(Unicode, only_white_space_is_trimmed) {
     struct Row {
         const char* when;
         std::string text;
@@ -176,14 +176,14 @@ TEST(Unicode, letter_case_folds_code_point_by_code_point) {
     });
 }
 
-TEST(Unicode, a_byte_that_is_no_UTF8_folds_to_itself) {
+TEST(Unicode, a_byte_that_is_not_UTF8_folds_to_itself) {
     std::string_view text = "\xFF\x41";
     EXPECT_EQ(takeFolded(text), char32_t{0xFF});
     EXPECT_EQ(takeFolded(text), char32_t{'a'});
     EXPECT_TRUE(text.empty());
 }
 
-TEST(Unicode, repair_replaces_each_byte_that_is_no_UTF8) {
+TEST(Unicode, repair_replaces_each_byte_that_is_not_UTF8) {
     EXPECT_EQ(repairedUTF8("fe80::1%é"), "fe80::1%é");
     EXPECT_EQ(repairedUTF8("fe80::1%\xFF\xC3"), "fe80::1%\uFFFD\uFFFD");
     EXPECT_EQ(repairedUTF8(""), "");
@@ -221,7 +221,7 @@ TEST(Unicode, a_letter_has_the_form_that_begins_a_sentence) {
     for (const char32_t same : {U'A', U'7', U'\'', U'\u6F22'}) EXPECT_EQ(titleCase(same), same);
 }
 
-TEST(Unicode, white_space_is_told_from_what_is_only_invisible) {
+TEST(Unicode, invisible_characters_are_not_white_space) {
     for (const char32_t space : {U' ', U'\t', U'\n', U'\u0085', U'\u00A0', U'\u2028'}) EXPECT_TRUE(isWhiteSpace(space));
     for (const char32_t other : {U'\u200B', U'\u200D', U'a'}) EXPECT_FALSE(isWhiteSpace(other));
 }

@@ -52,7 +52,7 @@ TEST(MCPCallResult, every_outcome_renders_as_one_block_of_text) {
          "-----END UNTRUSTED TOOL OUTPUT-----",
          true,
          {}},
-        {"failed without a word", {MCPToolError{""}}, "", true, {}},
+        {"failed with an empty message", {MCPToolError{""}}, "", true, {}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const MCPCallResult result = MCPCallResult::rendering(row.outcome);

@@ -27,7 +27,7 @@ TEST(MCPSystemResolver, a_name_that_cannot_exist_has_no_address) {
 
 TEST(MCPSystemResolver, it_is_the_resolver_of_the_policy_unless_another_is_given) {
     using namespace MCPURLPolicy;
-    // No name of the video service can resolve with a label this long, on any machine.
+    // A name with such a long label resolves on no machine.
     EXPECT_EQ(evaluate("https://" + std::string(64, 'a') + ".youtube.com/"),
               MCPURLPolicy::Decision{MCPURLPolicy::Decision::Rejected{Reason::unresolvedHost}});
 }

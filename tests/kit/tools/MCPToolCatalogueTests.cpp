@@ -18,15 +18,14 @@ using vostel_tests::json;
 using vostel_tests::written;
 using Names = std::vector<std::string>;
 
-/// The catalogue as it is meant to be, kept beside this file and laid out to be read.
+/// The expected catalogue, in a file beside this one that people can read.
 std::string catalogueFile() {
     std::ifstream file{VOSTEL_KIT_TESTS "/tools/catalogue.json"};
     EXPECT_TRUE(file.is_open());
     return {std::istreambuf_iterator<char>{file}, {}};
 }
 
-/// `text` without the white space between its tokens. Works on the text, so that neither our reader nor our writer has
-/// a hand in it.
+/// `text` without the white space between its tokens. Uses neither our reader nor our writer, because it checks them.
 std::string compacted(std::string_view text) {
     std::string result;
     bool inString = false;
@@ -159,7 +158,7 @@ TEST(MCPToolCatalogue, each_tool_has_its_hints_its_flag_and_its_required_argumen
     }
 }
 
-/// Every schema inside a schema, itself included.
+/// A schema and all schemas inside it.
 std::vector<MCPValue> allSchemas(const MCPValue& root) {
     std::vector<MCPValue> found{root};
     for (std::size_t index = 0; index < found.size(); ++index) {

@@ -15,7 +15,7 @@ using MCPURLPolicy::Reason;
 
 constexpr std::string_view allowed = "allowed";
 
-/// Answers every question alike and keeps what it was asked.
+/// Gives every host the same addresses, and records the hosts.
 struct FakeResolver {
     std::vector<std::string> answer = {"8.8.8.8"};
     std::vector<std::string> asked{};
@@ -49,7 +49,7 @@ TEST(MCPURLPolicy, a_link_is_judged_by_scheme_then_host) {
         const char* when;
         std::string url;
         std::string_view expected;
-        /// What the resolver is asked, if it is.
+        /// The host that is resolved, if any.
         std::string_view host = {};
     };
     const Row rows[] = {
@@ -178,7 +178,7 @@ TEST(MCPURLPolicy, a_link_is_judged_by_scheme_then_host) {
         {"a soft hyphen that vanishes", "https://you\u00ADtube.com/", "host"},
         {"a joiner that vanishes", "https://youtube\u200D.com/", "host"},
         {"a dotted capital I", "https://youtube.comİ/", "host"},
-        {"bytes that are no UTF-8", "https://youtube.com\xFF/", "host"},
+        {"bytes that are not UTF-8", "https://youtube.com\xFF/", "host"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         FakeResolver resolver;
@@ -228,7 +228,7 @@ TEST(MCPURLPolicy, every_address_must_be_public) {
     });
 }
 
-TEST(MCPURLPolicy, an_allowed_link_carries_what_was_judged) {
+TEST(MCPURLPolicy, an_allowed_link_has_the_host_and_the_addresses_that_were_judged) {
     const std::vector<std::string> addresses = {"142.250.74.14", "2a00:1450:4001::200e"};
     FakeResolver resolver{.answer = addresses};
     EXPECT_EQ(evaluate("https://WWW.youtube.com:443/watch?v=a", resolver.function()),

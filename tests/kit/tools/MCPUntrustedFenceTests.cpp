@@ -58,7 +58,7 @@ TEST(MCPUntrustedFence, a_marker_in_the_text_is_written_with_a_backslash_before_
     EXPECT_EQ(out.find(end), out.size() - end.size());
 }
 
-TEST(MCPUntrustedFence, escapes_markers_as_two_searches_without_overlap_would_one_after_the_other) {
+TEST(MCPUntrustedFence, escapes_markers_like_two_searches_one_after_the_other) {
     struct Row {
         const char* when;
         std::string text;

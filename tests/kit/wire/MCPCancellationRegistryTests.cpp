@@ -68,7 +68,7 @@ TEST(MCPCancellationRegistry, cancelling_or_finishing_an_unknown_call_changes_no
     EXPECT_EQ(registry, before);
 }
 
-TEST(MCPCancellationRegistry, a_finished_call_is_forgotten) {
+TEST(MCPCancellationRegistry, a_finished_call_is_removed) {
     MCPCancellationRegistry registry;
     registry.registerCall("a", 1, uuid(1));
     registry.registerCall("b", 1, uuid(2));
@@ -149,7 +149,7 @@ TEST(MCPCancellationRegistry, a_newer_call_takes_over_an_external_ID_that_is_sti
     EXPECT_FALSE(registry.shouldSendResponse(second));
 }
 
-TEST(MCPCancellationRegistry, finishing_either_call_forgets_the_external_ID_that_they_share) {
+TEST(MCPCancellationRegistry, finishing_either_of_two_calls_removes_their_common_external_ID) {
     for (const char* finished : {first, second}) {
         SCOPED_TRACE(finished);
         MCPCancellationRegistry registry;

@@ -17,14 +17,14 @@ using vostel_tests::written;
 
 constexpr const char* wireID = "00000000-0000-0000-0000-000000000000";
 
-/// Knows one call, whose client gave `token`.
+/// A registry with one call, whose progress token is `token`.
 MCPCancellationRegistry registryWith(const char* token) {
     MCPCancellationRegistry registry;
     registry.registerCall("1", json(token), UUID{});
     return registry;
 }
 
-/// The line of one report by way of its notification.
+/// The line of one report, made from its notification.
 std::string lineByValue(const MCPCancellationRegistry& registry, const MCPWireProgress& report) {
     Bytes line;
     const auto notification = registry.progressNotification(wireID, report.fraction, report.message);
@@ -37,7 +37,7 @@ std::string linesOf(const MCPProgressReports& reports, const MCPCancellationRegi
     return std::string{lines.text()};
 }
 
-TEST(MCPProgressReports, a_line_is_that_of_the_notification) {
+TEST(MCPProgressReports, a_line_equals_that_of_the_notification) {
     struct Row {
         const char* when;
         double fraction;
@@ -49,7 +49,7 @@ TEST(MCPProgressReports, a_line_is_that_of_the_notification) {
         {"an empty message", 0, ""},
         {"finished", 1, {}},
         {"an exponent", 1e-7, "m"},
-        {"less than nothing", -0.5, {}},
+        {"less than zero", -0.5, {}},
         {"escapes", 0.5, "a\n\"b\"\x01\\"},
         {"a large number", 1e300, {}},
         {"the text of a key", 0.5, R"("progress":0,"progressToken":9)"},
@@ -90,7 +90,7 @@ TEST(MCPProgressReports, the_lines_come_in_the_order_of_the_reports) {
                                               line(R"("message":"b","progress":0.75)"));
 }
 
-TEST(MCPProgressReports, a_report_passed_on_as_text_has_the_line_of_its_notification_whichever_byte_is_damaged) {
+TEST(MCPProgressReports, a_report_relayed_as_text_has_the_line_of_its_notification_whichever_byte_is_changed) {
     const auto registry = registryWith("7");
     const std::string text = written(MCPWireOutboundFrame{MCPWireProgress{wireID, 0.25, "zwölf"}});
     std::mt19937 random{9};

@@ -99,7 +99,7 @@ TEST(MCPWireAnswer, one_call_is_served_when_its_frame_is_complete) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST(MCPWireAnswer, what_is_no_call_of_this_version_is_not_run) {
+TEST(MCPWireAnswer, only_a_call_of_this_version_is_run) {
     struct Row {
         const char* when;
         Bytes received;

@@ -11,7 +11,7 @@ namespace {
 
 using vostel_tests::written;
 
-/// What `payload` means by way of its document.
+/// `payload` read as JSON and then decoded.
 std::expected<MCPWireOutboundFrame, DecodingError> readByDocument(std::string_view payload) {
     const auto value = readJSON(payload);
     if (!value) return std::unexpected(value.error());
@@ -32,10 +32,10 @@ TEST(MCPWireFrameText, reads_progress) {
         {"with a message", R"("fraction":0.125,"message":"Слушаю…","requestID":"0A")", {"0A", 0.125, "Слушаю…"}},
         {"an empty message", R"("fraction":0,"message":"","requestID":"")", {"", 0, ""}},
         {"finished", R"("fraction":1,"requestID":"0A")", {"0A", 1, {}}},
-        {"more than the whole", R"("fraction":1.5,"requestID":"0A")", {"0A", 1.5, {}}},
+        {"more than one", R"("fraction":1.5,"requestID":"0A")", {"0A", 1.5, {}}},
         {"all digits", R"("fraction":0.1000000000000000055511151231257827,"requestID":"0A")", {"0A", 0.1, {}}},
         {"an exponent", R"("fraction":5e-1,"requestID":"0A")", {"0A", 0.5, {}}},
-        {"less than nothing", R"("fraction":-0.5,"requestID":"0A")", {"0A", -0.5, {}}},
+        {"less than zero", R"("fraction":-0.5,"requestID":"0A")", {"0A", -0.5, {}}},
         {"escapes", R"("fraction":0.5,"message":"a\n\"b\"","requestID":"\u0030A")", {"0A", 0.5, "a\n\"b\""}},
         {"a null message", R"("fraction":0.5,"message":null,"requestID":"0A")", {"0A", 0.5, {}}},
         {"another order", R"("requestID":"0A","fraction":0.5)", {"0A", 0.5, {}}},
@@ -102,7 +102,7 @@ TEST(MCPWireFrameText, a_request_of_another_version_is_answered_whatever_its_sha
     });
 }
 
-TEST(MCPWireFrameText, what_is_not_an_inbound_frame_fails_as_its_document_does) {
+TEST(MCPWireFrameText, what_is_not_an_inbound_frame_fails_like_decoding_it) {
     const std::string payloads[] = {
         "",
         "{",
@@ -125,7 +125,7 @@ TEST(MCPWireFrameText, what_is_not_an_inbound_frame_fails_as_its_document_does) 
     }
 }
 
-TEST(MCPWireFrameText, refuses_what_the_document_refuses_and_for_the_same_reason) {
+TEST(MCPWireFrameText, refuses_what_decoding_refuses_and_for_the_same_reason) {
     const std::string texts[] = {
         "",
         progressText(R"("fraction":00.5,"requestID":"0A")"),
@@ -148,7 +148,7 @@ TEST(MCPWireFrameText, refuses_what_the_document_refuses_and_for_the_same_reason
     }
 }
 
-TEST(MCPWireFrameText, means_what_the_document_means_whichever_byte_is_damaged) {
+TEST(MCPWireFrameText, equals_decoding_whichever_byte_is_changed) {
     const std::string text = progressText(R"("fraction":0.25,"message":"zwölf","requestID":"0A")");
     std::mt19937 random{7};
     for (std::size_t damaged = 0; damaged < text.size(); ++damaged) {
@@ -178,7 +178,7 @@ TEST(MCPWireFrameText, the_parts_of_progress_in_our_own_form_are_found_as_text) 
          {{"0.125", "\"Слушаю…\"", "0A"}}},
         {"empty texts", progressText(R"("fraction":0,"message":"","requestID":"")"), {{"0", "\"\"", ""}}},
         {"finished", of("1"), {{"1", {}, "0A"}}},
-        {"more than the whole", of("1.5"), {{"1.5", {}, "0A"}}},
+        {"more than one", of("1.5"), {{"1.5", {}, "0A"}}},
         {"a fraction that is written with an exponent", of("1e-07"), {}},
         {"a fraction that would be written with an exponent", of("0.0000001"), {}},
         {"a zero at its end", of("0.50"), {}},
@@ -186,7 +186,7 @@ TEST(MCPWireFrameText, the_parts_of_progress_in_our_own_form_are_found_as_text) 
         {"no digit after the point", of("0."), {}},
         {"more digits than a double has", of("0.1000000000000000055511151231257827"), {}},
         {"an integer that a double cannot hold", of("1234567890123456789"), {}},
-        {"less than nothing", of("-0.5"), {}},
+        {"less than zero", of("-0.5"), {}},
         {"an escape", progressText(R"("fraction":0.5,"message":"a\n","requestID":"0A")"), {}},
         {"an escape in the ID", progressText(R"("fraction":0.5,"requestID":"\u0030A")"), {}},
         {"a null message", progressText(R"("fraction":0.5,"message":null,"requestID":"0A")"), {}},
@@ -224,7 +224,7 @@ TEST(MCPWireFrameText, the_result_of_a_response_in_our_own_form_is_found_as_text
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(canonicalResult(row.payload), row.result); });
 }
 
-TEST(MCPWireFrameText, a_result_found_as_text_is_the_text_of_the_result_whichever_byte_is_damaged) {
+TEST(MCPWireFrameText, a_result_found_as_text_is_the_text_of_the_result_whichever_byte_is_changed) {
     const std::string text = R"({"kind":"response","payload":{"requestID":"0A","result":{"a":[0.5,"zwölf"],"b":{}}}})";
     ASSERT_TRUE(canonicalResult(text));
     std::mt19937 random{8};

@@ -29,7 +29,7 @@ void expectBothWays(std::initializer_list<Row<Record>> rows) {
     });
 }
 
-/// Texts that are not of the record, each with what the reader finds.
+/// A text that is not the record, and the expected error.
 struct BadRow {
     const char* when;
     const char* text;

@@ -1,4 +1,4 @@
-// What the check must notice.
+// Wrong marks, which the check must report.
 int number();
 void text(const char*);
 
