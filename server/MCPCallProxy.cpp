@@ -50,6 +50,11 @@ Bytes responseLine(const MCPRequestID& id, std::expected<MCPSocketClient::Answer
     });
 }
 
+/// Progress that takes more memory than there is is lost. The call goes on.
+Bytes progressLines(const MCPProgressReports& reports, const MCPNotification& notification) {
+    return withinMemory([&] { return reports.lines(notification); }, [] { return Bytes{}; });
+}
+
 } // namespace
 
 Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo, TextArguments arguments) {
@@ -141,7 +146,7 @@ Task<void> MCPCallProxy::forward(std::vector<MCPProgressReports> progress) {
     for (const MCPProgressReports& reports : progress) {
         const auto notification = registry_.progressNotification(reports.requestID(), 0, {});
         if (!notification) continue;
-        auto lines = reports.lines(*notification);
+        auto lines = progressLines(reports, *notification);
         // The call is in `tasks_`, because it is in the registry. Both always hold the same calls.
         auto gate = linesOf(tasks_.at(reports.requestID()));
         const std::size_t length = lines.size();

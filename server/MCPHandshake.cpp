@@ -16,10 +16,16 @@ namespace {
 /// A line of at least this many bytes is handled as text if possible, because its MCPValue would take much memory.
 constexpr std::size_t largeLine = 65'536;
 
-/// A message. The arguments of a large call are separate, and null in the message.
+/// What one line asks for.
 struct Received {
-    MCPIncoming incoming;
+    /// The line that answers it; empty when the loop does not.
+    Bytes reply;
+    /// A message for the application.
+    std::optional<MCPIncoming> forApplication = {};
+    /// The arguments of a large call, which are then null in the message.
     MCPCallProxy::TextArguments arguments = {};
+    /// Who says that it is the client.
+    std::optional<MCPClientInfo> clientInfo = {};
 };
 
 /// Whether the line is an array. Its elements do not matter, because a batch is refused. False for a few arrays that
@@ -30,20 +36,48 @@ bool isBatch(std::string_view line) {
     return text.starts_with('[') && appendCanonicalJSON(text, ignored);
 }
 
-Received received(const std::string& line) {
+MCPIncoming incomingIn(const std::string& line, MCPCallProxy::TextArguments& arguments) {
     if (line.size() >= largeLine) {
-        if (auto call = readTextCall(line)) return {{std::move(call->request)}, std::move(call->arguments)};
-        if (isBatch(line)) return {{MCPIncoming::Batch{}}};
+        if (auto call = readTextCall(line)) {
+            arguments = std::move(call->arguments);
+            return {std::move(call->request)};
+        }
+        if (isBatch(line)) return {MCPIncoming::Batch{}};
     }
-    return {MCPDispatchLogic::classify(line)};
+    return MCPDispatchLogic::classify(line);
 }
 
-/// If there is not enough memory for the line, the answer has no id, as for a line that is not JSON.
-Received receivedWithinMemory(const std::string& line) {
-    return withinMemory([&] { return received(line); },
+Bytes lineOf(const auto& message) {
+    Bytes line;
+    // One that cannot be encoded has no text, so nothing is written.
+    std::ignore = appendLine(message, line);
+    return line;
+}
+
+Received received(const std::string& line, bool youTubeAvailable) {
+    Received received;
+    const MCPIncoming incoming = incomingIn(line, received.arguments);
+    const auto* request = std::get_if<MCPRequest>(&incoming.is);
+    if (request != nullptr && request->method == MCPDispatchLogic::initializeMethod) {
+        received.clientInfo = MCPDispatchLogic::clientInfo(*request);
+    }
+    MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable);
+    if (const auto* reply = std::get_if<MCPHelperRoute::Reply>(&route.is)) {
+        received.reply = lineOf(reply->response);
+    } else if (const auto* error = std::get_if<MCPHelperRoute::ReplyWithoutID>(&route.is)) {
+        received.reply = lineOf(MCPDispatchLogic::frameWithoutID(error->error));
+    } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
+        received.forApplication = std::move(message->incoming);
+    }
+    return received;
+}
+
+/// If there is not enough memory for the line or its reply, the answer has no id, as for a line that is not JSON.
+Received receivedWithinMemory(const std::string& line, bool youTubeAvailable) {
+    return withinMemory([&] { return received(line, youTubeAvailable); },
                         [] {
                             auto error = MCPError::internalError("There is not enough memory for this message.");
-                            return Received{{MCPIncoming::Malformed{std::move(error)}}};
+                            return Received{.reply = lineOf(MCPDispatchLogic::frameWithoutID(error))};
                         });
 }
 
@@ -60,22 +94,13 @@ Task<void> MCPHandshake::serve() {
 }
 
 Task<void> MCPHandshake::handle(std::string line) {
-    auto [incoming, arguments] = receivedWithinMemory(line);
-    // Frees the line, which may have many megabytes. The message holds everything that is still needed.
+    Received received = receivedWithinMemory(line, youTubeAvailable_);
+    // Frees the line, which may have many megabytes. What was received holds everything that is still needed.
     std::string{}.swap(line);
-    const auto* request = std::get_if<MCPRequest>(&incoming.is);
-    if (request != nullptr && request->method == MCPDispatchLogic::initializeMethod) {
-        if (auto info = MCPDispatchLogic::clientInfo(*request)) clientInfo_ = *std::move(info);
-    }
-    MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable_);
-    incoming = {};
-    if (auto* reply = std::get_if<MCPHelperRoute::Reply>(&route.is)) {
-        co_await sendLine(standardOutput_, reply->response);
-    } else if (const auto* error = std::get_if<MCPHelperRoute::ReplyWithoutID>(&route.is)) {
-        auto message = MCPDispatchLogic::frameWithoutID(error->error);
-        co_await sendLine(standardOutput_, message);
-    } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
-        co_await forward(std::move(message->incoming), std::move(arguments));
+    if (received.clientInfo) clientInfo_ = *std::move(received.clientInfo);
+    if (received.reply.size() > 0) co_await sendText(standardOutput_, std::move(received.reply));
+    if (received.forApplication) {
+        co_await forward(*std::move(received.forApplication), std::move(received.arguments));
     }
 }
 
