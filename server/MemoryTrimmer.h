@@ -13,8 +13,7 @@ class MemoryTrimmer final {
 public:
     /// `requestTrim` returns free memory to the system later, when the server is idle. `trimNow` does so at once, on
     /// the calling thread.
-    explicit MemoryTrimmer(
-        std::function<void()> requestTrim, std::function<void()> trimNow = [] {})
+    MemoryTrimmer(std::function<void()> requestTrim, std::function<void()> trimNow)
         : requestTrim_{std::move(requestTrim)}, trimNow_{std::move(trimNow)} {}
     MemoryTrimmer(const MemoryTrimmer&) = delete;
     MemoryTrimmer& operator=(const MemoryTrimmer&) = delete;

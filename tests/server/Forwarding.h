@@ -24,7 +24,7 @@ struct Forwarding {
     FakeClock clock;
     RecordingOutput output;
     int trimRequests = 0;
-    vostel_mcp::MemoryTrimmer memory{[this] { ++trimRequests; }};
+    vostel_mcp::MemoryTrimmer memory{[this] { ++trimRequests; }, [] {}};
     bool isWithoutRandomness = false;
     vostel_mcp::SerialExecutor proxyExecutor;
     vostel_mcp::InlineExecutor calls;

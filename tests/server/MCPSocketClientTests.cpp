@@ -61,8 +61,8 @@ protected:
     Response send(MCPValue arguments = MCPValue::object({})) {
         const auto client = makeClient();
         MCPWireRequest request{wireProtocolVersion, {"Some Client", std::nullopt}, "models_list", arguments, "A"};
-        auto response = executor.run(client->send(
-            {std::move(request)}, [this](auto reports) { take(reports); }, std::make_shared<CallCancellation>()));
+        auto response =
+            executor.run(client->send({std::move(request)}, [this](auto reports) { take(reports); }, cancellation));
         EXPECT_TRUE(response) << "the call hangs";
         return copied(*std::move(response));
     }
@@ -83,11 +83,12 @@ protected:
 
     ManualExecutor executor;
     PendingCancellations pending;
+    std::shared_ptr<CallCancellation> cancellation = std::make_shared<CallCancellation>();
     FakeThreads threads{FakeThreads::Run::atOnce};
     ScriptedApplication application;
     FakeLauncher launcher;
     FakeClock clock;
-    MemoryTrimmer memory{[] {}};
+    MemoryTrimmer memory{[] {}, [] {}};
     /// The fractions reported, those that came together in one list.
     std::vector<std::vector<double>> progress;
 
@@ -404,6 +405,18 @@ TEST_F(MCPSocketClientTest, a_call_that_holds_a_number_without_value_is_not_sent
     EXPECT_EQ(response.error().description(), "The call could not be sent because an argument is not a finite number.");
     EXPECT_EQ(peer.received(), "");
     EXPECT_TRUE(peer.clientHasClosed());
+}
+
+TEST_F(MCPSocketClientTest, a_call_that_is_cancelled_while_it_connects_is_neither_sent_nor_launched_for) {
+    for (const bool isListening : {true, false}) {
+        SCOPED_TRACE(isListening ? "somebody listens" : "nobody listens");
+        cancellation = std::make_shared<CallCancellation>();
+        application.onConnect([this] { EXPECT_FALSE(cancellation->cancel()) << "the application need not be told"; });
+        ScriptedPeer* peer = isListening ? &application.answers({answer}) : nullptr;
+        EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPSocketClient::Cancelled{}})});
+        EXPECT_TRUE(peer == nullptr || (peer->received().empty() && peer->clientHasClosed()));
+        EXPECT_TRUE(launcher.opened().empty());
+    }
 }
 
 TEST_F(MCPSocketClientTest, a_cancellation_is_one_frame_on_a_connection_of_its_own) {

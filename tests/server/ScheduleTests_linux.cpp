@@ -364,7 +364,7 @@ private:
     bool lineBegins_ = false;
     std::set<int> cancelledWhenLineBegan_;
 
-    MemoryTrimmer memory_{[] {}};
+    MemoryTrimmer memory_{[] {}, [] {}};
     SerialExecutor proxyExecutor_, outputExecutor_;
     InlineExecutor calls_inline_;
     PendingCancellations pendingCancellations_;
