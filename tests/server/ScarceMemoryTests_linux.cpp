@@ -84,13 +84,12 @@ TEST(ScarceMemory, a_line_that_is_too_large_to_keep_is_dropped_and_its_rest_is_r
 TEST(ScarceMemory, a_request_that_is_too_large_to_write_fails_its_call) {
     Forwarding edges;
     FakeThreads threads{FakeThreads::Run::atOnce};
-    const auto client =
-        *MCPSocketClient::make("/home/me", edges.launcher.launcher(),
-                               {edges.application.connector(), threads.starter(), edges.clock.now(),
-                                edges.clock.sleep(), edges.memory});
+    const auto client = *MCPSocketClient::make(
+        "/home/me", edges.launcher.launcher(),
+        {edges.application.connector(), threads.starter(), edges.clock.now(), edges.clock.sleep(), edges.memory});
     vostel_tests::ScriptedPeer& peer = edges.application.answers({});
-    MCPWireRequest request{wireProtocolVersion, {"Some Client", std::nullopt}, "models_list", std::string(70'000, 'x'),
-                           "A"};
+    MCPWireRequest request{
+        wireProtocolVersion, {"Some Client", std::nullopt}, "models_list", std::string(70'000, 'x'), "A"};
     ManualExecutor executor;
     successesLeft = 0;
     const auto outcome =
@@ -160,9 +159,8 @@ TEST(ScarceMemory, whichever_large_allocation_of_a_call_fails_that_call_alone_sa
                                    R"(","requestID":")" + Forwarding::wireID(1) + "\"}}") +
                              Forwarding::answer('"' + text + '"');
     // The first read takes 512 bytes, each later one no more than 65,536.
-    const Lines replies =
-        repliesWhenMemoryFails(call, {sent.substr(0, 512), sent.substr(512, 60'000), sent.substr(60'512, 60'000),
-                                      sent.substr(120'512)});
+    const Lines replies = repliesWhenMemoryFails(
+        call, {sent.substr(0, 512), sent.substr(512, 60'000), sent.substr(60'512, 60'000), sent.substr(120'512)});
 
     const std::string result = R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":")" + text + "\"}";
     const std::string failure = error("There is not enough memory for the call and its answer.", id);
