@@ -1,6 +1,7 @@
 #include "tests/torture/Fault.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <sys/syscall.h>
@@ -92,6 +93,35 @@ std::string Fault::description() const {
         break;
     }
     return text + " at " + std::to_string(position) + (stays ? " and after" : "");
+}
+
+std::optional<Fault> Fault::described(std::string_view text) {
+    Fault fault;
+    constexpr std::string_view staying = " and after";
+    fault.stays = text.ends_with(staying);
+    if (fault.stays) text.remove_suffix(staying.size());
+    const auto at = text.rfind(" at ");
+    if (at == text.npos) return std::nullopt;
+    fault.position = std::strtol(std::string{text.substr(at + 4)}.c_str(), nullptr, 10);
+    const std::string what{text.substr(0, at)};
+    if (what == "allocation") {
+        fault.kind = Kind::allocation;
+        return fault;
+    }
+    for (const auto& [number, call] : systemCalls()) {
+        fault.number = number;
+        if (what == call.name + std::string{" short"}) {
+            fault.kind = Kind::isShort;
+            return fault;
+        }
+        for (const int error : call.errors) {
+            if (what != call.name + std::string{" "} + strerrorname_np(error)) continue;
+            fault.kind = Kind::fails;
+            fault.error = error;
+            return fault;
+        }
+    }
+    return std::nullopt;
 }
 
 const std::vector<int>& errorsOf(long systemCall) {

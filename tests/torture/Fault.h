@@ -1,7 +1,9 @@
 // What goes wrong in one run of the server.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace torture {
@@ -28,6 +30,8 @@ struct Fault {
     bool stays = false;
 
     [[nodiscard]] std::string description() const;
+    /// The fault that has this description.
+    [[nodiscard]] static std::optional<Fault> described(std::string_view text);
 };
 
 /// What a system call may report, as its manual says. Empty for one that cannot fail.

@@ -25,6 +25,9 @@ struct Options {
     unsigned seed = 1;
     /// Only points whose description contains it.
     std::string only = {};
+    /// A finding, or the description of a point.
+    std::string again = {};
+    int times = 1;
     bool isPlanted = false;
 };
 
@@ -34,6 +37,8 @@ constexpr const char* usage = R"(usage: torture SERVER PRELOADED [OPTION...]
   --pairs N       pairs of faults (6400)
   --seed N        which pairs (1)
   --only TEXT     points whose description contains it
+  --again LINE    the point of a finding
+  --times N       as often (1)
   --planted       faults of the server, each of which must be found
 )";
 
@@ -54,6 +59,10 @@ Options optionsOf(int count, char** arguments) {
         const char* value = arguments[index];
         if (name == "--only")
             options.only = value;
+        else if (name == "--again")
+            options.again = value;
+        else if (name == "--times")
+            options.times = static_cast<int>(std::strtol(value, nullptr, 10));
         else if (name == "--every")
             options.every = std::strtoul(value, nullptr, 10);
         else if (name == "--offset")
@@ -147,6 +156,50 @@ int tortureAll(const Options& options) {
     return bad == 0 && tried > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
+/// The point that `line` describes, with or without the violation after it.
+Point pointOf(std::string_view line) {
+    const auto next = [&line](std::string_view separator) {
+        const std::string_view part = line.substr(0, line.find(separator));
+        line.remove_prefix(std::min(line.size(), part.size() + separator.size()));
+        return part;
+    };
+    const std::string_view name = next(": ");
+    const auto conversation =
+        std::ranges::find_if(conversations(), [&](const auto& each) { return each.name == name; });
+    if (conversation == conversations().end()) {
+        std::printf("There is no conversation %s.\n", std::string{name}.c_str());
+        std::exit(2);
+    }
+    Point point{&*conversation, {}};
+    for (line = next(": "); !line.empty();) {
+        const std::string_view text = next(", ");
+        const auto fault = Fault::described(text);
+        if (!fault) {
+            std::printf("There is no fault %s.\n", std::string{text}.c_str());
+            std::exit(2);
+        }
+        point.faults.push_back(*fault);
+    }
+    return point;
+}
+
+int tortureAgain(const Options& options) {
+    const Point point = pointOf(options.again);
+    int hit = 0, bad = 0;
+    for (int time = 0; time < options.times; ++time) {
+        const Verdict verdict = judge(point, options.programs);
+        hit += verdict.hasFault;
+        bad += !verdict.violations.empty();
+        for (const std::string& violation : verdict.violations) {
+            std::printf("%s: %.300s\n", point.description().c_str(), violation.c_str());
+        }
+        std::fflush(stdout);
+    }
+    std::printf("%s, %d times: %d met a fault, %d break a rule\n", point.description().c_str(), options.times, hit,
+                bad);
+    return bad == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 /// Each planted fault, in the conversation and with the fault of the system that brings it out.
 int findPlanted(const Options& options) {
     const auto conversation = [](std::string_view name) {
@@ -194,5 +247,6 @@ int main(int count, char** arguments) {
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
     signal(SIGPIPE, SIG_IGN);
     const Options options = optionsOf(count, arguments);
-    return options.isPlanted ? findPlanted(options) : tortureAll(options);
+    if (options.isPlanted) return findPlanted(options);
+    return options.again.empty() ? tortureAll(options) : tortureAgain(options);
 }
