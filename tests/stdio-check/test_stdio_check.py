@@ -4,10 +4,16 @@ import concurrent.futures
 import contextlib
 import os
 import sys
+import tempfile
+import threading
 import unittest
+import unittest.mock
 
 import stdio_check
 from wrong_server import FAULTS
+
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "wire-check"))
+from application import Application  # noqa: E402
 
 # In seconds. A right server answers sooner than LONG even on a busy machine. A wrong one makes the check wait for SHORT.
 LONG, SHORT = 60.0, 4.0
@@ -34,6 +40,19 @@ def waiting(timeout, silence):
         stdio_check.TIMEOUT, stdio_check.SILENCE = before
 
 
+@contextlib.contextmanager
+def application_in_home_folder():
+    """A home folder in which a small application listens. Every server that is started meanwhile uses it."""
+    with tempfile.TemporaryDirectory() as home:
+        path = os.path.join(home, "Library/Application Support/com.vostel.vostel/mcp.sock")
+        os.makedirs(os.path.dirname(path))
+        environment = {"HOME": home, "CFFIXED_USER_HOME": home}
+        with unittest.mock.patch.dict(os.environ, environment), Application(path) as application:
+            threading.Thread(target=application.serve_forever, args=(0.01,), daemon=True).start()
+            yield
+            application.shutdown()
+
+
 class StdioCheck(unittest.TestCase):
     def test_a_right_server_keeps_every_rule(self):
         with waiting(LONG, silence=0.5):
@@ -54,9 +73,11 @@ class StdioCheck(unittest.TestCase):
         self.assertEqual({rule.__name__ for rule in stdio_check.RULES}, set(FAULTS.values()))
 
     def test_ours_does_not_answer_ping_and_keeps_every_other_rule(self):
-        # Deliberate: ping is an unknown method to us. Cancelling is tested with the companion.
-        with waiting(LONG, silence=0.5):
-            self.assertEqual(stdio_check.check([command["ours"]], report=lambda line: None), ["ping_is_answered"])
+        # Deliberate: ping is an unknown method to us.
+        with application_in_home_folder(), waiting(LONG, silence=0.5):
+            broken = stdio_check.check([command["ours"]], ("transcribe_file", {"path": "/recording.wav"}),
+                                       report=lambda line: None)
+        self.assertEqual(broken, ["ping_is_answered"])
 
     def test_the_sdk_does_not_answer_what_is_no_json_and_keeps_every_other_rule(self):
         server = os.path.join(folder, "..", "sdk-client", "sdkServer.mjs")

@@ -4,7 +4,7 @@ import socketserver
 import threading
 import time
 
-import decoder
+from wire_check import decoder
 
 FAULTS = {
     "says nothing": "a_call_is_answered",
@@ -24,6 +24,7 @@ FAULTS = {
     "ends at a late cancellation": "a_cancellation_after_the_answer_is_ignored",
     "ends when a caller hangs up": "a_caller_that_hangs_up_disturbs_nobody",
 }
+LONG_TOOLS = ("long", "transcribe_file")
 LONG = 60.0  # seconds
 EARLY = 2.0  # seconds in which a cancellation is forgotten
 
@@ -87,7 +88,7 @@ class Handler(socketserver.BaseRequestHandler):
             return self.cancel(payload["requestID"])
         if self.fault("says nothing"):
             continue_reading(self.request)
-        if payload["tool"] == "long":
+        if payload["tool"] in LONG_TOOLS:
             return self.work(payload)
         known = payload["tool"] == "quick" or self.fault("does not mark failures")
         self.server.answered.add(payload["requestID"])
