@@ -31,13 +31,13 @@ std::string ApplicationConnection::readFrame() {
 
 void ApplicationConnection::write(std::string_view bytes) {
     while (!bytes.empty()) {
-        // Not all at once: the thread sanitizer looks at every byte that is offered, each time.
+        // In parts, because the thread sanitizer checks all offered bytes at each call.
         const std::string_view portion = bytes.substr(0, 262'144);
         const ssize_t count = ::send(socket_.get(), portion.data(), portion.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
         } else if (errno == EPIPE || errno == ECONNRESET) {
-            // The server gave up on the call, and tells its client why.
+            // The server has ended the call, and tells its client why.
             return;
         } else if (errno != EAGAIN || !waitUntilReady(socket_.get(), POLLOUT, timeout())) {
             ADD_FAILURE() << "the server does not read its socket";

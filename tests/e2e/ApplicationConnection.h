@@ -1,4 +1,4 @@
-// One connection on the application's side of the socket, played by a test.
+// One connection on the application's side of the socket, used by a test.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -11,7 +11,7 @@
 
 namespace vostel_tests {
 
-/// What takes longer than `timeout` fails the test.
+/// An operation that takes longer than `timeout` fails the test.
 class ApplicationConnection final {
 public:
     explicit ApplicationConnection(posix::FileDescriptor socket) : socket_{std::move(socket)} {}
@@ -23,7 +23,7 @@ public:
     /// Writes bytes as they are.
     void write(std::string_view bytes);
     void close() { socket_ = {}; }
-    /// Waits until the server closes its end; all that it still writes is lost.
+    /// Waits until the server closes its end, and ignores what it still writes.
     void expectClosedByServer();
 
 private:

@@ -25,7 +25,7 @@ bool isUpperCaseUUID(const std::string& text) {
 
 } // namespace
 
-TEST(Call, the_request_is_one_exact_frame_and_the_result_passes_unread) {
+TEST(Call, the_request_is_one_exact_frame_and_the_result_is_not_read) {
     Stage stage;
     stage.server.send(
         R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)"
@@ -76,7 +76,7 @@ TEST(Call, arguments_reach_the_application_as_given) {
     });
 }
 
-TEST(Call, ten_megabytes_of_arguments_arrive_whole) {
+TEST(Call, ten_megabytes_of_arguments_arrive_unchanged) {
     Stage stage;
     const std::string argument(10'000'000, 'x');
     stage.server.send(toolsCall("1", R"(,"arguments":{"text":")" + argument + R"("})"));
@@ -170,7 +170,7 @@ TEST(Call, long_results_of_many_calls_at_once_are_whole_lines) {
     EXPECT_TRUE(lines == expected);
 }
 
-TEST(Call, more_calls_than_the_application_accepts_at_once_wait_their_turn) {
+TEST(Call, more_calls_than_the_application_accepts_at_once_wait) {
     constexpr int count = 64;
     TemporaryFolder home;
     FakeApplication application{home.path(), /*backlog=*/1};
@@ -196,7 +196,7 @@ TEST(Call, a_thousand_calls_wait_at_once) {
     for (int id = 0; id < count; ++id) EXPECT_EQ(answered[static_cast<std::size_t>(id)], id);
 }
 
-TEST(Call, a_call_that_is_never_answered_holds_up_nobody) {
+TEST(Call, a_call_that_is_never_answered_delays_no_other) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     const ReceivedCall unanswered = stage.application.nextCall();
@@ -219,7 +219,7 @@ TEST(Call, the_application_may_restart_between_calls) {
     }
 }
 
-TEST(Call, an_application_that_dies_fails_its_calls_alone_and_the_next_one_serves) {
+TEST(Call, an_application_that_ends_fails_only_its_calls_and_the_next_one_serves) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path()}};
     {
@@ -235,7 +235,7 @@ TEST(Call, an_application_that_dies_fails_its_calls_alone_and_the_next_one_serve
     EXPECT_EQ(server.line(), resultLine("2", "{}"));
 }
 
-TEST(Call, an_application_that_hangs_up_while_the_call_is_sent_is_a_fault_of_that_call) {
+TEST(Call, a_connection_that_closes_while_the_call_is_sent_fails_that_call) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"arguments":")" + std::string(4'194'304, 'x') + '"'));
     ApplicationConnection connection = stage.application.accept();

@@ -9,7 +9,7 @@ namespace vostel_tests {
 
 using nlohmann::json;
 
-TEST(Cancellation, the_application_is_told_on_a_connection_of_its_own_and_the_client_hears_nothing_more) {
+TEST(Cancellation, the_application_is_told_on_a_new_connection_and_the_client_receives_nothing_more) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
@@ -37,7 +37,7 @@ TEST(Cancellation, the_application_is_told_even_when_the_client_leaves_at_once) 
     }
 }
 
-TEST(Cancellation, a_call_that_fails_after_its_cancellation_fails_in_silence) {
+TEST(Cancellation, a_call_that_fails_after_its_cancellation_is_not_answered) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -67,7 +67,7 @@ TEST(Cancellation, numbers_and_strings_of_the_same_text_name_the_same_call) {
     }
 }
 
-TEST(Cancellation, what_names_no_call_in_flight_is_silently_dropped) {
+TEST(Cancellation, one_that_names_no_call_in_flight_is_ignored) {
     Stage stage;
     stage.server.send(toolsCall("5"));
     ReceivedCall call = stage.application.nextCall();
@@ -90,21 +90,21 @@ TEST(Cancellation, one_that_comes_before_its_call_does_not_wait_for_it) {
     stage.application.expectNobody();
 }
 
-TEST(Cancellation, one_that_comes_after_the_answer_reaches_nobody) {
+TEST(Cancellation, one_that_comes_after_the_answer_is_not_sent) {
     Stage stage;
     stage.expectServing();
     const std::size_t threads = stage.server.threadCount();
     stage.server.send(toolsCall("1"));
     stage.application.nextCall().answer("{}");
     EXPECT_EQ(stage.server.line(), resultLine("1", "{}"));
-    // The call is forgotten just after its answer was written, before its thread ends.
+    // The server removes the call just after it has written the answer, before the call's thread ends.
     EXPECT_TRUE(stage.soon([&] { return stage.server.threadCount() == threads; }));
     stage.server.send(cancelled("1"));
     stage.expectServing();
     stage.application.expectNobody();
 }
 
-TEST(Cancellation, one_call_among_many_is_cancelled_alone) {
+TEST(Cancellation, only_one_of_many_calls_is_cancelled) {
     Stage stage;
     std::map<int, ReceivedCall> calls;
     for (int id = 0; id < 8; ++id) {
@@ -127,7 +127,7 @@ TEST(Cancellation, no_cancellation_overtakes_its_call) {
     const int count = sanitized ? 100 : 500;
     Stage stage;
     std::set<std::string> sent;
-    // A connection that closes would be an answer of its own.
+    // Closing the connection would cause another answer.
     std::vector<ApplicationConnection> open;
     for (int id = 0; id < count; ++id) {
         const std::string number = std::to_string(id);
@@ -166,7 +166,7 @@ TEST(Cancellation, a_client_that_reads_slowly_gets_no_line_that_begins_after_it)
         stage.server.send(toolsCall(R"("long")"));
         stage.application.nextCallPastCancellations().answer('"' + text + '"');
         stage.server.expectOutputToBegin();
-        // The one line is in the way of everything that these calls have to say.
+        // This one line blocks all lines of these calls.
         std::vector<ReceivedCall> calls;
         for (int id = 4 * time; id < 4 * time + 4; ++id) {
             stage.server.send(toolsCall(std::to_string(id), R"(,"_meta":{"progressToken":7})"));
@@ -184,7 +184,7 @@ TEST(Cancellation, a_client_that_reads_slowly_gets_no_line_that_begins_after_it)
     stage.server.expectSilence();
 }
 
-TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
+TEST(Cancellation, a_race_with_the_answer_leaves_one_answer_or_none) {
     const int count = sanitized ? 100 : 500;
     Stage stage;
     std::vector<std::string> expected;
@@ -211,7 +211,7 @@ TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
         EXPECT_EQ(line, resultLine(id, id));
         EXPECT_EQ(++answers[id], 1);
     }
-    // An answer that lost its race by a moment may come after the last one's.
+    // An answer that came a moment too late may follow the last one.
     stage.server.closeInput();
     EXPECT_EQ(stage.server.waitForEnd(), Ending{});
     for (std::size_t start = 0, end = 0; (end = stage.server.unreadOutput().find('\n', start)) != std::string::npos;
@@ -222,12 +222,12 @@ TEST(Cancellation, racing_with_the_answer_it_leaves_one_answer_or_none) {
     EXPECT_EQ(stage.server.errorText(), "vostel-mcp wire protocol v4\n");
 }
 
-TEST(Cancellation, a_client_that_does_not_read_is_waited_for_without_holding_up_calls_and_cancellations) {
+TEST(Cancellation, a_client_that_does_not_read_delays_neither_calls_nor_cancellations) {
     const std::string text(1'048'576, 'x');
     Stage stage;
     stage.server.send(toolsCall("1"));
     stage.application.nextCall().answer('"' + text + '"');
-    // From here on the server waits for us to read, with the larger part of its line in hand.
+    // From here on the server waits for us to read the larger part of its line.
     stage.server.expectOutputToBegin();
 
     stage.server.send(toolsCall("2", R"(,"_meta":{"progressToken":7})"));

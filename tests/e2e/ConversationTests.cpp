@@ -28,7 +28,7 @@ struct Alone {
 
 } // namespace
 
-TEST(Conversation, the_start_says_the_wire_version_on_standard_error_and_nothing_on_standard_output) {
+TEST(Conversation, the_start_writes_the_wire_version_to_standard_error_and_nothing_to_standard_output) {
     Alone alone;
     alone.server.closeInput();
     EXPECT_EQ(alone.server.waitForEnd(), Ending{});
@@ -104,7 +104,7 @@ TEST(Conversation, discovery_names_the_known_revisions) {
               resultLine("-1", R"({"versions":["2024-11-05","2025-03-26","2025-06-18","2025-11-25"]})"));
 }
 
-TEST(Conversation, each_line_gets_its_reply_or_silence) {
+TEST(Conversation, each_line_gets_its_reply_or_none) {
     struct Row {
         const char* when;
         std::string line;
@@ -138,7 +138,7 @@ TEST(Conversation, each_line_gets_its_reply_or_silence) {
         {"a byte order mark", "\ufeff" + ping("1"), parseError},
         {"a NUL byte", ping("1") + std::string(1, '\0'), parseError},
         {"a control character in a string", "{\"jsonrpc\":\"2.0\",\"id\":\"\x01\",\"method\":\"ping\"}", parseError},
-        {"a number beyond all", ping("1e400"), parseError},
+        {"a number beyond the range of double", ping("1e400"), parseError},
         {"half of a surrogate pair", ping(R"("\ud800")"), parseError},
         {"a number", "1", invalidRequest},
         {"a string", R"("x")", invalidRequest},
@@ -146,7 +146,7 @@ TEST(Conversation, each_line_gets_its_reply_or_silence) {
         {"an empty object", "{}", invalidRequest},
         {"a response", R"({"jsonrpc":"2.0","id":1,"result":{}})", invalidRequest},
         {"an older JSON-RPC", R"({"jsonrpc":"1.0","id":1,"method":"ping"})", pingReply("1")},
-        {"no JSON-RPC by its word", R"({"id":1,"method":"ping"})", pingReply("1")},
+        {"no jsonrpc member", R"({"id":1,"method":"ping"})", pingReply("1")},
         {"a version that is a number", R"({"jsonrpc":2.0,"id":1,"method":"ping"})", invalidRequest},
         {"a method that is not a string", R"({"jsonrpc":"2.0","id":1,"method":1})", invalidRequest},
         {"bytes that are not UTF-8", "{\"jsonrpc\":\"2.0\",\"id\":\"\xff\",\"method\":\"ping\"}", nothing},
@@ -199,7 +199,7 @@ TEST(Conversation, a_character_may_be_cut_between_two_writes) {
     EXPECT_EQ(alone.server.line(), pingReply(R"("€")"));
 }
 
-TEST(Conversation, no_depth_of_nesting_is_a_danger) {
+TEST(Conversation, any_depth_of_nesting_is_safe) {
     constexpr std::size_t depth = 200'000;
     std::string objects;
     for (std::size_t level = 0; level < depth; ++level) objects += R"({"a":)";

@@ -1,4 +1,4 @@
-// How the process ends: with its input, or with its output.
+// The process ends when its input ends or when its output is closed.
 
 #include "tests/e2e/Stage.h"
 
@@ -15,7 +15,7 @@ TEST(End, the_end_of_input_ends_the_process) {
     EXPECT_EQ(server.unreadOutput(), pingReply("1") + "\n");
 }
 
-TEST(End, a_last_line_without_its_line_feed_never_arrived) {
+TEST(End, a_last_line_without_its_line_feed_is_ignored) {
     TemporaryFolder home;
     ServerProcess server{{.home = home.path()}};
     server.write(ping("1"));
@@ -38,7 +38,7 @@ TEST(End, calls_that_run_are_neither_awaited_nor_answered_nor_cancelled) {
     stage.application.expectNobody();
 }
 
-TEST(End, the_end_comes_at_once_while_a_long_answer_arrives) {
+TEST(End, the_process_ends_at_once_while_a_long_answer_arrives) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -48,7 +48,7 @@ TEST(End, the_end_comes_at_once_while_a_long_answer_arrives) {
     EXPECT_EQ(stage.server.unreadOutput(), "");
 }
 
-TEST(End, writing_to_a_client_that_is_gone_ends_the_process_by_the_broken_pipe_signal) {
+TEST(End, writing_to_a_closed_output_ends_the_process_by_the_broken_pipe_signal) {
     Stage stage;
     stage.expectServing();
     stage.server.closeOutput();
@@ -56,7 +56,7 @@ TEST(End, writing_to_a_client_that_is_gone_ends_the_process_by_the_broken_pipe_s
     EXPECT_EQ(stage.server.waitForEnd(), Ending{.signal = SIGPIPE});
 }
 
-TEST(End, the_answer_to_a_call_ends_it_the_same_way) {
+TEST(End, the_answer_to_a_call_ends_it_in_the_same_way) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();

@@ -1,4 +1,4 @@
-// What remains after many calls, and after large messages.
+// The descriptors, threads and memory after many calls and after large messages.
 
 #include "tests/e2e/Stage.h"
 #include "tests/support/Table.h"
@@ -13,7 +13,7 @@ constexpr int groupSize = 8;
 /// An unoptimised server is larger.
 const std::size_t smallKiB = (releasedServer != nullptr ? 4 : 6) * 1024;
 
-/// As many calls at once, one for each way that a call can take. Ids begin with `first`.
+/// Makes `groupSize` calls at once, one for each way in which a call can go. Their ids begin with `first`.
 void makeGroup(Stage& stage, int first) {
     std::vector<ReceivedCall> calls;
     for (int id = first; id < first + groupSize; ++id) {
@@ -47,7 +47,7 @@ void makeGroup(Stage& stage, int first) {
 TEST(Endurance, ten_thousand_calls_leave_no_descriptor_thread_or_memory) {
     constexpr int warmUp = 400;
     const int count = sanitized ? 1'600 : 10'000;
-    // What the address sanitizer keeps of freed memory would hide what is not freed.
+    // Freed memory that the address sanitizer keeps would hide a leak.
     Stage stage{.environment = {"ASAN_OPTIONS=quarantine_size_mb=1"}};
     stage.expectServing();
     const std::size_t descriptors = stage.server.descriptorCount();
@@ -60,12 +60,12 @@ TEST(Endurance, ten_thousand_calls_leave_no_descriptor_thread_or_memory) {
         << stage.server.descriptorCount() << " instead of " << descriptors;
     EXPECT_TRUE(stage.soon([&] { return stage.server.threadCount() == threads; }))
         << stage.server.threadCount() << " instead of " << threads;
-    // 100 bytes kept by every call would be seen; a sanitizer keeps what was freed for a while.
+    // Detects a leak of 100 bytes in every call. A sanitizer keeps freed memory for a while.
     const std::size_t boundKiB = sanitized ? 32 * 1024 : 1000;
     EXPECT_LE(stage.server.residentKiB(), residentKiB + boundKiB);
 }
 
-TEST(Endurance, the_memory_of_large_results_goes_back_to_the_system) {
+TEST(Endurance, the_memory_of_large_results_is_returned_to_the_system) {
     if (sanitized) GTEST_SKIP() << "a sanitizer keeps what was freed";
     Stage stage;
     stage.expectServing();
@@ -95,7 +95,7 @@ TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
     };
     Stage stage;
     const auto isSmall = [&] { return stage.server.residentKiB() < smallKiB; };
-    // Its millions of values are not looked at, which would take the test most of its time.
+    // The test does not read the millions of values, because that would take most of its time.
     std::vector<ApplicationConnection> calls;
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         stage.server.send(row.line);
@@ -115,7 +115,7 @@ TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
     EXPECT_TRUE(stage.soon(isSmall)) << stage.server.residentKiB();
 }
 
-TEST(Endurance, a_thousand_waiting_calls_give_their_threads_back) {
+TEST(Endurance, the_threads_of_a_thousand_waiting_calls_end) {
     const int count = sanitized ? 200 : 1000;
     Stage stage;
     stage.expectServing();

@@ -11,7 +11,7 @@ namespace vostel_tests {
 using nlohmann::json;
 namespace {
 
-/// The call that a fresh connection brings; none when it brings something else.
+/// The call that a new connection brings; none when it brings something else.
 std::optional<ReceivedCall> receiveCall(ApplicationConnection connection) {
     const json frame = json::parse(connection.readFrame(), nullptr, /*allow_exceptions=*/false);
     if (!frame.is_object() || frame.value("kind", "") != "request") return std::nullopt;

@@ -1,4 +1,4 @@
-// The application as a test plays it: it listens where the server looks, and every connection is the test's to script.
+// An application that a test controls: it listens where the server looks, and the test scripts every connection.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -21,9 +21,9 @@ namespace vostel_tests {
 
 class FakeApplication final {
 public:
-    /// Listens from here on. `backlog`: how many connections may wait to be accepted.
+    /// Begins to listen. `backlog` is the number of connections that may wait to be accepted.
     explicit FakeApplication(const std::filesystem::path& home, int backlog = 128);
-    /// Quits: the socket is gone, connections that were accepted live on.
+    /// Removes the socket. Accepted connections stay open.
     ~FakeApplication();
     FakeApplication(const FakeApplication&) = delete;
     FakeApplication& operator=(const FakeApplication&) = delete;
@@ -33,11 +33,11 @@ public:
     [[nodiscard]] ApplicationConnection accept();
     /// The next connection, which must bring a call.
     [[nodiscard]] ReceivedCall nextCall();
-    /// The next connection that brings a call. Cancellations that come before it are taken and forgotten.
+    /// The next connection that brings a call. Accepts and ignores cancellations before it.
     [[nodiscard]] ReceivedCall nextCallPastCancellations();
     /// The payload of the next connection's only frame, which must be a cancellation.
     [[nodiscard]] nlohmann::json nextCancellation();
-    /// Fails the test when a connection comes while we look.
+    /// Fails the test when a connection comes during `silence`.
     void expectNobody();
 
 private:

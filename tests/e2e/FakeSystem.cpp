@@ -1,4 +1,4 @@
-// Loaded before the system's own library in a server under test, it simulates what tests cannot cause:
+// Loaded before the system's own library in a server under test, it simulates faults that tests cannot cause:
 //
 //     FAKE_HOME=path        every user's home folder in the password database
 //     NO_THREADS=1          no thread can be started

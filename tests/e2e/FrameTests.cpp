@@ -1,4 +1,4 @@
-// The application's bytes: frames cut in any way, and bytes that are not frames.
+// Bytes from the application: frames cut into any pieces, and bytes that are not frames.
 
 #include "tests/e2e/Stage.h"
 #include "tests/support/Table.h"
@@ -19,7 +19,7 @@ std::string errorFrame(std::string_view error) {
 
 } // namespace
 
-TEST(Frame, pieces_of_any_size_make_the_same_lines) {
+TEST(Frame, frames_in_pieces_of_any_size_give_the_same_lines) {
     Stage stage;
     for (const std::size_t size : {1U, 2U, 3U, 4U, 5U, 7U, 64U, 100'000U}) {
         SCOPED_TRACE(size);
@@ -38,7 +38,7 @@ TEST(Frame, pieces_of_any_size_make_the_same_lines) {
     }
 }
 
-TEST(Frame, the_first_response_ends_the_call_whatever_its_id_and_whatever_follows) {
+TEST(Frame, the_first_response_with_any_id_ends_the_call) {
     Stage stage;
     stage.server.send(toolsCall("1"));
     ReceivedCall call = stage.application.nextCall();
@@ -48,7 +48,7 @@ TEST(Frame, the_first_response_ends_the_call_whatever_its_id_and_whatever_follow
     call.connection.expectClosedByServer();
 }
 
-TEST(Frame, what_is_no_answer_fails_the_call_with_a_sentence) {
+TEST(Frame, anything_but_an_answer_fails_the_call_with_a_sentence) {
     struct Row {
         const char* when;
         std::string bytes;
@@ -95,7 +95,7 @@ TEST(Frame, what_is_no_answer_fails_the_call_with_a_sentence) {
     stage.expectServing();
 }
 
-TEST(Frame, an_unknown_kind_is_no_answer) {
+TEST(Frame, an_unknown_kind_is_not_an_answer) {
     Stage stage;
     for (const char* kind : {R"("request")", R"("Response")", "1", "null"}) {
         SCOPED_TRACE(kind);

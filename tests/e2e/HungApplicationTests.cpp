@@ -1,4 +1,4 @@
-// An application that hangs: nothing accepts its connections, or reads them. Calls wait for it; nothing else does.
+// An application that hangs: it accepts no connections or reads none. Only calls may wait for it.
 
 #include "tests/e2e/Stage.h"
 
@@ -24,7 +24,7 @@ struct HungStage {
 
 } // namespace
 
-TEST(HungApplication, cancellations_hold_up_neither_replies_nor_the_end) {
+TEST(HungApplication, cancellations_delay_neither_replies_nor_the_end) {
     for (const int backlog : {0, 1, 128}) {
         SCOPED_TRACE(backlog);
         HungStage stage{backlog};
@@ -37,7 +37,7 @@ TEST(HungApplication, cancellations_hold_up_neither_replies_nor_the_end) {
     }
 }
 
-TEST(HungApplication, the_end_comes_while_a_long_request_is_being_written) {
+TEST(HungApplication, the_process_ends_while_a_long_request_is_being_written) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"arguments":")" + std::string(4'194'304, 'x') + '"'));
     const ApplicationConnection hung = stage.application.accept();

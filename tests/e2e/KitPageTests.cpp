@@ -1,4 +1,4 @@
-// docs/kit.md shows a program. It is a source file of ours, and answers the real server.
+// docs/kit.md shows a program. The program must equal a source file of ours and answer the real server.
 #include "posix/ChildProcess.h"
 #include "posix/UnixSocket.h"
 #include "tests/e2e/FakeApplication.h"

@@ -1,4 +1,4 @@
-// Starting the application that does not run yet.
+// Launching an application that is not running.
 
 #include "tests/e2e/Stage.h"
 #include "tests/support/Table.h"
@@ -17,7 +17,7 @@ namespace {
 constexpr const char* notLaunched =
     "Vostel could not be launched automatically. Please open Vostel yourself and try again.";
 
-/// An application bundle with the server in it, and an executable that tells us of its start.
+/// An application bundle that contains the server and an executable that reports its start to the test.
 class Bundle final {
 public:
     explicit Bundle(const files::path& folder, std::string_view name = "Vostel.app")
@@ -27,12 +27,12 @@ public:
     }
 
     [[nodiscard]] files::path executables() const { return path_ / "Contents" / "MacOS"; }
-    /// A copy: the server finds its bundle by where its own file lies, links resolved.
+    /// A copy, because the server finds its bundle by the path of its own file, with links resolved.
     [[nodiscard]] files::path server() const { return executables() / "vostel-mcp"; }
     void addExecutable(std::string_view name) const { files::copy_file(LAUNCHED_APPLICATION, executables() / name); }
     void addPropertyList(std::string_view text) const { writeFile(path_ / "Contents" / "Info.plist", text); }
 
-    /// The next application that is launched; it lives as long as the connection.
+    /// The next application that is launched. It runs as long as the connection is open.
     ApplicationConnection nextLaunch() {
         auto connection = acceptFrom(control_, timeout());
         if (connection) return *std::move(connection);
@@ -75,7 +75,7 @@ std::size_t childCount(pid_t parent) {
     for (const auto& entry : files::directory_iterator{"/proc"}) {
         std::string status;
         std::getline(std::ifstream{entry.path() / "stat"}, status);
-        // The name in parentheses may hold anything; state and parent follow its end.
+        // The name in parentheses may contain any character. The state and the parent follow it.
         const auto nameEnd = status.rfind(')');
         if (nameEnd == std::string::npos) continue;
         std::istringstream fields{status.substr(nameEnd + 1)};
@@ -106,7 +106,7 @@ TEST(Launch, the_application_of_the_bundle_is_started_in_the_background_and_wait
     EXPECT_NE(report.at("parent"), server.processID());
     EXPECT_NE(report.at("session"), getsid(server.processID()));
 
-    // It takes its time to start; the call waits and others are served.
+    // While it starts slowly, the call waits and other requests are served.
     server.expectSilence();
     server.send(ping("2"));
     EXPECT_EQ(server.line(), pingReply("2"));
@@ -183,7 +183,7 @@ TEST(Launch, a_link_to_the_server_in_the_bundle_finds_the_bundle) {
     std::ignore = bundle.nextLaunch();
 }
 
-TEST(Launch, what_cannot_be_launched_fails_the_call_at_once) {
+TEST(Launch, a_bundle_that_cannot_be_launched_fails_the_call_at_once) {
     struct Row {
         const char* when;
         void (*prepare)(const Bundle&);
@@ -230,7 +230,7 @@ TEST(Launch, outside_a_bundle_the_user_is_asked_to_open_the_application) {
     }
 }
 
-TEST(Launch, a_socket_that_nobody_listens_at_is_no_running_application) {
+TEST(Launch, a_socket_without_a_listener_is_not_a_running_application) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
     bundle.addExecutable("Vostel");
@@ -246,7 +246,7 @@ TEST(Launch, a_socket_that_nobody_listens_at_is_no_running_application) {
     EXPECT_EQ(server.line(), resultLine("1", "{}"));
 }
 
-TEST(Launch, a_file_in_place_of_the_socket_is_no_running_application) {
+TEST(Launch, a_file_in_place_of_the_socket_is_not_a_running_application) {
     TemporaryFolder folder;
     writeFile(socketPath(folder.path()), "not a socket");
     ServerProcess server{{.home = folder.path()}};
@@ -254,7 +254,7 @@ TEST(Launch, a_file_in_place_of_the_socket_is_no_running_application) {
     EXPECT_EQ(server.line(), internalErrorLine("1", notLaunched));
 }
 
-TEST(Launch, every_call_that_finds_nobody_launches_and_all_are_answered) {
+TEST(Launch, every_call_without_a_listener_launches_and_all_are_answered) {
     constexpr int count = 4;
     TemporaryFolder folder;
     Bundle bundle{folder.path()};
@@ -269,8 +269,8 @@ TEST(Launch, every_call_that_finds_nobody_launches_and_all_are_answered) {
     EXPECT_EQ(childCount(server.processID()), 0U);
 }
 
-// The application that comes up is asked to do the work although the client gave up on it, and is not told so: nobody
-// listened when the cancellation was sent. Its answer is dropped.
+// The launched application receives a call that the client has cancelled. It receives no cancellation, because no
+// process listened when the cancellation was sent. Its answer is dropped.
 TEST(Launch, a_cancelled_call_still_waits_for_its_launch_and_is_not_answered) {
     TemporaryFolder folder;
     Bundle bundle{folder.path()};

@@ -1,4 +1,5 @@
-// What a launch starts in the tests: tells the test how it was started, and lives until the test lets go of it.
+// The application that a launch starts in the tests. It tells the test how it was started, and runs until the test
+// closes the connection.
 //
 // The test listens at Contents/control.sock of the bundle that this executable is in. It receives one line, a JSON
 // object, and closes the connection to end this process.

@@ -27,7 +27,7 @@ inline std::string ping(std::string_view id) {
     return detail::concatenated(R"({"jsonrpc":"2.0","id":)", id, R"(,"method":"ping"})");
 }
 
-/// What the server answers to anything that it does not know; it knows no ping.
+/// The server's answer to an unknown method. It does not know ping.
 inline std::string pingReply(std::string_view id) {
     return detail::concatenated(R"({"error":{"code":-32601,"message":"Method not found: ping"},"id":)", id,
                                 R"(,"jsonrpc":"2.0"})");

@@ -42,7 +42,7 @@ TEST(Progress, without_a_token_there_is_only_the_response) {
     }
 }
 
-TEST(Progress, a_message_is_passed_on) {
+TEST(Progress, a_message_is_relayed) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
@@ -75,7 +75,7 @@ TEST(Progress, reports_of_many_calls_reach_their_own_tokens) {
     }
 }
 
-TEST(Progress, a_report_for_a_call_that_nobody_made_is_dropped) {
+TEST(Progress, a_report_for_an_unknown_call_is_dropped) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
@@ -89,7 +89,7 @@ TEST(Progress, tens_of_thousands_of_reports_keep_their_order) {
     Stage stage;
     stage.server.send(toolsCall("1", R"(,"_meta":{"progressToken":7})"));
     ReceivedCall call = stage.application.nextCall();
-    // In portions, because one process plays both sides and must not block on either.
+    // In portions, because the test is client and application at once and must not block on either side.
     constexpr int portion = 500;
     for (int first = 0; first < count; first += portion) {
         std::string frames;

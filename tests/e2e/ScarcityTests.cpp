@@ -1,4 +1,4 @@
-// A system that is short of something, or refuses it.
+// A system that lacks a resource or refuses it.
 
 #include "tests/e2e/Stage.h"
 #include "tests/support/Table.h"
@@ -9,12 +9,12 @@ namespace vostel_tests {
 
 namespace {
 
-/// The server, started by a shell that has run `before`: with its limits and streams.
+/// A server that a shell starts after it has run `before`, so that it has that shell's limits and streams.
 ServerProcess::Setting startedAfter(const std::string& before, const std::filesystem::path& home) {
     return {.home = home.native(), .executable = "/bin/sh", .arguments = {"-c", before + "; exec \"$0\"", serverPath}};
 }
 
-constexpr const char* sanitizerIsFirst = "the thread sanitizer answers before the system that a test plays";
+constexpr const char* sanitizerIsFirst = "the thread sanitizer intercepts the calls before the simulated system";
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 constexpr bool systemCanBeFaked = false;
@@ -65,7 +65,7 @@ TEST(Scarcity, without_standard_output_no_reply_goes_to_the_application) {
     }
 }
 
-TEST(Scarcity, a_standard_stream_that_nothing_can_replace_is_a_failure_of_the_process) {
+TEST(Scarcity, a_closed_standard_stream_that_cannot_be_replaced_is_a_failure_of_the_process) {
     if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     TemporaryFolder home;
     auto setting = startedAfter("exec 1>&-", home.path());
@@ -75,7 +75,7 @@ TEST(Scarcity, a_standard_stream_that_nothing_can_replace_is_a_failure_of_the_pr
     EXPECT_EQ(server.errorText(), "");
 }
 
-TEST(Scarcity, what_the_system_refuses_at_the_start_is_not_needed_to_serve) {
+TEST(Scarcity, a_refused_system_call_at_the_start_does_not_prevent_serving) {
     if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
     struct Row {
         const char* when;
@@ -112,7 +112,7 @@ TEST(Scarcity, a_client_that_allows_few_descriptors_may_still_make_many_calls_at
     for (int id = 0; id < count; ++id) EXPECT_TRUE(nlohmann::json::parse(server.line()).contains("result"));
 }
 
-TEST(Scarcity, a_message_that_takes_more_memory_than_there_is_fails_alone) {
+TEST(Scarcity, only_a_message_that_takes_too_much_memory_fails) {
     if (sanitized) GTEST_SKIP() << "a sanitizer needs more memory than this test leaves";
     const std::string large = '"' + std::string(60'000'000, 'x') + '"';
     TemporaryFolder home;

@@ -49,7 +49,7 @@ std::vector<std::string> environmentFor(const ServerProcess::Setting& setting) {
     return variables;
 }
 
-/// Appends what is there to be read; false at the end of the stream.
+/// Appends the available bytes; false at the end of the stream.
 bool readAvailable(int descriptor, std::string& text) {
     char bytes[65'536];
     const ssize_t count = ::read(descriptor, bytes, sizeof bytes);
@@ -60,7 +60,7 @@ bool readAvailable(int descriptor, std::string& text) {
 } // namespace
 
 std::vector<std::string> fakeSystem(std::vector<std::string> faults) {
-    // The sanitizer wants to be loaded first; here it need not be.
+    // The sanitizer normally requires to be loaded first. It is not necessary here.
     faults.insert(faults.begin(), {"LD_PRELOAD=" FAKE_SYSTEM, "ASAN_OPTIONS=verify_asan_link_order=0"});
     return faults;
 }
@@ -94,7 +94,7 @@ ServerProcess::~ServerProcess() {
 
 void ServerProcess::write(std::string_view bytes) {
     while (!bytes.empty()) {
-        // Not all at once: the thread sanitizer looks at every byte that is offered, each time.
+        // In parts, because the thread sanitizer checks all offered bytes at each call.
         const std::string_view portion = bytes.substr(0, 262'144);
         const ssize_t count = ::write(input_.get(), portion.data(), portion.size());
         if (count > 0) {
@@ -145,7 +145,7 @@ void ServerProcess::expectSilence() {
 
 Ending ServerProcess::waitForEnd() {
     if (ending_) return *ending_;
-    // Standard error is open exactly as long as the process lives.
+    // Standard error is open exactly as long as the process runs.
     const auto deadline = std::chrono::steady_clock::now() + timeout();
     bool outputIsOpen = output_.get() >= 0;
     for (bool errorIsOpen = true; errorIsOpen;) {

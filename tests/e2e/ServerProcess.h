@@ -1,4 +1,4 @@
-// The real server as an AI client has it: a child process with three streams.
+// The real server as an AI client uses it: a child process with three streams.
 #pragma once
 
 #include "posix/ChildProcess.h"
@@ -15,7 +15,7 @@
 
 namespace vostel_tests {
 
-/// How a process ended. A signal of 0 means that none ended it.
+/// How a process ended. The signal is 0 when no signal ended it.
 struct Ending {
     int exitStatus = 0;
     int signal = 0;
@@ -23,13 +23,13 @@ struct Ending {
     bool operator==(const Ending&) const = default;
 };
 
-/// Variables that have a server load FakeSystem.cpp and play the faults named, each NAME=value.
+/// Variables that make a server load FakeSystem.cpp and simulate the given faults, each NAME=value.
 [[nodiscard]] std::vector<std::string> fakeSystem(std::vector<std::string> faults);
 
-/// What takes longer than `timeout` fails the test.
+/// An operation that takes longer than `timeout` fails the test.
 ///
-/// The destructor closes standard input and expects what every conversation must end with: exit status 0, no line that
-/// the test did not read, and nothing on standard error beyond the start-up line (where a sanitizer would report).
+/// The destructor closes standard input and expects the normal end of a conversation: exit status 0, no line that the
+/// test has not read, and only the start-up line on standard error (where a sanitizer would report).
 class ServerProcess final {
 public:
     struct Setting {
@@ -58,9 +58,9 @@ public:
 
     /// The next line of standard output without its line feed; empty when none comes.
     [[nodiscard]] std::string line();
-    /// Waits until something of a next line is there to be read.
+    /// Waits until a part of the next line can be read.
     void expectOutputToBegin();
-    /// Fails the test when a line comes while we look.
+    /// Fails the test when a line comes during `silence`.
     void expectSilence();
 
     /// Waits for the end of the process. The test has caused it.
@@ -82,7 +82,7 @@ private:
     posix::FileDescriptor input_;
     posix::FileDescriptor output_;
     posix::FileDescriptor error_;
-    /// Set until its end was awaited.
+    /// Set until the test has waited for its end.
     std::optional<posix::ChildProcess> process_;
     std::string pendingOutput_;
     std::size_t searchedOutput_ = 0;

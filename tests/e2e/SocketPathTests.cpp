@@ -21,7 +21,7 @@ std::string tooLong(const std::filesystem::path& home) {
            " bytes, over the 103-byte sun_path limit. Shorten your macOS username or home directory path.";
 }
 
-/// Makes the server see a password database whose only home folder is `home`.
+/// Variables that give the server a password database in which every home folder is `home`.
 std::vector<std::string> passwordDatabase(const std::filesystem::path& home) {
     return fakeSystem({"FAKE_HOME=" + home.native()});
 }

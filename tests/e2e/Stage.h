@@ -1,4 +1,4 @@
-// What most tests begin with: a server and the application that it finds running.
+// The start of most tests: a server and a running application.
 #pragma once
 
 #include "tests/e2e/FakeApplication.h"
@@ -23,8 +23,8 @@ struct Stage {
         EXPECT_EQ(server.line(), pingReply(R"("still there?")"));
     }
 
-    /// Whether `condition` holds before the timeout. A call's thread forgets the call and ends a moment after its
-    /// answer.
+    /// Waits until `condition` holds; false after the timeout. A call's thread removes the call and ends a moment after
+    /// its answer.
     template <class Condition>
     [[nodiscard]] bool soon(Condition condition) {
         const auto deadline = std::chrono::steady_clock::now() + timeout();

@@ -1,4 +1,4 @@
-// How long the tests wait for another process. When all is well they do not wait, and every wait has a limit.
+// How long the tests wait for another process. Every wait has a limit, which only a failing test reaches.
 #pragma once
 
 #include <chrono>
@@ -6,22 +6,22 @@
 
 namespace vostel_tests {
 
-/// A released server that is tested in place of the one built with the tests. Its memory is what users get; a sanitizer
-/// keeps what was freed. Null when the environment names none.
+/// A released server that is tested in place of the one built with the tests, because a sanitizer changes the use of
+/// memory. Null when the environment names none.
 inline const char* const releasedServer = std::getenv("VOSTEL_RELEASED_MCP");
 inline const char* const serverPath = releasedServer != nullptr ? releasedServer : VOSTEL_MCP;
 
 /// True when the server is built with a sanitizer, which makes it many times slower and larger.
 inline const bool sanitized = VOSTEL_SANITIZED && releasedServer == nullptr;
 
-/// The limit for what must happen. Generous, because only a failing test ever waits that long; and once it has failed,
-/// short.
+/// The time limit for an event that must happen. It is long, because only a failing test waits that long. After the
+/// first failure it is short.
 [[nodiscard]] std::chrono::milliseconds timeout();
 
-/// How long to look for what must not happen.
+/// How long a test watches for an event that must not happen.
 inline constexpr std::chrono::milliseconds silence{150};
 
-/// Waits until `descriptor` is ready for `events` (of poll) or its other end is gone; false when `limit` passes first.
+/// Waits until `descriptor` is ready for `events` (of poll) or its other end is closed. False after `limit`.
 [[nodiscard]] bool waitUntilReady(int descriptor, short events, std::chrono::milliseconds limit);
 
 } // namespace vostel_tests

@@ -25,7 +25,7 @@ mode_t modeOf(const fs::path& path) {
     return file.st_mode & 07777U;
 }
 
-TEST(AtomicFile, replaces_the_whole_file_for_its_owner_alone) {
+TEST(AtomicFile, replaces_the_whole_file_and_only_its_owner_can_read_it) {
     const TemporaryFolder folder;
     const fs::path path = folder / "text.txt";
     ASSERT_TRUE(writeFileAtomically(path, "first"));
@@ -35,7 +35,7 @@ TEST(AtomicFile, replaces_the_whole_file_for_its_owner_alone) {
     EXPECT_EQ(filesIn(folder), 1);
 }
 
-TEST(AtomicFile, leaves_nothing_when_the_file_cannot_be_written) {
+TEST(AtomicFile, leaves_no_file_when_it_cannot_be_written) {
     const TemporaryFolder folder;
     fs::create_directory(folder / "taken");
     const auto written = writeFileAtomically(folder / "taken", "text");
@@ -49,7 +49,7 @@ TEST(AtomicFile, leaves_nothing_when_the_file_cannot_be_written) {
               "Vostel could not write '" + (folder / "no/text").string() + "': No such file or directory.");
 }
 
-TEST(AtomicFile, has_the_given_mode_and_owner_whatever_the_mask_says) {
+TEST(AtomicFile, has_the_given_mode_and_owner_with_any_umask) {
     const TemporaryFolder folder;
     const fs::path path = folder / "text.txt";
     const FileAttributes::Owner owner{::geteuid(), ::getegid()};

@@ -54,7 +54,7 @@ constexpr ThreadName name{"com.vostel.vostel-mcp.test", "test-thread"};
 /// The stacks of ended threads that are kept.
 constexpr std::size_t mostKept = 64;
 
-/// Counts down as threads come to their end; the waiter sleeps until the last one has.
+/// Counts down as threads end. The waiter sleeps until the last one has counted.
 class Countdown final {
 public:
     explicit Countdown(int count) : count_{count} {}
@@ -96,8 +96,8 @@ std::vector<std::string> mappings() {
     return lines;
 }
 
-/// The stacks that are mapped, by what they all are: inaccessible pages below a mebibyte of memory or, where the system
-/// has merged it with what lies above, more.
+/// The number of mapped stacks. A stack is an inaccessible page below a mebibyte of memory, or below more if the system
+/// has merged it with the mapping above.
 std::size_t guardedStackCount() {
     struct Range {
         std::uintptr_t begin = 0, end = 0;
@@ -116,8 +116,8 @@ std::size_t guardedStackCount() {
     return count;
 }
 
-/// A body that has ended leaves its thread a moment from its own end. Nothing is started meanwhile: a burst may be
-/// followed by nothing.
+/// Waits until the threads have ended, which takes a moment after their bodies. Starts no thread meanwhile, because
+/// after a burst there may be no other start.
 void letThreadsEnd(std::size_t otherThreads, std::size_t otherStacks) {
     const auto areLeft = [&] { return guardedStackCount() > otherStacks + mostKept || threadCount() > otherThreads; };
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
@@ -146,7 +146,7 @@ TEST(BlockingThread, carries_its_name_on_a_stack_of_one_mebibyte_with_a_guard_be
     EXPECT_TRUE(belowStack.contains(" ---p ")) << belowStack;
 }
 
-TEST(BlockingThread, ten_thousand_starts_one_after_the_other_leave_no_thread_and_no_mapping_behind) {
+TEST(BlockingThread, ten_thousand_starts_one_after_the_other_leave_no_thread_and_no_mapping) {
     runRunBlocking([] {});
     const std::size_t threadsBefore = threadCount();
     const std::size_t stacksBefore = guardedStackCount();
@@ -161,7 +161,7 @@ TEST(BlockingThread, ten_thousand_starts_one_after_the_other_leave_no_thread_and
     EXPECT_LE(mappings().size(), mappingsBefore + 50) << "each leaked stack would be two";
 }
 
-TEST(BlockingThread, two_hundred_at_once_leave_no_thread_and_only_the_kept_stacks_behind) {
+TEST(BlockingThread, two_hundred_at_once_leave_no_thread_and_only_the_kept_stacks) {
     constexpr int count = 200;
     runRunBlocking([] {});
     const std::size_t threadsBefore = threadCount();
@@ -212,7 +212,7 @@ TEST(BlockingThread, a_stack_whose_guard_page_cannot_be_protected_is_not_used) {
     std::size_t running = 0;
     std::expected<void, PosixError> started;
     protectingFails = true;
-    // Kept stacks have their guard pages; all of them are in use before a new one is needed.
+    // Kept stacks have their guard pages already. So all of them must be in use before a new one is mapped.
     for (; running <= mostKept; ++running) {
         started = startBlockingThread(name, [&ended, released] {
             released.wait();
@@ -229,7 +229,7 @@ TEST(BlockingThread, a_stack_whose_guard_page_cannot_be_protected_is_not_used) {
 
 using Answer = std::expected<std::thread::id, PosixError>;
 
-/// The thread that work on a thread of its own ran on.
+/// Runs work on a thread of its own. The answer is that thread's id.
 Task<void> ask(const ThreadStarter& starter, Answer* answer, std::thread::id* resumedOn) {
     auto work = []() -> Answer { return std::this_thread::get_id(); };
     *answer = co_await runBlocking(starter, name, work);
@@ -247,7 +247,7 @@ TEST(BlockingThread, the_awaiter_gets_the_result_on_its_own_executor) {
     EXPECT_EQ(resumedOn, std::this_thread::get_id());
 }
 
-TEST(BlockingThread, however_soon_it_ends_its_starter_does_not_inherit_what_comes_next) {
+TEST(BlockingThread, its_starter_does_not_continue_the_awaiter_however_soon_it_ends) {
     vostel_mcp::InlineExecutor calls;
     const ThreadStarter slowToReturn = [](ThreadName own, const std::function<void()>& body) {
         Countdown end{1};

@@ -23,7 +23,7 @@ struct Result {
     bool operator==(const Result&) const = default;
 };
 
-/// Runs a shell script to its end. `output` is given what it writes to its standard output.
+/// Runs a shell script to its end, and collects what it writes to standard output.
 Result run(const std::string& script, std::vector<std::string> environment = {"PATH=/usr/bin:/bin"}) {
     auto output = Pipe::make();
     EXPECT_TRUE(output);
@@ -42,7 +42,7 @@ TEST(ChildProcess, runs_a_program_with_its_arguments_variables_and_streams) {
     EXPECT_EQ(run("echo \"$0 $A\"; cat; exit 3", {"PATH=/usr/bin:/bin", "A=b c"}), (Result{3, "/bin/sh b c\n"}));
 }
 
-TEST(ChildProcess, runs_it_in_the_given_folder) {
+TEST(ChildProcess, runs_the_program_in_the_given_folder) {
     const TemporaryFolder folder;
     auto output = Pipe::make();
     ASSERT_TRUE(output);
@@ -54,7 +54,7 @@ TEST(ChildProcess, runs_it_in_the_given_folder) {
     EXPECT_EQ(child->wait(), 0);
 }
 
-TEST(ChildProcess, gives_it_input) {
+TEST(ChildProcess, gives_the_program_its_input) {
     auto input = Pipe::make();
     ASSERT_TRUE(input);
     auto child = ChildProcess::start(
@@ -64,7 +64,7 @@ TEST(ChildProcess, gives_it_input) {
     EXPECT_EQ(child->wait(), 7);
 }
 
-TEST(ChildProcess, gives_it_no_other_descriptor) {
+TEST(ChildProcess, gives_the_program_no_other_descriptor) {
     const TemporaryFolder folder;
     const FileDescriptor secret{::open((folder / "secret").c_str(), O_RDWR | O_CREAT, 0600)};
     ASSERT_TRUE(secret.isOpen());
@@ -79,7 +79,7 @@ TEST(ChildProcess, can_have_our_standard_streams_in_another_order) {
     const FileDescriptor savedOutput{::dup(STDOUT_FILENO)};
     const FileDescriptor savedError{::dup(STDERR_FILENO)};
     ::dup2(pipe->writer.get(), STDOUT_FILENO);
-    // Standard output is the pipe now, and the child has it as its standard error.
+    // Our standard output is the pipe now. It becomes the child's standard error.
     auto child = ChildProcess::start({.executable = "/bin/sh",
                                       .arguments = {"-c", "echo error >&2"},
                                       .output = STDERR_FILENO,
@@ -106,7 +106,7 @@ TEST(ChildProcess, reports_the_signal_that_ended_the_program) {
     EXPECT_EQ(child->wait(), -SIGINT);
 }
 
-TEST(ChildProcess, starts_with_the_usual_signals_whatever_we_ignore_and_block) {
+TEST(ChildProcess, starts_with_default_signals_whatever_we_ignore_and_block) {
     const auto before = std::signal(SIGTERM, SIG_IGN);
     sigset_t blocked;
     sigemptyset(&blocked);
@@ -119,7 +119,7 @@ TEST(ChildProcess, starts_with_the_usual_signals_whatever_we_ignore_and_block) {
     EXPECT_EQ(result.status, -SIGTERM);
 }
 
-TEST(ChildProcess, kills_what_the_program_left_running) {
+TEST(ChildProcess, kills_processes_that_the_program_left_running) {
     auto output = Pipe::make();
     ASSERT_TRUE(output);
     {

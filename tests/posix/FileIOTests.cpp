@@ -17,7 +17,7 @@ FileDescriptor opened(const std::filesystem::path& path) {
     return FileDescriptor{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
 }
 
-TEST(FileIO, reads_a_file_up_to_its_end_and_no_further_than_one_byte_beyond_the_limit) {
+TEST(FileIO, reads_a_file_to_its_end_but_at_most_one_byte_beyond_the_limit) {
     const TemporaryFolder folder;
     const std::string text = vostel_tests::repeat("0123456789", 20'000);
     folder.write("text", text);
@@ -41,7 +41,7 @@ TEST(FileIO, reads_at_an_offset_without_moving_the_position) {
     EXPECT_EQ(std::string_view(buffer.data(), 4), "0123");
 }
 
-TEST(FileIO, a_read_that_would_have_to_wait_is_an_error_of_a_descriptor_that_does_not_wait) {
+TEST(FileIO, a_read_of_a_non_blocking_descriptor_fails_instead_of_waiting) {
     auto pipe = Pipe::make();
     ASSERT_TRUE(pipe);
     setNonBlocking(pipe->reader);

@@ -42,7 +42,7 @@ TEST(FileLock, is_waited_for) {
     EXPECT_TRUE(second.get());
 }
 
-TEST(FileLock, creates_a_missing_file_for_its_owner_alone_only_when_told_to) {
+TEST(FileLock, creates_a_missing_file_only_when_told_to_and_only_for_its_owner) {
     const TemporaryFolder folder;
     const std::filesystem::path path = folder / "lock";
     const auto missing = FileLock::acquire(path, IfMissing::fail);

@@ -27,7 +27,7 @@ TEST(Pipe, carries_bytes_and_is_inherited_by_no_program) {
     EXPECT_STREQ(bytes, "ab");
 }
 
-TEST(WakePipe, is_readable_from_a_wake_until_it_is_drained) {
+TEST(WakePipe, is_readable_after_a_wake_until_it_is_drained) {
     const auto pipe = WakePipe::make();
     ASSERT_TRUE(pipe);
     EXPECT_FALSE(isReadable(pipe->reader()));

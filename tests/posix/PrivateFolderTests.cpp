@@ -19,7 +19,7 @@ mode_t permissionsOf(const fs::path& path) {
     return file.st_mode & 0777U;
 }
 
-TEST(PrivateFolder, a_missing_folder_is_created_for_its_owner_alone) {
+TEST(PrivateFolder, a_missing_folder_is_created_only_for_its_owner) {
     const TemporaryFolder folder;
     ASSERT_TRUE(ensureFolder(folder / "a/b"));
     ASSERT_TRUE(ensureFolder(folder / "a/b"));
@@ -28,7 +28,7 @@ TEST(PrivateFolder, a_missing_folder_is_created_for_its_owner_alone) {
     EXPECT_EQ(permissionsOf(folder / "c/d"), 0700U);
 }
 
-TEST(PrivateFolder, a_file_in_the_way_of_a_folder_is_an_error) {
+TEST(PrivateFolder, a_file_in_place_of_a_folder_is_an_error) {
     const TemporaryFolder folder;
     folder.write("a", "");
     EXPECT_FALSE(ensureFolder(folder / "a/b"));
@@ -46,7 +46,7 @@ TEST(PrivateFolder, an_existing_folder_is_closed_to_others_only_on_request) {
     EXPECT_EQ(permissionsOf(folder / "open"), 0700U);
 }
 
-TEST(PrivateFolder, what_others_could_have_prepared_is_not_private) {
+TEST(PrivateFolder, a_folder_that_others_could_have_changed_is_not_private) {
     const TemporaryFolder folder;
     fs::create_directory(folder / "own");
     fs::create_symlink(folder / "own", folder / "link");

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A sandbox that forbids what it does not know; set while a test plays one.
+/// True while a test simulates a sandbox that forbids the system call.
 bool getentropyIsForbidden = false;
 
 } // namespace
@@ -25,7 +25,7 @@ int __wrap_getentropy(void* buffer, size_t length) {
 namespace posix {
 namespace {
 
-TEST(RandomUUID, every_one_is_fresh_with_or_without_the_system_call) {
+TEST(RandomUUID, every_one_is_different_with_or_without_the_system_call) {
     std::set<std::string> seen;
     for (const bool isForbidden : {false, true}) {
         SCOPED_TRACE(isForbidden);

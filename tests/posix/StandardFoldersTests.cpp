@@ -11,7 +11,7 @@
 namespace posix {
 namespace {
 
-/// HOME is what the test says, until its end.
+/// Lets a test set HOME, and restores it at the end.
 class HomeFolder : public testing::Test {
 protected:
     HomeFolder() {
@@ -31,14 +31,14 @@ private:
     std::optional<std::string> before_;
 };
 
-TEST_F(HomeFolder, is_the_variable_when_that_is_absolute) {
+TEST_F(HomeFolder, is_the_variable_when_it_is_absolute) {
     for (const std::string home : {"/home/me", "/", "/Users/Zoë Müller"}) {
         set(home);
         EXPECT_EQ(homeDirectory(), home);
     }
 }
 
-TEST_F(HomeFolder, is_what_the_password_database_says_otherwise) {
+TEST_F(HomeFolder, is_otherwise_the_entry_in_the_password_database) {
     const passwd* entry = ::getpwuid(::getuid());
     ASSERT_NE(entry, nullptr);
     const std::string expected = entry->pw_dir;
@@ -50,7 +50,7 @@ TEST_F(HomeFolder, is_what_the_password_database_says_otherwise) {
     }
 }
 
-TEST_F(HomeFolder, of_a_test_holds_the_application_support_folder_on_every_system) {
+TEST_F(HomeFolder, of_a_test_contains_the_application_support_folder_on_every_system) {
     const vostel_tests::TemporaryFolder folder;
     vostel_tests::setHome(folder.path());
     EXPECT_EQ(applicationSupportDirectory(), folder.path() / "Library" / "Application Support");

@@ -50,7 +50,7 @@ TEST(UnixSocket, connects_to_the_socket_that_listens_at_the_path) {
     EXPECT_STREQ(read.data(), "hello");
 }
 
-/// How much of one direction of a socket the system holds.
+/// The size of a socket's buffer for one direction.
 int bufferSize(int socket, int direction) {
     int size = 0;
     socklen_t length = sizeof size;
@@ -58,7 +58,7 @@ int bufferSize(int socket, int direction) {
     return size;
 }
 
-TEST(UnixSocket, connects_with_room_for_a_megabyte_in_each_direction_or_what_the_system_allows_of_it) {
+TEST(UnixSocket, connects_with_buffers_of_a_megabyte_or_the_system_limit_in_each_direction) {
     const vostel_tests::TemporaryFolder folder;
     const std::string path = folder.path() / "mcp.sock";
     const FileDescriptor listener = listenAt(path);
@@ -110,7 +110,7 @@ TEST(UnixSocket, a_failed_connect_reports_the_systems_reason_and_leaves_no_descr
     EXPECT_EQ(after.get(), before.get() + 1);
 }
 
-TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
+TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_continues) {
     const Ends ends = streamPair();
     std::string sent;
     for (std::size_t number = 0; sent.size() < 500'000; ++number) sent += std::to_string(number) + ',';
@@ -121,7 +121,7 @@ TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
         if (read > 0) count += static_cast<std::size_t>(read);
     };
     {
-        // The writer fills the socket and is interrupted a few times before anything is taken out.
+        // The writer fills the socket and is interrupted a few times before the reader begins.
         const vostel_tests::SignalTicks ticks{[&](int tick) {
             if (tick > 5) readSome();
         }};
@@ -132,7 +132,7 @@ TEST(UnixSocket, a_write_that_is_interrupted_and_taken_in_parts_goes_on) {
     EXPECT_TRUE(received == sent);
 }
 
-TEST(UnixSocket, a_peer_that_is_gone_is_a_failure_and_no_signal) {
+TEST(UnixSocket, a_closed_peer_is_a_failure_and_not_a_signal) {
     Ends ends = streamPair();
     ends.there = {};
     const auto written = UnixSocket::writeAll(ends.here.get(), bytesOf("hello"));
@@ -140,7 +140,7 @@ TEST(UnixSocket, a_peer_that_is_gone_is_a_failure_and_no_signal) {
     EXPECT_EQ(written.error(), PosixError{EPIPE});
 }
 
-TEST(UnixSocket, nothing_to_write_is_written) {
+TEST(UnixSocket, an_empty_text_is_written) {
     const Ends ends = streamPair();
     EXPECT_TRUE(UnixSocket::writeAll(ends.here.get(), {}));
 }

@@ -1,4 +1,4 @@
-// Connecting to a listener whose backlog is full, which waits on Linux.
+// Connecting to a listener whose backlog is full. On Linux this blocks.
 
 #include "kit/connect/MCPSocketAddress.h"
 #include "posix/UnixSocket.h"
@@ -30,7 +30,7 @@ struct Listener {
     [[nodiscard]] FileDescriptor accept() const { return FileDescriptor{::accept(socket.get(), nullptr, nullptr)}; }
 };
 
-TEST(UnixSocket, says_that_it_waits_when_the_backlog_is_full_and_only_then) {
+TEST(UnixSocket, says_that_it_waits_only_when_the_backlog_is_full) {
     const Listener listener;
     int waits = 0;
     std::vector<FileDescriptor> connections;
@@ -42,7 +42,7 @@ TEST(UnixSocket, says_that_it_waits_when_the_backlog_is_full_and_only_then) {
     }
     EXPECT_EQ(waits, 0);
 
-    // Else the wait would not end.
+    // Otherwise connecting would never end.
     const auto connected = UnixSocket::connect(listener.path, [&] {
         ++waits;
         connections.push_back(listener.accept());
@@ -52,7 +52,7 @@ TEST(UnixSocket, says_that_it_waits_when_the_backlog_is_full_and_only_then) {
     EXPECT_TRUE(isBlocking(connected->get()));
 }
 
-TEST(UnixSocket, does_not_wait_for_what_does_not_listen) {
+TEST(UnixSocket, does_not_wait_when_no_process_listens) {
     const vostel_tests::TemporaryFolder folder;
     const auto connected = UnixSocket::connect(folder.path() / "missing.sock", [] { FAIL() << "it waits"; });
     ASSERT_FALSE(connected);

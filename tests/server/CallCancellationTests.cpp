@@ -11,7 +11,7 @@ using VostelMCPKit::Task;
 
 class CallCancellationTest : public testing::Test {
 protected:
-    /// Runs a cancellation up to where it may be sent; its executor continues it later.
+    /// Runs a cancellation until it may be sent. Its executor continues it later.
     void send() {
         spawn(sending(call, &sent), executor);
         executor.drain();
@@ -32,10 +32,10 @@ TEST_F(CallCancellationTest, a_request_whose_writing_has_not_begun_is_not_sent_a
     EXPECT_FALSE(call.cancel());
     EXPECT_FALSE(call.mayLaunch());
     EXPECT_FALSE(call.mayBeginRequest());
-    EXPECT_FALSE(call.cancel()) << "the same goes for a second cancellation";
+    EXPECT_FALSE(call.cancel()) << "the same for a second cancellation";
 }
 
-TEST_F(CallCancellationTest, a_request_that_is_being_written_goes_before_its_cancellations) {
+TEST_F(CallCancellationTest, a_request_that_is_being_written_comes_before_its_cancellations) {
     ASSERT_TRUE(call.mayBeginRequest());
     EXPECT_TRUE(call.cancel());
     send();
@@ -47,7 +47,7 @@ TEST_F(CallCancellationTest, a_request_that_is_being_written_goes_before_its_can
     EXPECT_EQ(sent, 2);
 }
 
-TEST_F(CallCancellationTest, a_request_that_is_out_holds_up_no_cancellation) {
+TEST_F(CallCancellationTest, a_request_that_has_been_written_delays_no_cancellation) {
     ASSERT_TRUE(call.mayBeginRequest());
     call.endRequest();
     EXPECT_TRUE(call.cancel());
@@ -55,11 +55,11 @@ TEST_F(CallCancellationTest, a_request_that_is_out_holds_up_no_cancellation) {
     EXPECT_EQ(sent, 1);
 }
 
-TEST_F(CallCancellationTest, a_call_that_is_cancelled_while_its_application_is_launched_is_sent_all_the_same) {
+TEST_F(CallCancellationTest, a_call_that_is_cancelled_while_its_application_is_launched_is_still_sent) {
     ASSERT_TRUE(call.mayLaunch());
     EXPECT_TRUE(call.cancel());
     send();
-    EXPECT_EQ(sent, 1) << "at once, whether somebody listens or not";
+    EXPECT_EQ(sent, 1) << "at once, whether the application listens or not";
     EXPECT_TRUE(call.mayBeginRequest());
 }
 

@@ -1,4 +1,5 @@
-// The server below its loop, with fakes at every edge: the application, its launcher, threads, time, standard output.
+// The call proxy and the socket client with fakes for everything else: the application, its launcher, threads, time and
+// standard output.
 #pragma once
 
 #include "kit/jsonrpc/MCPDispatchLogic.h"
@@ -16,7 +17,7 @@
 
 namespace vostel_tests {
 
-/// Everything runs on the test's own thread: what the proxy does at once, what blocks when the test runs its thread.
+/// Everything runs on the test's own thread. The proxy runs at once. Blocking work runs when the test says so.
 struct Forwarding {
     FakeThreads threads{FakeThreads::Run::whenAsked};
     ScriptedApplication application;
@@ -47,7 +48,7 @@ struct Forwarding {
         threads.runAll();
     }
 
-    /// Hands `line` to the proxy after the next write to standard output.
+    /// Passes `line` to the proxy after the next write to standard output.
     void handleAfterNextWrite(std::string line) {
         output.onWrite([this, line = std::move(line)] {
             if (std::exchange(isDue_, false)) handle(line);
@@ -55,14 +56,14 @@ struct Forwarding {
         isDue_ = true;
     }
 
-    /// Hands one line to the proxy, as the server loop does.
+    /// Passes one line to the proxy, as the server loop does.
     void handle(std::string_view line) {
         spawn(proxy->handle(VostelMCPKit::MCPDispatchLogic::classify(line), {"Some Client", "1.2"}), calls);
     }
 
-    /// The wire id of the call that was registered as the `number`-th, counted from one.
+    /// The wire id of call `number`, counted from one in the order of registration.
     [[nodiscard]] static std::string wireID(int number) { return uuid(number).text(); }
-    /// The frame of a response of the application, on whose content nothing depends.
+    /// A response frame for tests in which its content does not matter.
     [[nodiscard]] static std::string answer(std::string_view result) {
         return frame(R"({"kind":"response","payload":{"requestID":"any","result":)" + std::string{result} + "}}");
     }

@@ -17,10 +17,10 @@
 
 namespace {
 
-/// What an old kernel answers; set while a test plays one.
+/// True while a test simulates an old kernel.
 bool closeRangeIsUnknown = false;
 
-/// A system call that fails each time, in this process or in those that it forks.
+/// A system call that always fails, in this process or in the processes that it forks.
 struct Refusal {
     const char* call;
     bool inThisProcess = false;
@@ -34,7 +34,7 @@ const pid_t thisProcess = ::getpid();
     return true;
 }
 
-/// While this is set, a signal interrupts every other call that can be interrupted.
+/// While true, a signal interrupts every second call that can be interrupted.
 bool signalsInterrupt = false;
 
 [[maybe_unused]] bool isInterrupted() {
@@ -57,7 +57,7 @@ int __wrap_close_range(unsigned first, unsigned last, int flags) {
 
 #ifdef VOSTEL_LAUNCH_CAN_FAIL
 constexpr bool launchCanFail = true;
-// And these calls.
+// The linker also sends these calls here.
 extern "C" {
 pid_t __real_fork();
 pid_t __wrap_fork();
@@ -102,7 +102,7 @@ namespace {
 using vostel_tests::TemporaryFolder;
 using VostelMCPKit::PosixError;
 
-/// Unlike that of the tests themselves.
+/// Differs from the limit of the test process.
 constexpr rlimit descriptorLimit{.rlim_cur = 99, .rlim_max = 100};
 
 std::string propertyList(const std::string& content) {
@@ -132,7 +132,7 @@ public:
         writeExecutable(name, "#!/bin/sh\n" + command + " > '" + fifo() + "'\n");
     }
 
-    /// Launches the bundle and returns its report. Waits for it ten seconds at most.
+    /// Launches the bundle and returns its report. Waits at most ten seconds for the report.
     [[nodiscard]] std::string report(bool signalsInterruptLaunch = false) const {
         const posix::FileDescriptor reading{::open(fifo().c_str(), O_RDONLY | O_NONBLOCK)};
         signalsInterrupt = signalsInterruptLaunch;
@@ -178,7 +178,7 @@ TEST(LaunchBundle, runs_the_executable_that_the_property_list_names) {
     EXPECT_EQ(bundle.report(), (bundle.path() / "Contents/MacOS/Other").string() + "\n");
 }
 
-TEST(LaunchBundle, runs_the_executable_named_like_the_bundle_otherwise) {
+TEST(LaunchBundle, otherwise_runs_the_executable_with_the_name_of_the_bundle) {
     struct Row {
         const char* when;
         std::optional<std::string> propertyList;
@@ -197,7 +197,7 @@ TEST(LaunchBundle, runs_the_executable_named_like_the_bundle_otherwise) {
     });
 }
 
-TEST(LaunchBundle, a_property_list_that_is_no_file_is_none) {
+TEST(LaunchBundle, a_property_list_that_is_not_a_regular_file_is_ignored) {
     for (const bool fifo : {false, true}) {
         SCOPED_TRACE(fifo ? "a FIFO" : "a folder");
         Bundle bundle;
@@ -212,7 +212,7 @@ TEST(LaunchBundle, a_property_list_that_is_no_file_is_none) {
     }
 }
 
-TEST(LaunchBundle, the_process_is_in_a_session_of_its_own_and_no_child_of_ours) {
+TEST(LaunchBundle, the_process_is_in_a_session_of_its_own_and_not_our_child) {
     Bundle bundle;
     bundle.writeScript("Small", "exec cat /proc/self/status");
     const auto fields = statusFields(bundle.report());
@@ -229,7 +229,7 @@ void expectOnlyStandardStreamsToBeInherited() {
     const posix::FileDescriptor ours{::open("/etc/passwd", O_RDONLY)};
     const posix::FileDescriptor high{::fcntl(ours.get(), F_DUPFD, 200)};
     Bundle bundle;
-    // Standard output is looked at before it becomes the report.
+    // The script lists the descriptors before its standard output becomes the report.
     bundle.writeScript("Small", "out=$(readlink /proc/$$/fd/1)\nexec 3>&-\n"
                                 "{ echo \"1 $out\"; exec ls -l /proc/self/fd; }");
     std::istringstream lines{bundle.report()};
@@ -252,13 +252,13 @@ TEST(LaunchBundle, the_standard_streams_are_null_and_no_descriptor_of_ours_is_in
     expectOnlyStandardStreamsToBeInherited();
 }
 
-TEST(LaunchBundle, a_kernel_that_cannot_close_a_range_inherits_no_descriptor_either) {
+TEST(LaunchBundle, no_descriptor_is_inherited_when_the_kernel_cannot_close_a_range) {
     closeRangeIsUnknown = true;
     expectOnlyStandardStreamsToBeInherited();
     closeRangeIsUnknown = false;
 }
 
-TEST(LaunchBundle, the_process_inherits_no_blocked_signal_and_dies_of_a_broken_pipe) {
+TEST(LaunchBundle, the_process_inherits_no_blocked_signal_and_a_broken_pipe_ends_it) {
     sigset_t some, before;
     sigemptyset(&some);
     sigaddset(&some, SIGUSR1);
@@ -280,7 +280,7 @@ TEST(LaunchBundle, the_process_starts_in_the_root_folder_with_its_path_as_its_on
     EXPECT_EQ(bundle.report(), "/ 0 " + (bundle.path() / "Contents/MacOS/Small").string() + "\n");
 }
 
-TEST(LaunchBundle, what_cannot_run_fails_before_the_operation_returns) {
+TEST(LaunchBundle, an_executable_that_cannot_run_fails_before_the_operation_returns) {
     struct Row {
         const char* when;
         std::function<void(const Bundle&)> arrange;
@@ -328,7 +328,7 @@ TEST(LaunchBundle, an_ignored_child_signal_does_not_hide_success_or_failure) {
 TEST(LaunchBundle, a_failure_is_known_even_when_standard_streams_are_closed) {
     Bundle bundle;
     bundle.writeExecutable("Small", "hello");
-    // Some sanitizers write out what is buffered when a forked child leaves.
+    // Some sanitizers flush buffers when a forked child ends.
     std::fflush(nullptr);
     const posix::FileDescriptor savedInput{::fcntl(0, F_DUPFD_CLOEXEC, 10)};
     const posix::FileDescriptor savedOutput{::fcntl(1, F_DUPFD_CLOEXEC, 10)};
@@ -342,7 +342,7 @@ TEST(LaunchBundle, a_failure_is_known_even_when_standard_streams_are_closed) {
     EXPECT_EQ(launched.error(), PosixError{ENOEXEC});
 }
 
-TEST(LaunchBundle, the_process_has_the_limit_of_descriptors_that_it_is_given) {
+TEST(LaunchBundle, the_process_has_the_given_limit_of_descriptors) {
     Bundle bundle;
     bundle.writeScript("Small", "{ ulimit -Sn; ulimit -Hn; }");
     EXPECT_EQ(bundle.report(), "99\n100\n");
@@ -360,7 +360,7 @@ std::expected<void, PosixError> launchWithRoomFor(unsigned descriptors, const Bu
     return launched;
 }
 
-TEST(LaunchBundle, without_room_for_its_streams_the_process_is_not_launched_at_all) {
+TEST(LaunchBundle, the_process_is_not_launched_without_room_for_its_streams) {
     for (const unsigned descriptors : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(descriptors);
         const Bundle bundle;
@@ -378,7 +378,7 @@ TEST(LaunchBundle, a_failure_is_known_even_when_there_is_no_room_to_report_it) {
     }
 }
 
-TEST(LaunchBundle, what_the_system_refuses_on_the_way_fails_the_launch_and_runs_nothing) {
+TEST(LaunchBundle, a_system_call_that_is_refused_fails_the_launch_and_nothing_runs) {
     if (!launchCanFail) GTEST_SKIP() << "the thread sanitizer makes such calls itself";
     struct Row {
         const char* when;
@@ -416,7 +416,7 @@ TEST(LaunchBundle, a_launch_whose_report_cannot_be_read_has_failed) {
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "nothing is left to reap";
 }
 
-TEST(LaunchBundle, signals_change_nothing) {
+TEST(LaunchBundle, signals_do_not_disturb_a_launch) {
     if (!launchCanFail) GTEST_SKIP() << "the thread sanitizer makes such calls itself";
     Bundle bundle;
     bundle.writePropertyList(propertyList("<key>CFBundleExecutable</key><string>Other</string>"));
@@ -450,7 +450,7 @@ TEST(LaunchBundle, a_property_list_that_cannot_be_opened_is_not_read) {
     });
 }
 
-TEST(LaunchBundle, no_more_than_the_first_64_KiB_of_the_property_list_are_read) {
+TEST(LaunchBundle, only_the_first_64_KiB_of_the_property_list_are_read) {
     const std::string key = "<key>CFBundleExecutable</key><string>Other</string>";
     const std::string filler(65'536, ' ');
     struct Row {
@@ -469,7 +469,7 @@ TEST(LaunchBundle, no_more_than_the_first_64_KiB_of_the_property_list_are_read) 
     });
 }
 
-TEST(LaunchBundle, the_executable_name_is_read_out_of_the_property_list_or_not_at_all) {
+TEST(LaunchBundle, the_executable_name_is_read_from_a_well_formed_property_list_only) {
     const std::string key = "<key>CFBundleExecutable</key>";
     struct Row {
         const char* when;

@@ -40,7 +40,7 @@ protected:
     bool ended = false;
 };
 
-TEST_F(LineChannelTest, lines_come_out_in_order_whether_they_or_the_consumer_came_first) {
+TEST_F(LineChannelTest, lines_come_out_in_order_whether_the_consumer_waits_or_not) {
     channel.push({"a", "b"});
     channel.push({"c"});
     consume();
@@ -51,7 +51,7 @@ TEST_F(LineChannelTest, lines_come_out_in_order_whether_they_or_the_consumer_cam
     EXPECT_FALSE(ended);
 }
 
-TEST_F(LineChannelTest, the_consumer_goes_on_on_its_own_executor) {
+TEST_F(LineChannelTest, the_consumer_continues_on_its_own_executor) {
     consume();
     channel.push({"a"});
     EXPECT_EQ(lines, Lines{});
@@ -72,7 +72,7 @@ TEST_F(LineChannelTest, an_empty_line_is_a_line) {
     EXPECT_EQ(lines, (Lines{"", ""}));
 }
 
-TEST_F(LineChannelTest, the_end_comes_after_the_lines_that_still_wait) {
+TEST_F(LineChannelTest, the_end_comes_after_all_pushed_lines) {
     channel.push({"a"});
     channel.finish();
     consume();

@@ -48,7 +48,7 @@ TEST(MCPAppLauncher, without_a_bundle_around_it_nothing_is_opened) {
     });
 }
 
-TEST(MCPAppLauncher, whatever_goes_wrong_the_user_is_told_to_open_the_application) {
+TEST(MCPAppLauncher, every_failure_tells_the_user_to_open_the_application) {
     vostel_tests::ManualExecutor executor;
     vostel_tests::FakeLauncher fake;
     fake.fail();

@@ -42,7 +42,7 @@ const std::string halfway =
 
 class MCPCallProxyTest : public testing::Test, protected Forwarding {
 protected:
-    /// The arguments that the application receives for a call with these params.
+    /// The arguments that the application receives for a call with `params`.
     std::string forwardedArguments(const std::string& params) {
         ScriptedPeer& peer = application.answers({answer("{}")});
         handle(call("1", params));
@@ -67,7 +67,7 @@ TEST_F(MCPCallProxyTest, a_call_reaches_the_application_under_a_wire_ID_and_come
     EXPECT_EQ(output.takeLines(), Lines{result(R"("abc")", R"({"content":[],"isError":false})")});
 }
 
-TEST_F(MCPCallProxyTest, the_result_is_passed_on_unread) {
+TEST_F(MCPCallProxyTest, the_result_is_forwarded_without_being_read) {
     const std::string results[] = {"null", "7", R"("text")", R"([{"b":1,"a":[null]}])",
                                    R"({"content":"not even an array","unknown":1.5})"};
     for (const std::string& value : results) {
@@ -80,7 +80,7 @@ TEST_F(MCPCallProxyTest, the_result_is_passed_on_unread) {
     }
 }
 
-TEST_F(MCPCallProxyTest, every_large_part_of_a_call_counts_as_memory_to_give_back) {
+TEST_F(MCPCallProxyTest, every_large_part_of_a_call_counts_as_memory_to_return) {
     const std::string large = '"' + std::string(60'000, 'a') + '"';
     struct Row {
         const char* when;
@@ -89,7 +89,7 @@ TEST_F(MCPCallProxyTest, every_large_part_of_a_call_counts_as_memory_to_give_bac
     };
     const Row rows[] = {
         {"all small", "1", "", "{}", false},
-        // The id is the part of a response that passes through no socket.
+        // Only the id of a response does not come over the socket.
         {"the response", large, "", "{}", true},
         {"the request", "1", R"("arguments":)" + large, "{}", true},
         {"an answer that cannot be read", "1", "", large + "?", true},
@@ -97,7 +97,7 @@ TEST_F(MCPCallProxyTest, every_large_part_of_a_call_counts_as_memory_to_give_bac
     vostel_tests::forEachRow(rows, [](const Row& row) {
         Forwarding forwarding;
         const std::string bytes = Forwarding::answer(row.result);
-        // As much as the first read takes, and the rest.
+        // The length of the first read, and the rest.
         forwarding.application.answers({bytes.substr(0, 512), bytes.substr(std::min<std::size_t>(512, bytes.size()))});
         forwarding.handle(call(row.id, row.params.empty() ? R"("arguments":{})" : row.params));
         forwarding.threads.runAll();
@@ -105,7 +105,7 @@ TEST_F(MCPCallProxyTest, every_large_part_of_a_call_counts_as_memory_to_give_bac
     });
 }
 
-TEST_F(MCPCallProxyTest, a_call_without_a_string_for_its_name_is_refused_at_once) {
+TEST_F(MCPCallProxyTest, a_call_whose_name_is_not_a_string_is_refused_at_once) {
     struct Row {
         const char* when;
         std::string params;
@@ -125,7 +125,7 @@ TEST_F(MCPCallProxyTest, a_call_without_a_string_for_its_name_is_refused_at_once
     });
 }
 
-TEST_F(MCPCallProxyTest, arguments_are_forwarded_whatever_their_type_and_missing_ones_as_an_empty_object) {
+TEST_F(MCPCallProxyTest, arguments_of_any_type_are_forwarded_and_missing_ones_become_an_empty_object) {
     struct Row {
         const char* when;
         std::string params;
@@ -179,7 +179,7 @@ TEST_F(MCPCallProxyTest, without_a_token_there_is_only_the_response) {
     });
 }
 
-TEST_F(MCPCallProxyTest, progress_comes_in_its_order_before_the_response_and_that_of_one_read_in_one_write) {
+TEST_F(MCPCallProxyTest, progress_comes_in_order_before_the_response_and_all_of_one_read_in_one_write) {
     application.answers({progressFrame(1, "0.25", R"(,"message":"a quarter")") + progressFrame(1, "0.5"),
                          progressFrame(1, "1") + answer("{}")});
     handle(call("1", R"("_meta":{"progressToken":7})"));
@@ -195,7 +195,7 @@ TEST_F(MCPCallProxyTest, progress_comes_in_its_order_before_the_response_and_tha
                      result("1", "{}")}));
 }
 
-TEST_F(MCPCallProxyTest, progress_of_a_call_that_nobody_made_is_dropped) {
+TEST_F(MCPCallProxyTest, progress_of_an_unknown_call_is_dropped) {
     application.answers({progressFrame(9, "0.5") + answer("{}")});
     handle(call("1", R"("_meta":{"progressToken":7})"));
     threads.runAll();
@@ -290,7 +290,7 @@ TEST_F(MCPCallProxyTest, reports_of_several_calls_that_come_together_go_to_each_
                               R"("progressToken":8,"total":1}})"}));
 }
 
-TEST_F(MCPCallProxyTest, a_failure_concerns_its_own_call_alone) {
+TEST_F(MCPCallProxyTest, a_failure_affects_only_its_own_call) {
     application.answers({});
     application.answers({answer("{}")});
     handle(call("1"));
@@ -342,7 +342,7 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_before_its_request_is_written_is_not_s
     });
 }
 
-TEST_F(MCPCallProxyTest, a_response_that_waits_for_its_turn_to_be_written_is_dropped_by_a_cancellation) {
+TEST_F(MCPCallProxyTest, a_cancellation_drops_a_response_that_waits_to_be_written) {
     vostel_tests::ManualExecutor busyOutput;
     Forwarding forwarding{busyOutput};
     forwarding.application.answers({Forwarding::answer("{}")});
@@ -354,7 +354,7 @@ TEST_F(MCPCallProxyTest, a_response_that_waits_for_its_turn_to_be_written_is_dro
     EXPECT_EQ(forwarding.output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, progress_that_waits_for_its_turn_to_be_written_is_dropped_by_a_cancellation) {
+TEST_F(MCPCallProxyTest, a_cancellation_drops_progress_that_waits_to_be_written) {
     vostel_tests::ManualExecutor busyOutput;
     Forwarding forwarding{busyOutput};
     forwarding.application.answers({progressFrame(1, "0.5"), Forwarding::answer("{}")});
@@ -366,7 +366,7 @@ TEST_F(MCPCallProxyTest, progress_that_waits_for_its_turn_to_be_written_is_dropp
     EXPECT_EQ(forwarding.output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_waits_on_and_is_never_answered) {
+TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_keeps_waiting_and_is_never_answered) {
     launcher.hold();
     application.refuses(2);
     ScriptedPeer& peer = application.answers({answer("{}")});
@@ -384,7 +384,7 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_waits_
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPCallProxyTest, a_call_cancelled_while_it_waits_for_the_socket_waits_on_and_is_never_answered) {
+TEST_F(MCPCallProxyTest, a_call_cancelled_while_it_waits_for_the_socket_keeps_waiting_and_is_never_answered) {
     application.refuses(2);
     handle(call("1"));
     threads.runNext();
@@ -513,7 +513,7 @@ TEST_F(MCPCallProxyTest, every_other_message_is_ignored) {
     }
 }
 
-TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_a_cancellation_reaches_the_newer) {
+TEST_F(MCPCallProxyTest, of_two_calls_with_one_ID_a_cancellation_reaches_the_newer) {
     application.answers({answer(R"("older")")});
     application.answers({progressFrame(2, "0.5"), answer(R"("newer")")});
     ScriptedPeer& third = application.answers({});
@@ -528,7 +528,7 @@ TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_a_cancellation_reaches_the_ne
     EXPECT_EQ(output.takeLines(), (Lines{halfway, result("1", R"("older")")}));
 }
 
-TEST_F(MCPCallProxyTest, of_two_calls_under_one_ID_the_end_of_either_hides_the_other_from_cancellations) {
+TEST_F(MCPCallProxyTest, of_two_calls_with_one_ID_the_end_of_either_hides_the_other_from_cancellations) {
     application.answers({answer(R"("older")")});
     application.answers({answer(R"("newer")")});
     handle(call("1"));

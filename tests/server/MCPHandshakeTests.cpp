@@ -24,7 +24,7 @@ std::string initialize(const std::string& params, const std::string& id = R"("id
     return R"({"jsonrpc":"2.0",)" + id + R"("method":"initialize","params":)" + params + "}";
 }
 
-/// The server loop on an executor that the test drains, above the fakes.
+/// The server loop on an executor that the test drains, with the fakes of Forwarding.
 class MCPHandshakeTest : public testing::Test, protected Forwarding {
 protected:
     void TearDown() override {
@@ -36,13 +36,13 @@ protected:
         spawn(watching(handshake, &ended), mainThread);
         mainThread.drain();
     }
-    /// What is written while the loop takes this input.
+    /// The lines that are written while the loop handles `input`.
     Lines take(Lines input) {
         lines.push(std::move(input));
         mainThread.drain();
         return output.takeLines();
     }
-    /// Who the application is told to be calling.
+    /// The client information that the application receives with a call.
     std::string forwardedClientInfo() {
         ScriptedPeer& peer = application.answers({answer("{}")});
         std::ignore = take({someCall});
@@ -71,7 +71,7 @@ TEST_F(MCPHandshakeTest, before_any_initialize_the_client_is_unknown) {
     EXPECT_EQ(forwardedClientInfo(), R"({"name":"unknown client"})");
 }
 
-TEST_F(MCPHandshakeTest, the_last_initialize_that_says_so_tells_who_the_client_is) {
+TEST_F(MCPHandshakeTest, the_last_initialize_with_a_client_name_identifies_the_client) {
     struct Row {
         const char* when;
         std::string line;
@@ -98,7 +98,7 @@ TEST_F(MCPHandshakeTest, the_last_initialize_that_says_so_tells_who_the_client_i
     });
 }
 
-TEST_F(MCPHandshakeTest, replies_come_in_the_order_of_their_requests_and_silence_stays_silent) {
+TEST_F(MCPHandshakeTest, replies_come_in_the_order_of_their_requests_and_only_requests_get_one) {
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     const Lines replies = take({
@@ -145,7 +145,7 @@ TEST_F(MCPHandshakeTest, the_tool_for_video_links_is_listed_when_it_is_available
     }
 }
 
-TEST_F(MCPHandshakeTest, the_next_line_is_not_looked_at_before_the_reply_to_this_one_is_written) {
+TEST_F(MCPHandshakeTest, the_next_line_is_not_read_before_the_reply_to_this_one_is_written) {
     ManualExecutor slowOutput;
     MCPStdoutWriter slowWriter{slowOutput, output.attempt()};
     MCPHandshake handshake{lines, slowWriter, proxy, true, memory};
@@ -168,7 +168,7 @@ TEST_F(MCPHandshakeTest, a_long_call_does_not_delay_the_reply_to_a_later_request
     EXPECT_EQ(output.takeLines(), Lines{R"({"id":1,"jsonrpc":"2.0","result":{}})"});
 }
 
-TEST_F(MCPHandshakeTest, a_cancellation_that_the_application_does_not_take_holds_up_no_later_line) {
+TEST_F(MCPHandshakeTest, a_cancellation_that_the_application_does_not_accept_delays_no_later_line) {
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     application.refuses(1);
@@ -180,7 +180,7 @@ TEST_F(MCPHandshakeTest, a_cancellation_that_the_application_does_not_take_holds
     EXPECT_EQ(threads.waitingCount(), 2U);
 }
 
-TEST_F(MCPHandshakeTest, when_forwarding_cannot_be_set_up_every_call_is_told_so_and_the_rest_works) {
+TEST_F(MCPHandshakeTest, when_forwarding_is_impossible_every_call_fails_and_the_rest_works) {
     const ConnectError tooLong{ConnectError::SocketPathTooLong{"/long", 104, 103}};
     MCPHandshake handshake{lines, standardOutput, std::unexpected(tooLong), true, memory};
     serve(handshake);
@@ -197,7 +197,7 @@ TEST_F(MCPHandshakeTest, when_forwarding_cannot_be_set_up_every_call_is_told_so_
     EXPECT_EQ(take({someCall}), Lines{refusal});
 }
 
-TEST_F(MCPHandshakeTest, a_reply_that_cannot_be_written_is_dropped_and_the_loop_goes_on) {
+TEST_F(MCPHandshakeTest, a_reply_that_cannot_be_written_is_dropped_and_the_loop_continues) {
     struct Row {
         const char* when;
         vostel_tests::RecordingOutput::Written outcome;
@@ -215,7 +215,7 @@ TEST_F(MCPHandshakeTest, a_reply_that_cannot_be_written_is_dropped_and_the_loop_
     });
 }
 
-TEST_F(MCPHandshakeTest, a_reply_is_finished_when_only_a_part_of_it_is_taken_at_a_time) {
+TEST_F(MCPHandshakeTest, a_reply_that_is_taken_in_parts_is_finished) {
     output.nextWrite(3);
     output.nextWrite(1);
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
@@ -244,7 +244,7 @@ TEST_F(MCPHandshakeTest, the_end_of_input_ends_the_loop_and_leaves_running_calls
     EXPECT_EQ(output.takeLines(), Lines{});
 }
 
-TEST_F(MCPHandshakeTest, a_large_line_counts_as_memory_to_give_back_whatever_becomes_of_it) {
+TEST_F(MCPHandshakeTest, every_large_line_counts_as_memory_to_return) {
     const std::string large = '"' + std::string(100'000, 'a') + '"';
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
@@ -265,7 +265,7 @@ TEST_F(MCPHandshakeTest, a_large_line_counts_as_memory_to_give_back_whatever_bec
     EXPECT_EQ(trimRequests, 0);
 }
 
-TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is) {
+TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_or_refused_like_a_small_one) {
     struct Row {
         const char* when;
         std::string line;
@@ -273,7 +273,7 @@ TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is
     const auto withParams = [](const std::string& params) {
         return R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)" + params + "}";
     };
-    // The small line is as it is here. In the large one, many letters replace the @.
+    // The small line is the row's text. In the large line, many letters replace the @.
     const Row rows[] = {
         {"our own form", withParams(R"({"arguments":{"a":"@","b":[1]},"name":"t"})")},
         {"another form", withParams(R"({"name":"t", "arguments":{"b":1.0,"a":"@"},"_meta":{"progressToken":7}})")},
@@ -283,7 +283,7 @@ TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is
         {"arguments twice", withParams(R"({"name":"t","arguments":1,"arguments":{"b":1,"a":"@"}})")},
         {"no name", withParams(R"({"arguments":"@"})")},
         {"a name of another type", withParams(R"({"name":7,"arguments":"@"})")},
-        {"an ID that is none", R"({"id":null,"method":"tools/call","params":{"name":"t","arguments":"@"}})"},
+        {"an invalid ID", R"({"id":null,"method":"tools/call","params":{"name":"t","arguments":"@"}})"},
         {"no JSON", withParams(R"({"name":"t","arguments":["@",]})")},
         {"no JSON after the arguments", withParams(R"({"name":"t","arguments":"@"]})")},
         {"another method", R"({"id":1,"method":"ping","params":{"name":"t","arguments":"@"}})"},
@@ -295,7 +295,7 @@ TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_and_refused_as_a_small_one_is
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
     serve(handshake);
     ScriptedPeer* next = nullptr;
-    /// What the client receives, and what the application receives but for the id of the call.
+    /// What the client receives, and what the application receives without the id of the call.
     const auto outcomeOf = [&](const std::string& line, const std::string& filling) {
         std::string filled = line;
         filled.replace(filled.find('@'), 1, filling);

@@ -38,7 +38,7 @@ std::string responseFrame(const std::string& resultOrError, const std::string& r
 const std::string answer = responseFrame(R"("result":"done")");
 const Answered answered{R"("done")"};
 
-/// What can be copied and printed.
+/// The outcome in a form that can be copied and printed.
 Response copied(std::expected<MCPSocketClient::Answer, Failure> outcome) {
     if (!outcome) return std::unexpected(outcome.error());
     return match(
@@ -48,7 +48,7 @@ Response copied(std::expected<MCPSocketClient::Answer, Failure> outcome) {
 
 Failure connectFailure(auto reason) { return Failure{ConnectError{reason}}; }
 
-/// Threads run at once, on the thread of the test.
+/// Blocking work runs at once on the thread of the test.
 class MCPSocketClientTest : public testing::Test {
 protected:
     std::unique_ptr<MCPSocketClient> makeClient(const std::string& directory = applicationSupport) {
@@ -89,7 +89,7 @@ protected:
     FakeLauncher launcher;
     FakeClock clock;
     MemoryTrimmer memory{[] {}, [] {}};
-    /// The fractions reported, those that came together in one list.
+    /// The reported fractions. Those that came together are in one list.
     std::vector<std::vector<double>> progress;
 
 private:
@@ -138,7 +138,7 @@ TEST_F(MCPSocketClientTest, cannot_be_made_when_the_socket_path_does_not_fit) {
     }
 }
 
-TEST_F(MCPSocketClientTest, whatever_keeps_it_from_connecting_the_application_is_launched) {
+TEST_F(MCPSocketClientTest, any_failure_to_connect_launches_the_application) {
     for (const int code : {ENOENT, ECONNREFUSED, EACCES, EMFILE}) {
         SCOPED_TRACE(code);
         application.refuses(1, code);
@@ -157,7 +157,7 @@ TEST_F(MCPSocketClientTest, a_failed_launch_fails_the_call_without_polling) {
     EXPECT_TRUE(clock.sleeps().empty());
 }
 
-TEST_F(MCPSocketClientTest, after_the_launch_it_looks_for_the_socket_every_half_second) {
+TEST_F(MCPSocketClientTest, after_the_launch_it_tries_to_connect_every_half_second) {
     application.refuses(1 + 3);
     application.answers({answer});
     EXPECT_EQ(send(), Response{answered});
@@ -177,7 +177,7 @@ TEST_F(MCPSocketClientTest, it_gives_up_after_exactly_two_minutes) {
     EXPECT_EQ(launcher.opened().size(), 1U);
 }
 
-TEST_F(MCPSocketClientTest, the_socket_may_appear_at_the_last_look) {
+TEST_F(MCPSocketClientTest, the_socket_may_appear_at_the_last_attempt) {
     application.refuses(1 + 240);
     application.answers({answer});
     EXPECT_EQ(send(), Response{answered});
@@ -195,7 +195,7 @@ TEST_F(MCPSocketClientTest, the_time_out_names_the_measured_seconds_without_thei
     const auto response = executor.run(client->send({}, [](auto) {}, std::make_shared<CallCancellation>()));
     ASSERT_TRUE(response);
     ASSERT_FALSE(*response);
-    // 1.75 s for each attempt, 0.5 s between two: the 54th look ends after 121 s.
+    // 1.75 s for each attempt and 0.5 s between two attempts: attempt 54 ends after 121 s.
     EXPECT_EQ(response->error(), connectFailure(ConnectError::TimedOutWaitingForApp{121s}));
     EXPECT_EQ(clock.sleeps().size(), 53U);
 
@@ -203,7 +203,7 @@ TEST_F(MCPSocketClientTest, the_time_out_names_the_measured_seconds_without_thei
     EXPECT_TRUE(almost.errorDescription().contains(" 120 seconds")) << almost.errorDescription();
 }
 
-TEST_F(MCPSocketClientTest, frames_are_found_however_they_are_cut) {
+TEST_F(MCPSocketClientTest, frames_are_found_in_pieces_of_any_size) {
     const std::string first = progressFrame("0.25");
     const std::string second = progressFrame("1");
     struct Row {
@@ -220,7 +220,7 @@ TEST_F(MCPSocketClientTest, frames_are_found_however_they_are_cut) {
         {"split after a header", {first + second.substr(0, 4), second.substr(4) + answer}, {{0.25}, {1}}},
         {"split at every byte", splitAtEveryByte(first + answer), {{0.25}}},
         {"a frame after the response is not looked at", {answer + first, second}, {}},
-        {"nor is garbage after the response", {answer + "\xFF\xFF\xFF\xFF"}, {}},
+        {"garbage after the response is not looked at", {answer + "\xFF\xFF\xFF\xFF"}, {}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         progress.clear();
@@ -231,15 +231,15 @@ TEST_F(MCPSocketClientTest, frames_are_found_however_they_are_cut) {
     });
 }
 
-TEST_F(MCPSocketClientTest, a_frame_longer_than_one_read_is_put_together) {
+TEST_F(MCPSocketClientTest, a_frame_longer_than_one_read_is_joined) {
     const std::string text(100'000, 'x');
     const std::string bytes = responseFrame(R"("result":")" + text + "\"");
-    // As much as the first read, a later one and the last one take.
+    // The lengths of the first read, of a later one and of the last one.
     application.answers({bytes.substr(0, 512), bytes.substr(512, 65'536), bytes.substr(512 + 65'536)});
     EXPECT_EQ(send(), Response{'"' + text + '"'});
 }
 
-TEST_F(MCPSocketClientTest, a_result_is_text_as_our_writer_writes_it_however_it_came) {
+TEST_F(MCPSocketClientTest, a_result_in_any_form_becomes_text_as_our_writer_writes_it) {
     struct Row {
         const char* when;
         std::string payload;
@@ -264,7 +264,7 @@ TEST_F(MCPSocketClientTest, a_result_is_text_as_our_writer_writes_it_however_it_
         {"an ID with an escape", R"({"kind":"response","payload":{"requestID":"\n","result":[1]}})", "[1]"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
-        // What follows the answer is of no interest.
+        // The server does not read what follows the answer.
         application.answers({progressFrame("0.5") + frame(row.payload) + answer});
         EXPECT_EQ(send(), Response{row.result});
         // A large payload is read in another way.
@@ -274,7 +274,7 @@ TEST_F(MCPSocketClientTest, a_result_is_text_as_our_writer_writes_it_however_it_
     });
 }
 
-TEST_F(MCPSocketClientTest, the_first_response_is_the_answer_whatever_its_request_ID) {
+TEST_F(MCPSocketClientTest, the_first_response_with_any_request_ID_is_the_answer) {
     application.answers({responseFrame(R"("result":"not ours")", "B") + answer});
     EXPECT_EQ(send(), Response{R"("not ours")"});
 }
@@ -287,7 +287,7 @@ TEST_F(MCPSocketClientTest, a_version_mismatch_fails_the_call_while_an_oversized
     EXPECT_EQ(send(), (Response{MCPWireError{MCPWireError::FrameTooLarge{9, 8}}}));
 }
 
-TEST_F(MCPSocketClientTest, a_fault_of_the_conversation_fails_the_call_and_closes_the_connection) {
+TEST_F(MCPSocketClientTest, a_violation_of_the_protocol_fails_the_call_and_closes_the_connection) {
     constexpr auto closed = MCPSocketClient::ClientError::connectionClosedUnexpectedly;
     using Oversized = MCPWireError::FrameTooLarge;
     using NotJSON = DecodingError::NotJSON;
@@ -319,7 +319,7 @@ TEST_F(MCPSocketClientTest, a_fault_of_the_conversation_fails_the_call_and_close
     EXPECT_TRUE(launcher.opened().empty());
 }
 
-TEST_F(MCPSocketClientTest, an_answer_that_is_no_outbound_frame_could_not_be_read) {
+TEST_F(MCPSocketClientTest, an_answer_that_is_not_an_outbound_frame_cannot_be_read) {
     const std::string payloads[] = {
         "null",
         "[]",
@@ -345,14 +345,14 @@ TEST_F(MCPSocketClientTest, an_answer_that_is_no_outbound_frame_could_not_be_rea
     }
 }
 
-TEST_F(MCPSocketClientTest, what_was_reported_before_a_fault_comes_first) {
+TEST_F(MCPSocketClientTest, progress_before_a_failure_is_relayed_first) {
     application.answers({progressFrame("0.5") + frame("garbage")});
     const Response response = send();
     ASSERT_FALSE(response);
     EXPECT_EQ(progress, (std::vector<std::vector<double>>{{0.5}}));
 }
 
-TEST_F(MCPSocketClientTest, an_application_that_has_died_is_a_posix_error_and_no_signal) {
+TEST_F(MCPSocketClientTest, an_application_that_has_ended_is_a_posix_error_and_not_a_signal) {
     application.answers({}, ScriptedPeer::Ending::gone);
     const Response response = send();
     ASSERT_FALSE(response);
@@ -368,7 +368,7 @@ TEST_F(MCPSocketClientTest, an_interrupted_read_is_deliberately_not_retried) {
     EXPECT_EQ(send(), Response{std::unexpected(Failure{MCPSocketClient::ClientError::connectionClosedUnexpectedly})});
 }
 
-TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_its_call_alone) {
+TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_only_its_call) {
     struct Row {
         const char* when;
         std::size_t thread;
@@ -397,7 +397,7 @@ TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_its_call_alone
     });
 }
 
-TEST_F(MCPSocketClientTest, a_call_that_holds_a_number_without_value_is_not_sent) {
+TEST_F(MCPSocketClientTest, a_call_with_a_number_that_is_not_finite_is_not_sent) {
     ScriptedPeer& peer = application.answers({answer});
     const Response response = send(MCPValue::object({{"limit", std::numeric_limits<double>::infinity()}}));
     ASSERT_FALSE(response);
@@ -442,7 +442,7 @@ TEST_F(MCPSocketClientTest, a_cancellation_does_not_launch_the_application) {
     EXPECT_TRUE(clock.sleeps().empty());
 }
 
-TEST_F(MCPSocketClientTest, a_cancellation_that_cannot_be_sent_is_forgotten) {
+TEST_F(MCPSocketClientTest, a_cancellation_that_cannot_be_sent_is_dropped) {
     application.answers({}, ScriptedPeer::Ending::gone);
     cancel();
     threads.haveNoRoomFrom(/*count=*/1, EAGAIN);

@@ -38,7 +38,7 @@ struct Pipe {
     void feed(std::string_view bytes) const {
         if (::write(writing.get(), bytes.data(), bytes.size()) < 0) std::abort();
     }
-    /// Takes out up to a page; may be called from a signal handler.
+    /// Reads up to a page. May be called from a signal handler.
     std::size_t takePage() const {
         std::array<char, 4096> page;
         const ssize_t count = ::read(reading.get(), page.data(), page.size());
@@ -71,7 +71,7 @@ Lines linesOfBytes(std::string_view bytes) {
     return linesOf(pipe.reading);
 }
 
-TEST(MCPStdio, every_complete_line_is_published_and_the_unfinished_last_one_never) {
+TEST(MCPStdio, every_complete_line_is_read_and_an_incomplete_last_one_is_not) {
     struct Row {
         const char* when;
         std::string_view bytes;
@@ -142,9 +142,7 @@ TEST(MCPStdio, a_write_reports_the_bytes_that_it_took) {
     EXPECT_EQ(pipe.takePage(), 5U);
 }
 
-TEST(MCPStdio, nothing_is_written_without_asking_the_system) {
-    EXPECT_EQ(MCPStdio::attemptWrite(/*descriptor=*/-1, {}), 0);
-}
+TEST(MCPStdio, an_empty_write_makes_no_system_call) { EXPECT_EQ(MCPStdio::attemptWrite(/*descriptor=*/-1, {}), 0); }
 
 TEST(MCPStdio, an_interrupted_write_is_retried) {
     const Pipe pipe;
@@ -182,7 +180,7 @@ TEST(MCPStdio, a_write_that_cannot_succeed_reports_the_systems_reason) {
     EXPECT_EQ(broken.error(), PosixError{EPIPE});
 }
 
-TEST(MCPStdio, as_many_bytes_as_there_is_room_for_are_written_without_waiting) {
+TEST(MCPStdio, a_write_of_as_many_bytes_as_there_is_room_for_does_not_wait) {
     struct Row {
         const char* when;
         std::size_t unread;

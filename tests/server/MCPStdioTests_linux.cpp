@@ -12,7 +12,7 @@
 
 namespace {
 
-/// In place of the system's poll, when it is set.
+/// Replaces the system's poll when it is set.
 std::function<int(pollfd*)> replacement;
 
 } // namespace
@@ -27,7 +27,7 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
 namespace vostel_mcp {
 namespace {
 
-TEST(MCPStdio, a_stream_that_the_system_cannot_wait_for_fails_and_is_not_asked_for_ever) {
+TEST(MCPStdio, a_stream_that_poll_cannot_wait_for_fails_and_is_not_tried_again) {
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
     const posix::FileDescriptor reader{ends[0]};
@@ -35,7 +35,7 @@ TEST(MCPStdio, a_stream_that_the_system_cannot_wait_for_fails_and_is_not_asked_f
     const char full[4096] = {};
     while (::write(writer.get(), full, sizeof full) > 0) {}
 
-    // As macOS does for a terminal.
+    // macOS answers in this way for a terminal.
     int polls = 0;
     replacement = [&](pollfd* descriptors) {
         descriptors->revents = POLLNVAL;
@@ -49,7 +49,7 @@ TEST(MCPStdio, a_stream_that_the_system_cannot_wait_for_fails_and_is_not_asked_f
     EXPECT_EQ(polls, 1);
 }
 
-TEST(MCPStdio, a_wait_that_fails_for_a_moment_is_repeated_and_one_that_cannot_succeed_is_not) {
+TEST(MCPStdio, a_wait_is_repeated_after_a_temporary_failure_only) {
     struct Row {
         const char* when;
         int error;
@@ -59,7 +59,7 @@ TEST(MCPStdio, a_wait_that_fails_for_a_moment_is_repeated_and_one_that_cannot_su
         {"a signal", EINTR, true},
         {"no resources", EAGAIN, true},
         {"no memory", ENOMEM, true},
-        {"no such thing", EINVAL, false},
+        {"an invalid argument", EINVAL, false},
     };
     vostel_tests::forEachRow(rows, [](const Row& row) {
         int ends[2];
@@ -71,7 +71,7 @@ TEST(MCPStdio, a_wait_that_fails_for_a_moment_is_repeated_and_one_that_cannot_su
 
         int failures = 0;
         replacement = [&](pollfd* descriptors) {
-            // A pause between two attempts waits for nothing.
+            // A pause between two attempts has no descriptors.
             if (descriptors == nullptr) return 0;
             if (failures < 3) {
                 ++failures;

@@ -11,7 +11,7 @@ using namespace std::literals;
 
 constexpr auto forEver = 10min;
 
-TEST(PendingCancellations, without_any_there_is_nothing_to_wait_for) {
+TEST(PendingCancellations, without_any_there_is_no_wait) {
     PendingCancellations pending;
     pending.drain(forEver, forEver);
     pending.add();
@@ -45,7 +45,7 @@ TEST(PendingCancellations, one_that_the_application_holds_is_waited_for_no_longe
     pending.drain(1ms, forEver);
 }
 
-TEST(PendingCancellations, one_that_only_this_process_delays_is_waited_for_whatever_the_applications_limit) {
+TEST(PendingCancellations, one_that_only_this_process_delays_is_waited_for_beyond_the_applications_limit) {
     PendingCancellations pending;
     pending.add();
     pending.released();

@@ -20,7 +20,7 @@ TEST(Platform, application_support_is_inside_the_home_folder) {
     EXPECT_EQ(posix::applicationSupportDirectory(), posix::homeDirectory() / "Library" / "Application Support");
 }
 
-TEST(Platform, opening_reports_what_became_of_the_launch) {
+TEST(Platform, opening_reports_whether_the_launch_succeeded) {
     const vostel_tests::TemporaryFolder folder;
     const auto executable = folder.write("Small.app/Contents/MacOS/Small", "#!/bin/sh\n");
     vostel_tests::ManualExecutor executor;

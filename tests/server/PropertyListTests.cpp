@@ -52,18 +52,18 @@ TEST(PropertyList, a_string_is_found_at_the_top_level_only) {
     forEachRow(rows, [](const Row& row) { EXPECT_EQ(topLevelString(row.text, "K"), row.found); });
 }
 
-TEST(PropertyList, what_has_no_end_is_not_read_beyond_the_text) {
+TEST(PropertyList, an_unfinished_list_is_not_read_beyond_its_text) {
     for (const std::string_view last :
          {"<", "<a", "<!--", "<?", "<!DOCTYPE", "<![CDATA[", "<![CDATA[K", "<key>&", "</"}) {
         SCOPED_TRACE(last);
         const std::string text = "<plist><dict><key>A</key><true/>" + std::string{last};
-        // Without the terminator that follows the characters of a string.
+        // The text has no NUL after its last character.
         const std::vector<char> characters{text.begin(), text.end()};
         EXPECT_EQ(topLevelString({characters.data(), characters.size()}, "K"), std::nullopt);
     }
 }
 
-TEST(PropertyList, text_is_read_as_XML_says) {
+TEST(PropertyList, text_is_read_by_the_rules_of_XML) {
     struct Row {
         const char* when;
         std::string written;
@@ -93,7 +93,7 @@ TEST(PropertyList, text_is_read_as_XML_says) {
     });
 }
 
-TEST(PropertyList, what_is_malformed_holds_nothing) {
+TEST(PropertyList, a_malformed_list_has_no_string) {
     struct Row {
         const char* when;
         std::string members;
@@ -112,7 +112,7 @@ TEST(PropertyList, what_is_malformed_holds_nothing) {
     forEachRow(rows, [](const Row& row) { EXPECT_EQ(topLevelString(inDictionary(row.members), "K"), std::nullopt); });
 }
 
-TEST(PropertyList, hostile_text_takes_one_pass_and_no_stack) {
+TEST(PropertyList, hostile_text_needs_one_pass_and_no_stack) {
     constexpr std::size_t many = 60'000;
     struct Row {
         const char* when;

@@ -12,7 +12,7 @@ namespace {
 
 using VostelMCPKit::Task;
 
-/// Something that lives on an executor.
+/// An actor that only enters its executor.
 class Place final : public VostelMCPKit::Actor {
 public:
     explicit Place(VostelMCPKit::Executor& executor) : Actor{executor} {}
@@ -38,7 +38,7 @@ TEST(RunLoop, a_task_runs_on_the_calling_thread_until_it_has_ended) {
     EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
-TEST(RunLoop, what_other_threads_post_runs_on_the_thread_that_runs_it) {
+TEST(RunLoop, continuations_from_other_threads_run_on_the_running_thread) {
     RunLoop mainThread;
     Place place{mainThread};
     InlineExecutor caller;

@@ -1,4 +1,4 @@
-// Small worlds of the proxy, the writer, the registry and the socket client, in every order of their threads.
+// Runs small programs with the proxy, the writer, the registry and the socket client in every order of their threads.
 
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/MCPDispatchLogic.h"
@@ -20,7 +20,7 @@
 
 namespace vostel_mcp::schedules {
 
-// Functions of the library and what the tests put before them, by the names that the linker knows.
+// Functions of the library, and the tests' wrappers around them, by their names for the linker.
 using Sent = VostelMCPKit::Task<std::expected<void, VostelMCPKit::MCPWriteError>>;
 Sent realSend(VostelMCPKit::MCPStdoutWriter* writer, VostelMCPKit::Bytes lines,
               std::shared_ptr<VostelMCPKit::LineGate>
@@ -40,7 +40,7 @@ using vostel_tests::frame;
 using vostel_tests::ScheduledWorld;
 using vostel_tests::Scheduler;
 
-/// Gives the tests a private member: `Opened<&Class::member_, Tag>` defines `open(Tag)`.
+/// Gives the tests access to a private member: `Opened<&Class::member_, Tag>` defines `open(Tag)`.
 template <auto member, class Tag>
 struct Opened {
     friend auto open(Tag) { return member; }
@@ -73,7 +73,7 @@ std::string cancel(const std::string& id) {
 }
 std::string ping() { return R"({"jsonrpc":"2.0","id":100,"method":"ping"})"; }
 
-/// What the client, the application and the system do in one world.
+/// The behaviour of the client, the application and the system in one world.
 struct Script {
     const char* when;
     /// What the client sends, before its input ends.
@@ -82,7 +82,7 @@ struct Script {
     int progress = 1;
     /// The application closes the connection instead of answering.
     bool answers = true;
-    /// The first attempts to connect that fail.
+    /// How many attempts to connect fail first.
     int refusals = 0;
     bool canLaunch = true;
     /// The number of threads that can be started.
@@ -93,7 +93,7 @@ struct Script {
     bool ends = false;
 };
 
-/// A call as seen from outside, by its number: the order in which the client made it.
+/// What is visible of a call from outside. Calls are numbered in the order in which the client makes them.
 struct SeenCall {
     std::string id;
     bool isCancelledInRegistry = false;
@@ -137,14 +137,14 @@ public:
     bool mayEndEarly() const override { return script_.ends; }
 
     void checkEnd() override {
-        if (!output_.empty() && output_.back() != '\n') violate("the last line is not whole");
+        if (!output_.empty() && output_.back() != '\n') violate("the last line is incomplete");
         if (!(proxy_.get()->*open(ProxyRegistry{}) == MCPCancellationRegistry{})) violate("the registry is not empty");
         if (!(proxy_.get()->*open(ProxyTasks{})).empty()) violate("the table of calls is not empty");
         const bool isLaunched = script_.refusals > 0;
         for (const auto& [number, seen] : calls_) {
             if (!seen.cancellationIsHandled && seen.answers != 1) violate("a call has no answer");
             if (seen.cancellationIsHandled && seen.answers == 0 && !isLaunched && script_.threads > 100) {
-                if (seen.requestBegan && seen.cancellations == 0) violate("the application hears of no cancellation");
+                if (seen.requestBegan && seen.cancellations == 0) violate("the application receives no cancellation");
             }
             if (!seen.requestBegan && seen.cancellations > 0 && !isLaunched) violate("a needless cancellation");
         }
@@ -170,7 +170,7 @@ private:
             if (std::holds_alternative<MCPNotification>(incoming.is)) noteCancellation(line);
         }
         if (!script_.ends) return;
-        // The end waits for the cancellations that only the process delays. For others it has a timeout.
+        // The end waits for cancellations that only the process delays. For others there is a timeout.
         Scheduler::stepOnEverything([this] {
             const PendingCancellations& pending = pendingCancellations_;
             return pending.*open(HeldCancellations{}) == pending.*open(AllCancellations{});
@@ -187,7 +187,7 @@ private:
         for (const auto& [number, seen] : calls_) ++uses[seen.id];
         for (auto& [number, seen] : calls_) {
             if (line != cancel(seen.id)) continue;
-            // Of two calls with one id, the registry knows which is meant.
+            // Of two calls with one id, the registry decides which one is cancelled.
             if (uses[seen.id] == 1 || seen.isCancelledInRegistry) seen.cancellationIsHandled = true;
         }
     }
@@ -231,7 +231,7 @@ private:
 
     ssize_t receive(int descriptor, std::string_view bytes) {
         Connection& connection = connections_.at(descriptor);
-        // The first send takes half, so that other threads come in between.
+        // The first send takes half of the bytes, so that other threads can run in between.
         const std::size_t count = connection.sends++ == 0 ? bytes.size() / 2 : bytes.size();
         connection.received.append(bytes.substr(0, count));
         const auto number = static_cast<int>(lastByteOfWireID(bytes, connection));
@@ -251,7 +251,7 @@ private:
         return static_cast<ssize_t>(count);
     }
 
-    /// The number of the call that a frame is about; `rest` is what has not been received of it.
+    /// The number of the call that a frame belongs to. `rest` is the part that has not been received.
     static unsigned lastByteOfWireID(std::string_view rest, const Connection& connection) {
         const std::string whole = connection.received + std::string{rest};
         const std::string_view key = R"("requestID":"00000000-0000-0000-0000-)";
@@ -301,7 +301,7 @@ private:
         return static_cast<std::int64_t>(text.size());
     }
 
-    /// The line that has begun may be told from others only when it is complete, so what counts is kept until then.
+    /// Only a complete line shows which call it belongs to. So the state at its beginning is stored until then.
     void noteBeginning() {
         if (!lineBegins_) return;
         lineBegins_ = false;
@@ -315,7 +315,7 @@ private:
         noteBeginning();
         line.pop_back();
         const auto value = readJSON(line);
-        if (!value) return violate("a line is not whole: " + line);
+        if (!value) return violate("a line is incomplete: " + line);
         const int number = callOf(*value);
         if (number == 0) return;
         SeenCall& seen = calls_.at(number);
@@ -330,7 +330,7 @@ private:
         }
     }
 
-    /// Zero when the line is about no call.
+    /// Zero when the line belongs to no call.
     int callOf(const MCPValue& line) {
         if (const MCPValue* token = line.find("params", "progressToken"))
             return newest(std::to_string(*token->asInt()));
@@ -381,7 +381,7 @@ private:
                                                    [this] { return nextUUID(); }, memory_});
 };
 
-/// With a sanitizer, all orders of the largest worlds take minutes. So an everyday run stops earlier.
+/// With a sanitizer, all orders of the largest worlds take minutes. So a usual run stops earlier.
 Scheduler::Outcome explore(const Script& script) {
     Scheduler scheduler;
     const auto make = [&script](Scheduler& runner) { return std::make_unique<ForwardingWorld>(script, runner); };
@@ -433,7 +433,7 @@ const Script worlds[] = {
     {.when = "no more threads", .lines = {call("1"), cancel("1")}, .threads = 2},
 };
 
-TEST(Schedules, every_order_of_the_threads_keeps_the_rules) {
+TEST(Schedules, all_orders_of_the_threads_keep_the_rules) {
     vostel_tests::forEachRow(worlds, [](const Script& script) {
         const Scheduler::Outcome outcome = explore(script);
         EXPECT_GT(outcome.schedules, 1U);
@@ -458,7 +458,7 @@ TEST(Schedules, each_planted_fault_is_found) {
         {"the writer gives up its turn in the middle of a line",
          Fault::writesInTwoPieces,
          {.when = "", .lines = {call("1"), call("2")}, .progress = 0},
-         R"(a line is not whole: {"id":1,"jsonrpc":{"id":2,"jsonrpc":"2.0","result":2})"},
+         R"(a line is incomplete: {"id":1,"jsonrpc":{"id":2,"jsonrpc":"2.0","result":2})"},
         {"a call is answered twice",
          Fault::answersTwice,
          {.when = "", .lines = {call("1")}, .progress = 0},

@@ -11,7 +11,7 @@ namespace {
 const char everything = 0;
 constexpr std::size_t mostThreads = 32;
 
-/// Handing over between two processors takes ten times as long.
+/// Switching between threads on two processors takes ten times as long as on one.
 void stayOn(int processor) {
     cpu_set_t processors;
     CPU_ZERO(&processors);
@@ -78,7 +78,7 @@ void Scheduler::start(std::function<void()> body) {
     Thread& thread = *threads_[started_++];
     thread.body = std::move(body);
     thread.next = {};
-    // The threads that one starts know what it knows.
+    // All earlier steps of the starting thread come before the first step of the new thread.
     thread.clock = self_ != nullptr ? self_->clock : Clock(mostThreads);
     thread.isRunning = true;
 }
@@ -94,7 +94,7 @@ void Scheduler::live(Thread& thread) {
     }
 }
 
-/// Wakes the thread whose turn it is. A thread that has not ended gets its own next turn in this way.
+/// Wakes the chosen thread. A thread that has not ended then waits for its own next turn.
 void Scheduler::handOver(Thread* from) {
     if (from != nullptr && !world_->isOver) world_->check();
     Thread* const next = choose(from);
@@ -111,12 +111,12 @@ Scheduler::Thread* Scheduler::choose(const Thread* from) {
         Thread& thread = *threads_[index];
         isAnyRunning |= thread.isRunning;
         if (!thread.isRunning || (thread.next.isPossible && !thread.next.isPossible())) continue;
-        // The order of what touches nothing shared makes no difference.
+        // The order of steps without a shared object makes no difference.
         if (thread.next.object == nullptr) return &thread;
         enabled.push_back(index);
     }
     if (!isAnyRunning) return nullptr;
-    if (enabled.empty()) std::abort(); // The threads wait for each other, and so would the test.
+    if (enabled.empty()) std::abort(); // A deadlock: the test would wait for ever.
     const bool isDecided = isRepeated_ || world_->isOver;
     Thread& chosen = *threads_[isDecided ? enabled.front() : chooseAmong(std::move(enabled), from)];
     if (!isRepeated_ && !world_->isOver) noteStep(chosen);
@@ -131,7 +131,7 @@ std::size_t Scheduler::chooseAmong(std::vector<std::size_t> enabled, const Threa
             isRepeated_ = true;
             return choice.enabled.front();
         }
-        // Staying on one thread is quicker.
+        // Prefers the same thread, because switching is slower.
         const bool mayStay = from != nullptr && std::ranges::count(enabled, from->index) > 0;
         choice.options.push_back(mayStay ? from->index : enabled.front());
         if (world_->mayEndEarly()) choice.add(choice.enabled);
@@ -153,7 +153,7 @@ void Scheduler::Choice::add(const std::vector<std::size_t>& more) {
     }
 }
 
-/// Finds the last step that could have come after the next one of `thread`, and has a later run try that order.
+/// Finds the last step that could have come after the next step of `thread`. A later run tries that order.
 void Scheduler::noteRace(const Thread& thread) {
     for (std::size_t earlier = depth_; earlier-- > 0;) {
         Choice& choice = path_[earlier];
@@ -161,7 +161,7 @@ void Scheduler::noteRace(const Thread& thread) {
         if (other == thread.index || areIndependent(choice.object, thread.next.object)) continue;
         if (thread.clock[other] > earlier) continue;
 
-        // A thread that leads to the next step of `thread` goes first; `thread` itself may not have been there yet.
+        // Chooses a thread that leads to the next step of `thread`. `thread` itself may not have existed then.
         std::vector<std::size_t> leading;
         std::ranges::copy_if(choice.enabled, std::back_inserter(leading), [&](std::size_t index) {
             return index == thread.index || thread.clock[index] > earlier + 1;

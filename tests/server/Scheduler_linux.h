@@ -1,12 +1,12 @@
-// Runs the threads of a small world one at a time, in every order.
+// Runs the threads of a small program, its world, one at a time and in every order.
 //
-// Threads meet in mutexes, so the order in which they take them decides what happens. A test links with the wrappers of
-// Scheduler_linux.cpp: each lock of a controlled thread is then a step, and the scheduler chooses who takes the next
-// one. It runs the world from its beginning again and again, until no choice is left.
+// The order in which threads lock mutexes decides the result. A test links with the wrappers of Scheduler_linux.cpp.
+// Each lock by a controlled thread is then a step, and the scheduler chooses which thread makes the next step. It runs
+// the world again and again from its beginning, until every order has been tried.
 //
 // Steps on different objects commute, so only the orders of steps on the same object are tried. Each run shows races:
-// two such steps that nothing else puts in order. Where the first of them was chosen, a later run lets the other go
-// first (dynamic partial-order reduction with sleep sets).
+// two steps on one object that nothing else orders. A later run takes the second of them first (dynamic partial-order
+// reduction with sleep sets).
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@
 
 namespace vostel_tests {
 
-/// What runs under a scheduler. Each order has a new one. While one of its functions runs, no thread of it does.
+/// A program that runs under a scheduler. Each order uses a new one. No thread of it runs during these functions.
 class ScheduledWorld {
 public:
     ScheduledWorld() = default;
@@ -30,15 +30,15 @@ public:
 
     /// Called after each step.
     virtual void check() = 0;
-    /// Called when every thread has ended. Nothing is chosen or checked any more once `isOver`.
+    /// Called when every thread has ended. After `isOver` is set, the scheduler neither chooses nor checks.
     virtual void checkEnd() = 0;
-    /// Whether a thread may set `isOver` before the others have ended. Then their races may not show.
+    /// Whether a thread may set `isOver` before the others have ended. Then their races may stay hidden.
     [[nodiscard]] virtual bool mayEndEarly() const { return false; }
 
     void violate(std::string rule) { violations_.push_back(std::move(rule)); }
     [[nodiscard]] const std::vector<std::string>& violations() const { return violations_; }
 
-    /// The process has ended; its threads only run to their ends so that nothing is left.
+    /// The simulated process has ended. Its threads still run, only to end and free their memory.
     bool isOver = false;
 
 private:
@@ -48,13 +48,13 @@ private:
 class Scheduler final {
 public:
     struct Outcome {
-        /// Orders that differ: in each, some object is touched in another order than in all others.
+        /// The number of different orders. In each, the steps on some object have another order than in all others.
         std::size_t schedules = 0;
-        /// Runs that turned out to repeat one.
+        /// The number of runs that repeated an order.
         std::size_t repeated = 0;
         std::size_t mostSteps = 0;
         bool isComplete = false;
-        /// What the first order that breaks a rule breaks; empty when none does.
+        /// The first broken rule; empty when all orders keep the rules.
         std::vector<std::string> violations = {};
     };
 
@@ -64,33 +64,33 @@ public:
     Scheduler(const Scheduler&) = delete;
     ~Scheduler();
 
-    /// Runs the world in every order, `most` at most, up to the first violation.
+    /// Runs the world in every order, but in at most `most` orders. Stops at the first violation.
     [[nodiscard]] Outcome explore(const MakeWorld& makeWorld, std::size_t most);
 
-    /// Adds a thread to the world. Called by what makes the world and by its threads.
+    /// Adds a thread to the world. Called while the world is made, and by its threads.
     void start(std::function<void()> body);
 
-    /// One step on `object`, which other threads may touch too. The calling thread waits until it is chosen, and it is
-    /// not chosen unless `isPossible`.
+    /// One step on `object`, which other threads may use too. The calling thread waits until it is chosen. It is chosen
+    /// only while `isPossible` returns true.
     static void step(const void* object, std::function<bool()> isPossible = {});
-    /// A step on everything there is.
+    /// A step that conflicts with every other step.
     static void stepOnEverything(std::function<bool()> isPossible);
     /// Whether the calling thread runs under a scheduler.
     [[nodiscard]] static bool controlsThisThread();
 
-    // For the wrappers of the system's functions.
+    // For the wrappers of system functions.
     static void willLock(pthread_mutex_t* mutex);
     static void hasUnlocked(pthread_mutex_t* mutex);
 
 private:
-    /// What a thread does when it is chosen next.
+    /// The next step of a thread.
     struct Step {
-        /// Null for what touches nothing shared.
+        /// Null for a step without a shared object.
         const void* object = nullptr;
         std::function<bool()> isPossible = {};
     };
 
-    /// For each thread, how many of the steps so far are known to come before.
+    /// For each thread, how many of its steps so far must come before.
     using Clock = std::vector<std::size_t>;
 
     struct Thread {
@@ -107,7 +107,7 @@ private:
     /// A point at which more than one thread can go on.
     struct Choice {
         std::vector<std::size_t> enabled, asleep;
-        /// Those whose order makes a difference, as far as runs have shown.
+        /// The threads whose order makes a difference, as far as runs have shown.
         std::vector<std::size_t> options;
         std::size_t taken = 0;
         const void* object = nullptr;
@@ -128,7 +128,7 @@ private:
 
     static thread_local Thread* self_;
 
-    /// Kept from run to run, in the order of their starts within one.
+    /// Reused in every run. In the order of their starts within a run.
     std::vector<std::unique_ptr<Thread>> threads_;
     std::size_t started_ = 0;
     std::unordered_map<const pthread_mutex_t*, Thread*> holders_;
@@ -140,7 +140,7 @@ private:
     /// The choices of the current run, and those of the next one up to where it differs.
     std::vector<Choice> path_;
     std::size_t depth_ = 0;
-    /// Threads whose next step has been explored at this point already, and commutes with all that came since.
+    /// Threads whose next step has been explored here already and commutes with all steps since then.
     std::vector<std::size_t> asleep_;
     bool isRepeated_ = false;
     Outcome outcome_;

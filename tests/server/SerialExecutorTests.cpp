@@ -15,7 +15,7 @@ using VostelMCPKit::Task;
 
 using Events = std::vector<std::string>;
 
-/// An actor that would notice company.
+/// An actor that notices when two threads are inside it.
 class Visited final : public VostelMCPKit::Actor {
 public:
     explicit Visited(VostelMCPKit::Executor& executor) : Actor{executor} {}
@@ -24,7 +24,7 @@ public:
         co_await isolated();
         noteVisit();
     }
-    /// A visit here, one there, and one here again.
+    /// Visits this actor, the other one, and this one again.
     Task<void> visitAndVisit(Visited& other) {
         co_await isolated();
         noteVisit();
@@ -32,7 +32,7 @@ public:
         noteVisit();
     }
 
-    /// No atomic: only the isolation keeps threads apart.
+    /// Not atomic: only the actor's isolation separates the threads.
     int visits = 0;
     bool hadCompany = false;
 
@@ -46,7 +46,7 @@ private:
     std::atomic<bool> inside_ = false;
 };
 
-/// Notes when it begins, ends and what it posted in between.
+/// Records its beginning, its end and what it posted in between.
 class Noting final : public VostelMCPKit::Actor {
 public:
     Noting(VostelMCPKit::Executor& executor, std::string name, Events& events)
@@ -80,7 +80,7 @@ void onThreads(int count, const std::function<void()>& body) {
     for (std::thread& thread : threads) thread.join();
 }
 
-TEST(SerialExecutor, one_piece_at_a_time_runs_however_many_threads_post) {
+TEST(SerialExecutor, one_continuation_at_a_time_runs_however_many_threads_post) {
     SerialExecutor turn;
     InlineExecutor caller;
     Visited actor{turn};
@@ -91,7 +91,7 @@ TEST(SerialExecutor, one_piece_at_a_time_runs_however_many_threads_post) {
     EXPECT_FALSE(actor.hadCompany);
 }
 
-TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_lock_each_other_out) {
+TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_deadlock) {
     SerialExecutor turn;
     SerialExecutor otherTurn;
     InlineExecutor caller;
@@ -108,7 +108,7 @@ TEST(SerialExecutor, actors_that_call_each_other_from_many_threads_never_lock_ea
     EXPECT_FALSE(actor.hadCompany || other.hadCompany);
 }
 
-TEST(SerialExecutor, a_piece_runs_on_the_thread_that_posts_it_before_post_returns) {
+TEST(SerialExecutor, a_continuation_runs_on_the_thread_that_posts_it_before_post_returns) {
     SerialExecutor turn;
     InlineExecutor caller;
     Events events;
@@ -117,7 +117,7 @@ TEST(SerialExecutor, a_piece_runs_on_the_thread_that_posts_it_before_post_return
     EXPECT_EQ(events, Events{"a"});
 }
 
-TEST(SerialExecutor, a_piece_that_is_posted_within_another_waits_for_its_end) {
+TEST(SerialExecutor, a_continuation_that_is_posted_inside_another_runs_after_its_end) {
     SerialExecutor turn;
     SerialExecutor otherTurn;
     InlineExecutor caller;
@@ -147,8 +147,8 @@ TEST(InlineExecutor, chains_of_any_length_take_no_stack) {
     EXPECT_EQ(other.visits, 30'000);
 }
 
-TEST(SerialExecutor, closing_it_waits_for_what_runs_inside) {
-    // Never destroyed: its turn is held for ever.
+TEST(SerialExecutor, closing_it_waits_for_the_running_continuation) {
+    // Never destroyed, because its lock is never released.
     static auto* const turn = new SerialExecutor;
     InlineExecutor caller;
     std::latch isInside{1};

@@ -1,4 +1,4 @@
-// A text's bytes, as what is written takes them.
+// A text as the bytes that a write operation takes.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace vostel_tests {
 
-/// Borrows from `text`.
+/// A view of `text`.
 inline std::span<const std::byte> bytesOf(const std::string& text) { return std::as_bytes(std::span{text}); }
 
 } // namespace vostel_tests

@@ -1,4 +1,4 @@
-// Equality and hashing of records, judged together.
+// Checks equality and hashing of records together.
 #pragma once
 
 #include <functional>
@@ -7,8 +7,8 @@
 
 namespace vostel_tests {
 
-/// Each value equals its copy alone, and hashes like its copy alone: the values are few, so that two equal hashes among
-/// them mean a field that the hash forgets.
+/// Each value must equal only its own copy, and have the same hash only as its own copy. The values are few, so two
+/// equal hashes mean that the hash ignores a field.
 template <class Value>
 void expectDistinct(const std::vector<Value>& values) {
     const std::hash<Value> hash;

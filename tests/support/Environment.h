@@ -10,7 +10,7 @@
 
 namespace vostel_tests {
 
-/// Our own variables, with these values instead of theirs.
+/// The variables of this process, except that `variables` have these values.
 [[nodiscard]] inline std::vector<std::string>
 environmentWith(std::initializer_list<std::pair<std::string, std::string>> variables) {
     std::vector<std::string> environment = posix::currentEnvironment();

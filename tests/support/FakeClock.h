@@ -1,4 +1,4 @@
-// Time that passes only while somebody sleeps, and then at once.
+// A clock that advances only when the code under test sleeps. Sleeping takes no real time.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Opens no application, but says that it did, or did not, and may take its time.
+// Opens no application, but reports success or failure, at once or when the test says so.
 #pragma once
 
 #include "server/MCPAppLauncher.h"
@@ -24,7 +24,7 @@ public:
 
     /// From now on opening an application fails.
     void fail() { fails_ = true; }
-    /// From now on opening an application takes until letGo.
+    /// From now on opening an application does not end before letGo.
     void hold() { holds_ = true; }
     void letGo() {
         holds_ = false;

@@ -1,4 +1,4 @@
-// Threads that are none: their bodies run on the test's own thread, at once or when the test says so.
+// Starts no threads: their bodies run on the test's own thread, at once or when the test says so.
 #pragma once
 
 #include "posix/BlockingThread.h"
@@ -23,13 +23,13 @@ public:
         return [this](posix::ThreadName name, std::function<void()> body) { return start(name, std::move(body)); };
     }
 
-    /// From the `count`-th start on, counted from one, the system has no room for another thread.
+    /// From start number `count` on, counted from one, every start fails.
     void haveNoRoomFrom(std::size_t count, int code) {
         firstRefused_ = count;
         refusal_ = code;
     }
 
-    /// Runs the body that waits longest. Having none is the test's mistake.
+    /// Runs the body that has waited longest. There must be one.
     void runNext() {
         if (waiting_.empty()) std::abort();
         const auto body = std::move(waiting_.front());
@@ -47,7 +47,7 @@ public:
     }
 
     [[nodiscard]] std::size_t waitingCount() const { return waiting_.size(); }
-    /// What every thread was called on Linux, in the order of their starts, and on macOS.
+    /// The names of all threads on Linux and on macOS, in the order of their starts.
     [[nodiscard]] const std::vector<std::string>& suffixes() const { return suffixes_; }
     [[nodiscard]] const std::vector<std::string>& reverseDNSNames() const { return reverseDNSNames_; }
 

@@ -9,7 +9,7 @@
 
 namespace vostel_tests {
 
-/// Writes a file, with the folders on its way.
+/// Writes a file, and creates its folders.
 inline void writeFile(const std::filesystem::path& path, std::string_view content) {
     std::filesystem::create_directories(path.parent_path());
     std::ofstream{path, std::ios::binary} << content;

@@ -1,4 +1,4 @@
-// The framing of the socket, written without the code under test.
+// The framing of the socket, implemented without the code under test.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The home folder that a test gives to a program, never the user's own.
+// The home folder that a test gives to a program. It is never the user's own.
 #pragma once
 
 #include <array>
@@ -12,10 +12,10 @@
 
 namespace vostel_tests {
 
-/// What a program finds its home folder by. macOS asks the second one first.
+/// The variables that name the home folder. macOS prefers the second one.
 inline constexpr std::array homeVariables{"HOME", "CFFIXED_USER_HOME"};
 
-/// Ends the test when `folder` is the real home, whose application and settings a test must never touch.
+/// Ends the test when `folder` is the real home folder. A test must never change the user's application and settings.
 inline void refuseRealHome(const std::filesystem::path& folder) {
     const passwd* user = ::getpwuid(::getuid());
     std::error_code ignored;

@@ -12,7 +12,7 @@ class ManualExecutor final : public VostelMCPKit::Executor {
 public:
     void post(std::coroutine_handle<> continuation) override { continuations_.push_back(continuation); }
 
-    /// Runs what is posted, and what that posts, until nothing is left.
+    /// Runs all posted continuations, and those that they post, until none is left.
     void drain() {
         while (step()) {}
     }
@@ -26,7 +26,7 @@ public:
         return true;
     }
 
-    /// Runs `task` on this executor until nothing is left to run; absent when it has not ended by then.
+    /// Runs `task` and all continuations until none is left. Absent when `task` has not ended by then.
     template <class T>
     std::optional<T> run(VostelMCPKit::Task<T> task) {
         std::optional<T> result;

@@ -1,4 +1,4 @@
-// Standard output as a test sees it: what was written, and how well writing goes.
+// A standard output for tests: it records what is written, and lets the test decide how a write ends.
 #pragma once
 
 #include "kit/stdio/MCPStdoutWriter.h"
@@ -21,14 +21,13 @@ public:
         return [this](std::span<const std::byte> bytes) { return write(bytes); };
     }
 
-    /// The next write has this outcome; a count is what it takes of the bytes at most.
+    /// The next write has this outcome. A count limits the number of bytes that it takes.
     void nextWrite(Written outcome) { outcomes_.push_back(outcome); }
     /// Called after each write.
     void onWrite(std::function<void()> action) { onWrite_ = std::move(action); }
 
     [[nodiscard]] std::size_t writes() const { return writes_; }
-    /// What was written since the last call, cut into lines. A rest without a line feed shows as a last line that says
-    /// so.
+    /// The lines that were written since the last call. A rest without a line feed is a last line that says so.
     [[nodiscard]] std::vector<std::string> takeLines() {
         std::vector<std::string> lines;
         std::string rest = std::exchange(text_, {});

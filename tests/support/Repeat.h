@@ -1,4 +1,4 @@
-// Long texts out of short ones.
+// Makes long texts from short ones.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The application as its client meets it: whether somebody listens, and what each connection brings.
+// A scripted application: which attempts to connect succeed, and what each connection sends.
 #pragma once
 
 #include "kit/support/PosixError.h"
@@ -17,7 +17,7 @@ public:
     ScriptedApplication() = default;
     ScriptedApplication(const ScriptedApplication&) = delete;
 
-    /// Script: one attempt to connect that succeeds and meets this peer.
+    /// Script: one attempt to connect that succeeds and reaches this peer.
     ScriptedPeer& answers(const std::vector<std::string>& pieces,
                           ScriptedPeer::Ending ending = ScriptedPeer::Ending::endOfStream) {
         ScriptedPeer& peer = peers_.emplace_back(pieces, ending);
@@ -29,12 +29,12 @@ public:
         script_.insert(script_.end(), attempts, [code] { return std::unexpected(VostelMCPKit::PosixError{code}); });
     }
 
-    /// From now on, those who connect have to wait first.
+    /// From now on, every attempt to connect must wait first.
     void isFull() { isFull_ = true; }
     /// Done before each attempt to connect, and after the wait for it has begun.
     void onConnect(std::function<void()> action) { onConnect_ = std::move(action); }
 
-    /// Takes the place of the system's connect. After the end of the script nobody listens.
+    /// Replaces the system's connect. After the end of the script, every attempt fails.
     [[nodiscard]] auto connector() {
         return [this](const std::string& path, const std::function<void()>& waits) {
             if (waits && isFull_) waits();

@@ -27,13 +27,12 @@ public:
         endOfStream,
         /// The stream stays open, as far as the client can tell.
         silence,
-        /// The application has died: its end is closed before the client writes.
+        /// The application has ended: its end is closed before the client writes.
         gone,
     };
 
-    /// Deliberate: a socket that keeps message boundaries, so that each piece is what one read of the client's gives,
-    /// and no second thread is needed to hand them out one by one. Everything is sent here and now; a script of more
-    /// than 250 pieces would not fit.
+    /// Deliberate: a socket that keeps message boundaries, so that each read of the client returns one piece, and no
+    /// second thread must send the pieces. The constructor sends everything at once. More than 250 pieces do not fit.
     explicit ScriptedPeer(const std::vector<std::string>& pieces, Ending ending = Ending::endOfStream) {
         int ends[2];
         if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) std::abort();
@@ -44,7 +43,7 @@ public:
         if (ending == Ending::gone) applicationEnd_ = {};
     }
 
-    /// What a connect gives to the client; once.
+    /// The client's end of the connection. Call it once.
     [[nodiscard]] posix::FileDescriptor takeClientEnd() { return std::move(clientEnd_); }
 
     /// May be called from a signal handler.

@@ -11,8 +11,8 @@ namespace vostel_tests {
 /// At most one at a time.
 class SignalTicks final {
 public:
-    /// `onTick` runs in the signal handler, with the number of the tick, counted from one: it may only do what a signal
-    /// handler may.
+    /// `onTick` runs in the signal handler with the number of the tick, counted from one. It may call only what a
+    /// signal handler may call.
     explicit SignalTicks(std::function<void(int tick)> onTick) {
         onTick_ = std::move(onTick);
         count_ = 0;

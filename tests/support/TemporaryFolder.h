@@ -1,4 +1,4 @@
-// A folder that lives as long as a test.
+// A folder that exists as long as a test.
 #pragma once
 
 #include "tests/support/Files.h"
@@ -29,7 +29,7 @@ public:
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     [[nodiscard]] std::filesystem::path operator/(std::string_view relative) const { return path_ / relative; }
 
-    /// Writes a file inside, with the folders on its way, and returns where it is.
+    /// Writes a file inside, creates its folders, and returns its path.
     std::filesystem::path write(const std::filesystem::path& relative, std::string_view content) const {
         const std::filesystem::path file = path_ / relative;
         writeFile(file, content);

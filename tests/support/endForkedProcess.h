@@ -6,8 +6,8 @@
 
 namespace vostel_tests {
 
-/// Ends this process with `status`. If the thread sanitizer reported something before the fork, its `_exit` would turn
-/// success into a failure: each later test that forks would fail for the earlier one.
+/// Ends this process with `status`. After a report of the thread sanitizer, its `_exit` turns success into failure.
+/// Then each later test that forks would fail because of that report.
 [[noreturn]] inline void endForkedProcess(int status) {
 #ifdef __linux__
     ::syscall(SYS_exit_group, status);
