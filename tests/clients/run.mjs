@@ -1,5 +1,6 @@
 // Runs real MCP clients against the server and writes docs/clients.md:
-//   node run.mjs [--only PROBE,…] [CLIENT …]      (--only "" measures nothing and writes the page)
+//   node run.mjs [--only PROBE,…] [--at-once COUNT] [CLIENT …]
+// --only "" measures nothing and writes the page. Clients mostly wait, so several can run at once.
 // VOSTEL_MCP names the server in its bundle (default: the one of script/build), VOSTEL_RECORDING a recording of speech.
 // What was measured is kept in results/, so one client can be measured again without the others.
 import { spawn } from "node:child_process";
@@ -29,43 +30,55 @@ if (major < 24 && existsSync(bundled)) {
 }
 
 async function main() {
-  const { values, positionals } = parseArgs({ allowPositionals: true, options: { only: { type: "string" } } });
+  const { values, positionals } = parseArgs({
+    allowPositionals: true,
+    options: { only: { type: "string" }, "at-once": { type: "string", default: "1" } },
+  });
   const server = process.env.VOSTEL_MCP ?? join(repository, "build/Vostel.app/Contents/MacOS/vostel-mcp");
   const wanted = values.only?.split(",").filter(Boolean) ?? Object.keys(probes);
   if (wanted.length > 0 && !existsSync(server))
     throw new Error(`There is no server at ${server}. script/build makes it.`);
   const recording = process.env.VOSTEL_RECORDING;
   const names = positionals.length > 0 ? positionals : Object.keys(clients);
+  const unknown = names.find((name) => !clients[name]);
+  if (unknown) throw new Error(`There is no client "${unknown}". Known: ${Object.keys(clients).join(", ")}.`);
   await mkdir(results, { recursive: true });
-  for (const name of names) {
-    const client = clients[name];
-    if (!client) throw new Error(`There is no client "${name}". Known: ${Object.keys(clients).join(", ")}.`);
-    const path = join(results, `${name}.json`);
-    const { version } = JSON.parse(await readFile(join(packages, client.package, "package.json"), "utf8"));
-    for (const probe of wanted) {
-      if ((client.only && !client.only.includes(probe)) || (["recording", "installed"].includes(probe) && !recording))
-        continue;
-      process.stderr.write(`${name}: ${probe} … `);
-      const began = Date.now();
-      let facts;
-      try {
-        facts = await probes[probe](client, server, { recording });
-      } catch (error) {
-        facts = { broken: String(error.stack) };
-      }
-      process.stderr.write(`${facts?.broken ? "BROKEN" : "done"} in ${((Date.now() - began) / 1000).toFixed(1)} s\n`);
-      const known = existsSync(path) ? JSON.parse(await readFile(path, "utf8")) : {};
-      const measured = { ...known, version, date: new Date().toISOString().slice(0, 10), [probe]: facts };
-      const text = JSON.stringify(measured, null, 1)
-        .replace(/\/tmp\/vostel-\w{6}/g, "~")
-        .replaceAll(repository, "");
-      await writeFile(path, `${text}\n`);
-    }
+  const waiting = [...names];
+  async function runWaiting() {
+    for (let name = waiting.shift(); name !== undefined; name = waiting.shift())
+      await measure(name, server, wanted, recording);
   }
+  await Promise.all(Array.from({ length: Number(values["at-once"]) }, runWaiting));
 
   const measured = {};
   for (const file of await readdir(results))
     measured[file.replace(".json", "")] = JSON.parse(await readFile(join(results, file), "utf8"));
   const page = join(repository, "docs/clients.md");
   await writeFile(page, withTables(await readFile(page, "utf8"), measured));
+}
+
+/** Runs one client through the wanted probes, and keeps what each of them found. */
+async function measure(name, server, wanted, recording) {
+  const client = clients[name];
+  const path = join(results, `${name}.json`);
+  const { version } = JSON.parse(await readFile(join(packages, client.package, "package.json"), "utf8"));
+  for (const probe of wanted) {
+    if ((client.only && !client.only.includes(probe)) || (["recording", "installed"].includes(probe) && !recording))
+      continue;
+    const began = Date.now();
+    let facts;
+    try {
+      facts = await probes[probe](client, server, { recording });
+    } catch (error) {
+      facts = { broken: String(error.stack) };
+    }
+    const seconds = ((Date.now() - began) / 1000).toFixed(1);
+    process.stderr.write(`${name}: ${probe} ${facts?.broken ? "BROKEN" : "done"} in ${seconds} s\n`);
+    const known = existsSync(path) ? JSON.parse(await readFile(path, "utf8")) : {};
+    const measured = { ...known, version, date: new Date().toISOString().slice(0, 10), [probe]: facts };
+    const text = JSON.stringify(measured, null, 1)
+      .replace(/\/tmp\/vostel-\w{6}/g, "~")
+      .replaceAll(repository, "");
+    await writeFile(path, `${text}\n`);
+  }
 }

@@ -28,7 +28,9 @@ function shown({ content, structure }) {
 
 function stopping(stop, client) {
   if (!stop) return "";
-  if (stop.cancelled) return stop.applicationTold ? "cancels the call" : "cancels the call, too late";
+  if (stop.cancelled && stop.applicationTold) return "cancels the call";
+  // A program's server gets the signal, too, and may have ended before the cancellation comes.
+  if (stop.cancelled && client.library) return "cancels the call, too late";
   if (stop.draftName) return "sends `cancelled`, not `notifications/cancelled`";
   if (client.library) return "does not tell the server";
   return stop.inTime ? "ends the server" : "waits";

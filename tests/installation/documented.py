@@ -70,8 +70,9 @@ ELSEWHERE = {
     "c++ main.cpp $(pkg-config --cflags --libs VostelMCPKit) -o answer":
         ("tests/consumer/check", "program/answer/main.cpp -o pkgconfig/answer"),
     "cd tests/clients": ("tests/clients/package.json", "node run.mjs"),
-    "npm install": ("tests/clients/.npmrc", "before="),
+    "npm ci": ("tests/clients/package-lock.json", '"sdk-2.4"'),
     "node run.mjs": ("tests/clients/run.mjs", "process.argv"),
+    "node run.mjs --at-once 4": ("tests/clients/run.mjs", '"at-once"'),
     './answer "$HOME/Library/Application Support"': ("tests/e2e/KitPageTests.cpp", "answer"),
     'CODESIGN_IDENTITY="Developer ID Application: …" NOTARY_PROFILE=… script/sign-macos path/to/Vostel.app':
         ("tests/macos/sign.test.mjs", "sign-macos"),
