@@ -1,4 +1,4 @@
-// Never compiled. Samples that script/check-co-await must accept, although they look like others.
+// Never compiled. Samples that script/check-co-await must accept, although they resemble refused ones.
 // clang-format off: the samples include expressions over several lines.
 Task<void> accepted() {
     co_await plain();

@@ -1,4 +1,4 @@
-// Never compiled. Samples that script/check-co-await must refuse. Each line that it must name says so.
+// Never compiled. Samples that script/check-co-await must refuse. Each such line is marked.
 // clang-format off: the samples include expressions over several lines.
 Task<void> refused() {
     co_await Value{1};                        // refused

@@ -1,4 +1,4 @@
-// A program that links the kit from outside our source tree, as the application does. It reads the server's entry in a
+// A program outside our source tree that links the kit, as the application does. It reads the server's entry in a
 // client's configuration, judges a link, and prints a tool's result. Its output must equal expected.txt.
 #include "outcome.h"
 
@@ -27,7 +27,7 @@ std::string statusOfEntry() {
 
 std::string judgementOf(const char* link) {
     using namespace MCPURLPolicy;
-    // A program would leave the second argument out. A test must not depend on the network.
+    // A real program omits the second argument. A test must not depend on the network.
     const Resolver resolver = [](const std::string&) { return std::vector<std::string>{"203.0.113.7"}; };
     const Decision decision = evaluate(link, resolver);
     return std::holds_alternative<Decision::Allowed>(decision.is) ? "allowed" : "rejected";

@@ -1,5 +1,5 @@
-// The files of this folder are read, and those that are in our writer's form are written, to the byte. README.md says
-// what the tables mean.
+// Reads the files of this folder. Writes those that are in our writer's form, and compares every byte. README.md
+// explains the tables.
 #include "kit/jsonrpc/MCPDispatchLogic.h"
 #include "kit/support/match.h"
 #include "kit/wire/MCPWireFrameText.h"
@@ -41,15 +41,15 @@ const char* refusal(const DecodingError& error) {
         [](const DecodingError::KeyNotFound&) { return "missing-key"; },
         [](const DecodingError::TypeMismatch&) { return "wrong-type"; },
         [](const DecodingError::UnknownValue&) { return "unknown-kind"; },
-        // The document itself is corrupted by a number that no double can hold.
+        // The document contains a number beyond the range of double.
         [&](const DecodingError::DataCorrupted&) { return error.path.empty() ? "not-json" : "not-exactly-one"; });
 }
 
-/// What a stream of bytes on the socket held.
+/// The content of a stream of bytes on the socket.
 struct Stream {
     std::vector<MCPValue> records;
     std::string end = "complete";
-    /// The records as our writer frames them.
+    /// The records in frames of our writer.
     std::string written;
     /// The application's answer to the frame that ended the stream.
     std::optional<MCPValue> answer;

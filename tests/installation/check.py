@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Installs a build and uses what was installed: check.py BUILD-FOLDER SPEECH-FOLDER
 
-The prefix is /usr and DESTDIR is a scratch folder, as for a package. Then the client's side of a conversation starts the
-installed server by its link in bin/ and calls tools. The server must launch the installed companion, which answers. At
-the end come the commands that the documentation shows.
+The prefix is /usr and DESTDIR is a temporary folder, as for a package. Then a client starts the installed server by its
+link in bin/ and calls tools. The server must launch the installed companion, which answers. At the end, the test runs the
+commands that the documentation shows.
 """
 import json
 import os
@@ -43,7 +43,7 @@ def request(number, method, **params):
     return json.dumps({"jsonrpc": "2.0", "id": number, "method": method, "params": params}) + "\n"
 
 
-# Each request with a part of its answer. The last one waits for a confirmation.
+# Each request with a part of its answer. The last request waits for a confirmation.
 CONVERSATION = [
     (request(1, "initialize", protocolVersion="2025-06-18", capabilities={},
              clientInfo={"name": "installation", "version": "1"}), '"serverInfo"'),
@@ -54,7 +54,7 @@ CONVERSATION = [
 
 
 def problems_of_conversation(server, environment):
-    """Each request follows the reply to the one before. The input stays open until then, because its end ends the server."""
+    """Sends each request after the reply to the one before. Keeps the input open, because its end ends the server."""
     with subprocess.Popen([server], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
                           env=environment) as process:
         for line, expected in CONVERSATION:
@@ -74,7 +74,7 @@ def install(build, stage, *options):
 def problems_of_files(stage):
     prefix = stage / "usr"
     for pattern in EXPECTED:
-        # In Debian's layout, a folder is named for the processor.
+        # In Debian's layout, one folder has the name of the processor.
         if not any(prefix.glob(pattern)) and not any(prefix.glob(pattern.replace("lib*/", "lib/*/"))):
             yield f"{pattern} is not installed"
     folders = ("bin", "include", "lib", "lib64", "libexec", "share")
@@ -85,11 +85,11 @@ def problems_of_files(stage):
 
 def problems_of_kit_alone(stage):
     if not any(stage.glob("usr/include/VostelMCPKit/kit")) or any((stage / "usr" / name).exists() for name in ("bin", "libexec")):
-        yield "the component kit is not the library alone"
+        yield "the component kit contains more than the library"
 
 
 def make_recordings(speech, folder):
-    """The first words of a spoken sentence. Reading costs little time."""
+    """The first words of a spoken sentence, so that transcribing takes little time."""
     with wave.open(str(speech / "sense_and_sensibility_01_austen_64kb-0870.wav")) as sentence:
         parameters, words = sentence.getparams(), sentence.readframes(2 * sentence.getframerate())
     for name in ("memo.m4a", "me.wav", "them.wav"):
@@ -99,11 +99,11 @@ def make_recordings(speech, folder):
 
 
 def end_companion(home):
-    """Ends the companion that the server launched, so that it leaves the scratch folder."""
+    """Ends the companion that the server launched, so that it no longer uses the temporary folder."""
     try:
         process = int((home / "Library/Application Support/com.vostel.vostel/Vostel.pid").read_text())
         os.kill(process, signal.SIGTERM)
-        # Not forever: where nobody reaps it, an ended process keeps its id.
+        # With a limit, because an ended process keeps its id until it is reaped.
         for _ in range(500):
             os.kill(process, 0)
             time.sleep(0.02)
@@ -117,7 +117,7 @@ def problems(build, speech, scratch, home):
     install(build, scratch / "stage")
     yield from problems_of_files(scratch / "stage")
     prefix = scratch / "stage/usr"
-    # Nothing else of ours, because some variables name the configuration of a client: CODEX_HOME.
+    # No other variables, because some name the configuration of a client, for example CODEX_HOME.
     environment = {"HOME": str(home), "PATH": f"{prefix / 'bin'}:{os.environ['PATH']}", "TERM": "xterm"}
     yield from problems_of_conversation(prefix / "bin/vostel-mcp", environment)
     make_recordings(speech, scratch)
@@ -127,7 +127,7 @@ def problems(build, speech, scratch, home):
 
 
 def main():
-    # A short path: that of the socket is in it.
+    # A short path, because the path of the socket contains it.
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="vi-"))
     home = scratch / "home"
     home.mkdir(mode=0o700)

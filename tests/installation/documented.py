@@ -13,7 +13,7 @@ import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
-# Run in this order. An id in an example, such as 3F2A, becomes the first one that the command beside it prints.
+# Run in this order. An id in an example, such as 3F2A, is replaced by the first id that the second command prints.
 RUN = [
     ("Vostel --help", None),
     ("Vostel --version", None),
@@ -49,7 +49,7 @@ RUN = [
     ("Vostel quit", None),
 ]
 
-# What is too expensive here, or needs what a test has not: the file that runs it or that it runs, and a word in there.
+# Commands that take too long here or that a test cannot run: a file that runs the command or that it runs, and a text in it.
 ELSEWHERE = {
     "script/demo": ("tests/companion/CMakeLists.txt", "vostel-demo"),
     "script/test": (".ci/run", "script/test"),
@@ -139,7 +139,7 @@ def problems_of_lists():
 
 
 def run_on_terminal(command, folder, environment):
-    """Runs a command of a shell on a terminal of its own. Some commands need a person. Gives the status and the output."""
+    """Runs a shell command on a terminal, because some commands ask the user. Returns the status and the output."""
     parent, child = pty.openpty()
     process = subprocess.Popen(["bash", "-euo", "pipefail", "-c", command], cwd=folder, env=environment, stdin=child,
                                stdout=child, stderr=child, start_new_session=True)

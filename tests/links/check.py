@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests script/check-links on pages with one mistake each."""
+"""Tests script/check-links on pages with at most one mistake."""
 import pathlib
 import subprocess
 import sys
@@ -17,7 +17,7 @@ ROWS = [
     ("a link in a block of code", "```\n[x](nowhere.md)\n```", None),
     ("a file in backticks", "`docs/there.md`", None),
     ("a header without its ending", "`docs/code`", None),
-    ("a file of no folder of ours", "`elsewhere/nothing.md`", None),
+    ("a file in a folder that is not ours", "`elsewhere/nothing.md`", None),
     ("a command with arguments", "`docs/there.md --help`", None),
     ("a missing file", "[x](docs/missing.md)", "1: docs/missing.md does not exist"),
     ("a missing heading", "[x](docs/there.md#three)", "1: there.md has no heading for #three"),

@@ -1,5 +1,5 @@
-// Reads what the checks need of a macOS executable: its architectures, libraries, symbols and signature. All of it is
-// read from the bytes, so that no tool of a Mac is needed.
+// Reads what the checks need from a macOS executable: its architectures, libraries, symbols and signature. It reads the
+// bytes itself, so it needs no tool of a Mac.
 import { createHash } from "node:crypto";
 
 const fatMagic = 0xcafebabe;
@@ -50,7 +50,7 @@ function undefinedSymbols(bytes, command) {
 /// `{adHoc, pages, badPages}`: how many pages of the program the signature covers, and which of them have changed since.
 function signature(bytes, command) {
   const start = bytes.readUInt32LE(command + 8);
-  if (bytes.readUInt32BE(start) !== 0xfade0cc0) throw new Error("the signature is not one");
+  if (bytes.readUInt32BE(start) !== 0xfade0cc0) throw new Error("there is no embedded signature");
   const codeDirectory = Array.from({ length: bytes.readUInt32BE(start + 8) }, (_, index) => start + 12 + index * 8)
     .filter((entry) => bytes.readUInt32BE(entry) === 0)
     .map((entry) => start + bytes.readUInt32BE(entry + 4))[0];

@@ -1,4 +1,4 @@
-// What must be true of the server that script/build-macos leaves, read from its bytes.
+// Checks the server that script/build-macos builds, by its bytes.
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { join } from "node:path";
@@ -10,7 +10,7 @@ const root = join(import.meta.dirname ?? new URL(".", import.meta.url).pathname,
 const sdk = join(root, "cmake/macos/sdk");
 const frameworks = "System/Library/Frameworks";
 
-/// The only libraries that the server loads, and the stub that says what each exports.
+/// The only libraries that the server may load, and the stub that lists the exports of each.
 const libraries = new Map([
   ["/usr/lib/libSystem.B.dylib", join(root, "build/macos-toolchain/lib/libSystem.tbd")],
   ["/usr/lib/libc++.1.dylib", join(root, "build/macos-toolchain/lib/libc++.tbd")],

@@ -1,4 +1,5 @@
-// script/sign-macos signs in the right order, and says everything that is missing before it begins. Run dry, without a Mac.
+// script/sign-macos signs in the right order, and first reports everything that is missing. The test uses --dry-run, so it
+// needs no Mac.
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { chmodSync, mkdirSync, mkdtempSync, rmSync, writeFileSync } from "node:fs";

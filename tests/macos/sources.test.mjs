@@ -1,4 +1,4 @@
-// Rules for the sources that only macOS would punish, and that neither its compiler nor the executable shows.
+// Rules for the sources that matter only on macOS. Neither its compiler nor the executable shows a violation.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { readFileSync } from "node:fs";
@@ -17,7 +17,7 @@ function files(...patterns) {
 /// HOME=…, "HOME=" + …, setenv("HOME", …) and { HOME: … }.
 const assignment = /(?<![A-Z_])HOME(=|: \w|", [^)])/;
 
-// macOS asks CFFIXED_USER_HOME first, so a program that a test starts with HOME alone would use the real data of the user.
+// macOS prefers CFFIXED_USER_HOME. A program that a test starts with only HOME would use the user's real data.
 test("every file that sets HOME sets CFFIXED_USER_HOME, too", () => {
   const setting = files("*.cpp", "*.h", "*.mjs", "*.py", "script/*").filter(([, text]) => assignment.test(text));
   const names = setting.map(([name]) => name);

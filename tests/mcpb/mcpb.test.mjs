@@ -1,5 +1,5 @@
-// The official tool mcpb accepts the extension that Vostel writes for Claude Desktop. Vostel does not call a manifest up
-// to date that the tool refuses.
+// The official tool mcpb must accept the extension that Vostel writes for Claude Desktop. Vostel must not report a
+// manifest as up to date that the tool refuses.
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
@@ -42,7 +42,7 @@ test("the extension is valid and can be packed", () => {
   });
 });
 
-test("a manifest that the tool refuses is not up to date, and installing again mends it", () => {
+test("a manifest that the tool refuses is not up to date, and installing again corrects it", () => {
   withExtension(({ folder, manifest, clients }) => {
     assert.equal(clients("status").status, 0);
     const written = JSON.parse(readFileSync(manifest, "utf8"));

@@ -1,4 +1,4 @@
-"""Holds the second decoder against the golden files: check.py FOLDER"""
+"""Tests the second decoder with the golden files: check.py FOLDER"""
 import json
 import pathlib
 import sys
@@ -7,7 +7,7 @@ import decoder
 
 
 def read_stream(stream, readers):
-    """What a table says of a stream: its records, its end, the answer, and the records as bytes."""
+    """The columns of the table for a stream: its records, its end, the answer, and the records as bytes."""
     found = {"records": [], "end": "complete", "answer": None}
     frames = decoder.records_of(stream, readers)
     try:

@@ -1,7 +1,7 @@
-"""The wire protocol of vostel-mcp, read by a program that shares no code with it.
+"""A decoder for the wire protocol of vostel-mcp that shares no code with it.
 
-It was written from docs/wire-protocol.md alone and uses the standard library alone. When it and the C++ library disagree
-about a file in tests/golden, then one of them, or the document, is wrong.
+It was written only from docs/wire-protocol.md and uses only the standard library. When it and the C++ library disagree
+about a file in tests/golden, one of them or the document is wrong.
 """
 import json
 import math
@@ -140,7 +140,7 @@ FROM_APPLICATION = {"progress": progress, "response": response}
 
 
 def check_version(document):
-    """Judged before the rest of a request, whose shape may be another in another version."""
+    """Checks the version before the rest of a request, which may have another shape in another version."""
     payload = member_or_none(document, "payload")
     if member_or_none(document, "kind") != "request" or not isinstance(payload, dict):
         return
@@ -176,7 +176,7 @@ def frame_of(record):
 
 
 def records_of(stream, readers):
-    """Yields the record of each complete frame and returns the bytes that are left over."""
+    """Yields the record of each complete frame, and returns the remaining bytes."""
     while len(stream) >= 4:
         (length,) = struct.unpack_from(">I", stream)
         if length > MAX_FRAME_LENGTH:

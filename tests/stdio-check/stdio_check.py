@@ -1,4 +1,4 @@
-"""Plays a client to any MCP server over standard input and output, and says which rules of the transport it keeps.
+"""Tests any MCP server over standard input and output as a client, and prints which rules of the transport it keeps.
 
     stdio_check.py [--long TOOL ARGUMENTS] -- COMMAND [ARGUMENT ...]
 
@@ -20,11 +20,11 @@ REVISION = "2025-06-18"
 
 
 class Broken(Exception):
-    """What the server did instead of keeping a rule."""
+    """How the server broke a rule."""
 
 
 class Server:
-    """A process of the server. Reads its output in the background."""
+    """A server process. Reads its output in the background."""
 
     def __init__(self, command):
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
@@ -120,7 +120,7 @@ def initialize(request_id=0, revision=REVISION):
         "protocolVersion": revision, "capabilities": {}, "clientInfo": {"name": "stdio-check", "version": "1"}})
 
 
-# The rules. Each is given a server that has just been started, or one that is also initialised.
+# The rules. Each gets a server that has just been started. Except for the rules about initialize, it is initialised too.
 
 def initialize_agrees_on_a_revision(server, _long):
     server.send(initialize())
@@ -244,7 +244,7 @@ RULES = HANDSHAKES + (
 
 
 def check(command, long=None, report=print, rules=RULES):
-    """Reports a line for each rule, and gives the names of those that are broken."""
+    """Reports a line for each rule, and returns the names of the broken rules."""
     broken = []
     for rule in rules:
         name = rule.__name__.replace("_", " ")

@@ -1,4 +1,4 @@
-// The conversations under which everything is made to fail once.
+// The conversations during which every system call and every allocation fails once.
 #pragma once
 
 #include "tests/torture/Stage.h"
@@ -12,11 +12,11 @@ struct Conversation {
     /// Cancelled: it gets no answer after the one to `afterCancellation`.
     int cancelled = 0;
     int afterCancellation = 0;
-    /// The faults begin with the process; otherwise when it has answered a call and is idle.
+    /// If true, the faults begin with the process. Otherwise they begin when it has answered a call and is idle.
     bool fromTheStart = false;
     bool applicationListens = true;
     bool applicationIsBroken = false;
-    /// Says what the client says, and plays until that is done; `limit` is for what a fault may have lost.
+    /// Sends the client's lines and runs until they are handled. `limit` applies to answers that a fault may have lost.
     void (*play)(Stage&, std::chrono::milliseconds limit) = nullptr;
 };
 

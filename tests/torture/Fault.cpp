@@ -54,10 +54,10 @@ const std::map<long, SystemCall>& systemCalls() {
         {SYS_prctl, {"prctl", {EINVAL}}},
         {SYS_sched_getaffinity, {"sched_getaffinity", {EINVAL}}},
         {SYS_futex, {"futex", {EINTR}}},
-        // The tracer lets every sleep pass at once.
+        // The tracer makes every sleep end at once.
         {SYS_clock_nanosleep, {"nanosleep", {}}},
         {SYS_restart_syscall, {"restart", {}}},
-        // These fail only when their caller is wrong.
+        // These fail only after an error in the program.
         {SYS_rt_sigprocmask, {"sigprocmask", {}}},
         {SYS_rt_sigaction, {"sigaction", {}}},
         {SYS_rt_sigreturn, {"sigreturn", {}}},

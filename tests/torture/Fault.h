@@ -1,4 +1,4 @@
-// What goes wrong in one run of the server.
+// A fault in one run of the server.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@
 
 namespace torture {
 
-/// One system call or allocation that does not do what it should.
+/// One system call or allocation that fails or does only a part of its work.
 struct Fault {
     enum class Kind {
         none,
@@ -21,12 +21,12 @@ struct Fault {
     };
 
     Kind kind = Kind::none;
-    /// Of the system call.
+    /// The number of the system call.
     long number = 0;
     int error = 0;
-    /// Counted from one: the system calls of this number, or the allocations, since the conversation's faults began.
+    /// Which system call of this number, or which allocation, fails. Counted from one, since the faults began.
     long position = 0;
-    /// Those that follow fail as well. An interruption then stays for a hundred times.
+    /// All following ones fail too. An interruption is repeated at most a hundred times.
     bool stays = false;
 
     [[nodiscard]] std::string description() const;
@@ -34,13 +34,13 @@ struct Fault {
     [[nodiscard]] static std::optional<Fault> described(std::string_view text);
 };
 
-/// What a system call may report, as its manual says. Empty for one that cannot fail.
+/// The errors that a system call may report, according to its manual. Empty for one that cannot fail.
 [[nodiscard]] const std::vector<int>& errorsOf(long systemCall);
 [[nodiscard]] bool isKnown(long systemCall);
 [[nodiscard]] bool mayBeShort(long systemCall);
 [[nodiscard]] std::string nameOf(long systemCall);
 
-/// An interruption, or a shortage that is over at the next attempt.
+/// Whether the error is an interruption, or a shortage that may be over at the next attempt.
 [[nodiscard]] bool isTransient(int error);
 
 } // namespace torture

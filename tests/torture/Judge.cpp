@@ -10,12 +10,12 @@ namespace torture {
 
 namespace {
 
-/// An allocation this large is asked for by a peer's data, and fails alone.
+/// An allocation of this size is for a peer's data. Its failure must not end the server.
 constexpr std::size_t largeAllocation = 65'536;
 
 constexpr const char* startUpLine = "vostel-mcp wire protocol v4\n";
 
-/// What the faults of a point excuse.
+/// The violations that the faults of a point excuse.
 struct Excuses {
     bool memory = false, output = false, input = false, waiting = false;
 
@@ -30,7 +30,7 @@ struct Excuses {
             waiting |= fails && fault.number == SYS_wait4;
         }
     }
-    /// A fault may lose an answer, so that none is worth waiting for.
+    /// A fault may lose an answer, so the run does not wait for it.
     [[nodiscard]] bool mayLoseAnswer() const { return memory || output || input; }
 };
 

@@ -1,4 +1,5 @@
-// Loaded before the system's library into the server: lets allocations fail, and plants faults of the server itself.
+// Loaded into the server before the system's library. It makes allocations fail, and plants faults in the server
+// itself.
 
 #include "tests/torture/SharedState.h"
 
@@ -39,7 +40,7 @@ __attribute__((constructor)) void begin() {
     if (mapping == MAP_FAILED) return;
     auto* state = static_cast<SharedState*>(mapping);
     int nobody = 0;
-    // Only the server; what it starts inherits its environment.
+    // Only in the server itself: the processes that it starts inherit its environment.
     if (state->server.compare_exchange_strong(nobody, getpid())) shared = state;
 }
 

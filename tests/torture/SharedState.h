@@ -1,4 +1,4 @@
-// What the torturer and the library that it loads into the server tell each other, in memory that both map.
+// Memory that the test program shares with the library that it loads into the server.
 #pragma once
 
 #include <atomic>
@@ -6,7 +6,7 @@
 
 namespace torture {
 
-/// Faults that the judge must find, to show that it can.
+/// Faults of the server that a run must find. They show that the rules work.
 enum class Planted : int {
     nothing,
     /// A line is written in two pieces, and another line may come in between.
@@ -15,7 +15,7 @@ enum class Planted : int {
     secondAnswer,
     /// An answer is not written.
     lostAnswer,
-    /// After a failure, a socket stays open.
+    /// After a failure, a socket is not closed.
     leakedDescriptor,
     /// After a failure, a thread stays.
     leakedThread,
@@ -33,7 +33,7 @@ enum class Planted : int {
 };
 
 struct SharedState {
-    /// The process that allocates; what it starts is left alone.
+    /// The server's process. Allocations of the processes that it starts do not fail.
     std::atomic<int> server;
     std::atomic<bool> isArmed;
     std::atomic<long> allocations;
@@ -41,7 +41,7 @@ struct SharedState {
     std::atomic<long> failsAt;
     std::atomic<bool> stays;
     std::atomic<long> failures;
-    /// The size of the last one that failed.
+    /// The size of the last allocation that failed.
     std::atomic<std::size_t> lastFailed;
     std::atomic<Planted> planted;
     /// The system calls that failed so far.

@@ -67,7 +67,7 @@ std::string textAfter(std::string_view text, std::string_view key) {
     return std::string{text.substr(0, text.find('"'))};
 }
 
-/// What is sent fits into a socket's buffer, except what is large on purpose.
+/// Sends all bytes. Most messages fit into a socket's buffer; only deliberately large ones do not.
 void sendAll(const posix::FileDescriptor& socket, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t count = ::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -108,7 +108,8 @@ Stage::Stage(const Setting& setting)
         shared_->failsAt = fault.position;
         shared_->stays = fault.stays;
     }
-    // A bundle as it is installed. A link keeps its place, where the server looks for the application.
+    // A bundle like the installed one. It holds copies, because the server looks for the application beside its own
+    // file.
     const files::path bundle = folder_ / "Vostel.app" / "Contents" / "MacOS";
     files::create_directories(bundle);
     files::copy_file(setting.server, bundle / "vostel-mcp");

@@ -1,4 +1,4 @@
-// One server with its client and its application, both played by one thread.
+// One server with its client and its application. One thread simulates both.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -15,7 +15,7 @@
 
 namespace torture {
 
-/// How long anything may take. Nothing comes near it unless it hangs.
+/// How long any step may take. Only a server that hangs needs that long.
 inline std::chrono::milliseconds longestWait = std::chrono::seconds{10};
 
 class Stage final {
@@ -27,7 +27,7 @@ public:
         Planted planted = Planted::nothing;
         bool armsAtMain = false;
         bool applicationListens = true;
-        /// What is launched is no program.
+        /// The launched file is not a program.
         bool applicationIsBroken = false;
     };
 
@@ -42,10 +42,10 @@ public:
     void cancel(int id);
     void ping(int id);
     void closeInput() { input_ = {}; }
-    /// While false, nothing of the server's output is read.
+    /// While false, the server's output is not read.
     bool readsOutput = true;
 
-    /// Plays on until `isReached`; false when the server or the time ends first.
+    /// Runs until `isReached` returns true; false when the server ends or the time is over first.
     bool playUntil(const std::function<bool()>& isReached, std::chrono::milliseconds limit = longestWait);
     void playFor(std::chrono::milliseconds time) {
         playUntil([] { return false; }, time);
@@ -54,9 +54,9 @@ public:
     [[nodiscard]] bool isAnswered(int id) const { return answers(id) > 0; }
     [[nodiscard]] int answers(int id) const;
     [[nodiscard]] bool hasResult(int id) const;
-    /// The whole lines so far.
+    /// The complete lines so far.
     [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
-    /// What follows the last whole line.
+    /// The text after the last complete line.
     [[nodiscard]] const std::string& unfinishedLine() const { return unfinished_; }
     [[nodiscard]] const std::string& errorText() const { return errorText_; }
     [[nodiscard]] std::size_t bytesWaiting() const;
@@ -65,7 +65,7 @@ public:
     void listen();
     [[nodiscard]] int requests() const { return requests_; }
     [[nodiscard]] int cancellations() const { return cancellations_; }
-    /// Answers the calls that it has held back, and holds back none any more.
+    /// Answers the delayed calls, and delays no further ones.
     void answerHeld();
     [[nodiscard]] bool isLaunched() const { return isLaunched_; }
 
@@ -90,7 +90,7 @@ private:
     void readOutput();
     void acceptLaunched();
     void acceptConnection();
-    /// False when the connection is done.
+    /// False when the connection has ended.
     bool readConnection(Connection& connection);
     static void answer(const Connection& to, const std::string& result);
     void onFrame(Connection& connection, std::string_view payload);
@@ -109,7 +109,7 @@ private:
     Tracer tracer_;
 };
 
-/// What is launched in place of the application: says so and ends.
+/// The program that is launched in place of the application. It reports its start and ends.
 int playLaunched(const std::string& executable);
 
 } // namespace torture

@@ -18,7 +18,7 @@ namespace torture {
 
 namespace {
 
-/// How long an interruption that stays does stay.
+/// How often a repeated interruption is repeated.
 constexpr long mostInterruptions = 100;
 
 user_regs_struct registersOf(pid_t thread) {
@@ -87,7 +87,7 @@ void Tracer::runProgram(const Program& program) {
 
 void Tracer::trace(const Program& program, bool armsAtMain) {
     armsAtMain_ = armsAtMain;
-    // Not a posix::ChildProcess: the child must ask to be traced before it becomes the program.
+    // Not a posix::ChildProcess, because the child must ask to be traced before it executes the program.
     const pid_t child = fork();
     if (child == 0) runProgram(program);
     int status = 0;
@@ -182,7 +182,7 @@ void Tracer::enter(pid_t id, Thread& thread) {
         thread.result = 0;
         return setRegisters(id, registers);
     }
-    // The kernel interrupts nothing but a wait, and the system's library relies on that.
+    // The kernel interrupts only waiting system calls, and the system's library relies on that.
     const auto operation = static_cast<int>(registers.rsi) & FUTEX_CMD_MASK;
     if (number == SYS_futex && operation != FUTEX_WAIT && operation != FUTEX_WAIT_BITSET) return;
     if (!shared_.isArmed) return;
@@ -194,12 +194,12 @@ void Tracer::enter(pid_t id, Thread& thread) {
         thread.length = registers.rdx;
         registers.rdx = 1;
     } else if (number == SYS_brk) {
-        // It reports a failure by the end of the heap as it is.
+        // It reports a failure by returning the current end of the heap.
         if (registers.rdi == 0) return;
         thread.address = registers.rdi;
         registers.rdi = 0;
     } else if (number == SYS_close) {
-        // The descriptor is closed all the same.
+        // The descriptor is closed nevertheless.
         thread.result = -fault->error;
     } else {
         registers.orig_rax = static_cast<unsigned long long>(-1);

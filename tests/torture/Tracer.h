@@ -1,4 +1,4 @@
-// Runs the server under ptrace and lets its system calls fail.
+// Runs the server under ptrace and makes its system calls fail.
 #pragma once
 
 #include "tests/torture/Fault.h"
@@ -18,7 +18,7 @@
 
 namespace torture {
 
-/// How a process ended; a signal of 0 means by itself.
+/// How a process ended. The signal is 0 when no signal ended it.
 struct Ending {
     int exitStatus = 0;
     int signal = 0;
@@ -37,10 +37,10 @@ public:
 
     Tracer(SharedState& shared, std::vector<Fault> faults) : shared_{shared}, faults_{std::move(faults)} {}
     Tracer(const Tracer&) = delete;
-    /// Ends what still runs.
+    /// Kills the processes that still run.
     ~Tracer();
 
-    /// `armsAtMain` lets the faults begin with the program's own first system call.
+    /// With `armsAtMain`, the faults begin with the program's own first system call.
     void start(const Program& program, bool armsAtMain);
 
     /// From here on system calls and allocations are counted, and fail.
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] std::optional<Ending> ending() const;
     /// Kills the server.
     void kill() const;
-    /// Whether all that the server started has ended, up to its exec.
+    /// Whether all processes that the server started have ended or executed another program.
     [[nodiscard]] bool isAlone() const;
 
     /// While armed: how often each system call was made.
@@ -63,9 +63,9 @@ public:
 private:
     struct Thread {
         bool isInside = false;
-        /// What the system call will seem to return.
+        /// The value that the system call will return to the program.
         std::optional<long> result;
-        /// The value that a changed argument had.
+        /// The original value of a changed argument.
         std::optional<unsigned long long> length, address;
     };
 
@@ -83,7 +83,7 @@ private:
     std::binary_semaphore isStarted_{0};
     std::atomic<pid_t> server_ = 0;
     bool armsAtMain_ = false;
-    /// Of the tracing thread.
+    /// The error of the tracing thread.
     std::unordered_map<pid_t, Thread> threads_;
 
     mutable std::mutex mutex_;

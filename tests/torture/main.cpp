@@ -1,4 +1,4 @@
-// Lets everything fail once that the server asks of the system: torture SERVER PRELOADED [OPTION...]
+// Makes every system call and every allocation of the server fail once: torture SERVER PRELOADED [OPTION...]
 
 #include "tests/torture/Judge.h"
 
@@ -19,7 +19,7 @@ namespace {
 
 struct Options {
     Programs programs;
-    /// Takes each point whose number is `offset` plus a multiple of this.
+    /// Tests each point whose number is `offset` plus a multiple of this.
     std::size_t every = 1, offset = 0;
     std::size_t pairs = 6'400;
     unsigned seed = 1;
@@ -77,7 +77,7 @@ Options optionsOf(int count, char** arguments) {
     return options;
 }
 
-/// Every fault for itself, in the places that a run without faults has shown.
+/// Points with one fault each, at the calls that a run without faults has made.
 std::vector<Point> singlePoints(const Conversation& conversation, const Verdict& shown) {
     std::vector<Point> points;
     const auto add = [&](Fault fault) { points.push_back({&conversation, {fault}}); };
@@ -86,7 +86,7 @@ std::vector<Point> singlePoints(const Conversation& conversation, const Verdict&
             std::printf("There is no rule for the system call %ld.\n", number);
             std::exit(EXIT_FAILURE);
         }
-        // Threads do not do exactly the same each time.
+        // The threads do not make exactly the same calls in each run.
         const long last = count + 1;
         for (long position = 1; position <= last; ++position) {
             for (const int error : errorsOf(number)) {
@@ -200,7 +200,7 @@ int tortureAgain(const Options& options) {
     return bad == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-/// Each planted fault, in the conversation and with the fault of the system that brings it out.
+/// Tests each planted fault, in a conversation and with a fault of the system that show it.
 int findPlanted(const Options& options) {
     const auto conversation = [](std::string_view name) {
         return &*std::ranges::find_if(conversations(), [&](const auto& each) { return each.name == name; });
@@ -243,7 +243,7 @@ int findPlanted(const Options& options) {
 int main(int count, char** arguments) {
     const std::string_view name = arguments[0];
     if (name.ends_with("/Vostel")) return playLaunched(arguments[0]);
-    // What the server launches comes to us when the server has ended.
+    // Processes that the server has launched become our children when the server ends.
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
     signal(SIGPIPE, SIG_IGN);
     const Options options = optionsOf(count, arguments);

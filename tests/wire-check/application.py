@@ -1,4 +1,4 @@
-"""A small application at a socket, right or wrong: for the test of wire_check.py. Each fault breaks one rule."""
+"""A small application at a socket, correct or with one fault, for the test of wire_check.py. Each fault breaks one rule."""
 import socket
 import socketserver
 import threading

@@ -15,7 +15,7 @@ wire_check.TIMEOUT = 60.0
 
 
 def write_long(recording, path):
-    """The recording, so often that nobody transcribes it in ten seconds."""
+    """Repeats the recording so often that transcribing it takes more than ten seconds."""
     with wave.open(recording) as source, wave.open(path, "wb") as target:
         target.setparams(source.getparams())
         frames = source.readframes(source.getnframes())

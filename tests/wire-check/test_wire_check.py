@@ -1,4 +1,4 @@
-"""wire_check.py finds each fault that a wrong application has, and none in a right one."""
+"""wire_check.py must find the fault of each wrong application, and none in a correct one."""
 import concurrent.futures
 import os
 import tempfile
@@ -21,7 +21,7 @@ def broken_rules(fault=None, rules=None):
 
 class WireCheck(unittest.TestCase):
     def test_a_right_application_keeps_every_rule(self):
-        # A right application is quick, but the machine may be busy.
+        # A correct application is fast, but the machine may be busy.
         wire_check.TIMEOUT, wire_check.REACTION = 60.0, 0.5
         self.assertEqual(broken_rules(), [])
 

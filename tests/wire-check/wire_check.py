@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plays vostel-mcp to any application at a socket and says which rules of the wire protocol it keeps.
+"""Tests any application at a socket in place of vostel-mcp, and prints which rules of the wire protocol it keeps.
 
 The quick call should end at once. The long call should take ten seconds or more and report progress. Without a long call,
 the rules that need one are not checked. The exit status is 1 when a rule is broken. docs/wire-protocol.md explains the
@@ -18,13 +18,13 @@ import uuid
 sys.path.append(os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "second-decoder"))
 import decoder  # noqa: E402
 
-TIMEOUT = 10.0  # seconds for what an application does at once
+TIMEOUT = 10.0  # seconds for an answer that an application gives at once
 PAUSE = 0.01  # seconds between two pieces of a frame
-REACTION = 1.0  # seconds in which an application sees what has happened on another connection
+REACTION = 1.0  # seconds in which an application notices an event on another connection
 
 
 class Broken(Exception):
-    """What the application did instead of keeping a rule."""
+    """How the application broke a rule."""
 
 
 class NeedsLongCall(Exception):
@@ -47,7 +47,7 @@ class Connection:
         self.socket.close()
 
     def send(self, data):
-        # An application may close a connection whose peer still writes.
+        # An application may close a connection while its peer still writes.
         with contextlib.suppress(BrokenPipeError, ConnectionResetError):
             self.socket.sendall(data)
 
@@ -147,7 +147,7 @@ class Check:
                 other.send(cancel)
 
     def expect_stopped(self, connection):
-        """The call stops soon; what it still sends is read."""
+        """The call must stop soon. Until then, its frames are read."""
         start = time.monotonic()
         while connection.next() is not None:
             if time.monotonic() - start > TIMEOUT:
@@ -279,7 +279,7 @@ class Check:
                 {"a", "an", "another", "calls", "progress", "two", "unknown", "what"}]
 
     def run(self, rules=None, report=print):
-        """Checks all rules or those given. Reports a line for each, and gives the names of those that are broken."""
+        """Checks all rules or the given ones. Reports a line for each, and returns the names of the broken rules."""
         broken = []
         for rule in rules or self.rules():
             name = rule.__name__.replace("_", " ")

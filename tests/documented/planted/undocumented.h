@@ -1,4 +1,4 @@
-// What the check must name, and what it must accept. Each line to name ends in its mark.
+// Declarations that the check must name or accept. Each line that it must name is marked.
 #pragma once
 
 #include <vector>
@@ -33,7 +33,7 @@ private:
     void hide();
 };
 
-// A comment of two strokes says nothing to a reader of the interface.
+// A comment with two slashes is not documentation.
 inline constexpr int limit = 7; // named
 void run();                     // named
 template <class T>
