@@ -31,6 +31,7 @@ libexec/vostel/Vostel.app/Contents/MacOS/Vostel
 libexec/vostel/Vostel.app/Contents/MacOS/vostel-mcp
 share/bash-completion/completions/Vostel
 share/fish/vendor_completions.d/Vostel.fish
+share/man/man1/Vostel-wire-check.1
 share/man/man1/Vostel.1
 share/man/man1/vostel-mcp.1
 share/man/man7/vostel-mcp-wire.7
