@@ -46,6 +46,15 @@ private:
     posix::FileDescriptor control_;
 };
 
+/// A server in a bundle that contains an application.
+struct BundledServer {
+    TemporaryFolder folder;
+    Bundle bundle{folder.path()};
+    ServerProcess server{{.home = folder.path(), .executable = bundle.server()}};
+
+    BundledServer() { bundle.addExecutable("Vostel"); }
+};
+
 json readReport(ApplicationConnection& launched) {
     std::string line;
     while (!line.ends_with('\n')) {
@@ -123,10 +132,8 @@ TEST(Launch, the_application_of_the_bundle_is_started_in_the_background_and_wait
 }
 
 TEST(Launch, the_application_outlives_the_server) {
-    TemporaryFolder folder;
-    Bundle bundle{folder.path()};
-    bundle.addExecutable("Vostel");
-    ServerProcess server{{.home = folder.path(), .executable = bundle.server()}};
+    BundledServer started;
+    auto& [folder, bundle, server] = started;
     server.send(toolsCall("1"));
     ApplicationConnection launched = bundle.nextLaunch();
     const json report = readReport(launched);
@@ -256,10 +263,8 @@ TEST(Launch, a_file_in_place_of_the_socket_is_not_a_running_application) {
 
 TEST(Launch, every_call_without_a_listener_launches_and_all_are_answered) {
     constexpr int count = 4;
-    TemporaryFolder folder;
-    Bundle bundle{folder.path()};
-    bundle.addExecutable("Vostel");
-    ServerProcess server{{.home = folder.path(), .executable = bundle.server()}};
+    BundledServer started;
+    auto& [folder, bundle, server] = started;
     for (int id = 0; id < count; ++id) server.send(toolsCall(std::to_string(id)));
     std::vector<ApplicationConnection> launched;
     for (int id = 0; id < count; ++id) launched.push_back(bundle.nextLaunch());
@@ -272,10 +277,8 @@ TEST(Launch, every_call_without_a_listener_launches_and_all_are_answered) {
 // The launched application receives a call that the client has cancelled. It receives no cancellation, because no
 // process listened when the cancellation was sent. Its answer is dropped.
 TEST(Launch, a_cancelled_call_still_waits_for_its_launch_and_is_not_answered) {
-    TemporaryFolder folder;
-    Bundle bundle{folder.path()};
-    bundle.addExecutable("Vostel");
-    ServerProcess server{{.home = folder.path(), .executable = bundle.server()}};
+    BundledServer started;
+    auto& [folder, bundle, server] = started;
     server.send(toolsCall("1"));
     ApplicationConnection launched = bundle.nextLaunch();
     server.send(cancelled("1"));
@@ -293,10 +296,8 @@ TEST(Launch, a_cancelled_call_still_waits_for_its_launch_and_is_not_answered) {
 }
 
 TEST(Launch, the_end_of_input_ends_the_wait_for_the_application) {
-    TemporaryFolder folder;
-    Bundle bundle{folder.path()};
-    bundle.addExecutable("Vostel");
-    ServerProcess server{{.home = folder.path(), .executable = bundle.server()}};
+    BundledServer started;
+    auto& [folder, bundle, server] = started;
     server.send(toolsCall("1"));
     ApplicationConnection launched = bundle.nextLaunch();
     server.closeInput();

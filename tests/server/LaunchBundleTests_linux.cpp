@@ -1,5 +1,6 @@
 #include "posix/FileDescriptor.h"
 #include "server/LaunchBundle_linux.h"
+#include "tests/server/PropertyListText.h"
 #include "tests/support/Table.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -99,20 +100,12 @@ constexpr bool launchCanFail = false;
 namespace vostel_mcp {
 namespace {
 
+using vostel_tests::propertyList;
 using vostel_tests::TemporaryFolder;
 using VostelMCPKit::PosixError;
 
 /// Differs from the limit of the test process.
 constexpr rlimit descriptorLimit{.rlim_cur = 99, .rlim_max = 100};
-
-std::string propertyList(const std::string& content) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0">
-<dict>
-)" + content +
-           "\n</dict>\n</plist>\n";
-}
 
 /// A small bundle whose executable reports through a FIFO.
 class Bundle final {

@@ -1,4 +1,5 @@
 #include "server/PropertyList.h"
+#include "tests/server/PropertyListText.h"
 #include "tests/support/Repeat.h"
 #include "tests/support/Table.h"
 
@@ -12,16 +13,8 @@ namespace vostel_mcp {
 namespace {
 
 using vostel_tests::forEachRow;
+using vostel_tests::propertyList;
 using vostel_tests::repeat;
-
-std::string inDictionary(const std::string& members) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0">
-<dict>
-)" + members +
-           "\n</dict>\n</plist>\n";
-}
 
 const std::string entry = "<key>K</key><string>value</string>";
 
@@ -32,19 +25,19 @@ TEST(PropertyList, a_string_is_found_at_the_top_level_only) {
         std::optional<std::string> found;
     };
     const Row rows[] = {
-        {"alone", inDictionary(entry), "value"},
-        {"with white space between the tags", inDictionary("\t<key>K</key>\r\n <string>value</string>"), "value"},
-        {"after others", inDictionary("<key>A</key><true/><key>B</key><array><integer>1</integer></array>" + entry),
+        {"alone", propertyList(entry), "value"},
+        {"with white space between the tags", propertyList("\t<key>K</key>\r\n <string>value</string>"), "value"},
+        {"after others", propertyList("<key>A</key><true/><key>B</key><array><integer>1</integer></array>" + entry),
          "value"},
-        {"the first of two", inDictionary(entry + "<key>K</key><string>other</string>"), "value"},
-        {"before what is malformed", inDictionary(entry + "<key>"), "value"},
-        {"after a nested one", inDictionary("<key>N</key><dict><key>K</key><string>nested</string></dict>" + entry),
+        {"the first of two", propertyList(entry + "<key>K</key><string>other</string>"), "value"},
+        {"before what is malformed", propertyList(entry + "<key>"), "value"},
+        {"after a nested one", propertyList("<key>N</key><dict><key>K</key><string>nested</string></dict>" + entry),
          "value"},
-        {"after one in a comment", inDictionary("<!-- <key>K</key><string>comment</string> -->" + entry), "value"},
-        {"only nested", inDictionary("<key>N</key><dict>" + entry + "</dict>"), std::nullopt},
-        {"only in an array", inDictionary("<key>N</key><array><dict>" + entry + "</dict></array>"), std::nullopt},
-        {"only in a comment", inDictionary("<!--" + entry + "-->"), std::nullopt},
-        {"only as a value", inDictionary("<key>N</key><string>K</string>"), std::nullopt},
+        {"after one in a comment", propertyList("<!-- <key>K</key><string>comment</string> -->" + entry), "value"},
+        {"only nested", propertyList("<key>N</key><dict>" + entry + "</dict>"), std::nullopt},
+        {"only in an array", propertyList("<key>N</key><array><dict>" + entry + "</dict></array>"), std::nullopt},
+        {"only in a comment", propertyList("<!--" + entry + "-->"), std::nullopt},
+        {"only as a value", propertyList("<key>N</key><string>K</string>"), std::nullopt},
         {"an array at the top", "<plist><array>" + entry + "</array></plist>", std::nullopt},
         {"no property list", "<dict>" + entry + "</dict>", std::nullopt},
         {"nothing", "", std::nullopt},
@@ -89,7 +82,7 @@ TEST(PropertyList, text_is_read_by_the_rules_of_XML) {
         {"markup", "a<b/>", std::nullopt},
     };
     forEachRow(rows, [](const Row& row) {
-        EXPECT_EQ(topLevelString(inDictionary("<key>K</key><string>" + row.written + "</string>"), "K"), row.read);
+        EXPECT_EQ(topLevelString(propertyList("<key>K</key><string>" + row.written + "</string>"), "K"), row.read);
     });
 }
 
@@ -109,7 +102,7 @@ TEST(PropertyList, a_malformed_list_has_no_string) {
         {"a comment without its end before", "<!-- " + entry},
         {"a section without its end", "<key>K</key><string><![CDATA[value</string>"},
     };
-    forEachRow(rows, [](const Row& row) { EXPECT_EQ(topLevelString(inDictionary(row.members), "K"), std::nullopt); });
+    forEachRow(rows, [](const Row& row) { EXPECT_EQ(topLevelString(propertyList(row.members), "K"), std::nullopt); });
 }
 
 TEST(PropertyList, hostile_text_needs_one_pass_and_no_stack) {
@@ -129,7 +122,7 @@ TEST(PropertyList, hostile_text_needs_one_pass_and_no_stack) {
         {"many beginnings of a tag", repeat("<", many), false},
     };
     forEachRow(rows, [](const Row& row) {
-        EXPECT_EQ(topLevelString(inDictionary(row.before + entry), "K").has_value(), row.found);
+        EXPECT_EQ(topLevelString(propertyList(row.before + entry), "K").has_value(), row.found);
     });
 }
 
