@@ -150,8 +150,8 @@ const std::string tooLargeMessage = error("There is not enough memory for this m
 
 TEST(ScarceMemory, whichever_large_allocation_of_a_call_fails_that_call_alone_says_so) {
     const std::string text(70'000, 'x');
-    // Longer than what precedes the result in its frame, so that the line of the answer needs more memory.
-    const std::string id = '"' + std::string(200, 'i') + '"';
+    // A part of the answer's line that is not in the answer's frame, so that the line needs more memory.
+    const std::string id = '"' + std::string(20'000, 'i') + '"';
     const std::string call = R"({"jsonrpc":"2.0","id":)" + id +
                              R"(,"method":"tools/call","params":{"name":"transcribe_file","arguments":{"path":")" +
                              text + R"("},"_meta":{"progressToken":7}}})";
