@@ -1,5 +1,6 @@
 // Vostel: carries out the tools that vostel-mcp offers. It has no window. Without arguments it serves the socket until
-// a signal ends it; with arguments it runs one verb. This file gives the verbs their dependencies.
+// a signal ends it. With arguments it runs one verb, such as `transcribe`. This file gives the verbs their
+// dependencies.
 
 #include "companion/audio/AudioDuration.h"
 #include "companion/commands/ClientsVerb.h"
@@ -44,7 +45,7 @@ bool print(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
-/// Sentences contain paths and text from files, which could control the terminal.
+/// Makes the sentence safe for a terminal, because it may contain paths and text from files.
 void printError(const std::string& sentence) { std::fprintf(stderr, "%s\n", printable(sentence).c_str()); }
 
 bool isOnTerminal() { return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0; }
@@ -88,7 +89,7 @@ public:
         });
     }
 
-    /// Zero until a signal arrived.
+    /// Zero until a signal arrives.
     [[nodiscard]] int signal() const { return signal_; }
 
 private:
@@ -111,7 +112,8 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
     }
     const ModelStore models{{paths.models(), paths.catalogue(), VOSTEL_MODEL_FOLDER}};
     std::optional<RecognitionCache> cache;
-    // Only what is stored with its path can be forgotten when it is deleted.
+    // Deleting a transcript also deletes its cache entry, which is found by the path that the transcript stores.
+    // Dictations and recordings store no path, so nothing of them may be cached.
     if constexpr (std::same_as<std::remove_cvref_t<decltype(verb)>, Command::Transcribe>) {
         cache.emplace(paths.recognised(), paths.downloads());
     }
@@ -139,7 +141,7 @@ Exit runOnStore(const auto& verb, Cancellation& cancellation) {
 }
 
 Exit perform(const LongWork auto& verb) {
-    // Deliberate: never destroyed, because the thread that waits for signals uses them until the program ends.
+    // Deliberate: never destroyed. The thread that waits for signals uses both until the program ends.
     auto& cancellation = *new Cancellation;
     auto& interruption = *new Interruption{cancellation};
     if (const auto watching = interruption.watch(); !watching) {

@@ -13,7 +13,7 @@ struct AudioError {
     struct Missing {
         bool operator==(const Missing&) const = default;
     };
-    /// The user may not read it.
+    /// The user has no permission to read it.
     struct Forbidden {
         bool operator==(const Forbidden&) const = default;
     };
@@ -27,7 +27,7 @@ struct AudioError {
     struct Empty {
         bool operator==(const Empty&) const = default;
     };
-    /// Of no known container or codec, or a play list of other files.
+    /// The container or the codec is unknown, or the file is a playlist.
     struct NotAudio {
         bool operator==(const NotAudio&) const = default;
     };

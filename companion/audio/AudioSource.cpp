@@ -26,10 +26,10 @@ using Seconds = std::chrono::duration<double>;
 constexpr int ioBufferSize = 64 * 1024;
 /// Below this rate a few bytes would become megabytes of samples. No recording of speech has such a low rate.
 constexpr int lowestRate = 1000;
-/// The longest frame of any real codec is a small part of this.
+/// In samples. Frames of real codecs are much shorter.
 constexpr std::int64_t longestFrame = 1 << 22;
 /// A file with a longer run of undecodable sound counts as damaged.
-constexpr Seconds tolerableDamage{2.0};
+constexpr Seconds damageLimit{2.0};
 /// The assumed length of a packet that does not state its length.
 constexpr Seconds usualPacket{0.02};
 /// Smaller gaps come from rounding and from the delay of codecs.
@@ -96,7 +96,10 @@ public:
         samples_.clear();
         while (samples_.empty() && !ended_) {
             if (cancellation_.isCancelled()) return std::unexpected(AudioError{AudioError::Cancelled{}});
-            if (auto stepped = silenceOwed_ > 0 ? giveSilence() : frameWaits_ ? giveFrame() : decodeStep(); !stepped) {
+            if (auto stepped = pendingSilence_ > 0 ? emitSilence()
+                               : hasPendingFrame_  ? emitFrame()
+                                                   : decodeStep();
+                !stepped) {
                 return std::unexpected(stepped.error());
             }
         }
@@ -120,7 +123,7 @@ private:
         }
         format->pb = io_.get();
         format->interrupt_callback = {isInterrupted, this};
-        // Deliberate: without a name and without a way to open anything else, a play list cannot lead to other files.
+        // Deliberate: FFmpeg gets no file name and may open nothing else, so a playlist cannot lead to other files.
         format->io_open = refuseToOpen;
         std::ignore = av_opt_set(format, "protocol_whitelist", "none", 0);
 
@@ -164,24 +167,24 @@ private:
             return std::unexpected(AudioError{AudioError::NotAudio{}});
         }
 
-        const bool guessed = format_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
-        if (const auto whole = duration(); whole && !guessed && *whole > longest) {
+        const bool isEstimated = format_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+        if (const auto whole = duration(); whole && !isEstimated && *whole > longest) {
             return std::unexpected(AudioError{AudioError::TooLong{longest}});
         }
         return {};
     }
 
-    /// One packet into the decoder or one frame out of it.
+    /// Receives one frame from the decoder, or sends it one packet.
     Step decodeStep() {
         const int received = avcodec_receive_frame(codec_.get(), frame_.get());
         if (received == 0) {
             damage_ = Seconds::zero();
-            oweSilenceUpTo(*frame_);
-            frameWaits_ = true;
+            addSilenceUpTo(*frame_);
+            hasPendingFrame_ = true;
             return {};
         }
         if (received == AVERROR_EOF) return finish();
-        if (received != AVERROR(EAGAIN)) return suffer(usualPacket);
+        if (received != AVERROR(EAGAIN)) return recordDamage(usualPacket);
 
         const int got = av_read_frame(format_.get(), packet_.get());
         if (got == AVERROR_EOF || (got < 0 && avio_feof(io_.get()) != 0 && systemError_ == 0)) {
@@ -191,45 +194,45 @@ private:
         if (got < 0) return std::unexpected(failure(AudioError{AudioError::Damaged{produced()}}));
         Step sent;
         if (packet_->stream_index == stream_->index && avcodec_send_packet(codec_.get(), packet_.get()) < 0) {
-            const Seconds said{static_cast<double>(packet_->duration) * av_q2d(stream_->time_base)};
-            sent = suffer(said > Seconds::zero() ? said : usualPacket);
+            const Seconds stated{static_cast<double>(packet_->duration) * av_q2d(stream_->time_base)};
+            sent = recordDamage(stated > Seconds::zero() ? stated : usualPacket);
         }
         av_packet_unref(packet_.get());
         return sent;
     }
 
-    Step suffer(Seconds lost) {
+    Step recordDamage(Seconds lost) {
         damage_ += lost;
-        if (damage_ < tolerableDamage) return {};
+        if (damage_ < damageLimit) return {};
         return std::unexpected(AudioError{AudioError::Damaged{produced()}});
     }
 
-    /// Fills a gap before the frame with silence, so that times stay those of the file. Gaps occur in a track that
-    /// starts late and after a lost packet.
-    void oweSilenceUpTo(const AVFrame& frame) {
+    /// Fills a gap before the frame with silence, so that times stay those of the file. A track that starts late and a
+    /// lost packet leave such gaps.
+    void addSilenceUpTo(const AVFrame& frame) {
         const auto whole = duration();
         if (frame.best_effort_timestamp == AV_NOPTS_VALUE || !whole) return;
         const Seconds origin{
             format_->start_time == AV_NOPTS_VALUE ? 0.0 : static_cast<double>(format_->start_time) / AV_TIME_BASE};
         const Seconds time =
             Seconds{static_cast<double>(frame.best_effort_timestamp) * av_q2d(stream_->time_base)} - origin;
-        if (time > produced() + smallestGap && time <= *whole) silenceOwed_ = samplesIn(time) - producedSamples_;
+        if (time > produced() + smallestGap && time <= *whole) pendingSilence_ = samplesIn(time) - producedSamples_;
     }
 
-    Step giveSilence() {
-        const std::size_t step = std::min(silenceOwed_, silenceStep);
+    Step emitSilence() {
+        const std::size_t step = std::min(pendingSilence_, silenceStep);
         samples_.assign(step, 0);
-        silenceOwed_ -= step;
+        pendingSilence_ -= step;
         return {};
     }
 
-    Step giveFrame() {
-        frameWaits_ = false;
+    Step emitFrame() {
+        hasPendingFrame_ = false;
         if (auto ready = prepareResampler(*frame_); !ready) return ready;
         return resample(const_cast<const std::uint8_t**>(frame_->extended_data), frame_->nb_samples);
     }
 
-    /// A stream may change its format, as radio recordings do.
+    /// Makes a resampler for the format of the frame. The format may change within a stream, as in radio recordings.
     Step prepareResampler(const AVFrame& frame) {
         if (resampler_ && frame.format == inputFormat_ && frame.sample_rate == inputRate_ &&
             frame.ch_layout.nb_channels == inputChannels_) {
@@ -255,9 +258,9 @@ private:
                                        static_cast<AVSampleFormat>(inputFormat_), inputRate_, 0, nullptr);
         resampler_.reset(fresh);
         if (made == 0 && from.order != AV_CHANNEL_ORDER_NATIVE) {
-            // Channels without a place in a room: each counts the same.
-            const std::vector<double> equalShares(static_cast<std::size_t>(inputChannels_), 1.0 / inputChannels_);
-            made = swr_set_matrix(fresh, equalShares.data(), inputChannels_);
+            // The positions of the channels are unknown, so all get the same weight.
+            const std::vector<double> weights(static_cast<std::size_t>(inputChannels_), 1.0 / inputChannels_);
+            made = swr_set_matrix(fresh, weights.data(), inputChannels_);
         }
         av_channel_layout_uninit(&from);
         if (made < 0 || swr_init(fresh) < 0) return std::unexpected(AudioError{AudioError::NotAudio{}});
@@ -267,12 +270,12 @@ private:
     /// Converts `count` samples of `input`. Without input, flushes the resampler.
     Step resample(const std::uint8_t** input, int count) {
         const int room = swr_get_out_samples(resampler_.get(), count);
-        if (room < 0) return suffer(usualPacket);
+        if (room < 0) return recordDamage(usualPacket);
         samples_.resize(static_cast<std::size_t>(room));
         auto* out = reinterpret_cast<std::uint8_t*>(samples_.data());
         const int converted = swr_convert(resampler_.get(), &out, room, input, count);
         samples_.resize(static_cast<std::size_t>(std::max(converted, 0)));
-        if (converted < 0) return suffer(usualPacket);
+        if (converted < 0) return recordDamage(usualPacket);
         return {};
     }
 
@@ -289,8 +292,8 @@ private:
         return Seconds{static_cast<double>(producedSamples_) / AudioSource::sampleRate};
     }
 
-    /// The cause of an FFmpeg failure: `otherwise`, if it is about the content. The library's own codes are of no use:
-    /// for example, a play list fails as out of memory.
+    /// The cause of an FFmpeg failure: the cancellation, an error of the system, or else `otherwise`. FFmpeg's own
+    /// codes are misleading: for example, it reports a playlist as out of memory.
     [[nodiscard]] AudioError failure(AudioError otherwise) const {
         if (cancellation_.isCancelled()) return {AudioError::Cancelled{}};
         if (systemError_ != 0) return {VostelMCPKit::PosixError{systemError_}};
@@ -353,9 +356,9 @@ private:
     int inputRate_ = 0;
     int inputChannels_ = 0;
 
-    bool frameWaits_ = false;
+    bool hasPendingFrame_ = false;
     bool ended_ = false;
-    std::size_t silenceOwed_ = 0;
+    std::size_t pendingSilence_ = 0;
     Seconds damage_ = Seconds::zero();
     std::vector<std::int16_t> samples_;
     std::size_t producedSamples_ = 0;

@@ -15,19 +15,19 @@
 
 namespace vostel_companion {
 
-/// Decodes in small steps, so hours of audio need no more memory than seconds. Opens no other file and no address, even
-/// if a play list names one. For one thread at a time.
+/// Decodes in small steps, so hours of audio need no more memory than seconds. Opens no other file and no network
+/// address, even if a playlist names one. For one thread at a time.
 class AudioSource final {
 public:
     static constexpr int sampleRate = 16000;
     [[nodiscard]] static constexpr std::chrono::duration<double> timeOf(std::size_t samples) {
         return std::chrono::duration<double>{static_cast<double>(samples) / sampleRate};
     }
-    /// The limit of what is decoded, because a small malicious file can contain endless sound.
+    /// More is not decoded, because a small malicious file can contain endless sound.
     static constexpr std::chrono::hours longest{24};
 
-    /// Opens the audio track with the index `track`, or without one the track that players choose. `cancellation` stops
-    /// opening and reading. It outlives the source.
+    /// Opens the audio track with the index `track`. Without an index, opens the track that players choose.
+    /// `cancellation` stops opening and reading. It outlives the source.
     [[nodiscard]] static std::expected<AudioSource, AudioError>
     open(const std::string& path, const Cancellation& cancellation, std::optional<std::size_t> track = std::nullopt);
     AudioSource(AudioSource&&) noexcept;

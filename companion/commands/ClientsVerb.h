@@ -15,7 +15,7 @@ struct ClientsContext {
     std::filesystem::path home;
     /// The vostel-mcp that the entries start.
     std::filesystem::path helper;
-    /// Where the programs of the clients are looked for, as in the variable PATH.
+    /// The folders in which to look for the programs of the clients, as in the variable PATH.
     std::string searchPath;
     // As in CommandContext.
     std::function<bool(std::string_view)> print;

@@ -59,7 +59,7 @@ struct Command {
         std::string language;
         bool operator==(const Record&) const = default;
     };
-    /// What is kept of the user's words. A recorded call is a transcript, too.
+    /// The kinds of stored things. A recorded call counts as a transcript, too.
     enum class Kind { transcript, recording, dictation };
     struct List {
         Kind kind = Kind::transcript;
@@ -74,7 +74,7 @@ struct Command {
         Kind kind = Kind::transcript;
         /// The beginning of its id.
         std::string id;
-        /// Of a dictation always text, which has no times.
+        /// Always text for a dictation, because it has no times.
         Format format = Format::text;
         bool operator==(const Show&) const = default;
     };

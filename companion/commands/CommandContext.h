@@ -48,16 +48,16 @@ struct CommandContext {
     std::function<bool(std::string_view)> print;
     /// Writes a sentence to standard error: what went wrong, or that there is nothing to print.
     std::function<void(const std::string&)> printError;
-    /// Whether a person can have typed the command: standard input and output are a terminal. AI clients also run
-    /// commands, but without one.
+    /// Whether standard input and output are a terminal, so that the user can have typed the command. AI clients also
+    /// run commands, but without a terminal.
     bool isOnTerminal = false;
     /// The width of the terminal at standard output. Absent if there is none.
     std::optional<std::size_t> columns = std::nullopt;
     /// Absent if standard error is not a terminal.
     std::optional<ProgressTerminal> progress;
 
-    /// Whether a person decides. Otherwise says that `what` needs one.
-    [[nodiscard]] bool hasPerson(const std::string& what) const {
+    /// Whether the user can have typed the command. Otherwise prints that `what` needs a terminal.
+    [[nodiscard]] bool requireTerminal(const std::string& what) const {
         if (isOnTerminal) return true;
         printError(what + " needs a person, so this command works only in a terminal. Nothing was changed.");
         return false;

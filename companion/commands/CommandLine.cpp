@@ -29,7 +29,7 @@ constexpr const char* aboutExitStatus = "Exit status:\n"
                                         "  2  Something failed, or the command line is wrong.\n"
                                         "After Ctrl-C, a command cleans up and ends with the signal.";
 
-/// Leaves out the types and marks that the sentence beside an argument makes superfluous.
+/// Prints each argument without CLI11's types and marks. The sentence beside it says more.
 class PlainHelp final : public CLI::Formatter {
 public:
     PlainHelp() {
@@ -75,7 +75,7 @@ public:
         verb(app_, "serve", "Serve AI clients until interrupted. On a terminal, also ask for confirmations.",
              Command::Serve{});
         verb(app_, "status",
-             "Say whether Vostel runs, what it does and how much is kept. The exit status is 1 if it does not run.",
+             "Say whether Vostel runs, what it does and how much is kept. The exit status is 1 if it is not running.",
              Command::Status{});
         verb(app_, "quit", "Ask the running Vostel to end, and wait until it has.", Command::Quit{});
         addConfirmations();
@@ -94,7 +94,7 @@ public:
     Grammar& operator=(const Grammar&) = delete;
 
     std::expected<Command, CommandLineText> parse(std::vector<std::string> arguments) {
-        // The library reads the arguments from the back. It throws on help, version and every error.
+        // CLI11 reads the arguments from the last to the first. It throws on help, version and every error.
         std::ranges::reverse(arguments);
         try {
             app_.parse(std::move(arguments));
@@ -205,7 +205,7 @@ private:
         }
     }
 
-    /// A verb for one kind of what is kept.
+    /// A verb for one kind of stored thing.
     struct KindVerb {
         Command::Kind kind;
         const char* name;
@@ -248,7 +248,7 @@ private:
         addWindow(*search);
     }
 
-    /// The options that choose a part of a long list.
+    /// Adds the options that choose a part of a long list.
     std::array<CLI::Option*, 3> addWindow(CLI::App& list) {
         const auto add = [&](const char* name, auto& value, const char* placeholder, const char* about) {
             return list.add_option(name, value, about)->option_text(placeholder);
@@ -334,7 +334,7 @@ private:
                                        : "'" + name + "' is not one of claude-code, claude-desktop and codex.";
             });
             if (row.action != ClientConfigAction::status) {
-                added->add_flag("--force", force_, "Also change an entry of this name that Vostel did not write.");
+                added->add_flag("--force", force_, "Also change an entry 'vostel' that another program wrote.");
             }
         }
     }

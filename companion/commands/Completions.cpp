@@ -6,7 +6,7 @@ namespace vostel_companion {
 
 namespace {
 
-/// A command with its place: "" for the program, "/delete/transcript".
+/// A command and where it is: "" for the program itself, "/delete/transcript" for a command inside a command.
 struct Place {
     std::string path;
     const CommandDescription& command;
@@ -31,7 +31,7 @@ std::string joined(const std::vector<std::string>& texts, std::string_view separ
     return result;
 }
 
-/// "/confirm | /deny": the alternatives of a shell's case.
+/// "/confirm | /deny": the alternatives in a `case` of a shell.
 std::string pathsOf(const std::vector<Place>& places, std::string_view separator) {
     std::vector<std::string> paths;
     for (const Place& place : places) {

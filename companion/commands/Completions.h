@@ -1,4 +1,4 @@
-// What a shell needs to complete a command line, made from the same table that parses the arguments.
+// Scripts with which a shell completes command lines. They are made from the same table that parses the arguments.
 #pragma once
 
 #include <string>

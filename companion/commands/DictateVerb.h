@@ -1,4 +1,4 @@
-// `Vostel dictate FILE`: transcribes a file, prints the text and adds it to the history of dictation.
+// `Vostel dictate FILE`: transcribes a file, prints the text and adds it to the dictation history.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -6,7 +6,7 @@
 
 namespace vostel_companion {
 
-/// The dictation is delivered once its text is printed. A file without speech adds nothing.
+/// The dictation counts as delivered once its text is printed. A file without speech adds nothing.
 [[nodiscard]] Exit run(const Command::Dictate& verb, CommandContext& context);
 
 } // namespace vostel_companion

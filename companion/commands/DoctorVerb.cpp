@@ -46,7 +46,7 @@ using Time = std::chrono::steady_clock::time_point;
 /// Codex waits a minute by default. An hour of speech takes much longer.
 constexpr std::int64_t shortestToolTimeout = 600;
 
-/// The next bytes of `file`. Empty at its end and after `deadline`.
+/// The next bytes of `file`. Empty at its end and when `deadline` has passed.
 std::string readMore(const posix::FileDescriptor& file, Time deadline) {
     pollfd event{file.get(), POLLIN, 0};
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
@@ -56,12 +56,12 @@ std::string readMore(const posix::FileDescriptor& file, Time deadline) {
     return {piece.data(), count};
 }
 
-/// What the result of a call says, if it is a failure.
+/// The text of a failed result. Absent if the call succeeded.
 std::optional<std::string> failureIn(const MCPValue& result) {
     if (result.boolean("isError") != true) return std::nullopt;
     const MCPValue* content = result.find("content");
     const MCPValue first = content != nullptr && !content->elements().empty() ? content->elements()[0] : MCPValue{};
-    return std::string{first.string("text").value_or("It failed without a reason.")};
+    return std::string{first.string("text").value_or("The call failed and gave no reason.")};
 }
 
 /// Makes the checks one after the other and prints a line for each.
@@ -105,12 +105,12 @@ private:
         if (!S_ISDIR(status.st_mode)) {
             wrong(name + " is not a folder. Move it away; Vostel creates the folder.");
         } else if (status.st_uid != ::geteuid()) {
-            wrong(name + " belongs to another user. Give it back to yourself with chown, or move it away.");
+            wrong(name + " belongs to another user. Take ownership of it with chown, or move it away.");
         } else if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-            wrong(name + " can be written to by other users. Check what is in it, then run: chmod 700 '" +
+            wrong(name + " is writable for other users. Check what is in it, then run: chmod 700 '" +
                   paths_.folder.string() + "'");
         } else if ((status.st_mode & 0700U) != 0700U) {
-            wrong(name + " is closed to yourself. Run: chmod 700 '" + paths_.folder.string() + "'");
+            wrong(name + " is not fully accessible to you. Run: chmod 700 '" + paths_.folder.string() + "'");
         } else {
             fine(name + " is private.");
             return true;
@@ -125,7 +125,7 @@ private:
         auto database = openStore(paths_.database().string());
         if (!database) return wrong(database.error().description());
         if (const auto sound = checkIntegrity(*database); !sound) return wrong(sound.error().description());
-        fine("The database is sound.");
+        fine("The database is intact.");
     }
 
     void checkSocket() {
@@ -137,7 +137,7 @@ private:
         if (!connection) {
             const int reason = connection.error().errorNumber;
             if (reason == ENOENT || reason == ECONNREFUSED) {
-                return note("Vostel does not run. The first call starts it.");
+                return note("Vostel is not running. The first call starts it.");
             }
             if (reason == EPERM || reason == EACCES) {
                 return wrong("This process may not connect to " + inQuotes(path) + " (" +
@@ -163,7 +163,7 @@ private:
                                      RandomUUIDs{posix::randomBytes}().text()};
         const auto frame = MCPWireFraming::encode(MCPWireInboundFrame{request});
         if (!frame || !posix::UnixSocket::writeAll(connection.get(), frame->span())) {
-            return wrong("Vostel runs but takes no call. " + howToEnd());
+            return wrong("Vostel runs but accepts no calls. " + howToEnd());
         }
         const Time deadline = std::chrono::steady_clock::now() + context_.answerTimeout;
         std::string received;
@@ -172,16 +172,16 @@ private:
             if (more.empty()) return wrong("Vostel runs but does not answer. " + howToEnd());
             received += more;
             const auto extracted = MCPWireFraming::extractFrame(received);
-            if (!extracted) return sayIsForeign();
+            if (!extracted) return reportForeignProtocol();
             const auto& whole = *extracted;
             if (!whole) continue;
-            return judgeAnswer(std::string{whole->payload});
+            return checkResponse(std::string{whole->payload});
         }
     }
 
-    void sayIsForeign() {
-        wrong("The program at the socket speaks another protocol. Update Vostel, or end that program if it is another "
-              "one.");
+    void reportForeignProtocol() {
+        wrong(
+            "The program at the socket speaks another protocol. Update Vostel. If the program is not Vostel, end it.");
     }
 
     std::string howToEnd() const {
@@ -190,11 +190,11 @@ private:
         return id > 0 ? "Run: kill " + std::to_string(id) : "End the program that listens at its socket.";
     }
 
-    void judgeAnswer(const std::string& payload) {
+    void checkResponse(const std::string& payload) {
         const MCPValue value = readJSON(payload).value_or(MCPValue{});
         const auto frame = decode<MCPWireOutboundFrame>(value);
         const auto* response = frame ? std::get_if<MCPWireResponse>(&frame->is) : nullptr;
-        if (response == nullptr) return sayIsForeign();
+        if (response == nullptr) return reportForeignProtocol();
         if (const auto* error = std::get_if<MCPWireError>(&response->outcome)) {
             return wrong(error->description());
         }
@@ -215,7 +215,7 @@ private:
         note("yt-dlp is not installed, so links cannot be transcribed. Files can.");
     }
 
-    /// The configuration that the client reads, which a variable may move.
+    /// The configuration file that the client reads. Environment variables of the client can move it.
     fs::path configFile(MCPClientKind kind) const {
         const fs::path usual = configPath(kind, context_.home.string());
         if (kind == MCPClientKind::claudeDesktop) return usual / ClaudeDesktopConfig::manifestPath;
@@ -229,9 +229,9 @@ private:
         const std::string client{displayName(kind)};
         const std::string usual = configPath(kind, context_.home.string());
         const bool isMoved = kind != MCPClientKind::claudeDesktop && file != fs::path{usual};
-        const std::string where = client + (isMoved ? " reads " + inQuotes(file.string()) +
-                                                          ", because a variable of the environment says so. It "
-                                                    : " ");
+        const std::string where =
+            client +
+            (isMoved ? " reads " + inQuotes(file.string()) + ", because an environment variable says so. It " : " ");
         const std::string repair = isMoved
                                        ? "Correct the command by hand to " + inQuotes(context_.helper.string()) + "."
                                        : "Run: Vostel clients install " + std::string{commandLineName(kind)};
@@ -249,7 +249,7 @@ private:
             [&](const Status::StalePath& stale) {
                 const bool exists = ::access(stale.previousCommand.c_str(), X_OK) == 0;
                 wrong(where + "starts " + inQuotes(stale.previousCommand) +
-                      (exists ? ", which is another copy. " : ", which is gone. ") + repair);
+                      (exists ? ", which is another copy. " : ", which does not exist. ") + repair);
             },
             [&](const Status::ForeignEntry& foreign) {
                 wrong(where + "has an entry vostel that starts " + inQuotes(foreign.existingCommand) +
@@ -260,13 +260,13 @@ private:
     void checkConnected(MCPClientKind kind, const fs::path& file, const std::string& where) {
         if (::access(context_.helper.c_str(), X_OK) != 0) {
             return wrong(where + "starts " + inQuotes(context_.helper.string()) +
-                         ", which is gone. Install Vostel again.");
+                         ", which does not exist. Install Vostel again.");
         }
         if (kind == MCPClientKind::codex) {
             const auto text = readConfigFile(file);
             const auto timeout = text ? CodexConfig::toolTimeout(*text) : std::nullopt;
             if (timeout.value_or(60) < shortestToolTimeout) {
-                return wrong(where + "gives a call up after " + std::to_string(timeout.value_or(60)) +
+                return wrong(where + "gives up a call after " + std::to_string(timeout.value_or(60)) +
                              " seconds, and an hour of speech takes longer. Write tool_timeout_sec = 3600 under "
                              "[mcp_servers.vostel] in " +
                              inQuotes(file.string()) + ".");
@@ -275,13 +275,13 @@ private:
         fine(where + "is connected.");
     }
 
-    /// Plays a client: starts the server, as the client would, and lists the models.
+    /// Starts the server as a client would, and calls a tool.
     void checkWholeCall() {
         const Time begun = std::chrono::steady_clock::now();
         std::signal(SIGPIPE, SIG_IGN);
         auto input = posix::Pipe::make();
         auto output = posix::Pipe::make();
-        if (!input || !output) return wrong("No pipe could be made, so the server was not tried.");
+        if (!input || !output) return wrong("No pipe could be made, so the server was not tested.");
         auto server = posix::ChildProcess::start({.executable = context_.helper,
                                                   .environment = posix::currentEnvironment(),
                                                   .input = input->reader.get(),
@@ -303,7 +303,7 @@ private:
         const auto answer = secondAnswer(output->reader, begun + context_.answerTimeout);
         std::ignore = server->kill();
         if (!answer)
-            return wrong("A call through vostel-mcp brought no answer. See " + inQuotes(paths_.log().string()) + ".");
+            return wrong("A call through vostel-mcp got no answer. See " + inQuotes(paths_.log().string()) + ".");
         if (const MCPValue* error = answer->find("error")) {
             return wrong("A call through vostel-mcp failed: " + std::string{error->string("message").value_or("")});
         }

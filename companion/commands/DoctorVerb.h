@@ -1,4 +1,4 @@
-// `Vostel doctor`: checks what goes wrong in practice and says what to do.
+// `Vostel doctor`: checks the installation for frequent problems and says what to do.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -13,7 +13,7 @@
 
 namespace vostel_companion {
 
-/// The dependencies of this verb. It changes nothing, but its call starts the application if that does not run.
+/// The dependencies of this verb. It changes nothing. But its test call starts the application if that is not running.
 struct DoctorContext {
     /// The user's Application Support folder.
     std::filesystem::path support;
@@ -21,12 +21,12 @@ struct DoctorContext {
     /// The vostel-mcp beside this program.
     std::filesystem::path helper;
     std::filesystem::path systemModel;
-    /// Where yt-dlp is looked for, as in the variable PATH.
+    /// The folders in which to look for yt-dlp, as in the variable PATH.
     std::string downloaderPath;
     std::function<std::optional<std::string>(const char*)> environmentVariable;
     // As in CommandContext.
     std::function<bool(std::string_view)> print;
-    /// For the application to answer, and for a whole call.
+    /// How long to wait for the application's answer, and for the whole test call.
     std::chrono::milliseconds answerTimeout{15'000};
 };
 

@@ -11,8 +11,8 @@
 
 namespace vostel_companion {
 
-/// Looks in each of `tables` for the id that begins with `prefix`. Prints an error if `prefix` is malformed or if no id
-/// or several ids begin with it. `thing` is what has the id, as in "request".
+/// Looks in each of `tables` for the id that begins with `prefix`. Prints an error if `prefix` is malformed, and if no
+/// id or more than one begins with it. The error calls the stored thing `thing`, such as "request".
 [[nodiscard]] std::expected<VostelMCPKit::UUID, Exit> findByID(CommandContext& context,
                                                                std::span<const char* const> tables,
                                                                std::string_view thing, const std::string& prefix);

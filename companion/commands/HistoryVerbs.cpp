@@ -26,7 +26,7 @@ namespace {
 using Kind = Command::Kind;
 using State = RecordingSummary::State;
 
-/// What one kind is called, and the tables that hold it. A recorded call is a transcript, too.
+/// The names of one kind, and the tables that hold it. A recorded call counts as a transcript, too.
 struct Naming {
     const char* singular;
     const char* plural;
@@ -80,7 +80,7 @@ ListedThing listed(const Dictation& dictation) {
     return {dictation.id, dictation.date, durationText(dictation.duration), what + previewText(dictation.text)};
 }
 
-/// The newest of several kinds.
+/// The newest entries of one or two tables.
 struct Collected {
     std::vector<ListedThing> things;
     std::int64_t totalCount = 0;
@@ -208,7 +208,7 @@ Exit run(const Command::Delete& verb, CommandContext& context) {
     Transcripts transcripts{context.database};
     const auto transcript = transcripts.find(*id);
     if (!transcript) return context.failed(transcript.error());
-    // Files first: if one cannot be deleted, the entry still leads to it.
+    // Deletes the files first. If that fails, the entry still names them, and the command can be repeated.
     if (const auto done = deleteTranscriptFile(context.paths.transcripts(), *id); !done) {
         return context.failed(done.error());
     }

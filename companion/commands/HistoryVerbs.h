@@ -1,4 +1,4 @@
-// `Vostel transcripts`, `recordings`, `dictations` and `delete`: what is kept of the user's words.
+// `Vostel transcripts`, `recordings`, `dictations` and `delete`: lists, prints and deletes stored texts.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -10,7 +10,7 @@ namespace vostel_companion {
 [[nodiscard]] Exit run(const Command::List& verb, CommandContext& context);
 /// Prints the whole text.
 [[nodiscard]] Exit run(const Command::Show& verb, CommandContext& context);
-/// Deletes everything that is kept of one thing. The user's own file stays.
+/// Deletes one text and everything that belongs to it. The user's own file stays.
 [[nodiscard]] Exit run(const Command::Delete& verb, CommandContext& context);
 
 } // namespace vostel_companion

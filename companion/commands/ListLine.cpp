@@ -11,9 +11,9 @@ namespace vostel_companion {
 
 namespace {
 
-/// Of a narrower terminal, each line takes two rows or more. That reads better than a text of three letters.
+/// On a narrower terminal, lines wrap. That is better than cutting their text down to a few letters.
 constexpr std::size_t narrowestLine = 50;
-/// The verbs take the beginning of an id. Two ids that begin with these characters are very unlikely.
+/// The verbs accept the beginning of an id. Two ids with the same eight characters are very unlikely.
 constexpr std::size_t shortID = 8;
 
 /// At most `most` characters. An ellipsis is the last of them if something was left out.

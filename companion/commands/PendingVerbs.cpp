@@ -38,7 +38,7 @@ Exit run(const Command::ListPending&, CommandContext& context) {
 }
 
 Exit run(const Command::AnswerPending& verb, CommandContext& context) {
-    if (verb.decision == Decision::confirmed && !context.hasPerson("Confirming a request")) return Exit::refused;
+    if (verb.decision == Decision::confirmed && !context.requireTerminal("Confirming a request")) return Exit::refused;
     static constexpr const char* tables[] = {"confirmations"};
     const auto id = findByID(context, tables, "request", verb.id);
     if (!id) return id.error();

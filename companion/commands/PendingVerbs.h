@@ -1,6 +1,6 @@
 // `Vostel pending`, `Vostel confirm ID`, `Vostel deny ID`.
 //
-// They change the store while another process serves. The client that asked sees the outcome at its next call.
+// They change the store while another process serves. The client that asked gets the outcome from its next call.
 #pragma once
 
 #include "companion/commands/Command.h"

@@ -14,11 +14,11 @@ namespace vostel_companion {
 
 namespace {
 
-constexpr int millisecondsBetweenLooks = 20;
+constexpr int pollMilliseconds = 20;
 
 bool hasEnded(pid_t process) {
     if (::kill(process, 0) != 0) return errno == ESRCH;
-    // A process that has ended keeps its number until its parent asks for its status, which some parents never do.
+    // A process that has ended remains as a zombie until its parent reads its status. Some parents never do.
     std::ifstream file{"/proc/" + std::to_string(process) + "/stat"};
     std::string text;
     std::getline(file, text);
@@ -31,7 +31,7 @@ bool endsWithin(pid_t process, std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (!hasEnded(process)) {
         if (std::chrono::steady_clock::now() >= deadline) return false;
-        ::poll(nullptr, 0, millisecondsBetweenLooks);
+        ::poll(nullptr, 0, pollMilliseconds);
     }
     return true;
 }
@@ -50,7 +50,7 @@ Exit run(const Command::Quit& /*verb*/, const QuitContext& context) {
         return Exit::failed;
     }
     if (!*found) {
-        context.printError("Vostel does not run.");
+        context.printError("Vostel is not running.");
         return Exit::refused;
     }
     const pid_t process = (*found)->process;

@@ -1,4 +1,4 @@
-// `Vostel quit`: asks the running application to end, and waits for that.
+// `Vostel quit`: asks the running application to end, and waits until it has.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -22,7 +22,7 @@ struct QuitContext {
     std::chrono::milliseconds timeout{10'000};
 };
 
-/// `refused` if the application does not run, `failed` if it still runs after the timeout.
+/// `refused` if the application is not running, `failed` if it still runs after the timeout.
 [[nodiscard]] Exit run(const Command::Quit& verb, const QuitContext& context);
 
 } // namespace vostel_companion

@@ -19,7 +19,7 @@ using VostelMCPKit::UUID;
 
 namespace {
 
-/// Each report waits for the disk, and clients need no finer steps.
+/// Progress is stored in these steps. Each report waits for the disk, and clients need no finer ones.
 constexpr double reportedStep = 0.02;
 
 /// One audio file of the call.
@@ -63,7 +63,7 @@ public:
         return lines;
     }
 
-    /// Stores the reason with the recording. If that fails too, the user still sees the reason.
+    /// Stores the reason with the recording. A failure is ignored, because the user sees the reason anyway.
     void fail(const std::string& reason) { std::ignore = recordings_.fail(id_, reason); }
 
 private:

@@ -6,8 +6,7 @@
 
 namespace vostel_companion {
 
-/// Files that cannot be read leave no trace in the store. A later failure is stored as a failed recording with its
-/// reason.
+/// If a file cannot be read, nothing is stored. A later failure is stored as a failed recording with its reason.
 [[nodiscard]] Exit run(const Command::Record& verb, CommandContext& context);
 
 } // namespace vostel_companion

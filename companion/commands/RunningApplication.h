@@ -1,4 +1,4 @@
-// The application that runs, as another process of the user sees it.
+// Finds the running application from another process of the same user.
 #pragma once
 
 #include <ctime>

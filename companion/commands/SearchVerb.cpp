@@ -9,7 +9,7 @@ namespace vostel_companion {
 
 namespace {
 
-/// Longer than the preview of a list, so that the words that were found are rarely cut off.
+/// Longer than the preview of a list, so that the found words are rarely cut off.
 constexpr std::size_t excerptCharacters = 120;
 
 std::string titleOf(const SearchHit& hit) {

@@ -1,4 +1,4 @@
-// `Vostel search WORDS...`: finds what was said, wherever it is kept.
+// `Vostel search WORDS...`: finds words in all stored texts.
 #pragma once
 
 #include "companion/commands/Command.h"

@@ -45,7 +45,7 @@ CallServer::Limits limitsWithDescriptors() {
     return {.connections = 120, .calls = 40, .waitingCalls = 60};
 }
 
-/// What keeps the application from working, as a sentence for the user. Absent if nothing does.
+/// Why the application cannot work, as a sentence for the user. Absent if it can.
 std::optional<std::string> findObstacle(const Paths& paths) {
     if (const auto prepared = prepareFolder(paths.folder); !prepared) return prepared.error().description();
     auto database = openStore(paths.database());
@@ -54,7 +54,7 @@ std::optional<std::string> findObstacle(const Paths& paths) {
     return std::nullopt;
 }
 
-/// "transcribe_file for claude-code: done in 12.3 s". Says nothing of arguments and results, which are private.
+/// "transcribe_file for 'claude-code': done after 12.3 s". Arguments and results are private, so they are left out.
 std::string logLine(const std::string& tool, const std::string& client, const VostelMCPKit::MCPToolOutcome& outcome,
                     std::chrono::duration<double> time) {
     const char* const what = VostelMCPKit::match(
@@ -67,7 +67,8 @@ std::string logLine(const std::string& tool, const std::string& client, const Vo
     return tool + " for " + inQuotes(client) + ": " + what + " after " + seconds;
 }
 
-/// Every call of `tools` leaves a line in `log`, and is in `longCalls` while it runs. Both outlive the tools.
+/// Makes every call of `tools` write a line to `log`, and lists it in `longCalls` while it runs. Both outlive the
+/// tools.
 void noteCalls(ToolTable& tools, Log& log, LongCalls& longCalls) {
     for (auto& [name, tool] : tools) {
         tool = [&log, &longCalls, toolName = name, run = std::move(tool)](const ToolCall& call) {
@@ -84,7 +85,7 @@ void noteCalls(ToolTable& tools, Log& log, LongCalls& longCalls) {
     }
 }
 
-/// Gives back the memory that an idle application does not need.
+/// Returns the memory that an idle application does not need to the system.
 [[noreturn]] void freeIdleMemory(Transcriber& transcriber) {
     constexpr auto interval = Transcriber::keptIdle / 4;
     static_assert(interval >= std::chrono::seconds{1}, "a thread that does not sleep takes a whole processor");
@@ -94,8 +95,8 @@ void noteCalls(ToolTable& tools, Log& log, LongCalls& longCalls) {
     }
 }
 
-/// Answers every call with the reason why the application cannot work, so the user learns it from the AI client. Ends
-/// after a call that finds the reason gone; the next call starts the application again.
+/// Answers every call with the reason why the application cannot work, so the user learns it from the AI client. When a
+/// call finds that the reason no longer holds, the program ends. The next call then starts the application again.
 Exit explain(ListeningSocket socket, const Paths& paths, const CallServer::Limits& limits,
              const TerminationSignals& signals) {
     CallServer* running = nullptr;
@@ -104,7 +105,7 @@ Exit explain(ListeningSocket socket, const Paths& paths, const CallServer::Limit
         tools[tool.name] = [&](const ToolCall&) {
             if (auto obstacle = findObstacle(paths)) return VostelMCPKit::MCPToolOutcome::failed(*std::move(obstacle));
             running->stop();
-            return VostelMCPKit::MCPToolOutcome::failed("Vostel could not work until now, and starts again with the "
+            return VostelMCPKit::MCPToolOutcome::failed("Vostel can work again and starts with the "
                                                         "next call. Please repeat this call.");
         };
     }
@@ -145,7 +146,7 @@ Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTer
     if (const auto obstacle = findObstacle(paths)) {
         log.write("cannot work: " + *obstacle);
         const Exit exit = fail(*obstacle);
-        // A person at a terminal has read the reason. AI clients ask for it.
+        // A user at the terminal has read the reason. AI clients get it as the answer to their calls.
         return hasTerminal ? exit : explain(*std::move(socket), paths, limits, signals);
     }
     // The connection stays open: SQLite writes the whole log back into the file when the last connection closes, and

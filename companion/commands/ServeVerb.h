@@ -8,8 +8,8 @@
 namespace vostel_companion {
 
 /// Serves the socket until a signal asks the program to end, and then exits. Returns only if it could not start, for
-/// example because another process serves already. `hasTerminal`: standard input and output are a terminal, so the user
-/// can be asked there.
+/// example because another process serves already. With `hasTerminal`, standard input and output are a terminal, and
+/// the user is asked there for confirmations.
 [[nodiscard]] Exit serve(const std::filesystem::path& applicationSupportDirectory, bool hasTerminal);
 
 } // namespace vostel_companion

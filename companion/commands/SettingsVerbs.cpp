@@ -21,8 +21,8 @@ Exit run(const Command::ShowSettings&, CommandContext& context) {
 }
 
 Exit run(const Command::SetReading& verb, CommandContext& context) {
-    if (verb.isAllowed && !context.hasPerson("Allowing AI clients to read")) return Exit::refused;
-    // One transaction reads and writes, so that two settings that are changed at the same time are both kept.
+    if (verb.isAllowed && !context.requireTerminal("Allowing AI clients to read")) return Exit::refused;
+    // Reads and writes in one transaction. Otherwise one of two changes at the same time could be lost.
     const auto saved =
         inTransaction(context.database, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
             auto settings = loadSettings(context.database);

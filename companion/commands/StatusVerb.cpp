@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Where the facts begin in each line.
+/// The column in which the facts begin.
 constexpr std::size_t nameWidth = 13;
 
 std::string timeText(std::time_t time) {

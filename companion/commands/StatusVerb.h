@@ -1,4 +1,4 @@
-// `Vostel status`: whether the application runs, what it does and how much is kept.
+// `Vostel status`: whether the application runs, what it does and how much it stores.
 #pragma once
 
 #include "companion/commands/Command.h"
@@ -20,7 +20,7 @@ struct StatusContext {
     std::function<void(const std::string&)> printError;
 };
 
-/// One line for each fact. `refused` if the application does not run.
+/// One line for each fact. `refused` if the application is not running.
 [[nodiscard]] Exit run(const Command::Status& verb, const StatusContext& context);
 
 } // namespace vostel_companion

@@ -14,8 +14,8 @@ TranscriptSource sourceOf(const std::string& typed, const std::filesystem::path&
     return {TranscriptSource::Kind::file, workingFolder / typed};
 }
 
-/// Says what the reader must know and where the transcript is.
-Exit tell(const StoredTranscription& stored, CommandContext& context) {
+/// Prints the notes and the id of the transcript.
+Exit printNotes(const StoredTranscription& stored, CommandContext& context) {
     for (const std::string& note : stored.notes) context.printError(note);
     if (!stored.id) return Exit::failed;
     const std::string id = stored.id->text();
@@ -54,7 +54,7 @@ Exit run(const Command::Transcribe& verb, CommandContext& context) {
             context.print((number > 0 ? "\n==> " : "==> ") + printableLine(typed) + " <==\n");
         }
         if (!stored->text.empty()) context.print(printable(stored->text) + "\n");
-        worst = std::max(worst, tell(*stored, context));
+        worst = std::max(worst, printNotes(*stored, context));
     }
     return worst;
 }

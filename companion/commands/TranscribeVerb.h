@@ -6,8 +6,8 @@
 
 namespace vostel_companion {
 
-/// Prints each text and says under which id it is stored. One that fails does not stop the others. Stores as the tools
-/// do, so it opens the database by its path.
+/// Prints each text and the id under which it is stored. If one source fails, the others are still transcribed. It
+/// stores with the code of the tools, which opens the database by its path.
 [[nodiscard]] Exit run(const Command::Transcribe& verb, CommandContext& context);
 
 } // namespace vostel_companion

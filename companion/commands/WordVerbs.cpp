@@ -39,7 +39,7 @@ Exit run(const Command::AddWord& verb, CommandContext& context) {
 
 Exit run(const Command::RemoveWords& verb, CommandContext& context) {
     Exit exit = Exit::done;
-    // One by one, so that each one that is missing can be named.
+    // Removes them one by one, so that each missing word can be named.
     for (const std::string& word : verb.words) {
         const auto removed = Vocabulary{context.database}.remove({&word, 1});
         if (!removed) return context.failed(removed.error());

@@ -17,7 +17,7 @@ constexpr std::array<std::string_view, 3> commandPath = {"mcpServers", entryName
 constexpr std::span<const std::string_view> entryPath = std::span{commandPath}.first(2);
 constexpr std::span<const std::string_view> serversPath = std::span{commandPath}.first(1);
 
-/// The contents of a text, by value and by place.
+/// What a text contains: its values, and the places of the members that are edited.
 struct Contents {
     MCPValue document = MCPValue::object(std::vector<MCPValue::Member>{});
     std::optional<JSONMemberSpan> servers;

@@ -17,12 +17,13 @@ namespace vostel_companion::ClaudeCodeConfig {
 [[nodiscard]] std::expected<std::optional<std::string>, ConfigError> existingCommand(std::string_view text);
 
 /// `text` with `entry` added. In an older entry of ours only the command changes. A foreign entry is replaced
-/// completely, so ask first.
+/// completely, so ask the user first.
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 
 /// `text` without the entry under our name, even if it is a foreign one, and without `mcpServers` if it is empty then.
-/// `original` is the text from before withEntry, or empty if that is not known. An `mcpServers` that it has stays.
+/// `original` is the text from before withEntry, or empty if that is not known. If it has an `mcpServers`, that member
+/// stays.
 [[nodiscard]] std::expected<std::string, ConfigError> withoutEntry(std::string_view text,
                                                                    std::string_view original = {});
 

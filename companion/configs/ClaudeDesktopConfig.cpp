@@ -14,19 +14,19 @@ namespace {
 using namespace VostelMCPKit;
 using namespace VostelMCPKit::MCPClientConfigLogic;
 
-/// The extension's own version. Raise it when the manifest says something else about the server.
+/// The extension's own version. Raise it when the content of the manifest changes.
 constexpr const char* extensionVersion = "1.0.0";
 
 std::expected<MCPValue, ConfigError> readManifest(std::string_view text) {
     constexpr std::array<std::string_view, 3> commandPath = {"server", "mcp_config", "command"};
     auto manifest = readConfigJSON(text);
     if (!manifest) return manifest;
-    // Fails for a member that is there twice.
+    // Fails if a member occurs twice.
     if (const auto command = memberAt(text, commandPath); !command) return std::unexpected(command.error());
     return manifest;
 }
 
-/// What the user may have added to an older manifest of ours, as far as the client allows it.
+/// Values that the user may have added to an older manifest of ours. Values that the client would refuse are left out.
 struct Additions {
     MCPValue arguments = MCPValue::array({});
     std::optional<MCPValue> environment;

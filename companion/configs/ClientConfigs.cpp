@@ -78,8 +78,8 @@ bool isInstalled(const Signs& signs, std::string_view searchPath) {
            (!signs.program.empty() && findProgram(signs.program, searchPath));
 }
 
-/// Whether the file would say nothing without our entry.
-bool saysNothing(std::string_view text) {
+/// Whether `text` has no content: it is blank or an empty object.
+bool isEmptyConfig(std::string_view text) {
     const std::string_view content = VostelMCPKit::trimmed(text.substr(contentStart(text)));
     return content.empty() || content == "{}";
 }
@@ -92,8 +92,8 @@ bool isMissing(const ClientEntryStatus& status) {
     return std::holds_alternative<Status::NotInstalled>(status.command.is);
 }
 
-std::expected<ClientEntryStatus, ConfigError> judge(const Format& format, std::string_view text,
-                                                    const MCPClientEntry& entry) {
+std::expected<ClientEntryStatus, ConfigError> statusIn(const Format& format, std::string_view text,
+                                                       const MCPClientEntry& entry) {
     const auto command = format.existingCommand(text);
     if (!command) return std::unexpected(command.error());
     ClientEntryStatus status{compareInstallation(*command, entry)};
@@ -167,7 +167,7 @@ private:
                     return "updated in " + path_ + ", where it started " + anotherCopy(stale) + ".";
                 },
                 [&](const Status::ForeignEntry& foreign) {
-                    return "installed in " + path_ + " in the place of an entry that " + whatItStarts(foreign) + ".";
+                    return "installed in " + path_ + " instead of an entry that " + whatItStarts(foreign) + ".";
                 }) +
                 backupNote(*change));
         if (!manualRemovalNote(kind_)) return;
@@ -182,7 +182,7 @@ private:
         const auto change = editConfigFile(format_.path, [&](std::string_view text) { return withoutEntry(text); });
         if (!change) return fail(change.error());
         if (isForeign(found_) && !request_.force) return sayForeign("remove");
-        // Only a foreign entry is worth a backup: what we added is gone on purpose.
+        // A backup is kept only of a foreign entry. The user wanted our own entry to be removed.
         std::string rest = backupNote(*change);
         if (!change->backup) {
             const auto deleted = deleteConfigBackups(format_.path);
@@ -198,7 +198,7 @@ private:
     }
 
     std::expected<EditedConfig, ConfigError> withoutEntry(std::string_view text) {
-        const auto status = judge(format_, text, entry_);
+        const auto status = statusIn(format_, text, entry_);
         if (!status) return std::unexpected(status.error());
         found_ = *status;
         if (isMissing(found_) || (isForeign(found_) && !request_.force)) return EditedConfig{std::string{text}};
@@ -206,16 +206,16 @@ private:
         if (original && format_.withEntry(*original, entry_) == text) return EditedConfig{*original, false};
         auto rest = format_.withoutEntry(text, original.value_or(""));
         if (!rest) return std::unexpected(std::move(rest.error()));
-        const bool wasOurs = !original && !isForeign(found_) && saysNothing(*rest);
+        const bool wasOurs = !original && !isForeign(found_) && isEmptyConfig(*rest);
         return EditedConfig{wasOurs ? std::nullopt : std::optional{*std::move(rest)}, isForeign(found_)};
     }
 
-    /// The file from before our entry was added, if its backup is there. Otherwise there was no file, or nobody knows.
+    /// The text of the file from before our entry was added, read from the backup. Absent if there is no such backup.
     std::optional<std::string> originalText() const {
         auto backup = readConfigBackup(format_.path);
         if (!backup) return std::nullopt;
         const auto command = format_.existingCommand(*backup);
-        // An update of the entry has kept a file with our entry.
+        // A backup that was made when our entry was updated already contains our entry.
         if (!command || *command) return std::nullopt;
         return backup;
     }
@@ -233,13 +233,13 @@ private:
     std::expected<ClientEntryStatus, ConfigError> readStatus() const {
         const auto text = readConfigFile(format_.path);
         if (!text) return std::unexpected(text.error());
-        return judge(format_, *text, entry_);
+        return statusIn(format_, *text, entry_);
     }
 
-    // Both edits leave the status from before them in `found_`, and a foreign entry as it is unless that is forced.
+    // Both edits store the status from before the edit in `found_`. Without --force they change no foreign entry.
 
     std::expected<EditedConfig, ConfigError> withEntry(std::string_view text) {
-        const auto status = judge(format_, text, entry_);
+        const auto status = statusIn(format_, text, entry_);
         if (!status) return std::unexpected(status.error());
         found_ = *status;
         if (isForeign(found_) && !request_.force) return EditedConfig{std::string{text}};
@@ -249,7 +249,7 @@ private:
     }
 
     static std::string backupNote(const ConfigFileChange& change) {
-        return change.backup ? " The file as it was is kept as " + change.backup->string() + "." : "";
+        return change.backup ? " The previous file is kept as " + change.backup->string() + "." : "";
     }
 
     void say(ClientConfigExit exit, const std::string& sentence) {
@@ -310,7 +310,7 @@ std::expected<ClientEntryStatus, ConfigError> clientConfigStatus(MCPClientKind k
                                                                  const std::string& helperPath) {
     const auto text = readConfigFile(file);
     if (!text) return std::unexpected(text.error());
-    return judge(formatOf(kind, "/"), *text, {helperPath, {}});
+    return statusIn(formatOf(kind, "/"), *text, {helperPath, {}});
 }
 
 ClientConfigReport processClientConfigs(const ClientConfigRequest& request) {
@@ -328,7 +328,8 @@ ClientConfigReport processClientConfigs(const ClientConfigRequest& request) {
     }
     // Configuration files are text. No quoting preserves these characters in the files of all clients.
     if (!isValidUTF8(request.helperPath) || hasControlCharacter(request.helperPath)) {
-        return refusal("The path of the server, " + helper + ", holds characters that no configuration can hold.");
+        return refusal("The path of the server, " + helper +
+                       ", contains characters that configuration files cannot contain.");
     }
 
     ClientConfigReport report;

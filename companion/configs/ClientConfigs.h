@@ -25,7 +25,7 @@ struct ClientConfigRequest {
     std::string helperPath;
     /// Also replaces or removes a foreign entry under our name.
     bool force = false;
-    /// Where the programs of the clients are looked for, as in the variable PATH.
+    /// The folders in which to look for the programs of the clients, as in the variable PATH.
     std::string searchPath = {};
 };
 
@@ -52,7 +52,7 @@ struct ClientConfigReport {
 /// The client's name on our command line.
 [[nodiscard]] std::string_view commandLineName(VostelMCPKit::MCPClientKind kind);
 
-/// How a client's entry compares with the one that we want.
+/// How a client's entry compares with the wanted one.
 struct ClientEntryStatus {
     VostelMCPKit::MCPClientConfigLogic::InstallationStatus command;
     /// It starts the right server, but it was written by an earlier version, in a form that the client may refuse.

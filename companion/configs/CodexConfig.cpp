@@ -13,8 +13,8 @@ namespace {
 
 using namespace VostelMCPKit::MCPClientConfigLogic;
 
-/// Codex gives a call up after a minute unless told otherwise. An hour of speech takes a quarter of an hour on one core
-/// of a slow machine.
+/// By default, Codex gives up a call after five minutes or less. An hour of speech takes a quarter of an hour on one
+/// core of a slow machine.
 constexpr std::string_view toolTimeout = "tool_timeout_sec = 3600\n";
 
 /// The line break that ends just before `at`. Empty when there is none.
@@ -29,7 +29,7 @@ bool isEmptyLineBefore(std::string_view text, std::size_t at) {
     return line < at && (line == contentStart(text) || !breakBefore(text, line).empty());
 }
 
-/// The range to remove with `lines`: a table includes the empty line that separates it from the text before it.
+/// The range to remove for `lines`. For a table it includes the empty line that separates it from the text before it.
 ConfigRange extended(std::string_view text, const CodexOutline::Lines& lines) {
     auto [begin, end] = lines.range;
     const bool isLast = end == text.size();
@@ -45,7 +45,7 @@ std::string cut(std::string_view text, const CodexOutline& outline) {
     for (auto lines = outline.entry.rbegin(); lines != outline.entry.rend(); ++lines) {
         out = replaced(out, extended(out, *lines), "");
     }
-    // A file whose last line had no line break still has none.
+    // If the last line had no line break, it must have none afterwards.
     const bool losesItsEnd = !outline.entry.empty() && outline.entry.back().range.end == text.size();
     if (losesItsEnd && !text.ends_with('\n')) out.resize(out.size() - breakBefore(out, out.size()).size());
     return out;

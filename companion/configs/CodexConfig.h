@@ -21,8 +21,8 @@ namespace vostel_companion::CodexConfig {
 [[nodiscard]] std::optional<std::int64_t> toolTimeout(std::string_view text);
 
 /// `text` with `entry` appended, and a timeout that is long enough for transcriptions. In an older entry of ours only
-/// the command changes, in place. A foreign entry is replaced completely, so ask first. The command contains no control
-/// characters.
+/// the command changes, in place. A foreign entry is replaced completely, so ask the user first. The command contains
+/// no control characters.
 [[nodiscard]] std::expected<std::string, ConfigError>
 withEntry(std::string_view text, const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry& entry);
 

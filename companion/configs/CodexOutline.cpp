@@ -13,7 +13,7 @@ using VostelMCPKit::isASCIILetter;
 
 namespace {
 
-/// What a key's path means for our entry.
+/// How the path of a key relates to our entry.
 enum class Place { root, servers, entry, command, insideEntry, elsewhere };
 
 constexpr std::string_view serversName = "mcp_servers";
@@ -102,7 +102,7 @@ private:
         return true;
     }
 
-    /// Reads a key, dotted or not, and follows it.
+    /// Reads a key, dotted or not, and moves `place` along it.
     bool readKey(Place& place) {
         do {
             skipBlanks();
@@ -143,8 +143,8 @@ private:
         return true;
     }
 
-    /// After a value or an opening bracket: closes the containers that end here. True if another value follows, the one
-    /// of `place`.
+    /// After a value or an opening bracket: closes the containers that end here. True if another value follows. `place`
+    /// is then the place of that value.
     bool advance(Place& place, std::vector<Container>& containers) {
         bool mayEnd = std::exchange(isOpened_, false);
         while (!containers.empty()) {

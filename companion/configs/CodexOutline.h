@@ -8,12 +8,11 @@
 // Keys may be quoted or bare, and sub-tables may be anywhere. Similar text in comments and strings is ignored. The
 // scanner follows the grammar of TOML 1.0. Of TOML 1.1 it accepts line breaks and trailing commas in inline tables, and
 // the new escapes. It does not validate numbers, dates and unrelated tables. Nothing recurses, and memory does not grow
-// with the depth or the length of keys. Thread-safe. MCPClientConfigLogic::parseCodexTable of the kit is another reader
-// on purpose. It answers one simple question about one spelling of the table. An editor needs every spelling, and the
-// places in the text.
+// with the depth or the length of keys. Thread-safe.
 //
-// The kit has a reader too, parseCodexTable. It reads one simple spelling and knows no positions, so it cannot serve an
-// editor; the tests use it to check that what we wrote can be read back.
+// Deliberate: the kit has another reader, MCPClientConfigLogic::parseCodexTable. It reads only one form of the table
+// and knows no positions. An editor needs every form and the positions. The tests use the kit's reader to check that
+// what we wrote can be read back.
 #pragma once
 
 #include "companion/configs/ConfigError.h"
@@ -39,7 +38,7 @@ struct CodexOutline {
 
     /// In the order of the text. Empty without an entry, and if the entry is inside `inlineServers`.
     std::vector<Lines> entry;
-    /// The entry's command, and the range of its value with the quotation marks. If the command is not a string, there
+    /// The range of the command's value, with the quotation marks, and its text. If the command is not a string, there
     /// is no text, and the range is only the beginning of the value.
     std::optional<ConfigRange> commandValue;
     std::optional<std::string> command;

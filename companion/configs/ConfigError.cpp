@@ -20,20 +20,20 @@ std::string ConfigError::description(std::string_view path) const {
             const std::string problem = error.problem.empty() ? "" : ": " + error.problem;
             return file + " is not valid " + error.language + " at " + text(error.at) + problem + ".";
         },
-        [&](const NumberOutOfRange&) { return file + " holds a number that is too large to be read."; },
+        [&](const NumberOutOfRange&) { return file + " contains a number that is too large."; },
         [&](const NotAnObject& error) {
-            if (error.name.empty()) return file + " does not hold an object (" + text(error.at) + ").";
+            if (error.name.empty()) return file + " does not contain an object (" + text(error.at) + ").";
             return file + " has something other than an object under " + error.name + " (" + text(error.at) + ").";
         },
         [&](const Repeated& error) {
-            return file + " says " + error.name + " more than once, again at " + text(error.at) +
+            return file + " contains " + error.name + " more than once, again at " + text(error.at) +
                    "; keep one of them and try again.";
         },
         [&](const UneditableForm& error) {
             return file + " writes " + error.name + " as " + error.form + " (" + text(error.at) +
                    "), which Vostel does not edit; change it by hand.";
         },
-        [&](const Unverified&) { return file + " was left as it is, because the edit of it could not be verified."; },
+        [&](const Unverified&) { return file + " was not changed, because the edit could not be verified."; },
         [](const NotAFile& error) { return error.path + " is not a regular file."; },
         [](const TooLarge& error) {
             return error.path + " is larger than " + std::to_string(error.limit / (1024 * 1024)) +

@@ -25,7 +25,8 @@ struct ConfigError {
     struct NumberOutOfRange {
         bool operator==(const NumberOutOfRange&) const = default;
     };
-    /// What should hold our entry holds something else; `name` is empty for the whole document.
+    /// The member `name` must be an object, because it contains our entry, but it is not. An empty `name` is the whole
+    /// document.
     struct NotAnObject {
         std::string name;
         ConfigPosition at;
@@ -44,7 +45,8 @@ struct ConfigError {
         std::string form;
         bool operator==(const UneditableForm&) const = default;
     };
-    /// The edited text, read again, does not say what it should. A defect of ours, caught before the file was touched.
+    /// The edited text, read again, does not have the expected content. This is a bug of ours, found before the file
+    /// was changed.
     struct Unverified {
         bool operator==(const Unverified&) const = default;
     };
@@ -64,7 +66,7 @@ struct ConfigError {
         std::string path;
         bool operator==(const ReadOnly&) const = default;
     };
-    /// Another program changed the file each time we were about to.
+    /// Another program changed the file during each of our attempts.
     struct ConcurrentlyModified {
         std::string path;
         bool operator==(const ConcurrentlyModified&) const = default;

@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t sizeLimit = std::size_t{64} * 1024 * 1024;
 constexpr int linkLimit = 40;
 constexpr int attemptLimit = 10;
-/// Earlier versions kept up to this many.
+/// Earlier versions kept up to this many. One is kept now.
 constexpr int mostBackups = 100;
 
 /// What a replacement has to preserve, and what shows that the file has changed.
@@ -35,7 +35,7 @@ struct Snapshot {
     bool operator==(const Snapshot&) const = default;
 };
 
-/// Follows the links at `path` to their end, which need not exist.
+/// Follows symbolic links from `path` to the last target, which need not exist.
 std::expected<fs::path, posix::SystemError> withoutLinks(fs::path path) {
     for (int links = 0; links < linkLimit; ++links) {
         std::error_code failure;
@@ -74,15 +74,15 @@ bool changesNothing(const EditedConfig& edited, std::string_view text, bool exis
 std::expected<void, ConfigError> checkWritable(const fs::path& path) {
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return posix::systemError("read", path);
-    // Deliberate: the superuser also respects a file that nobody may write, although access() allows it. The mode of
-    // the file counts too, although replacing it needs only its folder, because its owner has protected it.
+    // Deliberate: a file that nobody may write stays unchanged, although the superuser could write it. Replacing a file
+    // needs only write access to its folder, but the mode of the file shows that its owner has protected it.
     if ((status.st_mode & 0222U) == 0 || ::access(path.c_str(), W_OK) != 0) {
         return std::unexpected(ConfigError::ReadOnly{path.string()});
     }
     return {};
 }
 
-/// The names that a backup of `target` can have. Only the first one is used, unless something else has it.
+/// The names that a backup of `target` can have. The first one is used, unless something other than a file has it.
 std::vector<fs::path> backupNames(const fs::path& target) {
     std::vector<fs::path> names;
     for (int number = 1; number <= mostBackups; ++number) {
@@ -176,7 +176,7 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
     }
     if (done) done = posix::synchronizeFolder(target.parent_path());
     if (!done) return std::unexpected(std::move(done.error()));
-    // A copy of the file remains in each older backup, so the change is complete only without them.
+    // Only the newest backup is kept.
     if (kept) {
         const auto deleted = deleteBackups(target, kept);
         if (!deleted) return std::unexpected(deleted.error());
@@ -184,8 +184,8 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
     return ConfigFileChange{true, kept};
 }
 
-/// Our own processes exclude each other. Deliberate: continues without a lock, which some network file systems do not
-/// offer. The last check before the replacement finds the changes of others.
+/// Keeps our own processes from editing at the same time. Deliberate: continues without a lock, because some network
+/// file systems have none. The last check before the replacement finds other changes.
 std::optional<posix::FileLock> lockFolder(const fs::path& folder) {
     auto lock = posix::FileLock::acquire(folder, posix::FileLock::IfMissing::fail);
     if (!lock) return std::nullopt;

@@ -20,11 +20,11 @@ namespace vostel_companion {
 /// The text of the file at `path`, empty when there is no file.
 [[nodiscard]] std::expected<std::string, ConfigError> readConfigFile(const std::filesystem::path& path);
 
-/// What an edit makes of a file.
+/// The result of an edit.
 struct EditedConfig {
     /// Absent: the file is deleted.
     std::optional<std::string> text;
-    /// The file as it was is kept as the backup. Otherwise an earlier backup stays.
+    /// Keeps the old file as the backup. Otherwise an earlier backup stays.
     bool keepsBackup = true;
 };
 

@@ -24,7 +24,7 @@ struct JSONMemberSpan {
     bool operator==(const JSONMemberSpan&) const = default;
 };
 
-/// Whether `text` has only white space, as a file that its program has not written yet.
+/// Whether `text` is empty or only white space, as before its program has written the file.
 [[nodiscard]] bool isBlank(std::string_view text);
 
 /// Reads the value in `text`. Half a surrogate pair, written as an escape, reads as U+FFFD: other programs write such

@@ -41,7 +41,7 @@ Child::startOnTerminal(const std::vector<std::string>& command) {
     posix::FileDescriptor reader{::fcntl(outside.get(), F_DUPFD_CLOEXEC, 0)};
     termios settings{};
     if (inside.get() < 0 || reader.get() < 0 || ::tcgetattr(inside.get(), &settings) != 0) return failed();
-    // Otherwise it would end lines with a carriage return, too.
+    // Raw mode, because the terminal would otherwise add a carriage return to each line.
     ::cfmakeraw(&settings);
     if (::tcsetattr(inside.get(), TCSANOW, &settings) != 0) return failed();
     auto process = posix::ChildProcess::start({.executable = command.front(),

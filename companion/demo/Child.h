@@ -38,7 +38,7 @@ private:
     posix::ChildProcess process_;
     posix::FileDescriptor input_;
     posix::FileDescriptor output_;
-    /// What was read and belongs to later lines.
+    /// Bytes of later lines that have been read already.
     std::string unread_;
 };
 

@@ -1,4 +1,4 @@
-// A conversation with vostel-mcp as an AI client has it, printed line by line.
+// Talks to vostel-mcp as an AI client does, and prints every line.
 #pragma once
 
 #include "companion/demo/Child.h"
@@ -24,8 +24,8 @@ public:
     Conversation(const Conversation&) = delete;
     Conversation& operator=(const Conversation&) = delete;
 
-    /// Sends a request and waits for its response. Both are shown, and the progress in between. Fails with a sentence
-    /// if the server ends or answers with an error.
+    /// Sends a request and waits for its response. Prints both, and the progress in between. Fails with a sentence if
+    /// the server ends or answers with an error.
     [[nodiscard]] std::expected<VostelMCPKit::MCPValue, std::string> ask(std::string_view method,
                                                                          VostelMCPKit::MCPValue params);
     void notify(std::string_view method);

@@ -18,7 +18,7 @@ std::string inCapitals(std::string word) {
 std::optional<Rule> ruleThatChanges(std::string_view text) {
     std::string_view longest;
     while (!text.empty()) {
-        // Between words there are spaces, the marks of sentences and the empty lines of paragraphs.
+        // Spaces, full stops and line breaks separate words.
         const std::string_view word = text.substr(0, text.find_first_of(" .\n"));
         if (word.size() > longest.size()) longest = word;
         text.remove_prefix(std::min(text.size(), word.size() + 1));

@@ -11,11 +11,11 @@ using Kind = DownloadError::Refused::Kind;
 const char* sentence(Kind kind) {
     switch (kind) {
     case Kind::unavailable:
-        return "The video is not available (any more).";
+        return "The video is not available.";
     case Kind::isPrivate:
         return "The video is private, or for members of its channel only.";
     case Kind::signInNeeded:
-        return "YouTube shows the video only to people who have signed in, which Vostel does not.";
+        return "YouTube shows the video only to signed-in users, and Vostel cannot sign in.";
     case Kind::notInThisCountry:
         return "The video is not available in this country.";
     case Kind::tooManyRequests:
@@ -42,7 +42,7 @@ std::string DownloadError::description() const {
                    " MiB, which is more than Vostel downloads.";
         },
         [](const TookTooLong& late) {
-            return "The download took longer than " + std::to_string(late.limit.count()) + " minutes and was given up.";
+            return "The download took longer than " + std::to_string(late.limit.count()) + " minutes and was stopped.";
         },
         [](const NotOneFinishedVideo&) {
             return std::string{"The link does not lead to one finished video of at most 24 hours, so nothing was "

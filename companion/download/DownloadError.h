@@ -52,8 +52,8 @@ struct DownloadError {
     bool operator==(const DownloadError&) const = default;
 };
 
-/// The meaning of yt-dlp's message, if we know it. Deliberate: the message itself is not passed on. It may repeat text
-/// of the page, which could contain instructions for the AI client's model.
+/// The error for a message of yt-dlp. A message that we do not know gives `Failed`. Deliberate: the message itself is
+/// not passed on. It may repeat text of the page, which could contain instructions for the AI client's model.
 [[nodiscard]] DownloadError downloadFailure(const std::string& message, int status);
 
 } // namespace vostel_companion

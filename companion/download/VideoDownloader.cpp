@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* downloaderName = "yt-dlp";
-/// What a line of progress begins with, as we have yt-dlp print it.
+/// The beginning of each line of progress, which we tell yt-dlp to print.
 constexpr std::string_view progressMark = "[vostel] ";
 constexpr std::size_t longestLine = 4096;
 
@@ -35,7 +35,7 @@ std::unexpected<DownloadError> systemFailed(const char* attempt, VostelMCPKit::P
     return failed({posix::SystemError{attempt, reason}});
 }
 
-/// As the value of yt-dlp's option, where a percent sign begins a field.
+/// The value of yt-dlp's option --output. Percent signs are doubled, because a single one begins a field.
 std::string outputTemplate(const fs::path& folder) {
     std::string text;
     for (const char c : folder.string()) text.append(c == '%' ? 2 : 1, c);
@@ -46,14 +46,14 @@ std::vector<std::string> argumentsFor(const std::string& url, const fs::path& fo
     return {
         "--ignore-config",
         "--no-cache-dir",
-        // No other program downloads, because it would not use the proxy.
+        // yt-dlp must download by itself, because another program might not use the proxy.
         "--proxy",
         proxy,
         "--downloader",
         "native",
         "--format",
         "bestaudio[protocol^=http]/best[protocol^=http]",
-        // Only one video: lists are not followed, except for the video that a link into a list points to.
+        // Only one video: lists are not downloaded. A link to a video in a list gives that video.
         "--use-extractors",
         "youtube,youtube:tab,youtubeytbe",
         "--no-playlist",
@@ -85,7 +85,7 @@ std::vector<std::string> argumentsFor(const std::string& url, const fs::path& fo
     };
 }
 
-/// Without the variables that name other proxies, or hosts for which none is to be used.
+/// Without the variables that name other proxies, or hosts that are to be reached without a proxy.
 std::vector<std::string> withoutProxies(std::vector<std::string> environment) {
     std::erase_if(environment, [](const std::string& variable) {
         return VostelMCPKit::asciiLowerCase(variable.substr(0, variable.find('='))).ends_with("_proxy");
@@ -153,7 +153,7 @@ std::optional<fs::path> findDownloader(std::string_view searchPath) { return fin
 VideoDownloader::VideoDownloader(Dependencies dependencies, Limits limits)
     : dependencies_{std::move(dependencies)}, limits_{limits}, downloads_{limits.downloadsAtOnce} {}
 
-std::expected<DownloadedAudio, DownloadError> VideoDownloader::download(const JudgedLink& link,
+std::expected<DownloadedAudio, DownloadError> VideoDownloader::download(const AllowedLink& link,
                                                                         Cancellation& cancellation,
                                                                         const std::function<void(double)>& progress) {
     const auto executable = findDownloader(dependencies_.searchPath);
@@ -163,13 +163,13 @@ std::expected<DownloadedAudio, DownloadError> VideoDownloader::download(const Ju
 
     auto folder = WorkFolder::make(dependencies_.downloads);
     if (!folder) return systemFailed("make a folder for the download", folder.error().reason);
-    // The host of the link keeps the addresses that the policy judged. The proxy judges the other hosts of the service
-    // when the downloader asks for them.
-    const auto resolve = [judged = link.judged, others = dependencies_.resolve](const std::string& host) {
-        return host == judged.host ? judged.addresses : others(host);
+    // For the host of the link, the proxy uses the addresses that the policy allowed. It checks the other hosts of the
+    // service when the downloader connects to them.
+    const auto resolve = [allowed = link.allowed, others = dependencies_.resolve](const std::string& host) {
+        return host == allowed.host ? allowed.addresses : others(host);
     };
     const auto proxy = VideoProxy::start({resolve, dependencies_.startThread, 443, isPublicAddress});
-    if (!proxy) return systemFailed("open a way to the video service", proxy.error());
+    if (!proxy) return systemFailed("open a connection to the video service", proxy.error());
     constexpr const char* start = "start yt-dlp";
     auto output = posix::Pipe::make();
     if (!output) return systemFailed(start, output.error());
@@ -216,7 +216,7 @@ std::string downloaderSearchPath(std::string_view path, const fs::path& home) {
 DownloadAudio systemDownload(const fs::path& downloads) {
     const char* path = std::getenv("PATH");
     const std::string searchPath = downloaderSearchPath(path != nullptr ? path : "", posix::homeDirectory());
-    // yt-dlp looks in it for the interpreter that runs it.
+    // yt-dlp is a script. The system looks for its interpreter in PATH.
     std::vector<std::string> environment = posix::currentEnvironment();
     std::erase_if(environment, [](const std::string& variable) { return variable.starts_with("PATH="); });
     environment.push_back("PATH=" + searchPath);
@@ -225,7 +225,7 @@ DownloadAudio systemDownload(const fs::path& downloads) {
                                       posix::startBlockingThread},
         VideoDownloader::Limits{});
     return
-        [downloader](const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress) {
+        [downloader](const AllowedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress) {
             return downloader->download(link, cancellation, progress);
         };
 }

@@ -25,17 +25,17 @@ struct DownloadedAudio {
 };
 
 /// A link that the policy allowed.
-struct JudgedLink {
+struct AllowedLink {
     std::string url;
-    /// The host of `url`, and the addresses that were judged.
-    VostelMCPKit::MCPURLPolicy::Decision::Allowed judged;
+    /// The host of `url`, and its allowed addresses.
+    VostelMCPKit::MCPURLPolicy::Decision::Allowed allowed;
 
-    bool operator==(const JudgedLink&) const = default;
+    bool operator==(const AllowedLink&) const = default;
 };
 
-/// Downloads the sound of a link. `progress` receives the fraction that has arrived. It never falls.
+/// Downloads the sound of a link. `progress` receives the fraction that has arrived. It never decreases.
 using DownloadAudio = std::function<std::expected<DownloadedAudio, DownloadError>(
-    const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress)>;
+    const AllowedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress)>;
 
 /// Runs yt-dlp for a few links at a time; further calls wait. yt-dlp gets only a proxy to the video service (see
 /// VideoProxy), a folder for its file, and limits. Thread-safe.
@@ -65,7 +65,7 @@ public:
     VideoDownloader& operator=(const VideoDownloader&) = delete;
 
     [[nodiscard]] std::expected<DownloadedAudio, DownloadError>
-    download(const JudgedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress);
+    download(const AllowedLink& link, Cancellation& cancellation, const std::function<void(double)>& progress);
 
 private:
     const Dependencies dependencies_;

@@ -33,21 +33,21 @@ constexpr std::size_t longestHead = 8192;
 constexpr std::size_t pieceSize = 65'536;
 constexpr int headTimeout = 10'000;
 constexpr int connectTimeout = 10'000;
-/// For a connection on which nothing moves.
+/// How long a connection may carry no bytes.
 constexpr int idleTimeout = 60'000;
-/// Before the next attempt when the system is out of a resource.
+/// The pause before the next attempt when the system is out of a resource.
 constexpr int acceptRetryDelay = 100;
 
 /// Shared by the threads. The last one to end destroys it.
 struct Shared {
     VideoProxy::Dependencies dependencies;
     posix::FileDescriptor listener;
-    /// Readable, at its end, once the proxy stops.
+    /// The reading end of a pipe that is closed when the proxy stops.
     posix::FileDescriptor stopped;
     std::atomic<int> connections = 0;
 };
 
-/// Waits until one of `waiting` is ready. False when the proxy stops or the time-out passes.
+/// Waits until one of `waiting` is ready. False if the proxy stops or after `timeout` milliseconds.
 bool wait(const Shared& shared, std::span<pollfd> waiting, int timeout) {
     std::array<pollfd, 3> all{};
     std::ranges::copy(waiting, all.begin());
@@ -163,7 +163,7 @@ void relay(const Shared& shared, int client, int service) {
             const std::string piece = receive(sides[from].fd);
             if (piece.empty()) {
                 ::shutdown(to, SHUT_WR);
-                sides[from].fd = -1; // which the system's poll passes over
+                sides[from].fd = -1; // poll ignores negative descriptors
             } else if (!sendAll(shared, to, piece)) {
                 return;
             }
@@ -211,8 +211,8 @@ bool isPublicIPv4(const std::array<std::uint8_t, 4>& address) {
 }
 
 bool isPublicIPv6(const std::array<std::uint8_t, 16>& address) {
-    // Global unicast addresses begin with 001. Others may contain an IPv4 address, and so do those of 6to4. An address
-    // of NAT64 is judged by the IPv4 address in it.
+    // Global unicast addresses begin with the bits 001. Other addresses, and those of 6to4, may contain an IPv4
+    // address. For NAT64, the IPv4 address inside is checked.
     constexpr std::array<std::uint8_t, 12> translated{0x00, 0x64, 0xFF, 0x9B};
     if (std::ranges::equal(translated, std::span{address}.first<12>())) {
         return isPublicIPv4({address[12], address[13], address[14], address[15]});

@@ -37,7 +37,8 @@ bool isSHA256(std::string_view text) {
     return text.size() == 64 && std::ranges::all_of(text, [](char digit) { return hexDigit(digit).has_value(); });
 }
 
-/// The path of a file: URL without its scheme (RFC 8089); absent when it names another machine or no path.
+/// The path in a file: URL (RFC 8089). `rest` is the URL without its scheme. Absent if the URL names another machine or
+/// no path.
 std::optional<std::string> pathOfFileURL(std::string_view rest) {
     if (rest.starts_with("//")) {
         rest.remove_prefix(2);
@@ -67,7 +68,7 @@ std::optional<std::string> localPath(const std::string& source, const fs::path& 
     return (folder / source).lexically_normal().string();
 }
 
-/// Whether `name` is the path of a file inside a folder, in the only form in which a checksum's list can have it.
+/// Whether `name` is the path of a file inside a folder, in the form that a checksum list contains.
 bool isRelativePath(std::string_view name) {
     const bool isListable = std::ranges::all_of(name, [](char character) {
         return static_cast<unsigned char>(character) >= 0x20 && character != 0x7F && character != '\\';
@@ -101,7 +102,7 @@ std::expected<void, std::string> validateFiles(ModelDescription& model) {
     const bool isFolder = model.isLink() && model.source.ends_with('/');
     if (isFolder != !model.files.empty()) {
         return std::unexpected(isFolder ? "files is missing, and source is the link of a folder"
-                                        : "files is there, but source is not a link that ends in '/'");
+                                        : "files is given, but source is not a link that ends in '/'");
     }
     if (model.files.size() > mostFilesInList) return std::unexpected("files has more than 10000 elements");
     if (!std::ranges::all_of(model.files, isRelativePath)) {
@@ -114,7 +115,7 @@ std::expected<void, std::string> validateFiles(ModelDescription& model) {
     return {};
 }
 
-/// Completes an entry as it was written. The error is a clause that begins with the key at fault.
+/// Checks an entry and fills in its defaults. The error is a clause that begins with the wrong key.
 std::expected<void, std::string> validateEntry(ModelDescription& model, const fs::path& folder) {
     if (!isModelIdentifier(model.identifier)) {
         return std::unexpected(
@@ -123,7 +124,7 @@ std::expected<void, std::string> validateEntry(ModelDescription& model, const fs
     if (asciiLowerCase(model.identifier) == systemModelIdentifier) {
         return std::unexpected("identifier is en-us, which is the system's own model");
     }
-    // A model without a language, or for any language, would be chosen whenever a caller names none.
+    // A model whose language is empty or "auto" would be chosen for every call that names no language.
     if (model.language && !isLanguageCode(*model.language)) {
         return std::unexpected("language is not a code such as 'de'");
     }
@@ -142,7 +143,7 @@ std::expected<void, std::string> validateEntry(ModelDescription& model, const fs
 } // namespace
 
 bool isModelIdentifier(std::string_view identifier) {
-    // The rule for the first character excludes the folder's own files, whose names begin with a point.
+    // The rule for the first character excludes the store's own files and folders, whose names begin with a dot.
     return !identifier.empty() && identifier.size() <= longestIdentifier && isAlphanumeric(identifier.front()) &&
            std::ranges::all_of(identifier, [](char character) {
                return isAlphanumeric(character) || character == '-' || character == '_' || character == '.';

@@ -64,8 +64,8 @@ struct ModelDescription {
     bool operator==(const ModelDescription&) const = default;
 };
 
-/// Reads the text of a catalogue in `folder`. The error is a clause without its full stop. One unusable entry fails the
-/// whole catalogue, so that the user notices the mistake.
+/// Reads the text of a catalogue in `folder`. The error is a clause without a full stop. One wrong entry makes the
+/// whole catalogue fail, so that the user notices the mistake.
 [[nodiscard]] std::expected<std::vector<ModelDescription>, std::string>
 parseModelCatalogue(std::string_view text, const std::filesystem::path& folder);
 

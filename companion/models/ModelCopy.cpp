@@ -124,7 +124,7 @@ public:
 private:
     void report(std::size_t bytes) {
         copied_ += bytes;
-        // A source that grows during the copy must not exceed 1.
+        // At most 1, even if the source grows during the copy.
         if (progress_) progress_(std::min(1.0, static_cast<double>(copied_) / static_cast<double>(total_)));
     }
 

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr long connectSeconds = 30;
-/// A server that sends less than a byte per second for so long has stopped.
+/// A server that sends less than a byte per second for this long has stopped.
 constexpr long silenceSeconds = 60;
 constexpr long mostRedirects = 5;
 
@@ -34,7 +34,7 @@ std::unexpected<ModelError> failedWith(posix::SystemError error) {
     return std::unexpected(ModelError{std::move(error)});
 }
 
-/// The path part of a link for the file `name`.
+/// `name` as a part of a link.
 std::string percentEncoded(std::string_view name) {
     constexpr std::string_view plain = "-._~/";
     constexpr std::string_view digits = "0123456789ABCDEF";
@@ -53,7 +53,7 @@ std::string percentEncoded(std::string_view name) {
     return out;
 }
 
-/// What the user can do about a failed transfer, as a clause.
+/// Why a transfer failed and what the user can do, as a clause.
 std::string reasonFor(CURLcode code, long status) {
     switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
@@ -61,12 +61,12 @@ std::string reasonFor(CURLcode code, long status) {
     case CURLE_COULDNT_CONNECT:
         return "the server cannot be reached; check the network and try again";
     case CURLE_OPERATION_TIMEDOUT:
-        return "the server does not send anything; try again, and the download goes on where it stopped";
+        return "the server does not send anything; try again, and the download continues where it stopped";
     case CURLE_PARTIAL_FILE:
     case CURLE_RECV_ERROR:
     case CURLE_SEND_ERROR:
     case CURLE_GOT_NOTHING:
-        return "the connection ended too early; try again, and the download goes on where it stopped";
+        return "the connection ended too early; try again, and the download continues where it stopped";
     case CURLE_PEER_FAILED_VERIFICATION:
         return "the server's certificate is not valid, so this may be another server";
     case CURLE_SSL_CACERT_BADFILE:
@@ -105,15 +105,15 @@ public:
         }
         begin_ = size_ = static_cast<std::uint64_t>(status.st_size);
         CURLcode code = perform();
-        // The server cannot go on in the middle of a file, or its file became shorter. The library calls the latter,
-        // status 416, a success.
+        // The server cannot resume the file, or its file has become shorter. libcurl reports the second case, status
+        // 416, as a success.
         if (begin_ > 0 && (code == CURLE_RANGE_ERROR || status_ == 416)) {
             if (::ftruncate(file_.get(), 0) != 0) return failedWith(posix::systemError("write", path_).error());
             begin_ = size_ = 0;
             code = perform();
         }
         if (writeError_) {
-            // The disk may be full, so the bytes are given back.
+            // The disk may be full, so the file is deleted.
             ::unlink(path_.c_str());
             return failedWith(*std::move(writeError_));
         }
@@ -147,11 +147,11 @@ private:
         curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, connectSeconds);
         curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
         curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, silenceSeconds);
-        // Signals belong to the whole program, which has several threads.
+        // libcurl must not use signals, because the program has several threads.
         curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
         if (!rules_.certificates.empty()) curl_easy_setopt(curl, CURLOPT_CAINFO, rules_.certificates.c_str());
         curl_easy_setopt(curl, CURLOPT_RESUME_FROM_LARGE, static_cast<curl_off_t>(begin_));
-        // Zero would mean no limit. A model that has used up its bytes is refused at the first byte.
+        // At least 1, because 0 means no limit. A model that has used up its limit is refused at the first byte.
         const std::uint64_t left = room_ > begin_ ? room_ - begin_ : 1;
         curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(left));
         curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &Transfer::write);
@@ -197,7 +197,7 @@ private:
     const std::function<bool()>& isCancelled_;
 
     posix::FileDescriptor file_;
-    /// How many bytes were there before.
+    /// The size of the file before this transfer.
     std::uint64_t begin_ = 0;
     std::uint64_t size_ = 0;
     long status_ = 0;

@@ -1,6 +1,6 @@
 // Downloads the files of a model over https.
 //
-// What has arrived is kept, so that the next call for the same model goes on where this one stopped:
+// What has arrived is kept, so that the next call for the same model continues where this one stopped:
 //
 //     <folder>/model/        complete files
 //     <folder>/unfinished    the beginning of the first file that is missing there
@@ -25,9 +25,9 @@ struct DownloadRules {
 };
 
 /// Downloads `model`, whose source is a link, into `folder`. Returns the complete file, or the folder of complete
-/// files; their checksum is not checked yet. `progress` receives the fraction of the model that is there and never
-/// falls. `isCancelled` is checked at least once a second. Only https is used, also after a redirect. The caller holds
-/// the lock of the folder.
+/// files. Their checksum is not checked here. `progress` receives the fraction of the model that has arrived. It never
+/// decreases. `isCancelled` is checked at least once a second. Only https is used, also after a redirect. The caller
+/// holds the lock of the folder.
 [[nodiscard]] std::expected<std::filesystem::path, ModelError>
 downloadModel(const ModelDescription& model, const std::filesystem::path& folder, const DownloadRules& rules,
               const std::function<void(double)>& progress, const std::function<bool()>& isCancelled);

@@ -17,10 +17,10 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* systemPackage = "pocketsphinx-en-us";
-/// How much of the progress of an installation from a link is the download. The rest is the copy into place.
-constexpr double downloadsPart = 0.95;
-/// How long a part of a model is kept that was downloaded.
-constexpr auto partsAge = std::chrono::days{7};
+/// The fraction of an installation from a link that is the download. The rest is the copy into place.
+constexpr double downloadFraction = 0.95;
+/// How long an interrupted download is kept.
+constexpr auto partialLifetime = std::chrono::days{7};
 
 std::unexpected<ModelError> failed(posix::SystemError error) { return std::unexpected(ModelError{std::move(error)}); }
 
@@ -52,7 +52,7 @@ bool isOld(const fs::path& folder) {
     std::error_code ignored;
     const auto latest =
         std::max(fs::last_write_time(folder, ignored), fs::last_write_time(folder / "unfinished", ignored));
-    return latest < fs::file_time_type::clock::now() - partsAge;
+    return latest < fs::file_time_type::clock::now() - partialLifetime;
 }
 
 void deleteTree(const fs::path& path) {
@@ -123,9 +123,10 @@ std::expected<void, ModelError> ModelStore::installFromLink(const ModelDescripti
             if (observer.progress) observer.progress(begin + part * fraction);
         };
     };
-    const auto downloaded = downloadModel(model, folder, rules_, report(0, downloadsPart), observer.isCancelled);
+    const auto downloaded = downloadModel(model, folder, rules_, report(0, downloadFraction), observer.isCancelled);
     if (!downloaded) return std::unexpected(downloaded.error());
-    auto installed = installFrom(*downloaded, model, {report(downloadsPart, 1 - downloadsPart), observer.isCancelled});
+    auto installed =
+        installFrom(*downloaded, model, {report(downloadFraction, 1 - downloadFraction), observer.isCancelled});
     // With a wrong checksum, only a new download can help.
     const bool isWrong = !installed && std::holds_alternative<ModelError::WrongChecksum>(installed.error().is);
     if (installed || isWrong) deleteTree(folder);
@@ -146,7 +147,7 @@ std::expected<void, ModelError> ModelStore::installFrom(const fs::path& source, 
         return std::unexpected(ModelError{ModelError::WrongChecksum{model.identifier, model.sha256, *checksum}});
     }
 
-    // Not before: other installations may run during the copy.
+    // Locked only now, so that other installations may run during the copy.
     const auto locked = lock();
     if (!locked) return std::unexpected(locked.error());
     if (installedFolder(model.identifier)) return {};

@@ -3,11 +3,11 @@
 // Each model is a folder inside the models' folder, named by its identifier. It is complete or absent:
 //
 //     <models>/<identifier>/          an installed model
-//     <models>/.staging/<random>/     being copied; locked by the process that copies
-//     <models>/.partial/<checksum>/   the part of a model that was downloaded; locked by the process that downloads
-//     <models>/.removed/<request>/    taken away by a confirmed request, about to be deleted; a file when the request
-//                                     found nothing
-//     <models>/.lock                  held while anything is put into or taken out of place
+//     <models>/.staging/<random>/     a model that is being copied; locked by the process that copies
+//     <models>/.partial/<checksum>/   the downloaded part of a model; locked by the process that downloads
+//     <models>/.removed/<request>/    a model that a confirmed request moved away and that will be deleted; a file if
+//                                     the request found no model
+//     <models>/.lock                  locked while a model is moved into or out of its place
 //
 // The model of the system's package is elsewhere and is never changed.
 #pragma once
@@ -50,7 +50,7 @@ public:
         std::filesystem::path systemModel = "/usr/share/pocketsphinx/model/en-us";
     };
     struct Observer {
-        /// The fraction that is done, 0 to 1. Never falls.
+        /// Receives the fraction that is done, 0 to 1. It never decreases.
         std::function<void(double)> progress;
         /// Checked after each block of a copy, and at least once a second during a download.
         std::function<bool()> isCancelled;
@@ -63,9 +63,9 @@ public:
     /// The folder of an installed model.
     [[nodiscard]] std::optional<std::filesystem::path> installedFolder(std::string_view identifier) const;
 
-    /// Copies or downloads the model from its source, checks it and moves it into place. A failure leaves nothing,
-    /// except what was downloaded: it is kept for a week, so that a repeated call goes on. A model that is already
-    /// installed stays as it is.
+    /// Copies or downloads the model from its source, checks it and moves it into place. A failure leaves only what was
+    /// downloaded. That is kept for a week, so that a repeated call can continue. A model that is already installed
+    /// stays as it is.
     [[nodiscard]] std::expected<void, ModelError> install(const std::string& identifier,
                                                           const Observer& observer) const;
 

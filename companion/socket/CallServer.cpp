@@ -27,7 +27,7 @@ namespace {
 
 constexpr posix::ThreadName callThread{"com.vostel.vostel.tool-call", "tool-call"};
 constexpr std::size_t readSize = 65'536;
-/// Before the loop asks again for a resource that the system did not have.
+/// The pause before the loop asks again for a resource that the system did not have.
 constexpr std::chrono::milliseconds retryDelay{100};
 /// The loop never waits for a peer. What does not fit into the socket's buffer is not sent.
 constexpr std::chrono::milliseconds noWait{0};
@@ -84,8 +84,8 @@ void CallServer::serveOnce() {
         if (waiting[firstConnection + i].revents == 0) continue;
         receive(waitingIDs[i]);
         startWaiting();
-        // Deliberate: nobody waits to be accepted until all the others have been read. See the backlog in
-        // ListeningSocket.
+        // Deliberate: accepts after each connection that was read, so that new connections do not wait for all of them.
+        // See the backlog in ListeningSocket.
         if (accepts(now)) acceptWaiting();
     }
     answerCancelled();
@@ -169,7 +169,7 @@ void CallServer::processFrames(ConnectionID id, Connection& connection) {
         if (!handleFrame(connection, *whole)) return closeConnection(id, connection);
         connection.deadline = std::chrono::steady_clock::now() + limits_.frameTimeout;
     }
-    // A thousand connections may wait for their calls.
+    // Frees the buffer, because a thousand connections may wait for their calls.
     if (connection.received.empty()) connection.received = {};
 }
 
@@ -260,7 +260,7 @@ void CallServer::closeConnection(ConnectionID id, Connection& connection) {
     if (!connection.call || connection.waiting) return eraseConnection(id);
     connection.abandoned = true;
     connection.received = {};
-    // First, because the thread of the call may be waiting for the peer and must not answer it any more.
+    // Before the cancellation: the thread of the call may be waiting for the peer and must not answer it any more.
     ::shutdown(connection.socket.get(), SHUT_RDWR);
     connection.call->cancel();
 }
@@ -302,8 +302,8 @@ void CallServer::runCall(ConnectionID id, int socket, const MCPWireRequest& requ
         const auto message = now.message.empty() ? std::nullopt : std::optional{now.message};
         const MCPWireOutboundFrame report{MCPWireProgress{request.requestID, now.fraction, message}};
         const auto bytes = MCPWireFraming::encode(report);
-        // A report that finds no room is left out. If the peer does not take the rest of a report, the call is
-        // cancelled.
+        // If the socket has no room, the report is left out. If the peer does not read the rest of a report, the call
+        // is cancelled.
         isBroken = bytes && sendFrameIfRoom(socket, *bytes, limits_.answerTimeout) == Sending::failed;
         if (isBroken) cancellation->cancel();
     };

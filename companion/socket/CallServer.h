@@ -32,24 +32,25 @@ namespace vostel_companion {
 class CallServer final {
 public:
     struct Limits {
-        /// Each has a descriptor, and a running call may use some more. Further connections wait to be accepted.
+        /// Open connections. Each has a descriptor, and a running call may use some more. Further connections wait to
+        /// be accepted.
         std::size_t connections = 1200;
-        /// Running at once. Further calls wait.
+        /// Calls that run at once. Further calls wait.
         std::size_t calls = 104;
-        /// Waiting at once. Further calls are rejected as busy. Together with `calls` fewer than `connections`, so that
-        /// a cancellation always finds a free connection.
+        /// Calls that wait at once. Further calls are rejected as busy. `calls` and `waitingCalls` together are fewer
+        /// than `connections`, so that a cancellation always finds a free connection.
         std::size_t waitingCalls = 1000;
-        /// The total size of the waiting requests. One that exceeds it is rejected as busy, to bound memory.
+        /// The total size of the waiting requests, to bound memory. A request that exceeds it is rejected as busy.
         std::size_t waitingBytes = std::size_t{256} << 20;
-        /// For a peer to begin a frame and to finish it.
+        /// How long a peer may take to begin and finish a frame.
         std::chrono::milliseconds frameTimeout{10'000};
-        /// For a peer to take a whole answer.
+        /// How long a peer may take to read a whole answer.
         std::chrono::milliseconds answerTimeout{30'000};
-        /// On shutdown: for cancelled calls to deliver their answers.
+        /// On shutdown: how long cancelled calls may take to deliver their answers.
         std::chrono::milliseconds drainTimeout{2'000};
-        /// After that: for the threads of the calls to finish. Some are blocked in system calls.
+        /// After that: how long the threads of the calls may take to finish. Some are blocked in system calls.
         std::chrono::milliseconds exitTimeout{3'000};
-        /// Between two reports of a call's progress.
+        /// The shortest time between two reports of a call's progress.
         std::chrono::milliseconds progressInterval{200};
     };
 
@@ -81,11 +82,11 @@ private:
         VostelMCPKit::MCPWireFrameBuffer received;
         /// When the connection is closed unless a frame has arrived. Not used once there is a call.
         Time deadline;
-        /// Everything received is thrown away, so that a peer that is still writing can read why it was rejected.
+        /// All further input is discarded, so that a peer that is still writing can read why it was rejected.
         bool discarding = false;
         /// The peer is gone or broke the protocol. The connection is erased when its call ends.
         bool abandoned = false;
-        /// Both set from the request on.
+        /// Both are set once the request has arrived.
         std::shared_ptr<Cancellation> call;
         std::string requestID;
         /// Set until the call runs. Deliberate: there is no other queue. The connection that was accepted first is

@@ -18,7 +18,8 @@ enum class Sending {
 /// Sends all of `bytes`. `timeout` bounds the whole operation.
 [[nodiscard]] Sending sendFrame(int socket, const VostelMCPKit::Bytes& bytes, std::chrono::milliseconds timeout);
 
-/// Sends `bytes` if the socket has room for at least a part of them. The rest must be taken within `timeout`.
+/// Sends `bytes` if the socket has room for at least a part of them. The peer must make room for the rest within
+/// `timeout`.
 [[nodiscard]] Sending sendFrameIfRoom(int socket, const VostelMCPKit::Bytes& bytes, std::chrono::milliseconds timeout);
 
 } // namespace vostel_companion

@@ -21,8 +21,8 @@ using VostelMCPKit::MCPConnectLogic::validateSocketPathLength;
 namespace {
 
 constexpr const char* lockFileName = "Vostel.pid";
-/// As many as the system allows, which cuts the number down. A system may refuse a connection at once when these are
-/// too many, and the server takes that for an application that does not run.
+/// The system reduces this to its own limit. Some systems refuse a connection when the backlog is full, and the server
+/// would take that for an application that is not running.
 constexpr int backlog = std::numeric_limits<int>::max();
 
 std::unexpected<ListenError> failed(std::unexpected<posix::SystemError> error) {
@@ -44,7 +44,8 @@ std::expected<posix::FileLock, ListenError> takeLock(const std::filesystem::path
     return *std::move(lock);
 }
 
-/// We hold the lock, so only a program that does not use the lock could still answer on the socket.
+/// Removes the socket of a crashed process. We hold the lock, so only a program that does not use the lock could still
+/// answer on the socket.
 std::expected<void, ListenError> removeStaleSocket(const std::string& path) {
     struct stat status{};
     if (::lstat(path.c_str(), &status) != 0) {

@@ -52,8 +52,8 @@ public:
     /// before other threads create files, because it changes the process's file mask for a moment.
     [[nodiscard]] static std::expected<ListeningSocket, ListenError>
     open(const std::filesystem::path& applicationSupportDirectory);
-    /// The same in a folder that `open` found unsafe. For an application that only tells callers so: nothing that it
-    /// reads there, nor anything that it says, is worth protecting.
+    /// The same in a folder that `open` found unsafe. Only for an application that answers every call with that error.
+    /// It reads nothing secret there and says nothing secret.
     [[nodiscard]] static std::expected<ListeningSocket, ListenError>
     openInUnsafeFolder(const std::filesystem::path& applicationSupportDirectory);
     ListeningSocket(ListeningSocket&&) noexcept = default;

@@ -6,8 +6,9 @@
 
 namespace vostel_companion {
 
-/// Admits the first report, and later ones that come at least one interval after the last and go further. Never admits
-/// 1, because the answer says that the work is done. Claude Code drops the connection if it reads both at once.
+/// Admits the first report. Admits a later one if its fraction is higher and at least one interval has passed since the
+/// last. Never admits 1, because the answer says that the work is done. Claude Code drops the connection if it reads a
+/// report of 1 and the answer at once.
 struct ProgressThrottle {
     using Time = std::chrono::steady_clock::time_point;
     struct Report {

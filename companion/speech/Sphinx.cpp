@@ -18,10 +18,10 @@ namespace vostel_companion {
 
 namespace {
 
-/// Frames searched between two reports: some 50 ms of work.
+/// Frames that are searched between two reports: about 50 ms of work.
 constexpr std::size_t reportStep = 20;
 
-/// The library narrates on standard error; once per process this stops it. Thread-safe.
+/// Stops the library from writing to standard error. Works once per process. Thread-safe.
 void silenceSphinx() {
     [[maybe_unused]] static const bool quiet = (err_set_logfp(nullptr), err_set_callback(nullptr, nullptr), true);
 }
@@ -73,8 +73,8 @@ private:
 struct SphinxDecoder::State {
     Options options;
     ps_decoder_t* decoder;
-    /// What version 5 normalises by until it has heard something.
-    std::string firstGuess = {};
+    /// For version 5: the mean by which it normalises before it has heard anything.
+    std::string initialMean = {};
 };
 
 SphinxDecoder::SphinxDecoder(std::unique_ptr<State> state) : state_{std::move(state)} {}
@@ -84,7 +84,7 @@ SphinxDecoder::~SphinxDecoder() { ps_free(state_->decoder); }
 void SphinxDecoder::forget() {
     std::ignore = ps_start_stream(state_->decoder);
 #if VOSTEL_POCKETSPHINX_5
-    std::ignore = ps_set_cmn(state_->decoder, state_->firstGuess.c_str());
+    std::ignore = ps_set_cmn(state_->decoder, state_->initialMean.c_str());
 #endif
 }
 
@@ -119,9 +119,9 @@ std::unique_ptr<SphinxDecoder> SphinxDecoder::load(const ModelFiles& files) {
 }
 
 SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
-                                         const std::function<bool(double)>& goesOn) {
-    // Deliberate: bit by bit, although the library then normalises by a guess. An utterance that it is given whole
-    // could not be cancelled, and this version keeps its features to itself.
+                                         const std::function<bool(double)>& shouldContinue) {
+    // Deliberate: in small pieces, although the library then normalises by an estimate. A search of the whole utterance
+    // at once could not be cancelled. This version gives no access to the features, so we cannot normalise them.
     if (samples.empty()) return End::tooShort;
     forget();
     if (ps_start_utt(state_->decoder) < 0) return End::failed;
@@ -132,40 +132,40 @@ SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
         const auto piece = samples.subspan(done, std::min(step, samples.size() - done));
         failed = ps_process_raw(state_->decoder, piece.data(), piece.size(), /*no_search=*/0, /*full_utt=*/0) < 0;
         done += piece.size();
-        stopped = !goesOn(static_cast<double>(done) / static_cast<double>(samples.size()));
+        stopped = !shouldContinue(static_cast<double>(done) / static_cast<double>(samples.size()));
     }
     failed = ps_end_utt(state_->decoder) < 0 || failed;
     if (stopped) return End::stopped;
     return failed ? End::failed : End::finished;
 }
 
-/// The library judges each frame alone, so speech begins and ends here only after some frames in a row.
+/// The library classifies each frame alone. Here, speech begins and ends only after several equal frames in a row.
 struct SphinxDetector::State {
     static constexpr int framesToBegin = 10;
     static constexpr int framesToEnd = 50;
 
-    ps_vad_t* judge;
+    ps_vad_t* classifier;
     bool isSpeech = false;
-    /// Frames in a row that say the opposite.
+    /// How many frames in a row differ from `isSpeech`.
     int opposite = 0;
 };
 
 SphinxDetector::SphinxDetector() : state_{std::make_unique<State>()} {
     silenceSphinx();
-    state_->judge = ps_vad_init(PS_VAD_LOOSE, UtteranceSplitter::sampleRate, /*frame_length=*/0.01);
-    assert(state_->judge != nullptr); // constant options
-    assert(ps_vad_frame_size(state_->judge) == UtteranceSplitter::frameSize);
+    state_->classifier = ps_vad_init(PS_VAD_LOOSE, UtteranceSplitter::sampleRate, /*frame_length=*/0.01);
+    assert(state_->classifier != nullptr); // constant options
+    assert(ps_vad_frame_size(state_->classifier) == UtteranceSplitter::frameSize);
 }
 
-SphinxDetector::~SphinxDetector() { ps_vad_free(state_->judge); }
+SphinxDetector::~SphinxDetector() { ps_vad_free(state_->classifier); }
 
 bool SphinxDetector::isSpeech(std::span<const std::int16_t> samples) {
     constexpr std::size_t frameSize = UtteranceSplitter::frameSize;
     for (; samples.size() >= frameSize; samples = samples.subspan(frameSize)) {
-        const bool judged = ps_vad_classify(state_->judge, samples.data()) == PS_VAD_SPEECH;
-        state_->opposite = judged == state_->isSpeech ? 0 : state_->opposite + 1;
+        const bool classified = ps_vad_classify(state_->classifier, samples.data()) == PS_VAD_SPEECH;
+        state_->opposite = classified == state_->isSpeech ? 0 : state_->opposite + 1;
         if (state_->opposite < (state_->isSpeech ? State::framesToEnd : State::framesToBegin)) continue;
-        state_->isSpeech = judged;
+        state_->isSpeech = classified;
         state_->opposite = 0;
     }
     return state_->isSpeech;
@@ -181,16 +181,15 @@ std::unique_ptr<SphinxDecoder> SphinxDecoder::load(const ModelFiles& files) {
                                 "-bestpath", "no", "-remove_silence", "no", "-maxhmmpf", "5000", nullptr)};
     ps_decoder_t* decoder = options ? ps_init(options.get()) : nullptr;
     if (decoder == nullptr) return nullptr;
-    // Deliberate: normalisation is done by `search`, over the whole utterance and before the search. The library does
-    // so only when it searches an utterance in one go, which could not be cancelled; bit by bit it normalises by a
-    // guess.
+    // Deliberate: `search` normalises the whole utterance before the search. The library does so only if it searches
+    // the utterance at once, which could not be cancelled. In small pieces, it normalises by an estimate.
     ps_get_feat(decoder)->cmn = CMN_NONE;
     return std::unique_ptr<SphinxDecoder>{
         new SphinxDecoder{std::make_unique<State>(State{std::move(options), decoder})}};
 }
 
 SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
-                                         const std::function<bool(double)>& goesOn) {
+                                         const std::function<bool(double)>& shouldContinue) {
     forget();
     Features features{ps_get_fe(state_->decoder), samples};
     const std::span<mfcc_t*> rows = features.rows();
@@ -201,10 +200,12 @@ SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
     bool failed = false;
     bool stopped = false;
     for (std::size_t done = 0; done < rows.size() && !failed && !stopped;) {
-        // One by one: the search looks back at frames which a longer step would overwrite in the library's ring.
+        // Frame by frame: the search looks back at earlier frames. A longer step would overwrite them in the library's
+        // ring buffer.
         failed = ps_process_cep(state_->decoder, &rows[done], 1, FALSE, FALSE) < 0;
         ++done;
-        if (done % reportStep == 0) stopped = !goesOn(static_cast<double>(done) / static_cast<double>(rows.size()));
+        if (done % reportStep == 0)
+            stopped = !shouldContinue(static_cast<double>(done) / static_cast<double>(rows.size()));
     }
     failed = ps_end_utt(state_->decoder) < 0 || failed;
     if (stopped) return End::stopped;
@@ -213,7 +214,7 @@ SphinxDecoder::End SphinxDecoder::search(std::span<const std::int16_t> samples,
 
 struct SphinxDetector::State {
     static constexpr std::size_t coefficients = 13;
-    /// The library hands back what it held while it was undecided, so there is room for more than one frame.
+    /// The library holds frames back while it is undecided and then returns several at once.
     static constexpr std::size_t rows = 64;
 
     Options options;

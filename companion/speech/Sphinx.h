@@ -1,5 +1,5 @@
-// The recogniser library, PocketSphinx. Two versions of it are in use, 5 and the one before, and all that differs
-// between them is in Sphinx.cpp. Each object is for one thread at a time.
+// The recogniser library, PocketSphinx. We support version 5 and the version before it. Only Sphinx.cpp contains what
+// differs between them. Each object is for one thread at a time.
 #pragma once
 
 #include "companion/speech/ModelFiles.h"
@@ -20,20 +20,20 @@ public:
     struct Word {
         /// As the library writes it, silence and noise included.
         std::string text;
-        /// Of 10 ms each, from the beginning of the utterance.
+        /// Frames of 10 ms, counted from the beginning of the utterance.
         int firstFrame;
         int lastFrame;
     };
 
-    /// Null when the files are not those of a model.
+    /// Null if the files are not those of a model.
     [[nodiscard]] static std::unique_ptr<SphinxDecoder> load(const ModelFiles& files);
     SphinxDecoder(const SphinxDecoder&) = delete;
     SphinxDecoder& operator=(const SphinxDecoder&) = delete;
     ~SphinxDecoder();
 
-    /// Searches for the words of one utterance, and uses nothing that was learnt from those before it. `goesOn` is
-    /// called with the share that is done, several times a second of work; false ends the search.
-    [[nodiscard]] End search(std::span<const std::int16_t> samples, const std::function<bool(double)>& goesOn);
+    /// Searches for the words of one utterance. The result does not depend on earlier utterances. `shouldContinue` is
+    /// called several times per second of work, with the fraction that is done. If it returns false, the search ends.
+    [[nodiscard]] End search(std::span<const std::int16_t> samples, const std::function<bool(double)>& shouldContinue);
 
     /// What the last search found.
     [[nodiscard]] std::vector<Word> words() const;

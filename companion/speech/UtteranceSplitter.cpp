@@ -18,7 +18,7 @@ UtteranceSplitter::UtteranceSplitter(std::function<bool(std::span<const std::int
 std::vector<Utterance> UtteranceSplitter::push(std::span<const std::int16_t> samples) {
     std::vector<Utterance> done;
     while (!samples.empty()) {
-        const std::size_t missing = frameSize - (pending_.samples.size() - judged_);
+        const std::size_t missing = frameSize - (pending_.samples.size() - seen_);
         const auto taken = samples.first(std::min(missing, samples.size()));
         pending_.samples.insert(pending_.samples.end(), taken.begin(), taken.end());
         samples = samples.subspan(taken.size());
@@ -34,18 +34,18 @@ std::vector<Utterance> UtteranceSplitter::finish() {
 }
 
 void UtteranceSplitter::takeFrame(std::vector<Utterance>& done) {
-    const bool speaking = isSpeech_(std::span{pending_.samples}.subspan(judged_));
-    judged_ = pending_.samples.size();
-    if (speaking) speechEnd_ = judged_;
+    const bool speaking = isSpeech_(std::span{pending_.samples}.subspan(seen_));
+    seen_ = pending_.samples.size();
+    if (speaking) speechEnd_ = seen_;
 
-    const std::size_t pause = judged_ - speechEnd_;
+    const std::size_t pause = seen_ - speechEnd_;
     if (speechEnd_ == 0) {
-        if (judged_ > lead) drop(judged_ - lead);
-    } else if (pause > 0 && (speechEnd_ >= comfortable || pause >= longPause)) {
+        if (seen_ > lead) drop(seen_ - lead);
+    } else if (pause > 0 && (speechEnd_ >= preferred || pause >= longPause)) {
         // The pause itself is the lead of what follows.
         const std::size_t keep = std::min(pause, lead);
-        done.push_back(cut(judged_ - keep));
-    } else if (judged_ >= longest) {
+        done.push_back(cut(seen_ - keep));
+    } else if (seen_ >= longest) {
         done.push_back(cut(quietestMoment()));
     }
 }
@@ -61,15 +61,15 @@ Utterance UtteranceSplitter::cut(std::size_t size) {
 void UtteranceSplitter::drop(std::size_t size) {
     pending_.samples.erase(pending_.samples.begin(), pending_.samples.begin() + static_cast<std::ptrdiff_t>(size));
     pending_.start += size;
-    judged_ -= std::min(judged_, size);
+    seen_ -= std::min(seen_, size);
     speechEnd_ -= std::min(speechEnd_, size);
 }
 
 /// The middle of the window with the least energy in the later half.
 std::size_t UtteranceSplitter::quietestMoment() const {
-    std::size_t best = judged_;
+    std::size_t best = seen_;
     double least = std::numeric_limits<double>::max();
-    for (std::size_t begin = judged_ / 2; begin + quietWindow <= judged_; begin += frameSize) {
+    for (std::size_t begin = seen_ / 2; begin + quietWindow <= seen_; begin += frameSize) {
         double energy = 0;
         for (std::size_t i = begin; i < begin + quietWindow; ++i) {
             const double sample = pending_.samples[i];

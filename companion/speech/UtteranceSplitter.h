@@ -19,23 +19,23 @@ struct Utterance {
     bool operator==(const Utterance&) const = default;
 };
 
-/// Drops what is not speech and cuts in pauses. A long utterance without a pause is cut at its quietest moment, so
+/// Drops what is not speech and cuts at pauses. A long utterance without a pause is cut at its quietest moment, so
 /// memory and the delay before the first words stay bounded. For one thread at a time.
 class UtteranceSplitter final {
 public:
     static constexpr std::size_t sampleRate = 16000;
-    /// The detector judges 10 ms at a time.
+    /// The detector classifies 10 ms at a time.
     static constexpr std::size_t frameSize = sampleRate / 100;
     /// Kept before the first speech frame, because the detector notices the beginning of a word late.
     static constexpr std::size_t lead = 30 * frameSize;
     /// At this length the next pause ends the utterance. Shorter utterances continue over pauses, because the
     /// recogniser needs some speech to adapt to the voice.
-    static constexpr std::size_t comfortable = 500 * frameSize;
+    static constexpr std::size_t preferred = 500 * frameSize;
     /// A pause that ends even a short utterance.
     static constexpr std::size_t longPause = 150 * frameSize;
     static constexpr std::size_t longest = 1500 * frameSize;
 
-    /// `isSpeech` is shown every frame of `frameSize` samples, in order.
+    /// `isSpeech` is called with every frame of `frameSize` samples, in order.
     explicit UtteranceSplitter(std::function<bool(std::span<const std::int16_t>)> isSpeech);
     UtteranceSplitter(const UtteranceSplitter&) = delete;
     UtteranceSplitter& operator=(const UtteranceSplitter&) = delete;
@@ -55,10 +55,10 @@ private:
     [[nodiscard]] std::size_t quietestMoment() const;
 
     const std::function<bool(std::span<const std::int16_t>)> isSpeech_;
-    /// What was not returned yet. `start` is the position of its first sample.
+    /// Samples that were not returned yet. `start` is the position of the first one.
     Utterance pending_;
     /// How many of the pending samples the detector has seen.
-    std::size_t judged_ = 0;
+    std::size_t seen_ = 0;
     /// The end of the last speech frame among the pending samples. Zero without one.
     std::size_t speechEnd_ = 0;
 };

@@ -55,7 +55,8 @@ ConfirmableAction normalized(const ConfirmableAction& action) {
     return {std::move(result)};
 }
 
-/// Equal for two calls that make the same request. Each item is preceded by its length, so items cannot run together.
+/// The same for two calls that make the same request. Each item is preceded by its length, so two different lists never
+/// have the same key.
 std::string argumentsKey(const ConfirmableAction& action) {
     std::vector<std::string> items = itemsOf(action);
     if (std::holds_alternative<RemoveWords>(action.is)) std::ranges::transform(items, items.begin(), wordKey);
@@ -65,7 +66,7 @@ std::string argumentsKey(const ConfirmableAction& action) {
     return key;
 }
 
-/// What is shown of a client's name. Anybody can choose one, so it is bounded and harmless.
+/// A client's name as it is shown: one line of limited length without control characters, because the client chose it.
 std::string shortened(std::string_view client) {
     const std::string line = printableLine(client);
     return line.substr(0, VostelMCPKit::countCharacters(line, mostCharactersInClient).prefixBytes);
@@ -240,8 +241,8 @@ std::expected<Confirmations::Stored, ConfirmationError> Confirmations::decide(co
 std::expected<std::vector<std::string>, ConfirmationError> Confirmations::removeModel(const Stored& confirmed) {
     auto lock = models_.lock();
     if (!lock) return std::unexpected(std::move(lock.error()));
-    // Read again under the lock: another process may have finished the removal, and deleted the request after telling
-    // its client.
+    // Read again under the lock: another process may have finished the removal, told its client the outcome and deleted
+    // the request.
     const UUID id = confirmed.confirmation.request.id;
     const auto found = load("id = ? AND decision = 'confirmed'", id.text());
     if (!found) return std::unexpected(found.error());
@@ -294,7 +295,7 @@ std::expected<void, ConfirmationError> Confirmations::finishInterrupted(const st
 Seconds Confirmations::age(const Request& request, std::chrono::milliseconds madeAt) const {
     const Seconds onWall = now_() - request.createdAt;
     const Seconds steady = steadyNow_().time_since_epoch() - madeAt;
-    // The machine was started again, so the time is not known. An old request must not live on.
+    // The machine was restarted, so the age is not known. The request counts as expired.
     if (steady < Seconds{-1}) return std::max(onWall, Seconds{request.ttl});
     return std::max({onWall, steady, Seconds{0}});
 }
@@ -306,9 +307,9 @@ std::expected<std::vector<Confirmations::Stored>, DatabaseError> Confirmations::
                                 "confirmations WHERE " +
                                     condition + " ORDER BY createdAt, rowid"};
     auto found = select.bind(values...).all([this](const Statement& row) {
-        const Request request{UUID::parse(row.text(0)).value_or(UUID{}), row.moment(1), row.seconds(2),
+        const Request request{UUID::parse(row.text(0)).value_or(UUID{}), row.timestamp(1), row.seconds(2),
                               decisionNamed(row.optionalText(3))};
-        const auto toldAt = row.isNull(8) ? std::nullopt : std::optional{row.moment(8)};
+        const auto toldAt = row.isNull(8) ? std::nullopt : std::optional{row.timestamp(8)};
         OpenConfirmation confirmation{request, makeAction(row.text(5), {}), row.text(6),
                                       Seconds{request.ttl} - age(request, std::chrono::milliseconds{row.integer(7)})};
         return Stored{std::move(confirmation), row.boolean(4), toldAt, {}};

@@ -5,9 +5,9 @@
 //     the user denies, or no answer within five minutes -> the action is not performed
 //     a client asks again         -> the outcome, as often as it asks, whichever client it is
 //
-// An outcome is told until five minutes after it was first told, and at least until the request's own five minutes are
-// over. It ends earlier when what was removed is there again, because then a removal is a new decision. After that, the
-// same arguments are a new request. That a request has expired is told once: its time is over.
+// An outcome is repeated for five minutes after a client was first told, and at least until the request's own five
+// minutes are over. It is forgotten earlier if what was removed exists again, because another removal is a new
+// decision. After that, the same arguments make a new request. An expired request is reported once.
 //
 // Vocabulary rules are removed in the transaction that stores the confirmation. A model is outside the database, so its
 // removal has two steps: the confirmation is stored; then the model is moved to a path named by the request, and that
@@ -44,7 +44,7 @@ struct ConfirmableAction {
 
     std::variant<RemoveWords, RemoveModel> is;
 
-    /// What would be done, as a clause without its full stop. For the user, who confirms all of it.
+    /// What would be done, as a clause without a full stop. It names everything, because the user confirms all of it.
     [[nodiscard]] std::string description() const;
     /// The same for the client, with only the first words of a long list.
     [[nodiscard]] std::string summary() const;
@@ -59,7 +59,7 @@ struct OpenConfirmation {
     ConfirmableAction action;
     /// The client that asked first, as it introduced itself. Empty if it is not known.
     std::string client = {};
-    /// Until it expires; negative afterwards.
+    /// The time until it expires. Negative afterwards.
     Seconds timeLeft{0};
 
     bool operator==(const OpenConfirmation&) const = default;
@@ -83,22 +83,22 @@ class Confirmations final {
 public:
     /// How long a request waits for its answer, and how long an outcome is repeated after it was first told.
     static constexpr std::chrono::seconds timeToLive{300};
-    /// How long an outcome is kept for a client that has not been told. After that the same arguments are a new
-    /// request, because an old outcome would be misunderstood as a new one.
+    /// How long an outcome is kept for a client that has not been told. After that, the same arguments make a new
+    /// request. An older outcome could be mistaken for a new one.
     static constexpr std::chrono::hours outcomeLifetime{24};
 
     using Clock = std::function<std::chrono::system_clock::time_point()>;
     /// The same clock in all processes. Nobody can set it, so a request cannot outlive its time.
     using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
-    /// All outlive this object.
+    /// `database` and `models` outlive this object.
     Confirmations(Database& database, const ModelStore& models, Clock now, VostelMCPKit::UUIDSource newID,
                   SteadyClock steadyNow = std::chrono::steady_clock::now)
         : database_{database}, models_{models}, now_{std::move(now)}, newID_{std::move(newID)},
           steadyNow_{std::move(steadyNow)} {}
 
-    /// The call of `client`. Two calls are the same request if they name the same set of words, ignoring letter case,
-    /// or the same model.
+    /// A call of `client`: makes a request for `action`, or reports the one that exists. Two calls are the same request
+    /// if they name the same set of words, ignoring letter case, or the same model.
     [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> ask(const ConfirmableAction& action,
                                                                            std::string_view client = {});
 
@@ -128,11 +128,11 @@ private:
                                                                               std::string_view client);
     [[nodiscard]] std::expected<ConfirmationReport, ConfirmationError> create(const ConfirmableAction& action,
                                                                               std::string_view client);
-    /// Whether the outcome was told for long enough, or no longer describes the state.
+    /// Whether the outcome was repeated long enough or is no longer true.
     [[nodiscard]] std::expected<bool, ConfirmationError> isOver(const Stored& stored);
     /// Whether something that the action removes is there.
     [[nodiscard]] std::expected<bool, ConfirmationError> isThere(const ConfirmableAction& action);
-    /// The status now. The time that has passed is the longer one of both clocks.
+    /// The status now. Of the two clocks, the one that shows the longer time counts.
     [[nodiscard]] static VostelMCPKit::MCPConfirmationLogic::Status statusOf(const OpenConfirmation& confirmation);
     /// How long ago the request was made.
     [[nodiscard]] Seconds age(const VostelMCPKit::MCPConfirmationLogic::Request& request,

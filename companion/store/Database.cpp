@@ -29,8 +29,8 @@ std::unexpected<DatabaseError> inaccessible(const std::string& path, int errorNu
     return std::unexpected(DatabaseError{DatabaseError::Inaccessible{path, {errorNumber}}});
 }
 
-/// Creates a missing file for its owner alone. SQLite would use the file mask. It gives its log files the mode of the
-/// database.
+/// Creates a missing file that only its owner may use. SQLite would use the process's umask. SQLite gives its log files
+/// the mode of the database.
 std::expected<void, DatabaseError> prepareFile(const std::string& path) {
     // Deliberate: never opens an existing file. Closing it would release the locks of this process's other connections.
     // Another process could then delete the log that they use.
@@ -40,7 +40,8 @@ std::expected<void, DatabaseError> prepareFile(const std::string& path) {
     struct stat file{};
     const bool isEmpty = ::stat(path.c_str(), &file) == 0 && file.st_size == 0;
 
-    // SQLite would treat the empty file as a new database and delete the log with everything committed in it.
+    // If the file is empty but its log is not: SQLite would treat the file as a new database and delete the log with
+    // everything that was committed.
     struct stat log{};
     if (isEmpty && ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0) {
         return std::unexpected(DatabaseError{DatabaseError::Damaged{path, "it is empty, its log is not"}});
@@ -76,7 +77,7 @@ std::expected<Database, DatabaseError> Database::open(const std::string& path) {
                                  "PRAGMA cell_size_check = ON;"
                                  "PRAGMA foreign_keys = ON;"
                                  "PRAGMA synchronous = FULL;"
-                                 // For macOS, where a plain flush leaves the data in the disk's own memory.
+                                 // For macOS, where a plain flush leaves the data in the disk's cache.
                                  "PRAGMA fullfsync = ON;"
                                  "PRAGMA checkpoint_fullfsync = ON;";
     if (auto set = database.execute(settings); !set) return std::unexpected(std::move(set.error()));

@@ -118,7 +118,9 @@ public:
     [[nodiscard]] double real(int column) const;
     [[nodiscard]] std::string text(int column) const;
     [[nodiscard]] bool boolean(int column) const { return integer(column) != 0; }
-    [[nodiscard]] Timestamp moment(int column) const { return Timestamp{std::chrono::milliseconds{integer(column)}}; }
+    [[nodiscard]] Timestamp timestamp(int column) const {
+        return Timestamp{std::chrono::milliseconds{integer(column)}};
+    }
     [[nodiscard]] Seconds seconds(int column) const { return Seconds{real(column)}; }
     [[nodiscard]] std::optional<std::string> optionalText(int column) const;
     [[nodiscard]] std::optional<double> optionalReal(int column) const;

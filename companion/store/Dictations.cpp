@@ -21,7 +21,7 @@ Outcome outcomeNamed(std::string_view text) {
 
 Dictation readDictation(const Statement& row) {
     return {UUID::parse(row.text(0)).value_or(UUID{}),
-            row.moment(1),
+            row.timestamp(1),
             row.text(2),
             outcomeNamed(row.text(3)),
             row.optionalText(4),

@@ -27,7 +27,7 @@ State stateNamed(std::string_view text) {
 
 RecordingSummary readRecordingSummary(const Statement& row) {
     return {UUID::parse(row.text(0)).value_or(UUID{}),
-            row.moment(1),
+            row.timestamp(1),
             row.optionalSeconds(2),
             stateNamed(row.text(3)),
             row.optionalText(4),

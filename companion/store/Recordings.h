@@ -47,8 +47,8 @@ struct Recording {
     bool operator==(const Recording&) const = default;
 };
 
-/// Uses the database on the caller's thread. A change that does not fit the recording's state, or names no recording,
-/// does nothing and returns false.
+/// Uses the database on the caller's thread. A change does nothing and returns false if it does not fit the recording's
+/// state or if there is no such recording.
 class Recordings final {
 public:
     static constexpr std::size_t previewLength = 200;
@@ -63,7 +63,8 @@ public:
     [[nodiscard]] std::expected<bool, DatabaseError>
     finish(const VostelMCPKit::UUID& id, const std::optional<std::string>& language, std::vector<RecordingLine> lines);
     [[nodiscard]] std::expected<bool, DatabaseError> fail(const VostelMCPKit::UUID& id, const std::string& reason);
-    /// Fails the unfinished recordings that no process works on, because theirs has died. Returns their number.
+    /// Marks the unfinished recordings that no process works on as failed. Their process has died. Returns their
+    /// number.
     [[nodiscard]] std::expected<std::size_t, DatabaseError>
     failAbandoned(const std::function<bool(const VostelMCPKit::UUID&)>& isWorkedOn, const std::string& reason);
 

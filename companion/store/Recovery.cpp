@@ -20,8 +20,8 @@ std::expected<void, ConfirmationError> failAbandonedRecordings(Database& databas
     return {};
 }
 
-/// Deletes only locks of stored recordings: another process may have just made a lock and be about to store its
-/// recording.
+/// Deletes the lock files of recordings that no process works on. Keeps those of recordings that are not stored:
+/// another process may have just made the lock and not yet stored its recording.
 void deleteDeadLocks(Database& database, const Paths& paths) {
     std::error_code failure;
     for (fs::directory_iterator entry{paths.unfinishedRecordings(), failure};
@@ -38,7 +38,7 @@ void deleteDeadLocks(Database& database, const Paths& paths) {
 
 std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Paths& paths,
                                                          Confirmations& confirmations) {
-    // A failure costs only room on the disk, so it is not worth a message.
+    // A failure is ignored, because it only leaves files on the disk.
     std::ignore = deleteAbandonedWork(paths.downloads());
     auto failed = failAbandonedRecordings(database, paths);
     deleteDeadLocks(database, paths);

@@ -10,9 +10,9 @@
 namespace vostel_companion {
 
 /// For the start of the serving program, once it knows that no other one runs. Performs what was confirmed but not
-/// performed, fails abandoned recordings, and deletes the files of crashed downloads. `Vostel transcribe` may still
-/// download in another process; its files stay. A failed step does not stop the others. Returns the first failure; the
-/// next start tries again.
+/// performed, marks abandoned recordings as failed, and deletes the files of crashed downloads. The files of another
+/// process that still downloads, such as `Vostel transcribe`, stay. A failed step does not stop the others. Returns the
+/// first failure. The next start tries again.
 [[nodiscard]] std::expected<void, ConfirmationError> recoverAfterCrash(Database& database, const Paths& paths,
                                                                        Confirmations& confirmations);
 

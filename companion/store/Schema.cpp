@@ -106,14 +106,14 @@ CREATE TABLE confirmationItems (
 ) STRICT, WITHOUT ROWID;
 )sql";
 
-// Who asked, when on the clock that nobody sets, and when a client was first told the outcome.
+// The client that asked, the time of the request on the steady clock, and when a client was first told the outcome.
 constexpr const char* confirmationsForSeveralClients = R"sql(
 ALTER TABLE confirmations ADD COLUMN client TEXT NOT NULL DEFAULT '';
 ALTER TABLE confirmations ADD COLUMN madeAt INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE confirmations ADD COLUMN toldAt INTEGER;
 )sql";
 
-// An id that is never used again, unlike a row number, so that a repeated command cannot delete another dictation.
+// Unlike a row number, an id is never used again. So a repeated command cannot delete another dictation.
 constexpr const char* idsForDictations = R"sql(
 ALTER TABLE dictations RENAME COLUMN id TO number;
 ALTER TABLE dictations ADD COLUMN id TEXT NOT NULL DEFAULT '';
@@ -204,7 +204,7 @@ std::expected<Database, DatabaseError> openStore(const std::string& path) {
     auto database = Database::open(path);
     if (!database) return database;
     if (auto done = migrate(*database, schemaMigrations()); !done) return std::unexpected(std::move(done.error()));
-    // Only now, because the mode is written into the file, and the file is known to be ours by now.
+    // Only after migrate, which has found that the file is ours: the mode is written into the file.
     if (auto set = database->execute("PRAGMA journal_mode = WAL"); !set) {
         return std::unexpected(std::move(set.error()));
     }

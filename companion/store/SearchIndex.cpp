@@ -29,7 +29,7 @@ std::string placeQuery(Kind kind, const std::string& more = "") {
            " WHERE id = ?";
 }
 
-/// The phrases in FTS5's language: each one in quotes, with a star after it. Empty if none has anything to find.
+/// The phrases as an FTS5 query: each one in quotes, with a star after it. Empty if no phrase is searchable.
 std::string matchExpression(std::span<const std::string> phrases) {
     std::string expression;
     for (const std::string& phrase : phrases) {
@@ -80,7 +80,7 @@ std::expected<void, DatabaseError> SearchIndex::add(Kind kind, const UUID& id, s
 std::expected<void, DatabaseError> SearchIndex::remove(Kind kind, const UUID& id) {
     Statement remove{database_, "DELETE FROM searchIndex WHERE rowid = (" + placeQuery(kind) + ")"};
     if (auto done = remove.bind(id.text()).run(); !done) return done;
-    // FTS5 only notes what was deleted. Its words leave the index when it is written anew.
+    // FTS5 only marks the text as deleted. Its words leave the index when the index is rewritten.
     return database_.execute("INSERT INTO searchIndex (searchIndex) VALUES ('optimize')");
 }
 
@@ -97,7 +97,7 @@ std::expected<Page<SearchHit>, DatabaseError> SearchIndex::find(std::span<const 
         const auto kind = static_cast<Kind>(row.integer(0));
         std::optional<TranscriptSource> source;
         if (kind == Kind::transcript) source = {sourceKindNamed(row.text(3)), row.text(4)};
-        return SearchHit{kind, UUID::parse(row.text(1)).value_or(UUID{}), row.moment(2), std::move(source),
+        return SearchHit{kind, UUID::parse(row.text(1)).value_or(UUID{}), row.timestamp(2), std::move(source),
                          row.text(5)};
     });
     if (!hits) return std::unexpected(std::move(hits.error()));

@@ -28,7 +28,7 @@ struct SearchHit {
     Kind kind = Kind::transcript;
     VostelMCPKit::UUID id;
     Timestamp date;
-    /// Of a transcript.
+    /// Present for a transcript.
     std::optional<TranscriptSource> source;
     /// A few words around the first ones that were found.
     std::string excerpt;
@@ -42,10 +42,10 @@ class SearchIndex final {
 public:
     explicit SearchIndex(Database& database) : database_{database} {}
 
-    /// Lets `text` be found. `id` is stored and not in the index.
+    /// Adds the text of the entry `id`, which is in its table and not yet in the index.
     [[nodiscard]] std::expected<void, DatabaseError> add(SearchHit::Kind kind, const VostelMCPKit::UUID& id,
                                                          std::string_view text);
-    /// Takes the text out of the index, while it is still stored. None of its words remain in the file's index.
+    /// Removes the text of the entry `id`, which is still in its table. None of its words remain in the index.
     [[nodiscard]] std::expected<void, DatabaseError> remove(SearchHit::Kind kind, const VostelMCPKit::UUID& id);
 
     /// The texts that contain every one of `phrases`, newest first. The words of a phrase are next to each other, and

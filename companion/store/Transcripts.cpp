@@ -16,7 +16,7 @@ constexpr const char* transcriptColumns =
 
 TranscriptSummary readTranscriptSummary(const Statement& row) {
     return {UUID::parse(row.text(0)).value_or(UUID{}),
-            row.moment(1),
+            row.timestamp(1),
             {sourceKindNamed(row.text(2)), row.text(3)},
             row.optionalSeconds(4),
             row.optionalText(5),

@@ -52,9 +52,9 @@ public:
     BoundedPool(const BoundedPool&) = delete;
     BoundedPool& operator=(const BoundedPool&) = delete;
 
-    /// Waits until an object is free. Returns no lease when `cancellation` comes first, and an error when the object
-    /// could not be made. A borrower that waits has `whileWaiting` called on its thread, at once and whenever the
-    /// number changes: the number of leases that must end before it has its turn.
+    /// Waits until an object is free. Returns no lease if `cancellation` comes first, and an error if the object could
+    /// not be made. While it waits, `whileWaiting` is called on this thread with the number of leases that must end
+    /// first: once at the beginning and whenever the number changes.
     [[nodiscard]] std::expected<std::optional<Lease>, Error>
     borrow(Cancellation& cancellation, const std::function<void(std::size_t)>& whileWaiting = {}) {
         const Cancellation::Listener listener{cancellation, [this] { wakeAll(); }};
@@ -80,7 +80,7 @@ public:
         return lend(lock);
     }
 
-    /// Borrows only what nobody else waits for. No lease, if that is nothing.
+    /// Borrows without waiting. Returns no lease if the limit is reached or another borrower waits.
     [[nodiscard]] std::expected<std::optional<Lease>, Error> tryBorrow() {
         std::unique_lock lock{mutex_};
         if (!waiting_.empty() || lent_ >= limit_) return std::nullopt;
@@ -95,7 +95,7 @@ public:
 
     [[nodiscard]] std::size_t limit() const { return limit_; }
 
-    /// Destroys the objects that nobody has borrowed for as long as `time`. Returns how many those were.
+    /// Destroys the objects that were not borrowed for `time` or longer. Returns their number.
     std::size_t destroyIdle(std::chrono::steady_clock::duration time) {
         std::vector<Idle> old;
         {

@@ -1,7 +1,7 @@
 // A request to stop one call.
 //
-// The companion uses threads and mutexes, not the coroutines of the kit: its calls run in decoders, in SQLite and
-// beside child processes, all of which block, so each call needs a thread anyway.
+// The companion uses threads and mutexes, not the coroutines of the kit. Its calls wait for decoders, SQLite and child
+// processes, all of which block. So each call needs a thread of its own anyway.
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// Finds a program by its name, as a shell does.
+// Finds a program in the folders of PATH by its name.
 #pragma once
 
 #include <filesystem>

@@ -7,11 +7,11 @@
 
 namespace vostel_companion {
 
-// Other allocators return large blocks by themselves.
+// Only glibc needs this. Other allocators return large blocks by themselves.
 
 void returnLargeBlocks() {
 #ifdef __GLIBC__
-    // Its initial value. Setting it ends the adjustment of all thresholds.
+    // This is the default. Setting it stops glibc from adjusting any of its thresholds.
     ::mallopt(M_TRIM_THRESHOLD, 128 << 10);
 #endif
 }

@@ -6,7 +6,7 @@
 
 namespace vostel_companion {
 
-/// Keeps the allocator's thresholds where they are. Called once, before there are threads.
+/// Stops the allocator from raising its thresholds. Call it once, before there are threads.
 void returnLargeBlocks();
 
 /// Returns the free memory of all threads. Takes some milliseconds.

@@ -1,4 +1,4 @@
-// Foreign text inside our sentences.
+// Text from others, such as paths and names, inside our sentences.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace vostel_companion {
 /// exceeds 300 bytes becomes an ellipsis.
 [[nodiscard]] std::string inQuotes(std::string_view text);
 
-/// All of `text` in double quotes, for a list that a person decides about. A quote or backslash inside has a backslash
+/// All of `text` in double quotes, for a list that the user confirms. A quote or backslash inside has a backslash
 /// before it, so one text cannot be read as two.
 [[nodiscard]] std::string inDoubleQuotes(std::string_view text);
 

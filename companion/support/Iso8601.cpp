@@ -75,7 +75,7 @@ std::optional<microseconds> takeTimeOfDay(Scanner& text) {
     return hours{hour} + minutes{minute} + seconds{second} + fraction;
 }
 
-/// How far the written time is ahead of UTC.
+/// The offset of the time zone from UTC.
 std::optional<minutes> takeZone(Scanner& text) {
     if (text.oneOf("Zz")) return minutes{0};
     char sign = 0;
@@ -102,9 +102,9 @@ std::optional<year_month_day> localDate(std::time_t moment) {
 
 std::optional<sys_seconds> systemLocalMidnight(year_month_day day) {
     tzset();
-    // For a midnight that the clock skips or repeats, mktime may return one of several times. So this searches for the
-    // first second of the day, between a time that is surely before it and one that is surely not. That also works
-    // where a country crossed the date line and skipped a whole day.
+    // If the clock skips or repeats midnight, mktime may return one of several times. So this is a binary search for
+    // the first second of the day, between a time before it and a time after it. It also works where a country crossed
+    // the date line and skipped a whole day.
     std::tm parts{};
     parts.tm_year = static_cast<int>(day.year()) - 1900;
     parts.tm_mon = static_cast<int>(static_cast<unsigned>(day.month())) - 1;

@@ -23,8 +23,8 @@ using LocalMidnight = std::function<std::optional<std::chrono::sys_seconds>(std:
 [[nodiscard]] std::optional<std::chrono::sys_time<std::chrono::microseconds>>
 parseTimestamp(std::string_view text, const LocalMidnight& localMidnight);
 
-/// "2026-08-30T14:05:00.250Z": always in UTC and with milliseconds. Given back as `since` or `until`, it finds the same
-/// entry again.
+/// "2026-08-30T14:05:00.250Z": always in UTC and with milliseconds. A client may pass it back as `since` or `until` and
+/// finds the same entry again.
 [[nodiscard]] std::string formatTimestamp(Timestamp moment);
 
 } // namespace vostel_companion

@@ -19,7 +19,7 @@ void Log::write(std::string_view line) {
         std::error_code ignored;
         std::filesystem::rename(file_, file_.string() + ".1", ignored);
     }
-    // Opened for each line, so a file that the user deletes or moves begins again.
+    // Opened for each line. If the user deletes or moves the file, a new one begins.
     const posix::FileDescriptor file{
         ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)};
     if (!file.isOpen()) return;

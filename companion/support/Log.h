@@ -11,11 +11,11 @@
 
 namespace vostel_companion {
 
-/// Lines in a file of the user's data folder. It holds no words of the user: tools, clients, durations and the reasons
-/// of failed starts. Thread-safe. A line that cannot be written is left out.
+/// Writes lines to a file in the data folder: tools, clients, durations and the reasons of failed starts. It contains
+/// no words of the user. Thread-safe. A line that cannot be written is lost.
 class Log final {
 public:
-    /// A longer file is renamed to "….1", so both together take twice this room.
+    /// A longer file is renamed: ".1" is appended to its name. Both files together have at most about twice this size.
     static constexpr std::size_t longestFile = 256 << 10;
 
     using Clock = std::function<std::chrono::system_clock::time_point()>;

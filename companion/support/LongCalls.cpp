@@ -54,7 +54,8 @@ void LongCalls::write() {
     for (const auto& [number, call] : calls_) list.calls.push_back(call);
     VostelMCPKit::Bytes text;
     if (!VostelMCPKit::writeJSON(VostelMCPKit::encode(list), text)) return;
-    // Readers find the old list or the new one. Not flushed: the list means nothing after a crash.
+    // Renamed into place, so that readers find the old list or the new one. Not flushed to the disk, because the list
+    // is of no use after a crash.
     const std::filesystem::path fresh = file_.string() + ".new";
     std::ofstream{fresh, std::ios::binary | std::ios::trunc} << text.text() << "\n";
     std::error_code ignored;

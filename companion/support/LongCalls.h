@@ -38,13 +38,13 @@ struct LongCall {
     bool operator==(const LongCall&) const = default;
 };
 
-/// The list of the running calls that have reported progress. Short calls report none and cost nothing here. The list
-/// is in a file, so another process can read it. Thread-safe.
+/// The list of the running calls that have reported progress. Short calls report none and are not listed. The list is
+/// in a file, so that another process can read it. Thread-safe.
 class LongCalls final {
 public:
     using Clock = std::function<std::chrono::system_clock::time_point()>;
 
-    /// A new progress of a listed call is written at most this often.
+    /// The shortest time between two writes of the progress of listed calls.
     static constexpr std::chrono::seconds interval{1};
 
     /// One running call. For one thread.
@@ -53,7 +53,7 @@ public:
         Call(LongCalls& calls, std::string tool, std::string client);
         Call(const Call&) = delete;
         Call& operator=(const Call&) = delete;
-        /// Takes it off the list.
+        /// Removes the call from the list.
         ~Call();
 
         void report(const Progress& progress);
@@ -64,7 +64,7 @@ public:
         std::optional<std::uint64_t> number_;
     };
 
-    /// Removes the file of an application that crashed.
+    /// Deletes the file that a crashed application has left.
     explicit LongCalls(std::filesystem::path file, Clock now = std::chrono::system_clock::now);
     LongCalls(const LongCalls&) = delete;
     LongCalls& operator=(const LongCalls&) = delete;

@@ -21,7 +21,7 @@ struct Paths {
     [[nodiscard]] std::filesystem::path log() const { return folder / "Vostel.log"; }
     /// See LongCalls.
     [[nodiscard]] std::filesystem::path longCalls() const { return folder / "Vostel.calls"; }
-    /// Words recognised of the files of long calls; see RecognitionCache.
+    /// The words of transcribed files; see RecognitionCache.
     [[nodiscard]] std::filesystem::path recognised() const { return folder / "Recognised"; }
     [[nodiscard]] std::filesystem::path models() const { return folder / "Models"; }
     /// Describes the models that can be installed; written by the user.

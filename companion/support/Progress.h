@@ -1,4 +1,4 @@
-// How far a piece of work is.
+// How much of a call's work is done.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 namespace vostel_companion {
 
 struct Progress {
-    /// Of the work, 0 to 1.
+    /// The fraction of the work that is done, 0 to 1.
     double fraction = 0;
     /// What happens now, for the user: "Transcribing 12:30 of 58:10". May be empty.
     std::string message;
@@ -18,11 +18,11 @@ struct Progress {
 
 using ReportProgress = std::function<void(const Progress&)>;
 
-/// Reports of waiting calls stay below the first report of a running one.
+/// The highest fraction that a waiting call reports. It is below the first report of a running call.
 inline constexpr double mostWhileWaiting = 0.0005;
 
-/// Reports for a call how many others come before it: "Waiting for 2 others". MCP asks that every report is above the
-/// last, so each adds a little.
+/// Reports for a waiting call how many others come before it: "Waiting for 2 others". MCP requires that each report is
+/// higher than the last, so each one adds a little.
 [[nodiscard]] std::function<void(std::size_t others)> reportWaiting(ReportProgress report);
 
 } // namespace vostel_companion

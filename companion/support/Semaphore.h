@@ -1,4 +1,4 @@
-// Bounds how much of one kind of work runs at once.
+// Limits how much of one kind of work runs at once.
 #pragma once
 
 #include "companion/support/BoundedPool.h"
@@ -7,8 +7,8 @@
 
 namespace vostel_companion {
 
-/// For work that would be too much for the machine if all callers did it at once. Callers beyond the limit wait in the
-/// order in which they came. Thread-safe.
+/// A fair semaphore, for work that would overload the machine if all callers did it at once. Callers beyond the limit
+/// wait in the order in which they came. Thread-safe.
 class Semaphore final {
     struct Token {};
     using Pool = BoundedPool<Token, std::monostate>;
@@ -19,7 +19,7 @@ public:
 
     explicit Semaphore(std::size_t limit) : pool_{limit, [] { return std::make_unique<Token>(); }} {}
 
-    /// Waits for a permit; absent when `cancellation` came first. `whileWaiting` as in BoundedPool::borrow.
+    /// Waits for a permit. Absent if `cancellation` came first. For `whileWaiting`, see BoundedPool::borrow.
     [[nodiscard]] std::optional<Permit> acquire(Cancellation& cancellation,
                                                 const std::function<void(std::size_t)>& whileWaiting = {}) {
         auto permit = pool_.borrow(cancellation, whileWaiting);

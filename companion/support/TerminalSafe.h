@@ -1,4 +1,4 @@
-// Foreign text on a terminal.
+// Makes text from others safe to print on a terminal.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace vostel_companion {
 
-/// Takes the first code point off `text` (not empty) and returns it. Returns U+FFFD for what a terminal would act on
-/// and for what would reorder the text: control characters, line separators, direction overrides and broken UTF-8.
+/// Removes the first code point from `text`, which is not empty, and returns it. Returns U+FFFD for control characters,
+/// line separators, direction overrides and broken UTF-8, because a terminal would act on them or reorder the text.
 /// Joiners are returned, because some scripts and emoji need them.
 [[nodiscard]] char32_t takePrintable(std::string_view& text);
 

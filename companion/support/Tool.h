@@ -16,9 +16,9 @@ namespace vostel_companion {
 struct ToolCall {
     /// As the client gave them: of any JSON type and not checked.
     VostelMCPKit::MCPValue arguments;
-    /// Watched by tools that run for long.
+    /// Long work checks it.
     Cancellation& cancellation;
-    /// Called whenever the work is further, or the message changes.
+    /// Called when more work is done or when the message changes.
     ReportProgress progress;
     /// The name of the AI client, as it introduced itself.
     std::string client = {};

@@ -1,4 +1,4 @@
-// How times are written for people.
+// Times, fractions and sizes as texts for the user.
 #pragma once
 
 #include "companion/support/Time.h"

@@ -16,7 +16,7 @@ using posix::FileLock;
 
 std::expected<WorkFolder, posix::SystemError> WorkFolder::make(const fs::path& parent) {
     if (auto made = posix::ensureFolder(parent); !made) return std::unexpected(std::move(made.error()));
-    // A new folder looks abandoned until it is locked.
+    // The lock of the parent protects the new folder until it has a lock of its own. Without one it looks abandoned.
     const auto lockOfParent = FileLock::acquire(parent, FileLock::IfMissing::fail);
     if (!lockOfParent) return std::unexpected(lockOfParent.error());
     std::string path = (parent / "XXXXXX").string();

@@ -10,7 +10,7 @@
 namespace vostel_companion {
 
 /// A new folder for one piece of work. The destructor deletes it. It is locked while this object exists, so other
-/// processes know that the work goes on. A crash leaves the folder without its lock.
+/// processes know that it is in use. A crash leaves the folder without a lock.
 class WorkFolder final {
 public:
     /// Creates a folder with a random name in `parent`, and `parent` if it is missing.

@@ -14,7 +14,7 @@
 
 namespace vostel_companion {
 
-/// The rules without terminal and store. Not thread-safe.
+/// Decides what to ask and how to read the answers. It does no I/O. Not thread-safe.
 class ConfirmationPrompt final {
 public:
     struct Answer {
@@ -22,13 +22,13 @@ public:
         VostelMCPKit::MCPConfirmationLogic::Decision decision = VostelMCPKit::MCPConfirmationLogic::Decision::denied;
         bool operator==(const Answer&) const = default;
     };
-    /// What to do next.
+    /// What the caller must do next.
     struct Turn {
-        /// Written first.
+        /// Print this text.
         std::string text;
-        /// A question is asked: discard what has been typed so far.
+        /// Before that, discard what has been typed so far, because the text asks a question.
         bool discardsInput = false;
-        /// Pass it to the store.
+        /// Pass this answer to the store.
         std::optional<Answer> answer;
         bool operator==(const Turn&) const = default;
     };

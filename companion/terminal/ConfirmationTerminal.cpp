@@ -16,9 +16,9 @@ namespace vostel_companion {
 
 namespace {
 
-/// Requests expire, and other processes answer them, without waking us.
+/// No event tells us that a request has expired or that another process has answered it. So we check this often.
 constexpr std::chrono::milliseconds pollInterval{1000};
-/// In bytes. Longer input is not an answer.
+/// In bytes. Longer input cannot be an answer.
 constexpr std::size_t longestLine = 4096;
 
 void write(const std::string& text) {

@@ -12,8 +12,8 @@
 
 namespace vostel_companion {
 
-/// Standard input and standard output must be a terminal. Runs on a thread of its own, so a user who does not answer or
-/// a stopped terminal blocks nothing else.
+/// Standard input and standard output must be a terminal. Runs on a thread of its own. So a user who does not answer,
+/// or a stopped terminal, blocks nothing else.
 class ConfirmationTerminal final {
 public:
     /// `models` outlives it.
@@ -22,7 +22,7 @@ public:
     ConfirmationTerminal(const ConfirmationTerminal&) = delete;
     ConfirmationTerminal& operator=(const ConfirmationTerminal&) = delete;
 
-    /// Looks for new requests at once instead of within a second. Callable from any thread.
+    /// Makes it check for new requests at once instead of within a second. Callable from any thread.
     void wake() { wakePipe_.wake(); }
 
     /// Never returns; for a thread of its own.

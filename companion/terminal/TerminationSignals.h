@@ -20,7 +20,7 @@ private:
     sigset_t signals_;
 };
 
-/// Ends the program by the default action of `signal`, so that a shell sees it and stops its loop.
+/// Ends the program by the default action of `signal`, so that a shell knows that it was interrupted.
 [[noreturn]] void reraise(int signal);
 
 } // namespace vostel_companion

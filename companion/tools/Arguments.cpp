@@ -11,7 +11,7 @@ using VostelMCPKit::MCPValue;
 
 namespace {
 
-/// Deliberate: 10.0 is a whole number too. That is how JSON Schema counts, and how some clients write.
+/// Deliberate: 10.0 is a whole number too. JSON Schema says so, and some clients write whole numbers like this.
 std::optional<std::int64_t> wholeNumber(const MCPValue& value) {
     if (const auto integer = value.asInt()) return integer;
     const auto real = value.asDouble();
@@ -50,7 +50,7 @@ void ArgumentReader::operator()(std::string_view name, std::optional<std::int64_
 std::optional<std::string> ArgumentReader::error() const {
     const auto members = given_.asObject();
     if (!members) return error_;
-    // First, because a misspelt argument is also one that is missing.
+    // Checked before `error_`, because a misspelt argument has also been noticed as a missing one.
     for (const MCPValue::Member& member : *members) {
         if (std::ranges::find(taken_, member.key()) == taken_.end()) {
             return std::string{tool_} + " takes no argument " + inQuotes(member.key()) + ".";

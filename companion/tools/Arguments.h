@@ -1,4 +1,4 @@
-// Reading what a client gave a tool.
+// Reads the arguments of a tool call.
 #pragma once
 
 #include "companion/support/Tool.h"
@@ -17,9 +17,9 @@
 
 namespace vostel_companion {
 
-/// Fills the arguments record of one call through its codingKeys, and keeps a sentence for the client when something is
-/// wrong. VostelMCPKit::decode ignores keys that a record does not list; here they are errors, so that a misspelt
-/// argument is noticed. A null counts as an argument that was left out.
+/// Fills the arguments record of one call through its codingKeys. If something is wrong, it keeps a sentence for the
+/// client. VostelMCPKit::decode ignores keys that a record does not list. Here they are errors, so that a misspelt
+/// argument is noticed. A null counts as a missing argument.
 class ArgumentReader final {
 public:
     /// The most elements that a list may have.
@@ -37,7 +37,7 @@ public:
     template <class Element>
     void operator()(std::string_view name, std::vector<Element>& field);
 
-    /// What is wrong with the arguments, once every key was read.
+    /// What is wrong with the arguments. Call it after every key was read.
     [[nodiscard]] std::optional<std::string> error() const;
 
 private:
@@ -50,7 +50,7 @@ private:
     /// Null when it is missing.
     [[nodiscard]] const VostelMCPKit::MCPValue* find(std::string_view name);
     [[nodiscard]] std::span<const VostelMCPKit::MCPValue> list(std::string_view name, const std::string& asElements);
-    /// Keeps the sentence "tool verb 'name' rest." unless there is one.
+    /// Keeps the sentence "tool verb 'name' rest." unless there is an earlier one.
     void complain(std::string_view verb, std::string_view name, std::string_view rest);
 
     const std::string_view tool_;

@@ -10,7 +10,7 @@ using MCPConfirmationLogic::Status;
 
 namespace {
 
-/// What waits, who asked first and where the user answers.
+/// Says what waits for the user, which client asked first and where the user answers.
 std::string summaryOf(const OpenConfirmation& confirmation) {
     const std::string client = confirmation.client.empty() ? "an AI client" : inQuotes(confirmation.client);
     return confirmation.action.summary() + " (asked for by " + client +

@@ -1,4 +1,4 @@
-// What the two tools that the user must confirm have in common.
+// Shared by the two tools whose actions the user must confirm.
 #pragma once
 
 #include "companion/tools/ToolContext.h"
@@ -10,7 +10,7 @@
 namespace vostel_companion {
 
 /// Asks the user to confirm `action` for the client of `call`, or returns the outcome of an earlier request for it.
-/// `done` makes the outcome of a performed action from what was removed.
+/// If the action was performed, `done` makes the outcome from what was removed.
 [[nodiscard]] VostelMCPKit::MCPToolOutcome
 askForConfirmation(const ToolContext& context, const ToolCall& call, const ConfirmableAction& action,
                    const std::function<VostelMCPKit::MCPToolOutcome(const std::vector<std::string>& removed)>& done);

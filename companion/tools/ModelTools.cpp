@@ -16,7 +16,7 @@ using VostelMCPKit::MCPToolOutcome;
 
 namespace {
 
-/// One installation already uses all of the disk or the network. Two at once would only be slower.
+/// One installation already uses the disk or the network fully. Two at once would not be faster.
 constexpr std::size_t installationsAtOnce = 1;
 
 MCPToolOutcome listModels(const ToolContext& context, const ToolCall& call) {

@@ -1,4 +1,4 @@
-// Writing stored values into results.
+// Turns stored values into results of tools.
 #pragma once
 
 #include "companion/support/Time.h"
@@ -18,7 +18,7 @@
 
 namespace vostel_companion {
 
-/// The tool `Signature` did its work. `text` says for the model what `result` says for programs.
+/// The outcome of a successful call of the tool `Signature`. `text` tells a model what `result` tells a program.
 template <class Signature>
 [[nodiscard]] VostelMCPKit::MCPToolOutcome doneOutcome(std::string text, const typename Signature::Result& result) {
     return VostelMCPKit::MCPToolOutcome::text(std::move(text), VostelMCPKit::encode(result));
@@ -28,7 +28,7 @@ template <class Signature>
 [[nodiscard]] double rounded(Seconds time);
 [[nodiscard]] std::optional<double> rounded(const std::optional<Seconds>& time);
 
-/// One turn of a recorded call, as the client is given it.
+/// One turn of a recorded call, as the client receives it.
 [[nodiscard]] RecordingGet::Turn turnRecord(const RecordingLine& line);
 
 /// The first line of a list entry for the model: its facts, separated by middle dots, such as "12.5 s · en".
@@ -48,9 +48,8 @@ private:
     std::string text_;
 };
 
-/// The words of a transcript after the notes, each of which becomes a paragraph in brackets. The notes are first
-/// because clients cut the end of a long result. They are part of the text because some clients show the model nothing
-/// else.
+/// The notes, each as a paragraph in brackets, and then the words of a transcript. The notes come first because clients
+/// cut the end of a long result. They are part of the text because some clients show the model nothing else.
 [[nodiscard]] std::string withNotes(const std::vector<std::string>& notes, std::string_view words);
 
 /// Says that a long record has no times, how the user gets them, and where the whole text is. `id` is absent if the

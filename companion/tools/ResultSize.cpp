@@ -27,7 +27,7 @@ MCPToolOutcome fittingOutcome(std::size_t count, const std::function<MCPToolOutc
         MCPToolOutcome outcome = build(count);
         if (resultSize(outcome) <= largestResult) return outcome;
         if (count == 0) return MCPToolOutcome::failed("The result is too large to be sent.");
-        // Nearly every result fits at once. For the others a step of a quarter wastes little room.
+        // Nearly every result fits at once. For the others, steps of a quarter waste little room.
         count = count * 3 / 4;
     }
 }

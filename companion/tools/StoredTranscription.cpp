@@ -17,10 +17,10 @@ namespace {
 
 using Result = std::expected<StoredTranscription, std::string>;
 
-/// The part of a link's progress that its download takes. Recognition is mostly slower.
+/// The fraction of a link's progress that is the download. Recognition usually takes longer.
 constexpr double downloadFraction = 0.25;
 
-/// Without rules if they cannot be read.
+/// The rules of the vocabulary. If they cannot be read, there are none, and a note says so.
 std::vector<VocabularyRule> readVocabulary(Database& database, std::vector<std::string>& notes) {
     auto rules = Vocabulary{database}.list();
     if (rules) return *std::move(rules);
@@ -28,8 +28,8 @@ std::vector<VocabularyRule> readVocabulary(Database& database, std::vector<std::
     return {};
 }
 
-/// Applies the vocabulary, stores the transcript and saves its text as a file. A step that fails leaves a note, and the
-/// next one is tried all the same.
+/// Applies the vocabulary, stores the transcript and saves its text as a file. If a step fails, a note says so, and the
+/// next step is still tried.
 StoredTranscription store(const ToolContext& context, const Transcription& done, const TranscriptSource& source) {
     StoredTranscription stored;
     // Deliberate: the transcript of a cancelled call is stored too. The work is done, and the history can show it.
@@ -87,7 +87,7 @@ const char* refusal(MCPURLPolicy::Reason reason) {
     return "The link's host has an address inside a private network, so Vostel does not open the link.";
 }
 
-/// Names the link instead of the downloaded file, which the user does not know.
+/// Names the link instead of the downloaded file, because the user does not know that file.
 std::string descriptionForLink(const TranscriptionError& error, const std::string& url) {
     const auto* file = std::get_if<TranscriptionError::UnusableFile>(&error.is);
     return file != nullptr ? file->why.description(url) : error.description();
@@ -114,9 +114,9 @@ Result transcribeLink(const ToolContext& context, const TranscriptSource& link, 
     if (const auto* rejected = std::get_if<MCPURLPolicy::Decision::Rejected>(&decision.is)) {
         return std::unexpected(refusal(rejected->reason));
     }
-    const JudgedLink judged{link.value, std::get<MCPURLPolicy::Decision::Allowed>(std::move(decision.is))};
+    const AllowedLink allowed{link.value, std::get<MCPURLPolicy::Decision::Allowed>(std::move(decision.is))};
 
-    const auto audio = context.downloadAudio(judged, cancellation, [&](double fraction) {
+    const auto audio = context.downloadAudio(allowed, cancellation, [&](double fraction) {
         progress({fraction * downloadFraction, "Downloading the audio, " + percentText(fraction) + " done"});
     });
     if (!audio) return std::unexpected(audio.error().description());

@@ -1,4 +1,4 @@
-// Transcribing a file or a link and storing what was said, for the tools and for the command line.
+// Transcribes a file or a link and stores the transcript, for the tools and for the command line.
 #pragma once
 
 #include "companion/store/Transcripts.h"
@@ -16,13 +16,13 @@ namespace vostel_companion {
 struct StoredTranscription {
     /// With the vocabulary applied.
     Transcript transcript;
-    /// As it is read; see ReadableText.h.
+    /// With sentences and paragraphs; see ReadableText.h.
     std::string text;
     /// Absent if the transcript could not be stored.
     std::optional<VostelMCPKit::UUID> id;
     /// The file with the text. Absent if it could not be saved.
     std::optional<std::string> path;
-    /// What the reader must know: above all, what could not be done, one sentence each.
+    /// Sentences that the reader must know, mostly about steps that failed.
     std::vector<std::string> notes;
 };
 

@@ -34,7 +34,8 @@ struct ToolContext {
     /// Resolves host names when a link is checked.
     VostelMCPKit::MCPURLPolicy::Resolver resolve = VostelMCPKit::resolveBySystem;
     DownloadAudio downloadAudio = systemDownload(paths.downloads());
-    /// Without it, SQLite would let many writers wait in no order, and fail some of them after a while.
+    /// Limits the calls that use the database at once. SQLite would let many writers wait in no order, and some of them
+    /// would fail after a while.
     std::shared_ptr<Semaphore> databaseWork = std::make_shared<Semaphore>(4);
 };
 

@@ -21,7 +21,8 @@ std::string localTime(Timestamp date) {
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H.%M", &local)};
 }
 
-/// Path separators, characters that other systems forbid in names, and controls, which could disguise a name in a list.
+/// Path separators, characters that other systems forbid in names, and control characters, which could make a name look
+/// like another one.
 bool isForbidden(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7F || std::string_view{"/\\:*?\"<>|"}.find(c) != std::string_view::npos;
@@ -63,7 +64,7 @@ std::expected<std::string, posix::SystemError> saveTranscriptFile(const std::fil
 
 std::expected<void, posix::SystemError> deleteTranscriptFile(const std::filesystem::path& folder,
                                                              const VostelMCPKit::UUID& id) {
-    // The rest of the name depends on the time zone at that time.
+    // Only the ending is compared. The rest of the name depends on the time zone when the file was saved.
     const std::string ending = endingOfName(id);
     std::error_code failure;
     for (std::filesystem::directory_iterator entry{folder, failure};

@@ -1,7 +1,7 @@
 // transcribe_file and transcribe_url.
 //
 // Recognised words are always returned. If the vocabulary cannot be applied, or the transcript cannot be stored or
-// saved as a file, a note after the words says so.
+// saved as a file, a note before the words says so.
 #pragma once
 
 #include "companion/tools/ToolContext.h"

@@ -10,7 +10,7 @@
 
 namespace vostel_companion {
 
-/// A client is shown the whole text or, above MCPOutputLimit, its beginning and a notice that says where the whole is.
+/// A client gets the whole text or, above MCPOutputLimit, its beginning and a notice that says where the whole text is.
 /// The text consists of parts, such as words or turns. If the result is still too large, fewer parts can be shown.
 class TruncatedTranscript final {
 public:

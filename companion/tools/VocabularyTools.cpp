@@ -18,7 +18,7 @@ using VostelMCPKit::MCPToolOutcome;
 
 namespace {
 
-/// In bytes. A skipped rule is repeated only as far as is needed to recognise it.
+/// In bytes. Of a skipped rule, the result repeats only enough to recognise it.
 constexpr std::size_t longestEcho = 1000;
 
 std::string echo(std::string_view given) {

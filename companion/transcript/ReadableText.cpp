@@ -49,7 +49,7 @@ std::string capitalised(std::string_view word) {
     return text.append(word);
 }
 
-/// A full stop would be wrong after another mark, such as that of "etc.".
+/// Whether the word already ends with a punctuation mark, as "etc." does. No full stop may follow then.
 bool endsWithMark(std::string_view word) {
     return std::ranges::any_of(std::initializer_list{"."sv, "!"sv, "?"sv, ":"sv, ";"sv, ","sv, "…"sv},
                                [&](std::string_view mark) { return word.ends_with(mark); });

@@ -9,7 +9,7 @@
 namespace vostel_companion {
 
 struct RecordingLine {
-    /// The microphone records the user. The system's sound is everybody else on the call.
+    /// The microphone records the user. The sound of the system is everybody else on the call.
     enum class Track { microphone, system };
     Track track = Track::microphone;
     /// The label of the track that users see.

@@ -15,7 +15,7 @@ using VostelMCPKit::combiningClass;
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 
-/// What matters about a character for the edges of words.
+/// The classes of characters that decide where words begin and end.
 enum class WordClass { letter, digit, connector, extension, midWord, other };
 
 struct Character {
@@ -55,7 +55,7 @@ bool isUnseparatedScript(char32_t codePoint) {
 }
 
 WordClass classOf(char32_t codePoint) {
-    // Most of what is recognised.
+    // A fast path for the most frequent characters.
     if (isASCIILetter(codePoint)) return WordClass::letter;
     if (codePoint == ' ') return WordClass::other;
     if (VostelMCPKit::extendsCharacter(codePoint)) return WordClass::extension;

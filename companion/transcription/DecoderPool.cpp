@@ -11,11 +11,11 @@ ModelFolder ModelFolder::at(const std::string& path) {
     return {path, status.st_dev, status.st_ino, status.st_ctime};
 }
 
-std::expected<SpeechDecoder*, SpeechError> DecoderPlace::decoder(const std::string& path) {
-    // Before the model is read: a folder that replaces it during that time is noticed the next time.
+std::expected<SpeechDecoder*, SpeechError> DecoderSlot::decoder(const std::string& path) {
+    // Identified before the model is loaded. If the folder is replaced meanwhile, the next call notices it.
     ModelFolder folder = ModelFolder::at(path);
     if (decoder_ && folder_ == folder) return decoder_.get();
-    // First, because the memory may not hold two models.
+    // Freed first, because there may not be enough memory for two models.
     decoder_.reset();
     auto loaded = SpeechDecoder::load(path);
     if (!loaded) return std::unexpected(loaded.error());

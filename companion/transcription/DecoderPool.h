@@ -12,12 +12,12 @@
 
 namespace vostel_companion {
 
-/// Identifies the folder at a path. A model that is installed again is in another folder.
+/// Identifies the folder at a path. A model that is installed again is in a new folder at the same path.
 struct ModelFolder {
     std::string path;
     dev_t device = 0;
     ino_t number = 0;
-    /// When it last changed, because the system reuses numbers.
+    /// When it last changed, because the system reuses inode numbers.
     std::time_t changed = 0;
 
     [[nodiscard]] static ModelFolder at(const std::string& path);
@@ -25,12 +25,12 @@ struct ModelFolder {
     bool operator==(const ModelFolder&) const = default;
 };
 
-/// A place for one loaded model. For one thread at a time.
-class DecoderPlace final {
+/// Holds one loaded model. For one thread at a time.
+class DecoderSlot final {
 public:
-    DecoderPlace() = default;
-    DecoderPlace(const DecoderPlace&) = delete;
-    DecoderPlace& operator=(const DecoderPlace&) = delete;
+    DecoderSlot() = default;
+    DecoderSlot(const DecoderSlot&) = delete;
+    DecoderSlot& operator=(const DecoderSlot&) = delete;
 
     /// Loads the model in the folder at `path`, unless it is loaded already. The decoder is valid until the next call.
     [[nodiscard]] std::expected<SpeechDecoder*, SpeechError> decoder(const std::string& path);
@@ -40,6 +40,6 @@ private:
     std::unique_ptr<SpeechDecoder> decoder_;
 };
 
-using DecoderPool = BoundedPool<DecoderPlace, SpeechError>;
+using DecoderPool = BoundedPool<DecoderSlot, SpeechError>;
 
 } // namespace vostel_companion

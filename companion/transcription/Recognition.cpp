@@ -92,7 +92,7 @@ void Recognition::enqueue(std::vector<Utterance> utterances) {
     }
 }
 
-/// The calling thread takes one of the waiting utterances itself.
+/// Starts helpers while at least two utterances wait. The calling thread takes one of them itself.
 void Recognition::startHelpers() {
     while (true) {
         {
@@ -105,7 +105,7 @@ void Recognition::startHelpers() {
             const std::lock_guard lock{mutex_};
             ++helpers_;
         }
-        // Shared, because the body of a thread is copied.
+        // Shared, because the function of a thread must be copyable.
         const auto shared = std::make_shared<std::optional<DecoderPool::Lease>>(*std::move(lease));
         const auto started = decoders_.startThread({"com.vostel.vostel.recogniser", "recogniser"}, [this, shared] {
             help(**shared);
@@ -115,7 +115,7 @@ void Recognition::startHelpers() {
             changed_.notify_all();
         });
         if (started) continue;
-        // The others do the work.
+        // No thread could be started. The other threads do the work.
         const std::lock_guard lock{mutex_};
         --helpers_;
         return;
@@ -124,7 +124,8 @@ void Recognition::startHelpers() {
 
 void Recognition::help(DecoderPool::Lease& lease) {
     const auto decoder = lease->decoder(decoders_.model);
-    // The calling thread has loaded the same model, so this is a lack of memory. The others do the work.
+    // The calling thread has loaded the same model, so the memory was not enough for another one. The other threads do
+    // the work.
     if (!decoder) return;
     while (!decoders_.pool.isWanted()) {
         Piece* const piece = take();
@@ -190,8 +191,8 @@ void Recognition::waitForHelpers() {
     }
 }
 
-/// Reading runs ahead of recognition, so this multiplies the fraction of the file that was read with the fraction of
-/// that which was recognised.
+/// Reading is ahead of recognition. So the progress is the fraction of the file that was read, times the fraction of
+/// the read part that was recognised.
 void Recognition::report() {
     std::size_t left = 0;
     {

@@ -1,8 +1,8 @@
 // Takes one recording through the splitter and the recogniser.
 //
-// Recognition takes nearly all the time, and its utterances do not depend on each other. So every decoder that nobody
-// else needs helps: the calling thread reads ahead, and each helper takes the next utterance. The words are the same in
-// the same order, however many decoders work.
+// Recognition takes nearly all the time, and utterances do not depend on each other. So every free decoder helps: the
+// calling thread reads ahead, and each helper takes the next utterance. The words and their order do not depend on the
+// number of decoders.
 #pragma once
 
 #include "companion/audio/AudioSource.h"
@@ -47,7 +47,7 @@ public:
     };
     using Error = std::variant<AudioError, SpeechError>;
 
-    /// `kept` may be null.
+    /// `kept` has the words of earlier calls and stores new ones. It may be null.
     Recognition(AudioSource& source, Decoders decoders, RecognitionCache::Recording* kept, Cancellation& cancellation,
                 const ReportProgress& progress);
     Recognition(const Recognition&) = delete;
@@ -71,7 +71,7 @@ private:
     void help(DecoderPool::Lease& lease);
     /// The next utterance that nobody works on. Null without one.
     [[nodiscard]] Piece* take();
-    /// False if everything is to stop.
+    /// False if the whole recognition must stop.
     [[nodiscard]] bool recognise(Piece& piece, SpeechDecoder& decoder, const std::function<void()>& advanced);
     void setLeft(Piece& piece, std::size_t left);
     [[nodiscard]] bool hasFailed();
@@ -80,8 +80,8 @@ private:
 
     AudioSource& source_;
     const Decoders decoders_;
-    /// How many utterances wait at most. Enough for helpers that are faster than the reading thread, which recognises
-    /// too. An utterance takes up to 0.5 MB.
+    /// The most utterances that wait. Enough to keep the helpers busy while the reading thread recognises, too. An
+    /// utterance takes up to 0.5 MB.
     const std::size_t mostWaiting_;
     const ReportProgress& progress_;
 

@@ -22,7 +22,7 @@ using VostelMCPKit::MCPValue;
 
 namespace {
 
-/// Changes when utterances are cut or recognised in another way, so that nothing older is used.
+/// Raise it when utterances are cut or recognised in another way. Older entries are then not used.
 constexpr std::string_view version = "2";
 constexpr std::string_view extension = ".words";
 
@@ -62,14 +62,14 @@ std::optional<std::vector<TranscriptSegment>> wordsIn(const MCPValue& line) {
     return words;
 }
 
-struct Kept {
+struct CacheFile {
     fs::path path;
     fs::file_time_type changed;
     std::uintmax_t size = 0;
 };
 
-std::vector<Kept> filesIn(const fs::path& folder) {
-    std::vector<Kept> files;
+std::vector<CacheFile> filesIn(const fs::path& folder) {
+    std::vector<CacheFile> files;
     std::error_code failure;
     for (fs::directory_iterator entry{folder, failure}; !failure && entry != fs::directory_iterator{};
          entry.increment(failure)) {
@@ -88,7 +88,7 @@ RecognitionCache::Recording::Recording(const fs::path& folder, const std::string
     for (std::string line; std::getline(file, line);) read(line);
 }
 
-/// A line that cannot be read, such as one that a crash cut, is as if it were not there.
+/// Ignores a line that cannot be read. A crash can leave such a line.
 void RecognitionCache::Recording::read(std::string_view line) {
     const auto value = VostelMCPKit::readJSON(line);
     if (!value) return;
@@ -136,7 +136,7 @@ void RecognitionCache::Recording::append(const std::string& line) const {
         ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)};
     struct stat status{};
     if (!file.isOpen() || ::fstat(file.get(), &status) != 0) return;
-    // The line break ends what a crash may have cut.
+    // The line break ends a line that a crash may have cut.
     const std::string header = status.st_size == 0 ? lineOf(MCPValue::object({{"path", path_}})) : "\n";
     std::ignore = posix::writeAll(file, header + line, file_);
 }
@@ -161,10 +161,10 @@ std::optional<std::string> RecognitionCache::keyOf(const std::string& path, std:
 }
 
 void RecognitionCache::prune(fs::file_time_type now) const {
-    std::vector<Kept> files = filesIn(folder_);
-    std::ranges::sort(files, std::ranges::greater{}, &Kept::changed);
+    std::vector<CacheFile> files = filesIn(folder_);
+    std::ranges::sort(files, std::ranges::greater{}, &CacheFile::changed);
     std::uintmax_t total = 0;
-    for (const Kept& file : files) {
+    for (const CacheFile& file : files) {
         total += file.size;
         std::error_code ignored;
         if (total > mostBytes || now - file.changed > longestAge) fs::remove(file.path, ignored);
@@ -173,7 +173,7 @@ void RecognitionCache::prune(fs::file_time_type now) const {
 
 void RecognitionCache::forget(std::string_view path) const {
     const std::string header = lineOf(MCPValue::object({{"path", VostelMCPKit::repairedUTF8(path)}}));
-    for (const Kept& file : filesIn(folder_)) {
+    for (const CacheFile& file : filesIn(folder_)) {
         std::string line;
         std::ifstream stream{file.path, std::ios::binary};
         std::getline(stream, line);

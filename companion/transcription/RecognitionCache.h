@@ -1,4 +1,4 @@
-// What was recognised of a file, kept so that the same request need not begin again.
+// The recognised words of files, stored so that a repeated request need not begin again.
 //
 // A client may give up on a long call, or the application may be killed. The next request for the same file goes on
 // where the last one stopped, and answers at once if everything was recognised.
@@ -20,12 +20,12 @@
 
 namespace vostel_companion {
 
-/// A folder with one file for each recording. Only names and limits; the folder is made when it is needed. Thread-safe.
+/// A folder with one file for each recording. The folder is created when it is needed. Thread-safe.
 class RecognitionCache final {
 public:
     /// An hour of speech takes about 0.6 MB, so this is about a hundred hours.
     static constexpr std::uintmax_t mostBytes = 64 << 20;
-    /// Clients repeat a call within minutes, people within days.
+    /// Clients repeat a call within minutes, users within days.
     static constexpr std::chrono::hours longestAge{7 * 24};
 
     /// The work on one recording. For one thread at a time.
@@ -38,7 +38,7 @@ public:
 
         /// The words of the utterance, if it was recognised before.
         [[nodiscard]] const std::vector<TranscriptSegment>* find(const Utterance& utterance) const;
-        /// Keeps the words of the utterance. A failure is ignored: it costs time, not words.
+        /// Stores the words of the utterance. A failure is ignored, because the words can be recognised again.
         void add(const Utterance& utterance, const std::vector<TranscriptSegment>& words);
         /// What is known of a recording after all of it was recognised.
         struct Whole {
@@ -52,7 +52,7 @@ public:
         [[nodiscard]] const std::optional<Whole>& whole() const { return whole_; }
         /// All words so far, in their order.
         [[nodiscard]] Transcript transcript() const;
-        /// Keeps that the whole recording was recognised.
+        /// Records that the whole recording was recognised.
         void finish(const Whole& whole);
 
     private:
@@ -68,7 +68,7 @@ public:
         std::optional<Whole> whole_;
     };
 
-    /// Recordings below `temporary` are not kept, because nobody asks for them again.
+    /// Recordings in `temporary` are not stored, because no later request has the same path.
     RecognitionCache(std::filesystem::path folder, std::filesystem::path temporary)
         : folder_{std::move(folder)}, temporary_{std::move(temporary)} {}
 

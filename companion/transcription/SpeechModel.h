@@ -18,8 +18,8 @@ struct SpeechModel {
     bool operator==(const SpeechModel&) const = default;
 };
 
-/// An installed model for the language that the caller hints at ("de", "de-CH", "DE"), else the system's English model.
-/// That is also used for "auto" and without a hint, because no model here can detect a language.
+/// An installed model for the language of the hint ("de", "de-CH", "DE"). If there is none, the system's English model.
+/// That model is also used for "auto" and without a hint, because our models cannot detect a language.
 [[nodiscard]] SpeechModel chooseModel(const ModelStore& models, std::string_view languageHint);
 
 } // namespace vostel_companion

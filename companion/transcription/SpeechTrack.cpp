@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t second = AudioSource::sampleRate;
 /// The search stops when a track has this much speech. Music and noise have less that sounds like speech.
 constexpr std::size_t enoughSpeech = 20 * second;
-/// All tracks are searched up to the same moment, in steps of this length.
+/// All tracks are searched up to the same position, in steps of this length.
 constexpr std::size_t step = 60 * second;
 /// Each track costs memory and time. Recordings of speech have two or three.
 constexpr std::size_t mostTracks = 8;
@@ -27,7 +27,7 @@ public:
     Search(const Search&) = delete;
     Search& operator=(const Search&) = delete;
 
-    /// Goes on until `samples` samples of the track have been searched. A track that cannot be read has no more speech.
+    /// Continues until `samples` samples of the track have been searched. If the track cannot be read, its search ends.
     void goTo(std::size_t samples) {
         while (!isOver_ && searched_ < samples) {
             const auto read = source_.read();

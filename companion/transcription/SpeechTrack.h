@@ -1,4 +1,4 @@
-// The choice among the audio tracks of a file.
+// Chooses the audio track of a file.
 #pragma once
 
 #include "companion/audio/AudioSource.h"
@@ -16,8 +16,8 @@ namespace vostel_companion {
 [[nodiscard]] std::expected<AudioSource, AudioError> openTrackWithSpeech(const std::string& path,
                                                                          const Cancellation& cancellation);
 
-/// The index of the track to take, given the amount of speech in each. `usual` is the one that players choose. It is
-/// taken unless another one has more than twice as much.
+/// The index of the track to transcribe, given the amount of speech in each. `usual` is the one that players choose. It
+/// is used unless another one has more than twice as much speech.
 [[nodiscard]] std::size_t trackWithSpeech(std::span<const std::size_t> speech, std::size_t usual);
 
 } // namespace vostel_companion

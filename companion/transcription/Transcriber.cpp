@@ -54,7 +54,7 @@ std::string TranscriptionError::description() const {
 Transcriber::Transcriber(ChooseModel chooseModel, std::size_t decoders, std::optional<RecognitionCache> cache,
                          posix::ThreadStarter startThread, DecoderPool::Clock now)
     : chooseModel_{std::move(chooseModel)}, cache_{std::move(cache)}, startThread_{std::move(startThread)},
-      decoders_{decoders, [] { return std::make_unique<DecoderPlace>(); }, std::move(now)} {}
+      decoders_{decoders, [] { return std::make_unique<DecoderSlot>(); }, std::move(now)} {}
 
 std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const std::string& path,
                                                                          const std::string& language,
@@ -69,7 +69,7 @@ std::expected<Transcription, TranscriptionError> Transcriber::transcribe(const s
         return std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{path, {AudioError::Missing{}}}});
     }
 
-    // Before the call waits for its turn, because a caller learns at once of a file that is of no use.
+    // Checked before the call waits, so that the caller learns at once that a file cannot be used.
     if (auto usable = AudioSource::open(path, cancellation); !usable) {
         return std::unexpected(unusable(path, usable.error()));
     }

@@ -65,9 +65,8 @@ struct Transcription {
 using Transcribe = std::function<std::expected<Transcription, TranscriptionError>(
     const std::string& path, const std::string& language, Cancellation& cancellation, const ReportProgress& progress)>;
 
-/// Transcribes with up to `decoders` loaded models. Each call has one of them for itself, and further calls wait. Those
-/// that no call needs help the others. They are loaded on demand and kept for the next calls; see `freeIdle`.
-/// Thread-safe.
+/// Transcribes with up to `decoders` loaded models. Each call has one of them for itself, and further calls wait. Free
+/// models help the running calls. Models are loaded on demand and kept for the next calls; see `freeIdle`. Thread-safe.
 class Transcriber final {
 public:
     /// Chooses the model for a language hint. Called on the callers' threads.
@@ -84,10 +83,10 @@ public:
     Transcriber(const Transcriber&) = delete;
     Transcriber& operator=(const Transcriber&) = delete;
 
-    /// `language` is the caller's hint, possibly empty. Deliberate: a language that no model knows is a hint without
-    /// effect, so a caller may name the language of any recording. Only what cannot be a language is refused.
-    /// `progress` is called on this thread with the fraction of the recording that is done. It rises and ends with 1.
-    /// While the call waits for other files, it rises by too little to be seen, because clients expect that it rises.
+    /// `language` is the caller's hint, possibly empty. Deliberate: a language that no model knows is ignored, so a
+    /// caller may name the language of any recording. Only a text that cannot be a language is refused. `progress` is
+    /// called on this thread with the fraction of the recording that is done. It rises and ends with 1. While the call
+    /// waits for other calls, it rises very slowly, because clients expect that it rises.
     [[nodiscard]] std::expected<Transcription, TranscriptionError> transcribe(const std::string& path,
                                                                               const std::string& language,
                                                                               Cancellation& cancellation,
@@ -97,7 +96,7 @@ public:
     bool freeIdle() { return decoders_.destroyIdle(keptIdle) > 0; }
 
 private:
-    /// What is kept of the recording, if anything may be.
+    /// The cache entry of the recording. Null without a cache, and if the recording is not to be stored.
     [[nodiscard]] std::unique_ptr<RecognitionCache::Recording> keptOf(const std::string& path,
                                                                       const SpeechModel& model) const;
 

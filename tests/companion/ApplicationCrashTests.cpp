@@ -1,4 +1,4 @@
-// Kills the real program at work, checks what it left, and starts it again.
+// Kills the real program while it works, checks what it left, and starts it again.
 #include "companion/models/SHA256.h"
 #include "companion/store/Recordings.h"
 #include "companion/store/Schema.h"
@@ -39,7 +39,7 @@ MCPValue path(const std::filesystem::path& file) { return MCPValue::object({{"pa
 const MCPValue german = MCPValue::object({{"identifier", "de"}});
 
 /// Opens the database that the killed program left, after a check of its integrity.
-Database soundDatabase(const TemporaryFolder& home) {
+Database intactDatabase(const TemporaryFolder& home) {
     auto database = openStore(Paths::in(supportIn(home.path())).database().string());
     if (!database) {
         ADD_FAILURE() << database.error().description();
@@ -104,7 +104,7 @@ TEST(ApplicationCrash, every_acknowledged_rule_survives) {
         killer.join();
         EXPECT_EQ(application.exitStatus(), -SIGKILL);
 
-        Database database = soundDatabase(home);
+        Database database = intactDatabase(home);
         const auto rules = Vocabulary{database}.list();
         ASSERT_TRUE(rules);
         for (const std::string& word : acknowledged)
@@ -112,11 +112,11 @@ TEST(ApplicationCrash, every_acknowledged_rule_survives) {
     }
 }
 
-TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
+TEST(ApplicationCrash, a_transcript_is_stored_completely_or_not_at_all) {
     const TemporaryFolder home;
     const auto transcripts = Paths::in(supportIn(home.path())).transcripts();
     {
-        // So long that the work does not end before the signal, even if this process has to wait for a processor.
+        // Long enough that the work does not end before the signal, even if this process must wait for a processor.
         const auto sentence = vostel_tests::samplesOf(spoken("0930"));
         std::vector<std::int16_t> samples;
         while (samples.size() < 16'000U * 120) samples.insert(samples.end(), sentence.begin(), sentence.end());
@@ -129,7 +129,7 @@ TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
         application.signal(SIGKILL);
         EXPECT_FALSE(client->response());
         EXPECT_EQ(application.exitStatus(), -SIGKILL);
-        Database database = soundDatabase(home);
+        Database database = intactDatabase(home);
         EXPECT_EQ(Transcripts{database}.list({})->totalCount, 0);
         EXPECT_EQ(numberOfFiles(transcripts), 0U);
     }
@@ -141,14 +141,14 @@ TEST(ApplicationCrash, a_transcript_is_there_whole_or_not_at_all) {
         application.signal(SIGKILL);
         EXPECT_EQ(application.exitStatus(), -SIGKILL);
     }
-    Database database = soundDatabase(home);
+    Database database = intactDatabase(home);
     const auto stored = Transcripts{database}.list({});
     ASSERT_EQ(stored->entries.size(), 1U);
     EXPECT_EQ(Transcripts{database}.find(stored->entries[0].id).value()->segments.size(), 8U);
     EXPECT_EQ(numberOfFiles(transcripts), 1U);
 }
 
-TEST(ApplicationCrash, a_repeated_transcription_goes_on_where_the_killed_one_stopped) {
+TEST(ApplicationCrash, a_repeated_transcription_continues_where_the_killed_one_stopped) {
     // Six utterances of a second.
     std::vector<std::int16_t> samples;
     for (int utterance = 0; utterance < 6; ++utterance) {
@@ -193,7 +193,7 @@ TEST(ApplicationCrash, a_repeated_transcription_goes_on_where_the_killed_one_sto
     EXPECT_EQ(kept(), 6U) << "no utterance was recognised twice";
 }
 
-TEST(ApplicationCrash, an_installation_that_died_leaves_no_trace_and_can_be_repeated) {
+TEST(ApplicationCrash, a_killed_installation_leaves_nothing_and_can_be_repeated) {
     const TemporaryFolder home;
     writeCatalogue(home);
     const auto models = Paths::in(supportIn(home.path())).models();
@@ -208,13 +208,13 @@ TEST(ApplicationCrash, an_installation_that_died_leaves_no_trace_and_can_be_repe
         EXPECT_FALSE(std::filesystem::exists(models / "de"));
     }
     const Application application{home.path()};
-    ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it has recovered before it answers";
+    ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it recovers before it answers";
     EXPECT_EQ(numberOfFiles(models / ".staging"), 0U);
     EXPECT_EQ(textOf(call(home, "model_install", german)), "The model de is installed.");
     EXPECT_EQ(std::filesystem::file_size(models / "de/model.bin"), 200U << 20);
 }
 
-TEST(ApplicationCrash, a_termination_cancels_an_installation) {
+TEST(ApplicationCrash, a_termination_signal_cancels_an_installation) {
     const TemporaryFolder home;
     writeCatalogue(home);
     Application application{home.path()};
@@ -224,12 +224,12 @@ TEST(ApplicationCrash, a_termination_cancels_an_installation) {
     application.signal(SIGTERM);
     EXPECT_EQ(textOf(client->response()), "The installation was cancelled; nothing was installed.");
     EXPECT_EQ(application.exitStatus(), 0);
-    EXPECT_EQ(application.complaints(), "");
+    EXPECT_EQ(application.errors(), "");
     EXPECT_EQ(numberOfFiles(Paths::in(supportIn(home.path())).models() / ".staging"), 0U);
     EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
 }
 
-TEST(ApplicationCrash, the_next_start_performs_what_was_confirmed_and_fails_what_was_abandoned) {
+TEST(ApplicationCrash, the_next_start_performs_confirmed_removals_and_marks_abandoned_recordings_as_failed) {
     const TemporaryFolder home;
     writeCatalogue(home);
     const Paths paths = Paths::in(supportIn(home.path()));
@@ -243,28 +243,28 @@ TEST(ApplicationCrash, the_next_start_performs_what_was_confirmed_and_fails_what
     UUID id;
     id.bytes[15] = 1;
     {
-        // As if one process had died between the confirmation and the removal, and another one while it recorded.
-        Database database = soundDatabase(home);
+        // The state after two crashes: one between a confirmation and its removal, one during a recording.
+        Database database = intactDatabase(home);
         ASSERT_TRUE(database.execute("UPDATE confirmations SET decision = 'confirmed'"));
         ASSERT_TRUE(Recordings{database}.begin(id, Timestamp{1s}));
         vostel_tests::writeFile(paths.downloads() / "abc/audio.webm", "sound");
     }
     const Application application{home.path()};
-    ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it has recovered before it answers";
+    ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it recovers before it answers";
     EXPECT_FALSE(std::filesystem::exists(paths.models() / "de"));
     EXPECT_TRUE(std::filesystem::is_empty(paths.downloads()));
     EXPECT_EQ(textOf(call(home, "model_remove", german)),
               "The user confirmed this action, and it has been performed.\nThe model de was removed.");
-    Database database = soundDatabase(home);
+    Database database = intactDatabase(home);
     EXPECT_EQ(Recordings{database}.find(id).value()->summary.state, RecordingSummary::State::failed);
 }
 
-TEST(ApplicationCrash, a_damaged_database_is_left_as_it_is_and_every_caller_learns_of_it) {
+TEST(ApplicationCrash, a_damaged_database_is_not_changed_and_every_caller_is_told) {
     const TemporaryFolder home;
-    const std::string letter(5000, 'x');
+    const std::string content(5000, 'x');
     const Paths paths = Paths::in(supportIn(home.path()));
     const auto database = paths.database();
-    vostel_tests::writeFile(database, letter);
+    vostel_tests::writeFile(database, content);
     std::filesystem::permissions(paths.folder, std::filesystem::perms::owner_all);
     const std::string reason = "Vostel's database " + database.string() +
                                " is damaged (file is not a database); nothing in it was changed, please restore it "
@@ -276,22 +276,22 @@ TEST(ApplicationCrash, a_damaged_database_is_left_as_it_is_and_every_caller_lear
             EXPECT_TRUE(isFailure(answer));
             EXPECT_EQ(textOf(answer), reason);
         }
-        EXPECT_EQ(std::filesystem::file_size(database), letter.size());
+        EXPECT_EQ(std::filesystem::file_size(database), content.size());
         EXPECT_TRUE(vostel_tests::readFile(paths.log()).ends_with(" cannot work: " + reason + "\n"));
 
         // The user moves the file away.
-        std::filesystem::rename(database, home.path() / "letter");
+        std::filesystem::rename(database, home.path() / "moved");
         EXPECT_EQ(textOf(call(home, "models_list", MCPValue::object({}))),
-                  "Vostel could not work until now, and starts again with the next call. Please repeat this call.");
+                  "Vostel can work again and starts with the next call. Please repeat this call.");
         EXPECT_EQ(application.exitStatus(), 2);
-        EXPECT_EQ(application.complaints(), reason + "\n");
+        EXPECT_EQ(application.errors(), reason + "\n");
         EXPECT_FALSE(std::filesystem::exists(paths.folder / "mcp.sock"));
     }
     const Application again{home.path()};
     EXPECT_FALSE(isFailure(call(home, "models_list", MCPValue::object({}))));
 }
 
-TEST(ApplicationCrash, every_caller_learns_that_others_may_write_to_the_folder) {
+TEST(ApplicationCrash, every_caller_is_told_that_others_may_write_to_the_folder) {
     const TemporaryFolder home;
     const auto folder = Paths::in(supportIn(home.path())).folder;
     std::filesystem::create_directories(folder);
@@ -310,7 +310,7 @@ TEST(ApplicationCrash, every_caller_learns_that_others_may_write_to_the_folder) 
     std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
     EXPECT_TRUE(isFailure(call(home, "models_list", MCPValue::object({}))));
     EXPECT_EQ(application.exitStatus(), 2);
-    EXPECT_EQ(application.complaints(), reason + "\n");
+    EXPECT_EQ(application.errors(), reason + "\n");
 }
 
 } // namespace vostel_companion

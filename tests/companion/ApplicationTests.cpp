@@ -19,7 +19,7 @@ using vostel_tests::spoken;
 using vostel_tests::supportIn;
 using vostel_tests::textOf;
 
-TEST(Application, transcribes_a_voice_from_the_socket_and_ends_cleanly) {
+TEST(Application, transcribes_a_file_over_its_socket_and_ends_cleanly) {
     const vostel_tests::TemporaryFolder home;
     Application application{home.path()};
     const auto client = connected(home.path());
@@ -37,17 +37,17 @@ TEST(Application, transcribes_a_voice_from_the_socket_and_ends_cleanly) {
 
     application.signal(SIGTERM);
     EXPECT_EQ(application.exitStatus(), 0);
-    EXPECT_EQ(application.complaints(), "") << "no library may write there";
+    EXPECT_EQ(application.errors(), "") << "no library may write there";
     EXPECT_FALSE(std::filesystem::exists(supportIn(home.path()) / "com.vostel.vostel/mcp.sock"));
     const std::string log = vostel_tests::readFile(Paths::in(supportIn(home.path())).log());
     EXPECT_TRUE(log.contains(" started\n")) << log;
     EXPECT_TRUE(log.contains(" transcribe_file for '")) << log;
     EXPECT_TRUE(log.contains(": done after ")) << log;
     EXPECT_TRUE(log.ends_with(" stopped\n")) << log;
-    EXPECT_FALSE(log.contains("0930") || log.contains("amiable")) << "what the user says and has is private";
+    EXPECT_FALSE(log.contains("0930") || log.contains("amiable")) << "words and file names are private";
 }
 
-TEST(Application, a_termination_cancels_what_runs) {
+TEST(Application, a_termination_signal_cancels_running_calls) {
     const vostel_tests::TemporaryFolder home;
     std::vector<std::int16_t> minutes;
     const auto sentence = vostel_tests::samplesOf(spoken("0870"));
@@ -63,13 +63,13 @@ TEST(Application, a_termination_cancels_what_runs) {
     EXPECT_EQ(application.exitStatus(), 0);
 }
 
-TEST(Application, a_second_start_ends_with_a_word_and_leaves_the_first_alone) {
+TEST(Application, a_second_start_ends_with_an_error_and_does_not_disturb_the_first) {
     const vostel_tests::TemporaryFolder home;
     const Application first{home.path()};
     ASSERT_TRUE(connected(home.path())->connected());
     Application second{home.path()};
     EXPECT_EQ(second.exitStatus(), 1);
-    EXPECT_EQ(second.complaints(), "Vostel is already running.\n");
+    EXPECT_EQ(second.errors(), "Vostel is already running.\n");
     EXPECT_TRUE(connected(home.path())->connected());
 }
 
@@ -87,7 +87,7 @@ TEST(Application, starts_again_after_it_was_killed) {
     EXPECT_EQ(textOf(client->response()), "0 vocabulary rules.");
 }
 
-TEST(Application, a_caller_that_is_gone_before_the_answer_does_not_end_it) {
+TEST(Application, a_caller_that_leaves_before_the_answer_does_not_end_it) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
     for (int i = 0; i < 20; ++i) {
@@ -100,7 +100,7 @@ TEST(Application, a_caller_that_is_gone_before_the_answer_does_not_end_it) {
     EXPECT_FALSE(isFailure(client->response()));
 }
 
-TEST(Application, many_calls_at_once_all_find_the_database_in_the_end) {
+TEST(Application, many_calls_at_once_can_all_use_the_database) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
     ASSERT_TRUE(connected(home.path())->connected());
@@ -116,7 +116,7 @@ TEST(Application, many_calls_at_once_all_find_the_database_in_the_end) {
     }
 }
 
-TEST(Application, its_database_is_no_sound_file_and_stays_whole) {
+TEST(Application, its_database_cannot_be_transcribed_and_stays_intact) {
     const vostel_tests::TemporaryFolder home;
     const Application application{home.path()};
     const std::string database = Paths::in(supportIn(home.path())).database().string();

@@ -55,7 +55,7 @@ std::string description(const std::expected<std::vector<std::int16_t>, AudioErro
 
 } // namespace
 
-TEST(AudioSource, samples_already_as_wanted_come_out_unchanged) {
+TEST(AudioSource, samples_in_the_wanted_format_stay_unchanged) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "plain.wav";
     const auto samples = tone(1.5, 16000);
@@ -90,7 +90,7 @@ TEST(AudioSource, common_formats_are_decoded_to_their_length_and_loudness) {
     });
 }
 
-TEST(AudioSource, a_name_without_or_with_a_wrong_extension_does_not_matter) {
+TEST(AudioSource, a_missing_or_wrong_extension_does_not_matter) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.mp3", "libmp3lame", 1.0));
     for (const char* name : {"voice", "voice.txt", "voice.wav", "голос запись.m3u8"}) {
@@ -127,7 +127,7 @@ TEST(AudioSource, every_rate_and_channel_count_becomes_16_kHz_mono) {
     });
 }
 
-TEST(AudioSource, the_share_consumed_rises_to_one_when_the_length_is_known) {
+TEST(AudioSource, the_consumed_fraction_rises_to_one_when_the_length_is_known) {
     const TemporaryFolder folder;
     const auto file = folder.path() / "a.wav";
     writeFile(file, wav(tone(3.0, 16000), 16000));
@@ -147,7 +147,7 @@ TEST(AudioSource, the_share_consumed_rises_to_one_when_the_length_is_known) {
     EXPECT_EQ(before, 1);
 }
 
-TEST(AudioSource, the_share_consumed_is_that_of_the_bytes_when_the_length_is_unknown) {
+TEST(AudioSource, the_consumed_fraction_counts_bytes_when_the_length_is_unknown) {
     // A stream that was never finished: its header has no length.
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.flac", "flac", 3.0));
@@ -188,7 +188,7 @@ TEST(AudioSource, long_files_are_read_in_small_pieces) {
     EXPECT_LT(longest, 16000U * 10);
 }
 
-TEST(AudioSource, a_track_that_starts_late_is_padded_so_that_times_are_those_of_the_file) {
+TEST(AudioSource, a_track_that_starts_late_begins_with_silence) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.mkv", "flac", 2.0, /*video=*/true, /*lateBy=*/1.5));
     const auto decoded = everything(folder.path() / "a.mkv");
@@ -199,7 +199,7 @@ TEST(AudioSource, a_track_that_starts_late_is_padded_so_that_times_are_those_of_
     EXPECT_GT(loudness(samples.subspan(16000 * 16 / 10)), 1000);
 }
 
-TEST(AudioSource, what_is_no_readable_file_is_refused_in_one_sentence) {
+TEST(AudioSource, anything_but_a_readable_media_file_is_refused_in_one_sentence) {
     const TemporaryFolder folder;
     const auto at = [&](const char* name) { return (folder.path() / name).string(); };
     writeFile(at("empty"), "");
@@ -258,13 +258,13 @@ TEST(AudioSource, a_file_that_the_user_may_not_read_is_refused) {
     EXPECT_EQ(description(result), "Vostel is not allowed to read '/a/b'.");
 }
 
-TEST(AudioSource, a_file_without_sound_is_told_apart_from_what_is_no_media) {
+TEST(AudioSource, a_media_file_without_an_audio_track_has_an_error_of_its_own) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "subtitles.srt", "1\n00:00:01,000 --> 00:00:02,000\nHello.\n\n");
     EXPECT_EQ(description(everything(folder.path() / "subtitles.srt")), "'/a/b' has no audio track.");
 }
 
-TEST(AudioSource, play_lists_lead_nowhere) {
+TEST(AudioSource, playlists_are_refused) {
     const TemporaryFolder folder;
     const auto sound = (folder.path() / "sound.wav").string();
     writeFile(sound, wav(tone(1.0, 16000), 16000));
@@ -288,7 +288,7 @@ TEST(AudioSource, play_lists_lead_nowhere) {
     });
 }
 
-TEST(AudioSource, a_recording_that_was_cut_off_yields_what_it_holds) {
+TEST(AudioSource, a_recording_that_was_cut_off_is_decoded_to_its_end) {
     const TemporaryFolder folder;
     const auto samples = tone(4.0, 16000);
     const std::string whole = wav(samples, 16000);
@@ -298,7 +298,7 @@ TEST(AudioSource, a_recording_that_was_cut_off_yields_what_it_holds) {
     EXPECT_NEAR(seconds(*decoded), 2.0, 0.05);
 }
 
-TEST(AudioSource, a_scratch_is_passed_over_but_a_file_broken_in_the_middle_is_an_error) {
+TEST(AudioSource, a_short_damage_becomes_silence_and_a_long_one_is_an_error) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.m4a", "aac", 30.0));
     const std::string bytes = readFile(folder.path() / "a.m4a");
@@ -322,7 +322,7 @@ TEST(AudioSource, a_scratch_is_passed_over_but_a_file_broken_in_the_middle_is_an
         << broken.error().description("/a/b");
 }
 
-TEST(AudioSource, hostile_bytes_neither_hang_nor_crash) {
+TEST(AudioSource, changed_bytes_neither_hang_nor_crash_the_decoder) {
     const TemporaryFolder folder;
     std::vector<std::string> seeds;
     for (const auto& [name, encoder] : {std::pair{"s.mp3", "libmp3lame"},
@@ -354,7 +354,7 @@ TEST(AudioSource, hostile_bytes_neither_hang_nor_crash) {
     }
 }
 
-TEST(AudioSource, a_claim_of_more_than_a_day_is_refused_at_once) {
+TEST(AudioSource, a_stated_length_of_more_than_a_day_is_refused_at_once) {
     const TemporaryFolder folder;
     ASSERT_TRUE(encodeTone(folder.path() / "a.flac", "flac", 0.5));
     std::string bytes = readFile(folder.path() / "a.flac");
@@ -383,7 +383,7 @@ TEST(AudioSource, a_cancelled_call_stops_reading) {
     EXPECT_EQ(samples.error(), AudioError{AudioError::Cancelled{}});
 }
 
-TEST(AudioSource, descriptors_are_given_back) {
+TEST(AudioSource, descriptors_are_closed) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "a.wav", wav(tone(0.1, 16000), 16000));
     writeFile(folder.path() / "b.wav", "no sound");

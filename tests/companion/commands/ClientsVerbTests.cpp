@@ -15,7 +15,7 @@ const std::vector everyKind(VostelMCPKit::allMCPClientKinds.begin(), VostelMCPKi
 struct ClientsVerbs : testing::Test {
     StoreFolder home;
     std::string printed;
-    std::string told;
+    std::string errors;
     ClientsContext context{.home = home.path(),
                            .helper = home / "bundle/vostel-mcp",
                            .searchPath = "",
@@ -24,7 +24,7 @@ struct ClientsVerbs : testing::Test {
                                    printed += text;
                                    return true;
                                },
-                           .printError = [this](const std::string& sentence) { told += sentence + "\n"; }};
+                           .printError = [this](const std::string& sentence) { errors += sentence + "\n"; }};
 
     void makeServer() const {
         writeFile(context.helper, "#!/bin/sh\n");
@@ -36,13 +36,13 @@ struct ClientsVerbs : testing::Test {
 
 TEST_F(ClientsVerbs, connect_no_client_to_a_missing_server) {
     EXPECT_EQ(run({ClientConfigAction::install, {}, false}, context), Exit::failed);
-    EXPECT_EQ(told, "The server '" + context.helper.string() +
-                        "' does not exist or cannot be executed, so no client was connected to it.\n");
+    EXPECT_EQ(errors, "The server '" + context.helper.string() +
+                          "' does not exist or cannot be executed, so no client was connected to it.\n");
     EXPECT_EQ(printed, "");
     EXPECT_FALSE(std::filesystem::exists(home / ".claude.json"));
 }
 
-TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
+TEST_F(ClientsVerbs, after_an_installation_every_client_is_up_to_date) {
     makeServer();
     EXPECT_EQ(run({ClientConfigAction::status, {}, false}, context), Exit::refused);
     EXPECT_EQ(run({ClientConfigAction::install, everyKind, false}, context), Exit::done);
@@ -52,7 +52,7 @@ TEST_F(ClientsVerbs, what_is_installed_is_up_to_date_in_every_client) {
               "Claude Code: up to date in " + (home / ".claude.json").string() + ".\nClaude Desktop: up to date in " +
                   (home / "Library/Application Support/Claude/Claude Extensions/vostel/manifest.json").string() +
                   ".\nCodex / ChatGPT desktop: up to date in " + (home / ".codex/config.toml").string() + ".\n");
-    EXPECT_EQ(told, "");
+    EXPECT_EQ(errors, "");
 }
 
 TEST_F(ClientsVerbs, one_client_is_disconnected_and_another_stays) {
@@ -72,7 +72,7 @@ TEST_F(ClientsVerbs, a_foreign_entry_needs_force) {
     EXPECT_EQ(run({ClientConfigAction::status, {MCPClientKind::codex}, false}, context), Exit::done);
 }
 
-TEST_F(ClientsVerbs, a_home_with_control_characters_is_printed_harmlessly) {
+TEST_F(ClientsVerbs, control_characters_in_the_home_folder_are_not_printed) {
     makeServer();
     const auto strange = home / "a\x1B[31m";
     std::filesystem::create_directory(strange);

@@ -78,7 +78,7 @@ TEST(CommandLine, every_verb_has_its_command) {
     }
 }
 
-TEST(CommandLine, a_wrong_argument_is_named_and_help_is_pointed_to) {
+TEST(CommandLine, an_error_names_the_wrong_argument_and_points_to_the_help) {
     struct Row {
         Arguments arguments;
         std::string complaint;

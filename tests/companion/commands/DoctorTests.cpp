@@ -1,4 +1,4 @@
-// The real doctor with real installations, healthy and broken. Where only one check counts, it runs in this process.
+// `Vostel doctor` with healthy and broken installations. Tests of a single check run it in this process.
 #include "companion/commands/DoctorVerb.h"
 #include "companion/configs/ClientConfigs.h"
 #include "companion/store/Schema.h"
@@ -47,7 +47,7 @@ struct Installation {
     Installation() { EXPECT_EQ(vostel({"clients", "install", "claude-code", "claude-desktop", "codex"}), 0); }
     Installation(const Installation&) = delete;
     Installation& operator=(const Installation&) = delete;
-    /// Ends the application that the doctor's call has started. One that serves from no folder has no file with its id.
+    /// Ends the application that the doctor's call has started.
     ~Installation() { vostel({"quit"}); }
 
     int vostel(const std::vector<std::string>& arguments) {
@@ -67,7 +67,7 @@ struct Installation {
     std::string printed;
 };
 
-/// A doctor in this process. Its server ends at once, so the whole call always fails and nothing is started.
+/// A doctor in this process. Its server ends at once, so the test call always fails and starts no application.
 struct Examined {
     vostel_tests::TemporaryFolder home;
     std::filesystem::path support = home.path() / "Library/Application Support";
@@ -88,7 +88,7 @@ struct Examined {
                                   printed += text;
                                   return true;
                               },
-                          // Only for what never comes.
+                          // The answers in these tests never come.
                           .answerTimeout = std::chrono::milliseconds{50}};
 
     Examined() {
@@ -113,7 +113,7 @@ struct Examined {
     }
 };
 
-/// A socket at Vostel's path. It accepts connections only in the kernel: nobody answers.
+/// A socket at Vostel's path. Connections wait in its backlog, and nobody answers.
 struct Socket {
     std::string path;
     posix::FileDescriptor listening{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -143,17 +143,17 @@ bool forbidConnections() {
 
 } // namespace
 
-TEST(Doctor, a_healthy_installation_has_no_complaint) {
+TEST(Doctor, a_healthy_installation_has_no_problem) {
     Installation installation;
     EXPECT_EQ(installation.vostel({"doctor"}), 0) << installation.printed;
-    EXPECT_TRUE(installation.printed.contains("note   Vostel does not run. The first call starts it.\n"));
+    EXPECT_TRUE(installation.printed.contains("note   Vostel is not running. The first call starts it.\n"));
     EXPECT_TRUE(installation.printed.contains("ok     A call through vostel-mcp was answered after "))
         << installation.printed;
     // Now it runs, because of the call.
     EXPECT_EQ(installation.vostel({"doctor"}), 0) << installation.printed;
     for (const char* line : {
              "ok     The data folder ",
-             "ok     The database is sound.\n",
+             "ok     The database is intact.\n",
              "ok     Vostel runs and answers, and speaks version 4 of the protocol.\n",
              "ok     The English speech model is installed.\n",
              "ok     Claude Code is connected.\n",
@@ -169,10 +169,9 @@ TEST(Doctor, says_what_is_wrong_with_the_data_and_what_to_do) {
     const Paths& paths = installation.paths;
     std::filesystem::create_directories(paths.folder);
     std::filesystem::permissions(paths.folder, std::filesystem::perms::all);
-    EXPECT_TRUE(
-        installation.complains("The data folder '" + paths.folder.string() +
-                               "' can be written to by other users. Check what is in it, then run: chmod 700 '" +
-                               paths.folder.string() + "'\n"));
+    EXPECT_TRUE(installation.complains("The data folder '" + paths.folder.string() +
+                                       "' is writable for other users. Check what is in it, then run: chmod 700 '" +
+                                       paths.folder.string() + "'\n"));
     EXPECT_TRUE(installation.printed.contains("WRONG  A call through vostel-mcp failed: Vostel does not serve from "))
         << installation.printed;
 }
@@ -194,9 +193,9 @@ TEST(Doctor, says_what_is_wrong_with_each_client) {
     writeFile(home / ".claude.json", R"({"mcpServers":{"vostel":{"command":"/gone/vostel-mcp"}}})");
     writeFile(home / ".codex/config.toml", "[mcp_servers.vostel]\ncommand = \"" + server + "\"\n");
     EXPECT_TRUE(installation.complains(
-        "Claude Code starts '/gone/vostel-mcp', which is gone. Run: Vostel clients install claude-code\n"));
+        "Claude Code starts '/gone/vostel-mcp', which does not exist. Run: Vostel clients install claude-code\n"));
     EXPECT_TRUE(installation.printed.contains(
-        "WRONG  Codex / ChatGPT desktop gives a call up after 60 seconds, and an hour of speech takes longer. Write "
+        "WRONG  Codex / ChatGPT desktop gives up a call after 60 seconds, and an hour of speech takes longer. Write "
         "tool_timeout_sec = 3600 under [mcp_servers.vostel] in '" +
         (home / ".codex/config.toml").string() + "'.\n"))
         << installation.printed;
@@ -217,18 +216,18 @@ TEST(Doctor, reads_the_configuration_that_the_client_reads) {
     ::setenv("CLAUDE_CONFIG_DIR", moved.c_str(), 1);
     ::setenv("CODEX_HOME", moved.c_str(), 1);
     EXPECT_TRUE(installation.complains("Claude Code reads '" + (moved / ".claude.json").string() +
-                                       "', because a variable of the environment says so. It starts "
-                                       "'/old/vostel-mcp', which is gone. Correct the command by hand to '" +
+                                       "', because an environment variable says so. It starts "
+                                       "'/old/vostel-mcp', which does not exist. Correct the command by hand to '" +
                                        (bundle / "vostel-mcp").string() + "'.\n"));
     EXPECT_TRUE(installation.printed.contains("note   Codex / ChatGPT desktop reads '" +
                                               (moved / "config.toml").string() +
-                                              "', because a variable of the environment says so. It is not connected."))
+                                              "', because an environment variable says so. It is not connected."))
         << installation.printed;
     ::unsetenv("CLAUDE_CONFIG_DIR");
     ::unsetenv("CODEX_HOME");
 }
 
-TEST(Doctor, says_that_nobody_answers_at_the_socket) {
+TEST(Doctor, says_that_the_application_does_not_answer) {
     Examined examined;
     const Socket silent{examined};
     silent.listen();
@@ -261,8 +260,9 @@ TEST(Doctor, says_that_another_program_answers_at_the_socket) {
             while (::recv(connection.get(), &received, 1, 0) == 1) {}
         }};
         examined.context.answerTimeout = std::chrono::seconds{30};
-        EXPECT_TRUE(examined.prints("WRONG  The program at the socket speaks another protocol. Update Vostel, or end "
-                                    "that program if it is another one."));
+        EXPECT_TRUE(
+            examined.prints("WRONG  The program at the socket speaks another protocol. Update Vostel. If the program "
+                            "is not Vostel, end it."));
         program.join();
     });
 }
@@ -319,10 +319,10 @@ TEST(Doctor, says_what_is_wrong_with_the_folder) {
          [](const std::filesystem::path& folder) {
              std::filesystem::permissions(folder, perms::owner_all | perms::group_write);
          },
-         "WRONG  The data folder F can be written to by other users. Check what is in it, then run: chmod 700 F"},
+         "WRONG  The data folder F is writable for other users. Check what is in it, then run: chmod 700 F"},
         {"it is closed",
          [](const std::filesystem::path& folder) { std::filesystem::permissions(folder, perms::owner_read); },
-         "WRONG  The data folder F is closed to yourself. Run: chmod 700 F"},
+         "WRONG  The data folder F is not fully accessible to you. Run: chmod 700 F"},
         {"it is a file",
          [](const std::filesystem::path& folder) {
              std::filesystem::remove(folder);
@@ -351,7 +351,7 @@ TEST(Doctor, says_which_other_server_a_client_starts) {
                                 "', which is another copy. Run: Vostel clients install claude-code"));
     std::filesystem::remove(other);
     EXPECT_TRUE(examined.prints("WRONG  Claude Code starts '" + other +
-                                "', which is gone. Run: Vostel clients install claude-code"));
+                                "', which does not exist. Run: Vostel clients install claude-code"));
 
     const std::string helper = examined.context.helper.string();
     const VostelMCPKit::MCPClientConfigLogic::MCPClientEntry ours{helper, {}};
@@ -364,10 +364,11 @@ TEST(Doctor, says_which_other_server_a_client_starts) {
     writeFile(code, R"({"mcpServers":{"vostel":{"command":")" + helper + R"("}}})");
     EXPECT_TRUE(examined.prints("ok     Claude Code is connected."));
     std::filesystem::remove(helper);
-    EXPECT_TRUE(examined.prints("WRONG  Claude Code starts '" + helper + "', which is gone. Install Vostel again."));
+    EXPECT_TRUE(
+        examined.prints("WRONG  Claude Code starts '" + helper + "', which does not exist. Install Vostel again."));
 }
 
-TEST(Doctor, reads_where_the_variables_of_the_clients_point) {
+TEST(Doctor, reads_the_files_that_the_clients_environment_variables_name) {
     Examined examined;
     const std::string helper = examined.context.helper.string();
     examined.environment = {{"CLAUDE_CONFIG_DIR", examined.home.path() / "claude"},
@@ -376,10 +377,10 @@ TEST(Doctor, reads_where_the_variables_of_the_clients_point) {
               R"({"mcpServers":{"vostel":{"command":")" + helper + R"("}}})");
     writeFile(examined.home.path() / "codex/config.toml", "[mcp_servers.vostel]\ncommand = \"" + helper + "\"\n");
     EXPECT_TRUE(examined.prints("ok     Claude Code reads '" + (examined.home.path() / "claude/.claude.json").string() +
-                                "', because a variable of the environment says so. It is connected."));
+                                "', because an environment variable says so. It is connected."));
     EXPECT_TRUE(examined.printed.contains("WRONG  Codex / ChatGPT desktop reads '" +
                                           (examined.home.path() / "codex/config.toml").string() +
-                                          "', because a variable of the environment says so. It gives a call up after "
+                                          "', because an environment variable says so. It gives up a call after "
                                           "60 seconds"))
         << examined.printed;
     // An empty variable counts as none.
@@ -394,8 +395,8 @@ TEST(Doctor, says_what_is_missing_on_the_machine) {
                                 "'. Install the package with PocketSphinx's model en-us."));
     EXPECT_TRUE(examined.prints("note   yt-dlp is not installed, so links cannot be transcribed. Files can."));
     EXPECT_TRUE(examined.prints("note   There is no database yet. The first start creates it."));
-    EXPECT_TRUE(examined.prints("note   Vostel does not run. The first call starts it."));
-    EXPECT_TRUE(examined.prints("WRONG  A call through vostel-mcp brought no answer. See '" +
+    EXPECT_TRUE(examined.prints("note   Vostel is not running. The first call starts it."));
+    EXPECT_TRUE(examined.prints("WRONG  A call through vostel-mcp got no answer. See '" +
                                 examined.paths.log().string() + "'."));
     std::filesystem::remove(examined.context.helper);
     EXPECT_TRUE(examined.prints("WRONG  The server '" + examined.context.helper.string() +

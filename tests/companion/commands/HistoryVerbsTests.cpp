@@ -1,4 +1,4 @@
-// The verbs that list, print and delete what is kept.
+// The verbs that list, print and delete stored texts.
 #include "companion/commands/HistoryVerbs.h"
 #include "companion/commands/ListLine.h"
 #include "companion/store/Dictations.h"
@@ -52,7 +52,7 @@ TEST_F(HistoryVerbs, list_files_links_and_calls_newest_first) {
     EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-01 00:50  1:23  https://youtu.be/x: Second words\n" + idText(3) +
                                  "  1970-01-01 00:33  1:01:40  call: Them: hello\n" + idText(1) +
                                  "  1970-01-01 00:16  1:23  talk.m4a: First words\n");
-    EXPECT_EQ(takeTold(), "");
+    EXPECT_EQ(takeErrors(), "");
 }
 
 TEST_F(HistoryVerbs, the_limit_counts_both_kinds_together) {
@@ -61,21 +61,21 @@ TEST_F(HistoryVerbs, the_limit_counts_both_kinds_together) {
     EXPECT_EQ(run(Command::List{Kind::transcript, 2, {}, {}}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(3) + "  1970-01-01 00:00  1:23  a: w\n" + idText(9) +
                                  "  1970-01-01 00:00  -  call, still being recorded\n");
-    EXPECT_EQ(takeTold(), "2 more are not listed; narrow the list with --since and --until, or raise --limit.\n");
+    EXPECT_EQ(takeErrors(), "2 more are not listed; narrow the list with --since and --until, or raise --limit.\n");
 }
 
-TEST_F(HistoryVerbs, a_window_of_time_means_the_same_as_for_the_tools) {
+TEST_F(HistoryVerbs, since_and_until_mean_the_same_as_for_the_tools) {
     for (std::uint8_t id = 1; id <= 3; ++id) add(id, id * 86'400, {TranscriptSource::Kind::file, "/a"}, "w");
     EXPECT_EQ(run(Command::List{Kind::transcript, {}, "1970-01-03", "1970-01-03T12:00:00Z"}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-03 00:00  1:23  a: w\n");
     EXPECT_EQ(run(Command::List{Kind::transcript, {}, "yesterday", {}}, context), Exit::failed);
-    EXPECT_NE(takeTold(), "");
+    EXPECT_NE(takeErrors(), "");
     EXPECT_EQ(run(Command::List{Kind::transcript, {}, "1971-01-01", {}}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "There are no transcripts, or none in this period.\n");
+    EXPECT_EQ(takeErrors(), "There are no transcripts, or none in this period.\n");
 }
 
-TEST_F(HistoryVerbs, list_lines_stay_short_and_harmless) {
+TEST_F(HistoryVerbs, list_lines_are_short_and_have_no_control_characters) {
     add(1, 0, {TranscriptSource::Kind::file, "/a/" + hostile + ".wav"}, hostile + "\n" + std::string(200, 'x'));
     EXPECT_EQ(run(Command::List{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(1) + "  1970-01-01 00:00  1:23  " + harmless + ".wav: " + harmless + " " +
@@ -108,7 +108,7 @@ TEST_F(HistoryVerbs, print_one_transcript_whole) {
     EXPECT_EQ(takePrinted(), "line one\nline two " + harmless + "\n");
 
     EXPECT_EQ(run(Command::Show{Kind::transcript, idText(3)}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "This call has no transcript: still being recorded\n");
+    EXPECT_EQ(takeErrors(), "This call has no transcript: still being recorded\n");
     ASSERT_TRUE(calls.beginTranscribing(uuid(3), Seconds{1}));
     ASSERT_TRUE(calls.finish(uuid(3), "en",
                              {{RecordingLine::Track::microphone, "Me", "hi", {}, {}},
@@ -126,19 +126,19 @@ TEST_F(HistoryVerbs, print_one_transcript_whole) {
                              "\n");
 
     EXPECT_EQ(run(Command::Show{Kind::transcript, "F"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "No transcript has an id that begins with F.\n");
+    EXPECT_EQ(takeErrors(), "No transcript has an id that begins with F.\n");
     EXPECT_EQ(run(Command::Show{Kind::transcript, "0"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(),
+    EXPECT_EQ(takeErrors(),
               "More than one transcript has an id that begins with 0; please give more characters of the id.\n");
 }
 
-TEST_F(HistoryVerbs, delete_everything_that_is_kept_of_a_transcript) {
+TEST_F(HistoryVerbs, delete_everything_that_belongs_to_a_transcript) {
     const Paths& paths = context.paths;
     const RecognitionCache cache{paths.recognised(), paths.downloads()};
     for (const std::uint8_t number : {std::uint8_t{1}, std::uint8_t{2}}) {
         const std::string path = "/home/me/" + std::to_string(number) + ".wav";
         add(number, 0, {TranscriptSource::Kind::file, path}, "words");
-        // The ids begin alike, so the names of these files do not tell them apart.
+        // The beginnings of the ids are equal, and so are the ends of the names of their text files.
         RecognitionCache::Recording{cache.folder(), std::to_string(number), path}.add({}, {});
     }
     Recordings calls{database};
@@ -167,13 +167,13 @@ TEST_F(HistoryVerbs, delete_everything_that_is_kept_of_a_transcript) {
     EXPECT_EQ(takePrinted(), "");
 }
 
-TEST_F(HistoryVerbs, list_recorded_calls_alone) {
+TEST_F(HistoryVerbs, list_print_and_delete_only_recorded_calls) {
     add(1, 10, {TranscriptSource::Kind::file, "/a"}, "words");
     record(2, 20);
     EXPECT_EQ(run(Command::List{Kind::recording, {}, {}, {}}, context), Exit::done);
     EXPECT_EQ(takePrinted(), idText(2) + "  1970-01-01 00:00  -  call, still being recorded\n");
     EXPECT_EQ(run(Command::Show{Kind::recording, idText(1)}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "No recording has an id that begins with " + idText(1) + ".\n");
+    EXPECT_EQ(takeErrors(), "No recording has an id that begins with " + idText(1) + ".\n");
     EXPECT_EQ(run(Command::Delete{Kind::recording, idText(1)}, context), Exit::refused);
     EXPECT_TRUE(Transcripts{database}.find(uuid(1)).value());
     EXPECT_EQ(run(Command::Delete{Kind::recording, idText(2)}, context), Exit::done);
@@ -182,7 +182,7 @@ TEST_F(HistoryVerbs, list_recorded_calls_alone) {
 
 TEST_F(HistoryVerbs, list_print_and_delete_dictations) {
     EXPECT_EQ(run(Command::List{Kind::dictation, {}, {}, {}}, context), Exit::done);
-    EXPECT_EQ(takeTold(), "There are no dictations, or none in this period.\n");
+    EXPECT_EQ(takeErrors(), "There are no dictations, or none in this period.\n");
     dictate(1, 10, "first words " + hostile);
     dictate(2, 20, "line one\nline two", Dictation::Outcome::notDelivered, "Mail");
     EXPECT_EQ(run(Command::List{Kind::dictation, {}, {}, {}}, context), Exit::done);
@@ -190,11 +190,11 @@ TEST_F(HistoryVerbs, list_print_and_delete_dictations) {
                                  idText(1) + "  1970-01-01 00:00  -  first words " + harmless + "\n");
     EXPECT_EQ(run(Command::List{Kind::dictation, 1, {}, {}}, context), Exit::done);
     takePrinted();
-    EXPECT_EQ(takeTold(), "1 more are not listed; narrow the list with --since and --until, or raise --limit.\n");
+    EXPECT_EQ(takeErrors(), "1 more are not listed; narrow the list with --since and --until, or raise --limit.\n");
 
     EXPECT_EQ(run(Command::Show{Kind::dictation, idText(2)}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "line one\nline two\n");
-    EXPECT_EQ(run(Command::Show{Kind::transcript, idText(2)}, context), Exit::refused) << "it is no transcript";
+    EXPECT_EQ(run(Command::Show{Kind::transcript, idText(2)}, context), Exit::refused) << "it is not a transcript";
     EXPECT_EQ(run(Command::Delete{Kind::transcript, idText(2)}, context), Exit::refused);
     EXPECT_EQ(run(Command::Delete{Kind::dictation, idText(2)}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "Deleted " + idText(2) + ".\n");
@@ -202,7 +202,7 @@ TEST_F(HistoryVerbs, list_print_and_delete_dictations) {
     EXPECT_TRUE(Dictations{database}.find(uuid(1)).value());
 }
 
-TEST_F(HistoryVerbs, a_transcript_without_words_is_whole_in_every_format) {
+TEST_F(HistoryVerbs, a_transcript_without_words_is_valid_in_every_format) {
     ASSERT_TRUE(Transcripts{database}.add(uuid(1), {at(0), {TranscriptSource::Kind::file, "/a"}, {}, {}, "", {}}));
     struct Row {
         Command::Show::Format format;
@@ -217,7 +217,7 @@ TEST_F(HistoryVerbs, a_transcript_without_words_is_whole_in_every_format) {
     for (const Row& row : rows) {
         EXPECT_EQ(run(Command::Show{Kind::transcript, idText(1), row.format}, context), Exit::done);
         EXPECT_EQ(takePrinted(), row.printed);
-        EXPECT_EQ(takeTold(), "No speech was found in this transcript's recording.\n");
+        EXPECT_EQ(takeErrors(), "No speech was found in this transcript's recording.\n");
     }
 }
 

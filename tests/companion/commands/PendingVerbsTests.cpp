@@ -41,7 +41,7 @@ TEST_F(PendingVerbs, list_waiting_requests_with_their_time_left_and_their_client
               "00000000-0000-0000-0000-000000000001  3:59 left  'claude-code': Remove the vocabulary rule for \"one\"\n"
               "00000000-0000-0000-0000-000000000002  5:00 left  an AI client: Remove the vocabulary rules for 2 words: "
               "\"two\", \"three\"\n");
-    EXPECT_EQ(takeTold(), "To answer, run Vostel confirm ID or Vostel deny ID in a terminal.\n");
+    EXPECT_EQ(takeErrors(), "To answer, run Vostel confirm ID or Vostel deny ID in a terminal.\n");
 }
 
 TEST_F(PendingVerbs, show_every_word_to_confirm) {
@@ -55,10 +55,10 @@ TEST_F(PendingVerbs, show_every_word_to_confirm) {
 TEST_F(PendingVerbs, say_when_nothing_waits) {
     EXPECT_EQ(run(Command::ListPending{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "Nothing waits for your confirmation.\n");
+    EXPECT_EQ(takeErrors(), "Nothing waits for your confirmation.\n");
 }
 
-TEST_F(PendingVerbs, print_text_of_clients_harmlessly) {
+TEST_F(PendingVerbs, do_not_print_control_characters_of_clients) {
     ask({"one"});
     // The store removes such characters from words, so another program must have written this one.
     Statement smuggle{database, "UPDATE confirmationItems SET item = ?"};
@@ -68,7 +68,7 @@ TEST_F(PendingVerbs, print_text_of_clients_harmlessly) {
               firstID + "  5:00 left  an AI client: Remove the vocabulary rule for \"" + harmless + "\"\n");
 }
 
-TEST_F(PendingVerbs, a_confirmed_removal_is_done_and_reported_to_its_client) {
+TEST_F(PendingVerbs, a_confirmed_removal_is_performed_and_reported_to_its_client) {
     teach("One");
     EXPECT_EQ(ask({"one"}), Status::pending);
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::done);
@@ -77,7 +77,7 @@ TEST_F(PendingVerbs, a_confirmed_removal_is_done_and_reported_to_its_client) {
     EXPECT_EQ(ask({"one"}), Status::confirmed);
 }
 
-TEST_F(PendingVerbs, a_denied_removal_is_not_done) {
+TEST_F(PendingVerbs, a_denied_removal_is_not_performed) {
     teach("one");
     ask({"one"});
     EXPECT_EQ(answer(firstID, Decision::denied), Exit::done);
@@ -86,14 +86,15 @@ TEST_F(PendingVerbs, a_denied_removal_is_not_done) {
     EXPECT_EQ(ask({"one"}), Status::denied);
 }
 
-TEST_F(PendingVerbs, only_a_person_in_a_terminal_can_confirm) {
+TEST_F(PendingVerbs, a_request_can_be_confirmed_only_in_a_terminal) {
     teach("one");
     ask({"one"});
     context.isOnTerminal = false;
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::refused);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "Confirming a request needs a person, so this command works only in a terminal. Nothing was "
-                          "changed.\n");
+    EXPECT_EQ(takeErrors(),
+              "Confirming a request needs a person, so this command works only in a terminal. Nothing was "
+              "changed.\n");
     EXPECT_EQ(ask({"one"}), Status::pending);
     EXPECT_EQ(wordCount(), 1U);
     EXPECT_EQ(answer(firstID, Decision::denied), Exit::done) << "denying harms nothing";
@@ -119,7 +120,7 @@ TEST_F(PendingVerbs, the_beginning_of_an_ID_is_enough_if_it_names_one_request) {
         std::string id;
         Exit exit;
         std::string printed;
-        std::string told;
+        std::string errors;
     };
     const Row rows[] = {
         {"nothing", "", Exit::failed, "", "'' is not the beginning of an id.\n"},
@@ -138,7 +139,7 @@ TEST_F(PendingVerbs, the_beginning_of_an_ID_is_enough_if_it_names_one_request) {
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(answer(row.id, Decision::denied), row.exit);
         EXPECT_EQ(takePrinted(), row.printed);
-        EXPECT_EQ(takeTold(), row.told);
+        EXPECT_EQ(takeErrors(), row.errors);
     });
 }
 
@@ -147,12 +148,12 @@ TEST_F(PendingVerbs, an_answer_that_comes_too_late_or_twice_changes_nothing) {
     ask({"one"});
     time += 300s;
     EXPECT_EQ(answer(firstID, Decision::confirmed), Exit::refused);
-    EXPECT_EQ(takeTold(), "This request has expired, so nothing was done.\n");
+    EXPECT_EQ(takeErrors(), "This request has expired, so nothing was done.\n");
 
     ask({"two"});
     EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::denied), Exit::done);
     EXPECT_EQ(answer("00000000-0000-0000-0000-000000000002", Decision::confirmed), Exit::refused);
-    EXPECT_EQ(takeTold(), "This request has been answered already.\n");
+    EXPECT_EQ(takeErrors(), "This request has been answered already.\n");
     EXPECT_EQ(wordCount(), 1U);
 }
 

@@ -66,7 +66,7 @@ std::optional<VostelMCPKit::MCPWireResponse> removed(const Home& home, const std
     return called(home, "vocabulary_remove", MCPValue::object({{"words", MCPValue::array({word})}}));
 }
 
-/// A recording that takes much longer than the time limit of the test.
+/// A recording whose transcription takes much longer than the test may.
 std::filesystem::path longRecording(const Home& home) {
     std::vector<std::int16_t> samples;
     const auto sentence = vostel_tests::samplesOf(spoken("0870"));
@@ -78,7 +78,7 @@ std::filesystem::path longRecording(const Home& home) {
 
 } // namespace
 
-TEST(Program, its_verbs_work_on_the_folder_in_the_users_home) {
+TEST(Program, its_verbs_use_the_folder_in_the_users_home) {
     const Home home;
     EXPECT_EQ(ran(home, {"words", "add", "bostel", "Vostel"}), (Ran{0, "added: bostel  ->  Vostel\n", ""}));
     EXPECT_EQ(ran(home, {"words"}), (Ran{0, "bostel  ->  Vostel\n", ""}));
@@ -126,27 +126,27 @@ TEST(Program, connects_clients_to_the_server_beside_it) {
     EXPECT_FALSE(std::filesystem::exists(supportIn(home) / "com.vostel.vostel")) << "this verb needs no store";
 }
 
-TEST(Program, a_confirmation_by_command_reaches_the_serving_process) {
+TEST(Program, a_confirmation_in_a_terminal_reaches_the_serving_process) {
     const Home home;
     Program serving{vostel, {}, home.path()};
     ASSERT_EQ(ran(home, {"words", "add", "one"}).status, 0);
     EXPECT_TRUE(isFailure(removed(home, "one")));
     const std::string id = ran(home, {"pending"}).output.substr(0, 8);
-    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "a script is no person";
+    EXPECT_EQ(ran(home, {"confirm", id}).status, 1) << "it runs without a terminal";
     EXPECT_TRUE(isFailure(removed(home, "one")));
     ProgramOnTerminal confirming{vostel, {"confirm", id}, home.path()};
     EXPECT_TRUE(confirming.shows("Confirmed; removed \"one\".")) << confirming.screen();
     EXPECT_EQ(confirming.status(), 0);
     EXPECT_FALSE(isFailure(removed(home, "one")));
-    EXPECT_FALSE(isFailure(removed(home, "one"))) << "the outcome is told again";
+    EXPECT_FALSE(isFailure(removed(home, "one"))) << "the client gets the outcome again";
     EXPECT_EQ(ran(home, {"deny", id}).errors, "This request has been answered already.\n");
     serving.signal(SIGTERM);
     EXPECT_EQ(serving.status(), 0);
 }
 
-TEST(Program, says_what_it_does_and_ends_in_order) {
+TEST(Program, status_says_what_it_does_and_quit_ends_it) {
     const Home home;
-    EXPECT_EQ(ran(home, {"quit"}), (Ran{1, "", "Vostel does not run.\n"}));
+    EXPECT_EQ(ran(home, {"quit"}), (Ran{1, "", "Vostel is not running.\n"}));
     const Ran idle = ran(home, {"status"});
     EXPECT_EQ(idle.status, 1);
     EXPECT_TRUE(
@@ -183,19 +183,20 @@ TEST(Program, an_application_that_does_not_end_is_reported) {
     EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({}))));
     // A stopped process gets its signals when it continues.
     serving.signal(SIGSTOP);
-    std::string told;
+    std::string errors;
     const QuitContext context{.support = supportIn(home),
                               .print = [](std::string_view) { return true; },
-                              .printError = [&](const std::string& sentence) { told = sentence; },
+                              .printError = [&](const std::string& sentence) { errors = sentence; },
                               .timeout = 1ms};
     EXPECT_EQ(run(Command::Quit{}, context), Exit::failed);
-    EXPECT_TRUE(told.starts_with("Vostel was asked to end but still runs after 1 s. To end it at once, run: kill -9 "))
-        << told;
+    EXPECT_TRUE(
+        errors.starts_with("Vostel was asked to end but still runs after 1 s. To end it at once, run: kill -9 "))
+        << errors;
     serving.signal(SIGCONT);
     EXPECT_EQ(serving.status(), 0);
 }
 
-TEST(Program, dictates_a_voice_into_the_history) {
+TEST(Program, adds_a_dictation_to_the_history) {
     const Home home;
     ASSERT_EQ(ran(home, {"words", "add", "amiable", "AMIABLE"}).status, 0);
     EXPECT_EQ(ran(home, {"dictate", spoken("0930").string()}),

@@ -31,12 +31,12 @@ TEST_F(SettingsVerbs, reading_is_off_until_the_user_turns_it_on) {
     EXPECT_EQ(loadSettings(database), Settings{false});
 }
 
-TEST_F(SettingsVerbs, only_a_person_in_a_terminal_can_allow_reading) {
+TEST_F(SettingsVerbs, reading_can_be_allowed_only_in_a_terminal) {
     context.isOnTerminal = false;
     EXPECT_EQ(run(Command::SetReading{true}, context), Exit::refused);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "Allowing AI clients to read needs a person, so this command works only in a terminal. "
-                          "Nothing was changed.\n");
+    EXPECT_EQ(takeErrors(), "Allowing AI clients to read needs a person, so this command works only in a terminal. "
+                            "Nothing was changed.\n");
     EXPECT_EQ(loadSettings(database), Settings{false});
     EXPECT_EQ(run(Command::SetReading{false}, context), Exit::done) << "forbidding harms nothing";
 }
@@ -44,7 +44,7 @@ TEST_F(SettingsVerbs, only_a_person_in_a_terminal_can_allow_reading) {
 TEST_F(SettingsVerbs, a_failing_store_is_reported) {
     ASSERT_TRUE(database.execute("DROP TABLE settings"));
     EXPECT_EQ(run(Command::ShowSettings{}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), "Vostel's database could not be used: no such table: settings.\n");
+    EXPECT_EQ(takeErrors(), "Vostel's database could not be used: no such table: settings.\n");
     EXPECT_EQ(run(Command::SetReading{true}, context), Exit::failed);
     EXPECT_EQ(takePrinted(), "");
 }
@@ -52,7 +52,7 @@ TEST_F(SettingsVerbs, a_failing_store_is_reported) {
 TEST_F(WordVerbs, add_list_and_remove) {
     EXPECT_EQ(run(Command::ListWords{}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "The vocabulary is empty.\n");
+    EXPECT_EQ(takeErrors(), "The vocabulary is empty.\n");
 
     EXPECT_EQ(run(Command::AddWord{"bostel", "Vostel"}, context), Exit::done);
     EXPECT_EQ(run(Command::AddWord{"bostel", "Vostel"}, context), Exit::done);
@@ -66,7 +66,7 @@ TEST_F(WordVerbs, add_list_and_remove) {
 
     EXPECT_EQ(run(Command::RemoveWords{{"ada lovelace", "bostel"}}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "removed: Ada Lovelace\nremoved: BOSTEL\n");
-    EXPECT_EQ(takeTold(), "");
+    EXPECT_EQ(takeErrors(), "");
 }
 
 TEST_F(WordVerbs, missing_words_are_named_and_the_others_removed) {
@@ -74,17 +74,17 @@ TEST_F(WordVerbs, missing_words_are_named_and_the_others_removed) {
     takePrinted();
     EXPECT_EQ(run(Command::RemoveWords{{"two", "one", "\x1B"}}, context), Exit::refused);
     EXPECT_EQ(takePrinted(), "removed: one\n");
-    EXPECT_EQ(takeTold(), "The vocabulary has no word 'two'.\nThe vocabulary has no word '\xEF\xBF\xBD'.\n");
+    EXPECT_EQ(takeErrors(), "The vocabulary has no word 'two'.\nThe vocabulary has no word '\xEF\xBF\xBD'.\n");
 }
 
 TEST_F(WordVerbs, a_word_without_text_is_not_added) {
     EXPECT_EQ(run(Command::AddWord{"  ", "x"}, context), Exit::refused);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(),
+    EXPECT_EQ(takeErrors(),
               "The word '  ' was not added: it has no usable text, or it or its replacement is too long.\n");
 }
 
-TEST_F(WordVerbs, stored_text_is_printed_harmlessly) {
+TEST_F(WordVerbs, control_characters_in_stored_text_are_not_printed) {
     const std::string stored = hostile + "\n";
     EXPECT_EQ(run(Command::AddWord{"word", stored + "x"}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "added: word  ->  " + harmless + " x\n");
@@ -96,11 +96,11 @@ TEST_F(WordVerbs, a_failing_store_is_reported) {
     ASSERT_TRUE(database.execute("DROP TABLE vocabulary"));
     const std::string complaint = "Vostel's database could not be used: no such table: vocabulary.\n";
     EXPECT_EQ(run(Command::ListWords{}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), complaint);
+    EXPECT_EQ(takeErrors(), complaint);
     EXPECT_EQ(run(Command::AddWord{"a", ""}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), complaint);
+    EXPECT_EQ(takeErrors(), complaint);
     EXPECT_EQ(run(Command::RemoveWords{{"a", "b"}}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), complaint);
+    EXPECT_EQ(takeErrors(), complaint);
 }
 
 TEST_F(ModelVerbs, list_install_and_remove) {
@@ -117,28 +117,28 @@ TEST_F(ModelVerbs, list_install_and_remove) {
     EXPECT_EQ(takePrinted(), "The model 'de' was removed.\n");
     EXPECT_EQ(models.contents(), (std::set<std::string>{".staging", ".removed"}));
     EXPECT_EQ(run(Command::RemoveModel{"de"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "The model 'de' is not installed.\n");
+    EXPECT_EQ(takeErrors(), "The model 'de' is not installed.\n");
 }
 
 TEST_F(ModelVerbs, failures_are_reported) {
     EXPECT_EQ(run(Command::InstallModel{"xx"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "Vostel knows no speech recognition model with this identifier.\n");
+    EXPECT_EQ(takeErrors(), "Vostel knows no speech recognition model with this identifier.\n");
     EXPECT_EQ(run(Command::RemoveModel{"xx"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "Vostel knows no speech recognition model with this identifier.\n");
+    EXPECT_EQ(takeErrors(), "Vostel knows no speech recognition model with this identifier.\n");
     EXPECT_EQ(run(Command::RemoveModel{"en-us"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "The model en-us belongs to the system and cannot be removed by Vostel.\n");
+    EXPECT_EQ(takeErrors(), "The model en-us belongs to the system and cannot be removed by Vostel.\n");
     models.writeCatalogue(std::string(64, '0'));
     EXPECT_EQ(run(Command::InstallModel{"de"}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), "The model de was not installed, because its SHA-256 is " +
-                              std::string{ModelFixture::germanChecksum} + " and not " + std::string(64, '0') +
-                              " as the catalogue says.\n");
+    EXPECT_EQ(takeErrors(), "The model de was not installed, because its SHA-256 is " +
+                                std::string{ModelFixture::germanChecksum} + " and not " + std::string(64, '0') +
+                                " as the catalogue says.\n");
     EXPECT_EQ(takePrinted(), "");
 }
 
 TEST_F(ModelVerbs, an_interrupted_installation_leaves_nothing) {
     cancellation.cancel();
     EXPECT_EQ(run(Command::InstallModel{"de"}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "The installation was cancelled; nothing was installed.\n");
+    EXPECT_EQ(takeErrors(), "The installation was cancelled; nothing was installed.\n");
     EXPECT_FALSE(std::filesystem::exists(models.installed()));
 }
 

@@ -12,7 +12,7 @@ struct TranscribeVerb : testing::Test, VerbFixture {
         recordings["/home/me/b.wav"] = spokenWords({{0, "goodbye"}}, 2);
         context.resolve = [](const std::string&) { return std::vector<std::string>{"142.250.1.1"}; };
         context.downloadAudio =
-            [this](const JudgedLink& link, Cancellation&,
+            [this](const AllowedLink& link, Cancellation&,
                    const std::function<void(double)>& progress) -> std::expected<DownloadedAudio, DownloadError> {
             downloaded.push_back(link.url);
             progress(1);
@@ -40,7 +40,7 @@ std::string storedAs(std::uint8_t number) {
 TEST_F(TranscribeVerb, prints_and_stores_one_file) {
     EXPECT_EQ(transcribe({"a.wav"}), Exit::done);
     EXPECT_EQ(takePrinted(), "Hello.\n");
-    EXPECT_EQ(takeTold(), storedAs(1));
+    EXPECT_EQ(takeErrors(), storedAs(1));
     ASSERT_EQ(stored().size(), 1U);
     EXPECT_EQ(stored()[0].id, uuid(1));
     EXPECT_EQ(stored()[0].source, (TranscriptSource{TranscriptSource::Kind::file, "/home/me/a.wav"}));
@@ -51,10 +51,11 @@ TEST_F(TranscribeVerb, a_source_that_fails_does_not_stop_the_others) {
               Exit::failed);
     EXPECT_EQ(takePrinted(), "==> a.wav <==\nHello.\n\n==> https://youtu.be/x <==\nHello.\n\n"
                              "==> b.wav <==\nGoodbye.\n");
-    EXPECT_EQ(takeTold(), storedAs(1) + "There is no file at '/home/me/missing.wav'.\n" + storedAs(2) +
-                              "Vostel opens a link only if it is a valid URL whose host is youtube.com, a subdomain of "
-                              "youtube.com, or youtu.be.\n" +
-                              storedAs(3));
+    EXPECT_EQ(takeErrors(),
+              storedAs(1) + "There is no file at '/home/me/missing.wav'.\n" + storedAs(2) +
+                  "Vostel opens a link only if it is a valid URL whose host is youtube.com, a subdomain of "
+                  "youtube.com, or youtu.be.\n" +
+                  storedAs(3));
     EXPECT_EQ(downloaded, std::vector<std::string>{"https://youtu.be/x"});
     EXPECT_EQ(stored().size(), 3U);
 }
@@ -62,17 +63,17 @@ TEST_F(TranscribeVerb, a_source_that_fails_does_not_stop_the_others) {
 TEST_F(TranscribeVerb, ctrl_c_stops_the_rest) {
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(transcribe({"a.wav", "b.wav"}), Exit::failed);
-    EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
+    EXPECT_EQ(takeErrors(), "The transcription was cancelled.\n");
     EXPECT_EQ(takePrinted(), "");
     EXPECT_EQ(languages.size(), 1U);
     EXPECT_TRUE(stored().empty());
 }
 
-TEST_F(TranscribeVerb, a_file_without_speech_is_stored_and_said) {
+TEST_F(TranscribeVerb, a_file_without_speech_is_stored_and_reported) {
     recordings["/home/me/silence.wav"] = spokenWords({}, 1);
     EXPECT_EQ(transcribe({"silence.wav"}), Exit::refused);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "No speech was found in '/home/me/silence.wav'.\n" + storedAs(1));
+    EXPECT_EQ(takeErrors(), "No speech was found in '/home/me/silence.wav'.\n" + storedAs(1));
     EXPECT_EQ(stored().size(), 1U);
 }
 
@@ -83,7 +84,7 @@ TEST_F(TranscribeVerb, the_database_is_not_opened_as_a_recording) {
     EXPECT_TRUE(languages.empty());
 }
 
-TEST_F(TranscribeVerb, progress_names_the_file_in_turn) {
+TEST_F(TranscribeVerb, progress_names_the_number_of_the_current_file) {
     std::string screen;
     context.progress = ProgressTerminal{[&](std::string_view text) { screen += text; }, [] { return std::size_t{60}; },
                                         [] { return std::chrono::steady_clock::time_point{}; }};

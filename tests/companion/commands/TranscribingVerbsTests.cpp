@@ -39,14 +39,14 @@ TEST_F(DictateVerb, prints_the_text_and_adds_it_to_the_history) {
     teach("world", "World");
     EXPECT_EQ(run(Command::Dictate{"a.wav", "en"}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "Hello. World.\n");
-    EXPECT_EQ(takeTold(), "");
+    EXPECT_EQ(takeErrors(), "");
     EXPECT_EQ(languages, std::vector<std::string>{"en"});
     EXPECT_EQ(history(),
               (std::vector{Dictation{uuid(1), at(1'000'000'000'000), "Hello. World.", Dictation::Outcome::delivered,
                                      std::nullopt, std::nullopt, Seconds{2.5}}}));
 }
 
-TEST_F(DictateVerb, an_absolute_path_stays_as_it_is) {
+TEST_F(DictateVerb, an_absolute_path_stays_unchanged) {
     recordings["/else/a.wav"] = spokenWords({{0, "hello"}}, 1);
     EXPECT_EQ(run(Command::Dictate{"/else/a.wav", ""}, context), Exit::done);
     EXPECT_EQ(takePrinted(), "Hello.\n");
@@ -63,20 +63,20 @@ TEST_F(DictateVerb, text_that_could_not_be_printed_was_not_delivered) {
 
 TEST_F(DictateVerb, a_file_without_usable_speech_leaves_the_history_alone) {
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), "There is no file at '/home/me/a.wav'.\n");
+    EXPECT_EQ(takeErrors(), "There is no file at '/home/me/a.wav'.\n");
 
     recordings["/home/me/silence.wav"] = spokenWords({}, 1);
     EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, context), Exit::refused);
-    EXPECT_EQ(takeTold(), "No speech was found in '/home/me/silence.wav'.\n");
+    EXPECT_EQ(takeErrors(), "No speech was found in '/home/me/silence.wav'.\n");
 
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(run(Command::Dictate{"silence.wav", ""}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
+    EXPECT_EQ(takeErrors(), "The transcription was cancelled.\n");
     EXPECT_EQ(takePrinted(), "");
     EXPECT_TRUE(history().empty());
 }
 
-TEST_F(DictateVerb, a_replacement_cannot_draw_on_the_terminal_and_is_kept_as_it_is) {
+TEST_F(DictateVerb, control_characters_of_a_replacement_are_stored_but_not_printed) {
     recordings["/home/me/a.wav"] = spokenWords({{0, "hello"}}, 1);
     teach("hello", "x\x1B[2Jy");
     EXPECT_EQ(run(Command::Dictate{"a.wav", ""}, context), Exit::done);
@@ -84,11 +84,11 @@ TEST_F(DictateVerb, a_replacement_cannot_draw_on_the_terminal_and_is_kept_as_it_
     EXPECT_EQ(history().front().text, "x\x1B[2Jy.");
 }
 
-TEST_F(RecordVerb, makes_one_call_of_two_tracks) {
+TEST_F(RecordVerb, makes_one_call_from_two_tracks) {
     teach("mourning", "morning");
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "Me: Good morning.\nThem: Hello.\nMe: Fine.\n");
-    EXPECT_EQ(takeTold(), "");
+    EXPECT_EQ(takeErrors(), "");
     const auto stored = Recordings{database}.find(uuid(1)).value();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->summary,
@@ -99,7 +99,7 @@ TEST_F(RecordVerb, makes_one_call_of_two_tracks) {
     EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1)))) << "the recording is finished";
 }
 
-TEST_F(RecordVerb, other_processes_see_its_progress_and_that_it_is_alive) {
+TEST_F(RecordVerb, other_processes_see_its_progress_and_its_lock) {
     std::vector<std::optional<double>> progress;
     duringTranscription = [&] {
         EXPECT_EQ(summary().state, RecordingSummary::State::transcribing);
@@ -112,13 +112,13 @@ TEST_F(RecordVerb, other_processes_see_its_progress_and_that_it_is_alive) {
     EXPECT_EQ(progress, (std::vector<std::optional<double>>{0.125, 0.625}));
 }
 
-TEST_F(RecordVerb, files_that_cannot_be_read_leave_no_trace) {
+TEST_F(RecordVerb, nothing_is_stored_if_a_file_cannot_be_read) {
     EXPECT_EQ(run(Command::Record{"nobody.wav", "them.wav", ""}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
+    EXPECT_EQ(takeErrors(), "There is no file at '/home/me/nobody.wav'.\n");
     EXPECT_EQ(run(Command::Record{"me.wav", "nobody.wav", ""}, context), Exit::failed);
-    EXPECT_EQ(takeTold(), "There is no file at '/home/me/nobody.wav'.\n");
+    EXPECT_EQ(takeErrors(), "There is no file at '/home/me/nobody.wav'.\n");
     EXPECT_EQ(run(Command::Record{"me.wav", "them.wav", "gibberish!"}, context), Exit::failed);
-    EXPECT_EQ(takeTold(),
+    EXPECT_EQ(takeErrors(),
               "The language 'gibberish!' is unknown; pass an ISO 639-1 code such as 'en', or leave it out.\n");
     EXPECT_EQ(count(), 0);
     EXPECT_TRUE(languages.empty()) << "nothing was transcribed";
@@ -127,13 +127,13 @@ TEST_F(RecordVerb, files_that_cannot_be_read_leave_no_trace) {
 TEST_F(RecordVerb, an_interrupted_recording_is_stored_as_failed) {
     duringTranscription = [&] { cancellation.cancel(); };
     EXPECT_EQ(record(), Exit::failed);
-    EXPECT_EQ(takeTold(), "The transcription was cancelled.\n");
+    EXPECT_EQ(takeErrors(), "The transcription was cancelled.\n");
     EXPECT_EQ(summary().state, RecordingSummary::State::failed);
     EXPECT_EQ(summary().failureReason, "The transcription was cancelled.");
     EXPECT_FALSE(std::filesystem::exists(context.paths.lockOfRecording(uuid(1))));
 }
 
-TEST_F(RecordVerb, a_file_that_vanishes_meanwhile_fails_the_recording) {
+TEST_F(RecordVerb, a_file_that_is_deleted_meanwhile_fails_the_recording) {
     duringTranscription = [&] { recordings.erase("/home/me/them.wav"); };
     EXPECT_EQ(record(), Exit::failed);
     EXPECT_EQ(summary().failureReason, "There is no file at '/home/me/them.wav'.");
@@ -143,7 +143,7 @@ TEST_F(RecordVerb, a_call_in_which_nobody_speaks_is_ready_and_empty) {
     recordings["/home/me/me.wav"] = recordings["/home/me/them.wav"] = spokenWords({}, 0);
     EXPECT_EQ(record(), Exit::done);
     EXPECT_EQ(takePrinted(), "");
-    EXPECT_EQ(takeTold(), "No speech was found in this call.\n");
+    EXPECT_EQ(takeErrors(), "No speech was found in this call.\n");
     EXPECT_EQ(summary().state, RecordingSummary::State::ready);
     EXPECT_EQ(summary().lineCount, 0);
 }

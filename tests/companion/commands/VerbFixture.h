@@ -1,4 +1,4 @@
-// The dependencies of the verbs for tests: a database in memory, a scripted recogniser, and what the user would read.
+// The dependencies of the verbs in tests: a database in memory, a scripted recogniser, and the printed output.
 #pragma once
 
 #include "companion/commands/CommandContext.h"
@@ -30,7 +30,7 @@ struct VerbFixture {
     bool canPrint = true;
 
     std::string printed;
-    std::string told;
+    std::string errors;
 
     CommandContext context{
         .paths = Paths{models.folder.path()},
@@ -53,7 +53,7 @@ struct VerbFixture {
                 if (canPrint) printed += text;
                 return canPrint;
             },
-        .printError = [this](const std::string& sentence) { told += sentence + "\n"; },
+        .printError = [this](const std::string& sentence) { errors += sentence + "\n"; },
         .isOnTerminal = true,
         .progress = std::nullopt,
     };
@@ -64,7 +64,7 @@ struct VerbFixture {
 
     /// What was written since the last call.
     std::string takePrinted() { return std::exchange(printed, {}); }
-    std::string takeTold() { return std::exchange(told, {}); }
+    std::string takeErrors() { return std::exchange(errors, {}); }
 
 private:
     std::expected<Transcription, TranscriptionError> transcribe(const std::string& path, const std::string& language,

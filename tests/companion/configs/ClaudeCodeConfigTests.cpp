@@ -141,7 +141,7 @@ std::vector<Row> rows() {
          "{\n  \"mcpServers\": {\n    \"Vostel\": 1,\n    \"vostel \": 2\n  }\n}",
          "{\n  \"mcpServers\": {\n    \"Vostel\": 1,\n    \"vostel \": 2,\n    " + entry + "\n  }\n}",
          {}},
-        {"strings full of signs",
+        {"strings with brackets and quotes",
          "{\n  \"a\": \"}],\\\"{:\\\\\",\n  \"mcpServers\": {\n    \"b\\\"}\": \"{\"\n  }\n}",
          "{\n  \"a\": \"}],\\\"{:\\\\\",\n  \"mcpServers\": {\n    \"b\\\"}\": \"{\",\n    " + entry + "\n  }\n}",
          {}},
@@ -154,7 +154,7 @@ std::vector<Row> rows() {
          "{\n  \"naïve 日本 🙂\": \"\\ud83d\\ude42\",\n  \"mcpServers\": {\n    \"ключ\": {},\n    " + entry +
              "\n  }\n}",
          {}},
-        {"numbers as people write them",
+        {"numbers in unusual notations",
          "{\n  \"a\": [1.50, 1E2, -0.0, 12345678901234567890],\n  \"mcpServers\": "
          "{\n    \"b\": 1e-3\n  }\n}",
          "{\n  \"a\": [1.50, 1E2, -0.0, 12345678901234567890],\n  \"mcpServers\": {\n    \"b\": 1e-3,\n    " + entry +
@@ -169,13 +169,13 @@ std::vector<Row> rows() {
          "{ \"mcpServers\":\n  { \"b\": 1\n  , \"c\": 2, \"vostel\": {\"args\": [], \"command\": "
          "\"/opt/v/vostel-mcp\", \"type\": \"stdio\"}\n  }\n}",
          {}},
-        {"very many settings of other people", large, largeAfter, {}},
+        {"a very large file", large, largeAfter, {}},
     };
 }
 
 } // namespace
 
-TEST(ClaudeCodeConfig, an_entry_is_added_in_the_style_of_the_file_and_taken_out_again) {
+TEST(ClaudeCodeConfig, an_entry_is_added_in_the_style_of_the_file_and_removed_again) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(existingCommand(row.before), std::nullopt);
@@ -205,7 +205,7 @@ TEST(ClaudeCodeConfig, another_reader_finds_our_entry_and_nothing_else_changed) 
     }
 }
 
-TEST(ClaudeCodeConfig, half_a_surrogate_pair_stays_as_it_is) {
+TEST(ClaudeCodeConfig, half_a_surrogate_pair_stays_unchanged) {
     // Other programs write such escapes when they cut a text between the two halves.
     const std::string head =
         "{\n  \"a\": \"\\ud83d \\\\\\uDE42 \\\\ud83d \\ud83d\\ude42\",\n  \"\\ud83d\\ud83d\\ude42\": 1,\n"
@@ -218,14 +218,14 @@ TEST(ClaudeCodeConfig, half_a_surrogate_pair_stays_as_it_is) {
     EXPECT_EQ(withoutEntry(after), before);
 }
 
-TEST(ClaudeCodeConfig, of_an_older_entry_of_ours_only_the_command_changes) {
+TEST(ClaudeCodeConfig, in_an_older_entry_of_ours_only_the_command_changes) {
     struct Stale {
         const char* when;
         std::string before;
         std::string after;
     };
     const Stale cases[] = {
-        {"settings of the user's in it",
+        {"with settings of the user",
          "{\"mcpServers\": {\"vostel\": {\"env\": {\"A\": \"1\"},\n  \"command\" :  \"/old/vostel-mcp\", \"args\": "
          "[\"-v\"]}, \"b\": 1}}",
          "{\"mcpServers\": {\"vostel\": {\"env\": {\"A\": \"1\"},\n  \"command\" :  \"/opt/v/vostel-mcp\", \"args\": "
@@ -240,7 +240,7 @@ TEST(ClaudeCodeConfig, of_an_older_entry_of_ours_only_the_command_changes) {
     }
 }
 
-TEST(ClaudeCodeConfig, a_foreign_entry_is_replaced_whole) {
+TEST(ClaudeCodeConfig, a_foreign_entry_is_replaced_completely) {
     struct Foreign {
         const char* when;
         std::string before;
@@ -269,7 +269,7 @@ TEST(ClaudeCodeConfig, a_foreign_entry_is_replaced_whole) {
     }
 }
 
-TEST(ClaudeCodeConfig, an_entry_is_removed_with_the_comma_that_parted_it) {
+TEST(ClaudeCodeConfig, an_entry_is_removed_with_its_comma) {
     struct Removal {
         const char* when;
         std::string before;
@@ -315,24 +315,24 @@ TEST(ClaudeCodeConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_o
         {"UTF-16", std::string{"\xFF\xFE{\0}\0", 6}, "f is not valid JSON at line 1, column 1."},
         {"a NUL after the end", std::string{"{}\0", 3}, "f is not valid JSON at line 1, column 3."},
         {"a merge conflict", "{\n<<<<<<< HEAD\n}", "f is not valid JSON at line 2, column 1."},
-        {"a huge number", "{\"a\": 1e999}", "f holds a number that is too large to be read."},
-        {"an array", "\n []", "f does not hold an object (line 2, column 2)."},
-        {"a string", "\"{}\"", "f does not hold an object (line 1, column 1)."},
+        {"a huge number", "{\"a\": 1e999}", "f contains a number that is too large."},
+        {"an array", "\n []", "f does not contain an object (line 2, column 2)."},
+        {"a string", "\"{}\"", "f does not contain an object (line 1, column 1)."},
         {"servers in an array", "{\"mcpServers\": []}",
          "f has something other than an object under mcpServers (line 1, column 16)."},
         {"servers null", "{\"mcpServers\": null}",
          "f has something other than an object under mcpServers (line 1, column 16)."},
         {"servers twice", "{\"mcpServers\": {},\n \"mcp\\u0053ervers\": {}}",
-         "f says mcpServers more than once, again at line 2, column 2; keep one of them and try again."},
+         "f contains mcpServers more than once, again at line 2, column 2; keep one of them and try again."},
         {"the entry twice", "{\"mcpServers\": {\"vostel\": {},\n \"\\u0076ostel\": {}}}",
-         "f says vostel more than once, again at line 2, column 2; keep one of them and try again."},
+         "f contains vostel more than once, again at line 2, column 2; keep one of them and try again."},
         {"the command twice", "{\"mcpServers\": {\"vostel\": {\"command\": \"a\", \"command\": \"b\"}}}",
-         "f says command more than once, again at line 1, column 44; keep one of them and try again."},
+         "f contains command more than once, again at line 1, column 44; keep one of them and try again."},
     };
     expectRefusal(cases, existingCommand, withEntry, withoutEntry);
 }
 
-TEST(ClaudeCodeConfig, an_awkward_path_is_written_and_read_back) {
+TEST(ClaudeCodeConfig, a_path_with_special_characters_is_written_and_read_back) {
     const MCPClientEntry awkward{"/Applications/My \"Apps\"\\ö/🙂/vostel-mcp", {}};
     const auto text = withEntry("", awkward);
     ASSERT_TRUE(text);
@@ -340,7 +340,7 @@ TEST(ClaudeCodeConfig, an_awkward_path_is_written_and_read_back) {
     EXPECT_EQ(read(*text)["mcpServers"]["vostel"]["command"], awkward.command);
 }
 
-TEST(ClaudeCodeConfig, brackets_a_hundred_thousand_deep_are_no_trouble) {
+TEST(ClaudeCodeConfig, a_hundred_thousand_nested_brackets_are_read) {
     const std::string depth(100'000, '[');
     const std::string text = "{\"a\":" + depth + std::string(depth.size(), ']') + ",\"mcpServers\":{}}";
     const auto after = withEntry(text, ourEntry);
@@ -349,7 +349,7 @@ TEST(ClaudeCodeConfig, brackets_a_hundred_thousand_deep_are_no_trouble) {
     EXPECT_FALSE(withEntry("{\"a\":" + depth, ourEntry));
 }
 
-TEST(ClaudeCodeConfig, whatever_the_file_an_edit_changes_our_entry_alone) {
+TEST(ClaudeCodeConfig, an_edit_of_any_file_changes_only_our_entry) {
     std::vector<std::string> seeds;
     for (const Row& row : rows()) {
         if (row.before.size() > 1000) continue;

@@ -36,14 +36,15 @@ std::string manifest(const std::string& args = "[]", const std::string& rest = "
 
 } // namespace
 
-TEST(ClaudeDesktopConfig, a_missing_manifest_is_written_whole) {
+TEST(ClaudeDesktopConfig, a_missing_manifest_is_written) {
     EXPECT_EQ(existingCommand(""), std::nullopt);
     EXPECT_EQ(withEntry("", ourEntry), manifest());
     EXPECT_EQ(existingCommand(manifest()), ours);
     EXPECT_EQ(withEntry(manifest(), ourEntry), manifest());
 }
 
-TEST(ClaudeDesktopConfig, the_manifest_says_all_that_the_rules_say_but_for_what_the_official_tool_refuses) {
+TEST(ClaudeDesktopConfig,
+     the_manifest_has_the_members_of_the_kits_manifest_without_the_type_that_the_official_tool_refuses) {
     using namespace VostelMCPKit;
     const auto written = readJSON(withEntry("", ourEntry).value_or(""));
     const MCPValue rules = MCPClientConfigLogic::claudeDesktopManifest(ourEntry);
@@ -62,7 +63,7 @@ TEST(ClaudeDesktopConfig, the_layout_of_the_manifest_does_not_matter) {
     EXPECT_EQ(withEntry(text, ourEntry), text);
 }
 
-TEST(ClaudeDesktopConfig, an_older_manifest_of_ours_is_brought_up_to_date_and_keeps_what_the_user_added) {
+TEST(ClaudeDesktopConfig, an_older_manifest_of_ours_is_updated_and_keeps_what_the_user_added) {
     struct Row {
         const char* when;
         std::string config;
@@ -82,7 +83,7 @@ TEST(ClaudeDesktopConfig, an_older_manifest_of_ours_is_brought_up_to_date_and_ke
     });
 }
 
-TEST(ClaudeDesktopConfig, a_foreign_manifest_is_replaced_whole) {
+TEST(ClaudeDesktopConfig, a_foreign_manifest_is_replaced_completely) {
     for (const std::string text :
          {R"({"server":{"mcp_config":{"command":"node","args":["x"]}}})", R"({"server":{"mcp_config":1}})", "[]"}) {
         SCOPED_TRACE(text);

@@ -36,7 +36,7 @@ inline std::string withCRLF(std::string_view text) {
 struct Refused {
     const char* when;
     std::string text;
-    /// What is said of it as the file "f".
+    /// The error, if the file is called "f".
     std::string sentence;
 };
 
@@ -53,7 +53,7 @@ inline void expectRefusal(std::span<const Refused> cases, auto* existingCommand,
     }
 }
 
-/// Turns ordinary texts into strange ones. They are the same in every run.
+/// Makes random changes to texts. Every run makes the same ones.
 class Mutator final {
 public:
     explicit Mutator(std::vector<std::string> seeds) : seeds_{std::move(seeds)} {}

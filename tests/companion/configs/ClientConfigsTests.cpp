@@ -28,7 +28,7 @@ const std::vector everyKind(VostelMCPKit::allMCPClientKinds.begin(), VostelMCPKi
 
 struct Home {
     TemporaryFolder folder;
-    /// Where the programs of the clients are looked for.
+    /// The folders in which to look for the programs of the clients.
     std::string searchPath;
 
     [[nodiscard]] std::string path() const { return folder.path().string(); }
@@ -54,7 +54,7 @@ ClientConfigReport report(ClientConfigExit exit, std::vector<std::string> lines)
 
 } // namespace
 
-TEST(ClientConfigs, clients_that_are_named_are_connected_in_an_empty_home) {
+TEST(ClientConfigs, named_clients_are_connected_in_an_empty_home) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
@@ -108,14 +108,14 @@ TEST(ClientConfigs, an_entry_of_another_copy_is_updated) {
                       " starts another copy of the server, '/old/vostel-mcp'; installing updates it."}));
     EXPECT_EQ(
         home.run(ClientConfigAction::install, {MCPClientKind::codex}),
-        report(ClientConfigExit::done, {"Codex / ChatGPT desktop: updated in " + path +
-                                        ", where it started another copy of the server, '/old/vostel-mcp'. The file "
-                                        "as it was is kept as " +
-                                        path + ".vostel-backup."}));
+        report(ClientConfigExit::done,
+               {"Codex / ChatGPT desktop: updated in " + path +
+                ", where it started another copy of the server, '/old/vostel-mcp'. The previous file is kept as " +
+                path + ".vostel-backup."}));
     EXPECT_EQ(home.run(ClientConfigAction::status, {MCPClientKind::codex}).exit, ClientConfigExit::done);
 }
 
-TEST(ClientConfigs, a_manifest_of_an_older_form_is_not_called_up_to_date) {
+TEST(ClientConfigs, a_manifest_of_an_older_form_is_not_up_to_date) {
     const Home home;
     const std::string path = home.path() + manifestFolder + "/manifest.json";
     home.folder.write("Library/Application Support/Claude/Claude Extensions/vostel/manifest.json",
@@ -126,12 +126,12 @@ TEST(ClientConfigs, a_manifest_of_an_older_form_is_not_called_up_to_date) {
                                                  " has an older form, which the client may refuse; installing updates "
                                                  "it."}));
     EXPECT_EQ(home.run(ClientConfigAction::install, desktop).lines[0],
-              "Claude Desktop: updated in " + path + ", which had an older form. The file as it was is kept as " +
-                  path + ".vostel-backup.");
+              "Claude Desktop: updated in " + path + ", which had an older form. The previous file is kept as " + path +
+                  ".vostel-backup.");
     EXPECT_EQ(home.run(ClientConfigAction::status, desktop).exit, ClientConfigExit::done);
 }
 
-TEST(ClientConfigs, a_foreign_entry_is_touched_by_force_alone) {
+TEST(ClientConfigs, a_foreign_entry_is_changed_only_with_force) {
     const Home home;
     const std::string text = "{\"mcpServers\":{\"vostel\":{\"command\":\"/usr/bin/no\\u001bde\"}}}";
     const std::string path = home.folder.write(".claude.json", text);
@@ -146,15 +146,15 @@ TEST(ClientConfigs, a_foreign_entry_is_touched_by_force_alone) {
     EXPECT_EQ(readFile(path), text);
 
     EXPECT_EQ(home.run(ClientConfigAction::install, claudeCode, true),
-              report(ClientConfigExit::done, {"Claude Code: installed in " + path +
-                                              " in the place of an entry that starts '/usr/bin/no\uFFFDde'. The "
-                                              "file as it was is kept as " +
-                                              path + ".vostel-backup."}));
+              report(ClientConfigExit::done,
+                     {"Claude Code: installed in " + path +
+                      " instead of an entry that starts '/usr/bin/no\uFFFDde'. The previous file is kept as " + path +
+                      ".vostel-backup."}));
     EXPECT_EQ(ClaudeCodeConfig::existingCommand(readFile(path)), ours);
 
     home.folder.write(".claude.json", text);
     EXPECT_EQ(home.run(ClientConfigAction::remove, claudeCode, true),
-              report(ClientConfigExit::done, {"Claude Code: removed from " + path + ". The file as it was is kept as " +
+              report(ClientConfigExit::done, {"Claude Code: removed from " + path + ". The previous file is kept as " +
                                               path + ".vostel-backup."}));
     EXPECT_EQ(contents(home.path()),
               (std::map<std::string, std::string>{{".claude.json", "{}"}, {".claude.json.vostel-backup", text}}));
@@ -171,7 +171,7 @@ TEST(ClientConfigs, an_entry_without_a_command_is_foreign) {
                       "replace it."}));
 }
 
-TEST(ClientConfigs, removal_says_what_only_the_client_can_do) {
+TEST(ClientConfigs, removal_says_what_the_user_must_do_in_the_client) {
     const Home home;
     const std::string claude = home / ".claude.json";
     const std::string codex = home / ".codex/config.toml";
@@ -193,7 +193,7 @@ TEST(ClientConfigs, removal_says_what_only_the_client_can_do) {
                       "Codex / ChatGPT desktop: not installed in " + codex + "; nothing was changed."}));
 }
 
-TEST(ClientConfigs, without_a_name_those_clients_are_connected_that_are_on_the_computer) {
+TEST(ClientConfigs, without_a_name_the_clients_on_this_computer_are_connected) {
     Home home;
     const std::string code = "Claude Code: skipped, because it is not on this computer: there is no " +
                              (home / ".claude.json") + " and no " + (home / ".claude") +
@@ -224,7 +224,7 @@ TEST(ClientConfigs, without_a_name_those_clients_are_connected_that_are_on_the_c
     EXPECT_EQ(home.run(ClientConfigAction::status).exit, ClientConfigExit::done);
 }
 
-TEST(ClientConfigs, removal_takes_away_what_installing_added) {
+TEST(ClientConfigs, removal_restores_the_files_from_before_the_installation) {
     struct Row {
         const char* when;
         MCPClientKind kind;
@@ -263,7 +263,7 @@ TEST(ClientConfigs, removal_takes_away_what_installing_added) {
     });
 }
 
-TEST(ClientConfigs, removal_keeps_what_others_have_written_since) {
+TEST(ClientConfigs, removal_keeps_later_changes_of_other_programs) {
     struct Row {
         const char* when;
         std::string before;
@@ -305,7 +305,7 @@ TEST(ClientConfigs, an_update_keeps_one_backup_and_removal_deletes_it) {
     EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST(ClientConfigs, removal_deletes_backups_also_when_the_entry_is_gone_already) {
+TEST(ClientConfigs, removal_deletes_backups_even_if_the_entry_is_missing) {
     const Home home;
     const std::string path = home.folder.write(".claude.json", "{}");
     home.folder.write(".claude.json.vostel-backup", "a secret");
@@ -321,7 +321,7 @@ TEST(ClientConfigs, removal_from_a_home_without_clients_creates_nothing) {
     EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST(ClientConfigs, a_broken_file_is_reported_and_the_others_are_served) {
+TEST(ClientConfigs, a_broken_file_is_reported_and_the_other_clients_are_processed) {
     const Home home;
     const std::string claude = home.folder.write(".claude.json", "{\n  \"a\": 1,\n}");
     for (const ClientConfigAction action :
@@ -345,7 +345,7 @@ TEST(ClientConfigs, a_read_only_file_is_reported_by_changes_and_read_by_status) 
     EXPECT_EQ(home.run(ClientConfigAction::status, {MCPClientKind::claudeCode}).exit, ClientConfigExit::refused);
 }
 
-TEST(ClientConfigs, a_request_that_makes_no_sense_is_refused) {
+TEST(ClientConfigs, an_invalid_request_is_refused) {
     const Home home;
     struct Row {
         const char* when;
@@ -361,9 +361,10 @@ TEST(ClientConfigs, a_request_that_makes_no_sense_is_refused) {
          "The path of the server must be absolute, which 'bin/vostel-mcp' is not."},
         {"another server", home.path(), "/bin/node", "The server must be named vostel-mcp, which '/bin/node' is not."},
         {"a line break", home.path(), "/a\nb/vostel-mcp",
-         "The path of the server, '/a\uFFFDb/vostel-mcp', holds characters that no configuration can hold."},
+         "The path of the server, '/a\uFFFDb/vostel-mcp', contains characters that configuration files cannot "
+         "contain."},
         {"not UTF-8", home.path(), "/\xE9/vostel-mcp",
-         "The path of the server, '/\uFFFD/vostel-mcp', holds characters that no configuration can hold."},
+         "The path of the server, '/\uFFFD/vostel-mcp', contains characters that configuration files cannot contain."},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(processClientConfigs({ClientConfigAction::install, {}, row.home, row.helper, false}),
@@ -372,7 +373,7 @@ TEST(ClientConfigs, a_request_that_makes_no_sense_is_refused) {
     EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST(ClientConfigs, installations_at_the_same_time_agree) {
+TEST(ClientConfigs, installations_at_the_same_time_all_succeed) {
     const Home home;
     home.folder.write(".claude.json", "{\n  \"a\": 1\n}\n");
     std::vector<ClientConfigReport> reports(6);

@@ -29,7 +29,7 @@ struct Row {
     std::string text;
 };
 
-/// Texts without an entry of ours; an entry is appended to each.
+/// Texts without our entry. An entry is appended to each.
 std::vector<Row> rows() {
     return {
         {"a missing or empty file", ""},
@@ -74,7 +74,7 @@ std::vector<Row> rows() {
         {"beyond ASCII", "\"ключ\" = \"日本 🙂\" # naïve\n"},
         {"escapes", "a = \"\\b\\t\\n\\f\\r\\\"\\\\\\u00E9\\U0001F642\"\n"},
         {"tabs", "\t[a]\t\n\tb\t=\t1\t\n"},
-        {"very many settings of other people", largeFile()},
+        {"a very large file", largeFile()},
     };
 }
 
@@ -82,9 +82,9 @@ std::vector<Row> rows() {
 std::vector<Row> staleRows() {
     return {
         {"as it is installed", "a = 1\n\n[mcp_servers.vostel]\ncommand = \"/old/vostel-mcp\"\n"},
-        {"with settings and comments of the user's", "[mcp_servers.vostel] # mine\n# note\nargs = [\"-v\"]\ncommand = "
-                                                     "\"/old/vostel-mcp\" # here\n\n[mcp_servers.vostel.env]\nA = "
-                                                     "\"1\"\n\n[b]\nc = 1\n"},
+        {"with settings and comments of the user", "[mcp_servers.vostel] # mine\n# note\nargs = [\"-v\"]\ncommand = "
+                                                   "\"/old/vostel-mcp\" # here\n\n[mcp_servers.vostel.env]\nA = "
+                                                   "\"1\"\n\n[b]\nc = 1\n"},
         {"a literal string", "[mcp_servers.vostel]\ncommand = '/old/vostel-mcp'\n"},
         {"a long string", "[mcp_servers.vostel]\ncommand = \"\"\"\n/old/\\\n   vostel-mcp\"\"\"\nx = 1\n"},
         {"a long literal string", "[mcp_servers.vostel]\ncommand = '''\n/old/vostel-mcp'''\n"},
@@ -148,13 +148,13 @@ TEST(CodexConfig, other_readers_find_our_entry_and_nothing_else_changed) {
         ASSERT_TRUE(before && after);
         nlohmann::json expected = *before;
         expected["mcp_servers"]["vostel"]["command"] = ours;
-        // Codex would give up after a minute.
+        // Otherwise Codex would give up long calls.
         expected["mcp_servers"]["vostel"]["tool_timeout_sec"] = 3600;
         EXPECT_EQ(parseTOML(*after), expected);
     }
 }
 
-TEST(CodexConfig, the_library_calls_what_was_added_up_to_date) {
+TEST(CodexConfig, the_kit_says_that_an_added_entry_is_up_to_date) {
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.when);
         // The reader of the library treats lines inside a string as headers.
@@ -189,7 +189,7 @@ TEST(CodexConfig, the_added_text_follows_the_file) {
     }
 }
 
-TEST(CodexConfig, of_an_older_entry_of_ours_only_the_command_changes_whatever_its_form) {
+TEST(CodexConfig, in_an_older_entry_of_ours_only_the_command_changes_in_every_form) {
     for (const Row& row : staleRows()) {
         SCOPED_TRACE(row.when);
         EXPECT_EQ(existingCommand(row.text), "/old/vostel-mcp");
@@ -206,7 +206,7 @@ TEST(CodexConfig, of_an_older_entry_of_ours_only_the_command_changes_whatever_it
     EXPECT_EQ(withEntry(text, ourEntry), withCommand(text, "/old/vostel-mcp", ours));
 }
 
-TEST(CodexConfig, an_entry_is_removed_whatever_its_form) {
+TEST(CodexConfig, an_entry_is_removed_in_every_form) {
     for (const Row& row : staleRows()) {
         SCOPED_TRACE(row.when);
         const auto before = parseTOML(row.text);
@@ -220,7 +220,7 @@ TEST(CodexConfig, an_entry_is_removed_whatever_its_form) {
     }
 }
 
-TEST(CodexConfig, removal_takes_the_lines_of_the_entry_and_no_others) {
+TEST(CodexConfig, removal_removes_only_the_lines_of_the_entry) {
     struct Removal {
         const char* when;
         std::string before;
@@ -251,7 +251,7 @@ TEST(CodexConfig, removal_takes_the_lines_of_the_entry_and_no_others) {
     }
 }
 
-TEST(CodexConfig, a_foreign_entry_is_replaced_whole) {
+TEST(CodexConfig, a_foreign_entry_is_replaced_completely) {
     struct Foreign {
         const char* when;
         std::string before;
@@ -350,20 +350,20 @@ TEST(CodexConfig, a_file_that_is_broken_or_ambiguous_is_reported_by_every_operat
          "by "
          "hand."},
         {"the entry twice", "[mcp_servers.vostel]\n[a]\n[mcp_servers.'vostel']\n",
-         "f says mcp_servers.vostel more than once, again at line 3, column 1; keep one of them and try again."},
+         "f contains mcp_servers.vostel more than once, again at line 3, column 1; keep one of them and try again."},
         {"the command twice", "[mcp_servers.vostel]\ncommand = \"a\"\ncommand = \"b\"\n",
-         "f says mcp_servers.vostel.command more than once, again at line 3, column 11; keep one of them and try "
+         "f contains mcp_servers.vostel.command more than once, again at line 3, column 11; keep one of them and try "
          "again."},
     };
     expectRefusal(cases, existingCommand, withEntry, withoutEntry);
 }
 
-TEST(CodexConfig, what_the_newer_TOML_allows_is_left_alone) {
+TEST(CodexConfig, text_that_only_TOML_1_1_allows_stays_unchanged) {
     const std::string text = "a = {\n  b = \"\\e\\x41\", # c\n  d = 1,\n}\n";
     EXPECT_EQ(withEntry(text, ourEntry), text + "\n" + table);
 }
 
-TEST(CodexConfig, an_awkward_path_is_written_and_read_back) {
+TEST(CodexConfig, a_path_with_special_characters_is_written_and_read_back) {
     const MCPClientEntry awkward{"/Applications/My \"Apps\"\\ö/🙂/vostel-mcp", {}};
     const std::string stale = "[mcp_servers.vostel]\ncommand = \"/old/vostel-mcp\"\n";
     for (const std::string& before : {std::string{}, stale}) {
@@ -376,7 +376,7 @@ TEST(CodexConfig, an_awkward_path_is_written_and_read_back) {
     }
 }
 
-TEST(CodexConfig, brackets_a_hundred_thousand_deep_are_no_trouble) {
+TEST(CodexConfig, a_hundred_thousand_nested_brackets_are_read) {
     const std::string depth(100'000, '[');
     EXPECT_TRUE(withEntry("a = " + depth + std::string(depth.size(), ']') + "\n", ourEntry));
     EXPECT_FALSE(withEntry("a = " + depth, ourEntry));
@@ -385,7 +385,7 @@ TEST(CodexConfig, brackets_a_hundred_thousand_deep_are_no_trouble) {
     EXPECT_FALSE(existingCommand(tables));
 }
 
-TEST(CodexConfig, whatever_the_file_an_edit_changes_our_entry_alone) {
+TEST(CodexConfig, an_edit_of_any_file_changes_only_our_entry) {
     std::vector<std::string> seeds;
     for (const Row& row : rows()) {
         if (row.text.size() < 1000) seeds.push_back(row.text);
@@ -393,14 +393,14 @@ TEST(CodexConfig, whatever_the_file_an_edit_changes_our_entry_alone) {
     for (const Row& row : staleRows()) seeds.push_back(row.text);
     Mutator mutator{seeds};
     int edited = 0;
-    int judged = 0;
+    int valid = 0;
     for (int count = 0; count < 5000; ++count) {
         const std::string text = mutator.next();
         const auto before = parseTOML(text);
         if (!before) continue;
-        ++judged;
+        ++valid;
         const auto after = withEntry(text, ourEntry);
-        // What the other reader accepts may be too odd for us to edit, but we do not call it broken.
+        // We may refuse to edit a text that the other reader accepts, but not because of a syntax error.
         EXPECT_TRUE(after || !std::holds_alternative<ConfigError::SyntaxError>(after.error().is))
             << text << "\n"
             << after.error().description("f");
@@ -418,7 +418,7 @@ TEST(CodexConfig, whatever_the_file_an_edit_changes_our_entry_alone) {
             EXPECT_EQ(withoutOurs(*read), withoutOurs(*before)) << text;
         }
     }
-    EXPECT_GT(judged, 500);
+    EXPECT_GT(valid, 500);
     EXPECT_GT(edited, 500);
 }
 

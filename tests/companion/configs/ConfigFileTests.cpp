@@ -36,7 +36,7 @@ struct stat statusOf(const fs::path& path) {
 
 } // namespace
 
-TEST(ConfigFile, a_file_is_replaced_and_kept_beside_it) {
+TEST(ConfigFile, a_file_is_replaced_and_backed_up_beside_it) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     const fs::path backup = folder.path() / "config.vostel-backup";
@@ -46,7 +46,7 @@ TEST(ConfigFile, a_file_is_replaced_and_kept_beside_it) {
     EXPECT_EQ(names(folder.path()), (std::set<std::string>{"config", "config.vostel-backup"}));
 }
 
-TEST(ConfigFile, a_missing_file_is_made_for_its_owner_alone_with_its_folder) {
+TEST(ConfigFile, a_missing_file_and_its_folder_are_created_for_the_owner_alone) {
     const TemporaryFolder folder;
     const fs::path path = folder.path() / "a b/.codex/config.toml";
     EXPECT_EQ(readConfigFile(path), "");
@@ -66,7 +66,7 @@ TEST(ConfigFile, nothing_is_written_when_nothing_changes) {
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, an_edit_that_fails_leaves_everything) {
+TEST(ConfigFile, an_edit_that_fails_changes_nothing) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     const ConfigError error = ConfigError::Unverified{};
@@ -133,7 +133,7 @@ TEST(ConfigFile, a_link_to_itself_is_reported) {
     EXPECT_EQ(change.error(), (posix::SystemError{"open '" + (folder.path() / "config").string() + "'", {ELOOP}}));
 }
 
-TEST(ConfigFile, what_nobody_may_write_is_left_alone_even_by_the_superuser) {
+TEST(ConfigFile, a_file_that_nobody_may_write_stays_unchanged_even_for_the_superuser) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("a/config", "old");
     ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
@@ -149,7 +149,7 @@ TEST(ConfigFile, what_nobody_may_write_is_left_alone_even_by_the_superuser) {
     EXPECT_EQ(names(path.parent_path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, what_is_no_file_is_reported) {
+TEST(ConfigFile, anything_but_a_regular_file_is_reported) {
     const TemporaryFolder folder;
     fs::create_directory(folder.path() / "folder");
     ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
@@ -164,7 +164,7 @@ TEST(ConfigFile, what_is_no_file_is_reported) {
               std::unexpected(ConfigError{posix::SystemError{"open '" + below.string() + "'", {ENOTDIR}}}));
 }
 
-TEST(ConfigFile, a_file_without_end_is_not_read) {
+TEST(ConfigFile, a_file_that_is_too_large_is_not_read) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "");
     fs::resize_file(path, std::uintmax_t{64} * 1024 * 1024 + 1);
@@ -186,7 +186,7 @@ TEST(ConfigFile, the_backup_of_the_last_change_replaces_all_earlier_ones) {
               (std::set<std::string>{"config", "config.vostel-backup", "config.vostel-backup-of-mine"}));
 }
 
-TEST(ConfigFile, a_change_can_leave_the_earlier_backup_and_all_backups_can_be_deleted) {
+TEST(ConfigFile, a_change_can_keep_the_earlier_backup_and_all_backups_can_be_deleted) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "one");
     EXPECT_EQ(readConfigBackup(path), std::nullopt);
@@ -211,7 +211,7 @@ TEST(ConfigFile, an_edit_can_delete_the_file_and_its_link_stays) {
     EXPECT_EQ(editConfigFile(folder.path() / "config", remove), ConfigFileChange{});
 }
 
-TEST(ConfigFile, something_else_under_a_backups_name_stays) {
+TEST(ConfigFile, a_folder_or_link_with_a_backups_name_stays) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "old");
     fs::create_directory(folder.path() / "config.vostel-backup");
@@ -233,12 +233,12 @@ TEST(ConfigFile, without_a_name_for_a_backup_nothing_is_changed) {
     EXPECT_EQ(names(folder.path()).size(), 101U);
 }
 
-TEST(ConfigFile, a_file_that_changed_meanwhile_is_edited_anew) {
+TEST(ConfigFile, a_file_that_changed_meanwhile_is_edited_again) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "a");
     int calls = 0;
     const auto change = editConfigFile(path, [&](std::string_view text) -> Result {
-        // Behind the first look and the one under the lock, another program writes.
+        // Another program writes after the first read and after the read under the lock.
         if (++calls <= 2) folder.write("config", std::string{text} + "b");
         return EditedConfig{std::string{text} + "!"};
     });
@@ -259,7 +259,7 @@ TEST(ConfigFile, a_file_that_appeared_meanwhile_is_not_overwritten) {
     EXPECT_EQ(readFile(folder.path() / "config"), "theirs!");
 }
 
-TEST(ConfigFile, a_file_that_never_rests_is_left_to_its_owner) {
+TEST(ConfigFile, a_file_that_changes_all_the_time_is_not_edited) {
     const TemporaryFolder folder;
     const fs::path path = folder.write("config", "a");
     const auto change = editConfigFile(path, [&](std::string_view text) -> Result {
@@ -271,7 +271,7 @@ TEST(ConfigFile, a_file_that_never_rests_is_left_to_its_owner) {
     EXPECT_EQ(names(folder.path()), std::set<std::string>{"config"});
 }
 
-TEST(ConfigFile, edits_at_the_same_time_do_not_lose_each_other) {
+TEST(ConfigFile, no_edit_is_lost_when_several_run_at_the_same_time) {
     const TemporaryFolder folder;
     const fs::path path = folder.path() / "new/config";
     std::vector<std::thread> threads;

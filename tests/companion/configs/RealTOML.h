@@ -1,4 +1,4 @@
-// A TOML parser that is not ours, to judge what ours writes.
+// An independent TOML parser. It checks what our code writes.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -7,7 +7,7 @@
 
 namespace vostel_companion {
 
-/// What `text` says, dates as strings; absent when the parser rejects it.
+/// The values in `text`, with dates as strings. Absent if the parser rejects it.
 std::optional<nlohmann::json> parseTOML(std::string_view text);
 
 } // namespace vostel_companion

@@ -15,7 +15,7 @@ namespace vostel_companion {
 
 namespace {
 
-/// A socket that is the video service, as far as a proxy can tell.
+/// A socket that plays the video service.
 class Service {
 public:
     Service() : listener_{::socket(AF_INET, SOCK_STREAM, 0)} {
@@ -67,7 +67,7 @@ std::string receive(const posix::FileDescriptor& socket, std::size_t count) {
 
 constexpr std::string_view established = "HTTP/1.1 200 Connection established\r\n\r\n";
 
-/// A proxy to a service on this machine, whose address passes for `address`.
+/// A proxy to a service on this machine. Every host resolves to `addresses`.
 struct ProxyStage {
     Service service;
     std::vector<std::string> addresses = {"127.0.0.1"};
@@ -89,7 +89,7 @@ bool always(const std::string&) { return true; }
 
 } // namespace
 
-TEST(VideoProxy, carries_bytes_both_ways_once_the_host_was_judged) {
+TEST(VideoProxy, carries_bytes_both_ways_once_the_host_was_checked) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const posix::FileDescriptor client = connectTo(proxy);
@@ -115,7 +115,7 @@ TEST(VideoProxy, carries_bytes_both_ways_once_the_host_was_judged) {
     EXPECT_EQ(stage.resolved, std::vector<std::string>{"www.youtube.com"});
 }
 
-TEST(VideoProxy, refuses_whatever_is_not_a_way_to_the_service) {
+TEST(VideoProxy, refuses_everything_but_tunnels_to_the_service) {
     struct Row {
         const char* when;
         const char* head;
@@ -143,7 +143,7 @@ TEST(VideoProxy, refuses_whatever_is_not_a_way_to_the_service) {
     EXPECT_FALSE(stage.service.hasCaller());
 }
 
-TEST(VideoProxy, judges_every_connection_by_the_addresses_that_it_would_use) {
+TEST(VideoProxy, checks_the_addresses_of_every_connection) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(isPublicAddress);
     constexpr std::string_view request = "CONNECT r1.googlevideo.com:443 HTTP/1.1\r\n\r\n";
@@ -176,7 +176,7 @@ TEST(VideoProxy, tries_the_next_address_when_one_does_not_answer) {
     EXPECT_EQ(receive(client, established.size()), established);
 }
 
-TEST(VideoProxy, a_request_that_never_ends_is_cut) {
+TEST(VideoProxy, a_request_that_is_too_long_is_cut_off) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     const posix::FileDescriptor client = connectTo(proxy);
@@ -185,7 +185,7 @@ TEST(VideoProxy, a_request_that_never_ends_is_cut) {
     EXPECT_EQ(receive(client, 1), "");
 }
 
-TEST(VideoProxy, its_end_cuts_every_connection) {
+TEST(VideoProxy, its_end_closes_every_connection) {
     ProxyStage stage;
     std::optional<VideoProxy> proxy{stage.start(always)};
     const posix::FileDescriptor client = connectTo(*proxy);
@@ -197,7 +197,7 @@ TEST(VideoProxy, its_end_cuts_every_connection) {
     EXPECT_EQ(receive(service, 1), "");
 }
 
-TEST(VideoProxy, only_hosts_of_the_service_count) {
+TEST(VideoProxy, accepts_only_hosts_of_the_service) {
     struct Row {
         const char* host;
         bool isOfService;
@@ -218,7 +218,7 @@ TEST(VideoProxy, only_hosts_of_the_service_count) {
     for (const Row& row : rows) EXPECT_EQ(isHostOfVideoService(row.host), row.isOfService) << row.host;
 }
 
-TEST(VideoProxy, only_addresses_in_the_public_network_count) {
+TEST(VideoProxy, accepts_only_addresses_in_the_public_network) {
     struct Row {
         const char* address;
         bool isPublic;
@@ -258,7 +258,7 @@ TEST(VideoProxy, only_addresses_in_the_public_network_count) {
     EXPECT_FALSE(isPublicAddress(std::string{"8.8.8.8\0", 8}));
 }
 
-TEST(VideoProxy, without_descriptors_it_waits_for_better_times) {
+TEST(VideoProxy, waits_without_using_the_processor_when_there_are_no_descriptors) {
     ProxyStage stage;
     const VideoProxy proxy = stage.start(always);
     rlimit before{};

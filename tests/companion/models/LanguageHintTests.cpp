@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-TEST(LanguageHint, tells_language_codes_from_other_text) {
+TEST(LanguageHint, accepts_language_codes_and_nothing_else) {
     struct Row {
         const char* when;
         const char* text;
@@ -14,7 +14,7 @@ TEST(LanguageHint, tells_language_codes_from_other_text) {
     const Row rows[] = {
         {"left out", "", true},
         {"detection asked for", "auto", true},
-        {"detection asked for loudly", "AUTO", true},
+        {"detection asked for in capitals", "AUTO", true},
         {"the model's language", "en", true},
         {"with a region", "en-GB", true},
         {"with a region, as locales are written", "en_US", true},

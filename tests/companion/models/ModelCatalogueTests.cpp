@@ -84,8 +84,8 @@ TEST(ModelCatalogue, a_folder_at_a_link_needs_the_paths_of_its_files) {
     const Row rows[] = {
         {"no files", "https://h/f/", "[]", "models[0].files is missing, and source is the link of a folder"},
         {"files of a file", "https://h/f", R"(["a"])",
-         "models[0].files is there, but source is not a link that ends in '/'"},
-        {"files of a path", "/mnt/", R"(["a"])", "models[0].files is there, but source is not a link that ends in '/'"},
+         "models[0].files is given, but source is not a link that ends in '/'"},
+        {"files of a path", "/mnt/", R"(["a"])", "models[0].files is given, but source is not a link that ends in '/'"},
         {"an absolute path", "https://h/f/", R"(["/a"])", paths},
         {"a path that leads up", "https://h/f/", R"(["a/../../b"])", paths},
         {"a path of a folder", "https://h/f/", R"(["a/"])", paths},
@@ -148,7 +148,7 @@ TEST(ModelCatalogue, an_identifier_never_leads_out_of_the_folder) {
     }
 }
 
-TEST(ModelCatalogue, a_mistake_fails_the_whole_with_its_reason) {
+TEST(ModelCatalogue, a_wrong_entry_makes_the_whole_catalogue_fail_with_the_reason) {
     struct Row {
         const char* when;
         std::string text;
@@ -205,7 +205,7 @@ TEST(ModelCatalogue, a_file_that_cannot_be_used_is_named) {
     EXPECT_FALSE(readModelCatalogue(folder.path()));
 }
 
-TEST(ModelCatalogue, a_pipe_in_the_place_of_the_file_holds_nobody) {
+TEST(ModelCatalogue, a_pipe_at_the_path_of_the_file_does_not_block) {
     const StoreFolder folder;
     const auto path = folder / "models.json";
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);

@@ -51,10 +51,10 @@ std::string redirectTo(const std::string& link) {
     return "HTTP/1.1 302 Found\r\nLocation: " + link + "\r\nContent-Length: 0\r\n\r\n";
 }
 
-/// A server with files, and a store whose catalogue has one model on it.
+/// A server with files, and a store with one model whose source is that server.
 struct LinkFixture {
     ModelFixture local;
-    /// What the server answers, if not with a file.
+    /// The answer of the server, if it is not a file.
     std::function<std::optional<std::string>(const std::string& request)> special = [](const std::string&) {
         return std::nullopt;
     };
@@ -66,7 +66,7 @@ struct LinkFixture {
     std::vector<double> fractions;
 
     LinkFixture() {
-        // A proxy of the machine would not reach this server.
+        // A proxy of this machine could not reach the server.
         ::setenv("no_proxy", "127.0.0.1", 1);
     }
 
@@ -86,7 +86,7 @@ struct LinkFixture {
         const auto installed = store().install("fr", {[&](double fraction) { fractions.push_back(fraction); }, {}});
         return installed ? "" : installed.error().description();
     }
-    /// What was asked for since the last call, each with its range.
+    /// The requests since the last call, each with its range.
     std::vector<std::string> takeRequests() {
         const std::lock_guard lock{mutex};
         return std::exchange(requests, {});
@@ -112,7 +112,7 @@ private:
     }
 };
 
-/// A file of several pieces, as they arrive from the network.
+/// A file that arrives from the network in several pieces.
 std::string largeContent() {
     std::string content;
     while (content.size() < 300'000) content += std::to_string(content.size()) + "\n";
@@ -157,13 +157,13 @@ TEST(ModelDownload, a_download_that_broke_off_goes_on_where_it_stopped) {
         return whole.substr(0, whole.size() - 100'000);
     };
     EXPECT_EQ(fixture.install(), "The model fr could not be downloaded from " + fixture.server.address() +
-                                     "/f/a: the connection ended too early; try again, and the download goes on where "
-                                     "it stopped.");
+                                     "/f/a: the connection ended too early; try again, and the download continues "
+                                     "where it stopped.");
     EXPECT_FALSE(fixture.isInstalled());
     EXPECT_TRUE(fixture.keepsParts());
     EXPECT_EQ(fixture.takeRequests(), std::vector<std::string>{"/f/a"});
 
-    EXPECT_TRUE(fixture.store().deleteLeftovers()) << "which keeps what is new";
+    EXPECT_TRUE(fixture.store().deleteLeftovers()) << "it keeps new downloads";
     fixture.special = [](const std::string& request) -> std::optional<std::string> {
         if (request.starts_with("GET /f/b")) return "";
         return std::nullopt;
@@ -179,7 +179,7 @@ TEST(ModelDownload, a_download_that_broke_off_goes_on_where_it_stopped) {
     EXPECT_FALSE(fixture.keepsParts());
 }
 
-TEST(ModelDownload, a_server_that_cannot_go_on_sends_the_file_from_its_beginning) {
+TEST(ModelDownload, if_the_server_cannot_resume_the_download_begins_again) {
     for (const bool isRefused : {false, true}) {
         SCOPED_TRACE(isRefused);
         LinkFixture fixture;
@@ -201,7 +201,7 @@ TEST(ModelDownload, a_server_that_cannot_go_on_sends_the_file_from_its_beginning
     }
 }
 
-TEST(ModelDownload, what_arrived_is_deleted_after_a_week_without_an_attempt) {
+TEST(ModelDownload, an_interrupted_download_is_deleted_after_a_week_without_an_attempt) {
     LinkFixture fixture;
     fixture.offer("/f", sumOf("content"));
     fixture.special = [](const std::string&) { return ok("content").substr(0, 40); };
@@ -216,7 +216,7 @@ TEST(ModelDownload, what_arrived_is_deleted_after_a_week_without_an_attempt) {
     EXPECT_FALSE(fixture.keepsParts());
 }
 
-TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
+TEST(ModelDownload, each_failure_has_a_sentence_and_installs_nothing) {
     const std::string content = largeContent();
     struct Row {
         const char* when;
@@ -241,7 +241,7 @@ TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
              fixture.rules.certificates = other.certificate();
          },
          "the server's certificate is not valid, so this may be another server"},
-        {"no certificates are there", [](LinkFixture& fixture) { fixture.rules.certificates = "/nowhere"; },
+        {"the file of certificates is missing", [](LinkFixture& fixture) { fixture.rules.certificates = "/nowhere"; },
          "the certificates of this machine cannot be read; install the package ca-certificates"},
         {"a redirect to http", answering(redirectTo("http://127.0.0.1:1/f")),
          "the server redirects to a link that is not https"},
@@ -249,7 +249,7 @@ TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
          "the server redirects to a link that is not https"},
         {"a redirect to itself", answering(redirectTo("/f")), "the server redirects too often"},
         {"no answer", answering(""),
-         "the connection ended too early; try again, and the download goes on where it stopped"},
+         "the connection ended too early; try again, and the download continues where it stopped"},
         {"larger than it may be, as the server says", [](LinkFixture& fixture) { fixture.rules.mostBytes = 1000; },
          "it is larger than 1000 bytes", false},
         {"larger than it may be, and the server does not say so",
@@ -272,8 +272,8 @@ TEST(ModelDownload, each_failure_is_said_in_words_and_installs_nothing) {
     });
 }
 
-TEST(ModelDownload, a_server_that_is_gone_is_said_so) {
-    // The port stays ours, and nobody listens there.
+TEST(ModelDownload, says_that_the_server_cannot_be_reached) {
+    // The port belongs to this socket, which does not listen.
     const posix::FileDescriptor bound{::socket(AF_INET, SOCK_STREAM, 0)};
     sockaddr_in address = vostel_tests::loopback(0);
     socklen_t size = sizeof address;
@@ -304,7 +304,7 @@ TEST(ModelDownload, a_redirect_to_another_https_link_is_followed) {
     EXPECT_EQ(readFile(fixture.local.folder / "models/fr/old"), "content");
 }
 
-TEST(ModelDownload, a_wrong_checksum_installs_nothing_and_the_next_attempt_begins_anew) {
+TEST(ModelDownload, a_wrong_checksum_installs_nothing_and_the_next_attempt_begins_again) {
     LinkFixture fixture;
     fixture.files = {{"/f", "contents"}};
     fixture.offer("/f", sumOf("content"));
@@ -326,7 +326,7 @@ TEST(ModelDownload, a_cancelled_download_installs_nothing) {
     EXPECT_FALSE(fixture.isInstalled());
 }
 
-TEST(ModelDownload, a_disk_without_room_is_said_so_and_gets_its_bytes_back) {
+TEST(ModelDownload, says_that_the_disk_is_full_and_deletes_the_file) {
     LinkFixture fixture;
     fixture.files = {{"/f", largeContent()}};
     fixture.offer("/f", sumOf(largeContent()));

@@ -14,7 +14,7 @@ struct ModelFixture {
     StoreFolder folder;
     ModelStore models{{folder / "models", folder / "models.json", folder / "system"}};
 
-    /// What sha256sum says of the list of the German model's files.
+    /// The checksum of the German model, made with sha256sum.
     static constexpr const char* germanChecksum = "4bdafff58874da3c233ad79fa966392e4f9ff369dc102dd32f7679660ed5845b";
 
     ModelFixture() {
@@ -36,7 +36,7 @@ struct ModelFixture {
 
     [[nodiscard]] std::filesystem::path installed() const { return folder / "models/de"; }
 
-    /// Everything in the models' folder but its lock, folders that are empty included.
+    /// Everything in the models' folder except its lock. Empty folders are included.
     [[nodiscard]] std::set<std::string> contents() const {
         std::set<std::string> names;
         std::error_code failure;
@@ -47,7 +47,7 @@ struct ModelFixture {
         return names;
     }
 
-    /// What the models' folder holds when the German model is installed and nothing is left over.
+    /// The contents of the models' folder when the German model is installed and no work is unfinished.
     static inline const std::set<std::string> whole = {".staging", "de",   "de/a",        "de/a-two",
                                                        "de/a/one", "de/b", "de/b/my file"};
 };

@@ -42,7 +42,7 @@ TEST(ModelStore, the_catalogue_follows_the_systems_model) {
     EXPECT_EQ(fixture.models.installedFolder("de"), std::nullopt);
 }
 
-TEST(ModelStore, a_missing_package_is_said_so) {
+TEST(ModelStore, says_that_the_package_is_missing) {
     const ModelFixture fixture;
     fs::remove_all(fixture.folder / "system");
     EXPECT_FALSE(fixture.models.list()->front().isInstalled);
@@ -74,7 +74,7 @@ TEST(ModelStore, an_installed_model_is_for_its_owner_alone) {
     }
 }
 
-TEST(ModelStore, installing_again_leaves_the_model_as_it_is) {
+TEST(ModelStore, installing_again_does_not_change_the_model) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
     fs::remove_all(fixture.folder / "german");
@@ -148,7 +148,7 @@ TEST(ModelStore, a_wrong_checksum_names_both) {
                                                               std::string(64, '0') + " as the catalogue says.");
 }
 
-TEST(ModelStore, an_unknown_identifier_is_refused_and_touches_nothing) {
+TEST(ModelStore, an_unknown_identifier_is_refused_and_changes_nothing) {
     const ModelFixture fixture;
     for (const char* const identifier : {"fr", "", "..", "../german", "/etc", ".staging", "de/a"}) {
         SCOPED_TRACE(identifier);
@@ -179,7 +179,7 @@ TEST(ModelStore, a_cancelled_installation_leaves_nothing) {
     EXPECT_EQ(fixture.contents(), std::set<std::string>{".staging"});
 }
 
-TEST(ModelStore, of_two_installations_at_once_both_succeed_and_one_model_is_there) {
+TEST(ModelStore, two_installations_at_once_both_succeed_and_install_one_model) {
     const ModelFixture fixture;
     bool isSecondDone = false;
     const auto installSecond = [&](double) {
@@ -191,7 +191,7 @@ TEST(ModelStore, of_two_installations_at_once_both_succeed_and_one_model_is_ther
     EXPECT_EQ(fixture.contents(), ModelFixture::whole);
 }
 
-TEST(ModelStore, an_installed_model_that_the_catalogue_forgot_is_still_listed) {
+TEST(ModelStore, an_installed_model_that_is_no_longer_in_the_catalogue_is_still_listed) {
     const ModelFixture fixture;
     ASSERT_TRUE(fixture.models.install("de", {}));
     fs::remove(fixture.folder / "models.json");
@@ -209,11 +209,11 @@ TEST(ModelStore, the_systems_model_is_not_removed) {
     EXPECT_TRUE(fs::exists(fixture.folder / "system/mdef"));
 }
 
-TEST(ModelStore, a_model_is_taken_away_once_per_request) {
+TEST(ModelStore, a_model_is_moved_away_once_per_request) {
     const ModelFixture fixture;
     EXPECT_EQ(fixture.models.takeAway("de", uuid(1)), false);
     ASSERT_TRUE(fixture.models.install("de", {}));
-    EXPECT_EQ(fixture.models.takeAway("de", uuid(1)), false) << "which was not there when it was first to be taken";
+    EXPECT_EQ(fixture.models.takeAway("de", uuid(1)), false) << "the first call of this request found no model";
     EXPECT_TRUE(fs::exists(fixture.installed()));
     fixture.models.deleteTaken(uuid(1));
     EXPECT_FALSE(fs::exists(fixture.folder / "models/.removed" / uuid(1).text()));
@@ -221,7 +221,7 @@ TEST(ModelStore, a_model_is_taken_away_once_per_request) {
     EXPECT_EQ(fixture.models.takeAway("de", uuid(2)), true);
     EXPECT_FALSE(fs::exists(fixture.installed()));
 
-    // Installed again since: the request that took the first one leaves it alone.
+    // The model was installed again. The request that moved the first one away does not touch it.
     ASSERT_TRUE(fixture.models.install("de", {}));
     EXPECT_EQ(fixture.models.takeAway("de", uuid(2)), true);
     EXPECT_TRUE(fs::exists(fixture.installed()));
@@ -229,7 +229,7 @@ TEST(ModelStore, a_model_is_taken_away_once_per_request) {
     EXPECT_FALSE(fs::exists(fixture.folder / "models/.removed" / uuid(2).text()));
 }
 
-TEST(ModelStore, what_the_dead_left_is_deleted_and_what_the_living_copy_is_not) {
+TEST(ModelStore, leftovers_of_crashed_processes_are_deleted_and_running_copies_are_not) {
     const ModelFixture fixture;
     EXPECT_TRUE(fixture.models.deleteLeftovers());
     EXPECT_FALSE(fs::exists(fixture.folder / "models"));
@@ -244,7 +244,7 @@ TEST(ModelStore, what_the_dead_left_is_deleted_and_what_the_living_copy_is_not) 
     EXPECT_EQ(fixture.contents(), expected);
 }
 
-TEST(ModelStore, a_full_or_forbidden_disk_is_an_error) {
+TEST(ModelStore, a_folder_that_cannot_be_created_is_an_error) {
     const ModelFixture fixture;
     writeFile(fixture.folder / "models", "a file in the way");
     const auto installed = fixture.models.install("de", {});

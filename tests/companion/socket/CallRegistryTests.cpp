@@ -42,7 +42,7 @@ TEST(CallRegistry, a_cancellation_that_came_before_its_request_still_counts) {
         std::chrono::seconds later;
         bool cancelled;
     };
-    const Row rows[] = {{"at once", 0s, true}, {"within memory", 59s, true}, {"long after", 60s, false}};
+    const Row rows[] = {{"at once", 0s, true}, {"while it is remembered", 59s, true}, {"long after", 60s, false}};
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         CallRegistry registry;
         registry.cancel("A", start);
@@ -61,7 +61,7 @@ TEST(CallRegistry, an_early_cancellation_counts_for_one_call) {
     EXPECT_FALSE(later->isCancelled());
 }
 
-TEST(CallRegistry, a_flood_of_invented_ids_drops_only_the_oldest) {
+TEST(CallRegistry, too_many_unknown_ids_drop_only_the_oldest) {
     CallRegistry registry;
     for (std::size_t i = 0; i <= CallRegistry::remembered; ++i) registry.cancel(std::to_string(i), start);
     const auto oldest = std::make_shared<Cancellation>();

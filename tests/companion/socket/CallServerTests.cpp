@@ -150,7 +150,7 @@ TEST(CallServer, answers_a_call_with_the_rendered_outcome_under_its_id) {
     EXPECT_TRUE(textOf(pending).starts_with("This action has NOT been performed."));
 }
 
-TEST(CallServer, a_tool_that_does_not_exist_is_a_failure_of_its_own) {
+TEST(CallServer, a_call_of_an_unknown_tool_fails) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.request("magic\n", nothing);
@@ -295,8 +295,8 @@ TEST(CallServer, a_violation_of_the_protocol_ends_only_its_connection) {
     };
     const Row rows[] = {
         {"an empty frame", ""},
-        {"no JSON", "hello"},
-        {"no object", "[1,2]"},
+        {"not JSON", "hello"},
+        {"not an object", "[1,2]"},
         {"an unknown kind", R"({"kind":"response","payload":{}})"},
         {"a request without a tool", R"({"kind":"request","payload":{"protocolVersion":4,"requestID":"A"}})"},
         {"a version that is not a number", R"({"kind":"request","payload":{"protocolVersion":"4","requestID":"A"}})"},
@@ -322,7 +322,7 @@ TEST(CallServer, a_second_call_on_a_busy_connection_ends_both) {
     EXPECT_TRUE(stage.serves());
 }
 
-TEST(CallServer, an_oversized_frame_is_rejected_at_its_header_but_may_be_written_to_its_end) {
+TEST(CallServer, an_oversized_frame_is_rejected_at_its_header_and_can_be_written_to_its_end) {
     CallServerStage stage;
     CompanionClient client{stage.support()};
     client.sendBytes(std::string_view{"\x04\x00\x00\x01", 4});
@@ -427,16 +427,16 @@ TEST(CallServer, a_waiting_call_is_dropped_when_its_peer_hangs_up) {
     running.request("wait", nothing, "A");
     ASSERT_TRUE(stage.started.reaches(1));
     {
-        CompanionClient impatient{stage.support()};
-        impatient.request("stubborn", nothing, "B");
+        CompanionClient dropped{stage.support()};
+        dropped.request("stubborn", nothing, "B");
         // The server closes the connection of a waiting call if the peer breaks the protocol.
-        impatient.request("stubborn", nothing, "C");
-        EXPECT_FALSE(impatient.response());
+        dropped.request("stubborn", nothing, "C");
+        EXPECT_FALSE(dropped.response());
     }
-    CompanionClient patient{stage.support()};
-    patient.request("echo", MCPValue::object({{"text", "x"}}), "D");
+    CompanionClient next{stage.support()};
+    next.request("echo", MCPValue::object({{"text", "x"}}), "D");
     CompanionClient{stage.support()}.cancel("A");
-    EXPECT_EQ(textOf(patient.response()), "x") << "the patient call found room to wait";
+    EXPECT_EQ(textOf(next.response()), "x") << "the next call found room to wait";
 }
 
 TEST(CallServer, a_call_is_rejected_as_busy_when_too_many_wait) {

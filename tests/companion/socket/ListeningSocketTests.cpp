@@ -22,7 +22,7 @@ using vostel_tests::TemporaryFolder;
 
 namespace {
 
-/// An Application Support folder of its own.
+/// An Application Support folder for one test.
 class Place {
 public:
     [[nodiscard]] std::filesystem::path support() const { return folder_.path() / "Library"; }
@@ -55,7 +55,7 @@ void leaveStaleSocket(const std::filesystem::path& path) {
 
 } // namespace
 
-TEST(ListeningSocket, writing_to_a_client_that_left_before_it_was_accepted_is_a_failure_and_no_signal) {
+TEST(ListeningSocket, writing_to_a_client_that_left_before_it_was_accepted_fails_without_a_signal) {
     const Place place;
     const auto socket = ListeningSocket::open(place.support());
     ASSERT_TRUE(socket);
@@ -84,7 +84,7 @@ TEST(ListeningSocket, a_burst_of_clients_waits_to_be_accepted_and_none_is_refuse
     for (std::size_t client = 0; client < clients.size(); ++client) EXPECT_TRUE(socket->accept()) << client;
 }
 
-TEST(ListeningSocket, an_accepted_connection_has_as_much_room_as_its_client_has) {
+TEST(ListeningSocket, an_accepted_connection_has_the_buffer_sizes_of_its_client) {
     const Place place;
     const auto socket = ListeningSocket::open(place.support());
     ASSERT_TRUE(socket);
@@ -142,10 +142,10 @@ TEST(ListeningSocket, a_second_start_finds_the_first_one_running) {
     EXPECT_TRUE(place.answers()) << "the first one continues";
 }
 
-TEST(ListeningSocket, of_many_starts_at_once_one_succeeds) {
+TEST(ListeningSocket, if_many_processes_start_at_once_one_succeeds) {
     for (int round = 0; round < 5; ++round) {
         const Place place;
-        // Processes, because the lock belongs to an open file. The exit status says what happened.
+        // Processes, because the lock belongs to an open file. The exit status is the result.
         int gate[2];
         int opened[2];
         int release[2];
@@ -190,7 +190,7 @@ TEST(ListeningSocket, a_stale_socket_is_replaced) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, a_socket_on_which_a_process_answers_is_left_alone) {
+TEST(ListeningSocket, a_socket_on_which_a_process_answers_is_not_removed) {
     const Place place;
     std::filesystem::create_directories(place.folder());
     const posix::FileDescriptor other{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -203,7 +203,7 @@ TEST(ListeningSocket, a_socket_on_which_a_process_answers_is_left_alone) {
     EXPECT_TRUE(place.answers());
 }
 
-TEST(ListeningSocket, a_socket_that_took_the_place_of_ours_is_not_removed) {
+TEST(ListeningSocket, a_socket_that_replaced_ours_is_not_removed) {
     const Place place;
     {
         const auto socket = ListeningSocket::open(place.support());
@@ -215,7 +215,7 @@ TEST(ListeningSocket, a_socket_that_took_the_place_of_ours_is_not_removed) {
 
 TEST(ListeningSocket, a_file_that_is_not_a_socket_is_not_removed) {
     const Place place;
-    vostel_tests::writeFile(place.socket(), "a letter");
+    vostel_tests::writeFile(place.socket(), "a text");
     EXPECT_EQ(place.refusal(), "Vostel cannot serve at '" + place.socket().string() +
                                    "', because a file that is not a socket is there.");
     EXPECT_TRUE(std::filesystem::is_regular_file(place.socket()));
@@ -232,14 +232,14 @@ TEST(ListeningSocket, a_folder_that_other_users_can_write_to_is_refused) {
     };
     const Row rows[] = {{"the group writes", 0770, sentence},
                         {"everybody writes", 0707, sentence},
-                        {"others look in", 0755, ""},
-                        {"closed", 0700, ""}};
+                        {"others can read", 0755, ""},
+                        {"private", 0700, ""}};
     std::filesystem::create_directories(place.folder());
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         ASSERT_EQ(::chmod(place.folder().c_str(), row.mode), 0);
         EXPECT_EQ(place.refusal(), row.expected);
         if (row.expected.empty()) {
-            EXPECT_EQ(permissions(place.folder()), 0700U) << "closed from now on";
+            EXPECT_EQ(permissions(place.folder()), 0700U) << "it is private from now on";
         }
     });
 }
@@ -262,7 +262,7 @@ TEST(ListeningSocket, a_link_or_a_file_in_place_of_the_folder_is_refused) {
     EXPECT_TRUE(place.refusal().starts_with("Vostel does not serve from "));
 }
 
-TEST(ListeningSocket, a_path_that_no_client_could_reach_is_refused) {
+TEST(ListeningSocket, a_path_that_is_too_long_for_clients_is_refused) {
     const TemporaryFolder folder;
     const auto opened = ListeningSocket::open(folder.path() / std::string(100, 'x'));
     ASSERT_FALSE(opened);

@@ -7,7 +7,7 @@ namespace vostel_companion {
 
 using namespace std::chrono_literals;
 
-TEST(ProgressThrottle, admits_the_first_report_and_those_an_interval_apart_but_never_the_end) {
+TEST(ProgressThrottle, admits_the_first_report_and_later_ones_after_the_interval_but_never_the_end) {
     struct Row {
         const char* when;
         std::chrono::milliseconds at;

@@ -6,7 +6,7 @@
 
 namespace vostel_companion {
 
-TEST(ModelFiles, are_found_by_their_shape_and_only_when_none_is_in_doubt) {
+TEST(ModelFiles, are_found_by_their_names_if_none_is_missing_or_ambiguous) {
     struct Row {
         const char* when;
         std::vector<const char*> files;

@@ -20,7 +20,7 @@ std::unique_ptr<SpeechDecoder> loaded() { return SpeechDecoder::load(VOSTEL_MODE
 
 } // namespace
 
-TEST(SpeechDecoder, hears_the_words_of_an_utterance_and_when_they_were_spoken) {
+TEST(SpeechDecoder, finds_the_words_of_an_utterance_and_their_times) {
     const auto decoder = loaded();
     const Cancellation never;
     std::vector<double> fractions;
@@ -52,7 +52,7 @@ TEST(SpeechDecoder, too_little_sound_has_no_words) {
     }
 }
 
-TEST(SpeechDecoder, a_cancelled_utterance_stops_soon_and_the_decoder_is_fit_for_the_next) {
+TEST(SpeechDecoder, a_cancelled_utterance_stops_soon_and_the_decoder_can_decode_the_next) {
     const auto decoder = loaded();
     Cancellation cancellation;
     int reports = 0;
@@ -83,7 +83,7 @@ TEST(SpeechDecoder, an_utterance_does_not_depend_on_those_before_it) {
     EXPECT_EQ(heard(*decoder), alone);
 }
 
-TEST(SpeechDecoder, a_model_that_is_not_there_is_an_error) {
+TEST(SpeechDecoder, a_missing_model_is_an_error) {
     const vostel_tests::TemporaryFolder folder;
     const auto missing = SpeechDecoder::load(folder.path());
     ASSERT_FALSE(missing);

@@ -68,11 +68,11 @@ TEST(UtteranceSplitter, cuts_speech_out_of_a_recording) {
         {"an end within a frame", sound({{2 * second + 7, 100}}), {{0, 2 * second + 7}}},
         {"less than a frame", sound({{7, 100}}), {}},
         {"silence before", sound({{4 * second, 0}, {second, 100}}), {{4 * second - lead, second + lead}}},
-        {"a breath within", sound({{second, 100}, {second, 0}, {second, 100}}), {{0, 3 * second}}},
+        {"a short pause", sound({{second, 100}, {second, 0}, {second, 100}}), {{0, 3 * second}}},
         {"a long pause",
          sound({{second, 100}, {3 * second, 0}, {second, 100}}),
          {{0, second + UtteranceSplitter::longPause - lead}, {4 * second - lead, second + lead}}},
-        {"a breath after enough speech",
+        {"a short pause after enough speech",
          sound({{6 * second, 100}, {second, 0}, {second, 100}}),
          {{0, 6 * second}, {7 * second - lead, second + lead}}},
     };
@@ -86,7 +86,7 @@ TEST(UtteranceSplitter, cuts_speech_out_of_a_recording) {
 }
 
 TEST(UtteranceSplitter, speech_without_a_pause_is_cut_at_its_quietest_moment) {
-    // Half a second of murmur from second 10 on.
+    // Half a second is quiet, from second 10 on.
     const auto samples = sound({{10 * second, 1000}, {second / 2, 10}, {10 * second, 1000}});
     const auto found = pieces(samples, 1000);
     ASSERT_EQ(found.size(), 2U);
@@ -97,7 +97,7 @@ TEST(UtteranceSplitter, speech_without_a_pause_is_cut_at_its_quietest_moment) {
     EXPECT_EQ(found[1].start + found[1].length, samples.size());
 }
 
-TEST(UtteranceSplitter, speech_without_end_comes_in_bounded_pieces) {
+TEST(UtteranceSplitter, speech_without_pauses_is_cut_into_pieces_of_limited_length) {
     std::size_t end = 0;
     const auto samples = sound({{100 * second, 1000}});
     for (const Piece& piece : pieces(samples, 12'345)) {
@@ -108,7 +108,7 @@ TEST(UtteranceSplitter, speech_without_end_comes_in_bounded_pieces) {
     EXPECT_EQ(end, samples.size());
 }
 
-TEST(UtteranceSplitter, its_position_follows_what_is_done) {
+TEST(UtteranceSplitter, its_position_is_the_end_of_what_was_returned_or_dropped) {
     UtteranceSplitter splitter{isLoud};
     std::ignore = splitter.push(sound({{10 * second, 0}}));
     EXPECT_EQ(splitter.position(), 10 * second - UtteranceSplitter::lead);

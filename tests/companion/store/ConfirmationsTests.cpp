@@ -26,7 +26,7 @@ struct Fixture {
     ModelFixture paths;
     Database database = openInMemory();
     std::chrono::system_clock::time_point now{std::chrono::sys_days{std::chrono::year{2026} / 8 / 30}};
-    /// On the clock that nobody sets.
+    /// The clock that nobody can set.
     std::chrono::steady_clock::time_point steady{1h};
     std::uint8_t lastID = 0;
     Confirmations confirmations{database, paths.models, [this] { return now; }, [this] { return uuid(++lastID); },
@@ -61,7 +61,7 @@ struct Fixture {
         return words;
     }
 
-    /// As if the program had died right after it stored the confirmation.
+    /// The state after a crash right after the confirmation was stored.
     void storeConfirmationOnly(const UUID& id) {
         Statement update{database, "UPDATE confirmations SET decision = 'confirmed' WHERE id = ?"};
         ASSERT_TRUE(update.bind(id.text()).run());
@@ -78,14 +78,14 @@ struct Fixture {
     }
 };
 
-std::chrono::system_clock::time_point atNoTime() { return {}; }
+std::chrono::system_clock::time_point epoch() { return {}; }
 
 constexpr int contestedWords = 30;
 
 std::string contestedWord(int number) { return "word" + std::to_string(number); }
 
-/// Lets several processes begin at once, each with the store at `path`; all of their successes, which `work` returns. A
-/// process in which anything else goes wrong returns nothing.
+/// Runs `work` in several processes at once, each with the store at `path`. Returns the sum of the successes that
+/// `work` returned. `work` returns nothing if anything else went wrong.
 int countOfSuccesses(const std::string& path, const ModelStore& models,
                      const std::function<std::optional<int>(Confirmations&)>& work) {
     int barrier[2];
@@ -98,7 +98,7 @@ int countOfSuccesses(const std::string& path, const ModelStore& models,
         auto database = openStore(path);
         if (!database) endForkedProcess(255);
         std::uint8_t request = 0;
-        Confirmations confirmations{*database, models, atNoTime, [&] {
+        Confirmations confirmations{*database, models, epoch, [&] {
                                         UUID id = uuid(++request);
                                         id.bytes.front() = process;
                                         return id;
@@ -165,7 +165,7 @@ TEST(Confirmations, another_set_of_words_is_another_request) {
     EXPECT_EQ(ids.size(), actions.size());
 }
 
-TEST(Confirmations, a_confirmed_action_is_performed_once_and_its_outcome_told_to_all_who_ask) {
+TEST(Confirmations, a_confirmed_action_is_performed_once_and_every_client_that_asks_gets_its_outcome) {
     Fixture fixture;
     const UUID id = fixture.askWords({"VOSTEL", "unknown", "github"}).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), (Words{"Vostel", "GitHub"}));
@@ -181,7 +181,7 @@ TEST(Confirmations, a_confirmed_action_is_performed_once_and_its_outcome_told_to
     }
 }
 
-TEST(Confirmations, a_denied_action_is_not_performed_and_that_is_told_to_all_who_ask) {
+TEST(Confirmations, a_denied_action_is_not_performed_and_every_client_that_asks_is_told) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::denied), Words{});
@@ -193,7 +193,7 @@ TEST(Confirmations, a_denied_action_is_not_performed_and_that_is_told_to_all_who
     }
 }
 
-TEST(Confirmations, an_outcome_is_told_until_the_time_of_the_request_is_over) {
+TEST(Confirmations, an_outcome_is_repeated_for_five_minutes) {
     struct Row {
         const char* when;
         std::chrono::milliseconds firstTold;
@@ -217,7 +217,7 @@ TEST(Confirmations, an_outcome_is_told_until_the_time_of_the_request_is_over) {
     });
 }
 
-TEST(Confirmations, an_outcome_ends_when_what_was_removed_is_there_again) {
+TEST(Confirmations, an_outcome_is_forgotten_when_what_was_removed_exists_again) {
     Fixture fixture;
     fixture.install();
     const UUID words = fixture.askWords({"github", "unknown"}).confirmation.request.id;
@@ -242,7 +242,7 @@ TEST(Confirmations, a_request_names_the_client_that_asked_first) {
     EXPECT_EQ(name, "a b" + std::string(57, 'x'));
 }
 
-TEST(Confirmations, no_request_lives_longer_than_five_minutes_whatever_the_clock_says) {
+TEST(Confirmations, every_request_expires_after_five_minutes_even_if_the_clock_is_changed) {
     struct Row {
         const char* when;
         std::chrono::milliseconds clockMoves;
@@ -250,13 +250,13 @@ TEST(Confirmations, no_request_lives_longer_than_five_minutes_whatever_the_clock
         Status status;
     };
     const Row rows[] = {
-        {"the clock is right", 299s, 299s, Status::pending},
+        {"the clock is not changed", 299s, 299s, Status::pending},
         {"the clock was set back by an hour", -1h + 299s, 299s, Status::pending},
         {"the clock was set back by an hour and the time is over", -1h + 300s, 300s, Status::expired},
         {"the clock was set back by a minute", 240s, 300s, Status::expired},
         {"the clock was set forward", 1h, 1s, Status::expired},
-        {"the machine slept, which only one clock counts", 300s, 1s, Status::expired},
-        {"the machine was started again", 10s, -30min, Status::expired},
+        {"the machine slept, and only one clock continued", 300s, 1s, Status::expired},
+        {"the machine was restarted", 10s, -30min, Status::expired},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         Fixture fixture;
@@ -272,7 +272,7 @@ TEST(Confirmations, no_request_lives_longer_than_five_minutes_whatever_the_clock
     });
 }
 
-TEST(Confirmations, a_request_expires_at_its_deadline_and_that_is_told_once) {
+TEST(Confirmations, a_request_expires_at_its_deadline_and_this_is_reported_once) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     fixture.wait(299'999ms);
@@ -297,7 +297,7 @@ TEST(Confirmations, an_answer_that_comes_too_late_does_nothing) {
     }
 }
 
-TEST(Confirmations, an_answer_in_time_is_told_however_late_the_client_asks) {
+TEST(Confirmations, an_answer_in_time_is_reported_even_if_the_client_asks_late) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::confirmed));
@@ -315,7 +315,7 @@ TEST(Confirmations, an_outcome_that_nobody_asked_for_is_forgotten_after_a_day) {
     EXPECT_TRUE(fixture.askWords({"vostel"}).isNew);
 }
 
-TEST(Confirmations, the_first_answer_stands) {
+TEST(Confirmations, the_first_answer_counts) {
     Fixture fixture;
     const UUID id = fixture.askWords({"github"}).confirmation.request.id;
     ASSERT_TRUE(fixture.confirmations.answer(id, Decision::denied));
@@ -336,14 +336,14 @@ TEST(Confirmations, a_rule_added_again_after_its_removal_stays) {
     EXPECT_EQ(fixture.wordsLeft(), (Words{"GitHub", "kept", "Vostel"}));
 }
 
-TEST(Confirmations, an_unknown_id_is_said_so) {
+TEST(Confirmations, an_unknown_id_is_reported) {
     Fixture fixture;
     const auto answered = fixture.confirmations.answer(uuid(99), Decision::confirmed);
     ASSERT_FALSE(answered);
     EXPECT_EQ(answered.error().description(), "No request with this id is waiting for an answer.");
 }
 
-TEST(Confirmations, words_without_text_are_no_request) {
+TEST(Confirmations, words_without_text_make_no_request) {
     Fixture fixture;
     for (const Words& words : {Words{}, Words{""}, Words{" ", "?!"}}) {
         const auto report = fixture.confirmations.ask({RemoveWords{words}});
@@ -376,7 +376,7 @@ TEST(Confirmations, open_requests_are_listed_oldest_first) {
     EXPECT_EQ(fixture.confirmations.open()->back().action, removeGerman);
 }
 
-TEST(Confirmations, the_summary_says_what_would_be_done_and_the_description_all_of_it) {
+TEST(Confirmations, the_description_names_every_word_and_the_summary_the_first_ones) {
     Words many;
     for (int number = 1; number <= 12; ++number) many.push_back(std::to_string(number));
     struct Row {
@@ -388,10 +388,10 @@ TEST(Confirmations, the_summary_says_what_would_be_done_and_the_description_all_
     const Row rows[] = {
         {"one word", {RemoveWords{{"GitHub"}}}, "Remove the vocabulary rule for \"GitHub\""},
         {"two words", {RemoveWords{{"a", "b c"}}}, "Remove the vocabulary rules for 2 words: \"a\", \"b c\""},
-        {"a word that looks like two",
+        {"a word with quotes",
          {RemoveWords{{R"(b" and "everything)"}}},
          R"(Remove the vocabulary rule for "b\" and \"everything")"},
-        {"a word that looks as if it had looked like two",
+        {"a word with escaped quotes",
          {RemoveWords{{R"(b\" and \"c)", "d"}}},
          R"(Remove the vocabulary rules for 2 words: "b\\\" and \\\"c", "d")"},
         {"many words",
@@ -423,7 +423,7 @@ TEST(Confirmations, confirmed_models_are_removed_from_disk) {
     EXPECT_EQ(report.removed, Words{"de"});
 }
 
-TEST(Confirmations, a_model_that_is_not_installed_is_confirmed_and_nothing_removed) {
+TEST(Confirmations, if_the_model_is_not_installed_a_confirmation_removes_nothing) {
     Fixture fixture;
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
     EXPECT_EQ(fixture.confirmations.answer(id, Decision::confirmed), Words{});
@@ -432,7 +432,7 @@ TEST(Confirmations, a_model_that_is_not_installed_is_confirmed_and_nothing_remov
     EXPECT_EQ(report.removed, Words{});
 }
 
-TEST(Confirmations, the_outcome_is_told_though_the_catalogue_has_forgotten_the_model) {
+TEST(Confirmations, the_outcome_is_reported_even_if_the_model_is_no_longer_in_the_catalogue) {
     Fixture fixture;
     fixture.install();
     std::filesystem::remove(fixture.paths.folder / "models.json");
@@ -441,7 +441,7 @@ TEST(Confirmations, the_outcome_is_told_though_the_catalogue_has_forgotten_the_m
     EXPECT_EQ(fixture.ask(removeGerman).removed, Words{"de"});
 }
 
-TEST(Confirmations, models_that_cannot_be_removed_are_no_request) {
+TEST(Confirmations, models_that_cannot_be_removed_make_no_request) {
     Fixture fixture;
     const auto systems = fixture.confirmations.ask({RemoveModel{"en-us"}});
     ASSERT_FALSE(systems);
@@ -452,7 +452,7 @@ TEST(Confirmations, models_that_cannot_be_removed_are_no_request) {
     EXPECT_TRUE(fixture.confirmations.open()->empty());
 }
 
-TEST(Confirmations, a_crash_before_the_model_is_taken_is_made_good_by_the_next_process) {
+TEST(Confirmations, after_a_crash_before_the_model_was_moved_the_next_process_finishes_the_removal) {
     for (const bool isAtStart : {true, false}) {
         SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
         Fixture fixture;
@@ -472,7 +472,7 @@ TEST(Confirmations, a_crash_before_the_model_is_taken_is_made_good_by_the_next_p
     }
 }
 
-TEST(Confirmations, a_crash_after_the_model_is_taken_does_not_take_its_successor) {
+TEST(Confirmations, after_a_crash_after_the_model_was_moved_a_newly_installed_one_stays) {
     for (const bool isAtStart : {true, false}) {
         SCOPED_TRACE(isAtStart ? "the next start" : "the client's next call");
         Fixture fixture;
@@ -493,7 +493,7 @@ TEST(Confirmations, a_crash_after_the_model_is_taken_does_not_take_its_successor
     }
 }
 
-TEST(Confirmations, a_crash_before_the_taken_model_is_deleted_leaves_nothing_behind) {
+TEST(Confirmations, after_a_crash_the_moved_model_is_deleted) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -510,7 +510,7 @@ TEST(Confirmations, a_removal_that_another_process_is_about_to_perform_is_still_
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
     std::ignore = fixture.askWords({"old"});
-    // The answer arrives in the middle of the next call, right after it has looked for what it has to finish.
+    // The answer arrives during the next call, right after that call has looked for removals to finish.
     ASSERT_TRUE(fixture.database.execute("UPDATE confirmations SET createdAt = 0 WHERE tool = 'vocabulary_remove';"
                                          "CREATE TEMP TRIGGER answer AFTER DELETE ON main.confirmations BEGIN "
                                          "UPDATE confirmations SET decision = 'confirmed'; END"));
@@ -520,7 +520,7 @@ TEST(Confirmations, a_removal_that_another_process_is_about_to_perform_is_still_
     EXPECT_EQ(report.confirmation.request.decision, Decision::confirmed);
 }
 
-TEST(Confirmations, what_is_owed_is_not_forgotten) {
+TEST(Confirmations, a_confirmed_removal_that_was_not_performed_is_not_forgotten) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -531,7 +531,7 @@ TEST(Confirmations, what_is_owed_is_not_forgotten) {
     EXPECT_FALSE(fixture.isInstalled());
 }
 
-TEST(Confirmations, a_removal_that_another_process_performed_and_reported_is_confirmed_all_the_same) {
+TEST(Confirmations, a_removal_that_another_process_performed_and_reported_counts_as_confirmed) {
     Fixture fixture;
     fixture.install();
     const UUID id = fixture.ask(removeGerman).confirmation.request.id;
@@ -564,8 +564,8 @@ TEST(Confirmations, another_process_may_answer) {
     auto server = openStore(folder / "store.sqlite");
     auto command = openStore(folder / "store.sqlite");
     ASSERT_TRUE(server && command);
-    Confirmations asked{*server, paths.models, atNoTime, [] { return uuid(1); }};
-    Confirmations answered{*command, paths.models, atNoTime, [] { return uuid(2); }};
+    Confirmations asked{*server, paths.models, epoch, [] { return uuid(1); }};
+    Confirmations answered{*command, paths.models, epoch, [] { return uuid(2); }};
     Vocabulary vocabulary{*server};
     ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{"GitHub", ""}}));
     const ConfirmableAction action{RemoveWords{{"github"}}};
@@ -594,7 +594,7 @@ TEST(Confirmations, processes_that_ask_at_once_make_one_request) {
     EXPECT_EQ(countOfSuccesses(path, paths.models, ask), contestedWords);
 }
 
-TEST(Confirmations, of_several_answers_at_once_one_is_taken_and_the_action_performed_once) {
+TEST(Confirmations, of_several_answers_at_once_one_counts_and_the_action_is_performed_once) {
     const ModelFixture paths;
     const std::string path = paths.folder / "store.sqlite";
     std::vector<UUID> requests;
@@ -602,7 +602,7 @@ TEST(Confirmations, of_several_answers_at_once_one_is_taken_and_the_action_perfo
         auto database = openStore(path);
         ASSERT_TRUE(database);
         Vocabulary vocabulary{*database};
-        Confirmations confirmations{*database, paths.models, atNoTime,
+        Confirmations confirmations{*database, paths.models, epoch,
                                     [&] { return uuid(static_cast<std::uint8_t>(requests.size())); }};
         for (int number = 0; number < contestedWords; ++number) {
             ASSERT_TRUE(vocabulary.add(std::vector<VocabularyRule>{{contestedWord(number), ""}}));

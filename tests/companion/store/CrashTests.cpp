@@ -1,4 +1,4 @@
-// Kills processes for real in the middle of their work and looks at what they left.
+// Kills real processes while they work and checks what they left.
 #include "companion/store/Confirmations.h"
 #include "companion/store/Transcripts.h"
 #include "companion/store/Vocabulary.h"
@@ -68,8 +68,8 @@ private:
     int acknowledgements_ = -1;
 };
 
-/// Another moment in every round, the same in every run.
-struct Moments {
+/// When to kill: another time in every round, the same times in every run.
+struct KillTimes {
     std::mt19937 random{20260830};
 
     int count() { return std::uniform_int_distribution{1, 6}(random); }
@@ -85,7 +85,7 @@ UUID numbered(int number) {
     return id;
 }
 
-Database openSound(const std::string& path) {
+Database openIntact(const std::string& path) {
     auto database = openStore(path);
     if (!database) {
         ADD_FAILURE() << database.error().description();
@@ -103,7 +103,7 @@ std::int64_t readCount(Database& database, const char* sql) {
     return found->value_or(-1);
 }
 
-/// The program as it runs: the real clock, scripted identities.
+/// The program with the real clock and scripted ids.
 struct Program {
     Database database;
     const ModelStore& models;
@@ -117,9 +117,9 @@ struct Program {
 
 } // namespace
 
-TEST(Crash, every_acknowledged_transcript_survives_whole) {
+TEST(Crash, every_acknowledged_transcript_survives_completely) {
     constexpr std::int64_t segmentCount = 50;
-    Moments moments;
+    KillTimes times;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
         const StoreFolder folder;
@@ -135,9 +135,9 @@ TEST(Crash, every_acknowledged_transcript_survives_whole) {
                 acknowledge();
             }
         }};
-        const int acknowledged = victim.killAfter(moments.count(), moments.delay());
+        const int acknowledged = victim.killAfter(times.count(), times.delay());
 
-        Database database = openSound(path);
+        Database database = openIntact(path);
         Transcripts transcripts{database};
         const auto page = transcripts.list({500, {}, {}});
         ASSERT_TRUE(page);
@@ -155,7 +155,7 @@ TEST(Crash, every_acknowledged_transcript_survives_whole) {
 
 TEST(Crash, a_rule_is_removed_exactly_when_its_confirmation_is_stored) {
     const ModelFixture paths;
-    Moments moments;
+    KillTimes times;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
         const StoreFolder folder;
@@ -173,9 +173,9 @@ TEST(Crash, a_rule_is_removed_exactly_when_its_confirmation_is_stored) {
                 acknowledge();
             }
         }};
-        const int acknowledged = victim.killAfter(moments.count(), moments.delay());
+        const int acknowledged = victim.killAfter(times.count(), times.delay());
 
-        Program program{openSound(path), paths.models};
+        Program program{openIntact(path), paths.models};
         const auto confirmed =
             readCount(program.database, "SELECT count(*) FROM confirmations WHERE decision IS NOT NULL "
                                         "AND isPerformed");
@@ -195,8 +195,8 @@ TEST(Crash, a_rule_is_removed_exactly_when_its_confirmation_is_stored) {
     }
 }
 
-TEST(Crash, a_model_is_whole_or_gone_and_every_confirmed_removal_is_finished) {
-    Moments moments;
+TEST(Crash, a_model_is_complete_or_absent_and_every_confirmed_removal_is_finished) {
+    KillTimes times;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
         const ModelFixture paths;
@@ -216,9 +216,9 @@ TEST(Crash, a_model_is_whole_or_gone_and_every_confirmed_removal_is_finished) {
                 if (!report || report->removed.size() != 1) endForkedProcess(7);
             }
         }};
-        const int acknowledged = victim.killAfter(moments.count(), moments.delay());
+        const int acknowledged = victim.killAfter(times.count(), times.delay());
 
-        Program program{openSound(path), paths.models};
+        Program program{openIntact(path), paths.models};
         program.lastID = 1000;
         ASSERT_TRUE(program.confirmations.recover());
         std::set<std::string> contents = paths.contents();
@@ -243,7 +243,7 @@ TEST(Crash, a_model_is_whole_or_gone_and_every_confirmed_removal_is_finished) {
 }
 
 TEST(Crash, an_interrupted_installation_leaves_nothing_and_can_be_repeated) {
-    Moments moments;
+    KillTimes times;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
         const ModelFixture paths;
@@ -251,7 +251,7 @@ TEST(Crash, an_interrupted_installation_leaves_nothing_and_can_be_repeated) {
             std::ignore = paths.models.install("de", {[&](double) { acknowledge(); }, {}});
             for (;;) ::pause();
         }};
-        victim.killAfter(1 + round % 2, moments.delay() / 6);
+        victim.killAfter(1 + round % 2, times.delay() / 6);
 
         ASSERT_TRUE(paths.models.deleteLeftovers());
         const bool isInstalled = paths.models.installedFolder("de").has_value();

@@ -30,7 +30,7 @@ std::expected<int, DatabaseError> countRows(Database& database) {
 
 } // namespace
 
-TEST(Database, each_commit_asks_the_disk_itself_to_keep_it) {
+TEST(Database, each_commit_flushes_the_cache_of_the_disk) {
     Database database = openEmpty();
     for (const char* setting : {"PRAGMA fullfsync", "PRAGMA checkpoint_fullfsync"}) {
         Statement select{database, setting};
@@ -39,7 +39,7 @@ TEST(Database, each_commit_asks_the_disk_itself_to_keep_it) {
     }
 }
 
-TEST(Database, every_kind_of_value_comes_back_as_it_was_bound) {
+TEST(Database, every_kind_of_value_is_read_as_it_was_bound) {
     Database database = openEmpty();
     Statement select{database, "SELECT ?, ?, ?, ?, ?, ?, ?, ?"};
     const std::string withNul{"a\0b", 3};
@@ -51,7 +51,7 @@ TEST(Database, every_kind_of_value_comes_back_as_it_was_bound) {
     EXPECT_EQ(select.real(1), 2.5);
     EXPECT_EQ(select.text(2), withNul);
     EXPECT_TRUE(select.boolean(3));
-    EXPECT_EQ(select.moment(4), at(1234));
+    EXPECT_EQ(select.timestamp(4), at(1234));
     EXPECT_EQ(select.seconds(5), Seconds{1.5});
     EXPECT_EQ(select.optionalText(6), std::nullopt);
     EXPECT_EQ(select.optionalText(7), "");
@@ -137,7 +137,7 @@ TEST(Database, a_new_file_is_for_its_owner_alone_and_so_are_its_logs) {
     }
 }
 
-TEST(Database, a_folder_that_is_missing_is_said_so) {
+TEST(Database, a_missing_folder_is_reported) {
     const StoreFolder folder;
     const std::string path = folder / "no/such/store.sqlite";
     const auto database = Database::open(path);
@@ -171,14 +171,14 @@ TEST(Database, a_reading_transaction_keeps_its_view_while_others_write) {
     EXPECT_EQ(countRows(*reader), 1);
 }
 
-TEST(Database, another_process_leaves_the_log_alone_whatever_connections_come_and_go_here) {
+TEST(Database, another_process_does_not_delete_the_log_while_a_connection_is_open_here) {
     const StoreFolder folder;
     const std::string path = folder / "Vostel.sqlite";
     const auto addRow = [&] {
         auto database = openStore(path);
         return database && database->execute("INSERT INTO vocabulary VALUES (hex(randomblob(8)), 'a', 'b')");
     };
-    // Before the database is first opened: SQLite's state does not survive a fork.
+    // The fork comes before the database is opened, because SQLite's state does not survive a fork.
     int asked[2];
     int answered[2];
     ASSERT_EQ(::pipe(asked), 0);
@@ -195,7 +195,7 @@ TEST(Database, another_process_leaves_the_log_alone_whatever_connections_come_an
 
     auto staying = openStore(path);
     ASSERT_TRUE(staying);
-    ASSERT_TRUE(loadSettings(*staying)) << "from its first use on it has the log open";
+    ASSERT_TRUE(loadSettings(*staying)) << "the log is open from the first use on";
     for (std::int64_t round = 1; round <= 3; ++round) {
         ASSERT_TRUE(addRow());
         char word = '?';

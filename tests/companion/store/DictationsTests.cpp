@@ -9,7 +9,7 @@ using Outcome = Dictation::Outcome;
 
 } // namespace
 
-TEST(Dictations, every_field_comes_back_newest_first) {
+TEST(Dictations, every_field_is_stored_and_the_newest_is_first) {
     Database database = openInMemory();
     Dictations dictations{database};
     const Dictation older{uuid(1), at(1), "first", Outcome::delivered, {}, "Mail", Seconds{2.5}};
@@ -19,7 +19,7 @@ TEST(Dictations, every_field_comes_back_newest_first) {
     EXPECT_EQ(dictations.list({}), (Page<Dictation>{{newer, older}, 2}));
 }
 
-TEST(Dictations, a_pending_one_is_settled_once) {
+TEST(Dictations, a_pending_dictation_is_finished_once) {
     Database database = openInMemory();
     Dictations dictations{database};
     ASSERT_TRUE(dictations.add({uuid(1), at(2), "one", Outcome::pending, {}, {}, {}}));
@@ -42,7 +42,7 @@ TEST(Dictations, a_reason_without_a_failure_is_refused) {
     EXPECT_FALSE(dictations.add({uuid(1), at(0), "text", Outcome::delivered, "nonsense", {}, {}}));
 }
 
-TEST(Dictations, one_is_found_and_removed_by_its_id) {
+TEST(Dictations, a_dictation_is_found_and_removed_by_its_id) {
     Database database = openInMemory();
     Dictations dictations{database};
     const Dictation one{uuid(1), at(1), "one", Outcome::pending, {}, {}, {}};
@@ -55,7 +55,7 @@ TEST(Dictations, one_is_found_and_removed_by_its_id) {
     EXPECT_EQ(dictations.list({}), (Page<Dictation>{{one}, 1}));
 }
 
-TEST(Dictations, outcomes_have_the_tools_words) {
+TEST(Dictations, outcomes_have_the_names_that_the_tools_use) {
     EXPECT_STREQ(name(Outcome::delivered), "delivered");
     EXPECT_STREQ(name(Outcome::notDelivered), "notDelivered");
     EXPECT_STREQ(name(Outcome::pending), "pending");

@@ -30,7 +30,7 @@ TEST(IDPrefix, begins_an_ID_in_its_canonical_form) {
     for (const Row& row : rows) EXPECT_EQ(isIDPrefix(row.text), row.begins) << row.text;
 }
 
-TEST(IDPrefix, finds_what_begins_with_it_up_to_two) {
+TEST(IDPrefix, finds_at_most_two_ids_that_begin_with_it) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     for (const std::uint8_t id : std::initializer_list<std::uint8_t>{0x1A, 0x1B, 0x2C}) {

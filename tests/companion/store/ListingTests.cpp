@@ -20,7 +20,7 @@ auto parse(std::optional<std::int64_t> limit, std::optional<std::string_view> si
 
 } // namespace
 
-TEST(Listing, nothing_asked_means_the_newest_fifty_of_all) {
+TEST(Listing, without_arguments_it_is_the_newest_fifty_of_all) {
     EXPECT_EQ(parse({}, {}, {}), (Listing{50, std::nullopt, std::nullopt}));
 }
 
@@ -36,10 +36,10 @@ TEST(Listing, the_limit_is_between_one_and_five_hundred) {
         {"the default", 50, 50},
         {"the most", 500, 500},
         {"more than the most", 501, 500},
-        {"absurdly much", INT64_MAX, 500},
+        {"the largest number", INT64_MAX, 500},
         {"none", 0, refused},
         {"negative", -1, refused},
-        {"absurdly little", INT64_MIN, refused},
+        {"the smallest number", INT64_MIN, refused},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const auto listing = parse(row.given, {}, {});
@@ -66,7 +66,7 @@ TEST(Listing, fractions_below_the_millisecond_narrow_the_window) {
     EXPECT_EQ(listing->until, Timestamp{sys_days{2026y / August / 30} + 1ms});
 }
 
-TEST(Listing, an_argument_that_means_nothing_gets_one_sentence) {
+TEST(Listing, an_invalid_argument_is_refused_in_one_sentence) {
     struct Row {
         const char* when;
         std::expected<Listing, ListingError> listing;
@@ -89,7 +89,7 @@ TEST(Listing, an_argument_that_means_nothing_gets_one_sentence) {
     });
 }
 
-TEST(Listing, the_window_is_found_by_the_index) {
+TEST(Listing, a_period_is_searched_with_the_index) {
     Database database = openInMemory();
     for (const char* const table : {"transcripts", "dictations", "recordings"}) {
         SCOPED_TRACE(table);

@@ -64,7 +64,7 @@ TEST(Recordings, a_call_goes_from_recording_to_ready) {
                                                               "Me: good morning\nOthers: hello\nOthers: how are you"}));
 }
 
-TEST(Recordings, lines_are_kept_in_the_order_in_which_they_were_spoken) {
+TEST(Recordings, lines_are_in_the_order_in_which_they_were_spoken) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::ready);
@@ -127,7 +127,7 @@ TEST(Recordings, a_change_that_does_not_fit_the_state_changes_nothing) {
     });
 }
 
-TEST(Recordings, progress_stays_between_nothing_and_all) {
+TEST(Recordings, progress_stays_between_0_and_1) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::transcribing);
@@ -139,7 +139,7 @@ TEST(Recordings, progress_stays_between_nothing_and_all) {
     EXPECT_EQ(summary(recordings, uuid(1)).progress, 0.0);
 }
 
-TEST(Recordings, only_what_nobody_works_on_is_failed_after_a_crash) {
+TEST(Recordings, after_a_crash_only_recordings_that_nobody_works_on_are_marked_as_failed) {
     Database database = openInMemory();
     Recordings recordings{database};
     make(recordings, uuid(1), State::recording);
@@ -188,7 +188,7 @@ TEST(Recordings, the_newest_come_first) {
     EXPECT_EQ(page->totalCount, 3);
 }
 
-TEST(Recordings, states_and_tracks_have_the_tools_words) {
+TEST(Recordings, states_and_tracks_have_the_names_that_the_tools_use) {
     EXPECT_STREQ(name(State::recording), "recording");
     EXPECT_STREQ(name(State::transcribing), "transcribing");
     EXPECT_STREQ(name(State::ready), "ready");

@@ -23,7 +23,7 @@ struct Stage {
 
 } // namespace
 
-TEST(Paths, lie_in_the_applications_folder) {
+TEST(Paths, are_in_the_applications_folder) {
     const Paths paths = Paths::in("/home/robin/Library/Application Support");
     const std::string folder = "/home/robin/Library/Application Support/com.vostel.vostel";
     EXPECT_EQ(paths.folder, folder);
@@ -35,7 +35,7 @@ TEST(Paths, lie_in_the_applications_folder) {
     EXPECT_EQ(paths.lockOfRecording(uuid(1)), folder + "/Recordings/00000000-0000-0000-0000-000000000001.lock");
 }
 
-TEST(Recovery, fails_the_recordings_that_nobody_works_on) {
+TEST(Recovery, marks_the_recordings_that_nobody_works_on_as_failed) {
     Stage stage;
     ASSERT_TRUE(posix::ensureFolder(stage.paths.unfinishedRecordings()));
     for (std::uint8_t id = 1; id <= 3; ++id) ASSERT_TRUE(stage.recordings.begin(uuid(id), at(id)));
@@ -49,7 +49,7 @@ TEST(Recovery, fails_the_recordings_that_nobody_works_on) {
     ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
     EXPECT_EQ(stage.stateOf(1), State::recording) << "another process works on it";
     EXPECT_EQ(stage.stateOf(2), State::failed);
-    EXPECT_EQ(stage.stateOf(3), State::failed) << "there was never a lock";
+    EXPECT_EQ(stage.stateOf(3), State::failed) << "it never had a lock";
     EXPECT_EQ(stage.recordings.find(uuid(2)).value()->summary.failureReason,
               "Vostel ended before the recording was transcribed, so its transcript is missing.");
     EXPECT_TRUE(std::filesystem::exists(stage.paths.lockOfRecording(uuid(1))));
@@ -58,12 +58,12 @@ TEST(Recovery, fails_the_recordings_that_nobody_works_on) {
         << "another process is about to store it";
 }
 
-TEST(Recovery, performs_what_was_confirmed_and_deletes_what_downloads_left) {
+TEST(Recovery, performs_confirmed_removals_and_deletes_interrupted_downloads) {
     Stage stage;
     writeFile(stage.paths.downloads() / "abc/audio.webm.part", "half");
     ASSERT_TRUE(stage.fixture.models.install("de", {[](double) {}, [] { return false; }}));
     ASSERT_TRUE(stage.confirmations.ask({ConfirmableAction::RemoveModel{"de"}}));
-    ASSERT_TRUE(stage.database.execute("UPDATE confirmations SET decision = 'confirmed'")); // and then it died
+    ASSERT_TRUE(stage.database.execute("UPDATE confirmations SET decision = 'confirmed'")); // and then a crash
     ASSERT_TRUE(std::filesystem::exists(stage.fixture.installed()));
 
     ASSERT_TRUE(recoverAfterCrash(stage.database, stage.paths, stage.confirmations));
@@ -80,7 +80,7 @@ TEST(Recovery, keeps_the_download_of_another_process) {
     EXPECT_EQ(vostel_tests::readFile(download->path() / "audio.webm.part"), "half");
 }
 
-TEST(Recovery, one_failure_does_not_keep_the_rest_from_being_done) {
+TEST(Recovery, one_failure_does_not_stop_the_other_steps) {
     Stage stage;
     ASSERT_TRUE(stage.recordings.begin(uuid(1), at(1)));
     writeFile(stage.fixture.folder / "models/.lock/in the way", "a folder where a file should be");

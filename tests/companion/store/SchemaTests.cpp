@@ -25,7 +25,7 @@ std::string readOne(Database& database, std::string_view sql) {
 
 bool isDamaged(const DatabaseError& error) { return std::holds_alternative<DatabaseError::Damaged>(error.is); }
 
-/// A sound store with enough in it to fill many pages.
+/// Makes an intact store with many pages.
 void fillStore(const std::string& path) {
     auto database = openStore(path);
     ASSERT_TRUE(database);
@@ -45,7 +45,7 @@ TEST(Schema, a_new_database_has_the_last_version_and_our_mark) {
     EXPECT_EQ(readOne(database, "PRAGMA synchronous"), "2");
 }
 
-TEST(Schema, a_file_keeps_a_write_ahead_log) {
+TEST(Schema, a_file_uses_a_write_ahead_log) {
     const StoreFolder folder;
     auto database = openStore(folder / "store.sqlite");
     ASSERT_TRUE(database);
@@ -132,7 +132,7 @@ TEST(Schema, the_texts_of_an_older_file_can_be_searched) {
                                        3}));
 }
 
-TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
+TEST(Schema, a_newer_schema_is_refused_and_not_changed) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     {
@@ -149,7 +149,7 @@ TEST(Schema, a_newer_schema_is_refused_and_not_touched) {
     EXPECT_EQ(readFile(path), before);
 }
 
-TEST(Schema, another_applications_database_is_refused_and_not_touched) {
+TEST(Schema, another_applications_database_is_refused_and_not_changed) {
     struct Row {
         const char* when;
         const char* sql;
@@ -176,13 +176,13 @@ TEST(Schema, another_applications_database_is_refused_and_not_touched) {
     });
 }
 
-TEST(Schema, a_file_that_is_no_database_is_reported_and_not_touched) {
+TEST(Schema, a_file_that_is_not_a_database_is_reported_and_not_changed) {
     struct Row {
         const char* when;
         std::string content;
     };
     const Row rows[] = {
-        {"a text", "Dear diary, " + std::string(2000, '.')},
+        {"a text", "A long text, " + std::string(2000, '.')},
         {"a short text", "hello"},
         {"zeros", std::string(8192, '\0')},
         {"only the beginning of a header", "SQLite format 3"},
@@ -231,7 +231,7 @@ TEST(Schema, a_damaged_file_is_reported) {
     });
 }
 
-TEST(Schema, a_sound_file_passes_the_check) {
+TEST(Schema, an_intact_file_passes_the_check) {
     const StoreFolder folder;
     ASSERT_NO_FATAL_FAILURE(fillStore(folder / "store.sqlite"));
     auto database = openStore(folder / "store.sqlite");
@@ -239,7 +239,7 @@ TEST(Schema, a_sound_file_passes_the_check) {
     EXPECT_TRUE(checkIntegrity(*database));
 }
 
-TEST(Schema, an_empty_file_beside_a_log_is_damage_and_the_log_is_kept) {
+TEST(Schema, an_empty_file_beside_a_log_counts_as_damaged_and_the_log_stays) {
     const StoreFolder folder;
     const std::string path = folder / "store.sqlite";
     writeFile(path, "");

@@ -92,7 +92,7 @@ TEST_F(Searching, what_matches) {
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(found(row.phrases), row.ids); });
 }
 
-TEST_F(Searching, nothing_that_is_typed_is_an_operator) {
+TEST_F(Searching, nothing_in_a_phrase_is_an_operator) {
     dictate(1, "one");
     dictate(2, "two");
     struct Row {
@@ -116,7 +116,7 @@ TEST_F(Searching, nothing_that_is_typed_is_an_operator) {
     EXPECT_EQ(foundFor("on*"), IDs{1}) << "the star is ignored, and the beginning of a word is enough";
 }
 
-TEST_F(Searching, any_text_is_a_query) {
+TEST_F(Searching, any_text_is_a_valid_query) {
     dictate(1, "one two");
     const std::string alphabet = "\"'*^:+-(){}[],.\\ ;%_\n\x01\x80\xE2\x80oN";
     // Every pair of these characters, between words.
@@ -145,7 +145,7 @@ TEST_F(Searching, a_call_is_found_once_it_is_ready) {
     EXPECT_EQ(foundFor("them"), IDs{}) << "nobody said the speaker's name";
 }
 
-TEST_F(Searching, what_is_removed_is_not_found_and_leaves_no_word_in_the_index) {
+TEST_F(Searching, a_removed_text_is_not_found_and_leaves_no_word_in_the_index) {
     transcribe(1, "secretword");
     record(2, "secretword", "x");
     dictate(3, "secretword");
@@ -164,7 +164,7 @@ TEST_F(Searching, what_is_removed_is_not_found_and_leaves_no_word_in_the_index) 
     EXPECT_EQ(blocksWithTheWord(), 0);
 }
 
-TEST_F(Searching, a_number_that_is_used_again_has_the_new_text) {
+TEST_F(Searching, a_reused_row_number_has_the_new_text) {
     dictate(1, "old");
     ASSERT_TRUE(Dictations{database}.remove(uuid(1)));
     dictate(2, "new");

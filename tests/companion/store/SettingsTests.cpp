@@ -8,7 +8,7 @@ TEST(Settings, reading_is_off_until_the_user_turns_it_on) {
     EXPECT_EQ(loadSettings(database), Settings{.isReadingAllowed = false});
 }
 
-TEST(Settings, what_the_user_chose_is_kept) {
+TEST(Settings, the_choice_of_the_user_is_stored) {
     const StoreFolder folder;
     for (const bool choice : {true, false}) {
         {

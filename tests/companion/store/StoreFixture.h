@@ -1,4 +1,4 @@
-// What the store's tests share: a database, folders that vanish with the test, scripted identities.
+// Shared by the tests of the store: a database, temporary folders, ids.
 #pragma once
 
 #include "companion/store/Schema.h"
@@ -26,7 +26,8 @@ inline Database openInMemory() {
     return *std::move(database);
 }
 
-/// In memory where the system offers that: the store waits for the disk at every commit, its tests need not.
+/// A temporary folder, in memory if the system has such a folder. The tests then need not wait for the disk at every
+/// commit.
 class StoreFolder final : public vostel_tests::TemporaryFolder {
 public:
     StoreFolder() : TemporaryFolder{parent()} {}

@@ -14,7 +14,7 @@ Transcripts::New talk(Timestamp date, std::string text) {
 
 } // namespace
 
-TEST(Transcripts, a_stored_transcript_is_found_whole) {
+TEST(Transcripts, a_stored_transcript_is_found_completely) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     const Transcripts::New given{
@@ -29,7 +29,7 @@ TEST(Transcripts, a_stored_transcript_is_found_whole) {
     EXPECT_EQ(*found, expected);
 }
 
-TEST(Transcripts, what_is_not_known_stays_absent) {
+TEST(Transcripts, unknown_values_stay_absent) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     ASSERT_TRUE(transcripts.add(uuid(1), {at(0), {}, {}, {}, "", {}}));
@@ -40,7 +40,7 @@ TEST(Transcripts, what_is_not_known_stays_absent) {
     EXPECT_EQ((*found)->summary.characterCount, 0);
 }
 
-TEST(Transcripts, an_id_that_was_never_given_is_not_found) {
+TEST(Transcripts, an_unknown_id_is_not_found) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     const auto found = transcripts.find(uuid(9));
@@ -56,7 +56,7 @@ TEST(Transcripts, an_id_is_stored_once) {
     EXPECT_EQ((*transcripts.find(uuid(1)))->text, "first");
 }
 
-TEST(Transcripts, the_newest_come_first_and_at_one_moment_the_last_added) {
+TEST(Transcripts, the_newest_come_first_and_of_the_same_time_the_last_added) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     ASSERT_TRUE(transcripts.add(uuid(1), talk(at(2'000), "b")));
@@ -70,7 +70,7 @@ TEST(Transcripts, the_newest_come_first_and_at_one_moment_the_last_added) {
     EXPECT_EQ(ids, (std::vector{uuid(2), uuid(4), uuid(1), uuid(3)}));
 }
 
-TEST(Transcripts, both_ends_belong_to_the_window_and_the_limit_cuts_the_oldest) {
+TEST(Transcripts, both_ends_belong_to_the_period_and_the_limit_leaves_out_the_oldest) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     for (std::uint8_t number = 1; number <= 9; ++number) {
@@ -88,7 +88,7 @@ TEST(Transcripts, both_ends_belong_to_the_window_and_the_limit_cuts_the_oldest) 
         {"until", {50, {}, at(300)}, {3, 2, 1}, 3},
         {"both", {50, at(300), at(500)}, {5, 4, 3}, 3},
         {"both and a limit", {2, at(300), at(500)}, {5, 4}, 3},
-        {"a single moment", {50, at(300), at(300)}, {3}, 1},
+        {"a single point in time", {50, at(300), at(300)}, {3}, 1},
         {"between two entries", {50, at(301), at(399)}, {}, 0},
         {"ends in the wrong order", {50, at(500), at(300)}, {}, 0},
         {"a limit of one", {1, {}, {}}, {9}, 9},
@@ -103,7 +103,7 @@ TEST(Transcripts, both_ends_belong_to_the_window_and_the_limit_cuts_the_oldest) 
     });
 }
 
-TEST(Transcripts, a_preview_is_the_opening_characters_and_never_half_an_one) {
+TEST(Transcripts, a_preview_has_the_first_characters_and_cuts_none_of_them) {
     // A family of four is one character of 25 bytes.
     const std::string family = "\U0001F468\u200D\U0001F469\u200D\U0001F467\u200D\U0001F466";
     std::string text;
@@ -118,7 +118,7 @@ TEST(Transcripts, a_preview_is_the_opening_characters_and_never_half_an_one) {
     EXPECT_EQ((*transcripts.find(uuid(1)))->text, text);
 }
 
-TEST(Transcripts, bytes_that_are_no_UTF8_are_replaced) {
+TEST(Transcripts, bytes_that_are_not_UTF8_are_replaced) {
     Database database = openInMemory();
     Transcripts transcripts{database};
     Transcripts::New given = talk(at(0), "a\xFF"

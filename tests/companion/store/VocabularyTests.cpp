@@ -49,7 +49,7 @@ TEST(Vocabulary, rules_of_one_batch_follow_each_other) {
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"a", "2"}}));
 }
 
-TEST(Vocabulary, a_replacement_may_be_long_but_not_endless) {
+TEST(Vocabulary, the_length_of_a_replacement_is_limited) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     EXPECT_EQ(
@@ -57,7 +57,7 @@ TEST(Vocabulary, a_replacement_may_be_long_but_not_endless) {
         (std::vector{Addition::added, Addition::skipped}));
 }
 
-TEST(Vocabulary, the_list_is_in_the_order_of_the_words_letter_case_ignored) {
+TEST(Vocabulary, the_list_is_ordered_by_word_ignoring_letter_case) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     std::ignore = add(vocabulary, {{"zebra", ""}, {"Apple", ""}, {"apple tree", ""}, {"Émile", ""}, {"banana", ""}});
@@ -65,7 +65,7 @@ TEST(Vocabulary, the_list_is_in_the_order_of_the_words_letter_case_ignored) {
                                      {"Apple", ""}, {"apple tree", ""}, {"banana", ""}, {"Émile", ""}, {"zebra", ""}}));
 }
 
-TEST(Vocabulary, removal_answers_with_the_words_that_had_a_rule) {
+TEST(Vocabulary, removal_returns_the_words_that_had_a_rule) {
     Database database = openInMemory();
     Vocabulary vocabulary{database};
     std::ignore = add(vocabulary, {{"GitHub", ""}, {"Café", ""}, {"kept", ""}});
@@ -74,7 +74,7 @@ TEST(Vocabulary, removal_answers_with_the_words_that_had_a_rule) {
     EXPECT_EQ(vocabulary.list(), (std::vector<VocabularyRule>{{"kept", ""}}));
 }
 
-TEST(Vocabulary, outcomes_have_the_tools_words) {
+TEST(Vocabulary, outcomes_have_the_names_that_the_tools_use) {
     EXPECT_STREQ(name(Addition::added), "added");
     EXPECT_STREQ(name(Addition::updated), "updated");
     EXPECT_STREQ(name(Addition::unchanged), "unchanged");

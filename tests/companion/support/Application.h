@@ -1,4 +1,4 @@
-// The companion application, started and ended by a test.
+// Starts the companion application and ends it.
 #pragma once
 
 #include "posix/ChildProcess.h"
@@ -49,7 +49,7 @@ public:
     }
 
     /// Everything that it wrote to standard error. Call it after the end.
-    [[nodiscard]] std::string complaints() const { return posix::readRest(errors_, 1 << 20).value_or(""); }
+    [[nodiscard]] std::string errors() const { return posix::readRest(errors_, 1 << 20).value_or(""); }
 
 private:
     std::optional<posix::ChildProcess> process_;

@@ -18,7 +18,7 @@ Pool::Make counting(std::atomic<int>& made) {
 
 } // namespace
 
-TEST(BoundedPool, makes_things_on_demand_and_lends_them_again) {
+TEST(BoundedPool, makes_objects_on_demand_and_lends_them_again) {
     std::atomic<int> made = 0;
     Pool pool{2, counting(made)};
     Cancellation cancellation;
@@ -56,7 +56,7 @@ TEST(BoundedPool, never_lends_more_than_its_limit_at_a_time) {
     EXPECT_LE(made, 3);
 }
 
-TEST(BoundedPool, a_cancelled_borrower_stops_waiting_and_holds_nobody_up) {
+TEST(BoundedPool, a_cancelled_borrower_stops_waiting_and_delays_nobody) {
     std::atomic<int> made = 0;
     Pool pool{1, counting(made)};
     Cancellation mine;
@@ -109,7 +109,7 @@ TEST(BoundedPool, a_waiting_borrower_learns_how_many_leases_come_before_it) {
     EXPECT_LE(secondTold.size(), 2U) << "told again only when the number changes";
 }
 
-TEST(BoundedPool, a_failure_to_make_a_thing_is_the_borrowers_and_frees_the_place) {
+TEST(BoundedPool, if_an_object_cannot_be_made_the_borrower_gets_the_error_and_its_place_is_free) {
     bool broken = true;
     Pool pool{1, [&]() -> std::expected<std::unique_ptr<int>, std::string> {
                   if (broken) return std::unexpected("broken");
@@ -125,7 +125,7 @@ TEST(BoundedPool, a_failure_to_make_a_thing_is_the_borrowers_and_frees_the_place
     EXPECT_EQ(***lease, 7);
 }
 
-TEST(BoundedPool, lends_on_trial_only_what_nobody_waits_for) {
+TEST(BoundedPool, tryBorrow_lends_only_what_nobody_waits_for) {
     std::atomic<int> made = 0;
     Pool pool{2, counting(made)};
     EXPECT_EQ(pool.limit(), 2U);
@@ -149,11 +149,11 @@ TEST(BoundedPool, lends_on_trial_only_what_nobody_waits_for) {
     EXPECT_FALSE(pool.isWanted());
 }
 
-TEST(BoundedPool, destroys_what_nobody_has_borrowed_for_a_time) {
+TEST(BoundedPool, destroys_objects_that_were_not_borrowed_for_a_time) {
     std::chrono::steady_clock::time_point now;
     const auto alive = std::make_shared<int>();
-    using Kept = BoundedPool<std::shared_ptr<int>, std::string>;
-    Kept pool{3, [&] { return std::make_unique<std::shared_ptr<int>>(alive); }, [&] { return now; }};
+    using SharedPool = BoundedPool<std::shared_ptr<int>, std::string>;
+    SharedPool pool{3, [&] { return std::make_unique<std::shared_ptr<int>>(alive); }, [&] { return now; }};
     Cancellation cancellation;
     {
         const auto one = pool.borrow(cancellation);

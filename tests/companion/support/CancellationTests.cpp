@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-TEST(Cancellation, happens_once_and_stays) {
+TEST(Cancellation, is_never_taken_back) {
     Cancellation cancellation;
     EXPECT_FALSE(cancellation.isCancelled());
     cancellation.cancel();
@@ -25,7 +25,7 @@ TEST(Cancellation, wakes_every_listener_once) {
     EXPECT_EQ(second, 1);
 }
 
-TEST(Cancellation, wakes_a_listener_that_comes_too_late_at_once) {
+TEST(Cancellation, wakes_a_listener_at_once_if_it_is_cancelled_already) {
     Cancellation cancellation;
     cancellation.cancel();
     int wakings = 0;
@@ -33,7 +33,7 @@ TEST(Cancellation, wakes_a_listener_that_comes_too_late_at_once) {
     EXPECT_EQ(wakings, 1);
 }
 
-TEST(Cancellation, leaves_a_listener_that_is_gone_alone) {
+TEST(Cancellation, does_not_wake_a_destroyed_listener) {
     Cancellation cancellation;
     int wakings = 0;
     {
@@ -43,7 +43,7 @@ TEST(Cancellation, leaves_a_listener_that_is_gone_alone) {
     EXPECT_EQ(wakings, 0);
 }
 
-TEST(Cancellation, may_race_with_listeners_that_come_and_go) {
+TEST(Cancellation, may_run_while_listeners_are_added_and_removed) {
     for (int round = 0; round < 200; ++round) {
         Cancellation cancellation;
         std::thread canceller{[&] { cancellation.cancel(); }};

@@ -38,7 +38,7 @@ public:
     [[nodiscard]] bool isClosed();
 
     [[nodiscard]] const std::vector<double>& progress() const { return progress_; }
-    /// What each of them says, possibly nothing.
+    /// The message of each report. May be empty.
     [[nodiscard]] const std::vector<std::string>& messages() const { return messages_; }
 
 private:

@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-TEST(InQuotes, other_peoples_text_stays_one_harmless_line) {
+TEST(InQuotes, any_text_becomes_one_line_without_control_characters) {
     struct Row {
         const char* when;
         std::string text;

@@ -42,16 +42,16 @@ private:
 
 } // namespace
 
-TEST(Moments, a_timestamp_with_its_zone_is_read_exactly) {
+TEST(Iso8601, a_timestamp_with_its_zone_is_read_exactly) {
     const sys_time<microseconds> expected = sys_days{2026y / August / 30} + 14h + 5min;
     struct Row {
         const char* when;
         const char* text;
-        sys_time<microseconds> moment;
+        sys_time<microseconds> time;
     };
     const Row rows[] = {
         {"UTC", "2026-08-30T14:05:00Z", expected},
-        {"small letters", "2026-08-30t14:05:00z", expected},
+        {"lower case", "2026-08-30t14:05:00z", expected},
         {"a space between date and time", "2026-08-30 14:05:00Z", expected},
         {"no seconds", "2026-08-30T14:05Z", expected},
         {"ahead of UTC", "2026-08-30T16:05:00+02:00", expected},
@@ -60,21 +60,21 @@ TEST(Moments, a_timestamp_with_its_zone_is_read_exactly) {
         {"a zone of whole hours", "2026-08-30T16:05:00+02", expected},
         {"milliseconds", "2026-08-30T14:05:00.250Z", expected + 250ms},
         {"a comma before the fraction", "2026-08-30T14:05:00,5Z", expected + 500ms},
-        {"more digits than anyone keeps", "2026-08-30T14:05:00.123456789123Z", expected + 123456us},
+        {"more digits than are kept", "2026-08-30T14:05:00.123456789123Z", expected + 123456us},
         {"a leap second", "2016-12-31T23:59:60Z", sys_days{2017y / January / 1}},
         {"the first year", "0001-01-01T00:00:00Z", sys_days{1y / January / 1}},
         {"the last year", "9999-12-31T23:59:59Z", sys_days{9999y / December / 31} + 23h + 59min + 59s},
         {"a leap day", "2024-02-29T00:00:00Z", sys_days{2024y / February / 29}},
     };
-    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(parse(row.text), row.moment); });
+    vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(parse(row.text), row.time); });
 }
 
-TEST(Moments, a_plain_date_is_its_local_midnight) {
+TEST(Iso8601, a_plain_date_is_its_local_midnight) {
     EXPECT_EQ(parse("2026-08-30"), sys_days{2026y / August / 29} + 22h);
     EXPECT_EQ(parseTimestamp("2026-08-30", [](year_month_day) { return std::nullopt; }), std::nullopt);
 }
 
-TEST(Moments, anything_else_is_refused) {
+TEST(Iso8601, anything_else_is_refused) {
     struct Row {
         const char* when;
         std::string_view text;
@@ -93,7 +93,7 @@ TEST(Moments, anything_else_is_refused) {
         {"a short year", "26-08-30"},
         {"a long year", "12026-08-30"},
         {"a negative year", "-2026-08-30"},
-        {"the basic form", "20260830T140500Z"},
+        {"the basic format", "20260830T140500Z"},
         {"slashes", "2026/08/30"},
         {"hour 24", "2026-08-30T24:00:00Z"},
         {"minute 60", "2026-08-30T14:60:00Z"},
@@ -110,19 +110,19 @@ TEST(Moments, anything_else_is_refused) {
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(parse(row.text), std::nullopt); });
 }
 
-TEST(Moments, a_moment_is_written_in_UTC_with_milliseconds) {
+TEST(Iso8601, a_timestamp_is_written_in_UTC_with_milliseconds) {
     const Timestamp moment = sys_days{2026y / August / 30} + 14h + 5min + 7ms;
     EXPECT_EQ(formatTimestamp(moment), "2026-08-30T14:05:00.007Z");
     EXPECT_EQ(formatTimestamp(Timestamp{-1ms}), "1969-12-31T23:59:59.999Z");
     EXPECT_EQ(formatTimestamp(sys_days{1y / January / 1}), "0001-01-01T00:00:00.000Z");
 }
 
-TEST(Moments, what_is_written_is_read_as_the_same_moment) {
+TEST(Iso8601, a_written_timestamp_is_read_as_the_same_time) {
     const Timestamp moment = sys_days{2026y / August / 30} + 14h + 5min + 7s + 123ms;
     EXPECT_EQ(parse(formatTimestamp(moment)), moment);
 }
 
-TEST(Moments, the_systems_midnight_follows_its_zone_and_its_clock_changes) {
+TEST(Iso8601, the_systems_midnight_respects_the_time_zone_and_its_clock_changes) {
     struct Row {
         const char* when;
         const char* zone;

@@ -32,12 +32,12 @@ TEST(Log, keeps_one_older_file_and_stays_small) {
     EXPECT_LT(readFile(file).size(), 100U);
 }
 
-TEST(Log, follows_no_link_and_needs_no_folder) {
+TEST(Log, does_not_follow_a_link_or_create_a_folder) {
     const vostel_tests::TemporaryFolder folder;
-    vostel_tests::writeFile(folder.path() / "letter", "dear aunt");
-    std::filesystem::create_symlink(folder.path() / "letter", folder.path() / "Vostel.log");
+    vostel_tests::writeFile(folder.path() / "other file", "content");
+    std::filesystem::create_symlink(folder.path() / "other file", folder.path() / "Vostel.log");
     Log{folder.path() / "Vostel.log"}.write("line");
-    EXPECT_EQ(readFile(folder.path() / "letter"), "dear aunt");
+    EXPECT_EQ(readFile(folder.path() / "other file"), "content");
     Log{folder.path() / "missing/Vostel.log"}.write("line");
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "missing"));
 }

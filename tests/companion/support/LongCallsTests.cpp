@@ -55,7 +55,7 @@ TEST_F(LongCallsTest, a_short_call_writes_nothing) {
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
-TEST_F(LongCallsTest, what_a_crashed_application_left_is_removed) {
+TEST_F(LongCallsTest, the_file_of_a_crashed_application_is_deleted) {
     vostel_tests::writeFile(file, R"({"calls":[{"client":"x","fraction":0.5,"message":"","startedAt":1,"tool":"y"}]})");
     EXPECT_EQ(listed().size(), 1U);
     const LongCalls next{file};

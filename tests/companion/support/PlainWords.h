@@ -1,4 +1,4 @@
-// What was heard, in one line.
+// Recognised words in one line.
 #pragma once
 
 #include "companion/transcript/Transcript.h"

@@ -1,4 +1,4 @@
-// The real programs, as a user or a script runs them.
+// Runs the real programs as a user or a script does.
 #pragma once
 
 #include "posix/ChildProcess.h"
@@ -24,7 +24,7 @@ public:
     /// Waits until it has ended. Returns the exit status, or minus the signal that ended it.
     int status();
 
-    // Complete after the end.
+    // Complete once the program has ended.
     [[nodiscard]] std::string output() const;
     [[nodiscard]] std::string errors() const;
 
@@ -45,7 +45,7 @@ public:
     ~ProgramOnTerminal();
 
     void type(std::string_view text) const;
-    /// Waits up to half a minute until `text` is on the screen, after what earlier calls found. Returns whether it
+    /// Waits up to half a minute until `text` appears after the texts that earlier calls found. Returns whether it
     /// appeared.
     bool shows(std::string_view text);
     /// Everything on the screen so far.

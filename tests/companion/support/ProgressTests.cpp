@@ -6,7 +6,7 @@
 
 namespace vostel_companion {
 
-TEST(Progress, a_waiting_call_says_how_many_come_before_it_and_still_rises) {
+TEST(Progress, a_waiting_call_reports_how_many_come_before_it_with_a_rising_fraction) {
     std::vector<Progress> reports;
     const auto waiting = reportWaiting([&](const Progress& now) { reports.push_back(now); });
     for (const std::size_t others : {3U, 2U, 1U}) waiting(others);

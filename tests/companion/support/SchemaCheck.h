@@ -1,4 +1,4 @@
-// Validating the result of a tool by its announced schema.
+// Checks the result of a tool against its announced schema.
 #pragma once
 
 #include "kit/jsonrpc/MCPValue.h"

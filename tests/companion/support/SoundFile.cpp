@@ -28,7 +28,7 @@ void appendNumber(std::string& bytes, std::uint32_t number, int width) {
     for (int byte = 0; byte < width; ++byte) bytes += static_cast<char>(number >> (8 * byte) & 0xFF);
 }
 
-/// Everything one encoding needs; what fails leaves `ready` false.
+/// The objects of one encoding. If one cannot be made, `ready` is false.
 class Encoding final {
 public:
     Encoding(const std::filesystem::path& file, std::string_view encoder, bool video) {

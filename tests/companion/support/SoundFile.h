@@ -1,4 +1,4 @@
-// Sound files for tests: made here, or human speech from the recogniser's own test data.
+// Sound files for tests: generated ones, and human speech from the test data of the recogniser.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace vostel_tests {
 
-/// A tone that swells and fades.
+/// A tone that gets louder and quieter.
 [[nodiscard]] std::vector<std::int16_t> tone(double seconds, int sampleRate);
 
 /// The bytes of a WAV file with interleaved samples.
@@ -19,11 +19,12 @@ namespace vostel_tests {
 [[nodiscard]] std::vector<std::int16_t> samplesOf(const std::filesystem::path& file);
 
 /// Encodes a mono tone at 48 kHz into `file`, whose extension names the container; `video` adds a picture track, which
-/// the tone can follow `lateBy` seconds. False when this machine has no such encoder.
+/// the tone can follow `lateBy` seconds. False if this machine has no such encoder.
 [[nodiscard]] bool encodeTone(const std::filesystem::path& file, std::string_view encoder, double seconds,
                               bool video = false, double lateBy = 0);
 
-/// Writes a Matroska file with one track for each of `tracks`, at 16 kHz. False when that is not possible here.
+/// Writes a Matroska file with one track for each of `tracks`, at 16 kHz. False if that is not possible on this
+/// machine.
 [[nodiscard]] bool writeTracks(const std::filesystem::path& file, const std::vector<std::vector<std::int16_t>>& tracks);
 
 /// One of the LibriVox sentences.

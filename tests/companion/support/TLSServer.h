@@ -13,7 +13,7 @@ namespace vostel_tests {
 /// Answers one connection after the other on a thread of its own, and closes each after one answer.
 class TLSServer final {
 public:
-    /// Returns the bytes to send for a request: its head, up to the empty line.
+    /// Returns the bytes to send. `request` is the head of the request with the empty line at its end.
     using Answer = std::function<std::string(const std::string& request)>;
 
     /// Writes the certificate to a file in `folder`.

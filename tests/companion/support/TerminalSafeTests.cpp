@@ -5,7 +5,7 @@
 
 namespace vostel_companion {
 
-TEST(TerminalSafe, nothing_that_a_terminal_acts_on_is_left) {
+TEST(TerminalSafe, replaces_everything_that_a_terminal_would_act_on) {
     struct Row {
         const char* when;
         std::string text;

@@ -8,7 +8,7 @@ namespace vostel_companion {
 
 using namespace std::chrono_literals;
 
-TEST(Wording, times_read_as_on_a_clock) {
+TEST(Wording, times_are_written_as_on_a_clock) {
     struct Row {
         std::chrono::seconds time;
         const char* text;

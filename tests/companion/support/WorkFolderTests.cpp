@@ -35,6 +35,6 @@ TEST(WorkFolder, only_abandoned_ones_are_deleted) {
     EXPECT_FALSE(fs::exists(folder / "file"));
 }
 
-TEST(WorkFolder, nothing_is_abandoned_in_a_missing_folder) { EXPECT_TRUE(deleteAbandonedWork("/nonexistent/folder")); }
+TEST(WorkFolder, a_missing_folder_has_no_abandoned_work) { EXPECT_TRUE(deleteAbandonedWork("/nonexistent/folder")); }
 
 } // namespace vostel_companion

@@ -85,7 +85,7 @@ TEST(ConfirmationPrompt, shows_every_word_to_confirm) {
     EXPECT_TRUE(prompt.poll(Open{many}).text.ends_with(", \"last\"\nAllow it? y/n: "));
 }
 
-TEST(ConfirmationPrompt, words_cannot_draw_on_the_terminal) {
+TEST(ConfirmationPrompt, control_characters_in_words_are_not_printed) {
     ConfirmationPrompt prompt;
     EXPECT_EQ(prompt.poll(Open{removal(1, hostile + "\n\t")}).text, question(harmless + "  "));
 }

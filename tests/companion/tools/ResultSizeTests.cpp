@@ -42,13 +42,13 @@ TEST(FittingOutcome, is_a_failure_when_nothing_fits) {
     EXPECT_EQ(fittingOutcome(3, build), (MCPToolOutcome{MCPToolError{"The result is too large to be sent."}}));
 }
 
-TEST(ResultSize, counts_what_the_client_is_sent) {
+TEST(ResultSize, counts_the_bytes_that_the_client_receives) {
     // A quotation mark and a line break take two bytes each in JSON, and the fence has its own.
     EXPECT_EQ(resultSize({MCPToolOutcome::Text{"\"\n", std::nullopt}}), resultSize(textOf(4)));
     EXPECT_EQ(resultSize(textOf(1000)), resultSize(textOf(0)) + 1000);
 }
 
-TEST(TruncatedTranscript, shows_all_or_the_first_parts_and_saves_the_whole_only_if_it_is_cut) {
+TEST(TruncatedTranscript, shows_all_or_the_first_parts_and_saves_the_whole_text_only_if_it_is_cut) {
     int saved = 0;
     const auto save = [&] {
         ++saved;

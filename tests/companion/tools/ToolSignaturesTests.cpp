@@ -44,7 +44,7 @@ struct Schema<std::vector<Element>> {
     static MCPValue value() { return MCPValue::object({{"type", "array"}, {"items", Schema<Element>::value()}}); }
 };
 
-/// Collects the keys of a record in the place of a JSON writer.
+/// Collects the keys of a record. It is used in the place of a JSON writer.
 struct SchemaKeys {
     std::vector<MCPValue::Member> properties;
     std::vector<MCPValue> required;
@@ -75,8 +75,8 @@ struct Schema {
 
 enum class Required { kept, leftOut };
 
-/// `schema` without what a record does not say (descriptions, allowed values) and, for results, without `required`,
-/// which the catalogue announces for arguments only.
+/// `schema` without descriptions and allowed values, because a record does not have them. For results also without
+/// `required`, because the catalogue announces it only for arguments.
 MCPValue reduced(const MCPValue& schema, Required required) { // NOLINT(misc-no-recursion)
     std::vector<MCPValue::Member> members;
     const auto keywords = schema.asObject();
@@ -134,7 +134,7 @@ TEST(ToolSignatures, have_the_keys_and_types_of_the_announced_schemas) {
                     VocabularyList, VocabularyAdd, VocabularyRemove, ModelsList, ModelInstall, ModelRemove>();
 }
 
-TEST(ToolSignatures, a_schema_of_a_record_names_nested_keys_and_required_ones) {
+TEST(ToolSignatures, the_schema_of_a_record_has_its_nested_and_required_keys) {
     EXPECT_EQ(written(Schema<TranscribeFile::Arguments>::value()),
               R"({"additionalProperties":false,"properties":{"language":{"type":"string"},"path":{"type":"string"}},)"
               R"("required":["path"],"type":"object"})");

@@ -1,4 +1,4 @@
-// All tools with a folder of their own and scripted dependencies.
+// All tools, with a temporary folder and scripted dependencies.
 #pragma once
 
 #include "companion/store/Settings.h"
@@ -39,7 +39,7 @@ struct ToolStage {
     std::uint8_t lastID = 0;
 
     /// The result of every transcription.
-    std::expected<Transcription, TranscriptionError> heard = spokenWords({"hello", "there"});
+    std::expected<Transcription, TranscriptionError> recognised = spokenWords({"hello", "there"});
     /// Path and language of each transcription.
     std::vector<std::pair<std::string, std::string>> transcribed;
     /// The addresses of every host.
@@ -48,8 +48,8 @@ struct ToolStage {
     std::vector<std::string> resolved;
     /// Makes every download fail.
     std::optional<DownloadError> downloadFailure;
-    std::vector<JudgedLink> downloaded;
-    std::vector<OpenConfirmation> told;
+    std::vector<AllowedLink> downloaded;
+    std::vector<OpenConfirmation> notified;
     std::vector<Progress> progress;
 
     ToolTable tools;
@@ -69,10 +69,10 @@ struct ToolStage {
                                  const ReportProgress& report) -> std::expected<Transcription, TranscriptionError> {
                 transcribed.emplace_back(path, language);
                 report({1, "Transcribing 0:02 of 0:02"});
-                return heard;
+                return recognised;
             },
             .models = fixture.models,
-            .notifyUser = [this](const OpenConfirmation& confirmation) { told.push_back(confirmation); },
+            .notifyUser = [this](const OpenConfirmation& confirmation) { notified.push_back(confirmation); },
             .now = [this] { return time; },
             .newID = [this] { return uuid(++lastID); },
             .localMidnight = [](std::chrono::year_month_day day) { return std::chrono::sys_days{day}; },
@@ -81,7 +81,7 @@ struct ToolStage {
                     resolved.push_back(host);
                     return addresses;
                 },
-            .downloadAudio = [this](const JudgedLink& link, Cancellation&, const std::function<void(double)>& report)
+            .downloadAudio = [this](const AllowedLink& link, Cancellation&, const std::function<void(double)>& report)
                 -> std::expected<DownloadedAudio, DownloadError> {
                 downloaded.push_back(link);
                 if (downloadFailure) return std::unexpected(*downloadFailure);
@@ -110,7 +110,7 @@ struct ToolStage {
             {arguments, cancellation, [this](const Progress& now) { progress.push_back(now); }, "test client"});
     }
 
-    /// Runs a tool and returns its text. Returns what is wrong if it failed or its result does not match its schema.
+    /// Runs a tool and returns its text. If it failed, or if its result does not match its schema, returns the reason.
     std::string text(const std::string& name, const MCPValue& arguments = MCPValue::object({})) {
         const MCPToolOutcome outcome = run(name, arguments);
         const auto* done = std::get_if<MCPToolOutcome::Text>(&outcome.is);

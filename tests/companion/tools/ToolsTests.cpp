@@ -1,4 +1,4 @@
-// What all tools have in common: their names, and how they answer wrong arguments.
+// Rules for all tools: their names, and their answers to wrong arguments.
 #include "kit/tools/MCPToolCatalogue.h"
 #include "tests/companion/tools/ToolStage.h"
 #include "tests/support/Table.h"
@@ -32,7 +32,7 @@ TEST(Tools, wrong_arguments_are_refused_in_one_sentence) {
         std::string sentence;
     };
     const Row rows[] = {
-        {"no object", "transcribe_file", "/a.wav", "transcribe_file takes 'arguments' as an object."},
+        {"not an object", "transcribe_file", "/a.wav", "transcribe_file takes 'arguments' as an object."},
         {"a list", "models_list", MCPValue::array({}), "models_list takes 'arguments' as an object."},
         {"no arguments", "transcribe_file", MCPValue{}, "transcribe_file needs 'path' as a string."},
         {"no path", "transcribe_file", MCPValue::object({{"language", "en"}}),
@@ -57,14 +57,14 @@ TEST(Tools, wrong_arguments_are_refused_in_one_sentence) {
          "history_list takes 'limit' as a whole number."},
         {"more entries than can be counted", "recordings_list", MCPValue::object({{"limit", 1e300}}),
          "recordings_list takes 'limit' as a whole number."},
-        {"no entry", "history_list", MCPValue::object({{"limit", 0}}), "The limit must be at least 1."},
-        {"less than none", "transcripts_list", MCPValue::object({{"limit", -1}}), "The limit must be at least 1."},
-        {"a moment that is a number", "history_list", MCPValue::object({{"since", 2026}}),
+        {"a limit of 0", "history_list", MCPValue::object({{"limit", 0}}), "The limit must be at least 1."},
+        {"a negative limit", "transcripts_list", MCPValue::object({{"limit", -1}}), "The limit must be at least 1."},
+        {"a time that is a number", "history_list", MCPValue::object({{"since", 2026}}),
          "history_list takes 'since' as a string."},
-        {"a moment in words", "recordings_list", MCPValue::object({{"until", "yesterday"}}),
+        {"a time in words", "recordings_list", MCPValue::object({{"until", "yesterday"}}),
          "The value of until is neither an ISO 8601 timestamp with its time zone (such as \"2026-08-30T14:05:00Z\") "
          "nor a plain date (such as \"2026-08-30\")."},
-        {"an empty moment", "history_list", MCPValue::object({{"since", ""}}),
+        {"an empty time", "history_list", MCPValue::object({{"since", ""}}),
          "The value of since is neither an ISO 8601 timestamp with its time zone (such as \"2026-08-30T14:05:00Z\") "
          "nor a plain date (such as \"2026-08-30\")."},
         {"an id that is a number", "transcripts_list", MCPValue::object({{"id", 1}}),
@@ -128,12 +128,12 @@ TEST(Tools, wrong_arguments_are_refused_in_one_sentence) {
     vostel_tests::forEachRow(rows,
                              [&](const Row& row) { EXPECT_EQ(stage.refusal(row.tool, row.arguments), row.sentence); });
     EXPECT_TRUE(stage.transcribed.empty());
-    EXPECT_TRUE(stage.told.empty());
+    EXPECT_TRUE(stage.notified.empty());
 }
 
 TEST(Tools, a_database_that_cannot_be_opened_is_reported_in_one_sentence) {
     ToolStage stage;
-    writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
+    writeFile(stage.paths.database(), "This is a text of some length. It is not a database, but it has the same path.");
     const std::string sentence = "Vostel's database " + stage.paths.database().string() +
                                  " is damaged (file is not a database); nothing in it was changed, please restore it "
                                  "from a backup or move it away.";
@@ -151,7 +151,7 @@ TEST(Tools, a_cancelled_call_does_not_wait_for_the_database) {
     EXPECT_EQ(stage.refusal("vocabulary_list"), "The call was cancelled.");
     EXPECT_EQ(stage.refusal("history_list"), "The call was cancelled.");
     EXPECT_EQ(stage.refusal("vocabulary_remove", MCPValue::object({{"words", strings(1)}})), "The call was cancelled.");
-    EXPECT_TRUE(stage.told.empty());
+    EXPECT_TRUE(stage.notified.empty());
 }
 
 TEST(Arguments, a_number_without_a_fraction_is_whole_in_every_notation) {

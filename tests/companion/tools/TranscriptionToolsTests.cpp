@@ -54,7 +54,7 @@ TEST(TranscribeFile, returns_stores_and_saves_the_words) {
     const auto all = stored(stage);
     ASSERT_EQ(all.size(), 1U);
     EXPECT_EQ(all[0].text, "Hello. There.");
-    EXPECT_EQ(all[0].segments, stage.heard->transcript.segments);
+    EXPECT_EQ(all[0].segments, stage.recognised->transcript.segments);
     EXPECT_EQ(all[0].summary, (TranscriptSummary{uuid(1),
                                                  testBegins,
                                                  {TranscriptSource::Kind::file, "/home/robin/meeting.m4a"},
@@ -71,7 +71,7 @@ TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
     ToolStage stage;
     const VocabularyRule rules[] = {{"jon dash wood", "John Dashwood"}, {"mcp", ""}, {"Hello", "Good morning"}};
     addRules(stage, rules);
-    stage.heard = spokenWords({"hello", "jon", "dash", "wood", "MCP"});
+    stage.recognised = spokenWords({"hello", "jon", "dash", "wood", "MCP"});
     EXPECT_EQ(stage.text("transcribe_file", meeting), "Good morning. John Dashwood. mcp.");
     const auto segments = stage.result["segments"]->asArray().value();
     ASSERT_EQ(segments.size(), 3U);
@@ -82,7 +82,7 @@ TEST(TranscribeFile, applies_the_vocabulary_to_text_and_segments_alike) {
 
 TEST(TranscribeFile, sound_without_speech_is_an_empty_transcript) {
     ToolStage stage;
-    stage.heard = spokenWords({});
+    stage.recognised = spokenWords({});
     EXPECT_EQ(stage.text("transcribe_file", meeting), "[No speech was found in '/home/robin/meeting.m4a'.]");
     EXPECT_EQ(*stage.result["text"], MCPValue{"[No speech was found in '/home/robin/meeting.m4a'.]"});
     ASSERT_EQ(stored(stage).size(), 1U);
@@ -91,8 +91,8 @@ TEST(TranscribeFile, sound_without_speech_is_an_empty_transcript) {
 
 TEST(TranscribeFile, says_which_of_several_tracks_was_taken) {
     ToolStage stage;
-    stage.heard->track = 2;
-    stage.heard->tracks = 3;
+    stage.recognised->track = 2;
+    stage.recognised->tracks = 3;
     EXPECT_EQ(stage.text("transcribe_file", meeting),
               "[This file has 3 audio tracks. The words are those of track 2.]\n\nHello. There.");
     EXPECT_EQ(stored(stage).at(0).text, "Hello. There.");
@@ -100,7 +100,7 @@ TEST(TranscribeFile, says_which_of_several_tracks_was_taken) {
 
 TEST(TranscribeFile, a_failure_is_one_sentence_and_stores_nothing) {
     ToolStage stage;
-    stage.heard = std::unexpected(
+    stage.recognised = std::unexpected(
         TranscriptionError{TranscriptionError::UnusableFile{"/home/robin/meeting.m4a", {AudioError::Missing{}}}});
     EXPECT_EQ(stage.refusal("transcribe_file", meeting), "There is no file at '/home/robin/meeting.m4a'.");
     EXPECT_TRUE(stored(stage).empty());
@@ -109,13 +109,13 @@ TEST(TranscribeFile, a_failure_is_one_sentence_and_stores_nothing) {
 
 TEST(TranscribeFile, a_short_record_has_the_times_of_its_words_and_a_long_one_has_the_words_alone) {
     ToolStage stage;
-    stage.heard->transcript.segments.assign(150, {"word", 0s, 1s});
+    stage.recognised->transcript.segments.assign(150, {"word", 0s, 1s});
     const std::string few = stage.text("transcribe_file", meeting);
     EXPECT_EQ(stage.result["segments"]->asArray()->size(), 150U);
     EXPECT_EQ(*stage.result["text"], MCPValue{few});
 
     // An hour of speech.
-    stage.heard->transcript.segments.assign(9000, {"word", 0s, 1s});
+    stage.recognised->transcript.segments.assign(9000, {"word", 0s, 1s});
     const std::string text = stage.text("transcribe_file", meeting);
     std::string words = "Word";
     for (int more = 1; more < 9000; ++more) words += " word";
@@ -131,8 +131,8 @@ TEST(TranscribeFile, a_short_record_has_the_times_of_its_words_and_a_long_one_ha
 
 TEST(TranscribeFile, cuts_a_very_long_text_and_names_the_file_with_the_whole) {
     ToolStage stage;
-    stage.heard->transcript.segments.assign(1250,
-                                            {std::string(499, 'x'), 0s, 1s}); // with the full stop 625,000 characters
+    stage.recognised->transcript.segments.assign(
+        1250, {std::string(499, 'x'), 0s, 1s}); // with the full stop 625,000 characters
     const std::string text = stage.text("transcribe_file", meeting);
     const std::string path = files(stage).at(0).string();
     const std::size_t words = text.find("]\n\n") + 3;
@@ -150,7 +150,7 @@ TEST(TranscribeFile, a_result_stays_small_however_long_the_characters_are) {
     while (accents.size() < 4000) accents += "\u0301";
     const VocabularyRule rules[] = {{"a", accents}};
     addRules(stage, rules);
-    stage.heard->transcript.segments.assign(2500, {"a", 0s, 1s}); // 10 MB
+    stage.recognised->transcript.segments.assign(2500, {"a", 0s, 1s}); // 10 MB
     const MCPToolOutcome outcome = stage.run("transcribe_file", meeting);
     EXPECT_LE(resultSize(outcome), largestResult);
     const auto& done = std::get<MCPToolOutcome::Text>(outcome.is);
@@ -160,8 +160,8 @@ TEST(TranscribeFile, a_result_stays_small_however_long_the_characters_are) {
 
 TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
     ToolStage stage;
-    writeFile(stage.paths.database(), "This is a letter to my aunt, and quite a long one; it is no database at all.");
-    writeFile(stage.paths.transcripts(), "and this is a file where a folder should be");
+    writeFile(stage.paths.database(), "This is a text of some length. It is not a database, but it has the same path.");
+    writeFile(stage.paths.transcripts(), "a file where a folder should be");
     const std::string text = stage.text("transcribe_file", meeting);
     EXPECT_EQ(text,
               "[The vocabulary was not applied, and the transcript was not stored. Vostel's database " +
@@ -172,7 +172,7 @@ TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
                   stage.paths.transcripts().string() + "': Not a directory.]\n\nHello. There.");
     EXPECT_EQ(*stage.result["text"], MCPValue{text}) << "some clients show the model only the structured result";
 
-    stage.heard->transcript.segments.assign(9000, {"word", 0s, 1s});
+    stage.recognised->transcript.segments.assign(9000, {"word", 0s, 1s});
     EXPECT_TRUE(
         stage.text("transcribe_file", meeting)
             .starts_with("[This transcript is long, so the times of its words are left out.]\n\n[The vocabulary "))
@@ -182,7 +182,7 @@ TEST(TranscribeFile, returns_the_words_even_if_nothing_can_be_stored) {
 TEST(TranscribeFile, says_that_a_long_text_could_not_be_saved) {
     ToolStage stage;
     writeFile(stage.paths.transcripts(), "a file where a folder should be");
-    stage.heard->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
+    stage.recognised->transcript.segments.assign(1250, {std::string(499, 'x'), 0s, 1s});
     EXPECT_TRUE(stage.text("transcribe_file", meeting)
                     .contains("[TRUNCATED: showing first 500000 of 625000 characters.] Full transcript was not yet "
                               "saved to disk."));
@@ -201,9 +201,9 @@ TEST(TranscriptFile, has_a_readable_name_for_every_source) {
     const Row rows[] = {
         {"a file", {file, "/a/b c.m4a"}, "2026-08-30 14.05 b c.m4a 00000000.txt"},
         {"a link", {link, "https://youtu.be/x?t=1&a=b"}, "2026-08-30 14.05 youtu.be-x-t=1&a=b 00000000.txt"},
-        {"a way out", {file, ".."}, "2026-08-30 14.05 .. 00000000.txt"},
-        {"controls", {file, "/a\nb\x1b[2J.wav"}, "2026-08-30 14.05 a-b-[2J.wav 00000000.txt"},
-        {"not even text", {file, "/\xFF.wav"}, "2026-08-30 14.05 \uFFFD.wav 00000000.txt"},
+        {"the parent folder", {file, ".."}, "2026-08-30 14.05 .. 00000000.txt"},
+        {"control characters", {file, "/a\nb\x1b[2J.wav"}, "2026-08-30 14.05 a-b-[2J.wav 00000000.txt"},
+        {"not UTF-8", {file, "/\xFF.wav"}, "2026-08-30 14.05 \uFFFD.wav 00000000.txt"},
         {"a very long name",
          {file, "/" + std::string(119, 'a') + "éé"},
          "2026-08-30 14.05 " + std::string(119, 'a') + " 00000000.txt"},
@@ -216,7 +216,8 @@ TEST(TranscriptFile, has_a_readable_name_for_every_source) {
 TEST(TranscribeURL, transcribes_the_audio_of_the_link) {
     ToolStage stage;
     EXPECT_EQ(stage.text("transcribe_url", video), "Hello. There.");
-    EXPECT_EQ(stage.downloaded, (std::vector<JudgedLink>{{"https://youtu.be/abc?t=1", {"youtu.be", stage.addresses}}}));
+    EXPECT_EQ(stage.downloaded,
+              (std::vector<AllowedLink>{{"https://youtu.be/abc?t=1", {"youtu.be", stage.addresses}}}));
     EXPECT_EQ(std::filesystem::path{stage.transcribed.at(0).first}.filename(), "audio.webm");
     EXPECT_TRUE(std::filesystem::is_empty(stage.paths.downloads())) << "the downloaded file is deleted";
     EXPECT_EQ(stage.progress, (std::vector<Progress>{{0.125, "Downloading the audio, 50% done"},
@@ -244,14 +245,14 @@ TEST(TranscribeURL, each_refused_link_has_a_sentence_of_its_own) {
         {"an option", "--exec=reboot", {}, scheme},
         {"unencrypted", "http://youtu.be/abc", {}, scheme},
         {"a file", "file:///etc/passwd", {}, scheme},
-        {"somewhere else", "https://example.com/", {}, host},
+        {"another host", "https://example.com/", {}, host},
         {"not a URL", "https://www.youtube.com/\\abc", {}, host},
-        {"in disguise", "https://youtube.com@example.com/", {}, host},
-        {"nowhere",
+        {"a host that looks like a user name", "https://youtube.com@example.com/", {}, host},
+        {"a host without an address",
          "https://youtu.be/abc",
          {},
          "The address of the link's host could not be found; please check the link and the network connection."},
-        {"at home",
+        {"a private address",
          "https://youtu.be/abc",
          {"8.8.8.8", "192.168.1.1"},
          "The link's host has an address inside a private network, so Vostel does not open the link."},
@@ -273,7 +274,8 @@ TEST(TranscribeURL, refuses_an_unknown_language_before_downloading) {
 
 TEST(TranscribeURL, failures_name_the_link_and_not_the_downloaded_file) {
     ToolStage stage;
-    stage.heard = std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{"/x", {AudioError::NotAudio{}}}});
+    stage.recognised =
+        std::unexpected(TranscriptionError{TranscriptionError::UnusableFile{"/x", {AudioError::NotAudio{}}}});
     EXPECT_EQ(stage.refusal("transcribe_url", video),
               "'https://youtu.be/abc?t=1' is not an audio or video file that Vostel can read.");
     stage.downloadFailure = DownloadError{DownloadError::DownloaderMissing{}};

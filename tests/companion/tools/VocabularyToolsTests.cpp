@@ -57,7 +57,7 @@ TEST(VocabularyTools, a_rule_that_is_too_long_is_skipped_and_repeated_only_in_pa
               "1 outcome.\nskipped: " + std::string(1000, 'x') + "… → short" + why);
 }
 
-TEST(VocabularyTools, a_long_vocabulary_is_shown_as_far_as_it_fits_into_a_result) {
+TEST(VocabularyTools, a_long_vocabulary_is_shown_until_the_result_is_full) {
     ToolStage stage;
     {
         Database database = stage.database();
@@ -82,8 +82,8 @@ TEST(VocabularyRemove, waits_for_the_user_and_then_returns_the_outcome) {
                                 "own terminal, or in any terminal after the command 'Vostel pending')";
     EXPECT_EQ(stage.refusal("vocabulary_remove", words({"jon", "nothing"})), pending);
     EXPECT_EQ(stage.refusal("vocabulary_remove", words({"NOTHING", "Jon", "jon"})), pending);
-    ASSERT_EQ(stage.told.size(), 1U) << "the user is asked once";
-    EXPECT_EQ(stage.told[0].request.id, uuid(1));
+    ASSERT_EQ(stage.notified.size(), 1U) << "the user is asked once";
+    EXPECT_EQ(stage.notified[0].request.id, uuid(1));
     EXPECT_EQ(stage.text("vocabulary_list"), "2 vocabulary rules.\nJon → John\nMCP (this spelling)");
 
     answer(stage, 1, Decision::confirmed);
@@ -112,7 +112,7 @@ TEST(VocabularyRemove, denied_and_expired_requests_are_failures_with_their_own_s
     EXPECT_EQ(stage.refusal("vocabulary_remove", words({"a"})),
               "This confirmation request expired before the user responded, and the action was not performed. Create a "
               "new request if it is still needed.");
-    EXPECT_EQ(stage.told.size(), 2U);
+    EXPECT_EQ(stage.notified.size(), 2U);
 
     std::ignore = stage.run("vocabulary_remove", words({"b"}));
     answer(stage, 3, Decision::confirmed);

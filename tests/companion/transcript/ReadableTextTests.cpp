@@ -27,7 +27,7 @@ std::vector<TranscriptSegment> segments(const std::vector<Spoken>& words) {
 
 } // namespace
 
-TEST(ReadableText, has_sentences_and_paragraphs_where_the_speaker_paused) {
+TEST(ReadableText, a_pause_ends_a_sentence_or_a_paragraph) {
     struct Row {
         const char* when;
         std::vector<Spoken> words;
@@ -48,7 +48,7 @@ TEST(ReadableText, has_sentences_and_paragraphs_where_the_speaker_paused) {
                              [](const Row& row) { EXPECT_EQ(readableText(segments(row.words), "en", {}), row.text); });
 }
 
-TEST(ReadableText, has_capitals_where_they_belong) {
+TEST(ReadableText, has_capitals_at_the_beginning_of_sentences_and_for_the_first_person) {
     struct Row {
         const char* when;
         std::vector<Spoken> words;
@@ -86,7 +86,7 @@ TEST(ReadableText, adds_no_full_stop_after_another_mark) {
     EXPECT_EQ(readableText(segments({{"C++"}, {"helps", 1}}), "en", {}), "C++. Helps.");
 }
 
-TEST(ReadableText, keeps_the_letters_that_the_user_taught) {
+TEST(ReadableText, keeps_the_spelling_of_the_vocabulary) {
     const VocabularyRule rules[] = {
         {"node package manager", "npm"}, {"kubectl", ""}, {"i phone", "my iPhone"}, {"i", "i"}};
     EXPECT_EQ(readableText(segments({{"npm"}, {"kubectl", 1}, {"helps"}, {"npm"}}), "en", rules),

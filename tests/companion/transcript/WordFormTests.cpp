@@ -7,7 +7,7 @@ namespace vostel_companion {
 
 namespace {
 
-/// `text` with a bar wherever a word can begin or end, its two ends left out.
+/// `text` with a bar at each place inside it where a word can begin or end.
 std::string withBoundaries(std::string_view text) {
     const auto characters = folded(text);
     std::string result;
@@ -58,19 +58,19 @@ TEST(WordForm, different_words_have_different_keys) {
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_NE(wordKey(row.left), wordKey(row.right)); });
 }
 
-TEST(WordForm, folding_remembers_where_each_character_came_from) {
+TEST(WordForm, each_folded_character_has_the_offset_of_its_original) {
     EXPECT_EQ(folded("Aß  é"),
               (std::vector<FoldedCharacter>{{'a', 0}, {'s', 1}, {'s', 1}, {' ', 3}, {'e', 5}, {U'\u0301', 5}}));
     EXPECT_EQ(folded(""), std::vector<FoldedCharacter>{});
 }
 
-TEST(WordForm, bytes_that_are_no_UTF8_match_nothing_but_each_other) {
+TEST(WordForm, bytes_that_are_not_UTF8_become_the_replacement_character) {
     EXPECT_EQ(folded("\xFF"
                      "a"),
               (std::vector<FoldedCharacter>{{U'\uFFFD', 0}, {'a', 1}}));
 }
 
-TEST(WordForm, words_begin_and_end_where_Unicode_says_so) {
+TEST(WordForm, words_begin_and_end_as_in_UAX_29) {
     struct Row {
         const char* when;
         const char* text;
@@ -110,7 +110,7 @@ TEST(WordForm, words_begin_and_end_where_Unicode_says_so) {
     });
 }
 
-TEST(WordForm, a_word_is_kept_composed_and_without_what_cannot_be_seen) {
+TEST(WordForm, a_stored_word_is_composed_and_has_no_invisible_characters) {
     struct Row {
         const char* when;
         std::string given;
@@ -134,7 +134,7 @@ TEST(WordForm, a_word_is_kept_composed_and_without_what_cannot_be_seen) {
         {"signs alone", "?!…", ""},
         {"a mark alone", "\u0301", ""},
         {"invisible characters alone", "\u200D\u202E", ""},
-        {"as long as it may be", std::string(200, 'a'), std::string(200, 'a')},
+        {"the longest", std::string(200, 'a'), std::string(200, 'a')},
         {"too long", std::string(201, 'a'), ""},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(normalizedWord(row.given), row.kept); });

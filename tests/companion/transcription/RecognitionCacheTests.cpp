@@ -32,7 +32,7 @@ const std::vector<TranscriptSegment> there = {{"there", 2s, 3s}};
 
 } // namespace
 
-TEST(RecognitionCache, goes_on_where_the_last_request_stopped) {
+TEST(RecognitionCache, continues_where_the_last_request_stopped) {
     const Fixture fixture;
     {
         auto first = fixture.open();
@@ -81,7 +81,7 @@ TEST(RecognitionCache, nothing_is_used_for_a_changed_file_or_another_model) {
     EXPECT_NE(fixture.key(), key) << "another size";
 }
 
-TEST(RecognitionCache, keeps_no_downloads_and_nothing_that_is_no_file) {
+TEST(RecognitionCache, stores_nothing_for_downloads_folders_and_missing_files) {
     const Fixture fixture;
     const auto download = fixture.home.path() / "downloads/1/audio.webm";
     writeFile(download, "sound");
@@ -90,25 +90,25 @@ TEST(RecognitionCache, keeps_no_downloads_and_nothing_that_is_no_file) {
     EXPECT_EQ(fixture.cache.keyOf(fixture.home.path() / "missing", "en"), std::nullopt);
 }
 
-TEST(RecognitionCache, deletes_the_old_and_then_the_oldest) {
+TEST(RecognitionCache, deletes_entries_that_are_too_old_and_then_the_oldest) {
     const Fixture fixture;
     const auto now = std::filesystem::file_time_type::clock::now();
-    const auto keep = [&](const std::string& name, std::uintmax_t size, std::chrono::hours age) {
+    const auto store = [&](const std::string& name, std::uintmax_t size, std::chrono::hours age) {
         writeFile(fixture.file(name), "");
         std::filesystem::resize_file(fixture.file(name), size);
         std::filesystem::last_write_time(fixture.file(name), now - age);
     };
-    keep("new", 1000, 1h);
-    keep("large", RecognitionCache::mostBytes - 2000, 2h);
-    keep("too much", 1500, 3h);
-    keep("old", 1, 7 * 24h + 1h);
-    writeFile(fixture.cache.folder() / "letter.txt", "dear aunt");
+    store("new", 1000, 1h);
+    store("large", RecognitionCache::mostBytes - 2000, 2h);
+    store("too much", 1500, 3h);
+    store("old", 1, 7 * 24h + 1h);
+    writeFile(fixture.cache.folder() / "other.txt", "content");
     fixture.cache.prune(now);
     EXPECT_TRUE(std::filesystem::exists(fixture.file("new")));
     EXPECT_TRUE(std::filesystem::exists(fixture.file("large")));
     EXPECT_FALSE(std::filesystem::exists(fixture.file("too much")));
     EXPECT_FALSE(std::filesystem::exists(fixture.file("old")));
-    EXPECT_TRUE(std::filesystem::exists(fixture.cache.folder() / "letter.txt"));
+    EXPECT_TRUE(std::filesystem::exists(fixture.cache.folder() / "other.txt"));
 }
 
 TEST(RecognitionCache, forgets_a_recording_by_its_path) {

@@ -3,7 +3,7 @@
 
 namespace vostel_companion {
 
-TEST(SpeechModel, is_that_of_the_language_when_one_is_installed_else_the_systems) {
+TEST(SpeechModel, is_the_installed_model_of_the_language_or_the_systems_model) {
     ModelFixture fixture;
     const SpeechModel english{(fixture.folder / "system").string(), "en"};
     const SpeechModel german{fixture.installed().string(), "de"};
@@ -19,12 +19,13 @@ TEST(SpeechModel, is_that_of_the_language_when_one_is_installed_else_the_systems
 
     for (const char* const language : {"", "auto"}) {
         fixture.writeCatalogue(ModelFixture::germanChecksum, language);
-        EXPECT_EQ(chooseModel(fixture.models, language), english) << "a model for any language is a mistake";
+        EXPECT_EQ(chooseModel(fixture.models, language), english) << "a catalogue with such a model is refused";
     }
     writeFile(fixture.folder / "models.json", "{");
     EXPECT_EQ(chooseModel(fixture.models, "de"), english) << "transcription works without a readable catalogue";
     std::filesystem::remove_all(fixture.folder / "system");
-    EXPECT_EQ(chooseModel(fixture.models, ""), (SpeechModel{"", "en"})) << "which no folder is; loading it fails";
+    EXPECT_EQ(chooseModel(fixture.models, ""), (SpeechModel{"", "en"}))
+        << "the folder is empty, so loading the model fails";
 }
 
 } // namespace vostel_companion

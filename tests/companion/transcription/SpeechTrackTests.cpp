@@ -7,7 +7,7 @@
 
 namespace vostel_companion {
 
-TEST(SpeechTrack, is_the_usual_one_unless_another_has_much_more) {
+TEST(SpeechTrack, is_the_usual_one_unless_another_has_much_more_speech) {
     struct Row {
         const char* when;
         std::vector<std::size_t> speech;

@@ -29,7 +29,7 @@ void append(std::vector<std::int16_t>& samples, const std::vector<std::int16_t>&
 
 } // namespace
 
-TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
+TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_times) {
     // Two sentences with half a minute of silence before each.
     const std::vector<std::int16_t> silence(16'000 * 30);
     std::vector<std::int16_t> samples = silence;
@@ -65,7 +65,7 @@ TEST(Transcriber, finds_the_words_of_a_long_recording_at_their_places) {
     EXPECT_EQ(messages.back(), "Transcribing 1:06 of 1:06");
 }
 
-TEST(Transcriber, a_recording_without_speech_is_no_failure) {
+TEST(Transcriber, a_recording_without_speech_has_an_empty_transcript) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "silence.wav", wav(std::vector<std::int16_t>(16'000), 16'000));
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
@@ -75,7 +75,7 @@ TEST(Transcriber, a_recording_without_speech_is_no_failure) {
     EXPECT_EQ(done->transcript, Transcript{});
 }
 
-TEST(Transcriber, the_words_are_the_same_however_many_decoders_work) {
+TEST(Transcriber, the_words_do_not_depend_on_the_number_of_decoders) {
     // Four utterances of a second, with silence between them.
     std::vector<std::int16_t> samples;
     for (const char* number : {"0930", "0880", "0890", "0920"}) {
@@ -107,7 +107,7 @@ TEST(Transcriber, the_words_are_the_same_however_many_decoders_work) {
     EXPECT_FALSE(several.transcribe(path, "", cancelled, [&](const Progress& now) {
         if (now.fraction > 0.5) cancelled.cancel();
     }));
-    EXPECT_EQ(words(several), serial) << "begun by several, and resumed";
+    EXPECT_EQ(words(several), serial) << "interrupted and continued with several decoders";
 
     Transcriber alone{choose, 3, std::nullopt, [](posix::ThreadName, const std::function<void()>&) {
                           return std::unexpected(VostelMCPKit::PosixError{EAGAIN});
@@ -128,7 +128,7 @@ TEST(Transcriber, frees_its_models_when_it_has_been_idle) {
         Cancellation cancellation;
         ASSERT_TRUE(transcriber.transcribe(folder.path() / "beginning.wav", "", cancellation, [&](const Progress&) {
             now += 2 * Transcriber::keptIdle;
-            EXPECT_FALSE(transcriber.freeIdle()) << "it is at work";
+            EXPECT_FALSE(transcriber.freeIdle()) << "it is in use";
         }));
         now += Transcriber::keptIdle - std::chrono::seconds{1};
         EXPECT_FALSE(transcriber.freeIdle());
@@ -159,7 +159,7 @@ TEST(Transcriber, several_recordings_at_once_do_not_disturb_each_other) {
     EXPECT_EQ(texts[2].get(), first);
 }
 
-TEST(Transcriber, what_cannot_be_transcribed_is_refused_in_one_sentence) {
+TEST(Transcriber, an_invalid_request_is_refused_in_one_sentence) {
     const TemporaryFolder folder;
     writeFile(folder.path() / "notes.txt", "Buy milk.\n");
     struct Row {
@@ -173,13 +173,12 @@ TEST(Transcriber, what_cannot_be_transcribed_is_refused_in_one_sentence) {
          "The path 'meeting.m4a' is relative; transcribe_file needs the absolute path of the file."},
         {"a path from the home folder", "~/meeting.m4a", "",
          "The path '~/meeting.m4a' is relative; transcribe_file needs the absolute path of the file."},
-        {"no path", "", "", "The path '' is relative; transcribe_file needs the absolute path of the file."},
-        {"no language", "/meeting.m4a", "Klingon",
+        {"an empty path", "", "", "The path '' is relative; transcribe_file needs the absolute path of the file."},
+        {"not a language", "/meeting.m4a", "Klingon",
          "The language 'Klingon' is unknown; pass an ISO 639-1 code such as 'en', or leave it out."},
-        {"a path with an end in its middle", std::string{"/etc/passwd\0.wav", 16}, "",
-         "There is no file at '/etc/passwd\uFFFD.wav'."},
-        {"no file", "/nowhere/meeting.m4a", "en", "There is no file at '/nowhere/meeting.m4a'."},
-        {"no audio", folder.path() / "notes.txt", "ru",
+        {"a path with a NUL", std::string{"/etc/passwd\0.wav", 16}, "", "There is no file at '/etc/passwd\uFFFD.wav'."},
+        {"a missing file", "/nowhere/meeting.m4a", "en", "There is no file at '/nowhere/meeting.m4a'."},
+        {"not audio", folder.path() / "notes.txt", "ru",
          "'" + (folder.path() / "notes.txt").string() + "' is not an audio or video file that Vostel can read."},
     };
     Transcriber transcriber{vostel_tests::always("/nowhere"), 1};
@@ -200,7 +199,7 @@ TEST(Transcriber, a_missing_model_is_refused_in_one_sentence) {
               "Vostel's speech recognition model is missing or damaged; please install it again.");
 }
 
-TEST(Transcriber, loads_the_model_that_the_language_asks_for) {
+TEST(Transcriber, loads_the_model_of_the_language) {
     const TemporaryFolder folder;
     std::filesystem::create_directory_symlink(VOSTEL_MODEL_FOLDER "/en-us", folder.path() / "fr");
     std::filesystem::create_symlink(VOSTEL_MODEL_FOLDER "/en-us.lm.bin", folder.path() / "fr.lm.bin");
@@ -226,7 +225,7 @@ TEST(Transcriber, loads_the_model_that_the_language_asks_for) {
 TEST(Transcriber, a_model_that_was_installed_again_is_loaded_again) {
     const TemporaryFolder folder;
     const std::filesystem::path place = folder.path() / "de";
-    // As an installation does it: a fresh folder takes the place.
+    // As in an installation, a new folder replaces the old one.
     const auto install = [&](const std::string& dictionary) {
         const std::filesystem::path staged = folder.path() / "staged";
         std::filesystem::create_directory(staged);
@@ -249,7 +248,7 @@ TEST(Transcriber, a_model_that_was_installed_again_is_loaded_again) {
     EXPECT_FALSE(transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress));
 }
 
-TEST(Transcriber, a_cancelled_call_ends_in_its_middle) {
+TEST(Transcriber, a_cancelled_call_ends_early) {
     Transcriber transcriber{vostel_tests::always(VOSTEL_MODEL_FOLDER), 1};
     Cancellation cancellation;
     double reached = 0;
@@ -278,7 +277,7 @@ TEST(Transcriber, a_cancelled_call_does_not_wait_for_its_turn) {
     EXPECT_FALSE(outer);
 }
 
-TEST(Transcriber, a_repeated_request_goes_on_where_the_last_one_stopped_and_then_answers_at_once) {
+TEST(Transcriber, a_repeated_request_continues_where_the_last_one_stopped_and_then_answers_at_once) {
     // Two utterances.
     std::vector<std::int16_t> samples = samplesOf(spoken("0930"));
     samples.resize(samples.size() + 16'000 * 3);
@@ -311,7 +310,7 @@ TEST(Transcriber, a_repeated_request_goes_on_where_the_last_one_stopped_and_then
     EXPECT_EQ(last, whole);
     std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::seconds{1});
     cancellation.cancel();
-    EXPECT_FALSE(again.transcribe(path, "", cancellation, ignoreProgress)) << "a changed file begins anew";
+    EXPECT_FALSE(again.transcribe(path, "", cancellation, ignoreProgress)) << "a changed file is recognised again";
 }
 
 } // namespace vostel_companion
