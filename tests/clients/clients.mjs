@@ -1,9 +1,9 @@
-// The clients: how each is configured and started. `start` begins one conversation. The scripted model, or a small program
-// of a library, makes the calls in `steps`. The other arguments of `start`:
-//   permitted   false for a client as it is before a person has given permission
-//   terminal    true for a client with a terminal, where a person can press keys
-//   installed   true for a client that `Vostel clients install` is to configure
-//   seconds     a time limit for calls, in the client's own setting, which `timeoutSetting` describes
+// How each client is configured and started. `start` begins one conversation. The scripted model, or a small program that
+// uses a library, makes the calls in `steps`. The other arguments of `start`:
+//   permitted   whether the user has permitted the server's tools
+//   terminal    whether the client runs in a terminal, where a user can press keys
+//   installed   whether `Vostel clients install` configures the client
+//   seconds     a time limit for calls. It is written to the client's own setting, which `timeoutSetting` describes.
 import { join } from "node:path";
 
 import { library, packages, program } from "./stage.mjs";
@@ -54,7 +54,7 @@ const codex = {
   name: "Codex",
   package: "@openai/codex",
   api: "responses",
-  /** A model that Codex knows. In a terminal it would first offer a newer one. */
+  /** A model that Codex knows. It is not used in a terminal, because there Codex would first offer a newer model. */
   slug: "gpt-5.5",
   installable: true,
   timeoutSetting: "`tool_timeout_sec`, in seconds",
@@ -106,7 +106,7 @@ export const clients = {
     async start(stage, { model, permitted, terminal, seconds, installed }) {
       await stage.write(".claude.json", {
         ...(!installed && { mcpServers: { vostel: { type: "stdio", command: stage.command } } }),
-        // Answers to the questions of the first start.
+        // Answers to the questions that the client asks at its first start.
         hasCompletedOnboarding: true,
         customApiKeyResponses: { approved: ["none"] },
         projects: { [stage.folder]: { hasTrustDialogAccepted: true } },
@@ -189,7 +189,8 @@ export const clients = {
 
   opencode: {
     name: "opencode",
-    // The program itself. Its package `opencode-ai` names programs for other systems, which not every registry has.
+    // The package of the program itself. The package `opencode-ai` also depends on the programs for other systems, which
+    // some registries do not have.
     package: "opencode-linux-x64",
     api: "completions",
     timeoutSetting: "`timeout`, in milliseconds",

@@ -1,12 +1,12 @@
-// A scripted model: a local HTTP server that speaks the API of a client's model. It asks the client for one tool call after
-// the other and keeps what the client sends back, which is exactly what a real model would see.
+// A scripted model: a local HTTP server that implements the API of a client's model. It asks the client for one tool call
+// after the other and stores what the client sends back, which is exactly what a real model would see.
 import { once } from "node:events";
 import { createServer } from "node:http";
 
 const ending = "The conversation is over.";
 
 let identifiers = 0;
-/** Clients take two messages with one id for one message. */
+/** Makes an id that is never used again. Clients treat two messages with the same id as one message. */
 const unique = (prefix) => `${prefix}_${++identifiers}`;
 
 /**
@@ -182,7 +182,7 @@ const apis = {
   },
 };
 
-/** About as many tokens as a real model would count. */
+/** Roughly the number of tokens that a real model would count. */
 function counted(body) {
   const tokens = Math.ceil(JSON.stringify(body).length / 4);
   return { input_tokens: tokens, totalTokens: tokens };
@@ -200,13 +200,13 @@ async function readBody(request) {
 }
 
 /**
- * Starts a model that asks for each of `steps`, which name a tool of the server and its arguments. A client adds a prefix
- * of its own to the tool's name.
+ * Starts a model that makes the calls in `steps`. Each step names a tool of the server and its arguments. Clients add
+ * their own prefix to the tool's name.
  */
 export async function startModel(api, steps) {
   const { path, streams, tools, results, call, say, whole, events } = apis[api];
   const model = {
-    /** For each step, what came back as the tool's result. */
+    /** For each step, the tool's result that the client sent. */
     seen: [],
     /** For each step, the definition of its tool. */
     tools: [],
@@ -245,7 +245,7 @@ export async function startModel(api, steps) {
     const listed = tools(body);
     const back = results(body);
     const step = steps[back.length];
-    // As the model first sees it. Some clients shorten old results in later requests.
+    // Only the first version of a result is stored. Some clients shorten old results in later requests.
     for (const [index, result] of back.entries()) model.seen[index] ??= result;
     const message = next(listed, step, back.length) ?? say(ending);
     if (streams(body, request.url)) {

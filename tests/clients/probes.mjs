@@ -1,11 +1,12 @@
-// What is asked of each client. A probe runs the client once and returns facts; table.mjs says them in words.
+// The measurements that are made with each client. Most probes run the client once. Each returns facts, which table.mjs
+// turns into texts.
 import { setTimeout as pause } from "node:timers/promises";
 
 import { Stage } from "./stage.mjs";
 
 const minute = 60_000;
 
-/** Numbered words, so that a cut shows: `c0000001 c0000002 …`. */
+/** Numbered words, so that a cut can be found: `c0000000 c0000001 …`. */
 function numbered(letter, characters) {
   const words = [];
   for (let index = 0; index * 9 < characters; ++index) words.push(letter + String(index).padStart(7, "0"));
@@ -19,7 +20,7 @@ const transcription = (content, text) => ({
 });
 const failure = (text) => ({ content: [{ type: "text", text }], isError: true });
 
-/** The results of the application that is played, by the recording's path or the tool's name. */
+/** The results of the fake application, by the recording's path or the tool's name. */
 const results = {
   "/words.wav": () => transcription("words in the content", "words in the structure"),
   "/failed.wav": () => failure("There is no such file."),
@@ -34,9 +35,10 @@ const results = {
     failure("This action has NOT been performed. It is a pending request that waits for the user."),
 };
 
+const progressText = "still working";
 const transcribe = (path) => ({ tool: "transcribe_file", arguments: { path } });
 
-/** Answers every call except those for `/held.wav`, and keeps all of them. */
+/** Stores all calls. Answers every call except those for `/held.wav`. */
 function application(reportEvery) {
   const calls = [];
   const timers = [];
@@ -53,14 +55,14 @@ function application(reportEvery) {
     } else if (reportEvery) {
       let fraction = 0;
       timers.push(
-        setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), "on its way"), reportEvery),
+        setInterval(() => call.progress((fraction = Math.min(fraction + 0.001, 1)), progressText), reportEvery),
       );
     }
   };
   return { calls, handle, end: () => timers.forEach(clearTimeout) };
 }
 
-/** All texts in what came back, without the names and ids around them. */
+/** All texts in a result that the model received, without names and ids. */
 function texts(value) {
   if (typeof value === "string") return value;
   if (Array.isArray(value)) return value.map(texts).join("\n");
@@ -73,7 +75,7 @@ function texts(value) {
     .join("\n");
 }
 
-/** Waits until the recorder has seen the end of each server. A recorder that was killed sees none. */
+/** Waits until the recorder has logged the end of each server, but not forever: a killed recorder logs none. */
 async function ended(stage) {
   for (let tries = 0; tries < 20; ++tries) {
     await pause(250);
@@ -122,7 +124,7 @@ async function converse(
 
 const messages = (wire, from, method) => wire.filter((fact) => fact.from === from && fact.message?.method === method);
 
-/** Which revision was negotiated, and what the client wrote and how it ended the server. */
+/** Which revision was negotiated, which messages the client wrote, and how it ended the server. */
 function protocol(wire) {
   const [initialize] = messages(wire, "client", "initialize");
   const reply = wire.find((fact) => fact.from === "server" && fact.message?.result?.protocolVersion);
@@ -144,7 +146,7 @@ function protocol(wire) {
   };
 }
 
-/** Which of the numbered words are in a text: how many, how many from the start, and what follows those. */
+/** Counts the numbered words in a text: all of them, and those from the first one without a gap (`head`). */
 function numberedIn(text, letter) {
   const found = [...text.matchAll(new RegExp(`\\b${letter}(\\d{7})\\b`, "g"))];
   let head = 0;
@@ -154,8 +156,8 @@ function numberedIn(text, letter) {
   return { words: found.length, head, last: Number(found.at(-1)[1]), after: text.slice(end, end + 60) };
 }
 
-/** How long a client waits for a call that is never answered. With `reportEvery`, it reports progress. */
-async function patienceOf(client, server, { limit, reportEvery, seconds }) {
+/** Measures how long a client waits for a call that is never answered. With `reportEvery`, the call reports progress. */
+async function measureTimeout(client, server, { limit, reportEvery, seconds }) {
   const steps = [transcribe("/held.wav")];
   const { wire, seen, calls, inTime } = await converse(client, server, { steps, limit, reportEvery, seconds });
   const call = messages(wire, "client", "tools/call")[0];
@@ -174,7 +176,7 @@ async function patienceOf(client, server, { limit, reportEvery, seconds }) {
 }
 
 export const probes = {
-  /** A conversation of three calls: what the model sees of a result and of a failure. */
+  /** Makes three calls and finds out what the model sees of a result and of a failure. */
   async words(client, server) {
     const { wire, seen, status, inTime, model, started } = await converse(client, server, {
       steps: ["/words.wav", "/failed.wav", "/words.wav"].map(transcribe),
@@ -195,7 +197,7 @@ export const probes = {
     };
   },
 
-  /** A result of 500,000 characters, as long as the longest transcript. */
+  /** Returns a result of 500,000 characters, the length of the longest transcript. */
   async long(client, server) {
     const { seen } = await converse(client, server, { steps: [transcribe("/long.wav")] });
     const text = texts(seen[0]);
@@ -208,7 +210,7 @@ export const probes = {
     };
   },
 
-  /** The longest of some results that the model sees whole, and the shortest that it does not. */
+  /** Finds the longest result that the model sees whole, and the shortest that it does not. */
   async room(client, server) {
     if (!client.api) return undefined;
     const sizes = [8, 10, 12, 16, 20, 24, 30, 40, 48, 52, 64, 80, 96, 104, 128, 200].map((each) => each * 1000);
@@ -224,7 +226,7 @@ export const probes = {
     return { answered: seen.length, whole: cut < 0 ? sizes.at(-1) : (sizes[cut - 1] ?? 0), cut: sizes[cut] ?? null };
   },
 
-  /** A line of 11 MB, then a small result. */
+  /** Returns a line of 11 MB and then a small result. */
   async huge(client, server) {
     const { seen, wire, inTime } = await converse(client, server, {
       steps: ["/huge.wav", "/words.wav"].map(transcribe),
@@ -242,7 +244,10 @@ export const probes = {
     };
   },
 
-  /** SIGINT while a call is in flight: is the server told? A terminal sends it to all programs that the client started. */
+  /**
+   * Sends SIGINT during a call. Does the client cancel the call? Like a terminal, the probe sends the signal to all
+   * programs that the client started.
+   */
   async stop(client, server) {
     let stopped;
     const { wire, calls, inTime, status } = await converse(
@@ -264,7 +269,7 @@ export const probes = {
       reached: calls.length > 0,
       cancelled: cancelled !== undefined,
       reason: cancelled?.message.params.reason,
-      // The method's name in a draft of MCP, which old SDKs kept.
+      // The method had this name in a draft of MCP. Old SDKs still use it.
       draftName: wire.some((fact) => fact.from === "client" && fact.message?.method === "cancelled"),
       applicationTold: calls[0]?.cancellation.signal.aborted === true,
       after,
@@ -273,7 +278,7 @@ export const probes = {
     };
   },
 
-  /** Escape while a call is in flight in a terminal, as a person presses it, and what the person sees of the progress. */
+  /** Presses Escape in a terminal during a call, and finds out what the terminal shows of the progress. */
   async terminal(client, server) {
     if (!client.api || client.library) return undefined;
     const stage = await Stage.make(server);
@@ -292,7 +297,7 @@ export const probes = {
       await pause(3000);
       let twice = false;
       if (!(await cancellation())) {
-        // Some clients ask for two in a row.
+        // Some clients require two in a row.
         twice = true;
         started.press("Escape");
         await pause(300);
@@ -302,7 +307,7 @@ export const probes = {
       const cancelled = await cancellation();
       return {
         reached: true,
-        showsText: screen.includes("on its way"),
+        showsText: screen.includes(progressText),
         showsFraction: /\b[0-9.]+ ?%/.test(screen),
         cancelled: cancelled !== undefined,
         twice,
@@ -316,7 +321,7 @@ export const probes = {
     }
   },
 
-  /** Which tools run before a person has given permission, and whether a removal runs with it. */
+  /** Finds out which tools run before the user has given permission, and whether a removal runs with permission. */
   async permission(client, server) {
     if (!client.api || client.library) return undefined;
     const list = { tool: "vocabulary_list", arguments: {} };
@@ -338,21 +343,21 @@ export const probes = {
     };
   },
 
-  /** Does the client's setting of a time limit work? */
+  /** Finds out whether the client's setting of a time limit works. */
   async timeout(client, server) {
-    return client.timeoutSetting && patienceOf(client, server, { limit: minute, seconds: 5 });
+    return client.timeoutSetting && measureTimeout(client, server, { limit: minute, seconds: 5 });
   },
 
-  /** A call that is never answered and reports nothing. */
+  /** Makes a call that is never answered and reports no progress. */
   async patience(client, server) {
-    return patienceOf(client, server, { limit: 6 * minute });
+    return measureTimeout(client, server, { limit: 6 * minute });
   },
 
   async patienceWithProgress(client, server) {
-    return patienceOf(client, server, { limit: 6 * minute, reportEvery: 1000 });
+    return measureTimeout(client, server, { limit: 6 * minute, reportEvery: 1000 });
   },
 
-  /** The companion transcribes a real recording. */
+  /** Lets the companion transcribe a real recording. */
   async recording(client, server, { recording }) {
     const { seen, wire } = await converse(client, server, { steps: [transcribe(recording)], companion: true });
     const text = texts(seen[0]);
@@ -365,7 +370,7 @@ export const probes = {
     };
   },
 
-  /** The same with the entry that `Vostel clients install` writes. */
+  /** Does the same with the entry that `Vostel clients install` writes. */
   async installed(client, server, { recording }) {
     if (!client.installable) return undefined;
     const { seen } = await converse(client, server, {

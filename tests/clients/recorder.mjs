@@ -1,5 +1,5 @@
-// Is between a client and the server: recorder.mjs LOG HOME SERVER. The client starts it instead of the server. It starts
-// the server, passes all bytes on, and writes what it sees to LOG, one JSON object in a line.
+// Runs between a client and the server: recorder.mjs LOG HOME SERVER. The client starts this program instead of the server.
+// It starts the server, forwards all bytes, and logs each line and event to LOG as one line of JSON.
 import { spawn } from "node:child_process";
 import { appendFileSync } from "node:fs";
 
@@ -10,7 +10,7 @@ function note(fact) {
   appendFileSync(log, `${JSON.stringify({ at: Date.now(), ...fact })}\n`);
 }
 
-/** Notes each line that passes. Long lines are noted with their beginning and their length. */
+/** Logs each line that is forwarded. Of a long line, it logs the beginning and the length. */
 function lineRecorder(from) {
   let start = "";
   let length = 0;

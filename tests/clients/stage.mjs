@@ -1,5 +1,5 @@
-// What a client is run on: a temporary home folder, a command that starts the server and records its lines, and an
-// application that the test plays.
+// The surroundings in which a client runs: a temporary home folder, a command that starts the server and records its
+// lines, and a fake application.
 import { execFileSync, spawn } from "node:child_process";
 import { once } from "node:events";
 import { chmod, mkdir, readFile, writeFile } from "node:fs/promises";
@@ -27,7 +27,7 @@ export class Stage {
     stage.log = join(stage.home, "wire.log");
     await mkdir(stage.folder);
     await writeFile(stage.log, "");
-    // A client's configuration names this one file. Like the real server, it needs no arguments and no environment.
+    // The client's configuration names this file. Like the real server, it needs no arguments and no variables.
     stage.command = join(stage.home, "vostel-mcp");
     const recorder = [process.execPath, join(here, "recorder.mjs"), stage.log, stage.home, server];
     await writeFile(stage.command, `#!/bin/sh\nexec ${recorder.map((word) => `'${word}'`).join(" ")}\n`);
@@ -35,7 +35,7 @@ export class Stage {
     return stage;
   }
 
-  /** Plays the application, as a test does. `handle` is given each call. */
+  /** Starts the fake application. It passes each call to `handle`. */
   async play(handle) {
     await startFakeApplication(this, this.home, handle);
   }
@@ -70,7 +70,7 @@ export class Stage {
     };
   }
 
-  /** Lets the application write the client's configuration, as a user does. It names the server, not the recorder. */
+  /** Lets the application write the client's configuration. The configuration names the server, not the recorder. */
   async install(client) {
     const application = join(dirname(this.server), "Vostel");
     execFileSync(application, ["clients", "install", client], { cwd: this.folder, env: this.#environment({}) });
@@ -86,12 +86,12 @@ export class Stage {
       detached: true,
     });
     const client = { child, output: "", errors: "", ended: once(child, "close") };
-    // A client may have started others; all are in the group that it leads.
+    // The client may have started other processes. All are in its process group.
     client.kill = (signal) => {
       try {
         process.kill(-child.pid, signal);
       } catch {
-        // None is left.
+        // All processes of the group have ended.
       }
     };
     child.stdout.on("data", (text) => (client.output += text));
@@ -110,13 +110,13 @@ export class Stage {
       try {
         process.kill(-leader, "SIGKILL"); // some clients outlive their terminal
       } catch {
-        // The client ended, and its terminal with it.
+        // The client has ended already.
       }
     });
     return { press: (key) => tmux("send-keys", key), screen: () => tmux("capture-pane", "-p") };
   }
 
-  /** What the recorder saw. Lines that are JSON are parsed. */
+  /** What the recorder logged. Lines that are JSON are parsed. */
   async wire() {
     const text = await readFile(this.log, "utf8");
     return text
@@ -128,17 +128,17 @@ export class Stage {
           try {
             fact.message = JSON.parse(fact.line);
           } catch {
-            // A long line is kept only in part.
+            // Only the beginning of a long line is logged.
           }
         }
         return fact;
       });
   }
 
-  /** Ends what was started here, and removes the folder. */
+  /** Ends the processes that were started here, and removes the folder. */
   async end() {
     for (const step of this.#afterwards.reverse()) await step();
-    // Programs that the client left are writing their last files.
+    // Processes that outlive the client may still write files.
     for (let tries = 0; ; ++tries) {
       await pause(500);
       try {

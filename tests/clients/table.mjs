@@ -1,4 +1,4 @@
-// Says in words what was measured, and puts it between the marks in docs/clients.md.
+// Writes the measurements as tables between the marks in docs/clients.md.
 import { clients } from "./clients.mjs";
 
 const number = (value) => value.toLocaleString("en-US");
@@ -36,7 +36,7 @@ function stopping(stop, client) {
   return stop.inTime ? "ends the server" : "waits";
 }
 
-/** How much of the 500,000 characters is shown; a word with its space has nine. */
+/** How much of the 500,000 characters is shown. A word and its space are nine characters. */
 function part({ content, structure, start, end }) {
   const of = content.words > 0 ? content : structure;
   if (of.words === 55_556) return "all";

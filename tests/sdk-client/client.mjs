@@ -20,7 +20,7 @@ export function serverPath() {
   return path;
 }
 
-/** Connects a client to a new server. Both end with the test, and the server must have written no error by then. */
+/** Connects a client to a new server. Both end with the test. The server must not have written an error by then. */
 export async function connect(test, home) {
   const transport = new StdioClientTransport({ command: serverPath(), env: { HOME: home, CFFIXED_USER_HOME: home }, stderr: "pipe" });
   let errorText = "";
@@ -41,9 +41,9 @@ export async function connect(test, home) {
 }
 
 /**
- * The client handles a response at once and a notification a moment later. If it reads progress and response together,
- * it reports an error for the progress. This check decides instead: progress must come before its response, and only if
- * it was asked for.
+ * Checks that progress comes only for calls that asked for it, and before their response. The client's own check is too
+ * strict: it handles a response at once and a notification a moment later, so it reports an error for progress that it
+ * reads together with the response.
  */
 function expectOnlyAwaitedProgress(transport) {
   const awaited = new Set();
@@ -62,7 +62,7 @@ function expectOnlyAwaitedProgress(transport) {
 }
 
 /** The violations of `schema` in `value`. */
-export function complaints(schema, value) {
+export function violations(schema, value) {
   const validate = new Ajv({ strict: true, allErrors: true }).compile(schema);
   validate(value);
   return validate.errors ?? [];

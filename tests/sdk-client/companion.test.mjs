@@ -1,4 +1,4 @@
-// The client of the official SDK, the server in its bundle, and the companion application that it launches.
+// Tests with the client of the official SDK, the server in its bundle, and the companion that the server launches.
 import assert from "node:assert/strict";
 import { execFile } from "node:child_process";
 import { createHash } from "node:crypto";
@@ -9,7 +9,7 @@ import { after, before, test } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
 import { promisify } from "node:util";
 
-import { complaints, connect, serverPath } from "./client.mjs";
+import { connect, serverPath, violations } from "./client.mjs";
 import { applicationFolder, makeHome, removeHome } from "./home.mjs";
 
 const recordings = process.env.VOSTEL_SPEECH_DATA;
@@ -70,10 +70,10 @@ async function writeRepeated(path, count) {
   await writeFile(path, Buffer.concat([header, ...Array(count).fill(samples)]));
 }
 
-/** Runs a command in a pseudo-terminal, as a person does, and ends with its exit status. */
+/** A Python program that runs a command in a pseudo-terminal and ends with its exit status. */
 const inTerminal = "import os, pty, sys; sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))";
 
-/** The output of the command line. */
+/** The output of a command of Vostel. */
 async function vostel(...words) {
   const command = ["-c", inTerminal, join(dirname(serverPath()), "Vostel"), ...words];
   const { stdout } = await promisify(execFile)("python3", command, { env: { ...process.env, HOME: home, CFFIXED_USER_HOME: home } });
@@ -82,18 +82,18 @@ async function vostel(...words) {
 
 const plain = (result) => result.content[0].text;
 
-/** The structured result of a call, which must succeed and match the tool's schema, and its text for the model. */
+/** Makes a call that must succeed. Returns its structured result, which must match the schema, and its text. */
 async function succeeded(client, name, args = {}, options = undefined) {
   const result = await client.callTool({ name, arguments: args }, undefined, options);
   assert.notEqual(result.isError, true, plain(result));
   const { tools } = await client.listTools();
   const { outputSchema } = tools.find((tool) => tool.name === name);
-  assert.deepEqual(complaints(outputSchema, result.structuredContent), []);
+  assert.deepEqual(violations(outputSchema, result.structuredContent), []);
   const [, text] = plain(result).match(/OUTPUT-----\n([^]*)\n-----END UNTRUSTED/);
   return { ...result.structuredContent, plain: text };
 }
 
-/** The sentence of a call, which must fail. */
+/** Makes a call that must fail, and returns its text. */
 async function refused(client, name, args = {}) {
   const result = await client.callTool({ name, arguments: args });
   assert.equal(result.isError, true, plain(result));
@@ -101,7 +101,7 @@ async function refused(client, name, args = {}) {
   return plain(result);
 }
 
-/** The words of a text without what makes them sentences. */
+/** The words of a text in lower case, without punctuation. */
 const wordsOf = (text) => text.toLowerCase().match(/[\p{L}\p{N}']+/gu);
 
 /** The id in the text of a pending confirmation. */
@@ -111,20 +111,20 @@ function requestID(sentence) {
   return found[1];
 }
 
-test("the words of a recording come back, with progress on the way", async (t) => {
+test("a recording is transcribed, and its progress is reported", async (t) => {
   const client = await connect(t, home);
   const { tools } = await client.listTools();
   const reports = [];
-  // The application is launched for this call. The client checks the result against the schema that it was told of.
+  // This call launches the application. The client checks the result against the listed schema.
   const result = await client.callTool(transcribe(recording), undefined, {
     onprogress: (report) => reports.push(report),
   });
 
   const { outputSchema } = tools.find((tool) => tool.name === "transcribe_file");
-  assert.deepEqual(complaints(outputSchema, result.structuredContent), []);
+  assert.deepEqual(violations(outputSchema, result.structuredContent), []);
   assert.notEqual(result.isError, true);
   const { text, segments } = result.structuredContent;
-  // For the model, the words are between two marks that say that they are data.
+  // For the model, the words are between two lines that say that they are data.
   assert.equal(result.content.length, 1);
   assert.match(result.content[0].text, /^The text below is data returned by a Vostel tool/);
   assert.ok(
@@ -140,7 +140,7 @@ test("the words of a recording come back, with progress on the way", async (t) =
   assert.ok(errors <= words.length * 0.25, `${errors} of ${words.length} words are wrong: ${text}`);
   assert.match(text.toLowerCase(), /\bjohn dashwood\b.*\bconsider how much\b/);
 
-  assert.match(text, /^\p{Lu}[^]*\.$/u, "it is a sentence");
+  assert.match(text, /^\p{Lu}[^]*\.$/u, "the text is a sentence");
   assert.deepEqual(segments.flatMap((segment) => wordsOf(segment.text)), heard);
   assert.ok(segments.every((segment) => /^[\p{Ll}'.]+$/u.test(segment.text)), "each word is as recognised");
   let time = 0;
@@ -161,7 +161,7 @@ test("the words of a recording come back, with progress on the way", async (t) =
   }
 });
 
-test("the application serves the servers of several clients at once", async (t) => {
+test("the application serves several clients at the same time", async (t) => {
   const clients = await Promise.all([connect(t, home), connect(t, home)]);
   const results = await Promise.all(clients.map((client) => client.callTool(transcribe(recording, { language: "en" }))));
   for (const result of results) assert.deepEqual(result, results[0]);
@@ -184,7 +184,7 @@ test("the application stops its work when the client aborts the call", async (t)
   controller.abort("changed my mind");
   await refused;
 
-  // A working application uses every tick that it gets. An idle one uses none.
+  // While the application works, it uses all the processor time that it gets. An idle application uses none.
   const deadline = Date.now() + 60_000;
   for (let atRest = 0; atRest < 2; ) {
     assert.ok(Date.now() < deadline, "the application has not stopped its work");
@@ -196,7 +196,7 @@ test("the application stops its work when the client aborts the call", async (t)
   assert.notEqual(result.isError, true);
 });
 
-test("what cannot be transcribed is a failed result of one sentence", async (t) => {
+test("a recording that cannot be transcribed has a failed result of one sentence", async (t) => {
   const client = await connect(t, home);
   await client.listTools();
   const words = join(home, "words.wav");
@@ -210,14 +210,14 @@ test("what cannot be transcribed is a failed result of one sentence", async (t) 
     ["a missing file", transcribe(join(home, "nothing.wav"))],
     ["a relative path", transcribe("nothing.wav")],
     ["the home folder's short name", transcribe("~/words.wav")],
-    ["no audio", transcribe(words)],
+    ["a file without sound", transcribe(words)],
     ["an empty file", transcribe(empty)],
     ["a folder", transcribe(folder)],
     ["a device", transcribe("/dev/zero")],
     ["no path", { name: "transcribe_file", arguments: {} }],
-    ["a path that is no string", transcribe(1)],
+    ["a path that is not a string", transcribe(1)],
     ["an unknown language", transcribe(recording, { language: "not a language" })],
-    ["a language that is no string", transcribe(recording, { language: 1 })],
+    ["a language that is not a string", transcribe(recording, { language: 1 })],
     ["an unknown tool", { name: "make_coffee", arguments: {} }],
   ];
   for (const [when, call] of calls) {
@@ -229,7 +229,7 @@ test("what cannot be transcribed is a failed result of one sentence", async (t) 
   }
 });
 
-test("what was said is read back only after the user allows it", async (t) => {
+test("clients can read stored words only after the user allows it", async (t) => {
   const client = await connect(t, home);
   await client.listTools();
   await vostel("dictate", recording);
@@ -261,7 +261,7 @@ test("what was said is read back only after the user allows it", async (t) => {
   const none = await succeeded(client, "transcripts_list", { until: summary.date, since: "2999-01-01" });
   assert.deepEqual([none.entries, none.totalCount], [[], 0]);
   const same = await succeeded(client, "transcripts_list", { since: summary.date, until: summary.date });
-  assert.deepEqual(same.entries, [summary], "what was written finds the same entry again");
+  assert.deepEqual(same.entries, [summary], "the date of an entry finds this entry");
 
   const listed = await succeeded(client, "recordings_list");
   assert.equal(listed.totalCount, 1);
@@ -280,7 +280,7 @@ test("what was said is read back only after the user allows it", async (t) => {
   assert.equal(await refused(client, "history_list"), denial);
 });
 
-test("a rule changes the next transcription until the user confirms its removal", async (t) => {
+test("a vocabulary rule changes transcriptions until the user confirms its removal", async (t) => {
   const client = await connect(t, home);
   await client.listTools();
   const before = await succeeded(client, "transcribe_file", { path: recording });
@@ -296,9 +296,9 @@ test("a rule changes the next transcription until the user confirms its removal"
     added.results.map((result) => result.outcome),
     ["added", "skipped"],
   );
-  const taught = await succeeded(client, "transcribe_file", { path: recording });
-  assert.equal(taught.text, before.text.replaceAll("john dashwood", "Mr. Dashwood"));
-  assert.ok(taught.segments.some((segment) => segment.text === "Mr. Dashwood"));
+  const changed = await succeeded(client, "transcribe_file", { path: recording });
+  assert.equal(changed.text, before.text.replaceAll("john dashwood", "Mr. Dashwood"));
+  assert.ok(changed.segments.some((segment) => segment.text === "Mr. Dashwood"));
   assert.deepEqual((await succeeded(client, "vocabulary_list")).entries, [
     { word: "John Dashwood", replacement: "Mr. Dashwood" },
   ]);
@@ -320,7 +320,7 @@ test("a rule changes the next transcription until the user confirms its removal"
   await vostel("confirm", id);
   const another = await connect(t, home);
   for (const each of [client, another, client]) {
-    assert.deepEqual((await succeeded(each, "vocabulary_remove", { words })).removed, ["John Dashwood"], "told to all");
+    assert.deepEqual((await succeeded(each, "vocabulary_remove", { words })).removed, ["John Dashwood"], "every client");
   }
   assert.deepEqual((await succeeded(client, "vocabulary_list")).entries, []);
 
@@ -355,7 +355,7 @@ test("a model is installed from the catalogue and removed when the user confirms
   const reports = [];
   const done = await succeeded(client, "model_install", { identifier: "de" }, { onprogress: ({ progress }) => reports.push(progress) });
   assert.deepEqual([done.identifier, done.installed], ["de", true]);
-  // The answer says that the work is done, not a report.
+  // Only the answer says that the work is done. No report of progress does.
   assert.ok(reports.every((progress) => progress < 1), reports.join());
   assert.match(await refused(client, "model_install", { identifier: "fr" }), /^The model fr was not installed, because its SHA-256 is /);
   assert.deepEqual(await installed(), { "en-us": true, de: true, fr: false });
@@ -374,7 +374,7 @@ test("a model is installed from the catalogue and removed when the user confirms
   );
 });
 
-test("a link is judged before anything is fetched", async (t) => {
+test("a link is checked before anything is downloaded", async (t) => {
   const client = await connect(t, home);
   await client.listTools();
   const hostSentence =
@@ -388,7 +388,7 @@ test("a link is judged before anything is fetched", async (t) => {
   for (const [url, sentence] of refusals) assert.equal(await refused(client, "transcribe_url", { url }), sentence);
 });
 
-test("every tool refuses hostile arguments in one sentence", async (t) => {
+test("every tool refuses malicious arguments with one sentence", async (t) => {
   const client = await connect(t, home);
   const { tools } = await client.listTools();
   assert.equal(tools.length, 12);
@@ -411,10 +411,10 @@ test("every tool refuses hostile arguments in one sentence", async (t) => {
   }
 });
 
-test("a transcript too long for a client is cut, and the file has the whole", async (t) => {
+test("a transcript that is too long for a client is cut, and a file has all of it", async (t) => {
   const client = await connect(t, home);
   await client.listTools();
-  // One word becomes four thousand characters: no hours of speech are needed.
+  // One word becomes four thousand characters, so hours of speech are not needed.
   const replacement = "long ".repeat(800).trim();
   const { text } = await succeeded(client, "transcribe_file", { path: recording });
   const rules = [...new Set(wordsOf(text))].map((word) => ({ word, replacement }));
@@ -427,7 +427,7 @@ test("a transcript too long for a client is cut, and the file has the whole", as
   );
   assert.equal(shown, "500000");
   assert.equal((await readFile(file, "utf8")).length, Number(full) + 1);
-  assert.equal(cut.segments, undefined, "a long record has no times");
+  assert.equal(cut.segments, undefined, "a long transcript has no times");
   const [note] = cut.text.split("\n\n");
   assert.ok(note.startsWith("[This transcript is long, so ") && note.endsWith(`${file}]`), note);
   const ids = await refused(client, "vocabulary_remove", { words: rules.map((rule) => rule.word) });

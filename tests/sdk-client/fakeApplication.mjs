@@ -1,5 +1,5 @@
-// The application's side of the socket, played by a test. A frame is four bytes of length, most significant first, then
-// JSON.
+// A fake application: the other end of the socket, controlled by a test. A frame is its length in four bytes, most
+// significant first, and then JSON.
 import { once } from "node:events";
 import { mkdir, rm } from "node:fs/promises";
 import { createServer } from "node:net";
@@ -34,7 +34,7 @@ class Call {
   constructor(connection, request) {
     this.#connection = connection;
     this.request = request;
-    /** Becomes aborted when the client gives the call up. */
+    /** Is aborted when the client cancels the call. */
     this.cancellation = new AbortController();
   }
 
@@ -56,10 +56,10 @@ class Call {
   }
 }
 
-/** Listens below `home` until the test ends; `handle` is given each call. */
+/** Listens in the application's folder in `home` until the test ends. Passes each call to `handle`. */
 export async function startFakeApplication(test, home, handle) {
   const calls = new Map();
-  // Of two connections, the later one may be read first.
+  // A cancellation may arrive before the call, because it comes through another connection.
   const cancelled = new Set();
   const listener = createServer(async (connection) => {
     connection.on("error", () => {});

@@ -1,8 +1,8 @@
-// The client of the official SDK, the real server, and an application that the test plays.
+// Tests with the client of the official SDK, the real server and a fake application.
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
-import { complaints, connect } from "./client.mjs";
+import { connect, violations } from "./client.mjs";
 import { startFakeApplication } from "./fakeApplication.mjs";
 import { makeHomeFor } from "./home.mjs";
 
@@ -26,7 +26,7 @@ async function stage(test, handle) {
   return connect(test, home);
 }
 
-test("the client and the server agree on who they are", async (t) => {
+test("the server tells the client its name, version and capabilities", async (t) => {
   const client = await stage(t, assert.fail);
   assert.deepEqual(client.getServerVersion(), { name: "vostel-mcp", version: "4" });
   assert.deepEqual(client.getServerCapabilities(), { tools: { listChanged: false } });
@@ -45,14 +45,14 @@ test("twelve tools are listed whose schemas are valid", async (t) => {
   );
   for (const tool of tools) {
     assert.ok(tool.description, tool.name);
-    assert.ok(Array.isArray(complaints(tool.inputSchema, {})), tool.name);
-    assert.deepEqual(complaints(tool.outputSchema, {}), [], tool.name);
-    const undeclared = complaints(tool.outputSchema, { somethingElse: 1 });
+    assert.ok(Array.isArray(violations(tool.inputSchema, {})), tool.name);
+    assert.deepEqual(violations(tool.outputSchema, {}), [], tool.name);
+    const undeclared = violations(tool.outputSchema, { somethingElse: 1 });
     assert.deepEqual(undeclared.map(({ keyword }) => keyword), ["additionalProperties"], tool.name);
   }
 });
 
-test("a call brings progress and then a result that fits the advertised schema", async (t) => {
+test("a call reports progress and then a result that matches the advertised schema", async (t) => {
   let arrived;
   const client = await stage(t, (call) => {
     arrived = call;
@@ -64,12 +64,12 @@ test("a call brings progress and then a result that fits the advertised schema",
   const reports = [];
   const onprogress = (report) => {
     reports.push(report);
-    // Answered only now, because the client drops reports that it reads together with the response.
+    // The call is answered only now, because the client drops reports that it reads together with the response.
     if (reports.length === 3) arrived.answer(transcription);
   };
   const result = await client.callTool(transcribe, undefined, { onprogress });
   assert.deepEqual(result, transcription);
-  assert.deepEqual(complaints(tools[0].outputSchema, result.structuredContent), []);
+  assert.deepEqual(violations(tools[0].outputSchema, result.structuredContent), []);
   assert.deepEqual(reports, [
     { progress: 0.25, total: 1 },
     { progress: 0.5, total: 1, message: "half-way" },
@@ -93,7 +93,7 @@ test("a client that asks for no progress gets none", async (t) => {
   assert.deepEqual(await client.callTool(transcribe), transcription);
 });
 
-test("the client refuses results that do not fit the advertised schema", async (t) => {
+test("the client refuses results that do not match the advertised schema", async (t) => {
   const answers = [
     { content: [] },
     { content: [], structuredContent: { ...transcription.structuredContent, undeclared: 1 } },
@@ -106,7 +106,7 @@ test("the client refuses results that do not fit the advertised schema", async (
   }
 });
 
-test("a failed outcome is a result, not an error of the protocol", async (t) => {
+test("a failed call has a result, not a protocol error", async (t) => {
   const failure = { content: [{ type: "text", text: "There is no such file." }], isError: true };
   const client = await stage(t, (call) => call.answer(failure));
   await client.listTools();
@@ -141,14 +141,14 @@ test("an aborted call ends for the client and for the application, and no other 
   assert.deepEqual(await other, { content: [], structuredContent: {} });
 });
 
-test("a call that takes the client too long is cancelled in the application", async (t) => {
+test("a call that reaches the client's time limit is cancelled in the application", async (t) => {
   let cancelled;
   const client = await stage(t, (call) => (cancelled = call.untilCancelled()));
   await assert.rejects(client.callTool(transcribe, undefined, { timeout: 300 }), /timed out/);
   await cancelled;
 });
 
-test("calls at once are answered in any order", async (t) => {
+test("simultaneous calls are answered in any order", async (t) => {
   const waiting = [];
   const client = await stage(t, (call) => {
     waiting.push(call);
@@ -163,7 +163,7 @@ test("calls at once are answered in any order", async (t) => {
   assert.deepEqual(results.map(({ content }) => content[0].text), Array.from({ length: 64 }, (_, number) => String(number)));
 });
 
-test("an application of another version is an error that says what to do", async (t) => {
+test("an application of another version causes an error that says what to do", async (t) => {
   const client = await stage(t, (call) => call.refuse({ kind: "versionMismatch", helper: 4, app: 5 }));
   await assert.rejects(client.callTool(transcribe), {
     code: -32603,

@@ -1,4 +1,4 @@
-// The home folder of one test, the application's folder below it, and what is to be done at the end of a test.
+// The home folder of one test, the application's folder in it, and the steps that run at the end of a test.
 import assert from "node:assert/strict";
 import { mkdtemp, readFile, rm } from "node:fs/promises";
 import { join } from "node:path";
@@ -10,8 +10,8 @@ export function applicationFolder(home) {
 const stepsAtEnd = new WeakMap();
 
 /**
- * Runs `step` when the test has ended. The last step runs first, because it may need what the earlier ones made. Every
- * step runs, even if another fails: a server that nobody ends would keep this process alive.
+ * Runs `step` when the test has ended. The steps run in reverse order, because a step may need what earlier ones made.
+ * Every step runs, even if another fails: a server that is not ended would keep this process alive.
  */
 export function atEnd(test, step) {
   const steps = stepsAtEnd.get(test) ?? [];
@@ -31,7 +31,7 @@ export function atEnd(test, step) {
   });
 }
 
-/** Makes a home folder. Its path is short, because the path of the socket inside must be. */
+/** Makes a home folder with a short path. The path of the socket in it must be short, too. */
 export async function makeHome() {
   return mkdtemp("/tmp/vostel-");
 }
@@ -42,9 +42,9 @@ export async function removeHome(home) {
   try {
     if (id) process.kill(Number(id), "SIGTERM");
   } catch (failure) {
-    assert.equal(failure.code, "ESRCH"); // It has ended already.
+    assert.equal(failure.code, "ESRCH"); // The application has ended already.
   }
-  // While the application ends, it still writes into its folder. A folder that is not empty again is tried again.
+  // While the application ends, it still writes into its folder. If the folder is not empty, the removal is tried again.
   await rm(home, { recursive: true, force: true, maxRetries: 20, retryDelay: 50 });
 }
 

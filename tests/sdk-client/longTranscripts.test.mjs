@@ -1,12 +1,12 @@
-// How much of a long transcript reaches the model. Some clients show it only the text of a result, and others only the
-// beginning of the structured record. This prints a table of the words that arrive.
+// Measures how much of a long transcript reaches the model. Some clients show the model only the text of a result, and
+// others only the beginning of the structured record. The test prints a table of the words that arrive.
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
 import { mkdir, readFile } from "node:fs/promises";
 import { join } from "node:path";
 import { test } from "node:test";
 
-import { complaints, connect } from "./client.mjs";
+import { connect, violations } from "./client.mjs";
 import { applicationFolder, makeHomeFor } from "./home.mjs";
 
 const recordings = process.env.VOSTEL_SPEECH_DATA;
@@ -20,7 +20,7 @@ async function sentences() {
   return text.replaceAll(/<\/?s>|\(.*\)/g, "").trim().split(/\s+/);
 }
 
-/** Stores that much speech as a transcript and as a call. Returns their id and words. */
+/** Stores `minutes` of speech as a transcript and as a recorded call. Returns their id and words. */
 async function storeMinutes(home, minutes) {
   const words = await sentences();
   const spoken = Array.from({ length: minutes * 60 * rate }, (_, index) => words[index % words.length]);
@@ -30,7 +30,7 @@ async function storeMinutes(home, minutes) {
   return { id: stored.stdout.trim(), spoken };
 }
 
-/** How many of the words `text` has, in their order and from the first one on. */
+/** Counts the words at the beginning of `spoken` that `text` has, in their order. */
 function wordsIn(text, spoken) {
   // Each turn of a call begins a line with its speaker. Sentences begin with a capital and end with a full stop, and
   // empty lines separate paragraphs.
@@ -42,13 +42,13 @@ function wordsIn(text, spoken) {
   return different < 0 ? spoken.length : different;
 }
 
-/** What a model can read in a record, or in the beginning of one. */
+/** The transcript in a record, or in its beginning. */
 function textIn(record) {
   try {
     const { entries, text } = JSON.parse(record);
     return entries?.[0].text ?? text;
   } catch {
-    return record; // It is cut.
+    return record; // The record is cut, so it is not JSON.
   }
 }
 
@@ -68,7 +68,7 @@ test("every word of an hour reaches clients that read the text or 50 KB of the r
       const when = `${name} of ${minutes} minutes`;
       assert.notEqual(result.isError, true, when);
       const { outputSchema } = tools.find((tool) => tool.name === name);
-      assert.deepEqual(complaints(outputSchema, result.structuredContent), [], when);
+      assert.deepEqual(violations(outputSchema, result.structuredContent), [], when);
       const text = result.content[0].text;
       const record = JSON.stringify(result.structuredContent);
       const shown = [text, ...[Infinity, 50_000, 12_000].map((bytes) => textIn(beginning(record, bytes)))];
@@ -81,7 +81,7 @@ test("every word of an hour reaches clients that read the text or 50 KB of the r
       assert.equal(received[0], spoken.length, `${when}: the text`);
       assert.equal(received[1], spoken.length, `${when}: the record`);
       assert.equal(received[2], spoken.length, `${when}: 50 KB of the record`);
-      // What does not fit can be found: the note at the beginning names the file with the whole text.
+      // If words are missing, the note at the beginning names the file with the whole text.
       const [, file] = beginning(record, 12_000).match(/the whole is in the file ([^\]]*)\]/) ?? [];
       if (received[3] < spoken.length) {
         const saved = await readFile(file, "utf8");

@@ -1,5 +1,5 @@
-// A server that is built with the official SDK, with one tool that takes ten seconds and reports progress. stdio_check.py
-// is tried on it.
+// A server that is built with the official SDK. It has one tool, which takes ten seconds and reports progress. The test of
+// stdio_check.py checks this server.
 import { Server } from "@modelcontextprotocol/sdk/server/index.js";
 import { StdioServerTransport } from "@modelcontextprotocol/sdk/server/stdio.js";
 import { CallToolRequestSchema, ListToolsRequestSchema } from "@modelcontextprotocol/sdk/types.js";

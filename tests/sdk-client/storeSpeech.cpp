@@ -1,5 +1,5 @@
-// Stores the words of standard input as a transcript and as a recorded call, as if they had been recognised, and allows
-// clients to read them. Prints the id of both.
+// Stores the words of standard input as a transcript and as a recorded call, as if they had been recognised. Allows
+// clients to read them. Prints their common id.
 //
 //     sdk_client_store_speech DATABASE WORDS_PER_SECOND < words
 
@@ -22,7 +22,7 @@ using namespace vostel_companion;
 
 namespace {
 
-/// Each side of a call speaks this long before the other one does. A transcript has its paragraphs there.
+/// After this many words, the speaker of the call changes, and the transcript has a new paragraph.
 constexpr std::size_t wordsInTurn = 25;
 
 bool store(Database& database, const VostelMCPKit::UUID& id, const std::vector<TranscriptSegment>& words) {

@@ -1,4 +1,4 @@
-"""Tests the second decoder with the golden files: check.py FOLDER"""
+"""Compares the second decoder with the golden files: check.py FOLDER"""
 import json
 import pathlib
 import sys
@@ -7,7 +7,7 @@ import decoder
 
 
 def read_stream(stream, readers):
-    """The columns of the table for a stream: its records, its end, the answer, and the records as bytes."""
+    """Returns what a table states about a stream (the records, the end and the answer), and the records as bytes."""
     found = {"records": [], "end": "complete", "answer": None}
     frames = decoder.records_of(stream, readers)
     try:
@@ -47,10 +47,10 @@ def main():
         rows = json.loads((folder / table).read_text(encoding="utf-8"))
         assert rows, f"{table} is empty"
         for row in rows:
-            complaint = check(folder, row)
-            if complaint:
+            difference = check(folder, row)
+            if difference:
                 failures += 1
-                print(f"{row['file']}: {complaint}")
+                print(f"{row['file']}: {difference}")
         print(f"{table}: {len(rows)} files")
     return 1 if failures else 0
 

@@ -1,7 +1,7 @@
-"""A decoder for the wire protocol of vostel-mcp that shares no code with it.
+"""A second decoder of vostel-mcp's wire protocol. It shares no code with the first one.
 
-It was written only from docs/wire-protocol.md and uses only the standard library. When it and the C++ library disagree
-about a file in tests/golden, one of them or the document is wrong.
+It was written only from docs/wire-protocol.md and uses only the standard library. If it disagrees with the C++ library
+about a file in tests/golden, then this decoder, the library or the document is wrong.
 """
 import json
 import math
@@ -13,21 +13,21 @@ ABSENT = object()
 
 
 class Refused(Exception):
-    """A frame or a line that a peer refuses. The argument is the reason's name in the document."""
+    """Is raised for a frame or a line that a peer refuses. The argument is the name of the reason in the document."""
 
 
 class VersionMismatch(Refused):
-    """A request of another version. `answer` is the record to send back."""
+    """Is raised for a request of another version. `answer` is the record to send back."""
 
     def __init__(self, answer):
         super().__init__("version-mismatch")
         self.answer = answer
 
 
-# JSON, as the document narrows it.
+# JSON, with the restrictions of the document.
 
 def read_json(data):
-    """The value of a whole document in UTF-8."""
+    """Reads a whole JSON document in UTF-8."""
     def constant(_name):
         raise Refused("not-json")
 
@@ -41,7 +41,7 @@ def read_json(data):
         if text.startswith("\ufeff"):
             raise Refused("not-json")
         value = json.loads(text, parse_constant=constant, parse_float=finite)
-        json.dumps(value, ensure_ascii=False).encode("utf-8")  # Half of a surrogate pair is no text.
+        json.dumps(value, ensure_ascii=False).encode("utf-8")  # Refuses half of a surrogate pair.
         return value
     except (ValueError, RecursionError) as error:
         raise Refused("not-json") from error
@@ -94,7 +94,7 @@ def present(**members):
     return {key: value for key, value in members.items() if value is not None}
 
 
-# Records. Each function takes the payload and returns the record without what a reader ignores.
+# Records. Each function returns those members of the payload that a reader does not ignore.
 
 def request(payload):
     client = member(payload, "clientInfo")
@@ -140,7 +140,7 @@ FROM_APPLICATION = {"progress": progress, "response": response}
 
 
 def check_version(document):
-    """Checks the version before the rest of a request, which may have another shape in another version."""
+    """Checks the version first, because another version may have different requests."""
     payload = member_or_none(document, "payload")
     if member_or_none(document, "kind") != "request" or not isinstance(payload, dict):
         return

@@ -1,8 +1,8 @@
-"""Tests any MCP server over standard input and output as a client, and prints which rules of the transport it keeps.
+"""Acts as the client of any MCP server over standard input and output, and reports which rules the server keeps.
 
     stdio_check.py [--long TOOL ARGUMENTS] -- COMMAND [ARGUMENT ...]
 
-The long call should take ten seconds or more; without it, the rule of cancellation is not checked. The exit status is 1
+The long call should take ten seconds or more. Without it, the rule about cancellation is not checked. The exit status is 1
 when a rule is broken. The rules are those of JSON-RPC 2.0 and of the MCP revision 2025-06-18.
 """
 import argparse
@@ -20,7 +20,7 @@ REVISION = "2025-06-18"
 
 
 class Broken(Exception):
-    """How the server broke a rule."""
+    """A rule is broken. The text says what the server did."""
 
 
 class Server:
@@ -55,7 +55,7 @@ class Server:
         self.write(b"".join(json.dumps(message).encode() + b"\n" for message in messages))
 
     def next(self, timeout):
-        """The next message, or None when there is none in that time. A line that is no message is a broken rule."""
+        """Returns the next message, or None if none comes in that time. A line that is not a message breaks a rule."""
         try:
             line = self.lines.get(timeout=timeout)
         except queue.Empty:
@@ -65,13 +65,13 @@ class Server:
         try:
             message = json.loads(line.decode("utf-8"))
         except ValueError as error:
-            raise Broken(f"writes a line that is no JSON: {line[:80]!r}") from error
+            raise Broken(f"writes a line that is not JSON: {line[:80]!r}") from error
         if not isinstance(message, dict) or message.get("jsonrpc") != "2.0":
-            raise Broken(f"writes a line that is no message: {line[:80]!r}")
+            raise Broken(f"writes a line that is not a message: {line[:80]!r}")
         return message
 
     def response(self, request_id):
-        """The response with this id. Notifications before it are read."""
+        """Returns the response with this id. Skips the notifications before it."""
         deadline = time.monotonic() + TIMEOUT
         while (left := deadline - time.monotonic()) > 0:
             message = self.next(left)
@@ -120,7 +120,7 @@ def initialize(request_id=0, revision=REVISION):
         "protocolVersion": revision, "capabilities": {}, "clientInfo": {"name": "stdio-check", "version": "1"}})
 
 
-# The rules. Each gets a server that has just been started. Except for the rules about initialize, it is initialised too.
+# The rules. Each gets a new process of the server. Except for HANDSHAKES, the server is already initialised.
 
 def initialize_agrees_on_a_revision(server, _long):
     server.send(initialize())
@@ -138,7 +138,7 @@ def an_unknown_revision_is_answered_by_a_known_one(server, _long):
         raise Broken("agrees on a revision that does not exist")
 
 
-def an_id_comes_back_as_it_was(server, _long):
+def a_response_has_the_id_of_its_request(server, _long):
     for request_id in (1, 0, -7, 2**53 - 1, "1", "", "\u0416 \u2028 \"quoted\""):
         server.send(request(request_id, "tools/list"))
         server.result(request_id)
@@ -151,7 +151,7 @@ def a_message_may_come_in_pieces(server, _long):
     server.result(1)
 
 
-def messages_may_come_at_once(server, _long):
+def several_messages_may_come_together(server, _long):
     server.send(*(request(number, "tools/list") for number in range(1, 4)))
     waiting = {1, 2, 3}
     while waiting:
@@ -171,13 +171,13 @@ def a_line_of_a_megabyte_is_read(server, _long):
     server.result(1)
 
 
-def what_is_no_json_is_a_parse_error(server, _long):
+def a_line_that_is_not_json_is_a_parse_error(server, _long):
     server.write(b"{oops\n")
     server.error(None, -32700)
     server.expect_service()
 
 
-def what_is_no_utf_8_does_not_end_the_session(server, _long):
+def a_line_that_is_not_utf_8_does_not_end_the_session(server, _long):
     server.write(b'{"jsonrpc":"2.0","id":1,"method":"\xff"}\n')
     server.send(request("still here", "tools/list"))
     # The first line may have an answer of any kind.
@@ -195,7 +195,7 @@ def an_unknown_method_is_an_error(server, _long):
 def ping_is_answered(server, _long):
     server.send(request(1, "ping"))
     if server.result(1) != {}:
-        raise Broken("answers with something")
+        raise Broken("answers with a result that is not empty")
 
 
 def a_notification_is_not_answered(server, _long):
@@ -217,7 +217,7 @@ def a_cancelled_call_is_not_answered(server, long):
         raise Broken(f"does not report progress of a long call, but {first}")
     server.send(notification("notifications/cancelled", {"requestId": 1}), request(2, "tools/list"))
     server.result(2)
-    # A report that is already on its way may still come.
+    # A report that was already sent may still come.
     deadline = time.monotonic() + SILENCE
     while (left := deadline - time.monotonic()) > 0:
         message = server.next(left)
@@ -237,14 +237,15 @@ def the_end_of_input_ends_the_process(server, _long):
 
 HANDSHAKES = (initialize_agrees_on_a_revision, an_unknown_revision_is_answered_by_a_known_one)
 RULES = HANDSHAKES + (
-    an_id_comes_back_as_it_was, a_message_may_come_in_pieces, messages_may_come_at_once, a_line_may_end_in_crlf,
-    a_line_of_a_megabyte_is_read, what_is_no_json_is_a_parse_error, what_is_no_utf_8_does_not_end_the_session,
-    an_unknown_method_is_an_error, ping_is_answered, a_notification_is_not_answered,
-    a_cancellation_of_an_unknown_call_is_ignored, a_cancelled_call_is_not_answered, the_end_of_input_ends_the_process)
+    a_response_has_the_id_of_its_request, a_message_may_come_in_pieces, several_messages_may_come_together,
+    a_line_may_end_in_crlf, a_line_of_a_megabyte_is_read, a_line_that_is_not_json_is_a_parse_error,
+    a_line_that_is_not_utf_8_does_not_end_the_session, an_unknown_method_is_an_error, ping_is_answered,
+    a_notification_is_not_answered, a_cancellation_of_an_unknown_call_is_ignored, a_cancelled_call_is_not_answered,
+    the_end_of_input_ends_the_process)
 
 
 def check(command, long=None, report=print, rules=RULES):
-    """Reports a line for each rule, and returns the names of the broken rules."""
+    """Reports one line for each rule, and returns the names of the broken rules."""
     broken = []
     for rule in rules:
         name = rule.__name__.replace("_", " ")

@@ -1,5 +1,5 @@
-"""stdio_check.py finds each fault that a wrong server has, and none in a right one. Then it says what ours does, and the one
-of the official SDK: test_stdio_check.py VOSTEL_MCP NODE"""
+"""Tests stdio_check.py with servers that have one fault and with a correct server. Then uses it to check vostel-mcp and a
+server of the official SDK: test_stdio_check.py VOSTEL_MCP NODE"""
 import concurrent.futures
 import contextlib
 import os
@@ -15,7 +15,7 @@ from wrong_server import FAULTS
 sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "wire-check"))
 from application import Application  # noqa: E402
 
-# In seconds. A right server answers sooner than LONG even on a busy machine. A wrong one makes the check wait for SHORT.
+# In seconds. A correct server answers sooner than LONG even on a busy machine. A wrong one makes the check wait for SHORT.
 LONG, SHORT = 60.0, 4.0
 
 folder = os.path.dirname(os.path.abspath(__file__))
@@ -42,7 +42,7 @@ def waiting(timeout, silence):
 
 @contextlib.contextmanager
 def application_in_home_folder():
-    """A home folder in which a small application listens. Every server that is started meanwhile uses it."""
+    """Makes a home folder in which a small application listens. Every server that is started meanwhile uses it."""
     with tempfile.TemporaryDirectory() as home:
         path = os.path.join(home, "Library/Application Support/com.vostel.vostel/mcp.sock")
         os.makedirs(os.path.dirname(path))
@@ -54,7 +54,7 @@ def application_in_home_folder():
 
 
 class StdioCheck(unittest.TestCase):
-    def test_a_right_server_keeps_every_rule(self):
+    def test_a_correct_server_keeps_every_rule(self):
         with waiting(LONG, silence=0.5):
             self.assertEqual(wrong_server(), [])
 
@@ -64,7 +64,7 @@ class StdioCheck(unittest.TestCase):
 
         with waiting(SHORT, silence=0.5), concurrent.futures.ThreadPoolExecutor(4) as pool:
             found = dict(zip(FAULTS, pool.map(broken, FAULTS)))
-        # On a busy machine, a wrong server may have written its wrong line after the silence.
+        # On a busy machine, a wrong server may write its wrong line later. Those servers are checked again more slowly.
         with waiting(SHORT, silence=10.0):
             found.update({fault: broken(fault) for fault, rules in found.items() if not rules})
         self.assertEqual(found, {fault: [rule] for fault, rule in FAULTS.items()})
@@ -72,16 +72,16 @@ class StdioCheck(unittest.TestCase):
     def test_each_rule_has_a_fault_that_breaks_it(self):
         self.assertEqual({rule.__name__ for rule in stdio_check.RULES}, set(FAULTS.values()))
 
-    def test_ours_does_not_answer_ping_and_keeps_every_other_rule(self):
-        # Deliberate: ping is an unknown method to us.
+    def test_vostel_mcp_does_not_answer_ping_and_keeps_every_other_rule(self):
+        # vostel-mcp deliberately has no method `ping`.
         with application_in_home_folder(), waiting(LONG, silence=0.5):
-            broken = stdio_check.check([command["ours"]], ("transcribe_file", {"path": "/recording.wav"}),
+            broken = stdio_check.check([command["vostel-mcp"]], ("transcribe_file", {"path": "/recording.wav"}),
                                        report=lambda line: None)
         self.assertEqual(broken, ["ping_is_answered"])
 
-    def test_the_sdk_does_not_answer_what_is_no_json_and_keeps_every_other_rule(self):
+    def test_the_sdk_does_not_answer_a_line_that_is_not_json_and_keeps_every_other_rule(self):
         server = os.path.join(folder, "..", "sdk-client", "sdkServer.mjs")
-        unanswered = stdio_check.what_is_no_json_is_a_parse_error
+        unanswered = stdio_check.a_line_that_is_not_json_is_a_parse_error
         others = [rule for rule in stdio_check.RULES if rule is not unanswered]
         with waiting(LONG, silence=0.5):
             self.assertEqual(broken_rules(command["node"], server, rules=others), [])
@@ -90,5 +90,5 @@ class StdioCheck(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    command["ours"], command["node"] = sys.argv[1:]
+    command["vostel-mcp"], command["node"] = sys.argv[1:]
     unittest.main(argv=sys.argv[:1])

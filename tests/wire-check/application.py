@@ -1,4 +1,4 @@
-"""A small application at a socket, correct or with one fault, for the test of wire_check.py. Each fault breaks one rule."""
+"""A small application for the test of wire_check.py. It is correct or has one fault, which breaks one rule."""
 import socket
 import socketserver
 import threading
@@ -7,22 +7,22 @@ import time
 from wire_check import decoder
 
 FAULTS = {
-    "says nothing": "a_call_is_answered",
+    "never answers": "a_call_is_answered",
     "expects a frame in one piece": "a_frame_may_come_in_pieces",
-    "reads one frame of each read": "two_frames_may_come_at_once",
+    "handles one frame of each read": "two_frames_may_come_together",
     "refuses unknown keys": "unknown_keys_are_ignored",
     "does not mark failures": "an_unknown_tool_is_a_failed_result",
-    "takes every version": "another_version_is_refused",
+    "accepts every version": "another_version_is_refused",
     "waits for a payload of any length": "a_frame_that_is_too_long_is_refused_by_its_header",
-    "keeps what is no record": "what_is_no_record_ends_its_connection_alone",
-    "serves one at a time": "a_peer_that_stops_in_a_frame_delays_nobody",
+    "ignores a frame that is not a record": "a_frame_that_is_not_a_record_ends_only_its_connection",
+    "serves one at a time": "a_peer_that_stops_in_a_frame_delays_no_other",
     "lets progress fall": "progress_names_its_call_and_never_falls",
     "runs one call at a time": "calls_run_at_the_same_time",
     "ignores cancellations": "a_cancelled_call_stops",
-    "forgets early cancellations": "a_cancellation_at_once_stops_its_call",
+    "forgets early cancellations": "a_cancellation_right_after_the_call_stops_it",
     "answers cancellations": "a_cancellation_of_an_unknown_call_is_ignored",
     "ends at a late cancellation": "a_cancellation_after_the_answer_is_ignored",
-    "ends when a caller hangs up": "a_caller_that_hangs_up_disturbs_nobody",
+    "ends when a caller disconnects": "a_caller_that_disconnects_disturbs_no_other",
 }
 LONG_TOOLS = ("long", "transcribe_file")
 LONG = 60.0  # seconds
@@ -30,7 +30,7 @@ EARLY = 2.0  # seconds in which a cancellation is forgotten
 
 
 class Ended(Exception):
-    """The connection is over."""
+    """Is raised to close the connection."""
 
 
 class Handler(socketserver.BaseRequestHandler):
@@ -60,12 +60,12 @@ class Handler(socketserver.BaseRequestHandler):
         while True:
             try:
                 self.record(next(frames), received)
-                if self.fault("reads one frame of each read"):
+                if self.fault("handles one frame of each read"):
                     return b""
             except StopIteration as rest:
                 return rest.value
             except decoder.VersionMismatch as mismatch:
-                if not self.fault("takes every version"):
+                if not self.fault("accepts every version"):
                     self.send(mismatch.answer)
                     raise Ended from mismatch
                 self.answer({"requestID": mismatch.answer["payload"]["requestID"]})
@@ -76,7 +76,7 @@ class Handler(socketserver.BaseRequestHandler):
                     error = {"kind": "frameTooLarge", "declared": int.from_bytes(received[:4], "big"),
                              "limit": decoder.MAX_FRAME_LENGTH}
                     self.send({"kind": "response", "payload": {"requestID": "", "error": error}})
-                elif self.fault("keeps what is no record"):
+                elif self.fault("ignores a frame that is not a record"):
                     continue_reading(self.request)
                 raise Ended from reason
 
@@ -86,7 +86,7 @@ class Handler(socketserver.BaseRequestHandler):
             raise Ended
         if record["kind"] == "cancellation":
             return self.cancel(payload["requestID"])
-        if self.fault("says nothing"):
+        if self.fault("never answers"):
             continue_reading(self.request)
         if payload["tool"] in LONG_TOOLS:
             return self.work(payload)
@@ -121,7 +121,7 @@ class Handler(socketserver.BaseRequestHandler):
             try:
                 self.send({"kind": "progress", "payload": {"requestID": request_id, "fraction": fraction}})
             except OSError:
-                self.server.is_over = self.fault("ends when a caller hangs up")
+                self.server.is_over = self.fault("ends when a caller disconnects")
                 raise
             time.sleep(LONG / steps)
         self.answer(payload)

@@ -1,4 +1,4 @@
-"""Runs wire_check.py against the companion, in a home folder of its own: check_companion.py PROGRAM RECORDING"""
+"""Checks the companion with wire_check.py, in a temporary home folder: check_companion.py PROGRAM RECORDING"""
 import os
 import subprocess
 import sys
@@ -10,12 +10,12 @@ import wire_check
 
 START = 60.0  # seconds
 REPETITIONS = 60
-# A sanitized program on a busy machine needs seconds to load its model.
+# A program with sanitizers may need many seconds to load its model on a busy machine.
 wire_check.TIMEOUT = 60.0
 
 
 def write_long(recording, path):
-    """Repeats the recording so often that transcribing it takes more than ten seconds."""
+    """Repeats the recording until its transcription takes more than ten seconds."""
     with wave.open(recording) as source, wave.open(path, "wb") as target:
         target.setparams(source.getparams())
         frames = source.readframes(source.getnframes())

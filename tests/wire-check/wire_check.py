@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests any application at a socket in place of vostel-mcp, and prints which rules of the wire protocol it keeps.
+"""Acts as vostel-mcp to any application at a socket, and reports which rules of the wire protocol the application keeps.
 
 The quick call should end at once. The long call should take ten seconds or more and report progress. Without a long call,
 the rules that need one are not checked. The exit status is 1 when a rule is broken. docs/wire-protocol.md explains the
@@ -14,21 +14,30 @@ import sys
 import time
 import uuid
 
-# An installed check has the decoder next to it.
+# If the check is installed, the decoder is in the same folder.
 sys.path.append(os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "second-decoder"))
 import decoder  # noqa: E402
 
-TIMEOUT = 10.0  # seconds for an answer that an application gives at once
+TIMEOUT = 10.0  # seconds to wait for each step of the application
 PAUSE = 0.01  # seconds between two pieces of a frame
-REACTION = 1.0  # seconds in which an application notices an event on another connection
+REACTION = 1.0  # seconds in which an application notices a change of another connection
 
 
 class Broken(Exception):
-    """How the application broke a rule."""
+    """A rule is broken. The text says what the application did."""
+
+
+RULES = []
+
+
+def rule(check):
+    """Adds a method to the rules. The name of the method is the text of the rule."""
+    RULES.append(check)
+    return check
 
 
 class NeedsLongCall(Exception):
-    """A rule that cannot be checked without a long call."""
+    """Is raised by a rule that cannot be checked without a long call."""
 
 
 class Connection:
@@ -52,7 +61,7 @@ class Connection:
             self.socket.sendall(data)
 
     def next(self):
-        """The next record, or None at the end."""
+        """Returns the next record, or None at the end."""
         while True:
             frames = decoder.records_of(self.received, decoder.FROM_APPLICATION)
             try:
@@ -76,7 +85,7 @@ class Connection:
             self.received += data
 
     def response(self):
-        """The first response, or None when the connection ends without one."""
+        """Returns the first response, or None if the connection ends without one."""
         while True:
             record = self.next()
             if record is None or record["kind"] == "response":
@@ -121,7 +130,7 @@ class Check:
         return response["result"]
 
     def expect_service(self):
-        """A quick call works now."""
+        """Checks that a quick call works now."""
         with self.connect() as connection:
             request = self.request(self.quick)
             connection.send(decoder.frame_of(request))
@@ -134,7 +143,7 @@ class Check:
 
     @contextlib.contextmanager
     def running(self):
-        """A long call that has reported progress."""
+        """Starts a long call and waits for its first report of progress."""
         request = self.long_request()
         with self.connect() as connection:
             connection.send(decoder.frame_of(request))
@@ -147,17 +156,17 @@ class Check:
                 other.send(cancel)
 
     def expect_stopped(self, connection):
-        """The call must stop soon. Until then, its frames are read."""
+        """Checks that the call stops soon. Skips what it still sends."""
         start = time.monotonic()
         while connection.next() is not None:
             if time.monotonic() - start > TIMEOUT:
-                raise Broken(f"goes on for {TIMEOUT:.0f} s after the cancellation")
+                raise Broken(f"continues for {TIMEOUT:.0f} s after the cancellation")
 
-    # The rules. The name is what is printed.
-
+    @rule
     def a_call_is_answered(self):
         self.expect_service()
 
+    @rule
     def a_frame_may_come_in_pieces(self):
         request = self.request(self.quick)
         with self.connect() as connection:
@@ -166,18 +175,21 @@ class Check:
                 time.sleep(PAUSE)
             self.expect_answer(connection, request)
 
-    def two_frames_may_come_at_once(self):
+    @rule
+    def two_frames_may_come_together(self):
         with self.running() as (first, one), self.running() as (second, two), self.connect() as both:
             both.send(decoder.frame_of(self.cancellation(first)) + decoder.frame_of(self.cancellation(second)))
             self.expect_stopped(one)
             self.expect_stopped(two)
 
+    @rule
     def unknown_keys_are_ignored(self):
         request = self.request(self.quick, added={"in": "a later version"})
         with self.connect() as connection:
             connection.send(decoder.frame_of(request))
             self.expect_answer(connection, request)
 
+    @rule
     def an_unknown_tool_is_a_failed_result(self):
         request = self.request(("no_such_tool", {}))
         with self.connect() as connection:
@@ -186,6 +198,7 @@ class Check:
             if not isinstance(result, dict) or result.get("isError") is not True:
                 raise Broken("answers without isError")
 
+    @rule
     def another_version_is_refused(self):
         request = self.request(self.quick, protocolVersion=decoder.PROTOCOL_VERSION + 1)
         with self.connect() as connection:
@@ -197,6 +210,7 @@ class Check:
                 raise Broken(f"answers with {response}")
             connection.expect_end()
 
+    @rule
     def a_frame_that_is_too_long_is_refused_by_its_header(self):
         with self.connect() as connection:
             length = decoder.MAX_FRAME_LENGTH + 1
@@ -207,17 +221,20 @@ class Check:
                 raise Broken(f"answers with {response}")
         self.expect_service()
 
-    def what_is_no_record_ends_its_connection_alone(self):
+    @rule
+    def a_frame_that_is_not_a_record_ends_only_its_connection(self):
         with self.connect() as connection:
             connection.send(b"\0\0\0\x02{]")
             connection.expect_end()
         self.expect_service()
 
-    def a_peer_that_stops_in_a_frame_delays_nobody(self):
+    @rule
+    def a_peer_that_stops_in_a_frame_delays_no_other(self):
         with self.connect() as stalled:
             stalled.send(b"\0\0")
             self.expect_service()
 
+    @rule
     def progress_names_its_call_and_never_falls(self):
         with self.running() as (request, connection):
             last = 0.0
@@ -232,17 +249,20 @@ class Check:
                     raise Broken(f"reports {fraction} after {last}")
                 last = fraction
 
+    @rule
     def calls_run_at_the_same_time(self):
         with self.running(), self.running():
             self.expect_service()
 
+    @rule
     def a_cancelled_call_stops(self):
         with self.running() as (request, connection):
             with self.connect() as other:
                 other.send(decoder.frame_of(self.cancellation(request)))
             self.expect_stopped(connection)
 
-    def a_cancellation_at_once_stops_its_call(self):
+    @rule
+    def a_cancellation_right_after_the_call_stops_it(self):
         request = self.long_request()
         with self.connect() as connection, self.connect() as other:
             connection.send(decoder.frame_of(request))
@@ -250,6 +270,7 @@ class Check:
             other.send(decoder.frame_of(self.cancellation(request)))
             self.expect_stopped(connection)
 
+    @rule
     def a_cancellation_of_an_unknown_call_is_ignored(self):
         with self.connect() as connection:
             connection.send(decoder.frame_of(self.cancellation(self.request(self.quick))))
@@ -258,6 +279,7 @@ class Check:
                 raise Broken("answers a cancellation")
         self.expect_service()
 
+    @rule
     def a_cancellation_after_the_answer_is_ignored(self):
         request = self.request(self.quick)
         with self.connect() as connection:
@@ -268,28 +290,25 @@ class Check:
         time.sleep(REACTION)
         self.expect_service()
 
-    def a_caller_that_hangs_up_disturbs_nobody(self):
+    @rule
+    def a_caller_that_disconnects_disturbs_no_other(self):
         with self.running() as (_, connection):
             connection.socket.close()
             time.sleep(REACTION)
             self.expect_service()
 
-    def rules(self):
-        return [value for name, value in vars(Check).items() if name.split("_")[0] in
-                {"a", "an", "another", "calls", "progress", "two", "unknown", "what"}]
-
     def run(self, rules=None, report=print):
-        """Checks all rules or the given ones. Reports a line for each, and returns the names of the broken rules."""
+        """Checks the given rules or all. Reports one line for each rule, and returns the names of the broken rules."""
         broken = []
-        for rule in rules or self.rules():
-            name = rule.__name__.replace("_", " ")
+        for check in rules or RULES:
+            name = check.__name__.replace("_", " ")
             try:
-                rule(self)
+                check(self)
                 report(f"kept    {name}")
             except NeedsLongCall:
                 report(f"-       {name}: needs a long call")
             except (Broken, OSError) as why:
-                broken.append(rule.__name__)
+                broken.append(check.__name__)
                 report(f"BROKEN  {name}: the application {why}")
         return broken
 

@@ -21,6 +21,6 @@ try {
   });
   console.log(text);
 } finally {
-  await pause(500); // a client that goes on after an aborted call
+  await pause(500); // the client continues to run after an aborted call
   await client.close();
 }

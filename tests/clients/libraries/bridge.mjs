@@ -43,11 +43,11 @@ client.onerror = (error) => console.error(error.message);
 const remote = () => new StdioClientTransport({ command: program("mcp-remote"), args: [url], env: process.env });
 await client.connect(name === "mcp-remote" ? remote() : new StreamableHTTPClientTransport(new URL(url)));
 await client.listTools();
-// Longer than the bridges wait, so that theirs is measured.
+// Longer than the time limits of the bridges, so that those are measured.
 const timeout = 600_000;
 await printCalls(JSON.parse(steps), (step, options) =>
   client.callTool({ name: step.tool, arguments: step.arguments }, { ...options, timeout }),
 );
-await pause(1000); // a cancellation must get through
+await pause(1000); // so that a cancellation reaches the server
 await client.close();
 bridge.kill("SIGTERM");

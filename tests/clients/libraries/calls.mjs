@@ -1,6 +1,6 @@
 import { setTimeout as pause } from "node:timers/promises";
 
-/** A signal that SIGINT aborts, as a person's "stop" does. */
+/** A signal that SIGINT aborts. */
 export function stopped() {
   const stop = new AbortController();
   process.once("SIGINT", () => stop.abort(new Error("stopped")));
@@ -20,7 +20,7 @@ export async function printCalls(steps, call) {
     }
     console.log(JSON.stringify({ ...outcome, progress: reports.length }));
     if (!signal.aborted) continue;
-    await pause(500); // a client that goes on; one that closed at once would take its cancellation back
+    await pause(500); // the client continues to run; if it closed at once, the cancellation would not be sent
     break;
   }
 }

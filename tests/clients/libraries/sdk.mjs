@@ -1,5 +1,5 @@
-// The official SDK's client, of any version: sdk.mjs PACKAGE COMMAND STEPS [MODE]. MODE is version 2's way to negotiate:
-// "auto", or the one revision that the client accepts.
+// The official SDK's client, of any version: sdk.mjs PACKAGE COMMAND STEPS [MODE]. MODE is how version 2 negotiates the
+// revision: "auto", or the only revision that the client accepts.
 import { printCalls } from "./calls.mjs";
 
 const [name, command, steps, mode] = process.argv.slice(2);
