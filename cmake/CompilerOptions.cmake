@@ -22,12 +22,12 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     add_link_options(-Wl,-z,relro,-z,now)
     include(CheckCXXCompilerFlag)
-    # Control-flow protection of x86-64 and of ARM64. Each compiler knows the option of its processor alone.
+    # Control-flow protection of x86-64 and of ARM64. Each compiler accepts only the option of its processor.
     check_cxx_compiler_flag(-fcf-protection VOSTEL_CF_PROTECTION)
     check_cxx_compiler_flag(-mbranch-protection=standard VOSTEL_BRANCH_PROTECTION)
     if(VOSTEL_CF_PROTECTION)
         add_compile_options(-fcf-protection)
-        # Debian 12's start-up code is not marked, but it keeps the rules of a shadow stack.
+        # Debian 12's start-up code is not marked for a shadow stack, but works with one.
         add_link_options(-Wl,-z,shstk)
     elseif(VOSTEL_BRANCH_PROTECTION)
         add_compile_options(-mbranch-protection=standard)

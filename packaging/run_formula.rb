@@ -1,5 +1,5 @@
 # Does what `brew install` and `brew test` do with a formula, without brew: ruby run_formula.rb FORMULA SOURCES PREFIX
-# It defines a class Formula of its own. The packages of this machine take the place of the formula's dependencies.
+# It defines its own class Formula. The packages of this machine replace the formula's dependencies.
 require "open3"
 require "pathname"
 
@@ -7,7 +7,7 @@ formula_file, sources, prefix = ARGV
 PREFIX = Pathname(File.expand_path(prefix))
 
 class Formula
-  # What describes the formula is checked by check_formula.rb.
+  # check_formula.rb checks the descriptions of the formula.
   %i[desc homepage url sha256 license depends_on uses_from_macos on_macos].each do |name|
     define_singleton_method(name) { |*_arguments, **_options| nil }
   end

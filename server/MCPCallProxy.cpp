@@ -50,7 +50,7 @@ Bytes responseLine(const MCPRequestID& id, std::expected<MCPSocketClient::Answer
     });
 }
 
-/// Progress that takes more memory than there is is lost. The call goes on.
+/// The lines of some reports. If there is not enough memory for them, they are lost, and the call continues.
 Bytes progressLines(const MCPProgressReports& reports, const MCPNotification& notification) {
     return withinMemory([&] { return reports.lines(notification); }, [] { return Bytes{}; });
 }

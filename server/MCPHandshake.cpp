@@ -16,15 +16,15 @@ namespace {
 /// A line of at least this many bytes is handled as text if possible, because its MCPValue would take much memory.
 constexpr std::size_t largeLine = 65'536;
 
-/// What one line asks for.
+/// The content of one line.
 struct Received {
-    /// The line that answers it; empty when the loop does not.
+    /// The line to reply with; empty when the loop does not reply.
     Bytes reply;
     /// A message for the application.
     std::optional<MCPIncoming> forApplication = {};
-    /// The arguments of a large call, which are then null in the message.
+    /// The arguments of a large call. They are null in the message.
     MCPCallProxy::TextArguments arguments = {};
-    /// Who says that it is the client.
+    /// The client's identity, from an initialize that names the client.
     std::optional<MCPClientInfo> clientInfo = {};
 };
 
@@ -49,7 +49,7 @@ MCPIncoming incomingIn(const std::string& line, MCPCallProxy::TextArguments& arg
 
 Bytes lineOf(const auto& message) {
     Bytes line;
-    // One that cannot be encoded has no text, so nothing is written.
+    // A message that cannot be encoded has no text, so nothing is written.
     std::ignore = appendLine(message, line);
     return line;
 }
@@ -95,7 +95,7 @@ Task<void> MCPHandshake::serve() {
 
 Task<void> MCPHandshake::handle(std::string line) {
     Received received = receivedWithinMemory(line, youTubeAvailable_);
-    // Frees the line, which may have many megabytes. What was received holds everything that is still needed.
+    // Frees the line, which may have many megabytes. `received` holds everything that is still needed.
     std::string{}.swap(line);
     if (received.clientInfo) clientInfo_ = *std::move(received.clientInfo);
     if (received.reply.size() > 0) co_await sendText(standardOutput_, std::move(received.reply));

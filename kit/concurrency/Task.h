@@ -138,7 +138,7 @@ inline Task<void> ValuePromise<void>::get_return_object() {
     return Task<void>{std::coroutine_handle<ValuePromise>::from_promise(*this)};
 }
 
-/// A coroutine that nobody awaits and that frees itself at its end.
+/// A coroutine that is not awaited and that frees itself at its end.
 struct Detached {
     struct promise_type : TaskContext {
         Detached get_return_object() { return {std::coroutine_handle<promise_type>::from_promise(*this)}; }

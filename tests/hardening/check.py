@@ -26,7 +26,7 @@ int main(int count, char** words) {
 INTEL = platform.machine() == "x86_64"
 HARDENED = ["-O2", "-fPIE", "-pie", "-fstack-protector-strong", "-U_FORTIFY_SOURCE", "-D_FORTIFY_SOURCE=2",
             "-Wl,-z,relro,-z,now", "-Wl,-z,noexecstack", *(["-fcf-protection", "-Wl,-z,shstk"] if INTEL else [])]
-# What the program lacks, the options that take it away, and what the check says.
+# The missing protection, the options that remove it, and the message of the check.
 ROWS = [
     ("nothing", [], None),
     ("position-independent code", ["-fno-PIE", "-no-pie"], "has no position-independent code"),

@@ -1,9 +1,9 @@
 """The commands that the documentation shows.
 
-Every command in a block of `sh`, and every command in the text that is between backticks, is either run here, with the
-installed programs and in a scratch home folder, or it is named below with the file that runs it or with the reason why no
-test runs it. A command that is in no list fails the test, and so does an entry here that no page shows. The text often
-names a command without its arguments; then some command that begins so must be in a list.
+This concerns every command in a block of `sh`, and every command between backticks in the text. Each is either run here,
+with the installed programs and a temporary home folder, or it is named below, with the file that runs it or with the
+reason why no test runs it. A command that is in no list fails the test. An entry that no page shows fails it too. The text
+often names a command without its arguments. Then a command with this beginning must be in a list.
 """
 import os
 import pathlib
@@ -81,7 +81,7 @@ ELSEWHERE = {
 }
 
 
-# What no test runs, and why.
+# The commands that no test runs, and why.
 BY_HAND = {
     "script/bench --micro --benchmark_filter=Failure": "measures, which tests on a busy machine cannot",
     "script/bench --micro --benchmark_filter=Hop": "measures",
@@ -122,7 +122,7 @@ def begins(command, start):
 
 
 def problems_of_lists():
-    """What is shown and in no list, and what is in a list and not as it says."""
+    """Commands that are shown but in no list, and entries that are not as they say."""
     known = {command for command, _ in RUN} | set(ELSEWHERE) | set(BY_HAND)
     commands, mentioned = shown()
     for command in sorted(commands - known):

@@ -409,7 +409,7 @@ TEST_F(MCPSocketClientTest, a_call_with_a_number_that_is_not_finite_is_not_sent)
 
 TEST_F(MCPSocketClientTest, a_call_that_is_cancelled_while_it_connects_is_neither_sent_nor_launched_for) {
     for (const bool isListening : {true, false}) {
-        SCOPED_TRACE(isListening ? "somebody listens" : "nobody listens");
+        SCOPED_TRACE(isListening ? "the application listens" : "the application does not listen");
         cancellation = std::make_shared<CallCancellation>();
         application.onConnect([this] { EXPECT_FALSE(cancellation->cancel()) << "the application need not be told"; });
         ScriptedPeer* peer = isListening ? &application.answers({answer}) : nullptr;

@@ -1,4 +1,4 @@
-// Memory that does not suffice for what a peer sends. The allocation fails, and with it one message.
+// A failed allocation for a peer's data must fail only one message.
 
 #include "kit/stdio/MCPLineBuffer.h"
 #include "kit/support/outOfMemory.h"
@@ -34,14 +34,14 @@ void* __wrap_realloc(void* memory, std::size_t size) {
 
 namespace vostel_mcp::scarcememory {
 
-// The library's function and what the tests put before it, by the names that the linker knows.
+// The library's function and the tests' wrapper around it, by their names for the linker.
 using Lines = std::vector<std::string>;
 Lines realAppend(VostelMCPKit::MCPLineBuffer* buffer, std::string_view bytes) asm(
     "__real__ZN12VostelMCPKit13MCPLineBuffer6appendB5cxx11ESt17basic_string_viewIcSt11char_traitsIcEE");
 Lines wrapAppend(VostelMCPKit::MCPLineBuffer* buffer, std::string_view bytes) asm(
     "__wrap__ZN12VostelMCPKit13MCPLineBuffer6appendB5cxx11ESt17basic_string_viewIcSt11char_traitsIcEE");
 
-/// The bytes for which a line has no room.
+/// The bytes at which the allocation for a line fails.
 std::string_view tooMuch;
 
 Lines wrapAppend(VostelMCPKit::MCPLineBuffer* buffer, std::string_view bytes) {
@@ -63,7 +63,7 @@ TEST(ScarceMemory, a_line_that_is_too_large_to_keep_is_dropped_and_its_rest_is_r
     const posix::FileDescriptor reading{ends[0]};
     {
         const posix::FileDescriptor writing{ends[1]};
-        // Each piece is what one read gives.
+        // Each piece is the result of one read.
         for (const std::string_view piece : {"first\nlo", "ng li", "ne\nlast\n"}) {
             ASSERT_EQ(::send(writing.get(), piece.data(), piece.size(), 0), static_cast<ssize_t>(piece.size()));
         }
@@ -100,13 +100,13 @@ TEST(ScarceMemory, a_request_that_is_too_large_to_write_fails_its_call) {
     EXPECT_EQ(peer.received(), "");
 }
 
-/// A server loop that gets lines, above an application that answers its one call.
+/// A server loop that gets lines, with an application that answers one call.
 struct Conversation : Forwarding {
     ManualExecutor mainThread;
     LineChannel lines;
     MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
 
-    /// What is written when the client sends `line` and then a ping. A call is answered with `pieces`.
+    /// The lines that are written when the client sends `line` and then a ping. A call is answered with `pieces`.
     Lines replies(const std::string& line, const std::vector<std::string>& pieces) {
         application.answers(pieces);
         spawn(handshake.serve(), mainThread);
@@ -122,8 +122,8 @@ struct Conversation : Forwarding {
     }
 };
 
-/// The replies to `line` without the progress before them, one for each large allocation that may fail on the way, and
-/// last the reply when none does. The server goes on after each of them.
+/// The replies to `line`, without progress: one for each large allocation that can fail, and as the last one the reply
+/// when none fails. The server must continue after each of them.
 Lines repliesWhenMemoryFails(const std::string& line, const std::vector<std::string>& pieces = {}) {
     Lines all;
     for (bool hasFailed = true; hasFailed;) {
@@ -167,7 +167,7 @@ TEST(ScarceMemory, whichever_large_allocation_of_a_call_fails_that_call_alone_sa
     EXPECT_TRUE(replies.back() == result);
     EXPECT_GT(std::ranges::count(replies, tooLargeMessage), 0);
     EXPECT_GT(std::ranges::count(replies, failure), 0);
-    EXPECT_GT(std::ranges::count(replies, result), 1) << "one of them lost its progress alone";
+    EXPECT_GT(std::ranges::count(replies, result), 1) << "one of them lost only its progress";
     for (const std::string& reply : replies) {
         EXPECT_TRUE(reply == result || reply == failure || reply == tooLargeMessage) << reply.substr(0, 200);
     }

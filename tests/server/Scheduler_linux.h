@@ -104,7 +104,7 @@ private:
         std::thread thread = {};
     };
 
-    /// A point at which more than one thread can go on.
+    /// A point at which more than one thread can continue.
     struct Choice {
         std::vector<std::size_t> enabled, asleep;
         /// The threads whose order makes a difference, as far as runs have shown.

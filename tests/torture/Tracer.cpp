@@ -73,8 +73,8 @@ void Tracer::runProgram(const Program& program) {
         dup2(from, to);
     }
     close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
-    // Without close_range, a launch makes one system call for each descriptor that there may be. Thousands of traced
-    // calls take seconds.
+    // Without close_range, a launch makes one system call for each possible descriptor. Thousands of traced calls take
+    // seconds.
     const rlimit descriptors{.rlim_cur = 64, .rlim_max = 256};
     setrlimit(RLIMIT_NOFILE, &descriptors);
     std::vector<char*> environment;

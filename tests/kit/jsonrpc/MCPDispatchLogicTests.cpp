@@ -188,7 +188,7 @@ TEST(MCPDispatchLogic, initialize_is_answered_in_the_revision_asked_for_when_tha
         {"null", R"({"protocolVersion":null})", "2025-06-18"},
         {"missing", "{}", "2025-06-18"},
         {"params are null", "null", "2025-06-18"},
-        {"params are no object", R"(["2024-11-05"])", "2025-06-18"},
+        {"params are not an object", R"(["2024-11-05"])", "2025-06-18"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(reply(R"({"id":1,"method":"initialize","params":)" + std::string{row.params} + "}"),

@@ -32,7 +32,7 @@ TEST(MCPLineBuffer, returns_the_lines_that_each_chunk_completes) {
         {"a line feed alone after a pending line", {"a", "\n", "\n"}, {{}, {"a"}, {""}}},
         {"a character cut between two chunks", {"\xC3", "\xA9\n"}, {{}, {"é"}}},
         {"ill-formed bytes drop their line alone", {"a\n\xFF\nb\n"}, {{"a", "b"}}},
-        {"an overlong line feed is no line feed", {"a\xC0\x8A\nb\n"}, {{"b"}}},
+        {"an overlong line feed does not end a line", {"a\xC0\x8A\nb\n"}, {{"b"}}},
         {"ill-formed bytes that came in an earlier chunk", {"a\xE2\x82", "z\nb\n"}, {{}, {"b"}}},
         {"a character cut by the line feed", {"\xE2\x82\n\xAC\nb\n"}, {{"b"}}},
         {"other line separators are characters",
