@@ -9,7 +9,7 @@ namespace posix::UnixSocket {
 
 using VostelMCPKit::PosixError;
 
-std::expected<FileDescriptor, PosixError> connect(const std::string& path, const std::function<void()>& waits) {
+std::expected<FileDescriptor, PosixError> connect(const std::string& path, const std::function<void()>& beforeWaiting) {
     const auto address = VostelMCPKit::MCPConnectLogic::socketAddress(path);
     if (!address) return std::unexpected(PosixError{ENAMETOOLONG});
     FileDescriptor descriptor{::socket(AF_UNIX, SOCK_STREAM, 0)};
@@ -20,13 +20,13 @@ std::expected<FileDescriptor, PosixError> connect(const std::string& path, const
     const auto succeeds = [&] {
         return ::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
     };
-    if (waits) {
+    if (beforeWaiting) {
         setNonBlocking(descriptor);
         const bool isConnected = succeeds();
         if (!isConnected && errno != EAGAIN) return std::unexpected(PosixError{errno});
         setBlocking(descriptor);
         if (isConnected) return descriptor;
-        waits();
+        beforeWaiting();
     }
     if (!succeeds()) return std::unexpected(PosixError{errno});
     return descriptor;

@@ -12,9 +12,9 @@
 namespace posix::UnixSocket {
 
 /// Connects to the socket at `path`. ENAMETOOLONG for a path beyond socketPathByteLimit. On some systems, connecting
-/// blocks while the listener's backlog is full. Before it blocks, it calls `waits` if there is one.
-[[nodiscard]] std::expected<FileDescriptor, VostelMCPKit::PosixError> connect(const std::string& path,
-                                                                              const std::function<void()>& waits = {});
+/// blocks while the listener's backlog is full. Before it blocks, it calls `beforeWaiting` if there is one.
+[[nodiscard]] std::expected<FileDescriptor, VostelMCPKit::PosixError>
+connect(const std::string& path, const std::function<void()>& beforeWaiting = {});
 
 /// Asks for socket buffers of 1 MiB in each direction. The default of macOS is 8 KiB, with which both processes would
 /// take turns a thousand times for a result of several MiB. Both ends need it; connect calls it for its end.

@@ -208,7 +208,7 @@ MCPSocketClient::MCPSocketClient(std::string socketPath, MCPAppLauncher launcher
     : socketPath_{std::move(socketPath)}, launcher_{std::move(launcher)}, system_{std::move(system)} {}
 
 Task<Outcome> MCPSocketClient::send(Call call, Progress progress, std::shared_ptr<CallCancellation> cancellation) {
-    auto socket = co_await connectOnce(/*holding=*/nullptr);
+    auto socket = co_await connectOnce(/*pending=*/nullptr);
     if (!socket) {
         if (!cancellation->mayLaunch()) co_return std::unexpected(failure(Cancelled{}));
         // Every reason for a failed connect has the same remedy: start the application.
@@ -226,18 +226,18 @@ Task<Outcome> MCPSocketClient::send(Call call, Progress progress, std::shared_pt
     co_return outcome;
 }
 
-Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce(PendingCancellations* holding) {
-    auto work = [this, holding]() -> Connected {
+Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce(PendingCancellations* pending) {
+    auto work = [this, pending]() -> Connected {
         bool isHeld = false;
-        std::function<void()> waits;
-        if (holding != nullptr) {
-            waits = [&] {
+        std::function<void()> beforeWaiting;
+        if (pending != nullptr) {
+            beforeWaiting = [&] {
                 isHeld = true;
-                holding->held();
+                pending->held();
             };
         }
-        auto socket = system_.connect(socketPath_, waits);
-        if (isHeld) holding->released();
+        auto socket = system_.connect(socketPath_, beforeWaiting);
+        if (isHeld) pending->released();
         if (!socket) return std::unexpected(failure(socket.error()));
         return *std::move(socket);
     };

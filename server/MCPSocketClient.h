@@ -71,9 +71,9 @@ public:
 
     /// The system functions that the client uses. A test passes its own.
     struct System {
-        /// Calls `waits`, if there is one, before it waits for the application to accept.
+        /// Calls `beforeWaiting`, if there is one, before it waits for the application to accept.
         std::function<std::expected<posix::FileDescriptor, VostelMCPKit::PosixError>(
-            const std::string& path, const std::function<void()>& waits)>
+            const std::string& path, const std::function<void()>& beforeWaiting)>
             connect;
         posix::ThreadStarter startThread;
         std::function<std::chrono::steady_clock::time_point()> now;
@@ -98,7 +98,7 @@ private:
 
     MCPSocketClient(std::string socketPath, MCPAppLauncher launcher, System system);
 
-    VostelMCPKit::Task<Connected> connectOnce(PendingCancellations* holding);
+    VostelMCPKit::Task<Connected> connectOnce(PendingCancellations* pending);
     VostelMCPKit::Task<Connected> launchAndWait();
     Connected waitForSocket() const;
 

@@ -13,7 +13,7 @@
 
 namespace VostelMCPKit {
 
-/// One piece of what the model reads.
+/// One part of the result. The model reads all parts.
 struct MCPContentBlock {
     /// Always "text" in what rendering() returns.
     std::string type = "text";

@@ -1,6 +1,6 @@
 // The state of an action that the user must confirm, and what the model is told about it.
 //
-// The application stores the requests. These functions only judge one; they are thread-safe and keep no state.
+// The application stores the requests. These functions only evaluate one. They are thread-safe and keep no state.
 //
 //     const auto status = MCPConfirmationLogic::status(storedRequest, std::chrono::system_clock::now());
 //     if (status == MCPConfirmationLogic::Status::pending) return MCPToolOutcome::awaitingConfirmation(id, summary);

@@ -56,7 +56,7 @@ struct MCPToolOutcome {
 
     /// Nothing has happened yet: the user is asked first.
     struct AwaitingConfirmation {
-        /// The id of the request, which MCPConfirmationLogic judges.
+        /// The id of the request, which MCPConfirmationLogic evaluates.
         UUID id;
         /// What the user is asked to allow.
         std::string summary;

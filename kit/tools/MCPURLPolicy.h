@@ -65,15 +65,15 @@ struct Decision {
 /// Returns all addresses of a host as numeric strings; empty when there are none.
 using Resolver = std::function<std::vector<std::string>(const std::string& host)>;
 
-/// Judges `url` by its scheme, its host and the host's addresses. User name, password, port, path, query and fragment
-/// have no influence.
+/// Evaluates `url` by its scheme, its host and the host's addresses. User name, password, port, path, query and
+/// fragment have no influence.
 ///
 /// Asks `resolve` at most once, and only for a host of the video service. Blocks as long as `resolve` does; the
 /// system's resolver, which is the default, may take seconds. An empty function resolves nothing. Thread-safe if
 /// `resolve` is.
 [[nodiscard]] Decision evaluate(std::string_view url, const Resolver& resolve = resolveBySystem);
 
-/// Without a resolver nothing can be judged.
+/// Deleted, because no link can be allowed without a resolver.
 Decision evaluate(std::string_view url, std::nullptr_t) = delete;
 
 // Not a complete guard against addresses that are not public: these two know the ranges below and no others. A program

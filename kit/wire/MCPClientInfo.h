@@ -12,7 +12,7 @@ namespace VostelMCPKit {
 struct MCPClientInfo {
     /// For programs and logs; not meant for users.
     std::string name;
-    /// Absent when the client did not tell.
+    /// Absent when the client did not send one.
     std::optional<std::string> version;
 
     static void codingKeys(auto& self, auto& key) {

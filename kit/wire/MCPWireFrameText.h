@@ -22,7 +22,7 @@ struct MCPWireInboundFailure {
     bool operator==(const MCPWireInboundFailure&) const = default;
 };
 
-/// For the application. The version is judged before the rest of the request is decoded, because another version may
+/// For the application. Checks the version before it decodes the rest of the request, because another version may
 /// give a request another shape. Deliberate: a cancellation of another version is not refused for its version, because
 /// nothing can answer it. The frame shares nothing with `payload`.
 [[nodiscard]] std::expected<MCPWireInboundFrame, MCPWireInboundFailure> readInboundFrame(std::string_view payload);

@@ -184,7 +184,7 @@ std::size_t ServerProcess::residentKiB() const {
         std::size_t kibibytes = 0;
         if (word == "VmRSS:" && status >> kibibytes) return kibibytes;
     }
-    ADD_FAILURE() << "the system does not tell the memory of process " << processID();
+    ADD_FAILURE() << "the system does not report the memory of process " << processID();
     return 0;
 }
 

@@ -36,8 +36,8 @@ public:
 
     /// Replaces the system's connect. After the end of the script, every attempt fails.
     [[nodiscard]] auto connector() {
-        return [this](const std::string& path, const std::function<void()>& waits) {
-            if (waits && isFull_) waits();
+        return [this](const std::string& path, const std::function<void()>& beforeWaiting) {
+            if (beforeWaiting && isFull_) beforeWaiting();
             if (onConnect_) onConnect_();
             return connect(path);
         };

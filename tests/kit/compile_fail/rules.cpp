@@ -39,7 +39,7 @@ void viewsOfTemporaries(const Bytes& bytes) {
     std::ignore = MCPWireFraming::extractFrame("HTTP");
 }
 
-// Nothing can be judged without a resolver, and calling an empty function would throw.
+// No link can be evaluated without a resolver, and calling an empty function would throw.
 void resolvers(const MCPURLPolicy::Resolver& resolver) {
     std::ignore = MCPURLPolicy::evaluate("https://youtu.be/a", nullptr); // error: deleted
     std::ignore = MCPURLPolicy::evaluate("https://youtu.be/a", resolver);
