@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <expected>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -36,11 +35,9 @@ public:
     /// Waits until the output takes bytes and returns how many it takes without waiting, at least one.
     using WaitForRoom = std::function<std::size_t()>;
 
-    /// `executor` runs one continuation at a time and outlives the writer. By default the output takes any number of
-    /// bytes.
-    MCPStdoutWriter(
-        Executor& executor, AttemptWrite attemptWrite,
-        WaitForRoom waitForRoom = [] { return std::numeric_limits<std::size_t>::max(); })
+    /// `executor` runs one continuation at a time and outlives the writer. Without `waitForRoom` the output takes any
+    /// number of bytes. An empty `attemptWrite` writes nothing, so that every send of some bytes fails with noProgress.
+    MCPStdoutWriter(Executor& executor, AttemptWrite attemptWrite, WaitForRoom waitForRoom = {})
         : Actor{executor}, attemptWrite_{std::move(attemptWrite)}, waitForRoom_{std::move(waitForRoom)} {}
 
     /// Returns when every byte is out, or with the first failure; no other send begins before that. What was written

@@ -213,6 +213,20 @@ TEST(MCPStdoutWriter, a_failure_ends_lines_with_a_gate) {
     }
 }
 
+TEST(MCPStdoutWriter, without_functions_nothing_is_written_and_nothing_throws) {
+    ManualExecutor executor;
+    MCPStdoutWriter unable{executor, nullptr};
+    EXPECT_EQ(executor.run(unable.send(Bytes{"a\n"})), Sent{std::unexpected(MCPStdioError::noProgress)});
+    EXPECT_EQ(executor.run(unable.send(Bytes{"a\n"}, std::make_shared<LineGate>())),
+              Sent{std::unexpected(MCPStdioError::noProgress)});
+
+    FakeOutput output;
+    MCPStdoutWriter writer{executor, output.attemptWrite(), nullptr};
+    EXPECT_EQ(executor.run(writer.send(Bytes{"a\nb\n"}, std::make_shared<LineGate>())), Sent{});
+    EXPECT_EQ(output.written, "a\nb\n");
+    EXPECT_EQ(output.offered, std::vector<std::size_t>{4});
+}
+
 Task<void> sendAll(MCPStdoutWriter* writer, std::vector<std::string> messages) {
     for (const std::string& message : messages) {
         Bytes bytes{message};
