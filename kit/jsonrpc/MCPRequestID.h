@@ -3,6 +3,7 @@
 
 #include "kit/jsonrpc/Codec.h"
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -20,9 +21,9 @@ struct MCPRequestID {
     /// Exactly a std::string.
     template <std::same_as<std::string> String>
     MCPRequestID(String string) : is{std::move(string)} {}
-    /// A literal. A pointer is refused, because it might be null.
+    /// A literal, or an array of characters up to its first NUL. A pointer is refused, because it might be null.
     template <std::size_t size>
-    MCPRequestID(const char (&literal)[size]) : is{std::string{literal}} {}
+    MCPRequestID(const char (&literal)[size]) : is{std::string{literal, std::find(literal, literal + size, '\0')}} {}
     /// Booleans, characters and unsigned integers are refused, because the conversion could change their value.
     template <MCPInteger Integer>
         requires std::signed_integral<Integer>

@@ -61,6 +61,13 @@ TEST(MCPRequestID, is_written_in_its_own_type) {
     EXPECT_EQ(written(MCPRequestID{std::numeric_limits<std::int64_t>::min()}), "-9223372036854775808");
 }
 
+TEST(MCPRequestID, an_array_of_characters_is_read_up_to_its_first_NUL_or_its_end) {
+    const char full[2] = {'i', 'd'};
+    const char ended[8] = "id";
+    EXPECT_EQ(MCPRequestID{full}.text(), "id");
+    EXPECT_EQ(MCPRequestID{ended}.text(), "id");
+}
+
 TEST(MCPRequestID, a_number_never_equals_a_string_but_shares_its_text) {
     EXPECT_NE(MCPRequestID{7}, MCPRequestID{"7"});
     EXPECT_NE(MCPRequestID{7}, MCPRequestID{8});
