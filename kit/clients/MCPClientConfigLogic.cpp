@@ -21,8 +21,9 @@ std::string replacing(std::string_view text, std::string_view what, std::string_
     return out;
 }
 
+/// A TOML file is UTF-8, whatever a path contains.
 std::string basicString(std::string_view text) {
-    return '"' + replacing(replacing(text, R"(\)", R"(\\)"), R"(")", R"(\")") + '"';
+    return '"' + replacing(replacing(repairedUTF8(text), R"(\)", R"(\\)"), R"(")", R"(\")") + '"';
 }
 
 /// The text inside the quotes of `text`; absent when it is not quoted at both ends.

@@ -93,7 +93,7 @@ struct CodexTable {
 
 // For an application that shows the user what to paste. The reference application edits the files itself.
 
-/// claudeCodeEntry under its key, as JSON on one line without a line break.
+/// claudeCodeEntry as JSON on one line, without a line break. The key is not a part of it.
 [[nodiscard]] std::string claudeCodeSnippetText(const MCPClientEntry& entry);
 /// claudeDesktopManifest as JSON on one line without a line break.
 [[nodiscard]] std::string claudeDesktopManifestText(const MCPClientEntry& entry);

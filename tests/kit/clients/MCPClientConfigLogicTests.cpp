@@ -102,6 +102,14 @@ TEST(MCPClientConfigLogic, each_client_gets_its_text) {
 command = "/opt/a \"b\" \\c/vostel-mcp"
 args = ["--x", "say \"hi\\\"", ""]
 )"},
+        {"Codex, bytes that are not UTF-8",
+         MCPClientKind::codex,
+         {"/a\xFF", {"\xC3("}},
+         "[mcp_servers.vostel]\ncommand = \"/a\uFFFD\"\nargs = [\"\uFFFD(\"]\n"},
+        {"Claude Code, bytes that are not UTF-8",
+         MCPClientKind::claudeCode,
+         {"/a\xFF", {"\xC3("}},
+         "{\"args\":[\"\uFFFD(\"],\"command\":\"/a\uFFFD\",\"type\":\"stdio\"}"},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) { EXPECT_EQ(snippetText(row.kind, row.entry), row.expected); });
     EXPECT_EQ(claudeCodeSnippetText(needsEscapes), snippetText(MCPClientKind::claudeCode, needsEscapes));
