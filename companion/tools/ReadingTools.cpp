@@ -59,7 +59,7 @@ MCPToolOutcome pageOutcome(const std::expected<Page<Stored>, DatabaseError>& pag
     if (!page) return MCPToolOutcome::failed(page.error().description());
     return fittingOutcome(page->entries.size(), [&](std::size_t count) {
         std::string text = pageHeading(count, page->totalCount, things);
-        typename Signature::Result result{{}, static_cast<std::int64_t>(count), page->totalCount};
+        typename Signature::Result result{{}, count, page->totalCount};
         for (const Stored& stored : std::span{page->entries}.first(count)) {
             result.entries.push_back(entryOf(stored));
             text += "\n\n" + linesOf(stored);

@@ -32,7 +32,7 @@ struct ListArguments {
 template <class Entry>
 struct ListResult {
     std::vector<Entry> entries;
-    std::int64_t returnedCount = 0;
+    std::size_t returnedCount = 0;
     /// Before the limit was applied.
     std::int64_t totalCount = 0;
 

@@ -33,16 +33,9 @@ std::string lineOf(const MCPValue& value) {
     return std::string{text.text()} + "\n";
 }
 
-MCPValue number(std::size_t value) { return static_cast<std::int64_t>(value); }
-
 std::optional<std::size_t> sizeIn(const MCPValue& value, const char* key) {
     const auto found = value.integer(key);
     return found && *found >= 0 ? std::optional{static_cast<std::size_t>(*found)} : std::nullopt;
-}
-
-std::optional<double> real(const MCPValue& value) {
-    if (const auto integer = value.asInt()) return static_cast<double>(*integer);
-    return value.asDouble();
 }
 
 std::optional<std::vector<TranscriptSegment>> wordsIn(const MCPValue& line) {
@@ -53,8 +46,8 @@ std::optional<std::vector<TranscriptSegment>> wordsIn(const MCPValue& line) {
         const auto fields = entry.asArray();
         if (!fields || fields->size() != 3) return std::nullopt;
         const auto text = (*fields)[0].asString();
-        const auto start = real((*fields)[1]);
-        const auto end = real((*fields)[2]);
+        const auto start = (*fields)[1].asDouble();
+        const auto end = (*fields)[2].asDouble();
         if (!text || !start || !end) return std::nullopt;
         words.push_back(
             {std::string{*text}, std::chrono::duration<double>{*start}, std::chrono::duration<double>{*end}});
@@ -112,8 +105,8 @@ void RecognitionCache::Recording::add(const Utterance& utterance, const std::vec
     for (const TranscriptSegment& word : words) {
         list.push_back(MCPValue::array({word.text, word.startTime.count(), word.endTime.count()}));
     }
-    append(lineOf(MCPValue::object({{"start", number(utterance.start)},
-                                    {"size", number(utterance.samples.size())},
+    append(lineOf(MCPValue::object({{"start", utterance.start},
+                                    {"size", utterance.samples.size()},
                                     {"words", MCPValue::array(std::move(list))}})));
     utterances_[{utterance.start, utterance.samples.size()}] = words;
 }
@@ -125,8 +118,7 @@ Transcript RecognitionCache::Recording::transcript() const {
 }
 
 void RecognitionCache::Recording::finish(const Whole& whole) {
-    append(lineOf(MCPValue::object(
-        {{"samples", number(whole.samples)}, {"track", number(whole.track)}, {"tracks", number(whole.tracks)}})));
+    append(lineOf(MCPValue::object({{"samples", whole.samples}, {"track", whole.track}, {"tracks", whole.tracks}})));
     whole_ = whole;
 }
 

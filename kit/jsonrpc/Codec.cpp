@@ -19,11 +19,6 @@ std::expected<bool, DecodingError> Codec<bool>::decode(const MCPValue& value) {
     return typeMismatch("a boolean");
 }
 
-std::expected<std::int64_t, DecodingError> Codec<std::int64_t>::decode(const MCPValue& value) {
-    if (const auto content = value.asInt()) return *content;
-    return typeMismatch("an integer");
-}
-
 std::expected<double, DecodingError> Codec<double>::decode(const MCPValue& value) {
     if (const auto content = value.asDouble()) return *content;
     return typeMismatch("a number");

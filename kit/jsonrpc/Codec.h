@@ -26,6 +26,7 @@
 
 #include <concepts>
 #include <expected>
+#include <limits>
 #include <string>
 #include <utility>
 #include <variant>
@@ -55,8 +56,8 @@ template <class T>
 }
 
 /// The failure to return from a Codec. `expected` has its article: "a string".
-[[nodiscard]] inline std::unexpected<DecodingError> typeMismatch(const char* expected) {
-    return std::unexpected(DecodingError{DecodingError::TypeMismatch{expected}});
+[[nodiscard]] inline std::unexpected<DecodingError> typeMismatch(std::string expected) {
+    return std::unexpected(DecodingError{DecodingError::TypeMismatch{std::move(expected)}});
 }
 
 /// Any JSON.
@@ -72,10 +73,18 @@ struct Codec<bool> {
     static std::expected<bool, DecodingError> decode(const MCPValue& value);
 };
 
-template <>
-struct Codec<std::int64_t> {
-    static MCPValue encode(std::int64_t value) { return value; }
-    static std::expected<std::int64_t, DecodingError> decode(const MCPValue& value);
+/// Fails for an integer that the type cannot hold.
+template <MCPInteger Integer>
+struct Codec<Integer> {
+    static MCPValue encode(Integer value) { return value; }
+    static std::expected<Integer, DecodingError> decode(const MCPValue& value) {
+        const auto content = value.asInt();
+        if (!content) return typeMismatch("an integer");
+        if (std::in_range<Integer>(*content)) return static_cast<Integer>(*content);
+        using Limits = std::numeric_limits<Integer>;
+        return typeMismatch("an integer from " + std::to_string(Limits::min()) + " to " +
+                            std::to_string(Limits::max()));
+    }
 };
 
 template <>
@@ -118,6 +127,7 @@ class KeyReader final {
 public:
     /// `object` outlives the reader. A value of another kind fails at once.
     explicit KeyReader(const MCPValue& object);
+    explicit KeyReader(const MCPValue&&) = delete;
 
     /// Required.
     template <class T>

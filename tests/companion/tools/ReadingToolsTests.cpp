@@ -94,7 +94,7 @@ TEST(HistoryList, leaves_out_the_oldest_when_the_result_would_be_too_large) {
     const auto entries = structured["entries"]->asArray().value();
     EXPECT_GE(entries.size(), 7U);
     EXPECT_LT(entries.size(), 11U);
-    EXPECT_EQ(*structured["returnedCount"], MCPValue{static_cast<std::int64_t>(entries.size())});
+    EXPECT_EQ(*structured["returnedCount"], MCPValue{entries.size()});
     EXPECT_EQ(*structured["totalCount"], MCPValue{12});
     EXPECT_EQ(*entries[0]["date"], MCPValue{"2026-08-30T12:00:11.000Z"});
     EXPECT_TRUE(entries[0]["text"]->asString()->ends_with(

@@ -31,8 +31,8 @@ template <>
 struct Schema<double> {
     static MCPValue value() { return typed("number"); }
 };
-template <>
-struct Schema<std::int64_t> {
+template <VostelMCPKit::MCPInteger Integer>
+struct Schema<Integer> {
     static MCPValue value() { return typed("integer"); }
 };
 template <>

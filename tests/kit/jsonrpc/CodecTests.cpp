@@ -93,6 +93,20 @@ TEST(Codec, reads_only_scalars_of_the_right_type) {
     EXPECT_EQ(decoded<std::vector<bool>>("[1]"), failed<std::vector<bool>>(Error::TypeMismatch{"a boolean"}, "[0]"));
 }
 
+TEST(Codec, an_integer_of_any_type_is_read_if_the_type_can_hold_it) {
+    EXPECT_EQ(decoded<int>("-2147483648"), std::numeric_limits<int>::min());
+    EXPECT_EQ(decoded<std::size_t>("9223372036854775807"), std::size_t{9'223'372'036'854'775'807U});
+    EXPECT_EQ(decoded<std::uint8_t>("255"), std::uint8_t{255});
+    EXPECT_EQ(decoded<std::uint8_t>("256"), failed<std::uint8_t>(Error::TypeMismatch{"an integer from 0 to 255"}));
+    EXPECT_EQ(decoded<std::int8_t>("-129"), failed<std::int8_t>(Error::TypeMismatch{"an integer from -128 to 127"}));
+    EXPECT_EQ(decoded<unsigned>("-1"), failed<unsigned>(Error::TypeMismatch{"an integer from 0 to 4294967295"}));
+    EXPECT_EQ(decoded<unsigned>("1.5"), failed<unsigned>(Error::TypeMismatch{"an integer"}));
+
+    EXPECT_EQ(written(std::vector<std::size_t>{0, 7}), "[0,7]");
+    Bytes text;
+    EXPECT_FALSE(writeJSON(std::vector{std::numeric_limits<std::uint64_t>::max()}, text)) << "beyond 64 signed bits";
+}
+
 TEST(Codec, writes_and_reads_every_key_of_a_record) {
     struct Row {
         const char* when;
