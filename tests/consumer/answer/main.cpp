@@ -28,12 +28,8 @@ int main(int count, char** arguments) {
     }
     std::signal(SIGPIPE, SIG_IGN); // vostel-mcp may leave before it has read the answer
     for (int connection; (connection = accept(listener, nullptr, nullptr)) >= 0; close(connection)) {
-        MCPWireFrameBuffer received;
-        std::optional<Bytes> answer;
-        for (ssize_t length; !answer && (length = read(connection, received.room(4096), 4096)) > 0;) {
-            received.grow(static_cast<std::size_t>(length));
-            answer = MCPWireAnswer::serve(received, run);
-        }
-        if (answer && write(connection, answer->data(), answer->size()) < 0) std::perror("write");
+        const auto receive = [&](char* room, std::size_t size) { return read(connection, room, size); };
+        const Bytes answer = MCPWireAnswer::serve(receive, run);
+        if (write(connection, answer.data(), answer.size()) < 0) std::perror("write");
     }
 }

@@ -4,7 +4,8 @@
 #include "tests/support/JSON.h"
 #include "tests/support/Table.h"
 
-#include <cstring>
+#include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -33,9 +34,14 @@ std::string failedAnswer(const std::string& text) {
     return responseWith(R"({"content":[{"text":")" + text + R"(","type":"text"}],"isError":true})");
 }
 
-void receive(MCPWireFrameBuffer& buffer, const Bytes& bytes) {
-    std::memcpy(buffer.room(bytes.size()), bytes.data(), bytes.size());
-    buffer.grow(bytes.size());
+/// A connection that brings `bytes`, at most `atOnce` at a time, and then ends.
+auto connectionWith(std::string_view bytes, std::size_t atOnce) {
+    return [rest = bytes, atOnce](char* room, std::size_t size) mutable {
+        const std::string_view next = rest.substr(0, std::min(atOnce, size));
+        std::ranges::copy(next, room);
+        rest.remove_prefix(next.size());
+        return static_cast<std::ptrdiff_t>(next.size());
+    };
 }
 
 MCPToolOutcome runNothing(const MCPWireRequest&) { return MCPToolOutcome::failed("nothing"); }
@@ -87,16 +93,13 @@ TEST(MCPWireAnswer, one_call_is_served_when_its_frame_is_complete) {
         EXPECT_EQ(received, request);
         return MCPToolOutcome::failed("No model is installed.");
     };
-    MCPWireFrameBuffer buffer;
-    for (const char byte : bytes->text()) {
-        EXPECT_FALSE(MCPWireAnswer::serve(buffer, run));
-        *buffer.room(1) = byte;
-        buffer.grow(1);
+    for (const std::size_t atOnce : {1U, 7U, 1'000'000U}) {
+        SCOPED_TRACE(atOnce);
+        calls = 0;
+        const Bytes answer = MCPWireAnswer::serve(connectionWith(bytes->text(), atOnce), run);
+        EXPECT_EQ(payloadOf(answer), failedAnswer("No model is installed."));
+        EXPECT_EQ(calls, 1);
     }
-    const auto answer = MCPWireAnswer::serve(buffer, run);
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(payloadOf(*answer), failedAnswer("No model is installed."));
-    EXPECT_EQ(calls, 1);
 }
 
 TEST(MCPWireAnswer, only_a_call_of_this_version_is_run) {
@@ -113,20 +116,24 @@ TEST(MCPWireAnswer, only_a_call_of_this_version_is_run) {
          R"("requestID":""}})"},
         {"a cancellation",
          MCPWireFraming::encode(R"({"kind":"cancellation","payload":{"protocolVersion":4,"requestID":"7"}})"), ""},
+        {"nothing", Bytes{}, ""},
+        {"a part of a frame", Bytes{std::string_view{"\0\0\0\2{", 5}}, ""},
         {"not JSON", MCPWireFraming::encode("{"), ""},
         {"not a frame", MCPWireFraming::encode("{}"), ""},
     };
     vostel_tests::forEachRow(rows, [](const Row& row) {
-        MCPWireFrameBuffer buffer;
-        receive(buffer, row.received);
-        const auto answer = MCPWireAnswer::serve(buffer, runNothing);
-        ASSERT_TRUE(answer);
+        const Bytes answer = MCPWireAnswer::serve(connectionWith(row.received.text(), 3), runNothing);
         if (row.expected.empty()) {
-            EXPECT_TRUE(answer->empty());
+            EXPECT_TRUE(answer.empty());
         } else {
-            EXPECT_EQ(payloadOf(*answer), row.expected);
+            EXPECT_EQ(payloadOf(answer), row.expected);
         }
     });
+}
+
+TEST(MCPWireAnswer, a_connection_that_fails_gets_no_answer) {
+    const auto failing = [](char*, std::size_t) { return std::ptrdiff_t{-1}; };
+    EXPECT_TRUE(MCPWireAnswer::serve(failing, runNothing).empty());
 }
 
 } // namespace
