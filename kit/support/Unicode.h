@@ -2,6 +2,8 @@
 // utf8proc. All functions are thread-safe.
 #pragma once
 
+#include "kit/support/TemporaryString.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,8 +29,9 @@ namespace VostelMCPKit {
 void appendUTF8(char32_t codePoint, std::string& out);
 
 /// `text` (UTF-8) without the white space and line breaks at both ends: every code point of the separator categories
-/// (Zs, Zl, Zp), the controls from tab to carriage return, and the next-line control U+0085.
+/// (Zs, Zl, Zp), the controls from tab to carriage return, and the next-line control U+0085. Lives as long as `text`.
 [[nodiscard]] std::string_view trimmed(std::string_view text);
+void trimmed(TemporaryString auto&& text) = delete;
 
 /// Removes the first code point from `text` (UTF-8, not empty) and returns it with its letter case folded (simple
 /// folding, to one code point). A byte that is not UTF-8 is returned as it is.

@@ -31,7 +31,7 @@ void MCPProgressReports::add(const MCPWireProgressText& report) {
 
 void MCPProgressReports::add(const MCPWireProgress& report) {
     Bytes fraction;
-    std::ignore = writeJSON(MCPValue{report.fraction}, fraction);
+    if (!writeJSON(MCPValue{report.fraction}, fraction)) return;
     Bytes message;
     if (report.message) std::ignore = writeJSON(MCPValue{*report.message}, message);
     const auto messageText = report.message ? std::optional{message.text()} : std::nullopt;

@@ -24,11 +24,13 @@ public:
     explicit MCPProgressReports(std::string requestID) : requestID_{std::move(requestID)} {}
 
     /// The wire id of the call.
-    [[nodiscard]] const std::string& requestID() const { return requestID_; }
+    [[nodiscard]] const std::string& requestID() const& { return requestID_; }
+    void requestID() const&& = delete;
 
     /// Adds a report of this call.
     void add(const MCPWireProgressText& report);
-    /// The same for a report that was decoded, because canonicalProgress could not take its text.
+    /// The same for a report that was decoded, because canonicalProgress could not take its text. A report whose
+    /// fraction is not finite is left out: no JSON text holds such a number.
     void add(const MCPWireProgress& report);
 
     /// One line for each report, as appendLine writes it. `notification` is a progress notification of the call without

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "kit/support/Bytes.h"
+#include "kit/support/TemporaryString.h"
 #include "kit/wire/MCPWireFrames.h"
 
 #include <expected>
@@ -30,7 +31,7 @@ struct MCPWireInboundFailure {
 /// For vostel-mcp. The result equals that of readJSON and decode. The frame shares nothing with `payload`.
 [[nodiscard]] std::expected<MCPWireOutboundFrame, DecodingError> readOutboundFrame(std::string_view payload);
 
-/// The parts of a progress report as they are in its payload.
+/// The parts of a progress report as they are in its payload, whose memory they share.
 struct MCPWireProgressText {
     /// A number.
     std::string_view fraction;
@@ -46,10 +47,12 @@ struct MCPWireProgressText {
 /// the payload in the same way. Absent for every other payload, valid or not, and for a report whose message has
 /// escapes or whose fraction has an unusual form.
 [[nodiscard]] std::optional<MCPWireProgressText> canonicalProgress(std::string_view payload);
+void canonicalProgress(TemporaryString auto&& payload) = delete;
 
 /// For vostel-mcp, which forwards results without decoding them. The text of a response's result, a part of `payload`,
 /// if our own encoder would write the payload in the same way. Absent for every other payload, valid or not.
 [[nodiscard]] std::optional<std::string_view> canonicalResult(std::string_view payload);
+void canonicalResult(TemporaryString auto&& payload) = delete;
 
 /// For vostel-mcp, too. The text of a response's result as our own encoder writes it, whatever the form of `payload`.
 /// Takes as much memory as the text; an MCPValue can take twenty times as much. Absent for a payload that is not a

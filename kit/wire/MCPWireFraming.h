@@ -9,15 +9,14 @@
 
 #include "kit/jsonrpc/JSONWriter.h"
 #include "kit/support/Bytes.h"
+#include "kit/support/TemporaryString.h"
 #include "kit/wire/MCPWireFrames.h"
 
-#include <concepts>
 #include <cstdint>
 #include <expected>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 namespace VostelMCPKit::MCPWireFraming {
 
@@ -54,10 +53,7 @@ struct Frame {
 /// length above maxFrameLength fails as soon as the header is complete, before the payload has come.
 [[nodiscard]] std::expected<std::optional<Frame>, MCPWireError> extractFrame(std::string_view buffer);
 
-/// The views would dangle at once.
-template <class Buffer>
-    requires std::same_as<std::remove_const_t<Buffer>, std::string>
-void extractFrame(Buffer&& temporary) = delete;
+void extractFrame(TemporaryString auto&& buffer) = delete;
 
 /// Writes the four bytes of the header to `destination`, for a payload of `length` bytes. A length beyond 32 bits is a
 /// programming error and ends the process.

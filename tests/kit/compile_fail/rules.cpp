@@ -1,9 +1,11 @@
 // The rules for frames, links, results and configurations.
 #include "kit/clients/MCPClientConfigLogic.h"
 #include "kit/connect/MCPConnectLogic.h"
+#include "kit/support/Unicode.h"
 #include "kit/tools/MCPOutputLimit.h"
 #include "kit/tools/MCPSchema.h"
 #include "kit/tools/MCPURLPolicy.h"
+#include "kit/wire/MCPProgressReports.h"
 #include "kit/wire/MCPWireFrameBuffer.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
@@ -15,6 +17,7 @@ namespace VostelMCPKit {
 std::string receive();
 Bytes makeBytes();
 MCPWireFrameBuffer makeBuffer();
+MCPProgressReports makeReports();
 
 // The payload and the remainder would be views of freed memory.
 void viewsOfTemporaries(const Bytes& bytes) {
@@ -31,12 +34,20 @@ void viewsOfTemporaries(const Bytes& bytes) {
     std::ignore = makeBuffer().room(1);                              // error: qualifiers|not viable|passing
     std::ignore = makeBuffer().next();                               // error: qualifiers|not viable|passing
 
+    std::ignore = canonicalProgress(receive()); // error: deleted
+    std::ignore = canonicalResult(receive());   // error: deleted
+    std::ignore = trimmed(receive());           // error: deleted
+    std::ignore = makeReports().requestID();    // error: deleted
+
     std::string received = receive();
     MCPWireFrameBuffer buffer = makeBuffer();
     std::ignore = buffer.next();
     std::ignore = MCPWireFraming::extractFrame(received);
     std::ignore = MCPWireFraming::extractFrame(bytes.text());
     std::ignore = MCPWireFraming::extractFrame("HTTP");
+    std::ignore = canonicalProgress(received);
+    std::ignore = canonicalResult(bytes.text());
+    std::ignore = trimmed(std::string_view{received}.substr(1));
 }
 
 // No link can be evaluated without a resolver, and calling an empty function would throw.

@@ -1,4 +1,5 @@
 // JSON values and records.
+#include "kit/jsonrpc/Codec.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/MCPRequestID.h"
 #include "kit/jsonrpc/MCPValue.h"
@@ -22,6 +23,7 @@ void viewsOfTemporaries(const MCPValue& value) {
     for (const auto& member : *makeValue().asObject()) std::ignore = member; // error: deleted
     std::ignore = orNull(makeParams());                                      // error: deleted
     std::ignore = orNull(value);                                             // error: deleted
+    std::ignore = KeyReader{makeValue()};                                    // error: deleted
 
     std::ignore = makeMember().key();             // error: deleted
     std::ignore = makeValue().elements().begin(); // error: deleted
@@ -29,6 +31,7 @@ void viewsOfTemporaries(const MCPValue& value) {
     std::ignore = makeValue().members()[0].key(); // error: deleted
     std::ignore = &makeValue().elements()[0];     // error: address of
 
+    std::ignore = KeyReader{value};
     std::ignore = value.asString();
     const MCPValue& copied = makeValue().elements()[0];
     std::ignore = copied.asString();

@@ -104,11 +104,13 @@ TEST(Unicode, white_space_of_every_kind_is_trimmed_from_both_ends) {
     for (const char32_t codePoint : whiteSpace) {
         const std::string space = utf8(codePoint);
         EXPECT_EQ(trimmed(space), "") << static_cast<unsigned>(codePoint);
-        EXPECT_EQ(trimmed(space + "a" + space + "b" + space), "a" + space + "b") << static_cast<unsigned>(codePoint);
+        const std::string around = space + "a" + space + "b" + space;
+        EXPECT_EQ(trimmed(around), "a" + space + "b") << static_cast<unsigned>(codePoint);
         all += space;
     }
     EXPECT_EQ(trimmed(all), "");
-    EXPECT_EQ(trimmed(all + "€" + all), "€");
+    const std::string around = all + "€" + all;
+    EXPECT_EQ(trimmed(around), "€");
 }
 
 TEST(Unicode, only_white_space_is_trimmed) {
@@ -134,7 +136,8 @@ TEST(Unicode, only_white_space_is_trimmed) {
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         EXPECT_EQ(trimmed(row.text), row.text);
-        EXPECT_EQ(trimmed(" \t" + row.text + "\r\n"), row.text);
+        const std::string around = " \t" + row.text + "\r\n";
+        EXPECT_EQ(trimmed(around), row.text);
     });
 }
 

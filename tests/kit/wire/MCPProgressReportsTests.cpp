@@ -5,6 +5,7 @@
 #include "tests/support/Table.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <random>
 #include <string>
 #include <variant>
@@ -88,6 +89,16 @@ TEST(MCPProgressReports, the_lines_come_in_the_order_of_the_reports) {
     };
     EXPECT_EQ(linesOf(reports, registry), line(R"("message":"a","progress":0.25)") + line(R"("progress":0.5)") +
                                               line(R"("message":"b","progress":0.75)"));
+}
+
+TEST(MCPProgressReports, a_report_without_a_finite_fraction_has_no_line) {
+    const auto registry = registryWith("7");
+    MCPProgressReports reports{wireID};
+    reports.add(MCPWireProgress{wireID, 0.25, {}});
+    const std::string before = linesOf(reports, registry);
+    reports.add(MCPWireProgress{wireID, std::numeric_limits<double>::quiet_NaN(), {}});
+    reports.add(MCPWireProgress{wireID, std::numeric_limits<double>::infinity(), "m"});
+    EXPECT_EQ(linesOf(reports, registry), before);
 }
 
 TEST(MCPProgressReports, a_report_relayed_as_text_has_the_line_of_its_notification_whichever_byte_is_changed) {
