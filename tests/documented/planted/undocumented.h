@@ -9,6 +9,13 @@ struct Record {    // named
     int field = 0; // named
     /// Documented.
     int other = 0;
+    /// Documented, unlike the next one.
+    static constexpr int least = 0;
+    static constexpr int most = 9;   // named
+    using Fields = std::vector<int>; // named
+    enum class Shape {               // named
+        round                        // named
+    };
 
     static void codingKeys(auto& self, auto& key) { key("other", self.other); }
     bool operator==(const Record&) const = default;
@@ -24,7 +31,8 @@ enum class Choice { // named
 class Resource final {
 public:
     Resource(const Resource&) = delete;
-    int take(); // named
+    explicit Resource(int field); // named
+    int take();                   // named
     template <class T>
     void put(T item); // named
 
@@ -39,6 +47,14 @@ void run();                     // named
 template <class T>
 concept Runs = requires(T task) { task(); }; // named
 using List = std::vector<int>;               // named
+typedef int Number;                          // named
+template <class T>
+inline constexpr T zero{}; // named
+template <class T>
+using Lists = std::vector<T>; // named
+/// The comment of a group belongs to its first declaration alone.
+inline constexpr int first = 1;
+inline constexpr int second = 2; // named
 
 /// Documented.
 template <class T>
