@@ -29,8 +29,8 @@ std::string basicString(std::string_view text) {
 /// The text inside the quotes of `text`; absent when it is not quoted at both ends.
 std::optional<std::string> unquoted(std::string_view text) {
     if (text.size() < 2 || !text.starts_with('"') || !text.ends_with('"')) return std::nullopt;
-    // Deliberate: quotes first, then backslashes. That undoes basicString exactly. Other escapes of TOML stay as they
-    // are.
+    // Deliberate: quotes first, then backslashes. That undoes the escapes of basicString. Other escapes of TOML stay as
+    // they are.
     return replacing(replacing(text.substr(1, text.size() - 2), R"(\")", R"(")"), R"(\\)", R"(\)");
 }
 
