@@ -14,6 +14,11 @@ MCPValue throughText(MCPValue value) {
     return read ? *std::move(read) : value;
 }
 
+std::unexpected<DecodingError> integerOutside(std::int64_t least, std::uint64_t most) {
+    std::string expected = "an integer from " + std::to_string(least) + " to " + std::to_string(most);
+    return std::unexpected(DecodingError{DecodingError::TypeMismatch{std::move(expected)}});
+}
+
 std::expected<bool, DecodingError> Codec<bool>::decode(const MCPValue& value) {
     if (const auto content = value.asBool()) return *content;
     return typeMismatch("a boolean");

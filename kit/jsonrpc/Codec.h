@@ -56,9 +56,12 @@ template <class T>
 }
 
 /// The failure to return from a Codec. `expected` has its article: "a string".
-[[nodiscard]] inline std::unexpected<DecodingError> typeMismatch(std::string expected) {
-    return std::unexpected(DecodingError{DecodingError::TypeMismatch{std::move(expected)}});
+[[nodiscard]] inline std::unexpected<DecodingError> typeMismatch(const char* expected) {
+    return std::unexpected(DecodingError{DecodingError::TypeMismatch{expected}});
 }
+
+/// The failure for an integer that is not from `least` to `most`.
+[[nodiscard]] std::unexpected<DecodingError> integerOutside(std::int64_t least, std::uint64_t most);
 
 /// Any JSON.
 template <>
@@ -82,8 +85,7 @@ struct Codec<Integer> {
         if (!content) return typeMismatch("an integer");
         if (std::in_range<Integer>(*content)) return static_cast<Integer>(*content);
         using Limits = std::numeric_limits<Integer>;
-        return typeMismatch("an integer from " + std::to_string(Limits::min()) + " to " +
-                            std::to_string(Limits::max()));
+        return integerOutside(Limits::min(), Limits::max());
     }
 };
 
@@ -112,9 +114,7 @@ struct Codec<std::vector<Element>> {
         std::vector<Element> list;
         for (const MCPValue& element : value.elements()) {
             auto decoded = VostelMCPKit::decode<Element>(element);
-            if (!decoded) {
-                return std::unexpected(std::move(decoded.error()).within("[" + std::to_string(list.size()) + "]"));
-            }
+            if (!decoded) return std::unexpected(std::move(decoded.error()).withinElement(list.size()));
             list.push_back(*std::move(decoded));
         }
         return list;
@@ -287,7 +287,7 @@ struct Codec {
         return writer.take();
     }
     static std::expected<Record, DecodingError> decode(const MCPValue& value) {
-        Record record;
+        Record record{};
         KeyReader reader{value};
         Record::codingKeys(record, reader);
         if (auto error = reader.takeError()) return std::unexpected(*std::move(error));

@@ -4,10 +4,14 @@
 
 namespace VostelMCPKit {
 
-DecodingError DecodingError::within(std::string_view step) && {
+DecodingError DecodingError::within(std::string_view key) && {
     const bool needsPoint = !path.empty() && !path.starts_with('[');
-    path = std::string{step} + (needsPoint ? "." : "") + path;
+    path = std::string{key} + (needsPoint ? "." : "") + path;
     return std::move(*this);
+}
+
+DecodingError DecodingError::withinElement(std::size_t index) && {
+    return std::move(*this).within("[" + std::to_string(index) + "]");
 }
 
 std::string DecodingError::description() const {

@@ -41,8 +41,10 @@ struct DecodingError {
     /// Where in the document, such as "models[1].sha256"; empty for the document itself.
     std::string path{};
 
-    /// The same error with `step` before its path. `step` is the key or the index ("[1]") that leads to the value.
-    [[nodiscard]] DecodingError within(std::string_view step) &&;
+    /// The same error with `key`, which leads to the value, before its path.
+    [[nodiscard]] DecodingError within(std::string_view key) &&;
+    /// The same for the element of an array.
+    [[nodiscard]] DecodingError withinElement(std::size_t index) &&;
 
     /// A clause without its full stop, to follow a colon: "models[1].sha256 is missing".
     [[nodiscard]] std::string description() const;

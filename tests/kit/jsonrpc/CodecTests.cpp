@@ -149,6 +149,29 @@ TEST(Codec, reads_a_missing_value_by_the_rule_of_its_key) {
     });
 }
 
+struct Bare {
+    std::int64_t number;
+    bool flag;
+
+    static void codingKeys(auto& self, auto& key) {
+        key.absentAsDefault("number", self.number);
+        key.nested("outer", "flag", self.flag);
+    }
+    bool operator==(const Bare&) const = default;
+};
+
+/// Leaves bytes that are not zero where the next calls have their variables.
+[[gnu::noinline]] void soilStack() {
+    volatile char bytes[16'384];
+    for (volatile char& byte : bytes) byte = '\xAB';
+}
+
+TEST(Codec, a_field_without_an_initialiser_is_zero_when_its_key_may_be_missing) {
+    const MCPValue empty = vostel_tests::json("{}");
+    soilStack();
+    EXPECT_EQ(decode<Bare>(empty), (Bare{0, false}));
+}
+
 TEST(Codec, the_first_key_that_fails_decides) {
     struct Row {
         const char* when;
