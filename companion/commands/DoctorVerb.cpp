@@ -43,7 +43,7 @@ using namespace VostelMCPKit::MCPClientConfigLogic;
 using Status = InstallationStatus;
 using Time = std::chrono::steady_clock::time_point;
 
-/// Codex waits a minute by default. An hour of speech takes much longer.
+/// In seconds. Codex waits five minutes by default, and one minute in older versions. An hour of speech takes longer.
 constexpr std::int64_t shortestToolTimeout = 600;
 
 /// The next bytes of `file`. Empty at its end and when `deadline` has passed.
@@ -265,8 +265,8 @@ private:
         if (kind == MCPClientKind::codex) {
             const auto text = readConfigFile(file);
             const auto timeout = text ? CodexConfig::toolTimeout(*text) : std::nullopt;
-            if (timeout.value_or(60) < shortestToolTimeout) {
-                return wrong(where + "gives up a call after " + std::to_string(timeout.value_or(60)) +
+            if (timeout.value_or(0) < shortestToolTimeout) {
+                return wrong(where + "gives up a call after " + (timeout ? std::to_string(*timeout) : "at most 300") +
                              " seconds, and an hour of speech takes longer. Write tool_timeout_sec = 3600 under "
                              "[mcp_servers.vostel] in " +
                              inQuotes(file.string()) + ".");

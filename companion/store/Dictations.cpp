@@ -73,11 +73,7 @@ std::expected<std::optional<Dictation>, DatabaseError> Dictations::find(const UU
 }
 
 std::expected<void, DatabaseError> Dictations::remove(const UUID& id) {
-    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
-        if (auto done = SearchIndex{database_}.remove(SearchHit::Kind::dictation, id); !done) return done;
-        Statement remove{database_, "DELETE FROM dictations WHERE id = ?"};
-        return remove.bind(id.text()).run();
-    });
+    return SearchIndex{database_}.removeEntry(SearchHit::Kind::dictation, id);
 }
 
 } // namespace vostel_companion

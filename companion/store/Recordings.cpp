@@ -163,11 +163,7 @@ std::expected<std::optional<Recording>, DatabaseError> Recordings::find(const UU
 }
 
 std::expected<void, DatabaseError> Recordings::remove(const UUID& id) {
-    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
-        if (auto done = SearchIndex{database_}.remove(SearchHit::Kind::recording, id); !done) return done;
-        Statement remove{database_, "DELETE FROM recordings WHERE id = ?"};
-        return remove.bind(id.text()).run();
-    });
+    return SearchIndex{database_}.removeEntry(SearchHit::Kind::recording, id);
 }
 
 } // namespace vostel_companion

@@ -77,11 +77,17 @@ std::expected<void, DatabaseError> SearchIndex::add(Kind kind, const UUID& id, s
     return insert.bind(text, id.text()).run();
 }
 
-std::expected<void, DatabaseError> SearchIndex::remove(Kind kind, const UUID& id) {
-    Statement remove{database_, "DELETE FROM searchIndex WHERE rowid = (" + placeQuery(kind) + ")"};
-    if (auto done = remove.bind(id.text()).run(); !done) return done;
-    // FTS5 only marks the text as deleted. Its words leave the index when the index is rewritten.
-    return database_.execute("INSERT INTO searchIndex (searchIndex) VALUES ('optimize')");
+std::expected<void, DatabaseError> SearchIndex::removeEntry(Kind kind, const UUID& id) {
+    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
+        Statement removeText{database_, "DELETE FROM searchIndex WHERE rowid = (" + placeQuery(kind) + ")"};
+        if (auto done = removeText.bind(id.text()).run(); !done) return done;
+        // FTS5 only marks the text as deleted. Its words leave the index when the index is rewritten.
+        if (auto done = database_.execute("INSERT INTO searchIndex (searchIndex) VALUES ('optimize')"); !done) {
+            return done;
+        }
+        Statement removeRow{database_, std::string{"DELETE FROM "} + tableOf(kind) + " WHERE id = ?"};
+        return removeRow.bind(id.text()).run();
+    });
 }
 
 std::expected<Page<SearchHit>, DatabaseError> SearchIndex::find(std::span<const std::string> phrases,

@@ -45,8 +45,8 @@ public:
     /// Adds the text of the entry `id`, which is in its table and not yet in the index.
     [[nodiscard]] std::expected<void, DatabaseError> add(SearchHit::Kind kind, const VostelMCPKit::UUID& id,
                                                          std::string_view text);
-    /// Removes the text of the entry `id`, which is still in its table. None of its words remain in the index.
-    [[nodiscard]] std::expected<void, DatabaseError> remove(SearchHit::Kind kind, const VostelMCPKit::UUID& id);
+    /// Removes the entry `id` from its table and from the index, in one transaction. None of its words remain.
+    [[nodiscard]] std::expected<void, DatabaseError> removeEntry(SearchHit::Kind kind, const VostelMCPKit::UUID& id);
 
     /// The texts that contain every one of `phrases`, newest first. The words of a phrase are next to each other, and
     /// its last word may be the beginning of a longer one. Letter case, accents and punctuation do not matter. A phrase

@@ -81,11 +81,7 @@ std::expected<std::optional<StoredTranscript>, DatabaseError> Transcripts::find(
 }
 
 std::expected<void, DatabaseError> Transcripts::remove(const UUID& id) {
-    return inTransaction(database_, Transaction::Kind::writing, [&]() -> std::expected<void, DatabaseError> {
-        if (auto done = SearchIndex{database_}.remove(SearchHit::Kind::transcript, id); !done) return done;
-        Statement remove{database_, "DELETE FROM transcripts WHERE id = ?"};
-        return remove.bind(id.text()).run();
-    });
+    return SearchIndex{database_}.removeEntry(SearchHit::Kind::transcript, id);
 }
 
 } // namespace vostel_companion

@@ -195,8 +195,8 @@ TEST(Doctor, says_what_is_wrong_with_each_client) {
     EXPECT_TRUE(installation.complains(
         "Claude Code starts '/gone/vostel-mcp', which does not exist. Run: Vostel clients install claude-code\n"));
     EXPECT_TRUE(installation.printed.contains(
-        "WRONG  Codex / ChatGPT desktop gives up a call after 60 seconds, and an hour of speech takes longer. Write "
-        "tool_timeout_sec = 3600 under [mcp_servers.vostel] in '" +
+        "WRONG  Codex / ChatGPT desktop gives up a call after at most 300 seconds, and an hour of speech takes longer. "
+        "Write tool_timeout_sec = 3600 under [mcp_servers.vostel] in '" +
         (home / ".codex/config.toml").string() + "'.\n"))
         << installation.printed;
 
@@ -381,7 +381,7 @@ TEST(Doctor, reads_the_files_that_the_clients_environment_variables_name) {
     EXPECT_TRUE(examined.printed.contains("WRONG  Codex / ChatGPT desktop reads '" +
                                           (examined.home.path() / "codex/config.toml").string() +
                                           "', because an environment variable says so. It gives up a call after "
-                                          "60 seconds"))
+                                          "at most 300 seconds"))
         << examined.printed;
     // An empty variable counts as none.
     examined.environment = {{"CLAUDE_CONFIG_DIR", ""}, {"CODEX_HOME", ""}};
