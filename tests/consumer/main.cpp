@@ -1,5 +1,5 @@
 // A program outside our source tree that links the kit, as the application does. It reads the server's entry in a
-// client's configuration, judges a link, and prints a tool's result. Its output must equal expected.txt.
+// client's configuration, checks two links, and prints a tool's result. Its output must equal expected.txt.
 #include "outcome.h"
 
 #include <cstdio>
@@ -25,7 +25,7 @@ std::string statusOfEntry() {
     return "not stale";
 }
 
-std::string judgementOf(const char* link) {
+std::string decisionOn(const char* link) {
     using namespace MCPURLPolicy;
     // A real program omits the second argument. A test must not depend on the network.
     const Resolver resolver = [](const std::string&) { return std::vector<std::string>{"203.0.113.7"}; };
@@ -38,7 +38,7 @@ std::string judgementOf(const char* link) {
 int main() {
     std::printf("entry: %s\n", statusOfEntry().c_str());
     for (const char* link : {"https://www.youtube.com/watch?v=abc", "http://www.youtube.com/watch?v=abc"}) {
-        std::printf("%s: %s\n", link, judgementOf(link).c_str());
+        std::printf("%s: %s\n", link, decisionOn(link).c_str());
     }
     std::printf("result: %s\n", renderedOutcome().c_str());
 }

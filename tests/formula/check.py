@@ -7,7 +7,7 @@ import tempfile
 
 PACKAGING = pathlib.Path(__file__).resolve().parents[2] / "packaging"
 
-# What is replaced, by what, and the problem.
+# The replaced text, the new text, and the problem that the check must report.
 ROWS = [
     ("", "", None),
     ("class VostelMcp", "class Vostelmcp", "the class is not VostelMcp"),
@@ -41,9 +41,9 @@ def main():
             assert old in formula, old
             file.write_text(formula.replace(old, new) if old else formula, encoding="utf-8")
             result = subprocess.run([sys.argv[1], PACKAGING / "check_formula.rb", file], capture_output=True, text=True)
-            said = result.stdout + result.stderr
-            if (problem or "") not in said or (result.returncode != 0) != (problem is not None):
-                print(f"{new or old or 'no mistake'}: status {result.returncode} {said}")
+            output = result.stdout + result.stderr
+            if (problem or "") not in output or (result.returncode != 0) != (problem is not None):
+                print(f"{new or old or 'no mistake'}: status {result.returncode} {output}")
                 failures += 1
     return 1 if failures else 0
 

@@ -100,7 +100,7 @@ Stream read(std::string_view bytes, bool toApplication) {
     }
 }
 
-TEST(Golden, each_stream_of_frames_means_what_its_table_says) {
+TEST(Golden, each_stream_of_frames_has_the_meaning_in_the_table) {
     for (const MCPValue& row : rows("frames.json")) {
         SCOPED_TRACE(text(row, "file"));
         const std::string bytes = content(row);
@@ -142,7 +142,7 @@ Handled handled(std::string_view line) {
     return result;
 }
 
-TEST(Golden, each_line_from_the_client_is_handled_as_its_table_says) {
+TEST(Golden, each_line_from_the_client_is_handled_as_in_the_table) {
     for (const MCPValue& row : rows("lines.json")) {
         if (text(row, "direction") != "from-client") continue;
         SCOPED_TRACE(text(row, "file"));
@@ -172,7 +172,7 @@ TEST(Golden, each_line_to_the_client_is_written_as_it_was_read) {
     }
 }
 
-TEST(Golden, no_file_is_left_out_of_the_tables) {
+TEST(Golden, every_file_is_in_a_table) {
     std::set<std::string> named;
     for (const char* table : {"frames.json", "lines.json"}) {
         for (const MCPValue& row : rows(table)) named.insert(text(row, "file"));

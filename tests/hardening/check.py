@@ -51,14 +51,14 @@ def problems(compiler, folder):
         program.parent.mkdir()
         flags = [flag for flag in HARDENED if not (when == "a shadow stack" and "shstk" in flag)]
         subprocess.run([compiler, *flags, *options, folder / "main.cpp", "-o", program], check=True)
-        status, said = check(program)
-        if (status, said) != ((1, f"{program} {expected}\n") if expected else (0, "")):
-            yield f"a program that lacks {when}: {status} {said}"
+        status, output = check(program)
+        if (status, output) != ((1, f"{program} {expected}\n") if expected else (0, "")):
+            yield f"a program that lacks {when}: {status} {output}"
     extension = folder / "extension.mcpb"
     subprocess.run([sys.executable, "-m", "zipfile", "--create", extension, folder / "immediate binding/Vostel"], check=True)
-    status, said = check(folder / "nothing/Vostel", extension)
-    if (status, said) != (1, f"{extension}: Vostel has no immediate binding\n"):
-        yield f"a program in an extension: {status} {said}"
+    status, output = check(folder / "nothing/Vostel", extension)
+    if (status, output) != (1, f"{extension}: Vostel has no immediate binding\n"):
+        yield f"a program in an extension: {status} {output}"
 
 
 def main():

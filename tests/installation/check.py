@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Installs a build and uses what was installed: check.py BUILD-FOLDER SPEECH-FOLDER
+"""Installs a build and tests the installed programs: check.py BUILD-FOLDER SPEECH-FOLDER
 
 The prefix is /usr and DESTDIR is a temporary folder, as for a package. Then a client starts the installed server by its
 link in bin/ and calls tools. The server must launch the installed companion, which answers. At the end, the test runs the
@@ -44,7 +44,7 @@ def request(number, method, **params):
     return json.dumps({"jsonrpc": "2.0", "id": number, "method": method, "params": params}) + "\n"
 
 
-# Each request with a part of its answer. The last request waits for a confirmation.
+# Each request with a part of its expected answer. The last request waits for the user's confirmation.
 CONVERSATION = [
     (request(1, "initialize", protocolVersion="2025-06-18", capabilities={},
              clientInfo={"name": "installation", "version": "1"}), '"serverInfo"'),
@@ -55,7 +55,7 @@ CONVERSATION = [
 
 
 def problems_of_conversation(server, environment):
-    """Sends each request after the reply to the one before. Keeps the input open, because its end ends the server."""
+    """Sends each request after the previous reply. Keeps the input open, because its end ends the server."""
     with subprocess.Popen([server], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
                           env=environment) as process:
         for line, expected in CONVERSATION:
@@ -90,7 +90,7 @@ def problems_of_kit_alone(stage):
 
 
 def make_recordings(speech, folder):
-    """The first words of a spoken sentence, so that transcribing takes little time."""
+    """Writes recordings with the first words of a sentence. They are short, so transcribing them takes little time."""
     with wave.open(str(speech / "sense_and_sensibility_01_austen_64kb-0870.wav")) as sentence:
         parameters, words = sentence.getparams(), sentence.readframes(2 * sentence.getframerate())
     for name in ("memo.m4a", "me.wav", "them.wav"):
@@ -104,7 +104,7 @@ def end_companion(home):
     try:
         process = int((home / "Library/Application Support/com.vostel.vostel/Vostel.pid").read_text())
         os.kill(process, signal.SIGTERM)
-        # With a limit, because an ended process keeps its id until it is reaped.
+        # The wait has a limit, because an ended process keeps its id until it is reaped.
         for _ in range(500):
             os.kill(process, 0)
             time.sleep(0.02)
@@ -118,7 +118,7 @@ def problems(build, speech, scratch, home):
     install(build, scratch / "stage")
     yield from problems_of_files(scratch / "stage")
     prefix = scratch / "stage/usr"
-    # No other variables, because some name the configuration of a client, for example CODEX_HOME.
+    # Other variables are left out, because some name the configuration of a client, for example CODEX_HOME.
     environment = {"HOME": str(home), "PATH": f"{prefix / 'bin'}:{os.environ['PATH']}", "TERM": "xterm"}
     yield from problems_of_conversation(prefix / "bin/vostel-mcp", environment)
     make_recordings(speech, scratch)
@@ -128,7 +128,7 @@ def problems(build, speech, scratch, home):
 
 
 def main():
-    # A short path, because the path of the socket contains it.
+    # The path must be short, because the path of the socket contains it.
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="vi-"))
     home = scratch / "home"
     home.mkdir(mode=0o700)

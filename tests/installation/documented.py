@@ -1,4 +1,4 @@
-"""The commands that the documentation shows.
+"""Tests the commands that the documentation shows.
 
 This concerns every command in a block of `sh`, and every command between backticks in the text. Each is either run here,
 with the installed programs and a temporary home folder, or it is named below, with the file that runs it or with the
@@ -13,7 +13,7 @@ import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
-# Run in this order. An id in an example, such as 3F2A, is replaced by the first id that the second command prints.
+# The commands are run in this order. The id 3F2A of the examples is replaced by the first id that the second command prints.
 RUN = [
     ("Vostel --help", None),
     ("Vostel --version", None),
@@ -49,7 +49,7 @@ RUN = [
     ("Vostel quit", None),
 ]
 
-# Commands that take too long here or that a test cannot run: a file that runs the command or that it runs, and a text in it.
+# Commands that take too long here or that cannot run here: each with the file that tests it, and a text in this file.
 ELSEWHERE = {
     "script/demo": ("tests/companion/CMakeLists.txt", "vostel-demo"),
     "script/test": (".ci/run", "script/test"),
@@ -83,14 +83,14 @@ ELSEWHERE = {
 
 # The commands that no test runs, and why.
 BY_HAND = {
-    "script/bench --micro --benchmark_filter=Failure": "measures, which tests on a busy machine cannot",
+    "script/bench --micro --benchmark_filter=Failure": "measures, so it needs an idle machine",
     "script/bench --micro --benchmark_filter=Hop": "measures",
     "script/bench --micro --benchmark_filter=Thread": "measures",
     "script/bench --micro --benchmark_filter=Transcript": "measures",
     "script/bench --plot": "measures",
     "script/bench --speech": "measures",
     "script/check-layout --fix": "changes the sources",
-    "script/release --check-reproducible": "takes minutes, and is the test of a release",
+    "script/release --check-reproducible": "takes minutes, and is itself the test of a release",
     "cmake --preset release -D CMAKE_OSX_ARCHITECTURES='arm64;x86_64'": "needs a Mac",
 }
 
@@ -99,7 +99,7 @@ IN_TEXT = re.compile(r"(?:Vostel|Vostel-wire-check|script/\S+|cmake)(?: (?!\[|[A
 
 
 def shown():
-    """The commands in the documentation: those in blocks of `sh`, without their comments, and those in the text."""
+    """Returns the commands in blocks of `sh`, without their comments, and the commands in the text."""
     pages = subprocess.run(["git", "ls-files", "*.md"], cwd=ROOT, check=True, capture_output=True, text=True).stdout
     commands, mentioned = set(), set()
     for page in pages.split():
@@ -111,7 +111,7 @@ def shown():
                     commands.add(command)
         for code in re.findall(r"`([^`]+)`", re.sub(r"(?ms)^ *```.*?^ *```", "", text)):
             command = IN_TEXT.match(code)
-            # A script's name without arguments may be that of its file.
+            # The name of a script without arguments may mean the file, not a command.
             if command and " " in command[0]:
                 mentioned.add(command[0])
     return commands, mentioned

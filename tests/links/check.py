@@ -7,7 +7,7 @@ import tempfile
 
 CHECK = pathlib.Path(__file__).resolve().parents[2] / "script/check-links"
 
-# when, the page, the problem or nothing
+# when, the page, the problem or None
 ROWS = [
     ("a link to a file", "[x](docs/there.md)", None),
     ("a link to a folder", "[x](docs)", None),
@@ -16,12 +16,12 @@ ROWS = [
     ("a link to the web", "[x](https://example.org/nothing#here)", None),
     ("a link in a block of code", "```\n[x](nowhere.md)\n```", None),
     ("a file in backticks", "`docs/there.md`", None),
-    ("a header without its ending", "`docs/code`", None),
-    ("a file in a folder that is not ours", "`elsewhere/nothing.md`", None),
+    ("a header without its extension", "`docs/code`", None),
+    ("a file in a folder that the project does not have", "`elsewhere/nothing.md`", None),
     ("a command with arguments", "`docs/there.md --help`", None),
     ("a missing file", "[x](docs/missing.md)", "1: docs/missing.md does not exist"),
     ("a missing heading", "[x](docs/there.md#three)", "1: there.md has no heading for #three"),
-    ("a missing heading of its own", "text\n[x](#three)", "2: PAGE has no heading for #three"),
+    ("a missing heading of the same page", "text\n[x](#three)", "2: PAGE has no heading for #three"),
     ("a missing file in backticks", "`docs/missing.md`", "1: `docs/missing.md` is not in the project"),
     ("a missing command with arguments", "`docs/run now`", "1: `docs/run` is not in the project"),
 ]

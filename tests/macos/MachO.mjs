@@ -73,7 +73,7 @@ function signature(bytes, command) {
   return { isAdHoc, badPages, coversAll: end === start && pages === Math.ceil(end / pageLength) };
 }
 
-/// What one program of a universal file says about itself.
+/// The facts about one program of a universal file.
 export function describe(bytes) {
   if (bytes.readUInt32LE(0) !== magic64) throw new Error("not a 64-bit program");
   const program = { fileType: bytes.readUInt32LE(12), libraries: [] };

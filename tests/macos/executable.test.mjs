@@ -27,7 +27,7 @@ const executable = 2;
 const macOS = 1;
 const sizeLimit = 1_250_000;
 
-test("the file holds a program for each kind of Mac", () => {
+test("the file contains a program for each kind of Mac", () => {
   assert.deepEqual(programs.map((program) => program.architecture).sort(), ["arm64", "x86_64"]);
 });
 
@@ -44,7 +44,7 @@ for (const program of programs) {
     t.diagnostic(program.libraries.join(", "));
   });
 
-  test(`${program.architecture}: its libraries export every symbol that it takes from them`, (t) => {
+  test(`${program.architecture}: its libraries export every symbol that it imports from them`, (t) => {
     const exported = program.libraries.map((library) => {
       return exportsOf(readFileSync(libraries.get(library), "utf8"), program.architecture);
     });
@@ -54,12 +54,12 @@ for (const program of programs) {
     t.diagnostic(`${program.undefinedSymbols.length} symbols`);
   });
 
-  test(`${program.architecture}: it resolves the links to itself`, () => {
-    // Nothing else in it asks for the canonical path of a file.
+  test(`${program.architecture}: it resolves links to itself`, () => {
+    // Only this needs the canonical path of a file.
     assert.ok(program.undefinedSymbols.some(({ name }) => name.includes("canonical")));
   });
 
-  test(`${program.architecture}: its ad-hoc signature fits every page`, (t) => {
+  test(`${program.architecture}: its ad-hoc signature matches every page`, (t) => {
     assert.deepEqual(program.signature, { isAdHoc: true, badPages: [], coversAll: true });
     t.diagnostic("SHA-256 of every page");
   });
@@ -70,7 +70,7 @@ for (const program of programs) {
     assert.deepEqual(describe(changed).signature.badPages, [9]);
   });
 
-  test(`${program.architecture}: it takes at most 1.25 MB`, (t) => {
+  test(`${program.architecture}: it is not larger than 1.25 MB`, (t) => {
     assert.ok(program.bytes.length <= sizeLimit, `${program.bytes.length} bytes`);
     t.diagnostic(`${program.bytes.length} bytes`);
   });

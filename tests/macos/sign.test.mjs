@@ -46,7 +46,7 @@ test("the server is signed before the application, both with the hardened runtim
   });
 });
 
-test("everything that is missing is named at once, and nothing is done", () => {
+test("everything that is missing is reported together, and nothing is signed", () => {
   withApplication((application) => {
     const { status, output, errors } = sign([application]);
     assert.equal(status, 1);
@@ -57,7 +57,7 @@ test("everything that is missing is named at once, and nothing is done", () => {
   });
 });
 
-test("an application is asked for", () => {
+test("a missing application and a wrong name are errors", () => {
   assert.equal(sign([]).status, 2);
   assert.match(sign(["--dry-run", "/tmp/Vostel"]).errors, /does not end in \.app/);
 });

@@ -44,7 +44,7 @@ struct Forwarding {
     Forwarding(const Forwarding&) = delete;
     /// Lets running calls end.
     ~Forwarding() {
-        launcher.letGo();
+        launcher.release();
         threads.runAll();
     }
 

@@ -73,7 +73,7 @@ TEST(MCPAppLauncher, waits_until_the_opening_has_ended) {
     spawn(watch(launcher, ended), executor);
     executor.drain();
     EXPECT_FALSE(ended);
-    fake.letGo();
+    fake.release();
     executor.drain();
     EXPECT_TRUE(ended);
 }

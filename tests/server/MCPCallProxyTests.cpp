@@ -241,7 +241,7 @@ TEST_F(MCPCallProxyTest, every_failure_is_an_internal_error_with_a_sentence_for_
         {"no thread for the exchange",
          [](Forwarding& f) {
              f.application.answers({});
-             f.threads.haveNoRoomFrom(/*count=*/2, EAGAIN);
+             f.threads.failFrom(/*count=*/2, EAGAIN);
          },
          "Vostel could not be reached: Resource temporarily unavailable."},
     };
@@ -378,7 +378,7 @@ TEST_F(MCPCallProxyTest, a_call_cancelled_while_the_application_is_opened_keeps_
     EXPECT_EQ(launcher.opened().size(), 1U) << "a cancellation launches nothing";
     EXPECT_EQ(threads.waitingCount(), 0U) << "no application listens, so the cancellation is not sent";
 
-    launcher.letGo();
+    launcher.release();
     threads.runAll();
     EXPECT_TRUE(peer.received().contains(R"("kind":"request")"));
     EXPECT_EQ(output.takeLines(), Lines{});

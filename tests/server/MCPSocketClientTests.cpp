@@ -382,7 +382,7 @@ TEST_F(MCPSocketClientTest, a_thread_that_cannot_be_started_fails_only_its_call)
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         FakeThreads few{FakeThreads::Run::atOnce};
-        few.haveNoRoomFrom(row.thread, EAGAIN);
+        few.failFrom(row.thread, EAGAIN);
         ScriptedApplication listening;
         listening.refuses(row.refused);
         ScriptedPeer& peer = listening.answers({answer});
@@ -445,7 +445,7 @@ TEST_F(MCPSocketClientTest, a_cancellation_does_not_launch_the_application) {
 TEST_F(MCPSocketClientTest, a_cancellation_that_cannot_be_sent_is_dropped) {
     application.answers({}, ScriptedPeer::Ending::gone);
     cancel();
-    threads.haveNoRoomFrom(/*count=*/1, EAGAIN);
+    threads.failFrom(/*count=*/1, EAGAIN);
     cancel();
     EXPECT_EQ(application.attempts(), 1U);
 }

@@ -103,7 +103,7 @@ TEST(MCPStdio, the_reader_has_a_named_thread_of_its_own) {
 TEST(MCPStdio, a_reader_that_cannot_be_started_is_reported) {
     LineChannel channel;
     FakeThreads threads{FakeThreads::Run::atOnce};
-    threads.haveNoRoomFrom(/*count=*/1, EAGAIN);
+    threads.failFrom(/*count=*/1, EAGAIN);
     const auto started = MCPStdio::startReadingLines(STDIN_FILENO, channel, threads.starter());
     ASSERT_FALSE(started);
     EXPECT_EQ(started.error(), PosixError{EAGAIN});

@@ -1,4 +1,4 @@
-// Opens no application, but reports success or failure, at once or when the test says so.
+// A fake launcher. It opens no application, but reports success or failure, at once or when the test wants it.
 #pragma once
 
 #include "server/MCPAppLauncher.h"
@@ -24,9 +24,9 @@ public:
 
     /// From now on opening an application fails.
     void fail() { fails_ = true; }
-    /// From now on opening an application does not end before letGo.
+    /// From now on opening an application waits until release is called.
     void hold() { holds_ = true; }
-    void letGo() {
+    void release() {
         holds_ = false;
         if (held_) heldOn_->post(std::exchange(held_, nullptr));
     }

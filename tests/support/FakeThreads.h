@@ -1,4 +1,4 @@
-// Starts no threads: their bodies run on the test's own thread, at once or when the test says so.
+// Fake threads. Their bodies run on the test's own thread, at once or when the test wants it.
 #pragma once
 
 #include "posix/BlockingThread.h"
@@ -24,7 +24,7 @@ public:
     }
 
     /// From start number `count` on, counted from one, every start fails.
-    void haveNoRoomFrom(std::size_t count, int code) {
+    void failFrom(std::size_t count, int code) {
         firstRefused_ = count;
         refusal_ = code;
     }

@@ -1,4 +1,4 @@
-// Whole files as texts.
+// Reads and writes whole files.
 #pragma once
 
 #include <filesystem>
@@ -15,7 +15,7 @@ inline void writeFile(const std::filesystem::path& path, std::string_view conten
     std::ofstream{path, std::ios::binary} << content;
 }
 
-/// Empty when there is no such file.
+/// The content of a file. Empty if the file does not exist.
 inline std::string readFile(const std::filesystem::path& path) {
     std::ifstream file{path, std::ios::binary};
     return {std::istreambuf_iterator<char>{file}, {}};

@@ -1,4 +1,4 @@
-// Literal JSON in tests: from text to values and records, and back to the exact text.
+// Converts the JSON texts of tests to values and records, and back.
 #pragma once
 
 #include "kit/jsonrpc/Codec.h"

@@ -1,4 +1,4 @@
-// The executor of tests: nothing runs until the test says so, and then on the test's own thread.
+// An executor for tests. It runs continuations on the test's own thread, and only when the test wants it.
 #pragma once
 
 #include "kit/concurrency/Task.h"
@@ -17,7 +17,7 @@ public:
         while (step()) {}
     }
 
-    /// Runs one continuation; false when none is posted.
+    /// Runs one continuation. Returns false if none is posted.
     bool step() {
         if (continuations_.empty()) return false;
         const auto continuation = continuations_.front();

@@ -27,7 +27,7 @@ public:
     void onWrite(std::function<void()> action) { onWrite_ = std::move(action); }
 
     [[nodiscard]] std::size_t writes() const { return writes_; }
-    /// The lines that were written since the last call. A rest without a line feed is a last line that says so.
+    /// The lines that were written since the last call. A last line without a line feed begins with "unfinished".
     [[nodiscard]] std::vector<std::string> takeLines() {
         std::vector<std::string> lines;
         std::string rest = std::exchange(text_, {});

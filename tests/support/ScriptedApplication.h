@@ -31,7 +31,7 @@ public:
 
     /// From now on, every attempt to connect must wait first.
     void isFull() { isFull_ = true; }
-    /// Done before each attempt to connect, and after the wait for it has begun.
+    /// Sets an action that runs before each attempt to connect, and after its wait has begun.
     void onConnect(std::function<void()> action) { onConnect_ = std::move(action); }
 
     /// Replaces the system's connect. After the end of the script, every attempt fails.

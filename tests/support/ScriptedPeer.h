@@ -1,4 +1,4 @@
-// The application's end of one connection: a script of what it sends, then the end of the stream.
+// The application's end of one connection. It sends the pieces of a script. Then the stream ends or stays open.
 #pragma once
 
 #include "posix/FileDescriptor.h"
@@ -23,9 +23,9 @@ namespace vostel_tests {
 class ScriptedPeer final {
 public:
     enum class Ending {
-        /// Nothing more will come.
+        /// The application ends the stream.
         endOfStream,
-        /// The stream stays open, as far as the client can tell.
+        /// The stream stays open.
         silence,
         /// The application has ended: its end is closed before the client writes.
         gone,
@@ -59,7 +59,7 @@ public:
         for (;;) {
             std::string piece(1 << 18, '\0');
             const ssize_t count = ::recv(descriptor(), piece.data(), piece.size(), MSG_DONTWAIT);
-            // A client that closes without having read everything resets the connection.
+            // A client that closes before it has read everything resets the connection.
             if (count == 0 || (count < 0 && errno == ECONNRESET)) clientClosed_ = true;
             if (count <= 0) return bytes;
             bytes.append(piece, 0, static_cast<std::size_t>(count));

@@ -8,7 +8,7 @@
 
 namespace vostel_tests {
 
-/// At most one at a time.
+/// Only one may exist at a time.
 class SignalTicks final {
 public:
     /// `onTick` runs in the signal handler with the number of the tick, counted from one. It may call only what a

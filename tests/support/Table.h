@@ -1,4 +1,4 @@
-// The frame of a table test: cases that differ only in data.
+// Helps with table tests, whose cases differ only in data.
 //
 //     struct Row { const char* when; ...; };
 //     const Row rows[] = {...};
@@ -9,7 +9,7 @@
 
 namespace vostel_tests {
 
-/// Checks every row. A failure names its row by `when`; an ASSERT ends that row alone.
+/// Checks every row. A failure message contains `when` of its row. A failed ASSERT ends only its row.
 template <class Rows, class Check>
 void forEachRow(const Rows& rows, const Check& check) {
     for (const auto& row : rows) {

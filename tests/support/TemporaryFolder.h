@@ -12,7 +12,7 @@ namespace vostel_tests {
 
 class TemporaryFolder {
 public:
-    /// Deliberate: in /tmp, whatever TMPDIR says, because the path of a socket must stay short.
+    /// Deliberately ignores TMPDIR, because the path of a socket must be short.
     TemporaryFolder() : TemporaryFolder{"/tmp"} {}
     explicit TemporaryFolder(const std::filesystem::path& parent) {
         std::string name = parent / "vostel-XXXXXX";

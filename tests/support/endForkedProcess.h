@@ -1,4 +1,4 @@
-// The end of a process that a test has forked.
+// Ends a process that a test has forked.
 #pragma once
 
 #include <sys/syscall.h>
@@ -6,8 +6,8 @@
 
 namespace vostel_tests {
 
-/// Ends this process with `status`. After a report of the thread sanitizer, its `_exit` turns success into failure.
-/// Then each later test that forks would fail because of that report.
+/// Ends this process with `status`. Does not use `_exit` on Linux: after a report of the thread sanitizer, its `_exit`
+/// turns success into failure, so later tests that fork would fail, too.
 [[noreturn]] inline void endForkedProcess(int status) {
 #ifdef __linux__
     ::syscall(SYS_exit_group, status);

@@ -66,7 +66,7 @@ void playEnd(Stage& stage, std::chrono::milliseconds limit) {
     stage.call(2, "hold");
     stage.playUntil([&] { return stage.requests() > before || stage.isAnswered(2); }, limit);
     stage.cancel(2);
-    // Everything is written before the input is closed.
+    // All lines must be written before the input is closed.
     stage.playFor(std::chrono::milliseconds{1});
     stage.closeInput();
     stage.playUntil([&] { return stage.tracer().ending().has_value(); });

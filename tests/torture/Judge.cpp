@@ -63,13 +63,14 @@ public:
         if (!stage_.tracer().ending()) tryNextCall(descriptors);
         if (!stage_.tracer().ending()) {
             stage_.closeInput();
-            if (!stage_.playUntil([this] { return stage_.tracer().ending().has_value(); })) violate("it does not end");
+            if (!stage_.playUntil([this] { return stage_.tracer().ending().has_value(); }))
+                violate("the server does not end");
         }
         judgeEnding();
         judgeOutput();
         const auto deadline = std::chrono::steady_clock::now() + longestWait;
         while (!stage_.tracer().isAlone() && std::chrono::steady_clock::now() < deadline) usleep(1'000);
-        if (!stage_.tracer().isAlone()) violate("something that it started is left");
+        if (!stage_.tracer().isAlone()) violate("a process that the server started is left");
         return std::move(verdict_);
     }
 
@@ -81,7 +82,7 @@ private:
         if (conversation_.applicationListens) stage_.call(901, "echo");
         const bool isReady = stage_.playUntil(
             [this] { return stage_.isAnswered(900) && (!conversation_.applicationListens || stage_.hasResult(901)); });
-        if (!isReady || !stage_.waitForIdle()) violate("it does not begin");
+        if (!isReady || !stage_.waitForIdle()) violate("the server does not answer the first calls");
     }
 
     void tryNextCall(std::size_t descriptors) {
@@ -106,7 +107,7 @@ private:
         if (*ending == Ending{}) return;
         if (verdict_.aborted && excuses_.memory && stage_.shared().lastFailed < largeAllocation) return;
         if (*ending == Ending{1, 0} && conversation_.fromTheStart && verdict_.hasFault) return;
-        violate("it ends with status " + std::to_string(ending->exitStatus) + " and signal " +
+        violate("the server ends with status " + std::to_string(ending->exitStatus) + " and signal " +
                 std::to_string(ending->signal) +
                 (verdict_.aborted
                      ? ", after an allocation of " + std::to_string(stage_.shared().lastFailed) + " bytes has failed"
@@ -115,9 +116,9 @@ private:
 
     void judgeOutput() {
         const auto& lines = stage_.lines();
-        if (!stage_.unfinishedLine().empty() && !excuses_.output) violate("a line has no end");
+        if (!stage_.unfinishedLine().empty() && !excuses_.output) violate("the last line is not complete");
         for (const std::string& line : lines) {
-            if (!line.starts_with("{") || !line.ends_with("}")) violate("a line is not whole: " + line);
+            if (!line.starts_with("{") || !line.ends_with("}")) violate("a line is not a JSON object: " + line);
         }
         const bool mayHaveEnded = verdict_.aborted || *stage_.tracer().ending() != Ending{} || excuses_.input;
         const bool answersMayBeLost = mayHaveEnded || excuses_.output || excuses_.memory;

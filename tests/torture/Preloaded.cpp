@@ -40,7 +40,7 @@ __attribute__((constructor)) void begin() {
     if (mapping == MAP_FAILED) return;
     auto* state = static_cast<SharedState*>(mapping);
     int nobody = 0;
-    // Only in the server itself: the processes that it starts inherit its environment.
+    // Faults happen only in the server. The processes that it starts inherit its environment, and so this library.
     if (state->server.compare_exchange_strong(nobody, getpid())) shared = state;
 }
 

@@ -65,7 +65,7 @@ public:
     void listen();
     [[nodiscard]] int requests() const { return requests_; }
     [[nodiscard]] int cancellations() const { return cancellations_; }
-    /// Answers the delayed calls, and delays no further ones.
+    /// Answers the delayed calls. Later calls are not delayed.
     void answerHeld();
     [[nodiscard]] bool isLaunched() const { return isLaunched_; }
 

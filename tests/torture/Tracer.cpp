@@ -119,7 +119,7 @@ void Tracer::trace(const Program& program, bool armsAtMain) {
         const bool isNew = threads_.try_emplace(thread).second;
         if (isNew) noteThreads();
         if (event == PTRACE_EVENT_EXEC && thread != child) {
-            // What the server has launched is on its own.
+            // A program that the server has launched is no longer traced.
             threads_.erase(thread);
             noteThreads();
             ptrace(PTRACE_DETACH, thread, nullptr, nullptr);
@@ -133,7 +133,7 @@ void Tracer::trace(const Program& program, bool armsAtMain) {
         }
         ptrace(PTRACE_SYSCALL, thread, nullptr, signal);
     }
-    // What was orphaned has come to us.
+    // Reaps the orphaned processes, which have become our children.
     while (waitpid(-1, &status, __WALL | WNOHANG) > 0) {}
 }
 
@@ -194,12 +194,12 @@ void Tracer::enter(pid_t id, Thread& thread) {
         thread.length = registers.rdx;
         registers.rdx = 1;
     } else if (number == SYS_brk) {
-        // It reports a failure by returning the current end of the heap.
+        // brk reports a failure by returning the current end of the heap, as it does for the argument 0.
         if (registers.rdi == 0) return;
         thread.address = registers.rdi;
         registers.rdi = 0;
     } else if (number == SYS_close) {
-        // The descriptor is closed nevertheless.
+        // A close that fails must nevertheless close the descriptor.
         thread.result = -fault->error;
     } else {
         registers.orig_rax = static_cast<unsigned long long>(-1);

@@ -43,7 +43,7 @@ public:
     /// With `armsAtMain`, the faults begin with the program's own first system call.
     void start(const Program& program, bool armsAtMain);
 
-    /// From here on system calls and allocations are counted, and fail.
+    /// From now on system calls and allocations are counted, and the faults happen.
     void arm();
     void disarm();
 
@@ -83,13 +83,13 @@ private:
     std::binary_semaphore isStarted_{0};
     std::atomic<pid_t> server_ = 0;
     bool armsAtMain_ = false;
-    /// The error of the tracing thread.
+    /// The traced threads. Used only by the tracing thread.
     std::unordered_map<pid_t, Thread> threads_;
 
     mutable std::mutex mutex_;
     std::optional<Ending> ending_;
     std::map<long, long> counts_;
-    /// What is traced.
+    /// The ids of the traced threads.
     std::vector<pid_t> ids_;
 };
 

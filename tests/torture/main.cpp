@@ -23,23 +23,23 @@ struct Options {
     std::size_t every = 1, offset = 0;
     std::size_t pairs = 6'400;
     unsigned seed = 1;
-    /// Only points whose description contains it.
+    /// Tests only points whose description contains this text.
     std::string only = {};
-    /// A finding, or the description of a point.
+    /// A finding or the description of a point, which is tested again.
     std::string again = {};
     int times = 1;
     bool isPlanted = false;
 };
 
 constexpr const char* usage = R"(usage: torture SERVER PRELOADED [OPTION...]
-  --every N       every N-th point only
-  --offset N      from this one on
-  --pairs N       pairs of faults (6400)
-  --seed N        which pairs (1)
-  --only TEXT     points whose description contains it
-  --again LINE    the point of a finding
-  --times N       as often (1)
-  --planted       faults of the server, each of which must be found
+  --every N       test only every N-th point
+  --offset N      start at this point
+  --pairs N       how many pairs of faults to test (6400)
+  --seed N        the seed that chooses the pairs (1)
+  --only TEXT     test only points whose description contains this text
+  --again LINE    test the point of this finding again
+  --times N       how often to test it (1)
+  --planted       test whether faults that are built into the server are found
 )";
 
 Options optionsOf(int count, char** arguments) {
@@ -77,7 +77,7 @@ Options optionsOf(int count, char** arguments) {
     return options;
 }
 
-/// Points with one fault each, at the calls that a run without faults has made.
+/// Points with one fault each: one for every call that a run without faults has made.
 std::vector<Point> singlePoints(const Conversation& conversation, const Verdict& shown) {
     std::vector<Point> points;
     const auto add = [&](Fault fault) { points.push_back({&conversation, {fault}}); };
@@ -200,7 +200,7 @@ int tortureAgain(const Options& options) {
     return bad == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-/// Tests each planted fault, in a conversation and with a fault of the system that show it.
+/// Tests each planted fault in a conversation that makes it show. Some faults show only after a fault of the system.
 int findPlanted(const Options& options) {
     const auto conversation = [](std::string_view name) {
         return &*std::ranges::find_if(conversations(), [&](const auto& each) { return each.name == name; });

@@ -1,5 +1,5 @@
-// The part of PocketSphinx 5 that we use, declared for the checks on Linux. Homebrew has version 5, Debian 12 has an
-// older one.
+// Declares the part of PocketSphinx 5 that we use, for the checks on Linux. Homebrew has version 5. Debian 12 has an
+// older version.
 #pragma once
 
 #include <cstddef>
