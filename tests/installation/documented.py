@@ -61,6 +61,7 @@ ELSEWHERE = {
     "Vostel deny 3F2A": ("tests/companion/commands/ProgramTests.cpp", '{"deny", '),
     "Vostel serve": ("tests/companion/commands/ProgramTests.cpp", '{"serve"}'),
     "script/torture sample": ("script/test", "script/torture sample"),
+    "script/setup test": ("script/test", "script/setup test"),
     "script/setup macos": ("script/build-macos", "script/setup macos"),
     "script/sign-macos --dry-run path/to/Vostel.app": ("tests/macos/sign.test.mjs", "--dry-run"),
     "apt install ./vostel_*.deb ./vostel-mcp_*.deb": ("script/check-packages", "apt-get install"),
