@@ -1,6 +1,6 @@
 // Makes every system call and every allocation of the server fail once: torture SERVER PRELOADED [OPTION...]
 
-#include "tests/torture/Judge.h"
+#include "tests/torture/Rules.h"
 
 #include <algorithm>
 #include <chrono>
@@ -115,7 +115,7 @@ std::vector<Point> allPoints(const Options& options) {
     std::vector<Point> points;
     std::mt19937 random{options.seed};
     for (const Conversation& conversation : conversations()) {
-        const Verdict shown = judge({&conversation, {}}, options.programs);
+        const Verdict shown = checkRun({&conversation, {}}, options.programs);
         for (const std::string& violation : shown.violations) {
             std::printf("%s breaks a rule without a fault: %s\n", conversation.name, violation.c_str());
             std::exit(EXIT_FAILURE);
@@ -139,7 +139,7 @@ int tortureAll(const Options& options) {
     const std::vector<Point> points = allPoints(options);
     std::size_t tried = 0, hit = 0, aborted = 0, bad = 0;
     for (std::size_t index = options.offset; index < points.size(); index += options.every) {
-        const Verdict verdict = judge(points[index], options.programs);
+        const Verdict verdict = checkRun(points[index], options.programs);
         ++tried;
         hit += verdict.hasFault;
         aborted += verdict.aborted;
@@ -187,7 +187,7 @@ int tortureAgain(const Options& options) {
     const Point point = pointOf(options.again);
     int hit = 0, bad = 0;
     for (int time = 0; time < options.times; ++time) {
-        const Verdict verdict = judge(point, options.programs);
+        const Verdict verdict = checkRun(point, options.programs);
         hit += verdict.hasFault;
         bad += !verdict.violations.empty();
         for (const std::string& violation : verdict.violations) {
@@ -228,7 +228,7 @@ int findPlanted(const Options& options) {
     int missed = 0;
     longestWait = std::chrono::seconds{1};
     for (const Row& row : rows) {
-        const Verdict verdict = judge({conversation(row.conversation), row.faults}, options.programs, row.planted);
+        const Verdict verdict = checkRun({conversation(row.conversation), row.faults}, options.programs, row.planted);
         const bool isFound = std::ranges::any_of(
             verdict.violations, [&](const std::string& violation) { return violation.contains(row.violation); });
         std::printf("%s: %s\n", row.name, isFound ? "found" : "MISSED");

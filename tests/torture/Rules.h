@@ -44,6 +44,6 @@ struct Programs {
 };
 
 /// Runs one conversation with its faults and checks the rules.
-[[nodiscard]] Verdict judge(const Point& point, const Programs& programs, Planted planted = Planted::nothing);
+[[nodiscard]] Verdict checkRun(const Point& point, const Programs& programs, Planted planted = Planted::nothing);
 
 } // namespace torture

@@ -1,4 +1,4 @@
-#include "tests/torture/Judge.h"
+#include "tests/torture/Rules.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -66,8 +66,8 @@ public:
             if (!stage_.playUntil([this] { return stage_.tracer().ending().has_value(); }))
                 violate("the server does not end");
         }
-        judgeEnding();
-        judgeOutput();
+        checkEnding();
+        checkOutput();
         const auto deadline = std::chrono::steady_clock::now() + longestWait;
         while (!stage_.tracer().isAlone() && std::chrono::steady_clock::now() < deadline) usleep(1'000);
         if (!stage_.tracer().isAlone()) violate("a process that the server started is left");
@@ -100,7 +100,7 @@ private:
         if (stage_.hasChildren() && !excuses_.waiting) violate("a child is left");
     }
 
-    void judgeEnding() {
+    void checkEnding() {
         const auto ending = stage_.tracer().ending();
         if (!ending) return;
         verdict_.aborted = *ending == Ending{0, SIGABRT};
@@ -114,7 +114,7 @@ private:
                      : ""));
     }
 
-    void judgeOutput() {
+    void checkOutput() {
         const auto& lines = stage_.lines();
         if (!stage_.unfinishedLine().empty() && !excuses_.output) violate("the last line is not complete");
         for (const std::string& line : lines) {
@@ -127,14 +127,14 @@ private:
             if (answers > 1) violate(std::to_string(id) + " has " + std::to_string(answers) + " answers");
             if (answers == 0 && !answersMayBeLost) violate(std::to_string(id) + " has no answer");
         }
-        if (conversation_.cancelled != 0) judgeCancellation();
+        if (conversation_.cancelled != 0) checkCancellation();
         const std::string& error = stage_.errorText();
         const bool isCut = excuses_.output && conversation_.fromTheStart && std::string{startUpLine}.starts_with(error);
         const bool endedBefore = conversation_.fromTheStart && mayHaveEnded && error.empty();
         if (error != startUpLine && !isCut && !endedBefore) violate("standard error has: " + error);
     }
 
-    void judgeCancellation() {
+    void checkCancellation() {
         bool isHandled = false;
         const bool isRefused = excuses_.memory && std::ranges::any_of(stage_.lines(), [](const std::string& line) {
                                    return line.contains(R"("id":null)");
@@ -164,7 +164,7 @@ std::string Point::description() const {
     return text;
 }
 
-Verdict judge(const Point& point, const Programs& programs, Planted planted) {
+Verdict checkRun(const Point& point, const Programs& programs, Planted planted) {
     Trial trial{point, programs, planted};
     return trial.run();
 }
