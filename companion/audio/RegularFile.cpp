@@ -28,7 +28,7 @@ AudioError openingFailed(int errorNumber) {
     }
 }
 
-std::expected<void, AudioError> judge(const struct stat& status) {
+std::expected<void, AudioError> checkType(const struct stat& status) {
     if (S_ISDIR(status.st_mode)) return std::unexpected(AudioError{AudioError::Folder{}});
     if (!S_ISREG(status.st_mode)) return std::unexpected(AudioError{AudioError::NotARegularFile{}});
     if (status.st_size == 0) return std::unexpected(AudioError{AudioError::Empty{}});
@@ -42,12 +42,12 @@ std::expected<RegularFile, AudioError> RegularFile::open(const std::string& path
     // because the path may refer to something else by then.
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return std::unexpected(openingFailed(errno));
-    if (auto judged = judge(status); !judged) return std::unexpected(judged.error());
+    if (auto checked = checkType(status); !checked) return std::unexpected(checked.error());
 
     posix::FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
     if (!file.isOpen()) return std::unexpected(openingFailed(errno));
     if (::fstat(file.get(), &status) != 0) return std::unexpected(AudioError{PosixError{errno}});
-    if (auto judged = judge(status); !judged) return std::unexpected(judged.error());
+    if (auto checked = checkType(status); !checked) return std::unexpected(checked.error());
     return RegularFile{std::move(file), status.st_size};
 }
 

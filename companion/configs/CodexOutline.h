@@ -38,9 +38,9 @@ struct CodexOutline {
 
     /// In the order of the text. Empty without an entry, and if the entry is inside `inlineServers`.
     std::vector<Lines> entry;
-    /// The range of the command's value, with the quotation marks, and its text. If the command is not a string, there
-    /// is no text, and the range is only the beginning of the value.
+    /// The range of the command's value, with the quotation marks. If the value is not a string, only its beginning.
     std::optional<ConfigRange> commandValue;
+    /// The text of the command. Absent if the value is not a string.
     std::optional<std::string> command;
     /// The place of `mcp_servers` if it is one inline table. Such a table cannot be extended.
     std::optional<std::size_t> inlineServers;

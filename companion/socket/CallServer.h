@@ -84,7 +84,7 @@ private:
         Time deadline;
         /// All further input is discarded, so that a peer that is still writing can read why it was rejected.
         bool discarding = false;
-        /// The peer is gone or broke the protocol. The connection is erased when its call ends.
+        /// The peer has disconnected or broken the protocol. The connection is erased when its call ends.
         bool abandoned = false;
         /// Both are set once the request has arrived.
         std::shared_ptr<Cancellation> call;

@@ -1,4 +1,4 @@
-// Sending frames to a peer that may be slow or gone.
+// Sends frames to a peer that may be slow or disconnected.
 #pragma once
 
 #include "kit/support/Bytes.h"
@@ -11,7 +11,7 @@ enum class Sending {
     sent,
     /// Nothing was written, because the peer has not read the earlier frames.
     notNow,
-    /// The peer is gone or stopped reading in the middle of a frame. The connection cannot be used any more.
+    /// The peer has disconnected, or stopped reading in the middle of a frame. The connection cannot be used any more.
     failed,
 };
 

@@ -61,15 +61,15 @@ public:
         std::unique_lock lock{mutex_};
         const std::size_t ticket = nextTicket_++;
         waiting_.push_back(ticket);
-        std::size_t told = 0;
+        std::size_t reported = 0;
         while (!cancellation.isCancelled()) {
             const std::size_t before = leasesBefore(ticket);
             if (before == 0) break;
-            if (before == told || !whileWaiting) {
+            if (before == reported || !whileWaiting) {
                 turn_.wait(lock);
                 continue;
             }
-            told = before;
+            reported = before;
             lock.unlock();
             whileWaiting(before);
             lock.lock();

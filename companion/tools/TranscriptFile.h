@@ -22,7 +22,7 @@ namespace vostel_companion {
 [[nodiscard]] std::expected<std::string, posix::SystemError>
 saveTranscriptFile(const std::filesystem::path& folder, const std::string& name, std::string_view text);
 
-/// Deletes the file of a transcript or recording from `folder`. A file that is missing is no error.
+/// Deletes the file of a transcript or recording from `folder`. A missing file is not an error.
 [[nodiscard]] std::expected<void, posix::SystemError> deleteTranscriptFile(const std::filesystem::path& folder,
                                                                            const VostelMCPKit::UUID& id);
 

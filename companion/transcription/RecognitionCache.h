@@ -1,7 +1,7 @@
 // The recognised words of files, stored so that a repeated request need not begin again.
 //
-// A client may give up on a long call, or the application may be killed. The next request for the same file goes on
-// where the last one stopped, and answers at once if everything was recognised.
+// A client may give up a long call, or the application may be killed. The next request for the same file continues
+// where the last one stopped. If everything was recognised, it is answered at once.
 #pragma once
 
 #include "companion/speech/UtteranceSplitter.h"

@@ -39,7 +39,7 @@ namespace {
 
 const std::filesystem::path bundle = VOSTEL_BUNDLE;
 
-/// An installation of its own, with all clients connected.
+/// A separate installation, with all clients connected.
 struct Installation {
     vostel_tests::TemporaryFolder home;
     Paths paths = Paths::in(home.path() / "Library/Application Support");
