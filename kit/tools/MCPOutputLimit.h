@@ -28,7 +28,9 @@ struct Shaped {
     ///     transcriptPath  the path that was passed; left out when there was none
     ///
     /// It is not valid `structuredContent` for a tool whose output schema is closed. transcribe_file and transcribe_url
-    /// are such tools: send `text` and `segments` there, as the catalogue's schema says, and leave this record out.
+    /// are such tools. Leave this record out there, and send what their schema requires:
+    ///
+    ///     MCPToolOutcome::text(shaped.text, MCPValue::object({{"text", shaped.text}, {"segments", segments}}))
     std::optional<MCPValue> structuredContent;
 
     bool operator==(const Shaped&) const = default;
@@ -36,7 +38,7 @@ struct Shaped {
 
 /// Write the names at the call, because two texts would swap unnoticed.
 struct Transcript {
-    /// In UTF-8. Every other byte counts as one character. Move a large text in: if it fits, it is not copied.
+    /// In UTF-8. A byte that is not valid counts as one character. Move a large text in: if it fits, it is not copied.
     std::string text;
     /// The file with the whole transcript, if there is one.
     std::optional<std::string> path{};

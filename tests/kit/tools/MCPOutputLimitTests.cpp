@@ -1,7 +1,9 @@
 #include "kit/tools/MCPOutputLimit.h"
+#include "kit/tools/MCPToolCatalogue.h"
 #include "tests/support/Repeat.h"
 #include "tests/support/Table.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -68,6 +70,34 @@ TEST(MCPOutputLimit, a_cut_text_names_the_file_that_holds_the_whole) {
                                                        {"shownLength", 500'000},
                                                        {"originalLength", 600'000},
                                                        {"transcriptPath", "/home/u/T \"1\".txt"}}));
+}
+
+/// Whether `object` has all members that the closed schema of the tool's results requires, and no others.
+bool fitsResultsOf(const char* tool, const MCPValue& object) {
+    const auto tools = MCPToolCatalogue::tools(/*youTubeAvailable=*/true);
+    const auto found = std::ranges::find(tools, tool, &MCPTool::name);
+    if (found == tools.end() || !found->outputSchema) return false;
+    const MCPValue& schema = found->outputSchema->value;
+    EXPECT_EQ(schema.boolean("additionalProperties"), false);
+    for (const MCPValue::Member& member : object.members()) {
+        if (schema.find("properties", member.key()) == nullptr) return false;
+    }
+    const MCPValue* required = schema.find("required");
+    if (required == nullptr) return false;
+    return std::ranges::all_of(required->elements(),
+                               [&](const MCPValue& key) { return object.find(*key.asString()) != nullptr; });
+}
+
+TEST(MCPOutputLimit, the_record_of_a_cut_is_no_result_of_a_transcription_and_what_the_header_shows_is_one) {
+    const auto shaped = shape({.text = std::string(MCPOutputLimit::limit + 1, 'a'), .path = "/t.txt"});
+    ASSERT_TRUE(shaped.structuredContent);
+    const MCPValue segments = MCPValue::array({});
+    const MCPValue shown = MCPValue::object({{"text", shaped.text}, {"segments", segments}});
+    for (const char* tool : {"transcribe_file", "transcribe_url"}) {
+        SCOPED_TRACE(tool);
+        EXPECT_FALSE(fitsResultsOf(tool, *shaped.structuredContent));
+        EXPECT_TRUE(fitsResultsOf(tool, shown));
+    }
 }
 
 TEST(MCPOutputLimit, shaping_moves_an_unchanged_text_instead_of_copying_it) {
