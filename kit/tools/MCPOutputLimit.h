@@ -28,7 +28,7 @@ struct Shaped {
     ///     transcriptPath  the path that was passed; left out when there was none
     ///
     /// It is not valid `structuredContent` for a tool whose output schema is closed. transcribe_file and transcribe_url
-    /// are such tools. Leave this record out there, and send what their schema requires:
+    /// are such tools. Leave this record out there, and send what their schema has:
     ///
     ///     MCPToolOutcome::text(shaped.text, MCPValue::object({{"text", shaped.text}, {"segments", segments}}))
     std::optional<MCPValue> structuredContent;
