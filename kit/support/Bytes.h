@@ -63,7 +63,8 @@ public:
         grow(1);
     }
 
-    /// Inserts `text` before the content. The content does not move if removePrefix has dropped at least as many bytes.
+    /// Inserts `text`, which must not point into this content, before it. The content does not move if removePrefix has
+    /// dropped at least as many bytes.
     void prepend(std::string_view text);
 
     /// The first byte of at least `count` writable bytes after the content; valid until the next non-const call.

@@ -6,6 +6,7 @@
 #include "kit/tools/MCPSchema.h"
 #include "kit/tools/MCPURLPolicy.h"
 #include "kit/wire/MCPProgressReports.h"
+#include "kit/wire/MCPWireAnswer.h"
 #include "kit/wire/MCPWireFrameBuffer.h"
 #include "kit/wire/MCPWireFraming.h"
 #include "kit/wire/MCPWireVersionLogic.h"
@@ -72,6 +73,13 @@ void namedArguments(std::chrono::seconds time, std::int64_t version) {
     std::ignore = MCPOutputLimit::shape({.text = receive(), .path = receive()});
     std::ignore = MCPSchema::property(MCPSchema::Type::string, "Absolute path.");
     std::ignore = MCPClientConfigLogic::parseCodexTable({.tableName = "vostel", .text = "a = 1"});
+}
+
+// A null pointer is neither a connection nor a tool.
+void serving(MCPToolOutcome (*run)(const MCPWireRequest&), std::ptrdiff_t (*receive)(char*, std::size_t)) {
+    std::ignore = MCPWireAnswer::serve(nullptr, run);     // error: no matching
+    std::ignore = MCPWireAnswer::serve(receive, nullptr); // error: no matching
+    std::ignore = MCPWireAnswer::serve(receive, run);
 }
 
 // Each direction has its own records, and only a frame is sent.
