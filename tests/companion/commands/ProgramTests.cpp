@@ -51,7 +51,7 @@ std::filesystem::path supportIn(const Home& home) { return home.path() / "Librar
 /// Calls a tool as soon as the program listens, and returns the answer.
 std::optional<VostelMCPKit::MCPWireResponse> called(const Home& home, std::string_view tool,
                                                     const MCPValue& arguments) {
-    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    const auto giveUp = std::chrono::steady_clock::now() + 120s;
     while (true) {
         CompanionClient client{supportIn(home)};
         if (client.connected() || std::chrono::steady_clock::now() > giveUp) {
@@ -160,7 +160,7 @@ TEST(Program, status_says_what_it_does_and_quit_ends_it) {
     CompanionClient client{supportIn(home)};
     client.request("transcribe_file", MCPValue::object({{"path", longRecording(home).string()}}));
     Ran status = ran(home, {"status"});
-    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    const auto giveUp = std::chrono::steady_clock::now() + 120s;
     while (!status.output.contains("Transcribing") && std::chrono::steady_clock::now() < giveUp) {
         ::poll(nullptr, 0, 20);
         status = ran(home, {"status"});
@@ -216,7 +216,7 @@ TEST(Program, an_interrupted_recording_is_stored_as_failed_and_the_program_ends_
         const auto listed = Recordings{*store}.list({});
         return listed && !listed->entries.empty() ? std::optional{listed->entries.front()} : std::nullopt;
     };
-    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    const auto giveUp = std::chrono::steady_clock::now() + 120s;
     const auto isTranscribing = [&] {
         const auto summary = state();
         return summary && summary->state == RecordingSummary::State::transcribing;

@@ -82,7 +82,7 @@ bool isAlive(int process) {
 
 /// Waits for its end: the system needs a moment for a process that was killed.
 bool ends(int process) {
-    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    const auto giveUp = std::chrono::steady_clock::now() + 120s;
     while (isAlive(process)) {
         if (std::chrono::steady_clock::now() > giveUp) return false;
         std::this_thread::yield();

@@ -33,7 +33,7 @@ public:
     /// Whether the count is reached within half a minute.
     [[nodiscard]] bool reaches(int count) {
         std::unique_lock lock{mutex_};
-        return changed_.wait_for(lock, 30s, [&] { return count_ >= count; });
+        return changed_.wait_for(lock, 120s, [&] { return count_ >= count; });
     }
 
 private:

@@ -63,7 +63,7 @@ inline std::filesystem::path supportIn(const std::filesystem::path& home) {
 
 /// Connects as soon as the program listens.
 inline std::unique_ptr<CompanionClient> connected(const std::filesystem::path& home) {
-    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds{30};
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds{120};
     while (true) {
         auto client = std::make_unique<CompanionClient>(supportIn(home));
         if (client->connected() || std::chrono::steady_clock::now() > giveUp) return client;

@@ -28,7 +28,7 @@ CompanionClient::CompanionClient(const std::filesystem::path& applicationSupport
     auto connected = posix::UnixSocket::connect(MCPConnectLogic::socketPath(applicationSupportDirectory));
     if (!connected) return;
     socket_ = *std::move(connected);
-    const timeval timeout{30, 0};
+    const timeval timeout{120, 0};
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
 }
 

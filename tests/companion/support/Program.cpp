@@ -98,7 +98,7 @@ void ProgramOnTerminal::type(std::string_view text) const {
 }
 
 bool ProgramOnTerminal::shows(std::string_view text) {
-    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    const auto giveUp = std::chrono::steady_clock::now() + 120s;
     while (true) {
         if (const auto at = screen_.find(text, seen_); at != std::string::npos) {
             seen_ = at + text.size();
