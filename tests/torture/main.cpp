@@ -214,7 +214,7 @@ int findPlanted(const Options& options) {
         const char* violation;
     };
     const Row rows[] = {
-        {Planted::tornLine, "a torn line", "progress", {}, "a line"},
+        {Planted::tornLine, "a torn line", "progress", {}, "the last line is not complete"},
         {Planted::secondAnswer, "a second answer", "progress", {}, "answers"},
         {Planted::lostAnswer, "a lost answer", "progress", {}, "has no answer"},
         {Planted::lineAfterCancellation, "a line after the cancellation", "cancellation", {}, "after the cancellation"},
