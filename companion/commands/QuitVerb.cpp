@@ -49,11 +49,12 @@ Exit run(const Command::Quit& /*verb*/, const QuitContext& context) {
         context.printError(found.error());
         return Exit::failed;
     }
-    if (!*found) {
+    const auto& application = *found;
+    if (!application) {
         context.printError("Vostel is not running.");
         return Exit::refused;
     }
-    const pid_t process = (*found)->process;
+    const pid_t process = application->process;
     const std::size_t calls = LongCalls::readFrom(Paths::in(context.support).longCalls()).size();
     if (::kill(process, SIGTERM) != 0 && errno != ESRCH) {
         context.printError("Vostel could not be asked to end (" + VostelMCPKit::PosixError{errno}.systemText() + ").");

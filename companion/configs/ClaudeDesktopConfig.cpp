@@ -38,12 +38,12 @@ Additions additionsOf(const MCPValue& manifest) {
     if (config == nullptr) return additions;
     const auto isString = [](const MCPValue& value) { return value.asString().has_value(); };
     const MCPValue* arguments = config->find("args");
-    if (arguments != nullptr && arguments->asArray() && std::ranges::all_of(*arguments->asArray(), isString)) {
+    if (arguments != nullptr && arguments->asArray() && std::ranges::all_of(arguments->elements(), isString)) {
         additions.arguments = *arguments;
     }
     const MCPValue* environment = config->find("env");
     if (environment != nullptr && environment->asObject() &&
-        std::ranges::all_of(*environment->asObject(),
+        std::ranges::all_of(environment->members(),
                             [&](const MCPValue::Member& member) { return isString(member.value); })) {
         additions.environment = *environment;
     }

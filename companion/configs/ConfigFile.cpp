@@ -154,34 +154,36 @@ std::expected<std::optional<ConfigFileChange>, ConfigError> attempt(const fs::pa
         replacement.emplace(*std::move(written));
     }
 
-    std::optional<fs::path> kept;
-    std::optional<posix::AtomicFile> backup;
+    struct Backup {
+        posix::AtomicFile file;
+        fs::path place;
+    };
+    std::optional<Backup> backup;
     if (exists && edited->keepsBackup) {
         auto place = backupPlace(target);
         if (!place) return std::unexpected(std::move(place.error()));
-        kept = *std::move(place);
         auto written = posix::AtomicFile::write(target, old.text, {old.mode, owner});
         if (!written) return std::unexpected(std::move(written.error()));
-        backup.emplace(*std::move(written));
+        backup.emplace(Backup{*std::move(written), *std::move(place)});
     }
 
     const auto now = take(target);
     if (!now) return std::unexpected(now.error());
     if (*now != *before) return std::nullopt;
     std::expected<void, posix::SystemError> done;
-    if (backup) done = backup->moveTo(*kept);
+    if (backup) done = backup->file.moveTo(backup->place);
     if (done) {
         done = replacement ? replacement->moveTo(target) : deleteFile(target);
-        if (!done && backup) ::unlink(kept->c_str());
+        if (!done && backup) ::unlink(backup->place.c_str());
     }
     if (done) done = posix::synchronizeFolder(target.parent_path());
     if (!done) return std::unexpected(std::move(done.error()));
     // Only the newest backup is kept.
-    if (kept) {
-        const auto deleted = deleteBackups(target, kept);
+    if (backup) {
+        const auto deleted = deleteBackups(target, backup->place);
         if (!deleted) return std::unexpected(deleted.error());
     }
-    return ConfigFileChange{true, kept};
+    return ConfigFileChange{true, backup ? std::optional{backup->place} : std::nullopt};
 }
 
 /// Keeps our own processes from editing at the same time. Deliberate: continues without a lock, because some network
