@@ -44,12 +44,14 @@ async function main() {
   const unknown = names.find((name) => !clients[name]);
   if (unknown) throw new Error(`There is no client "${unknown}". Known: ${Object.keys(clients).join(", ")}.`);
   await mkdir(results, { recursive: true });
+  const atOnce = Number(values["at-once"]);
+  if (!(atOnce >= 1)) throw new Error(`--at-once ${values["at-once"]}: this is no count of clients.`);
   const waiting = [...names];
   async function runWaiting() {
     for (let name = waiting.shift(); name !== undefined; name = waiting.shift())
       await measure(name, server, wanted, recording);
   }
-  await Promise.all(Array.from({ length: Number(values["at-once"]) }, runWaiting));
+  await Promise.all(Array.from({ length: atOnce }, runWaiting));
 
   const measured = {};
   for (const file of await readdir(results))

@@ -71,7 +71,7 @@ ELSEWHERE = {
     "c++ main.cpp $(pkg-config --cflags --libs VostelMCPKit) -o answer":
         ("tests/consumer/check", "program/answer/main.cpp -o pkgconfig/answer"),
     "cd tests/clients": ("tests/clients/package.json", "node run.mjs"),
-    "npm ci": ("tests/clients/package-lock.json", '"sdk-2.4"'),
+    "npm install": ("tests/clients/.npmrc", "before="),
     "node run.mjs": ("tests/clients/run.mjs", "process.argv"),
     "node run.mjs --at-once 4": ("tests/clients/run.mjs", '"at-once"'),
     './answer "$HOME/Library/Application Support"': ("tests/e2e/KitPageTests.cpp", "answer"),
