@@ -1,5 +1,6 @@
 #include "fuzz/fuzz.h"
 #include "kit/clients/MCPClientConfigLogic.h"
+#include "kit/support/Unicode.h"
 
 #include <utility>
 
@@ -22,10 +23,12 @@ void check(std::string_view text) {
         std::erase(argument, ',');
         entry.args.push_back(std::move(argument));
     }
+    // Bytes that are not UTF-8 are replaced, because a TOML file is UTF-8.
+    CodexTable written{repairedUTF8(entry.command), {}};
+    for (const std::string& argument : entry.args) written.args.push_back(repairedUTF8(argument));
     const std::string snippet = codexSnippetText(entry);
-    require(parseCodexTable({.tableName = entryName, .text = snippet}) == CodexTable{entry.command, entry.args},
-            "an entry reads back");
+    require(parseCodexTable({.tableName = entryName, .text = snippet}) == written, "an entry reads back");
     require(parseCodexTable({.tableName = entryName, .text = "a = 1\r\n" + snippet + "\n[b]\ncommand = \"c\""}) ==
-                CodexTable{entry.command, entry.args},
+                written,
             "an entry between other tables reads back");
 }
