@@ -26,28 +26,44 @@ std::optional<std::string> cancelledKey(const MCPNotification& notification) {
     return decoded->text();
 }
 
+/// Runs `work`, which copies what a client decides the size of. False if there is not enough memory for it.
+bool hasMemoryFor(auto work) {
+    const auto succeed = [&] {
+        work();
+        return true;
+    };
+    return withinMemory(succeed, [] { return false; });
+}
+
 /// The gate that the writer asks before each line of the call.
 std::shared_ptr<LineGate> linesOf(const std::shared_ptr<CallCancellation>& cancellation) {
     return {cancellation, &cancellation->lines()};
 }
 
+MCPResponse internalError(MCPRequestID id, std::string message) {
+    return MCPResponse::failure(std::move(id), MCPError::internalError(std::move(message)));
+}
+
+/// Call it where memory may run out.
 Bytes errorLine(const MCPRequestID& id, std::string message) {
     Bytes line;
-    std::ignore = appendLine(MCPResponse::failure(id, MCPError::internalError(std::move(message))), line);
+    std::ignore = appendLine(internalError(id, std::move(message)), line);
     return line;
 }
 
-Bytes responseLine(const MCPRequestID& id, std::expected<MCPSocketClient::Answer, MCPSocketClient::Failure> outcome) {
-    const auto lineOf = [&] {
+MCPResponse outOfMemoryError(MCPRequestID id) {
+    const MCPSocketClient::Failure failure{MCPSocketClient::OutOfMemory{}};
+    return internalError(std::move(id), failure.description());
+}
+
+Bytes responseLine(MCPRequestID id, std::expected<MCPSocketClient::Answer, MCPSocketClient::Failure> outcome) {
+    const auto write = [&] {
         if (!outcome) return errorLine(id, outcome.error().description());
         return match(
             *std::move(outcome), [&](Bytes result) { return resultLine(id, std::move(result)); },
             [&](const MCPWireError& error) { return errorLine(id, error.description()); });
     };
-    return withinMemory(lineOf, [&] {
-        const MCPSocketClient::Failure failure{MCPSocketClient::OutOfMemory{}};
-        return errorLine(id, failure.description());
-    });
+    return withinMemory(write, [&] { return lineOf(outOfMemoryError(std::move(id))); });
 }
 
 /// The lines of some reports. If there is not enough memory for them, they are lost, and the call continues.
@@ -62,7 +78,9 @@ Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo, 
     if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
         co_return co_await startCall(std::move(*request), std::move(clientInfo), std::move(arguments));
     }
-    auto key = cancelledKey(std::get<MCPNotification>(incoming.is));
+    std::optional<std::string> key;
+    const auto copyKey = [&] { key = cancelledKey(std::get<MCPNotification>(incoming.is)); };
+    if (!hasMemoryFor(copyKey)) co_return co_await sendText(dependencies_.standardOutput, outOfMemoryLine());
     if (key) co_await cancelCall(*std::move(key));
 }
 
@@ -77,29 +95,35 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo,
     const MCPValue* arguments = params.find("arguments");
     const auto fresh = dependencies_.makeUUID();
     if (!fresh) {
-        auto error = MCPError::internalError(
+        auto failure = internalError(
+            std::move(request.id),
             "The call could not be sent because the system has no random numbers: " + fresh.error().systemText() + ".");
-        auto failure = MCPResponse::failure(std::move(request.id), std::move(error));
         co_return co_await sendLine(dependencies_.standardOutput, failure);
     }
     MCPSocketClient::Call toSend{
         .request{
             .protocolVersion = wireProtocolVersion,
             .clientInfo = std::move(clientInfo),
-            .tool = std::string{*tool},
+            .tool = {},
             .arguments = arguments != nullptr ? *arguments : MCPValue::object({}),
-            .requestID = {},
+            .requestID = fresh->text(),
         },
         .arguments = std::move(textArguments),
     };
-    CallIdentity call{.requestID = request.id, .wireID = {}, .externalKey = request.id.text()};
-    auto token = progressToken(request);
+    co_await isolated();
+    const auto copyNames = [&] {
+        toSend.request.tool = *tool;
+        registry_.registerCall(request.id.text(), progressToken(request), *fresh);
+    };
+    if (!hasMemoryFor(copyNames)) {
+        registry_.finish(toSend.request.requestID);
+        auto failure = outOfMemoryError(std::move(request.id));
+        co_return co_await sendLine(dependencies_.standardOutput, failure);
+    }
+    CallIdentity call{.requestID = std::move(request.id), .wireID = toSend.request.requestID};
     // Frees this copy: large arguments must exist only in `toSend` from here on.
     request = {};
 
-    co_await isolated();
-    call.wireID = registry_.registerCall(call.externalKey, std::move(token), *fresh);
-    toSend.request.requestID = call.wireID;
     auto cancellation = std::make_shared<CallCancellation>();
     tasks_.insert_or_assign(call.wireID, cancellation);
     spawn(run(weak_from_this(), dependencies_, std::move(call), std::move(toSend), std::move(cancellation)),
@@ -115,13 +139,13 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies
     auto outcome = co_await dependencies.socketClient.send(std::move(toSend), std::move(progress), cancellation);
     const auto proxy = weakProxy.lock();
     if (!proxy) co_return;
-    auto line = responseLine(call.requestID, std::move(outcome));
+    auto line = responseLine(std::move(call.requestID), std::move(outcome));
     const std::size_t length = line.size();
     // A cancelled call does not wait for the writer. The writer asks again before the line begins.
     const bool mayAnswer = co_await proxy->mayAnswer(call.wireID);
     // A response that cannot be written is dropped, because the client is gone.
     if (mayAnswer) std::ignore = co_await dependencies.standardOutput.send(std::move(line), linesOf(cancellation));
-    co_await proxy->finish(std::move(call));
+    co_await proxy->finish(std::move(call.wireID));
     dependencies.memory.release(length);
 }
 
@@ -130,10 +154,10 @@ Task<bool> MCPCallProxy::mayAnswer(std::string wireID) {
     co_return registry_.shouldSendResponse(wireID);
 }
 
-Task<void> MCPCallProxy::finish(CallIdentity call) {
+Task<void> MCPCallProxy::finish(std::string wireID) {
     co_await isolated();
-    tasks_.erase(call.wireID);
-    registry_.finish(call.wireID);
+    tasks_.erase(wireID);
+    registry_.finish(wireID);
 }
 
 Task<void> MCPCallProxy::relay(std::weak_ptr<MCPCallProxy> weakProxy, std::vector<MCPProgressReports> progress) {

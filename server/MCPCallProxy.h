@@ -58,15 +58,13 @@ private:
     struct CallIdentity {
         VostelMCPKit::MCPRequestID requestID;
         std::string wireID;
-        /// The request id as text. Deliberate: the number 5 and the string "5" name the same call.
-        std::string externalKey;
     };
 
     VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo,
                                        TextArguments textArguments);
     VostelMCPKit::Task<void> cancelCall(std::string externalKey);
     VostelMCPKit::Task<bool> mayAnswer(std::string wireID);
-    VostelMCPKit::Task<void> finish(CallIdentity call);
+    VostelMCPKit::Task<void> finish(std::string wireID);
 
     /// Runs one call from its request to its answer. Does not keep the proxy alive while the application works.
     static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies,

@@ -22,6 +22,8 @@ struct Received {
     Bytes reply;
     /// A message for the application.
     std::optional<MCPIncoming> forApplication = {};
+    /// Who sent it.
+    MCPClientInfo sender = {};
     /// The arguments of a large call. They are null in the message.
     MCPCallProxy::TextArguments arguments = {};
     /// The client's identity, from an initialize that names the client.
@@ -47,14 +49,7 @@ MCPIncoming incomingIn(const std::string& line, MCPCallProxy::TextArguments& arg
     return MCPDispatchLogic::classify(line);
 }
 
-Bytes lineOf(const auto& message) {
-    Bytes line;
-    // A message that cannot be encoded has no text, so nothing is written.
-    std::ignore = appendLine(message, line);
-    return line;
-}
-
-Received received(const std::string& line, bool youTubeAvailable) {
+Received received(const std::string& line, const MCPClientInfo& sender, bool youTubeAvailable) {
     Received received;
     const MCPIncoming incoming = incomingIn(line, received.arguments);
     const auto* request = std::get_if<MCPRequest>(&incoming.is);
@@ -68,17 +63,14 @@ Received received(const std::string& line, bool youTubeAvailable) {
         received.reply = lineOf(MCPDispatchLogic::frameWithoutID(error->error));
     } else if (auto* message = std::get_if<MCPHelperRoute::ForwardToApplication>(&route.is)) {
         received.forApplication = std::move(message->incoming);
+        received.sender = sender;
     }
     return received;
 }
 
-/// If there is not enough memory for the line or its reply, the answer has no id, as for a line that is not JSON.
-Received receivedWithinMemory(const std::string& line, bool youTubeAvailable) {
-    return withinMemory([&] { return received(line, youTubeAvailable); },
-                        [] {
-                            auto error = MCPError::internalError("There is not enough memory for this message.");
-                            return Received{.reply = lineOf(MCPDispatchLogic::frameWithoutID(error))};
-                        });
+Received receivedWithinMemory(const std::string& line, const MCPClientInfo& sender, bool youTubeAvailable) {
+    return withinMemory([&] { return received(line, sender, youTubeAvailable); },
+                        [] { return Received{.reply = outOfMemoryLine()}; });
 }
 
 } // namespace
@@ -94,24 +86,25 @@ Task<void> MCPHandshake::serve() {
 }
 
 Task<void> MCPHandshake::handle(std::string line) {
-    Received received = receivedWithinMemory(line, youTubeAvailable_);
+    Received received = receivedWithinMemory(line, clientInfo_, youTubeAvailable_);
     // Frees the line, which may have many megabytes. `received` holds everything that is still needed.
     std::string{}.swap(line);
     if (received.clientInfo) clientInfo_ = *std::move(received.clientInfo);
     if (received.reply.size() > 0) co_await sendText(standardOutput_, std::move(received.reply));
     if (received.forApplication) {
-        co_await forward(*std::move(received.forApplication), std::move(received.arguments));
+        co_await forward(*std::move(received.forApplication), std::move(received.sender),
+                         std::move(received.arguments));
     }
 }
 
-Task<void> MCPHandshake::forward(MCPIncoming incoming, MCPCallProxy::TextArguments arguments) {
+Task<void> MCPHandshake::forward(MCPIncoming incoming, MCPClientInfo sender, MCPCallProxy::TextArguments arguments) {
     if (forwarding_) {
-        co_return co_await (*forwarding_)->handle(std::move(incoming), clientInfo_, std::move(arguments));
+        co_return co_await (*forwarding_)->handle(std::move(incoming), std::move(sender), std::move(arguments));
     }
-    const auto* request = std::get_if<MCPRequest>(&incoming.is);
+    auto* request = std::get_if<MCPRequest>(&incoming.is);
     if (request == nullptr) co_return;
     auto error = MCPError::internalError(forwarding_.error().errorDescription());
-    auto failure = MCPResponse::failure(request->id, std::move(error));
+    auto failure = MCPResponse::failure(std::move(request->id), std::move(error));
     co_await sendLine(standardOutput_, failure);
 }
 

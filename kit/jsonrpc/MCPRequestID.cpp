@@ -2,6 +2,11 @@
 
 namespace VostelMCPKit {
 
+MCPRequestID::MCPRequestID(const MCPRequestID& other)
+    : is{match(
+          other.is, [](const std::string& text) { return decltype(is){std::string{text}}; },
+          [](std::int64_t number) { return decltype(is){number}; })} {}
+
 std::string MCPRequestID::text() const {
     return match(
         is, [](const std::string& string) { return string; },

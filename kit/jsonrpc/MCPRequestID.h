@@ -18,6 +18,12 @@ struct MCPRequestID {
 
     /// The empty string.
     MCPRequestID() = default;
+    /// Copies the text before it enters `is`. The variant of libstdc++ 12 crashes when its own copy runs out of memory.
+    MCPRequestID(const MCPRequestID& other);
+    MCPRequestID& operator=(const MCPRequestID& other) { return *this = MCPRequestID{other}; }
+    MCPRequestID(MCPRequestID&&) noexcept = default;
+    MCPRequestID& operator=(MCPRequestID&&) noexcept = default;
+    ~MCPRequestID() = default;
     /// Exactly a std::string.
     template <std::same_as<std::string> String>
     MCPRequestID(String string) : is{std::move(string)} {}

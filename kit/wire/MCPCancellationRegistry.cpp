@@ -7,8 +7,8 @@ namespace VostelMCPKit {
 std::string MCPCancellationRegistry::registerCall(std::string externalID, std::optional<MCPValue> progressToken,
                                                   const UUID& fresh) {
     std::string wireID = fresh.text();
-    wireIDsByExternalID.insert_or_assign(externalID, wireID);
-    calls.insert_or_assign(wireID, Call{std::move(externalID), std::move(progressToken)});
+    calls.insert_or_assign(wireID, Call{externalID, std::move(progressToken)});
+    wireIDsByExternalID.insert_or_assign(std::move(externalID), wireID);
     return wireID;
 }
 

@@ -35,7 +35,7 @@ struct MCPCancellationRegistry {
 
     /// Registers a call and returns its wire id, which is the text of `fresh`; pass a new random UUID for each call.
     /// Deliberate: an external id that is still in use is taken over by the newer call, and the older one can no longer
-    /// be found by it.
+    /// be found by it. If memory runs out, `finish` removes what was stored.
     std::string registerCall(std::string externalID, std::optional<MCPValue> progressToken, const UUID& fresh);
 
     /// Absent when no call has this external id.

@@ -9,9 +9,12 @@
 #include "tests/server/Forwarding.h"
 #include "tests/support/FakeThreads.h"
 #include "tests/support/ManualExecutor.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
 #include <sys/socket.h>
@@ -21,15 +24,26 @@ namespace {
 /// Allocations of at least this many bytes depend on what a peer sends.
 constexpr std::size_t large = 16'384;
 /// How many large allocations succeed before one fails.
-int successesLeft = std::numeric_limits<int>::max();
+std::atomic<int> successesLeft = std::numeric_limits<int>::max();
+
+bool mustFail(std::size_t size) { return size >= large && successesLeft-- == 0; }
 
 } // namespace
 
-// The linker sends every call of realloc here.
-extern "C" void* __real_realloc(void* memory, std::size_t size);
-extern "C" void* __wrap_realloc(void* memory, std::size_t size);
-void* __wrap_realloc(void* memory, std::size_t size) {
-    return size >= large && successesLeft-- == 0 ? nullptr : __real_realloc(memory, size);
+// The linker sends every call of malloc, realloc and operator new here.
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __real_realloc(void* memory, std::size_t size);
+void* __real__Znwm(std::size_t size);
+void* __wrap_malloc(std::size_t size);
+void* __wrap_realloc(void* memory, std::size_t size);
+void* __wrap__Znwm(std::size_t size);
+}
+void* __wrap_malloc(std::size_t size) { return mustFail(size) ? nullptr : __real_malloc(size); }
+void* __wrap_realloc(void* memory, std::size_t size) { return mustFail(size) ? nullptr : __real_realloc(memory, size); }
+void* __wrap__Znwm(std::size_t size) {
+    if (mustFail(size)) VostelMCPKit::outOfMemory();
+    return __real__Znwm(size);
 }
 
 namespace vostel_mcp::scarcememory {
@@ -100,82 +114,228 @@ TEST(ScarceMemory, a_request_that_is_too_large_to_write_fails_its_call) {
     EXPECT_EQ(peer.received(), "");
 }
 
-/// A server loop that gets lines, with an application that answers one call.
+/// What differs between conversations.
+struct Setting {
+    /// What each connection of the application sends, in pieces.
+    std::vector<Lines> connections = {};
+    /// Whether the path of the socket is too long.
+    bool isWithoutPath = false;
+    bool isWithoutRandomness = false;
+};
+
+/// A server loop that gets lines. Only its own allocations count.
 struct Conversation : Forwarding {
     ManualExecutor mainThread;
     LineChannel lines;
-    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
+    MCPHandshake handshake;
+    std::vector<vostel_tests::ScriptedPeer*> peers;
 
-    /// The lines that are written when the client sends `line` and then a ping. A call is answered with `pieces`.
-    Lines replies(const std::string& line, const std::vector<std::string>& pieces) {
-        application.answers(pieces);
+    explicit Conversation(const Setting& setting)
+        : handshake{lines, standardOutput, forwarding(setting), true, memory} {
+        Forwarding::isWithoutRandomness = setting.isWithoutRandomness;
+        for (const Lines& pieces : setting.connections) peers.push_back(&application.answers(pieces));
         spawn(handshake.serve(), mainThread);
+    }
+    ~Conversation() {
+        lines.finish();
+        run();
+    }
+
+    /// The server handles `line`, and its large allocation number `number` fails, counted from zero. False when it
+    /// makes fewer of them.
+    bool handleWithout(int number, const std::string& line) {
         lines.push({line});
+        output.makeRoom(1 << 20);
+        successesLeft = number;
+        run();
+        return successesLeft.exchange(std::numeric_limits<int>::max()) < 0;
+    }
+    /// The server handles `line` and has enough memory.
+    void handle(const std::string& line) { handleWithout(std::numeric_limits<int>::max(), line); }
+
+    /// The lines that were written since the last call, without progress.
+    Lines takeReplies() {
+        Lines replies = output.takeLines();
+        std::erase_if(replies, [](const std::string& reply) { return reply.contains("notifications/progress"); });
+        return replies;
+    }
+
+private:
+    MCPHandshake::Forwarding forwarding(const Setting& setting) {
+        if (setting.isWithoutPath)
+            return std::unexpected(ConnectError{ConnectError::SocketPathTooLong{"/long", 104, 103}});
+        return proxy;
+    }
+    void run() {
         mainThread.drain();
         threads.runAll();
         mainThread.drain();
-        lines.push({R"({"jsonrpc":"2.0","id":"ping","method":"ping"})"});
-        mainThread.drain();
-        lines.finish();
-        mainThread.drain();
-        return output.takeLines();
     }
 };
 
-/// The replies to `line`, without progress: one for each large allocation that can fail, and as the last one the reply
-/// when none fails. The server must continue after each of them.
-Lines repliesWhenMemoryFails(const std::string& line, const std::vector<std::string>& pieces = {}) {
+const std::string ping = R"({"jsonrpc":"2.0","id":"ping","method":"ping"})";
+const std::string pingReply =
+    R"({"error":{"code":-32601,"message":"Method not found: ping"},"id":"ping","jsonrpc":"2.0"})";
+
+/// The replies to `line`: one for each large allocation that can fail, and as the last one the reply when none fails.
+/// After each of them, the server must continue, and the same line must work.
+Lines repliesWhenMemoryFails(const std::string& line, Setting setting, const std::string& before = {}) {
+    // The same answers again.
+    const std::vector<Lines> connections = setting.connections;
+    setting.connections.insert(setting.connections.end(), connections.begin(), connections.end());
     Lines all;
+    Lines repeated;
     for (bool hasFailed = true; hasFailed;) {
         SCOPED_TRACE(all.size());
-        Conversation conversation;
-        successesLeft = static_cast<int>(all.size());
-        Lines replies = conversation.replies(line, pieces);
-        hasFailed = successesLeft < 0;
-        successesLeft = std::numeric_limits<int>::max();
-        std::erase_if(replies, [](const std::string& reply) { return reply.contains("notifications/progress"); });
+        Conversation conversation{setting};
+        if (!before.empty()) conversation.handle(before);
+        std::ignore = conversation.takeReplies();
+        hasFailed = conversation.handleWithout(static_cast<int>(all.size()), line);
+        conversation.handle(ping);
+        Lines replies = conversation.takeReplies();
         EXPECT_EQ(replies.size(), 2U);
-        if (replies.size() != 2) break;
-        EXPECT_EQ(replies[1],
-                  R"({"error":{"code":-32601,"message":"Method not found: ping"},"id":"ping","jsonrpc":"2.0"})");
+        if (replies.size() != 2) return {};
+        EXPECT_EQ(replies[1], pingReply);
         all.push_back(std::move(replies[0]));
+        conversation.handle(line);
+        for (std::string& reply : conversation.takeReplies()) repeated.push_back(std::move(reply));
     }
+    EXPECT_EQ(std::ranges::count(repeated, all.back()), static_cast<std::ptrdiff_t>(all.size()));
     return all;
 }
 
-std::string error(const std::string& message, const std::string& id) {
-    return R"({"error":{"code":-32603,"message":")" + message + R"("},"id":)" + id + R"(,"jsonrpc":"2.0"})";
+std::string error(const std::string& message, const std::string& id, const std::string& code = "-32603") {
+    return R"({"error":{"code":)" + code + R"(,"message":")" + message + R"("},"id":)" + id + R"(,"jsonrpc":"2.0"})";
+}
+std::string result(const std::string& id, const std::string& content) {
+    return R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":)" + content + "}";
+}
+std::string call(const std::string& id, const std::string& params) {
+    return R"({"jsonrpc":"2.0","id":)" + id + R"(,"method":"tools/call","params":{)" + params + "}}";
 }
 const std::string tooLargeMessage = error("There is not enough memory for this message.", "null");
+std::string tooLargeCall(const std::string& id) {
+    return error("There is not enough memory for the call and its answer.", id);
+}
 
 TEST(ScarceMemory, whichever_large_allocation_of_a_call_fails_that_call_alone_says_so) {
     const std::string text(70'000, 'x');
     // A part of the answer's line that is not in the answer's frame, so that the line needs more memory.
     const std::string id = '"' + std::string(20'000, 'i') + '"';
-    const std::string call = R"({"jsonrpc":"2.0","id":)" + id +
-                             R"(,"method":"tools/call","params":{"name":"transcribe_file","arguments":{"path":")" +
-                             text + R"("},"_meta":{"progressToken":7}}})";
+    const std::string request =
+        call(id, R"("name":"transcribe_file","arguments":{"path":")" + text + R"("},"_meta":{"progressToken":7})");
     const std::string sent = frame(R"({"kind":"progress","payload":{"fraction":0.5,"message":")" + text +
                                    R"(","requestID":")" + Forwarding::wireID(1) + "\"}}") +
                              Forwarding::answer('"' + text + '"');
     // The first read takes 512 bytes, each later one no more than 65,536.
-    const Lines replies = repliesWhenMemoryFails(
-        call, {sent.substr(0, 512), sent.substr(512, 60'000), sent.substr(60'512, 60'000), sent.substr(120'512)});
+    const Lines pieces{sent.substr(0, 512), sent.substr(512, 60'000), sent.substr(60'512, 60'000),
+                       sent.substr(120'512)};
+    const Lines replies = repliesWhenMemoryFails(request, {.connections = {pieces}});
 
-    const std::string result = R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":")" + text + "\"}";
-    const std::string failure = error("There is not enough memory for the call and its answer.", id);
-    EXPECT_TRUE(replies.back() == result);
+    const std::string success = result(id, '"' + text + '"');
+    const std::string failure = tooLargeCall(id);
+    EXPECT_TRUE(replies.back() == success);
     EXPECT_GT(std::ranges::count(replies, tooLargeMessage), 0);
     EXPECT_GT(std::ranges::count(replies, failure), 0);
-    EXPECT_GT(std::ranges::count(replies, result), 1) << "one of them lost only its progress";
+    EXPECT_GT(std::ranges::count(replies, success), 1) << "one of them lost only its progress";
     for (const std::string& reply : replies) {
-        EXPECT_TRUE(reply == result || reply == failure || reply == tooLargeMessage) << reply.substr(0, 200);
+        EXPECT_TRUE(reply == success || reply == failure || reply == tooLargeMessage) << reply.substr(0, 200);
     }
+}
+
+TEST(ScarceMemory, a_large_id_or_name_fails_at_most_its_own_message) {
+    const std::string large = '"' + std::string(20'000, 'i') + '"';
+    const Lines answer{Forwarding::answer("{}")};
+    const Lines answerAfterProgress{
+        frame(R"({"kind":"progress","payload":{"fraction":0.5,"requestID":")" + Forwarding::wireID(1) + "\"}}"),
+        answer[0]};
+    struct Row {
+        const char* when;
+        std::string line;
+        std::string id;
+        std::string reply;
+        Setting setting = {};
+        std::string before = {};
+    };
+    const Row rows[] = {
+        {"the id of a call",
+         call(large, R"("name":"models_list")"),
+         large,
+         result(large, "{}"),
+         {.connections = {answer}}},
+        {"the id of a call that gets no answer",
+         call(large, R"("name":"models_list")"),
+         large,
+         error("Vostel closed the connection before it answered. Please try again.", large),
+         {.connections = {Lines{}}}},
+        {"the id of a call without a name", call(large, ""), large,
+         error("tools/call requires params.name", large, "-32602")},
+        {"the id of a call while there are no random numbers",
+         call(large, R"("name":"models_list")"),
+         large,
+         error("The call could not be sent because the system has no random numbers: Function not implemented.", large),
+         {.isWithoutRandomness = true}},
+        {"the id of a call without a path",
+         call(large, R"("name":"models_list")"),
+         large,
+         error(ConnectError{ConnectError::SocketPathTooLong{"/long", 104, 103}}.errorDescription(), large),
+         {.isWithoutPath = true}},
+        {"the name of a tool", call("1", R"("name":)" + large), "1", result("1", "{}"), {.connections = {answer}}},
+        {"a progress token",
+         call("1", R"("name":"models_list","_meta":{"progressToken":)" + large + "}"),
+         "1",
+         result("1", "{}"),
+         {.connections = {answerAfterProgress}}},
+        {"the name of the client",
+         call("1", R"("name":"models_list")"),
+         "1",
+         result("1", "{}"),
+         {.connections = {answer}},
+         R"({"jsonrpc":"2.0","id":0,"method":"initialize","params":{"clientInfo":{"name":)" + large + "}}}"},
+        {"the id of another request", R"({"jsonrpc":"2.0","id":)" + large + R"(,"method":"ping"})", large,
+         error("Method not found: ping", large, "-32601")},
+    };
+    vostel_tests::forEachRow(rows, [](const Row& row) {
+        const Lines replies = repliesWhenMemoryFails(row.line, row.setting, row.before);
+        ASSERT_GT(replies.size(), 1U);
+        EXPECT_TRUE(replies.back() == row.reply) << replies.back().substr(0, 300);
+        for (const std::string& reply : replies) {
+            EXPECT_TRUE(reply == row.reply || reply == tooLargeCall(row.id) || reply == tooLargeMessage)
+                << reply.substr(0, 300);
+        }
+    });
+}
+
+TEST(ScarceMemory, a_cancellation_with_a_large_id_is_refused_or_takes_effect) {
+    const std::string id = '"' + std::string(20'000, 'i') + '"';
+    const std::string cancellation =
+        R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":)" + id + "}}";
+    int refused = 0;
+    int failures = 0;
+    for (bool hasFailed = true; hasFailed; ++failures) {
+        SCOPED_TRACE(failures);
+        Conversation conversation{{.connections = {{Forwarding::answer("{}")}}}};
+        // The call does not reach the application before the cancellation.
+        conversation.lines.push({call(id, R"("name":"models_list")")});
+        conversation.mainThread.drain();
+        hasFailed = conversation.handleWithout(failures, cancellation);
+        conversation.handle(ping);
+        const Lines replies = conversation.takeReplies();
+        if (replies.front() == tooLargeMessage) {
+            ++refused;
+            EXPECT_EQ(replies, (Lines{tooLargeMessage, result(id, "{}"), pingReply}));
+        } else {
+            EXPECT_EQ(replies, Lines{pingReply});
+            EXPECT_EQ(conversation.peers[0]->received(), "");
+        }
+    }
+    EXPECT_GT(refused, 0);
+    EXPECT_LT(refused, failures) << "without a failed allocation the cancellation takes effect";
 }
 
 TEST(ScarceMemory, a_reply_that_is_too_large_to_write_is_refused_without_an_id) {
     const std::string method(70'000, 'm');
-    const Lines replies = repliesWhenMemoryFails(R"({"jsonrpc":"2.0","id":1,"method":")" + method + "\"}");
+    const Lines replies = repliesWhenMemoryFails(R"({"jsonrpc":"2.0","id":1,"method":")" + method + "\"}", {});
     ASSERT_GT(replies.size(), 1U);
     EXPECT_TRUE(replies.back().contains("Method not found: mmm")) << replies.back().substr(0, 200);
     EXPECT_EQ(std::ranges::count(replies, tooLargeMessage), static_cast<std::ptrdiff_t>(replies.size()) - 1);

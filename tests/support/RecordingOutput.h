@@ -21,6 +21,8 @@ public:
         return [this](std::span<const std::byte> bytes) { return write(bytes); };
     }
 
+    /// Makes room for `count` bytes, so that the writes need no more memory.
+    void makeRoom(std::size_t count) { text_.reserve(count); }
     /// The next write has this outcome. A count limits the number of bytes that it takes.
     void nextWrite(Written outcome) { outcomes_.push_back(outcome); }
     /// Called after each write.
