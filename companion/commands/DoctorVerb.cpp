@@ -107,7 +107,7 @@ private:
         } else if (status.st_uid != ::geteuid()) {
             wrong(name + " belongs to another user. Take ownership of it with chown, or move it away.");
         } else if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-            wrong(name + " is writable for other users. Check what is in it, then run: chmod 700 '" +
+            wrong(name + " is writable by other users. Check what is in it, then run: chmod 700 '" +
                   paths_.folder.string() + "'");
         } else if ((status.st_mode & 0700U) != 0700U) {
             wrong(name + " is not fully accessible to you. Run: chmod 700 '" + paths_.folder.string() + "'");

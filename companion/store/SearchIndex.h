@@ -36,13 +36,13 @@ struct SearchHit {
     bool operator==(const SearchHit&) const = default;
 };
 
-/// The only user of the table. Uses the database on the caller's thread. A store changes its own table and the index in
-/// one transaction.
+/// The only user of the index's table. Uses the database on the caller's thread. An entry is always both in its own
+/// table and in the index: a store adds it to both in one transaction, and removeEntry() removes it from both.
 class SearchIndex final {
 public:
     explicit SearchIndex(Database& database) : database_{database} {}
 
-    /// Adds the text of the entry `id`, which is in its table and not yet in the index.
+    /// Adds the text of the entry `id`, which is in its table and not yet in the index. The caller has a transaction.
     [[nodiscard]] std::expected<void, DatabaseError> add(SearchHit::Kind kind, const VostelMCPKit::UUID& id,
                                                          std::string_view text);
     /// Removes the entry `id` from its table and from the index, in one transaction. None of its words remain.

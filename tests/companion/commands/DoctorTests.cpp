@@ -170,7 +170,7 @@ TEST(Doctor, says_what_is_wrong_with_the_data_and_what_to_do) {
     std::filesystem::create_directories(paths.folder);
     std::filesystem::permissions(paths.folder, std::filesystem::perms::all);
     EXPECT_TRUE(installation.complains("The data folder '" + paths.folder.string() +
-                                       "' is writable for other users. Check what is in it, then run: chmod 700 '" +
+                                       "' is writable by other users. Check what is in it, then run: chmod 700 '" +
                                        paths.folder.string() + "'\n"));
     EXPECT_TRUE(installation.printed.contains("WRONG  A call through vostel-mcp failed: Vostel does not serve from "))
         << installation.printed;
@@ -319,7 +319,7 @@ TEST(Doctor, says_what_is_wrong_with_the_folder) {
          [](const std::filesystem::path& folder) {
              std::filesystem::permissions(folder, perms::owner_all | perms::group_write);
          },
-         "WRONG  The data folder F is writable for other users. Check what is in it, then run: chmod 700 F"},
+         "WRONG  The data folder F is writable by other users. Check what is in it, then run: chmod 700 F"},
         {"it is closed",
          [](const std::filesystem::path& folder) { std::filesystem::permissions(folder, perms::owner_read); },
          "WRONG  The data folder F is not fully accessible to you. Run: chmod 700 F"},
