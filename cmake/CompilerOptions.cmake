@@ -36,16 +36,4 @@ endif()
 if(VOSTEL_SANITIZE)
     add_compile_options(-fsanitize=${VOSTEL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${VOSTEL_SANITIZE})
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        # In instrumented code, the analysis behind this warning does not see initialisations.
-        add_compile_options(-Wno-stringop-overflow)
-        # Calls the checks instead of inlining them, and lets the compiler collect garbage less often. Both together save
-        # a fifth of the time.
-        add_compile_options(--param=asan-instrumentation-with-call-threshold=0
-            --param=ggc-min-expand=1000 --param=ggc-min-heapsize=1000000)
-    endif()
-    if(VOSTEL_SANITIZE MATCHES "thread,undefined")
-        # This check probes memory through a pipe, which the thread sanitizer reports as a race.
-        add_compile_options(-fno-sanitize=vptr)
-    endif()
 endif()

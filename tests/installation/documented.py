@@ -54,6 +54,7 @@ ELSEWHERE = {
     "script/demo": ("tests/companion/CMakeLists.txt", "vostel-demo"),
     "script/test": (".ci/run", "script/test"),
     "script/test dev": (".ci/run", "script/test"),
+    "script/test gcc": (".ci/run", "script/test gcc"),
     "script/build": ("script/demo", "script/build"),
     'Vostel search "good morning" boat': ("tests/companion/commands/CommandLineTests.cpp", '{"search", "good morning", "boat"}'),
     "Vostel models install": ("tests/companion/commands/StoreVerbsTests.cpp", 'InstallModel{"de"}'),

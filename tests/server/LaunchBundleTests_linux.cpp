@@ -29,7 +29,7 @@ struct Refusal {
 std::optional<Refusal> refusal;
 const pid_t thisProcess = ::getpid();
 
-[[maybe_unused]] bool isRefused(std::string_view call) {
+bool isRefused(std::string_view call) {
     if (!refusal || call != refusal->call || (::getpid() == thisProcess) != refusal->inThisProcess) return false;
     errno = EIO;
     return true;
@@ -38,7 +38,7 @@ const pid_t thisProcess = ::getpid();
 /// While true, a signal interrupts every second call that can be interrupted.
 bool signalsInterrupt = false;
 
-[[maybe_unused]] bool isInterrupted() {
+bool isInterrupted() {
     static bool wasInterrupted = false;
     wasInterrupted = signalsInterrupt && !wasInterrupted;
     if (wasInterrupted) errno = EINTR;
@@ -56,8 +56,6 @@ int __wrap_close_range(unsigned first, unsigned last, int flags) {
     return -1;
 }
 
-#ifdef VOSTEL_LAUNCH_CAN_FAIL
-constexpr bool launchCanFail = true;
 // The linker also sends these calls here.
 extern "C" {
 pid_t __real_fork();
@@ -93,9 +91,6 @@ pid_t __wrap_waitpid(pid_t child, int* status, int options) {
     return isInterrupted() ? -1 : __real_waitpid(child, status, options);
 }
 }
-#else
-constexpr bool launchCanFail = false;
-#endif
 
 namespace vostel_mcp {
 namespace {
@@ -372,7 +367,6 @@ TEST(LaunchBundle, a_failure_is_known_even_when_there_is_no_room_to_report_it) {
 }
 
 TEST(LaunchBundle, a_system_call_that_is_refused_fails_the_launch_and_nothing_runs) {
-    if (!launchCanFail) GTEST_SKIP() << "the thread sanitizer makes such calls itself";
     struct Row {
         const char* when;
         Refusal refusal;
@@ -399,7 +393,6 @@ TEST(LaunchBundle, a_system_call_that_is_refused_fails_the_launch_and_nothing_ru
 }
 
 TEST(LaunchBundle, a_launch_whose_report_cannot_be_read_has_failed) {
-    if (!launchCanFail) GTEST_SKIP() << "the thread sanitizer makes such calls itself";
     const Bundle bundle;
     bundle.writeExecutable("Small", "#!/bin/sh\n");
     refusal = Refusal{"read", /*inThisProcess=*/true};
@@ -410,7 +403,6 @@ TEST(LaunchBundle, a_launch_whose_report_cannot_be_read_has_failed) {
 }
 
 TEST(LaunchBundle, signals_do_not_disturb_a_launch) {
-    if (!launchCanFail) GTEST_SKIP() << "the thread sanitizer makes such calls itself";
     Bundle bundle;
     bundle.writePropertyList(propertyList("<key>CFBundleExecutable</key><string>Other</string>"));
     bundle.writeScript("Other", "echo here");
