@@ -3,6 +3,7 @@
 #include "kit/stdio/MCPLineBuffer.h"
 #include "kit/support/outOfMemory.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
@@ -45,11 +46,16 @@ bool mayRetry(int descriptor, short event) {
 /// The lines that `bytes` complete. If there is not enough memory for a line, its bytes so far are dropped. The rest of
 /// it is read as a line, which is not a valid message.
 std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std::string_view bytes) {
-    return VostelMCPKit::withinMemory([&] { return buffer.append(bytes); },
-                                      [&] {
-                                          buffer = {};
-                                          return std::vector<std::string>{};
-                                      });
+    const auto append = [&] { return buffer.append(bytes); };
+    const auto drop = [&] {
+        buffer = {};
+        return std::vector<std::string>{};
+    };
+    const auto dropBefore = [&] {
+        buffer = {};
+        return VostelMCPKit::withinMemory(append, drop);
+    };
+    return VostelMCPKit::withinMemory(append, dropBefore);
 }
 
 void readLines(int descriptor, LineChannel& lines) {
@@ -59,7 +65,11 @@ void readLines(int descriptor, LineChannel& lines) {
         const ssize_t count = ::read(descriptor, bytes, sizeof bytes);
         if (count < 0 && mayRetry(descriptor, POLLIN)) continue;
         if (count <= 0) break;
-        lines.push(completeLines(buffer, {bytes, static_cast<std::size_t>(count)}));
+        const std::string_view received{bytes, static_cast<std::size_t>(count)};
+        // The first line may have begun long before and be too large. The lines after it must not be lost with it.
+        const std::size_t first = std::min(received.find('\n'), received.size() - 1) + 1;
+        lines.push(completeLines(buffer, received.substr(0, first)));
+        lines.push(completeLines(buffer, received.substr(first)));
     }
     lines.finish();
 }

@@ -95,6 +95,31 @@ TEST(ScarceMemory, a_line_that_is_too_large_to_keep_is_dropped_and_its_rest_is_r
     EXPECT_EQ(lines, (Lines{"first", "ne", "last"}));
 }
 
+TEST(ScarceMemory, the_lines_around_a_line_that_is_too_large_to_keep_are_read) {
+    const std::string part(30'000, 'x');
+    int failures = 0;
+    for (bool hasFailed = true; hasFailed; ++failures) {
+        SCOPED_TRACE(failures);
+        vostel_tests::ScriptedPeer client{{"first\n" + part, part, part + "\nlast\n"}};
+        const posix::FileDescriptor reading = client.takeClientEnd();
+        LineChannel channel;
+        FakeThreads threads{FakeThreads::Run::atOnce};
+        successesLeft = failures;
+        EXPECT_TRUE(MCPStdio::startReadingLines(reading.get(), channel, threads.starter()));
+        hasFailed = successesLeft.exchange(std::numeric_limits<int>::max()) < 0;
+        ManualExecutor executor;
+        Lines lines;
+        for (auto line = executor.run(channel.next()); line && *line; line = executor.run(channel.next())) {
+            lines.push_back(**std::move(line));
+        }
+        ASSERT_GE(lines.size(), 2U);
+        EXPECT_TRUE(lines.front() == "first");
+        EXPECT_TRUE(lines.back() == "last");
+        EXPECT_TRUE(hasFailed || lines[1] == part + part + part);
+    }
+    EXPECT_GT(failures, 2);
+}
+
 TEST(ScarceMemory, a_request_that_is_too_large_to_write_fails_its_call) {
     Forwarding edges;
     FakeThreads threads{FakeThreads::Run::atOnce};
