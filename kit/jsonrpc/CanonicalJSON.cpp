@@ -47,7 +47,24 @@ bool isPlainlyShortest(std::string_view whole, std::string_view fraction) {
     return whole != "0" || fraction.find_first_not_of('0') <= mostZeros;
 }
 
-Position afterNumber(Position at, Position end) {
+/// The end of a number without sign and exponent that lies in one block together with the byte after it. Nearly all
+/// numbers do. A null pointer for every other number and for a text that is not canonical.
+Position afterUsualNumber(Position at, Position end) {
+    if (!fitsBlock(at, end)) return nullptr;
+    constexpr std::uint32_t allBytes = 0xFFFF;
+    const std::uint32_t others = ~ByteBlock{at}.inRange('0', '9') & allBytes;
+    const std::size_t whole = countBefore(others | ~allBytes);
+    if (whole == 0 || whole == ByteBlock::size || (whole > 1 && *at == '0')) return nullptr;
+    if (at[whole] == 'e') return nullptr;
+    if (at[whole] != '.') return at + whole;
+    const std::uint32_t afterPoint = others & (others - 1);
+    const std::size_t length = countBefore(afterPoint | ~allBytes);
+    if (length == ByteBlock::size || length == whole + 1 || at[length] == 'e') return nullptr;
+    return isPlainlyShortest({at, whole}, {at + whole + 1, at + length}) ? at + length : nullptr;
+}
+
+/// The same for every number. Not inlined, so that the usual numbers need no stack frame.
+[[gnu::noinline]] Position afterOtherNumber(Position at, Position end) {
     const Position first = at;
     if (has('-', at, end)) ++at;
     const Position wholeStart = at;
@@ -80,6 +97,11 @@ Position afterNumber(Position at, Position end) {
     return isShortest({first, at}) ? at : nullptr;
 }
 
+Position afterNumber(Position at, Position end) {
+    const Position usual = afterUsualNumber(at, end);
+    return usual != nullptr ? usual : afterOtherNumber(at, end);
+}
+
 /// `at` is after the backslash.
 Position afterEscape(Position at, Position end) {
     if (at == end) return nullptr;
@@ -101,27 +123,22 @@ Position afterEscape(Position at, Position end) {
     return digits.find(code.back()) != digits.npos ? at + length : nullptr;
 }
 
-/// Sets `content` to the text between the quotation marks.
-Position afterString(Position at, Position end, std::string_view& content) {
+Position afterString(Position at, Position end) {
     if (!has('"', at, end)) return nullptr;
-    const Position start = at + 1;
-    at = afterPlain(start, end);
+    at = afterPlain(at + 1, end);
     while (has('\\', at, end)) {
         at = afterEscape(at + 1, end);
         if (at == nullptr) return nullptr;
         at = afterPlain(at, end);
     }
-    if (!has('"', at, end)) return nullptr;
-    content = {start, at};
-    return at + 1;
+    return has('"', at, end) ? at + 1 : nullptr;
 }
 
 Position afterScalar(Position at, Position end) {
     if (at == end) return nullptr;
-    std::string_view content;
     switch (*at) {
     case '"':
-        return afterString(at, end, content);
+        return afterString(at, end);
     case 't':
         return afterWord(at, end, "true");
     case 'f':
@@ -145,6 +162,13 @@ bool isBefore(std::string_view left, std::string_view right) {
     return ours && theirs && keyOrder(unwrap(ours->asString()), unwrap(theirs->asString())) < 0;
 }
 
+/// Whether the text at `at` begins with `earlier`, a part of the same text that comes before it.
+bool repeats(std::string_view earlier, Position at, Position end) {
+    if (earlier.size() > ByteBlock::size || !fitsBlock(at, end)) return std::string_view{at, end}.starts_with(earlier);
+    const std::uint32_t others = ~ByteBlock{at}.equalTo(ByteBlock{earlier.data()});
+    return countBefore(others) >= earlier.size();
+}
+
 /// Checks that the keys of each open object are in order.
 class Keys final {
 public:
@@ -158,20 +182,29 @@ public:
     }
     /// The position after a key and its colon. Null also when the key is not in order.
     Position afterNext(Position at, Position end) {
-        std::string_view& latest = latest_.back();
         // The objects of a list often have the same keys. Their order has been checked already.
         if (known_ < shape_.size()) {
             const std::string_view likely = shape_[known_];
             const std::string_view withMarksAndColon{likely.data() - 1, likely.size() + 3};
-            if (std::string_view{at, end}.starts_with(withMarksAndColon)) {
+            if (repeats(withMarksAndColon, at, end)) {
                 ++known_;
-                latest = likely;
+                latest_.back() = likely;
                 return at + withMarksAndColon.size();
             }
         }
-        std::string_view key;
-        at = afterString(at, end, key);
+        return afterOther(at, end);
+    }
+
+private:
+    static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
+
+    /// The same for any key. Not inlined, so that repeated keys need no stack frame.
+    [[gnu::noinline]] Position afterOther(Position at, Position end) {
+        const Position start = at;
+        at = afterString(start, end);
         if (at == nullptr || !has(':', at, end)) return nullptr;
+        const std::string_view key{start + 1, at - 1};
+        std::string_view& latest = latest_.back();
         const bool isFirst = latest.data() == nullptr;
         if (!isFirst && !isBefore(latest, key)) return nullptr;
         latest = key;
@@ -181,9 +214,6 @@ public:
         }
         return at + 1;
     }
-
-private:
-    static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
     /// The latest key of each open object, from the outermost to the innermost.
     std::vector<std::string_view> latest_;

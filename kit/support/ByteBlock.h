@@ -38,6 +38,14 @@ public:
     [[nodiscard]] std::uint32_t notASCII() const { return inRange(0x80, 0xFF); }
     /// The bytes that a JSON string cannot hold as they are: controls, quotation marks, backslashes.
     [[nodiscard]] std::uint32_t notPlain() const { return inRange(0, 0x1F) | inRange('"', '"') | inRange('\\', '\\'); }
+    /// The bytes that are equal to those of `other`.
+    [[nodiscard]] std::uint32_t equalTo(const PortableBlock& other) const {
+        std::uint32_t mask = 0;
+        for (std::size_t index = 0; index < size; ++index) {
+            mask |= static_cast<std::uint32_t>(bytes_[index] == other.bytes_[index]) << index;
+        }
+        return mask;
+    }
 
 private:
     const char* bytes_;
@@ -64,6 +72,10 @@ public:
     [[nodiscard]] std::uint32_t notPlain() const {
         const __m128i escaped = _mm_or_si128(_mm_cmpeq_epi8(bytes_, each('"')), _mm_cmpeq_epi8(bytes_, each('\\')));
         return maskOf(_mm_or_si128(escaped, atMost(bytes_, 0x1F)));
+    }
+    /// See PortableBlock::equalTo.
+    [[nodiscard]] std::uint32_t equalTo(const VectorBlock& other) const {
+        return maskOf(_mm_cmpeq_epi8(bytes_, other.bytes_));
     }
 
 private:
@@ -104,6 +116,10 @@ public:
     [[nodiscard]] std::uint32_t notPlain() const {
         const uint8x16_t escaped = vorrq_u8(vceqq_u8(bytes_, vdupq_n_u8('"')), vceqq_u8(bytes_, vdupq_n_u8('\\')));
         return maskOf(vorrq_u8(escaped, vcltq_u8(bytes_, vdupq_n_u8(0x20))));
+    }
+    /// See PortableBlock::equalTo.
+    [[nodiscard]] std::uint32_t equalTo(const VectorBlock& other) const {
+        return maskOf(vceqq_u8(bytes_, other.bytes_));
     }
 
 private:

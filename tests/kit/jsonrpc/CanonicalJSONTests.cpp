@@ -61,6 +61,8 @@ TEST(CanonicalJSON, texts_of_our_writer_are_recognised) {
         {"objects with the same keys", R"([{"a":1,"b":2},{"a":3,"b":4},{"a":5,"b":6}])"},
         {"objects with more and fewer keys", R"([{"a":1,"b":2},{"a":3},{"a":5,"b":6,"c":7},{"b":8}])"},
         {"objects inside objects", R"([{"a":{"b":1,"c":2},"b":3},{"a":{"b":4,"c":5},"b":6}])"},
+        {"objects with the same long key", R"([{"a key beyond one block":1},{"a key beyond one block":2}])"},
+        {"objects with keys that begin alike", R"([{"a":1,"text":"word"},{"a":2,"texts":"words"},{"tex":"w"}])"},
     };
     vostel_tests::forEachRow(rows, [&](const TextRow& row) {
         EXPECT_EQ(rewritten(row.text), row.text);
@@ -233,6 +235,9 @@ TEST(CanonicalJSON, every_changed_byte_of_a_transcript_is_judged_like_reading_an
     }
 }
 
+/// The text of `number` inside a longer text.
+std::string surrounded(const std::string& number) { return '[' + number + R"(,"as long as one block"])"; }
+
 TEST(CanonicalJSON, decimals_of_up_to_seventeen_digits_are_judged_like_reading_and_writing_them) {
     Random random{7};
     for (int round = 0; round < 20'000; ++round) {
@@ -246,7 +251,25 @@ TEST(CanonicalJSON, decimals_of_up_to_seventeen_digits_are_judged_like_reading_a
             text += static_cast<char>('0' + random.below(10));
         const std::string expected = rewritten(text);
         ASSERT_EQ(isCanonicalJSON(text), expected == text) << text;
+        ASSERT_EQ(isCanonicalJSON(surrounded(text)), expected == text) << text;
     }
+}
+
+TEST(CanonicalJSON, numbers_of_any_characters_are_judged_like_reading_and_writing_them) {
+    Random random{8};
+    constexpr std::string_view characters = "0012345678900..eE+-";
+    int recognised = 0;
+    for (int round = 0; round < 60'000; ++round) {
+        std::string text;
+        for (std::size_t length = 1 + random.below(18); length > 0; --length) {
+            text += random.oneIn(2) ? characters[random.below(characters.size())] : '7';
+        }
+        const bool expected = rewritten(text) == text;
+        ASSERT_EQ(isCanonicalJSON(text), expected) << text;
+        ASSERT_EQ(isCanonicalJSON(surrounded(text)), expected) << text;
+        recognised += expected ? 1 : 0;
+    }
+    EXPECT_GT(recognised, 5'000);
 }
 
 TEST(CanonicalJSON, nesting_of_any_depth_is_recognised) {
@@ -272,6 +295,16 @@ TEST(CanonicalJSON, members_out_of_order_are_sorted_at_every_level) {
         EXPECT_NE(rewritten(row.text), "");
         EXPECT_EQ(rewrittenAsText(row.text), rewritten(row.text));
     });
+}
+
+TEST(CanonicalJSON, the_last_of_many_members_with_one_key_remains) {
+    std::string text = "{";
+    for (int number = 0; number < 100; ++number) {
+        text += R"("key )" + std::to_string(number * 7 % 5) + "\":" + std::to_string(number) + ',';
+    }
+    text.back() = '}';
+    EXPECT_EQ(rewrittenAsText(text), R"({"key 0":95,"key 1":98,"key 2":96,"key 3":99,"key 4":97})");
+    EXPECT_EQ(rewrittenAsText(text), rewritten(text));
 }
 
 TEST(CanonicalJSON, rewriting_appends) {

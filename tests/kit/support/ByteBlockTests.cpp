@@ -35,6 +35,7 @@ TEST(ByteBlock, masks_name_the_bytes_in_range) {
     EXPECT_EQ(block.notPlain(), 0x1C00U);
     EXPECT_EQ(block.notASCII(), 0x6000U);
     EXPECT_EQ(block.inRange(0, 0xFF), 0xFFFFU);
+    EXPECT_EQ(block.equalTo(PortableBlock{"0x23456789\"\\\n\x80\xFF!"}), 0x7FFDU);
 }
 
 TEST(ByteBlock, masks_are_read_from_the_first_byte_on) {
@@ -57,6 +58,8 @@ TEST(ByteBlock, vector_instructions_give_the_masks_of_the_portable_code) {
         auto high = static_cast<unsigned char>(random());
         if (low > high) std::swap(low, high);
         ASSERT_EQ(vector.inRange(low, high), portable.inRange(low, high));
+        const std::string others = randomBlock(random);
+        ASSERT_EQ(vector.equalTo(VectorBlock{others.data()}), portable.equalTo(PortableBlock{others.data()}));
     }
 }
 #endif
