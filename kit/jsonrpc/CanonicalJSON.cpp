@@ -290,6 +290,11 @@ private:
         std::size_t firstMember;
         bool isSorted;
     };
+    /// A member that is being sorted.
+    struct Piece {
+        std::string_view key;
+        std::string_view text;
+    };
 
     void skipSpace() {
         while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) ++at_;
@@ -369,30 +374,29 @@ private:
         if (length > mayMove_) return false;
         mayMove_ -= length;
 
-        struct Piece {
-            std::string_view key;
-            std::string_view text;
-        };
-        std::vector<Piece> pieces;
-        pieces.reserve(members.size());
+        pieces_.clear();
+        pieces_.reserve(members.size());
         for (std::size_t index = 0; index < members.size(); ++index) {
             const Member& member = members[index];
             const bool isLast = index + 1 == members.size();
             const std::size_t end = isLast ? out_.size() : members[index + 1].start - 1;
-            pieces.push_back({keyOf(member), out_.text().substr(member.start, end - member.start)});
+            pieces_.push_back({keyOf(member), out_.text().substr(member.start, end - member.start)});
             // Each comparison would decode the escapes of both keys.
-            if (hasEscape(pieces.back().key)) return false;
+            if (hasEscape(pieces_.back().key)) return false;
         }
-        std::ranges::stable_sort(pieces, isBefore, &Piece::key);
-        Bytes sorted;
-        for (std::size_t index = 0; index < pieces.size(); ++index) {
+        std::ranges::sort(pieces_, [](const Piece& left, const Piece& right) {
+            const int order = keyOrder(left.key, right.key);
+            return order < 0 || (order == 0 && left.text.data() < right.text.data());
+        });
+        sorted_.truncate(0);
+        for (std::size_t index = 0; index < pieces_.size(); ++index) {
             // Of equal keys the last one wins.
-            if (index + 1 < pieces.size() && pieces[index].key == pieces[index + 1].key) continue;
-            if (!sorted.empty()) sorted.append(',');
-            sorted.append(pieces[index].text);
+            if (index + 1 < pieces_.size() && pieces_[index].key == pieces_[index + 1].key) continue;
+            if (!sorted_.empty()) sorted_.append(',');
+            sorted_.append(pieces_[index].text);
         }
         out_.truncate(start);
-        out_.append(sorted.text());
+        out_.append(sorted_.text());
         return true;
     }
 
@@ -411,6 +415,9 @@ private:
     std::vector<Object> objects_;
     /// The members of all open objects.
     std::vector<Member> members_;
+    // Used by `sort` only. They keep their memory, because a list may have many objects that must be sorted.
+    std::vector<Piece> pieces_;
+    Bytes sorted_;
 };
 
 /// The end of the value that begins at `at`.
