@@ -12,6 +12,7 @@
 
 namespace vostel_mcp {
 
+/// Must outlive every call of `post` and `requestIdleWork`. Such a call may still notify when `run` has returned.
 class RunLoop final : public VostelMCPKit::Executor {
 public:
     RunLoop() = default;

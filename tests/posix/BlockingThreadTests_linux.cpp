@@ -237,7 +237,8 @@ Task<void> ask(const ThreadStarter& starter, Answer* answer, std::thread::id* re
 }
 
 TEST(BlockingThread, the_awaiter_gets_the_result_on_its_own_executor) {
-    vostel_mcp::RunLoop mainThread;
+    // Never destroyed: the thread may still notify it after the test.
+    static vostel_mcp::RunLoop mainThread;
     const ThreadStarter starter = startBlockingThread;
     Answer answer;
     std::thread::id resumedOn;
