@@ -3,9 +3,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vostel_tests {
 
@@ -18,7 +19,9 @@ inline void writeFile(const std::filesystem::path& path, std::string_view conten
 /// The content of a file. Empty if the file does not exist.
 inline std::string readFile(const std::filesystem::path& path) {
     std::ifstream file{path, std::ios::binary};
-    return {std::istreambuf_iterator<char>{file}, {}};
+    std::ostringstream content;
+    content << file.rdbuf();
+    return std::move(content).str();
 }
 
 } // namespace vostel_tests

@@ -155,10 +155,12 @@ TEST(Program, status_says_what_it_does_and_quit_ends_it) {
         << idle.output;
     EXPECT_FALSE(std::filesystem::exists(supportIn(home))) << "it creates nothing";
 
+    // Made before the connection: the server closes a connection that sends nothing for some time.
+    const std::string recording = longRecording(home).string();
     Program serving{vostel, {}, home.path()};
     EXPECT_FALSE(isFailure(called(home, "models_list", MCPValue::object({}))));
     CompanionClient client{supportIn(home)};
-    client.request("transcribe_file", MCPValue::object({{"path", longRecording(home).string()}}));
+    client.request("transcribe_file", MCPValue::object({{"path", recording}}));
     Ran status = ran(home, {"status"});
     const auto giveUp = std::chrono::steady_clock::now() + 120s;
     while (!status.output.contains("Transcribing") && std::chrono::steady_clock::now() < giveUp) {
