@@ -56,13 +56,17 @@ std::size_t numberOfFiles(const std::filesystem::path& folder) {
     return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
-/// Describes a model of 200 MB in a sparse file.
-void writeCatalogue(const TemporaryFolder& home) {
+/// The size of a model whose installation takes long enough to be interrupted.
+constexpr int longInMB = 200;
+
+/// Describes a model of this size in a sparse file.
+void writeCatalogue(const TemporaryFolder& home, int sizeInMB) {
     const std::filesystem::path source = home.path() / "model.bin";
     vostel_tests::writeFile(source, "");
-    std::filesystem::resize_file(source, 200 << 20);
+    std::filesystem::resize_file(source, static_cast<std::uintmax_t>(sizeInMB) << 20);
     SHA256 sum;
-    for (int piece = 0; piece < 200; ++piece) sum.add(std::string(1 << 20, '\0'));
+    const std::string megabyte(1 << 20, '\0');
+    for (int piece = 0; piece < sizeInMB; ++piece) sum.add(megabyte);
     vostel_tests::writeFile(Paths::in(supportIn(home.path())).catalogue(),
                             R"({"models":[{"identifier":"de","displayName":"German","source":")" + source.string() +
                                 R"(","sha256":")" + sum.finish() + R"("}]})");
@@ -195,7 +199,7 @@ TEST(ApplicationCrash, a_repeated_transcription_continues_where_the_killed_one_s
 
 TEST(ApplicationCrash, a_killed_installation_leaves_nothing_and_can_be_repeated) {
     const TemporaryFolder home;
-    writeCatalogue(home);
+    writeCatalogue(home, longInMB);
     const auto models = Paths::in(supportIn(home.path())).models();
     {
         Application application{home.path()};
@@ -211,12 +215,12 @@ TEST(ApplicationCrash, a_killed_installation_leaves_nothing_and_can_be_repeated)
     ASSERT_FALSE(isFailure(call(home, "models_list", MCPValue::object({})))) << "it recovers before it answers";
     EXPECT_EQ(numberOfFiles(models / ".staging"), 0U);
     EXPECT_EQ(textOf(call(home, "model_install", german)), "The model de is installed.");
-    EXPECT_EQ(std::filesystem::file_size(models / "de/model.bin"), 200U << 20);
+    EXPECT_EQ(std::filesystem::file_size(models / "de/model.bin"), std::uintmax_t{longInMB} << 20);
 }
 
 TEST(ApplicationCrash, a_termination_signal_cancels_an_installation) {
     const TemporaryFolder home;
-    writeCatalogue(home);
+    writeCatalogue(home, longInMB);
     Application application{home.path()};
     const auto client = connected(home.path());
     client->request("model_install", german);
@@ -231,7 +235,7 @@ TEST(ApplicationCrash, a_termination_signal_cancels_an_installation) {
 
 TEST(ApplicationCrash, the_next_start_performs_confirmed_removals_and_marks_abandoned_recordings_as_failed) {
     const TemporaryFolder home;
-    writeCatalogue(home);
+    writeCatalogue(home, 1);
     const Paths paths = Paths::in(supportIn(home.path()));
     {
         Application application{home.path()};
