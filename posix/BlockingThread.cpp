@@ -116,9 +116,11 @@ void* runThread(void* argument) {
 } // namespace
 
 std::expected<void, PosixError> startBlockingThread(ThreadName name, std::function<void()> body) {
+    auto start = std::make_unique<Start>(name, std::move(body), Stack{});
+    // Comes last, because a stack may take the last of the memory, and a small allocation that fails ends the process.
     const auto stack = endedThreads().takeStack();
     if (!stack) return std::unexpected(stack.error());
-    auto start = std::make_unique<Start>(name, std::move(body), *stack);
+    start->stack = *stack;
 
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);

@@ -77,6 +77,12 @@ constexpr auto drainTimeout = std::chrono::milliseconds{30};
 /// How long it waits for those that only this process delays. Their frames fit into the buffers of new connections.
 constexpr auto ownDrainTimeout = std::chrono::seconds{1};
 
+/// Called after large messages.
+void tidyMemory() {
+    releaseFreeMemory();
+    keepMemoryInReserve();
+}
+
 } // namespace
 
 int main() {
@@ -89,8 +95,8 @@ int main() {
     raiseDescriptorLimit(originalLimit);
     writeStartUpLine();
 
-    RunLoop mainThread{trimDelay, releaseFreeMemory};
-    MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }, releaseFreeMemory};
+    RunLoop mainThread{trimDelay, tidyMemory};
+    MemoryTrimmer memory{[&mainThread] { mainThread.requestIdleWork(); }, tidyMemory};
     SerialExecutor proxyExecutor;
     InlineExecutor calls;
     LineChannel lines;

@@ -30,8 +30,8 @@ struct MCPValue::Block {
 
     static Block* allocate(std::size_t count, std::size_t bytesEach, std::size_t extraBytes = 0) {
         if (count > (SIZE_MAX - sizeof(Block) - extraBytes) / bytesEach) std::abort();
-        void* memory = std::malloc(sizeof(Block) + count * bytesEach + extraBytes);
-        if (memory == nullptr) outOfMemory();
+        void* memory = nullptr;
+        while ((memory = std::malloc(sizeof(Block) + count * bytesEach + extraBytes)) == nullptr) outOfMemory();
         return new (memory) Block{{1}, count};
     }
     char* bytes() { return reinterpret_cast<char*>(this + 1); }

@@ -15,8 +15,8 @@ void Bytes::makeRoom(std::size_t count) {
     }
     // Growing by half keeps appending linear and wastes less of a large block than doubling does.
     const std::size_t wanted = std::max({size_ + count, capacity_ + capacity_ / 2, std::size_t{64}});
-    void* moved = std::realloc(memory_, wanted);
-    if (moved == nullptr) outOfMemory();
+    void* moved = nullptr;
+    while ((moved = std::realloc(memory_, wanted)) == nullptr) outOfMemory();
     memory_ = static_cast<char*>(moved);
     capacity_ = wanted;
 }

@@ -1,5 +1,7 @@
 #include "kit/support/outOfMemory.h"
 
+#include <atomic>
+#include <cstddef>
 #include <cstdlib>
 
 namespace VostelMCPKit {
@@ -9,6 +11,11 @@ namespace {
 thread_local int scopes = 0;
 void (*beforeTheEnd)() = nullptr;
 
+/// Enough for the small allocations of many calls. An allocator keeps a freed block of this size for small allocations.
+/// So no large allocation on another thread takes it.
+constexpr std::size_t reserveSize = 131'072;
+std::atomic<void*> reserve = nullptr;
+
 } // namespace
 
 MemoryMayRunOut::MemoryMayRunOut() { ++scopes; }
@@ -16,6 +23,7 @@ MemoryMayRunOut::~MemoryMayRunOut() { --scopes; }
 
 void outOfMemory() {
     if (scopes > 0) throw std::bad_alloc{};
+    if (void* kept = reserve.exchange(nullptr)) return std::free(kept);
     if (beforeTheEnd != nullptr) beforeTheEnd();
     std::abort();
 }
@@ -23,6 +31,14 @@ void outOfMemory() {
 void onOutOfMemory(void (*function)()) {
     beforeTheEnd = function;
     std::set_new_handler([] { outOfMemory(); });
+    keepMemoryInReserve();
+}
+
+void keepMemoryInReserve() {
+    if (reserve != nullptr) return;
+    void* const kept = std::malloc(reserveSize);
+    void* none = nullptr;
+    if (!reserve.compare_exchange_strong(none, kept)) std::free(kept);
 }
 
 } // namespace VostelMCPKit

@@ -35,10 +35,24 @@ TEST(OutOfMemoryDeathTest, outside_of_a_scope_the_process_ends_after_the_given_f
     EXPECT_EXIT(
         {
             onOutOfMemory([] { std::_Exit(7); });
+            // Uses up the reserve.
+            outOfMemory();
             outOfMemory();
         },
         testing::ExitedWithCode(7), "");
     EXPECT_DEATH(outOfMemory(), "");
+}
+
+TEST(OutOfMemoryDeathTest, outside_of_a_scope_an_allocation_is_tried_again_with_the_memory_in_reserve) {
+    EXPECT_EXIT(
+        {
+            onOutOfMemory([] { std::_Exit(7); });
+            outOfMemory();
+            keepMemoryInReserve();
+            outOfMemory();
+            std::_Exit(8);
+        },
+        testing::ExitedWithCode(8), "");
 }
 
 } // namespace
