@@ -1,4 +1,4 @@
-// Checks the server that script/build-macos builds, by its bytes.
+// Checks by its bytes the server that script/build-macos builds, or the file that VOSTEL_EXECUTABLE names.
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { join } from "node:path";
@@ -21,7 +21,7 @@ const libraries = new Map([
     join(sdk, frameworks, "CoreFoundation.framework/Versions/A/CoreFoundation.tbd")],
 ]);
 
-const file = readFileSync(join(root, "build/macos/Vostel.app/Contents/MacOS/vostel-mcp"));
+const file = readFileSync(process.env.VOSTEL_EXECUTABLE ?? join(root, "build/macos/Vostel.app/Contents/MacOS/vostel-mcp"));
 const programs = slices(file).map(({ architecture, bytes }) => ({ architecture, bytes, ...describe(bytes) }));
 const executable = 2;
 const macOS = 1;
