@@ -63,7 +63,7 @@ TEST(UtteranceSplitter, cuts_speech_out_of_a_recording) {
     constexpr std::size_t lead = UtteranceSplitter::lead;
     const Row rows[] = {
         {"nothing", {}, {}},
-        {"silence", sound({{20 * second, 0}}), {}},
+        {"silence", sound({{6 * second, 0}}), {}},
         {"speech from end to end", sound({{2 * second, 100}}), {{0, 2 * second}}},
         {"an end within a frame", sound({{2 * second + 7, 100}}), {{0, 2 * second + 7}}},
         {"less than a frame", sound({{7, 100}}), {}},
