@@ -63,12 +63,13 @@ std::optional<char32_t> takeCodePoint(std::string_view& text) {
 
 std::string repairedUTF8(std::string_view bytes) {
     std::string repaired;
-    while (!bytes.empty()) {
-        const auto [codePoint, length] = firstCodePoint(bytes);
-        repaired += codePoint < 0 ? std::string_view{"\uFFFD"} : bytes.substr(0, length);
-        bytes.remove_prefix(length);
+    while (true) {
+        const std::size_t valid = validUTF8Prefix(bytes);
+        repaired += bytes.substr(0, valid);
+        if (valid == bytes.size()) return repaired;
+        repaired += "\uFFFD";
+        bytes.remove_prefix(valid + 1);
     }
-    return repaired;
 }
 
 void appendUTF8(char32_t codePoint, std::string& out) {

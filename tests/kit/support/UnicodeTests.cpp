@@ -190,6 +190,11 @@ TEST(Unicode, repair_replaces_each_byte_that_is_not_UTF8) {
     EXPECT_EQ(repairedUTF8("fe80::1%é"), "fe80::1%é");
     EXPECT_EQ(repairedUTF8("fe80::1%\xFF\xC3"), "fe80::1%\uFFFD\uFFFD");
     EXPECT_EQ(repairedUTF8(""), "");
+    for (std::size_t position = 0; position <= 100; ++position) {
+        const std::string before(position, 'a');
+        const std::string after(100 - position, 'b');
+        EXPECT_EQ(repairedUTF8(before + "\xE2\x82" + after), before + "\uFFFD\uFFFD" + after);
+    }
 }
 
 TEST(Unicode, code_points_have_a_category) {
