@@ -2,6 +2,7 @@
 #include "server/SerialExecutor.h"
 
 #include <atomic>
+#include <deque>
 #include <gtest/gtest.h>
 #include <latch>
 #include <string>
@@ -147,9 +148,14 @@ TEST(InlineExecutor, chains_of_any_length_take_no_stack) {
     EXPECT_EQ(other.visits, 30'000);
 }
 
+/// A new executor for a test that closes it. Never destroyed, because its lock is never released then.
+SerialExecutor& executorToClose() {
+    static auto* const executors = new std::deque<SerialExecutor>;
+    return executors->emplace_back();
+}
+
 TEST(SerialExecutor, closing_it_waits_for_the_running_continuation) {
-    // Never destroyed, because its lock is never released.
-    static auto* const turn = new SerialExecutor;
+    SerialExecutor& turn = executorToClose();
     InlineExecutor caller;
     std::latch isInside{1};
     std::latch mayLeave{1};
@@ -167,24 +173,24 @@ TEST(SerialExecutor, closing_it_waits_for_the_running_continuation) {
         released.wait();
         left = true;
     };
-    std::thread other{[&] { spawn(staying(*turn, isInside, mayLeave, hasLeft), caller); }};
+    std::thread other{[&] { spawn(staying(turn, isInside, mayLeave, hasLeft), caller); }};
     isInside.wait();
     std::thread releasing{[&] { mayLeave.count_down(); }};
-    turn->close();
+    turn.close();
     EXPECT_TRUE(hasLeft);
     other.join();
     releasing.join();
 }
 
 TEST(SerialExecutor, it_can_be_closed_from_inside) {
-    static auto* const turn = new SerialExecutor;
+    SerialExecutor& turn = executorToClose();
     bool closed = false;
     auto closing = [](SerialExecutor& inside, bool* done) -> Task<void> {
         inside.close();
         *done = true;
         co_return;
     };
-    spawn(closing(*turn, &closed), *turn);
+    spawn(closing(turn, &closed), turn);
     EXPECT_TRUE(closed);
 }
 
