@@ -210,11 +210,12 @@ TEST(Schema, a_damaged_file_is_reported) {
         {"a page in the middle is overwritten",
          [](std::string& content) { content.replace(content.size() / 8192 * 4096, 4096, 4096, '\xAA'); }},
     };
+    const StoreFolder intact;
+    ASSERT_NO_FATAL_FAILURE(fillStore(intact / "store.sqlite"));
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         const StoreFolder folder;
         const std::string path = folder / "store.sqlite";
-        ASSERT_NO_FATAL_FAILURE(fillStore(path));
-        std::string content = readFile(path);
+        std::string content = readFile(intact / "store.sqlite");
         row.damage(content);
         writeFile(path, content);
 
