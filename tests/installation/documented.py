@@ -63,6 +63,7 @@ ELSEWHERE = {
     "Vostel serve": ("tests/companion/commands/ProgramTests.cpp", '{"serve"}'),
     "script/torture sample": ("script/test", "script/torture sample"),
     "script/setup test": ("script/test", "script/setup test"),
+    "script/setup demo": ("script/demo", "script/setup demo"),
     "script/setup macos": ("script/build-macos", "script/setup macos"),
     "script/sign-macos --dry-run path/to/Vostel.app": ("tests/macos/sign.test.mjs", "--dry-run"),
     "apt install ./vostel_*.deb ./vostel-mcp_*.deb": ("script/check-packages", "apt-get install"),
@@ -93,6 +94,7 @@ BY_HAND = {
     "script/bench --speech": "measures",
     "script/check-layout --fix": "changes the sources",
     "script/release --check-reproducible": "takes minutes, and is itself the test of a release",
+    "cmake --preset release -D VOSTEL_COMPANION=ON": "this is the default, except on a Mac",
     "cmake --preset release -D CMAKE_OSX_ARCHITECTURES='arm64;x86_64'": "needs a Mac",
 }
 
