@@ -97,8 +97,10 @@ std::vector<std::string> mappings() {
 }
 
 /// The number of mapped stacks. A stack is an inaccessible page below a mebibyte of memory, or below more if the system
-/// has merged it with the mapping above.
+/// has merged it with the mapping above. The address sanitizer reserves gigabytes below its own memory, which is no
+/// stack.
 std::size_t guardedStackCount() {
+    constexpr std::uintptr_t gibibyte = 1U << 30;
     struct Range {
         std::uintptr_t begin = 0, end = 0;
         std::string access;
@@ -109,7 +111,7 @@ std::size_t guardedStackCount() {
         Range range;
         char dash = 0;
         std::istringstream{line} >> std::hex >> range.begin >> dash >> range.end >> range.access;
-        const bool guarded = below.access == "---p" && below.end == range.begin;
+        const bool guarded = below.access == "---p" && below.end == range.begin && below.end - below.begin < gibibyte;
         if (guarded && range.access == "rw-p" && range.end - range.begin >= 1'048'576) ++count;
         below = range;
     }
