@@ -13,8 +13,10 @@ void Bytes::makeRoom(std::size_t count) {
         start_ = 0;
         if (capacity_ - size_ >= count) return;
     }
+    // The few bytes that end a message often follow a large part of it. They must not copy that part.
+    constexpr std::size_t spare = 64;
     // Growing by half keeps appending linear and wastes less of a large block than doubling does.
-    const std::size_t wanted = std::max({size_ + count, capacity_ + capacity_ / 2, std::size_t{64}});
+    const std::size_t wanted = std::max(size_ + count + spare, capacity_ + capacity_ / 2);
     void* moved = nullptr;
     while ((moved = std::realloc(memory_, wanted)) == nullptr) outOfMemory();
     memory_ = static_cast<char*>(moved);

@@ -154,6 +154,16 @@ TEST(Bytes, reuse_the_memory_of_a_dropped_prefix) {
     EXPECT_LE(bytes.capacity(), 2 * before);
 }
 
+TEST(Bytes, take_the_end_of_a_large_message_without_moving_it) {
+    Bytes bytes{"{"};
+    bytes.append(std::string(10'000, 'a'));
+    const char* const before = bytes.data();
+    const std::size_t capacity = bytes.capacity();
+    bytes.append("}}\n");
+    EXPECT_EQ(bytes.data(), before);
+    EXPECT_EQ(bytes.capacity(), capacity);
+}
+
 TEST(Bytes, are_empty_after_a_move) {
     Bytes source{"content"};
     Bytes target{std::move(source)};
