@@ -74,8 +74,12 @@ Result transcript(std::size_t bytes, bool isSorted) {
         appendSeconds(end, time + 8 * word.size());
         const std::string spoken = "\"text\":\"" + std::string{word} + '"';
         const char* separator = segments.empty() ? "" : ",";
-        segments += separator + ("{\"endTime\":" + end) + ",\"startTime\":" + start + ',' + spoken + '}';
-        if (!isSorted) unsorted += separator + ("{" + spoken) + ",\"startTime\":" + start + ",\"endTime\":" + end + '}';
+        segments += separator;
+        segments += "{\"endTime\":" + end + ",\"startTime\":" + start + ',' + spoken + '}';
+        if (!isSorted) {
+            unsorted += separator;
+            unsorted += '{' + spoken + ",\"startTime\":" + start + ",\"endTime\":" + end + '}';
+        }
         time += 9 * word.size();
     }
     const auto structured = [&](const std::string& list) {
