@@ -7,19 +7,17 @@ using VostelMCPKit::Task;
 // Both functions notify after they have unlocked. Otherwise the running thread would wake up and wait for the lock.
 
 void RunLoop::post(std::coroutine_handle<> continuation) {
-    {
-        const std::lock_guard lock{mutex_};
-        continuations_.push_back(continuation);
-    }
+    std::unique_lock lock{mutex_};
+    continuations_.push_back(continuation);
+    lock.unlock();
     changed_.notify_one();
 }
 
 void RunLoop::requestIdleWork() {
-    {
-        const std::lock_guard lock{mutex_};
-        if (idleWorkIsDue_) return;
-        idleWorkIsDue_ = std::chrono::steady_clock::now() + delay_;
-    }
+    std::unique_lock lock{mutex_};
+    if (idleWorkIsDue_) return;
+    idleWorkIsDue_ = std::chrono::steady_clock::now() + delay_;
+    lock.unlock();
     changed_.notify_one();
 }
 

@@ -36,10 +36,10 @@ std::string capitalised(std::string_view word) {
     std::string text;
     while (!word.empty()) {
         std::string_view rest = word;
-        const auto codePoint = VostelMCPKit::takeCodePoint(rest);
-        const auto category = VostelMCPKit::categoryOf(codePoint.value_or(U'\uFFFD'));
+        const char32_t codePoint = VostelMCPKit::takeCodePoint(rest).value_or(U'\uFFFD');
+        const auto category = VostelMCPKit::categoryOf(codePoint);
         if (category == VostelMCPKit::Category::letter) {
-            VostelMCPKit::appendUTF8(VostelMCPKit::titleCase(*codePoint), text);
+            VostelMCPKit::appendUTF8(VostelMCPKit::titleCase(codePoint), text);
             return text.append(rest);
         }
         if (category == VostelMCPKit::Category::number) break;
