@@ -136,9 +136,9 @@ private:
 
     void checkCancellation() {
         bool isHandled = false;
-        const bool isRefused = excuses_.memory && std::ranges::any_of(stage_.lines(), [](const std::string& line) {
-                                   return line.contains(R"("id":null)");
-                               });
+        const auto saysSo = [](const std::string& line) { return line.contains(R"("id":null)"); };
+        // There may be no memory for the cancellation, and a second fault may take the line that says so.
+        const bool isRefused = excuses_.memory && (excuses_.output || std::ranges::any_of(stage_.lines(), saysSo));
         for (const std::string& line : stage_.lines()) {
             isHandled |= conversation_.afterCancellation != 0 &&
                          line.contains(R"("id":)" + std::to_string(conversation_.afterCancellation) + ",");
