@@ -11,8 +11,8 @@ namespace {
 thread_local int scopes = 0;
 void (*beforeTheEnd)() = nullptr;
 
-/// Enough for the small allocations of many calls. An allocator keeps a freed block of this size for small allocations.
-/// So no large allocation on another thread takes it.
+/// Enough for the small allocations of many calls. The allocator does not return a freed block of this size to the
+/// system, so only allocations that fit into it can use it.
 constexpr std::size_t reserveSize = 131'072;
 std::atomic<void*> reserve = nullptr;
 
