@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace vostel_mcp::MCPStdio {
 
@@ -43,19 +45,22 @@ bool mayRetry(int descriptor, short event) {
     return waitUntilReady(descriptor, event);
 }
 
-/// The lines that `bytes` complete. If there is not enough memory for a line, its bytes so far are dropped. The rest of
-/// it is read as a line, which is not a valid message.
-std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std::string_view bytes) {
-    const auto append = [&] { return buffer.append(bytes); };
+/// The lines that `bytes` complete. Absent if there was not enough memory. Then the buffer is empty.
+std::optional<std::vector<std::string>> tryToComplete(VostelMCPKit::MCPLineBuffer& buffer, std::string_view bytes) {
+    const auto append = [&] { return std::optional{buffer.append(bytes)}; };
     const auto drop = [&] {
         buffer = {};
-        return std::vector<std::string>{};
+        return std::optional<std::vector<std::string>>{};
     };
-    const auto dropBefore = [&] {
-        buffer = {};
-        return VostelMCPKit::withinMemory(append, drop);
-    };
-    return VostelMCPKit::withinMemory(append, dropBefore);
+    return VostelMCPKit::withinMemory(append, drop);
+}
+
+/// The same, but if there is not enough memory for a line, its bytes so far are dropped. The rest of it is read as a
+/// line, which is not a valid message.
+std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std::string_view bytes) {
+    auto lines = tryToComplete(buffer, bytes);
+    if (!lines) lines = tryToComplete(buffer, bytes);
+    return std::move(lines).value_or(std::vector<std::string>{});
 }
 
 void readLines(int descriptor, LineChannel& lines) {
