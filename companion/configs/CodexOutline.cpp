@@ -43,9 +43,9 @@ bool isControl(char character) {
 }
 
 /// One scan. A function that returns bool returns false after a failure, which is in `error_`.
-class Scanner final {
+class OutlineScanner final {
 public:
-    explicit Scanner(std::string_view text) : text_{text}, at_{contentStart(text)} {}
+    explicit OutlineScanner(std::string_view text) : text_{text}, at_{contentStart(text)} {}
 
     std::expected<CodexOutline, ConfigError> scan() {
         const std::size_t valid = VostelMCPKit::validUTF8Prefix(text_);
@@ -404,6 +404,8 @@ private:
 
 } // namespace
 
-std::expected<CodexOutline, ConfigError> outlineCodexConfig(std::string_view text) { return Scanner{text}.scan(); }
+std::expected<CodexOutline, ConfigError> outlineCodexConfig(std::string_view text) {
+    return OutlineScanner{text}.scan();
+}
 
 } // namespace vostel_companion

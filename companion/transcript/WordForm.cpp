@@ -118,7 +118,7 @@ std::vector<FoldedCharacter> folded(std::string_view text) {
     };
     for (std::string_view rest = text; !rest.empty();) {
         const auto begin = static_cast<std::uint32_t>(text.size() - rest.size());
-        if (const auto first = static_cast<unsigned char>(rest.front()); isASCIILetter(first)) {
+        if (const char32_t first = static_cast<unsigned char>(rest.front()); isASCIILetter(first)) {
             append(first | 0x20U, begin, /*isMark=*/false);
             rest.remove_prefix(1);
             continue;
