@@ -7,17 +7,17 @@ namespace vostel_companion {
 namespace {
 
 /// A command and where it is: "" for the program itself, "/delete/transcript" for a command inside a command.
-struct Place {
+struct CommandPlace {
     std::string path;
     const CommandDescription& command;
 };
 
 /// The program and all its commands.
-std::vector<Place> placesIn(const CommandDescription& program) {
-    std::vector<Place> places{{"", program}};
+std::vector<CommandPlace> placesIn(const CommandDescription& program) {
+    std::vector<CommandPlace> places{{"", program}};
     // The list grows while it is read.
     for (std::size_t at = 0; at < places.size(); ++at) {
-        const Place outer = places[at];
+        const CommandPlace outer = places[at];
         for (const CommandDescription& inner : outer.command.commands) {
             places.push_back({outer.path + "/" + inner.name, inner});
         }
@@ -32,9 +32,9 @@ std::string joined(const std::vector<std::string>& texts, std::string_view separ
 }
 
 /// "/confirm | /deny": the alternatives in a `case` of a shell.
-std::string pathsOf(const std::vector<Place>& places, std::string_view separator) {
+std::string pathsOf(const std::vector<CommandPlace>& places, std::string_view separator) {
     std::vector<std::string> paths;
-    for (const Place& place : places) {
+    for (const CommandPlace& place : places) {
         if (!place.path.empty()) paths.push_back(place.path);
     }
     return joined(paths, separator);
@@ -75,7 +75,7 @@ std::string fishQuoted(std::string_view text) {
     return result + "'";
 }
 
-std::string bashScript(const std::vector<Place>& places) {
+std::string bashScript(const std::vector<CommandPlace>& places) {
     std::string script = R"(# Completions of Vostel for bash. In ~/.bashrc: source <(Vostel completions bash)
 _Vostel() {
     local word=${COMP_WORDS[COMP_CWORD]} verb= words= options= files= at reply
@@ -87,7 +87,7 @@ _Vostel() {
     done
     case "$verb" in
 )";
-    for (const Place& place : places) {
+    for (const CommandPlace& place : places) {
         script += "        " + shellQuoted(place.path) + ") words=" + shellQuoted(joined(wordsOf(place.command), " ")) +
                   " options=" + shellQuoted(joined(optionsOf(place.command), " ")) +
                   (place.command.takesFiles ? " files=yes" : "") + " ;;\n";
@@ -96,7 +96,7 @@ _Vostel() {
     case "$word" in -*) words=$options files= ;; esac
     case "$verb:${COMP_WORDS[COMP_CWORD - 1]}" in
 )";
-    for (const Place& place : places) {
+    for (const CommandPlace& place : places) {
         for (const CommandDescription::Option& option : place.command.options) {
             if (!option.takesValue) continue;
             script += "        " + place.path + ":" + option.name +
@@ -117,7 +117,7 @@ complete -o filenames -F _Vostel Vostel
 /// "'serve:Serve AI clients.'": a word and what it means.
 std::string zshWord(const std::string& word, const std::string& about) { return shellQuoted(word + ":" + about); }
 
-std::string zshScript(const std::vector<Place>& places) {
+std::string zshScript(const std::vector<CommandPlace>& places) {
     std::string script = R"(#compdef Vostel
 # Completions of Vostel for zsh. In ~/.zshrc, after compinit: source <(Vostel completions zsh)
 _Vostel() {
@@ -131,7 +131,7 @@ _Vostel() {
     done
     case "$verb:${words[CURRENT - 1]}" in
 )";
-    for (const Place& place : places) {
+    for (const CommandPlace& place : places) {
         for (const CommandDescription::Option& option : place.command.options) {
             if (!option.takesValue) continue;
             script += "        (" + place.path + ":" + option.name + ") " +
@@ -140,7 +140,7 @@ _Vostel() {
         }
     }
     script += "    esac\n    case \"$verb\" in\n";
-    for (const Place& place : places) {
+    for (const CommandPlace& place : places) {
         std::vector<std::string> commands;
         for (const CommandDescription& inner : place.command.commands) {
             commands.push_back(zshWord(inner.name, inner.about));
@@ -172,7 +172,7 @@ fi
 )";
 }
 
-std::string fishScript(const std::vector<Place>& places) {
+std::string fishScript(const std::vector<CommandPlace>& places) {
     std::string script =
         R"(# Completions of Vostel for fish: Vostel completions fish > ~/.config/fish/completions/Vostel.fish
 function __vostel_at --description 'Whether this command of Vostel is completed'
@@ -191,7 +191,7 @@ function __vostel_at --description 'Whether this command of Vostel is completed'
 end
 complete -c Vostel -f
 )";
-    for (const Place& place : places) {
+    for (const CommandPlace& place : places) {
         const std::string begin = "complete -c Vostel -n " + fishQuoted("__vostel_at " + fishQuoted(place.path));
         for (const CommandDescription& inner : place.command.commands) {
             script += begin + " -a " + inner.name + " -d " + fishQuoted(inner.about) + "\n";
@@ -212,7 +212,7 @@ complete -c Vostel -f
 } // namespace
 
 std::string completionScript(Shell shell, const CommandDescription& program) {
-    const std::vector<Place> places = placesIn(program);
+    const std::vector<CommandPlace> places = placesIn(program);
     switch (shell) {
     case Shell::bash:
         return bashScript(places);

@@ -56,7 +56,7 @@ std::string transcribe(Conversation& client, const std::string& recording) {
     return std::string{content.string("text").value_or("")};
 }
 
-void print(const MCPValue& content) {
+void printContent(const MCPValue& content) {
     VostelMCPKit::Bytes text;
     std::ignore = VostelMCPKit::writeJSON(content, text);
     std::printf("\n   %s\n", std::string{text.text()}.c_str());
@@ -101,7 +101,7 @@ void addRule(Conversation& client, const Rule& rule, const std::string& recordin
     heading("The client adds a vocabulary rule");
     const MCPValue rules =
         MCPValue::array({MCPValue::object({{"word", rule.word}, {"replacement", rule.replacement}})});
-    print(contentOf(answered(client.call("vocabulary_add", MCPValue::object({{"rules", rules}})))));
+    printContent(contentOf(answered(client.call("vocabulary_add", MCPValue::object({{"rules", rules}})))));
 
     heading("The next transcription applies it");
     const std::string after = transcribe(client, recording);
@@ -123,7 +123,7 @@ void removeRule(Conversation& client, const Rule& rule, const std::filesystem::p
     runAsUser(application, {"confirm", waiting.substr(0, waiting.find(' '))});
 
     heading("The client repeats the call and gets the outcome");
-    print(contentOf(remove()));
+    printContent(contentOf(remove()));
 }
 
 } // namespace

@@ -6,23 +6,23 @@ namespace vostel_companion {
 
 namespace {
 
-using Kind = DownloadError::Refused::Kind;
+using Refusal = DownloadError::Refused::Kind;
 
-const char* sentence(Kind kind) {
+const char* sentence(Refusal kind) {
     switch (kind) {
-    case Kind::unavailable:
+    case Refusal::unavailable:
         return "The video is not available.";
-    case Kind::isPrivate:
+    case Refusal::isPrivate:
         return "The video is private, or for members of its channel only.";
-    case Kind::signInNeeded:
+    case Refusal::signInNeeded:
         return "YouTube shows the video only to signed-in users, and Vostel cannot sign in.";
-    case Kind::notInThisCountry:
+    case Refusal::notInThisCountry:
         return "The video is not available in this country.";
-    case Kind::tooManyRequests:
+    case Refusal::tooManyRequests:
         return "YouTube refuses further downloads from this network for now; please try again later.";
-    case Kind::noAudio:
+    case Refusal::noAudio:
         return "The link has no audio that could be downloaded.";
-    case Kind::network:
+    case Refusal::network:
         break;
     }
     return "The audio could not be downloaded, because the network connection failed.";
@@ -62,20 +62,20 @@ DownloadError downloadFailure(const std::string& message, int status) {
     // The first row that fits decides.
     constexpr struct {
         const char* phrase;
-        Kind kind;
+        Refusal kind;
     } known[] = {
-        {"Private video", Kind::isPrivate},
-        {"members-only", Kind::isPrivate},
-        {"Join this channel", Kind::isPrivate},
-        {"Sign in to confirm", Kind::signInNeeded},
-        {"available in your country", Kind::notInThisCountry},
-        {"HTTP Error 429", Kind::tooManyRequests},
-        {"Video unavailable", Kind::unavailable},
-        {"This video has been removed", Kind::unavailable},
-        {"Incomplete YouTube ID", Kind::unavailable},
-        {"Requested format is not available", Kind::noAudio},
-        {"Unable to download", Kind::network},
-        {"Tunnel connection failed", Kind::network},
+        {"Private video", Refusal::isPrivate},
+        {"members-only", Refusal::isPrivate},
+        {"Join this channel", Refusal::isPrivate},
+        {"Sign in to confirm", Refusal::signInNeeded},
+        {"available in your country", Refusal::notInThisCountry},
+        {"HTTP Error 429", Refusal::tooManyRequests},
+        {"Video unavailable", Refusal::unavailable},
+        {"This video has been removed", Refusal::unavailable},
+        {"Incomplete YouTube ID", Refusal::unavailable},
+        {"Requested format is not available", Refusal::noAudio},
+        {"Unable to download", Refusal::network},
+        {"Tunnel connection failed", Refusal::network},
     };
     for (const auto& row : known) {
         if (message.contains(row.phrase)) return {DownloadError::Refused{row.kind}};

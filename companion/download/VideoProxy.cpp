@@ -89,14 +89,14 @@ void prepare(const posix::FileDescriptor& socket) {
 }
 
 /// A request for a tunnel, and the bytes after it.
-struct Request {
+struct ProxyRequest {
     std::string head;
     std::string rest;
 };
 
-std::optional<Request> readRequest(const Shared& shared, int client) {
+std::optional<ProxyRequest> readRequest(const Shared& shared, int client) {
     constexpr std::string_view end = "\r\n\r\n";
-    Request request;
+    ProxyRequest request;
     while (true) {
         if (const std::size_t found = request.head.find(end); found != std::string::npos) {
             request.rest = request.head.substr(found + end.size());
