@@ -3,6 +3,7 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
 #include "kit/jsonrpc/JSONTextAccess.h"
+#include "kit/support/Unicode.h"
 #include "kit/support/unwrap.h"
 
 #include <algorithm>
@@ -62,7 +63,6 @@ struct Container {
 std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) {
     const std::size_t before = out.size();
     std::vector<Container> containers;
-    containers.reserve(8);
     for (const MCPValue* next = &value;;) {
         const MCPValue::Kind kind = next->kind();
         switch (kind) {
@@ -86,7 +86,10 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
         case MCPValue::Kind::Object:
             if (const auto text = JSONTextAccess::cachedText(*next)) {
                 out.append(*text);
-            } else if (kind == MCPValue::Kind::Array) {
+                break;
+            }
+            if (containers.empty()) containers.reserve(8);
+            if (kind == MCPValue::Kind::Array) {
                 out.append('[');
                 containers.push_back({unwrap(next->asArray()), {}, /*isObject=*/false});
             } else {
@@ -117,6 +120,11 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
             around.elements = around.elements.subspan(1);
         }
     }
+}
+
+void writeJSONString(std::string_view text, Bytes& out) {
+    if (isValidUTF8(text)) return writeString(text, out);
+    writeString(repairedUTF8(text), out);
 }
 
 MCPValue withCachedText(const MCPValue& value) {

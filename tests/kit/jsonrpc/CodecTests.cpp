@@ -248,6 +248,43 @@ TEST(Codec, a_record_may_have_any_number_of_keys) {
     EXPECT_EQ(decoded<TwelveKeys>(text), record);
 }
 
+struct Scattered {
+    static constexpr std::string_view kind = "scattered";
+    std::string zebra;
+    TwelveKeys inner;
+    double a10 = 0;
+    double a9 = 0;
+
+    static void codingKeys(auto& self, auto& key) {
+        key("zebra", self.zebra);
+        key("Inner \"1\"", self.inner);
+        key("a10", self.a10);
+        key("a9", self.a9);
+    }
+};
+
+struct Case {
+    std::variant<Circle, Scattered> is;
+    static void codingKeys(auto& self, auto& key) { key.oneOf("kind", self.is); }
+};
+
+TEST(Codec, a_record_is_written_in_key_order_however_its_keys_are_listed) {
+    const Case record{Scattered{"z\xFF\n", {}, 0.5, 1}};
+    const std::string text = R"({"a9":1,"a10":0.5,"Inner \"1\"":)" + written(TwelveKeys{}) +
+                             R"(,"kind":"scattered","zebra":"z)" + "\uFFFD" + R"(\n"})";
+    EXPECT_EQ(written(record), text);
+    EXPECT_EQ(written(encode(record)), text);
+}
+
+TEST(Codec, a_record_that_cannot_be_written_leaves_the_output_as_it_was) {
+    for (const double number : {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+        Bytes text{"before"};
+        EXPECT_FALSE(writeJSON(Case{Scattered{"z", {}, number, 1}}, text));
+        EXPECT_FALSE(writeJSON(Case{Scattered{"z", {}, 1, number}}, text));
+        EXPECT_EQ(text.text(), "before");
+    }
+}
+
 struct Shelf {
     std::vector<std::vector<Inside>> rows;
     static void codingKeys(auto& self, auto& key) { key("rows", self.rows); }
