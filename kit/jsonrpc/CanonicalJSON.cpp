@@ -173,6 +173,10 @@ bool repeats(std::string_view earlier, Position at, Position end) {
 class Keys final {
 public:
     void openObject() {
+        if (latest_.empty()) {
+            latest_.reserve(usual);
+            shape_.reserve(usual);
+        }
         latest_.emplace_back();
         known_ = 0;
     }
@@ -197,6 +201,8 @@ public:
 
 private:
     static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
+    /// Room for the objects and the keys of a short result.
+    static constexpr std::size_t usual = 8;
 
     /// The same for any key. Not inlined, so that repeated keys need no stack frame.
     [[gnu::noinline]] Position afterOther(Position at, Position end) {
@@ -422,8 +428,8 @@ private:
 
 /// The end of the value that begins at `at`.
 Position afterValue(Position at, Position end) {
-    /// The closing bracket of each open container.
-    std::vector<char> closings;
+    /// The closing bracket of each open container. A string needs no allocation for a few of them.
+    std::string closings;
     Keys keys;
     for (;;) {
         // A value begins here.

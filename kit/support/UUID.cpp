@@ -38,12 +38,12 @@ std::optional<UUID> UUID::parse(std::string_view text) {
 }
 
 std::string UUID::text() const {
-    std::string result;
-    result.reserve(36);
+    std::string result(36, '-');
+    char* at = result.data();
     for (const std::uint8_t byte : bytes) {
-        if (isHyphenPosition(result.size())) result += '-';
-        result += "0123456789ABCDEF"[byte >> 4];
-        result += "0123456789ABCDEF"[byte & 0x0F];
+        if (isHyphenPosition(static_cast<std::size_t>(at - result.data()))) ++at;
+        *at++ = "0123456789ABCDEF"[byte >> 4];
+        *at++ = "0123456789ABCDEF"[byte & 0x0F];
     }
     return result;
 }

@@ -10,8 +10,10 @@ namespace {
 
 /// Writes the payload in place, so that a large result is not copied.
 std::expected<Bytes, EncodingError> framed(const auto& record) {
+    // Room for a short call, which then allocates once.
+    constexpr std::size_t usual = 512;
     Bytes frame;
-    std::ignore = frame.room(headerLength);
+    std::ignore = frame.room(usual);
     frame.grow(headerLength);
     if (const auto isWritten = writeJSON(record, frame); !isWritten) return std::unexpected(isWritten.error());
     writeHeader(frame.size() - headerLength, frame.data());
