@@ -74,7 +74,7 @@ void readLines(int descriptor, LineChannel& lines) {
         // The first line may have begun long before and be too large. The lines after it must not be lost with it.
         const std::size_t first = std::min(received.find('\n'), received.size() - 1) + 1;
         lines.push(completeLines(buffer, received.substr(0, first)));
-        lines.push(completeLines(buffer, received.substr(first)));
+        if (first < received.size()) lines.push(completeLines(buffer, received.substr(first)));
     }
     lines.finish();
 }
@@ -96,8 +96,9 @@ std::expected<std::int64_t, PosixError> attemptWrite(int descriptor, std::span<c
     }
 }
 
-std::size_t waitForRoom(int descriptor) {
+std::size_t waitForRoom(int descriptor, std::size_t wanted) {
     std::ignore = waitUntilReady(descriptor, POLLOUT);
+    if (wanted <= PIPE_BUF) return PIPE_BUF;
 #ifdef F_GETPIPE_SZ
     // Each write into a pipe may leave a part of a page unused. So only an empty pipe surely has room for more.
     int unread = 0;

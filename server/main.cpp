@@ -102,7 +102,7 @@ int main() {
     LineChannel lines;
     MCPStdoutWriter standardOutput{outputExecutor,
                                    [](auto bytes) { return MCPStdio::attemptWrite(STDOUT_FILENO, bytes); },
-                                   [] { return MCPStdio::waitForRoom(STDOUT_FILENO); }};
+                                   [](auto wanted) { return MCPStdio::waitForRoom(STDOUT_FILENO, wanted); }};
     PendingCancellations pendingCancellations;
 
     const auto open = [originalLimit](auto bundle) { return openWithoutActivating(std::move(bundle), originalLimit); };

@@ -22,7 +22,7 @@ Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes lines, std:
     co_await isolated();
     for (std::string_view rest = lines.text(); !rest.empty();) {
         // Waits before it asks the gate, because the reader may be slow and the gate may close during the wait.
-        const std::string_view beginning = fitting(rest, waitForRoom_ ? waitForRoom_() : rest.size());
+        const std::string_view beginning = fitting(rest, waitForRoom_ ? waitForRoom_(rest.size()) : rest.size());
         std::expected<std::size_t, MCPWriteError> count = 0;
         const bool isOpen = gate->ifOpen([&] { count = writeSome(beginning); });
         if (!isOpen) break;

@@ -32,8 +32,9 @@ public:
     /// Writes some prefix of the bytes and returns its length, at least one. Called from any thread, one call at a
     /// time.
     using AttemptWrite = std::function<std::expected<std::int64_t, PosixError>(std::span<const std::byte>)>;
-    /// Waits until the output takes bytes and returns how many it takes without waiting, at least one.
-    using WaitForRoom = std::function<std::size_t()>;
+    /// Waits until the output takes bytes. Returns how many it takes without waiting, at least one. There are `wanted`
+    /// bytes to write, so it need not look for more room.
+    using WaitForRoom = std::function<std::size_t(std::size_t wanted)>;
 
     /// `executor` runs one continuation at a time and outlives the writer. Without `waitForRoom` the output takes any
     /// number of bytes. An empty `attemptWrite` writes nothing, so that every send of some bytes fails with noProgress.

@@ -184,13 +184,15 @@ TEST(MCPStdio, a_write_of_as_many_bytes_as_there_is_room_for_does_not_wait) {
     struct Row {
         const char* when;
         std::size_t unread;
+        std::size_t wanted;
         bool isSocket;
     };
     const Row rows[] = {
-        {"an empty pipe", 0, false},
-        {"a pipe with one byte", 1, false},
-        {"a pipe with many bytes", 40'000, false},
-        {"a socket", 0, true},
+        {"an empty pipe", 0, 1'000'000, false},
+        {"a pipe with one byte", 1, 1'000'000, false},
+        {"a pipe with many bytes", 40'000, 1'000'000, false},
+        {"a pipe with many bytes, for a short line", 40'000, 100, false},
+        {"a socket", 0, 1'000'000, true},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
         Pipe output;
@@ -201,7 +203,7 @@ TEST(MCPStdio, a_write_of_as_many_bytes_as_there_is_room_for_does_not_wait) {
             output.writing = posix::FileDescriptor{ends[1]};
         }
         output.feed(std::string(row.unread, 'x'));
-        const std::size_t room = MCPStdio::waitForRoom(output.writing.get());
+        const std::size_t room = MCPStdio::waitForRoom(output.writing.get(), row.wanted);
         EXPECT_GE(room, static_cast<std::size_t>(PIPE_BUF));
         makeNonBlocking(output.writing);
         const std::string bytes(room, 'y');

@@ -369,7 +369,7 @@ private:
     InlineExecutor calls_inline_;
     PendingCancellations pendingCancellations_;
     MCPStdoutWriter standardOutput_{outputExecutor_, [this](auto bytes) { return write(bytes); },
-                                    [this] { return script_.room; }};
+                                    [this](std::size_t /*wanted*/) { return script_.room; }};
     std::chrono::steady_clock::time_point now_;
     const std::unique_ptr<MCPSocketClient> client_ = *MCPSocketClient::make(
         "/home/me", launcher(),

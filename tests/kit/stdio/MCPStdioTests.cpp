@@ -188,7 +188,8 @@ TEST(MCPStdoutWriter, lines_with_a_gate_begin_only_while_it_is_open) {
         const auto gate = std::make_shared<LineGate>();
         int asked = 0;
         // The gate closes at the worst moment: while the writer waits for room.
-        const auto waitForRoom = [&] {
+        const auto waitForRoom = [&](std::size_t wanted) {
+            EXPECT_EQ(wanted, row.lines.size() - output.written.size());
             if (asked++ == row.closedBefore) gate->close();
             return row.room;
         };
