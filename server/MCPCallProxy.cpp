@@ -74,10 +74,16 @@ Bytes progressLines(const MCPProgressReports& reports, const MCPNotification& no
 } // namespace
 
 Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo, TextArguments arguments) {
-    if (!MCPDispatchLogic::isForApplication(incoming)) co_return;
-    if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
-        co_return co_await startCall(std::move(*request), std::move(clientInfo), std::move(arguments));
+    auto* request = std::get_if<MCPRequest>(&incoming.is);
+    if (request == nullptr || !MCPDispatchLogic::isForApplication(incoming)) {
+        return handleNotification(std::move(incoming));
     }
+    return startCall(std::move(*request), std::move(clientInfo), std::move(arguments));
+}
+
+Task<void> MCPCallProxy::handleNotification(MCPIncoming incoming) {
+    const bool isNotification = std::holds_alternative<MCPNotification>(incoming.is);
+    if (!isNotification || !MCPDispatchLogic::isForApplication(incoming)) co_return;
     std::optional<std::string> key;
     const auto copyKey = [&] { key = cancelledKey(std::get<MCPNotification>(incoming.is)); };
     if (!hasMemoryFor(copyKey)) co_return co_await sendText(dependencies_.standardOutput, outOfMemoryLine());
@@ -106,17 +112,17 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo,
             .clientInfo = std::move(clientInfo),
             .tool = {},
             .arguments = arguments != nullptr ? *arguments : MCPValue::object({}),
-            .requestID = fresh->text(),
+            .requestID = {},
         },
         .arguments = std::move(textArguments),
     };
     co_await isolated();
     const auto copyNames = [&] {
         toSend.request.tool = *tool;
-        registry_.registerCall(request.id.text(), progressToken(request), *fresh);
+        toSend.request.requestID = registry_.registerCall(request.id.text(), progressToken(request), *fresh);
     };
     if (!hasMemoryFor(copyNames)) {
-        registry_.finish(toSend.request.requestID);
+        registry_.finish(fresh->text());
         auto failure = outOfMemoryError(std::move(request.id));
         co_return co_await sendLine(dependencies_.standardOutput, failure);
     }
@@ -133,7 +139,8 @@ Task<void> MCPCallProxy::startCall(MCPRequest request, MCPClientInfo clientInfo,
 Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies, CallIdentity call,
                              MCPSocketClient::Call toSend, Cancellation cancellation) {
     Executor& calls = dependencies.calls;
-    MCPSocketClient::Progress progress = [weakProxy, &calls](std::vector<MCPProgressReports> reports) {
+    // Needs no memory, because it only refers to this coroutine, which awaits the call.
+    MCPSocketClient::Progress progress = [&weakProxy, &calls](std::vector<MCPProgressReports> reports) {
         spawn(relay(weakProxy, std::move(reports)), calls);
     };
     auto outcome = co_await dependencies.socketClient.send(std::move(toSend), std::move(progress), cancellation);
@@ -141,21 +148,18 @@ Task<void> MCPCallProxy::run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies
     if (!proxy) co_return;
     auto line = responseLine(std::move(call.requestID), std::move(outcome));
     const std::size_t length = line.size();
-    // A cancelled call does not wait for the writer. The writer asks again before the line begins.
-    const bool mayAnswer = co_await proxy->mayAnswer(call.wireID);
-    // A response that cannot be written is dropped, because the client is gone.
-    if (mayAnswer) std::ignore = co_await dependencies.standardOutput.send(std::move(line), linesOf(cancellation));
-    co_await proxy->finish(std::move(call.wireID));
+    co_await proxy->finish(std::move(call.wireID), std::move(line), std::move(cancellation));
     dependencies.memory.release(length);
 }
 
-Task<bool> MCPCallProxy::mayAnswer(std::string wireID) {
+Task<void> MCPCallProxy::finish(std::string wireID, Bytes answer, Cancellation cancellation) {
     co_await isolated();
-    co_return registry_.shouldSendResponse(wireID);
-}
-
-Task<void> MCPCallProxy::finish(std::string wireID) {
-    co_await isolated();
+    // A cancelled call does not wait for the writer. The writer asks again before the line begins.
+    if (registry_.shouldSendResponse(wireID)) {
+        auto gate = linesOf(cancellation);
+        // A response that cannot be written is dropped, because the client is gone.
+        std::ignore = co_await dependencies_.standardOutput.send(std::move(answer), std::move(gate));
+    }
     tasks_.erase(wireID);
     registry_.finish(wireID);
 }

@@ -62,9 +62,10 @@ private:
 
     VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo,
                                        TextArguments textArguments);
+    VostelMCPKit::Task<void> handleNotification(VostelMCPKit::MCPIncoming incoming);
     VostelMCPKit::Task<void> cancelCall(std::string externalKey);
-    VostelMCPKit::Task<bool> mayAnswer(std::string wireID);
-    VostelMCPKit::Task<void> finish(std::string wireID);
+    /// Ends a call. Writes its answer, unless the call is cancelled.
+    VostelMCPKit::Task<void> finish(std::string wireID, VostelMCPKit::Bytes answer, Cancellation cancellation);
 
     /// Runs one call from its request to its answer. Does not keep the proxy alive while the application works.
     static VostelMCPKit::Task<void> run(std::weak_ptr<MCPCallProxy> weakProxy, Dependencies dependencies,

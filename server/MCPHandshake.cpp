@@ -51,12 +51,12 @@ MCPIncoming incomingIn(const std::string& line, MCPCallProxy::TextArguments& arg
 
 Received received(const std::string& line, const MCPClientInfo& sender, bool youTubeAvailable) {
     Received received;
-    const MCPIncoming incoming = incomingIn(line, received.arguments);
+    MCPIncoming incoming = incomingIn(line, received.arguments);
     const auto* request = std::get_if<MCPRequest>(&incoming.is);
     if (request != nullptr && request->method == MCPDispatchLogic::initializeMethod) {
         received.clientInfo = MCPDispatchLogic::clientInfo(*request);
     }
-    MCPHelperRoute route = MCPDispatchLogic::route(incoming, youTubeAvailable);
+    MCPHelperRoute route = MCPDispatchLogic::route(std::move(incoming), youTubeAvailable);
     if (const auto* reply = std::get_if<MCPHelperRoute::Reply>(&route.is)) {
         received.reply = lineOf(reply->response);
     } else if (const auto* error = std::get_if<MCPHelperRoute::ReplyWithoutID>(&route.is)) {
@@ -91,17 +91,13 @@ Task<void> MCPHandshake::handle(std::string line) {
     std::string{}.swap(line);
     if (received.clientInfo) clientInfo_ = *std::move(received.clientInfo);
     if (received.reply.size() > 0) co_await sendText(standardOutput_, std::move(received.reply));
-    if (received.forApplication) {
-        co_await forward(*std::move(received.forApplication), std::move(received.sender),
-                         std::move(received.arguments));
-    }
-}
-
-Task<void> MCPHandshake::forward(MCPIncoming incoming, MCPClientInfo sender, MCPCallProxy::TextArguments arguments) {
+    if (!received.forApplication) co_return;
+    MCPIncoming& message = *received.forApplication;
     if (forwarding_) {
-        co_return co_await (*forwarding_)->handle(std::move(incoming), std::move(sender), std::move(arguments));
+        co_return co_await (*forwarding_)
+            ->handle(std::move(message), std::move(received.sender), std::move(received.arguments));
     }
-    auto* request = std::get_if<MCPRequest>(&incoming.is);
+    auto* request = std::get_if<MCPRequest>(&message.is);
     if (request == nullptr) co_return;
     auto error = MCPError::internalError(forwarding_.error().errorDescription());
     auto failure = MCPResponse::failure(std::move(request->id), std::move(error));

@@ -31,8 +31,6 @@ public:
 
 private:
     VostelMCPKit::Task<void> handle(std::string line);
-    VostelMCPKit::Task<void> forward(VostelMCPKit::MCPIncoming incoming, VostelMCPKit::MCPClientInfo sender,
-                                     MCPCallProxy::TextArguments arguments);
 
     LineChannel& lines_;
     VostelMCPKit::MCPStdoutWriter& standardOutput_;

@@ -241,7 +241,7 @@ Task<MCPSocketClient::Connected> MCPSocketClient::connectOnce(PendingCancellatio
         if (!socket) return std::unexpected(failure(socket.error()));
         return *std::move(socket);
     };
-    co_return co_await posix::runBlocking(system_.startThread, socketClientThread, work);
+    return posix::runBlocking(system_.startThread, socketClientThread, work);
 }
 
 Task<MCPSocketClient::Connected> MCPSocketClient::launchAndWait() {

@@ -56,9 +56,9 @@ bool isForApplication(const MCPIncoming& incoming) {
     return notification != nullptr && notification->method == applicationNotification;
 }
 
-MCPHelperRoute route(const MCPIncoming& incoming, bool youTubeAvailable) {
+MCPHelperRoute route(MCPIncoming incoming, bool youTubeAvailable) {
     using Route = MCPHelperRoute;
-    if (isForApplication(incoming)) return {Route::ForwardToApplication{incoming}};
+    if (isForApplication(incoming)) return {Route::ForwardToApplication{std::move(incoming)}};
     return match(
         incoming.is,
         [&](const MCPRequest& request) { return Route{Route::Reply{handshakeResponse(request, youTubeAvailable)}}; },

@@ -35,7 +35,7 @@ inline constexpr std::string_view applicationNotification = "notifications/cance
 /// What to do with a message. `youTubeAvailable` only decides whether tools/list offers the tool for video links.
 ///
 ///     const MCPHelperRoute route = MCPDispatchLogic::route(MCPDispatchLogic::classify(line), true);
-[[nodiscard]] MCPHelperRoute route(const MCPIncoming& incoming, bool youTubeAvailable);
+[[nodiscard]] MCPHelperRoute route(MCPIncoming incoming, bool youTubeAvailable);
 
 /// The server's own answer to a request that is not forwarded. Deliberate: there is no handler for ping, which is an
 /// unknown method like any other.
