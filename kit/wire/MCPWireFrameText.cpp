@@ -3,6 +3,7 @@
 #include "kit/jsonrpc/CanonicalJSON.h"
 #include "kit/jsonrpc/JSONReader.h"
 #include "kit/jsonrpc/JSONText.h"
+#include "kit/jsonrpc/TextMember.h"
 #include "kit/wire/MCPWireVersionLogic.h"
 
 namespace VostelMCPKit {
@@ -92,13 +93,11 @@ std::optional<std::string_view> canonicalResult(std::string_view payload) {
 }
 
 std::optional<Bytes> rewrittenResult(std::string_view payload) {
-    Bytes text;
-    if (!appendCanonicalJSON(payload, text)) return std::nullopt;
-    const auto result = canonicalResult(text.text());
+    auto result = findTextMember(payload, "payload", "result");
     if (!result) return std::nullopt;
-    text.removePrefix(static_cast<std::size_t>(result->data() - text.data()));
-    text.truncate(result->size());
-    return text;
+    const auto frame = readOutboundFrame(result->remainder);
+    if (!frame || !std::holds_alternative<MCPWireResponse>(frame->is)) return std::nullopt;
+    return std::move(result->value);
 }
 
 } // namespace VostelMCPKit
