@@ -24,9 +24,10 @@ namespace {
 bool waitUntilReady(int descriptor, short event) {
     pollfd waiting{descriptor, event, 0};
     while (::poll(&waiting, 1, /*timeout=*/-1) < 0) {
-        // Both errors mean that the system is short of memory for a moment.
+        // Both errors mean that the system is short of memory for a moment. A poll without descriptors could fail, too,
+        // and not pause.
         if (errno == EAGAIN || errno == ENOMEM) {
-            ::poll(nullptr, 0, /*timeout=*/1);
+            ::usleep(1'000);
         } else if (errno != EINTR) {
             return false;
         }
