@@ -18,8 +18,9 @@ namespace torture {
 
 namespace {
 
-/// How often a repeated interruption is repeated.
-constexpr long mostInterruptions = 100;
+/// How often an interruption and a short transfer are repeated. Then the server can finish in time: a large answer
+/// would take a hundred thousand transfers of one byte.
+constexpr long mostRepetitions = 100;
 
 user_regs_struct registersOf(pid_t thread) {
     user_regs_struct registers{};
@@ -161,9 +162,8 @@ const Fault* Tracer::faultFor(long number) {
     for (const Fault& fault : faults_) {
         if (fault.number != number || (fault.kind != Fault::Kind::fails && fault.kind != Fault::Kind::isShort))
             continue;
-        const long last = !fault.stays               ? fault.position
-                          : isTransient(fault.error) ? fault.position + mostInterruptions
-                                                     : position;
+        const bool isTemporary = fault.kind == Fault::Kind::isShort || isTransient(fault.error);
+        const long last = !fault.stays ? fault.position : isTemporary ? fault.position + mostRepetitions : position;
         if (position >= fault.position && position <= last) return &fault;
     }
     return nullptr;
