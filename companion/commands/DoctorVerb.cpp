@@ -40,7 +40,6 @@ namespace {
 
 using namespace VostelMCPKit;
 using namespace VostelMCPKit::MCPClientConfigLogic;
-using Status = InstallationStatus;
 using Time = std::chrono::steady_clock::time_point;
 
 /// In seconds. Codex waits five minutes by default, and one minute in older versions. An hour of speech takes longer.
@@ -239,19 +238,19 @@ private:
         if (!status) return wrong(client + ": " + status.error().description(file.string()));
         match(
             status->command.is,
-            [&](const Status::UpToDate&) {
+            [&](const InstallationStatus::UpToDate&) {
                 if (!status->isOldForm) return checkConnected(kind, file, where);
                 wrong(where + "has an entry of an older form, which it may refuse. " + repair);
             },
-            [&](const Status::NotInstalled&) {
+            [&](const InstallationStatus::NotInstalled&) {
                 note(where + "is not connected. " + (isMoved ? "Add the entry by hand." : repair));
             },
-            [&](const Status::StalePath& stale) {
+            [&](const InstallationStatus::StalePath& stale) {
                 const bool exists = ::access(stale.previousCommand.c_str(), X_OK) == 0;
                 wrong(where + "starts " + inQuotes(stale.previousCommand) +
                       (exists ? ", which is another copy. " : ", which does not exist. ") + repair);
             },
-            [&](const Status::ForeignEntry& foreign) {
+            [&](const InstallationStatus::ForeignEntry& foreign) {
                 wrong(where + "has an entry vostel that starts " + inQuotes(foreign.existingCommand) +
                       " instead of vostel-mcp. " + (isMoved ? repair : repair + " --force"));
             });
