@@ -13,6 +13,8 @@ namespace {
 
 /// The text as another parser reads it; absent when that parser refuses it.
 std::optional<toml::table> tableOf(std::string_view text) {
+    // With a character from U+FB26 to U+FEFE, the behaviour of this parser is undefined. In UTF-8, each begins with EF.
+    if (text.find('\xEF') != text.npos) return std::nullopt;
     toml::parse_result result = toml::parse(text);
     if (!result) return std::nullopt;
     return std::move(result).table();
