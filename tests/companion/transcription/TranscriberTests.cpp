@@ -203,7 +203,8 @@ TEST(Transcriber, loads_the_model_of_the_language) {
     const TemporaryFolder folder;
     std::filesystem::create_directory_symlink(VOSTEL_MODEL_FOLDER "/en-us", folder.path() / "fr");
     std::filesystem::create_symlink(VOSTEL_MODEL_FOLDER "/en-us.lm.bin", folder.path() / "fr.lm.bin");
-    writeFile(folder.path() / "fr.dict", "oui HH IY\n");
+    // The language model knows only a few words besides those of the recordings.
+    writeFile(folder.path() / "fr.dict", "man HH IY\n");
     const Transcriber::ChooseModel choose = [&](const std::string& language) {
         return language == "fr" ? SpeechModel{folder.path(), "fr"} : SpeechModel{VOSTEL_MODEL_FOLDER, "en"};
     };
@@ -215,7 +216,7 @@ TEST(Transcriber, loads_the_model_of_the_language) {
     EXPECT_EQ(english->language, "en");
     const auto french = transcriber.transcribe(spoken("0930"), "fr", cancellation, ignoreProgress);
     ASSERT_TRUE(french) << french.error().description();
-    EXPECT_NE(plainWords(french->transcript.segments), sentence);
+    EXPECT_TRUE(plainWords(french->transcript.segments).starts_with("man"));
     EXPECT_EQ(french->language, "fr");
     EXPECT_EQ(
         plainWords(transcriber.transcribe(spoken("0930"), "en", cancellation, ignoreProgress)->transcript.segments),
@@ -237,7 +238,7 @@ TEST(Transcriber, a_model_that_was_installed_again_is_loaded_again) {
     };
     Transcriber transcriber{vostel_tests::always(place), 1};
     Cancellation cancellation;
-    for (const char* word : {"oui", "ja"}) {
+    for (const char* word : {"man", "woman"}) {
         install(word + std::string{" HH IY\n"});
         const auto done = transcriber.transcribe(spoken("0930"), "", cancellation, ignoreProgress);
         ASSERT_TRUE(done) << done.error().description();
