@@ -21,7 +21,7 @@ struct Options {
     Programs programs;
     /// Tests each point whose number is `offset` plus a multiple of this.
     std::size_t every = 1, offset = 0;
-    std::size_t pairs = 6'400;
+    std::size_t pairs = 7'000;
     unsigned seed = 1;
     /// Tests only points whose description contains this text.
     std::string only = {};
@@ -34,7 +34,7 @@ struct Options {
 constexpr const char* usage = R"(usage: torture SERVER PRELOADED [OPTION...]
   --every N       test only every N-th point
   --offset N      start at this point
-  --pairs N       how many pairs of faults to test (6400)
+  --pairs N       how many pairs of faults to test (7000)
   --seed N        the seed that chooses the pairs (1)
   --only TEXT     test only points whose description contains this text
   --again LINE    test the point of this finding again
