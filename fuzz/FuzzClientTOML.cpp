@@ -11,10 +11,20 @@ using VostelMCPKit::MCPClientConfigLogic::MCPClientEntry;
 
 namespace {
 
+/// Whether the other parser's behaviour is undefined. In a string of several lines, a backslash at the end of a line
+/// joins it to the next one. If that one begins with a character other than ASCII, the parser can reach a branch that
+/// it calls unreachable.
+bool isUndefined(std::string_view text) {
+    for (auto at = text.find('\\'); at != text.npos; at = text.find('\\', at + 1)) {
+        const auto next = text.find_first_not_of(" \t\n\v\f\r", at + 1);
+        if (next != text.npos && next > at + 1 && static_cast<unsigned char>(text[next]) >= 0x80) return true;
+    }
+    return false;
+}
+
 /// The text as another parser reads it; absent when that parser refuses it.
 std::optional<toml::table> tableOf(std::string_view text) {
-    // With a character from U+FB26 to U+FEFE, the behaviour of this parser is undefined. In UTF-8, each begins with EF.
-    if (text.find('\xEF') != text.npos) return std::nullopt;
+    if (isUndefined(text)) return std::nullopt;
     toml::parse_result result = toml::parse(text);
     if (!result) return std::nullopt;
     return std::move(result).table();
