@@ -24,8 +24,8 @@ namespace {
 bool waitUntilReady(int descriptor, short event) {
     pollfd waiting{descriptor, event, 0};
     while (::poll(&waiting, 1, /*timeout=*/-1) < 0) {
-        // Both errors mean that the system is short of memory for a moment. A poll without descriptors could fail, too,
-        // and not pause.
+        // Both errors mean that the system is short of memory for a moment. The pause does not use poll, which would
+        // fail in the same way.
         if (errno == EAGAIN || errno == ENOMEM) {
             ::usleep(1'000);
         } else if (errno != EINTR) {

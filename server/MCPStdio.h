@@ -21,9 +21,9 @@ namespace vostel_mcp::MCPStdio {
 [[nodiscard]] std::expected<std::int64_t, VostelMCPKit::PosixError> attemptWrite(int descriptor,
                                                                                  std::span<const std::byte> bytes);
 
-/// Waits until `descriptor` takes bytes, and returns how many bytes a pipe then takes without blocking. `wanted` bytes
-/// are to be written: for the few bytes that every ready pipe takes, it does not ask how much more the pipe takes. A
-/// descriptor for which poll cannot wait counts as ready: the write then reports the error.
+/// Waits until `descriptor` takes bytes, and returns how many bytes a pipe then takes without blocking. The caller
+/// wants to write `wanted` bytes. If every ready pipe takes so few, the system is not asked whether this pipe takes
+/// more. A descriptor for which poll cannot wait counts as ready: the write then reports the error.
 [[nodiscard]] std::size_t waitForRoom(int descriptor, std::size_t wanted);
 
 } // namespace vostel_mcp::MCPStdio

@@ -32,8 +32,8 @@ public:
     /// Writes some prefix of the bytes and returns its length, at least one. Called from any thread, one call at a
     /// time.
     using AttemptWrite = std::function<std::expected<std::int64_t, PosixError>(std::span<const std::byte>)>;
-    /// Waits until the output takes bytes. Returns how many it takes without waiting, at least one. There are `wanted`
-    /// bytes to write, so it need not look for more room.
+    /// Waits until the output takes bytes. Returns how many it takes without waiting, at least one. The writer has
+    /// `wanted` bytes and uses no room beyond them.
     using WaitForRoom = std::function<std::size_t(std::size_t wanted)>;
 
     /// `executor` runs one continuation at a time and outlives the writer. Without `waitForRoom` the output takes any

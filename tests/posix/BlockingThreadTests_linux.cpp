@@ -97,8 +97,7 @@ std::vector<std::string> mappings() {
 }
 
 /// The number of mapped stacks. A stack is an inaccessible page below a mebibyte of memory, or below more if the system
-/// has merged it with the mapping above. Larger inaccessible mappings belong to
-/// the address sanitizer.
+/// has merged it with the mapping above. Larger inaccessible mappings belong to the address sanitizer.
 std::size_t guardedStackCount() {
     constexpr std::uintptr_t gibibyte = 1U << 30;
     struct Range {
