@@ -74,16 +74,10 @@ Bytes progressLines(const MCPProgressReports& reports, const MCPNotification& no
 } // namespace
 
 Task<void> MCPCallProxy::handle(MCPIncoming incoming, MCPClientInfo clientInfo, TextArguments arguments) {
-    auto* request = std::get_if<MCPRequest>(&incoming.is);
-    if (request == nullptr || !MCPDispatchLogic::isForApplication(incoming)) {
-        return handleNotification(std::move(incoming));
+    if (!MCPDispatchLogic::isForApplication(incoming)) co_return;
+    if (auto* request = std::get_if<MCPRequest>(&incoming.is)) {
+        co_return co_await startCall(std::move(*request), std::move(clientInfo), std::move(arguments));
     }
-    return startCall(std::move(*request), std::move(clientInfo), std::move(arguments));
-}
-
-Task<void> MCPCallProxy::handleNotification(MCPIncoming incoming) {
-    const bool isNotification = std::holds_alternative<MCPNotification>(incoming.is);
-    if (!isNotification || !MCPDispatchLogic::isForApplication(incoming)) co_return;
     std::optional<std::string> key;
     const auto copyKey = [&] { key = cancelledKey(std::get<MCPNotification>(incoming.is)); };
     if (!hasMemoryFor(copyKey)) co_return co_await sendText(dependencies_.standardOutput, outOfMemoryLine());

@@ -62,7 +62,6 @@ private:
 
     VostelMCPKit::Task<void> startCall(VostelMCPKit::MCPRequest request, VostelMCPKit::MCPClientInfo clientInfo,
                                        TextArguments textArguments);
-    VostelMCPKit::Task<void> handleNotification(VostelMCPKit::MCPIncoming incoming);
     VostelMCPKit::Task<void> cancelCall(std::string externalKey);
     /// Ends a call. Writes its answer, unless the call is cancelled.
     VostelMCPKit::Task<void> finish(std::string wireID, VostelMCPKit::Bytes answer, Cancellation cancellation);
