@@ -4,10 +4,6 @@
 #include "kit/jsonrpc/JSONTextAccess.h"
 #include "kit/jsonrpc/JSONWriter.h"
 
-#include <cstddef>
-#include <cstring>
-#include <iterator>
-
 namespace VostelMCPKit {
 
 MCPValue throughText(MCPValue value) {
@@ -46,32 +42,6 @@ const MCPValue* KeyReader::required(std::string_view key) {
     const MCPValue* value = found(key);
     if (value == nullptr && !error_) error_ = DecodingError{DecodingError::KeyNotFound{}, std::string{key}};
     return value;
-}
-
-void RecordWriter::moveInOrder(std::string_view key, std::size_t start) {
-    const std::size_t length = out_.size() - start;
-    auto place = members_.end();
-    std::size_t larger = 0;
-    for (; place != members_.begin() + static_cast<std::ptrdiff_t>(first_); --place) {
-        const Member& before = *std::prev(place);
-        if (keyOrder(before.key, key) < 0) break;
-        larger += before.length;
-    }
-    members_.insert(place, {std::string{key}, length});
-    if (larger == 0) return;
-    // Those with larger keys wait after the text meanwhile. They are short in our records.
-    char* const aside = out_.room(larger);
-    char* const target = out_.data() + start - larger;
-    std::memcpy(aside, target, larger);
-    std::memmove(target, target + larger, length);
-    std::memcpy(target + length, aside, larger);
-}
-
-void RecordWriter::endObject() {
-    // Drops the comma after the last member.
-    if (members_.size() > first_) out_.truncate(out_.size() - 1);
-    out_.append('}');
-    members_.erase(members_.begin() + static_cast<std::ptrdiff_t>(first_), members_.end());
 }
 
 } // namespace VostelMCPKit

@@ -28,7 +28,6 @@
 #include <expected>
 #include <limits>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -228,37 +227,32 @@ private:
     std::optional<DecodingError> error_;
 };
 
-/// Adds the members of one record to `Members`. Its functions are those of KeyReader, which says what each means for
-/// reading.
-template <class Members>
-class MemberWriter final {
+/// Collects the members of one record. Its functions are those of KeyReader, which says what each means for reading.
+class KeyWriter final {
 public:
-    /// `members` outlives the writer.
-    explicit MemberWriter(Members& members) : members_{members} {}
-
     template <class T>
     void operator()(std::string_view key, const T& field) {
-        members_.add(key, field);
+        members_.add(key, Codec<T>::encode(field));
     }
     template <class T>
     void operator()(std::string_view key, const std::optional<T>& field) {
-        if (field) members_.add(key, *field);
+        if (field) (*this)(key, *field);
     }
     /// Writes `text`.
     void constant(std::string_view key, std::string_view text) { members_.add(key, text); }
     /// Left out when absent.
     void absentAsNull(std::string_view key, const std::optional<MCPValue>& field) { (*this)(key, field); }
     /// Always written.
-    void absentAsDefault(std::string_view key, const auto& field) { members_.add(key, field); }
+    void absentAsDefault(std::string_view key, const auto& field) { (*this)(key, field); }
     /// Always written, as an object with the single member `innerKey`.
     template <class T>
     void nested(std::string_view key, std::string_view innerKey, const T& field) {
-        members_.add(key, Nested<T>{innerKey, field});
+        members_.add(key, MCPValue::object({{innerKey, Codec<T>::encode(field)}}));
     }
     /// Writes the first case under `first`, the second one under `second`.
     void exactlyOne(std::string_view first, std::string_view second, const auto& field, std::string_view /*message*/) {
         const std::string_view key = field.index() == 0 ? first : second;
-        std::visit([&](const auto& value) { members_.add(key, value); }, field);
+        std::visit([&](const auto& value) { (*this)(key, value); }, field);
     }
     /// The case's name, and its keys beside it.
     void oneOf(std::string_view kindKey, const auto& field) {
@@ -272,56 +266,25 @@ public:
     void oneOf(std::string_view kindKey, std::string_view payloadKey, const auto& field) {
         const auto writeCase = [&]<class Case>(const Case& value) {
             members_.add(kindKey, Case::kind);
-            members_.add(payloadKey, value);
+            (*this)(payloadKey, value);
         };
         std::visit(writeCase, field);
     }
 
-private:
-    template <class T>
-    struct Nested {
-        std::string_view innerKey;
-        const T& field;
-
-        static void codingKeys(auto& self, auto& key) { key(self.innerKey, self.field); }
-    };
-
-    Members& members_;
-};
-
-/// The members of a record as values.
-class ValueMembers final {
-public:
-    /// Adds a field of any type that has a Codec.
-    template <class T>
-    void add(std::string_view key, const T& field) {
-        members_.add(key, Codec<T>::encode(field));
-    }
-    /// Adds a fixed text.
-    void add(std::string_view key, std::string_view text) { members_.add(key, text); }
-
-    /// The object. No members are left.
+    /// The object. The writer is empty afterwards.
     [[nodiscard]] MCPValue take() { return members_.take(); }
 
 private:
     MCPObjectBuilder members_;
 };
 
-/// Makes a value of a record.
-using KeyWriter = MemberWriter<ValueMembers>;
-
-/// A record, as described above.
-template <class T>
-concept HasCodingKeys = requires(const T& record, KeyWriter& writer) { T::codingKeys(record, writer); };
-
 /// Every type without a specialisation of its own is a record with codingKeys.
 template <class Record>
 struct Codec {
     static MCPValue encode(const Record& record) {
-        ValueMembers members;
-        KeyWriter writer{members};
+        KeyWriter writer;
         Record::codingKeys(record, writer);
-        return members.take();
+        return writer.take();
     }
     static std::expected<Record, DecodingError> decode(const MCPValue& value) {
         Record record{};
@@ -332,74 +295,12 @@ struct Codec {
     }
 };
 
-/// Writes the text of a record without making a value of it.
-class RecordWriter final {
-public:
-    /// Appends to `out`, which outlives the writer.
-    explicit RecordWriter(Bytes& out) : out_{out} { members_.reserve(8); }
-
-    /// Appends an object with the members of `record`.
-    void write(const HasCodingKeys auto& record) {
-        const std::size_t outer = std::exchange(first_, members_.size());
-        out_.append('{');
-        MemberWriter<RecordWriter> writer{*this};
-        record.codingKeys(record, writer);
-        endObject();
-        first_ = outer;
-    }
-    /// Appends a string.
-    void write(std::string_view text) { writeJSONString(text, out_); }
-    /// Appends any other field.
-    void write(const auto& field) {
-        using Field = std::remove_cvref_t<decltype(field)>;
-        if constexpr (std::same_as<Field, std::string>) return write(std::string_view{field});
-        isFinite_ = writeJSON(Codec<Field>::encode(field), out_).has_value() && isFinite_;
-    }
-
-    /// Appends a member to the object that is being written. For MemberWriter.
-    void add(std::string_view key, const auto& field) {
-        const std::size_t start = out_.size();
-        writeJSONString(key, out_);
-        out_.append(':');
-        write(field);
-        out_.append(',');
-        moveInOrder(key, start);
-    }
-
-    /// Whether every number so far was finite.
-    [[nodiscard]] bool isFinite() const { return isFinite_; }
-
-private:
-    /// A member that has been written, with the comma after it.
-    struct Member {
-        std::string key;
-        std::size_t length;
-    };
-
-    /// Moves the member at the end of the text, which begins at `start`, before those with larger keys. A record lists
-    /// its keys in the order of reading.
-    void moveInOrder(std::string_view key, std::size_t start);
-    void endObject();
-
-    Bytes& out_;
-    /// The members of all open objects, in the order of the text.
-    std::vector<Member> members_;
-    /// The first member of the innermost one.
-    std::size_t first_ = 0;
-    bool isFinite_ = true;
-};
-
 /// Appends the JSON text of a record to `out`; see writeJSON of values. Cheaper than writing the result of `encode`,
-/// which makes a value of the record first.
+/// because it needs no throughText.
 template <class Record>
     requires(!std::convertible_to<const Record&, MCPValue>)
 [[nodiscard]] std::expected<void, EncodingError> writeJSON(const Record& record, Bytes& out) {
-    const std::size_t before = out.size();
-    RecordWriter writer{out};
-    writer.write(record);
-    if (writer.isFinite()) return {};
-    out.truncate(before);
-    return std::unexpected(EncodingError{});
+    return writeJSON(Codec<Record>::encode(record), out);
 }
 
 } // namespace VostelMCPKit

@@ -4,6 +4,14 @@
 
 #include "kit/jsonrpc/Codec.h"
 
+namespace VostelMCPKit {
+
+/// A record, as Codec.h describes it.
+template <class T>
+concept HasCodingKeys = requires(const T& record, KeyWriter& writer) { T::codingKeys(record, writer); };
+
+} // namespace VostelMCPKit
+
 template <VostelMCPKit::HasCodingKeys Record>
 struct std::hash<Record> {
     std::size_t operator()(const Record& record) const noexcept {

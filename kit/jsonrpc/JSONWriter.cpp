@@ -3,7 +3,6 @@
 #include "kit/jsonrpc/JSONNumber.h"
 #include "kit/jsonrpc/JSONText.h"
 #include "kit/jsonrpc/JSONTextAccess.h"
-#include "kit/support/Unicode.h"
 #include "kit/support/unwrap.h"
 
 #include <algorithm>
@@ -63,6 +62,7 @@ struct Container {
 std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) {
     const std::size_t before = out.size();
     std::vector<Container> containers;
+    containers.reserve(8);
     for (const MCPValue* next = &value;;) {
         const MCPValue::Kind kind = next->kind();
         switch (kind) {
@@ -86,10 +86,7 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
         case MCPValue::Kind::Object:
             if (const auto text = JSONTextAccess::cachedText(*next)) {
                 out.append(*text);
-                break;
-            }
-            if (containers.empty()) containers.reserve(8);
-            if (kind == MCPValue::Kind::Array) {
+            } else if (kind == MCPValue::Kind::Array) {
                 out.append('[');
                 containers.push_back({unwrap(next->asArray()), {}, /*isObject=*/false});
             } else {
@@ -120,11 +117,6 @@ std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out) 
             around.elements = around.elements.subspan(1);
         }
     }
-}
-
-void writeJSONString(std::string_view text, Bytes& out) {
-    if (isValidUTF8(text)) return writeString(text, out);
-    writeString(repairedUTF8(text), out);
 }
 
 MCPValue withCachedText(const MCPValue& value) {

@@ -5,7 +5,6 @@
 #include "kit/support/Bytes.h"
 
 #include <expected>
-#include <string_view>
 
 namespace VostelMCPKit {
 
@@ -20,9 +19,6 @@ struct EncodingError {
 ///     Bytes text;
 ///     if (!writeJSON(value, text)) return fail("The answer holds a number that is not finite.");
 [[nodiscard]] std::expected<void, EncodingError> writeJSON(const MCPValue& value, Bytes& out);
-
-/// Appends the text of a string. U+FFFD replaces every byte that is not valid UTF-8.
-void writeJSONString(std::string_view text, Bytes& out);
 
 /// The same value. An array or object also stores its text, so that writing it only copies that text. For a large value
 /// that is written many times. Thread-safe.

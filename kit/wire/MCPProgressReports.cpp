@@ -33,7 +33,7 @@ void MCPProgressReports::add(const MCPWireProgress& report) {
     Bytes fraction;
     if (!writeJSON(MCPValue{report.fraction}, fraction)) return;
     Bytes message;
-    if (report.message) writeJSONString(*report.message, message);
+    if (report.message) std::ignore = writeJSON(MCPValue{*report.message}, message);
     const auto messageText = report.message ? std::optional{message.text()} : std::nullopt;
     add(MCPWireProgressText{fraction.text(), messageText, report.requestID});
 }
