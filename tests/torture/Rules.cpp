@@ -18,6 +18,8 @@ constexpr const char* startUpLine = "vostel-mcp wire protocol v4\n";
 /// The violations that the faults of a point excuse.
 struct Excuses {
     bool memory = false, output = false, input = false, waiting = false;
+    /// The server cannot connect while these faults last. It launches the application and tries again for two minutes.
+    bool connecting = false;
 
     explicit Excuses(const std::vector<Fault>& faults) {
         for (const Fault& fault : faults) {
@@ -28,10 +30,12 @@ struct Excuses {
             output |= fails && fault.number == SYS_write;
             input |= fails && fault.number == SYS_read;
             waiting |= fails && fault.number == SYS_wait4;
+            connecting |= fails && fault.stays &&
+                          (fault.number == SYS_socket || fault.number == SYS_connect || fault.number == SYS_poll);
         }
     }
-    /// A fault may lose an answer, so the run does not wait for it.
-    [[nodiscard]] bool mayLoseAnswer() const { return memory || output || input; }
+    /// While the faults last, an answer may not come. The run does not wait for it before it ends the faults.
+    [[nodiscard]] bool mayHoldBackAnswer() const { return memory || output || input || connecting; }
 };
 
 class Trial final {
@@ -53,7 +57,7 @@ public:
             descriptors = stage_.descriptorCount();
             stage_.tracer().arm();
         }
-        const auto limit = excuses_.mayLoseAnswer() ? std::chrono::milliseconds{250} : longestWait;
+        const auto limit = excuses_.mayHoldBackAnswer() ? std::chrono::milliseconds{250} : longestWait;
         conversation_.play(stage_, limit);
         stage_.tracer().disarm();
         verdict_.systemCalls = stage_.tracer().counts();

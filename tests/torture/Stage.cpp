@@ -19,11 +19,6 @@ namespace files = std::filesystem;
 
 namespace {
 
-[[noreturn]] void giveUp(const char* what) {
-    std::perror(what);
-    std::exit(EXIT_FAILURE);
-}
-
 files::path temporaryFolder() {
     std::string name = "/tmp/torture-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) giveUp("mkdtemp");
@@ -319,6 +314,11 @@ int playLaunched(const std::string& executable) {
     const sockaddr_un address = addressOf(files::path{executable}.parent_path() / "control.sock");
     const int control = socket(AF_UNIX, SOCK_STREAM, 0);
     return connect(control, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0 : 1;
+}
+
+void giveUp(const char* call) {
+    std::perror(call);
+    std::exit(EXIT_FAILURE);
 }
 
 } // namespace torture

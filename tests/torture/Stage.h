@@ -109,6 +109,9 @@ private:
     Tracer tracer_;
 };
 
+/// Ends this process when a system call of the test itself has failed.
+[[noreturn]] void giveUp(const char* call);
+
 /// The program that is launched in place of the application. It reports its start and ends.
 int playLaunched(const std::string& executable);
 

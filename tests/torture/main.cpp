@@ -3,15 +3,19 @@
 #include "tests/torture/Rules.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
+#include <new>
 #include <random>
 #include <string>
 #include <string_view>
+#include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace torture;
 
@@ -19,8 +23,10 @@ namespace {
 
 struct Options {
     Programs programs;
-    /// Tests each point whose number is `offset` plus a multiple of this.
-    std::size_t every = 1, offset = 0;
+    /// Tests each point whose number is a multiple of this.
+    std::size_t every = 1;
+    /// So many processes test points at the same time.
+    std::size_t workers = 1;
     std::size_t pairs = 7'000;
     unsigned seed = 1;
     /// Tests only points whose description contains this text.
@@ -33,7 +39,7 @@ struct Options {
 
 constexpr const char* usage = R"(usage: torture SERVER PRELOADED [OPTION...]
   --every N       test only every N-th point
-  --offset N      start at this point
+  --workers N     how many points to test at the same time (1)
   --pairs N       how many pairs of faults to test (7000)
   --seed N        the seed that chooses the pairs (1)
   --only TEXT     test only points whose description contains this text
@@ -65,8 +71,8 @@ Options optionsOf(int count, char** arguments) {
             options.times = static_cast<int>(std::strtol(value, nullptr, 10));
         else if (name == "--every")
             options.every = std::strtoul(value, nullptr, 10);
-        else if (name == "--offset")
-            options.offset = std::strtoul(value, nullptr, 10);
+        else if (name == "--workers")
+            options.workers = std::strtoul(value, nullptr, 10);
         else if (name == "--pairs")
             options.pairs = std::strtoul(value, nullptr, 10);
         else if (name == "--seed")
@@ -134,26 +140,58 @@ std::vector<Point> allPoints(const Options& options) {
     return points;
 }
 
-int tortureAll(const Options& options) {
-    const auto start = std::chrono::steady_clock::now();
-    const std::vector<Point> points = allPoints(options);
-    std::size_t tried = 0, hit = 0, aborted = 0, bad = 0;
-    for (std::size_t index = options.offset; index < points.size(); index += options.every) {
+/// From now on, processes that the server has launched become children of this process when the server ends.
+void adoptOrphans() { prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); }
+
+/// What the workers share. A worker is a process, because a tracer waits for all children of its process.
+struct Work {
+    /// The point that is tested next.
+    std::atomic<std::size_t> next = 0;
+    std::atomic<std::size_t> tried = 0, hit = 0, aborted = 0, bad = 0;
+};
+
+/// Tests points until none is left. Some points take ten seconds, so each worker takes one point at a time.
+void testPoints(const std::vector<Point>& points, const Options& options, Work& work) {
+    for (std::size_t index = 0; (index = work.next.fetch_add(options.every)) < points.size();) {
         const Verdict verdict = checkRun(points[index], options.programs);
-        ++tried;
-        hit += verdict.hasFault;
-        aborted += verdict.aborted;
-        if (verdict.violations.empty()) continue;
-        ++bad;
+        ++work.tried;
+        work.hit += verdict.hasFault;
+        work.aborted += verdict.aborted;
+        work.bad += !verdict.violations.empty();
         for (const std::string& violation : verdict.violations) {
             std::printf("%s: %s\n", points[index].description().c_str(), violation.substr(0, 300).c_str());
         }
         std::fflush(stdout);
     }
+}
+
+int tortureAll(const Options& options) {
+    const auto start = std::chrono::steady_clock::now();
+    const std::vector<Point> points = allPoints(options);
+    void* const shared = mmap(nullptr, sizeof(Work), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) giveUp("mmap");
+    Work& work = *new (shared) Work;
+    std::fflush(stdout);
+    std::vector<pid_t> workers(options.workers);
+    for (pid_t& worker : workers) {
+        worker = fork();
+        if (worker < 0) giveUp("fork");
+        if (worker > 0) continue;
+        adoptOrphans();
+        testPoints(points, options, work);
+        _exit(EXIT_SUCCESS);
+    }
+    std::size_t lost = 0;
+    for (const pid_t worker : workers) {
+        int status = 0;
+        lost += waitpid(worker, &status, 0) != worker || status != EXIT_SUCCESS;
+    }
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    std::printf("%zu of %zu points in %.0f s: %zu met a fault, %zu ended for lack of memory, %zu break a rule\n", tried,
-                points.size(), seconds.count(), hit, aborted, bad);
-    return bad == 0 && tried > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    std::printf("%zu of %zu points in %.0f s: %zu met a fault, %zu ended for lack of memory, %zu break a rule\n",
+                work.tried.load(), points.size(), seconds.count(), work.hit.load(), work.aborted.load(),
+                work.bad.load());
+    if (lost > 0) std::printf("%zu workers did not finish\n", lost);
+    return work.bad == 0 && work.tried > 0 && lost == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 /// The point that `line` describes, with or without the violation after it.
@@ -243,8 +281,7 @@ int findPlanted(const Options& options) {
 int main(int count, char** arguments) {
     const std::string_view name = arguments[0];
     if (name.ends_with("/Vostel")) return playLaunched(arguments[0]);
-    // Processes that the server has launched become our children when the server ends.
-    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
+    adoptOrphans();
     signal(SIGPIPE, SIG_IGN);
     const Options options = optionsOf(count, arguments);
     if (options.isPlanted) return findPlanted(options);
