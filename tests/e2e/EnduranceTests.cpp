@@ -46,7 +46,7 @@ void makeGroup(Stage& stage, int first) {
 
 TEST(Endurance, ten_thousand_calls_leave_no_descriptor_thread_or_memory) {
     constexpr int warmUp = 400;
-    const int count = sanitized ? 1'600 : 10'000;
+    const int count = sanitized ? 800 : 10'000;
     // Freed memory that the address sanitizer keeps would hide a leak.
     Stage stage{.environment = {"ASAN_OPTIONS=quarantine_size_mb=1"}};
     stage.expectServing();
