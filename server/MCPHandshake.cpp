@@ -79,9 +79,10 @@ Task<void> MCPHandshake::serve() {
     for (;;) {
         auto line = co_await lines_.next();
         if (!line) co_return;
-        const std::size_t length = line->size();
+        // Even an empty line takes memory in the queue.
+        const std::size_t size = sizeof *line + line->size();
         co_await handle(*std::move(line));
-        memory_.release(length);
+        memory_.release(size);
     }
 }
 

@@ -7,6 +7,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace vostel_tests {
 
@@ -31,6 +32,16 @@ struct Stage {
         while (!condition()) {
             if (std::chrono::steady_clock::now() > deadline) return false;
             expectServing();
+        }
+        return true;
+    }
+
+    /// The same for the server's memory, which no ping must make it return.
+    [[nodiscard]] bool soonHasAtMost(std::size_t kibibytes) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout();
+        while (server.residentKiB() > kibibytes) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds{10});
         }
         return true;
     }

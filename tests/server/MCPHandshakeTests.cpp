@@ -265,6 +265,13 @@ TEST_F(MCPHandshakeTest, every_large_line_counts_as_memory_to_return) {
     EXPECT_EQ(trimRequests, 0);
 }
 
+TEST_F(MCPHandshakeTest, many_empty_lines_count_as_memory_to_return) {
+    MCPHandshake handshake{lines, standardOutput, proxy, true, memory};
+    serve(handshake);
+    std::ignore = take(Lines(2'000, ""));
+    EXPECT_GT(trimRequests, 0);
+}
+
 TEST_F(MCPHandshakeTest, a_large_line_is_forwarded_or_refused_like_a_small_one) {
     struct Row {
         const char* when;
