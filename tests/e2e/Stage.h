@@ -36,7 +36,8 @@ struct Stage {
         return true;
     }
 
-    /// The same for the server's memory, which no ping must make it return.
+    /// Waits until the server's memory is this small; false after the timeout. It sends nothing, because even a ping
+    /// can make the server return memory.
     [[nodiscard]] bool soonHasAtMost(std::size_t kibibytes) {
         const auto deadline = std::chrono::steady_clock::now() + timeout();
         while (server.residentKiB() > kibibytes) {
