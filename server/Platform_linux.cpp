@@ -15,7 +15,8 @@ Task<std::expected<void, PosixError>> openWithoutActivating(std::filesystem::pat
 void keepIdleMemorySmall() {
     // Fixes the threshold. By default, the allocator raises it when a large block is freed, and then keeps such blocks.
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
-    // malloc_trim leaves the end of each arena as it is. Only this threshold limits it.
+    // malloc_trim does not return the free memory at the end of a thread's arena. Only this threshold limits that
+    // memory.
     mallopt(M_TRIM_THRESHOLD, 256 * 1024);
     // Every call has threads of its own. One arena for each would scatter free memory. With one or two arenas, the
     // threads would wait for each other.

@@ -75,7 +75,7 @@ TEST(Endurance, the_memory_of_large_results_is_returned_to_the_system) {
         stage.application.nextCall().answer(result);
         EXPECT_TRUE(stage.server.line() == resultLine("1", result));
     }
-    EXPECT_TRUE(stage.soonHasAtMost(8 * 1024)) << stage.server.residentKiB();
+    EXPECT_TRUE(stage.memoryFallsTo(8 * 1024)) << stage.server.residentKiB();
 }
 
 TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
@@ -105,11 +105,11 @@ TEST(Endurance, after_any_large_message_the_idle_server_is_small_again) {
         if (row.line.starts_with("[")) {
             EXPECT_NE(stage.server.line(), "");
         }
-        EXPECT_TRUE(stage.soonHasAtMost(smallKiB)) << stage.server.residentKiB();
+        EXPECT_TRUE(stage.memoryFallsTo(smallKiB)) << stage.server.residentKiB();
     });
     calls.at(0).write(frame(R"({"kind":"response","payload":{"requestID":"","result":)" + values + "}}"));
     EXPECT_NE(stage.server.line(), "");
-    EXPECT_TRUE(stage.soonHasAtMost(smallKiB)) << stage.server.residentKiB();
+    EXPECT_TRUE(stage.memoryFallsTo(smallKiB)) << stage.server.residentKiB();
 }
 
 TEST(Endurance, after_a_million_empty_lines_the_idle_server_is_small_again) {
@@ -118,7 +118,7 @@ TEST(Endurance, after_a_million_empty_lines_the_idle_server_is_small_again) {
     stage.server.write(std::string(1'000'000, '\n'));
     stage.server.send(ping("1"));
     EXPECT_EQ(stage.server.line(), pingReply("1"));
-    EXPECT_TRUE(stage.soonHasAtMost(smallKiB)) << stage.server.residentKiB();
+    EXPECT_TRUE(stage.memoryFallsTo(smallKiB)) << stage.server.residentKiB();
 }
 
 TEST(Endurance, the_threads_of_a_thousand_waiting_calls_end) {

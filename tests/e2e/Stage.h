@@ -28,21 +28,23 @@ struct Stage {
     /// its answer.
     template <class Condition>
     [[nodiscard]] bool soon(Condition condition) {
+        return waitUntil(condition, [this] { expectServing(); });
+    }
+
+    /// Waits until the server uses at most this much memory; false after the timeout. It sends nothing, because even a
+    /// ping can make the server return memory.
+    [[nodiscard]] bool memoryFallsTo(std::size_t kibibytes) {
+        return waitUntil([&] { return server.residentKiB() <= kibibytes; },
+                         [] { std::this_thread::sleep_for(std::chrono::milliseconds{10}); });
+    }
+
+    /// Calls `pause` between two looks at the condition.
+    template <class Condition, class Pause>
+    static bool waitUntil(Condition condition, Pause pause) {
         const auto deadline = std::chrono::steady_clock::now() + timeout();
         while (!condition()) {
             if (std::chrono::steady_clock::now() > deadline) return false;
-            expectServing();
-        }
-        return true;
-    }
-
-    /// Waits until the server's memory is this small; false after the timeout. It sends nothing, because even a ping
-    /// can make the server return memory.
-    [[nodiscard]] bool soonHasAtMost(std::size_t kibibytes) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout();
-        while (server.residentKiB() > kibibytes) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds{10});
+            pause();
         }
         return true;
     }

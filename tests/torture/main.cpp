@@ -25,7 +25,7 @@ struct Options {
     Programs programs;
     /// Tests each point whose number is a multiple of this.
     std::size_t every = 1;
-    /// So many processes test points at the same time.
+    /// How many processes test points at the same time.
     std::size_t workers = 1;
     std::size_t pairs = 7'000;
     unsigned seed = 1;
@@ -143,14 +143,14 @@ std::vector<Point> allPoints(const Options& options) {
 /// From now on, processes that the server has launched become children of this process when the server ends.
 void adoptOrphans() { prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); }
 
-/// What the workers share. A worker is a process, because a tracer waits for all children of its process.
+/// What the workers share. Each worker is a process, because a tracer waits for all children of its process.
 struct Work {
     /// The point that is tested next.
     std::atomic<std::size_t> next = 0;
     std::atomic<std::size_t> tried = 0, hit = 0, aborted = 0, bad = 0;
 };
 
-/// Tests points until none is left. Some points take ten seconds, so each worker takes one point at a time.
+/// Tests points until none is left. Some points take much longer than others, so a worker takes one at a time.
 void testPoints(const std::vector<Point>& points, const Options& options, Work& work) {
     for (std::size_t index = 0; (index = work.next.fetch_add(options.every)) < points.size();) {
         const Verdict verdict = checkRun(points[index], options.programs);
