@@ -11,6 +11,15 @@ std::string_view fitting(std::string_view lines, std::size_t room) {
     return lines.substr(0, lastEnd == lines.npos ? room : lastEnd + 1);
 }
 
+/// The bytes up to the first line end, or the first part of a longer line. After the search, a part is still in the
+/// processor's cache for the write. The reader takes one part while the next one is searched.
+std::string_view upToLineEnd(std::string_view bytes) {
+    constexpr std::size_t partLength = 65'536;
+    const std::string_view part = bytes.substr(0, partLength);
+    const auto end = part.find('\n');
+    return end == part.npos ? part : part.substr(0, end + 1);
+}
+
 } // namespace
 
 Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes data) {
@@ -27,13 +36,14 @@ Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes lines, std:
         const bool isOpen = gate->ifOpen([&] { count = writeSome(beginning); });
         if (!isOpen) break;
         if (!count) co_return std::unexpected(count.error());
-        const bool endsInsideLine = rest[*count - 1] != '\n';
+        bool isInsideLine = rest[*count - 1] != '\n';
         rest.remove_prefix(*count);
-        if (!endsInsideLine) continue;
-
-        const std::string_view begun = rest.substr(0, rest.find('\n') + 1);
-        if (auto written = writeAll(begun); !written) co_return written;
-        rest.remove_prefix(begun.size());
+        while (isInsideLine && !rest.empty()) {
+            const std::string_view part = upToLineEnd(rest);
+            if (auto written = writeAll(part); !written) co_return written;
+            isInsideLine = part.back() != '\n';
+            rest.remove_prefix(part.size());
+        }
     }
     co_return Written{};
 }

@@ -179,6 +179,7 @@ TEST(MCPStdoutWriter, lines_with_a_gate_begin_only_while_it_is_open) {
         {"a line longer than the room", "abcdef\ng\n", 4, 100, 99, "abcdef\ng\n", {4, 3, 2}},
         {"a line that has begun is finished", "abcdef\ng\n", 4, 100, 1, "abcdef\n", {4, 3}},
         {"a line of which a part was taken is finished", "abc\nde\n", 100, 2, 1, "abc\n", {7, 2}},
+        {"a line without its end is finished, too", "abcdef", 4, 100, 1, "abcdef", {4, 2}},
         {"nothing, without asking", "", 100, 100, 99, "", {}},
     };
     vostel_tests::forEachRow(rows, [&](const Row& row) {
@@ -198,6 +199,23 @@ TEST(MCPStdoutWriter, lines_with_a_gate_begin_only_while_it_is_open) {
         EXPECT_EQ(output.written, row.written);
         EXPECT_EQ(output.offered, row.offered);
     });
+}
+
+TEST(MCPStdoutWriter, a_very_long_line_is_finished_in_parts_without_asking_the_gate_again) {
+    const std::string line = std::string(200'000, 'a') + '\n';
+    ManualExecutor executor;
+    FakeOutput output;
+    const auto gate = std::make_shared<LineGate>();
+    int asked = 0;
+    const auto waitForRoom = [&](std::size_t) {
+        if (asked++ == 1) gate->close();
+        return std::size_t{1000};
+    };
+    MCPStdoutWriter writer{executor, output.attemptWrite(), waitForRoom};
+    EXPECT_EQ(executor.run(writer.send(Bytes{line + "b\n"}, gate)), Sent{});
+    EXPECT_EQ(output.written, line);
+    EXPECT_EQ(output.offered, (std::vector<std::size_t>{1000, 65'536, 65'536, 65'536, 2393}));
+    EXPECT_EQ(asked, 2);
 }
 
 TEST(MCPStdoutWriter, a_failure_ends_lines_with_a_gate) {
