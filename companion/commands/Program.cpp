@@ -24,6 +24,7 @@
 #include "posix/BlockingThread.h"
 #include "posix/RandomUUID.h"
 #include "posix/StandardFolders.h"
+#include "posix/reraise.h"
 
 #include <atomic>
 #include <concepts>
@@ -82,7 +83,7 @@ public:
         return posix::startBlockingThread({"com.vostel.vostel.signals", "signals"}, [this] {
             signal_ = signals_.wait();
             cancellation_.cancel();
-            reraise(signals_.wait());
+            posix::reraise(signals_.wait());
         });
     }
 
@@ -146,7 +147,7 @@ Exit perform(const LongWork auto& verb) {
         return Exit::failed;
     }
     const Exit exit = runOnStore(verb, cancellation);
-    if (interruption.signal() != 0) reraise(interruption.signal());
+    if (interruption.signal() != 0) posix::reraise(interruption.signal());
     return exit;
 }
 

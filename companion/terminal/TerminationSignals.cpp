@@ -1,6 +1,5 @@
 #include "companion/terminal/TerminationSignals.h"
 
-#include <cstdlib>
 #include <initializer_list>
 #include <pthread.h>
 
@@ -20,16 +19,6 @@ int TerminationSignals::wait() const {
     int signal = 0;
     ::sigwait(&signals_, &signal);
     return signal;
-}
-
-void reraise(int signal) {
-    std::signal(signal, SIG_DFL);
-    sigset_t only;
-    sigemptyset(&only);
-    sigaddset(&only, signal);
-    ::pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
-    ::raise(signal);
-    std::_Exit(128 + signal);
 }
 
 } // namespace vostel_companion

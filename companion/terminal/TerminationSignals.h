@@ -20,7 +20,4 @@ private:
     sigset_t signals_;
 };
 
-/// Ends the program by the default action of `signal`, so that a shell knows that it was interrupted.
-[[noreturn]] void reraise(int signal);
-
 } // namespace vostel_companion
