@@ -76,10 +76,11 @@ bool redirectStandardStreams() {
     // Also closes the report's descriptor at the exec.
     closeOthersOnExec();
     if (::setrlimit(RLIMIT_NOFILE, &descriptorLimit) != 0) ::_exit(1);
+    // Before the signals are unblocked, because no handler of ours may run here.
+    for (int signal = 1; signal < NSIG; ++signal) std::signal(signal, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    std::signal(SIGPIPE, SIG_DFL);
 
     if (!report(high, 0)) ::_exit(1);
     ::execv(executable, arguments);
