@@ -2,6 +2,7 @@
 
 #include "kit/stdio/MCPLineBuffer.h"
 #include "kit/support/outOfMemory.h"
+#include "server/Termination.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,8 +20,8 @@ using VostelMCPKit::PosixError;
 
 namespace {
 
-/// Waits until `descriptor` is ready for `event` (of poll) or its other end is closed. False with errno set when poll
-/// cannot wait for it.
+/// Waits until `descriptor` is ready for `event` (of poll) or its other end is closed. For POLLIN, also returns when a
+/// signal interrupts it. False with errno set when poll cannot wait for it.
 bool waitUntilReady(int descriptor, short event) {
     pollfd waiting{descriptor, event, 0};
     while (::poll(&waiting, 1, /*timeout=*/-1) < 0) {
@@ -30,6 +31,9 @@ bool waitUntilReady(int descriptor, short event) {
             ::usleep(1'000);
         } else if (errno != EINTR) {
             return false;
+        } else if (event == POLLIN) {
+            // The reader checks whether the input shall end.
+            return true;
         }
     }
     if ((waiting.revents & POLLNVAL) == 0) return true;
@@ -64,12 +68,19 @@ std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std:
     return std::move(lines).value_or(std::vector<std::string>{});
 }
 
+/// True when this process shall end and the client has written nothing more.
+bool mayEndInput(int descriptor) {
+    if (!Termination::isRequested()) return false;
+    pollfd waiting{descriptor, POLLIN, 0};
+    return ::poll(&waiting, 1, /*timeout=*/0) == 0;
+}
+
 void readLines(int descriptor, LineChannel& lines) {
     VostelMCPKit::MCPLineBuffer buffer;
     char bytes[65'536];
     for (;;) {
         const ssize_t count = ::read(descriptor, bytes, sizeof bytes);
-        if (count < 0 && mayRetry(descriptor, POLLIN)) continue;
+        if (count < 0 && mayRetry(descriptor, POLLIN) && !mayEndInput(descriptor)) continue;
         if (count <= 0) break;
         const std::string_view received{bytes, static_cast<std::size_t>(count)};
         // The first line may have begun long before and be too large. The lines after it must not be lost with it.

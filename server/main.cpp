@@ -16,12 +16,14 @@
 #include "server/Platform.h"
 #include "server/RunLoop.h"
 #include "server/SerialExecutor.h"
+#include "server/Termination.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <span>
 #include <string>
 #include <sys/resource.h>
@@ -87,6 +89,7 @@ void tidyMemory() {
 
 int main() {
     if (!occupyStandardStreams()) std::_Exit(EXIT_FAILURE);
+    Termination::prepare();
     static SerialExecutor outputExecutor;
     // The client must never read a part of a line, not even when the server runs out of memory.
     onOutOfMemory([] { outputExecutor.close(); });
@@ -124,11 +127,14 @@ int main() {
     }
 
     MCPHandshake handshake{lines, standardOutput, std::move(forwarding), MCPYouTubeAvailability::isAvailable, memory};
-    if (!MCPStdio::startReadingLines(STDIN_FILENO, lines, posix::startBlockingThread)) std::_Exit(EXIT_FAILURE);
+    const auto startReader = [](posix::ThreadName name, std::function<void()> read) {
+        return posix::startBlockingThread(name, [read = std::move(read)] { Termination::receiveDuring(read); });
+    };
+    if (!MCPStdio::startReadingLines(STDIN_FILENO, lines, startReader)) std::_Exit(EXIT_FAILURE);
     mainThread.run(handshake.serve());
 
     pendingCancellations.drain(/*forApplication=*/drainTimeout, /*forProcess=*/ownDrainTimeout);
     // Deliberate: calls that still run are neither awaited nor cancelled. Their threads use the objects above, so
     // nothing is destroyed.
-    std::_Exit(EXIT_SUCCESS);
+    Termination::endProcess();
 }

@@ -84,6 +84,14 @@ json FakeApplication::nextCancellation() {
     return frame.value("payload", json::object());
 }
 
+bool FakeApplication::hasCancellation(const std::string& requestID) {
+    auto connection = acceptFrom(listener_, std::chrono::milliseconds{0});
+    if (!connection) return false;
+    const json frame = json::parse(connection->readFrame(), nullptr, /*allow_exceptions=*/false);
+    const json cancellation = {{"protocolVersion", 4}, {"requestID", requestID}};
+    return frame == json{{"kind", "cancellation"}, {"payload", cancellation}};
+}
+
 void FakeApplication::expectNobody() { EXPECT_FALSE(acceptFrom(listener_, silence).has_value()); }
 
 } // namespace vostel_tests

@@ -37,6 +37,8 @@ public:
     [[nodiscard]] ReceivedCall nextCallPastCancellations();
     /// The payload of the next connection's only frame, which must be a cancellation.
     [[nodiscard]] nlohmann::json nextCancellation();
+    /// True when the next connection that waits to be accepted brings the cancellation of this call.
+    [[nodiscard]] bool hasCancellation(const std::string& requestID);
     /// Fails the test when a connection comes during `silence`.
     void expectNobody();
 

@@ -8,6 +8,7 @@
 //     INTERRUPTED_WRITES=1  a signal interrupts the first write
 //     BROKEN_ERROR=1        standard error cannot be written
 //     STUCK_ERROR=1         standard error takes no bytes
+//     NO_TIMERS=1           no timer can be set
 
 #include <cerrno>
 #include <cstdarg>
@@ -20,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -100,4 +102,12 @@ extern "C" ssize_t write(int descriptor, const void* bytes, size_t length) {
         return -1;
     }
     return next<ssize_t (*)(int, const void*, size_t)>("write")(descriptor, bytes, length);
+}
+
+extern "C" int setitimer(__itimer_which_t which, const itimerval* value, itimerval* before) noexcept {
+    if (std::getenv("NO_TIMERS") != nullptr) {
+        errno = EPERM;
+        return -1;
+    }
+    return next<int (*)(__itimer_which_t, const itimerval*, itimerval*)>("setitimer")(which, value, before);
 }

@@ -131,4 +131,14 @@ TEST(Scarcity, only_a_message_that_takes_too_much_memory_fails) {
     EXPECT_EQ(server.line(), pingReply("3"));
 }
 
+TEST(Scarcity, a_signal_ends_a_process_that_cannot_set_a_timer) {
+    if (!systemCanBeFaked) GTEST_SKIP() << sanitizerIsFirst;
+    TemporaryFolder home;
+    ServerProcess server{{.home = home.path(), .environment = fakeSystem({"NO_TIMERS=1"})}};
+    server.send(ping("1"));
+    EXPECT_EQ(server.line(), pingReply("1"));
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.waitForEnd(), Ending{.signal = SIGTERM});
+}
+
 } // namespace vostel_tests

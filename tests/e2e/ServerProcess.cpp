@@ -115,6 +115,8 @@ void ServerProcess::send(std::string_view line) {
     write(bytes);
 }
 
+void ServerProcess::signal(int number) const { EXPECT_EQ(::kill(processID(), number), 0); }
+
 std::string ServerProcess::line() {
     for (;;) {
         const auto end = pendingOutput_.find('\n', searchedOutput_);

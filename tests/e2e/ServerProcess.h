@@ -63,6 +63,9 @@ public:
     /// Fails the test when a line comes during `silence`.
     void expectSilence();
 
+    void signal(int number) const;
+    /// Reads nothing.
+    [[nodiscard]] bool hasEnded() const { return process_->hasEnded(); }
     /// Waits for the end of the process. The test has caused it.
     Ending waitForEnd();
     /// What was written to standard error; complete once the process has ended.

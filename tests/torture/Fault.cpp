@@ -54,6 +54,7 @@ const std::map<long, SystemCall>& systemCalls() {
         {SYS_prctl, {"prctl", {EINVAL}}},
         {SYS_sched_getaffinity, {"sched_getaffinity", {EINVAL}}},
         {SYS_futex, {"futex", {EINTR}}},
+        {SYS_pause, {"pause", {EINTR}}},
         // The tracer makes every sleep end at once.
         {SYS_clock_nanosleep, {"nanosleep", {}}},
         {SYS_restart_syscall, {"restart", {}}},
