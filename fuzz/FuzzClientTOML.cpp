@@ -30,9 +30,11 @@ std::optional<toml::table> tableOf(std::string_view text) {
     return std::move(result).table();
 }
 
+/// As JSON, because the parser's own TOML writer computes the width of a number in an array from its logarithm. That is
+/// undefined for nan and for numbers close to zero.
 std::string textOf(const toml::table& table) {
     std::ostringstream text;
-    text << table;
+    text << toml::json_formatter{table};
     return text.str();
 }
 
