@@ -59,7 +59,9 @@ void check(std::string_view text) {
     if (!with) return;
     require(CodexConfig::existingCommand(*with) == entry.command, "an entry that was written is there");
     const auto without = CodexConfig::withoutEntry(*with);
-    require(without.has_value(), "an entry that was written can be removed");
+    // Deliberate: an entry in an inline table of all servers can be updated but not removed.
+    const bool isInline = outlineCodexConfig(*with)->isEntryInline;
+    require(without.has_value() != isInline, "an entry that was written can be removed");
     if (*before == std::optional<std::string>{}) require(*without == text, "removing an entry undoes writing it");
 
     if (!table) return;

@@ -82,14 +82,19 @@ private:
         if (isArray && (table_ == Place::servers || table_ == Place::entry)) {
             return refuse(ConfigError::UneditableForm{nameOf(table_), positionOf(text_, place), "an array of tables"});
         }
+        const bool isServers = table_ == Place::servers || isOurs(table_);
+        if (isServers && outline_.inlineServers) return refuseSecondServers(place);
         if (table_ == Place::entry && !noteDefinition(place)) return false;
         if (isOurs(table_)) outline_.entry.push_back({{begin, at_}, true});
         return true;
     }
 
     bool readAssignment(std::size_t begin) {
+        const std::size_t keyBegin = at_;
         Place place = table_;
-        if (!readKey(place) || !readValueOf(place) || !endLine()) return false;
+        if (!readKey(place)) return false;
+        if (isOurs(place) && outline_.inlineServers) return refuseSecondServers(keyBegin);
+        if (!readValueOf(place) || !endLine()) return false;
         if (!isOurs(place)) return true;
         // Comments and empty lines between two lines of our own table belong to it. Outside our table, each line counts
         // alone.
@@ -187,8 +192,8 @@ private:
         switch (place) {
         case Place::servers:
             if (!isTable) return refuse(ConfigError::NotAnObject{nameOf(place), positionOf(text_, begin)});
-            if (std::exchange(outline_.inlineServers, begin)) {
-                return refuse(ConfigError::Repeated{nameOf(place), positionOf(text_, begin)});
+            if (!outline_.entry.empty() || std::exchange(outline_.inlineServers, begin)) {
+                return refuseSecondServers(begin);
             }
             return true;
         case Place::entry:
@@ -208,6 +213,11 @@ private:
             return true;
         }
         std::unreachable();
+    }
+
+    /// A table that is written inline is whole: in TOML, no other line may add to it.
+    bool refuseSecondServers(std::size_t place) {
+        return refuse(ConfigError::Repeated{nameOf(Place::servers), positionOf(text_, place)});
     }
 
     bool noteDefinition(std::size_t begin) {

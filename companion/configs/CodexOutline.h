@@ -52,7 +52,8 @@ struct CodexOutline {
     bool operator==(const CodexOutline&) const = default;
 };
 
-/// Fails for a text that is not TOML, for a repeated entry, and if `mcp_servers` or the entry is not a table.
+/// Fails for a text that is not TOML, for a repeated entry, for an entry outside an inline `mcp_servers`, and if
+/// `mcp_servers` or the entry is not a table.
 [[nodiscard]] std::expected<CodexOutline, ConfigError> outlineCodexConfig(std::string_view text);
 
 } // namespace vostel_companion
