@@ -36,16 +36,22 @@ Task<std::expected<void, MCPWriteError>> MCPStdoutWriter::send(Bytes lines, std:
         const bool isOpen = gate->ifOpen([&] { count = writeSome(beginning); });
         if (!isOpen) break;
         if (!count) co_return std::unexpected(count.error());
-        bool isInsideLine = rest[*count - 1] != '\n';
+        const bool endsInsideLine = rest[*count - 1] != '\n';
         rest.remove_prefix(*count);
-        while (isInsideLine && !rest.empty()) {
-            const std::string_view part = upToLineEnd(rest);
-            if (auto written = writeAll(part); !written) co_return written;
-            isInsideLine = part.back() != '\n';
-            rest.remove_prefix(part.size());
-        }
+        if (!endsInsideLine) continue;
+        if (auto finished = finishLine(rest); !finished) co_return finished;
     }
     co_return Written{};
+}
+
+MCPStdoutWriter::Written MCPStdoutWriter::finishLine(std::string_view& rest) const {
+    while (!rest.empty()) {
+        const std::string_view part = upToLineEnd(rest);
+        if (auto written = writeAll(part); !written) return written;
+        rest.remove_prefix(part.size());
+        if (part.ends_with('\n')) break;
+    }
+    return {};
 }
 
 MCPStdoutWriter::Written MCPStdoutWriter::writeAll(std::string_view bytes) const {

@@ -52,6 +52,8 @@ public:
 private:
     using Written = std::expected<void, MCPWriteError>;
 
+    /// Writes the rest of the line that has begun, and removes it from `rest`.
+    [[nodiscard]] Written finishLine(std::string_view& rest) const;
     [[nodiscard]] Written writeAll(std::string_view bytes) const;
     [[nodiscard]] std::expected<std::size_t, MCPWriteError> writeSome(std::string_view bytes) const;
 
