@@ -32,7 +32,7 @@ bool waitUntilReady(int descriptor, short event) {
         } else if (errno != EINTR) {
             return false;
         } else if (event == POLLIN) {
-            // The reader checks whether the input shall end.
+            // The reader checks whether the input must end.
             return true;
         }
     }
@@ -68,7 +68,7 @@ std::vector<std::string> completeLines(VostelMCPKit::MCPLineBuffer& buffer, std:
     return std::move(lines).value_or(std::vector<std::string>{});
 }
 
-/// True when this process shall end and the client has written nothing more.
+/// True when a signal asks this process to end and the client has written nothing more.
 bool mayEndInput(int descriptor) {
     if (!Termination::isRequested()) return false;
     pollfd waiting{descriptor, POLLIN, 0};

@@ -1,12 +1,10 @@
 #include "server/Termination.h"
 
-#include "posix/reraise.h"
+#include "posix/Signals.h"
 
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <initializer_list>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -27,12 +25,13 @@ constexpr int lastTick = 100;
 void changeMask(int how) {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGALRM}) sigaddset(&signals, signal);
+    for (const int signal : posix::terminationSignals) sigaddset(&signals, signal);
+    sigaddset(&signals, SIGALRM);
     ::pthread_sigmask(how, &signals, nullptr);
 }
 
-/// Without SA_RESTART, because the handler shall interrupt system calls.
-void handle(int signal, void (*handler)(int)) {
+/// Without SA_RESTART, because the handler must interrupt system calls.
+void setHandler(int signal, void (*handler)(int)) {
     struct sigaction action{};
     action.sa_handler = handler;
     ::sigaction(signal, &action, nullptr);
@@ -47,11 +46,11 @@ void tick(int) {
 
 void request(int signal) {
     int none = 0;
-    // Some signals come twice: from the terminal, and from a client that passes them on.
+    // The first signal counts. The same one may come from the terminal and from a client that passes it on.
     if (!requested.compare_exchange_strong(none, signal)) return;
     const int saved = errno;
-    // Not at the start: until now, an alarm that the client has set before it started us ends the process as usual.
-    handle(SIGALRM, tick);
+    // Not in `prepare`, because a client may have set an alarm that should end the process as usual.
+    setHandler(SIGALRM, tick);
     // A sandbox may forbid timers.
     if (::setitimer(ITIMER_REAL, &ticks, nullptr) != 0) posix::reraise(signal);
     errno = saved;
@@ -61,10 +60,8 @@ void request(int signal) {
 
 void prepare() {
     changeMask(SIG_BLOCK);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        struct sigaction current{};
-        ::sigaction(signal, nullptr, &current);
-        if (current.sa_handler != SIG_IGN) handle(signal, request);
+    for (const int signal : posix::terminationSignals) {
+        if (!posix::isIgnored(signal)) setHandler(signal, request);
     }
 }
 

@@ -12,13 +12,12 @@ namespace vostel_mcp::Termination {
 /// stays ignored. Call it before the first thread starts.
 void prepare();
 
-/// Runs `read` on the calling thread, which receives the signals during this time and afterwards. Does not return. At
-/// first, a signal only interrupts the system call that blocks. The process ends by this signal after a second at the
-/// latest, even if the client does not read the replies.
+/// Runs `read` on the calling thread, which receives the signals from now on. It keeps waiting for them after `read`
+/// has returned. A signal interrupts the thread's blocking system calls, again every 10 ms. After a second, it ends the
+/// process, even if the client does not read the replies.
 [[noreturn]] void receiveDuring(const std::function<void()>& read);
 
-/// True when a signal was received: the input ends as soon as there is nothing to read. The blocking system call of the
-/// receiving thread is interrupted again and again, so this is never noticed too late.
+/// True when a signal was received. Then the input ends as soon as there is nothing to read. Thread-safe.
 [[nodiscard]] bool isRequested();
 
 /// Ends the process by the signal that was received, otherwise with status 0.

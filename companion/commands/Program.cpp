@@ -23,8 +23,8 @@
 #include "companion/terminal/TerminationSignals.h"
 #include "posix/BlockingThread.h"
 #include "posix/RandomUUID.h"
+#include "posix/Signals.h"
 #include "posix/StandardFolders.h"
-#include "posix/reraise.h"
 
 #include <atomic>
 #include <concepts>

@@ -1,16 +1,15 @@
 #include "companion/terminal/TerminationSignals.h"
 
-#include <initializer_list>
+#include "posix/Signals.h"
+
 #include <pthread.h>
 
 namespace vostel_companion {
 
 TerminationSignals::TerminationSignals() {
     sigemptyset(&signals_);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        struct sigaction current{};
-        ::sigaction(signal, nullptr, &current);
-        if (current.sa_handler != SIG_IGN) sigaddset(&signals_, signal);
+    for (const int signal : posix::terminationSignals) {
+        if (!posix::isIgnored(signal)) sigaddset(&signals_, signal);
     }
     ::pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
 }

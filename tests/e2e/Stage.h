@@ -31,13 +31,18 @@ struct Stage {
         return waitUntil(condition, [this] { expectServing(); });
     }
 
-    /// Waits until the server uses at most this much memory; false after the timeout. It sends nothing, because even a
-    /// ping can make the server return memory.
+    /// Waits until the server uses at most this much memory; false after the timeout.
     [[nodiscard]] bool memoryFallsTo(std::size_t kibibytes) {
-        return waitUntil([&] { return server.residentKiB() <= kibibytes; },
-                         [] { std::this_thread::sleep_for(std::chrono::milliseconds{10}); });
+        return soonInSilence([&] { return server.residentKiB() <= kibibytes; });
     }
 
+    /// Like `soon`, but it sends and reads nothing. Even a ping can make the server return memory.
+    template <class Condition>
+    [[nodiscard]] static bool soonInSilence(Condition condition) {
+        return waitUntil(condition, [] { std::this_thread::sleep_for(std::chrono::milliseconds{10}); });
+    }
+
+private:
     /// Calls `pause` between two looks at the condition.
     template <class Condition, class Pause>
     static bool waitUntil(Condition condition, Pause pause) {

@@ -1,16 +1,14 @@
 // SIGTERM, SIGINT and SIGHUP end the process after it has handled what the client wrote before.
 
+#include "posix/Signals.h"
 #include "tests/e2e/Stage.h"
 #include "tests/support/Table.h"
 
-#include <csignal>
 #include <functional>
 
 namespace vostel_tests {
 
 namespace {
-
-constexpr int terminationSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
 /// A server that starts with the given setting of its signals, an option of the program env.
 ServerProcess::Setting startedWith(const std::string& option, const std::filesystem::path& home) {
@@ -69,7 +67,7 @@ TEST(Termination, a_cancellation_reaches_the_application_even_when_a_signal_foll
 }
 
 TEST(Termination, a_signal_ends_the_process_while_its_input_is_open) {
-    for (const int signal : terminationSignals) {
+    for (const int signal : posix::terminationSignals) {
         for (const bool nonBlocking : {false, true}) {
             TemporaryFolder home;
             ServerProcess server{{.home = home.path(), .streamsAreNonBlockingSockets = nonBlocking}};
@@ -123,13 +121,12 @@ TEST(Termination, a_client_that_does_not_read_does_not_prevent_the_end) {
     for (int id = 0; id < 5000; ++id) server.send(ping("1"));
     server.expectOutputToBegin();
     server.signal(SIGTERM);
-    EXPECT_TRUE(Stage::waitUntil([&] { return server.hasEnded(); },
-                                 [] { std::this_thread::sleep_for(std::chrono::milliseconds{10}); }));
+    EXPECT_TRUE(Stage::soonInSilence([&] { return server.hasEnded(); }));
     expectEndBy(SIGTERM, server);
 }
 
 TEST(Termination, a_signal_that_was_ignored_at_the_start_stays_ignored) {
-    for (const int signal : terminationSignals) {
+    for (const int signal : posix::terminationSignals) {
         TemporaryFolder home;
         ServerProcess server{startedWith("--ignore-signal=" + std::to_string(signal), home.path())};
         expectReply(server);
@@ -140,7 +137,7 @@ TEST(Termination, a_signal_that_was_ignored_at_the_start_stays_ignored) {
 }
 
 TEST(Termination, a_signal_that_was_blocked_at_the_start_ends_the_process) {
-    for (const int signal : terminationSignals) {
+    for (const int signal : posix::terminationSignals) {
         TemporaryFolder home;
         ServerProcess server{startedWith("--block-signal", home.path())};
         expectReply(server);

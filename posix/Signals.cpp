@@ -1,9 +1,13 @@
-#include "posix/reraise.h"
+#include "posix/Signals.h"
 
-#include <csignal>
 #include <cstdlib>
 
 namespace posix {
+
+bool isIgnored(int signal) {
+    struct sigaction current{};
+    return ::sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
+}
 
 void reraise(int signal) {
     std::signal(signal, SIG_DFL);
